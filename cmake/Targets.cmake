@@ -1,0 +1,31 @@
+# Compile settings shared by all targets.
+add_library(orq_options INTERFACE)
+target_include_directories(orq_options INTERFACE ${CMAKE_SOURCE_DIR}/src)
+target_compile_options(orq_options INTERFACE -Wall -Wextra -Wconversion -Wshadow)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+  target_compile_options(orq_options INTERFACE -Wthread-safety)
+endif()
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+  # gcc 12 sees overlaps in the inlined concatenation of strings that cannot happen (its bug 105651).
+  target_compile_options(orq_options INTERFACE -Wno-restrict)
+endif()
+if(ORQ_WERROR)
+  target_compile_options(orq_options INTERFACE -Werror)
+endif()
+if(ORQ_SANITIZE)
+  target_compile_options(orq_options INTERFACE -fsanitize=${ORQ_SANITIZE} -fno-omit-frame-pointer
+                                               -fno-sanitize-recover=all)
+  target_link_options(orq_options INTERFACE -fsanitize=${ORQ_SANITIZE})
+endif()
+
+# A static library from every .cpp file of the folders given after its name.
+function(orq_add_library name)
+  set(sources)
+  foreach(folder ${ARGN})
+    file(GLOB found CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${folder}/*.cpp)
+    list(APPEND sources ${found})
+  endforeach()
+  file(CONFIGURE OUTPUT ${CMAKE_CURRENT_BINARY_DIR}/${name}_anchor.cpp CONTENT "// keeps ${name} a real library\n")
+  add_library(${name} STATIC ${sources} ${CMAKE_CURRENT_BINARY_DIR}/${name}_anchor.cpp)
+  target_link_libraries(${name} PUBLIC orq_options Threads::Threads)
+endfunction()

@@ -1,0 +1,43 @@
+// The image algorithm object: what a frame needs beyond single registers.
+#pragma once
+
+#include <cstdint>
+
+#include "support/Relaxed.h"
+
+/// Where the red sample stands in the 2x2 Bayer block of the top-left corner.
+enum class BayerPattern : int { RG = 0, BG = 1, GR = 2, GB = 3 };
+
+/// FITS name of a pattern: "RGGB", "BGGR", "GRBG", "GBRG".
+const char* BayerName(BayerPattern pattern);
+/// The pattern seen when the frame's origin moves by (dx, dy) samples (only their parity matters).
+BayerPattern ShiftBayer(BayerPattern pattern, int dx, int dy);
+/// The pattern seen after mirroring a frame of the given size horizontally and/or vertically.
+BayerPattern FlipBayer(BayerPattern pattern, bool horizontal, bool vertical, int width, int height);
+
+/// Colour conversions of raw Bayer frames. One object per camera; `SetBayer` is any-thread, the conversions
+/// may run on several threads at once.
+class CAlgorithm {
+ public:
+  /// The Bayer pattern of the frames that follow (0 RGGB, 1 BGGR, 2 GRBG, 3 GBRG; others count as 0).
+  void SetBayer(int pattern);
+  /// Sets up the colour conversion: ITU-R BT.601 luminance weights in units of 1/256 (red 77, green 150,
+  /// blue 29; their sum is 256, so that grey keeps its value). To be called before `BayerToY8`.
+  void RGBYUV_Init();
+
+  /// Demosaics `width` x `height` 8-bit Bayer samples into 3 bytes per pixel in the order blue, green, red.
+  /// Bilinear: a missing colour is the mean of its two or four nearest samples, rounded to the nearest
+  /// integer, halves up; beyond a border the frame goes on as its mirror image about the border sample, which
+  /// keeps the colours in step. Frames narrower or lower than 2 samples are copied as grey. `bgr` must not
+  /// overlap `bayer`. Allocates nothing.
+  void BayerToRGB24(const std::uint8_t* bayer, int width, int height, std::uint8_t* bgr) const;
+  /// Luminance of the demosaiced frame, one byte per pixel: (77 R + 150 G + 29 B + 128) / 256 of exactly the
+  /// colours that `BayerToRGB24` delivers. `luminance` must not overlap `bayer`. Allocates nothing.
+  void BayerToY8(const std::uint8_t* bayer, int width, int height, std::uint8_t* luminance) const;
+
+ private:
+  std::uint16_t redWeight_ = 0;
+  std::uint16_t greenWeight_ = 0;
+  std::uint16_t blueWeight_ = 0;
+  orq::Relaxed<int> pattern_{0};
+};
