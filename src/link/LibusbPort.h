@@ -1,0 +1,13 @@
+// The USB port on libusb 1.0.
+#pragma once
+
+#include <memory>
+
+#include "link/UsbPort.h"
+
+namespace orq {
+
+/// A port with a libusb context of its own, made on first use, and an event thread while a device is open.
+std::shared_ptr<UsbPort> MakeLibusbPort();
+
+}  // namespace orq

@@ -1,0 +1,55 @@
+// What stands behind the device link's interface.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <span>
+#include <string>
+
+#include "link/StreamEngine.h"
+#include "link/UsbPort.h"
+#include "support/Relaxed.h"
+
+namespace orq {
+
+/// Everything behind the link's face: the port, the stream, the locks that serialise them.
+struct LinkState {
+  static constexpr unsigned kControlTimeoutMs = 1000;
+
+  /// `openedFlag` is the link's opened flag and outlives this.
+  explicit LinkState(const Relaxed<std::uint8_t>& openedFlag) : opened(openedFlag) {}
+
+  std::shared_ptr<UsbPort> PortNow();
+  std::shared_ptr<StreamEngine> Engine() const;
+  void SetStreamError(std::string text);
+  void StopEngine();
+
+  bool Out(std::uint8_t request, std::uint16_t value, std::uint16_t index);
+  bool Out(std::uint8_t request, std::uint16_t value, std::uint16_t index, std::span<std::uint8_t> data,
+           unsigned timeoutMs = kControlTimeoutMs);
+  bool In(std::uint8_t request, std::uint16_t value, std::uint16_t index, std::span<std::uint8_t> data);
+
+  bool SetFpgaBits(std::uint16_t reg, std::uint8_t bits, bool on);
+  bool SetSyncTime(std::uint16_t reg, std::uint32_t us);
+
+  // With controlMutex held.
+  bool Transfer(const SetupPacket& setup, std::span<std::uint8_t> data, unsigned timeoutMs);
+
+  const Relaxed<std::uint8_t>& opened;
+  // Held while a stream is started or stopped, and while the device is closed: a reconnect closes it without
+  // stopping the capture, whose worker may be about to queue transfers on it. Taken before controlMutex.
+  std::mutex streamMutex;
+  std::mutex controlMutex;  // serialises control transfers; held across a read-modify-write
+  std::atomic<bool> deviceLost{false};
+  std::atomic<bool> streaming{false};  // between StartStream and StopStream: the engine's state counts
+
+  mutable std::mutex stateMutex;  // guards all below; never held across a transfer
+  std::shared_ptr<UsbPort> port;
+  std::shared_ptr<StreamEngine> engine;
+  std::string streamError;
+  std::string portErrorBefore;  // what the port's last error was when streamError was set
+};
+
+}  // namespace orq

@@ -1,0 +1,99 @@
+// The engine's own thread: mends faults and finds memory for transfers when none is left in flight.
+#include <chrono>
+
+#include "link/StreamCore.h"
+
+namespace orq {
+
+using namespace stream_error;
+
+void StreamEngine::Core::Run() {
+  while (true) {
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [this] { return stopping_ || phase_ != Phase::Running || starved_; });
+    if (stopping_) return;
+    const Phase phase = phase_;
+    lock.unlock();
+    if (phase == Phase::Faulted) {
+      if (!Mend()) return;
+    } else if (phase == Phase::Failed) {
+      if (pool_.Drain(std::chrono::milliseconds(tuning_.drainMs)))
+        parser_.Break(FrameStreamParser::Fault::Transport);
+      return;
+    } else {
+      FeedStarved();
+    }
+  }
+}
+
+bool StreamEngine::Core::Mend() {
+  if (!pool_.Drain(std::chrono::milliseconds(tuning_.drainMs))) {
+    Fail(kStuck);
+    return false;
+  }
+  {
+    const std::lock_guard lock(mutex_);
+    starved_ = false;
+    parser_.Break(fault_);
+  }
+  ring_.WaitJudged();
+  const std::uint64_t good = stats_.Snapshot().completed;
+  if (good != goodAtLastResync_) resyncsInARow_ = 0;
+  goodAtLastResync_ = good;
+  if (!ClearHalt()) return true;
+  parser_.Restart();
+  {
+    const std::lock_guard lock(mutex_);
+    if (phase_ != Phase::Faulted) return true;
+    phase_ = Phase::Running;
+  }
+  pool_.QueueAll();
+  return true;
+}
+
+bool StreamEngine::Core::ClearHalt() {
+  while (resyncsInARow_ < tuning_.maxResyncs) {
+    ++resyncsInARow_;
+    const UsbError error = pipe_.ClearHalt();
+    if (error == kUsbNoDevice) {
+      NoteGone();
+      return false;
+    }
+    if (error == kUsbOk) {
+      stats_.Update([](StreamCounters& c) {
+        ++c.haltsCleared;
+        ++c.resyncs;
+      });
+      return true;
+    }
+    if (!Pause()) return false;
+  }
+  Fail(kUnsteady);
+  return false;
+}
+
+void StreamEngine::Core::FeedStarved() {
+  for (int tries = 0; tries < tuning_.maxStarvedRetries; ++tries) {
+    if (!Pause()) return;
+    pool_.RetryParked();
+    const std::lock_guard lock(mutex_);
+    if (phase_ != Phase::Running || pool_.InFlight() != 0) {
+      starved_ = false;
+      return;
+    }
+  }
+  Fail(kNoUsbMemory);
+}
+
+void StreamEngine::Core::Fail(const char* reason) {
+  const std::lock_guard lock(mutex_);
+  if (error_.empty()) error_ = reason;
+  if (phase_ != Phase::Stopped) phase_ = Phase::Failed;
+}
+
+bool StreamEngine::Core::Pause() {
+  std::unique_lock lock(mutex_);
+  return !changed_.wait_for(lock, std::chrono::milliseconds(tuning_.retryMs), [this] { return stopping_; });
+}
+
+}  // namespace orq

@@ -1,0 +1,30 @@
+// The counters of one stream, shared by the threads that it runs on.
+#pragma once
+
+#include <mutex>
+
+#include "link/StreamCounters.h"
+
+namespace orq {
+
+/// Counters behind one small lock: every change that belongs together is made in one `Update`, so that a
+/// snapshot is consistent at any moment. The lock is never held across anything but arithmetic. Any-thread.
+class StreamStats {
+ public:
+  template <class Change>
+  void Update(Change change) {
+    const std::lock_guard lock(mutex_);
+    change(counters_);
+  }
+
+  StreamCounters Snapshot() const {
+    const std::lock_guard lock(mutex_);
+    return counters_;
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  StreamCounters counters_;
+};
+
+}  // namespace orq
