@@ -1,0 +1,192 @@
+// The sensor thread of the frame stream: exposure, rendering, start of readout.
+#include <algorithm>
+#include <utility>
+
+#include "virtual/FrameStream.h"
+
+namespace orq {
+namespace {
+
+/// Whole payloads kept for comparison: fewer when they are large.
+std::size_t PayloadsToKeep(std::size_t bytes) {
+  return bytes > (8U << 20) ? 2 : 8;
+}
+
+}  // namespace
+
+void FrameStream::Run() {
+  Lock lock(mutex_);
+  while (true) {
+    work_.wait(lock, [this] { return quit_ || ExposureDue(); });
+    if (quit_) {
+      return;
+    }
+    Exposure exposure = Begin();
+    std::shared_ptr<const Payload> payload = Render(exposure, lock);
+    const auto isVoid = [&] { return exposure.epoch != epoch_; };
+    if (isVoid()) {
+      continue;
+    }
+    if (Clock::now() > exposure.readoutAt) {
+      exposure.readoutAt = Clock::now();  // rendering took longer than the exposure
+    } else if (work_.wait_until(lock, exposure.readoutAt, isVoid)) {
+      continue;
+    }
+    ReadOut(exposure, std::move(payload));
+    lock.unlock();
+    Wake();
+    lock.lock();
+  }
+}
+
+bool FrameStream::GeometryValid() const {
+  const FrameGeometry& geometry = settings_.geometry;
+  return geometry.width > 0 && geometry.height > 0 && geometry.bin > 0 &&
+         geometry.width * geometry.bin <= source_->Width() && geometry.height * geometry.bin <= source_->Height();
+}
+
+bool FrameStream::ExposureDue() const {
+  if (!connected_ || !settings_.output || !settings_.sensorOn || !GeometryValid()) {
+    return false;
+  }
+  if (options_.timeScale <= 0 && frameCount_ == kDeviceFrames) {
+    return false;  // without time, frames come as the host takes them
+  }
+  switch (settings_.trigger) {
+    case StreamSettings::Trigger::FreeRun:
+      return !settings_.snap || exposedSinceRun_ == 0;
+    case StreamSettings::Trigger::Software:
+      return triggersPending_ > 0;
+    default:
+      return false;
+  }
+}
+
+/// Takes the settings of the next frame. In video mode its exposure overlaps the readout of the frame before.
+FrameStream::Exposure FrameStream::Begin() {
+  const FrameGeometry& geometry = settings_.geometry;
+  Exposure exposure;
+  exposure.epoch = epoch_;
+  exposure.geometry = geometry;
+  exposure.sensor = {.startX = geometry.startX,
+                     .startY = geometry.startY,
+                     .width = geometry.width,
+                     .height = geometry.height,
+                     .bin = geometry.bin,
+                     .exposureUs = settings_.exposureUs,
+                     .gain = settings_.gain,
+                     .blackLevel = settings_.blackLevel,
+                     .temperatureC = options_.temperatureC,
+                     .frameNumber = framesExposed_};
+  exposure.triggered = settings_.trigger == StreamSettings::Trigger::Software;
+  exposure.readout = ReadoutTime(geometry);
+  exposure.limit = std::uint64_t{settings_.transferBlocks} * wire::kBlockBytes;
+  const bool follows = overlapping_ && !exposure.triggered;
+  const Clock::time_point start = follows ? lastReadoutAt_ : Clock::now();
+  const Clock::time_point exposed = start + Scaled(static_cast<double>(settings_.exposureUs));
+  exposure.readoutAt = std::max(exposed, lastReadoutEnd_);
+  triggersPending_ -= exposure.triggered ? 1 : 0;
+  return exposure;
+}
+
+/// The frame's payload; the lock is open meanwhile.
+std::shared_ptr<const Payload> FrameStream::Render(const Exposure& exposure, Lock& lock) {
+  if (options_.preRender > 0) {
+    return RenderAhead(exposure, lock);
+  }
+  const std::size_t samples =
+      static_cast<std::size_t>(exposure.sensor.width) * static_cast<std::size_t>(exposure.sensor.height);
+  std::shared_ptr<Payload> payload = FreeBuffer(PayloadBytes(samples, exposure.geometry.format));
+  lock.unlock();
+  Fill(exposure.sensor, exposure.geometry.format, *payload);
+  lock.lock();
+  return payload;
+}
+
+/// The same few payloads in turn, made when the geometry is first used.
+std::shared_ptr<const Payload> FrameStream::RenderAhead(const Exposure& exposure, Lock& lock) {
+  if (rendered_.empty() || renderedFor_ != exposure.geometry) {
+    rendered_.clear();
+    renderedFor_ = exposure.geometry;
+    const std::size_t samples =
+        static_cast<std::size_t>(exposure.sensor.width) * static_cast<std::size_t>(exposure.sensor.height);
+    ExposureSettings settings = exposure.sensor;
+    std::vector<std::shared_ptr<const Payload>> made;
+    for (int i = 0; i < options_.preRender; ++i) {
+      auto payload = std::make_shared<Payload>(PayloadBytes(samples, exposure.geometry.format));
+      settings.frameNumber = static_cast<std::uint64_t>(i);
+      lock.unlock();
+      Fill(settings, exposure.geometry.format, *payload);
+      lock.lock();
+      if (exposure.epoch != epoch_) {
+        return nullptr;
+      }
+      made.push_back(std::move(payload));
+    }
+    rendered_ = std::move(made);
+  }
+  return rendered_[framesExposed_ % rendered_.size()];
+}
+
+void FrameStream::Fill(const ExposureSettings& settings, std::uint8_t format, Payload& payload) {
+  adu_.resize(static_cast<std::size_t>(settings.width) * static_cast<std::size_t>(settings.height));
+  source_->Expose(settings, adu_);
+  PackSamples(adu_, source_->AdcBits(), format, payload);
+}
+
+/// A payload buffer that nobody uses any more, or a new one.
+std::shared_ptr<Payload> FrameStream::FreeBuffer(std::size_t bytes) {
+  for (const std::shared_ptr<Payload>& buffer : buffers_) {
+    if (buffer.use_count() == 1) {
+      buffer->resize(bytes);
+      return buffer;
+    }
+  }
+  buffers_.push_back(std::make_shared<Payload>(bytes));
+  return buffers_.back();
+}
+
+/// The exposure has ended: the frame gets its number and enters the device's memory, if there is room.
+void FrameStream::ReadOut(const Exposure& exposure, std::shared_ptr<const Payload> payload) {
+  const FramePlan plan = faults_.PlanOf(++framesExposed_);
+  const std::uint32_t sequence = sequence_++;
+  ++exposedSinceRun_;
+  lastExposureUs_ = exposure.sensor.exposureUs;
+  lastReadoutAt_ = exposure.readoutAt;
+  lastReadoutEnd_ = exposure.readoutAt + exposure.readout;
+  overlapping_ = true;
+  if (plan.drop || frameCount_ == kDeviceFrames) {
+    return;
+  }
+  const wire::FrameHeader header{.sequence = sequence,
+                                 .payloadBytes = static_cast<std::uint32_t>(payload->size()),
+                                 .width = static_cast<std::uint16_t>(exposure.sensor.width),
+                                 .height = static_cast<std::uint16_t>(exposure.sensor.height),
+                                 .startX = static_cast<std::uint16_t>(exposure.sensor.startX),
+                                 .startY = static_cast<std::uint16_t>(exposure.sensor.startY),
+                                 .bin = static_cast<std::uint8_t>(exposure.sensor.bin),
+                                 .format = exposure.geometry.format,
+                                 .adcBits = static_cast<std::uint8_t>(source_->AdcBits()),
+                                 .flags = static_cast<std::uint8_t>(exposure.triggered ? 1 : 0),
+                                 .gpsLatch = 0,
+                                 .exposureUs = exposure.sensor.exposureUs,
+                                 .gain = static_cast<std::uint16_t>(exposure.sensor.gain),
+                                 .blackLevel = static_cast<std::uint16_t>(exposure.sensor.blackLevel)};
+  Remember(sequence, payload);
+  Waiting& waiting = frames_[(firstFrame_ + frameCount_) % kDeviceFrames];
+  waiting.frame.Build(header, std::move(payload), plan, exposure.limit, packet_);
+  waiting.readoutAt = exposure.readoutAt;
+  waiting.readout = exposure.readout;
+  ++frameCount_;
+}
+
+void FrameStream::Remember(std::uint32_t sequence, std::shared_ptr<const Payload> payload) {
+  const std::size_t keep = options_.preRender > 0 ? sent_.size() : PayloadsToKeep(payload->size());
+  nextSent_ %= keep;
+  for (std::size_t i = keep; i < sent_.size(); ++i) {
+    sent_[i] = {};
+  }
+  sent_[nextSent_++] = {sequence, std::move(payload)};
+}
+
+}  // namespace orq

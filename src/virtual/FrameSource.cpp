@@ -1,0 +1,44 @@
+#include "virtual/FrameSource.h"
+
+#include <cmath>
+#include <optional>
+
+#include "virtual/ReplaySource.h"
+#include "virtual/SensorData.h"
+#include "virtual/SensorModel.h"
+
+namespace orq {
+namespace {
+
+std::optional<Scene> SceneByName(std::string_view name) {
+  if (name == "stars") return Scene::Stars;
+  if (name == "flat") return Scene::Flat;
+  if (name == "dark") return Scene::Dark;
+  return std::nullopt;
+}
+
+std::unique_ptr<FrameSource> MakeSensor(const SensorData& sensor, const VirtualOptions& options,
+                                        std::string& error) {
+  const std::optional<Scene> scene = SceneByName(options.scene);
+  if (!scene) {
+    error = "unknown scene '" + options.scene + "'; known are stars, flat and dark";
+    return nullptr;
+  }
+  const double asked = options.fluxElectronsPerSecond;
+  if (!std::isfinite(asked) || asked < 0.0) {
+    error = "flux must be a number of electrons per pixel and second, 0 or more";
+    return nullptr;
+  }
+  return std::make_unique<SensorModel>(sensor, *scene, asked > 0.0 ? asked : kDefaultFlatFlux, options.seed);
+}
+
+}  // namespace
+
+std::unique_ptr<FrameSource> MakeFrameSource(const VirtualOptions& options, std::string& error) {
+  if (options.model == "replay") return ReplaySource::Open(options.file, options.bayer, error);
+  if (const SensorData* sensor = FindSensor(options.model)) return MakeSensor(*sensor, options, error);
+  error = "unknown model '" + options.model + "'; known are k1c, x26m and replay";
+  return nullptr;
+}
+
+}  // namespace orq

@@ -1,0 +1,267 @@
+#include "virtual/FrameStream.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace orq {
+namespace {
+
+constexpr double kUsb2BytesPerMicrosecond = 40.0;
+
+int PacketBytes(const VirtualOptions& options) {
+  return options.usb3 ? wire::kSuperSpeedPacket : wire::kHighSpeedPacket;
+}
+
+std::size_t FrameBytes(const FrameGeometry& geometry) {
+  const std::size_t samples = static_cast<std::size_t>(geometry.width) * static_cast<std::size_t>(geometry.height);
+  return wire::kHeaderBytes + PayloadBytes(samples, geometry.format) + wire::kTrailerBytes;
+}
+
+}  // namespace
+
+FrameStream::FrameStream(std::unique_ptr<FrameSource> source, const VirtualOptions& options)
+    : source_(std::move(source)), options_(options), packet_(PacketBytes(options)), faults_(options) {
+  thread_ = std::thread([this] { Run(); });
+}
+
+FrameStream::~FrameStream() {
+  {
+    const std::lock_guard lock(mutex_);
+    quit_ = true;
+    ++epoch_;
+  }
+  work_.notify_all();
+  thread_.join();
+}
+
+// Control side -----------------------------------------------------------------------------------------------
+
+void FrameStream::PowerUp(const StreamSettings& settings) {
+  const std::lock_guard lock(mutex_);
+  Abort();
+  endPending_ = false;
+  halted_ = false;
+  connected_ = true;
+  sequence_ = kFirstSequence;
+  lastExposureUs_ = 0;
+  settings_ = settings;
+}
+
+void FrameStream::Disconnect() {
+  {
+    const std::lock_guard lock(mutex_);
+    connected_ = false;
+    Abort();
+  }
+  Wake();
+}
+
+bool FrameStream::Connected() const {
+  const std::lock_guard lock(mutex_);
+  return connected_;
+}
+
+void FrameStream::Apply(const StreamSettings& settings) {
+  {
+    const std::lock_guard lock(mutex_);
+    const bool started = settings.output && !settings_.output;
+    const bool stopped = settings_.output && !settings.output;
+    const bool other = settings.geometry != settings_.geometry || settings.trigger != settings_.trigger ||
+                       (settings_.sensorOn && !settings.sensorOn);
+    settings_ = settings;
+    if (stopped || other) {
+      Abort();
+    }
+    if (started) {
+      exposedSinceRun_ = 0;
+    }
+  }
+  work_.notify_all();
+  Wake();
+}
+
+void FrameStream::SoftTrigger() {
+  {
+    const std::lock_guard lock(mutex_);
+    if (settings_.trigger != StreamSettings::Trigger::Software || !settings_.output) {
+      return;
+    }
+    ++triggersPending_;
+  }
+  work_.notify_all();
+}
+
+void FrameStream::AddFault(const FrameFault& fault) {
+  const std::lock_guard lock(mutex_);
+  faults_.Add(fault);
+}
+
+std::uint64_t FrameStream::FramesExposed() const {
+  const std::lock_guard lock(mutex_);
+  return framesExposed_;
+}
+
+std::uint64_t FrameStream::LastExposureUs() const {
+  const std::lock_guard lock(mutex_);
+  return lastExposureUs_;
+}
+
+Payload FrameStream::SentPayload(std::uint32_t sequence) const {
+  const std::lock_guard lock(mutex_);
+  for (const Sent& sent : sent_) {
+    if (sent.payload != nullptr && sent.sequence == sequence) {
+      return *sent.payload;
+    }
+  }
+  return {};
+}
+
+/// Ends the exposure and the readout under way.
+void FrameStream::Abort() {
+  ++epoch_;
+  overlapping_ = false;
+  lastReadoutEnd_ = {};
+  triggersPending_ = 0;
+  DropFrames();
+  work_.notify_all();
+}
+
+/// Forgets the frames that wait. A transfer that holds the beginning of one is owed its end.
+void FrameStream::DropFrames() {
+  if (frameCount_ > 0 && frames_[firstFrame_].frame.Sent() > 0) {
+    endPending_ = true;
+  }
+  while (frameCount_ > 0) {
+    PopFrame();
+  }
+}
+
+void FrameStream::PopFrame() {
+  frames_[firstFrame_].frame.Release();
+  firstFrame_ = (firstFrame_ + 1) % kDeviceFrames;
+  --frameCount_;
+  work_.notify_all();
+}
+
+// Endpoint ---------------------------------------------------------------------------------------------------
+
+BulkStep FrameStream::Read(std::span<std::uint8_t> out) {
+  const std::lock_guard lock(mutex_);
+  BulkStep step;
+  step.wakeAt = Clock::time_point::max();
+  if (!connected_) {
+    step.kind = BulkStep::Kind::Gone;
+  } else if (halted_) {
+    step.kind = BulkStep::Kind::Stall;
+  } else if (endPending_) {
+    endPending_ = false;
+    step.kind = BulkStep::Kind::Data;
+    step.endOfTransfer = true;
+  } else if (settings_.busOn && frameCount_ > 0) {
+    Waiting& waiting = frames_[firstFrame_];
+    if (waiting.frame.Sent() == waiting.frame.EventAt() && waiting.frame.Event() != FramePlan::Event::None) {
+      return Strike(waiting.frame.Event());
+    }
+    return SendFrom(waiting, out);
+  }
+  return step;
+}
+
+BulkStep FrameStream::Strike(FramePlan::Event event) {
+  BulkStep step;
+  switch (event) {
+    case FramePlan::Event::Stall:
+      halted_ = true;
+      step.kind = BulkStep::Kind::Stall;
+      break;
+    case FramePlan::Event::Error:
+      step.kind = BulkStep::Kind::Error;
+      break;
+    default:
+      connected_ = false;
+      step.kind = BulkStep::Kind::Gone;
+      Abort();
+      return step;
+  }
+  PopFrame();  // its rest is lost: the next bytes begin a frame
+  return step;
+}
+
+BulkStep FrameStream::SendFrom(Waiting& waiting, std::span<std::uint8_t> out) {
+  WireFrame& frame = waiting.frame;
+  const std::size_t until = frame.EventAt();
+  const auto packet = static_cast<std::size_t>(packet_);
+  const double readoutNs = static_cast<double>(waiting.readout.count());
+  const double passedNs = static_cast<double>((Clock::now() - waiting.readoutAt).count());
+  const double total = static_cast<double>(frame.Total());
+
+  std::size_t ready = until;
+  if (passedNs < readoutNs) {
+    ready = std::min(until, static_cast<std::size_t>(std::max(0.0, total * passedNs / readoutNs)));
+  }
+  std::size_t bytes = std::min(ready - std::min(ready, frame.Sent()), out.size());
+  if (bytes < out.size() && frame.Sent() + bytes < until) {
+    bytes = bytes / packet * packet;  // the bus carries whole packets until the frame ends
+  }
+
+  BulkStep step;
+  if (bytes == 0) {
+    const std::size_t wanted = std::min(frame.Sent() + out.size(), until);
+    const double atNs = readoutNs * static_cast<double>(wanted) / total + 1.0;
+    step.wakeAt = waiting.readoutAt + Clock::duration(static_cast<Clock::rep>(atNs));
+    return step;
+  }
+  frame.Send(out.first(bytes));
+  step.kind = BulkStep::Kind::Data;
+  step.bytes = bytes;
+  if (frame.Sent() == frame.Total()) {
+    const bool wholePackets = frame.Total() % packet == 0;
+    step.endOfTransfer = !wholePackets || bytes < out.size();
+    endPending_ = wholePackets && !step.endOfTransfer;
+    PopFrame();
+  }
+  return step;
+}
+
+void FrameStream::ClearHalt() {
+  {
+    const std::lock_guard lock(mutex_);
+    halted_ = false;
+    endPending_ = false;
+    if (frameCount_ > 0 && frames_[firstFrame_].frame.Sent() > 0) {
+      PopFrame();
+    }
+  }
+  Wake();
+}
+
+void FrameStream::SetWake(std::function<void()> onWake) {
+  const std::lock_guard lock(wakeMutex_);
+  onWake_ = std::move(onWake);
+}
+
+void FrameStream::Wake() {
+  const std::lock_guard lock(wakeMutex_);
+  if (onWake_) {
+    onWake_();
+  }
+}
+
+// Timing -----------------------------------------------------------------------------------------------------
+
+FrameStream::Clock::duration FrameStream::Scaled(double microseconds) const {
+  constexpr double kLongestNs = 4e18;
+  return Clock::duration(
+      static_cast<Clock::rep>(std::min(microseconds * 1000.0 * options_.timeScale, kLongestNs)));
+}
+
+FrameStream::Clock::duration FrameStream::ReadoutTime(const FrameGeometry& geometry) const {
+  const double lineUs = static_cast<double>(source_->LineTimeNs()) / 1000.0;
+  double microseconds = geometry.height * lineUs * 100.0 / settings_.bandwidthPercent;
+  if (!options_.usb3) {
+    microseconds = std::max(microseconds, static_cast<double>(FrameBytes(geometry)) / kUsb2BytesPerMicrosecond);
+  }
+  return Scaled(microseconds);
+}
+
+}  // namespace orq

@@ -1,0 +1,161 @@
+// The virtual camera's image path: exposure, readout, the frames that wait in the device, the frame endpoint.
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "virtual/FaultScript.h"
+#include "virtual/FrameSource.h"
+#include "virtual/VirtualCamera.h"
+#include "virtual/WireFrame.h"
+
+namespace orq {
+
+/// Region and form of the frames; a change of any of it ends the frame in work.
+struct FrameGeometry {
+  int startX = 0;
+  int startY = 0;
+  int width = 0;
+  int height = 0;
+  int bin = 1;
+  std::uint8_t format = 0;
+  bool operator==(const FrameGeometry&) const = default;
+};
+
+/// What the registers tell the image path.
+struct StreamSettings {
+  bool output = false;    ///< frame output runs
+  bool sensorOn = false;  ///< the sensor has its clock and is not in standby
+  bool busOn = false;     ///< the image bus is connected to the endpoint
+  bool snap = false;      ///< one exposure per start of the output
+  enum class Trigger : std::uint8_t { FreeRun, Software, External };
+  Trigger trigger = Trigger::FreeRun;
+  FrameGeometry geometry;
+  std::uint64_t exposureUs = 0;
+  int gain = 0;
+  int blackLevel = 0;
+  int bandwidthPercent = 100;
+  std::uint32_t transferBlocks = 0;  ///< longest frame in transfer blocks; 0: no limit
+};
+
+/// Frames are exposed on a thread of its own, ahead of their readout; at most `kDeviceFrames` finished ones wait
+/// for the host, further ones are lost. Any-thread.
+class FrameStream {
+ public:
+  static constexpr std::size_t kDeviceFrames = 2;
+  static constexpr std::uint32_t kFirstSequence = 0xFFFFFFF0U;  ///< after power-up: the wrap comes soon
+
+  FrameStream(std::unique_ptr<FrameSource> source, const VirtualOptions& options);
+  ~FrameStream();
+  FrameStream(const FrameStream&) = delete;
+  FrameStream& operator=(const FrameStream&) = delete;
+
+  const FrameSource& Source() const { return *source_; }
+
+  void PowerUp(const StreamSettings& settings);
+  void Disconnect();
+  bool Connected() const;
+  void Apply(const StreamSettings& settings);
+  /// One exposure, when the output runs in a software-triggered mode; ignored otherwise.
+  void SoftTrigger();
+
+  BulkStep Read(std::span<std::uint8_t> out);
+  void ClearHalt();
+  void SetWake(std::function<void()> onWake);
+
+  void AddFault(const FrameFault& fault);
+  std::uint64_t FramesExposed() const;
+  /// Exposure of the frame that was read out last, µs.
+  std::uint64_t LastExposureUs() const;
+  Payload SentPayload(std::uint32_t sequence) const;
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  using Lock = std::unique_lock<std::mutex>;
+
+  /// One exposure from its start to the end of its readout.
+  struct Exposure {
+    std::uint64_t epoch = 0;
+    FrameGeometry geometry;
+    ExposureSettings sensor;
+    bool triggered = false;
+    Clock::time_point readoutAt{};
+    Clock::duration readout{};
+    std::uint64_t limit = 0;
+  };
+  struct Waiting {  ///< a frame in the device
+    WireFrame frame;
+    Clock::time_point readoutAt{};
+    Clock::duration readout{};
+  };
+  struct Sent {
+    std::uint32_t sequence = 0;
+    std::shared_ptr<const Payload> payload;
+  };
+
+  void Run();
+  bool ExposureDue() const;
+  bool GeometryValid() const;
+  Exposure Begin();
+  std::shared_ptr<const Payload> Render(const Exposure& exposure, Lock& lock);
+  std::shared_ptr<const Payload> RenderAhead(const Exposure& exposure, Lock& lock);
+  std::shared_ptr<Payload> FreeBuffer(std::size_t bytes);
+  void Fill(const ExposureSettings& settings, std::uint8_t format, Payload& payload);
+  void ReadOut(const Exposure& exposure, std::shared_ptr<const Payload> payload);
+  void Remember(std::uint32_t sequence, std::shared_ptr<const Payload> payload);
+
+  void Abort();
+  void DropFrames();
+  void PopFrame();
+  BulkStep Strike(FramePlan::Event event);
+  BulkStep SendFrom(Waiting& waiting, std::span<std::uint8_t> out);
+  Clock::duration Scaled(double microseconds) const;
+  Clock::duration ReadoutTime(const FrameGeometry& geometry) const;
+  void Wake();
+
+  const std::unique_ptr<FrameSource> source_;
+  const VirtualOptions options_;
+  const int packet_;
+
+  mutable std::mutex mutex_;
+  std::condition_variable work_;  ///< for the sensor thread
+  bool quit_ = false;
+  bool connected_ = false;
+  bool halted_ = false;
+  bool endPending_ = false;  ///< the host is owed a zero-length packet
+  StreamSettings settings_;
+  FrameFaults faults_;
+  std::uint64_t epoch_ = 0;            ///< changes whenever exposures under way become void
+  std::uint64_t exposedSinceRun_ = 0;  ///< frames since the output was started
+  std::uint32_t triggersPending_ = 0;
+  std::uint64_t framesExposed_ = 0;
+  std::uint32_t sequence_ = kFirstSequence;
+  std::uint64_t lastExposureUs_ = 0;
+  bool overlapping_ = false;  ///< the next exposure follows on the last one's readout
+  Clock::time_point lastReadoutAt_{};
+  Clock::time_point lastReadoutEnd_{};
+  std::array<Waiting, kDeviceFrames> frames_;
+  std::size_t firstFrame_ = 0;
+  std::size_t frameCount_ = 0;
+  std::vector<std::shared_ptr<Payload>> buffers_;
+  std::vector<std::shared_ptr<const Payload>> rendered_;  ///< made ahead for `renderedFor_`
+  FrameGeometry renderedFor_;
+  std::array<Sent, 8> sent_;
+  std::size_t nextSent_ = 0;
+
+  std::vector<std::uint16_t> adu_;  ///< sensor thread only
+
+  std::mutex wakeMutex_;
+  std::function<void()> onWake_;
+
+  std::thread thread_;
+};
+
+}  // namespace orq

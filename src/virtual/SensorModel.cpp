@@ -1,0 +1,137 @@
+#include "virtual/SensorModel.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "virtual/BayerMosaic.h"
+#include "virtual/BinGrid.h"
+
+namespace orq {
+namespace {
+
+/// More than any well holds; these keep the arithmetic finite.
+constexpr float kMostElectrons = 1.0e7F;
+constexpr double kMostFlux = 1.0e9;
+
+std::array<double, 3> EvenLight(const SensorData& sensor, Scene scene, double flatFlux) {
+  const double white = scene == Scene::Stars  ? sensor.skyElectronsPerSecond
+                       : scene == Scene::Flat ? std::clamp(flatFlux, 0.0, kMostFlux)
+                                              : 0.0;
+  std::array<double, 3> light{};
+  for (std::size_t i = 0; i < light.size(); ++i) light[i] = white * sensor.response[i];
+  return light;
+}
+
+}  // namespace
+
+/// One exposure's settings as physics.
+struct SensorModel::Exposure {
+  Exposure(const SensorData& sensor, const ExposureSettings& settings)
+      : grid{HeldBin(settings.bin), sensor.bayerPattern >= 0},
+        frame(settings.frameNumber),
+        lightSeconds(static_cast<float>(static_cast<double>(settings.exposureUs) * 1e-6)),
+        darkSeconds(lightSeconds * static_cast<float>(DarkScale(settings.temperatureC))),
+        fullWell(static_cast<float>(sensor.fullWellElectrons)),
+        readNoise(static_cast<float>(ReadNoiseElectrons(sensor, settings.gain))),
+        aduPerElectron(static_cast<float>(1.0 / ElectronsPerAdu(sensor, settings.gain))),
+        blackLevel(static_cast<std::uint16_t>(BlackLevelCounts(sensor, settings.blackLevel))),
+        roundedBlackLevel(static_cast<float>(blackLevel) + 0.5F),
+        largest(static_cast<float>((1 << sensor.adcBits) - 1)) {}
+
+  BinGrid grid;
+  std::uint64_t frame;
+  float lightSeconds;
+  float darkSeconds;  ///< seconds at the reference temperature that give the same dark charge
+  float fullWell;
+  float readNoise;
+  float aduPerElectron;
+  std::uint16_t blackLevel;
+  float roundedBlackLevel;  ///< half a count more, so that cutting off the fraction rounds
+  float largest;
+};
+
+SensorModel::SensorModel(const SensorData& sensor, Scene scene, double flatFlux, std::uint64_t seed)
+    : sensor_(sensor), seed_(seed), pattern_(sensor, seed), glow_(EvenLight(sensor, scene, flatFlux)) {
+  if (scene == Scene::Stars) stars_ = std::make_unique<const StarField>(sensor, MakeStars(sensor, seed));
+  row_.resize(static_cast<std::size_t>(sensor.width));
+  sums_.resize(static_cast<std::size_t>(sensor.width) + 1);
+}
+
+/// Expected charge of the pixels from `startX` of row `y`.
+void SensorModel::MeanCharge(const Exposure& exposure, int y, int startX, std::span<float> electrons) const {
+  std::array<float, 2> even{};
+  for (int i = 0; i < 2; ++i) {
+    const auto filter = static_cast<std::size_t>(FilterAt(sensor_.bayerPattern, startX + i, y));
+    even[static_cast<std::size_t>(i)] = static_cast<float>(glow_[filter]) * exposure.lightSeconds;
+  }
+  for (std::size_t i = 0; i < electrons.size(); ++i) electrons[i] = even[i & 1];
+  if (stars_) stars_->AddRow(y, startX, exposure.lightSeconds, electrons);
+  pattern_.AddRow(y, startX, exposure.darkSeconds, electrons);
+}
+
+/// The charge that row `y` collects from column `startX` on, photon and dark noise included.
+std::span<const float> SensorModel::CollectRow(const Exposure& exposure, int y, int startX, int columns) {
+  const std::span<float> row(row_.data(), static_cast<std::size_t>(columns));
+  MeanCharge(exposure, y, startX, row);
+  const RowNoise noise(seed_, exposure.frame, y);
+  for (std::size_t i = 0; i < row.size(); ++i) {
+    const float mean = std::min(row[i], kMostElectrons);
+    const float electrons = poisson_.Sample(noise.Shot(startX + static_cast<int>(i)), mean);
+    row[i] = std::clamp(electrons, 0.0F, exposure.fullWell);
+  }
+  return row;
+}
+
+/// The charge of the samples [columns.first, columns.last) of one output row.
+std::span<const float> SensorModel::CollectSamples(const Exposure& exposure, const ExposureSettings& settings,
+                                                   int sampleRow, Overlap columns) {
+  const BinGrid& grid = exposure.grid;
+  const int before = std::max(columns.last - 2, columns.first);
+  const int reach = std::max(grid.First(columns.last - 1), grid.First(before)) + (grid.bin - 1) * grid.Step() + 1;
+  const int left = std::max(settings.startX + grid.First(columns.first), 0);
+  const int right = std::min(settings.startX + reach, sensor_.width);
+  const int top = settings.startY + grid.First(sampleRow);
+  if (grid.bin == 1) return CollectRow(exposure, top, left, right - left);
+
+  const std::span<float> sums(sums_.data(), static_cast<std::size_t>(columns.last - columns.first));
+  std::fill(sums.begin(), sums.end(), 0.0F);
+  for (int j = 0; j < grid.bin; ++j) {
+    const int y = top + j * grid.Step();
+    if (y < 0 || y >= sensor_.height) continue;
+    const std::span<const float> row = CollectRow(exposure, y, left, right - left);
+    for (int i = columns.first; i < columns.last; ++i) {
+      for (int k = 0; k < grid.bin; ++k) {
+        const int x = settings.startX + grid.First(i) + k * grid.Step();
+        if (x < left || x >= right) continue;
+        sums[static_cast<std::size_t>(i - columns.first)] += row[static_cast<std::size_t>(x - left)];
+      }
+    }
+  }
+  return sums;
+}
+
+void SensorModel::Expose(const ExposureSettings& settings, std::span<std::uint16_t> adu) {
+  const Exposure exposure(sensor_, settings);
+  std::fill(adu.begin(), adu.end(), exposure.blackLevel);
+  if (settings.width <= 0 || settings.height <= 0) return;
+  const auto width = static_cast<std::size_t>(settings.width);
+  const auto height = std::min(static_cast<std::size_t>(settings.height), adu.size() / width);
+  if (height == 0) return;
+  const Overlap columns = OnSensor(exposure.grid, settings.startX, settings.width, sensor_.width);
+  const Overlap rows = OnSensor(exposure.grid, settings.startY, static_cast<int>(height), sensor_.height);
+  if (columns.first == columns.last) return;
+  for (int r = rows.first; r < rows.last; ++r) {
+    const std::span<const float> charge = CollectSamples(exposure, settings, r, columns);
+    const RowNoise noise(seed_, exposure.frame, settings.startY + exposure.grid.First(r));
+    const std::span<std::uint16_t> out =
+        adu.subspan(static_cast<std::size_t>(r) * width + static_cast<std::size_t>(columns.first));
+    for (std::size_t i = 0; i < charge.size(); ++i) {
+      const int x = settings.startX + exposure.grid.First(columns.first + static_cast<int>(i));
+      const float electrons = charge[i] + exposure.readNoise * gaussian_.Sample(noise.Read(x));
+      const float counts = electrons * exposure.aduPerElectron + exposure.roundedBlackLevel;
+      out[i] = static_cast<std::uint16_t>(std::clamp(counts, 0.0F, exposure.largest));
+    }
+  }
+}
+
+}  // namespace orq

@@ -1,0 +1,130 @@
+#include "virtual/VirtualBus.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "link/WireProtocol.h"
+
+namespace orq {
+namespace {
+
+constexpr std::size_t kMostCameras = 255;
+
+}  // namespace
+
+bool VirtualBus::Attach(std::shared_ptr<VirtualCamera> camera) {
+  const std::lock_guard plugging(plugMutex_);
+  PullOut(*camera);
+  const std::lock_guard lock(mutex_);
+  if (attachments_.size() == kMostCameras) {
+    return false;
+  }
+  camera->PowerCycle();
+  auto attachment = std::make_shared<Attachment>();
+  attachment->camera = std::move(camera);
+  attachment->address = FreeAddress();
+  attachments_.push_back(std::move(attachment));
+  return true;
+}
+
+/// Addresses are given out in turn; there is a free one.
+std::uint8_t VirtualBus::FreeAddress() {
+  const auto taken = [this](std::uint8_t address) {
+    return std::ranges::any_of(attachments_, [=](const auto& other) { return other->address == address; });
+  };
+  while (nextAddress_ == 0 || taken(nextAddress_)) {
+    ++nextAddress_;
+  }
+  return nextAddress_++;
+}
+
+void VirtualBus::Unplug(const std::shared_ptr<VirtualCamera>& camera) {
+  const std::lock_guard plugging(plugMutex_);
+  PullOut(*camera);
+}
+
+void VirtualBus::Unplug(const Attachment& attachment) {
+  const std::lock_guard plugging(plugMutex_);
+  if (Present(attachment)) {
+    PullOut(*attachment.camera);
+  }
+}
+
+void VirtualBus::PullOut(const VirtualCamera& camera) {
+  std::shared_ptr<Attachment> pulled;
+  {
+    const std::lock_guard lock(mutex_);
+    const auto found =
+        std::ranges::find(attachments_, &camera, [](const auto& attachment) { return attachment->camera.get(); });
+    if (found == attachments_.end()) {
+      return;
+    }
+    pulled = *found;
+    pulled->present = false;
+    attachments_.erase(found);
+  }
+  pulled->camera->Disconnect();  // wakes the ports, which ask this bus: not under its lock
+}
+
+std::vector<UsbDeviceEntry> VirtualBus::List(std::uint16_t vendorId) const {
+  std::vector<UsbDeviceEntry> entries;
+  if (vendorId != wire::kVendorId) {
+    return entries;
+  }
+  const std::lock_guard lock(mutex_);
+  for (const auto& attachment : attachments_) {
+    UsbDeviceEntry entry;
+    entry.vendorId = vendorId;
+    entry.productId = attachment->camera->ProductId();
+    entry.index =
+        static_cast<std::uint8_t>(std::ranges::count(entries, entry.productId, &UsbDeviceEntry::productId));
+    entry.address = attachment->address;
+    entry.speed = attachment->camera->Speed();
+    entries.push_back(entry);
+  }
+  return entries;
+}
+
+std::shared_ptr<VirtualBus::Attachment> VirtualBus::Find(std::uint16_t vendorId, std::uint16_t productId,
+                                                         std::uint8_t index) const {
+  const std::lock_guard lock(mutex_);
+  int before = index;
+  for (const auto& attachment : attachments_) {
+    if (vendorId == wire::kVendorId && attachment->camera->ProductId() == productId && before-- == 0) {
+      return attachment;
+    }
+  }
+  return nullptr;
+}
+
+bool VirtualBus::Present(const Attachment& attachment) const {
+  const std::lock_guard lock(mutex_);
+  return attachment.present;
+}
+
+bool VirtualBus::Claim(Attachment& attachment) {
+  const std::lock_guard lock(mutex_);
+  return !std::exchange(attachment.claimed, true);
+}
+
+void VirtualBus::Release(Attachment& attachment) {
+  const std::lock_guard lock(mutex_);
+  attachment.claimed = false;
+}
+
+bool VirtualBus::Claimed(const Attachment& attachment) const {
+  const std::lock_guard lock(mutex_);
+  return attachment.claimed;
+}
+
+void VirtualBus::RefuseOpens(UsbError error) {
+  const std::lock_guard lock(mutex_);
+  refusal_ = error;
+}
+
+UsbError VirtualBus::OpenRefusal() const {
+  const std::lock_guard lock(mutex_);
+  return refusal_;
+}
+
+}  // namespace orq

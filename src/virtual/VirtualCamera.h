@@ -1,0 +1,82 @@
+// The virtual camera: a firmware-level model of the device below the USB port.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "link/UsbTypes.h"
+#include "virtual/VirtualOptions.h"
+
+namespace orq {
+
+/// A control request that the camera received, as a test reads it back.
+struct LoggedRequest {
+  SetupPacket setup;
+  std::vector<std::uint8_t> data;  ///< data stage (out: as received, in: as answered)
+  int result = 0;                  ///< bytes, or a UsbError
+};
+
+/// What the frame endpoint has to give at this moment.
+struct BulkStep {
+  enum class Kind : std::uint8_t { Data, Wait, Stall, Error, Gone };
+  Kind kind = Kind::Wait;
+  std::size_t bytes = 0;                           ///< Data: bytes put into the buffer
+  bool endOfTransfer = false;                      ///< Data: a short or zero-length packet ended the transfer
+  std::chrono::steady_clock::time_point wakeAt{};  ///< Wait: when more may come; `max()` = on `onWake` only
+};
+
+/// One camera: controller requests, FPGA and sensor registers, flash, image sensor, frame endpoint. Every
+/// operation is any-thread; nothing throws after construction. It knows the wire form and nothing of the host.
+class VirtualCamera {
+ public:
+  /// Null with a reason in `error` when a replay or state file cannot be used.
+  static std::shared_ptr<VirtualCamera> Make(const VirtualOptions& options, std::string& error);
+  virtual ~VirtualCamera() = default;
+
+  virtual const VirtualOptions& Options() const = 0;
+  virtual std::uint16_t ProductId() const = 0;
+  virtual UsbSpeed Speed() const = 0;
+
+  /// Device state changes by the bus: enumerate again after a replug (registers at power-up values, flash kept).
+  virtual void PowerCycle() = 0;
+  /// Pulled out: requests and stream answer that there is no device, until the next power cycle.
+  virtual void Disconnect() = 0;
+  virtual void SetConfiguration(int configuration) = 0;
+
+  /// A control transfer: bytes moved or a UsbError (`kUsbPipe` when refused).
+  virtual int Control(const SetupPacket& setup, std::span<std::uint8_t> data) = 0;
+  /// Next bytes of the frame stream into `out` (a bulk transfer's remaining buffer). Never blocks.
+  virtual BulkStep ReadStream(std::span<std::uint8_t> out) = 0;
+  /// The host cleared the endpoint's halt: the next bytes begin a frame.
+  virtual void ClearHalt() = 0;
+  /// Called (any thread) whenever `ReadStream` may have more to give.
+  virtual void SetWake(std::function<void()> onWake) = 0;
+
+  // For tests.
+  virtual std::vector<LoggedRequest> Requests() const = 0;
+  virtual void ClearRequests() = 0;
+  virtual std::uint8_t FpgaRegister(std::uint16_t reg) const = 0;
+  virtual void SetFpgaRegister(std::uint16_t reg, std::uint8_t value) = 0;
+  virtual std::uint8_t SensorRegister(std::uint16_t reg) const = 0;
+  virtual void SetSensorRegister(std::uint16_t reg, std::uint8_t value) = 0;
+  virtual std::vector<std::uint8_t> Flash(std::uint32_t address, std::size_t bytes) const = 0;
+  virtual void SetFlash(std::uint32_t address, std::span<const std::uint8_t> bytes) = 0;
+  virtual void SetBoardType(std::uint8_t type) = 0;
+  /// Answers the next requests with this code: `kUsbPipe` (refused), `kUsbTimeout`, `kUsbIo`. `skip` matching
+  /// requests pass first, then `count` fail (negative: all that follow). Request 0 matches every request.
+  virtual void FailRequests(std::uint8_t request, UsbError error, int skip = 0, int count = -1) = 0;
+  virtual void ClearFailures() = 0;
+  virtual void AddFrameFault(const FrameFault& fault) = 0;
+  /// Frames that the sensor has exposed since the camera was made.
+  virtual std::uint64_t FramesExposed() const = 0;
+  /// The payload of the frame with this sequence number, when it is one of the last few; empty otherwise. What the
+  /// sensor sent, out of band, for comparison.
+  virtual std::vector<std::uint8_t> SentPayload(std::uint32_t sequence) const = 0;
+};
+
+}  // namespace orq

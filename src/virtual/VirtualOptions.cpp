@@ -1,0 +1,232 @@
+#include "virtual/VirtualOptions.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <limits>
+
+namespace orq {
+namespace {
+
+/// Stores an option's value; false when the value is wrong.
+using Setter = bool (*)(VirtualOptions& options, std::string_view value);
+
+struct OptionEntry {
+  std::string_view name;
+  std::string_view expects;  ///< for error messages
+  Setter set;
+};
+
+struct FaultEntry {
+  std::string_view name;
+  FrameFault::Kind kind;
+};
+
+template <class T>
+bool Number(std::string_view text, T lowest, T highest, T& value, int base = 10) {
+  T number{};
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, base);
+  if (error != std::errc() || end != text.data() + text.size() || number < lowest || number > highest) {
+    return false;
+  }
+  value = number;
+  return true;
+}
+
+bool Real(std::string_view text, double lowest, double highest, double& value) {
+  double number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc() || end != text.data() + text.size() || !std::isfinite(number) || number < lowest ||
+      number > highest) {
+    return false;
+  }
+  value = number;
+  return true;
+}
+
+bool Text(std::string_view text, std::string& value) {
+  value = text;
+  return !text.empty();
+}
+
+bool SetUsb(VirtualOptions& options, std::string_view value) {
+  options.usb3 = value == "3";
+  return value == "2" || value == "3";
+}
+
+bool SetBayer(VirtualOptions& options, std::string_view value) {
+  static constexpr std::string_view kNames[] = {"RGGB", "BGGR", "GRBG", "GBRG"};
+  const auto* found = std::ranges::find(kNames, value);
+  options.bayer = found != std::end(kNames) ? static_cast<int>(found - std::begin(kNames)) : -1;
+  return found != std::end(kNames) || value == "mono";
+}
+
+bool SetSerial(VirtualOptions& options, std::string_view value) {
+  std::uint64_t number = 0;
+  options.serial = value;
+  return value.size() == 16 &&
+         Number(value, std::uint64_t{0}, std::numeric_limits<std::uint64_t>::max(), number, 16);
+}
+
+bool SetScene(VirtualOptions& options, std::string_view value) {
+  options.scene = value;
+  return value == "stars" || value == "flat" || value == "dark";
+}
+
+bool AddRefusal(VirtualOptions& options, std::string_view value) {
+  int request = 0;
+  const bool hex = value.starts_with("0x") || value.starts_with("0X");
+  if (!Number(hex ? value.substr(2) : value, 0, 255, request, hex ? 16 : 10)) {
+    return false;
+  }
+  options.refuse.push_back(static_cast<std::uint8_t>(request));
+  return true;
+}
+
+constexpr int kMostPreRendered = 64;
+
+constexpr OptionEntry kOptions[] = {
+    {"seed", "a whole number from 0",
+     [](VirtualOptions& o, std::string_view v) {
+       return Number(v, std::uint64_t{0}, std::numeric_limits<std::uint64_t>::max(), o.seed);
+     }},
+    {"timescale", "a number from 0 to 1000",
+     [](VirtualOptions& o, std::string_view v) { return Real(v, 0, 1000, o.timeScale); }},
+    {"usb", "2 or 3", SetUsb},
+    {"file", "a file name", [](VirtualOptions& o, std::string_view v) { return Text(v, o.file); }},
+    {"bayer", "RGGB, BGGR, GRBG, GBRG or mono", SetBayer},
+    {"prerender", "a whole number from 0 to 64",
+     [](VirtualOptions& o, std::string_view v) { return Number(v, 0, kMostPreRendered, o.preRender); }},
+    {"serial", "16 hexadecimal digits", SetSerial},
+    {"state", "a file name", [](VirtualOptions& o, std::string_view v) { return Text(v, o.state); }},
+    {"temp", "degrees Celsius from -100 to 100",
+     [](VirtualOptions& o, std::string_view v) { return Real(v, -100, 100, o.temperatureC); }},
+    {"scene", "stars, flat or dark", SetScene},
+    {"flux", "electrons per pixel and second from 0 to 1e12",
+     [](VirtualOptions& o, std::string_view v) { return Real(v, 0, 1e12, o.fluxElectronsPerSecond); }},
+    {"drop", "a fraction from 0 to 1",
+     [](VirtualOptions& o, std::string_view v) { return Real(v, 0, 1, o.dropRate); }},
+    {"flashfail", "a whole number from 1",
+     [](VirtualOptions& o, std::string_view v) {
+       return Number(v, 1, std::numeric_limits<int>::max(), o.flashFail);
+     }},
+    {"refuse", "a request code from 0 to 255 (0xD4, say)", AddRefusal},
+};
+
+constexpr FaultEntry kFaults[] = {
+    {"short", FrameFault::Kind::Short},         {"oversize", FrameFault::Kind::Oversize},
+    {"badheader", FrameFault::Kind::BadHeader}, {"badtrailer", FrameFault::Kind::BadTrailer},
+    {"order", FrameFault::Kind::OutOfSequence}, {"lose", FrameFault::Kind::Drop},
+    {"stall", FrameFault::Kind::Stall},         {"error", FrameFault::Kind::Error},
+    {"unplug", FrameFault::Kind::Unplug},
+};
+
+/// The names in `entries`, with `before` and `after` around each.
+template <class Entries>
+std::string Names(const Entries& entries, std::string_view after) {
+  std::string names;
+  for (const auto& entry : entries) {
+    names += names.empty() ? "" : ", ";
+    names += entry.name;
+    names += after;
+  }
+  return names;
+}
+
+std::string Quoted(std::string_view word) {
+  std::string quoted(1, '\'');
+  quoted += word;
+  quoted += '\'';
+  return quoted;
+}
+
+bool ParseModel(std::string_view word, VirtualOptions& options, std::string& error) {
+  const auto& models = VirtualModels();
+  if (std::ranges::find(models, word, &VirtualModelName::name) == models.end()) {
+    error = "unknown virtual camera " + Quoted(word) + "; there are " + Names(models, "");
+    return false;
+  }
+  options.model = word;
+  return true;
+}
+
+bool ParseFault(std::string_view word, std::size_t at, VirtualOptions& options, std::string& error) {
+  const auto* fault = std::ranges::find(kFaults, word.substr(0, at), &FaultEntry::name);
+  if (fault == std::end(kFaults)) {
+    error = "unknown fault " + Quoted(word) + "; faults are " + Names(kFaults, "@N");
+    return false;
+  }
+  std::uint64_t frame = 0;
+  if (!Number(word.substr(at + 1), std::uint64_t{1}, std::numeric_limits<std::uint64_t>::max(), frame)) {
+    error = "fault " + Quoted(word) + " needs a frame number from 1 after the @";
+    return false;
+  }
+  options.frameFaults.push_back({fault->kind, frame});
+  return true;
+}
+
+bool ParseOption(std::string_view word, VirtualOptions& options, std::string& error) {
+  const std::size_t equals = word.find('=');
+  const std::size_t at = word.find('@');
+  if (equals == std::string_view::npos && at != std::string_view::npos) {
+    return ParseFault(word, at, options, error);
+  }
+  const auto* option = std::ranges::find(kOptions, word.substr(0, equals), &OptionEntry::name);
+  if (option == std::end(kOptions)) {
+    error = "unknown option " + Quoted(word) + "; options are " + Names(kOptions, "=") + " and faults " +
+            Names(kFaults, "@N");
+    return false;
+  }
+  const std::string_view value = equals == std::string_view::npos ? "" : word.substr(equals + 1);
+  if (!option->set(options, value)) {
+    error =
+        "option " + Quoted(word) + ": " + std::string(option->name) + "= takes " + std::string(option->expects);
+    return false;
+  }
+  return true;
+}
+
+/// What only the whole can show.
+bool Consistent(const VirtualOptions& options, std::string& error) {
+  if (options.model == "replay" && options.file.empty()) {
+    error = "virtual:replay needs file=NAME (a FITS, PGM or SER file)";
+    return false;
+  }
+  if (options.model != "replay" && (!options.file.empty() || options.bayer.has_value())) {
+    error = "options file= and bayer= are for virtual:replay only";
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+std::optional<VirtualOptions> ParseVirtualOptions(std::string_view text, std::string& error) {
+  VirtualOptions options;
+  std::size_t end = std::min(text.find(','), text.size());
+  if (!ParseModel(text.substr(0, end), options, error)) {
+    return std::nullopt;
+  }
+  while (end < text.size()) {
+    text.remove_prefix(end + 1);
+    end = std::min(text.find(','), text.size());
+    if (!ParseOption(text.substr(0, end), options, error)) {
+      return std::nullopt;
+    }
+  }
+  if (!Consistent(options, error)) {
+    return std::nullopt;
+  }
+  return options;
+}
+
+const std::vector<VirtualModelName>& VirtualModels() {
+  static const std::vector<VirtualModelName> kModels{
+      {"k1c", "colour planetary and guide camera, 12 bit, 1936 x 1096"},
+      {"x26m", "cooled monochrome deep-sky camera, 16 bit, 6248 x 4176"},
+      {"replay", "frames from a FITS, PGM or SER file"},
+  };
+  return kModels;
+}
+
+}  // namespace orq

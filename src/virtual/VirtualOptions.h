@@ -1,0 +1,61 @@
+// What a virtual camera is told: `virtual:<model>[,option=value…]`.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace orq {
+
+/// A fault at a numbered frame (counted from 1 since the camera was made).
+struct FrameFault {
+  enum class Kind : std::uint8_t {
+    Short,
+    Oversize,
+    BadHeader,
+    BadTrailer,
+    OutOfSequence,
+    Drop,
+    Stall,
+    Error,
+    Unplug
+  };
+  Kind kind = Kind::Short;
+  std::uint64_t frame = 0;
+};
+
+/// Options of one virtual camera. `docs/virtual-camera.md` describes each for users.
+struct VirtualOptions {
+  std::string model = "k1c";            ///< `k1c`, `x26m` or `replay`
+  std::uint64_t seed = 1;               ///< same seed, same run
+  double timeScale = 1.0;               ///< `timescale=` 0.01: all takes a hundredth of its time; 0: none
+  bool usb3 = true;                     ///< `usb=2` or `usb=3`
+  std::string file;                     ///< `file=`: frames to replay (FITS, PGM, SER)
+  std::optional<int> bayer;             ///< `bayer=RGGB|BGGR|GRBG|GBRG|mono` for replayed frames
+  int preRender = 0;                    ///< `prerender=N`: N frames made beforehand and sent in turn
+  std::string serial;                   ///< `serial=` 16 hex digits; by default made from the seed
+  std::string state;                    ///< `state=FILE`: keeps flash, registers and serial number
+  double temperatureC = 20.0;           ///< `temp=` sensor temperature
+  std::string scene = "stars";          ///< `scene=stars|flat|dark`
+  double fluxElectronsPerSecond = 0;    ///< `flux=`: light of a flat scene, electrons per pixel and second
+  double dropRate = 0.0;                ///< `drop=`: fraction of frames that the device loses
+  std::vector<FrameFault> frameFaults;  ///< `short@N`, `oversize@N`, `badheader@N`, `badtrailer@N`, `order@N`,
+                                        ///< `lose@N`, `stall@N`, `error@N`, `unplug@N`
+  int flashFail = 0;                    ///< `flashfail=N`: the N-th flash operation from now is refused
+  std::vector<std::uint8_t> refuse;     ///< `refuse=0xD4`: requests that are always refused
+};
+
+/// The options in `text` (what stands behind `virtual:`); nothing and a one-line reason in `error` when a word is
+/// wrong (the reason lists the right ones).
+std::optional<VirtualOptions> ParseVirtualOptions(std::string_view text, std::string& error);
+
+/// Names of the virtual models with a line for users each.
+struct VirtualModelName {
+  const char* name;
+  const char* summary;
+};
+const std::vector<VirtualModelName>& VirtualModels();
+
+}  // namespace orq
