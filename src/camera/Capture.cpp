@@ -1,0 +1,68 @@
+// Starting and stopping the workers that take frames.
+#include "camera/CameraBase.h"
+#include "camera/DbgPrint.h"
+
+namespace {
+
+constexpr int kNormalMode = 0;
+constexpr int kExposedFrameWaitMs = 10'000;
+
+/// The two products whose FPGA wants to know whether single exposures or video follow.
+bool WantsCaptureMode(std::int32_t productId) {
+  const auto id = static_cast<std::uint16_t>(productId);
+  return id == 0x461E || id == 0x411E;
+}
+
+}  // namespace
+
+bool CCameraBase::IsCaptureRunning() const {
+  return captureThr.IsActive() || exposureThr.IsActive();
+}
+
+int CCameraBase::StartCapture(bool snap) {
+  if (bOpened == 0) return 0;
+  if (IsCaptureRunning()) return 1;
+  if (WantsCaptureMode(iPID)) TellFpgaCaptureMode(snap);
+  expStatus = ExpWorking;
+  captureStartMark = 1;
+  snapMode = snap ? 1 : 0;
+  DbgPrint(-1, "StartCapture", "start capture create thread\n");
+  ThreadCtrl& worker = camMode == kNormalMode ? captureThr : exposureThr;
+  if (worker.Start(this) == 0) {
+    expStatus = ExpFailed;
+    return 0;
+  }
+  return 1;
+}
+
+int CCameraBase::StartExposure() {
+  return StartCapture(true);
+}
+
+int CCameraBase::StopCapture() {
+  if (!IsCaptureRunning()) return 1;
+  if (bOpened == 0) return 0;
+  DbgPrint(-1, "StopCapture", "stop capture\n");
+  DbgPrint(-1, "StopCapture", ">> wait Working thread exit\n");
+  captureThr.Stop();
+  exposureThr.Stop();
+  DbgPrint(-1, "StopCapture", "<< wait Working thread exit\n");
+  return 1;
+}
+
+// There is no automatic control yet: without a worker function the start is refused.
+int CCameraBase::StartAutoControlThr() {
+  autoThr.InitFuncPt(nullptr);
+  return autoThr.Start(this);
+}
+
+void CCameraBase::StopAutoControlThr() {
+  autoThr.Stop();
+}
+
+int CCameraBase::GetImageAfterExp(unsigned char* buffer, int size) {
+  if (expStatus != ExpSuccess) return 0;
+  const int got = GetImageData(buffer, size, kExposedFrameWaitMs);
+  expStatus = ExpIdle;
+  return got;
+}

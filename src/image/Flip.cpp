@@ -1,0 +1,49 @@
+#include "image/Flip.h"
+
+#include <cassert>
+#include <cstddef>
+#include <cstring>
+
+namespace orq {
+namespace {
+
+template <class Sample>
+void MirrorRow(const Sample* __restrict in, std::size_t width, Sample* __restrict out) {
+  for (std::size_t x = 0; x < width; ++x) out[x] = in[width - 1 - x];
+}
+
+template <class Sample>
+void Flip(std::span<const Sample> in, int width, int height, bool horizontal, bool vertical,
+          std::span<Sample> out) {
+  if (width <= 0 || height <= 0) return;
+  const auto columns = static_cast<std::size_t>(width);
+  const auto rows = static_cast<std::size_t>(height);
+  assert(in.size() >= columns * rows && out.size() >= columns * rows);
+  if (!horizontal && !vertical) {
+    std::memcpy(out.data(), in.data(), columns * rows * sizeof(Sample));
+    return;
+  }
+  for (std::size_t y = 0; y < rows; ++y) {
+    const Sample* from = in.data() + (vertical ? rows - 1 - y : y) * columns;
+    Sample* to = out.data() + y * columns;
+    if (horizontal) {
+      MirrorRow(from, columns, to);
+    } else {
+      std::memcpy(to, from, columns * sizeof(Sample));
+    }
+  }
+}
+
+}  // namespace
+
+void FlipCopy(std::span<const std::uint8_t> in, int width, int height, bool horizontal, bool vertical,
+              std::span<std::uint8_t> out) {
+  Flip(in, width, height, horizontal, vertical, out);
+}
+
+void FlipCopy(std::span<const std::uint16_t> in, int width, int height, bool horizontal, bool vertical,
+              std::span<std::uint16_t> out) {
+  Flip(in, width, height, horizontal, vertical, out);
+}
+
+}  // namespace orq

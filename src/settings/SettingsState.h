@@ -1,0 +1,23 @@
+// The camera object's fields that only the settings file uses.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "support/Relaxed.h"
+
+namespace orq {
+
+struct SettingsState {
+  std::unique_ptr<char[]> subKeyPath;      ///< 256 bytes, made on first use
+  std::string settingsName;                ///< name of the model's sub-key; set by the model
+  Relaxed<std::int32_t> usb3Bandwidth{0};  ///< default bandwidth percent on a USB 3 host; "FPSPercentageUSB3"
+  Relaxed<float> coolPowerPerc{0.0F};      ///< cooler power percent; "CoolPowerPctg"
+  Relaxed<std::int32_t> TargetTemp{0};     ///< cooler target, degrees Celsius
+  Relaxed<std::uint8_t> AutoBL{0}, OO{0}, EE{0}, OE{0}, EO{0};
+  std::array<char, 256> BMPPATH{};  ///< path of the reference BMP file, at most 255 bytes
+};
+
+}  // namespace orq
