@@ -1,0 +1,105 @@
+#include "models/FrameMailbox.h"
+
+#include <chrono>
+#include <cstring>
+#include <utility>
+
+namespace orq {
+
+void FrameMailbox::Grow(Buffer& buffer, std::size_t bytes) {
+  if (buffer.capacity >= bytes) return;
+  buffer.data = std::make_unique_for_overwrite<std::uint8_t[]>(bytes);
+  buffer.capacity = bytes;
+}
+
+void FrameMailbox::Prepare(std::size_t bytes) {
+  const std::lock_guard lock(mutex_);
+  Grow(work_, bytes);
+  if (!prepared_) {
+    spare_.reserve(4);
+    spare_.resize(1);
+    prepared_ = true;
+  }
+  for (Buffer& buffer : spare_) Grow(buffer, bytes);
+  // A buffer that a reader has right now grows when it comes back.
+  if (!fresh_) Grow(ready_, bytes);
+  frameBytes_ = bytes;
+}
+
+std::span<std::uint8_t> FrameMailbox::Work() {
+  Grow(work_, frameBytes_);  // only the writer changes the size: no lock
+  return {work_.data.get(), work_.capacity};
+}
+
+void FrameMailbox::Publish(std::size_t bytes, const FrameInfo& info) {
+  {
+    const std::lock_guard lock(mutex_);
+    work_.bytes = bytes;
+    work_.info = info;
+    if (fresh_) ++overwritten_;
+    std::swap(work_, ready_);
+    fresh_ = true;
+  }
+  changed_.notify_all();
+}
+
+FrameMailbox::Result FrameMailbox::Fetch(std::span<std::uint8_t> out, int waitMs,
+                                         const std::function<bool()>& mayCome, FrameInfo& info) {
+  std::unique_lock lock(mutex_);
+  const auto decided = [&] { return fresh_ || !mayCome(); };
+  if (waitMs < 0) {
+    changed_.wait(lock, decided);
+  } else if (!changed_.wait_for(lock, std::chrono::milliseconds(waitMs), decided)) {
+    return Result::TimedOut;
+  }
+  if (!fresh_) return Result::Ended;
+  if (out.size() < ready_.bytes) return Result::TooSmall;
+
+  Buffer taken = std::move(ready_);
+  ready_ = Buffer{};
+  fresh_ = false;
+  if (!spare_.empty()) {
+    ready_ = std::move(spare_.back());
+    spare_.pop_back();
+  }
+  lastFetched_ = taken.info;
+  lock.unlock();
+
+  std::memcpy(out.data(), taken.data.get(), taken.bytes);
+  info = taken.info;
+
+  lock.lock();
+  if (taken.capacity < frameBytes_) taken = Buffer{};  // the writer makes larger ones
+  spare_.push_back(std::move(taken));
+  return Result::Frame;
+}
+
+void FrameMailbox::Notify(const std::function<void()>& change) {
+  {
+    const std::lock_guard lock(mutex_);
+    change();
+  }
+  changed_.notify_all();
+}
+
+void FrameMailbox::Discard() {
+  const std::lock_guard lock(mutex_);
+  fresh_ = false;
+}
+
+FrameInfo FrameMailbox::LastFetched() const {
+  const std::lock_guard lock(mutex_);
+  return lastFetched_;
+}
+
+std::uint64_t FrameMailbox::Overwritten() const {
+  const std::lock_guard lock(mutex_);
+  return overwritten_;
+}
+
+void FrameMailbox::ResetCount() {
+  const std::lock_guard lock(mutex_);
+  overwritten_ = 0;
+}
+
+}  // namespace orq

@@ -1,0 +1,69 @@
+// The place where the capture worker leaves frames for the application.
+#pragma once
+
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <span>
+#include <vector>
+
+#include "models/FrameTypes.h"
+
+namespace orq {
+
+/// Holds the newest delivered frame until it is fetched or replaced. Three buffers go round (one in work, one
+/// waiting, one being copied out), so that neither side waits for the other's copying and nothing is allocated per
+/// frame. The writer is one thread; everything else is any-thread.
+class FrameMailbox {
+ public:
+  enum class Result { Frame, Ended, TimedOut, TooSmall };
+
+  /// Writer: makes room for frames of `bytes` bytes. Throws std::bad_alloc.
+  void Prepare(std::size_t bytes);
+  /// Writer: where the next frame is to be put; `Prepare`d bytes. Throws std::bad_alloc, and only after a change
+  /// to larger frames.
+  std::span<std::uint8_t> Work();
+  /// Writer: offers the first `bytes` of `Work` to readers and takes another buffer for work. A frame that was
+  /// still waiting is replaced and counted.
+  void Publish(std::size_t bytes, const FrameInfo& info);
+
+  /// Waits up to `waitMs` (negative: for ever) for a frame and copies it into `out`. `Ended` as soon as none waits
+  /// and `mayCome` says that none will; it is asked under the mailbox's lock, at first and after every `Notify`.
+  /// `TooSmall` leaves the frame waiting.
+  Result Fetch(std::span<std::uint8_t> out, int waitMs, const std::function<bool()>& mayCome, FrameInfo& info);
+  /// Runs `change` under the mailbox's lock and wakes all readers.
+  void Notify(const std::function<void()>& change);
+  /// Drops a waiting frame.
+  void Discard();
+
+  /// Facts of the frame that was fetched last.
+  FrameInfo LastFetched() const;
+  /// Frames replaced before they were fetched, since `ResetCount`.
+  std::uint64_t Overwritten() const;
+  void ResetCount();
+
+ private:
+  struct Buffer {
+    std::unique_ptr<std::uint8_t[]> data;
+    std::size_t capacity = 0;
+    std::size_t bytes = 0;
+    FrameInfo info;
+  };
+  static void Grow(Buffer& buffer, std::size_t bytes);
+
+  Buffer work_;  // writer only
+  mutable std::mutex mutex_;
+  std::condition_variable changed_;
+  std::size_t frameBytes_ = 0;
+  Buffer ready_;
+  bool fresh_ = false;
+  std::vector<Buffer> spare_;
+  bool prepared_ = false;
+  FrameInfo lastFetched_;
+  std::uint64_t overwritten_ = 0;
+};
+
+}  // namespace orq

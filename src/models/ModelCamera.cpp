@@ -1,0 +1,277 @@
+#include "models/ModelCamera.h"
+
+#include <algorithm>
+
+#include "camera/DbgPrint.h"
+#include "link/WireProtocol.h"
+#include "models/ModelWorker.h"
+#include "models/RegisterBatch.h"
+
+namespace orq {
+namespace {
+
+constexpr int kNeutralGamma = 50;
+constexpr int kUsb2Bandwidth = 50;  // the catalogue's default
+
+RegisterBatch ExposureRegisters(std::uint64_t exposureUs) {
+  RegisterBatch batch;
+  batch.Fpga(wire::kFpgaExposure, exposureUs, 5);
+  return batch;
+}
+
+RegisterBatch GainRegisters(int gain) {
+  RegisterBatch batch;
+  batch.Sensor(wire::kSensorGain, static_cast<std::uint64_t>(gain), 2);
+  return batch;
+}
+
+RegisterBatch BlackLevelRegisters(int offset) {
+  RegisterBatch batch;
+  batch.Sensor(wire::kSensorBlackLevel, static_cast<std::uint64_t>(offset), 2);
+  return batch;
+}
+
+RegisterBatch BandwidthRegisters(int percent) {
+  RegisterBatch batch;
+  batch.Fpga(wire::kFpgaBandwidth, static_cast<std::uint64_t>(percent));
+  return batch;
+}
+
+RegisterBatch GeometryRegisters(const FrameSetup& setup) {
+  const StreamFormat format = setup.WireFormat();
+  RegisterBatch batch;
+  batch.Fpga(wire::kFpgaFormat, format.format);
+  batch.Fpga(wire::kFpgaBin, format.bin);
+  batch.Fpga(wire::kFpgaStartX, static_cast<std::uint64_t>(setup.region.startX), 2);
+  batch.Fpga(wire::kFpgaStartY, static_cast<std::uint64_t>(setup.region.startY), 2);
+  batch.Fpga(wire::kFpgaWidth, format.width, 2);
+  batch.Fpga(wire::kFpgaHeight, format.height, 2);
+  return batch;
+}
+
+int LinesOf(std::uint64_t exposureUs, std::uint32_t lineTimeNs) {
+  const std::uint64_t lines = exposureUs * 1000 / std::max(lineTimeNs, 1U);
+  return static_cast<int>(std::min<std::uint64_t>(lines, 0x7FFFFFFF));
+}
+
+}  // namespace
+
+CModelCamera::CModelCamera(const ModelData& model) : model_(model), worker_(std::make_unique<Worker>()) {
+  DescribeModel();
+  worker_->converter.RGBYUV_Init();
+  InitVariable();
+  SetGamma(kNeutralGamma);
+  captureThr.InitFuncPt(&CModelCamera::RunCapture);
+  exposureThr.InitFuncPt(&CModelCamera::RunTriggeredExposure);
+  GetNumOfControls();
+}
+
+CModelCamera::~CModelCamera() {
+  StopAutoControlThr();
+  CloseCamera();
+  StopWorkers();
+}
+
+// A camera whose reopening failed is closed while its worker may still be there; stopping its capture is refused.
+void CModelCamera::StopWorkers() {
+  captureThr.Stop();
+  exposureThr.Stop();
+}
+
+void CModelCamera::DescribeModel() {
+  const ControlLimits& range = model_.limits;
+  iVID = wire::kVendorId;
+  iPID = model_.productId;
+  modelName = model_.name;
+  settingsName = model_.name;
+  pixelSizeUm = model_.pixelSizeUm;
+  baseElectronsPerAdu = model_.baseElectronsPerAdu;
+  iADCBits = model_.adcBits;
+  binList = model_.bins;
+  hasGuidePort = model_.guidePort;
+  isUsb3Camera = 1;
+  iMaxWidth = model_.maxWidth;
+  iMaxHeight = model_.maxHeight;
+  bayerPattern = model_.bayerPattern;
+  bIsColor = model_.colour;
+  limits = range;
+
+  hasGain = range.gainMax != range.gainMin;
+  hasExposure = 1;
+  hasOffset = range.offsetMax != range.offsetMin;
+  hasBandwidth = range.bandwidthMax != range.bandwidthMin;
+  hasWB_R = hasWB_B = model_.colour && range.wbMax != range.wbMin;
+  supportImgType0 = model_.formats[ORQ_IMG_RAW8];
+  supportImgType1 = model_.formats[ORQ_IMG_RGB24];
+  supportImgType2 = model_.formats[ORQ_IMG_RAW16];
+  supportImgType3 = model_.formats[ORQ_IMG_Y8];
+  hasHardwareBin = model_.hardwareBin;
+  bBin4By2x2 = model_.hardwareBin;
+  bHardBinSum = model_.hardwareBin;  // the sensor adds charge
+  isCooled = model_.cooled;
+
+  exposureUs = static_cast<std::uint64_t>(range.exposureDefault);
+  expReg = LinesOf(exposureUs, model_.lineTimeNs);
+  gain = range.gainDefault;
+  Brightness = range.offsetDefault;
+  WB_Red = range.wbRedDefault;
+  WB_Blue = range.wbBlueDefault;
+  usb3Bandwidth = model_.usb3Bandwidth;
+  bandwidthPerc = kUsb2Bandwidth;
+  StoreGeometry(FullRegion(model_), false);
+}
+
+int CModelCamera::OpenCamera(int index) {
+  if (IsOpen()) return 1;
+  if (CCameraBase::OpenCamera(index) == 0) return 0;
+  worker_->mailbox.Discard();
+  if (ProgramAll()) return 1;
+  DbgPrint(-1, "OpenCamera", "Failed to initialise the sensor, close camera\n");
+  CloseCamera();
+  return 0;
+}
+
+bool CModelCamera::ProgramAll() {
+  const std::lock_guard lock(worker_->registers);
+  TellFpgaUsbHostType(usb3Host != 0);
+  if (StartSensorCLK() == 0) return false;
+  const RegisterBatch batches[] = {ExposureRegisters(exposureUs), GainRegisters(gain),
+                                   BlackLevelRegisters(Brightness), BandwidthRegisters(bandwidthPerc),
+                                   GeometryRegisters(worker_->setup)};
+  return std::ranges::all_of(batches, [&](const RegisterBatch& batch) { return WriteHeld(*this, batch, batch); });
+}
+
+int CModelCamera::ReservedModelOp1() {
+  return 0;
+}
+int CModelCamera::ReservedModelOp2() {
+  return 0;
+}
+int CModelCamera::ReservedModelOp3() {
+  return 0;
+}
+
+bool CModelCamera::SetGain(int newGain, bool autoGain) {
+  const int clamped = std::clamp(newGain, limits.gainMin, limits.gainMax);
+  const std::lock_guard lock(worker_->registers);
+  if (IsOpen() && !WriteHeld(*this, GainRegisters(clamped), GainRegisters(gain))) return false;
+  gain = clamped;
+  AutoGain = autoGain;
+  return true;
+}
+
+bool CModelCamera::SetBrightness(int offset) {
+  const int clamped = std::clamp(offset, limits.offsetMin, limits.offsetMax);
+  const std::lock_guard lock(worker_->registers);
+  if (IsOpen() && !WriteHeld(*this, BlackLevelRegisters(clamped), BlackLevelRegisters(Brightness))) return false;
+  Brightness = clamped;
+  return true;
+}
+
+bool CModelCamera::SetFPSPerc(int percent, bool autoFPS) {
+  const int clamped = std::clamp(percent, limits.bandwidthMin, limits.bandwidthMax);
+  const std::lock_guard lock(worker_->registers);
+  if (IsOpen() && !WriteHeld(*this, BandwidthRegisters(clamped), BandwidthRegisters(bandwidthPerc))) return false;
+  bandwidthPerc = clamped;
+  AutoFPS = autoFPS;
+  return true;
+}
+
+bool CModelCamera::SetExp(unsigned long long newExposureUs, bool autoExp) {
+  const std::uint64_t clamped =
+      std::clamp<std::uint64_t>(newExposureUs, static_cast<std::uint64_t>(limits.exposureMin),
+                                static_cast<std::uint64_t>(limits.exposureMax));
+  const std::lock_guard lock(worker_->registers);
+  if (IsOpen() && !WriteHeld(*this, ExposureRegisters(clamped), ExposureRegisters(exposureUs))) return false;
+  exposureUs = clamped;
+  expReg = LinesOf(clamped, model_.lineTimeNs);
+  AutoExp = autoExp;
+  return true;
+}
+
+// The camera has no white balance of its own: the frame path applies it.
+bool CModelCamera::SetWB(int red, int blue, bool autoWhiteBalance) {
+  if (hasWB_R == 0) return false;
+  const std::lock_guard lock(worker_->registers);
+  WB_Red = std::clamp(red, limits.wbMin, limits.wbMax);
+  WB_Blue = std::clamp(blue, limits.wbMin, limits.wbMax);
+  autoWB = autoWhiteBalance;
+  return true;
+}
+
+bool CModelCamera::SetHardwareBin(bool on) {
+  if (hasHardwareBin == 0) return false;
+  std::string reason;
+  return ChangeGeometry(Region(), on, reason);
+}
+
+bool CModelCamera::IsHardBinRun() {
+  return StagesOf(iBin, HardwareBin != 0).hardware > 1;
+}
+
+bool CModelCamera::FitRegion(const FrameRegion& wanted, FrameRegion& fitted, std::string& reason) const {
+  return FitRegionTo(model_, wanted, fitted, reason);
+}
+
+bool CModelCamera::SetRegion(const FrameRegion& wanted, FrameRegion& applied, std::string& reason) {
+  FrameRegion fitted;
+  if (!FitRegion(wanted, fitted, reason)) return false;
+  if (!ChangeGeometry(fitted, HardwareBin != 0, reason)) return false;
+  applied = fitted;
+  return true;
+}
+
+bool CModelCamera::ChangeGeometry(const FrameRegion& region, bool hardwareBin, std::string& reason) {
+  Worker& worker = *worker_;
+  const FrameSetup next = SetupFor(model_, region, hardwareBin);
+  const bool snap = snapMode != 0;
+  bool restart = false;
+  if (IsCaptureRunning()) {
+    // A worker that has done its work and is about to end is not started again.
+    worker.mailbox.Notify([&] { worker.restarting = restart = captureStartMark != 0 || !worker.ended; });
+    if (StopCapture() == 0) StopWorkers();
+  }
+  bool applied = true;
+  {
+    const std::lock_guard lock(worker.registers);
+    applied = !IsOpen() || WriteHeld(*this, GeometryRegisters(next), GeometryRegisters(worker.setup));
+    if (applied) StoreGeometry(region, hardwareBin);
+  }
+  if (applied) {
+    worker.mailbox.Discard();
+  } else {
+    reason = "the camera refused the region: " + LinkError();
+  }
+  if (restart) {
+    const bool started = StartCapture(snap) != 0;
+    worker.mailbox.Notify([&] { worker.restarting = false; });
+    if (applied && !started) reason = "the region was applied, but capture did not start again: " + LinkError();
+    return applied && started;
+  }
+  return applied;
+}
+
+// Called with `registers` held, or before any thread runs.
+void CModelCamera::StoreGeometry(const FrameRegion& region, bool hardwareBin) {
+  const FrameSetup setup = SetupFor(model_, region, hardwareBin);
+  worker_->setup = setup;
+  HardwareBin = hardwareBin;
+  iStartX = region.startX;
+  iStartY = region.startY;
+  iWidth = region.width;
+  iHeight = region.height;
+  iBin = region.bin;
+  b16Bit = setup.wide;
+}
+
+FrameRegion CModelCamera::Region() const {
+  const std::lock_guard lock(worker_->registers);
+  return worker_->setup.region;
+}
+
+int CModelCamera::FrameBytes() const {
+  const std::lock_guard lock(worker_->registers);
+  return static_cast<int>(worker_->setup.OutputBytes());
+}
+
+}  // namespace orq

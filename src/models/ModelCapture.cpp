@@ -1,0 +1,229 @@
+// The capture worker: from the stream to the mailbox.
+#include <algorithm>
+#include <chrono>
+#include <new>
+#include <thread>
+
+#include "controls/ElectronsPerAdu.h"
+#include "link/WireProtocol.h"
+#include "models/FramePath.h"
+#include "models/ModelWorker.h"
+#include "models/Overdue.h"
+
+namespace orq {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// How soon the worker notices a stop, at most.
+constexpr int kSliceMs = 20;
+// Beyond its time: computers stall, and an exposure that was given up too early is lost for good.
+constexpr std::chrono::seconds kGrace{5};
+// A single exposure's frame that is not there this long after its time, when the stream had to be mended, broke
+// off.
+constexpr std::chrono::seconds kGraceAfterBreak{1};
+
+std::string DamagedFrame(const StreamCounters& counters) {
+  const char* how = "its transfer failed";
+  if (counters.failedShort != 0) how = "it was too short";
+  if (counters.failedOversize != 0) how = "it was too long";
+  if (counters.failedMarks != 0) how = "its header or trailer was damaged";
+  if (counters.failedSequence != 0) how = "its sequence number was wrong";
+  if (counters.failedStalled != 0) how = "the camera stalled the transfer";
+  if (counters.failedTimedOut != 0) how = "its transfer timed out";
+  return std::string("the exposure's frame could not be used because ") + how + "; expose again";
+}
+
+std::string NoFrameFor(std::chrono::microseconds time) {
+  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time).count();
+  return "the camera sent no frame for " + std::to_string(seconds) + " s; close it and open it again";
+}
+
+std::int64_t UnixUs(std::uint64_t monotonicNs) {
+  const auto monotonicNow = std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now().time_since_epoch());
+  const auto wallNow =
+      std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::system_clock::now().time_since_epoch());
+  const std::int64_t ageNs = monotonicNow.count() - static_cast<std::int64_t>(monotonicNs);
+  return wallNow.count() - ageNs / 1000;
+}
+
+}  // namespace
+
+void CModelCamera::RunCapture(bool* running, void* camera) {
+  static_cast<CModelCamera*>(static_cast<CCameraBase*>(camera))->Capture(running, false);
+}
+
+void CModelCamera::RunTriggeredExposure(bool* running, void* camera) {
+  static_cast<CModelCamera*>(static_cast<CCameraBase*>(camera))->Capture(running, true);
+}
+
+void CModelCamera::Capture(bool* running, bool triggered) {
+  Worker& worker = *worker_;
+  const bool snap = snapMode != 0;
+  worker.mailbox.Discard();
+  worker.mailbox.ResetCount();
+  worker.SetTrouble({});
+  // From here on `ended` speaks about this worker; until then readers trust the start mark.
+  worker.mailbox.Notify([&] {
+    worker.ended = false;
+    captureStartMark = 0;
+  });
+
+  StreamEnd end = StreamEnd::Failed;
+  FrameInfo info;
+  std::string trouble;
+  try {
+    end = DeliverFrames(running, triggered, info, trouble);
+  } catch (const std::bad_alloc&) {
+    trouble = "not enough memory for the frames: choose a smaller region or close other programs";
+  }
+  StopStream();
+  // A single exposure's frame is handed over when nothing more is to be done, so that the next exposure can
+  // follow.
+  if (end == StreamEnd::Delivered) worker.mailbox.Publish(worker.setup.OutputBytes(), info);
+  if (end == StreamEnd::Stopped) worker.mailbox.Discard();
+  worker.SetTrouble(trouble);
+  worker.mailbox.Notify([&] {
+    worker.ended = true;
+    if (end == StreamEnd::Delivered) {
+      expStatus = ExpSuccess;
+    } else {
+      expStatus = end == StreamEnd::Failed || snap ? ExpFailed : ExpIdle;
+    }
+  });
+}
+
+// Until the capture is to stop, a single exposure's frame is ready in the mailbox's work buffer (its facts in
+// `info`), or the stream is of no more use.
+CModelCamera::StreamEnd CModelCamera::DeliverFrames(bool* running, bool triggered, FrameInfo& info,
+                                                    std::string& trouble) {
+  Worker& worker = *worker_;
+  const bool snap = snapMode != 0;
+  worker.mailbox.Prepare(worker.setup.OutputBytes());
+  ring->ResumeTake();
+  ring->Discard();
+  {
+    const std::lock_guard lock(worker.registers);
+    SetTransferCount(static_cast<int>(worker.setup.WireBytes()));
+    WriteFPGAREG(wire::kFpgaSingle, snap ? 1 : 0);
+  }
+  if (!StartStream(*ring, worker.setup.WireFormat())) {
+    trouble = LinkError();
+    return StreamEnd::Failed;
+  }
+  Overdue overdue(exposureUs, worker.setup.WireBytes(), Clock::now());
+  std::uint64_t started = 0;
+  while (ThreadCtrl::KeepRunning(running)) {
+    CirBuf::Frame frame;
+    if (ring->Take(pImgBuf, frame, kSliceMs)) {
+      overdue.NextFrame(exposureUs, Clock::now());
+      if (!PrepareFrame(frame, info)) continue;
+      if (snap) return StreamEnd::Delivered;
+      worker.mailbox.Publish(worker.setup.OutputBytes(), info);
+      continue;
+    }
+    if (!StreamAlive()) {
+      trouble = bOpened != 0 ? LinkError() : "";
+      if (trouble.empty()) trouble = "the camera was closed while it captured: start the capture again";
+      return StreamEnd::Failed;
+    }
+    const StreamCounters counters = CCameraFX3::Counters();
+    if (snap && counters.failed != 0) {
+      trouble = DamagedFrame(counters);
+      return StreamEnd::Failed;
+    }
+    overdue.See(exposureUs);
+    if (counters.started != started) overdue.Progress(Clock::now());
+    started = counters.started;
+    if (triggered) continue;  // nobody knows when a trigger comes
+    const bool broken = snap && counters.resyncs != 0;
+    const auto grace = broken ? kGraceAfterBreak : kGrace;
+    if (overdue.Reached(grace, Clock::now())) {
+      trouble = broken ? "the transfer of the exposure's frame broke off; expose again"
+                       : NoFrameFor(overdue.Limit(grace));
+      return StreamEnd::Failed;
+    }
+  }
+  return StreamEnd::Stopped;
+}
+
+// Runs the frame path into the mailbox's work buffer.
+bool CModelCamera::PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info) {
+  Worker& worker = *worker_;
+  const auto header = wire::GetHeader(std::span(frame.marks).first(frame.markBytes));
+  if (!header || frame.payloadBytes != worker.setup.WireFormat().PayloadBytes()) return false;
+
+  info = FrameInfo{};
+  info.region = worker.setup.region;
+  info.sequence = header->sequence;
+  info.exposureUs = header->exposureUs;
+  info.gain = header->gain;
+  info.offset = header->blackLevel;
+  info.flipHorizontal = FlipRow != 0;
+  info.flipVertical = FlipColumn != 0;
+  info.startUnixUs = UnixUs(frame.beginNs) - static_cast<std::int64_t>(header->exposureUs);
+  info.uncertaintyUs = ArrivalUncertaintyUs(worker.setup, {model_.lineTimeNs, bandwidthPerc, usb3Host != 0},
+                                            frame.endNs - frame.beginNs);
+  if (worker.setup.rawPattern >= 0) {
+    info.bayerPattern =
+        static_cast<int>(FlipBayer(static_cast<BayerPattern>(worker.setup.rawPattern), info.flipHorizontal,
+                                   info.flipVertical, info.region.width, info.region.height));
+  }
+  info.electronsPerAdu =
+      ElectronsPerUnit(model_, worker.setup,
+                       static_cast<double>(ElectronsPerAdu(model_.baseElectronsPerAdu, model_.name, info.gain)));
+  RunFramePath({.setup = worker.setup,
+                .image = pImgBuf.get(),
+                .scratch = pBinBuf.get(),
+                .converter = worker.converter,
+                .whiteBalanceRed = WB_Red,
+                .whiteBalanceBlue = WB_Blue,
+                .flipHorizontal = info.flipHorizontal,
+                .flipVertical = info.flipVertical,
+                .outputPattern = info.bayerPattern},
+               worker.mailbox.Work());
+  return true;
+}
+
+// The worker of a single exposure ends right after it has handed over the frame. A start while it still does would
+// be taken for one of a running capture, and no exposure would follow.
+void CModelCamera::AwaitWorkerEnd() const {
+  const auto giveUp = Clock::now() + std::chrono::seconds(1);
+  while (IsCaptureRunning() && Clock::now() < giveUp) std::this_thread::sleep_for(std::chrono::microseconds(50));
+}
+
+int CModelCamera::GetImageData(unsigned char* buffer, int size, int waitMs) {
+  FrameInfo info;
+  return GetFrame(buffer, size, waitMs, info);
+}
+
+int CModelCamera::GetFrame(unsigned char* buffer, int size, int waitMs, FrameInfo& info) {
+  if (buffer == nullptr || size < 0) return 0;
+  Worker& worker = *worker_;
+  const auto mayCome = [&] {
+    if (worker.restarting) return true;
+    if (!IsCaptureRunning()) return false;
+    return captureStartMark != 0 || !worker.ended;
+  };
+  const std::span out(buffer, static_cast<std::size_t>(size));
+  if (worker.mailbox.Fetch(out, waitMs, mayCome, info) != FrameMailbox::Result::Frame) return 0;
+  if (snapMode != 0) AwaitWorkerEnd();
+  return 1;
+}
+
+FrameInfo CModelCamera::LastFrame() const {
+  return worker_->mailbox.LastFetched();
+}
+
+std::string CModelCamera::CaptureTrouble() const {
+  const std::lock_guard lock(worker_->troubleMutex);
+  return worker_->trouble;
+}
+
+StreamCounters CModelCamera::Counters() const {
+  StreamCounters counters = CCameraFX3::Counters();
+  counters.overwritten += worker_->mailbox.Overwritten();
+  return counters;
+}
+
+}  // namespace orq

@@ -1,0 +1,39 @@
+// What a model camera keeps for its capture worker. Private to models/.
+#pragma once
+
+#include <atomic>
+#include <mutex>
+#include <string>
+
+#include "models/FrameGeometry.h"
+#include "models/FrameMailbox.h"
+#include "models/ModelCamera.h"
+#include "support/Algorithm.h"
+
+namespace orq {
+
+struct CModelCamera::Worker {
+  /// Serialises register sequences, stored control values and `setup`. Never held while waiting for a frame or for
+  /// a worker.
+  mutable std::mutex registers;
+  FrameSetup setup;  ///< of the frames that the stream brings; changes only while no worker runs
+
+  FrameMailbox mailbox;
+  // Guarded by the mailbox.
+  bool ended = true;        ///< the worker that ran last has ended
+  bool restarting = false;  ///< a geometry change stops and starts the worker: readers go on waiting
+
+  mutable std::mutex troubleMutex;
+  std::string trouble;
+
+  /// Demosaics delivered frames. Apart from the camera's `algorithm`, which knows the pattern of the raw frame:
+  /// flips change the pattern of what is delivered.
+  CAlgorithm converter;
+
+  void SetTrouble(std::string text) {
+    const std::lock_guard lock(troubleMutex);
+    trouble = std::move(text);
+  }
+};
+
+}  // namespace orq

@@ -1,0 +1,37 @@
+// Several registers of a camera that change together.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+class CCameraFX3;
+
+namespace orq {
+
+struct RegisterWrite {
+  bool sensor = false;  ///< of the image sensor; else of the FPGA
+  std::uint16_t reg = 0;
+  std::uint8_t value = 0;
+};
+
+/// Up to 24 byte writes, in order. Multi-byte values are split least significant byte first.
+class RegisterBatch {
+ public:
+  void Fpga(std::uint16_t reg, std::uint64_t value, int bytes = 1) { Add(false, reg, value, bytes); }
+  void Sensor(std::uint16_t reg, std::uint64_t value, int bytes = 1) { Add(true, reg, value, bytes); }
+  std::span<const RegisterWrite> Writes() const { return std::span(writes_).first(count_); }
+
+ private:
+  void Add(bool sensor, std::uint16_t reg, std::uint64_t value, int bytes);
+
+  std::array<RegisterWrite, 24> writes_{};
+  std::size_t count_ = 0;
+};
+
+/// Writes `batch` inside the FPGA's update hold, so that a frame sees all of it or nothing. When a write is
+/// refused, `previous` (what the registers held) is written again before the hold ends, and the result is false.
+bool WriteHeld(CCameraFX3& link, const RegisterBatch& batch, const RegisterBatch& previous);
+
+}  // namespace orq
