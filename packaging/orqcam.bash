@@ -1,0 +1,58 @@
+# Bash completion for orqcam.
+
+_orqcam_controls() {
+  # Names of the chosen camera's controls; nothing when it cannot be opened.
+  local i camera=0
+  for ((i = 1; i < COMP_CWORD; i++)); do
+    [[ ${words[i]} == -c || ${words[i]} == --camera ]] && camera=${words[i + 1]}
+  done
+  command orqcam -c "$camera" controls 2>/dev/null | awk 'NR > 1 { print $1 }'
+}
+
+_orqcam() {
+  local cur prev words cword
+  _init_completion -n =: || return
+  local commands="list info controls get set capture stream reg"
+  local general="-c --camera --json --debug --help"
+  local shot="-e --exposure -g --gain --offset --region --center -b --bin -f --format --flip --hardware-bin"
+
+  case $prev in
+    -c | --camera)
+      COMPREPLY=($(compgen -W "0 serial: id: virtual:k1c virtual:x26m virtual:replay,file=" -- "$cur"))
+      [[ ${COMPREPLY-} == *[:=] ]] && compopt -o nospace
+      __ltrimcolons "$cur"
+      return
+      ;;
+    -f | --format) COMPREPLY=($(compgen -W "raw8 raw16 rgb24 y8" -- "$cur")) && return ;;
+    --flip) COMPREPLY=($(compgen -W "none h v both" -- "$cur")) && return ;;
+    --image-type) COMPREPLY=($(compgen -W "light dark bias flat" -- "$cur")) && return ;;
+    -b | --bin) COMPREPLY=($(compgen -W "1 2 3 4" -- "$cur")) && return ;;
+    -o | --output) _filedir && return ;;
+    -e | --exposure | -g | --gain | --offset | --region | --center | -n | --count | --frames | -s | --seconds | \
+      -k | --keyword | --object | --observer) return ;;
+  esac
+
+  local i command=
+  for ((i = 1; i < cword; i++)); do
+    [[ " $commands " == *" ${words[i]} "* ]] && command=${words[i]} && break
+  done
+  local choices
+  case $command in
+    "") choices="$commands $general --version" ;;
+    list) choices="--virtual $general" ;;
+    get) choices="$(_orqcam_controls) $general" ;;
+    set)
+      choices="$(_orqcam_controls | sed 's/$/=/') $general"
+      compopt -o nospace
+      ;;
+    capture)
+      choices="$shot -n --count -o --output --overwrite --png --video -k --keyword --object --observer --image-type
+        $general"
+      ;;
+    stream) choices="$shot -s --seconds -n --frames $general" ;;
+    reg) choices="--unsafe read write fpga sensor $general" ;;
+    *) choices="$general" ;;
+  esac
+  COMPREPLY=($(compgen -W "$choices" -- "$cur"))
+}
+complete -F _orqcam orqcam

@@ -1,0 +1,236 @@
+// orqcam capture: frames into files.
+#include <algorithm>
+#include <memory>
+
+#include "Commands.h"
+#include "FrameSaver.h"
+#include "Shooter.h"
+#include "Signals.h"
+#include "Text.h"
+#include "Units.h"
+
+namespace orq::cli {
+
+namespace {
+
+constexpr int kMostFailuresInARow = 3;
+constexpr std::uint64_t kMostFrames = 1'000'000;
+
+struct ImageType {
+  const char* name;
+  const char* keyword;
+};
+constexpr ImageType kImageTypes[] = {
+    {"light", "Light Frame"}, {"dark", "Dark Frame"}, {"bias", "Bias Frame"}, {"flat", "Flat Field"}};
+
+struct CaptureOptions {
+  ShotSettings settings;
+  std::string count = "1";
+  std::string output = "{camera}-{date}-{time}-{n:04}.fits";
+  bool overwrite = false;
+  bool preview = false;
+  bool video = false;
+  std::vector<std::string> keywords;
+  std::string object;
+  std::string observer;
+  std::string imageType = "light";
+};
+
+const ImageType& FindImageType(const std::string& name) {
+  for (const ImageType& type : kImageTypes) {
+    if (Lower(name) == type.name) return type;
+  }
+  throw CliError(kExitUsage, "unknown image type '" + name + "'; there are light, dark, bias and flat");
+}
+
+std::uint64_t ParseCount(const std::string& text) {
+  const std::int64_t count = ParseInteger(text, "--count");
+  if (count < 1 || count > static_cast<std::int64_t>(kMostFrames)) {
+    throw CliError(kExitUsage, "--count must be from 1 to 1000000");
+  }
+  return static_cast<std::uint64_t>(count);
+}
+
+SaveOptions MakeSaveOptions(const CaptureOptions& options, std::uint64_t count) {
+  SaveOptions save;
+  save.pattern = FilePattern(options.output);
+  if (count > 1 && !save.pattern.Has("n")) {
+    throw CliError(kExitUsage, "--output needs {n} for more than one frame, as in image-{n:04}.fits");
+  }
+  save.preview = options.preview;
+  save.existing = options.overwrite ? Existing::Overwrite : Existing::Keep;
+  // A video cannot wait for the disk after each frame.
+  save.durability = options.video ? Durability::Cached : Durability::Synced;
+  for (const std::string& keyword : options.keywords) {
+    save.keywords.push_back(ParseKeyword(keyword));
+    const auto same = std::count_if(save.keywords.begin(), save.keywords.end(),
+                                    [&](const Keyword& other) { return other.name == save.keywords.back().name; });
+    if (same > 1) throw CliError(kExitUsage, "--keyword " + save.keywords.back().name + " is given twice");
+  }
+  return save;
+}
+
+FileContext MakeContext(Session& session, const CaptureOptions& options) {
+  FileContext context;
+  context.instrument = session.Camera().modelName;
+  context.serial = session.Serial();
+  context.pixelSizeUm = session.Camera().pixelSizeUm;
+  context.object = options.object;
+  context.observer = options.observer;
+  context.imageType = FindImageType(options.imageType).keyword;
+  return context;
+}
+
+// The settings as far as they are known before the first frame.
+FrameInfo Expected(const CModelCamera& camera) {
+  FrameInfo info;
+  info.region = camera.Region();
+  info.exposureUs = camera.exposureUs;
+  info.gain = camera.gain;
+  info.offset = camera.Brightness;
+  return info;
+}
+
+void ReportFrame(const Context& context, const Frame& frame, const SavedFrame& saved, std::uint64_t number) {
+  Report report;
+  report.Add("file", saved.file);
+  if (!saved.companion.empty()) report.Add("preview", saved.companion);
+  if (!saved.sidecar.empty()) report.Add("sidecar", saved.sidecar);
+  if (context.json) {
+    report.Add("number", number);
+    report.Add("sequence", frame.info.sequence);
+    report.Add("start_utc", IsoUtc(frame.info.startUnixUs));
+    report.Add("exposure", frame.info.exposureUs, "us");
+    report.Add("gain", frame.info.gain);
+    report.Add("offset", frame.info.offset);
+  }
+  report.Print(context.out, context.json);
+  context.out.Flush();
+}
+
+struct Tally {
+  std::uint64_t count = 0;  ///< wanted
+  std::uint64_t saved = 0;
+  std::uint64_t failed = 0;
+  std::string Text() const {
+    return Format("%llu of %llu frames saved", static_cast<unsigned long long>(saved),
+                  static_cast<unsigned long long>(count));
+  }
+};
+
+// Saves one frame and says so; false when it could not be saved.
+bool Keep(const Context& context, const FrameSaver& saver, const Frame& frame, std::uint64_t number,
+          Tally& tally) {
+  SavedFrame saved;
+  try {
+    saved = saver.Save(frame, number);
+  } catch (const CliError& error) {
+    Complain(tally.count > 1 ? std::string(error.what()) + " (" + tally.Text() + ")" : error.what());
+    return false;
+  }
+  ++tally.saved;
+  ReportFrame(context, frame, saved, number);
+  if (saved.trouble.empty()) return true;
+  Complain(saved.trouble);
+  return false;
+}
+
+ExitCode TakeAll(const Context& context, Shooter& shooter, const FrameSaver& saver, Tally& tally) {
+  Frame frame;
+  int failuresInARow = 0;
+  for (std::uint64_t number = 1; number <= tally.count; ++number) {
+    switch (shooter.Take(frame, number, tally.count)) {
+      case ShotResult::Good:
+        if (!Keep(context, saver, frame, number, tally)) return kExitFailed;
+        failuresInARow = 0;
+        break;
+      case ShotResult::Failed:
+        Complain(
+            Format("frame %llu failed: %s", static_cast<unsigned long long>(number), shooter.Reason().c_str()));
+        ++tally.failed;
+        if (++failuresInARow == kMostFailuresInARow && number < tally.count) {
+          Complain(Format("%d frames in a row failed, giving up: %s", failuresInARow, tally.Text().c_str()));
+          return kExitFailed;
+        }
+        break;
+      case ShotResult::Ended:
+        Complain(shooter.Reason() + ": " + tally.Text());
+        return kExitFailed;
+      case ShotResult::Interrupted:
+        Complain("interrupted: " + tally.Text());
+        return kExitFailed;
+      case ShotResult::Lost:
+        Complain("the camera was lost; check its cable: " + tally.Text());
+        return kExitCameraLost;
+    }
+  }
+  if (tally.failed == 0) return kExitOk;
+  if (tally.count > 1) Complain(tally.Text());
+  return kExitFailed;
+}
+
+void ReportVideoLosses(const StreamCounters& counters) {
+  const std::uint64_t missed = counters.failed + counters.dropped + counters.lost + counters.overwritten;
+  if (missed == 0) return;
+  Complain(Format(
+      "the video missed %llu frame%s: %llu failed, %llu dropped, %llu lost, %llu not fetched in time",
+      static_cast<unsigned long long>(missed), missed == 1 ? "" : "s",
+      static_cast<unsigned long long>(counters.failed), static_cast<unsigned long long>(counters.dropped),
+      static_cast<unsigned long long>(counters.lost), static_cast<unsigned long long>(counters.overwritten)));
+}
+
+ExitCode RunCapture(const Context& context, const CaptureOptions& options) {
+  const std::uint64_t count = ParseCount(options.count);
+  options.settings.Check();
+  FindImageType(options.imageType);
+  CheckTextValue(options.object, "--object");
+  CheckTextValue(options.observer, "--observer");
+  SaveOptions save = MakeSaveOptions(options, count);
+  Session session(context);
+  options.settings.Apply(session);
+  const FrameSaver saver(std::move(save), MakeContext(session, options), std::string(session.Model().key),
+                         Lower(options.imageType));
+  saver.CheckBeforehand(Expected(session.Camera()), count);
+  Tally tally{.count = count};
+  ExitCode code = kExitOk;
+  if (options.video) {
+    VideoShooter shooter(session);
+    code = TakeAll(context, shooter, saver, tally);
+    ReportVideoLosses(session.Camera().Counters());
+  } else {
+    SingleShooter shooter(session);
+    code = TakeAll(context, shooter, saver, tally);
+  }
+  Report report;
+  report.Add("saved", tally.saved);
+  if (tally.failed != 0) report.Add("failed", tally.failed);
+  report.Print(context.out, context.json);
+  return code;
+}
+
+}  // namespace
+
+CommandRun AddCaptureCommand(CLI::App& app) {
+  CLI::App* command = app.add_subcommand("capture", "Take frames and save them");
+  auto options = std::make_shared<CaptureOptions>();
+  options->settings.AddTo(*command);
+  command->add_option("-n,--count", options->count, "Number of frames")->default_str("1");
+  command
+      ->add_option("-o,--output", options->output,
+                   "File name; its extension decides: .fits, .fit, .png (8 bit, stretched), .raw (with a .json "
+                   "beside it). Placeholders: {n} {n:04} {date} {time} {camera} {serial} {object} {type} {format} "
+                   "{exposure} {gain} {offset} {bin}")
+      ->default_str(options->output);
+  command->add_flag("--overwrite", options->overwrite, "Replace files that exist");
+  command->add_flag("--png", options->preview, "Save a stretched 8-bit PNG beside each file");
+  command->add_flag("--video", options->video, "Take the frames from a running video, not by single exposures");
+  command
+      ->add_option("-k,--keyword", options->keywords, "FITS keyword KEY=VALUE or KEY=VALUE/comment (repeatable)")
+      ->allow_extra_args(false);
+  command->add_option("--object", options->object, "Name of the object");
+  command->add_option("--observer", options->observer, "Name of the observer");
+  command->add_option("--image-type", options->imageType, "light, dark, bias or flat")->default_str("light");
+  return [options](const Context& context) { return RunCapture(context, *options); };
+}
+
+}  // namespace orq::cli

@@ -1,0 +1,152 @@
+// orqcam controls, get, set: the camera's controls.
+#include <algorithm>
+#include <memory>
+#include <optional>
+
+#include "Commands.h"
+#include "ControlAccess.h"
+#include "Text.h"
+
+namespace orq::cli {
+
+namespace {
+
+using Table = std::vector<std::vector<std::string>>;
+
+std::string Shown(ORQ_CONTROL_TYPE id, std::int64_t raw) {
+  return ScaledValue(id, raw).dump();
+}
+
+void PrintTable(Output& out, const Table& table) {
+  std::vector<std::size_t> widths(table.front().size());
+  for (const auto& row : table) {
+    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], row[i].size());
+  }
+  for (const auto& row : table) {
+    std::string line;
+    for (std::size_t i = 0; i < row.size(); ++i) {
+      line += row[i];
+      if (i + 1 < row.size()) line += std::string(widths[i] - row[i].size() + 2, ' ');
+    }
+    out.Line(line);
+  }
+}
+
+using Reading = std::optional<ControlReading>;
+
+Json Describe(const Control& control, const Reading& reading) {
+  const ORQ_CONTROL_TYPE id = control.id;
+  Json json;
+  json["name"] = control.Name();
+  json["value"] = reading ? ScaledValue(id, reading->raw) : Json(nullptr);
+  json["auto"] = reading && reading->automatic;
+  json["min"] = ScaledValue(id, control.caps.minValue);
+  json["max"] = ScaledValue(id, control.caps.maxValue);
+  json["default"] = ScaledValue(id, control.caps.defaultValue);
+  json["unit"] = UnitOf(id).unit;
+  json["auto_supported"] = control.caps.isAutoSupported == 1;
+  json["writable"] = control.caps.isWritable == 1;
+  json["description"] = control.caps.description;
+  return json;
+}
+
+std::vector<std::string> Row(const Control& control, const Reading& reading) {
+  const ORQ_CONTROL_TYPE id = control.id;
+  const bool canAuto = control.caps.isAutoSupported == 1;
+  const std::string unit = UnitOf(id).unit;
+  return {control.Name(),
+          reading ? Shown(id, reading->raw) : "-",
+          !canAuto                        ? "-"
+          : reading && reading->automatic ? "on"
+                                          : "off",
+          Shown(id, control.caps.minValue),
+          Shown(id, control.caps.maxValue),
+          Shown(id, control.caps.defaultValue),
+          unit.empty() ? "-" : unit,
+          control.caps.isWritable == 1 ? "yes" : "no",
+          control.caps.description};
+}
+
+ExitCode RunControls(const Context& context) {
+  Session session(context);
+  Table table = {{"name", "value", "auto", "min", "max", "default", "unit", "writable", "description"}};
+  Json list = Json::array();
+  for (const Control& control : ListControls(session.Camera())) {
+    const Reading reading = TryReadControl(session, control);
+    table.push_back(Row(control, reading));
+    list.push_back(Describe(control, reading));
+  }
+  if (context.json) {
+    context.out.Object(list);
+  } else {
+    PrintTable(context.out, table);
+  }
+  return kExitOk;
+}
+
+// The values of `controls` as they now are.
+void PrintValues(const Context& context, Session& session, const std::vector<Control>& controls) {
+  Json object = Json::object();
+  for (const Control& control : controls) {
+    const ControlReading reading = ReadControl(session, control);
+    const std::string unit = UnitOf(control.id).unit;
+    object[control.Name()] = {
+        {"value", ScaledValue(control.id, reading.raw)}, {"unit", unit}, {"auto", reading.automatic}};
+    if (!context.json) {
+      context.out.Line(control.Name() + " = " + Shown(control.id, reading.raw) + (unit.empty() ? "" : " " + unit) +
+                       (reading.automatic ? " (auto)" : ""));
+    }
+  }
+  if (context.json) context.out.Object(object);
+}
+
+ExitCode RunGet(const Context& context, const std::vector<std::string>& names) {
+  Session session(context);
+  std::vector<Control> controls;
+  for (const std::string& name : names) controls.push_back(FindControl(session.Camera(), name));
+  PrintValues(context, session, controls);
+  return kExitOk;
+}
+
+ExitCode RunSet(const Context& context, const std::vector<std::string>& words) {
+  for (const std::string& word : words) {
+    if (word.find('=') == std::string::npos) {
+      throw CliError(kExitUsage, "'" + word + "' is not a setting: write NAME=VALUE or NAME=auto");
+    }
+  }
+  Session session(context);
+  std::vector<Control> controls;
+  std::vector<ControlSetting> settings;
+  // All words are understood before the first control changes.
+  for (const std::string& word : words) {
+    const std::size_t equals = word.find('=');
+    controls.push_back(FindControl(session.Camera(), word.substr(0, equals)));
+    settings.push_back(ParseSetting(controls.back(), word.substr(equals + 1)));
+  }
+  for (std::size_t i = 0; i < controls.size(); ++i) WriteControl(session, controls[i], settings[i]);
+  PrintValues(context, session, controls);
+  return kExitOk;
+}
+
+}  // namespace
+
+CommandRun AddControlsCommand(CLI::App& app) {
+  app.add_subcommand("controls", "Show all controls of a camera with their values and limits");
+  return RunControls;
+}
+
+CommandRun AddGetCommand(CLI::App& app) {
+  CLI::App* command = app.add_subcommand("get", "Show the values of controls");
+  auto names = std::make_shared<std::vector<std::string>>();
+  command->add_option("NAME", *names, "Names of controls, in any case")->required();
+  return [names](const Context& context) { return RunGet(context, *names); };
+}
+
+CommandRun AddSetCommand(CLI::App& app) {
+  CLI::App* command = app.add_subcommand("set", "Set controls and show what they became");
+  auto words = std::make_shared<std::vector<std::string>>();
+  command->add_option("NAME=VALUE", *words, "Settings: Gain=120, Exposure=200ms, WB_R=auto")->required();
+  return [words](const Context& context) { return RunSet(context, *words); };
+}
+
+}  // namespace orq::cli

@@ -1,0 +1,86 @@
+// orqcam info: what a camera is.
+#include "Commands.h"
+#include "Frame.h"
+#include "Text.h"
+
+namespace orq::cli {
+
+namespace {
+
+Json OrNone(const std::string& text) {
+  return text.empty() ? Json(nullptr) : Json(text);
+}
+
+Json Bins(const ModelData& model) {
+  Json bins = Json::array();
+  for (const std::uint8_t bin : model.bins) {
+    if (bin == 0) break;
+    bins.push_back(bin);
+  }
+  return bins;
+}
+
+Json Formats(CModelCamera& camera) {
+  Json formats = Json::array();
+  for (const IMG_TYPE format : kFormats) {
+    if (camera.IsImgTypeSupported(format)) formats.push_back(FormatName(format));
+  }
+  return formats;
+}
+
+Json Bayer(const ModelData& model) {
+  constexpr const char* kPatterns[] = {"RGGB", "BGGR", "GRBG", "GBRG"};
+  if (!model.colour || model.bayerPattern < 0 || model.bayerPattern > 3) return nullptr;
+  return kPatterns[model.bayerPattern];
+}
+
+void AddRegion(Report& report, const CModelCamera& camera) {
+  const RegionRules& rules = camera.Model().region;
+  report.Add("region_width_step", rules.widthStep, "px");
+  report.Add("region_height_step", rules.heightStep, "px");
+  report.Add("region_start_x_step", rules.startXStep, "px");
+  report.Add("region_start_y_step", rules.startYStep, "px");
+  report.Add("region_least_width", rules.minWidth, "px");
+  report.Add("region_least_height", rules.minHeight, "px");
+  const FrameRegion region = camera.Region();
+  report.Add("region", Json{region.startX, region.startY, region.width * region.bin, region.height * region.bin},
+             "px");
+  report.Add("bin", region.bin);
+  report.Add("format", FormatName(region.format));
+}
+
+ExitCode RunInfo(const Context& context) {
+  Session session(context);
+  const ModelData& model = session.Model();
+  CModelCamera& camera = session.Camera();
+  Report report;
+  report.Add("model", camera.modelName);
+  report.Add("key", model.key);
+  report.Add("serial", OrNone(session.Serial()));
+  report.Add("id", OrNone(session.UserId()));
+  report.Add("firmware", session.Firmware());
+  report.Add("usb_speed", session.Speed());
+  report.Add("sensor_width", camera.iMaxWidth, "px");
+  report.Add("sensor_height", camera.iMaxHeight, "px");
+  report.Add("pixel_size", camera.pixelSizeUm > 0.0 ? Json(camera.pixelSizeUm) : Json(nullptr), "um");
+  report.Add("colour", camera.bIsColor != 0);
+  report.Add("bayer", Bayer(model));
+  report.Add("adc_bits", camera.iADCBits);
+  report.Add("cooled", camera.isCooled != 0);
+  report.Add("guide_port", camera.hasGuidePort != 0);
+  report.Add("bins", Bins(model));
+  report.Add("hardware_bin", camera.hasHardwareBin != 0);
+  report.Add("formats", Formats(camera));
+  AddRegion(report, camera);
+  report.Print(context.out, context.json);
+  return kExitOk;
+}
+
+}  // namespace
+
+CommandRun AddInfoCommand(CLI::App& app) {
+  app.add_subcommand("info", "Show what a camera is: model, identity, sensor, formats, region rules");
+  return RunInfo;
+}
+
+}  // namespace orq::cli

@@ -1,0 +1,222 @@
+// orqcam stream: how fast and how well frames arrive.
+#include <charconv>
+#include <chrono>
+#include <memory>
+
+#include "Commands.h"
+#include "Shooter.h"
+#include "Signals.h"
+#include "Text.h"
+#include "Units.h"
+
+namespace orq::cli {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr double kBytesPerMegabyte = 1e6;
+constexpr double kReadoutUs = 1e6;  // more than any frame takes after its exposure
+constexpr std::chrono::milliseconds kWait{100};
+
+struct StreamOptions {
+  ShotSettings settings;
+  std::string seconds;  ///< empty: no limit
+  std::string frames;   ///< empty: no limit
+};
+
+struct Limits {
+  double seconds = 0.0;      ///< 0: none
+  std::uint64_t frames = 0;  ///< 0: none
+};
+
+Limits ParseLimits(const StreamOptions& options) {
+  Limits limits;
+  if (!options.seconds.empty()) {
+    const char* const end = options.seconds.data() + options.seconds.size();
+    const auto result = std::from_chars(options.seconds.data(), end, limits.seconds);
+    if (result.ec != std::errc() || result.ptr != end || !(limits.seconds > 0.0 && limits.seconds <= 1e9)) {
+      throw CliError(kExitUsage, "--seconds '" + options.seconds + "' is not a positive number of seconds");
+    }
+  }
+  if (!options.frames.empty()) {
+    const std::int64_t frames = ParseInteger(options.frames, "--frames");
+    if (frames < 1) throw CliError(kExitUsage, "--frames must be 1 or more");
+    limits.frames = static_cast<std::uint64_t>(frames);
+  }
+  return limits;
+}
+
+std::uint64_t Drops(const StreamCounters& counters) {
+  return counters.dropped + counters.lost + counters.overwritten;
+}
+
+double Seconds(Clock::duration time) {
+  return std::chrono::duration<double>(time).count();
+}
+
+// Two decimals are enough for people and steady for scripts.
+double Rounded(double value) {
+  return static_cast<double>(static_cast<std::int64_t>(value * 100.0 + 0.5)) / 100.0;
+}
+
+// Prints a line whenever a second has passed.
+class SecondLines {
+ public:
+  SecondLines(const Context& context, CModelCamera& camera) : context_(context), camera_(camera) {}
+
+  void Tick(std::uint64_t frames) {
+    const auto now = Clock::now();
+    if (now - last_ < std::chrono::seconds(1)) return;
+    const StreamCounters counters = camera_.Counters();
+    const double span = Seconds(now - last_);
+    const double fps = Rounded(static_cast<double>(frames - frames_) / span);
+    const double rate = Rounded(static_cast<double>(counters.bytes - bytes_) / kBytesPerMegabyte / span);
+    Print(Rounded(Seconds(now - start_)), fps, rate, frames, counters);
+    last_ = now;
+    frames_ = frames;
+    bytes_ = counters.bytes;
+  }
+
+ private:
+  void Print(double time, double fps, double rate, std::uint64_t frames, const StreamCounters& counters) {
+    Report report;
+    report.Add("time", time, "s");
+    report.Add("fps", fps);
+    report.Add("rate", rate, "MB/s");
+    report.Add("frames", frames);
+    report.Add("drops", Drops(counters));
+    report.Add("failed", counters.failed);
+    if (context_.json) {
+      report.Print(context_.out, true);
+    } else {
+      context_.out.Line(Join(report.ToLines(), ", "));
+    }
+    context_.out.Flush();
+  }
+
+  const Context& context_;
+  CModelCamera& camera_;
+  Clock::time_point start_ = Clock::now();
+  Clock::time_point last_ = start_;
+  std::uint64_t frames_ = 0;
+  std::uint64_t bytes_ = 0;
+};
+
+struct StreamRun {
+  std::uint64_t frames = 0;
+  double seconds = 0.0;
+  ShotResult end = ShotResult::Good;
+  std::string reason;
+};
+
+StreamRun Watch(const Context& context, Session& session, const Limits& limits) {
+  StreamRun run;
+  VideoShooter shooter(session);
+  SecondLines lines(context, session.Camera());
+  Frame frame;
+  const auto start = Clock::now();
+  const auto limit = std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(limits.seconds));
+  while (limits.frames == 0 || run.frames < limits.frames) {
+    const auto elapsed = Clock::now() - start;
+    if (limits.seconds > 0.0 && elapsed >= limit) break;
+    if (StopRequested()) {
+      run.end = ShotResult::Interrupted;
+      break;
+    }
+    auto wait = kWait;
+    if (limits.seconds > 0.0) {
+      wait = std::min(wait, std::chrono::ceil<std::chrono::milliseconds>(limit - elapsed));
+    }
+    const ShotResult result = shooter.TakeWithin(frame, wait);
+    if (result == ShotResult::Good) ++run.frames;
+    lines.Tick(run.frames);
+    if (result == ShotResult::Lost || result == ShotResult::Ended) {
+      run.end = result;
+      run.reason = shooter.Reason();
+      break;
+    }
+  }
+  run.seconds = Seconds(Clock::now() - start);
+  return run;
+}
+
+void AddCounters(Report& report, const StreamCounters& counters) {
+  report.Add("started", counters.started, "frames");
+  report.Add("completed", counters.completed, "frames");
+  report.Add("failed", counters.failed, "frames");
+  report.Add("dropped", counters.dropped, "frames");
+  report.Add("aborted", counters.aborted, "frames");
+  report.Add("filling", counters.filling, "frames");
+  report.Add("failed_short", counters.failedShort, "frames");
+  report.Add("failed_oversize", counters.failedOversize, "frames");
+  report.Add("failed_marks", counters.failedMarks, "frames");
+  report.Add("failed_sequence", counters.failedSequence, "frames");
+  report.Add("failed_stalled", counters.failedStalled, "frames");
+  report.Add("failed_transport", counters.failedTransport, "frames");
+  report.Add("failed_timed_out", counters.failedTimedOut, "frames");
+  report.Add("lost", counters.lost, "frames");
+  report.Add("overwritten", counters.overwritten, "frames");
+  report.Add("bytes", counters.bytes);
+  report.Add("bytes_discarded", counters.bytesDiscarded);
+  report.Add("submit_retries", counters.submitRetries);
+  report.Add("halts_cleared", counters.haltsCleared);
+  report.Add("resyncs", counters.resyncs);
+  report.Add("in_flight", counters.inFlight, "transfers");
+  report.Add("in_flight_max", counters.inFlightMax, "transfers");
+  report.Add("longest_gap", counters.longestGapUs, "us");
+  report.Add("identity_holds", counters.IdentityHolds());
+}
+
+void ReportEnd(const Context& context, const StreamRun& run, const StreamCounters& counters) {
+  Report report;
+  report.Add("seconds", Rounded(run.seconds));
+  report.Add("delivered", run.frames, "frames");
+  report.Add("fps", Rounded(static_cast<double>(run.frames) / run.seconds));
+  report.Add("rate", Rounded(static_cast<double>(counters.bytes) / kBytesPerMegabyte / run.seconds), "MB/s");
+  AddCounters(report, counters);
+  if (!context.json) return report.Print(context.out, false);
+  Json object = {{"final", true}};
+  object.update(report.ToJson());
+  context.out.Object(object);
+}
+
+ExitCode RunStream(const Context& context, const StreamOptions& options) {
+  const Limits limits = ParseLimits(options);
+  const bool unlimited = limits.seconds == 0.0 && limits.frames == 0;
+  options.settings.Check();
+  Session session(context);
+  options.settings.Apply(session);
+  const StreamRun run = Watch(context, session, limits);
+  const StreamCounters counters = session.Camera().Counters();
+  ReportEnd(context, run, counters);
+  if (run.end == ShotResult::Lost) throw CliError(kExitCameraLost, "the camera was lost; check its cable");
+  if (run.end == ShotResult::Ended) throw CliError(kExitFailed, run.reason);
+  if (!counters.IdentityHolds()) {
+    throw CliError(kExitFailed, "the counters contradict each other; please report this with the output above");
+  }
+  // Without a limit Ctrl-C is how a stream ends.
+  if (run.end == ShotResult::Interrupted && !unlimited) throw CliError(kExitFailed, "interrupted");
+  if (run.frames == 0 && run.end == ShotResult::Good) {
+    const std::uint64_t exposureUs = session.Camera().exposureUs;
+    const bool tooShort = run.seconds * 1e6 < static_cast<double>(exposureUs) + kReadoutUs;
+    throw CliError(
+        kExitFailed,
+        tooShort ? "no frame arrived; stream for longer than the exposure of " + ExposureText(exposureUs)
+                 : Format("the camera sent no good frame in %g s; see the counters above", Rounded(run.seconds)));
+  }
+  return kExitOk;
+}
+
+}  // namespace
+
+CommandRun AddStreamCommand(CLI::App& app) {
+  CLI::App* command = app.add_subcommand("stream", "Stream video without saving it; show rates and counters");
+  auto options = std::make_shared<StreamOptions>();
+  options->settings.AddTo(*command);
+  command->add_option("-s,--seconds", options->seconds, "Stop after this time (default: at Ctrl-C)");
+  command->add_option("-n,--frames", options->frames, "Stop after this many frames");
+  return [options](const Context& context) { return RunStream(context, *options); };
+}
+
+}  // namespace orq::cli

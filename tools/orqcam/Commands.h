@@ -1,0 +1,28 @@
+// The commands. Each adds its options to the parser; its `Run` throws CliError or returns the exit code.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "ExitCodes.h"
+#include "Session.h"
+#include "ShotSettings.h"
+
+namespace orq::cli {
+
+using CommandRun = std::function<ExitCode(const Context&)>;
+
+CommandRun AddListCommand(CLI::App& app);
+CommandRun AddInfoCommand(CLI::App& app);
+CommandRun AddControlsCommand(CLI::App& app);
+CommandRun AddGetCommand(CLI::App& app);
+CommandRun AddSetCommand(CLI::App& app);
+CommandRun AddCaptureCommand(CLI::App& app);
+CommandRun AddStreamCommand(CLI::App& app);
+CommandRun AddRegCommand(CLI::App& app);
+
+}  // namespace orq::cli

@@ -1,0 +1,158 @@
+#include "ControlAccess.h"
+
+#include <charconv>
+#include <cmath>
+
+#include "Text.h"
+#include "Units.h"
+
+namespace orq::cli {
+
+namespace {
+
+// The camera's controls for which a message lists the names.
+std::string NamesOf(CModelCamera& camera) {
+  std::vector<std::string> names;
+  for (const Control& control : ListControls(camera)) names.push_back(control.Name());
+  return Join(names);
+}
+
+bool IsSwitch(const Control& control) {
+  return control.caps.minValue == 0 && control.caps.maxValue == 1;
+}
+
+std::string ValueText(const Control& control, std::int64_t raw) {
+  if (control.id == ORQ_EXPOSURE && raw >= 0) return ExposureText(static_cast<std::uint64_t>(raw));
+  return ScaledValue(control.id, raw).dump();
+}
+
+std::int64_t ParseTenths(const Control& control, std::string_view text) {
+  double number = 0.0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc() || end != text.data() + text.size() || !(std::abs(number) < 1e6)) {
+    throw CliError(kExitUsage, control.Name() + " '" + std::string(text) + "' is not a number");
+  }
+  return std::llround(number * UnitOf(control.id).scale);
+}
+
+std::int64_t Clamped(const Control& control, std::int64_t raw) {
+  std::int64_t limit = raw;
+  const char* where = nullptr;
+  if (raw < control.caps.minValue) {
+    limit = control.caps.minValue;
+    where = "below the minimum";
+  } else if (raw > control.caps.maxValue) {
+    limit = control.caps.maxValue;
+    where = "above the maximum";
+  }
+  if (where != nullptr) {
+    const std::string limitText = ValueText(control, limit);
+    Complain(control.Name() + " " + ValueText(control, raw) + " is " + where + " " + limitText + ": set to " +
+             limitText);
+  }
+  return limit;
+}
+
+}  // namespace
+
+ControlUnit UnitOf(ORQ_CONTROL_TYPE id) {
+  switch (id) {
+    case ORQ_EXPOSURE:
+      return {"us", 1};
+    case ORQ_AUTO_EXP_MAX_EXP_MS:
+      return {"ms", 1};
+    case ORQ_TEMPERATURE:
+      return {"C", 10};
+    case ORQ_TARGET_TEMP:
+      return {"C", 1};
+    case ORQ_BAND_WIDTH:
+    case ORQ_OVER_CLK:
+    case ORQ_COOL_POWER_PERC:
+      return {"%", 1};
+    case ORQ_ROLLING_INTERVAL:
+      return {"us", 10};
+    default:
+      return {"", 1};
+  }
+}
+
+Json ScaledValue(ORQ_CONTROL_TYPE id, std::int64_t raw) {
+  const int scale = UnitOf(id).scale;
+  if (scale == 1) return raw;
+  return static_cast<double>(raw) / scale;
+}
+
+std::vector<Control> ListControls(CModelCamera& camera) {
+  std::vector<Control> controls;
+  const int count = camera.controlCount;
+  for (int index = 0; index < count; ++index) {
+    Control control;
+    if (camera.GetControlCaps(index, &control.caps) == 0) continue;
+    control.id = control.caps.controlType;
+    controls.push_back(control);
+  }
+  return controls;
+}
+
+Control FindControl(CModelCamera& camera, std::string_view name) {
+  const std::string wanted = Lower(name);
+  for (const Control& control : ListControls(camera)) {
+    if (Lower(control.caps.name) == wanted) return control;
+  }
+  for (int id = 0; id < kControlTypes; ++id) {
+    _ORQ_CONTROL_CAPS caps{};
+    camera.GetCtrllCaps(static_cast<ORQ_CONTROL_TYPE>(id), &caps);
+    if (Lower(caps.name) == wanted) {
+      throw CliError(kExitFailed,
+                     std::string(caps.name) + " is not supported by this camera; it has " + NamesOf(camera));
+    }
+  }
+  throw CliError(kExitUsage, "unknown control '" + std::string(name) + "'; this camera has " + NamesOf(camera));
+}
+
+Control FindControl(CModelCamera& camera, ORQ_CONTROL_TYPE id) {
+  _ORQ_CONTROL_CAPS caps{};
+  camera.GetCtrllCaps(id, &caps);
+  return FindControl(camera, caps.name);
+}
+
+std::optional<ControlReading> TryReadControl(Session& session, const Control& control) {
+  long value = 0;
+  ORQ_BOOL automatic = 0;
+  const int result = session.Camera().GetControlValue(control.id, &value, &automatic);
+  if (result == CTRL_NOT_SUPPORTED) return std::nullopt;
+  if (result != CTRL_OK) session.Fail("cannot read " + control.Name());
+  return ControlReading{value, automatic == 1};
+}
+
+ControlReading ReadControl(Session& session, const Control& control) {
+  const auto reading = TryReadControl(session, control);
+  if (!reading) throw CliError(kExitFailed, control.Name() + " is not supported by this camera");
+  return *reading;
+}
+
+ControlSetting ParseSetting(const Control& control, std::string_view text) {
+  const std::string word = Lower(text);
+  if (word == "auto") return {0, true};
+  if (IsSwitch(control) && (word == "on" || word == "off")) return {word == "on" ? 1 : 0, false};
+  if (control.id == ORQ_EXPOSURE) return {static_cast<std::int64_t>(ParseExposure(text)), false};
+  if (UnitOf(control.id).scale != 1) return {ParseTenths(control, text), false};
+  return {ParseInteger(text, control.Name()), false};
+}
+
+void WriteControl(Session& session, const Control& control, const ControlSetting& setting) {
+  if (control.caps.isWritable == 0) throw CliError(kExitFailed, control.Name() + " is read-only");
+  if (setting.automatic && control.caps.isAutoSupported == 0) {
+    throw CliError(kExitFailed, control.Name() + " cannot be automatic; give a value from " +
+                                    ValueText(control, control.caps.minValue) + " to " +
+                                    ValueText(control, control.caps.maxValue));
+  }
+  const std::int64_t raw = setting.automatic ? ReadControl(session, control).raw : Clamped(control, setting.raw);
+  const int result = session.Camera().SetControlValue(control.id, static_cast<long>(raw), setting.automatic);
+  if (result == CTRL_NOT_SUPPORTED) {
+    throw CliError(kExitFailed, control.Name() + " is not supported by this camera");
+  }
+  if (result != CTRL_OK) session.Fail("the camera refused " + control.Name() + " " + ValueText(control, raw));
+}
+
+}  // namespace orq::cli

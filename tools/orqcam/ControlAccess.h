@@ -1,0 +1,58 @@
+// Controls by name, with units, and with word of what was changed.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Session.h"
+
+namespace orq::cli {
+
+/// One control of a camera: its catalogue record.
+struct Control {
+  ORQ_CONTROL_TYPE id = ORQ_GAIN;
+  _ORQ_CONTROL_CAPS caps{};
+  std::string Name() const { return caps.name; }
+};
+
+/// How a control's raw values read: `raw / scale` in `unit`.
+struct ControlUnit {
+  const char* unit;
+  int scale;
+};
+ControlUnit UnitOf(ORQ_CONTROL_TYPE id);
+/// A raw value in its unit, as a number for JSON and for text.
+Json ScaledValue(ORQ_CONTROL_TYPE id, std::int64_t raw);
+
+/// The camera's controls in catalogue order.
+std::vector<Control> ListControls(CModelCamera& camera);
+/// By catalogue name in any case. Throws CliError: usage with the right names when no camera has such a control,
+/// failed when this one does not.
+Control FindControl(CModelCamera& camera, std::string_view name);
+/// The same for a control that the tool itself needs.
+Control FindControl(CModelCamera& camera, ORQ_CONTROL_TYPE id);
+
+struct ControlReading {
+  std::int64_t raw = 0;
+  bool automatic = false;
+};
+/// Nothing when the camera lists the control but does not support it. Throws CliError.
+std::optional<ControlReading> TryReadControl(Session& session, const Control& control);
+/// Throws CliError.
+ControlReading ReadControl(Session& session, const Control& control);
+
+/// What to set: a raw value, or automatic.
+struct ControlSetting {
+  std::int64_t raw = 0;
+  bool automatic = false;
+};
+/// "300", "on", "auto", "200ms" (exposure), "-5.5" (temperatures). Throws CliError (usage).
+ControlSetting ParseSetting(const Control& control, std::string_view text);
+/// Sets it and says on standard error when the value had to be clamped. Throws CliError when it is read-only, not
+/// supported or refused.
+void WriteControl(Session& session, const Control& control, const ControlSetting& setting);
+
+}  // namespace orq::cli

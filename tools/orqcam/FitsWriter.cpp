@@ -1,0 +1,164 @@
+#include "FitsWriter.h"
+
+#include <fitsio.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "ExitCodes.h"
+#include "Units.h"
+
+namespace orq::cli {
+
+namespace {
+
+constexpr std::size_t kFitsBlock = 2880;
+constexpr std::size_t kHeaderRoom = 8 * kFitsBlock;
+
+// A file in memory that CFITSIO writes; the first error sticks.
+class MemoryFits {
+ public:
+  explicit MemoryFits(std::size_t expectedBytes) : bytes_(expectedBytes), memory_(std::malloc(expectedBytes)) {
+    if (memory_ == nullptr) throw std::bad_alloc();
+    fits_create_memfile(&file_, &memory_, &bytes_, kFitsBlock, std::realloc, &status_);
+  }
+  ~MemoryFits() {
+    int status = 0;
+    if (file_ != nullptr) fits_close_file(file_, &status);
+    std::free(memory_);
+  }
+  MemoryFits(const MemoryFits&) = delete;
+  MemoryFits& operator=(const MemoryFits&) = delete;
+
+  void Image(int bitpix, std::vector<long> axes) {
+    fits_create_img(file_, bitpix, static_cast<int>(axes.size()), axes.data(), &status_);
+  }
+  void Text(const char* name, std::string_view value, const char* comment) {
+    fits_write_key_str(file_, name, std::string(value).c_str(), comment, &status_);
+  }
+  void Integer(const char* name, std::int64_t value, const char* comment) {
+    fits_write_key_lng(file_, name, static_cast<LONGLONG>(value), comment, &status_);
+  }
+  /// With up to `digits` significant digits, trailing zeros dropped.
+  void Real(const char* name, double value, const char* comment, int digits = 15) {
+    fits_write_key_dbl(file_, name, value, -digits, comment, &status_);
+  }
+  void Logical(const char* name, bool value, const char* comment) {
+    fits_write_key_log(file_, name, value ? 1 : 0, comment, &status_);
+  }
+  void Date() { fits_write_date(file_, &status_); }
+  void Pixels(int type, LONGLONG firstPixel, LONGLONG count, const void* data) {
+    // The library takes a pointer to non-const data but only reads it.
+    fits_write_img(file_, type, firstPixel, count, const_cast<void*>(data), &status_);
+  }
+
+  std::vector<std::uint8_t> Finish() {
+    LONGLONG header = 0;
+    LONGLONG data = 0;
+    LONGLONG end = 0;
+    fits_flush_file(file_, &status_);
+    fits_get_hduaddrll(file_, &header, &data, &end, &status_);
+    if (status_ == 0) {
+      fits_close_file(file_, &status_);
+      file_ = nullptr;
+    }
+    if (status_ != 0) {
+      char reason[FLEN_STATUS] = "";
+      fits_get_errstatus(status_, reason);
+      throw CliError(kExitFailed, std::string("cannot make the FITS file: ") + reason);
+    }
+    const auto* first = static_cast<const std::uint8_t*>(memory_);
+    return {first, first + static_cast<std::size_t>(end)};
+  }
+
+ private:
+  std::size_t bytes_;
+  void* memory_;
+  fitsfile* file_ = nullptr;
+  int status_ = 0;
+};
+
+void WriteSettings(MemoryFits& fits, const FrameInfo& info, const FileContext& context) {
+  fits.Text("DATE-OBS", IsoUtc(info.startUnixUs), "start of exposure, UTC");
+  fits.Text("TIMESYS", "UTC", "time scale of DATE-OBS");
+  fits.Text("TIMESRC", "COMPUTER", "clock behind DATE-OBS");
+  fits.Real("TIMEUNC", static_cast<double>(info.uncertaintyUs) / 1e6, "[s] uncertainty of DATE-OBS");
+  fits.Real("EXPTIME", static_cast<double>(info.exposureUs) / 1e6, "[s] exposure time");
+  fits.Integer("GAIN", info.gain, "gain setting");
+  fits.Integer("OFFSET", info.offset, "offset setting");
+  // 0: the model does not know. It is computed in single precision.
+  if (info.electronsPerAdu > 0.0) {
+    fits.Real("EGAIN", info.electronsPerAdu, "[e-/ADU] electrons per unit of the pixel values", 7);
+  }
+  fits.Text("IMAGETYP", context.imageType, "kind of image");
+  if (!context.object.empty()) fits.Text("OBJECT", context.object, "what the telescope looks at");
+  if (!context.observer.empty()) fits.Text("OBSERVER", context.observer, "who took the image");
+}
+
+void WriteGeometry(MemoryFits& fits, const FrameInfo& info, const FileContext& context) {
+  const FrameRegion& region = info.region;
+  fits.Integer("XBINNING", region.bin, "sensor columns per pixel");
+  fits.Integer("YBINNING", region.bin, "sensor rows per pixel");
+  fits.Integer("XORGSUBF", region.startX / region.bin, "[pixel] first column on the sensor, binned");
+  fits.Integer("YORGSUBF", region.startY / region.bin, "[pixel] first row on the sensor, binned");
+  if (context.pixelSizeUm > 0.0) {
+    fits.Real("XPIXSZ", context.pixelSizeUm * region.bin, "[um] pixel width, binned");
+    fits.Real("YPIXSZ", context.pixelSizeUm * region.bin, "[um] pixel height, binned");
+  }
+  if (const std::string_view bayer = BayerText(info); !bayer.empty()) {
+    fits.Text("BAYERPAT", bayer, "colours of the top left 2x2 pixels, row by row");
+    fits.Integer("XBAYROFF", 0, "[pixel] column offset of the pattern");
+    fits.Integer("YBAYROFF", 0, "[pixel] row offset of the pattern");
+  }
+  fits.Text("ROWORDER", "TOP-DOWN", "first row of the data is the top one");
+}
+
+void WriteKeyword(MemoryFits& fits, const Keyword& keyword) {
+  const char* name = keyword.name.c_str();
+  const char* comment = keyword.comment.empty() ? nullptr : keyword.comment.c_str();
+  if (const auto* logical = std::get_if<bool>(&keyword.value)) fits.Logical(name, *logical, comment);
+  if (const auto* integer = std::get_if<std::int64_t>(&keyword.value)) fits.Integer(name, *integer, comment);
+  if (const auto* real = std::get_if<double>(&keyword.value)) fits.Real(name, *real, comment);
+  if (const auto* text = std::get_if<std::string>(&keyword.value)) fits.Text(name, *text, comment);
+}
+
+// Blue, green, red per pixel become a plane each, red first.
+void WritePlanes(MemoryFits& fits, const Frame& frame, std::size_t pixels) {
+  std::vector<std::uint8_t> plane(pixels);
+  for (std::size_t colour = 0; colour < 3; ++colour) {
+    const std::uint8_t* from = frame.bytes.data() + (2 - colour);
+    for (std::size_t i = 0; i < pixels; ++i) plane[i] = from[3 * i];
+    fits.Pixels(TBYTE, static_cast<LONGLONG>(colour * pixels + 1), static_cast<LONGLONG>(pixels), plane.data());
+  }
+}
+
+void WritePixels(MemoryFits& fits, const Frame& frame, std::size_t pixels) {
+  if (frame.info.region.format == ORQ_IMG_RGB24) return WritePlanes(fits, frame, pixels);
+  const int type = frame.info.region.format == ORQ_IMG_RAW16 ? TUSHORT : TBYTE;
+  fits.Pixels(type, 1, static_cast<LONGLONG>(pixels), frame.bytes.data());
+}
+
+}  // namespace
+
+std::vector<std::uint8_t> EncodeFits(const Frame& frame, std::uint64_t number, const FileContext& context,
+                                     std::span<const Keyword> keywords) {
+  const FrameRegion& region = frame.info.region;
+  const std::size_t pixels = static_cast<std::size_t>(region.width) * static_cast<std::size_t>(region.height);
+  MemoryFits fits(frame.bytes.size() + kHeaderRoom);
+  std::vector<long> axes = {region.width, region.height};
+  if (region.format == ORQ_IMG_RGB24) axes.push_back(3);
+  fits.Image(region.format == ORQ_IMG_RAW16 ? USHORT_IMG : BYTE_IMG, std::move(axes));
+  fits.Date();
+  fits.Text("SWCREATE", "orqcam " ORQCAM_VERSION, "program that wrote this file");
+  fits.Text("INSTRUME", context.instrument, "camera");
+  WriteSettings(fits, frame.info, context);
+  WriteGeometry(fits, frame.info, context);
+  fits.Integer("FRAMENO", static_cast<std::int64_t>(number), "number of the frame in its run, from 1");
+  fits.Integer("CAMSEQ", frame.info.sequence, "the camera's own frame number, 32 bits");
+  for (const Keyword& keyword : keywords) WriteKeyword(fits, keyword);
+  WritePixels(fits, frame, pixels);
+  return fits.Finish();
+}
+
+}  // namespace orq::cli

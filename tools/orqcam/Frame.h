@@ -1,0 +1,39 @@
+// A frame as the tool handles it: pixels and what is known about them.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "models/FrameGeometry.h"
+#include "models/FrameTypes.h"
+
+namespace orq::cli {
+
+struct Frame {
+  std::vector<std::uint8_t> bytes;  ///< in the region's format, rows top down
+  FrameInfo info;
+};
+
+inline constexpr IMG_TYPE kFormats[] = {ORQ_IMG_RAW8, ORQ_IMG_RGB24, ORQ_IMG_RAW16, ORQ_IMG_Y8};
+
+/// "RGGB" and so on of a raw Bayer frame; empty for every other.
+inline std::string_view BayerText(const FrameInfo& info) {
+  constexpr std::string_view kNames[] = {"RGGB", "BGGR", "GRBG", "GBRG"};
+  const IMG_TYPE format = info.region.format;
+  const bool raw = format == ORQ_IMG_RAW8 || format == ORQ_IMG_RAW16;
+  return raw && info.bayerPattern >= 0 && info.bayerPattern < 4 ? kNames[info.bayerPattern] : std::string_view{};
+}
+
+/// What a file says about the camera and the session beside the frame's own facts.
+struct FileContext {
+  std::string instrument;
+  std::string serial;  ///< empty when unknown
+  double pixelSizeUm = 0.0;
+  std::string object;
+  std::string observer;
+  std::string imageType = "light";
+};
+
+}  // namespace orq::cli

@@ -1,0 +1,140 @@
+#include "Keywords.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <charconv>
+#include <cmath>
+
+#include "ExitCodes.h"
+#include "Text.h"
+
+namespace orq::cli {
+
+namespace {
+
+constexpr std::size_t kNameChars = 8;
+constexpr std::size_t kTextChars = 68;  // of a string value, quotes counted double
+constexpr std::size_t kCardChars = 80;
+constexpr std::size_t kValueColumn = 10;      // "KEYWORD = "
+constexpr std::size_t kLeastValueChars = 20;  // shorter values are padded up to the comment column
+
+// Structure and history of a file, and what every file of this tool has anyway.
+constexpr std::array<std::string_view, 45> kReserved = {
+    "SIMPLE",   "XTENSION", "BITPIX",   "NAXIS",    "EXTEND",   "PCOUNT",   "GCOUNT",   "GROUPS",   "BZERO",
+    "BSCALE",   "BLANK",    "END",      "COMMENT",  "HISTORY",  "CONTINUE", "HIERARCH", "LONGSTRN", "CHECKSUM",
+    "DATASUM",  "INHERIT",  "DATE",     "DATE-OBS", "TIMESYS",  "TIMESRC",  "TIMEUNC",  "EXPTIME",  "GAIN",
+    "OFFSET",   "EGAIN",    "XBINNING", "YBINNING", "XORGSUBF", "YORGSUBF", "XPIXSZ",   "YPIXSZ",   "INSTRUME",
+    "BAYERPAT", "XBAYROFF", "YBAYROFF", "ROWORDER", "FRAMENO",  "CAMSEQ",   "SWCREATE", "FLIPPED",  "CTYPE3"};
+
+struct OwnOption {
+  std::string_view keyword;
+  std::string_view option;
+};
+constexpr OwnOption kOwnOptions[] = {
+    {"OBJECT", "--object"}, {"IMAGETYP", "--image-type"}, {"OBSERVER", "--observer"}};
+
+[[noreturn]] void Refuse(std::string_view text, const std::string& reason) {
+  throw CliError(kExitUsage, "--keyword " + std::string(text) + ": " + reason);
+}
+
+bool Printable(std::string_view text) {
+  return std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
+}
+
+std::string_view Trim(std::string_view text) {
+  while (text.starts_with(' ')) text.remove_prefix(1);
+  while (text.ends_with(' ')) text.remove_suffix(1);
+  return text;
+}
+
+std::size_t QuotedChars(std::string_view text) {
+  const auto quotes = static_cast<std::size_t>(std::count(text.begin(), text.end(), '\''));
+  return text.size() + quotes;
+}
+
+std::string ParseName(std::string_view whole, std::string_view text) {
+  std::string name(text);
+  std::transform(name.begin(), name.end(), name.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+  const bool right =
+      !name.empty() && name.size() <= kNameChars && std::all_of(name.begin(), name.end(), [](unsigned char c) {
+        return std::isupper(c) != 0 || std::isdigit(c) != 0 || c == '-' || c == '_';
+      });
+  if (!right) Refuse(whole, "a keyword has 1 to 8 letters, digits, '-' or '_'");
+  for (const OwnOption& own : kOwnOptions) {
+    if (name == own.keyword) Refuse(whole, name + " is set with " + std::string(own.option));
+  }
+  const bool reserved = std::find(kReserved.begin(), kReserved.end(), name) != kReserved.end() ||
+                        (name.starts_with("NAXIS") && name.size() > 5);
+  if (reserved) Refuse(whole, name + " is reserved: orqcam or the FITS format writes it");
+  return name;
+}
+
+// Text in quotes from the front of `rest`; what follows stays in `rest`.
+std::string TakeQuoted(std::string_view whole, std::string_view& rest) {
+  std::string value;
+  for (std::size_t i = 1; i < rest.size(); ++i) {
+    if (rest[i] != '\'') {
+      value += rest[i];
+    } else if (i + 1 < rest.size() && rest[i + 1] == '\'') {
+      value += rest[++i];
+    } else {
+      rest.remove_prefix(i + 1);
+      return value;
+    }
+  }
+  Refuse(whole, "the quote is not closed");
+}
+
+decltype(Keyword::value) ParseValue(std::string_view text) {
+  if (text == "T" || text == "F") return text == "T";
+  std::string_view digits = text;
+  if (digits.starts_with('+')) digits.remove_prefix(1);
+  const char* const end = digits.data() + digits.size();
+  std::int64_t integer = 0;
+  const auto whole = std::from_chars(digits.data(), end, integer);
+  if (!digits.empty() && whole.ec == std::errc() && whole.ptr == end) return integer;
+  double real = 0.0;
+  const auto fraction = std::from_chars(digits.data(), end, real);
+  if (!digits.empty() && fraction.ec == std::errc() && fraction.ptr == end && std::isfinite(real)) return real;
+  return std::string(text);
+}
+
+}  // namespace
+
+void CheckTextValue(std::string_view text, std::string_view option) {
+  if (!Printable(text) || QuotedChars(text) > kTextChars) {
+    throw CliError(kExitUsage, std::string(option) + " '" + std::string(text) +
+                                   "': FITS takes at most 68 printable ASCII characters");
+  }
+}
+
+Keyword ParseKeyword(std::string_view text) {
+  const std::size_t equals = text.find('=');
+  if (equals == std::string_view::npos) Refuse(text, "write KEY=VALUE or KEY=VALUE/comment");
+  Keyword keyword;
+  keyword.name = ParseName(text, Trim(text.substr(0, equals)));
+  std::string_view rest = Trim(text.substr(equals + 1));
+  if (!Printable(rest)) Refuse(text, "FITS takes printable ASCII only");
+  if (rest.starts_with('\'')) {
+    keyword.value = TakeQuoted(text, rest);
+    rest = Trim(rest);
+    if (!rest.empty() && !rest.starts_with('/')) Refuse(text, "only /comment may follow the closing quote");
+  } else {
+    const std::size_t slash = rest.find('/');
+    keyword.value = ParseValue(Trim(rest.substr(0, slash)));
+    rest = slash == std::string_view::npos ? std::string_view{} : rest.substr(slash);
+  }
+  if (!rest.empty()) keyword.comment = Trim(rest.substr(1));
+  std::size_t valueChars = kLeastValueChars;
+  if (const auto* value = std::get_if<std::string>(&keyword.value)) {
+    if (QuotedChars(*value) > kTextChars) Refuse(text, "the text is longer than 68 characters");
+    valueChars = std::max(valueChars, QuotedChars(*value) + 2);
+  }
+  const std::size_t commentChars = keyword.comment.empty() ? 0 : keyword.comment.size() + 3;
+  if (kValueColumn + valueChars + commentChars > kCardChars) Refuse(text, "the comment is too long for one card");
+  return keyword;
+}
+
+}  // namespace orq::cli

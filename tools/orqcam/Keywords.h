@@ -1,0 +1,26 @@
+// FITS keywords that a user adds to the files.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <variant>
+
+namespace orq::cli {
+
+struct Keyword {
+  std::string name;  ///< 1 to 8 of A-Z 0-9 - _
+  std::variant<bool, std::int64_t, double, std::string> value;
+  std::string comment;
+};
+
+/// "KEY=VALUE" or "KEY=VALUE/comment". The value is a logical (T, F), a number or text; text in single quotes
+/// may hold a slash, and is text even when it looks like a number. Throws CliError (usage) for what FITS does not
+/// allow, for what does not fit one card, and for keywords that orqcam writes itself.
+Keyword ParseKeyword(std::string_view text);
+
+/// Throws CliError (usage) when `text` is not fit to be a text value: printable ASCII of at most 68 characters.
+/// `option` is where it came from.
+void CheckTextValue(std::string_view text, std::string_view option);
+
+}  // namespace orq::cli

@@ -1,0 +1,57 @@
+// The data stream of the tool: what goes to standard output, and only that.
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace orq::cli {
+
+using Json = nlohmann::ordered_json;
+
+/// Standard output, kept apart: some code below prints on descriptor 1 of its own accord, so that is pointed at
+/// standard error and the real output lives on a private descriptor. A write error (full disk, closed pipe)
+/// throws CliError.
+class Output {
+ public:
+  /// Once per process, before any other descriptor is opened.
+  Output();
+  ~Output();
+  Output(const Output&) = delete;
+  Output& operator=(const Output&) = delete;
+
+  void Line(std::string_view text);
+  /// `value` on one line.
+  void Object(const Json& value);
+  /// Hands everything to the system; call it wherever a reader may be waiting.
+  void Flush();
+
+ private:
+  int fd_ = -1;
+  std::string buffer_;
+};
+
+/// Named values that are shown as `key = value unit` lines or as one JSON object.
+class Report {
+ public:
+  /// In JSON the unit joins the key: "pixel_size" and "um" make "pixel_size_um".
+  void Add(std::string key, Json value, std::string unit = {});
+  Json ToJson() const;
+  std::vector<std::string> ToLines() const;
+  void Print(Output& out, bool json) const;
+
+ private:
+  struct Entry {
+    std::string key;
+    Json value;
+    std::string unit;
+  };
+  std::vector<Entry> entries_;
+};
+
+/// One line for people, on standard error.
+void Complain(std::string_view message);
+
+}  // namespace orq::cli

@@ -1,0 +1,30 @@
+// A progress bar for long exposures.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+
+namespace orq::cli {
+
+/// Draws on standard error while that is a terminal and the exposure takes longer than a second; otherwise every
+/// call does nothing. Gone without trace at the end of its life.
+class Progress {
+ public:
+  Progress(std::uint64_t exposureUs, std::uint64_t frame, std::uint64_t frames);
+  ~Progress();
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
+
+  void Update();
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  bool active_;
+  double seconds_;
+  std::uint64_t frame_;
+  std::uint64_t frames_;
+  Clock::time_point start_ = Clock::now();
+  Clock::time_point drawn_{};
+};
+
+}  // namespace orq::cli

@@ -1,0 +1,88 @@
+#include "Session.h"
+
+#include <cctype>
+#include <iterator>
+
+#include "Text.h"
+#include "camera/DbgPrint.h"
+
+namespace orq::cli {
+
+namespace {
+
+std::string HexText(const _ORQ_ID& id) {
+  std::string text;
+  for (const std::uint8_t byte : id.id) text += Format("%02x", byte);
+  return text;
+}
+
+// As a listing shows it: without the zeros that fill it up, and with nothing that upsets a terminal.
+std::string IdText(const _ORQ_ID& id) {
+  std::string text(std::begin(id.id), std::end(id.id));
+  text.resize(text.find_last_not_of('\0') + 1);
+  for (char& c : text) {
+    if (std::isprint(static_cast<unsigned char>(c)) == 0) c = '?';
+  }
+  return text;
+}
+
+std::string OpenTrouble(CModelCamera& camera) {
+  const std::string port = camera.Port().LastError();
+  if (!port.empty()) return port;
+  const std::string link = camera.LinkError();
+  return link.empty() ? "the camera does not answer; unplug it and plug it in again" : link;
+}
+
+ExitCode OpenCode(CModelCamera& camera) {
+  if (camera.DeviceLost()) return kExitCameraLost;
+  const UsbError error = camera.Port().LastErrorCode();
+  return error == kUsbNoDevice || error == kUsbNotFound ? kExitNoCamera : kExitFailed;
+}
+
+}  // namespace
+
+Session::Session(const Context& context) {
+  if (context.debug) g_bDebugPrint = true;
+  named_ = context.camera ? MakeCamera(*context.camera) : MakeOnlyCamera();
+  if (!named_.camera) {
+    throw CliError(named_.trouble == NameTrouble::BadName ? kExitUsage : kExitNoCamera, named_.error);
+  }
+  if (context.debug) named_.camera->EnableDebugLog(1);
+  if (named_.camera->OpenCamera(named_.openIndex) == 0) {
+    throw CliError(OpenCode(*named_.camera),
+                   "cannot open camera '" + context.camera.value_or("0") + "': " + OpenTrouble(*named_.camera));
+  }
+}
+
+Session::~Session() {
+  if (!named_.camera) return;
+  named_.camera->StopCapture();
+  named_.camera->CloseCamera();
+}
+
+std::string Session::Serial() {
+  _ORQ_ID id{};
+  return Camera().GetSerialNumber(&id) ? HexText(id) : std::string();
+}
+
+std::string Session::UserId() {
+  _ORQ_ID id{};
+  return Camera().GetIDFromSPI(&id) ? IdText(id) : std::string();
+}
+
+std::string Session::Firmware() const {
+  const auto& version = Camera().firmwareVersion;
+  return Format("%u.%u.%u", version[0], version[1], version[2]);
+}
+
+std::string Session::Speed() const {
+  return Camera().usb3Host != 0 ? "USB 3" : "USB 2";
+}
+
+void Session::Fail(const std::string& what) {
+  if (Camera().DeviceLost()) throw CliError(kExitCameraLost, what + ": the camera was lost; check its cable");
+  const std::string reason = Camera().LinkError();
+  throw CliError(kExitFailed, reason.empty() ? what : what + ": " + reason);
+}
+
+}  // namespace orq::cli

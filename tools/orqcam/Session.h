@@ -1,0 +1,47 @@
+// One command's use of a camera.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "ExitCodes.h"
+#include "Output.h"
+#include "models/CameraList.h"
+
+namespace orq::cli {
+
+/// What every command is given.
+struct Context {
+  Output& out;
+  std::optional<std::string> camera = std::nullopt;  ///< name as the user wrote it; none: the only one connected
+  bool json = false;
+  bool debug = false;
+};
+
+/// An open camera; stopped and closed at the end of its life.
+class Session {
+ public:
+  /// Throws CliError: wrong name (usage), no such camera, cannot be opened.
+  explicit Session(const Context& context);
+  ~Session();
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+
+  CModelCamera& Camera() { return *named_.camera; }
+  const CModelCamera& Camera() const { return *named_.camera; }
+  const ModelData& Model() const { return named_.camera->Model(); }
+
+  std::string Serial();  ///< 16 hex digits, empty when there is none
+  std::string UserId();  ///< as a listing shows it, empty when there is none
+  std::string Firmware() const;
+  std::string Speed() const;
+
+  /// Throws what fits a failure of the link: camera lost when it is gone, else failed with `what` and the reason.
+  [[noreturn]] void Fail(const std::string& what);
+
+ private:
+  NamedCamera named_;
+};
+
+}  // namespace orq::cli

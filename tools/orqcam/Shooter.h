@@ -1,0 +1,68 @@
+// Frames from a camera, one by one or as a video.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+
+#include "Frame.h"
+#include "Session.h"
+
+namespace orq::cli {
+
+enum class ShotResult {
+  Good,
+  Failed,       ///< this frame is lost, the next may come
+  Ended,        ///< the stream has died, no more will come
+  Interrupted,  ///< the user asked to stop
+  Lost,         ///< the camera is gone
+};
+
+/// Takes frames with the camera's current settings. Stopped at the end of its life.
+class Shooter {
+ public:
+  explicit Shooter(Session& session);
+  virtual ~Shooter();
+  Shooter(const Shooter&) = delete;
+  Shooter& operator=(const Shooter&) = delete;
+
+  /// Waits for frame `number` of `count` (for the progress bar). On anything but Good, `Reason` says why.
+  virtual ShotResult Take(Frame& frame, std::uint64_t number, std::uint64_t count) = 0;
+  const std::string& Reason() const { return reason_; }
+
+ protected:
+  CModelCamera& Camera() { return session_.Camera(); }
+  /// Why the last capture ended by itself.
+  std::string Trouble(const std::string& otherwise);
+  std::uint64_t ExposureUs() { return session_.Camera().exposureUs; }
+  std::string reason_;
+
+ private:
+  Session& session_;
+};
+
+/// Single exposures, each started by itself.
+class SingleShooter : public Shooter {
+ public:
+  using Shooter::Shooter;
+  ShotResult Take(Frame& frame, std::uint64_t number, std::uint64_t count) override;
+
+ private:
+  ShotResult Expose(Frame& frame, std::uint64_t number, std::uint64_t count);
+};
+
+/// Frames of a running video: the latest one that was not taken yet.
+class VideoShooter : public Shooter {
+ public:
+  /// Throws CliError when the video cannot be started.
+  explicit VideoShooter(Session& session);
+  ShotResult Take(Frame& frame, std::uint64_t number, std::uint64_t count) override;
+  /// The same with a limit: Failed, with an empty reason, when none came in time.
+  ShotResult TakeWithin(Frame& frame, std::chrono::milliseconds wait);
+
+ private:
+  bool Dead();
+  bool wasAlive_ = false;
+};
+
+}  // namespace orq::cli
