@@ -1,0 +1,71 @@
+// The requests of an emulated device node: those under way and those that wait to be fetched.
+#pragma once
+
+#include <linux/usbdevice_fs.h>
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <list>
+#include <memory>
+#include <vector>
+
+#include "emulation/ClientMemory.h"
+
+namespace orq {
+
+/// What the system grants to all USB requests together, as the kernel's `usbfs_memory_mb` does.
+struct UsbMemory {
+  static constexpr std::size_t kUsualLimit = std::size_t{16} << 20U;
+  std::atomic<std::size_t> limit{kUsualLimit};  ///< bytes; 0: none
+  std::atomic<std::size_t> used{0};
+};
+
+/// One request of a client.
+struct Urb {
+  const void* owner = nullptr;       ///< the connection that submitted it
+  ClientMemory* memory = nullptr;    ///< the owner's
+  std::uint64_t address = 0;         ///< of the client's own record, which is its key
+  std::vector<std::uint8_t> staged;  ///< bytes that go to the client when it fetches the request
+  std::size_t stagedAt = 0;          ///< their place in the client's buffer
+  std::size_t charge = 0;            ///< memory accounted for it
+  usbdevfs_urb record{};             ///< the client's record, results filled in
+
+  std::uint64_t Buffer() const { return reinterpret_cast<std::uint64_t>(record.buffer); }
+  std::size_t Remaining() const { return static_cast<std::size_t>(record.buffer_length - record.actual_length); }
+};
+
+/// Caller-serialised.
+class UrbQueue {
+ public:
+  explicit UrbQueue(UsbMemory& memory) : memory_(memory) {}
+  ~UrbQueue();
+  UrbQueue(const UrbQueue&) = delete;
+  UrbQueue& operator=(const UrbQueue&) = delete;
+
+  /// Null when the memory limit forbids it.
+  Urb* Submit(std::unique_ptr<Urb> urb);
+  /// The oldest request under way on this endpoint, or null.
+  Urb* Oldest(std::uint8_t endpoint) const;
+  /// Ends a request with a negative errno or 0.
+  void Finish(Urb& urb, int status);
+  void FinishAll(int status);
+  /// False when the owner has no such request under way.
+  bool Discard(const void* owner, std::uint64_t address);
+  /// The owner's request that ended first; null when none has.
+  std::unique_ptr<Urb> Reap(const void* owner);
+  bool AnyReapable() const { return !ended_.empty(); }
+  bool Holds(const void* owner) const;
+  /// Drops all requests of a client that has gone.
+  void Forget(const void* owner);
+
+ private:
+  using List = std::list<std::unique_ptr<Urb>>;
+  void Refund(const Urb& urb);
+
+  UsbMemory& memory_;
+  List underWay_;
+  List ended_;
+};
+
+}  // namespace orq
