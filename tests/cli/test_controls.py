@@ -1,0 +1,80 @@
+"""controls, get, set."""
+
+from support import CliTest, K1C, X26M
+
+
+class Tests(CliTest):
+    def test_controls_is_a_table_with_a_heading(self):
+        lines = self.succeed("-c", K1C, "controls")[0].splitlines()
+        self.assertEqual(lines[0].split(),
+                         ["name", "value", "auto", "min", "max", "default", "unit", "writable", "description"])
+        gain = next(line for line in lines if line.startswith("Gain "))
+        self.assertEqual(gain.split(), ["Gain", "0", "off", "0", "100", "0", "-", "yes", "Gain"])
+        exposure = next(line for line in lines if line.startswith("Exposure "))
+        self.assertEqual(exposure.split()[:8], ["Exposure", "10000", "off", "32", "2000000000", "10000", "us", "yes"])
+
+    def test_controls_json_has_every_column(self):
+        controls = {control["name"]: control for control in self.json("-c", K1C, "controls")}
+        self.assertEqual(controls["Gain"]["max"], 100)
+        self.assertEqual(controls["Exposure"]["unit"], "us")
+        self.assertIs(controls["WB_R"]["auto_supported"], True)
+        self.assertIs(controls["Flip"]["auto_supported"], False)
+        self.assertEqual(controls["Flip"]["description"], "Flip: 0->None 1->Horiz 2->Vert 3->Both")
+
+    def test_get_finds_names_in_any_case(self):
+        self.assertEqual(self.succeed("-c", K1C, "get", "gAIN", "EXPOSURE")[0], "Gain = 0\nExposure = 10000 us\n")
+
+    def test_get_json_is_an_object_by_name(self):
+        values = self.json("-c", K1C, "get", "gain", "bandwidth")
+        self.assertEqual(values["Gain"], {"value": 0, "unit": "", "auto": False})
+        self.assertEqual(values["BandWidth"]["unit"], "%")
+
+    def test_an_unknown_control_lists_those_of_the_camera(self):
+        message = self.fail_with(2, "-c", K1C, "get", "Gian")
+        self.assertIn("'Gian'", message)
+        self.assertIn("Gain, Exposure, WB_R, WB_B, Offset", message)
+
+    def test_a_control_that_only_other_cameras_have_is_a_failure(self):
+        self.assertIn("not supported by this camera", self.fail_with(1, "-c", X26M, "get", "WB_R"))
+        self.assertIn("not supported by this camera", self.fail_with(1, "-c", X26M, "set", "GPSStartLine=5"))
+
+    def test_set_shows_what_the_control_became(self):
+        self.assertEqual(self.succeed("-c", K1C, "set", "gain=42", "exposure=1.5ms"),
+                         ("Gain = 42\nExposure = 1500 us\n", ""))
+
+    def test_set_takes_units_of_time_for_the_exposure(self):
+        for text, us in (("2s", 2000000), ("0.25s", 250000), ("20ms", 20000), ("1000us", 1000)):
+            self.assertEqual(self.json("-c", K1C, "set", f"Exposure={text}")["Exposure"]["value"], us)
+
+    def test_set_above_the_maximum_is_clamped_and_said(self):
+        out, err = self.succeed("-c", K1C, "set", "Gain=900")
+        self.assertEqual(out, "Gain = 100\n")
+        self.assertEqual(err, "orqcam: Gain 900 is above the maximum 100: set to 100\n")
+
+    def test_set_below_the_minimum_is_clamped_and_said(self):
+        out, err = self.succeed("-c", K1C, "set", "Exposure=1us")
+        self.assertEqual(out, "Exposure = 32 us\n")
+        self.assertEqual(err, "orqcam: Exposure 1us is below the minimum 32us: set to 32us\n")
+
+    def test_set_far_beyond_any_integer_is_clamped(self):
+        self.assertEqual(self.succeed("-c", K1C, "set", "Gain=99999999999999999999999")[0], "Gain = 100\n")
+        self.assertEqual(self.succeed("-c", K1C, "set", "Gain=-99999999999999999999999")[0], "Gain = 0\n")
+
+    def test_set_auto(self):
+        self.assertEqual(self.succeed("-c", K1C, "set", "WB_R=auto")[0], "WB_R = 50 (auto)\n")
+        self.assertIs(self.json("-c", K1C, "set", "Gain=auto")["Gain"]["auto"], True)
+
+    def test_a_control_that_cannot_be_automatic_says_so(self):
+        self.assertIn("cannot be automatic", self.fail_with(1, "-c", K1C, "set", "Offset=auto"))
+
+    def test_a_wrong_word_changes_nothing(self):
+        # The log tells whenever the exposure is set.
+        _, err = self.succeed("-c", K1C, "--debug", "set", "Exposure=5ms", "Offset=9")
+        self.assertIn("SetExp-> 5000", err)
+        for wrong in ("Offset=lots", "Nonsense=1", "Offset"):
+            done = self.run_tool("-c", K1C, "--debug", "set", "Exposure=5ms", wrong)
+            self.assertEqual(done.returncode, 2)
+            self.assertNotIn("SetExp->", done.stderr)
+
+    def test_set_without_a_value_is_a_usage_error(self):
+        self.assertIn("NAME=VALUE", self.fail_with(2, "-c", K1C, "set", "Gain"))

@@ -1,0 +1,105 @@
+// What happens when operations meet at an awkward moment.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+#include <thread>
+
+#include "support/VirtualRig.h"
+
+namespace {
+/// Allocations of arrays of exactly this many bytes fail; 0: none.
+std::atomic<std::size_t> g_failingSize{0};
+}  // namespace
+
+// In front of the C++ library's.
+void* operator new[](std::size_t bytes) {
+  if (bytes != 0 && bytes == g_failingSize) throw std::bad_alloc();
+  return ::operator new(bytes);
+}
+// Of one kind with the others, which the sanitizer's own would not be.
+void* operator new[](std::size_t bytes, const std::nothrow_t& nothrow) noexcept {
+  return ::operator new(bytes, nothrow);
+}
+void operator delete[](void* memory) noexcept {
+  ::operator delete(memory);
+}
+void operator delete[](void* memory, std::size_t) noexcept {
+  ::operator delete(memory);
+}
+
+namespace orq {
+namespace {
+
+using test::Eventually;
+using test::VirtualRig;
+
+TEST(Interleaving, AReconnectDuringACaptureEndsItWithAReasonAndTheNextOneWorks) {
+  const VirtualRig rig;
+  ASSERT_TRUE(rig.Open());
+  for (int i = 0; i < 3; ++i) {
+    ASSERT_EQ(rig.camera->StartCapture(false), 1);
+    if (i != 0) {
+      ASSERT_TRUE(rig.Fetch());  // the first time the stream may be about to start
+    }
+    ASSERT_EQ(rig.camera->ReConnectCamera(), 1);
+    // The worker may have found the stream gone, or may only now have started its stream on the reopened device.
+    if (rig.camera->IsCaptureRunning()) {
+      EXPECT_EQ(rig.camera->StopCapture(), 1);
+    } else {
+      EXPECT_EQ(rig.camera->expStatus, ExpFailed);
+      EXPECT_FALSE(rig.camera->CaptureTrouble().empty());
+    }
+    FrameInfo info;
+    EXPECT_FALSE(rig.Snap(info).empty()) << rig.camera->CaptureTrouble();
+  }
+}
+
+TEST(Interleaving, AFailedReconnectDuringACaptureLeavesAUsableObject) {
+  const VirtualRig rig;
+  ASSERT_TRUE(rig.Open());
+  ASSERT_EQ(rig.camera->StartCapture(false), 1);
+  ASSERT_TRUE(rig.Fetch());
+  rig.bus->RefuseOpens(kUsbAccess);
+  EXPECT_EQ(rig.camera->ReConnectCamera(), 0);
+  EXPECT_EQ(rig.camera->bOpened, 0);
+  EXPECT_TRUE(Eventually([&] { return !rig.camera->IsCaptureRunning(); }));
+  EXPECT_EQ(rig.camera->CaptureTrouble(), "the camera was closed while it captured: start the capture again");
+  rig.bus->RefuseOpens(kUsbOk);
+  EXPECT_TRUE(rig.Open());
+  FrameInfo info;
+  EXPECT_FALSE(rig.Snap(info).empty());
+}
+
+TEST(Interleaving, AnExposureMayFollowTheOneBeforeWithoutAStop) {
+  const VirtualRig rig(
+      "k1c", [](VirtualOptions& options) { options.timeScale = 0; }, 32);
+  ASSERT_TRUE(rig.Open());
+  std::vector<std::uint8_t> frame = rig.Buffer();
+  for (int i = 0; i < 50; ++i) {
+    ASSERT_EQ(rig.camera->StartExposure(), 1);
+    ASSERT_TRUE(Eventually([&] { return rig.camera->expStatus != ExpWorking; }));
+    ASSERT_EQ(rig.camera->GetImageAfterExp(frame.data(), static_cast<int>(frame.size())), 1) << i;
+    ASSERT_FALSE(rig.camera->IsCaptureRunning()) << "the next start would be taken for a running capture";
+  }
+}
+
+TEST(Interleaving, ACaptureWithoutMemoryForItsFramesFailsWithAReason) {
+  const VirtualRig rig;
+  FrameRegion applied;
+  std::string reason;
+  ASSERT_TRUE(rig.camera->SetRegion({0, 0, 120, 62, 1, ORQ_IMG_RGB24}, applied, reason)) << reason;
+  ASSERT_TRUE(rig.Open());
+  g_failingSize = static_cast<std::size_t>(rig.camera->FrameBytes());
+  ASSERT_EQ(rig.camera->StartExposure(), 1);
+  EXPECT_TRUE(Eventually([&] { return !rig.camera->IsCaptureRunning(); }));
+  g_failingSize = 0;
+  EXPECT_EQ(rig.camera->expStatus, ExpFailed);
+  EXPECT_NE(rig.camera->CaptureTrouble().find("not enough memory"), std::string::npos);
+  FrameInfo info;
+  EXPECT_FALSE(rig.Snap(info).empty()) << rig.camera->CaptureTrouble();
+}
+
+}  // namespace
+}  // namespace orq

@@ -1,0 +1,267 @@
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "TestCamera.h"
+
+namespace orq::test {
+namespace {
+
+using testing::Each;
+using testing::HasSubstr;
+using Bytes = std::vector<std::uint8_t>;
+
+int Program(VirtualCamera& camera, std::uint32_t address, Bytes data) {
+  return camera.Control({kVendorOut, 0xC2, static_cast<std::uint16_t>(address >> 16),
+                         static_cast<std::uint16_t>(address), static_cast<std::uint16_t>(data.size())},
+                        data);
+}
+
+int ReadFlash(VirtualCamera& camera, std::uint32_t address, Bytes& data) {
+  return camera.Control({kVendorIn, 0xC3, static_cast<std::uint16_t>(address >> 16),
+                         static_cast<std::uint16_t>(address), static_cast<std::uint16_t>(data.size())},
+                        data);
+}
+
+std::shared_ptr<Firmware> CameraWithFlashBus(const VirtualOptions& options = Untimed()) {
+  auto camera = MakeCamera(options);
+  EXPECT_EQ(0, Out(*camera, 0xD6, 0));
+  return camera;
+}
+
+TEST(VirtualFlash, IsErasedAtTheFactory) {
+  auto camera = CameraWithFlashBus();
+  Bytes data(2048);
+  EXPECT_EQ(2048, ReadFlash(*camera, 0x7FF800, data));
+  EXPECT_THAT(data, Each(0xFF));
+}
+
+TEST(VirtualFlash, ProgrammingOnlyClearsBits) {
+  auto camera = CameraWithFlashBus();
+  EXPECT_EQ(2, Program(*camera, 0x40000, {0xF0, 0x0F}));
+  EXPECT_EQ(2, Program(*camera, 0x40000, {0x3C, 0xFF}));
+  Bytes data(3);
+  EXPECT_EQ(3, ReadFlash(*camera, 0x40000, data));
+  EXPECT_EQ((Bytes{0x30, 0x0F, 0xFF}), data);
+}
+
+TEST(VirtualFlash, ErasesOneSector) {
+  auto camera = CameraWithFlashBus();
+  for (const std::uint32_t address : {0x3FFFFU, 0x40000U, 0x4FFFFU, 0x50000U}) {
+    EXPECT_EQ(1, Program(*camera, address, {0}));
+  }
+  EXPECT_EQ(0, Out(*camera, 0xC4, 4));
+  EXPECT_EQ(Bytes{0}, camera->Flash(0x3FFFF, 1));
+  EXPECT_THAT(camera->Flash(0x40000, 0x10000), Each(0xFF));
+  EXPECT_EQ(Bytes{0}, camera->Flash(0x50000, 1));
+}
+
+TEST(VirtualFlash, APageProgramWrapsAtThePagesEnd) {
+  auto camera = CameraWithFlashBus();
+  Bytes data(256, 0x11);
+  data[255] = 0x22;
+  EXPECT_EQ(256, Program(*camera, 0x401F0, data));  // 16 bytes to the page's end, 240 to its beginning
+  Bytes expected(256, 0x11);
+  expected[0xEF] = 0x22;
+  EXPECT_EQ(expected, camera->Flash(0x40100, 256));
+  EXPECT_THAT(camera->Flash(0x40200, 256), Each(0xFF));
+}
+
+TEST(VirtualFlash, LongWritesProgramPageByPage) {
+  auto camera = CameraWithFlashBus();
+  Bytes data(2048);
+  for (std::size_t i = 0; i < data.size(); ++i) {
+    data[i] = static_cast<std::uint8_t>(i / 256 * 16 + i % 16);
+  }
+  EXPECT_EQ(2048, Program(*camera, 0x40800, data));
+  EXPECT_EQ(data, camera->Flash(0x40800, 2048));
+}
+
+TEST(VirtualFlash, IsOutOfReachWhileTheImageBusIsOn) {
+  auto camera = CameraWithFlashBus();
+  EXPECT_EQ(0, Out(*camera, 0xD6, 1));
+  Bytes data(1);
+  EXPECT_EQ(kUsbPipe, ReadFlash(*camera, 0, data));
+  EXPECT_EQ(kUsbPipe, Program(*camera, 0, {0}));
+  EXPECT_EQ(kUsbPipe, Out(*camera, 0xC4, 0));
+  EXPECT_EQ(Bytes{0xFF}, camera->Flash(0, 1));
+  EXPECT_EQ(kUsbPipe, Out(*camera, 0xD6, 2));
+}
+
+TEST(VirtualFlash, RefusesAddressesBeyondItsEnd) {
+  auto camera = CameraWithFlashBus();
+  Bytes two(2);
+  EXPECT_EQ(kUsbPipe, ReadFlash(*camera, 0x7FFFFF, two));
+  EXPECT_EQ(kUsbPipe, ReadFlash(*camera, 0xFFFFFFFF, two));
+  EXPECT_EQ(kUsbPipe, Program(*camera, 0x800000, {0}));
+  EXPECT_EQ(kUsbPipe, Program(*camera, 0, {}));
+  EXPECT_EQ(kUsbPipe, Program(*camera, 0, Bytes(2049)));
+  EXPECT_EQ(kUsbPipe, Out(*camera, 0xC4, 128));
+  EXPECT_EQ(0, Out(*camera, 0xC4, 127));
+  EXPECT_TRUE(camera->Flash(0x7FFFFF, 2).empty());
+  camera->SetFlash(0x7FFFFF, two);
+  EXPECT_EQ(Bytes{0xFF}, camera->Flash(0x7FFFFF, 1));
+}
+
+TEST(VirtualFlash, RefusesTheChosenOperation) {
+  VirtualOptions options = Untimed();
+  options.flashFail = 2;
+  auto camera = CameraWithFlashBus(options);
+  Bytes data(1);
+  EXPECT_EQ(1, ReadFlash(*camera, 0, data));
+  EXPECT_EQ(kUsbPipe, Program(*camera, 0, {0}));
+  EXPECT_EQ(Bytes{0xFF}, camera->Flash(0, 1));
+  EXPECT_EQ(0, Out(*camera, 0xC4, 0));
+  EXPECT_EQ(1, Program(*camera, 0, {0}));
+}
+
+class VirtualState : public testing::Test {
+ protected:
+  void SetUp() override {
+    std::string name = (std::filesystem::temp_directory_path() / "orqstateXXXXXX").string();
+    ASSERT_NE(nullptr, ::mkdtemp(name.data()));
+    folder_ = name;
+    options_.timeScale = 0;
+    options_.state = (folder_ / "camera.state").string();
+  }
+  void TearDown() override { std::filesystem::remove_all(folder_); }
+
+  std::shared_ptr<Firmware> Make(std::string& error) {
+    return Firmware::Make(options_, std::make_unique<PatternSource>(8, 8), error);
+  }
+  Bytes File() const {
+    std::ifstream file(options_.state, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+  void SetFile(const Bytes& bytes) const {
+    std::ofstream file(options_.state, std::ios::binary | std::ios::trunc);
+    std::copy(bytes.begin(), bytes.end(), std::ostreambuf_iterator<char>(file));
+  }
+  std::size_t FilesInFolder() const {
+    return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(folder_), {}));
+  }
+
+  std::filesystem::path folder_;
+  VirtualOptions options_;
+};
+
+TEST_F(VirtualState, SurvivesTheProcess) {
+  options_.serial = "00000000000000ff";
+  {
+    auto camera = CameraWithFlashBus(options_);
+    EXPECT_EQ(3, Program(*camera, 0x70000, {0x49, 0x44, 7}));
+    EXPECT_EQ(1, Program(*camera, 0x7FFFFF, {0x55}));
+    EXPECT_EQ(2U * (65536 + 2) + 282 + 8, File().size());  // at once, not only at the end
+  }
+  options_.serial.clear();
+  options_.seed = 99;
+  auto camera = CameraWithFlashBus(options_);
+  EXPECT_EQ((Bytes{0x49, 0x44, 7, 0xFF}), camera->Flash(0x70000, 4));
+  EXPECT_EQ(Bytes{0x55}, camera->Flash(0x7FFFFF, 1));
+  Bytes serial(8);
+  EXPECT_EQ(8, camera->Control({kVendorIn, 0xC8, 0, 0, 8}, serial));
+  EXPECT_EQ(0xFF, serial[7]);
+  EXPECT_EQ(0, Out(*camera, 0xC4, 7));
+  EXPECT_EQ(1U * (65536 + 2) + 282 + 8, File().size());
+  EXPECT_EQ(1U, FilesInFolder());
+}
+
+TEST_F(VirtualState, RegistersAreTakenUpByTheNextProgramButNotByAReplug) {
+  std::string error;
+  {
+    auto camera = Make(error);
+    ASSERT_NE(nullptr, camera);
+    camera->PowerCycle();
+    EXPECT_EQ(0, Out(*camera, 0xD1, 0xFA, 77));    // fan speed
+    EXPECT_EQ(0, Out(*camera, 0xD3, 0x0204, 33));  // sensor gain
+    EXPECT_EQ(0, Out(*camera, 0xD3, 0xFFFF, 9));
+    EXPECT_EQ(0, Out(*camera, 0xD1, 0x00, 1));  // frame output
+    EXPECT_EQ(0, Out(*camera, 0xD1, 0x01, 1));  // update hold
+  }
+  auto camera = Make(error);
+  ASSERT_NE(nullptr, camera);
+  camera->PowerCycle();
+  EXPECT_EQ(77, camera->FpgaRegister(0xFA));
+  EXPECT_EQ(33, camera->SensorRegister(0x0204));
+  EXPECT_EQ(9, camera->SensorRegister(0xFFFF));
+  EXPECT_EQ(0, camera->FpgaRegister(0x00)) << "what was under way has ended with the program";
+  EXPECT_EQ(0, camera->FpgaRegister(0x01));
+  camera->PowerCycle();
+  EXPECT_EQ(0, camera->FpgaRegister(0xFA));
+  EXPECT_EQ(0, camera->SensorRegister(0x0204));
+}
+
+TEST_F(VirtualState, RegistersSurviveAProgramThatNeverPlugsTheCameraIn) {
+  std::string error;
+  {
+    auto camera = Make(error);
+    ASSERT_NE(nullptr, camera);
+    camera->PowerCycle();
+    EXPECT_EQ(0, Out(*camera, 0xD1, 0xFA, 77));
+  }
+  Make(error);
+  auto camera = Make(error);
+  ASSERT_NE(nullptr, camera);
+  camera->PowerCycle();
+  EXPECT_EQ(77, camera->FpgaRegister(0xFA));
+}
+
+TEST_F(VirtualState, DamageIsAnErrorAndTheFileStays) {
+  std::string error;
+  {
+    auto camera = Make(error);
+    ASSERT_NE(nullptr, camera);
+    const std::uint8_t byte[] = {0};
+    camera->SetFlash(0x40000, byte);
+  }
+  const Bytes good = File();
+  std::vector<Bytes> damaged{{}, {1, 2, 3}, Bytes(good.begin(), good.end() - 1)};
+  Bytes longer = good;
+  longer.push_back(0);
+  damaged.push_back(longer);
+  for (const std::size_t at : {std::size_t{0}, std::size_t{8}, std::size_t{12}, std::size_t{20}, std::size_t{22},
+                               good.size() / 2, good.size() - 1}) {
+    damaged.push_back(good);
+    damaged.back()[at] ^= 0x40U;
+  }
+  for (const Bytes& bytes : damaged) {
+    SetFile(bytes);
+    error.clear();
+    EXPECT_EQ(nullptr, Make(error));
+    EXPECT_THAT(error, HasSubstr("damaged"));
+    EXPECT_EQ(bytes, File());
+  }
+  SetFile(good);
+  EXPECT_NE(nullptr, Make(error));
+}
+
+TEST_F(VirtualState, OfAnotherModelIsAnError) {
+  std::string error;
+  ASSERT_NE(nullptr, Make(error));
+  options_.model = "x26m";
+  EXPECT_EQ(nullptr, Make(error));
+  EXPECT_THAT(error, HasSubstr("another camera model"));
+}
+
+TEST_F(VirtualState, UnusablePathsAreErrors) {
+  std::string error;
+  options_.state = (folder_ / "no" / "such").string();
+  EXPECT_EQ(nullptr, Make(error));
+  EXPECT_THAT(error, HasSubstr("cannot write"));
+  options_.state = folder_.string();  // a folder can be opened, not read
+  EXPECT_EQ(nullptr, Make(error));
+  EXPECT_THAT(error, HasSubstr("cannot read"));
+}
+
+TEST_F(VirtualState, AFlashWriteThatCannotBeKeptIsRefused) {
+  auto camera = CameraWithFlashBus(options_);
+  std::filesystem::remove_all(folder_);
+  EXPECT_EQ(kUsbPipe, Program(*camera, 0, {0}));
+}
+
+}  // namespace
+}  // namespace orq::test

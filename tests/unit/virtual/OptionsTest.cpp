@@ -1,0 +1,161 @@
+#include <gmock/gmock.h>
+
+#include "virtual/VirtualOptions.h"
+
+namespace orq {
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+
+VirtualOptions Parsed(std::string_view text) {
+  std::string error;
+  const auto options = ParseVirtualOptions(text, error);
+  EXPECT_TRUE(options.has_value()) << text << ": " << error;
+  EXPECT_EQ("", error);
+  return options.value_or(VirtualOptions{});
+}
+
+std::string ErrorOf(std::string_view text) {
+  std::string error;
+  EXPECT_FALSE(ParseVirtualOptions(text, error).has_value()) << text;
+  EXPECT_THAT(error, Not(HasSubstr("\n")));
+  return error;
+}
+
+TEST(VirtualOptionsTest, AModelAloneHasTheDefaults) {
+  const VirtualOptions options = Parsed("x26m");
+  EXPECT_EQ("x26m", options.model);
+  EXPECT_EQ(1U, options.seed);
+  EXPECT_EQ(1.0, options.timeScale);
+  EXPECT_TRUE(options.usb3);
+  EXPECT_EQ("", options.file);
+  EXPECT_FALSE(options.bayer.has_value());
+  EXPECT_EQ(0, options.preRender);
+  EXPECT_EQ("", options.serial);
+  EXPECT_EQ("", options.state);
+  EXPECT_EQ(20.0, options.temperatureC);
+  EXPECT_EQ("stars", options.scene);
+  EXPECT_EQ(0.0, options.fluxElectronsPerSecond);
+  EXPECT_EQ(0.0, options.dropRate);
+  EXPECT_TRUE(options.frameFaults.empty());
+  EXPECT_EQ(0, options.flashFail);
+  EXPECT_TRUE(options.refuse.empty());
+}
+
+TEST(VirtualOptionsTest, EveryOptionIsRead) {
+  const VirtualOptions options = Parsed(
+      "k1c,seed=18446744073709551615,timescale=0.01,usb=2,prerender=4,serial=0123456789aBcDeF,state=/tmp/a "
+      "b.state,"
+      "temp=-12.5,scene=flat,flux=1e3,drop=0.25,flashfail=2,refuse=0xD4,refuse=200");
+  EXPECT_EQ(18446744073709551615U, options.seed);
+  EXPECT_EQ(0.01, options.timeScale);
+  EXPECT_FALSE(options.usb3);
+  EXPECT_EQ(4, options.preRender);
+  EXPECT_EQ("0123456789aBcDeF", options.serial);
+  EXPECT_EQ("/tmp/a b.state", options.state);
+  EXPECT_EQ(-12.5, options.temperatureC);
+  EXPECT_EQ("flat", options.scene);
+  EXPECT_EQ(1000.0, options.fluxElectronsPerSecond);
+  EXPECT_EQ(0.25, options.dropRate);
+  EXPECT_EQ(2, options.flashFail);
+  EXPECT_EQ((std::vector<std::uint8_t>{0xD4, 200}), options.refuse);
+}
+
+TEST(VirtualOptionsTest, ReplayTakesFileAndBayer) {
+  const VirtualOptions options = Parsed("replay,file=a=b@c.fits,bayer=GRBG");
+  EXPECT_EQ("a=b@c.fits", options.file);
+  EXPECT_EQ(2, options.bayer);
+  EXPECT_EQ(0, Parsed("replay,file=a,bayer=RGGB").bayer);
+  EXPECT_EQ(1, Parsed("replay,file=a,bayer=BGGR").bayer);
+  EXPECT_EQ(3, Parsed("replay,file=a,bayer=GBRG").bayer);
+  EXPECT_EQ(-1, Parsed("replay,file=a,bayer=mono").bayer);
+  EXPECT_THAT(ErrorOf("replay"), HasSubstr("file="));
+  EXPECT_THAT(ErrorOf("replay,file="), HasSubstr("a file name"));
+  EXPECT_THAT(ErrorOf("k1c,file=a"), HasSubstr("virtual:replay only"));
+  EXPECT_THAT(ErrorOf("k1c,bayer=RGGB"), HasSubstr("virtual:replay only"));
+}
+
+TEST(VirtualOptionsTest, FaultsAreCollectedInOrder) {
+  const VirtualOptions options =
+      Parsed("k1c,short@1,oversize@2,badheader@3,badtrailer@4,order@5,lose@6,stall@7,error@8,unplug@9,short@10");
+  ASSERT_EQ(10U, options.frameFaults.size());
+  for (std::size_t i = 0; i < 10; ++i) {
+    EXPECT_EQ(static_cast<FrameFault::Kind>(i % 9), options.frameFaults[i].kind);
+    EXPECT_EQ(i + 1, options.frameFaults[i].frame);
+  }
+}
+
+TEST(VirtualOptionsTest, TheLastOfTwoWins) {
+  EXPECT_EQ(2U, Parsed("k1c,seed=1,seed=2").seed);
+  EXPECT_TRUE(Parsed("k1c,usb=2,usb=3").usb3);
+}
+
+TEST(VirtualOptionsTest, WrongWordsListTheRightOnes) {
+  EXPECT_THAT(ErrorOf("k2c"), AllOf(HasSubstr("'k2c'"), HasSubstr("k1c, x26m, replay")));
+  EXPECT_THAT(ErrorOf(""), HasSubstr("k1c, x26m, replay"));
+  EXPECT_THAT(ErrorOf("K1C"), HasSubstr("k1c"));
+  EXPECT_THAT(ErrorOf("k1c,sed=1"), AllOf(HasSubstr("'sed=1'"), HasSubstr("seed="), HasSubstr("unplug@N")));
+  EXPECT_THAT(ErrorOf("k1c,"), HasSubstr("seed="));
+  EXPECT_THAT(ErrorOf("k1c,,seed=1"), HasSubstr("seed="));
+  EXPECT_THAT(ErrorOf("k1c,crash@1"), AllOf(HasSubstr("'crash@1'"), HasSubstr("stall@N")));
+  EXPECT_THAT(ErrorOf("k1c,bayer=XYZ"), HasSubstr("RGGB, BGGR, GRBG, GBRG or mono"));
+  EXPECT_THAT(ErrorOf("k1c,scene=moon"), HasSubstr("stars, flat or dark"));
+}
+
+TEST(VirtualOptionsTest, ValuesOutOfRangeAreRefused) {
+  for (const char* text : {"seed=-1",
+                           "seed=18446744073709551616",
+                           "seed=",
+                           "seed",
+                           "seed=1x",
+                           "seed= 1",
+                           "timescale=-0.1",
+                           "timescale=1001",
+                           "timescale=nan",
+                           "timescale=inf",
+                           "timescale=1e999",
+                           "timescale=",
+                           "usb=1",
+                           "usb=4",
+                           "usb=",
+                           "prerender=-1",
+                           "prerender=65",
+                           "prerender=1.5",
+                           "serial=123",
+                           "serial=0123456789abcdeg",
+                           "serial=0123456789abcdef0",
+                           "serial=-123456789abcdef",
+                           "state=",
+                           "temp=-101",
+                           "temp=nan",
+                           "flux=-1",
+                           "flux=inf",
+                           "drop=1.01",
+                           "drop=-0.01",
+                           "flashfail=0",
+                           "flashfail=2147483648",
+                           "refuse=256",
+                           "refuse=-1",
+                           "refuse=0x",
+                           "refuse=0x100",
+                           "refuse=",
+                           "short@0",
+                           "short@",
+                           "short@-1",
+                           "short@1.5",
+                           "short@18446744073709551616"}) {
+    EXPECT_THAT(ErrorOf(std::string("k1c,") + text), HasSubstr("'" + std::string(text) + "'"));
+  }
+}
+
+TEST(VirtualOptionsTest, ModelsAreDescribed) {
+  ASSERT_EQ(3U, VirtualModels().size());
+  for (const VirtualModelName& model : VirtualModels()) {
+    EXPECT_STRNE("", model.summary);
+  }
+}
+
+}  // namespace
+}  // namespace orq
