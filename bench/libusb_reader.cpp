@@ -1,0 +1,127 @@
+// The least that reads a camera's frame endpoint over libusb: what a stream costs before anything is done with it.
+//
+// Sets the camera running as a client of the wire protocol, keeps 16 transfers of 480 KiB in flight, counts bytes
+// and frames (a frame ends in a short packet), prints what it got and the processor time that it took.
+#include <libusb-1.0/libusb.h>
+#include <sys/resource.h>
+
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <vector>
+
+#include "link/WireProtocol.h"
+
+namespace {
+
+namespace wire = orq::wire;
+using Clock = std::chrono::steady_clock;
+
+constexpr int kTransfers = 16;
+constexpr int kTransferBytes = 10 * wire::kBlockBytes;
+constexpr unsigned kTimeoutMs = 1000;
+constexpr std::uint8_t kOut = 0x40;
+
+struct Reader {
+  std::uint64_t bytes = 0;
+  std::uint64_t frames = 0;
+  int inFlight = 0;
+  bool stopping = false;
+  bool failed = false;
+};
+
+void Completed(libusb_transfer* transfer) {
+  auto& reader = *static_cast<Reader*>(transfer->user_data);
+  --reader.inFlight;
+  reader.bytes += static_cast<std::uint64_t>(transfer->actual_length);
+  reader.failed |= transfer->status != LIBUSB_TRANSFER_COMPLETED && !reader.stopping;
+  if (reader.stopping || reader.failed) return;
+  reader.frames += transfer->actual_length < kTransferBytes ? 1 : 0;
+  if (libusb_submit_transfer(transfer) == LIBUSB_SUCCESS) {
+    ++reader.inFlight;
+  } else {
+    reader.failed = true;
+  }
+}
+
+bool WriteRegister(libusb_device_handle* camera, std::uint16_t reg, std::uint8_t value) {
+  return libusb_control_transfer(camera, kOut, wire::kReqWriteFpga, reg, value, nullptr, 0, kTimeoutMs) == 0;
+}
+
+/// Exposure in microseconds, 16 bits a sample, frames of the whole sensor.
+bool Program(libusb_device_handle* camera, std::uint32_t exposureUs) {
+  bool done = WriteRegister(camera, wire::kFpgaFormat, wire::kFormat16Bit | wire::kFormatMsbFirst);
+  for (unsigned i = 0; i < 5; ++i) {
+    const auto byte = static_cast<std::uint8_t>(i < 4 ? exposureUs >> (8 * i) : 0);
+    done = done && WriteRegister(camera, static_cast<std::uint16_t>(wire::kFpgaExposure + i), byte);
+  }
+  return done;
+}
+
+double CpuSeconds() {
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  const auto seconds = [](const timeval& time) {
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
+  };
+  return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
+int Fail(const char* what) {
+  std::fprintf(stderr, "libusb_reader: %s\n", what);
+  return EXIT_FAILURE;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 4) return Fail("usage: libusb_reader PRODUCT_ID EXPOSURE_US SECONDS");
+  const auto product = static_cast<std::uint16_t>(std::strtoul(argv[1], nullptr, 0));
+  const auto exposureUs = static_cast<std::uint32_t>(std::strtoul(argv[2], nullptr, 0));
+  const double seconds = std::strtod(argv[3], nullptr);
+
+  libusb_context* context = nullptr;
+  if (libusb_init(&context) != LIBUSB_SUCCESS) return Fail("no USB");
+  libusb_device_handle* camera = libusb_open_device_with_vid_pid(context, wire::kVendorId, product);
+  if (camera == nullptr || libusb_claim_interface(camera, wire::kInterface) != LIBUSB_SUCCESS) {
+    return Fail("no such camera, or it is in use");
+  }
+  if (!Program(camera, exposureUs)) return Fail("the camera refused its settings");
+
+  Reader reader;
+  std::vector<std::vector<std::uint8_t>> buffers(kTransfers, std::vector<std::uint8_t>(kTransferBytes));
+  std::vector<libusb_transfer*> transfers;
+  for (auto& buffer : buffers) {
+    libusb_transfer* transfer = libusb_alloc_transfer(0);
+    libusb_fill_bulk_transfer(transfer, camera, wire::kFrameEndpoint, buffer.data(), kTransferBytes, Completed,
+                              &reader, 0);
+    if (libusb_submit_transfer(transfer) != LIBUSB_SUCCESS) return Fail("a transfer was refused");
+    ++reader.inFlight;
+    transfers.push_back(transfer);
+  }
+  if (!WriteRegister(camera, wire::kFpgaRun, wire::kRunOutput)) return Fail("the camera did not start");
+
+  const auto begin = Clock::now();
+  const double cpuBefore = CpuSeconds();
+  const auto passed = [&] { return std::chrono::duration<double>(Clock::now() - begin).count(); };
+  while (!reader.failed && passed() < seconds) {
+    timeval patience{0, 100'000};
+    libusb_handle_events_timeout(context, &patience);
+  }
+  const double took = passed();
+  const double cpu = CpuSeconds() - cpuBefore;
+  const Reader result = reader;
+
+  reader.stopping = true;
+  WriteRegister(camera, wire::kFpgaRun, 0);
+  for (libusb_transfer* transfer : transfers) libusb_cancel_transfer(transfer);
+  while (reader.inFlight > 0) libusb_handle_events(context);
+  for (libusb_transfer* transfer : transfers) libusb_free_transfer(transfer);
+  libusb_close(camera);
+  libusb_exit(context);
+  if (result.failed) return Fail("a transfer failed");
+  std::printf("fps = %.2f\nrate = %.2f MB/s\ncpu = %.3f s per GB\n", static_cast<double>(result.frames) / took,
+              static_cast<double>(result.bytes) / took * 1e-6, cpu / (static_cast<double>(result.bytes) * 1e-9));
+  return EXIT_SUCCESS;
+}
