@@ -1,0 +1,71 @@
+# Shared by the scripts beside it: installing what is missing, configuring, building.
+# shellcheck shell=bash
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+jobs=$(nproc 2>/dev/null || echo 2)
+
+build_packages=(g++ cmake ninja-build pkg-config libusb-1.0-0-dev liblog4cpp5-dev libcfitsio-dev libpng-dev
+                libcli11-dev nlohmann-json3-dev)
+test_packages=(libgtest-dev libgmock-dev python3 python3-numpy python3-astropy procps libumockdev-dev umockdev
+               usbutils python3-pil)
+fuzz_packages=(clang-14 llvm-14 libclang-rt-14-dev)
+bench_packages=(libbenchmark-dev)
+
+say() { printf '\n\033[1m%s\033[0m\n' "$*"; }
+fail() { printf '%s: %s\n' "$(basename "$0")" "$*" >&2; exit 1; }
+
+installed() { dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q 'ok installed'; }
+
+# Installs those of the named Debian packages that are missing; says which and why when it cannot.
+install_missing() {
+  command -v dpkg-query >/dev/null && command -v apt-get >/dev/null ||
+    fail "this is not a Debian system: install the equivalents of these packages yourself: $*"
+  local missing=() package
+  for package in "$@"; do installed "$package" || missing+=("$package"); done
+  [ ${#missing[@]} -gt 0 ] || return 0
+  local as_root=()
+  if [ "$(id -u)" -ne 0 ]; then
+    command -v sudo >/dev/null ||
+      fail "these packages are missing and neither root nor sudo is at hand: run as root: apt-get install ${missing[*]}"
+    as_root=(sudo)
+  fi
+  say "Installing ${missing[*]}"
+  local log
+  log=$(mktemp)
+  "${as_root[@]}" apt-get update -qq >"$log" 2>&1 ||
+    { tail -n 5 "$log" >&2; fail "apt-get update failed (no network, or no package source?): needed are ${missing[*]}"; }
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends \
+    "${missing[@]}" >"$log" 2>&1 ||
+    { tail -n 5 "$log" >&2; fail "apt-get could not install ${missing[*]} (its last lines stand above)"; }
+  rm -f "$log"
+}
+
+# configure_and_build PRESET [cmake -D options...] -- [targets...]
+configure_and_build() {
+  local preset=$1 options=() log
+  shift
+  while [ $# -gt 0 ] && [ "$1" != -- ]; do options+=("$1"); shift; done
+  [ $# -gt 0 ] && shift
+  say "Building ($preset)"
+  log=$(mktemp)
+  (cd "$root" && cmake --preset "$preset" "${options[@]}") >"$log" 2>&1 ||
+    { cat "$log" >&2; fail "cmake could not configure the $preset build (its output stands above)"; }
+  rm -f "$log"
+  # An earlier build with other targets may exist: ninja builds what is named, or everything.
+  cmake --build "$root/build/$preset" --parallel "$jobs" ${1:+--target "$@"} ||
+    fail "the $preset build failed (the compiler's words stand above)"
+}
+
+# run_tests PRESET [ctest options...]: runs the tests and counts those that were skipped.
+run_tests() {
+  local preset=$1 log status=0
+  shift
+  say "Testing ($preset)"
+  log=$(mktemp)
+  ctest --test-dir "$root/build/$preset" --output-on-failure --parallel "$jobs" --progress "$@" 2>&1 |
+    tee "$log" | grep -vE '^\[[0-9]+/[0-9]+\]|^ *Start|Passed +[0-9.]+ sec$' || status=${PIPESTATUS[0]}
+  status=$(grep -qE '^100% tests passed' "$log" && echo 0 || echo 1)
+  printf 'skipped tests: %s\n' "$(grep -cE '^\s+[0-9]+ - .*\(Skipped\)' "$log" || true)"
+  rm -f "$log"
+  return "$status"
+}
