@@ -6,13 +6,18 @@
 #include "autoctl/AutoControlState.h"
 #include "camera/CMutex.h"
 #include "camera/CameraFX3.h"
+#include "camera/CameraModeTypes.h"
 #include "camera/CameraState.h"
 #include "camera/ThreadCtrl.h"
+#include "controls/CameraInfoTypes.h"
 #include "controls/ControlState.h"
 #include "controls/ControlTypes.h"
 #include "devices/DeviceState.h"
+#include "devices/GuideTypes.h"
+#include "gps/GpsTypes.h"
 #include "image/IdentityTypes.h"
 #include "image/ImageState.h"
+#include "image/TimeMarkTypes.h"
 #include "settings/SettingsState.h"
 #include "support/Algorithm.h"
 #include "support/CirBuf.h"
@@ -21,8 +26,8 @@
 /// calls `InitVariable`; it supplies the abstract operations and the worker functions.
 ///
 /// All fields are public and live in the structs that the class inherits, each with its contract there. Every
-/// virtual operation is called through the table, also from inside the class. Nothing throws. A result whose pointer
-/// is null is not delivered; reading identities and capabilities into nothing fails.
+/// virtual operation is called through the table, also from inside the class. Nothing throws. A result whose
+/// pointer is null is not delivered; reading identities and capabilities into nothing fails.
 ///
 /// Thread words: opening, closing, reconnecting, starting and stopping are caller-serialised; reading and
 /// setting control values is any-thread.
@@ -155,11 +160,133 @@ class CCameraBase : public CCameraFX3,
   void SetAutoPara(int maxGain, int maxExpMs, int targetBrightness);
   void GetAutoPara(int* maxGain, int* maxExpMs, int* targetBrightness);
 
-  // Identity.
-  /// Reads `len` bytes at `offset` of the flash's parameter page.
+  /// Fills the information record but for `cameraId`; nothing when `info` is null.
+  void GetCameraProperty(_ORQ_CAMERA_INFO* info);
+
+  // Camera modes and trigger outputs. Caller-serialised.
+  /// Learns from the FPGA which trigger modes it has.
+  void CameraModeCheck();
+  int GetCameraSupportedMode(_ORQ_SUPPORTED_MODE* modes);  ///< 1
+  /// A CameraModeResult; refused while capture runs.
+  int SetCameraMode(CAM_MODE mode);
+  /// Stops capture, programs the trigger input for `mode` and applies the exposure again: 1.
+  int SelectCameraMode(CAM_MODE mode);
+  /// Output `pin`: a pulse of `duration` µs, `delay` µs after the exposure begins; a duration of 0 or less
+  /// switches it off. A CameraModeResult.
+  int SetTrigOutPinConf(Trig_Output_Pin pin, bool pinHigh, long delay, long duration);
+  int GetTrigOutPinConf(Trig_Output_Pin pin, ORQ_BOOL* pinHigh, long* delay, long* duration);
+
+  // Mono bin.
+  void SetMonoBin(bool on);
+  bool GetMonoBin();
+
+  // Hot pixels. The first three are worker-only, the others caller-serialised with geometry changes.
+  /// Repairs the frame in `pImgBuf` from the hot-pixel list, the row and column flags and the dark pixel list.
+  void HandleHotPixels();
+  /// The sample at `pos` becomes the mean of its usable neighbours of the same colour; false without a map.
+  bool DeNoiseHPC(int x, int y, int pos);
+  /// Position whose value is copied onto the border pixel `list[index]` of a 16-bit frame; `list` holds
+  /// `iHPCCount` entries.
+  int GetSuitableReplacePos(int index, unsigned int* list, int step, int width, int height, bool atEnd);
+  /// Switches the correction; switching on loads the table from flash. False (and off) when that fails.
+  bool SetHPCStates(bool on);
+  bool LoadHPCTable();
+  /// Makes the table from the dark image and saves it in flash.
+  bool SaveHPCTable();
+  /// Whether the geometry differs from the last adjustment, or one is forced.
+  bool IsHPCChange();
+  /// Cuts map, list and row flags for the current geometry.
+  void AdjustHPCTable();
+
+  // Dark frame. DoGetDark and SubtractDark are worker-only.
+  /// Starts or stops collecting a dark; the number of frames that it takes.
+  int GettingDark(bool on, unsigned long long exposure);
+  void DoGetDark();
+  /// Cuts the dark image, its average and its pixel list for the current geometry.
+  void AdjustDarkBuff();
+  /// Switches dark subtraction; switching off frees the dark images. Any-thread.
+  void UsingDark(bool on);
+  void SubtractDark();
+
+  // Flash. Caller-serialised; the image bus is released while they run.
+  /// The record of `size` bytes at `src`: a compressed bitmap (`bHPC`) or a plain image; its length in
+  /// `outLength`.
+  std::unique_ptr<unsigned char[]> Compress(const unsigned char* src, int size, int* outLength, bool bHPC);
+  /// Expands a record of `length` bytes: the sensor's bitmap (`bHPC`) or `length` bytes, zero behind the body.
+  /// Null when an entry lies outside the bitmap.
+  std::unique_ptr<unsigned char[]> Uncompress(const unsigned char* record, int length, bool bHPC);
+  bool CompressAndWriteIntoFLASH(const unsigned char* src, unsigned int size, bool bHPC);
+  bool ReadFromFLAHAndUnCompress(unsigned char* dst, unsigned int size, bool bHPC);
+  /// Reads or stores `len` bytes at `offset` of the flash's parameter page. Storing erases the rest of its sector.
   bool ReadSPI(unsigned char* dst, int offset, int len);
+  bool WriteSPI(const unsigned char* src, int offset, int len);
+
+  // BMP reference files. Caller-serialised.
+  /// Writes an 8-bit greyscale file of `width` * `height` bytes; false when it cannot be opened.
+  bool CreateBMP(int width, int height, const unsigned char* data, const char* path);
+  bool SaveBMPToFile(const char* path);   ///< the dark image; always true
+  int LoadBMPFromFile(const char* path);  ///< 1 loaded, 0 unreadable or wrong format, 6 cannot open, 7 wrong size
+
+  /// Prints local date and time into a frame of `width` columns and `iHeight` rows. Worker-only.
+  void AddTimeMark(unsigned char* buffer, int width, IMAGE_TYPE type);
+
+  // Identity.
+  bool SetIDToSPI(_ORQ_ID id);
   bool GetIDFromSPI(_ORQ_ID* id);
   bool GetSerialNumber(_ORQ_ID* sn);
+
+  // Settings file. Caller-serialised.
+  void InitSubKey();
+  int SaveSetting();
+  int LoadSetting();
+
+  // Automatic control. Worker-only.
+  /// One measurement of `frame` and the adjustment of gain and exposure that follows.
+  int AutoExpGain(unsigned char* frame);
+  void AutoWhiBal(unsigned char* frame);
+  void AutoWB_RAW(unsigned char* frame);
+
+  // Temperature, degrees Celsius. Any-thread. A reading that fails is answered with the last good one.
+  float GetSensorTemp();
+  float GetTMP100Temp();
+  float GetTMP451Temp();
+  float GetADC081Temp();
+  float GetAD7142Temp();
+  /// Thermistor below a resistor of `rref` kΩ, by 12-bit or 8-bit counts.
+  float CalculTempuature(int adc, int rref);
+  float CalculTempuature(unsigned char adc, int rref);
+  float RemedyTemp(float t);  ///< correction of a reported temperature, for models that need it
+  float GetADS1014ADC();      ///< volts; 0 when it cannot be read
+
+  // Guide port. Any-thread; always true.
+  bool PulseGuideOn(GuideD d);
+  bool PulseGuideOff(GuideD d);
+  bool pulseGuide(GuideD d, int ms);  ///< blocks for the pulse's length
+
+  // Focus motor and sensor identity. `req` is the model's request code; 0 when the last read failed.
+  int GetDW9800ID(unsigned char req, unsigned char* id);
+  int GetDW9800POS(unsigned char req, int* pos);
+  void SetDW9800POS(unsigned char req, int pos);
+  int GetDW9800AFH(unsigned char req, int* value);
+  int GetDW9800AFL(unsigned char req, int* value);
+  /// 22 hexadecimal digits into a zeroed buffer of at least 23 bytes.
+  void GetIMX582SensorId(unsigned char* text);
+
+  // GPS. Any-thread; results are ControlResults unless said otherwise.
+  bool GPSCheck();  ///< whether the camera has a usable GPS block
+  int GPSVer();     ///< the block's version, or -1
+  /// The line at which time is latched: `which` 0 start, 1 end; `line` in sensor lines.
+  int GPSSetLine(int which, int line);
+  int GPSGetLine(int which, int& line);  ///< any `which` but 0 reads the end line
+  int GPSGetData(_ORQ_GPS_DATA* start, _ORQ_GPS_DATA* end);
+  /// Decodes one record by the block's version; the result means nothing for unknown versions.
+  int ParseGPSData(unsigned char* buffer, _ORQ_GPS_DATA* out);
+  int ParseGPSData_Ver0(unsigned char* block, _ORQ_GPS_DATA* out);  ///< `block` holds 56 bytes; always 1
+  int ParseGPSData_Ver1(_ORQ_GPS_DATA* start, _ORQ_GPS_DATA* end);
+  int ReadGPSDataFromFPGA_Ver1(int line, _ORQ_GPS_DATA* out);  ///< line 0 start, else end
+  int ParseGPSData_Ver1_SingleLine(unsigned char* block, _ORQ_GPS_DATA* out, bool isStart);
+  /// `t` advanced by `us` µs, carrying one second at most.
+  _ORQ_DATE_TIME DateTimeAdd(_ORQ_DATE_TIME t, long long us);
 
   // Owned objects, in the order of their construction.
   CMutex HPCMutex;         ///< guards the hot-pixel list and the row and column flags

@@ -6,13 +6,11 @@
 #include <memory>
 #include <string>
 
+#include "camera/CameraModeTypes.h"
 #include "support/Relaxed.h"
 
 /// Exposure status.
 enum ExpStatus : std::int32_t { ExpIdle = 0, ExpWorking = 1, ExpSuccess = 2, ExpFailed = 3 };
-
-/// Camera mode: 0 free-running, 1 to 6 trigger modes.
-using CAM_MODE = std::int32_t;
 
 namespace orq {
 

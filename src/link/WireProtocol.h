@@ -30,6 +30,7 @@ enum Request : std::uint8_t {
   kReqGuideOff = 0xB1,          ///< out, value = direction
   kReqBoardTemperature = 0xB3,  ///< in, 2 bytes
   kReqTransferCount = 0xB5,     ///< out, value = high 16 bits of the block count, index = low 16 bits
+  kReqFocusMotor = 0xBA,        ///< in: value = driver register, 1 byte; out: value = register, index = byte
   kReqFlashWrite = 0xC2,        ///< out, value = address >> 16, index = address & 0xFFFF, data
   kReqFlashRead = 0xC3,         ///< in, value = address >> 16, index = address & 0xFFFF, data
   kReqFlashErase = 0xC4,        ///< out, value = sector number
@@ -81,7 +82,11 @@ inline constexpr std::uint16_t kFpgaGpsStartLine = 0x47;  ///< 2 bytes
 inline constexpr std::uint16_t kFpgaGpsEndLine = 0x49;    ///< 2 bytes
 inline constexpr std::uint16_t kFpgaGpsStartBlock = 0x50;
 inline constexpr std::uint16_t kFpgaGpsEndBlock = 0x90;
-inline constexpr std::uint16_t kFpgaExposureCount = 0xD0;  ///< 5 bytes, FPGA ticks, read only
+inline constexpr std::uint16_t kFpgaExposureCount = 0xD0;   ///< 5 bytes, FPGA ticks, read only
+inline constexpr std::uint16_t kFpgaCoolerPower = 0xE0;     ///< cooler drive, 0 (off) to 255 (full)
+inline constexpr std::uint16_t kFpgaHeater = 0xE1;          ///< window heater drive, 0 (off) to 255
+inline constexpr std::uint16_t kFpgaCoolerWatchdog = 0xE2;  ///< seconds after the last write to the cooler drive
+                                                            ///< until it falls to 0 by itself; 0: never
 inline constexpr std::uint16_t kFpgaFanSpeed = 0xFA;
 inline constexpr std::uint16_t kFpgaLed = 0xFB;
 inline constexpr std::uint16_t kFpgaHubState = 0xFC;
@@ -112,6 +117,11 @@ inline constexpr std::uint8_t kHostSnap = 0x02;
 inline constexpr std::uint16_t kSensorStandby = 0x0100;     ///< 1: standby, 0: running
 inline constexpr std::uint16_t kSensorGain = 0x0204;        ///< 2 bytes, gain setting
 inline constexpr std::uint16_t kSensorBlackLevel = 0x0208;  ///< 2 bytes, offset setting
+
+inline constexpr std::uint16_t kSensorTemperature = 0x013A;   ///< 2 bytes, two's complement, 1/256 °C
+inline constexpr std::uint16_t kSensorIdentityPage = 0x0A02;  ///< 0x7F selects the identity
+inline constexpr std::uint16_t kSensorIdentityRead = 0x0A00;  ///< 1 fetches it
+inline constexpr std::uint16_t kSensorIdentity = 0x0A27;      ///< 11 bytes, read only
 
 // Frame stream ---------------------------------------------------------------------------------------------
 
