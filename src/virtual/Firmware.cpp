@@ -73,6 +73,7 @@ Firmware::Firmware(const VirtualOptions& options, std::unique_ptr<FrameSource> s
       memory_(std::move(memory)),
       sensor_(kSensorRegisters),
       faults_(options),
+      flashFaults_(options),
       boardType_(BoardOf(options).boardType),
       stream_(std::move(source), options) {
   PowerUpRegisters();
@@ -99,6 +100,12 @@ void Firmware::PowerCycle() {
     memory_.registers.reset();
   }
   stream_.PowerUp(CurrentSettings());
+}
+
+/// Off the bus until it is plugged in again; what was in its registers is gone.
+void Firmware::LosePower() {
+  PowerUpRegisters();
+  stream_.Disconnect();
 }
 
 void Firmware::PowerUpRegisters() {
@@ -244,6 +251,11 @@ void Firmware::SetFlash(std::uint32_t address, std::span<const std::uint8_t> byt
 void Firmware::SetBoardType(std::uint8_t type) {
   const std::lock_guard lock(mutex_);
   boardType_ = type;
+}
+
+void Firmware::AddFlashFault(const FlashFault& fault) {
+  const std::lock_guard lock(mutex_);
+  flashFaults_.Add(fault);
 }
 
 void Firmware::FailRequests(std::uint8_t request, UsbError error, int skip, int count) {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "virtual/FaultScript.h"
+#include "virtual/FlashFaults.h"
 #include "virtual/FpgaRegisters.h"
 #include "virtual/FrameStream.h"
 #include "virtual/StateFile.h"
@@ -51,6 +52,7 @@ class Firmware : public VirtualCamera {
   void FailRequests(std::uint8_t request, UsbError error, int skip, int count) override;
   void ClearFailures() override;
   void AddFrameFault(const FrameFault& fault) override { stream_.AddFault(fault); }
+  void AddFlashFault(const FlashFault& fault) override;
   std::uint64_t FramesExposed() const override { return stream_.FramesExposed(); }
   std::vector<std::uint8_t> SentPayload(std::uint32_t sequence) const override {
     return stream_.SentPayload(sequence);
@@ -93,6 +95,7 @@ class Firmware : public VirtualCamera {
 
   void PowerUpRegisters();
   bool FlashReachable();
+  void LosePower();
   bool SaveMemory();
   std::uint8_t FpgaValue(std::uint16_t reg) const;
   int SensorValue(std::uint16_t reg) const;
@@ -105,6 +108,7 @@ class Firmware : public VirtualCamera {
   FpgaRegisters fpga_;
   std::vector<std::uint8_t> sensor_;
   RequestFaults faults_;
+  FlashFaults flashFaults_;
   std::deque<LoggedRequest> log_;
   std::uint8_t boardType_;
   bool clockOn_ = true;

@@ -72,6 +72,8 @@ class VirtualCamera {
   virtual void FailRequests(std::uint8_t request, UsbError error, int skip = 0, int count = -1) = 0;
   virtual void ClearFailures() = 0;
   virtual void AddFrameFault(const FrameFault& fault) = 0;
+  /// The fault's number counts from the next flash operation of its kind on.
+  virtual void AddFlashFault(const FlashFault& fault) = 0;
   /// Frames that the sensor has exposed since the camera was made.
   virtual std::uint64_t FramesExposed() const = 0;
   /// The payload of the frame with this sequence number, when it is one of the last few; empty otherwise. What the

@@ -22,6 +22,11 @@ struct FaultEntry {
   FrameFault::Kind kind;
 };
 
+struct FlashFaultEntry {
+  std::string_view name;
+  FlashFault::Kind kind;
+};
+
 template <class T>
 bool Number(std::string_view text, T lowest, T highest, T& value, int base = 10) {
   T number{};
@@ -121,6 +126,13 @@ constexpr FaultEntry kFaults[] = {
     {"unplug", FrameFault::Kind::Unplug},
 };
 
+constexpr FlashFaultEntry kFlashFaults[] = {
+    {"flasherase", FlashFault::Kind::Erase},
+    {"flashread", FlashFault::Kind::Read},
+    {"flashflip", FlashFault::Kind::WeakWrite},
+    {"flashpower", FlashFault::Kind::PowerLoss},
+};
+
 /// The names in `entries`, with `before` and `after` around each.
 template <class Entries>
 std::string Names(const Entries& entries, std::string_view after) {
@@ -131,6 +143,10 @@ std::string Names(const Entries& entries, std::string_view after) {
     names += after;
   }
   return names;
+}
+
+std::string FaultNames() {
+  return Names(kFaults, "@N") + ", " + Names(kFlashFaults, "@N");
 }
 
 std::string Quoted(std::string_view word) {
@@ -151,17 +167,24 @@ bool ParseModel(std::string_view word, VirtualOptions& options, std::string& err
 }
 
 bool ParseFault(std::string_view word, std::size_t at, VirtualOptions& options, std::string& error) {
-  const auto* fault = std::ranges::find(kFaults, word.substr(0, at), &FaultEntry::name);
-  if (fault == std::end(kFaults)) {
-    error = "unknown fault " + Quoted(word) + "; faults are " + Names(kFaults, "@N");
+  const auto* frameFault = std::ranges::find(kFaults, word.substr(0, at), &FaultEntry::name);
+  const auto* flashFault = std::ranges::find(kFlashFaults, word.substr(0, at), &FlashFaultEntry::name);
+  const bool ofFrame = frameFault != std::end(kFaults);
+  if (!ofFrame && flashFault == std::end(kFlashFaults)) {
+    error = "unknown fault " + Quoted(word) + "; faults are " + FaultNames();
     return false;
   }
-  std::uint64_t frame = 0;
-  if (!Number(word.substr(at + 1), std::uint64_t{1}, std::numeric_limits<std::uint64_t>::max(), frame)) {
-    error = "fault " + Quoted(word) + " needs a frame number from 1 after the @";
+  std::uint64_t number = 0;
+  if (!Number(word.substr(at + 1), std::uint64_t{1}, std::numeric_limits<std::uint64_t>::max(), number)) {
+    error = "fault " + Quoted(word) + " needs " + (ofFrame ? "a frame" : "an operation's") +
+            " number from 1 after the @";
     return false;
   }
-  options.frameFaults.push_back({fault->kind, frame});
+  if (ofFrame) {
+    options.frameFaults.push_back({frameFault->kind, number});
+  } else {
+    options.flashFaults.push_back({flashFault->kind, number});
+  }
   return true;
 }
 
@@ -173,8 +196,8 @@ bool ParseOption(std::string_view word, VirtualOptions& options, std::string& er
   }
   const auto* option = std::ranges::find(kOptions, word.substr(0, equals), &OptionEntry::name);
   if (option == std::end(kOptions)) {
-    error = "unknown option " + Quoted(word) + "; options are " + Names(kOptions, "=") + " and faults " +
-            Names(kFaults, "@N");
+    error =
+        "unknown option " + Quoted(word) + "; options are " + Names(kOptions, "=") + " and faults " + FaultNames();
     return false;
   }
   const std::string_view value = equals == std::string_view::npos ? "" : word.substr(equals + 1);

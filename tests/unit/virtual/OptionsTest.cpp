@@ -40,6 +40,7 @@ TEST(VirtualOptionsTest, AModelAloneHasTheDefaults) {
   EXPECT_EQ(0.0, options.fluxElectronsPerSecond);
   EXPECT_EQ(0.0, options.dropRate);
   EXPECT_TRUE(options.frameFaults.empty());
+  EXPECT_TRUE(options.flashFaults.empty());
   EXPECT_EQ(0, options.flashFail);
   EXPECT_TRUE(options.refuse.empty());
 }
@@ -85,6 +86,19 @@ TEST(VirtualOptionsTest, FaultsAreCollectedInOrder) {
     EXPECT_EQ(static_cast<FrameFault::Kind>(i % 9), options.frameFaults[i].kind);
     EXPECT_EQ(i + 1, options.frameFaults[i].frame);
   }
+}
+
+TEST(VirtualOptionsTest, FaultsOfTheFlashStandApart) {
+  const VirtualOptions options = Parsed("k1c,flasherase@1,flashread@2,short@9,flashflip@3,flashpower@4");
+  EXPECT_EQ(1U, options.frameFaults.size());
+  ASSERT_EQ(4U, options.flashFaults.size());
+  for (std::size_t i = 0; i < 4; ++i) {
+    EXPECT_EQ(static_cast<FlashFault::Kind>(i), options.flashFaults[i].kind);
+    EXPECT_EQ(i + 1, options.flashFaults[i].operation);
+  }
+  EXPECT_THAT(ErrorOf("k1c,flashflip@0"), HasSubstr("an operation's number"));
+  EXPECT_THAT(ErrorOf("k1c,short@0"), HasSubstr("a frame number"));
+  EXPECT_THAT(ErrorOf("k1c,flashburn@1"), AllOf(HasSubstr("stall@N"), HasSubstr("flashpower@N")));
 }
 
 TEST(VirtualOptionsTest, TheLastOfTwoWins) {
