@@ -61,6 +61,10 @@ Firmware::Firmware(const VirtualOptions& options, std::unique_ptr<FrameSource> s
       devices_(DeviceOf(options), options, memory_.serial),
       stream_(std::move(source), options, [this] { return devices_.SensorC(); }) {
   PowerUpRegisters();
+  if (options.triggerPeriodUs > 0) {
+    triggerPulses_ = std::make_unique<TriggerPulses>(std::chrono::microseconds(options.triggerPeriodUs),
+                                                     [this](bool high) { stream_.SetTriggerLine(high); });
+  }
 }
 
 Firmware::~Firmware() {
@@ -108,6 +112,10 @@ void Firmware::PowerUpRegisters() {
   const FrameSource& source = stream_.Source();
   fpga_.Clear();
   devices_.PowerUp(fpga_);
+  if (options_.fpgaType) {
+    fpga_.Set(wire::kFpgaType, *options_.fpgaType);
+  }
+  fpga_.Set(wire::kFpgaSyncControl, wire::kSyncAHigh | wire::kSyncBHigh);
   fpga_.Set(wire::kFpgaMonoBin, kMonoBinOff);
   fpga_.Set(wire::kFpgaFormat, wire::kFormat16Bit);
   fpga_.Set(wire::kFpgaBin, 1);
@@ -134,17 +142,14 @@ StreamSettings Firmware::CurrentSettings() const {
   const auto number = [this](std::uint16_t reg, int bytes) {
     return static_cast<int>(fpga_.ReadWide(static_cast<std::uint8_t>(reg), bytes));
   };
-  const int trigger = number(wire::kFpgaTriggerInput, 1);
   StreamSettings settings;
   settings.output = configured_ && (number(wire::kFpgaRun, 1) & wire::kRunOutput) != 0;
   settings.sensorOn = clockOn_ && (sensor_[wire::kSensorStandby] & 1U) == 0;
   settings.busOn = busOn_;
   settings.snap =
       (number(wire::kFpgaHostMode, 1) & wire::kHostSnap) != 0 || (number(wire::kFpgaSingle, 1) & 1) != 0;
-  if ((trigger & wire::kTriggerEnable) != 0 && (trigger & wire::kTriggerSoftMode) == 0) {
-    settings.trigger = (trigger & wire::kTriggerExternal) != 0 ? StreamSettings::Trigger::External
-                                                               : StreamSettings::Trigger::Software;
-  }
+  settings.trigger = TriggerSettingOf(fpga_);
+  settings.sync = SyncSettingsOf(fpga_);
   settings.geometry = {.startX = number(wire::kFpgaStartX, 2),
                        .startY = number(wire::kFpgaStartY, 2),
                        .width = number(wire::kFpgaWidth, 2),

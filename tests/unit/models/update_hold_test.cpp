@@ -110,38 +110,6 @@ TEST_P(UpdateHold, IsFreeAgainAfterARefusal) {
   EXPECT_TRUE(hold.owns_lock());
 }
 
-TEST_P(UpdateHold, OfTwoThreadsAtOnceEachGetsItsTurn) {
-  constexpr int kTurns = 200;
-  const auto repeat = [this](bool (*run)(CCameraFX3&)) {
-    for (int i = 0; i < kTurns; ++i) EXPECT_TRUE(run(link));
-  };
-  std::thread other(repeat, GetParam().run);
-  repeat([](CCameraFX3& l) {
-    RegisterBatch batch;
-    batch.Fpga(0x28, 0, 4);
-    return WriteHeld(l, batch, batch);
-  });
-  other.join();
-
-  bool held = false;
-  std::uint16_t owner = 0;
-  int turns = 0;
-  for (const WritesPort::Write& write : port->Writes()) {
-    if (write.reg == 0x01) {
-      ASSERT_NE(held, write.value == 1) << "set twice, or cleared twice";
-      held = write.value == 1;
-      owner = 0;
-      turns += held ? 1 : 0;
-      continue;
-    }
-    ASSERT_TRUE(held);
-    if (owner == 0) owner = write.reg;
-    ASSERT_LT(write.reg - owner, 5) << "two sequences in one hold";
-  }
-  EXPECT_FALSE(held);
-  EXPECT_EQ(turns, 2 * kTurns);
-}
-
 INSTANTIATE_TEST_SUITE_P(Link, UpdateHold, testing::ValuesIn(kUsers),
                          [](const auto& instance) { return std::string(instance.param.name); });
 
