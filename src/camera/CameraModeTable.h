@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "camera/CameraModeTypes.h"
+#include "camera/CameraState.h"
 
 namespace orq {
 
@@ -24,6 +25,11 @@ constexpr TriggerSupport TriggerSupportOf(std::uint8_t fpgaType) {
   if (fpgaType >= kFirstWithLevels) return {true, true, true};
   if (fpgaType >= kFirstWithEdges) return {true, true, false};
   return {};
+}
+
+/// As an open camera's flags say.
+inline TriggerSupport TriggerSupportOf(const CaptureState& camera) {
+  return {camera.supportTrigger != 0, camera.supportModes1to3 != 0, camera.supportModes4to6 != 0};
 }
 
 /// Whether the camera may be switched to `mode`. A trigger unit that names neither group is taken at its word:

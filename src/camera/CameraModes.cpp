@@ -20,10 +20,6 @@ bool IsOutputPin(Trig_Output_Pin pin) {
   return pin == TRIG_OUTPUT_PINA || pin == TRIG_OUTPUT_PINB;
 }
 
-orq::TriggerSupport SupportOf(const orq::CaptureState& camera) {
-  return {camera.supportTrigger != 0, camera.supportModes1to3 != 0, camera.supportModes4to6 != 0};
-}
-
 }  // namespace
 
 void CCameraBase::CameraModeCheck() {
@@ -37,14 +33,14 @@ void CCameraBase::CameraModeCheck() {
 
 int CCameraBase::GetCameraSupportedMode(_ORQ_SUPPORTED_MODE* modes) {
   if (modes == nullptr) return 0;
-  orq::ListModes(SupportOf(*this), *modes);
+  orq::ListModes(orq::TriggerSupportOf(*this), *modes);
   return 1;
 }
 
 int CCameraBase::SetCameraMode(CAM_MODE mode) {
   DbgPrint(-1, "SetCameraMode", "set camera mode %d\n", mode);
   if (IsCaptureRunning()) return MODE_CAPTURE_RUNNING;
-  if (!orq::IsModeOffered(SupportOf(*this), mode)) return MODE_NOT_OFFERED;
+  if (!orq::IsModeOffered(orq::TriggerSupportOf(*this), mode)) return MODE_NOT_OFFERED;
   if (mode == camMode) return MODE_OK;
   SelectCameraMode(mode);
   camMode = mode;
