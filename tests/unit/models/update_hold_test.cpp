@@ -9,9 +9,9 @@
 #include <thread>
 #include <vector>
 
-#include "camera/CameraFX3.h"
 #include "models/RegisterBatch.h"
 #include "support/FakePort.h"
+#include "support/RecordingCamera.h"
 
 namespace orq {
 namespace {
@@ -51,21 +51,22 @@ class WritesPort : public test::FakePort {
 
 struct HoldUser {
   const char* name;
-  bool (*run)(CCameraFX3& link);
+  bool (*run)(CCameraBase& camera);
   std::uint16_t firstRegister;
 };
 
-bool WriteExposure(CCameraFX3& link) {
+bool WriteExposure(CCameraBase& link) {
   RegisterBatch batch;
   batch.Fpga(0x30, 0x0504030201, 5);
   return WriteHeld(link, batch, batch);
 }
 
 const HoldUser kUsers[] = {
-    {"SyncADelay", [](CCameraFX3& l) { return l.SetExtSyncADelayTime(1); }, 0x04},
-    {"SyncAKeep", [](CCameraFX3& l) { return l.SetExtSyncAKeepTime(1); }, 0x08},
-    {"SyncBDelay", [](CCameraFX3& l) { return l.SetExtSyncBDelayTime(1); }, 0x0C},
-    {"SyncBKeep", [](CCameraFX3& l) { return l.SetExtSyncBKeepTime(1); }, 0x10},
+    {"SyncADelay", [](CCameraBase& l) { return l.SetExtSyncADelayTime(1); }, 0x04},
+    {"SyncAKeep", [](CCameraBase& l) { return l.SetExtSyncAKeepTime(1); }, 0x08},
+    {"SyncBDelay", [](CCameraBase& l) { return l.SetExtSyncBDelayTime(1); }, 0x0C},
+    {"SyncBKeep", [](CCameraBase& l) { return l.SetExtSyncBKeepTime(1); }, 0x10},
+    {"GpsLine", [](CCameraBase& l) { return l.GPSSetLine(0, 5) == CTRL_OK; }, 0x47},
     {"RegisterBatch", WriteExposure, 0x30},
 };
 
@@ -75,10 +76,11 @@ class UpdateHold : public testing::TestWithParam<HoldUser> {
     link.UsePort(port);
     link.usbHandle = port->Handle();
     link.bOpened = 1;
+    link.iMaxHeight = 10;
   }
 
   std::shared_ptr<WritesPort> port = std::make_shared<WritesPort>();
-  CCameraFX3 link;
+  test::BareCamera link;
 };
 
 TEST_P(UpdateHold, IsNotEndedByAnotherThreadThatUsesIt) {
@@ -86,16 +88,16 @@ TEST_P(UpdateHold, IsNotEndedByAnotherThreadThatUsesIt) {
   ASSERT_TRUE(link.WriteFPGAREG(0x01, 1));
   std::thread other([this] { EXPECT_TRUE(GetParam().run(link)); });
   port->AwaitMoreThan(1, std::chrono::milliseconds(50));
-  EXPECT_TRUE(link.WriteFPGAREG(0x47, 0xAA));
+  EXPECT_TRUE(link.WriteFPGAREG(0x35, 0xAA));
   EXPECT_TRUE(link.WriteFPGAREG(0x01, 0));
   hold.unlock();
   other.join();
 
   using Write = WritesPort::Write;
   const std::vector<Write> writes = port->Writes();
-  ASSERT_GT(writes.size(), 5U);
+  ASSERT_GT(writes.size(), 4U);
   EXPECT_EQ(writes[0], (Write{0x01, 1}));
-  EXPECT_EQ(writes[1], (Write{0x47, 0xAA}));
+  EXPECT_EQ(writes[1], (Write{0x35, 0xAA}));
   EXPECT_EQ(writes[2], (Write{0x01, 0}));
   EXPECT_EQ(writes[3], (Write{0x01, 1}));
   EXPECT_EQ(writes[4].reg, GetParam().firstRegister);

@@ -57,12 +57,8 @@ TEST(VirtualOptionsTest, EveryOptionIsRead) {
   const VirtualOptions options = Parsed(
       "k1c,seed=18446744073709551615,timescale=0.01,usb=2,prerender=4,serial=0123456789aBcDeF,state=/tmp/a "
       "b.state,"
-<<<<<<< HEAD
-      "temp=-12.5,ambient=4.5,scene=flat,flux=1e3,drop=0.25,flashfail=2,refuse=0xD4,refuse=200");
-=======
-      "temp=-12.5,scene=flat,flux=1e3,drop=0.25,flashfail=2,refuse=0xD4,refuse=200,"
+      "temp=-12.5,ambient=4.5,scene=flat,flux=1e3,drop=0.25,flashfail=2,refuse=0xD4,refuse=200,"
       "fpga=0xC0,trigger=0.25s");
->>>>>>> 547e5f6 (Virtual camera: trigger input and trigger outputs)
   EXPECT_EQ(18446744073709551615U, options.seed);
   EXPECT_EQ(0.01, options.timeScale);
   EXPECT_FALSE(options.usb3);
