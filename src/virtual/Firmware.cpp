@@ -107,6 +107,7 @@ void Firmware::LosePower() {
 void Firmware::PowerUpRegisters() {
   const FrameSource& source = stream_.Source();
   fpga_.Clear();
+  fpga_.Set(wire::kFpgaType, DeviceOf(options_).fpgaType);
   devices_.PowerUp(fpga_);
   fpga_.Set(wire::kFpgaMonoBin, kMonoBinOff);
   fpga_.Set(wire::kFpgaFormat, wire::kFormat16Bit);
@@ -186,7 +187,7 @@ bool Firmware::SaveMemory() {
   }
   const bool pluggedIn = !memory_.registers;  // else the kept registers still wait for that
   if (pluggedIn) {
-    FpgaValue(wire::kFpgaCoolerPower);  // its watchdog may have struck
+    devices_.BeforeSave(fpga_);
     memory_.registers = DeviceRegisters{fpga_.All(), sensor_};
   }
   std::string error;
