@@ -111,6 +111,7 @@ void Firmware::LosePower() {
 void Firmware::PowerUpRegisters() {
   const FrameSource& source = stream_.Source();
   fpga_.Clear();
+  fpga_.Set(wire::kFpgaType, DeviceOf(options_).fpgaType);
   devices_.PowerUp(fpga_);
   if (options_.fpgaType) {
     fpga_.Set(wire::kFpgaType, *options_.fpgaType);
@@ -191,7 +192,7 @@ bool Firmware::SaveMemory() {
   }
   const bool pluggedIn = !memory_.registers;  // else the kept registers still wait for that
   if (pluggedIn) {
-    FpgaValue(wire::kFpgaCoolerPower);  // its watchdog may have struck
+    devices_.BeforeSave(fpga_);
     memory_.registers = DeviceRegisters{fpga_.All(), sensor_};
   }
   std::string error;
