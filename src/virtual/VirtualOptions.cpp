@@ -5,6 +5,9 @@
 #include <cmath>
 #include <limits>
 
+#include "virtual/DeviceData.h"
+#include "virtual/SensorData.h"
+
 namespace orq {
 namespace {
 
@@ -105,7 +108,9 @@ constexpr OptionEntry kOptions[] = {
     {"serial", "16 hexadecimal digits", SetSerial},
     {"state", "a file name", [](VirtualOptions& o, std::string_view v) { return Text(v, o.state); }},
     {"temp", "degrees Celsius from -100 to 100",
-     [](VirtualOptions& o, std::string_view v) { return Real(v, -100, 100, o.temperatureC); }},
+     [](VirtualOptions& o, std::string_view v) { return Real(v, -100, 100, o.temperatureC.emplace()); }},
+    {"ambient", "degrees Celsius from -100 to 100",
+     [](VirtualOptions& o, std::string_view v) { return Real(v, -100, 100, o.ambientC.emplace()); }},
     {"scene", "stars, flat or dark", SetScene},
     {"flux", "electrons per pixel and second from 0 to 1e12",
      [](VirtualOptions& o, std::string_view v) { return Real(v, 0, 1e12, o.fluxElectronsPerSecond); }},
@@ -209,6 +214,13 @@ bool ParseOption(std::string_view word, VirtualOptions& options, std::string& er
   return true;
 }
 
+/// Depth and size as the end of a model's line; nothing where recorded frames decide them.
+std::string SensorFacts(const SensorData* sensor) {
+  return sensor == nullptr ? ""
+                           : ", " + std::to_string(sensor->adcBits) + " bit, " + std::to_string(sensor->width) +
+                                 " x " + std::to_string(sensor->height);
+}
+
 /// What only the whole can show.
 bool Consistent(const VirtualOptions& options, std::string& error) {
   if (options.model == "replay" && options.file.empty()) {
@@ -244,11 +256,16 @@ std::optional<VirtualOptions> ParseVirtualOptions(std::string_view text, std::st
 }
 
 const std::vector<VirtualModelName>& VirtualModels() {
-  static const std::vector<VirtualModelName> kModels{
-      {"k1c", "colour planetary and guide camera, 12 bit, 1936 x 1096"},
-      {"x26m", "cooled monochrome deep-sky camera, 16 bit, 6248 x 4176"},
-      {"replay", "frames from a FITS, PGM or SER file"},
-  };
+  static const std::vector<VirtualModelName> kModels = [] {
+    std::vector<VirtualModelName> models;
+    for (const DeviceData& device : AllDevices()) {
+      const SensorData* sensor = FindSensor(device.key);
+      if (sensor != nullptr || device.key == "replay") {
+        models.push_back({std::string(device.key), std::string(device.summary) + SensorFacts(sensor)});
+      }
+    }
+    return models;
+  }();
   return kModels;
 }
 

@@ -35,7 +35,7 @@ struct FlashFault {
 
 /// Options of one virtual camera. `docs/virtual-camera.md` describes each for users.
 struct VirtualOptions {
-  std::string model = "k1c";            ///< `k1c`, `x26m` or `replay`
+  std::string model = "k1c";            ///< a key of the device table
   std::uint64_t seed = 1;               ///< same seed, same run
   double timeScale = 1.0;               ///< `timescale=` 0.01: all takes a hundredth of its time; 0: none
   bool usb3 = true;                     ///< `usb=2` or `usb=3`
@@ -44,7 +44,8 @@ struct VirtualOptions {
   int preRender = 0;                    ///< `prerender=N`: N frames made beforehand and sent in turn
   std::string serial;                   ///< `serial=` 16 hex digits; by default made from the seed
   std::string state;                    ///< `state=FILE`: keeps flash, registers and serial number
-  double temperatureC = 20.0;           ///< `temp=` sensor temperature
+  std::optional<double> temperatureC;   ///< `temp=` sensor at the start; default: settled in `ambient=`, else 20
+  std::optional<double> ambientC;       ///< `ambient=` surroundings; default: such that the sensor keeps `temp=`
   std::string scene = "stars";          ///< `scene=stars|flat|dark`
   double fluxElectronsPerSecond = 0;    ///< `flux=`: light of a flat scene, electrons per pixel and second
   double dropRate = 0.0;                ///< `drop=`: fraction of frames that the device loses
@@ -59,10 +60,11 @@ struct VirtualOptions {
 /// wrong (the reason lists the right ones).
 std::optional<VirtualOptions> ParseVirtualOptions(std::string_view text, std::string& error);
 
-/// Names of the virtual models with a line for users each.
+/// Names of the virtual models with a line for users each: all that have a row in the tables of devices and
+/// sensors.
 struct VirtualModelName {
-  const char* name;
-  const char* summary;
+  std::string name;
+  std::string summary;
 };
 const std::vector<VirtualModelName>& VirtualModels();
 

@@ -323,6 +323,39 @@ TEST_F(VirtualState, APowerLossIsKeptAsItHappened) {
   EXPECT_EQ(0, camera->FpgaRegister(0xFA)) << "registers do not survive a loss of power";
 }
 
+TEST_F(VirtualState, DevicesGoOnAsTheirRegistersSay) {
+  std::string error;
+  options_.model = "x26m";
+  {
+    auto camera = Make(error);
+    ASSERT_NE(nullptr, camera);
+    camera->PowerCycle();
+    EXPECT_EQ(0, Out(*camera, 0xD1, 0xE2, 30));   // watchdog
+    EXPECT_EQ(0, Out(*camera, 0xD1, 0xE0, 120));  // cooler
+    EXPECT_EQ(0, Out(*camera, 0xD1, 0xE1, 40));   // heater
+    EXPECT_EQ(0, Out(*camera, 0xD1, 0x19, 0));    // fan
+    EXPECT_EQ(0, Out(*camera, 0xD1, 0xFA, 77));
+    EXPECT_EQ(0, Out(*camera, 0xD1, 0xFC, 0x02));  // hub off
+  }
+  {
+    auto camera = Make(error);
+    ASSERT_NE(nullptr, camera);
+    camera->PowerCycle();
+    const DeviceReadings readings = camera->Readings();
+    EXPECT_EQ(120, readings.coolerDrive);
+    EXPECT_EQ(40, readings.heaterDrive);
+    EXPECT_EQ(77, readings.fanSpeed);
+    EXPECT_FALSE(readings.hubOn);
+    EXPECT_EQ(0x02, camera->FpgaRegister(0xFC));
+    camera->AdvanceTime(31);
+  }
+  auto camera = Make(error);
+  ASSERT_NE(nullptr, camera);
+  camera->PowerCycle();
+  EXPECT_EQ(0, camera->Readings().coolerDrive) << "the watchdog had struck";
+  EXPECT_EQ(0, camera->FpgaRegister(0xE0));
+}
+
 TEST_F(VirtualState, DamageIsAnErrorAndTheFileStays) {
   std::string error;
   {

@@ -1,6 +1,11 @@
+#include "virtual/VirtualOptions.h"
+
 #include <gmock/gmock.h>
 
-#include "virtual/VirtualOptions.h"
+#include <map>
+
+#include "virtual/DeviceData.h"
+#include "virtual/SensorData.h"
 
 namespace orq {
 namespace {
@@ -35,7 +40,8 @@ TEST(VirtualOptionsTest, AModelAloneHasTheDefaults) {
   EXPECT_EQ(0, options.preRender);
   EXPECT_EQ("", options.serial);
   EXPECT_EQ("", options.state);
-  EXPECT_EQ(20.0, options.temperatureC);
+  EXPECT_FALSE(options.temperatureC.has_value());
+  EXPECT_FALSE(options.ambientC.has_value());
   EXPECT_EQ("stars", options.scene);
   EXPECT_EQ(0.0, options.fluxElectronsPerSecond);
   EXPECT_EQ(0.0, options.dropRate);
@@ -49,7 +55,7 @@ TEST(VirtualOptionsTest, EveryOptionIsRead) {
   const VirtualOptions options = Parsed(
       "k1c,seed=18446744073709551615,timescale=0.01,usb=2,prerender=4,serial=0123456789aBcDeF,state=/tmp/a "
       "b.state,"
-      "temp=-12.5,scene=flat,flux=1e3,drop=0.25,flashfail=2,refuse=0xD4,refuse=200");
+      "temp=-12.5,ambient=4.5,scene=flat,flux=1e3,drop=0.25,flashfail=2,refuse=0xD4,refuse=200");
   EXPECT_EQ(18446744073709551615U, options.seed);
   EXPECT_EQ(0.01, options.timeScale);
   EXPECT_FALSE(options.usb3);
@@ -57,6 +63,7 @@ TEST(VirtualOptionsTest, EveryOptionIsRead) {
   EXPECT_EQ("0123456789aBcDeF", options.serial);
   EXPECT_EQ("/tmp/a b.state", options.state);
   EXPECT_EQ(-12.5, options.temperatureC);
+  EXPECT_EQ(4.5, options.ambientC);
   EXPECT_EQ("flat", options.scene);
   EXPECT_EQ(1000.0, options.fluxElectronsPerSecond);
   EXPECT_EQ(0.25, options.dropRate);
@@ -107,8 +114,13 @@ TEST(VirtualOptionsTest, TheLastOfTwoWins) {
 }
 
 TEST(VirtualOptionsTest, WrongWordsListTheRightOnes) {
-  EXPECT_THAT(ErrorOf("k2c"), AllOf(HasSubstr("'k2c'"), HasSubstr("k1c, x26m, replay")));
-  EXPECT_THAT(ErrorOf(""), HasSubstr("k1c, x26m, replay"));
+  EXPECT_THAT(ErrorOf("k2c"), HasSubstr("'k2c'"));
+  for (const char* wrong : {"k2c", ""}) {
+    const std::string error = ErrorOf(wrong);
+    for (const char* right : {"k1c", "x26m", "replay"}) {
+      EXPECT_THAT(error, HasSubstr(right));
+    }
+  }
   EXPECT_THAT(ErrorOf("K1C"), HasSubstr("k1c"));
   EXPECT_THAT(ErrorOf("k1c,sed=1"), AllOf(HasSubstr("'sed=1'"), HasSubstr("seed="), HasSubstr("unplug@N")));
   EXPECT_THAT(ErrorOf("k1c,"), HasSubstr("seed="));
@@ -144,6 +156,8 @@ TEST(VirtualOptionsTest, ValuesOutOfRangeAreRefused) {
                            "state=",
                            "temp=-101",
                            "temp=nan",
+                           "ambient=100.5",
+                           "ambient=",
                            "flux=-1",
                            "flux=inf",
                            "drop=1.01",
@@ -165,9 +179,19 @@ TEST(VirtualOptionsTest, ValuesOutOfRangeAreRefused) {
 }
 
 TEST(VirtualOptionsTest, ModelsAreDescribed) {
-  ASSERT_EQ(3U, VirtualModels().size());
+  std::map<std::string, std::string> models;
   for (const VirtualModelName& model : VirtualModels()) {
-    EXPECT_STRNE("", model.summary);
+    EXPECT_TRUE(models.emplace(model.name, model.summary).second) << model.name;
+  }
+  EXPECT_EQ("colour planetary and guide camera, 12 bit, 1936 x 1096", models["k1c"]);
+  EXPECT_EQ("cooled monochrome deep-sky camera, 16 bit, 6248 x 4176", models["x26m"]);
+  EXPECT_EQ("frames from a FITS, PGM or SER file", models["replay"]);
+}
+
+TEST(VirtualOptionsTest, OffersWhatHasADeviceAndASensor) {
+  for (const VirtualModelName& model : VirtualModels()) {
+    EXPECT_NE(nullptr, FindDevice(model.name)) << model.name;
+    EXPECT_TRUE(model.name == "replay" || FindSensor(model.name) != nullptr) << model.name;
   }
 }
 
