@@ -25,7 +25,9 @@ void CheckUsable(const orq::VirtualOptions& options) {
   Require(options.timeScale >= 0 && options.timeScale <= 1000);
   Require(options.dropRate >= 0 && options.dropRate <= 1);
   Require(options.fluxElectronsPerSecond >= 0 && std::isfinite(options.fluxElectronsPerSecond));
-  Require(options.temperatureC >= -100 && options.temperatureC <= 100);
+  for (const auto& celsius : {options.temperatureC, options.ambientC}) {
+    Require(!celsius || (*celsius >= -100 && *celsius <= 100));
+  }
   Require(options.preRender >= 0 && options.preRender <= 64);
   Require(options.flashFail >= 0);
   Require(options.serial.empty() || options.serial.size() == 16);
@@ -33,6 +35,9 @@ void CheckUsable(const orq::VirtualOptions& options) {
   Require((options.model == "replay") == !options.file.empty());
   for (const orq::FrameFault& fault : options.frameFaults) {
     Require(fault.frame > 0);
+  }
+  for (const orq::FlashFault& fault : options.flashFaults) {
+    Require(fault.operation > 0);
   }
 }
 

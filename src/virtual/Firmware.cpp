@@ -4,35 +4,20 @@
 #include <charconv>
 #include <utility>
 
-#include "link/ProductIds.h"
+#include "virtual/DeviceData.h"
 
 namespace orq {
 namespace {
 
-/// What differs between the boards.
-struct Board {
-  std::string_view model;
-  std::uint16_t productId;
-  std::uint8_t fpgaType;
-  std::uint8_t boardType;
-  bool adjustable;  ///< fan and power LED
-};
-
-constexpr Board kBoards[] = {
-    {"k1c", pid::kK1C, 1, 1, false},
-    {"x26m", pid::kX26M, 2, 6, true},
-    {"replay", pid::kReplay, 1, 1, false},
-};
-
-const Board& BoardOf(const VirtualOptions& options) {
-  const auto* board = std::ranges::find(kBoards, options.model, &Board::model);
-  return board != std::end(kBoards) ? *board : kBoards[0];
+const DeviceData& DeviceOf(const VirtualOptions& options) {
+  const DeviceData* device = FindDevice(options.model);
+  return device != nullptr ? *device : AllDevices().front();
 }
 
 /// The serial number of the options, or one made from model and seed (never all zero).
 std::array<std::uint8_t, 8> SerialOf(const VirtualOptions& options) {
   std::array<std::uint8_t, 8> serial{};
-  std::uint64_t number = SeededNumber(options.seed, BoardOf(options).productId) | 1U;
+  std::uint64_t number = SeededNumber(options.seed, DeviceOf(options).productId) | 1U;
   if (!options.serial.empty()) {
     std::from_chars(options.serial.data(), options.serial.data() + options.serial.size(), number, 16);
   }
@@ -44,8 +29,6 @@ std::array<std::uint8_t, 8> SerialOf(const VirtualOptions& options) {
 
 constexpr std::uint64_t kPowerUpExposureUs = 10000;
 constexpr std::uint8_t kMonoBinOff = 0x80;
-constexpr std::uint8_t kHubOn = 0x04;
-constexpr std::uint8_t kLedFull = 0xFF;
 
 }  // namespace
 
@@ -54,7 +37,7 @@ std::shared_ptr<Firmware> Firmware::Make(const VirtualOptions& options, std::uni
   DeviceMemory memory;
   memory.serial = SerialOf(options);
   if (!options.state.empty()) {
-    const std::uint16_t productId = BoardOf(options).productId;
+    const std::uint16_t productId = DeviceOf(options).productId;
     if (LoadState(options.state, productId, memory, error) == StateLoad::Failed) {
       return nullptr;
     }
@@ -73,8 +56,10 @@ Firmware::Firmware(const VirtualOptions& options, std::unique_ptr<FrameSource> s
       memory_(std::move(memory)),
       sensor_(kSensorRegisters),
       faults_(options),
-      boardType_(BoardOf(options).boardType),
-      stream_(std::move(source), options) {
+      flashFaults_(options),
+      boardType_(DeviceOf(options).boardType),
+      devices_(DeviceOf(options), options, memory_.serial),
+      stream_(std::move(source), options, [this] { return devices_.SensorC(); }) {
   PowerUpRegisters();
 }
 
@@ -84,7 +69,7 @@ Firmware::~Firmware() {
 }
 
 std::uint16_t Firmware::ProductId() const {
-  return BoardOf(options_).productId;
+  return DeviceOf(options_).productId;
 }
 
 // Bus --------------------------------------------------------------------------------------------------------
@@ -97,17 +82,32 @@ void Firmware::PowerCycle() {
     fpga_.Restore(memory_.registers->fpga);
     sensor_ = memory_.registers->sensor;
     memory_.registers.reset();
+    devices_.TakeUp(fpga_);
   }
-  stream_.PowerUp(CurrentSettings());
+  const StreamSettings settings = CurrentSettings();
+  devices_.SetSensorRunning(settings.sensorOn);
+  stream_.PowerUp(settings);
+}
+
+void Firmware::Disconnect() {
+  {
+    const std::lock_guard lock(mutex_);
+    devices_.PowerOff();
+  }
+  stream_.Disconnect();
+}
+
+/// Off the bus until it is plugged in again; what was in its registers is gone.
+void Firmware::LosePower() {
+  PowerUpRegisters();
+  devices_.PowerOff();
+  stream_.Disconnect();
 }
 
 void Firmware::PowerUpRegisters() {
   const FrameSource& source = stream_.Source();
   fpga_.Clear();
-  fpga_.Set(wire::kFpgaType, BoardOf(options_).fpgaType);
-  fpga_.Set(wire::kFpgaAdjustable, BoardOf(options_).adjustable ? 1 : 0);
-  fpga_.Set(wire::kFpgaHubState, kHubOn);
-  fpga_.Set(wire::kFpgaLed, kLedFull);
+  devices_.PowerUp(fpga_);
   fpga_.Set(wire::kFpgaMonoBin, kMonoBinOff);
   fpga_.Set(wire::kFpgaFormat, wire::kFormat16Bit);
   fpga_.Set(wire::kFpgaBin, 1);
@@ -163,13 +163,21 @@ int Firmware::SensorValue(std::uint16_t reg) const {
   return sensor_[reg] | sensor_[static_cast<std::uint16_t>(reg + 1)] << 8;
 }
 
-/// The exposure counter is the stream's; all else stands in the register file.
 std::uint8_t Firmware::FpgaValue(std::uint16_t reg) const {
-  const int byte = reg - wire::kFpgaExposureCount;
-  if (byte >= 0 && byte < 5) {
-    return static_cast<std::uint8_t>(stream_.LastExposureUs() >> (8 * byte));
-  }
-  return fpga_.Read(static_cast<std::uint8_t>(reg));
+  const auto at = static_cast<std::uint8_t>(reg);
+  devices_.BeforeRead(at, fpga_, stream_.LastExposureUs());
+  return fpga_.Read(at);
+}
+
+std::uint8_t Firmware::SensorByte(std::uint16_t reg) const {
+  devices_.BeforeSensorRead(reg, sensor_);
+  return sensor_[reg];
+}
+
+void Firmware::ApplySettings() {
+  const StreamSettings settings = CurrentSettings();
+  devices_.SetSensorRunning(settings.sensorOn);
+  stream_.Apply(settings);
 }
 
 bool Firmware::SaveMemory() {
@@ -178,6 +186,7 @@ bool Firmware::SaveMemory() {
   }
   const bool pluggedIn = !memory_.registers;  // else the kept registers still wait for that
   if (pluggedIn) {
+    FpgaValue(wire::kFpgaCoolerPower);  // its watchdog may have struck
     memory_.registers = DeviceRegisters{fpga_.All(), sensor_};
   }
   std::string error;
@@ -209,13 +218,14 @@ void Firmware::SetFpgaRegister(std::uint16_t reg, std::uint8_t value) {
   const std::lock_guard lock(mutex_);
   if (reg < FpgaRegisters::kCount) {
     fpga_.Set(static_cast<std::uint8_t>(reg), value);
+    devices_.AfterWrite(static_cast<std::uint8_t>(reg), fpga_);
     ApplySettings();
   }
 }
 
 std::uint8_t Firmware::SensorRegister(std::uint16_t reg) const {
   const std::lock_guard lock(mutex_);
-  return sensor_[reg];
+  return SensorByte(reg);
 }
 
 void Firmware::SetSensorRegister(std::uint16_t reg, std::uint8_t value) {
@@ -244,6 +254,16 @@ void Firmware::SetFlash(std::uint32_t address, std::span<const std::uint8_t> byt
 void Firmware::SetBoardType(std::uint8_t type) {
   const std::lock_guard lock(mutex_);
   boardType_ = type;
+}
+
+void Firmware::AddFlashFault(const FlashFault& fault) {
+  const std::lock_guard lock(mutex_);
+  flashFaults_.Add(fault);
+}
+
+DeviceReadings Firmware::Readings() const {
+  const std::lock_guard lock(mutex_);
+  return devices_.Readings(fpga_);
 }
 
 void Firmware::FailRequests(std::uint8_t request, UsbError error, int skip, int count) {

@@ -10,8 +10,10 @@
 #include <vector>
 
 #include "virtual/FaultScript.h"
+#include "virtual/FlashFaults.h"
 #include "virtual/FpgaRegisters.h"
 #include "virtual/FrameStream.h"
+#include "virtual/Peripherals.h"
 #include "virtual/StateFile.h"
 #include "virtual/VirtualCamera.h"
 
@@ -32,7 +34,7 @@ class Firmware : public VirtualCamera {
   std::uint16_t ProductId() const override;
   UsbSpeed Speed() const override { return options_.usb3 ? UsbSpeed::Super : UsbSpeed::High; }
   void PowerCycle() override;
-  void Disconnect() override { stream_.Disconnect(); }
+  void Disconnect() override;
   void SetConfiguration(int configuration) override;
   int Control(const SetupPacket& setup, std::span<std::uint8_t> data) override;
   BulkStep ReadStream(std::span<std::uint8_t> out) override { return stream_.Read(out); }
@@ -48,9 +50,13 @@ class Firmware : public VirtualCamera {
   std::vector<std::uint8_t> Flash(std::uint32_t address, std::size_t bytes) const override;
   void SetFlash(std::uint32_t address, std::span<const std::uint8_t> bytes) override;
   void SetBoardType(std::uint8_t type) override;
+  DeviceReadings Readings() const override;
+  void SetAmbient(double celsius) override { devices_.SetAmbient(celsius); }
+  void AdvanceTime(double seconds) override { devices_.AdvanceTime(seconds); }
   void FailRequests(std::uint8_t request, UsbError error, int skip, int count) override;
   void ClearFailures() override;
   void AddFrameFault(const FrameFault& fault) override { stream_.AddFault(fault); }
+  void AddFlashFault(const FlashFault& fault) override;
   std::uint64_t FramesExposed() const override { return stream_.FramesExposed(); }
   std::vector<std::uint8_t> SentPayload(std::uint32_t sequence) const override {
     return stream_.SentPayload(sequence);
@@ -66,7 +72,7 @@ class Firmware : public VirtualCamera {
     std::uint16_t maxLength;
     Handler handler;
   };
-  static const std::array<RequestEntry, 20> kRequests;
+  static const std::array<RequestEntry, 22> kRequests;
 
   int Execute(const SetupPacket& setup, Data data);
 
@@ -76,6 +82,8 @@ class Firmware : public VirtualCamera {
   bool SwitchGuideLine(const SetupPacket& setup, Data data);
   bool BoardTemperature(const SetupPacket& setup, Data data);
   bool TransferCount(const SetupPacket& setup, Data data);
+  bool ReadFocusMotor(const SetupPacket& setup, Data data);
+  bool WriteFocusMotor(const SetupPacket& setup, Data data);
   bool FlashWrite(const SetupPacket& setup, Data data);
   bool FlashRead(const SetupPacket& setup, Data data);
   bool FlashErase(const SetupPacket& setup, Data data);
@@ -93,24 +101,28 @@ class Firmware : public VirtualCamera {
 
   void PowerUpRegisters();
   bool FlashReachable();
+  void LosePower();
   bool SaveMemory();
   std::uint8_t FpgaValue(std::uint16_t reg) const;
+  std::uint8_t SensorByte(std::uint16_t reg) const;
   int SensorValue(std::uint16_t reg) const;
   StreamSettings CurrentSettings() const;
-  void ApplySettings() { stream_.Apply(CurrentSettings()); }
+  void ApplySettings();
 
   const VirtualOptions options_;
-  mutable std::mutex mutex_;  ///< guards all below but the stream, which guards itself
+  mutable std::mutex mutex_;  ///< guards all below but the stream and the temperatures, which guard themselves
   DeviceMemory memory_;
-  FpgaRegisters fpga_;
-  std::vector<std::uint8_t> sensor_;
+  mutable FpgaRegisters fpga_;                ///< a read brings it up to date
+  mutable std::vector<std::uint8_t> sensor_;  ///< likewise
   RequestFaults faults_;
+  FlashFaults flashFaults_;
   std::deque<LoggedRequest> log_;
   std::uint8_t boardType_;
   bool clockOn_ = true;
   bool busOn_ = true;
   bool configured_ = false;
   std::uint32_t transferBlocks_ = 0;
+  Peripherals devices_;
   FrameStream stream_;
 };
 

@@ -2,13 +2,11 @@
 #include <algorithm>
 
 #include "virtual/Firmware.h"
-#include "virtual/Thermometer.h"
 
 namespace orq {
 namespace {
 
 constexpr std::array<std::uint8_t, wire::kFirmwareVersionBytes> kVersion{1, 0, 0, 1};
-constexpr std::uint16_t kGuideLines = 4;
 /// Supply voltage of 12 V on the ADC: 12 bits for 12.296 V, left-aligned.
 constexpr std::uint16_t kSupplyWord = 3997 << 4;
 
@@ -16,21 +14,26 @@ std::uint32_t FlashAddress(const SetupPacket& setup) {
   return std::uint32_t{setup.value} << 16 | setup.index;
 }
 
-bool Answer(std::span<std::uint8_t> data, std::uint16_t word) {
-  data[0] = static_cast<std::uint8_t>(word);
-  data[1] = static_cast<std::uint8_t>(word >> 8);
-  return true;
+/// False without a word: the device is not there.
+bool Answer(std::span<std::uint8_t> data, std::optional<std::uint16_t> word) {
+  if (word) {
+    data[0] = static_cast<std::uint8_t>(*word);
+    data[1] = static_cast<std::uint8_t>(*word >> 8);
+  }
+  return word.has_value();
 }
 
 }  // namespace
 
-const std::array<Firmware::RequestEntry, 20> Firmware::kRequests{{
+const std::array<Firmware::RequestEntry, 22> Firmware::kRequests{{
     {wire::kReqStopSensorClock, false, 0, 0, &Firmware::StopClock},
     {wire::kReqStartSensorClock, false, 0, 0, &Firmware::StartClock},
     {wire::kReqGuideOn, false, 0, 0, &Firmware::SwitchGuideLine},
     {wire::kReqGuideOff, false, 0, 0, &Firmware::SwitchGuideLine},
     {wire::kReqBoardTemperature, true, 2, 2, &Firmware::BoardTemperature},
     {wire::kReqTransferCount, false, 0, 0, &Firmware::TransferCount},
+    {wire::kReqFocusMotor, true, 1, 1, &Firmware::ReadFocusMotor},
+    {wire::kReqFocusMotor, false, 0, 0, &Firmware::WriteFocusMotor},
     {wire::kReqFlashWrite, false, 1, wire::kFlashTransferBytes, &Firmware::FlashWrite},
     {wire::kReqFlashRead, true, 1, wire::kFlashTransferBytes, &Firmware::FlashRead},
     {wire::kReqFlashErase, false, 0, 0, &Firmware::FlashErase},
@@ -67,12 +70,18 @@ int Firmware::Execute(const SetupPacket& setup, Data data) {
   if (fault != kUsbOk) {
     return fault;
   }
-  const auto* entry = std::ranges::find(kRequests, setup.request, &RequestEntry::request);
-  if (entry == kRequests.end() || setup.requestType != (entry->in ? kVendorIn : kVendorOut) ||
-      setup.length < entry->minLength || setup.length > entry->maxLength || data.size() != setup.length) {
+  const auto* entry = std::ranges::find_if(kRequests, [&](const RequestEntry& known) {
+    return known.request == setup.request && setup.requestType == (known.in ? kVendorIn : kVendorOut);
+  });
+  if (entry == kRequests.end() || setup.length < entry->minLength || setup.length > entry->maxLength ||
+      data.size() != setup.length) {
     return kUsbPipe;
   }
-  return (this->*entry->handler)(setup, data) ? int{setup.length} : int{kUsbPipe};
+  const bool done = (this->*entry->handler)(setup, data);
+  if (!stream_.Connected()) {  // the request made it lose power
+    return kUsbNoDevice;
+  }
+  return done ? int{setup.length} : int{kUsbPipe};
 }
 
 // Sensor clock, image bus, frame output ----------------------------------------------------------------------
@@ -123,13 +132,15 @@ bool Firmware::WriteFpga(const SetupPacket& setup, Data) {
   if (setup.value >= FpgaRegisters::kCount || setup.index > 0xFF) {
     return false;
   }
-  fpga_.Write(static_cast<std::uint8_t>(setup.value), static_cast<std::uint8_t>(setup.index));
+  const auto reg = static_cast<std::uint8_t>(setup.value);
+  fpga_.Write(reg, static_cast<std::uint8_t>(setup.index));
+  devices_.AfterWrite(reg, fpga_);
   ApplySettings();
   return true;
 }
 
 bool Firmware::ReadSensor(const SetupPacket& setup, Data data) {
-  data[0] = sensor_[setup.value];
+  data[0] = SensorByte(setup.value);
   return true;
 }
 
@@ -137,8 +148,11 @@ bool Firmware::WriteSensor(const SetupPacket& setup, Data) {
   if (setup.index > 0xFF) {
     return false;
   }
-  sensor_[setup.value] = static_cast<std::uint8_t>(setup.index);
-  ApplySettings();
+  if (devices_.SensorWritable(setup.value)) {
+    sensor_[setup.value] = static_cast<std::uint8_t>(setup.index);
+    devices_.AfterSensorWrite(setup.value, sensor_);
+    ApplySettings();
+  }
   return true;
 }
 
@@ -152,16 +166,29 @@ bool Firmware::FlashReachable() {
 
 bool Firmware::FlashWrite(const SetupPacket& setup, Data data) {
   const std::uint32_t address = FlashAddress(setup);
+  const FlashFaults::Write fault = flashFaults_.NextWrite();
   if (!FlashReachable() || !SpiFlash::Contains(address, data.size())) {
     return false;
   }
-  memory_.flash.Program(address, data);
+  switch (fault) {
+    case FlashFaults::Write::Good:
+      memory_.flash.Program(address, data);
+      break;
+    case FlashFaults::Write::Weak:
+      memory_.flash.Program(address, WeaklyProgrammed(data, options_.seed));
+      break;
+    case FlashFaults::Write::PowerLoss:
+      memory_.flash.Program(address, data.first(ProgrammedBeforePowerLoss(data.size())));
+      LosePower();
+      break;
+  }
   return SaveMemory();
 }
 
 bool Firmware::FlashRead(const SetupPacket& setup, Data data) {
   const std::uint32_t address = FlashAddress(setup);
-  if (!FlashReachable() || !SpiFlash::Contains(address, data.size())) {
+  const bool failing = flashFaults_.NextReadFails();
+  if (!FlashReachable() || failing || !SpiFlash::Contains(address, data.size())) {
     return false;
   }
   std::ranges::copy(memory_.flash.Read(address, data.size()), data.begin());
@@ -169,7 +196,8 @@ bool Firmware::FlashRead(const SetupPacket& setup, Data data) {
 }
 
 bool Firmware::FlashErase(const SetupPacket& setup, Data) {
-  if (!FlashReachable() || setup.value >= SpiFlash::kSectors) {
+  const bool failing = flashFaults_.NextEraseFails();
+  if (!FlashReachable() || failing || setup.value >= SpiFlash::kSectors) {
     return false;
   }
   memory_.flash.Erase(setup.value);
@@ -194,11 +222,11 @@ bool Firmware::MainBoardType(const SetupPacket&, Data data) {
 }
 
 bool Firmware::BoardTemperature(const SetupPacket&, Data data) {
-  return Answer(data, ThermometerWord(options_.temperatureC));
+  return Answer(data, devices_.BoardThermometer());
 }
 
 bool Firmware::TemperatureAdc(const SetupPacket&, Data data) {
-  return Answer(data, ThermistorWord(options_.temperatureC));
+  return Answer(data, devices_.TemperatureConverter());
 }
 
 bool Firmware::AdcChannel(const SetupPacket&, Data data) {
@@ -206,7 +234,17 @@ bool Firmware::AdcChannel(const SetupPacket&, Data data) {
 }
 
 bool Firmware::SwitchGuideLine(const SetupPacket& setup, Data) {
-  return setup.value < kGuideLines;
+  return devices_.SwitchGuideLine(setup.value, setup.request == wire::kReqGuideOn);
+}
+
+bool Firmware::ReadFocusMotor(const SetupPacket& setup, Data data) {
+  const std::optional<std::uint8_t> value = devices_.ReadFocusMotor(setup.value);
+  data[0] = value.value_or(0);
+  return value.has_value();
+}
+
+bool Firmware::WriteFocusMotor(const SetupPacket& setup, Data) {
+  return setup.index <= 0xFF && devices_.WriteFocusMotor(setup.value, static_cast<std::uint8_t>(setup.index));
 }
 
 }  // namespace orq

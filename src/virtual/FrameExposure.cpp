@@ -76,7 +76,7 @@ FrameStream::Exposure FrameStream::Begin() {
                      .exposureUs = settings_.exposureUs,
                      .gain = settings_.gain,
                      .blackLevel = settings_.blackLevel,
-                     .temperatureC = options_.temperatureC,
+                     .temperatureC = sensorC_(),
                      .frameNumber = framesExposed_};
   exposure.triggered = settings_.trigger == StreamSettings::Trigger::Software;
   exposure.readout = ReadoutTime(geometry);

@@ -37,7 +37,10 @@ std::unique_ptr<FrameSource> MakeSensor(const SensorData& sensor, const VirtualO
 std::unique_ptr<FrameSource> MakeFrameSource(const VirtualOptions& options, std::string& error) {
   if (options.model == "replay") return ReplaySource::Open(options.file, options.bayer, error);
   if (const SensorData* sensor = FindSensor(options.model)) return MakeSensor(*sensor, options, error);
-  error = "unknown model '" + options.model + "'; known are k1c, x26m and replay";
+  error = "unknown model '" + options.model + "'; known are ";
+  for (const VirtualModelName& model : VirtualModels()) {
+    error += (error.ends_with(' ') ? "" : ", ") + model.name;
+  }
   return nullptr;
 }
 

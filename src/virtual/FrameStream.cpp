@@ -19,8 +19,13 @@ std::size_t FrameBytes(const FrameGeometry& geometry) {
 
 }  // namespace
 
-FrameStream::FrameStream(std::unique_ptr<FrameSource> source, const VirtualOptions& options)
-    : source_(std::move(source)), options_(options), packet_(PacketBytes(options)), faults_(options) {
+FrameStream::FrameStream(std::unique_ptr<FrameSource> source, const VirtualOptions& options,
+                         std::function<double()> sensorC)
+    : source_(std::move(source)),
+      options_(options),
+      sensorC_(std::move(sensorC)),
+      packet_(PacketBytes(options)),
+      faults_(options) {
   thread_ = std::thread([this] { Run(); });
 }
 

@@ -52,7 +52,8 @@ class FrameStream {
   static constexpr std::size_t kDeviceFrames = 2;
   static constexpr std::uint32_t kFirstSequence = 0xFFFFFFF0U;  ///< after power-up: the wrap comes soon
 
-  FrameStream(std::unique_ptr<FrameSource> source, const VirtualOptions& options);
+  /// `sensorC` tells the sensor's temperature when an exposure begins; called with the stream's lock held.
+  FrameStream(std::unique_ptr<FrameSource> source, const VirtualOptions& options, std::function<double()> sensorC);
   ~FrameStream();
   FrameStream(const FrameStream&) = delete;
   FrameStream& operator=(const FrameStream&) = delete;
@@ -122,6 +123,7 @@ class FrameStream {
 
   const std::unique_ptr<FrameSource> source_;
   const VirtualOptions options_;
+  const std::function<double()> sensorC_;
   const int packet_;
 
   mutable std::mutex mutex_;

@@ -25,16 +25,26 @@ double ThermistorKiloOhm(double celsius) {
 
 }  // namespace
 
-std::uint16_t ThermometerWord(double celsius) {
+std::uint16_t Tmp100Word(double celsius) {
   const auto count = static_cast<int>(std::lround(std::clamp(celsius, -128.0, 127.9375) * 16.0));
   return static_cast<std::uint16_t>((count & 0xFFF) << 4);
 }
 
-std::uint16_t ThermistorWord(double celsius) {
+std::uint16_t Tmp451Word(double celsius) {
+  const auto sixteenths = static_cast<int>(std::lround(std::clamp(celsius, 0.0, 255.9375) * 16.0));
+  return static_cast<std::uint16_t>((sixteenths >> 4) << 8 | (sixteenths & 0xF));
+}
+
+std::uint16_t ThermistorWord(double celsius, int bits) {
   constexpr double kReferenceKiloOhm = 10.0;
   const double resistance = ThermistorKiloOhm(celsius);
-  const auto count = static_cast<int>(std::lround(4096.0 * resistance / (resistance + kReferenceKiloOhm)));
-  return static_cast<std::uint16_t>(std::min(count, 0xFFF) << 4);
+  const int full = 1 << bits;
+  const auto count = static_cast<int>(std::lround(full * resistance / (resistance + kReferenceKiloOhm)));
+  return static_cast<std::uint16_t>(std::min(count, full - 1) << 4);
+}
+
+std::uint16_t SensorThermometerWord(double celsius) {
+  return static_cast<std::uint16_t>(std::lround(std::clamp(celsius, -128.0, 127.996) * 256.0));
 }
 
 }  // namespace orq

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "link/UsbTypes.h"
+#include "virtual/DeviceReadings.h"
 #include "virtual/VirtualOptions.h"
 
 namespace orq {
@@ -67,11 +68,19 @@ class VirtualCamera {
   virtual std::vector<std::uint8_t> Flash(std::uint32_t address, std::size_t bytes) const = 0;
   virtual void SetFlash(std::uint32_t address, std::span<const std::uint8_t> bytes) = 0;
   virtual void SetBoardType(std::uint8_t type) = 0;
+  /// What the devices around the sensor do at this moment.
+  virtual DeviceReadings Readings() const = 0;
+  /// Temperature of the surroundings, °C, held to -100 … 100.
+  virtual void SetAmbient(double celsius) = 0;
+  /// Lets device time pass at once: temperatures, watchdog, hub and focus motor. The only way at time scale 0.
+  virtual void AdvanceTime(double seconds) = 0;
   /// Answers the next requests with this code: `kUsbPipe` (refused), `kUsbTimeout`, `kUsbIo`. `skip` matching
   /// requests pass first, then `count` fail (negative: all that follow). Request 0 matches every request.
   virtual void FailRequests(std::uint8_t request, UsbError error, int skip = 0, int count = -1) = 0;
   virtual void ClearFailures() = 0;
   virtual void AddFrameFault(const FrameFault& fault) = 0;
+  /// The fault's number counts from the next flash operation of its kind on.
+  virtual void AddFlashFault(const FlashFault& fault) = 0;
   /// Frames that the sensor has exposed since the camera was made.
   virtual std::uint64_t FramesExposed() const = 0;
   /// The payload of the frame with this sequence number, when it is one of the last few; empty otherwise. What the

@@ -5,6 +5,9 @@
 #include <cmath>
 #include <limits>
 
+#include "virtual/DeviceData.h"
+#include "virtual/SensorData.h"
+
 namespace orq {
 namespace {
 
@@ -20,6 +23,11 @@ struct OptionEntry {
 struct FaultEntry {
   std::string_view name;
   FrameFault::Kind kind;
+};
+
+struct FlashFaultEntry {
+  std::string_view name;
+  FlashFault::Kind kind;
 };
 
 template <class T>
@@ -100,7 +108,9 @@ constexpr OptionEntry kOptions[] = {
     {"serial", "16 hexadecimal digits", SetSerial},
     {"state", "a file name", [](VirtualOptions& o, std::string_view v) { return Text(v, o.state); }},
     {"temp", "degrees Celsius from -100 to 100",
-     [](VirtualOptions& o, std::string_view v) { return Real(v, -100, 100, o.temperatureC); }},
+     [](VirtualOptions& o, std::string_view v) { return Real(v, -100, 100, o.temperatureC.emplace()); }},
+    {"ambient", "degrees Celsius from -100 to 100",
+     [](VirtualOptions& o, std::string_view v) { return Real(v, -100, 100, o.ambientC.emplace()); }},
     {"scene", "stars, flat or dark", SetScene},
     {"flux", "electrons per pixel and second from 0 to 1e12",
      [](VirtualOptions& o, std::string_view v) { return Real(v, 0, 1e12, o.fluxElectronsPerSecond); }},
@@ -121,6 +131,13 @@ constexpr FaultEntry kFaults[] = {
     {"unplug", FrameFault::Kind::Unplug},
 };
 
+constexpr FlashFaultEntry kFlashFaults[] = {
+    {"flasherase", FlashFault::Kind::Erase},
+    {"flashread", FlashFault::Kind::Read},
+    {"flashflip", FlashFault::Kind::WeakWrite},
+    {"flashpower", FlashFault::Kind::PowerLoss},
+};
+
 /// The names in `entries`, with `before` and `after` around each.
 template <class Entries>
 std::string Names(const Entries& entries, std::string_view after) {
@@ -131,6 +148,10 @@ std::string Names(const Entries& entries, std::string_view after) {
     names += after;
   }
   return names;
+}
+
+std::string FaultNames() {
+  return Names(kFaults, "@N") + ", " + Names(kFlashFaults, "@N");
 }
 
 std::string Quoted(std::string_view word) {
@@ -151,17 +172,24 @@ bool ParseModel(std::string_view word, VirtualOptions& options, std::string& err
 }
 
 bool ParseFault(std::string_view word, std::size_t at, VirtualOptions& options, std::string& error) {
-  const auto* fault = std::ranges::find(kFaults, word.substr(0, at), &FaultEntry::name);
-  if (fault == std::end(kFaults)) {
-    error = "unknown fault " + Quoted(word) + "; faults are " + Names(kFaults, "@N");
+  const auto* frameFault = std::ranges::find(kFaults, word.substr(0, at), &FaultEntry::name);
+  const auto* flashFault = std::ranges::find(kFlashFaults, word.substr(0, at), &FlashFaultEntry::name);
+  const bool ofFrame = frameFault != std::end(kFaults);
+  if (!ofFrame && flashFault == std::end(kFlashFaults)) {
+    error = "unknown fault " + Quoted(word) + "; faults are " + FaultNames();
     return false;
   }
-  std::uint64_t frame = 0;
-  if (!Number(word.substr(at + 1), std::uint64_t{1}, std::numeric_limits<std::uint64_t>::max(), frame)) {
-    error = "fault " + Quoted(word) + " needs a frame number from 1 after the @";
+  std::uint64_t number = 0;
+  if (!Number(word.substr(at + 1), std::uint64_t{1}, std::numeric_limits<std::uint64_t>::max(), number)) {
+    error = "fault " + Quoted(word) + " needs " + (ofFrame ? "a frame" : "an operation's") +
+            " number from 1 after the @";
     return false;
   }
-  options.frameFaults.push_back({fault->kind, frame});
+  if (ofFrame) {
+    options.frameFaults.push_back({frameFault->kind, number});
+  } else {
+    options.flashFaults.push_back({flashFault->kind, number});
+  }
   return true;
 }
 
@@ -173,8 +201,8 @@ bool ParseOption(std::string_view word, VirtualOptions& options, std::string& er
   }
   const auto* option = std::ranges::find(kOptions, word.substr(0, equals), &OptionEntry::name);
   if (option == std::end(kOptions)) {
-    error = "unknown option " + Quoted(word) + "; options are " + Names(kOptions, "=") + " and faults " +
-            Names(kFaults, "@N");
+    error =
+        "unknown option " + Quoted(word) + "; options are " + Names(kOptions, "=") + " and faults " + FaultNames();
     return false;
   }
   const std::string_view value = equals == std::string_view::npos ? "" : word.substr(equals + 1);
@@ -184,6 +212,13 @@ bool ParseOption(std::string_view word, VirtualOptions& options, std::string& er
     return false;
   }
   return true;
+}
+
+/// Depth and size as the end of a model's line; nothing where recorded frames decide them.
+std::string SensorFacts(const SensorData* sensor) {
+  return sensor == nullptr ? ""
+                           : ", " + std::to_string(sensor->adcBits) + " bit, " + std::to_string(sensor->width) +
+                                 " x " + std::to_string(sensor->height);
 }
 
 /// What only the whole can show.
@@ -221,11 +256,16 @@ std::optional<VirtualOptions> ParseVirtualOptions(std::string_view text, std::st
 }
 
 const std::vector<VirtualModelName>& VirtualModels() {
-  static const std::vector<VirtualModelName> kModels{
-      {"k1c", "colour planetary and guide camera, 12 bit, 1936 x 1096"},
-      {"x26m", "cooled monochrome deep-sky camera, 16 bit, 6248 x 4176"},
-      {"replay", "frames from a FITS, PGM or SER file"},
-  };
+  static const std::vector<VirtualModelName> kModels = [] {
+    std::vector<VirtualModelName> models;
+    for (const DeviceData& device : AllDevices()) {
+      const SensorData* sensor = FindSensor(device.key);
+      if (sensor != nullptr || device.key == "replay") {
+        models.push_back({std::string(device.key), std::string(device.summary) + SensorFacts(sensor)});
+      }
+    }
+    return models;
+  }();
   return kModels;
 }
 

@@ -26,9 +26,16 @@ struct FrameFault {
   std::uint64_t frame = 0;
 };
 
+/// A fault at a numbered operation of the flash; each kind counts its own operations, from 1.
+struct FlashFault {
+  enum class Kind : std::uint8_t { Erase, Read, WeakWrite, PowerLoss };
+  Kind kind = Kind::Erase;
+  std::uint64_t operation = 0;
+};
+
 /// Options of one virtual camera. `docs/virtual-camera.md` describes each for users.
 struct VirtualOptions {
-  std::string model = "k1c";            ///< `k1c`, `x26m` or `replay`
+  std::string model = "k1c";            ///< a key of the device table
   std::uint64_t seed = 1;               ///< same seed, same run
   double timeScale = 1.0;               ///< `timescale=` 0.01: all takes a hundredth of its time; 0: none
   bool usb3 = true;                     ///< `usb=2` or `usb=3`
@@ -37,13 +44,15 @@ struct VirtualOptions {
   int preRender = 0;                    ///< `prerender=N`: N frames made beforehand and sent in turn
   std::string serial;                   ///< `serial=` 16 hex digits; by default made from the seed
   std::string state;                    ///< `state=FILE`: keeps flash, registers and serial number
-  double temperatureC = 20.0;           ///< `temp=` sensor temperature
+  std::optional<double> temperatureC;   ///< `temp=` sensor at the start; default: settled in `ambient=`, else 20
+  std::optional<double> ambientC;       ///< `ambient=` surroundings; default: such that the sensor keeps `temp=`
   std::string scene = "stars";          ///< `scene=stars|flat|dark`
   double fluxElectronsPerSecond = 0;    ///< `flux=`: light of a flat scene, electrons per pixel and second
   double dropRate = 0.0;                ///< `drop=`: fraction of frames that the device loses
   std::vector<FrameFault> frameFaults;  ///< `short@N`, `oversize@N`, `badheader@N`, `badtrailer@N`, `order@N`,
                                         ///< `lose@N`, `stall@N`, `error@N`, `unplug@N`
   int flashFail = 0;                    ///< `flashfail=N`: the N-th flash operation from now is refused
+  std::vector<FlashFault> flashFaults;  ///< `flasherase@N`, `flashread@N`, `flashflip@N`, `flashpower@N`
   std::vector<std::uint8_t> refuse;     ///< `refuse=0xD4`: requests that are always refused
 };
 
@@ -51,10 +60,11 @@ struct VirtualOptions {
 /// wrong (the reason lists the right ones).
 std::optional<VirtualOptions> ParseVirtualOptions(std::string_view text, std::string& error);
 
-/// Names of the virtual models with a line for users each.
+/// Names of the virtual models with a line for users each: all that have a row in the tables of devices and
+/// sensors.
 struct VirtualModelName {
-  const char* name;
-  const char* summary;
+  std::string name;
+  std::string summary;
 };
 const std::vector<VirtualModelName>& VirtualModels();
 

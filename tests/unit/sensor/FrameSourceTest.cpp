@@ -31,7 +31,8 @@ TEST(MakeFrameSource, SaysWhichModelsAndScenesThereAre) {
   VirtualOptions options;
   options.model = "k9";
   EXPECT_EQ(MakeFrameSource(options, error), nullptr);
-  EXPECT_EQ(error, "unknown model 'k9'; known are k1c, x26m and replay");
+  EXPECT_THAT(error, testing::StartsWith("unknown model 'k9'; known are k1c, "));
+  for (const VirtualModelName& model : VirtualModels()) EXPECT_THAT(error, testing::HasSubstr(model.name));
   options.model = "k1c";
   options.scene = "moon";
   EXPECT_EQ(MakeFrameSource(options, error), nullptr);

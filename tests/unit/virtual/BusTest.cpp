@@ -69,9 +69,13 @@ class IdleCamera : public VirtualCamera {
   std::vector<std::uint8_t> Flash(std::uint32_t, std::size_t) const override { return {}; }
   void SetFlash(std::uint32_t, std::span<const std::uint8_t>) override {}
   void SetBoardType(std::uint8_t) override {}
+  DeviceReadings Readings() const override { return {}; }
+  void SetAmbient(double) override {}
+  void AdvanceTime(double) override {}
   void FailRequests(std::uint8_t, UsbError, int, int) override {}
   void ClearFailures() override {}
   void AddFrameFault(const FrameFault&) override {}
+  void AddFlashFault(const FlashFault&) override {}
   std::uint64_t FramesExposed() const override { return 0; }
   std::vector<std::uint8_t> SentPayload(std::uint32_t) const override { return {}; }
 

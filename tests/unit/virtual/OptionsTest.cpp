@@ -1,6 +1,11 @@
+#include "virtual/VirtualOptions.h"
+
 #include <gmock/gmock.h>
 
-#include "virtual/VirtualOptions.h"
+#include <map>
+
+#include "virtual/DeviceData.h"
+#include "virtual/SensorData.h"
 
 namespace orq {
 namespace {
@@ -35,11 +40,13 @@ TEST(VirtualOptionsTest, AModelAloneHasTheDefaults) {
   EXPECT_EQ(0, options.preRender);
   EXPECT_EQ("", options.serial);
   EXPECT_EQ("", options.state);
-  EXPECT_EQ(20.0, options.temperatureC);
+  EXPECT_FALSE(options.temperatureC.has_value());
+  EXPECT_FALSE(options.ambientC.has_value());
   EXPECT_EQ("stars", options.scene);
   EXPECT_EQ(0.0, options.fluxElectronsPerSecond);
   EXPECT_EQ(0.0, options.dropRate);
   EXPECT_TRUE(options.frameFaults.empty());
+  EXPECT_TRUE(options.flashFaults.empty());
   EXPECT_EQ(0, options.flashFail);
   EXPECT_TRUE(options.refuse.empty());
 }
@@ -48,7 +55,7 @@ TEST(VirtualOptionsTest, EveryOptionIsRead) {
   const VirtualOptions options = Parsed(
       "k1c,seed=18446744073709551615,timescale=0.01,usb=2,prerender=4,serial=0123456789aBcDeF,state=/tmp/a "
       "b.state,"
-      "temp=-12.5,scene=flat,flux=1e3,drop=0.25,flashfail=2,refuse=0xD4,refuse=200");
+      "temp=-12.5,ambient=4.5,scene=flat,flux=1e3,drop=0.25,flashfail=2,refuse=0xD4,refuse=200");
   EXPECT_EQ(18446744073709551615U, options.seed);
   EXPECT_EQ(0.01, options.timeScale);
   EXPECT_FALSE(options.usb3);
@@ -56,6 +63,7 @@ TEST(VirtualOptionsTest, EveryOptionIsRead) {
   EXPECT_EQ("0123456789aBcDeF", options.serial);
   EXPECT_EQ("/tmp/a b.state", options.state);
   EXPECT_EQ(-12.5, options.temperatureC);
+  EXPECT_EQ(4.5, options.ambientC);
   EXPECT_EQ("flat", options.scene);
   EXPECT_EQ(1000.0, options.fluxElectronsPerSecond);
   EXPECT_EQ(0.25, options.dropRate);
@@ -87,14 +95,32 @@ TEST(VirtualOptionsTest, FaultsAreCollectedInOrder) {
   }
 }
 
+TEST(VirtualOptionsTest, FaultsOfTheFlashStandApart) {
+  const VirtualOptions options = Parsed("k1c,flasherase@1,flashread@2,short@9,flashflip@3,flashpower@4");
+  EXPECT_EQ(1U, options.frameFaults.size());
+  ASSERT_EQ(4U, options.flashFaults.size());
+  for (std::size_t i = 0; i < 4; ++i) {
+    EXPECT_EQ(static_cast<FlashFault::Kind>(i), options.flashFaults[i].kind);
+    EXPECT_EQ(i + 1, options.flashFaults[i].operation);
+  }
+  EXPECT_THAT(ErrorOf("k1c,flashflip@0"), HasSubstr("an operation's number"));
+  EXPECT_THAT(ErrorOf("k1c,short@0"), HasSubstr("a frame number"));
+  EXPECT_THAT(ErrorOf("k1c,flashburn@1"), AllOf(HasSubstr("stall@N"), HasSubstr("flashpower@N")));
+}
+
 TEST(VirtualOptionsTest, TheLastOfTwoWins) {
   EXPECT_EQ(2U, Parsed("k1c,seed=1,seed=2").seed);
   EXPECT_TRUE(Parsed("k1c,usb=2,usb=3").usb3);
 }
 
 TEST(VirtualOptionsTest, WrongWordsListTheRightOnes) {
-  EXPECT_THAT(ErrorOf("k2c"), AllOf(HasSubstr("'k2c'"), HasSubstr("k1c, x26m, replay")));
-  EXPECT_THAT(ErrorOf(""), HasSubstr("k1c, x26m, replay"));
+  EXPECT_THAT(ErrorOf("k2c"), HasSubstr("'k2c'"));
+  for (const char* wrong : {"k2c", ""}) {
+    const std::string error = ErrorOf(wrong);
+    for (const char* right : {"k1c", "x26m", "replay"}) {
+      EXPECT_THAT(error, HasSubstr(right));
+    }
+  }
   EXPECT_THAT(ErrorOf("K1C"), HasSubstr("k1c"));
   EXPECT_THAT(ErrorOf("k1c,sed=1"), AllOf(HasSubstr("'sed=1'"), HasSubstr("seed="), HasSubstr("unplug@N")));
   EXPECT_THAT(ErrorOf("k1c,"), HasSubstr("seed="));
@@ -130,6 +156,8 @@ TEST(VirtualOptionsTest, ValuesOutOfRangeAreRefused) {
                            "state=",
                            "temp=-101",
                            "temp=nan",
+                           "ambient=100.5",
+                           "ambient=",
                            "flux=-1",
                            "flux=inf",
                            "drop=1.01",
@@ -151,9 +179,19 @@ TEST(VirtualOptionsTest, ValuesOutOfRangeAreRefused) {
 }
 
 TEST(VirtualOptionsTest, ModelsAreDescribed) {
-  ASSERT_EQ(3U, VirtualModels().size());
+  std::map<std::string, std::string> models;
   for (const VirtualModelName& model : VirtualModels()) {
-    EXPECT_STRNE("", model.summary);
+    EXPECT_TRUE(models.emplace(model.name, model.summary).second) << model.name;
+  }
+  EXPECT_EQ("colour planetary and guide camera, 12 bit, 1936 x 1096", models["k1c"]);
+  EXPECT_EQ("cooled monochrome deep-sky camera, 16 bit, 6248 x 4176", models["x26m"]);
+  EXPECT_EQ("frames from a FITS, PGM or SER file", models["replay"]);
+}
+
+TEST(VirtualOptionsTest, OffersWhatHasADeviceAndASensor) {
+  for (const VirtualModelName& model : VirtualModels()) {
+    EXPECT_NE(nullptr, FindDevice(model.name)) << model.name;
+    EXPECT_TRUE(model.name == "replay" || FindSensor(model.name) != nullptr) << model.name;
   }
 }
 
