@@ -88,12 +88,6 @@ int CCameraBase::GetGain(bool* autoGain) {
   return gain;
 }
 
-int CCameraBase::SetGamma(int) {
-  return 0;
-}
-int CCameraBase::GetGamma() {
-  return gamma;
-}
 bool CCameraBase::SetBrightness(int) {
   return false;
 }
