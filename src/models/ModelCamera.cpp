@@ -125,7 +125,10 @@ int CModelCamera::OpenCamera(int index) {
   if (IsOpen()) return 1;
   if (CCameraBase::OpenCamera(index) == 0) return 0;
   worker_->mailbox.Discard();
-  if (ProgramAll()) return 1;
+  if (ProgramAll()) {
+    GetNumOfControls();  // some only the device knows of
+    return 1;
+  }
   DbgPrint(-1, "OpenCamera", "Failed to initialise the sensor, close camera\n");
   CloseCamera();
   return 0;
