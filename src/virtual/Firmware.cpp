@@ -156,7 +156,8 @@ StreamSettings Firmware::CurrentSettings() const {
                        .width = number(wire::kFpgaWidth, 2),
                        .height = number(wire::kFpgaHeight, 2),
                        .bin = std::clamp(number(wire::kFpgaBin, 1), 1, 4),
-                       .format = static_cast<std::uint8_t>(number(wire::kFpgaFormat, 1))};
+                       .format = static_cast<std::uint8_t>(number(wire::kFpgaFormat, 1)),
+                       .fast = (number(wire::kFpgaHighSpeed, 1) & 1) != 0};
   settings.exposureUs = fpga_.ReadWide(wire::kFpgaExposure, 5);
   settings.gain = SensorValue(wire::kSensorGain);
   settings.blackLevel = SensorValue(wire::kSensorBlackLevel);

@@ -7,6 +7,8 @@
 namespace orq {
 namespace {
 
+constexpr int kFastBits = 10;
+
 /// Whole payloads kept for comparison: fewer when they are large.
 std::size_t PayloadsToKeep(std::size_t bytes) {
   return bytes > (8U << 20) ? 2 : 8;
@@ -126,7 +128,7 @@ std::shared_ptr<const Payload> FrameStream::Render(const Exposure& exposure, Loc
       static_cast<std::size_t>(exposure.sensor.width) * static_cast<std::size_t>(exposure.sensor.height);
   std::shared_ptr<Payload> payload = FreeBuffer(PayloadBytes(samples, exposure.geometry.format));
   lock.unlock();
-  Fill(exposure.sensor, exposure.geometry.format, *payload);
+  Fill(exposure.sensor, exposure.geometry, *payload);
   lock.lock();
   return payload;
 }
@@ -144,7 +146,7 @@ std::shared_ptr<const Payload> FrameStream::RenderAhead(const Exposure& exposure
       auto payload = std::make_shared<Payload>(PayloadBytes(samples, exposure.geometry.format));
       settings.frameNumber = static_cast<std::uint64_t>(i);
       lock.unlock();
-      Fill(settings, exposure.geometry.format, *payload);
+      Fill(settings, exposure.geometry, *payload);
       lock.lock();
       if (exposure.epoch != epoch_) {
         return nullptr;
@@ -156,10 +158,21 @@ std::shared_ptr<const Payload> FrameStream::RenderAhead(const Exposure& exposure
   return rendered_[framesExposed_ % rendered_.size()];
 }
 
-void FrameStream::Fill(const ExposureSettings& settings, std::uint8_t format, Payload& payload) {
+/// Bits that the converter gives: the fast readout stops it early.
+int FrameStream::AdcBits(const FrameGeometry& geometry) const {
+  return geometry.fast ? std::min(kFastBits, source_->AdcBits()) : source_->AdcBits();
+}
+
+void FrameStream::Fill(const ExposureSettings& settings, const FrameGeometry& geometry, Payload& payload) {
   adu_.resize(static_cast<std::size_t>(settings.width) * static_cast<std::size_t>(settings.height));
   source_->Expose(settings, adu_);
-  PackSamples(adu_, source_->AdcBits(), format, payload);
+  const int bits = AdcBits(geometry);
+  if (const int lost = source_->AdcBits() - bits; lost > 0) {
+    for (std::uint16_t& sample : adu_) {
+      sample = static_cast<std::uint16_t>(sample >> lost);
+    }
+  }
+  PackSamples(adu_, bits, geometry.format, payload);
 }
 
 /// A payload buffer that nobody uses any more, or a new one.
@@ -195,7 +208,7 @@ void FrameStream::ReadOut(const Exposure& exposure, std::shared_ptr<const Payloa
                                  .startY = static_cast<std::uint16_t>(exposure.sensor.startY),
                                  .bin = static_cast<std::uint8_t>(exposure.sensor.bin),
                                  .format = exposure.geometry.format,
-                                 .adcBits = static_cast<std::uint8_t>(source_->AdcBits()),
+                                 .adcBits = static_cast<std::uint8_t>(AdcBits(exposure.geometry)),
                                  .flags = static_cast<std::uint8_t>(exposure.triggered ? 1 : 0),
                                  .gpsLatch = 0,
                                  .exposureUs = exposure.sensor.exposureUs,

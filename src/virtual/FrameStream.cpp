@@ -304,6 +304,9 @@ std::uint64_t FrameStream::DeviceUs(Clock::time_point time) const {
 FrameStream::Clock::duration FrameStream::ReadoutTime(const FrameGeometry& geometry) const {
   const double lineUs = static_cast<double>(source_->LineTimeNs()) / 1000.0;
   double microseconds = geometry.height * lineUs * 100.0 / settings_.bandwidthPercent;
+  if (geometry.fast) {
+    microseconds /= 2;
+  }
   if (!options_.usb3) {
     microseconds = std::max(microseconds, static_cast<double>(FrameBytes(geometry)) / kUsb2BytesPerMicrosecond);
   }

@@ -29,6 +29,7 @@ struct FrameGeometry {
   int height = 0;
   int bin = 1;
   std::uint8_t format = 0;
+  bool fast = false;  ///< 10-bit conversion, half the time per row
   bool operator==(const FrameGeometry&) const = default;
 };
 
@@ -121,7 +122,8 @@ class FrameStream {
   std::shared_ptr<const Payload> Render(const Exposure& exposure, Lock& lock);
   std::shared_ptr<const Payload> RenderAhead(const Exposure& exposure, Lock& lock);
   std::shared_ptr<Payload> FreeBuffer(std::size_t bytes);
-  void Fill(const ExposureSettings& settings, std::uint8_t format, Payload& payload);
+  int AdcBits(const FrameGeometry& geometry) const;
+  void Fill(const ExposureSettings& settings, const FrameGeometry& geometry, Payload& payload);
   void ReadOut(const Exposure& exposure, std::shared_ptr<const Payload> payload);
   void Remember(std::uint32_t sequence, std::shared_ptr<const Payload> payload);
 
