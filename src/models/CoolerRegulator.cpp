@@ -25,10 +25,13 @@ double NextDrive(const RegulatorTuning& tuning, RegulatorState& state, double te
   const double tooWarm = temperature - state.setPoint;
   const double proportional = tuning.percentPerDegree * tooWarm;
   const double grown = state.integral + proportional * step / tuning.integralSeconds;
-  // At either end of the drive the integral does not grow any further beyond it.
-  const double wanted = proportional + grown;
-  const bool beyond = (wanted > tuning.mostPercent && tooWarm > 0.0) || (wanted < 0.0 && tooWarm < 0.0);
-  if (!beyond) state.integral = std::clamp(grown, 0.0, tuning.mostPercent);
+  // The integral takes the drive to either end and does not grow beyond it: it would have to shrink again before
+  // the drive could leave.
+  if (tooWarm > 0.0) {
+    state.integral = std::min(grown, std::max(state.integral, tuning.mostPercent - proportional));
+  } else {
+    state.integral = std::max(grown, std::min(state.integral, -proportional));
+  }
   return std::clamp(proportional + state.integral, 0.0, tuning.mostPercent);
 }
 

@@ -45,24 +45,6 @@ TEST(CameraControls, ModelsStateTheirIdentityBeforeTheyAreOpened) {
   EXPECT_EQ(colour.FrameBytes(), 1936 * 1096 * 2);
 }
 
-TEST(CameraControls, ListsWhatTheModelHas) {
-  const auto listed = [](CModelCamera& camera) {
-    std::vector<int> ids;
-    camera.GetNumOfControls();
-    for (int i = 0; i < camera.controlCount; ++i) ids.push_back(camera.controlList[static_cast<std::size_t>(i)]);
-    return ids;
-  };
-  CModelCamera colour(*FindModel("k1c"));
-  EXPECT_EQ(listed(colour),
-            (std::vector<int>{ORQ_GAIN, ORQ_EXPOSURE, ORQ_WB_R, ORQ_WB_B, ORQ_OFFSET, ORQ_BAND_WIDTH, ORQ_FLIP,
-                              ORQ_AUTO_EXP_MAX_GAIN, ORQ_AUTO_EXP_MAX_EXP_MS, ORQ_AUTO_EXP_TARGET_BRIGHTNESS,
-                              ORQ_MONO_BIN}));
-  CModelCamera mono(*FindModel("x26m"));
-  EXPECT_EQ(listed(mono),
-            (std::vector<int>{ORQ_GAIN, ORQ_EXPOSURE, ORQ_OFFSET, ORQ_BAND_WIDTH, ORQ_FLIP, ORQ_AUTO_EXP_MAX_GAIN,
-                              ORQ_AUTO_EXP_MAX_EXP_MS, ORQ_AUTO_EXP_TARGET_BRIGHTNESS, ORQ_HARDWARE_BIN}));
-}
-
 TEST(CameraControls, OpeningAddsWhatOnlyTheDeviceKnowsOf) {
   for (const char* key : {"k1c", "x26m"}) {
     const VirtualRig rig(key);

@@ -79,6 +79,15 @@ TEST(CoolerRegulator, DoesNotWindUpAtEitherEnd) {
   EXPECT_GT(NextDrive(kPlain, cold, 0.1, 0.0, 1.0), 5.0);
 }
 
+TEST(CoolerRegulator, ReachesEitherEndExactly) {
+  RegulatorState hot = At(0.0, 79.9);
+  EXPECT_EQ(NextDrive(kPlain, hot, 2.0, 0.0, 1.0), 100.0);
+  EXPECT_EQ(hot.integral, 80.0);
+  RegulatorState cold = At(0.0, 20.1);
+  EXPECT_EQ(NextDrive(kPlain, cold, -2.0, 0.0, 1.0), 0.0);
+  EXPECT_EQ(cold.integral, 20.0);
+}
+
 TEST(CoolerRegulator, LeavesAnEndAlsoWhenTheIntegralHoldsIt) {
   RegulatorState state = At(0.0, 100.0);
   double drive = 100.0;
