@@ -24,5 +24,15 @@ CommandRun AddSetCommand(CLI::App& app);
 CommandRun AddCaptureCommand(CLI::App& app);
 CommandRun AddStreamCommand(CLI::App& app);
 CommandRun AddRegCommand(CLI::App& app);
+CommandRun AddTempCommand(CLI::App& app);
+CommandRun AddCoolerCommand(CLI::App& app);
+CommandRun AddFanCommand(CLI::App& app);
+CommandRun AddLedCommand(CLI::App& app);
+CommandRun AddHubCommand(CLI::App& app);
+CommandRun AddGuideCommand(CLI::App& app);
+CommandRun AddFocusCommand(CLI::App& app);
+CommandRun AddSensorIdCommand(CLI::App& app);
+CommandRun AddGpsCommand(CLI::App& app);
+CommandRun AddDumpControlsCommand(CLI::App& app);
 
 }  // namespace orq::cli
