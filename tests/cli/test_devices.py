@@ -204,20 +204,14 @@ class Tests(CliTest):
         self.assertIn("cannot adjust the power LED", self.fail_with(1, "-c", K1C, "led"))
         self.assertIn("cannot adjust a USB hub", self.fail_with(1, "-c", K1C, "hub", "reset"))
 
-    def test_a_refused_level_is_a_failure(self):
-        self.assertIn("refused to set the fan", self.fail_with(1, "-c", T46C + ",refuse=0xD1", "fan", "5"))
-
     def test_the_hub_comes_back_after_a_reset(self):
         self.assertEqual(self.succeed("-c", T46C, "hub", "status")[0], "hub_on = yes\n")
         _, err = self.succeed("-c", "virtual:t46c,timescale=0.05", "--json", "hub", "reset")
         self.assertEqual(err, "")
 
-    def test_a_hub_under_reset_can_be_left(self):
+    def test_a_hub_that_stays_off_is_a_failure(self):
         # The camera's time stands still: the power does not return.
-        process = self.start_tool("-c", T46C, "--debug", "hub", "reset")
-        code, _, err = self.interrupt(process)
-        self.assertEqual(code, 1)
-        self.assertIn("interrupted", err)
+        self.assertIn("stays off", self.fail_with(1, "-c", T46C, "hub", "reset"))
 
     def test_focus_shows_the_motor(self):
         values = self.json("-c", "virtual:h53m,timescale=0.01,serial=0000000000000000", "focus")
@@ -244,15 +238,14 @@ class Tests(CliTest):
         self.assertIn("no focus motor", self.fail_with(1, "-c", K1C, "focus"))
 
     def test_the_sensors_identity(self):
-        # Serial number, product id, and the sum of these bytes: 0x01 + 0x23 + ... + 0xEF = 960, and K1C is 0x1101.
+        # Serial number, product id, and the sum of these bytes: those of the serial number are 960 together.
         out, _ = self.succeed("-c", K1C + ",serial=0123456789abcdef", "sensor-id")
         match = re.fullmatch(r"sensor_id = 0123456789abcdef([0-9a-f]{4})([0-9a-f]{2})\n", out)
         self.assertTrue(match, out)
         product = int(match[1], 16)
         self.assertEqual(int(match[2], 16), (960 + (product >> 8) + (product & 0xFF)) & 0xFF)
 
-    def test_a_sensor_without_identity_is_a_failure(self):
-        self.assertIn("no identity", self.fail_with(1, "-c", K1C + ",refuse=0xD3", "sensor-id"))
+    def test_a_sensor_that_does_not_answer_is_a_failure(self):
         self.assertIn("does not answer", self.fail_with(1, "-c", K1C + ",refuse=0xD2", "sensor-id"))
 
     def test_gps_lines_are_set_and_stay(self):

@@ -15,7 +15,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr int kFull = 255;
-constexpr std::chrono::seconds kHubPatience{10};
+constexpr std::chrono::seconds kHubPatience{5};
 constexpr std::chrono::milliseconds kHubLook{20};
 
 // An output of the board with a level from 0 to 255.

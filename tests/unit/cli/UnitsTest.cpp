@@ -58,6 +58,14 @@ TEST(ExposureText, TakesTheLargestUnitThatIsWhole) {
   EXPECT_EQ(ExposureText(0), "0us");
 }
 
+TEST(ParseSeconds, TakesPositiveNumbersOnly) {
+  EXPECT_EQ(ParseSeconds("2.5", "--seconds"), 2.5);
+  EXPECT_EQ(ParseSeconds("1e9", "--seconds"), 1e9);
+  for (const char* wrong : {"0", "-1", "1.1e9", "nan", "inf", "", "5s", " 5"}) {
+    EXPECT_EQ(CodeOf([&] { ParseSeconds(wrong, "--seconds"); }), kExitUsage) << wrong;
+  }
+}
+
 TEST(ParseInteger, ReadsDecimalAndHexWithSigns) {
   EXPECT_EQ(ParseInteger("42", "x"), 42);
   EXPECT_EQ(ParseInteger("+7", "x"), 7);
