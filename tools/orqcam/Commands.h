@@ -23,6 +23,8 @@ CommandRun AddGetCommand(CLI::App& app);
 CommandRun AddSetCommand(CLI::App& app);
 CommandRun AddCaptureCommand(CLI::App& app);
 CommandRun AddStreamCommand(CLI::App& app);
+CommandRun AddModeCommand(CLI::App& app);
+CommandRun AddTriggerCommand(CLI::App& app);
 CommandRun AddRegCommand(CLI::App& app);
 
 }  // namespace orq::cli
