@@ -36,6 +36,7 @@ int CCameraBase::GetCtrllCaps(ORQ_CONTROL_TYPE id, _ORQ_CONTROL_CAPS* caps) {
 void CCameraBase::GetNumOfControls() {
   orq::ControlAvailability available{*this};
   available.highSpeed = FindHighSpeed(*this);
+  available.gps = GPSCheck();
   available.fanAdjustable = FanAdjustCheck();
   const orq::ControlOrder order = orq::ListControls(available);
   for (std::size_t i = 0; i < order.count; ++i) controlList[i] = order.ids[i];

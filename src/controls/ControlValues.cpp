@@ -52,6 +52,14 @@ long GetFlip(const CCameraBase& camera) {
   return (camera.FlipRow != 0 ? 1 : 0) + (camera.FlipColumn != 0 ? 2 : 0);
 }
 
+/// The line at which time is latched; `value` stays when it cannot be read.
+int ReadLine(CCameraBase& camera, int which, long& value) {
+  int line = 0;
+  const int result = camera.GPSGetLine(which, line);
+  if (result == CTRL_OK) value = line;
+  return result;
+}
+
 struct AutoPara {
   int maxGain = 0;
   int maxExpMs = 0;
@@ -120,6 +128,9 @@ int CCameraBase::SetControlValue(ORQ_CONTROL_TYPE id, long value, bool autoOn) {
       return SetResult(SetHardwareBin(on));
     case ORQ_HIGH_SPEED_MODE:
       return SetResult(SetHighSpeedMode(on));
+    case ORQ_MONO_BIN:
+      SetMonoBin(on);
+      return CTRL_OK;
     case ORQ_PATTERN_ADJUST:
       SetPattern(wanted);
       return CTRL_OK;
@@ -129,6 +140,10 @@ int CCameraBase::SetControlValue(ORQ_CONTROL_TYPE id, long value, bool autoOn) {
       return SetResult(SetPowerLedBrightness(wanted));
     case ORQ_USB_HUB_RESET:
       return SetResult(ResetUSBHub());
+    case ORQ_GPS_START_LINE:
+      return GPSSetLine(0, wanted);
+    case ORQ_GPS_END_LINE:
+      return GPSSetLine(1, wanted);
     default:
       return NotSupported(id);
   }
@@ -195,6 +210,9 @@ int CCameraBase::GetControlValue(ORQ_CONTROL_TYPE id, long* value, ORQ_BOOL* aut
     case ORQ_HIGH_SPEED_MODE:
       *value = HighSpeed;
       return CTRL_OK;
+    case ORQ_MONO_BIN:
+      *value = GetMonoBin() ? 1 : 0;
+      return CTRL_OK;
     case ORQ_PATTERN_ADJUST:
       *value = Pattern;
       return CTRL_OK;
@@ -207,6 +225,13 @@ int CCameraBase::GetControlValue(ORQ_CONTROL_TYPE id, long* value, ORQ_BOOL* aut
     case ORQ_USB_HUB_RESET:
       *value = GetUSBHubOn() ? 1 : 0;
       return CTRL_OK;
+    case ORQ_GPS_SUPPORT:
+      *value = GPSCheck() ? 1 : 0;
+      return CTRL_OK;
+    case ORQ_GPS_START_LINE:
+      return ReadLine(*this, 0, *value);
+    case ORQ_GPS_END_LINE:
+      return ReadLine(*this, 1, *value);
     case ORQ_ROLLING_INTERVAL: {
       int interval = 0;
       const int known = GetRollingInterval(interval);

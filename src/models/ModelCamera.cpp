@@ -171,6 +171,7 @@ bool CModelCamera::ProgramAll() {
   const RegisterBatch batches[] = {ExposureRegisters(exposureUs), GainRegisters(gain),
                                    BlackLevelRegisters(Brightness), BandwidthRegisters(bandwidthPerc),
                                    GeometryRegisters(worker_->setup)};
+  ProgramTriggers();
   return std::ranges::all_of(batches, [&](const RegisterBatch& batch) { return WriteHeld(*this, batch, batch); });
 }
 

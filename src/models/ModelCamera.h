@@ -91,6 +91,14 @@ class CModelCamera : public CCameraBase {
   /// counted. A finished single exposure stays until it is fetched or the next capture starts. Any-thread.
   int GetFrame(unsigned char* buffer, int size, int waitMs, FrameInfo& info);
 
+  /// Waits up to `waitMs` until the capture in a trigger mode listens: triggers before that are lost. False on
+  /// time-out, and as soon as no such capture runs. Any-thread.
+  bool AwaitTriggerReady(int waitMs);
+  /// Sends a trigger to the capture that runs in a software-triggered mode, and waits for a capture that has just
+  /// been started to listen. True when the camera took the request; a sensor that still exposes or reads out
+  /// ignores it. False with a reason: another mode, no capture, or refused. Any-thread.
+  bool SoftTrigger(std::string& reason);
+
   /// Why the capture that ran last ended by itself, as one line for a user; empty when it did not. Any-thread.
   std::string CaptureTrouble() const;
   /// The link's counters, with the frames that the reader did not fetch in time added to `overwritten`.
@@ -116,6 +124,8 @@ class CModelCamera : public CCameraBase {
   StreamEnd DeliverFrames(bool* running, bool triggered, FrameInfo& info, std::string& trouble);
   bool PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info);
   void AwaitWorkerEnd() const;
+  bool MayBringFrames() const;
+  void ProgramTriggers();
 
   const ModelData model_;
   std::unique_ptr<Worker> worker_;

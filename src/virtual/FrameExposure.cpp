@@ -19,11 +19,12 @@ std::size_t PayloadsToKeep(std::size_t bytes) {
 void FrameStream::Run() {
   Lock lock(mutex_);
   while (true) {
-    work_.wait(lock, [this] { return quit_ || ExposureDue(); });
+    AwaitWork(lock);
     if (quit_) {
       return;
     }
     Exposure exposure = Begin();
+    exposing_ = exposure.epoch;
     std::shared_ptr<const Payload> payload = Render(exposure, lock);
     const auto isVoid = [&] { return exposure.epoch != epoch_; };
     if (isVoid()) {
@@ -47,21 +48,46 @@ bool FrameStream::GeometryValid() const {
          geometry.width * geometry.bin <= source_->Width() && geometry.height * geometry.bin <= source_->Height();
 }
 
+/// Returns when an exposure is due or the thread is to end.
+void FrameStream::AwaitWork(Lock& lock) {
+  while (!quit_ && !ExposureDue()) {
+    if (Exposable() && !Exhausted() && trigger_.AtLevel()) {
+      work_.wait_until(lock, SensorFreeAt());
+    } else {
+      work_.wait(lock);
+    }
+  }
+}
+
+/// Whether the sensor exposes at all: freely or on triggers.
+bool FrameStream::Exposable() const {
+  return connected_ && settings_.output && settings_.sensorOn && GeometryValid();
+}
+
+/// Whether nothing more is exposed before the host has acted.
+bool FrameStream::Exhausted() const {
+  const bool full = options_.timeScale <= 0 && frameCount_ == kDeviceFrames;
+  return full || (settings_.snap && exposedSinceRun_ > 0);  // without time, frames come as the host takes them
+}
+
 bool FrameStream::ExposureDue() const {
-  if (!connected_ || !settings_.output || !settings_.sensorOn || !GeometryValid()) {
+  if (!Exposable() || Exhausted()) {
     return false;
   }
-  if (options_.timeScale <= 0 && frameCount_ == kDeviceFrames) {
-    return false;  // without time, frames come as the host takes them
+  return !settings_.trigger.listens || trigger_.Due(SensorFreeAt(), Clock::now());
+}
+
+/// A triggered exposure begins when the last one has been read out.
+FrameStream::Clock::time_point FrameStream::SensorFreeAt() const {
+  return std::max(lastReadoutEnd_, exposableSince_);
+}
+
+TriggerUnit::Sensor FrameStream::SensorNow() const {
+  if (!Exposable()) {
+    return TriggerUnit::Sensor::Off;
   }
-  switch (settings_.trigger) {
-    case StreamSettings::Trigger::FreeRun:
-      return !settings_.snap || exposedSinceRun_ == 0;
-    case StreamSettings::Trigger::Software:
-      return triggersPending_ > 0;
-    default:
-      return false;
-  }
+  const bool busy = exposing_ == epoch_ || Exhausted() || Clock::now() < SensorFreeAt();
+  return busy ? TriggerUnit::Sensor::Busy : TriggerUnit::Sensor::Ready;
 }
 
 /// Takes the settings of the next frame. In video mode its exposure overlaps the readout of the frame before.
@@ -80,14 +106,16 @@ FrameStream::Exposure FrameStream::Begin() {
                      .blackLevel = settings_.blackLevel,
                      .temperatureC = sensorC_(),
                      .frameNumber = framesExposed_};
-  exposure.triggered = settings_.trigger == StreamSettings::Trigger::Software;
+  exposure.triggered = settings_.trigger.listens;
   exposure.readout = ReadoutTime(geometry);
   exposure.limit = std::uint64_t{settings_.transferBlocks} * wire::kBlockBytes;
-  const bool follows = overlapping_ && !exposure.triggered;
-  const Clock::time_point start = follows ? lastReadoutAt_ : Clock::now();
-  const Clock::time_point exposed = start + Scaled(static_cast<double>(settings_.exposureUs));
-  exposure.readoutAt = std::max(exposed, lastReadoutEnd_);
-  triggersPending_ -= exposure.triggered ? 1 : 0;
+  const Clock::time_point free = overlapping_ ? lastReadoutAt_ : Clock::now();
+  const Clock::time_point start = exposure.triggered ? trigger_.Serve(SensorFreeAt()) : free;
+  const Clock::duration length = Scaled(static_cast<double>(settings_.exposureUs));
+  exposure.readoutAt = std::max(start + length, lastReadoutEnd_);
+  for (SyncOutput& output : sync_) {
+    output.ExposureBegins(DeviceUs(exposure.readoutAt - length));
+  }
   return exposure;
 }
 
@@ -161,6 +189,7 @@ std::shared_ptr<Payload> FrameStream::FreeBuffer(std::size_t bytes) {
 
 /// The exposure has ended: the frame gets its number and enters the device's memory, if there is room.
 void FrameStream::ReadOut(const Exposure& exposure, std::shared_ptr<const Payload> payload) {
+  exposing_.reset();
   const FramePlan plan = faults_.PlanOf(++framesExposed_);
   const std::uint32_t sequence = sequence_++;
   ++exposedSinceRun_;

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <string>
 
 #include "link/WireProtocol.h"
 #include "support/VirtualRig.h"
@@ -42,6 +43,46 @@ TEST(CameraControls, ModelsStateTheirIdentityBeforeTheyAreOpened) {
   EXPECT_EQ(colour.Region(), (FrameRegion{0, 0, 1936, 1096, 1, ORQ_IMG_RAW16}));
   EXPECT_EQ(colour.b16Bit, 1);
   EXPECT_EQ(colour.FrameBytes(), 1936 * 1096 * 2);
+}
+
+TEST(CameraControls, OpeningAddsWhatOnlyTheDeviceKnowsOf) {
+  for (const char* key : {"k1c", "x26m"}) {
+    const VirtualRig rig(key);
+    const int before = rig.camera->controlCount;
+    ASSERT_TRUE(rig.Open());
+    const bool adjustable = std::string(key) == "x26m";  // by its board type
+    EXPECT_EQ(rig.camera->controlCount, before + (adjustable ? 3 : 0)) << key;
+    _ORQ_CONTROL_CAPS last{};
+    ASSERT_EQ(rig.camera->GetControlCaps(rig.camera->controlCount - 1, &last), 1);
+    EXPECT_EQ(last.controlType == ORQ_USB_HUB_RESET, adjustable) << key;
+  }
+}
+
+TEST(CameraControls, FanAndLedReachTheBoardThatHasThem) {
+  const VirtualRig rig("x26m");
+  ASSERT_TRUE(rig.Open());
+  EXPECT_EQ(rig.camera->SetControlValue(ORQ_FAN_SPEED_ADJUST, 120, false), CTRL_OK);
+  EXPECT_EQ(rig.camera->SetControlValue(ORQ_POWER_LED_BRIGHT, 30, false), CTRL_OK);
+  EXPECT_EQ(Fpga(rig, wire::kFpgaFanSpeed, 1), 120U);
+  EXPECT_EQ(Fpga(rig, wire::kFpgaLed, 1), 30U);
+  EXPECT_EQ(rig.camera->GetFanSpeed(), 120);
+  EXPECT_EQ(rig.camera->GetPowerLedBrightness(), 30);
+}
+
+TEST(CameraControls, TheThermometerTellsTheTemperatureOfTheDevice) {
+  const VirtualRig rig("k1c", [](VirtualOptions& options) { options.temperatureC = -12.375; });
+  ASSERT_TRUE(rig.Open());
+  long tenths = 0;
+  ORQ_BOOL automatic = 0;
+  EXPECT_EQ(rig.camera->GetControlValue(ORQ_TEMPERATURE, &tenths, &automatic), CTRL_OK);
+  EXPECT_EQ(tenths, -123);
+}
+
+TEST(CameraControls, AModelsGammaIsNeutralFromTheStart) {
+  const VirtualRig rig;
+  EXPECT_EQ(rig.camera->GetGamma(), 50);
+  EXPECT_EQ(rig.camera->gammaTable8[200], 200);
+  EXPECT_EQ(rig.camera->gammaTable16[51234], 51234);
 }
 
 TEST(CameraControls, OpeningProgramsWhatWasSetBefore) {

@@ -17,6 +17,9 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Not;
 
+constexpr const char* kReadType = "C0 D0 1C 00 00 00 01 00";
+constexpr const char* kReadGpsStatus = "C0 D0 46 00 00 00 01 00";
+
 void SetAllFlags(orq::CapabilityFlags& flags, std::uint8_t on) {
   flags.hasGain = flags.hasExposure = flags.hasGamma = flags.hasOffset = flags.hasBandwidth = on;
   flags.hasWB_R = flags.hasWB_B = flags.bIsColor = flags.hasOverCLK = flags.hasTemperature = on;
@@ -110,6 +113,46 @@ TEST_F(ControlList, PlacesAUsableGpsBetweenHeaterAndFan) {
   EXPECT_THAT(ids, ElementsAre(9, 10, 11, 12, 21, 25, 26, 27, 28, 22, 23, 24));
 }
 
+TEST_F(ControlList, ListsTheGpsControlsWhenTheCameraHasAGps) {
+  Open();
+  camera.port->fpga[0x1C] = 3;
+  camera.port->fpga[0x46] = 0x03;
+  camera.hasAntiDewHeater = 1;
+  camera.fanAdjustable = true;
+  EXPECT_THAT(Build(), ElementsAre(9, 10, 11, 12, 21, 25, 26, 27, 28, 22, 23, 24));
+  EXPECT_TRUE(camera.IsAvailable(CT_GPS_SUPPORT));
+  camera.port->fpga[0x46] = 0x02;
+  EXPECT_THAT(Build(), ElementsAre(9, 10, 11, 12, 21, 22, 23, 24));
+  EXPECT_FALSE(camera.IsAvailable(CT_GPS_SUPPORT));
+}
+
+/// Notes in the port's record of requests when the model is asked for its fan.
+class FanOrderCamera : public orq::test::BareCamera {
+ public:
+  bool FanAdjustCheck() override {
+    unsigned char ignored = 0;
+    ReadFPGAREG(0xFE, &ignored);
+    return false;
+  }
+};
+
+TEST(ControlListOrder, AsksForHighSpeedThenGpsThenFan) {
+  FanOrderCamera camera;
+  camera.port->fpga[0x1C] = 6;
+  ASSERT_EQ(camera.OpenCamera(0), 1);
+  camera.iPID = 0x533E;
+  camera.port->TakeEvents();
+  camera.GetNumOfControls();
+  EXPECT_THAT(camera.port->TakeEvents(),
+              ElementsAre(kReadType, kReadType, kReadGpsStatus, "C0 D0 FE 00 00 00 01 00"));
+}
+
+TEST_F(ControlList, ACameraThatDoesNotAnswerHasNoGpsAndIsAskedOnce) {
+  camera.port->refusedRequests.insert(0xD0);
+  EXPECT_THAT(Build(), ElementsAre(9, 10, 11, 12));
+  EXPECT_THAT(camera.port->TakeEvents(), ElementsAre(kReadType));
+}
+
 TEST_F(ControlList, NeverListsTheFanSwitch) {
   SetAllFlags(camera, 1);
   camera.fanAdjustable = true;
@@ -129,9 +172,9 @@ TEST_F(ControlList, FindsHighSpeedByProbeOnTwoProductsOnce) {
     camera.hasHighSpeed = 0;
     EXPECT_THAT(Build(), ElementsAre(9, 10, 11, 12, 14));
     EXPECT_EQ(camera.hasHighSpeed, 1);
-    EXPECT_THAT(camera.port->TakeEvents(), ElementsAre("C0 D0 1C 00 00 00 01 00"));
+    EXPECT_THAT(camera.port->TakeEvents(), ElementsAre(kReadType, kReadType, kReadGpsStatus));
     EXPECT_THAT(Build(), ElementsAre(9, 10, 11, 12, 14));
-    EXPECT_THAT(camera.port->TakeEvents(), IsEmpty()) << "probed again";
+    EXPECT_THAT(camera.port->TakeEvents(), ElementsAre(kReadType, kReadGpsStatus)) << "probed again";
   }
 }
 
@@ -141,7 +184,7 @@ TEST_F(ControlList, ProbesNoOtherProduct) {
   for (const std::int32_t product : {0x533D, 0x5340, 0x1101}) {
     camera.iPID = product;
     EXPECT_THAT(Build(), ElementsAre(9, 10, 11, 12));
-    EXPECT_THAT(camera.port->TakeEvents(), IsEmpty());
+    EXPECT_THAT(camera.port->TakeEvents(), ElementsAre(kReadType, kReadGpsStatus)) << "only the GPS check";
   }
 }
 

@@ -110,6 +110,17 @@ TEST_F(ControlValue, ThePatternIsSetAndNeverFails) {
   ExpectCalls("SetPattern -9");
 }
 
+TEST_F(ControlValue, MonoBinIsOnFromOneAndNeverFails) {
+  for (const long wanted : {0L, 1L, -1L, 2L}) {
+    EXPECT_EQ(Set(ORQ_MONO_BIN, wanted), 0);
+    EXPECT_EQ(camera.monoBin, wanted >= 1 ? 1 : 0) << wanted;
+    EXPECT_EQ(Get(ORQ_MONO_BIN), 0);
+    EXPECT_EQ(value, wanted >= 1 ? 1 : 0) << wanted;
+    EXPECT_EQ(autoOn, 0);
+  }
+  EXPECT_THAT(camera.TakeCalls(), IsEmpty());
+}
+
 TEST_F(ControlValue, TheTemperatureIsTakenWithoutEffect) {
   EXPECT_EQ(Set(ORQ_TEMPERATURE, 100), 0);
   EXPECT_THAT(camera.TakeCalls(), IsEmpty());
@@ -250,8 +261,8 @@ TEST_F(ControlValue, AutomaticControlParametersAreStoredUnchecked) {
 }
 
 TEST_F(ControlValue, WhatTheBaseDoesNotServeIsRefusedAndLogged) {
-  // Cooler, fan and heater belong to models; mono bin and the GPS are not served yet.
-  for (const int id : {15, 16, 17, 18, 19, 21, 25, 26, 27, 28}) {
+  // Cooler, fan and heater belong to models. 25 and 28 are read-only.
+  for (const int id : {15, 16, 17, 19, 21, 25, 28}) {
     LogText log;
     EXPECT_EQ(Set(id, 1), 3) << id;
     EXPECT_EQ(log.Text(), Line("SetControlValue", "Setting " + std::to_string(id) + " is not supported\n"));
@@ -269,7 +280,7 @@ TEST_F(ControlValue, UnknownIdsAreRefusedAndLogged) {
 }
 
 TEST_F(ControlValue, ReadsThatNoServiceAnswersLeaveTheValue) {
-  for (const int id : {15, 16, 17, 18, 19, 21, 25, 26, 27, 29, 40, INT_MAX, -1, INT_MIN}) {
+  for (const int id : {15, 16, 17, 19, 21, 29, 40, INT_MAX, -1, INT_MIN}) {
     EXPECT_EQ(Get(id), 3) << id;
     EXPECT_EQ(value, kUntouched) << id;
     EXPECT_EQ(autoOn, 0) << id;
@@ -376,6 +387,49 @@ TEST_F(ControlValue, TheRollingIntervalIsWrittenEvenWhenUnknown) {
   EXPECT_EQ(value, 148);
 }
 
+TEST_F(ControlValue, GpsLinesAreClampedWrittenAndReadBack) {
+  ASSERT_EQ(camera.OpenCamera(0), 1);
+  camera.port->TakeEvents();
+  EXPECT_EQ(Set(ORQ_GPS_START_LINE, 0x123), 0);
+  EXPECT_THAT(camera.port->TakeEvents(), ElementsAre("40 D1 01 00 01 00 00 00", "40 D1 47 00 23 00 00 00",
+                                                     "40 D1 48 00 01 00 00 00", "40 D1 01 00 00 00 00 00"));
+  EXPECT_EQ(Set(ORQ_GPS_END_LINE, 5000), 0);  // clamped to 1095
+  EXPECT_THAT(camera.port->TakeEvents(), ElementsAre("40 D1 01 00 01 00 00 00", "40 D1 49 00 47 00 00 00",
+                                                     "40 D1 4A 00 04 00 00 00", "40 D1 01 00 00 00 00 00"));
+  EXPECT_EQ(Get(ORQ_GPS_START_LINE), 0);
+  EXPECT_EQ(value, 0x123);
+  EXPECT_EQ(autoOn, 0);
+  EXPECT_EQ(Get(ORQ_GPS_END_LINE), 0);
+  EXPECT_EQ(value, 1095);
+  EXPECT_EQ(Set(ORQ_GPS_START_LINE, -7), 0);
+  EXPECT_EQ(Get(ORQ_GPS_START_LINE), 0);
+  EXPECT_EQ(value, 0);
+}
+
+TEST_F(ControlValue, AGpsLineThatCannotBeReachedIsToldWithItsCode) {
+  camera.port->refusedRequests = {0xD0, 0xD1};
+  EXPECT_EQ(Set(ORQ_GPS_START_LINE, 1), 20);
+  EXPECT_EQ(Set(ORQ_GPS_END_LINE, 1), 20);
+  EXPECT_EQ(Get(ORQ_GPS_START_LINE), 20);
+  EXPECT_EQ(value, kUntouched);
+  EXPECT_EQ(Get(ORQ_GPS_END_LINE), 20);
+  EXPECT_EQ(value, kUntouched);
+  EXPECT_EQ(autoOn, 0);
+  camera.iMaxHeight = 0;  // no line exists
+  EXPECT_EQ(Set(ORQ_GPS_START_LINE, 1), 21);
+}
+
+TEST_F(ControlValue, GpsSupportIsReadFromTheDeviceAndNeverFails) {
+  EXPECT_EQ(Get(ORQ_GPS_SUPPORT), 0);
+  EXPECT_EQ(value, 0);
+  ASSERT_EQ(camera.OpenCamera(0), 1);
+  camera.port->fpga[0x1C] = 3;
+  camera.port->fpga[0x46] = 1;
+  EXPECT_EQ(Get(ORQ_GPS_SUPPORT), 0);
+  EXPECT_EQ(value, 1);
+  EXPECT_EQ(autoOn, 0);
+}
+
 TEST_F(ControlValue, InternalIdsAreReadThroughTheTable) {
   camera.gainIsAuto = true;
   bool automatic = false;
@@ -435,6 +489,7 @@ TEST(ControlValueThreads, ReadersSeeOnlyValuesThatWereSet) {
 
 TEST(ControlValueDefaults, ABareCameraFailsWhatItCannotSet) {
   BareCamera camera;
+  camera.port->unplugged = true;
   for (const ORQ_CONTROL_TYPE id :
        {ORQ_GAIN, ORQ_EXPOSURE, ORQ_GAMMA, ORQ_OFFSET, ORQ_BAND_WIDTH, ORQ_OVER_CLK, ORQ_HARDWARE_BIN,
         ORQ_HIGH_SPEED_MODE, ORQ_FAN_SPEED_ADJUST, ORQ_POWER_LED_BRIGHT, ORQ_USB_HUB_RESET}) {
