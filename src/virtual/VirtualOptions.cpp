@@ -92,6 +92,7 @@ bool AddRefusal(VirtualOptions& options, std::string_view value) {
 }
 
 constexpr int kMostPreRendered = 64;
+constexpr int kLongestFlashMs = 10000;
 
 constexpr OptionEntry kOptions[] = {
     {"seed", "a whole number from 0",
@@ -120,6 +121,8 @@ constexpr OptionEntry kOptions[] = {
      [](VirtualOptions& o, std::string_view v) {
        return Number(v, 1, std::numeric_limits<int>::max(), o.flashFail);
      }},
+    {"flashms", "milliseconds from 0 to 10000",
+     [](VirtualOptions& o, std::string_view v) { return Number(v, 0, kLongestFlashMs, o.flashMs); }},
     {"refuse", "a request code from 0 to 255 (0xD4, say)", AddRefusal},
 };
 
