@@ -24,5 +24,8 @@ CommandRun AddSetCommand(CLI::App& app);
 CommandRun AddCaptureCommand(CLI::App& app);
 CommandRun AddStreamCommand(CLI::App& app);
 CommandRun AddRegCommand(CLI::App& app);
+CommandRun AddIdCommand(CLI::App& app);
+CommandRun AddSerialCommand(CLI::App& app);
+CommandRun AddFlashCommand(CLI::App& app);
 
 }  // namespace orq::cli

@@ -61,9 +61,10 @@ ExitCode Run(int argc, char** argv, Output& out) {
   app.add_flag("--debug", context.debug, "Write the debug log to standard error");
 
   const std::map<std::string, CommandRun> commands = {
-      {"list", AddListCommand(app)},     {"info", AddInfoCommand(app)}, {"controls", AddControlsCommand(app)},
-      {"get", AddGetCommand(app)},       {"set", AddSetCommand(app)},   {"capture", AddCaptureCommand(app)},
-      {"stream", AddStreamCommand(app)}, {"reg", AddRegCommand(app)}};
+      {"list", AddListCommand(app)},     {"info", AddInfoCommand(app)},  {"controls", AddControlsCommand(app)},
+      {"get", AddGetCommand(app)},       {"set", AddSetCommand(app)},    {"capture", AddCaptureCommand(app)},
+      {"stream", AddStreamCommand(app)}, {"reg", AddRegCommand(app)},    {"id", AddIdCommand(app)},
+      {"serial", AddSerialCommand(app)}, {"flash", AddFlashCommand(app)}};
   // The options of the program may also follow the command.
   for (CLI::App* command : app.get_subcommands({})) command->fallthrough();
 
