@@ -26,5 +26,8 @@ CommandRun AddStreamCommand(CLI::App& app);
 CommandRun AddModeCommand(CLI::App& app);
 CommandRun AddTriggerCommand(CLI::App& app);
 CommandRun AddRegCommand(CLI::App& app);
+CommandRun AddIdCommand(CLI::App& app);
+CommandRun AddSerialCommand(CLI::App& app);
+CommandRun AddFlashCommand(CLI::App& app);
 
 }  // namespace orq::cli
