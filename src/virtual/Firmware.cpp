@@ -80,6 +80,7 @@ std::uint16_t Firmware::ProductId() const {
 
 void Firmware::PowerCycle() {
   const std::lock_guard lock(mutex_);
+  powerLost_ = false;
   PowerUpRegisters();
   if (memory_.registers) {
     // The program before this one has left the camera powered; from here on the live registers count.
@@ -105,17 +106,15 @@ void Firmware::Disconnect() {
 void Firmware::LosePower() {
   PowerUpRegisters();
   devices_.PowerOff();
+  powerLost_ = true;
   stream_.Disconnect();
 }
 
 void Firmware::PowerUpRegisters() {
   const FrameSource& source = stream_.Source();
   fpga_.Clear();
-  fpga_.Set(wire::kFpgaType, DeviceOf(options_).fpgaType);
+  fpga_.Set(wire::kFpgaType, options_.fpgaType.value_or(DeviceOf(options_).fpgaType));
   devices_.PowerUp(fpga_);
-  if (options_.fpgaType) {
-    fpga_.Set(wire::kFpgaType, *options_.fpgaType);
-  }
   fpga_.Set(wire::kFpgaSyncControl, wire::kSyncAHigh | wire::kSyncBHigh);
   fpga_.Set(wire::kFpgaMonoBin, kMonoBinOff);
   fpga_.Set(wire::kFpgaFormat, wire::kFormat16Bit);

@@ -125,6 +125,7 @@ class Firmware : public VirtualCamera {
   bool clockOn_ = true;
   bool busOn_ = true;
   bool configured_ = false;
+  bool powerLost_ = false;
   std::uint32_t transferBlocks_ = 0;
   Peripherals devices_;
   FrameStream stream_;

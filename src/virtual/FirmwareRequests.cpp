@@ -80,7 +80,7 @@ int Firmware::Execute(const SetupPacket& setup, Data data) {
     return kUsbPipe;
   }
   const bool done = (this->*entry->handler)(setup, data);
-  if (!stream_.Connected()) {  // the request made it lose power
+  if (powerLost_) {  // by this request; one that the stream ends after it has still been done
     return kUsbNoDevice;
   }
   return done ? int{setup.length} : int{kUsbPipe};
