@@ -52,6 +52,7 @@ struct VirtualOptions {
   std::vector<FrameFault> frameFaults;  ///< `short@N`, `oversize@N`, `badheader@N`, `badtrailer@N`, `order@N`,
                                         ///< `lose@N`, `stall@N`, `error@N`, `unplug@N`
   int flashFail = 0;                    ///< `flashfail=N`: the N-th flash operation from now is refused
+  int flashMs = 0;                      ///< `flashms=`: a flash request takes this long, before `timescale`
   std::vector<FlashFault> flashFaults;  ///< `flasherase@N`, `flashread@N`, `flashflip@N`, `flashpower@N`
   std::vector<std::uint8_t> refuse;     ///< `refuse=0xD4`: requests that are always refused
 
