@@ -19,7 +19,8 @@ _orqcam() {
 
   case $prev in
     -c | --camera)
-      COMPREPLY=($(compgen -W "0 serial: id: virtual:k1c virtual:x26m virtual:replay,file=" -- "$cur"))
+      COMPREPLY=($(compgen -W "0 serial: id: virtual:k1c virtual:k1m virtual:k2m virtual:x26m virtual:t46c
+        virtual:h53m virtual:b29m virtual:replay,file=" -- "$cur"))
       [[ ${COMPREPLY-} == *[:=] ]] && compopt -o nospace
       __ltrimcolons "$cur"
       return

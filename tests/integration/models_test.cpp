@@ -201,6 +201,9 @@ TEST(LineTiming, FollowsBandwidth) {
   ORQ_BOOL automatic = 1;
   EXPECT_EQ(rig.camera->GetControlValue(ORQ_ROLLING_INTERVAL, &value, &automatic), CTRL_OK);
   EXPECT_EQ(value, 410);
+  rig.camera->bandwidthPerc = 0;  // as a settings file might say
+  EXPECT_EQ(rig.camera->GetRollingInterval(interval), 1);
+  EXPECT_EQ(interval, 16'400);
   float offset = 0;
   EXPECT_EQ(rig.camera->GetSHR0Time(offset), 1);
   EXPECT_EQ(offset, 131.2F);
