@@ -82,13 +82,13 @@ void CModelCamera::Capture(bool* running, bool triggered) {
   } catch (const std::bad_alloc&) {
     trouble = "not enough memory for the frames: choose a smaller region or close other programs";
   }
+  worker.SetTrouble(trouble);  // known before anybody can see that the stream has ended
   worker.mailbox.Notify([&] { worker.armed = false; });
   StopStream();
   // A single exposure's frame is handed over when nothing more is to be done, so that the next exposure can
   // follow.
   if (end == StreamEnd::Delivered) worker.mailbox.Publish(worker.setup.OutputBytes(), info);
   if (end == StreamEnd::Stopped) worker.mailbox.Discard();
-  worker.SetTrouble(trouble);
   worker.mailbox.Notify([&] {
     worker.ended = true;
     if (end == StreamEnd::Delivered) {
