@@ -20,9 +20,10 @@ std::size_t FrameBytes(const FrameGeometry& geometry) {
 }  // namespace
 
 FrameStream::FrameStream(std::unique_ptr<FrameSource> source, const VirtualOptions& options,
-                         std::function<double()> sensorC)
+                         const DeviceClock& clock, std::function<double()> sensorC)
     : source_(std::move(source)),
       options_(options),
+      clock_(clock),
       sensorC_(std::move(sensorC)),
       packet_(PacketBytes(options)),
       faults_(options) {
@@ -49,6 +50,8 @@ void FrameStream::PowerUp(const StreamSettings& settings) {
   connected_ = true;
   sequence_ = kFirstSequence;
   lastExposureUs_ = 0;
+  latches_ = 0;
+  latched_ = {};
   settings_ = settings;
 }
 
@@ -125,6 +128,8 @@ Payload FrameStream::SentPayload(std::uint32_t sequence) const {
 void FrameStream::Abort() {
   ++epoch_;
   overlapping_ = false;
+  SettleLatch();
+  latching_.reset();
   lastReadoutEnd_ = {};
   triggersPending_ = 0;
   DropFrames();
@@ -260,13 +265,13 @@ FrameStream::Clock::duration FrameStream::Scaled(double microseconds) const {
       static_cast<Clock::rep>(std::min(microseconds * 1000.0 * options_.timeScale, kLongestNs)));
 }
 
-FrameStream::Clock::duration FrameStream::ReadoutTime(const FrameGeometry& geometry) const {
+double FrameStream::ReadoutUs(const FrameGeometry& geometry) const {
   const double lineUs = static_cast<double>(source_->LineTimeNs()) / 1000.0;
   double microseconds = geometry.height * lineUs * 100.0 / settings_.bandwidthPercent;
   if (!options_.usb3) {
     microseconds = std::max(microseconds, static_cast<double>(FrameBytes(geometry)) / kUsb2BytesPerMicrosecond);
   }
-  return Scaled(microseconds);
+  return microseconds;
 }
 
 }  // namespace orq
