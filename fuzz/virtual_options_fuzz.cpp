@@ -36,6 +36,9 @@ void CheckUsable(const orq::VirtualOptions& options) {
   for (const orq::FrameFault& fault : options.frameFaults) {
     Require(fault.frame > 0);
   }
+  for (const orq::FlashFault& fault : options.flashFaults) {
+    Require(fault.operation > 0);
+  }
 }
 
 }  // namespace

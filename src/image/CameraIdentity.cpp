@@ -2,27 +2,22 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <iterator>
 
 #include "camera/CameraBase.h"
 #include "link/WireProtocol.h"
 
 namespace {
 
-constexpr unsigned int kParameterPage = 0x70000;
-constexpr int kPageBytes = 256;
 constexpr std::array<unsigned char, 2> kIdTag{'I', 'D'};
 constexpr int kIdBytes = sizeof(_ORQ_ID::id);
 
 }  // namespace
 
-bool CCameraBase::ReadSPI(unsigned char* dst, int offset, int len) {
-  if (dst == nullptr || offset < 0 || len < 0 || offset > kPageBytes || len > kPageBytes - offset) return false;
-  std::array<unsigned char, kPageBytes> page{};
-  EnableGPIF32DQ(false);
-  const bool read = ReadFromSPIFlash(page.data(), kParameterPage, kPageBytes, orq::wire::kReqFlashRead);
-  if (read) std::copy_n(page.begin() + offset, len, dst);
-  EnableGPIF32DQ(true);
-  return read;
+bool CCameraBase::SetIDToSPI(_ORQ_ID id) {
+  std::array<unsigned char, kIdTag.size() + kIdBytes> record{};
+  std::copy(std::begin(id.id), std::end(id.id), std::copy(kIdTag.begin(), kIdTag.end(), record.begin()));
+  return WriteSPI(record.data(), 0, static_cast<int>(record.size()));
 }
 
 bool CCameraBase::GetIDFromSPI(_ORQ_ID* id) {

@@ -37,6 +37,12 @@ RegisterBatch BandwidthRegisters(int percent) {
   return batch;
 }
 
+RegisterBatch HighSpeedRegisters(bool on) {
+  RegisterBatch batch;
+  batch.Fpga(wire::kFpgaHighSpeed, on ? 1 : 0);
+  return batch;
+}
+
 RegisterBatch GeometryRegisters(const FrameSetup& setup) {
   const StreamFormat format = setup.WireFormat();
   RegisterBatch batch;
@@ -58,6 +64,7 @@ int LinesOf(std::uint64_t exposureUs, std::uint32_t lineTimeNs) {
 
 CModelCamera::CModelCamera(const ModelData& model) : model_(model), worker_(std::make_unique<Worker>()) {
   DescribeModel();
+  if (model_.cooled) cooler_ = std::make_unique<Cooler>(*this, model_.cooler, model_.timeScale);
   worker_->converter.RGBYUV_Init();
   InitVariable();
   SetGamma(kNeutralGamma);
@@ -89,7 +96,7 @@ void CModelCamera::DescribeModel() {
   iADCBits = model_.adcBits;
   binList = model_.bins;
   hasGuidePort = model_.guidePort;
-  isUsb3Camera = 1;
+  isUsb3Camera = model_.usb3Camera;
   iMaxWidth = model_.maxWidth;
   iMaxHeight = model_.maxHeight;
   bayerPattern = model_.bayerPattern;
@@ -98,6 +105,7 @@ void CModelCamera::DescribeModel() {
 
   hasGain = range.gainMax != range.gainMin;
   hasExposure = 1;
+  hasGamma = range.gammaMax != range.gammaMin;
   hasOffset = range.offsetMax != range.offsetMin;
   hasBandwidth = range.bandwidthMax != range.bandwidthMin;
   hasWB_R = hasWB_B = model_.colour && range.wbMax != range.wbMin;
@@ -105,13 +113,24 @@ void CModelCamera::DescribeModel() {
   supportImgType1 = model_.formats[ORQ_IMG_RGB24];
   supportImgType2 = model_.formats[ORQ_IMG_RAW16];
   supportImgType3 = model_.formats[ORQ_IMG_Y8];
-  hasHardwareBin = model_.hardwareBin;
-  bBin4By2x2 = model_.hardwareBin;
-  bHardBinSum = model_.hardwareBin;  // the sensor adds charge
+  bandwidthAutoSupported = model_.bandwidthAuto;
+  hasOverCLK = model_.overClock;
+  hasPatternAdjust = model_.patternAdjust;
+  hasHighSpeed = model_.highSpeed;
+  hasTemperature = model_.thermometer != Thermometer::None;
+  tempSensorType = std::max(static_cast<int>(model_.thermometer), 0);
   isCooled = model_.cooled;
+  hasAntiDewHeater = model_.antiDewHeater;
+  normalModeFPGATrigger = model_.normalModeFPGATrigger;
+
+  hasHardwareBin = model_.hardwareBin;
+  fpgaBin = model_.fpgaBin;
+  bBin4By2x2 = model_.hardwareBin || model_.fpgaBin;
+  bHardBinSum = bBin4By2x2;  // the sensor adds charge
+  std::ranges::copy(model_.binOffsets, pBinOffsets.get());
 
   exposureUs = static_cast<std::uint64_t>(range.exposureDefault);
-  expReg = LinesOf(exposureUs, model_.lineTimeNs);
+  expReg = LinesOf(exposureUs, LineTimeNs());
   gain = range.gainDefault;
   Brightness = range.offsetDefault;
   WB_Red = range.wbRedDefault;
@@ -123,21 +142,36 @@ void CModelCamera::DescribeModel() {
 
 int CModelCamera::OpenCamera(int index) {
   if (IsOpen()) return 1;
+  if (cooler_) cooler_->Abandon();
   if (CCameraBase::OpenCamera(index) == 0) return 0;
   worker_->mailbox.Discard();
+  GetNumOfControls();  // some controls only the device can tell of
   if (ProgramAll()) return 1;
   DbgPrint(-1, "OpenCamera", "Failed to initialise the sensor, close camera\n");
   CloseCamera();
   return 0;
 }
 
+void CModelCamera::CloseCamera() {
+  if (cooler_) cooler_->MakeSafe();
+  CCameraBase::CloseCamera();
+}
+
 bool CModelCamera::ProgramAll() {
   const std::lock_guard lock(worker_->registers);
   TellFpgaUsbHostType(usb3Host != 0);
   if (StartSensorCLK() == 0) return false;
+  if (cooler_ && !cooler_->MakeSafe()) return false;
+  if (hasHighSpeed == 0) {
+    HighSpeed = 0;
+  } else if (const RegisterBatch mode = HighSpeedRegisters(HighSpeed != 0); !WriteHeld(*this, mode, mode)) {
+    return false;
+  }
+  expReg = LinesOf(exposureUs, LineTimeNs());
   const RegisterBatch batches[] = {ExposureRegisters(exposureUs), GainRegisters(gain),
                                    BlackLevelRegisters(Brightness), BandwidthRegisters(bandwidthPerc),
                                    GeometryRegisters(worker_->setup)};
+  ProgramTriggers();
   return std::ranges::all_of(batches, [&](const RegisterBatch& batch) { return WriteHeld(*this, batch, batch); });
 }
 
@@ -184,7 +218,7 @@ bool CModelCamera::SetExp(unsigned long long newExposureUs, bool autoExp) {
   const std::lock_guard lock(worker_->registers);
   if (IsOpen() && !WriteHeld(*this, ExposureRegisters(clamped), ExposureRegisters(exposureUs))) return false;
   exposureUs = clamped;
-  expReg = LinesOf(clamped, model_.lineTimeNs);
+  expReg = LinesOf(clamped, LineTimeNs());
   AutoExp = autoExp;
   return true;
 }
@@ -205,8 +239,22 @@ bool CModelCamera::SetHardwareBin(bool on) {
   return ChangeGeometry(Region(), on, reason);
 }
 
+// What a frame was read out with shows in its geometry nowhere: none of the old mode may follow.
+bool CModelCamera::SetHighSpeedMode(bool on) {
+  if (hasHighSpeed == 0) return false;
+  const auto change = [&] {
+    const std::lock_guard lock(worker_->registers);
+    if (IsOpen() && !WriteHeld(*this, HighSpeedRegisters(on), HighSpeedRegisters(HighSpeed != 0))) return false;
+    HighSpeed = on;
+    expReg = LinesOf(exposureUs, LineTimeNs());
+    return true;
+  };
+  std::string reason;
+  return ChangeFrames(change, reason);
+}
+
 bool CModelCamera::IsHardBinRun() {
-  return StagesOf(iBin, HardwareBin != 0).hardware > 1;
+  return StagesOf(iBin, HardwareBin != 0 || model_.fpgaBin).hardware > 1;
 }
 
 bool CModelCamera::FitRegion(const FrameRegion& wanted, FrameRegion& fitted, std::string& reason) const {
@@ -222,8 +270,19 @@ bool CModelCamera::SetRegion(const FrameRegion& wanted, FrameRegion& applied, st
 }
 
 bool CModelCamera::ChangeGeometry(const FrameRegion& region, bool hardwareBin, std::string& reason) {
+  const auto change = [&] {
+    const std::lock_guard lock(worker_->registers);
+    const FrameSetup next = SetupFor(model_, region, hardwareBin);
+    if (IsOpen() && !WriteHeld(*this, GeometryRegisters(next), GeometryRegisters(worker_->setup))) return false;
+    StoreGeometry(region, hardwareBin);
+    return true;
+  };
+  return ChangeFrames(change, reason);
+}
+
+// Stops a running capture around `change`, so that no frame from before it is delivered after it.
+bool CModelCamera::ChangeFrames(const std::function<bool()>& change, std::string& reason) {
   Worker& worker = *worker_;
-  const FrameSetup next = SetupFor(model_, region, hardwareBin);
   const bool snap = snapMode != 0;
   bool restart = false;
   if (IsCaptureRunning()) {
@@ -231,12 +290,7 @@ bool CModelCamera::ChangeGeometry(const FrameRegion& region, bool hardwareBin, s
     worker.mailbox.Notify([&] { worker.restarting = restart = captureStartMark != 0 || !worker.ended; });
     if (StopCapture() == 0) StopWorkers();
   }
-  bool applied = true;
-  {
-    const std::lock_guard lock(worker.registers);
-    applied = !IsOpen() || WriteHeld(*this, GeometryRegisters(next), GeometryRegisters(worker.setup));
-    if (applied) StoreGeometry(region, hardwareBin);
-  }
+  const bool applied = change();
   if (applied) {
     worker.mailbox.Discard();
   } else {
@@ -249,6 +303,10 @@ bool CModelCamera::ChangeGeometry(const FrameRegion& region, bool hardwareBin, s
     return applied && started;
   }
   return applied;
+}
+
+std::uint32_t CModelCamera::LineTimeNs() const {
+  return HighSpeed != 0 ? model_.lineTimeNs / 2 : model_.lineTimeNs;
 }
 
 // Called with `registers` held, or before any thread runs.

@@ -15,8 +15,8 @@ BayerPattern ShiftBayer(BayerPattern pattern, int dx, int dy);
 /// The pattern seen after mirroring a frame of the given size horizontally and/or vertically.
 BayerPattern FlipBayer(BayerPattern pattern, bool horizontal, bool vertical, int width, int height);
 
-/// Colour conversions of raw Bayer frames. One object per camera; `SetBayer` is any-thread, the conversions
-/// may run on several threads at once.
+/// Colour conversions and dark subtraction of raw frames. One object per camera; `SetBayer` is any-thread, the
+/// others may run on several threads at once.
 class CAlgorithm {
  public:
   /// The Bayer pattern of the frames that follow (0 RGGB, 1 BGGR, 2 GRBG, 3 GBRG; others count as 0).
@@ -34,6 +34,13 @@ class CAlgorithm {
   /// Luminance of the demosaiced frame, one byte per pixel: (77 R + 150 G + 29 B + 128) / 256 of exactly the
   /// colours that `BayerToRGB24` delivers. `luminance` must not overlap `bayer`. Allocates nothing.
   void BayerToY8(const std::uint8_t* bayer, int width, int height, std::uint8_t* luminance) const;
+
+  /// Subtracts a dark image from a frame of `width` x `height` samples, in place: each sample becomes
+  /// sample - dark + average, clamped to its range, so that the frame keeps its level. `average` is the mean of
+  /// `dark` (more than 255 counts as 255). `wide` frames hold 16-bit samples, aligned as such and left-aligned;
+  /// dark values and average then count 256 times. Nothing without a frame or a dark image. Allocates nothing.
+  void SubtractDark(std::uint8_t* frame, int width, int height, unsigned average, const std::uint8_t* dark,
+                    bool wide) const;
 
  private:
   std::uint16_t redWeight_ = 0;

@@ -32,9 +32,8 @@ struct DeviceData {
   std::uint32_t gpsTicksPerSecond = 0;  ///< that the FPGA counts between two pulses of the receiver
   double gpsLeadUs = 0;                 ///< from a line's latch to the start of its exposure
   bool guidePort = false;
-  bool adjustable = false;  ///< fan speed and power LED are outputs of the board
-  bool hub = false;
-  bool cooler = false;  ///< with window heater; without an adjustable fan, its fan follows the drive
+  bool adjustable = false;  ///< fan, power LED and USB hub are on the board
+  bool cooler = false;      ///< with window heater; without an adjustable fan, its fan follows the drive
   bool focusMotor = false;
 };
 

@@ -11,11 +11,13 @@
 #include <vector>
 
 #include "virtual/FaultScript.h"
+#include "virtual/FlashFaults.h"
 #include "virtual/FpgaRegisters.h"
 #include "virtual/FrameStream.h"
 #include "virtual/GpsUnit.h"
 #include "virtual/Peripherals.h"
 #include "virtual/StateFile.h"
+#include "virtual/TriggerPulses.h"
 #include "virtual/VirtualCamera.h"
 
 namespace orq {
@@ -58,6 +60,10 @@ class Firmware : public VirtualCamera {
   void FailRequests(std::uint8_t request, UsbError error, int skip, int count) override;
   void ClearFailures() override;
   void AddFrameFault(const FrameFault& fault) override { stream_.AddFault(fault); }
+  void AddFlashFault(const FlashFault& fault) override;
+  void SetTriggerLine(bool high) override { stream_.SetTriggerLine(high); }
+  std::uint64_t TriggersMissed() const override { return stream_.TriggersMissed(); }
+  std::vector<SyncEdge> SyncEdges(int output) const override { return stream_.SyncEdges(output); }
   std::uint64_t FramesExposed() const override { return stream_.FramesExposed(); }
   std::vector<std::uint8_t> SentPayload(std::uint32_t sequence) const override {
     return stream_.SentPayload(sequence);
@@ -103,6 +109,7 @@ class Firmware : public VirtualCamera {
 
   void PowerUpRegisters();
   bool FlashReachable();
+  void LosePower();
   bool SaveMemory();
   std::uint8_t FpgaValue(std::uint16_t reg) const;
   std::uint8_t SensorByte(std::uint16_t reg) const;
@@ -116,6 +123,7 @@ class Firmware : public VirtualCamera {
   mutable FpgaRegisters fpga_;                ///< a read brings it up to date
   mutable std::vector<std::uint8_t> sensor_;  ///< likewise
   RequestFaults faults_;
+  FlashFaults flashFaults_;
   std::deque<LoggedRequest> log_;
   std::uint8_t boardType_;
   bool clockOn_ = true;
@@ -125,6 +133,7 @@ class Firmware : public VirtualCamera {
   Peripherals devices_;
   const std::optional<GpsUnit> gps_;
   FrameStream stream_;
+  std::unique_ptr<TriggerPulses> triggerPulses_;  ///< ends before the stream
 };
 
 }  // namespace orq

@@ -79,7 +79,11 @@ int Firmware::Execute(const SetupPacket& setup, Data data) {
       data.size() != setup.length) {
     return kUsbPipe;
   }
-  return (this->*entry->handler)(setup, data) ? int{setup.length} : int{kUsbPipe};
+  const bool done = (this->*entry->handler)(setup, data);
+  if (!stream_.Connected()) {  // the request made it lose power
+    return kUsbNoDevice;
+  }
+  return done ? int{setup.length} : int{kUsbPipe};
 }
 
 // Sensor clock, image bus, frame output ----------------------------------------------------------------------
@@ -168,16 +172,29 @@ bool Firmware::FlashReachable() {
 
 bool Firmware::FlashWrite(const SetupPacket& setup, Data data) {
   const std::uint32_t address = FlashAddress(setup);
+  const FlashFaults::Write fault = flashFaults_.NextWrite();
   if (!FlashReachable() || !SpiFlash::Contains(address, data.size())) {
     return false;
   }
-  memory_.flash.Program(address, data);
+  switch (fault) {
+    case FlashFaults::Write::Good:
+      memory_.flash.Program(address, data);
+      break;
+    case FlashFaults::Write::Weak:
+      memory_.flash.Program(address, WeaklyProgrammed(data, options_.seed));
+      break;
+    case FlashFaults::Write::PowerLoss:
+      memory_.flash.Program(address, data.first(ProgrammedBeforePowerLoss(data.size())));
+      LosePower();
+      break;
+  }
   return SaveMemory();
 }
 
 bool Firmware::FlashRead(const SetupPacket& setup, Data data) {
   const std::uint32_t address = FlashAddress(setup);
-  if (!FlashReachable() || !SpiFlash::Contains(address, data.size())) {
+  const bool failing = flashFaults_.NextReadFails();
+  if (!FlashReachable() || failing || !SpiFlash::Contains(address, data.size())) {
     return false;
   }
   std::ranges::copy(memory_.flash.Read(address, data.size()), data.begin());
@@ -185,7 +202,8 @@ bool Firmware::FlashRead(const SetupPacket& setup, Data data) {
 }
 
 bool Firmware::FlashErase(const SetupPacket& setup, Data) {
-  if (!FlashReachable() || setup.value >= SpiFlash::kSectors) {
+  const bool failing = flashFaults_.NextEraseFails();
+  if (!FlashReachable() || failing || setup.value >= SpiFlash::kSectors) {
     return false;
   }
   memory_.flash.Erase(setup.value);

@@ -11,6 +11,8 @@
 #include <memory>
 #include <vector>
 
+#include "support/CheckSum.h"
+
 namespace orq {
 namespace {
 
@@ -35,14 +37,6 @@ struct CloseFile {
   void operator()(std::FILE* file) const { std::fclose(file); }
 };
 using FilePtr = std::unique_ptr<std::FILE, CloseFile>;
-
-std::uint64_t CheckSum(std::span<const std::uint8_t> bytes) {  // FNV-1a
-  std::uint64_t sum = 0xCBF29CE484222325U;
-  for (const std::uint8_t byte : bytes) {
-    sum = (sum ^ byte) * 0x100000001B3U;
-  }
-  return sum;
-}
 
 void Put(Bytes& out, std::uint64_t value, int bytes) {
   for (int i = 0; i < bytes; ++i) {

@@ -25,6 +25,11 @@ struct FaultEntry {
   FrameFault::Kind kind;
 };
 
+struct FlashFaultEntry {
+  std::string_view name;
+  FlashFault::Kind kind;
+};
+
 template <class T>
 bool Number(std::string_view text, T lowest, T highest, T& value, int base = 10) {
   T number{};
@@ -76,13 +81,41 @@ bool SetScene(VirtualOptions& options, std::string_view value) {
   return value == "stars" || value == "flat" || value == "dark";
 }
 
-bool AddRefusal(VirtualOptions& options, std::string_view value) {
-  int request = 0;
+/// A byte, decimal or 0x….
+std::optional<std::uint8_t> Byte(std::string_view value) {
+  int byte = 0;
   const bool hex = value.starts_with("0x") || value.starts_with("0X");
-  if (!Number(hex ? value.substr(2) : value, 0, 255, request, hex ? 16 : 10)) {
+  if (!Number(hex ? value.substr(2) : value, 0, 255, byte, hex ? 16 : 10)) {
+    return std::nullopt;
+  }
+  return static_cast<std::uint8_t>(byte);
+}
+
+bool AddRefusal(VirtualOptions& options, std::string_view value) {
+  const auto request = Byte(value);
+  if (request) {
+    options.refuse.push_back(*request);
+  }
+  return request.has_value();
+}
+
+bool SetFpgaType(VirtualOptions& options, std::string_view value) {
+  options.fpgaType = Byte(value);
+  return options.fpgaType.has_value();
+}
+
+bool SetTriggerPeriod(VirtualOptions& options, std::string_view value) {
+  const bool inMs = value.ends_with("ms");
+  if (!inMs && !value.ends_with("s")) {
     return false;
   }
-  options.refuse.push_back(static_cast<std::uint8_t>(request));
+  double number = 0;
+  constexpr double kHourMs = 3'600'000;
+  const double unitMs = inMs ? 1.0 : 1000.0;
+  if (!Real(value.substr(0, value.size() - (inMs ? 2 : 1)), 1 / unitMs, kHourMs / unitMs, number)) {
+    return false;
+  }
+  options.triggerPeriodUs = std::llround(number * unitMs * 1000.0);
   return true;
 }
 
@@ -158,6 +191,8 @@ constexpr OptionEntry kOptions[] = {
        return Number(v, 1, std::numeric_limits<int>::max(), o.flashFail);
      }},
     {"refuse", "a request code from 0 to 255 (0xD4, say)", AddRefusal},
+    {"fpga", "a type code from 0 to 255 (0xC0, say)", SetFpgaType},
+    {"trigger", "a period from 1ms to 3600s with its unit", SetTriggerPeriod},
 };
 
 constexpr FaultEntry kFaults[] = {
@@ -166,6 +201,13 @@ constexpr FaultEntry kFaults[] = {
     {"order", FrameFault::Kind::OutOfSequence}, {"lose", FrameFault::Kind::Drop},
     {"stall", FrameFault::Kind::Stall},         {"error", FrameFault::Kind::Error},
     {"unplug", FrameFault::Kind::Unplug},
+};
+
+constexpr FlashFaultEntry kFlashFaults[] = {
+    {"flasherase", FlashFault::Kind::Erase},
+    {"flashread", FlashFault::Kind::Read},
+    {"flashflip", FlashFault::Kind::WeakWrite},
+    {"flashpower", FlashFault::Kind::PowerLoss},
 };
 
 /// The names in `entries`, with `before` and `after` around each.
@@ -178,6 +220,10 @@ std::string Names(const Entries& entries, std::string_view after) {
     names += after;
   }
   return names;
+}
+
+std::string FaultNames() {
+  return Names(kFaults, "@N") + ", " + Names(kFlashFaults, "@N");
 }
 
 std::string Quoted(std::string_view word) {
@@ -198,17 +244,24 @@ bool ParseModel(std::string_view word, VirtualOptions& options, std::string& err
 }
 
 bool ParseFault(std::string_view word, std::size_t at, VirtualOptions& options, std::string& error) {
-  const auto* fault = std::ranges::find(kFaults, word.substr(0, at), &FaultEntry::name);
-  if (fault == std::end(kFaults)) {
-    error = "unknown fault " + Quoted(word) + "; faults are " + Names(kFaults, "@N");
+  const auto* frameFault = std::ranges::find(kFaults, word.substr(0, at), &FaultEntry::name);
+  const auto* flashFault = std::ranges::find(kFlashFaults, word.substr(0, at), &FlashFaultEntry::name);
+  const bool ofFrame = frameFault != std::end(kFaults);
+  if (!ofFrame && flashFault == std::end(kFlashFaults)) {
+    error = "unknown fault " + Quoted(word) + "; faults are " + FaultNames();
     return false;
   }
-  std::uint64_t frame = 0;
-  if (!Number(word.substr(at + 1), std::uint64_t{1}, std::numeric_limits<std::uint64_t>::max(), frame)) {
-    error = "fault " + Quoted(word) + " needs a frame number from 1 after the @";
+  std::uint64_t number = 0;
+  if (!Number(word.substr(at + 1), std::uint64_t{1}, std::numeric_limits<std::uint64_t>::max(), number)) {
+    error = "fault " + Quoted(word) + " needs " + (ofFrame ? "a frame" : "an operation's") +
+            " number from 1 after the @";
     return false;
   }
-  options.frameFaults.push_back({fault->kind, frame});
+  if (ofFrame) {
+    options.frameFaults.push_back({frameFault->kind, number});
+  } else {
+    options.flashFaults.push_back({flashFault->kind, number});
+  }
   return true;
 }
 
@@ -220,8 +273,8 @@ bool ParseOption(std::string_view word, VirtualOptions& options, std::string& er
   }
   const auto* option = std::ranges::find(kOptions, word.substr(0, equals), &OptionEntry::name);
   if (option == std::end(kOptions)) {
-    error = "unknown option " + Quoted(word) + "; options are " + Names(kOptions, "=") + " and faults " +
-            Names(kFaults, "@N");
+    error =
+        "unknown option " + Quoted(word) + "; options are " + Names(kOptions, "=") + " and faults " + FaultNames();
     return false;
   }
   const std::string_view value = equals == std::string_view::npos ? "" : word.substr(equals + 1);

@@ -45,6 +45,13 @@ struct VirtualGps {
   static constexpr UtcTime kDefaultStart = std::chrono::sys_days(std::chrono::January / 1 / 2030);
 };
 
+/// A fault at a numbered operation of the flash; each kind counts its own operations, from 1.
+struct FlashFault {
+  enum class Kind : std::uint8_t { Erase, Read, WeakWrite, PowerLoss };
+  Kind kind = Kind::Erase;
+  std::uint64_t operation = 0;
+};
+
 /// Options of one virtual camera. `docs/virtual-camera.md` describes each for users.
 struct VirtualOptions {
   std::string model = "k1c";            ///< a key of the device table
@@ -65,7 +72,12 @@ struct VirtualOptions {
                                         ///< `lose@N`, `stall@N`, `error@N`, `unplug@N`
   std::optional<VirtualGps> gps;        ///< for models with a GPS; without any `gps…=` word the defaults
   int flashFail = 0;                    ///< `flashfail=N`: the N-th flash operation from now is refused
+  std::vector<FlashFault> flashFaults;  ///< `flasherase@N`, `flashread@N`, `flashflip@N`, `flashpower@N`
   std::vector<std::uint8_t> refuse;     ///< `refuse=0xD4`: requests that are always refused
+
+  /// `fpga=0xC0`: type code of the FPGA; by default the model's.
+  std::optional<std::uint8_t> fpgaType;
+  std::int64_t triggerPeriodUs = 0;  ///< `trigger=200ms`: pulses on the trigger input; 0: none
 };
 
 /// The options in `text` (what stands behind `virtual:`); nothing and a one-line reason in `error` when a word is

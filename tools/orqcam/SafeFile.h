@@ -5,15 +5,11 @@
 #include <span>
 #include <string>
 
+#include "support/WholeFile.h"
+
 namespace orq::cli {
 
-enum class Existing { Keep, Overwrite };
-/// Synced files survive a power cut right after; that costs time which a video does not have.
-enum class Durability { Synced, Cached };
-
-/// Writes `bytes` to a hidden file in the same directory and gives it its name only when complete. An existing
-/// file is kept (an error) unless it may be overwritten. On any error nothing is left behind. Throws CliError
-/// with one line that says what to do.
+/// `PutFile` for users: throws CliError with one line that says what to do.
 void WriteWholeFile(const std::string& path, std::span<const std::uint8_t> bytes, Existing existing,
                     Durability durability);
 

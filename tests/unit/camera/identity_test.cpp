@@ -5,6 +5,7 @@
 #include <array>
 #include <climits>
 
+#include "support/FlashPort.h"
 #include "support/RecordingCamera.h"
 
 namespace {
@@ -86,6 +87,24 @@ TEST_F(Identity, NothingIsReadOutsideTheParameterPage) {
   }
   EXPECT_THAT(bytes, Each(0));
   EXPECT_THAT(camera.port->TakeEvents(), IsEmpty());
+}
+
+TEST(UserId, IsStoredBehindItsTagAtTheStartOfTheParameterPage) {
+  orq::test::FlashCamera camera;
+  camera.flash->SetBytes(kPage + 9, {0x77, 0x66, 0x55});
+  EXPECT_TRUE(camera.SetIDToSPI({{1, 2, 3, 4, 5, 6, 7, 8}}));
+  EXPECT_THAT(camera.flash->TakeSetups(), ElementsAre(kBusOff, kReadPage, "40 C4 07 00 00 00 00 00",
+                                                      "40 C2 07 00 00 00 00 01", kReadPage, kBusOn));
+  EXPECT_THAT(camera.flash->Bytes(kPage, 12), ElementsAre(0x49, 0x44, 1, 2, 3, 4, 5, 6, 7, 8, 0x66, 0x55));
+  _ORQ_ID id{};
+  EXPECT_TRUE(camera.GetIDFromSPI(&id));
+  EXPECT_THAT(id.id, ElementsAre(1, 2, 3, 4, 5, 6, 7, 8));
+}
+
+TEST(UserId, ThatReadsBackWrongIsNotStored) {
+  orq::test::FlashCamera camera;
+  camera.flash->flippedWrites = {1, 2, 3};
+  EXPECT_FALSE(camera.SetIDToSPI({{1, 2, 3, 4, 5, 6, 7, 8}}));
 }
 
 TEST_F(Identity, TheSerialNumberIsOneRequest) {

@@ -18,7 +18,9 @@ Frame8 Flipped(const Frame8& in, int width, int height, bool horizontal, bool ve
 const Frame8 kFrame{1, 2, 3,   //
                     4, 5, 6};  // 3x2
 
-TEST(FlipCopy, CopiesWithoutFlips) { EXPECT_EQ(Flipped(kFrame, 3, 2, false, false), kFrame); }
+TEST(FlipCopy, CopiesWithoutFlips) {
+  EXPECT_EQ(Flipped(kFrame, 3, 2, false, false), kFrame);
+}
 
 TEST(FlipCopy, MirrorsLeftAndRight) {
   EXPECT_EQ(Flipped(kFrame, 3, 2, true, false), (Frame8{3, 2, 1, 6, 5, 4}));
@@ -28,7 +30,9 @@ TEST(FlipCopy, MirrorsTopAndBottom) {
   EXPECT_EQ(Flipped(kFrame, 3, 2, false, true), (Frame8{4, 5, 6, 1, 2, 3}));
 }
 
-TEST(FlipCopy, MirrorsBothWays) { EXPECT_EQ(Flipped(kFrame, 3, 2, true, true), (Frame8{6, 5, 4, 3, 2, 1})); }
+TEST(FlipCopy, MirrorsBothWays) {
+  EXPECT_EQ(Flipped(kFrame, 3, 2, true, true), (Frame8{6, 5, 4, 3, 2, 1}));
+}
 
 TEST(FlipCopy, MirrorsEveryWidthOf16BitSamples) {
   for (int width = 1; width < 80; ++width) {

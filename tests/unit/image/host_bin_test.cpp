@@ -29,8 +29,8 @@ TEST(HostBin, SaturatesSumsOf8BitSamples) {
 }
 
 TEST(HostBin, Averages16BitSamplesAndRoundsToNearest) {
-  EXPECT_EQ(Binned<std::uint16_t>({1, 2, 3, 3}, {1, 1, 2, false}), (std::vector<std::uint16_t>{2}));   // 2.25
-  EXPECT_EQ(Binned<std::uint16_t>({1, 2, 3, 4}, {1, 1, 2, false}), (std::vector<std::uint16_t>{3}));   // 2.5
+  EXPECT_EQ(Binned<std::uint16_t>({1, 2, 3, 3}, {1, 1, 2, false}), (std::vector<std::uint16_t>{2}));  // 2.25
+  EXPECT_EQ(Binned<std::uint16_t>({1, 2, 3, 4}, {1, 1, 2, false}), (std::vector<std::uint16_t>{3}));  // 2.5
   EXPECT_EQ(Binned(std::vector<std::uint16_t>(9, 65535), {1, 1, 3, false}), (std::vector<std::uint16_t>{65535}));
   EXPECT_EQ(Binned(std::vector<std::uint16_t>(16, 65535), {1, 1, 4, false}), (std::vector<std::uint16_t>{65535}));
 }
@@ -62,7 +62,8 @@ TEST(HostBin, LeavesFactorOneAlone) {
 
 class HostBinShapes : public testing::TestWithParam<std::tuple<int, bool>> {};
 
-// Compared with a plain recomputation: for each output sample, the mean or sum over input samples of its own place.
+// Compared with a plain recomputation: for each output sample, the mean or sum over input samples of its own
+// place.
 TEST_P(HostBinShapes, AgreesWithAPlainRecomputationOnRandomFrames) {
   const auto [factor, bayer] = GetParam();
   std::mt19937 random(42);
@@ -103,7 +104,8 @@ TEST(HostBin, RefusesImpossibleShapesAndWritesNothing) {
   const std::vector<std::uint16_t> in(64, 1);
   std::vector<std::uint16_t> out(16, 7);
   const auto bin = [&](const BinShape& shape, std::size_t inSize, std::size_t outSize) {
-    return HostBin(std::span<const std::uint16_t>(in).first(inSize), shape, std::span<std::uint16_t>(out).first(outSize));
+    return HostBin(std::span<const std::uint16_t>(in).first(inSize), shape,
+                   std::span<std::uint16_t>(out).first(outSize));
   };
   EXPECT_FALSE(bin({4, 4, 5, false}, 64, 16));
   EXPECT_FALSE(bin({4, 4, 0, false}, 64, 16));

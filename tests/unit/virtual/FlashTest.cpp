@@ -119,6 +119,101 @@ TEST(VirtualFlash, RefusesTheChosenOperation) {
   EXPECT_EQ(1, Program(*camera, 0, {0}));
 }
 
+TEST(VirtualFlash, RefusesTheChosenErase) {
+  VirtualOptions options = Untimed();
+  options.flashFaults = {{FlashFault::Kind::Erase, 2}};
+  auto camera = CameraWithFlashBus(options);
+  EXPECT_EQ(1, Program(*camera, 0, {0x12}));
+  EXPECT_EQ(0, Out(*camera, 0xC4, 5));
+  EXPECT_EQ(kUsbPipe, Out(*camera, 0xC4, 0));
+  EXPECT_EQ(Bytes{0x12}, camera->Flash(0, 1));
+  EXPECT_EQ(0, Out(*camera, 0xC4, 0));
+  EXPECT_EQ(Bytes{0xFF}, camera->Flash(0, 1));
+}
+
+TEST(VirtualFlash, RefusesTheChosenRead) {
+  VirtualOptions options = Untimed();
+  options.flashFaults = {{FlashFault::Kind::Read, 1}, {FlashFault::Kind::Read, 3}};
+  auto camera = CameraWithFlashBus(options);
+  Bytes data(4);
+  EXPECT_EQ(kUsbPipe, ReadFlash(*camera, 0, data));
+  EXPECT_EQ(4, ReadFlash(*camera, 0, data));
+  EXPECT_EQ(kUsbPipe, ReadFlash(*camera, 0, data));
+  EXPECT_EQ(4, ReadFlash(*camera, 0, data));
+}
+
+TEST(VirtualFlash, AFaultAddedLaterCountsFromThenOn) {
+  auto camera = CameraWithFlashBus();
+  Bytes data(4);
+  EXPECT_EQ(4, ReadFlash(*camera, 0, data));
+  EXPECT_EQ(0, Out(*camera, 0xC4, 0));
+  EXPECT_EQ(1, Program(*camera, 0, {0x12}));
+  camera->AddFlashFault({FlashFault::Kind::Read, 2});
+  camera->AddFlashFault({FlashFault::Kind::Erase, 1});
+  camera->AddFlashFault({FlashFault::Kind::WeakWrite, 1});
+  EXPECT_EQ(4, ReadFlash(*camera, 0, data));
+  EXPECT_EQ(kUsbPipe, ReadFlash(*camera, 0, data));
+  EXPECT_EQ(kUsbPipe, Out(*camera, 0xC4, 0));
+  EXPECT_EQ(1, Program(*camera, 8, {0x00}));
+  EXPECT_EQ(Bytes{0x01}, camera->Flash(8, 1));
+}
+
+TEST(VirtualFlash, AWeakWriteLeavesOneBitSetUntilTheNext) {
+  VirtualOptions options = Untimed();
+  options.flashFaults = {{FlashFault::Kind::WeakWrite, 2}};
+  for (options.seed = 1; options.seed < 20; ++options.seed) {
+    auto camera = CameraWithFlashBus(options);
+    EXPECT_EQ(256, Program(*camera, 0x70000, Bytes(256, 0xFF)));
+    Bytes data(256, 0xFF);
+    data[17] = 0x0F;
+    data[200] = 0xF0;
+    EXPECT_EQ(256, Program(*camera, 0x70000, data));
+    const Bytes stored = camera->Flash(0x70000, 256);
+    Bytes oneWrong = data;
+    oneWrong[17] = 0x1F;
+    Bytes otherWrong = data;
+    otherWrong[200] = 0xF1;
+    EXPECT_TRUE(stored == oneWrong || stored == otherWrong);
+    EXPECT_EQ(256, Program(*camera, 0x70000, data));
+    EXPECT_EQ(data, camera->Flash(0x70000, 256));
+  }
+}
+
+TEST(VirtualFlash, AWeakWriteOfNothingToClearIsHarmless) {
+  VirtualOptions options = Untimed();
+  options.flashFaults = {{FlashFault::Kind::WeakWrite, 1}};
+  auto camera = CameraWithFlashBus(options);
+  EXPECT_EQ(4, Program(*camera, 0, Bytes(4, 0xFF)));
+  EXPECT_THAT(camera->Flash(0, 4), Each(0xFF));
+}
+
+TEST(VirtualFlash, APowerLossLeavesThePageHalfProgrammedAndTheCameraGone) {
+  VirtualOptions options = Untimed();
+  options.flashFaults = {{FlashFault::Kind::PowerLoss, 1}};
+  auto camera = CameraWithFlashBus(options);
+  EXPECT_EQ(0, Out(*camera, 0xD1, 0xFA, 77));
+  EXPECT_EQ(kUsbNoDevice, Program(*camera, 0x40000, Bytes(2048, 0)));
+  EXPECT_THAT(camera->Flash(0x40000, 3 * 256 + 128), Each(0));
+  EXPECT_THAT(camera->Flash(0x40000 + 3 * 256 + 128, 2048 - 3 * 256 - 128), Each(0xFF));
+  EXPECT_EQ(kUsbNoDevice, Out(*camera, 0xD6, 0));
+  camera->PowerCycle();
+  EXPECT_EQ(0, camera->FpgaRegister(0xFA));
+  EXPECT_EQ(0, Out(*camera, 0xD6, 0));
+  EXPECT_EQ(256, Program(*camera, 0x50000, Bytes(256, 0))) << "only once";
+}
+
+TEST(VirtualFlash, APowerLossInOnePageProgramsHalfOfIt) {
+  for (const auto& [bytes, programmed] :
+       {std::pair{256U, 128U}, {100U, 50U}, {1U, 0U}, {257U, 128U}, {513U, 384U}}) {
+    VirtualOptions options = Untimed();
+    options.flashFaults = {{FlashFault::Kind::PowerLoss, 1}};
+    auto camera = CameraWithFlashBus(options);
+    EXPECT_EQ(kUsbNoDevice, Program(*camera, 0, Bytes(bytes, 0)));
+    const Bytes stored = camera->Flash(0, bytes);
+    EXPECT_EQ(programmed, std::count(stored.begin(), stored.end(), 0)) << bytes;
+  }
+}
+
 class VirtualState : public testing::Test {
  protected:
   void SetUp() override {
@@ -210,6 +305,24 @@ TEST_F(VirtualState, RegistersSurviveAProgramThatNeverPlugsTheCameraIn) {
   EXPECT_EQ(77, camera->FpgaRegister(0xFA));
 }
 
+TEST_F(VirtualState, APowerLossIsKeptAsItHappened) {
+  options_.flashFaults = {{FlashFault::Kind::PowerLoss, 2}};
+  {
+    auto camera = CameraWithFlashBus(options_);
+    EXPECT_EQ(0, Out(*camera, 0xD1, 0xFA, 77));
+    EXPECT_EQ(4, Program(*camera, 0x40000, {1, 2, 3, 4}));
+    EXPECT_EQ(kUsbNoDevice, Program(*camera, 0x70000, Bytes(256, 0)));
+    options_.flashFaults.clear();
+    auto next = CameraWithFlashBus(options_);  // what is in the file at this moment
+    EXPECT_THAT(next->Flash(0x70000, 128), Each(0));
+  }
+  auto camera = CameraWithFlashBus(options_);
+  EXPECT_EQ((Bytes{1, 2, 3, 4}), camera->Flash(0x40000, 4));
+  EXPECT_THAT(camera->Flash(0x70000, 128), Each(0));
+  EXPECT_THAT(camera->Flash(0x70080, 128), Each(0xFF));
+  EXPECT_EQ(0, camera->FpgaRegister(0xFA)) << "registers do not survive a loss of power";
+}
+
 TEST_F(VirtualState, DevicesGoOnAsTheirRegistersSay) {
   std::string error;
   options_.model = "x26m";
@@ -241,6 +354,28 @@ TEST_F(VirtualState, DevicesGoOnAsTheirRegistersSay) {
   camera->PowerCycle();
   EXPECT_EQ(0, camera->Readings().coolerDrive) << "the watchdog had struck";
   EXPECT_EQ(0, camera->FpgaRegister(0xE0));
+}
+
+TEST_F(VirtualState, AHubIsOnAfterAReset) {
+  options_.model = "x26m";
+  for (const double secondsLeft : {0.0, 2.0}) {  // the program ends during the reset; after it
+    std::string error;
+    {
+      auto camera = Make(error);
+      ASSERT_NE(nullptr, camera);
+      camera->PowerCycle();
+      EXPECT_EQ(0, Out(*camera, 0xD1, 0xFC, 0x06));
+      EXPECT_EQ(0, Out(*camera, 0xD1, 0xFD, 2));
+      EXPECT_EQ(0, Out(*camera, 0xD1, 0xFC, 0x02));
+      camera->AdvanceTime(secondsLeft);
+    }
+    auto camera = Make(error);
+    ASSERT_NE(nullptr, camera);
+    camera->PowerCycle();
+    EXPECT_TRUE(camera->Readings().hubOn);
+    EXPECT_EQ(0x06, camera->FpgaRegister(0xFC));
+    EXPECT_EQ(0, camera->FpgaRegister(0xFD));
+  }
 }
 
 TEST_F(VirtualState, DamageIsAnErrorAndTheFileStays) {
