@@ -12,9 +12,10 @@ _orqcam_controls() {
 _orqcam() {
   local cur prev words cword
   _init_completion -n =: || return
-  local commands="list info controls get set capture stream reg"
+  local commands="list info controls get set capture stream mode trigger reg id serial flash"
   local general="-c --camera --json --debug --help"
-  local shot="-e --exposure -g --gain --offset --region --center -b --bin -f --format --flip --hardware-bin"
+  local shot="-e --exposure -g --gain --offset --region --center -b --bin -f --format --flip --hardware-bin
+    --mode --out-a --out-b"
 
   case $prev in
     -c | --camera)
@@ -24,12 +25,17 @@ _orqcam() {
       return
       ;;
     -f | --format) COMPREPLY=($(compgen -W "raw8 raw16 rgb24 y8" -- "$cur")) && return ;;
+    --mode)
+      COMPREPLY=($(compgen -W "free software rising falling software-level high low" -- "$cur"))
+      return
+      ;;
     --flip) COMPREPLY=($(compgen -W "none h v both" -- "$cur")) && return ;;
     --image-type) COMPREPLY=($(compgen -W "light dark bias flat" -- "$cur")) && return ;;
     -b | --bin) COMPREPLY=($(compgen -W "1 2 3 4" -- "$cur")) && return ;;
-    -o | --output) _filedir && return ;;
+    -o | --output | dump | restore | verify) _filedir && return ;;
+    --backup) _filedir -d && return ;;
     -e | --exposure | -g | --gain | --offset | --region | --center | -n | --count | --frames | -s | --seconds | \
-      -k | --keyword | --object | --observer) return ;;
+      --timeout | --out-a | --out-b | -k | --keyword | --object | --observer) return ;;
   esac
 
   local i command=
@@ -46,11 +52,22 @@ _orqcam() {
       compopt -o nospace
       ;;
     capture)
-      choices="$shot -n --count -o --output --overwrite --png --video -k --keyword --object --observer --image-type
+      choices="$shot -n --count -o --output --overwrite --png --video --timeout -k --keyword --object --observer --image-type
         $general"
       ;;
     stream) choices="$shot -s --seconds -n --frames $general" ;;
+    trigger) choices="$shot -n --count --timeout $general" ;;
     reg) choices="--unsafe read write fpga sensor $general" ;;
+    id)
+      choices="get set clear $general"
+      [[ ${words[*]} == *" set "* || ${words[*]} == *" clear "* ]] && choices="--yes --backup $general"
+      ;;
+    flash)
+      choices="dump restore verify $general"
+      [[ ${words[*]} == *" dump "* ]] && choices="--overwrite $general"
+      [[ ${words[*]} == *" restore "* ]] && choices="--yes --backup --other-camera $general"
+      [[ ${words[*]} == *" verify "* ]] && choices="$general"
+      ;;
     *) choices="$general" ;;
   esac
   COMPREPLY=($(compgen -W "$choices" -- "$cur"))

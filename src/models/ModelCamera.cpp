@@ -189,6 +189,7 @@ bool CModelCamera::SetGain(int newGain, bool autoGain) {
   const int clamped = std::clamp(newGain, limits.gainMin, limits.gainMax);
   const std::lock_guard lock(worker_->registers);
   if (IsOpen() && !WriteHeld(*this, GainRegisters(clamped), GainRegisters(gain))) return false;
+  if (gain != clamped) autoGateLimit = 0;
   gain = clamped;
   AutoGain = autoGain;
   return true;
@@ -217,6 +218,7 @@ bool CModelCamera::SetExp(unsigned long long newExposureUs, bool autoExp) {
                                 static_cast<std::uint64_t>(limits.exposureMax));
   const std::lock_guard lock(worker_->registers);
   if (IsOpen() && !WriteHeld(*this, ExposureRegisters(clamped), ExposureRegisters(exposureUs))) return false;
+  if (exposureUs != clamped) autoGateLimit = 0;
   exposureUs = clamped;
   expReg = LinesOf(clamped, LineTimeNs());
   AutoExp = autoExp;
@@ -227,8 +229,11 @@ bool CModelCamera::SetExp(unsigned long long newExposureUs, bool autoExp) {
 bool CModelCamera::SetWB(int red, int blue, bool autoWhiteBalance) {
   if (hasWB_R == 0) return false;
   const std::lock_guard lock(worker_->registers);
-  WB_Red = std::clamp(red, limits.wbMin, limits.wbMax);
-  WB_Blue = std::clamp(blue, limits.wbMin, limits.wbMax);
+  const int newRed = std::clamp(red, limits.wbMin, limits.wbMax);
+  const int newBlue = std::clamp(blue, limits.wbMin, limits.wbMax);
+  if (WB_Red != newRed || WB_Blue != newBlue) autoGateLimit = 0;
+  WB_Red = newRed;
+  WB_Blue = newBlue;
   autoWB = autoWhiteBalance;
   return true;
 }
@@ -274,10 +279,23 @@ bool CModelCamera::ChangeGeometry(const FrameRegion& region, bool hardwareBin, s
     const std::lock_guard lock(worker_->registers);
     const FrameSetup next = SetupFor(model_, region, hardwareBin);
     if (IsOpen() && !WriteHeld(*this, GeometryRegisters(next), GeometryRegisters(worker_->setup))) return false;
+    const bool otherBin = hardwareBin != (HardwareBin != 0);
     StoreGeometry(region, hardwareBin);
+    AdjustCorrections(otherBin);
     return true;
   };
   return ChangeFrames(change, reason);
+}
+
+// While no frame is under way, so that none is corrected with tables of another geometry.
+void CModelCamera::AdjustCorrections(bool otherBin) {
+  if (otherBin) {
+    // The table's own comparison does not know who bins.
+    const std::scoped_lock lock(HPCMutex);
+    bHPCForce = true;
+  }
+  AdjustHPCTable();
+  AdjustDarkBuff();
 }
 
 // Stops a running capture around `change`, so that no frame from before it is delivered after it.

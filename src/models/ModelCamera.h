@@ -83,6 +83,10 @@ class CModelCamera : public CCameraBase {
   /// Bytes of one delivered frame of the current region.
   int FrameBytes() const;
 
+  /// Prints local date and time into the frames that follow (8-bit formats of at least 200 x 23 pixels).
+  /// Any-thread.
+  void SetTimeMark(bool on);
+
   /// What is known about the frame that GetImageData returned last. Any-thread.
   FrameInfo LastFrame() const;
   /// Waits up to `waitMs` (negative: for ever) for a frame that was not fetched yet, and copies it into
@@ -123,6 +127,10 @@ class CModelCamera : public CCameraBase {
   void Capture(bool* running, bool triggered);
   StreamEnd DeliverFrames(bool* running, bool triggered, FrameInfo& info, std::string& trouble);
   bool PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info);
+  void CorrectFrame();
+  bool AutoCopyDue();
+  void OpenAutoGate(const FrameInfo& info, int wbRed, int wbBlue);
+  void AdjustCorrections(bool otherBin);
   void AwaitWorkerEnd() const;
   bool MayBringFrames() const;
   void ProgramTriggers();

@@ -1,5 +1,7 @@
 // The vendor requests of the firmware.
 #include <algorithm>
+#include <chrono>
+#include <thread>
 
 #include "virtual/Firmware.h"
 
@@ -164,8 +166,10 @@ bool Firmware::WriteSensor(const SetupPacket& setup, Data) {
 
 // Flash ------------------------------------------------------------------------------------------------------
 
-/// The flash shares its pins with the image bus. Counts the operation.
+/// The flash shares its pins with the image bus. Counts the operation and takes its time: the controller does
+/// nothing else meanwhile.
 bool Firmware::FlashReachable() {
+  std::this_thread::sleep_for(std::chrono::duration<double, std::milli>(options_.flashMs * options_.timeScale));
   const bool failing = faults_.FlashOperationFails();
   return !busOn_ && !failing;
 }

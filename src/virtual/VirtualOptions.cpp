@@ -155,6 +155,7 @@ bool SetGpsTime(VirtualOptions& options, std::string_view value) {
 }
 
 constexpr int kMostPreRendered = 64;
+constexpr int kLongestFlashMs = 10000;
 
 constexpr OptionEntry kOptions[] = {
     {"seed", "a whole number from 0",
@@ -190,6 +191,8 @@ constexpr OptionEntry kOptions[] = {
      [](VirtualOptions& o, std::string_view v) {
        return Number(v, 1, std::numeric_limits<int>::max(), o.flashFail);
      }},
+    {"flashms", "milliseconds from 0 to 10000",
+     [](VirtualOptions& o, std::string_view v) { return Number(v, 0, kLongestFlashMs, o.flashMs); }},
     {"refuse", "a request code from 0 to 255 (0xD4, say)", AddRefusal},
     {"fpga", "a type code from 0 to 255 (0xC0, say)", SetFpgaType},
     {"trigger", "a period from 1ms to 3600s with its unit", SetTriggerPeriod},

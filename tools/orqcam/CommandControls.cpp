@@ -11,25 +11,8 @@ namespace orq::cli {
 
 namespace {
 
-using Table = std::vector<std::vector<std::string>>;
-
 std::string Shown(ORQ_CONTROL_TYPE id, std::int64_t raw) {
   return ScaledValue(id, raw).dump();
-}
-
-void PrintTable(Output& out, const Table& table) {
-  std::vector<std::size_t> widths(table.front().size());
-  for (const auto& row : table) {
-    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], row[i].size());
-  }
-  for (const auto& row : table) {
-    std::string line;
-    for (std::size_t i = 0; i < row.size(); ++i) {
-      line += row[i];
-      if (i + 1 < row.size()) line += std::string(widths[i] - row[i].size() + 2, ' ');
-    }
-    out.Line(line);
-  }
 }
 
 using Reading = std::optional<ControlReading>;

@@ -23,6 +23,11 @@ CommandRun AddGetCommand(CLI::App& app);
 CommandRun AddSetCommand(CLI::App& app);
 CommandRun AddCaptureCommand(CLI::App& app);
 CommandRun AddStreamCommand(CLI::App& app);
+CommandRun AddModeCommand(CLI::App& app);
+CommandRun AddTriggerCommand(CLI::App& app);
 CommandRun AddRegCommand(CLI::App& app);
+CommandRun AddIdCommand(CLI::App& app);
+CommandRun AddSerialCommand(CLI::App& app);
+CommandRun AddFlashCommand(CLI::App& app);
 
 }  // namespace orq::cli

@@ -57,7 +57,22 @@ Session::Session(const Context& context) {
 Session::~Session() {
   if (!named_.camera) return;
   named_.camera->StopCapture();
+  RunFreely();
   named_.camera->CloseCamera();
+}
+
+// What is wired to the camera is not to be driven, and the next program not to be kept waiting, when nobody is
+// there any more.
+void Session::RunFreely() {
+  Camera().SetCameraMode(0);
+  const auto switchOff = [this](Trig_Output_Pin pin) {
+    ORQ_BOOL high = 1;
+    long duration = 0;
+    Camera().GetTrigOutPinConf(pin, &high, nullptr, &duration);
+    if (duration > 0) Camera().SetTrigOutPinConf(pin, high != 0, 0, 0);
+  };
+  switchOff(TRIG_OUTPUT_PINA);
+  switchOff(TRIG_OUTPUT_PINB);
 }
 
 std::string Session::Serial() {

@@ -19,7 +19,7 @@ struct Context {
   bool debug = false;
 };
 
-/// An open camera; stopped and closed at the end of its life.
+/// An open camera; stopped, set to run freely with its trigger outputs off, and closed at the end of its life.
 class Session {
  public:
   /// Throws CliError: wrong name (usage), no such camera, cannot be opened.
@@ -41,6 +41,8 @@ class Session {
   [[noreturn]] void Fail(const std::string& what);
 
  private:
+  void RunFreely();
+
   NamedCamera named_;
 };
 

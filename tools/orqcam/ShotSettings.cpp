@@ -132,6 +132,7 @@ void ShotSettings::AddTo(CLI::App& command) {
       ->check(notEmpty);
   command.add_option("--flip", flip, "none, h, v or both")->default_str("none")->check(notEmpty);
   command.add_flag("--hardware-bin", hardwareBin, "Bin in the camera (bin 2 and 4)");
+  triggers.AddTo(command);
 }
 
 int ShotSettings::Bin() const {
@@ -150,6 +151,7 @@ void ShotSettings::Check() const {
   if (!format.empty()) ParseFormat(format);
   if (!flip.empty()) ParseFlip(flip);
   Bin();
+  triggers.Check();
 }
 
 void ShotSettings::Apply(Session& session) const {
@@ -159,6 +161,7 @@ void ShotSettings::Apply(Session& session) const {
   if (!exposure.empty()) ApplyControl(session, ORQ_EXPOSURE, exposure);
   if (gain) ApplyControl(session, ORQ_GAIN, *gain);
   if (offset) ApplyControl(session, ORQ_OFFSET, *offset);
+  triggers.Apply(session);
 }
 
 }  // namespace orq::cli

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "Session.h"
+#include "TriggerOptions.h"
 
 namespace orq::cli {
 
@@ -19,6 +20,7 @@ struct ShotSettings {
   std::string format;  ///< empty: raw16, or raw8 where that is not offered
   std::string flip;    ///< none, h, v or both; empty: as the camera has it
   bool hardwareBin = false;
+  TriggerOptions triggers;
 
   void AddTo(CLI::App& command);
   /// Throws CliError (usage).

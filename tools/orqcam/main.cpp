@@ -63,7 +63,10 @@ ExitCode Run(int argc, char** argv, Output& out) {
   const std::map<std::string, CommandRun> commands = {
       {"list", AddListCommand(app)},     {"info", AddInfoCommand(app)}, {"controls", AddControlsCommand(app)},
       {"get", AddGetCommand(app)},       {"set", AddSetCommand(app)},   {"capture", AddCaptureCommand(app)},
-      {"stream", AddStreamCommand(app)}, {"reg", AddRegCommand(app)}};
+      {"stream", AddStreamCommand(app)}, {"mode", AddModeCommand(app)}, {"trigger", AddTriggerCommand(app)},
+      {"reg", AddRegCommand(app)},       {"id", AddIdCommand(app)},     {"serial", AddSerialCommand(app)},
+      {"flash", AddFlashCommand(app)},
+  };
   // The options of the program may also follow the command.
   for (CLI::App* command : app.get_subcommands({})) command->fallthrough();
 

@@ -49,6 +49,7 @@ TEST(VirtualOptionsTest, AModelAloneHasTheDefaults) {
   EXPECT_TRUE(options.flashFaults.empty());
   EXPECT_FALSE(options.gps.has_value());
   EXPECT_EQ(0, options.flashFail);
+  EXPECT_EQ(0, options.flashMs);
   EXPECT_TRUE(options.refuse.empty());
   EXPECT_FALSE(options.fpgaType.has_value());
   EXPECT_EQ(0, options.triggerPeriodUs);
@@ -58,7 +59,7 @@ TEST(VirtualOptionsTest, EveryOptionIsRead) {
   const VirtualOptions options = Parsed(
       "k1c,seed=18446744073709551615,timescale=0.01,usb=2,prerender=4,serial=0123456789aBcDeF,state=/tmp/a "
       "b.state,"
-      "temp=-12.5,ambient=4.5,scene=flat,flux=1e3,drop=0.25,flashfail=2,refuse=0xD4,refuse=200,"
+      "temp=-12.5,ambient=4.5,scene=flat,flux=1e3,drop=0.25,flashfail=2,flashms=30,refuse=0xD4,refuse=200,"
       "fpga=0xC0,trigger=0.25s");
   EXPECT_EQ(18446744073709551615U, options.seed);
   EXPECT_EQ(0.01, options.timeScale);
@@ -74,6 +75,7 @@ TEST(VirtualOptionsTest, EveryOptionIsRead) {
   EXPECT_EQ(250'000, options.triggerPeriodUs);
   EXPECT_EQ(0.25, options.dropRate);
   EXPECT_EQ(2, options.flashFail);
+  EXPECT_EQ(30, options.flashMs);
   EXPECT_EQ((std::vector<std::uint8_t>{0xD4, 200}), options.refuse);
 }
 
@@ -204,6 +206,8 @@ TEST(VirtualOptionsTest, ValuesOutOfRangeAreRefused) {
                            "drop=1.01",
                            "drop=-0.01",
                            "flashfail=0",
+                           "flashms=-1",
+                           "flashms=10001",
                            "flashfail=2147483648",
                            "refuse=256",
                            "refuse=-1",
