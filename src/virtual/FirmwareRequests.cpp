@@ -27,7 +27,7 @@ bool Answer(std::span<std::uint8_t> data, std::optional<std::uint16_t> word) {
 
 }  // namespace
 
-const std::array<Firmware::RequestEntry, 22> Firmware::kRequests{{
+const std::array<Firmware::RequestEntry, 23> Firmware::kRequests{{
     {wire::kReqStopSensorClock, false, 0, 0, &Firmware::StopClock},
     {wire::kReqStartSensorClock, false, 0, 0, &Firmware::StartClock},
     {wire::kReqGuideOn, false, 0, 0, &Firmware::SwitchGuideLine},
@@ -50,6 +50,8 @@ const std::array<Firmware::RequestEntry, 22> Firmware::kRequests{{
     {wire::kReqMainBoardType, true, 1, 1, &Firmware::MainBoardType},
     {wire::kReqGpifBusWidth, false, 0, 0, &Firmware::GpifBusWidth},
     {wire::kReqSoftTrigger, false, 0, 0, &Firmware::SoftTrigger},
+    {wire::kReqGpsBlock, true, wire::kGpsLatchCountBytes + wire::kGpsBlockV0Bytes,
+     wire::kGpsLatchCountBytes + wire::kGpsBlockV0Bytes, &Firmware::GpsBlock},
     {wire::kReqAdcChannel, true, 2, 2, &Firmware::AdcChannel},
 }};
 
@@ -118,6 +120,10 @@ bool Firmware::GpifBusWidth(const SetupPacket& setup, Data) {
 bool Firmware::SoftTrigger(const SetupPacket&, Data) {
   stream_.SoftTrigger();
   return true;
+}
+
+bool Firmware::GpsBlock(const SetupPacket& setup, Data data) {
+  return gps_ && gps_->ReadBlock(setup.value, stream_.LastLatch(), data);
 }
 
 // Registers --------------------------------------------------------------------------------------------------
