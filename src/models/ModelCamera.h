@@ -19,10 +19,12 @@ namespace orq {
 /// as far as the device still listens, the registers as they were.
 class CModelCamera : public CCameraBase {
  public:
+  /// Loads the model's settings from the settings file, within the model's limits.
   explicit CModelCamera(const ModelData& model);
   /// Stops capture and closes.
   ~CModelCamera() override;
 
+  /// Programs everything that is stored, brought within the model's limits.
   int OpenCamera(int index) override;
   int ReservedModelOp1() override;
   int ReservedModelOp2() override;
@@ -80,6 +82,7 @@ class CModelCamera : public CCameraBase {
   enum class StreamEnd { Stopped, Delivered, Failed };
 
   void DescribeModel();
+  void AdoptFields();
   void StopWorkers();
   bool ProgramAll();
   bool ChangeGeometry(const FrameRegion& region, bool hardwareBin, std::string& reason);
