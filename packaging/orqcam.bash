@@ -12,9 +12,10 @@ _orqcam_controls() {
 _orqcam() {
   local cur prev words cword
   _init_completion -n =: || return
-  local commands="list info controls get set capture stream reg"
-  local general="-c --camera --json --debug --help"
-  local shot="-e --exposure -g --gain --offset --region --center -b --bin -f --format --flip --hardware-bin"
+  local commands="list info controls get set capture stream reg settings"
+  local general="-c --camera --json --debug --no-settings --help"
+  local shot="-e --exposure -g --gain --offset --region --center -b --bin -f --format --flip --hardware-bin
+    --no-hardware-bin"
 
   case $prev in
     -c | --camera)
@@ -50,6 +51,7 @@ _orqcam() {
         $general"
       ;;
     stream) choices="$shot -s --seconds -n --frames $general" ;;
+    settings) choices="show path reset --all $general" ;;
     reg) choices="--unsafe read write fpga sensor $general" ;;
     *) choices="$general" ;;
   esac

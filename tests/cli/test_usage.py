@@ -2,7 +2,7 @@
 
 from support import CliTest, K1C
 
-COMMANDS = ("list", "info", "controls", "get", "set", "capture", "stream", "reg")
+COMMANDS = ("list", "info", "controls", "get", "set", "capture", "stream", "reg", "settings")
 
 
 class Tests(CliTest):

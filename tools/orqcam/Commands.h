@@ -24,5 +24,6 @@ CommandRun AddSetCommand(CLI::App& app);
 CommandRun AddCaptureCommand(CLI::App& app);
 CommandRun AddStreamCommand(CLI::App& app);
 CommandRun AddRegCommand(CLI::App& app);
+CommandRun AddSettingsCommand(CLI::App& app);
 
 }  // namespace orq::cli
