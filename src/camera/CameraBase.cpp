@@ -88,12 +88,6 @@ int CCameraBase::GetGain(bool* autoGain) {
   return gain;
 }
 
-int CCameraBase::SetGamma(int) {
-  return 0;
-}
-int CCameraBase::GetGamma() {
-  return gamma;
-}
 bool CCameraBase::SetBrightness(int) {
   return false;
 }
@@ -114,45 +108,6 @@ bool CCameraBase::SetOverCLKPerc(int) {
 }
 void CCameraBase::SetPattern(int) {}
 
-float CCameraBase::GetSensorTempInside() {
-  return 0.0F;
-}
-float CCameraBase::GetTemp() {
-  return sensorTemp;
-}
-
 bool CCameraBase::IsHardBinRun() {
   return HardwareBin != 0 && iBin > 1;
-}
-
-int CCameraBase::GetRollingInterval(int&) {
-  return 0;
-}
-int CCameraBase::GetSHR0Time(float&) {
-  return 0;
-}
-int CCameraBase::GetRealExpTime(int) {
-  return -1;
-}
-
-bool CCameraBase::FanAdjustCheck() {
-  return false;
-}
-bool CCameraBase::SetFanSpeed(int) {
-  return false;
-}
-int CCameraBase::GetFanSpeed() {
-  return 0;
-}
-bool CCameraBase::SetPowerLedBrightness(int) {
-  return false;
-}
-int CCameraBase::GetPowerLedBrightness() {
-  return 0;
-}
-bool CCameraBase::ResetUSBHub() {
-  return false;
-}
-bool CCameraBase::GetUSBHubOn() {
-  return false;
 }

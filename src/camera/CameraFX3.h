@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include "link/StreamCounters.h"
@@ -57,6 +58,9 @@ class CCameraFX3 {
 
   bool ReadFPGAREG(unsigned short reg, unsigned char* val);
   bool WriteFPGAREG(unsigned short reg, unsigned short val);  ///< low 8 bits of `val`
+  /// The FPGA's update hold (register 1) is one for all: whoever writes 1 to it, further registers and 0 keeps
+  /// this lock meanwhile, or another thread's 0 ends the hold too early. Not recursive. Any-thread.
+  [[nodiscard]] std::unique_lock<std::mutex> LockUpdateHold();
   bool ReadSONYREG(unsigned short reg, unsigned char* val);
   bool WriteSONYREG(unsigned short reg, unsigned char val);
 

@@ -68,6 +68,7 @@ int CCameraBase::OpenCamera(int index) {
     DbgPrint(-1, "OpenCamera", "***********USB2.0 Host***********\n");
   }
   transferUnit = usb3 ? kTransferUnitUsb3 : kTransferUnitUsb2;
+  CameraModeCheck();
   return bOpened;
 }
 

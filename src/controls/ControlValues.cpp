@@ -128,6 +128,9 @@ int CCameraBase::SetControlValue(ORQ_CONTROL_TYPE id, long value, bool autoOn) {
       return SetResult(SetHardwareBin(on));
     case ORQ_HIGH_SPEED_MODE:
       return SetResult(SetHighSpeedMode(on));
+    case ORQ_MONO_BIN:
+      SetMonoBin(on);
+      return CTRL_OK;
     case ORQ_PATTERN_ADJUST:
       SetPattern(wanted);
       return CTRL_OK;
@@ -206,6 +209,9 @@ int CCameraBase::GetControlValue(ORQ_CONTROL_TYPE id, long* value, ORQ_BOOL* aut
       return CTRL_OK;
     case ORQ_HIGH_SPEED_MODE:
       *value = HighSpeed;
+      return CTRL_OK;
+    case ORQ_MONO_BIN:
+      *value = GetMonoBin() ? 1 : 0;
       return CTRL_OK;
     case ORQ_PATTERN_ADJUST:
       *value = Pattern;

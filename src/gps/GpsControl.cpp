@@ -41,6 +41,7 @@ int CCameraBase::GPSSetLine(int which, int line) {
   if ((which != kStartLine && which != kEndLine) || line < 0 || line >= iMaxHeight) return CTRL_BAD_LINE;
   const unsigned short low = LineRegister(which);
   const auto high = static_cast<unsigned short>(low + 1);
+  const auto hold = LockUpdateHold();
   WriteFPGAREG(wire::kFpgaUpdateHold, 1);
   bool written = WriteFPGAREG(low, static_cast<unsigned short>(line & 0xFF));
   if (written) written = WriteFPGAREG(high, static_cast<unsigned short>((line >> 8) & 0xFF));

@@ -60,10 +60,9 @@ bool orq::LinkState::SetFpgaBits(std::uint16_t reg, std::uint8_t bits, bool on) 
 }
 
 bool orq::LinkState::SetSyncTime(std::uint16_t reg, std::uint32_t us) {
-  const std::lock_guard lock(controlMutex);
+  const std::lock_guard hold(holdMutex);
   const auto write = [this](std::uint16_t at, std::uint32_t value) {
-    return Transfer({orq::kVendorOut, wire::kReqWriteFpga, at, static_cast<std::uint16_t>(value & 0xFFU), 0}, {},
-                    kControlTimeoutMs);
+    return Out(wire::kReqWriteFpga, at, static_cast<std::uint16_t>(value & 0xFFU));
   };
   bool done = write(wire::kFpgaUpdateHold, 1);
   for (std::uint16_t i = 0; i < 4; ++i) {
@@ -94,6 +93,10 @@ bool CCameraFX3::ReadFPGAREG(unsigned short reg, unsigned char* val) {
 
 bool CCameraFX3::WriteFPGAREG(unsigned short reg, unsigned short val) {
   return impl_->Out(wire::kReqWriteFpga, reg, val & 0xFFU);
+}
+
+std::unique_lock<std::mutex> CCameraFX3::LockUpdateHold() {
+  return std::unique_lock(impl_->holdMutex);
 }
 
 bool CCameraFX3::ReadSONYREG(unsigned short reg, unsigned char* val) {

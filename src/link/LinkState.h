@@ -41,6 +41,7 @@ struct LinkState {
   // Held while a stream is started or stopped, and while the device is closed: a reconnect closes it without
   // stopping the capture, whose worker may be about to queue transfers on it. Taken before controlMutex.
   std::mutex streamMutex;
+  std::mutex holdMutex;     // the FPGA's update hold; held from setting to clearing it, taken before controlMutex
   std::mutex controlMutex;  // serialises control transfers; held across a read-modify-write
   std::atomic<bool> deviceLost{false};
   std::atomic<bool> streaming{false};  // between StartStream and StopStream: the engine's state counts

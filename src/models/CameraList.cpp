@@ -177,6 +177,7 @@ std::optional<ModelData> VirtualModelData(const VirtualOptions& options, std::st
     return std::nullopt;
   }
   ModelData model = *row;
+  model.timeScale = options.timeScale;
   if (model.maxWidth != 0) return model;
   const auto source = MakeFrameSource(options, error);
   if (!source) return std::nullopt;

@@ -151,7 +151,7 @@ std::size_t FrameSetup::WireBytes() const {
 FrameSetup SetupFor(const ModelData& model, const FrameRegion& region, bool hardwareBin) {
   FrameSetup setup;
   setup.region = region;
-  setup.stages = StagesOf(region.bin, hardwareBin);
+  setup.stages = StagesOf(region.bin, hardwareBin || model.fpgaBin);
   setup.wide = region.format == ORQ_IMG_RAW16;
   setup.msbFirst = setup.wide && model.msbFirst;
   if (model.colour) {

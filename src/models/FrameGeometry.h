@@ -46,6 +46,7 @@ struct FrameSetup {
   /// Header, payload and trailer.
   std::size_t WireBytes() const;
 };
+/// `hardwareBin`: it is switched on; models whose FPGA bins bin in hardware without it.
 FrameSetup SetupFor(const ModelData& model, const FrameRegion& region, bool hardwareBin);
 
 /// Electrons per unit of the delivered values. `perAdc` is what one ADC unit is worth at the frame's gain.

@@ -74,6 +74,11 @@ FrameMailbox::Result FrameMailbox::Fetch(std::span<std::uint8_t> out, int waitMs
   return Result::Frame;
 }
 
+void FrameMailbox::Await(int waitMs, const std::function<bool()>& done) {
+  std::unique_lock lock(mutex_);
+  changed_.wait_for(lock, std::chrono::milliseconds(waitMs), done);
+}
+
 void FrameMailbox::Notify(const std::function<void()>& change) {
   {
     const std::lock_guard lock(mutex_);

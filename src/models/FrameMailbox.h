@@ -34,6 +34,9 @@ class FrameMailbox {
   /// and `mayCome` says that none will; it is asked under the mailbox's lock, at first and after every `Notify`.
   /// `TooSmall` leaves the frame waiting.
   Result Fetch(std::span<std::uint8_t> out, int waitMs, const std::function<bool()>& mayCome, FrameInfo& info);
+  /// Waits up to `waitMs` until `done`, which is asked under the mailbox's lock, at first and after every
+  /// `Notify`.
+  void Await(int waitMs, const std::function<bool()>& done);
   /// Runs `change` under the mailbox's lock and wakes all readers.
   void Notify(const std::function<void()>& change);
   /// Drops a waiting frame.

@@ -38,6 +38,12 @@ RegisterBatch BandwidthRegisters(int percent) {
   return batch;
 }
 
+RegisterBatch HighSpeedRegisters(bool on) {
+  RegisterBatch batch;
+  batch.Fpga(wire::kFpgaHighSpeed, on ? 1 : 0);
+  return batch;
+}
+
 RegisterBatch GeometryRegisters(const FrameSetup& setup) {
   const StreamFormat format = setup.WireFormat();
   RegisterBatch batch;
@@ -59,6 +65,7 @@ int LinesOf(std::uint64_t exposureUs, std::uint32_t lineTimeNs) {
 
 CModelCamera::CModelCamera(const ModelData& model) : model_(model), worker_(std::make_unique<Worker>()) {
   DescribeModel();
+  if (model_.cooled) cooler_ = std::make_unique<Cooler>(*this, model_.cooler, model_.timeScale);
   worker_->converter.RGBYUV_Init();
   InitVariable();
   SetGamma(kNeutralGamma);
@@ -92,7 +99,7 @@ void CModelCamera::DescribeModel() {
   iADCBits = model_.adcBits;
   binList = model_.bins;
   hasGuidePort = model_.guidePort;
-  isUsb3Camera = 1;
+  isUsb3Camera = model_.usb3Camera;
   iMaxWidth = model_.maxWidth;
   iMaxHeight = model_.maxHeight;
   bayerPattern = model_.bayerPattern;
@@ -101,6 +108,7 @@ void CModelCamera::DescribeModel() {
 
   hasGain = range.gainMax != range.gainMin;
   hasExposure = 1;
+  hasGamma = range.gammaMax != range.gammaMin;
   hasOffset = range.offsetMax != range.offsetMin;
   hasBandwidth = range.bandwidthMax != range.bandwidthMin;
   hasWB_R = hasWB_B = model_.colour && range.wbMax != range.wbMin;
@@ -108,13 +116,24 @@ void CModelCamera::DescribeModel() {
   supportImgType1 = model_.formats[ORQ_IMG_RGB24];
   supportImgType2 = model_.formats[ORQ_IMG_RAW16];
   supportImgType3 = model_.formats[ORQ_IMG_Y8];
-  hasHardwareBin = model_.hardwareBin;
-  bBin4By2x2 = model_.hardwareBin;
-  bHardBinSum = model_.hardwareBin;  // the sensor adds charge
+  bandwidthAutoSupported = model_.bandwidthAuto;
+  hasOverCLK = model_.overClock;
+  hasPatternAdjust = model_.patternAdjust;
+  hasHighSpeed = model_.highSpeed;
+  hasTemperature = model_.thermometer != Thermometer::None;
+  tempSensorType = std::max(static_cast<int>(model_.thermometer), 0);
   isCooled = model_.cooled;
+  hasAntiDewHeater = model_.antiDewHeater;
+  normalModeFPGATrigger = model_.normalModeFPGATrigger;
+
+  hasHardwareBin = model_.hardwareBin;
+  fpgaBin = model_.fpgaBin;
+  bBin4By2x2 = model_.hardwareBin || model_.fpgaBin;
+  bHardBinSum = bBin4By2x2;  // the sensor adds charge
+  std::ranges::copy(model_.binOffsets, pBinOffsets.get());
 
   exposureUs = static_cast<std::uint64_t>(range.exposureDefault);
-  expReg = LinesOf(exposureUs, model_.lineTimeNs);
+  expReg = LinesOf(exposureUs, LineTimeNs());
   gain = range.gainDefault;
   Brightness = range.offsetDefault;
   WB_Red = range.wbRedDefault;
@@ -126,9 +145,11 @@ void CModelCamera::DescribeModel() {
 
 int CModelCamera::OpenCamera(int index) {
   if (IsOpen()) return 1;
+  if (cooler_) cooler_->Abandon();
   AdoptFields();
   if (CCameraBase::OpenCamera(index) == 0) return 0;
   worker_->mailbox.Discard();
+  GetNumOfControls();  // some controls only the device can tell of
   if (ProgramAll()) {
     if (HPC != 0) SetHPCStates(true);  // kept with the settings; the table is in the camera's flash
     return 1;
@@ -143,20 +164,33 @@ int CModelCamera::OpenCamera(int index) {
 void CModelCamera::AdoptFields() {
   const std::lock_guard lock(worker_->registers);
   LimitFields(*this);
-  expReg = LinesOf(exposureUs, model_.lineTimeNs);
+  expReg = LinesOf(exposureUs, LineTimeNs());
   FrameRegion region = worker_->setup.region;
   const bool changed = iWidth != region.width || iHeight != region.height || iBin != region.bin;
   if (changed) region = FullRegion(model_);  // loading a dark reference asks for the whole sensor
   StoreGeometry(region, HardwareBin != 0);
 }
 
+void CModelCamera::CloseCamera() {
+  if (cooler_) cooler_->MakeSafe();
+  CCameraBase::CloseCamera();
+}
+
 bool CModelCamera::ProgramAll() {
   const std::lock_guard lock(worker_->registers);
   TellFpgaUsbHostType(usb3Host != 0);
   if (StartSensorCLK() == 0) return false;
+  if (cooler_ && !cooler_->MakeSafe()) return false;
+  if (hasHighSpeed == 0) {
+    HighSpeed = 0;
+  } else if (const RegisterBatch mode = HighSpeedRegisters(HighSpeed != 0); !WriteHeld(*this, mode, mode)) {
+    return false;
+  }
+  expReg = LinesOf(exposureUs, LineTimeNs());
   const RegisterBatch batches[] = {ExposureRegisters(exposureUs), GainRegisters(gain),
                                    BlackLevelRegisters(Brightness), BandwidthRegisters(bandwidthPerc),
                                    GeometryRegisters(worker_->setup)};
+  ProgramTriggers();
   return std::ranges::all_of(batches, [&](const RegisterBatch& batch) { return WriteHeld(*this, batch, batch); });
 }
 
@@ -203,7 +237,7 @@ bool CModelCamera::SetExp(unsigned long long newExposureUs, bool autoExp) {
   const std::lock_guard lock(worker_->registers);
   if (IsOpen() && !WriteHeld(*this, ExposureRegisters(clamped), ExposureRegisters(exposureUs))) return false;
   exposureUs = clamped;
-  expReg = LinesOf(clamped, model_.lineTimeNs);
+  expReg = LinesOf(clamped, LineTimeNs());
   AutoExp = autoExp;
   return true;
 }
@@ -224,8 +258,22 @@ bool CModelCamera::SetHardwareBin(bool on) {
   return ChangeGeometry(Region(), on, reason);
 }
 
+// What a frame was read out with shows in its geometry nowhere: none of the old mode may follow.
+bool CModelCamera::SetHighSpeedMode(bool on) {
+  if (hasHighSpeed == 0) return false;
+  const auto change = [&] {
+    const std::lock_guard lock(worker_->registers);
+    if (IsOpen() && !WriteHeld(*this, HighSpeedRegisters(on), HighSpeedRegisters(HighSpeed != 0))) return false;
+    HighSpeed = on;
+    expReg = LinesOf(exposureUs, LineTimeNs());
+    return true;
+  };
+  std::string reason;
+  return ChangeFrames(change, reason);
+}
+
 bool CModelCamera::IsHardBinRun() {
-  return StagesOf(iBin, HardwareBin != 0).hardware > 1;
+  return StagesOf(iBin, HardwareBin != 0 || model_.fpgaBin).hardware > 1;
 }
 
 bool CModelCamera::FitRegion(const FrameRegion& wanted, FrameRegion& fitted, std::string& reason) const {
@@ -241,8 +289,19 @@ bool CModelCamera::SetRegion(const FrameRegion& wanted, FrameRegion& applied, st
 }
 
 bool CModelCamera::ChangeGeometry(const FrameRegion& region, bool hardwareBin, std::string& reason) {
+  const auto change = [&] {
+    const std::lock_guard lock(worker_->registers);
+    const FrameSetup next = SetupFor(model_, region, hardwareBin);
+    if (IsOpen() && !WriteHeld(*this, GeometryRegisters(next), GeometryRegisters(worker_->setup))) return false;
+    StoreGeometry(region, hardwareBin);
+    return true;
+  };
+  return ChangeFrames(change, reason);
+}
+
+// Stops a running capture around `change`, so that no frame from before it is delivered after it.
+bool CModelCamera::ChangeFrames(const std::function<bool()>& change, std::string& reason) {
   Worker& worker = *worker_;
-  const FrameSetup next = SetupFor(model_, region, hardwareBin);
   const bool snap = snapMode != 0;
   bool restart = false;
   if (IsCaptureRunning()) {
@@ -250,12 +309,7 @@ bool CModelCamera::ChangeGeometry(const FrameRegion& region, bool hardwareBin, s
     worker.mailbox.Notify([&] { worker.restarting = restart = captureStartMark != 0 || !worker.ended; });
     if (StopCapture() == 0) StopWorkers();
   }
-  bool applied = true;
-  {
-    const std::lock_guard lock(worker.registers);
-    applied = !IsOpen() || WriteHeld(*this, GeometryRegisters(next), GeometryRegisters(worker.setup));
-    if (applied) StoreGeometry(region, hardwareBin);
-  }
+  const bool applied = change();
   if (applied) {
     worker.mailbox.Discard();
   } else {
@@ -268,6 +322,10 @@ bool CModelCamera::ChangeGeometry(const FrameRegion& region, bool hardwareBin, s
     return applied && started;
   }
   return applied;
+}
+
+std::uint32_t CModelCamera::LineTimeNs() const {
+  return HighSpeed != 0 ? model_.lineTimeNs / 2 : model_.lineTimeNs;
 }
 
 // Called with `registers` held, or before any thread runs.

@@ -2,10 +2,12 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 
 #include "camera/CameraBase.h"
+#include "models/Cooler.h"
 #include "models/FrameTypes.h"
 #include "models/ModelData.h"
 
@@ -24,8 +26,11 @@ class CModelCamera : public CCameraBase {
   /// Stops capture and closes.
   ~CModelCamera() override;
 
-  /// Programs everything that is stored, brought within the model's limits.
+  /// Opens, programs everything that is stored, brought within the model's limits, and builds the control list.
+  /// Cooling is off after every open.
   int OpenCamera(int index) override;
+  /// Switches the cooling off and closes.
+  void CloseCamera() override;
   int ReservedModelOp1() override;
   int ReservedModelOp2() override;
   int ReservedModelOp3() override;
@@ -36,6 +41,9 @@ class CModelCamera : public CCameraBase {
   /// Has an effect at bin 2 and 4. Caller-serialised with starting and stopping: a running capture is restarted
   /// when the frames on the wire change.
   bool SetHardwareBin(bool on) override;
+  /// Fast readout: half the time per line, 10-bit samples. Refused by models without it. Caller-serialised like
+  /// SetHardwareBin.
+  bool SetHighSpeedMode(bool on) override;
   /// Percent of the full readout rate, clamped to the model's limits. `autoFPS` is stored.
   bool SetFPSPerc(int percent, bool autoFPS) override;
   /// White balance (1 to 99, 50 neutral), applied on the host from the next frame on. False on monochrome cameras.
@@ -44,11 +52,25 @@ class CModelCamera : public CCameraBase {
   bool SetExp(unsigned long long exposureUs, bool autoExp) override;
   /// `GetFrame` without the frame's facts.
   int GetImageData(unsigned char* buffer, int size, int waitMs) override;
-  /// True while the frame arrives binned: hardware binning is on and the bin is 2, or 4 (where the FPGA bins by 2
-  /// and the host by 2). Never at bin 3.
+  /// True while the frame arrives binned: hardware binning is on (or the FPGA always bins) and the bin is 2, or 4
+  /// (where the FPGA bins by 2 and the host by 2). Never at bin 3.
   bool IsHardBinRun() override;
+  /// The sensor's own thermometer; the last good temperature when it cannot be read.
+  float GetSensorTempInside() override;
+  /// Of models with GPS, at the present bandwidth and readout mode.
+  int GetRollingInterval(int& interval) override;
+  /// Of models with GPS: from the latch of a line to the start of its exposure.
+  int GetSHR0Time(float& time) override;
+  /// Serves the controls of cooled models as well: target, cooler, heater, fan.
+  int SetControlValue(ORQ_CONTROL_TYPE id, long value, bool autoOn) override;
+  int GetControlValue(ORQ_CONTROL_TYPE id, long* value, ORQ_BOOL* autoOn) override;
 
   const ModelData& Model() const { return model_; }
+
+  /// Length of the last exposure in ms by this model's exposure counter. Any-thread.
+  int RealExposureMs() { return GetRealExpTime(model_.ticksPerMs); }
+  /// What keeps the cooler from regulating, as one line for a user; empty when nothing does. Any-thread.
+  std::string CoolerTrouble() const;
 
   /// The nearest region that the model's rules allow: sizes and starts are rounded down to the steps (to even
   /// sizes when a Bayer frame is binned). False with a one-line reason when there is none: bin or format not
@@ -71,6 +93,14 @@ class CModelCamera : public CCameraBase {
   /// counted. A finished single exposure stays until it is fetched or the next capture starts. Any-thread.
   int GetFrame(unsigned char* buffer, int size, int waitMs, FrameInfo& info);
 
+  /// Waits up to `waitMs` until the capture in a trigger mode listens: triggers before that are lost. False on
+  /// time-out, and as soon as no such capture runs. Any-thread.
+  bool AwaitTriggerReady(int waitMs);
+  /// Sends a trigger to the capture that runs in a software-triggered mode, and waits for a capture that has just
+  /// been started to listen. True when the camera took the request; a sensor that still exposes or reads out
+  /// ignores it. False with a reason: another mode, no capture, or refused. Any-thread.
+  bool SoftTrigger(std::string& reason);
+
   /// Why the capture that ran last ended by itself, as one line for a user; empty when it did not. Any-thread.
   std::string CaptureTrouble() const;
   /// The link's counters, with the frames that the reader did not fetch in time added to `overwritten`.
@@ -86,6 +116,8 @@ class CModelCamera : public CCameraBase {
   void StopWorkers();
   bool ProgramAll();
   bool ChangeGeometry(const FrameRegion& region, bool hardwareBin, std::string& reason);
+  bool ChangeFrames(const std::function<bool()>& change, std::string& reason);
+  std::uint32_t LineTimeNs() const;
   void StoreGeometry(const FrameRegion& region, bool hardwareBin);
   bool IsOpen() const { return bOpened != 0; }
 
@@ -95,9 +127,12 @@ class CModelCamera : public CCameraBase {
   StreamEnd DeliverFrames(bool* running, bool triggered, FrameInfo& info, std::string& trouble);
   bool PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info);
   void AwaitWorkerEnd() const;
+  bool MayBringFrames() const;
+  void ProgramTriggers();
 
   const ModelData model_;
   std::unique_ptr<Worker> worker_;
+  std::unique_ptr<Cooler> cooler_;  ///< of cooled models, else null
 };
 
 }  // namespace orq

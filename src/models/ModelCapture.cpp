@@ -77,6 +77,7 @@ void CModelCamera::Capture(bool* running, bool triggered) {
   } catch (const std::bad_alloc&) {
     trouble = "not enough memory for the frames: choose a smaller region or close other programs";
   }
+  worker.mailbox.Notify([&] { worker.armed = false; });
   StopStream();
   // A single exposure's frame is handed over when nothing more is to be done, so that the next exposure can
   // follow.
@@ -111,8 +112,11 @@ CModelCamera::StreamEnd CModelCamera::DeliverFrames(bool* running, bool triggere
     trouble = LinkError();
     return StreamEnd::Failed;
   }
+  worker.triggeredAt = Clock::time_point{};
+  worker.mailbox.Notify([&] { worker.armed = triggered; });
   Overdue overdue(exposureUs, worker.setup.WireBytes(), Clock::now());
   std::uint64_t started = 0;
+  Clock::time_point triggeredAt{};
   while (ThreadCtrl::KeepRunning(running)) {
     CirBuf::Frame frame;
     if (ring->Take(pImgBuf, frame, kSliceMs)) {
@@ -135,7 +139,14 @@ CModelCamera::StreamEnd CModelCamera::DeliverFrames(bool* running, bool triggere
     overdue.See(exposureUs);
     if (counters.started != started) overdue.Progress(Clock::now());
     started = counters.started;
-    if (triggered) continue;  // nobody knows when a trigger comes
+    if (worker.triggeredAt.load() != triggeredAt) {
+      triggeredAt = worker.triggeredAt;
+      overdue.Progress(triggeredAt);
+    }
+    // Nobody knows when a trigger comes; after it, a single exposure's frame has to come in time, and so has the
+    // rest of a frame that has begun. A video goes on: the trigger may have met a busy sensor.
+    const bool expected = counters.filling != 0 || (snap && triggeredAt != Clock::time_point{});
+    if (triggered && !expected) continue;
     const bool broken = snap && counters.resyncs != 0;
     const auto grace = broken ? kGraceAfterBreak : kGrace;
     if (overdue.Reached(grace, Clock::now())) {
@@ -197,15 +208,18 @@ int CModelCamera::GetImageData(unsigned char* buffer, int size, int waitMs) {
   return GetFrame(buffer, size, waitMs, info);
 }
 
+// Whether a capture runs or is about to; with the mailbox's lock held.
+bool CModelCamera::MayBringFrames() const {
+  if (worker_->restarting) return true;
+  if (!IsCaptureRunning()) return false;
+  return captureStartMark != 0 || !worker_->ended;
+}
+
 int CModelCamera::GetFrame(unsigned char* buffer, int size, int waitMs, FrameInfo& info) {
   if (buffer == nullptr || size < 0) return 0;
   Worker& worker = *worker_;
-  const auto mayCome = [&] {
-    if (worker.restarting) return true;
-    if (!IsCaptureRunning()) return false;
-    return captureStartMark != 0 || !worker.ended;
-  };
   const std::span out(buffer, static_cast<std::size_t>(size));
+  const auto mayCome = [this] { return MayBringFrames(); };
   if (worker.mailbox.Fetch(out, waitMs, mayCome, info) != FrameMailbox::Result::Frame) return 0;
   if (snapMode != 0) AwaitWorkerEnd();
   return 1;

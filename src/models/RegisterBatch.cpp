@@ -27,6 +27,7 @@ void RegisterBatch::Add(bool sensor, std::uint16_t reg, std::uint64_t value, int
 }
 
 bool WriteHeld(CCameraFX3& link, const RegisterBatch& batch, const RegisterBatch& previous) {
+  const auto hold = link.LockUpdateHold();
   if (!link.WriteFPGAREG(wire::kFpgaUpdateHold, 1)) return false;
   if (WriteAll(link, batch) && link.WriteFPGAREG(wire::kFpgaUpdateHold, 0)) return true;
   // Each on its own: one refused register must not keep the others from going back.

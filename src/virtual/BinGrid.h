@@ -6,8 +6,8 @@
 
 namespace orq {
 
-/// Along one axis: sample `i` is made of `bin` pixels from `First(i)` on, `Step()` apart. On a Bayer sensor they
-/// are of one colour, and neighbouring samples keep the mosaic; on a monochrome one they are neighbours.
+/// Along one axis: sample `i` is made of `bin` pixels from `First(i)` on, `Step()` apart. With `bayer` they are
+/// two apart and so of one colour, and neighbouring samples keep the mosaic; without it they are neighbours.
 struct BinGrid {
   int bin = 1;
   bool bayer = false;

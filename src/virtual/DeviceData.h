@@ -30,9 +30,8 @@ struct DeviceData {
   std::uint32_t ticksPerMs = 1000;  ///< rate of the exposure counter
   int gpsVersion = -1;              ///< of the GPS records; -1: no GPS
   bool guidePort = false;
-  bool adjustable = false;  ///< fan speed and power LED are outputs of the board
-  bool hub = false;
-  bool cooler = false;  ///< with window heater; without an adjustable fan, its fan follows the drive
+  bool adjustable = false;  ///< fan, power LED and USB hub are on the board
+  bool cooler = false;      ///< with window heater; without an adjustable fan, its fan follows the drive
   bool focusMotor = false;
 };
 

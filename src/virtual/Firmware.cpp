@@ -61,6 +61,10 @@ Firmware::Firmware(const VirtualOptions& options, std::unique_ptr<FrameSource> s
       devices_(DeviceOf(options), options, memory_.serial),
       stream_(std::move(source), options, [this] { return devices_.SensorC(); }) {
   PowerUpRegisters();
+  if (options.triggerPeriodUs > 0) {
+    triggerPulses_ = std::make_unique<TriggerPulses>(std::chrono::microseconds(options.triggerPeriodUs),
+                                                     [this](bool high) { stream_.SetTriggerLine(high); });
+  }
 }
 
 Firmware::~Firmware() {
@@ -107,7 +111,12 @@ void Firmware::LosePower() {
 void Firmware::PowerUpRegisters() {
   const FrameSource& source = stream_.Source();
   fpga_.Clear();
+  fpga_.Set(wire::kFpgaType, DeviceOf(options_).fpgaType);
   devices_.PowerUp(fpga_);
+  if (options_.fpgaType) {
+    fpga_.Set(wire::kFpgaType, *options_.fpgaType);
+  }
+  fpga_.Set(wire::kFpgaSyncControl, wire::kSyncAHigh | wire::kSyncBHigh);
   fpga_.Set(wire::kFpgaMonoBin, kMonoBinOff);
   fpga_.Set(wire::kFpgaFormat, wire::kFormat16Bit);
   fpga_.Set(wire::kFpgaBin, 1);
@@ -134,23 +143,21 @@ StreamSettings Firmware::CurrentSettings() const {
   const auto number = [this](std::uint16_t reg, int bytes) {
     return static_cast<int>(fpga_.ReadWide(static_cast<std::uint8_t>(reg), bytes));
   };
-  const int trigger = number(wire::kFpgaTriggerInput, 1);
   StreamSettings settings;
   settings.output = configured_ && (number(wire::kFpgaRun, 1) & wire::kRunOutput) != 0;
   settings.sensorOn = clockOn_ && (sensor_[wire::kSensorStandby] & 1U) == 0;
   settings.busOn = busOn_;
   settings.snap =
       (number(wire::kFpgaHostMode, 1) & wire::kHostSnap) != 0 || (number(wire::kFpgaSingle, 1) & 1) != 0;
-  if ((trigger & wire::kTriggerEnable) != 0 && (trigger & wire::kTriggerSoftMode) == 0) {
-    settings.trigger = (trigger & wire::kTriggerExternal) != 0 ? StreamSettings::Trigger::External
-                                                               : StreamSettings::Trigger::Software;
-  }
+  settings.trigger = TriggerSettingOf(fpga_);
+  settings.sync = SyncSettingsOf(fpga_);
   settings.geometry = {.startX = number(wire::kFpgaStartX, 2),
                        .startY = number(wire::kFpgaStartY, 2),
                        .width = number(wire::kFpgaWidth, 2),
                        .height = number(wire::kFpgaHeight, 2),
                        .bin = std::clamp(number(wire::kFpgaBin, 1), 1, 4),
-                       .format = static_cast<std::uint8_t>(number(wire::kFpgaFormat, 1))};
+                       .format = static_cast<std::uint8_t>(number(wire::kFpgaFormat, 1)),
+                       .fast = (number(wire::kFpgaHighSpeed, 1) & 1) != 0};
   settings.exposureUs = fpga_.ReadWide(wire::kFpgaExposure, 5);
   settings.gain = SensorValue(wire::kSensorGain);
   settings.blackLevel = SensorValue(wire::kSensorBlackLevel);
@@ -186,7 +193,7 @@ bool Firmware::SaveMemory() {
   }
   const bool pluggedIn = !memory_.registers;  // else the kept registers still wait for that
   if (pluggedIn) {
-    FpgaValue(wire::kFpgaCoolerPower);  // its watchdog may have struck
+    devices_.BeforeSave(fpga_);
     memory_.registers = DeviceRegisters{fpga_.All(), sensor_};
   }
   std::string error;

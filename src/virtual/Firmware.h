@@ -15,6 +15,7 @@
 #include "virtual/FrameStream.h"
 #include "virtual/Peripherals.h"
 #include "virtual/StateFile.h"
+#include "virtual/TriggerPulses.h"
 #include "virtual/VirtualCamera.h"
 
 namespace orq {
@@ -57,6 +58,9 @@ class Firmware : public VirtualCamera {
   void ClearFailures() override;
   void AddFrameFault(const FrameFault& fault) override { stream_.AddFault(fault); }
   void AddFlashFault(const FlashFault& fault) override;
+  void SetTriggerLine(bool high) override { stream_.SetTriggerLine(high); }
+  std::uint64_t TriggersMissed() const override { return stream_.TriggersMissed(); }
+  std::vector<SyncEdge> SyncEdges(int output) const override { return stream_.SyncEdges(output); }
   std::uint64_t FramesExposed() const override { return stream_.FramesExposed(); }
   std::vector<std::uint8_t> SentPayload(std::uint32_t sequence) const override {
     return stream_.SentPayload(sequence);
@@ -124,6 +128,7 @@ class Firmware : public VirtualCamera {
   std::uint32_t transferBlocks_ = 0;
   Peripherals devices_;
   FrameStream stream_;
+  std::unique_ptr<TriggerPulses> triggerPulses_;  ///< ends before the stream
 };
 
 }  // namespace orq

@@ -7,6 +7,8 @@
 namespace orq {
 namespace {
 
+constexpr int kFastBits = 10;
+
 /// Whole payloads kept for comparison: fewer when they are large.
 std::size_t PayloadsToKeep(std::size_t bytes) {
   return bytes > (8U << 20) ? 2 : 8;
@@ -17,11 +19,12 @@ std::size_t PayloadsToKeep(std::size_t bytes) {
 void FrameStream::Run() {
   Lock lock(mutex_);
   while (true) {
-    work_.wait(lock, [this] { return quit_ || ExposureDue(); });
+    AwaitWork(lock);
     if (quit_) {
       return;
     }
     Exposure exposure = Begin();
+    exposing_ = exposure.epoch;
     std::shared_ptr<const Payload> payload = Render(exposure, lock);
     const auto isVoid = [&] { return exposure.epoch != epoch_; };
     if (isVoid()) {
@@ -45,21 +48,46 @@ bool FrameStream::GeometryValid() const {
          geometry.width * geometry.bin <= source_->Width() && geometry.height * geometry.bin <= source_->Height();
 }
 
+/// Returns when an exposure is due or the thread is to end.
+void FrameStream::AwaitWork(Lock& lock) {
+  while (!quit_ && !ExposureDue()) {
+    if (Exposable() && !Exhausted() && trigger_.AtLevel()) {
+      work_.wait_until(lock, SensorFreeAt());
+    } else {
+      work_.wait(lock);
+    }
+  }
+}
+
+/// Whether the sensor exposes at all: freely or on triggers.
+bool FrameStream::Exposable() const {
+  return connected_ && settings_.output && settings_.sensorOn && GeometryValid();
+}
+
+/// Whether nothing more is exposed before the host has acted.
+bool FrameStream::Exhausted() const {
+  const bool full = options_.timeScale <= 0 && frameCount_ == kDeviceFrames;
+  return full || (settings_.snap && exposedSinceRun_ > 0);  // without time, frames come as the host takes them
+}
+
 bool FrameStream::ExposureDue() const {
-  if (!connected_ || !settings_.output || !settings_.sensorOn || !GeometryValid()) {
+  if (!Exposable() || Exhausted()) {
     return false;
   }
-  if (options_.timeScale <= 0 && frameCount_ == kDeviceFrames) {
-    return false;  // without time, frames come as the host takes them
+  return !settings_.trigger.listens || trigger_.Due(SensorFreeAt(), Clock::now());
+}
+
+/// A triggered exposure begins when the last one has been read out.
+FrameStream::Clock::time_point FrameStream::SensorFreeAt() const {
+  return std::max(lastReadoutEnd_, exposableSince_);
+}
+
+TriggerUnit::Sensor FrameStream::SensorNow() const {
+  if (!Exposable()) {
+    return TriggerUnit::Sensor::Off;
   }
-  switch (settings_.trigger) {
-    case StreamSettings::Trigger::FreeRun:
-      return !settings_.snap || exposedSinceRun_ == 0;
-    case StreamSettings::Trigger::Software:
-      return triggersPending_ > 0;
-    default:
-      return false;
-  }
+  const bool busy = exposing_ == epoch_ || Exhausted() || Clock::now() < SensorFreeAt();
+  return busy ? TriggerUnit::Sensor::Busy : TriggerUnit::Sensor::Ready;
 }
 
 /// Takes the settings of the next frame. In video mode its exposure overlaps the readout of the frame before.
@@ -78,14 +106,16 @@ FrameStream::Exposure FrameStream::Begin() {
                      .blackLevel = settings_.blackLevel,
                      .temperatureC = sensorC_(),
                      .frameNumber = framesExposed_};
-  exposure.triggered = settings_.trigger == StreamSettings::Trigger::Software;
+  exposure.triggered = settings_.trigger.listens;
   exposure.readout = ReadoutTime(geometry);
   exposure.limit = std::uint64_t{settings_.transferBlocks} * wire::kBlockBytes;
-  const bool follows = overlapping_ && !exposure.triggered;
-  const Clock::time_point start = follows ? lastReadoutAt_ : Clock::now();
-  const Clock::time_point exposed = start + Scaled(static_cast<double>(settings_.exposureUs));
-  exposure.readoutAt = std::max(exposed, lastReadoutEnd_);
-  triggersPending_ -= exposure.triggered ? 1 : 0;
+  const Clock::time_point free = overlapping_ ? lastReadoutAt_ : Clock::now();
+  const Clock::time_point start = exposure.triggered ? trigger_.Serve(SensorFreeAt()) : free;
+  const Clock::duration length = Scaled(static_cast<double>(settings_.exposureUs));
+  exposure.readoutAt = std::max(start + length, lastReadoutEnd_);
+  for (SyncOutput& output : sync_) {
+    output.ExposureBegins(DeviceUs(exposure.readoutAt - length));
+  }
   return exposure;
 }
 
@@ -98,7 +128,7 @@ std::shared_ptr<const Payload> FrameStream::Render(const Exposure& exposure, Loc
       static_cast<std::size_t>(exposure.sensor.width) * static_cast<std::size_t>(exposure.sensor.height);
   std::shared_ptr<Payload> payload = FreeBuffer(PayloadBytes(samples, exposure.geometry.format));
   lock.unlock();
-  Fill(exposure.sensor, exposure.geometry.format, *payload);
+  Fill(exposure.sensor, exposure.geometry, *payload);
   lock.lock();
   return payload;
 }
@@ -116,7 +146,7 @@ std::shared_ptr<const Payload> FrameStream::RenderAhead(const Exposure& exposure
       auto payload = std::make_shared<Payload>(PayloadBytes(samples, exposure.geometry.format));
       settings.frameNumber = static_cast<std::uint64_t>(i);
       lock.unlock();
-      Fill(settings, exposure.geometry.format, *payload);
+      Fill(settings, exposure.geometry, *payload);
       lock.lock();
       if (exposure.epoch != epoch_) {
         return nullptr;
@@ -128,10 +158,21 @@ std::shared_ptr<const Payload> FrameStream::RenderAhead(const Exposure& exposure
   return rendered_[framesExposed_ % rendered_.size()];
 }
 
-void FrameStream::Fill(const ExposureSettings& settings, std::uint8_t format, Payload& payload) {
+/// Bits that the converter gives: the fast readout stops it early.
+int FrameStream::AdcBits(const FrameGeometry& geometry) const {
+  return geometry.fast ? std::min(kFastBits, source_->AdcBits()) : source_->AdcBits();
+}
+
+void FrameStream::Fill(const ExposureSettings& settings, const FrameGeometry& geometry, Payload& payload) {
   adu_.resize(static_cast<std::size_t>(settings.width) * static_cast<std::size_t>(settings.height));
   source_->Expose(settings, adu_);
-  PackSamples(adu_, source_->AdcBits(), format, payload);
+  const int bits = AdcBits(geometry);
+  if (const int lost = source_->AdcBits() - bits; lost > 0) {
+    for (std::uint16_t& sample : adu_) {
+      sample = static_cast<std::uint16_t>(sample >> lost);
+    }
+  }
+  PackSamples(adu_, bits, geometry.format, payload);
 }
 
 /// A payload buffer that nobody uses any more, or a new one.
@@ -148,6 +189,7 @@ std::shared_ptr<Payload> FrameStream::FreeBuffer(std::size_t bytes) {
 
 /// The exposure has ended: the frame gets its number and enters the device's memory, if there is room.
 void FrameStream::ReadOut(const Exposure& exposure, std::shared_ptr<const Payload> payload) {
+  exposing_.reset();
   const FramePlan plan = faults_.PlanOf(++framesExposed_);
   const std::uint32_t sequence = sequence_++;
   ++exposedSinceRun_;
@@ -166,7 +208,7 @@ void FrameStream::ReadOut(const Exposure& exposure, std::shared_ptr<const Payloa
                                  .startY = static_cast<std::uint16_t>(exposure.sensor.startY),
                                  .bin = static_cast<std::uint8_t>(exposure.sensor.bin),
                                  .format = exposure.geometry.format,
-                                 .adcBits = static_cast<std::uint8_t>(source_->AdcBits()),
+                                 .adcBits = static_cast<std::uint8_t>(AdcBits(exposure.geometry)),
                                  .flags = static_cast<std::uint8_t>(exposure.triggered ? 1 : 0),
                                  .gpsLatch = 0,
                                  .exposureUs = exposure.sensor.exposureUs,

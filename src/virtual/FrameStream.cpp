@@ -49,7 +49,13 @@ void FrameStream::PowerUp(const StreamSettings& settings) {
   connected_ = true;
   sequence_ = kFirstSequence;
   lastExposureUs_ = 0;
+  poweredAt_ = Clock::now();
   settings_ = settings;
+  trigger_.Set(settings.trigger);
+  for (std::size_t i = 0; i < kSyncOutputs; ++i) {
+    sync_[i].Reset();
+    sync_[i].Set(settings.sync[i], 0);
+  }
 }
 
 void FrameStream::Disconnect() {
@@ -73,12 +79,20 @@ void FrameStream::Apply(const StreamSettings& settings) {
     const bool stopped = settings_.output && !settings.output;
     const bool other = settings.geometry != settings_.geometry || settings.trigger != settings_.trigger ||
                        (settings_.sensorOn && !settings.sensorOn);
+    const bool wasExposable = Exposable();
     settings_ = settings;
     if (stopped || other) {
       Abort();
     }
     if (started) {
       exposedSinceRun_ = 0;
+    }
+    if (Exposable() && (!wasExposable || other)) {
+      exposableSince_ = Clock::now();
+    }
+    trigger_.Set(settings.trigger);
+    for (std::size_t i = 0; i < kSyncOutputs; ++i) {
+      sync_[i].Set(settings.sync[i], DeviceUs(Clock::now()));
     }
   }
   work_.notify_all();
@@ -88,12 +102,30 @@ void FrameStream::Apply(const StreamSettings& settings) {
 void FrameStream::SoftTrigger() {
   {
     const std::lock_guard lock(mutex_);
-    if (settings_.trigger != StreamSettings::Trigger::Software || !settings_.output) {
-      return;
-    }
-    ++triggersPending_;
+    trigger_.SoftwareRequest(SensorNow(), Clock::now());
   }
   work_.notify_all();
+}
+
+void FrameStream::SetTriggerLine(bool high) {
+  {
+    const std::lock_guard lock(mutex_);
+    trigger_.SetLine(high, SensorNow(), Clock::now());
+  }
+  work_.notify_all();
+}
+
+std::uint64_t FrameStream::TriggersMissed() const {
+  const std::lock_guard lock(mutex_);
+  return trigger_.Missed();
+}
+
+std::vector<SyncEdge> FrameStream::SyncEdges(int output) const {
+  const std::lock_guard lock(mutex_);
+  if (output < 0 || static_cast<std::size_t>(output) >= kSyncOutputs) {
+    return {};
+  }
+  return sync_[static_cast<std::size_t>(output)].Edges(DeviceUs(Clock::now()));
 }
 
 void FrameStream::AddFault(const FrameFault& fault) {
@@ -126,7 +158,10 @@ void FrameStream::Abort() {
   ++epoch_;
   overlapping_ = false;
   lastReadoutEnd_ = {};
-  triggersPending_ = 0;
+  trigger_.Forget();
+  for (SyncOutput& output : sync_) {
+    output.Stop(DeviceUs(Clock::now()));
+  }
   DropFrames();
   work_.notify_all();
 }
@@ -260,9 +295,18 @@ FrameStream::Clock::duration FrameStream::Scaled(double microseconds) const {
       static_cast<Clock::rep>(std::min(microseconds * 1000.0 * options_.timeScale, kLongestNs)));
 }
 
+/// Time since power-up as the device counts it. Without a time scale its pulses still take their time.
+std::uint64_t FrameStream::DeviceUs(Clock::time_point time) const {
+  const std::chrono::duration<double, std::micro> passed = std::max(time - poweredAt_, Clock::duration::zero());
+  return static_cast<std::uint64_t>(passed.count() / (options_.timeScale > 0 ? options_.timeScale : 1.0));
+}
+
 FrameStream::Clock::duration FrameStream::ReadoutTime(const FrameGeometry& geometry) const {
   const double lineUs = static_cast<double>(source_->LineTimeNs()) / 1000.0;
   double microseconds = geometry.height * lineUs * 100.0 / settings_.bandwidthPercent;
+  if (geometry.fast) {
+    microseconds /= 2;
+  }
   if (!options_.usb3) {
     microseconds = std::max(microseconds, static_cast<double>(FrameBytes(geometry)) / kUsb2BytesPerMicrosecond);
   }

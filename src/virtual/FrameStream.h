@@ -8,11 +8,14 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <thread>
 #include <vector>
 
 #include "virtual/FaultScript.h"
 #include "virtual/FrameSource.h"
+#include "virtual/SyncOutputs.h"
+#include "virtual/TriggerUnit.h"
 #include "virtual/VirtualCamera.h"
 #include "virtual/WireFrame.h"
 
@@ -26,6 +29,7 @@ struct FrameGeometry {
   int height = 0;
   int bin = 1;
   std::uint8_t format = 0;
+  bool fast = false;  ///< 10-bit conversion, half the time per row
   bool operator==(const FrameGeometry&) const = default;
 };
 
@@ -35,8 +39,8 @@ struct StreamSettings {
   bool sensorOn = false;  ///< the sensor has its clock and is not in standby
   bool busOn = false;     ///< the image bus is connected to the endpoint
   bool snap = false;      ///< one exposure per start of the output
-  enum class Trigger : std::uint8_t { FreeRun, Software, External };
-  Trigger trigger = Trigger::FreeRun;
+  TriggerSetting trigger;
+  std::array<SyncSetting, kSyncOutputs> sync;
   FrameGeometry geometry;
   std::uint64_t exposureUs = 0;
   int gain = 0;
@@ -64,8 +68,13 @@ class FrameStream {
   void Disconnect();
   bool Connected() const;
   void Apply(const StreamSettings& settings);
-  /// One exposure, when the output runs in a software-triggered mode; ignored otherwise.
+  /// One exposure, when the output runs in a software-triggered mode and the sensor is free.
   void SoftTrigger();
+  /// The level of the trigger input; low at first.
+  void SetTriggerLine(bool high);
+  std::uint64_t TriggersMissed() const;
+  /// Changes of a trigger output (0 or 1) until now; none for other numbers.
+  std::vector<SyncEdge> SyncEdges(int output) const;
 
   BulkStep Read(std::span<std::uint8_t> out);
   void ClearHalt();
@@ -103,12 +112,18 @@ class FrameStream {
 
   void Run();
   bool ExposureDue() const;
+  void AwaitWork(Lock& lock);
+  bool Exposable() const;
   bool GeometryValid() const;
+  TriggerUnit::Sensor SensorNow() const;
+  Clock::time_point SensorFreeAt() const;
+  bool Exhausted() const;
   Exposure Begin();
   std::shared_ptr<const Payload> Render(const Exposure& exposure, Lock& lock);
   std::shared_ptr<const Payload> RenderAhead(const Exposure& exposure, Lock& lock);
   std::shared_ptr<Payload> FreeBuffer(std::size_t bytes);
-  void Fill(const ExposureSettings& settings, std::uint8_t format, Payload& payload);
+  int AdcBits(const FrameGeometry& geometry) const;
+  void Fill(const ExposureSettings& settings, const FrameGeometry& geometry, Payload& payload);
   void ReadOut(const Exposure& exposure, std::shared_ptr<const Payload> payload);
   void Remember(std::uint32_t sequence, std::shared_ptr<const Payload> payload);
 
@@ -119,6 +134,7 @@ class FrameStream {
   BulkStep SendFrom(Waiting& waiting, std::span<std::uint8_t> out);
   Clock::duration Scaled(double microseconds) const;
   Clock::duration ReadoutTime(const FrameGeometry& geometry) const;
+  std::uint64_t DeviceUs(Clock::time_point time) const;
   void Wake();
 
   const std::unique_ptr<FrameSource> source_;
@@ -136,7 +152,11 @@ class FrameStream {
   FrameFaults faults_;
   std::uint64_t epoch_ = 0;            ///< changes whenever exposures under way become void
   std::uint64_t exposedSinceRun_ = 0;  ///< frames since the output was started
-  std::uint32_t triggersPending_ = 0;
+  TriggerUnit trigger_;
+  mutable std::array<SyncOutput, kSyncOutputs> sync_;  ///< reading the edges brings them up to date
+  Clock::time_point poweredAt_ = Clock::now();
+  Clock::time_point exposableSince_{};
+  std::optional<std::uint64_t> exposing_;  ///< epoch of the exposure in work
   std::uint64_t framesExposed_ = 0;
   std::uint32_t sequence_ = kFirstSequence;
   std::uint64_t lastExposureUs_ = 0;

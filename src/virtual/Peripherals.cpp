@@ -34,14 +34,11 @@ Peripherals::Peripherals(const DeviceData& device, const VirtualOptions& options
 // Power ------------------------------------------------------------------------------------------------------
 
 void Peripherals::PowerUp(FpgaRegisters& fpga) {
-  fpga.Set(wire::kFpgaType, device_.fpgaType);
   fpga.Set(wire::kFpgaAdjustable, device_.adjustable ? 1 : 0);
   fpga.Set(wire::kFpgaLed, kFull);
   if (device_.adjustable) {
     fpga.Set(wire::kFpgaFanControl, kFanFollowsCooler);
     fpga.Set(wire::kFpgaFanSpeed, kFull);
-  }
-  if (device_.hub) {
     fpga.Set(wire::kFpgaHubState, UsbHub::kPowerBit);
   }
   if (device_.gpsVersion >= 0) {
@@ -79,9 +76,9 @@ void Peripherals::AfterWrite(std::uint8_t reg, FpgaRegisters& fpga) {
     thermal_.SetWatchdog(value);
   } else if (device_.adjustable && (reg == wire::kFpgaFanControl || reg == wire::kFpgaFanSpeed)) {
     WriteFan(fpga);
-  } else if (device_.hub && reg == wire::kFpgaHubCommand) {
+  } else if (device_.adjustable && reg == wire::kFpgaHubCommand) {
     hub_.Command(value, clock_.Seconds());
-  } else if (device_.hub && reg == wire::kFpgaHubState) {
+  } else if (device_.adjustable && reg == wire::kFpgaHubState) {
     hub_.WriteState(value, clock_.Seconds());
   }
 }
@@ -96,13 +93,26 @@ void Peripherals::BeforeRead(std::uint8_t reg, FpgaRegisters& fpga, std::uint64_
     fpga.SetWide(reg, kExposureCountBytes, lastExposureUs * device_.ticksPerMs / 1000);
   } else if (device_.cooler && reg == wire::kFpgaCoolerPower) {
     fpga.Set(reg, static_cast<std::uint8_t>(thermal_.CoolerDrive()));
-  } else if (device_.hub && reg == wire::kFpgaHubState) {
-    const auto others = static_cast<std::uint8_t>(fpga.Read(reg) & ~UsbHub::kPowerBit);
-    const bool on = hub_.On(clock_.Seconds());
-    fpga.Set(reg, static_cast<std::uint8_t>(others | (on ? UsbHub::kPowerBit : 0)));
-  } else if (device_.hub && reg == wire::kFpgaHubCommand) {
+  } else if (device_.adjustable && reg == wire::kFpgaHubState) {
+    ShowHub(hub_.On(clock_.Seconds()), fpga);
+  } else if (device_.adjustable && reg == wire::kFpgaHubCommand) {
     fpga.Set(reg, hub_.Resetting(clock_.Seconds()) ? UsbHub::kResetCommand : std::uint8_t{0});
   }
+}
+
+void Peripherals::BeforeSave(FpgaRegisters& fpga) const {
+  const double now = clock_.Seconds();
+  if (device_.cooler) {
+    fpga.Set(wire::kFpgaCoolerPower, static_cast<std::uint8_t>(thermal_.CoolerDrive()));
+  }
+  if (device_.adjustable) {
+    ShowHub(hub_.On(now) || hub_.Resetting(now), fpga);
+  }
+}
+
+void Peripherals::ShowHub(bool on, FpgaRegisters& fpga) {
+  const auto others = static_cast<std::uint8_t>(fpga.Read(wire::kFpgaHubState) & ~UsbHub::kPowerBit);
+  fpga.Set(wire::kFpgaHubState, static_cast<std::uint8_t>(others | (on ? UsbHub::kPowerBit : 0)));
 }
 
 // Sensor registers -------------------------------------------------------------------------------------------
@@ -188,7 +198,7 @@ DeviceReadings Peripherals::Readings(const FpgaRegisters& fpga) const {
           .heaterDrive = thermal.heaterDrive,
           .fanSpeed = thermal.fanSpeed,
           .ledLevel = device_.adjustable ? fpga.Read(wire::kFpgaLed) : kFull,
-          .hubOn = device_.hub && hub_.On(now),
+          .hubOn = device_.adjustable && hub_.On(now),
           .guideLines = guide_.Closed(),
           .guidePulses = {guide_.Pulses().begin(), guide_.Pulses().end()},
           .focusPosition = motor_.Position(now),

@@ -38,6 +38,8 @@ class Peripherals {
   /// Brings up to date what devices change by themselves. Values of several bytes are latched when their first
   /// byte is read. `lastExposureUs` is the exposure that ran last.
   void BeforeRead(std::uint8_t reg, FpgaRegisters& fpga, std::uint64_t lastExposureUs) const;
+  /// The same for registers that are to be kept. A hub under reset is kept as on: its reset is not.
+  void BeforeSave(FpgaRegisters& fpga) const;
 
   // Sensor registers.
   /// Whether the host may write this register.
@@ -59,6 +61,7 @@ class Peripherals {
 
  private:
   void WriteFan(const FpgaRegisters& fpga);
+  static void ShowHub(bool on, FpgaRegisters& fpga);
   void FetchIdentity(std::span<std::uint8_t> sensor) const;
 
   const DeviceData& device_;

@@ -20,6 +20,8 @@ struct SensorData {
   int height = 0;
   int adcBits = 12;
   int bayerPattern = -1;  ///< 0 RGGB … 3 GBRG, -1 monochrome
+  /// Hardware binning adds pixels two apart also without a mosaic, as sensors do that come in both kinds.
+  bool binsTwoApart = false;
   double pixelSizeUm = 0.0;
   std::uint64_t lineTimeNs = 0;  ///< one row at full rate
 

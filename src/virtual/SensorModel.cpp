@@ -27,7 +27,7 @@ std::array<double, 3> EvenLight(const SensorData& sensor, Scene scene, double fl
 /// One exposure's settings as physics.
 struct SensorModel::Exposure {
   Exposure(const SensorData& sensor, const ExposureSettings& settings)
-      : grid{HeldBin(settings.bin), sensor.bayerPattern >= 0},
+      : grid{HeldBin(settings.bin), sensor.bayerPattern >= 0 || sensor.binsTwoApart},
         frame(settings.frameNumber),
         lightSeconds(static_cast<float>(static_cast<double>(settings.exposureUs) * 1e-6)),
         darkSeconds(lightSeconds * static_cast<float>(DarkScale(settings.temperatureC))),

@@ -22,8 +22,8 @@ inline constexpr double kDefaultFlatFlux = 1000.0;
 /// Frames of one sensor. A frame is decided by the seed, the settings and the frame number; a pixel's charge and
 /// noise depend on its place on the sensor, not on the region. `docs/sensor-model.md` has the formulae.
 ///
-/// Hardware binning adds the charge of `bin` x `bin` pixels of one colour and reads the sum once. Thread rule: one
-/// `Expose` at a time.
+/// Hardware binning adds the charge of `bin` x `bin` pixels (of one colour, or two apart as if they were) and
+/// reads the sum once. Thread rule: one `Expose` at a time.
 class SensorModel final : public FrameSource {
  public:
   /// `sensor` must outlive the model. `flatFlux` in e-/s counts for `Scene::Flat` only.

@@ -11,6 +11,7 @@
 
 #include "link/UsbTypes.h"
 #include "virtual/DeviceReadings.h"
+#include "virtual/SyncEdge.h"
 #include "virtual/VirtualOptions.h"
 
 namespace orq {
@@ -81,6 +82,13 @@ class VirtualCamera {
   virtual void AddFrameFault(const FrameFault& fault) = 0;
   /// The fault's number counts from the next flash operation of its kind on.
   virtual void AddFlashFault(const FlashFault& fault) = 0;
+  /// The level of the external trigger input; low at first.
+  virtual void SetTriggerLine(bool high) = 0;
+  /// Triggers that came while the sensor could not expose, since the camera was made.
+  virtual std::uint64_t TriggersMissed() const = 0;
+  /// Changes of a trigger output (0: A, 1: B) since the camera was plugged in, oldest first; the last few
+  /// thousand.
+  virtual std::vector<SyncEdge> SyncEdges(int output) const = 0;
   /// Frames that the sensor has exposed since the camera was made.
   virtual std::uint64_t FramesExposed() const = 0;
   /// The payload of the frame with this sequence number, when it is one of the last few; empty otherwise. What the

@@ -81,13 +81,41 @@ bool SetScene(VirtualOptions& options, std::string_view value) {
   return value == "stars" || value == "flat" || value == "dark";
 }
 
-bool AddRefusal(VirtualOptions& options, std::string_view value) {
-  int request = 0;
+/// A byte, decimal or 0x….
+std::optional<std::uint8_t> Byte(std::string_view value) {
+  int byte = 0;
   const bool hex = value.starts_with("0x") || value.starts_with("0X");
-  if (!Number(hex ? value.substr(2) : value, 0, 255, request, hex ? 16 : 10)) {
+  if (!Number(hex ? value.substr(2) : value, 0, 255, byte, hex ? 16 : 10)) {
+    return std::nullopt;
+  }
+  return static_cast<std::uint8_t>(byte);
+}
+
+bool AddRefusal(VirtualOptions& options, std::string_view value) {
+  const auto request = Byte(value);
+  if (request) {
+    options.refuse.push_back(*request);
+  }
+  return request.has_value();
+}
+
+bool SetFpgaType(VirtualOptions& options, std::string_view value) {
+  options.fpgaType = Byte(value);
+  return options.fpgaType.has_value();
+}
+
+bool SetTriggerPeriod(VirtualOptions& options, std::string_view value) {
+  const bool inMs = value.ends_with("ms");
+  if (!inMs && !value.ends_with("s")) {
     return false;
   }
-  options.refuse.push_back(static_cast<std::uint8_t>(request));
+  double number = 0;
+  constexpr double kHourMs = 3'600'000;
+  const double unitMs = inMs ? 1.0 : 1000.0;
+  if (!Real(value.substr(0, value.size() - (inMs ? 2 : 1)), 1 / unitMs, kHourMs / unitMs, number)) {
+    return false;
+  }
+  options.triggerPeriodUs = std::llround(number * unitMs * 1000.0);
   return true;
 }
 
@@ -121,6 +149,8 @@ constexpr OptionEntry kOptions[] = {
        return Number(v, 1, std::numeric_limits<int>::max(), o.flashFail);
      }},
     {"refuse", "a request code from 0 to 255 (0xD4, say)", AddRefusal},
+    {"fpga", "a type code from 0 to 255 (0xC0, say)", SetFpgaType},
+    {"trigger", "a period from 1ms to 3600s with its unit", SetTriggerPeriod},
 };
 
 constexpr FaultEntry kFaults[] = {

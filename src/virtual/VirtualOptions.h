@@ -54,6 +54,10 @@ struct VirtualOptions {
   int flashFail = 0;                    ///< `flashfail=N`: the N-th flash operation from now is refused
   std::vector<FlashFault> flashFaults;  ///< `flasherase@N`, `flashread@N`, `flashflip@N`, `flashpower@N`
   std::vector<std::uint8_t> refuse;     ///< `refuse=0xD4`: requests that are always refused
+
+  /// `fpga=0xC0`: type code of the FPGA; by default the model's.
+  std::optional<std::uint8_t> fpgaType;
+  std::int64_t triggerPeriodUs = 0;  ///< `trigger=200ms`: pulses on the trigger input; 0: none
 };
 
 /// The options in `text` (what stands behind `virtual:`); nothing and a one-line reason in `error` when a word is

@@ -17,10 +17,11 @@ class Tests(CliTest):
 
     def test_list_virtual_names_the_virtual_models(self):
         out, _ = self.succeed("list", "--virtual")
-        for name in ("virtual:k1c", "virtual:x26m", "virtual:replay"):
+        virtual = [f"virtual:{key}" for key in ("k1c", "k1m", "k2m", "x26m", "t46c", "h53m", "b29m", "replay")]
+        for name in virtual:
             self.assertRegex(out, rf"(?m)^{name} = \w+")
         names = [entry["name"] for entry in self.json("list", "--virtual") if "name" in entry]
-        self.assertEqual(names, ["virtual:k1c", "virtual:x26m", "virtual:replay"])
+        self.assertEqual(names, virtual)
 
     def test_info_shows_the_model_as_text(self):
         info = self.values(self.succeed("-c", K1C, "info")[0])
@@ -45,6 +46,18 @@ class Tests(CliTest):
         self.assertEqual(info["formats"], ["raw8", "raw16"])
         self.assertIs(info["colour"], False)
 
+    def test_info_tells_what_is_special_about_each_model(self):
+        rows = {"k1m": ("Tavix ORQ-K1M", 12, False, [1, 2, 3, 4], False, True),
+                "k2m": ("Tavix ORQ-K2M", 12, False, [1, 2, 3, 4], False, True),
+                "x26m": ("Tavix ORQ-X26M", 16, True, [1, 2, 3, 4], True, False),
+                "t46c": ("Tavix ORQ-T46C", 14, False, [1, 2, 3, 4], False, False),
+                "h53m": ("Tavix ORQ-H53M", 12, False, [1, 2, 3, 4], False, False),
+                "b29m": ("Tavix ORQ-B29M", 16, True, [1, 2, 4], False, False)}
+        for key, expected in rows.items():
+            info = self.json("-c", f"virtual:{key}", "info")
+            names = ("model", "adc_bits", "cooled", "bins", "hardware_bin", "guide_port")
+            self.assertEqual(tuple(info[name] for name in names), expected)
+
     def test_info_shows_the_usb_speed_and_the_serial_number(self):
         info = self.json("-c", "virtual:k1c,usb=2,serial=0123456789abcdef", "info")
         self.assertEqual(info["usb_speed"], "USB 2")
@@ -60,7 +73,7 @@ class Tests(CliTest):
             self.fail_with(2, "-c", name, "info")
 
     def test_a_wrong_virtual_model_lists_the_right_ones(self):
-        self.assertIn("k1c, x26m, replay", self.fail_with(2, "-c", "virtual:nosuch", "info"))
+        self.assertIn("k1c, k1m, k2m, x26m, t46c, h53m, b29m, replay", self.fail_with(2, "-c", "virtual:nosuch", "info"))
 
     def test_a_camera_that_is_not_there_has_its_own_exit_status(self):
         for name in ("99", "serial:ffffffffffffffff", "id:nobody", "virtual:replay,file=/no/such/file.fits"):

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <string>
 
 #include "link/WireProtocol.h"
 #include "support/VirtualRig.h"
@@ -44,22 +45,44 @@ TEST(CameraControls, ModelsStateTheirIdentityBeforeTheyAreOpened) {
   EXPECT_EQ(colour.FrameBytes(), 1936 * 1096 * 2);
 }
 
-TEST(CameraControls, ListsWhatTheModelHas) {
-  const auto listed = [](CModelCamera& camera) {
-    std::vector<int> ids;
-    camera.GetNumOfControls();
-    for (int i = 0; i < camera.controlCount; ++i) ids.push_back(camera.controlList[static_cast<std::size_t>(i)]);
-    return ids;
-  };
-  CModelCamera colour(*FindModel("k1c"));
-  EXPECT_EQ(listed(colour),
-            (std::vector<int>{ORQ_GAIN, ORQ_EXPOSURE, ORQ_WB_R, ORQ_WB_B, ORQ_OFFSET, ORQ_BAND_WIDTH, ORQ_FLIP,
-                              ORQ_AUTO_EXP_MAX_GAIN, ORQ_AUTO_EXP_MAX_EXP_MS, ORQ_AUTO_EXP_TARGET_BRIGHTNESS,
-                              ORQ_MONO_BIN}));
-  CModelCamera mono(*FindModel("x26m"));
-  EXPECT_EQ(listed(mono),
-            (std::vector<int>{ORQ_GAIN, ORQ_EXPOSURE, ORQ_OFFSET, ORQ_BAND_WIDTH, ORQ_FLIP, ORQ_AUTO_EXP_MAX_GAIN,
-                              ORQ_AUTO_EXP_MAX_EXP_MS, ORQ_AUTO_EXP_TARGET_BRIGHTNESS, ORQ_HARDWARE_BIN}));
+TEST(CameraControls, OpeningAddsWhatOnlyTheDeviceKnowsOf) {
+  for (const char* key : {"k1c", "x26m"}) {
+    const VirtualRig rig(key);
+    const int before = rig.camera->controlCount;
+    ASSERT_TRUE(rig.Open());
+    const bool adjustable = std::string(key) == "x26m";  // by its board type
+    EXPECT_EQ(rig.camera->controlCount, before + (adjustable ? 3 : 0)) << key;
+    _ORQ_CONTROL_CAPS last{};
+    ASSERT_EQ(rig.camera->GetControlCaps(rig.camera->controlCount - 1, &last), 1);
+    EXPECT_EQ(last.controlType == ORQ_USB_HUB_RESET, adjustable) << key;
+  }
+}
+
+TEST(CameraControls, FanAndLedReachTheBoardThatHasThem) {
+  const VirtualRig rig("x26m");
+  ASSERT_TRUE(rig.Open());
+  EXPECT_EQ(rig.camera->SetControlValue(ORQ_FAN_SPEED_ADJUST, 120, false), CTRL_OK);
+  EXPECT_EQ(rig.camera->SetControlValue(ORQ_POWER_LED_BRIGHT, 30, false), CTRL_OK);
+  EXPECT_EQ(Fpga(rig, wire::kFpgaFanSpeed, 1), 120U);
+  EXPECT_EQ(Fpga(rig, wire::kFpgaLed, 1), 30U);
+  EXPECT_EQ(rig.camera->GetFanSpeed(), 120);
+  EXPECT_EQ(rig.camera->GetPowerLedBrightness(), 30);
+}
+
+TEST(CameraControls, TheThermometerTellsTheTemperatureOfTheDevice) {
+  const VirtualRig rig("k1c", [](VirtualOptions& options) { options.temperatureC = -12.375; });
+  ASSERT_TRUE(rig.Open());
+  long tenths = 0;
+  ORQ_BOOL automatic = 0;
+  EXPECT_EQ(rig.camera->GetControlValue(ORQ_TEMPERATURE, &tenths, &automatic), CTRL_OK);
+  EXPECT_EQ(tenths, -123);
+}
+
+TEST(CameraControls, AModelsGammaIsNeutralFromTheStart) {
+  const VirtualRig rig;
+  EXPECT_EQ(rig.camera->GetGamma(), 50);
+  EXPECT_EQ(rig.camera->gammaTable8[200], 200);
+  EXPECT_EQ(rig.camera->gammaTable16[51234], 51234);
 }
 
 TEST(CameraControls, OpeningProgramsWhatWasSetBefore) {

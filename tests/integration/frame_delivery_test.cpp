@@ -43,7 +43,7 @@ bool Apply(CModelCamera& camera, const FrameRegion& region) {
 }
 
 TEST(FrameDelivery, EveryFormatBinRegionAndFlipBringsTheSamplesThatWereSent) {
-  for (const char* key : {"k1c", "x26m"}) {
+  for (const char* key : {"k1c", "k1m", "k2m", "x26m", "t46c", "h53m"}) {
     const VirtualRig rig(key);
     ASSERT_TRUE(rig.Open());
     std::set<std::string> different;
@@ -88,6 +88,33 @@ TEST(FrameDelivery, HardwareBinningSendsBinnedSamplesAtEvenFactorsOnly) {
   }
 }
 
+TEST(FrameDelivery, AnFpgaThatBinsSendsBinnedSamplesWithoutBeingAsked) {
+  const VirtualRig rig("b29m");
+  ASSERT_TRUE(rig.Open());
+  EXPECT_EQ(rig.camera->fpgaBin, 1);
+  EXPECT_FALSE(rig.camera->SetHardwareBin(true)) << "nothing to switch";
+  EXPECT_EQ(rig.camera->HardwareBin, 0);
+  const struct {
+    int bin, fpga, host;
+  } rows[] = {{1, 1, 1}, {2, 2, 1}, {4, 2, 2}};
+  for (const auto& row : rows) {
+    for (const IMG_TYPE format : {ORQ_IMG_RAW8, ORQ_IMG_RAW16}) {
+      ASSERT_TRUE(Apply(*rig.camera, {0, 8, 32, 20, row.bin, format}));
+      EXPECT_EQ(rig.camera->IsHardBinRun(), row.bin > 1);
+      EXPECT_EQ(rig.device->FpgaRegister(wire::kFpgaBin), row.fpga);
+      FrameInfo info;
+      const auto frame = rig.Snap(info);
+      ASSERT_FALSE(frame.empty()) << rig.camera->CaptureTrouble();
+      const RawFrame raw = Shape(*rig.camera, info, row.host);
+      EXPECT_EQ(test::Differences(raw, rig.device->SentPayload(info.sequence), frame), 0) << row.bin;
+    }
+  }
+  FrameRegion applied;
+  std::string reason;
+  EXPECT_FALSE(rig.camera->SetRegion({0, 0, 32, 20, 3, ORQ_IMG_RAW16}, applied, reason));
+  EXPECT_NE(reason.find("1, 2, 4"), std::string::npos) << reason;
+}
+
 TEST(FrameDelivery, ColourFormatsAreTheConversionOfTheSamplesThatWereSent) {
   const VirtualRig rig;
   ASSERT_TRUE(rig.Open());
@@ -112,7 +139,7 @@ TEST(FrameDelivery, ColourFormatsAreTheConversionOfTheSamplesThatWereSent) {
 }
 
 TEST(FrameDelivery, TheWholeSensorArrivesAtFullSize) {
-  for (const char* key : {"k1c", "x26m"}) {
+  for (const char* key : {"k1c", "k1m", "k2m", "x26m", "t46c", "h53m", "b29m"}) {
     NamedCamera named = MakeCamera(std::string("virtual:") + key + ",timescale=0.01,scene=dark");
     ASSERT_NE(named.camera, nullptr) << named.error;
     ASSERT_EQ(named.camera->OpenCamera(named.openIndex), 1);

@@ -86,7 +86,7 @@ class RecordingCamera : public CCameraBase {
     imageBuffer = buffer;
     return imageResult;
   }
-  float GetSensorTempInside() override { return Note("GetSensorTempInside"), 0.0F; }
+  float GetSensorTempInside() override { return Note("GetSensorTempInside"), insideTemperature; }
   bool IsHardBinRun() override { return Note("IsHardBinRun"), false; }
   int SetControlValue(ORQ_CONTROL_TYPE id, long value, bool on) override {
     Note("SetControlValue", id, value, on);
@@ -122,6 +122,7 @@ class RecordingCamera : public CCameraBase {
   bool fanAdjustable = false;
   bool hubOn = false;
   float temperature = 0.0F;
+  float insideTemperature = 0.0F;
   int rollingInterval = -1;  ///< negative: unknown
   int imageResult = 1;
   const unsigned char* imageBuffer = nullptr;  ///< what GetImageData was given

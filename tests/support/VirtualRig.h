@@ -34,6 +34,7 @@ struct VirtualRig {
     bus->Attach(device);
     ModelData model = *FindModel(key);
     model.maxWidth = model.maxHeight = side;
+    model.timeScale = options.timeScale;
     camera = MakeObject(model);
   }
 

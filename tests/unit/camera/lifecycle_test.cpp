@@ -16,6 +16,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 constexpr const char* kReadVersion = "C0 D4 00 00 00 00 04 00";
+constexpr const char* kReadFpgaType = "C0 D0 1C 00 00 00 01 00";
 
 /// Waits out its stop.
 void UntilStopped(bool* running, void*) {
@@ -37,8 +38,8 @@ class Lifecycle : public testing::Test {
 TEST_F(Lifecycle, OpeningTalksToUsbInOrder) {
   camera.LibusbLogLever = 3;
   EXPECT_EQ(camera.OpenCamera(2), 1);
-  EXPECT_THAT(camera.port->TakeEvents(),
-              ElementsAre("debug 3", "open 1234:5678 #2", "configuration 1", "claim 0", kReadVersion));
+  EXPECT_THAT(camera.port->TakeEvents(), ElementsAre("debug 3", "open 1234:5678 #2", "configuration 1", "claim 0",
+                                                     kReadVersion, kReadFpgaType));
   EXPECT_EQ(camera.bOpened, 1);
   EXPECT_EQ(camera.cameraIndex, 2);
   EXPECT_EQ(camera.usbContext, camera.port->Context());
@@ -142,6 +143,26 @@ TEST_F(Lifecycle, AUsb2HostKeepsTheBandwidth) {
   EXPECT_EQ(camera.transferUnit, 97);
 }
 
+TEST_F(Lifecycle, OpeningLearnsTheTriggerModesAfterEverythingElse) {
+  camera.port->fpga[28] = 0xC3;
+  camera.usb3Bandwidth = 85;
+  EXPECT_EQ(camera.OpenCamera(0), 1);
+  EXPECT_EQ(camera.port->TakeEvents().back(), kReadFpgaType);
+  EXPECT_EQ(camera.supportTrigger, 1);
+  EXPECT_EQ(camera.supportModes1to3, 1);
+  EXPECT_EQ(camera.supportModes4to6, 1);
+}
+
+TEST_F(Lifecycle, ACameraWhoseFpgaTypeCannotBeReadIsOpenedWithoutTriggerModes) {
+  camera.port->fpga[28] = 0xC3;
+  camera.port->refusedRegisters.insert({0xD0, 28});
+  camera.supportTrigger = camera.supportModes1to3 = camera.supportModes4to6 = 1;
+  EXPECT_EQ(camera.OpenCamera(0), 1);
+  EXPECT_EQ(camera.supportTrigger, 0);
+  EXPECT_EQ(camera.supportModes1to3, 0);
+  EXPECT_EQ(camera.supportModes4to6, 0);
+}
+
 TEST_F(Lifecycle, OpeningAnOpenCameraTouchesNothing) {
   Open(1);
   camera.bandwidthPerc = 12;
@@ -221,7 +242,7 @@ TEST_F(Lifecycle, ReconnectingClosesAndOpensTheSameCameraThroughTheTable) {
                             Line("OpenCamera", "***********USB3.0 Host*********** \n"));
   EXPECT_THAT(camera.TakeCalls(), ElementsAre("OpenCamera 3"));
   EXPECT_THAT(camera.port->TakeEvents(), ElementsAre("release 0", "close", "debug 0", "open 1234:5678 #3",
-                                                     "configuration 1", "claim 0", kReadVersion));
+                                                     "configuration 1", "claim 0", kReadVersion, kReadFpgaType));
   EXPECT_EQ(camera.bOpened, 1);
 }
 

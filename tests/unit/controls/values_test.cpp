@@ -110,6 +110,17 @@ TEST_F(ControlValue, ThePatternIsSetAndNeverFails) {
   ExpectCalls("SetPattern -9");
 }
 
+TEST_F(ControlValue, MonoBinIsOnFromOneAndNeverFails) {
+  for (const long wanted : {0L, 1L, -1L, 2L}) {
+    EXPECT_EQ(Set(ORQ_MONO_BIN, wanted), 0);
+    EXPECT_EQ(camera.monoBin, wanted >= 1 ? 1 : 0) << wanted;
+    EXPECT_EQ(Get(ORQ_MONO_BIN), 0);
+    EXPECT_EQ(value, wanted >= 1 ? 1 : 0) << wanted;
+    EXPECT_EQ(autoOn, 0);
+  }
+  EXPECT_THAT(camera.TakeCalls(), IsEmpty());
+}
+
 TEST_F(ControlValue, TheTemperatureIsTakenWithoutEffect) {
   EXPECT_EQ(Set(ORQ_TEMPERATURE, 100), 0);
   EXPECT_THAT(camera.TakeCalls(), IsEmpty());
@@ -250,8 +261,8 @@ TEST_F(ControlValue, AutomaticControlParametersAreStoredUnchecked) {
 }
 
 TEST_F(ControlValue, WhatTheBaseDoesNotServeIsRefusedAndLogged) {
-  // Cooler, fan and heater belong to models; mono bin is not served yet. 25 and 28 are read-only.
-  for (const int id : {15, 16, 17, 18, 19, 21, 25, 28}) {
+  // Cooler, fan and heater belong to models. 25 and 28 are read-only.
+  for (const int id : {15, 16, 17, 19, 21, 25, 28}) {
     LogText log;
     EXPECT_EQ(Set(id, 1), 3) << id;
     EXPECT_EQ(log.Text(), Line("SetControlValue", "Setting " + std::to_string(id) + " is not supported\n"));
@@ -269,7 +280,7 @@ TEST_F(ControlValue, UnknownIdsAreRefusedAndLogged) {
 }
 
 TEST_F(ControlValue, ReadsThatNoServiceAnswersLeaveTheValue) {
-  for (const int id : {15, 16, 17, 18, 19, 21, 29, 40, INT_MAX, -1, INT_MIN}) {
+  for (const int id : {15, 16, 17, 19, 21, 29, 40, INT_MAX, -1, INT_MIN}) {
     EXPECT_EQ(Get(id), 3) << id;
     EXPECT_EQ(value, kUntouched) << id;
     EXPECT_EQ(autoOn, 0) << id;
@@ -478,6 +489,7 @@ TEST(ControlValueThreads, ReadersSeeOnlyValuesThatWereSet) {
 
 TEST(ControlValueDefaults, ABareCameraFailsWhatItCannotSet) {
   BareCamera camera;
+  camera.port->unplugged = true;
   for (const ORQ_CONTROL_TYPE id :
        {ORQ_GAIN, ORQ_EXPOSURE, ORQ_GAMMA, ORQ_OFFSET, ORQ_BAND_WIDTH, ORQ_OVER_CLK, ORQ_HARDWARE_BIN,
         ORQ_HIGH_SPEED_MODE, ORQ_FAN_SPEED_ADJUST, ORQ_POWER_LED_BRIGHT, ORQ_USB_HUB_RESET}) {

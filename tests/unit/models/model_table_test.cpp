@@ -1,15 +1,19 @@
 #include <gtest/gtest.h>
 
+#include <map>
 #include <set>
 
 #include "link/ProductIds.h"
+#include "models/FrameGeometry.h"
 #include "models/ModelData.h"
+#include "virtual/DeviceData.h"
+#include "virtual/SensorData.h"
 
 namespace orq {
 namespace {
 
 TEST(ModelTable, KnowsEachModelByIdAndByName) {
-  ASSERT_EQ(AllModels().size(), 3U);
+  ASSERT_EQ(AllModels().size(), 8U) << "seven cameras and the player of recordings";
   for (const ModelData& model : AllModels()) {
     EXPECT_EQ(FindModel(model.productId), &model);
     EXPECT_EQ(FindModel(model.key), &model);
@@ -33,9 +37,9 @@ TEST(ModelTable, HasUniqueNamesAndIds) {
     names.insert(model.name);
     ids.insert(model.productId);
   }
-  EXPECT_EQ(keys.size(), 3U);
-  EXPECT_EQ(names.size(), 3U);
-  EXPECT_EQ(ids.size(), 3U);
+  EXPECT_EQ(keys.size(), AllModels().size());
+  EXPECT_EQ(names.size(), AllModels().size());
+  EXPECT_EQ(ids.size(), AllModels().size());
 }
 
 TEST(ModelTable, StatesTheColourCamera) {
@@ -59,18 +63,102 @@ TEST(ModelTable, StatesTheColourCamera) {
   EXPECT_FALSE(model.hardwareBin);
 }
 
-TEST(ModelTable, StatesTheMonochromeCamera) {
-  const ModelData& model = *FindModel("x26m");
-  EXPECT_EQ(model.name, "Tavix ORQ-X26M");
-  EXPECT_EQ(model.maxWidth, 6248);
-  EXPECT_EQ(model.maxHeight, 4176);
-  EXPECT_EQ(model.pixelSizeUm, 3.76);
-  EXPECT_EQ(model.adcBits, 16);
-  EXPECT_FALSE(model.colour);
-  EXPECT_EQ(model.formats, (std::array{true, false, true, false}));
-  EXPECT_EQ(model.limits.gainMax, 450);
-  EXPECT_TRUE(model.hardwareBin);
-  EXPECT_FALSE(model.cooled);
+struct Facts {
+  const char* key;
+  const char* name;
+  int productId, width, height, adcBits;
+  bool colour, msbFirst, guidePort, cooled;
+  int gainMax;
+  Thermometer thermometer;
+  int ticksPerMs;
+};
+
+TEST(ModelTable, StatesEachCamera) {
+  using enum Thermometer;
+  const Facts all[] = {
+      {"k1c", "Tavix ORQ-K1C", 0x1101, 1936, 1096, 12, true, true, true, false, 100, Tmp100, 1'000},
+      {"k1m", "Tavix ORQ-K1M", 0x1102, 1936, 1096, 12, false, true, true, false, 100, Adc081, 1'000},
+      {"k2m", "Tavix ORQ-K2M", 0x1201, 2560, 1920, 12, false, true, true, false, 400, Ad7142, 1'000},
+      {"x26m", "Tavix ORQ-X26M", 0x2601, 6248, 4176, 16, false, false, false, true, 450, Tmp100, 1'000},
+      {"t46c", "Tavix ORQ-T46C", 0x461E, 4080, 3000, 14, true, false, false, false, 380, Sensor, 20'000},
+      {"h53m", "Tavix ORQ-H53M", 0x533E, 3200, 2160, 12, false, false, false, false, 420, Tmp451, 74'250},
+      {"b29m", "Tavix ORQ-B29M", 0x294A, 4192, 2816, 16, false, false, false, true, 450, Ad7142, 37'125}};
+  ASSERT_EQ(std::size(all) + 1, AllModels().size());
+  for (const Facts& facts : all) {
+    const ModelData* model = FindModel(facts.key);
+    ASSERT_NE(model, nullptr) << facts.key;
+    EXPECT_EQ(model->name, facts.name);
+    EXPECT_EQ(model->productId, facts.productId) << facts.key;
+    EXPECT_EQ(model->maxWidth, facts.width) << facts.key;
+    EXPECT_EQ(model->maxHeight, facts.height) << facts.key;
+    EXPECT_EQ(model->adcBits, facts.adcBits) << facts.key;
+    EXPECT_EQ(model->colour, facts.colour) << facts.key;
+    EXPECT_EQ(model->formats, (std::array{true, facts.colour, true, facts.colour})) << facts.key;
+    EXPECT_EQ(model->msbFirst, facts.msbFirst) << facts.key;
+    EXPECT_EQ(model->guidePort, facts.guidePort) << facts.key;
+    EXPECT_EQ(model->cooled, facts.cooled) << facts.key;
+    EXPECT_EQ(model->antiDewHeater, facts.cooled) << facts.key;
+    EXPECT_EQ(model->limits.gainMax, facts.gainMax) << facts.key;
+    EXPECT_EQ(model->thermometer, facts.thermometer) << facts.key;
+    EXPECT_EQ(model->ticksPerMs, facts.ticksPerMs) << facts.key;
+  }
+}
+
+TEST(ModelTable, GivesTheSpecialDevicesToTheirModels) {
+  for (const ModelData& model : AllModels()) {
+    EXPECT_EQ(model.gps, model.key == "t46c") << model.key;
+    EXPECT_EQ(model.hardwareBin, model.key == "x26m") << model.key;
+    EXPECT_EQ(model.fpgaBin, model.key == "b29m") << model.key;
+    EXPECT_EQ(model.focusMotorRequest, model.key == "h53m" ? 0xBA : 0) << model.key;
+    EXPECT_FALSE(model.highSpeed) << model.key << ": the one that has it is probed";
+  }
+  EXPECT_EQ(FindModel("b29m")->bins, (std::array<std::uint8_t, 16>{1, 2, 4}));
+}
+
+// What a model says about its sensor must hold for the simulated one.
+TEST(ModelTable, AgreesWithTheSensorOfTheVirtualCamera) {
+  for (const ModelData& model : AllModels()) {
+    if (model.key == "replay") continue;
+    const SensorData* sensor = FindSensor(model.key);
+    ASSERT_NE(sensor, nullptr) << model.key;
+    EXPECT_EQ(sensor->width, model.maxWidth) << model.key;
+    EXPECT_EQ(sensor->height, model.maxHeight) << model.key;
+    EXPECT_EQ(sensor->adcBits, model.adcBits) << model.key;
+    EXPECT_EQ(sensor->bayerPattern, model.colour ? model.bayerPattern : -1) << model.key;
+    EXPECT_EQ(sensor->pixelSizeUm, model.pixelSizeUm) << model.key;
+    EXPECT_EQ(sensor->lineTimeNs, model.lineTimeNs) << model.key;
+    EXPECT_EQ(sensor->baseElectronsPerAdu, model.baseElectronsPerAdu) << model.key;
+    EXPECT_EQ(sensor->gainLaw == SensorGainLaw::Stepped, model.name.find("K1") != std::string_view::npos)
+        << model.key;
+  }
+}
+
+// And about its devices, or the host would ask for what is not there.
+TEST(ModelTable, AgreesWithTheBoardOfTheVirtualCamera) {
+  for (const ModelData& model : AllModels()) {
+    const DeviceData* device = FindDevice(model.key);
+    ASSERT_NE(device, nullptr) << model.key;
+    EXPECT_EQ(device->productId, model.productId) << model.key;
+    if (model.key == "replay") continue;
+    EXPECT_EQ(device->ticksPerMs, static_cast<std::uint32_t>(model.ticksPerMs)) << model.key;
+    EXPECT_EQ(device->gpsVersion >= 1, model.gps) << model.key;
+    EXPECT_EQ(device->guidePort, model.guidePort) << model.key;
+    EXPECT_EQ(device->cooler, model.cooled) << model.key;
+    EXPECT_EQ(device->focusMotor, model.focusMotorRequest != 0) << model.key;
+    const std::map<Thermometer, ThermometerKind> kinds{{Thermometer::Tmp100, ThermometerKind::Tmp100},
+                                                       {Thermometer::Tmp451, ThermometerKind::Tmp451},
+                                                       {Thermometer::Adc081, ThermometerKind::Adc081},
+                                                       {Thermometer::Ad7142, ThermometerKind::Ad7142},
+                                                       {Thermometer::Sensor, ThermometerKind::Sensor}};
+    EXPECT_EQ(kinds.at(model.thermometer), device->thermometer) << model.key;
+  }
+}
+
+TEST(ModelTable, FitsTheWholeSensorToTheRegionRules) {
+  for (const ModelData& model : AllModels()) {
+    EXPECT_EQ(FullRegion(model).width, model.maxWidth) << model.key;
+    EXPECT_EQ(FullRegion(model).height, model.maxHeight) << model.key;
+  }
 }
 
 TEST(ModelTable, KeepsEveryDefaultInsideItsLimits) {

@@ -13,14 +13,23 @@ const SensorData& X26M() {
 }
 
 TEST(SensorData, StatesGeometryAndDepthOfEachModel) {
-  EXPECT_EQ(K1C().width, 1936);
-  EXPECT_EQ(K1C().height, 1096);
-  EXPECT_EQ(K1C().adcBits, 12);
-  EXPECT_EQ(K1C().bayerPattern, 0);
-  EXPECT_EQ(X26M().width, 6248);
-  EXPECT_EQ(X26M().height, 4176);
-  EXPECT_EQ(X26M().adcBits, 16);
-  EXPECT_EQ(X26M().bayerPattern, -1);
+  const struct {
+    const char* key;
+    int width, height, adcBits, bayerPattern;
+    bool binsTwoApart;
+  } rows[] = {{"k1c", 1936, 1096, 12, 0, false},  {"k1m", 1936, 1096, 12, -1, false},
+              {"k2m", 2560, 1920, 12, -1, false}, {"x26m", 6248, 4176, 16, -1, true},
+              {"t46c", 4080, 3000, 14, 2, false}, {"h53m", 3200, 2160, 12, -1, false},
+              {"b29m", 4192, 2816, 16, -1, true}};
+  for (const auto& row : rows) {
+    const SensorData* sensor = FindSensor(row.key);
+    ASSERT_NE(sensor, nullptr) << row.key;
+    EXPECT_EQ(sensor->width, row.width) << row.key;
+    EXPECT_EQ(sensor->height, row.height) << row.key;
+    EXPECT_EQ(sensor->adcBits, row.adcBits) << row.key;
+    EXPECT_EQ(sensor->bayerPattern, row.bayerPattern) << row.key;
+    EXPECT_EQ(sensor->binsTwoApart, row.binsTwoApart) << row.key;
+  }
 }
 
 TEST(SensorData, KnowsNoOtherModel) {

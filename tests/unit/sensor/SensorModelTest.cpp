@@ -22,6 +22,16 @@ const SensorData& X26M() {
   return *FindSensor("x26m");
 }
 
+/// A sensor that bins its neighbours, as one made in monochrome only does.
+const SensorData& PlainMono() {
+  static const SensorData sensor = [] {
+    SensorData plain = X26M();
+    plain.binsTwoApart = false;
+    return plain;
+  }();
+  return sensor;
+}
+
 ExposureSettings Region(int x, int y, int width, int height, double seconds) {
   ExposureSettings settings;
   settings.startX = x;
@@ -200,7 +210,7 @@ TEST(StarPhotometry, SumsToTheStarsLightAndGrowsWithExposure) {
 }
 
 TEST(HardwareBin, AddsTheChargeOfNeighboursOnAMonochromeSensor) {
-  SensorModel sensor(X26M(), Scene::Flat, 1000.0, 3);
+  SensorModel sensor(PlainMono(), Scene::Flat, 1000.0, 3);
   for (const int bin : {1, 2, 3, 4}) {
     ExposureSettings settings = Region(1000, 1000, 64, 64, 1.0);
     settings.bin = bin;
@@ -227,6 +237,30 @@ TEST(HardwareBin, KeepsTheMosaicOfAColourSensor) {
     EXPECT_NEAR(signal(1, 0), 500.0, 5.0) << bin;
     EXPECT_NEAR(signal(0, 1), 500.0, 5.0) << bin;
     EXPECT_NEAR(signal(1, 1), 370.0, 5.0) << bin;
+  }
+}
+
+TEST(HardwareBin, AddsPixelsTwoApartOnASensorThatComesInColourToo) {
+  for (const char* key : {"x26m", "b29m"}) {
+    SensorModel dark(*FindSensor(key), Scene::Dark, 0.0, 5);
+    const auto pixels = dark.Pattern().HotPixels();
+    int placed = 0;
+    for (const HotPixel& hot : pixels) {
+      if (hot.electronsPerSecond < 500.0) continue;
+      // Four by four pixels from a corner of a block of four make two by two samples.
+      ExposureSettings settings = Region(hot.x / 4 * 4, hot.y / 4 * 4, 2, 2, 10.0);
+      settings.bin = 2;
+      const Frame block = Shoot(dark, settings);
+      for (int y = 0; y < 2; ++y) {
+        for (int x = 0; x < 2; ++x) {
+          const bool here = x == hot.x % 2 && y == hot.y % 2;
+          EXPECT_EQ(block[static_cast<std::size_t>(2 * y + x)] > 1000 + 3000, here)
+              << key << hot.x << "," << hot.y;
+        }
+      }
+      if (++placed == 8) break;
+    }
+    EXPECT_EQ(placed, 8) << key;
   }
 }
 
@@ -273,7 +307,7 @@ TEST(OddSettings, ReadAsBlackLevelOutsideTheSensor) {
 }
 
 TEST(OddSettings, KeepBinnedSamplesThatLieOnTheSensorInPart) {
-  SensorModel sensor(X26M(), Scene::Flat, 1000.0, 3);
+  SensorModel sensor(PlainMono(), Scene::Flat, 1000.0, 3);
   ExposureSettings settings = Region(6244, 0, 4, 2, 1.0);
   settings.bin = 3;  // columns 6244-6246, 6247-6249 (one on the sensor), then none
   const Frame frame = Shoot(sensor, settings);

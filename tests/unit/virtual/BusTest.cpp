@@ -76,6 +76,9 @@ class IdleCamera : public VirtualCamera {
   void ClearFailures() override {}
   void AddFrameFault(const FrameFault&) override {}
   void AddFlashFault(const FlashFault&) override {}
+  void SetTriggerLine(bool) override {}
+  std::uint64_t TriggersMissed() const override { return 0; }
+  std::vector<SyncEdge> SyncEdges(int) const override { return {}; }
   std::uint64_t FramesExposed() const override { return 0; }
   std::vector<std::uint8_t> SentPayload(std::uint32_t) const override { return {}; }
 

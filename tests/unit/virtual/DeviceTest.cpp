@@ -58,7 +58,7 @@ TEST(DeviceTable, DecidesWhatTheBoardAnswers) {
   };
   constexpr Row kRows[] = {
       {"k1c", 0x1101, 1, 0xA5, 0, 0, 0},  {"k1m", 0x1102, 1, 0xA5, 0, 0, 0},  {"k2m", 0x1201, 2, 0xA5, 0, 0, 0},
-      {"x26m", 0x2601, 6, 0xC0, 1, 0, 4}, {"t46c", 0x461E, 5, 0xC0, 1, 3, 0}, {"h53m", 0x533E, 3, 6, 0, 0, 0},
+      {"x26m", 0x2601, 6, 0xC0, 1, 0, 4}, {"t46c", 0x461E, 5, 0xC0, 1, 3, 4}, {"h53m", 0x533E, 3, 6, 0, 0, 0},
       {"b29m", 0x294A, 4, 0xB0, 0, 0, 0}, {"replay", 0x0F01, 1, 1, 0, 0, 0},
   };
   for (const Row& row : kRows) {

@@ -356,6 +356,28 @@ TEST_F(VirtualState, DevicesGoOnAsTheirRegistersSay) {
   EXPECT_EQ(0, camera->FpgaRegister(0xE0));
 }
 
+TEST_F(VirtualState, AHubIsOnAfterAReset) {
+  options_.model = "x26m";
+  for (const double secondsLeft : {0.0, 2.0}) {  // the program ends during the reset; after it
+    std::string error;
+    {
+      auto camera = Make(error);
+      ASSERT_NE(nullptr, camera);
+      camera->PowerCycle();
+      EXPECT_EQ(0, Out(*camera, 0xD1, 0xFC, 0x06));
+      EXPECT_EQ(0, Out(*camera, 0xD1, 0xFD, 2));
+      EXPECT_EQ(0, Out(*camera, 0xD1, 0xFC, 0x02));
+      camera->AdvanceTime(secondsLeft);
+    }
+    auto camera = Make(error);
+    ASSERT_NE(nullptr, camera);
+    camera->PowerCycle();
+    EXPECT_TRUE(camera->Readings().hubOn);
+    EXPECT_EQ(0x06, camera->FpgaRegister(0xFC));
+    EXPECT_EQ(0, camera->FpgaRegister(0xFD));
+  }
+}
+
 TEST_F(VirtualState, DamageIsAnErrorAndTheFileStays) {
   std::string error;
   {

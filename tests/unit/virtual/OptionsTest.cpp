@@ -49,13 +49,16 @@ TEST(VirtualOptionsTest, AModelAloneHasTheDefaults) {
   EXPECT_TRUE(options.flashFaults.empty());
   EXPECT_EQ(0, options.flashFail);
   EXPECT_TRUE(options.refuse.empty());
+  EXPECT_FALSE(options.fpgaType.has_value());
+  EXPECT_EQ(0, options.triggerPeriodUs);
 }
 
 TEST(VirtualOptionsTest, EveryOptionIsRead) {
   const VirtualOptions options = Parsed(
       "k1c,seed=18446744073709551615,timescale=0.01,usb=2,prerender=4,serial=0123456789aBcDeF,state=/tmp/a "
       "b.state,"
-      "temp=-12.5,ambient=4.5,scene=flat,flux=1e3,drop=0.25,flashfail=2,refuse=0xD4,refuse=200");
+      "temp=-12.5,ambient=4.5,scene=flat,flux=1e3,drop=0.25,flashfail=2,refuse=0xD4,refuse=200,"
+      "fpga=0xC0,trigger=0.25s");
   EXPECT_EQ(18446744073709551615U, options.seed);
   EXPECT_EQ(0.01, options.timeScale);
   EXPECT_FALSE(options.usb3);
@@ -66,6 +69,8 @@ TEST(VirtualOptionsTest, EveryOptionIsRead) {
   EXPECT_EQ(4.5, options.ambientC);
   EXPECT_EQ("flat", options.scene);
   EXPECT_EQ(1000.0, options.fluxElectronsPerSecond);
+  EXPECT_EQ(0xC0, options.fpgaType);
+  EXPECT_EQ(250'000, options.triggerPeriodUs);
   EXPECT_EQ(0.25, options.dropRate);
   EXPECT_EQ(2, options.flashFail);
   EXPECT_EQ((std::vector<std::uint8_t>{0xD4, 200}), options.refuse);
@@ -192,6 +197,25 @@ TEST(VirtualOptionsTest, OffersWhatHasADeviceAndASensor) {
   for (const VirtualModelName& model : VirtualModels()) {
     EXPECT_NE(nullptr, FindDevice(model.name)) << model.name;
     EXPECT_TRUE(model.name == "replay" || FindSensor(model.name) != nullptr) << model.name;
+  }
+}
+
+TEST(VirtualOptionsTest, ATriggerPeriodNeedsItsUnitAndItsRange) {
+  EXPECT_EQ(1'000, Parsed("k1c,trigger=1ms").triggerPeriodUs);
+  EXPECT_EQ(1'000, Parsed("k1c,trigger=0.001s").triggerPeriodUs);
+  EXPECT_EQ(1'500, Parsed("k1c,trigger=1.5ms").triggerPeriodUs);
+  EXPECT_EQ(3'600'000'000, Parsed("k1c,trigger=3600s").triggerPeriodUs);
+  for (const char* text : {"trigger", "trigger=", "trigger=5", "trigger=ms", "trigger=s", "trigger=0ms",
+                           "trigger=0.9ms", "trigger=3601s", "trigger=-1s", "trigger=5us", "trigger=nanms"}) {
+    EXPECT_THAT(ErrorOf(std::string("k1c,") + text), HasSubstr("a period from 1ms to 3600s")) << text;
+  }
+}
+
+TEST(VirtualOptionsTest, AnFpgaTypeIsAByte) {
+  EXPECT_EQ(0, Parsed("k1c,fpga=0").fpgaType);
+  EXPECT_EQ(255, Parsed("k1c,fpga=255").fpgaType);
+  for (const char* text : {"fpga", "fpga=", "fpga=256", "fpga=-1", "fpga=0x", "fpga=0x100", "fpga=C0"}) {
+    EXPECT_THAT(ErrorOf(std::string("k1c,") + text), HasSubstr("a type code from 0 to 255")) << text;
   }
 }
 

@@ -1,0 +1,43 @@
+#include "camera/TriggerSettings.h"
+
+#include <algorithm>
+
+#include "camera/CameraFX3.h"
+#include "camera/CameraModeTable.h"
+
+namespace orq {
+namespace {
+
+/// The device counts in unsigned microseconds: a time before the exposure cannot be asked for.
+unsigned DeviceTime(std::int32_t us) {
+  return static_cast<unsigned>(std::max(us, 0));
+}
+
+}  // namespace
+
+void ProgramTriggerInput(CCameraFX3& link, CAM_MODE mode, bool triggerInNormalMode) {
+  if (mode < 0 || mode > kLastCameraMode) return;
+  const TriggerInput& input = kTriggerInputs[static_cast<std::size_t>(mode)];
+  link.EnableFPGATriggerMode(mode == 0 ? triggerInNormalMode : input.onTriggerOnly);
+  link.SelectExtTrigSource(input.external);
+  link.SelectExtTrigSoftMode(input.ignoresInput);
+  if (input.edge) link.SelectExtTrigType(*input.edge);
+  if (input.activeHigh) link.SelectExtTrigValidType(*input.activeHigh);
+}
+
+void ProgramTriggerOutput(CCameraFX3& link, Trig_Output_Pin pin, const TriggerPulse& pulse) {
+  const bool on = pulse.lengthUs > 0;
+  if (pin == TRIG_OUTPUT_PINA) {
+    link.EnableExtSyncA(on);
+    link.SelectExtSyncALevel(pulse.high);
+    link.SetExtSyncADelayTime(DeviceTime(pulse.delayUs));
+    link.SetExtSyncAKeepTime(DeviceTime(pulse.lengthUs));
+  } else {
+    link.EnableExtSyncB(on);
+    link.SelectExtSyncBLevel(pulse.high);
+    link.SetExtSyncBDelayTime(DeviceTime(pulse.delayUs));
+    link.SetExtSyncBKeepTime(DeviceTime(pulse.lengthUs));
+  }
+}
+
+}  // namespace orq

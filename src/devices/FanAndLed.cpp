@@ -1,0 +1,80 @@
+// Fan, power LED and USB hub: FPGA registers of the boards that have them.
+#include <algorithm>
+#include <array>
+#include <cstdint>
+
+#include "camera/CameraBase.h"
+#include "camera/DbgPrint.h"
+#include "link/WireProtocol.h"
+
+namespace wire = orq::wire;
+
+namespace {
+
+constexpr unsigned char kAdjustable = 1;
+constexpr std::array<std::uint16_t, 2> kAdjustableProducts{0x2601, 0x2602};
+constexpr std::array<unsigned char, 2> kAdjustableBoards{5, 6};
+
+constexpr unsigned char kFanHold = 0x80;
+constexpr unsigned char kHubOn = 0x04;
+constexpr unsigned char kHubReset = 2;
+
+template <class T, std::size_t N>
+bool IsOneOf(const std::array<T, N>& values, T value) {
+  return std::find(values.begin(), values.end(), value) != values.end();
+}
+
+/// Asks the model; `operation` is the log tag of the refusal.
+bool CanAdjust(CCameraBase& camera, const char* operation) {
+  if (camera.FanAdjustCheck()) return true;
+  DbgPrint(-1, operation, "not support");
+  return false;
+}
+
+unsigned char ReadByte(CCameraBase& camera, std::uint16_t reg) {
+  unsigned char value = 0;
+  camera.ReadFPGAREG(reg, &value);
+  return value;
+}
+
+}  // namespace
+
+bool CCameraBase::FanAdjustCheck() {
+  unsigned char capability = 0;
+  if (!ReadFPGAREG(wire::kFpgaAdjustable, &capability) || capability != kAdjustable) return false;
+  unsigned char board = 0;
+  if (!GetMainBoardType(&board)) DbgPrint(-1, "FanAdjustCheck", "Failed to read main board type");
+  return IsOneOf(kAdjustableProducts, static_cast<std::uint16_t>(iPID)) || IsOneOf(kAdjustableBoards, board);
+}
+
+bool CCameraBase::SetFanSpeed(int speed) {
+  if (!CanAdjust(*this, "SetFanSpeed")) return false;
+  const int control = ReadByte(*this, wire::kFpgaFanControl) & ~kFanHold;
+  WriteFPGAREG(wire::kFpgaFanControl, static_cast<unsigned short>(control));
+  return WriteFPGAREG(wire::kFpgaFanSpeed, static_cast<unsigned short>(speed));
+}
+
+int CCameraBase::GetFanSpeed() {
+  return CanAdjust(*this, "GetFanSpeed") ? ReadByte(*this, wire::kFpgaFanSpeed) : 0;
+}
+
+bool CCameraBase::SetPowerLedBrightness(int level) {
+  return CanAdjust(*this, "SetPowerLedBrightness") &&
+         WriteFPGAREG(wire::kFpgaLed, static_cast<unsigned short>(level));
+}
+
+int CCameraBase::GetPowerLedBrightness() {
+  return CanAdjust(*this, "GetPowerLedBrightness") ? ReadByte(*this, wire::kFpgaLed) : 0;
+}
+
+bool CCameraBase::ResetUSBHub() {
+  WriteFPGAREG(wire::kFpgaHubCommand, kHubReset);
+  // A state that cannot be read counts as the command itself: the hub is off in either case.
+  unsigned char state = kHubReset;
+  ReadFPGAREG(wire::kFpgaHubState, &state);
+  return WriteFPGAREG(wire::kFpgaHubState, static_cast<unsigned short>(state & ~kHubOn));
+}
+
+bool CCameraBase::GetUSBHubOn() {
+  return (ReadByte(*this, wire::kFpgaHubState) & kHubOn) != 0;
+}

@@ -1,0 +1,195 @@
+#include "models/Cooler.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <system_error>
+#include <utility>
+
+#include "camera/CameraBase.h"
+#include "camera/DbgPrint.h"
+#include "link/WireProtocol.h"
+
+namespace orq {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Seconds = std::chrono::duration<double>;
+
+constexpr double kPeriodSeconds = 1.0;    // of the camera
+constexpr double kLeastTimeScale = 1e-3;  // the computer has other things to do
+constexpr double kFullDrive = 255.0;
+constexpr int kFanFull = 255;
+
+constexpr int kThermistorEnd = 0xFFF;  // of the converter: the thermistor is not there
+
+bool AnswersWord(CCameraBase& camera, std::uint8_t request, int& word) {
+  std::array<unsigned char, 2> bytes{};
+  if (!camera.SendCMD(request, 0, 0, true, bytes.data(), static_cast<long>(bytes.size()))) return false;
+  word = bytes[1] << 4 | bytes[0] >> 4;
+  return true;
+}
+
+}  // namespace
+
+bool ThermometerAnswers(CCameraBase& camera) {
+  int word = 0;
+  unsigned char byte = 0;
+  switch (static_cast<Thermometer>(camera.tempSensorType)) {
+    case Thermometer::Sensor:
+      return camera.ReadSONYREG(wire::kSensorTemperature, &byte);
+    case Thermometer::Adc081:
+    case Thermometer::Ad7142:
+      return AnswersWord(camera, wire::kReqTemperatureAdc, word) && word > 0 && word < kThermistorEnd;
+    default:
+      return AnswersWord(camera, wire::kReqBoardTemperature, word);
+  }
+}
+
+Cooler::Cooler(CCameraBase& camera, const CoolerData& data, double timeScale)
+    : camera_(camera), data_(data), timeScale_(timeScale > 0.0 ? std::max(timeScale, kLeastTimeScale) : 1.0) {}
+
+Cooler::~Cooler() {
+  Abandon();
+}
+
+bool Cooler::SwitchOn() {
+  const std::lock_guard lock(switching_);
+  if (on_) return true;
+  EndThread();  // one that ended by itself
+  if (camera_.bOpened == 0) return false;
+  if (camera_.FanAdjustCheck() && camera_.GetFanSpeed() == 0) camera_.SetFanSpeed(kFanFull);
+  if (!camera_.WriteFPGAREG(wire::kFpgaCoolerWatchdog, static_cast<unsigned short>(data_.watchdogSeconds))) {
+    return false;
+  }
+  SetTrouble({});
+  on_ = true;
+  try {
+    thread_ = std::thread([this] { Run(); });
+  } catch (const std::system_error&) {
+    on_ = false;
+    WriteOff();
+    return false;
+  }
+  return true;
+}
+
+bool Cooler::SwitchOff() {
+  const std::lock_guard lock(switching_);
+  const bool wasOn = on_;
+  EndThread();
+  return !wasOn || camera_.bOpened == 0 || WriteOff();
+}
+
+bool Cooler::SetHeater(bool on) {
+  const std::lock_guard lock(switching_);
+  if (camera_.bOpened == 0) return false;
+  if (!camera_.WriteFPGAREG(wire::kFpgaHeater, on ? data_.heaterDrive : 0)) return false;
+  heater_ = on;
+  return true;
+}
+
+bool Cooler::MakeSafe() {
+  const std::lock_guard lock(switching_);
+  EndThread();
+  heater_ = false;
+  if (camera_.bOpened == 0) return true;
+  const bool heaterOff = camera_.WriteFPGAREG(wire::kFpgaHeater, 0);
+  return WriteOff() && heaterOff;
+}
+
+void Cooler::Abandon() {
+  const std::lock_guard lock(switching_);
+  EndThread();
+  heater_ = false;
+}
+
+std::string Cooler::Trouble() const {
+  const std::lock_guard lock(mutex_);
+  return trouble_;
+}
+
+// The drive first: without it nothing needs watching.
+bool Cooler::WriteOff() {
+  const bool driveOff = camera_.WriteFPGAREG(wire::kFpgaCoolerPower, 0);
+  return driveOff && camera_.WriteFPGAREG(wire::kFpgaCoolerWatchdog, 0);
+}
+
+void Cooler::EndThread() {
+  if (thread_.joinable()) {
+    {
+      const std::lock_guard lock(mutex_);
+      quit_ = true;
+    }
+    wake_.notify_all();
+    thread_.join();
+    quit_ = false;  // no thread is left to look
+  }
+  on_ = false;
+  camera_.coolPowerPerc = 0.0F;
+}
+
+void Cooler::Run() {
+  RegulatorState state;
+  int failures = 0;
+  const Seconds period(kPeriodSeconds * timeScale_);
+  Clock::time_point last = Clock::now();
+  while (true) {
+    const Clock::time_point now = Clock::now();
+    const double seconds = Seconds(now - last).count() / timeScale_;
+    last = now;
+    if (!Regulate(state, failures, seconds)) break;
+    if (Wait(std::chrono::duration_cast<Clock::duration>(period))) return;
+  }
+  DbgPrint(-1, "Cooler", "the camera is gone, regulation ends\n");
+  SetTrouble("the camera is gone: the cooler is off");
+  camera_.coolPowerPerc = 0.0F;
+  on_ = false;
+}
+
+// One step. False when the camera is gone.
+bool Cooler::Regulate(RegulatorState& state, int& failures, double seconds) {
+  const bool answers = ThermometerAnswers(camera_);
+  const double temperature = answers ? static_cast<double>(camera_.GetTemp()) : 0.0;
+  double drive = static_cast<double>(camera_.coolPowerPerc);
+  if (answers && std::isfinite(temperature)) {
+    if (failures > kFailuresHeld) DbgPrint(-1, "Cooler", "the thermometer answers again\n");
+    failures = 0;
+    drive = NextDrive(data_.tuning, state, temperature, camera_.TargetTemp, seconds);
+  } else if (++failures > kFailuresHeld) {
+    if (failures == kFailuresHeld + 1) DbgPrint(-1, "Cooler", "the thermometer does not answer, drive 0\n");
+    failures = kFailuresHeld + 1;
+    state = {};
+    drive = 0.0;
+  }
+  const bool written = WriteDrive(drive);
+  if (camera_.DeviceLost() || camera_.bOpened == 0) return false;
+  if (failures > kFailuresHeld) {
+    SetTrouble("the thermometer does not answer: the cooler is held off");
+  } else {
+    SetTrouble(written ? "" : "the camera refuses the cooler's drive");
+  }
+  return true;
+}
+
+// Also when it has not changed: each write feeds the watchdog.
+bool Cooler::WriteDrive(double percent) {
+  const auto drive =
+      static_cast<unsigned short>(std::lround(std::clamp(percent, 0.0, 100.0) * kFullDrive / 100.0));
+  if (!camera_.WriteFPGAREG(wire::kFpgaCoolerPower, drive)) return false;
+  camera_.coolPowerPerc = static_cast<float>(percent);
+  return true;
+}
+
+// True when the loop is to end.
+bool Cooler::Wait(Clock::duration time) {
+  std::unique_lock lock(mutex_);
+  return wake_.wait_for(lock, time, [this] { return quit_; });
+}
+
+void Cooler::SetTrouble(std::string text) {
+  const std::lock_guard lock(mutex_);
+  trouble_ = std::move(text);
+}
+
+}  // namespace orq

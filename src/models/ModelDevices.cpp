@@ -1,0 +1,110 @@
+// What the models add to the peripherals: the thermometer inside the sensor, line timing, the controls of cooling.
+#include <algorithm>
+#include <cmath>
+
+#include "link/WireProtocol.h"
+#include "models/ModelCamera.h"
+
+namespace orq {
+namespace {
+
+constexpr int kFanFull = 255;
+constexpr int kSensorReads = 3;
+constexpr float kSensorDegreesPerCount = 1.0F / 256.0F;
+
+int SetResult(bool done) {
+  return done ? CTRL_OK : CTRL_SET_FAILED;
+}
+
+}  // namespace
+
+// The two bytes are read one by one while the sensor goes on measuring: the high byte must be the same before and
+// after the low one, or the two are of different readings.
+float CModelCamera::GetSensorTempInside() {
+  const auto read = [this](int byte, unsigned char& value) {
+    return ReadSONYREG(static_cast<unsigned short>(wire::kSensorTemperature + byte), &value);
+  };
+  unsigned char high = 0;
+  if (!read(1, high)) return sensorTemp;
+  for (int i = 0; i < kSensorReads; ++i) {
+    unsigned char low = 0;
+    unsigned char again = 0;
+    if (!read(0, low) || !read(1, again)) return sensorTemp;
+    if (again == high) {
+      return static_cast<float>(static_cast<std::int16_t>(high << 8 | low)) * kSensorDegreesPerCount;
+    }
+    high = again;
+  }
+  return sensorTemp;
+}
+
+int CModelCamera::GetRollingInterval(int& interval) {
+  if (!model_.gps) return 0;
+  const std::uint64_t lineNs =
+      std::uint64_t{LineTimeNs()} * 100 / static_cast<std::uint64_t>(bandwidthPerc.Load());
+  interval = static_cast<int>((lineNs + 50) / 100);
+  return 1;
+}
+
+int CModelCamera::GetSHR0Time(float& time) {
+  if (!model_.gps) return 0;
+  time = model_.shr0OffsetUs;
+  return 1;
+}
+
+int CModelCamera::SetControlValue(ORQ_CONTROL_TYPE id, long value, bool autoOn) {
+  if (!cooler_) return CCameraBase::SetControlValue(id, value, autoOn);
+  const bool on = value >= 1;
+  switch (id) {
+    case ORQ_TARGET_TEMP:
+      TargetTemp =
+          static_cast<std::int32_t>(std::clamp<long>(value, GetMin(CT_TARGET_TEMP), GetMax(CT_TARGET_TEMP)));
+      return CTRL_OK;
+    case ORQ_COOLER_ON:
+      return SetResult(on ? cooler_->SwitchOn() : cooler_->SwitchOff());
+    case ORQ_ANTI_DEW_HEATER:
+      if (hasAntiDewHeater == 0) break;
+      return SetResult(cooler_->SetHeater(on));
+    case ORQ_FAN_ON:
+      if (!FanAdjustCheck()) break;
+      return SetResult(SetFanSpeed(on ? kFanFull : 0));
+    default:
+      break;
+  }
+  return CCameraBase::SetControlValue(id, value, autoOn);
+}
+
+int CModelCamera::GetControlValue(ORQ_CONTROL_TYPE id, long* value, ORQ_BOOL* autoOn) {
+  if (!cooler_) return CCameraBase::GetControlValue(id, value, autoOn);
+  long read = 0;
+  switch (id) {
+    case ORQ_COOL_POWER_PERC:
+      read = std::lround(coolPowerPerc.Load());
+      break;
+    case ORQ_TARGET_TEMP:
+      read = TargetTemp;
+      break;
+    case ORQ_COOLER_ON:
+      read = cooler_->IsOn() ? 1 : 0;
+      break;
+    case ORQ_ANTI_DEW_HEATER:
+      if (hasAntiDewHeater == 0) return CCameraBase::GetControlValue(id, value, autoOn);
+      read = cooler_->HeaterOn() ? 1 : 0;
+      break;
+    case ORQ_FAN_ON:
+      if (!FanAdjustCheck()) return CCameraBase::GetControlValue(id, value, autoOn);
+      read = GetFanSpeed() > 0 ? 1 : 0;
+      break;
+    default:
+      return CCameraBase::GetControlValue(id, value, autoOn);
+  }
+  if (value != nullptr) *value = read;
+  if (autoOn != nullptr) *autoOn = 0;
+  return CTRL_OK;
+}
+
+std::string CModelCamera::CoolerTrouble() const {
+  return cooler_ ? cooler_->Trouble() : std::string();
+}
+
+}  // namespace orq

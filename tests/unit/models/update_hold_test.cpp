@@ -1,0 +1,119 @@
+// The FPGA's update hold is one register for all sequences that use it.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "models/RegisterBatch.h"
+#include "support/FakePort.h"
+#include "support/RecordingCamera.h"
+
+namespace orq {
+namespace {
+
+/// Notes which FPGA registers are written, in order, and lets a test wait for a write.
+class WritesPort : public test::FakePort {
+ public:
+  struct Write {
+    std::uint16_t reg;
+    std::uint16_t value;
+    bool operator==(const Write&) const = default;
+  };
+
+  int ControlTransfer(const SetupPacket& setup, std::span<std::uint8_t> data, unsigned timeoutMs) override {
+    {
+      const std::lock_guard lock(mutex_);
+      writes_.push_back({setup.value, setup.index});
+    }
+    changed_.notify_all();
+    return test::FakePort::ControlTransfer(setup, data, timeoutMs);
+  }
+  std::vector<Write> Writes() const {
+    const std::lock_guard lock(mutex_);
+    return writes_;
+  }
+  /// Gives another thread the time to write out of turn.
+  void AwaitMoreThan(std::size_t count, std::chrono::milliseconds atMost) {
+    std::unique_lock lock(mutex_);
+    changed_.wait_for(lock, atMost, [&] { return writes_.size() > count; });
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  std::condition_variable changed_;
+  std::vector<Write> writes_;
+};
+
+struct HoldUser {
+  const char* name;
+  bool (*run)(CCameraBase& camera);
+  std::uint16_t firstRegister;
+};
+
+bool WriteExposure(CCameraBase& link) {
+  RegisterBatch batch;
+  batch.Fpga(0x30, 0x0504030201, 5);
+  return WriteHeld(link, batch, batch);
+}
+
+const HoldUser kUsers[] = {
+    {"SyncADelay", [](CCameraBase& l) { return l.SetExtSyncADelayTime(1); }, 0x04},
+    {"SyncAKeep", [](CCameraBase& l) { return l.SetExtSyncAKeepTime(1); }, 0x08},
+    {"SyncBDelay", [](CCameraBase& l) { return l.SetExtSyncBDelayTime(1); }, 0x0C},
+    {"SyncBKeep", [](CCameraBase& l) { return l.SetExtSyncBKeepTime(1); }, 0x10},
+    {"GpsLine", [](CCameraBase& l) { return l.GPSSetLine(0, 5) == CTRL_OK; }, 0x47},
+    {"RegisterBatch", WriteExposure, 0x30},
+};
+
+class UpdateHold : public testing::TestWithParam<HoldUser> {
+ protected:
+  UpdateHold() {
+    link.UsePort(port);
+    link.usbHandle = port->Handle();
+    link.bOpened = 1;
+    link.iMaxHeight = 10;
+  }
+
+  std::shared_ptr<WritesPort> port = std::make_shared<WritesPort>();
+  test::BareCamera link;
+};
+
+TEST_P(UpdateHold, IsNotEndedByAnotherThreadThatUsesIt) {
+  auto hold = link.LockUpdateHold();
+  ASSERT_TRUE(link.WriteFPGAREG(0x01, 1));
+  std::thread other([this] { EXPECT_TRUE(GetParam().run(link)); });
+  port->AwaitMoreThan(1, std::chrono::milliseconds(50));
+  EXPECT_TRUE(link.WriteFPGAREG(0x35, 0xAA));
+  EXPECT_TRUE(link.WriteFPGAREG(0x01, 0));
+  hold.unlock();
+  other.join();
+
+  using Write = WritesPort::Write;
+  const std::vector<Write> writes = port->Writes();
+  ASSERT_GT(writes.size(), 4U);
+  EXPECT_EQ(writes[0], (Write{0x01, 1}));
+  EXPECT_EQ(writes[1], (Write{0x35, 0xAA}));
+  EXPECT_EQ(writes[2], (Write{0x01, 0}));
+  EXPECT_EQ(writes[3], (Write{0x01, 1}));
+  EXPECT_EQ(writes[4].reg, GetParam().firstRegister);
+  EXPECT_EQ(writes.back(), (Write{0x01, 0}));
+}
+
+TEST_P(UpdateHold, IsFreeAgainAfterARefusal) {
+  port->refusedRegisters.insert({0xD1, GetParam().firstRegister});
+  EXPECT_FALSE(GetParam().run(link));
+  EXPECT_EQ(port->Writes().back(), (WritesPort::Write{0x01, 0}));
+  const auto hold = link.LockUpdateHold();
+  EXPECT_TRUE(hold.owns_lock());
+}
+
+INSTANTIATE_TEST_SUITE_P(Link, UpdateHold, testing::ValuesIn(kUsers),
+                         [](const auto& instance) { return std::string(instance.param.name); });
+
+}  // namespace
+}  // namespace orq
