@@ -159,8 +159,8 @@ int CModelCamera::OpenCamera(int index) {
   return 0;
 }
 
-// Fields are public and the settings file may have been edited: whatever they hold, the camera is given only what it
-// can do.
+// Fields are public and the settings file may have been edited: whatever they hold, the camera is given only what
+// it can do.
 void CModelCamera::AdoptFields() {
   const std::lock_guard lock(worker_->registers);
   LimitFields(*this);

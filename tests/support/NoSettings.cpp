@@ -10,6 +10,7 @@ class NoSettings : public testing::Environment {
   void SetUp() override { orq::EnableXmlStore(false); }
 };
 
-[[maybe_unused]] const testing::Environment* const g_noSettings = testing::AddGlobalTestEnvironment(new NoSettings);
+[[maybe_unused]] const testing::Environment* const g_noSettings =
+    testing::AddGlobalTestEnvironment(new NoSettings);
 
 }  // namespace
