@@ -12,10 +12,10 @@ _orqcam_controls() {
 _orqcam() {
   local cur prev words cword
   _init_completion -n =: || return
-  local commands="list info controls get set capture stream mode trigger reg id serial flash"
-  local general="-c --camera --json --debug --help"
+  local commands="list info controls get set capture stream mode trigger reg id serial flash settings"
+  local general="-c --camera --json --debug --no-settings --help"
   local shot="-e --exposure -g --gain --offset --region --center -b --bin -f --format --flip --hardware-bin
-    --mode --out-a --out-b"
+    --no-hardware-bin --mode --out-a --out-b"
 
   case $prev in
     -c | --camera)
@@ -58,6 +58,7 @@ _orqcam() {
       ;;
     stream) choices="$shot -s --seconds -n --frames $general" ;;
     trigger) choices="$shot -n --count --timeout $general" ;;
+    settings) choices="show path reset --all $general" ;;
     reg) choices="--unsafe read write fpga sensor $general" ;;
     id)
       choices="get set clear $general"

@@ -4,6 +4,7 @@
 
 #include "camera/DbgPrint.h"
 #include "link/WireProtocol.h"
+#include "models/FieldLimits.h"
 #include "models/ModelWorker.h"
 #include "models/RegisterBatch.h"
 
@@ -68,6 +69,8 @@ CModelCamera::CModelCamera(const ModelData& model) : model_(model), worker_(std:
   worker_->converter.RGBYUV_Init();
   InitVariable();
   SetGamma(kNeutralGamma);
+  LoadSetting();
+  AdoptFields();
   captureThr.InitFuncPt(&CModelCamera::RunCapture);
   exposureThr.InitFuncPt(&CModelCamera::RunTriggeredExposure);
   GetNumOfControls();
@@ -143,13 +146,29 @@ void CModelCamera::DescribeModel() {
 int CModelCamera::OpenCamera(int index) {
   if (IsOpen()) return 1;
   if (cooler_) cooler_->Abandon();
+  AdoptFields();
   if (CCameraBase::OpenCamera(index) == 0) return 0;
   worker_->mailbox.Discard();
   GetNumOfControls();  // some controls only the device can tell of
-  if (ProgramAll()) return 1;
+  if (ProgramAll()) {
+    if (HPC != 0) SetHPCStates(true);  // kept with the settings; the table is in the camera's flash
+    return 1;
+  }
   DbgPrint(-1, "OpenCamera", "Failed to initialise the sensor, close camera\n");
   CloseCamera();
   return 0;
+}
+
+// Fields are public and the settings file may have been edited: whatever they hold, the camera is given only what
+// it can do.
+void CModelCamera::AdoptFields() {
+  const std::lock_guard lock(worker_->registers);
+  LimitFields(*this);
+  expReg = LinesOf(exposureUs, LineTimeNs());
+  FrameRegion region = worker_->setup.region;
+  const bool changed = iWidth != region.width || iHeight != region.height || iBin != region.bin;
+  if (changed) region = FullRegion(model_);  // loading a dark reference asks for the whole sensor
+  StoreGeometry(region, HardwareBin != 0);
 }
 
 void CModelCamera::CloseCamera() {

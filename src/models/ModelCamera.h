@@ -21,11 +21,13 @@ namespace orq {
 /// as far as the device still listens, the registers as they were.
 class CModelCamera : public CCameraBase {
  public:
+  /// Loads the model's settings from the settings file, within the model's limits.
   explicit CModelCamera(const ModelData& model);
   /// Stops capture and closes.
   ~CModelCamera() override;
 
-  /// Opens, programs everything that is stored, and builds the control list. Cooling is off after every open.
+  /// Opens, programs everything that is stored, brought within the model's limits, and builds the control list.
+  /// Cooling is off after every open.
   int OpenCamera(int index) override;
   /// Switches the cooling off and closes.
   void CloseCamera() override;
@@ -114,6 +116,7 @@ class CModelCamera : public CCameraBase {
   enum class StreamEnd { Stopped, Delivered, Failed };
 
   void DescribeModel();
+  void AdoptFields();
   void StopWorkers();
   bool ProgramAll();
   bool ChangeGeometry(const FrameRegion& region, bool hardwareBin, std::string& reason);

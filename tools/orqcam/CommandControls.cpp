@@ -6,6 +6,8 @@
 #include "Commands.h"
 #include "ControlAccess.h"
 #include "Text.h"
+#include "Units.h"
+#include "settings/StoredSettings.h"
 
 namespace orq::cli {
 
@@ -91,6 +93,12 @@ ExitCode RunGet(const Context& context, const std::vector<std::string>& names) {
   return kExitOk;
 }
 
+void TellOfLongExposure(std::uint64_t exposureUs) {
+  if (exposureUs <= kLongestLoadedExposureUs) return;
+  Complain("later runs start with an exposure of " + ExposureText(kLongestLoadedExposureUs) +
+           "; give capture and stream --exposure " + ExposureText(exposureUs));
+}
+
 ExitCode RunSet(const Context& context, const std::vector<std::string>& words) {
   for (const std::string& word : words) {
     if (word.find('=') == std::string::npos) {
@@ -108,6 +116,11 @@ ExitCode RunSet(const Context& context, const std::vector<std::string>& words) {
   }
   for (std::size_t i = 0; i < controls.size(); ++i) WriteControl(session, controls[i], settings[i]);
   PrintValues(context, session, controls);
+  if (!context.settings) return kExitOk;
+  session.KeepSettings();
+  for (const Control& control : controls) {
+    if (control.id == ORQ_EXPOSURE) TellOfLongExposure(session.Camera().exposureUs);
+  }
   return kExitOk;
 }
 

@@ -29,5 +29,6 @@ CommandRun AddRegCommand(CLI::App& app);
 CommandRun AddIdCommand(CLI::App& app);
 CommandRun AddSerialCommand(CLI::App& app);
 CommandRun AddFlashCommand(CLI::App& app);
+CommandRun AddSettingsCommand(CLI::App& app);
 
 }  // namespace orq::cli
