@@ -2,7 +2,9 @@
 #include <algorithm>
 #include <memory>
 
+#include "Climate.h"
 #include "Commands.h"
+#include "Cooling.h"
 #include "FrameSaver.h"
 #include "Shooter.h"
 #include "Signals.h"
@@ -25,6 +27,7 @@ constexpr ImageType kImageTypes[] = {
 
 struct CaptureOptions {
   ShotSettings settings;
+  CoolSettings cooling;
   std::string count = "1";
   std::string output = "{camera}-{date}-{time}-{n:04}.fits";
   bool overwrite = false;
@@ -102,11 +105,27 @@ void ReportFrame(const Context& context, const Frame& frame, const SavedFrame& s
     report.Add("sequence", frame.info.sequence);
     report.Add("start_utc", IsoUtc(frame.info.startUnixUs));
     report.Add("exposure", frame.info.exposureUs, "us");
+    if (frame.realExposureMs) report.Add("real_exposure", *frame.realExposureMs, "ms");
     report.Add("gain", frame.info.gain);
     report.Add("offset", frame.info.offset);
+    if (frame.sensorC) report.Add("temperature", *frame.sensorC, "C");
+    if (frame.targetC) report.Add("target", *frame.targetC, "C");
   }
   report.Print(context.out, context.json);
   context.out.Flush();
+}
+
+// What only the camera can tell about a frame that has just arrived.
+void AddReadings(Session& session, bool single, Frame& frame) {
+  constexpr std::uint64_t kCountedFromUs = 1'000'000;  // shorter ones are as they were set
+  CModelCamera& camera = session.Camera();
+  frame.sensorC = SensorCelsius(camera);
+  long coolerOn = 0;
+  const bool cooled = session.Model().cooled &&
+                      camera.GetControlValue(ORQ_COOLER_ON, &coolerOn, nullptr) == CTRL_OK && coolerOn == 1;
+  frame.targetC = cooled ? std::optional<double>(camera.TargetTemp) : std::nullopt;
+  const bool counted = single && frame.info.exposureUs >= kCountedFromUs;
+  frame.realExposureMs = counted ? std::optional(camera.RealExposureMs()) : std::nullopt;
 }
 
 struct Tally {
@@ -136,12 +155,16 @@ bool Keep(const Context& context, const FrameSaver& saver, const Frame& frame, s
   return false;
 }
 
-ExitCode TakeAll(const Context& context, Shooter& shooter, const FrameSaver& saver, Tally& tally) {
+ExitCode TakeAll(const Context& context, Session& session, Shooter& shooter, bool single, const FrameSaver& saver,
+                 Tally& tally) {
   Frame frame;
+  CoolerWatch coolerWatch;
   int failuresInARow = 0;
   for (std::uint64_t number = 1; number <= tally.count; ++number) {
     switch (shooter.Take(frame, number, tally.count)) {
       case ShotResult::Good:
+        AddReadings(session, single, frame);
+        coolerWatch.Look(session);
         if (!Keep(context, saver, frame, number, tally)) return kExitFailed;
         failuresInARow = 0;
         break;
@@ -180,16 +203,17 @@ void ReportVideoLosses(const StreamCounters& counters) {
       static_cast<unsigned long long>(counters.lost), static_cast<unsigned long long>(counters.overwritten)));
 }
 
-ExitCode Take(const Context& context, Shooter& shooter, const CaptureOptions& options, const FrameSaver& saver,
-              Tally& tally) {
+ExitCode Take(const Context& context, Session& session, Shooter& shooter, bool single,
+              const CaptureOptions& options, const FrameSaver& saver, Tally& tally) {
   if (!options.timeout.empty()) shooter.SetTriggerPatience(options.settings.triggers.Patience(options.timeout));
-  return TakeAll(context, shooter, saver, tally);
+  return TakeAll(context, session, shooter, single, saver, tally);
 }
 
 ExitCode RunCapture(const Context& context, const CaptureOptions& options) {
   const std::uint64_t count = ParseCount(options.count);
   options.settings.Check();
   if (!options.timeout.empty()) options.settings.triggers.Patience(options.timeout);
+  options.cooling.Check();
   FindImageType(options.imageType);
   CheckTextValue(options.object, "--object");
   CheckTextValue(options.observer, "--observer");
@@ -199,15 +223,16 @@ ExitCode RunCapture(const Context& context, const CaptureOptions& options) {
   const FrameSaver saver(std::move(save), MakeContext(session, options), std::string(session.Model().key),
                          Lower(options.imageType));
   saver.CheckBeforehand(Expected(session.Camera()), count);
+  options.cooling.Apply(session);
   Tally tally{.count = count};
   ExitCode code = kExitOk;
   if (options.video) {
     VideoShooter shooter(session);
-    code = Take(context, shooter, options, saver, tally);
+    code = Take(context, session, shooter, false, options, saver, tally);
     ReportVideoLosses(session.Camera().Counters());
   } else {
     SingleShooter shooter(session);
-    code = Take(context, shooter, options, saver, tally);
+    code = Take(context, session, shooter, true, options, saver, tally);
   }
   Report report;
   report.Add("saved", tally.saved);
@@ -222,6 +247,7 @@ CommandRun AddCaptureCommand(CLI::App& app) {
   CLI::App* command = app.add_subcommand("capture", "Take frames and save them");
   auto options = std::make_shared<CaptureOptions>();
   options->settings.AddTo(*command);
+  options->cooling.AddTo(*command);
   command->add_option("-n,--count", options->count, "Number of frames")->default_str("1");
   command
       ->add_option("-o,--output", options->output,

@@ -1,4 +1,6 @@
 // orqcam info: what a camera is.
+#include <cstdlib>
+
 #include "Commands.h"
 #include "Frame.h"
 #include "Text.h"
@@ -49,6 +51,21 @@ void AddRegion(Report& report, const CModelCamera& camera) {
   report.Add("format", FormatName(region.format));
 }
 
+// From the camera's information record.
+void AddRecord(Report& report, CModelCamera& camera) {
+  _ORQ_CAMERA_INFO info{};
+  camera.GetCameraProperty(&info);
+  report.Add("cooled", info.hasCooler != 0);
+  report.Add("guide_port", info.hasGuidePort != 0);
+  report.Add("shutter", info.hasShutter != 0);
+  report.Add("trigger_modes", info.hasTriggerModes != 0);
+  report.Add("usb3_camera", info.usb3Camera != 0);
+  report.Add("usb3_port", info.usb3HostPort != 0);
+  // Computed in single precision; 0: the model does not know.
+  const double electrons = std::strtod(Format("%.7g", static_cast<double>(info.electronsPerAdu)).c_str(), nullptr);
+  report.Add("electrons_per_adu", electrons > 0.0 ? Json(electrons) : Json(nullptr));
+}
+
 ExitCode RunInfo(const Context& context) {
   Session session(context);
   const ModelData& model = session.Model();
@@ -66,8 +83,7 @@ ExitCode RunInfo(const Context& context) {
   report.Add("colour", camera.bIsColor != 0);
   report.Add("bayer", Bayer(model));
   report.Add("adc_bits", camera.iADCBits);
-  report.Add("cooled", camera.isCooled != 0);
-  report.Add("guide_port", camera.hasGuidePort != 0);
+  AddRecord(report, camera);
   report.Add("bins", Bins(model));
   report.Add("hardware_bin", camera.hasHardwareBin != 0);
   report.Add("formats", Formats(camera));

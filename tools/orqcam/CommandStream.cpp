@@ -1,9 +1,9 @@
 // orqcam stream: how fast and how well frames arrive.
-#include <charconv>
 #include <chrono>
 #include <memory>
 
 #include "Commands.h"
+#include "Cooling.h"
 #include "Shooter.h"
 #include "Signals.h"
 #include "Text.h"
@@ -21,6 +21,7 @@ constexpr std::chrono::milliseconds kWait{100};
 
 struct StreamOptions {
   ShotSettings settings;
+  CoolSettings cooling;
   std::string seconds;  ///< empty: no limit
   std::string frames;   ///< empty: no limit
 };
@@ -32,13 +33,7 @@ struct Limits {
 
 Limits ParseLimits(const StreamOptions& options) {
   Limits limits;
-  if (!options.seconds.empty()) {
-    const char* const end = options.seconds.data() + options.seconds.size();
-    const auto result = std::from_chars(options.seconds.data(), end, limits.seconds);
-    if (result.ec != std::errc() || result.ptr != end || !(limits.seconds > 0.0 && limits.seconds <= 1e9)) {
-      throw CliError(kExitUsage, "--seconds '" + options.seconds + "' is not a positive number of seconds");
-    }
-  }
+  if (!options.seconds.empty()) limits.seconds = ParseSeconds(options.seconds, "--seconds");
   if (!options.frames.empty()) {
     const std::int64_t frames = ParseInteger(options.frames, "--frames");
     if (frames < 1) throw CliError(kExitUsage, "--frames must be 1 or more");
@@ -185,8 +180,10 @@ ExitCode RunStream(const Context& context, const StreamOptions& options) {
   const Limits limits = ParseLimits(options);
   const bool unlimited = limits.seconds == 0.0 && limits.frames == 0;
   options.settings.Check();
+  options.cooling.Check();
   Session session(context);
   options.settings.Apply(session);
+  options.cooling.Apply(session);
   const StreamRun run = Watch(context, session, limits);
   const StreamCounters counters = session.Camera().Counters();
   ReportEnd(context, run, counters);
@@ -218,6 +215,7 @@ CommandRun AddStreamCommand(CLI::App& app) {
   CLI::App* command = app.add_subcommand("stream", "Stream video without saving it; show rates and counters");
   auto options = std::make_shared<StreamOptions>();
   options->settings.AddTo(*command);
+  options->cooling.AddTo(*command);
   command->add_option("-s,--seconds", options->seconds, "Stop after this time (default: at Ctrl-C)");
   command->add_option("-n,--frames", options->frames, "Stop after this many frames");
   return [options](const Context& context) { return RunStream(context, *options); };

@@ -30,5 +30,15 @@ CommandRun AddIdCommand(CLI::App& app);
 CommandRun AddSerialCommand(CLI::App& app);
 CommandRun AddFlashCommand(CLI::App& app);
 CommandRun AddSettingsCommand(CLI::App& app);
+CommandRun AddTempCommand(CLI::App& app);
+CommandRun AddCoolerCommand(CLI::App& app);
+CommandRun AddFanCommand(CLI::App& app);
+CommandRun AddLedCommand(CLI::App& app);
+CommandRun AddHubCommand(CLI::App& app);
+CommandRun AddGuideCommand(CLI::App& app);
+CommandRun AddFocusCommand(CLI::App& app);
+CommandRun AddSensorIdCommand(CLI::App& app);
+CommandRun AddGpsCommand(CLI::App& app);
+CommandRun AddDumpControlsCommand(CLI::App& app);
 
 }  // namespace orq::cli

@@ -96,6 +96,11 @@ void WriteSettings(MemoryFits& fits, const FrameInfo& info, const FileContext& c
   if (!context.observer.empty()) fits.Text("OBSERVER", context.observer, "who took the image");
 }
 
+void WriteClimate(MemoryFits& fits, const Frame& frame) {
+  if (frame.sensorC) fits.Real("CCD-TEMP", *frame.sensorC, "[Celsius] temperature of the sensor");
+  if (frame.targetC) fits.Real("SET-TEMP", *frame.targetC, "[Celsius] target of the cooler");
+}
+
 void WriteGeometry(MemoryFits& fits, const FrameInfo& info, const FileContext& context) {
   const FrameRegion& region = info.region;
   fits.Integer("XBINNING", region.bin, "sensor columns per pixel");
@@ -153,6 +158,7 @@ std::vector<std::uint8_t> EncodeFits(const Frame& frame, std::uint64_t number, c
   fits.Text("SWCREATE", "orqcam " ORQCAM_VERSION, "program that wrote this file");
   fits.Text("INSTRUME", context.instrument, "camera");
   WriteSettings(fits, frame.info, context);
+  WriteClimate(fits, frame);
   WriteGeometry(fits, frame.info, context);
   fits.Integer("FRAMENO", static_cast<std::int64_t>(number), "number of the frame in its run, from 1");
   fits.Integer("CAMSEQ", frame.info.sequence, "the camera's own frame number, 32 bits");

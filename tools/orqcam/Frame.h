@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,6 +15,9 @@ namespace orq::cli {
 struct Frame {
   std::vector<std::uint8_t> bytes;  ///< in the region's format, rows top down
   FrameInfo info;
+  std::optional<double> sensorC;      ///< temperature of the sensor when the frame had arrived
+  std::optional<double> targetC;      ///< of the cooler, when that was on
+  std::optional<int> realExposureMs;  ///< as the camera measured it; of single exposures from 1 s on
 };
 
 inline constexpr IMG_TYPE kFormats[] = {ORQ_IMG_RAW8, ORQ_IMG_RGB24, ORQ_IMG_RAW16, ORQ_IMG_Y8};

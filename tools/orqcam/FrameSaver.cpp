@@ -40,6 +40,8 @@ std::vector<std::uint8_t> DescribeRaw(const Frame& frame, std::uint64_t number, 
   json["gain"] = info.gain;
   json["offset"] = info.offset;
   if (info.electronsPerAdu > 0.0) json["electrons_per_adu"] = info.electronsPerAdu;
+  if (frame.sensorC) json["sensor_temperature_c"] = *frame.sensorC;
+  if (frame.targetC) json["target_temperature_c"] = *frame.targetC;
   json["number"] = number;
   json["sequence"] = info.sequence;
   if (!context.object.empty()) json["object"] = context.object;

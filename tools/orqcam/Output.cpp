@@ -43,6 +43,7 @@ std::string JsonKey(const std::string& key, const std::string& unit) {
   // What is counted needs no unit in a key.
   if (unit.empty() || unit == "frames" || unit == "transfers" || unit == "px") return key;
   if (unit == "MB/s") return key + "_mb_per_s";
+  if (unit == "%") return key + "_percent";
   return key + "_" + Lower(unit);
 }
 
@@ -81,6 +82,10 @@ void Output::Flush() {
     }
     done += static_cast<std::size_t>(count);
   }
+}
+
+bool Output::IsTerminal() const {
+  return isatty(fd_) == 1;
 }
 
 void Report::Add(std::string key, Json value, std::string unit) {

@@ -27,6 +27,8 @@ class Output {
   void Object(const Json& value);
   /// Hands everything to the system; call it wherever a reader may be waiting.
   void Flush();
+  /// Whether a person is looking.
+  bool IsTerminal() const;
 
  private:
   int fd_ = -1;

@@ -4,6 +4,7 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
@@ -17,11 +18,16 @@ constexpr int kPatience = 3;  // signals after which the user's patience counts 
 
 std::atomic<int> g_requests{0};
 static_assert(std::atomic<int>::is_always_lock_free, "used in a signal handler");
+std::atomic<bool> g_shielded{false};
 int g_event = -1;
+
+// From the keyboard, and only under a shield: one would kill, the other freeze the tool in the middle.
+constexpr std::array kShieldedSignals = {SIGQUIT, SIGTSTP};
+std::array<struct sigaction, kShieldedSignals.size()> g_before{};
 
 void OnSignal(int number) {
   const int savedErrno = errno;
-  if (++g_requests >= kPatience) {
+  if (++g_requests >= kPatience && !g_shielded.load()) {
     std::signal(number, SIG_DFL);
     raise(number);
   }
@@ -45,6 +51,19 @@ void InstallSignals() {
   }
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
+}
+
+StopShield::StopShield() {
+  g_shielded = true;
+  struct sigaction action {};
+  action.sa_handler = OnSignal;
+  action.sa_flags = SA_RESTART;
+  for (std::size_t i = 0; i < kShieldedSignals.size(); ++i) sigaction(kShieldedSignals[i], &action, &g_before[i]);
+}
+
+StopShield::~StopShield() {
+  for (std::size_t i = 0; i < kShieldedSignals.size(); ++i) sigaction(kShieldedSignals[i], &g_before[i], nullptr);
+  g_shielded = false;
 }
 
 bool StopRequested() {

@@ -62,6 +62,17 @@ std::string ExposureText(std::uint64_t us) {
   return std::to_string(us) + "us";
 }
 
+double ParseSeconds(std::string_view text, std::string_view what) {
+  double seconds = 0.0;
+  const char* const end = text.data() + text.size();
+  const auto result = std::from_chars(text.data(), end, seconds);
+  if (result.ec != std::errc() || result.ptr != end || !(seconds > 0.0 && seconds <= 1e9)) {
+    throw CliError(kExitUsage,
+                   std::string(what) + " '" + std::string(text) + "' is not a positive number of seconds");
+  }
+  return seconds;
+}
+
 std::int64_t ParseInteger(std::string_view text, std::string_view what) {
   std::string_view digits = text;
   const bool negative = digits.starts_with('-');

@@ -16,6 +16,10 @@ std::uint64_t ParseTime(std::string_view text, std::string_view what);
 /// The largest unit that shows `us` as a whole number: "5s", "200ms", "1500us".
 std::string ExposureText(std::uint64_t us);
 
+/// A positive number of seconds, fractions allowed, up to 1e9. `what` names it in the error. Throws CliError
+/// (usage).
+double ParseSeconds(std::string_view text, std::string_view what);
+
 /// A whole number, decimal or 0x…; beyond the range of 64 bits it saturates. `what` names it in the error.
 /// Throws CliError (usage).
 std::int64_t ParseInteger(std::string_view text, std::string_view what);

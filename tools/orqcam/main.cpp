@@ -85,6 +85,16 @@ ExitCode Run(int argc, char** argv, Output& out) {
       {"serial", AddSerialCommand(app)},
       {"flash", AddFlashCommand(app)},
       {"settings", AddSettingsCommand(app)},
+      {"temp", AddTempCommand(app)},
+      {"cooler", AddCoolerCommand(app)},
+      {"fan", AddFanCommand(app)},
+      {"led", AddLedCommand(app)},
+      {"hub", AddHubCommand(app)},
+      {"guide", AddGuideCommand(app)},
+      {"focus", AddFocusCommand(app)},
+      {"sensor-id", AddSensorIdCommand(app)},
+      {"gps", AddGpsCommand(app)},
+      {"dump-controls", AddDumpControlsCommand(app)},
   };
   // The options of the program may also follow the command.
   for (CLI::App* command : app.get_subcommands({})) command->fallthrough();

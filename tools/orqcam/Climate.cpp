@@ -1,0 +1,30 @@
+#include "Climate.h"
+
+#include <cmath>
+
+namespace orq::cli {
+
+namespace {
+
+double Hundredths(float value) {
+  return std::round(static_cast<double>(value) * 100.0) / 100.0;
+}
+
+}  // namespace
+
+bool HasThermometer(const CModelCamera& camera) {
+  return camera.Model().thermometer != Thermometer::None;
+}
+
+std::optional<double> SensorCelsius(CModelCamera& camera) {
+  if (!HasThermometer(camera) || !ThermometerAnswers(camera)) return std::nullopt;
+  const float celsius = camera.GetTemp();
+  return std::isfinite(celsius) ? std::optional(Hundredths(celsius)) : std::nullopt;
+}
+
+std::optional<double> SupplyVolts(CModelCamera& camera) {
+  const float volts = camera.GetADS1014ADC();
+  return volts > 0.0F ? std::optional(Hundredths(volts)) : std::nullopt;
+}
+
+}  // namespace orq::cli
