@@ -142,6 +142,7 @@ void WholePath(benchmark::State& state) {
                        .flipVertical = flip,
                        .outputPattern = model.colour ? (flip ? 1 : 0) : -1};
   for (auto _ : state) {
+    ToHostOrder(setup, path.image);
     RunFramePath(path, out);
     benchmark::ClobberMemory();
   }

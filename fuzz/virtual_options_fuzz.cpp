@@ -30,6 +30,7 @@ void CheckUsable(const orq::VirtualOptions& options) {
   }
   Require(options.preRender >= 0 && options.preRender <= 64);
   Require(options.flashFail >= 0);
+  Require(options.flashMs >= 0 && options.flashMs <= 10000);
   Require(options.serial.empty() || options.serial.size() == 16);
   Require(!options.bayer || (*options.bayer >= -1 && *options.bayer <= 3));
   Require((options.model == "replay") == !options.file.empty());

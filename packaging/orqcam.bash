@@ -12,24 +12,31 @@ _orqcam_controls() {
 _orqcam() {
   local cur prev words cword
   _init_completion -n =: || return
-  local commands="list info controls get set capture stream reg"
-  local general="-c --camera --json --debug --help"
-  local shot="-e --exposure -g --gain --offset --region --center -b --bin -f --format --flip --hardware-bin"
+  local commands="list info controls get set capture stream mode trigger reg id serial flash settings"
+  local general="-c --camera --json --debug --no-settings --help"
+  local shot="-e --exposure -g --gain --offset --region --center -b --bin -f --format --flip --hardware-bin
+    --no-hardware-bin --mode --out-a --out-b"
 
   case $prev in
     -c | --camera)
-      COMPREPLY=($(compgen -W "0 serial: id: virtual:k1c virtual:x26m virtual:replay,file=" -- "$cur"))
+      COMPREPLY=($(compgen -W "0 serial: id: virtual:k1c virtual:k1m virtual:k2m virtual:x26m virtual:t46c
+        virtual:h53m virtual:b29m virtual:replay,file=" -- "$cur"))
       [[ ${COMPREPLY-} == *[:=] ]] && compopt -o nospace
       __ltrimcolons "$cur"
       return
       ;;
     -f | --format) COMPREPLY=($(compgen -W "raw8 raw16 rgb24 y8" -- "$cur")) && return ;;
+    --mode)
+      COMPREPLY=($(compgen -W "free software rising falling software-level high low" -- "$cur"))
+      return
+      ;;
     --flip) COMPREPLY=($(compgen -W "none h v both" -- "$cur")) && return ;;
     --image-type) COMPREPLY=($(compgen -W "light dark bias flat" -- "$cur")) && return ;;
     -b | --bin) COMPREPLY=($(compgen -W "1 2 3 4" -- "$cur")) && return ;;
-    -o | --output) _filedir && return ;;
+    -o | --output | dump | restore | verify) _filedir && return ;;
+    --backup) _filedir -d && return ;;
     -e | --exposure | -g | --gain | --offset | --region | --center | -n | --count | --frames | -s | --seconds | \
-      -k | --keyword | --object | --observer) return ;;
+      --timeout | --out-a | --out-b | -k | --keyword | --object | --observer) return ;;
   esac
 
   local i command=
@@ -46,11 +53,23 @@ _orqcam() {
       compopt -o nospace
       ;;
     capture)
-      choices="$shot -n --count -o --output --overwrite --png --video -k --keyword --object --observer --image-type
+      choices="$shot -n --count -o --output --overwrite --png --video --timeout -k --keyword --object --observer --image-type
         $general"
       ;;
     stream) choices="$shot -s --seconds -n --frames $general" ;;
+    trigger) choices="$shot -n --count --timeout $general" ;;
+    settings) choices="show path reset --all $general" ;;
     reg) choices="--unsafe read write fpga sensor $general" ;;
+    id)
+      choices="get set clear $general"
+      [[ ${words[*]} == *" set "* || ${words[*]} == *" clear "* ]] && choices="--yes --backup $general"
+      ;;
+    flash)
+      choices="dump restore verify $general"
+      [[ ${words[*]} == *" dump "* ]] && choices="--overwrite $general"
+      [[ ${words[*]} == *" restore "* ]] && choices="--yes --backup --other-camera $general"
+      [[ ${words[*]} == *" verify "* ]] && choices="$general"
+      ;;
     *) choices="$general" ;;
   esac
   COMPREPLY=($(compgen -W "$choices" -- "$cur"))

@@ -74,6 +74,7 @@ int CCameraBase::OpenCamera(int index) {
 
 void CCameraBase::CloseCamera() {
   if (bOpened == 0) return;
+  if (snapMode != 0) SaveSetting();  // after a video, stopping it has saved them
   StopCapture();
   CloseDevice();
   DbgPrint(-1, "CloseCamera", "camera closed\n");

@@ -36,15 +36,15 @@ struct GammaState {
   std::array<std::uint8_t, 256> gammaTable8{};
 };
 
-/// The hot-pixel map and what is cut from it for the current geometry.
+/// The hot-pixel map and what is cut from it for the current geometry. All guarded by HPCMutex.
 struct HotPixelState {
   std::unique_ptr<std::uint8_t[]> pHPCFullMap;  ///< iMaxWidth * iMaxHeight, 1 = hot sensor pixel
   std::unique_ptr<std::uint8_t[]> pHPCMap;      ///< same size, iHPCWidth * iHPCHeight used
   std::int32_t iHPCWidth = 0, iHPCHeight = 0;   ///< geometry of the map, the list and the flags
-  std::unique_ptr<std::uint32_t[]> pHPCList;    ///< ascending positions y * iHPCWidth + x; guarded by HPCMutex
-  std::int32_t iHPCCount = 0;                   ///< entries of pHPCList; guarded by HPCMutex
-  std::unique_ptr<std::uint32_t[]> pBadRows;    ///< iHPCHeight flags or absent; guarded by HPCMutex
-  std::unique_ptr<std::uint32_t[]> pBadCols;    ///< iHPCWidth flags or absent; guarded by HPCMutex
+  std::unique_ptr<std::uint32_t[]> pHPCList;    ///< ascending positions y * iHPCWidth + x
+  std::int32_t iHPCCount = 0;                   ///< entries of pHPCList
+  std::unique_ptr<std::uint32_t[]> pBadRows;    ///< iHPCHeight flags or absent
+  std::unique_ptr<std::uint32_t[]> pBadCols;    ///< iHPCWidth flags or absent
   bool bHPCForce = true;                        ///< the next adjustment rebuilds
   std::int32_t hpcLastBin = 0;                  ///< geometry of the last rebuild
   bool hpcLastBin4By2x2 = false;
@@ -56,7 +56,7 @@ struct HotPixelState {
 struct DarkFrameState {
   std::unique_ptr<std::uint8_t[]> pDarkFull;      ///< iMaxWidth * iMaxHeight or absent; guarded by DarkAccumMutex
   std::unique_ptr<std::uint8_t[]> pDarkBuf;       ///< iMaxWidth * iMaxHeight or absent; guarded by DarkBufMutex
-  std::int32_t iDarkWidth = 0, iDarkHeight = 0;   ///< geometry of pDarkBuf and the list
+  std::int32_t iDarkWidth = 0, iDarkHeight = 0;   ///< of pDarkBuf and the list; written under both their locks
   std::uint32_t iDarkAverage = 0;                 ///< mean of pDarkBuf; guarded by DarkBufMutex
   std::unique_ptr<std::uint32_t[]> pDarkPixList;  ///< ascending positions; guarded by DarkListMutex
   std::int32_t iDarkPixCount = 0;                 ///< guarded by DarkListMutex

@@ -44,7 +44,8 @@ enum Request : std::uint8_t {
   kReqMainBoardType = 0xD5,     ///< in, 1 byte
   kReqGpifBusWidth = 0xD6,      ///< out, value 1 = 32-bit image bus, 0 = released for flash access
   kReqSoftTrigger = 0xD7,       ///< out, no data: one exposure in a software-triggered mode
-  kReqAdcChannel = 0xE9,        ///< in, 2 bytes
+  kReqGpsBlock = 0xD8,    ///< in, value 0 = start line, 1 = end line; latch counter, then a block of version 0
+  kReqAdcChannel = 0xE9,  ///< in, 2 bytes
 };
 
 inline constexpr std::size_t kFirmwareVersionBytes = 4;
@@ -81,6 +82,7 @@ inline constexpr std::uint16_t kFpgaGpsStatus = 0x46;
 inline constexpr std::uint16_t kFpgaGpsStartLine = 0x47;  ///< 2 bytes
 inline constexpr std::uint16_t kFpgaGpsEndLine = 0x49;    ///< 2 bytes
 inline constexpr std::uint16_t kFpgaGpsStartBlock = 0x50;
+inline constexpr std::uint16_t kFpgaGpsLatchCount = 0x88;  ///< 4 bytes, of the latch whose blocks are read
 inline constexpr std::uint16_t kFpgaGpsEndBlock = 0x90;
 inline constexpr std::uint16_t kFpgaExposureCount = 0xD0;   ///< 5 bytes, FPGA ticks, read only
 inline constexpr std::uint16_t kFpgaCoolerPower = 0xE0;     ///< cooler drive, 0 (off) to 255 (full)
@@ -111,6 +113,10 @@ inline constexpr std::uint8_t kFormatMsbFirst = 0x02;  ///< 16-bit samples most 
 
 inline constexpr std::uint8_t kHostUsb3 = 0x01;
 inline constexpr std::uint8_t kHostSnap = 0x02;
+
+inline constexpr std::size_t kGpsBlockV1Bytes = 55;  ///< in the FPGA's registers
+inline constexpr std::size_t kGpsBlockV0Bytes = 56;  ///< behind the counter of a GPS block request
+inline constexpr std::size_t kGpsLatchCountBytes = 4;
 
 // Sensor registers (16-bit address, 8 bits each) -----------------------------------------------------------
 
@@ -143,7 +149,7 @@ struct FrameHeader {
   std::uint8_t format = 0;  ///< `kFormat…` bits
   std::uint8_t adcBits = 0;
   std::uint8_t flags = 0;      ///< bit 0: taken by a trigger
-  std::uint32_t gpsLatch = 0;  ///< GPS latch counter, 0 without GPS
+  std::uint32_t gpsLatch = 0;  ///< counter of the latch that belongs to this frame, 0: none does
   std::uint64_t exposureUs = 0;
   std::uint16_t gain = 0;        ///< gain setting the frame was taken with
   std::uint16_t blackLevel = 0;  ///< offset setting the frame was taken with

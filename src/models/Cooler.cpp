@@ -155,7 +155,10 @@ bool Cooler::Regulate(RegulatorState& state, int& failures, double seconds) {
   if (answers && std::isfinite(temperature)) {
     if (failures > kFailuresHeld) DbgPrint(-1, "Cooler", "the thermometer answers again\n");
     failures = 0;
-    drive = NextDrive(data_.tuning, state, temperature, camera_.TargetTemp, seconds);
+    // A settings file may hold any target.
+    const int target =
+        std::clamp(camera_.TargetTemp.Load(), camera_.GetMin(CT_TARGET_TEMP), camera_.GetMax(CT_TARGET_TEMP));
+    drive = NextDrive(data_.tuning, state, temperature, target, seconds);
   } else if (++failures > kFailuresHeld) {
     if (failures == kFailuresHeld + 1) DbgPrint(-1, "Cooler", "the thermometer does not answer, drive 0\n");
     failures = kFailuresHeld + 1;

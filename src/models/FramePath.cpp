@@ -1,6 +1,8 @@
 #include "models/FramePath.h"
 
+#include <atomic>
 #include <cassert>
+#include <cstring>
 #include <utility>
 
 #include "image/Flip.h"
@@ -44,28 +46,50 @@ void Convert(const FramePath& path, std::span<const std::uint8_t> frame, std::sp
   }
 }
 
-// The order of the steps. Corrections work on the frame as the sensor sent it: a dark is collected and subtracted
-// before anything else changes the samples, then defects are repaired (a repaired pixel must not have its own
-// large dark value subtracted). White balance and the copy for automatic control follow, which must see the effect
-// of what it sets. Only then are pixels mixed (binning), mapped (gamma), moved (flips) and converted (format), so
-// that correction tables need to know nothing of these; the time mark is printed on what the caller gets.
+/// A table may be rebuilt at the same time, entry by entry.
 template <class Sample>
-void RunSteps(const FramePath& path, std::span<std::uint8_t> out) {
+void ApplyGamma(std::span<Sample> frame, Sample* table) {
+  for (Sample& sample : frame) sample = std::atomic_ref(table[sample]).load(std::memory_order_relaxed);
+}
+
+template <class Sample>
+void CopyForAutomaticControl(const FramePath& path, std::span<const Sample> frame) {
+  const std::lock_guard lock(*path.autoFrameMutex);
+  if constexpr (sizeof(Sample) == 2) {
+    if (path.setup.msbFirst) {
+      HostToMsbFirst(frame, Samples<Sample>(path.autoFrame, frame.size()));
+      return;
+    }
+  }
+  std::memcpy(path.autoFrame, frame.data(), frame.size_bytes());
+}
+
+// The order of the steps. Corrections have worked on the frame as the sensor sent it: a dark was collected and
+// subtracted before anything else changed the samples, then defects were repaired (a repaired pixel must not have
+// its own large dark value subtracted). White balance and the copy for automatic control follow, which must see
+// the effect of what it sets. Only then are pixels mixed (binning), mapped (gamma), moved (flips) and converted
+// (format), so that correction tables need to know nothing of these; the time mark is printed on what the caller
+// gets.
+template <class Sample>
+void RunSteps(const FramePath& path, Sample* gamma, std::span<std::uint8_t> out) {
   const FrameSetup& setup = path.setup;
   std::span<Sample> frame = Samples<Sample>(path.image, setup.TransferSamples());
   std::span<Sample> other = Samples<Sample>(path.scratch, setup.TransferSamples());
 
-  if constexpr (sizeof(Sample) == 2) {
-    if (setup.msbFirst) MsbFirstToHost(frame);
-  }
   BalanceWhite(path, frame);
+  if (path.autoFrame != nullptr && !path.autoAfterBin) CopyForAutomaticControl<Sample>(path, frame);
   if (setup.stages.host > 1) {
-    const BinShape shape{setup.region.width, setup.region.height, setup.stages.host, setup.rawPattern >= 0};
-    HostBin(std::span<const Sample>(frame), shape, other);
+    const bool bayer = setup.rawPattern >= 0 && !path.monoBin;
+    HostBin(std::span<const Sample>(frame), {setup.region.width, setup.region.height, setup.stages.host, bayer},
+            other);
     std::swap(frame, other);
   }
+  frame = frame.first(setup.OutputSamples());
+  if (path.autoFrame != nullptr && path.autoAfterBin) CopyForAutomaticControl<Sample>(path, frame);
+  if (gamma != nullptr) ApplyGamma(frame, gamma);
   if constexpr (sizeof(Sample) == 1) {
-    if (setup.region.format == ORQ_IMG_RGB24 || setup.region.format == ORQ_IMG_Y8) {
+    const bool colours = setup.region.format == ORQ_IMG_RGB24 || setup.region.format == ORQ_IMG_Y8;
+    if (colours && path.outputPattern >= 0) {
       Convert(path, frame, other, out);
       return;
     }
@@ -75,12 +99,16 @@ void RunSteps(const FramePath& path, std::span<std::uint8_t> out) {
 
 }  // namespace
 
+void ToHostOrder(const FrameSetup& setup, std::uint8_t* image) {
+  if (setup.msbFirst) MsbFirstToHost(Samples<std::uint16_t>(image, setup.TransferSamples()));
+}
+
 void RunFramePath(const FramePath& path, std::span<std::uint8_t> out) {
   assert(out.size() >= path.setup.OutputBytes());
   if (path.setup.wide) {
-    RunSteps<std::uint16_t>(path, out);
+    RunSteps<std::uint16_t>(path, path.gamma16, out);
   } else {
-    RunSteps<std::uint8_t>(path, out);
+    RunSteps<std::uint8_t>(path, path.gamma8, out);
   }
 }
 

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <span>
 
 #include "models/FrameGeometry.h"
@@ -14,7 +15,7 @@ namespace orq {
 /// One frame's way: settings, buffers and converter. Filled by the camera's worker for every frame.
 struct FramePath {
   const FrameSetup& setup;
-  /// The frame as it came, `setup.TransferSamples()` samples; the steps before binning work in place.
+  /// The frame in host byte order, `setup.TransferSamples()` samples; the steps before binning work in place.
   std::uint8_t* image;
   /// Scratch as large as `image`.
   std::uint8_t* scratch;
@@ -23,11 +24,23 @@ struct FramePath {
   int whiteBalanceBlue = 50;
   bool flipHorizontal = false;
   bool flipVertical = false;
-  int outputPattern = -1;  ///< Bayer pattern after binning and flips
+  bool monoBin = false;    ///< host binning mixes the colours of a Bayer frame
+  int outputPattern = -1;  ///< Bayer pattern after binning and flips; -1: none
+  /// Gamma tables of 65,536 and 256 entries; null: neutral.
+  std::uint16_t* gamma16 = nullptr;
+  std::uint8_t* gamma8 = nullptr;
+  /// Where automatic control looks for the frame, as large as `image`; null: no copy of this frame. The lock is
+  /// held while it is written.
+  std::uint8_t* autoFrame = nullptr;
+  std::mutex* autoFrameMutex = nullptr;
+  bool autoAfterBin = false;  ///< automatic control counts in delivered pixels: it gets the binned frame
 };
 
-/// Runs all steps and puts the delivered frame into `out` (`setup.OutputBytes()` bytes). No allocation.
-/// Worker-only.
+/// Brings the frame that came into host byte order, in place. What corrects raw frames works on the result.
+void ToHostOrder(const FrameSetup& setup, std::uint8_t* image);
+
+/// Runs the steps from white balance on and puts the delivered frame into `out` (`setup.OutputBytes()` bytes). No
+/// allocation. Worker-only.
 void RunFramePath(const FramePath& path, std::span<std::uint8_t> out);
 
 }  // namespace orq

@@ -4,6 +4,7 @@
 
 #include "camera/DbgPrint.h"
 #include "link/WireProtocol.h"
+#include "models/FieldLimits.h"
 #include "models/ModelWorker.h"
 #include "models/RegisterBatch.h"
 
@@ -68,6 +69,8 @@ CModelCamera::CModelCamera(const ModelData& model) : model_(model), worker_(std:
   worker_->converter.RGBYUV_Init();
   InitVariable();
   SetGamma(kNeutralGamma);
+  LoadSetting();
+  AdoptFields();
   captureThr.InitFuncPt(&CModelCamera::RunCapture);
   exposureThr.InitFuncPt(&CModelCamera::RunTriggeredExposure);
   GetNumOfControls();
@@ -143,13 +146,29 @@ void CModelCamera::DescribeModel() {
 int CModelCamera::OpenCamera(int index) {
   if (IsOpen()) return 1;
   if (cooler_) cooler_->Abandon();
+  AdoptFields();
   if (CCameraBase::OpenCamera(index) == 0) return 0;
   worker_->mailbox.Discard();
   GetNumOfControls();  // some controls only the device can tell of
-  if (ProgramAll()) return 1;
+  if (ProgramAll()) {
+    if (HPC != 0) SetHPCStates(true);  // kept with the settings; the table is in the camera's flash
+    return 1;
+  }
   DbgPrint(-1, "OpenCamera", "Failed to initialise the sensor, close camera\n");
   CloseCamera();
   return 0;
+}
+
+// Fields are public and the settings file may have been edited: whatever they hold, the camera is given only what
+// it can do.
+void CModelCamera::AdoptFields() {
+  const std::lock_guard lock(worker_->registers);
+  LimitFields(*this);
+  expReg = LinesOf(exposureUs, LineTimeNs());
+  FrameRegion region = worker_->setup.region;
+  const bool changed = iWidth != region.width || iHeight != region.height || iBin != region.bin;
+  if (changed) region = FullRegion(model_);  // loading a dark reference asks for the whole sensor
+  StoreGeometry(region, HardwareBin != 0);
 }
 
 void CModelCamera::CloseCamera() {
@@ -189,6 +208,7 @@ bool CModelCamera::SetGain(int newGain, bool autoGain) {
   const int clamped = std::clamp(newGain, limits.gainMin, limits.gainMax);
   const std::lock_guard lock(worker_->registers);
   if (IsOpen() && !WriteHeld(*this, GainRegisters(clamped), GainRegisters(gain))) return false;
+  if (gain != clamped) autoGateLimit = 0;
   gain = clamped;
   AutoGain = autoGain;
   return true;
@@ -217,6 +237,7 @@ bool CModelCamera::SetExp(unsigned long long newExposureUs, bool autoExp) {
                                 static_cast<std::uint64_t>(limits.exposureMax));
   const std::lock_guard lock(worker_->registers);
   if (IsOpen() && !WriteHeld(*this, ExposureRegisters(clamped), ExposureRegisters(exposureUs))) return false;
+  if (exposureUs != clamped) autoGateLimit = 0;
   exposureUs = clamped;
   expReg = LinesOf(clamped, LineTimeNs());
   AutoExp = autoExp;
@@ -227,8 +248,11 @@ bool CModelCamera::SetExp(unsigned long long newExposureUs, bool autoExp) {
 bool CModelCamera::SetWB(int red, int blue, bool autoWhiteBalance) {
   if (hasWB_R == 0) return false;
   const std::lock_guard lock(worker_->registers);
-  WB_Red = std::clamp(red, limits.wbMin, limits.wbMax);
-  WB_Blue = std::clamp(blue, limits.wbMin, limits.wbMax);
+  const int newRed = std::clamp(red, limits.wbMin, limits.wbMax);
+  const int newBlue = std::clamp(blue, limits.wbMin, limits.wbMax);
+  if (WB_Red != newRed || WB_Blue != newBlue) autoGateLimit = 0;
+  WB_Red = newRed;
+  WB_Blue = newBlue;
   autoWB = autoWhiteBalance;
   return true;
 }
@@ -274,10 +298,23 @@ bool CModelCamera::ChangeGeometry(const FrameRegion& region, bool hardwareBin, s
     const std::lock_guard lock(worker_->registers);
     const FrameSetup next = SetupFor(model_, region, hardwareBin);
     if (IsOpen() && !WriteHeld(*this, GeometryRegisters(next), GeometryRegisters(worker_->setup))) return false;
+    const bool otherBin = hardwareBin != (HardwareBin != 0);
     StoreGeometry(region, hardwareBin);
+    AdjustCorrections(otherBin);
     return true;
   };
   return ChangeFrames(change, reason);
+}
+
+// While no frame is under way, so that none is corrected with tables of another geometry.
+void CModelCamera::AdjustCorrections(bool otherBin) {
+  if (otherBin) {
+    // The table's own comparison does not know who bins.
+    const std::scoped_lock lock(HPCMutex);
+    bHPCForce = true;
+  }
+  AdjustHPCTable();
+  AdjustDarkBuff();
 }
 
 // Stops a running capture around `change`, so that no frame from before it is delivered after it.

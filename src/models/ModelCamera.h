@@ -21,11 +21,13 @@ namespace orq {
 /// as far as the device still listens, the registers as they were.
 class CModelCamera : public CCameraBase {
  public:
+  /// Loads the model's settings from the settings file, within the model's limits.
   explicit CModelCamera(const ModelData& model);
   /// Stops capture and closes.
   ~CModelCamera() override;
 
-  /// Opens, programs everything that is stored, and builds the control list. Cooling is off after every open.
+  /// Opens, programs everything that is stored, brought within the model's limits, and builds the control list.
+  /// Cooling is off after every open.
   int OpenCamera(int index) override;
   /// Switches the cooling off and closes.
   void CloseCamera() override;
@@ -83,6 +85,10 @@ class CModelCamera : public CCameraBase {
   /// Bytes of one delivered frame of the current region.
   int FrameBytes() const;
 
+  /// Prints local date and time into the frames that follow (8-bit formats of at least 200 x 23 pixels).
+  /// Any-thread.
+  void SetTimeMark(bool on);
+
   /// What is known about the frame that GetImageData returned last. Any-thread.
   FrameInfo LastFrame() const;
   /// Waits up to `waitMs` (negative: for ever) for a frame that was not fetched yet, and copies it into
@@ -110,6 +116,7 @@ class CModelCamera : public CCameraBase {
   enum class StreamEnd { Stopped, Delivered, Failed };
 
   void DescribeModel();
+  void AdoptFields();
   void StopWorkers();
   bool ProgramAll();
   bool ChangeGeometry(const FrameRegion& region, bool hardwareBin, std::string& reason);
@@ -123,6 +130,10 @@ class CModelCamera : public CCameraBase {
   void Capture(bool* running, bool triggered);
   StreamEnd DeliverFrames(bool* running, bool triggered, FrameInfo& info, std::string& trouble);
   bool PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info);
+  void CorrectFrame();
+  bool AutoCopyDue();
+  void OpenAutoGate(const FrameInfo& info, int wbRed, int wbBlue);
+  void AdjustCorrections(bool otherBin);
   void AwaitWorkerEnd() const;
   bool MayBringFrames() const;
   void ProgramTriggers();

@@ -22,6 +22,11 @@ constexpr std::chrono::seconds kGrace{5};
 // A single exposure's frame that is not there this long after its time, when the stream had to be mended, broke
 // off.
 constexpr std::chrono::seconds kGraceAfterBreak{1};
+constexpr int kNeutralGamma = 50;
+// Automatic control measures ten times a second.
+constexpr std::chrono::milliseconds kAutoCopyInterval{100};
+// Above every exposure: cycles may measure.
+constexpr std::int32_t kAutoGateOpen = 0x7FFFFFFF;
 
 std::string DamagedFrame(const StreamCounters& counters) {
   const char* how = "its transfer failed";
@@ -77,13 +82,13 @@ void CModelCamera::Capture(bool* running, bool triggered) {
   } catch (const std::bad_alloc&) {
     trouble = "not enough memory for the frames: choose a smaller region or close other programs";
   }
+  worker.SetTrouble(trouble);  // known before anybody can see that the stream has ended
   worker.mailbox.Notify([&] { worker.armed = false; });
   StopStream();
   // A single exposure's frame is handed over when nothing more is to be done, so that the next exposure can
   // follow.
   if (end == StreamEnd::Delivered) worker.mailbox.Publish(worker.setup.OutputBytes(), info);
   if (end == StreamEnd::Stopped) worker.mailbox.Discard();
-  worker.SetTrouble(trouble);
   worker.mailbox.Notify([&] {
     worker.ended = true;
     if (end == StreamEnd::Delivered) {
@@ -101,6 +106,7 @@ CModelCamera::StreamEnd CModelCamera::DeliverFrames(bool* running, bool triggere
   Worker& worker = *worker_;
   const bool snap = snapMode != 0;
   worker.mailbox.Prepare(worker.setup.OutputBytes());
+  autoGateLimit = 0;  // what automatic control has seen is of another capture
   ring->ResumeTake();
   ring->Discard();
   {
@@ -175,7 +181,8 @@ bool CModelCamera::PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info) {
   info.startUnixUs = UnixUs(frame.beginNs) - static_cast<std::int64_t>(header->exposureUs);
   info.uncertaintyUs = ArrivalUncertaintyUs(worker.setup, {model_.lineTimeNs, bandwidthPerc, usb3Host != 0},
                                             frame.endNs - frame.beginNs);
-  if (worker.setup.rawPattern >= 0) {
+  const bool mono = monoBin != 0 && worker.setup.stages.host > 1 && info.region.format != ORQ_IMG_RGB24;
+  if (worker.setup.rawPattern >= 0 && !mono) {
     info.bayerPattern =
         static_cast<int>(FlipBayer(static_cast<BayerPattern>(worker.setup.rawPattern), info.flipHorizontal,
                                    info.flipVertical, info.region.width, info.region.height));
@@ -183,17 +190,66 @@ bool CModelCamera::PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info) {
   info.electronsPerAdu =
       ElectronsPerUnit(model_, worker.setup,
                        static_cast<double>(ElectronsPerAdu(model_.baseElectronsPerAdu, model_.name, info.gain)));
+  ToHostOrder(worker.setup, pImgBuf.get());
+  CorrectFrame();
+
+  const int red = WB_Red;
+  const int blue = WB_Blue;
+  const bool curved = gamma != kNeutralGamma;
+  const bool copyForAuto = AutoCopyDue();
+  const std::span<std::uint8_t> out = worker.mailbox.Work();
   RunFramePath({.setup = worker.setup,
                 .image = pImgBuf.get(),
                 .scratch = pBinBuf.get(),
                 .converter = worker.converter,
-                .whiteBalanceRed = WB_Red,
-                .whiteBalanceBlue = WB_Blue,
+                .whiteBalanceRed = red,
+                .whiteBalanceBlue = blue,
                 .flipHorizontal = info.flipHorizontal,
                 .flipVertical = info.flipVertical,
-                .outputPattern = info.bayerPattern},
-               worker.mailbox.Work());
+                .monoBin = mono,
+                .outputPattern = info.bayerPattern,
+                .gamma16 = curved ? gammaTable16.get() : nullptr,
+                .gamma8 = curved ? gammaTable8.data() : nullptr,
+                .autoFrame = copyForAuto ? autoBuf.get() : nullptr,
+                .autoFrameMutex = &autoBufMutex,
+                .autoAfterBin = fpgaBin != 0},
+               out);
+  if (copyForAuto) OpenAutoGate(info, red, blue);
+  if (worker.timeMark && info.region.format != ORQ_IMG_RAW16) {
+    const bool colour = info.region.format == ORQ_IMG_RGB24;
+    AddTimeMark(out.data(), info.region.width, colour ? IMAGE_THREE_BYTES : IMAGE_ONE_BYTE);
+  }
   return true;
+}
+
+// A dark is made of whole 8-bit frames of the sensor, and of nothing else.
+void CModelCamera::CorrectFrame() {
+  const FrameSetup& setup = worker_->setup;
+  const bool whole = setup.stages.hardware == 1 && setup.stages.host == 1 && setup.region.width == iMaxWidth &&
+                     setup.region.height == iMaxHeight && !setup.wide;
+  if (bGettingDark != 0 && whole) DoGetDark();
+  SubtractDark();
+  HandleHotPixels();
+}
+
+// A frame that answers a change of settings is awaited and copied at once.
+bool CModelCamera::AutoCopyDue() {
+  if (!autoThr.IsActive()) return false;
+  const auto now = Clock::now();
+  if (autoGateLimit != 0 && now - worker_->autoCopiedAt < kAutoCopyInterval) return false;
+  worker_->autoCopiedAt = now;
+  return true;
+}
+
+// Whoever changes a setting closes the gate under the same lock.
+void CModelCamera::OpenAutoGate(const FrameInfo& info, int wbRed, int wbBlue) {
+  const std::lock_guard lock(worker_->registers);
+  const bool current = info.exposureUs == exposureUs && info.gain == gain && wbRed == WB_Red && wbBlue == WB_Blue;
+  if (current) autoGateLimit = kAutoGateOpen;
+}
+
+void CModelCamera::SetTimeMark(bool on) {
+  worker_->timeMark = on;
 }
 
 // The worker of a single exposure ends right after it has handed over the frame. A start while it still does would

@@ -40,8 +40,8 @@ float CModelCamera::GetSensorTempInside() {
 
 int CModelCamera::GetRollingInterval(int& interval) {
   if (!model_.gps) return 0;
-  const std::uint64_t lineNs =
-      std::uint64_t{LineTimeNs()} * 100 / static_cast<std::uint64_t>(bandwidthPerc.Load());
+  const auto percent = static_cast<std::uint64_t>(std::max(bandwidthPerc.Load(), 1));  // a settings file may say 0
+  const std::uint64_t lineNs = std::uint64_t{LineTimeNs()} * 100 / percent;
   interval = static_cast<int>((lineNs + 50) / 100);
   return 1;
 }

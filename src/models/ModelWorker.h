@@ -31,6 +31,9 @@ struct CModelCamera::Worker {
   mutable std::mutex troubleMutex;
   std::string trouble;
 
+  std::atomic<bool> timeMark{false};
+  std::chrono::steady_clock::time_point autoCopiedAt{};  ///< last copy for automatic control; worker-only
+
   /// Demosaics delivered frames. Apart from the camera's `algorithm`, which knows the pattern of the raw frame:
   /// flips change the pattern of what is delivered.
   CAlgorithm converter;

@@ -40,19 +40,12 @@ class HiddenFile {
     return errno;
   }
 
-  int Write(std::span<const std::uint8_t> bytes) const {
-    while (!bytes.empty()) {
-      const ssize_t count = write(fd_, bytes.data(), std::min(bytes.size(), kChunkBytes));
-      if (count < 0 && errno == EINTR) continue;
-      if (count < 0) return errno;
-      bytes = bytes.subspan(static_cast<std::size_t>(count));
-    }
-    return 0;
-  }
+  int Write(std::span<const std::uint8_t> bytes) const { return WriteAll(fd_, bytes); }
 
   int Finish(Durability durability) {
-    // File systems without sync answer EINVAL; they keep nothing back either.
-    if (durability == Durability::Synced && fsync(fd_) != 0 && errno != EINVAL) return errno;
+    if (durability == Durability::Synced) {
+      if (const int error = SyncFile(fd_); error != 0) return error;
+    }
     const int fd = fd_;
     fd_ = -1;
     return close(fd) == 0 ? 0 : errno;
@@ -78,13 +71,6 @@ class HiddenFile {
   int fd_ = -1;
 };
 
-void SyncDirectory(const std::string& directory) {
-  const int fd = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (fd < 0) return;
-  fsync(fd);
-  close(fd);
-}
-
 }  // namespace
 
 int PutFile(const std::string& path, std::span<const std::uint8_t> bytes, Existing existing,
@@ -96,6 +82,28 @@ int PutFile(const std::string& path, std::span<const std::uint8_t> bytes, Existi
   if (error == 0) error = file.Publish(existing);
   if (error == 0 && durability == Durability::Synced) SyncDirectory(DirectoryOf(path));
   return error;
+}
+
+int WriteAll(int fd, std::span<const std::uint8_t> bytes) {
+  while (!bytes.empty()) {
+    const ssize_t count = write(fd, bytes.data(), std::min(bytes.size(), kChunkBytes));
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return errno;
+    bytes = bytes.subspan(static_cast<std::size_t>(count));
+  }
+  return 0;
+}
+
+int SyncFile(int fd) {
+  // File systems without sync answer EINVAL; they keep nothing back either.
+  return fsync(fd) == 0 || errno == EINVAL ? 0 : errno;
+}
+
+void SyncDirectory(const std::string& directory) {
+  const int fd = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (fd < 0) return;
+  fsync(fd);
+  close(fd);
 }
 
 std::string DirectoryOf(const std::string& path) {

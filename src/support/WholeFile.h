@@ -17,6 +17,13 @@ enum class Durability { Synced, Cached };
 int PutFile(const std::string& path, std::span<const std::uint8_t> bytes, Existing existing,
             Durability durability);
 
+// What it is made of, for files with other rules. 0 or an errno.
+int WriteAll(int fd, std::span<const std::uint8_t> bytes);
+/// Waits until the file is on the disk.
+int SyncFile(int fd);
+/// The same for the names in a directory; one that cannot be synced is nobody's failure.
+void SyncDirectory(const std::string& directory);
+
 /// The directory that `path` names a file in.
 std::string DirectoryOf(const std::string& path);
 

@@ -9,12 +9,12 @@ constexpr double kLongestSeconds = 1e12;  ///< keeps the arithmetic finite at th
 
 }  // namespace
 
-double DeviceClock::Seconds() const {
+double DeviceClock::At(std::chrono::steady_clock::time_point moment) const {
   const double advanced = advanced_.load();
   if (rate_ <= 0) {
     return advanced;
   }
-  const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - start_;
+  const std::chrono::duration<double> passed = moment - start_;
   return std::min(passed.count() * rate_, kLongestSeconds) + advanced;
 }
 

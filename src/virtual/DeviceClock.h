@@ -13,7 +13,9 @@ class DeviceClock {
   explicit DeviceClock(double timeScale) : rate_(timeScale > 0 ? 1.0 / timeScale : 0.0) {}
 
   /// Seconds since the clock was made; never falls.
-  double Seconds() const;
+  double Seconds() const { return At(std::chrono::steady_clock::now()); }
+  /// What the clock shows, or will show, at this moment if nothing is advanced from now on.
+  double At(std::chrono::steady_clock::time_point moment) const;
   /// Lets this many seconds pass at once; nothing for a number that is not above 0.
   void Advance(double seconds);
 

@@ -27,8 +27,10 @@ struct DeviceData {
   /// 0xBF know camera modes 1 to 3, from 0xC0 on all of them.
   std::uint8_t fpgaType = 1;
   ThermometerKind thermometer = ThermometerKind::Tmp100;
-  std::uint32_t ticksPerMs = 1000;  ///< rate of the exposure counter
-  int gpsVersion = -1;              ///< of the GPS records; -1: no GPS
+  std::uint32_t ticksPerMs = 1000;      ///< rate of the exposure counter
+  int gpsVersion = -1;                  ///< of the GPS records; -1: no GPS
+  std::uint32_t gpsTicksPerSecond = 0;  ///< that the FPGA counts between two pulses of the receiver
+  double gpsLeadUs = 0;                 ///< from a line's latch to the start of its exposure
   bool guidePort = false;
   bool adjustable = false;  ///< fan, power LED and USB hub are on the board
   bool cooler = false;      ///< with window heater; without an adjustable fan, its fan follows the drive

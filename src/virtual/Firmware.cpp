@@ -34,6 +34,10 @@ constexpr std::uint8_t kMonoBinOff = 0x80;
 
 std::shared_ptr<Firmware> Firmware::Make(const VirtualOptions& options, std::unique_ptr<FrameSource> source,
                                          std::string& error) {
+  std::optional<GpsUnit> gps;
+  if (!GpsUnit::Make(DeviceOf(options), options, gps, error)) {
+    return nullptr;
+  }
   DeviceMemory memory;
   memory.serial = SerialOf(options);
   if (!options.state.empty()) {
@@ -48,10 +52,11 @@ std::shared_ptr<Firmware> Firmware::Make(const VirtualOptions& options, std::uni
       return nullptr;
     }
   }
-  return std::make_shared<Firmware>(options, std::move(source), std::move(memory));
+  return std::make_shared<Firmware>(options, std::move(source), std::move(memory), std::move(gps));
 }
 
-Firmware::Firmware(const VirtualOptions& options, std::unique_ptr<FrameSource> source, DeviceMemory memory)
+Firmware::Firmware(const VirtualOptions& options, std::unique_ptr<FrameSource> source, DeviceMemory memory,
+                   std::optional<GpsUnit> gps)
     : options_(options),
       memory_(std::move(memory)),
       sensor_(kSensorRegisters),
@@ -59,7 +64,8 @@ Firmware::Firmware(const VirtualOptions& options, std::unique_ptr<FrameSource> s
       flashFaults_(options),
       boardType_(DeviceOf(options).boardType),
       devices_(DeviceOf(options), options, memory_.serial),
-      stream_(std::move(source), options, [this] { return devices_.SensorC(); }) {
+      gps_(std::move(gps)),
+      stream_(std::move(source), options, devices_.Clock(), [this] { return devices_.SensorC(); }) {
   PowerUpRegisters();
   if (options.triggerPeriodUs > 0) {
     triggerPulses_ = std::make_unique<TriggerPulses>(std::chrono::microseconds(options.triggerPeriodUs),
@@ -80,6 +86,7 @@ std::uint16_t Firmware::ProductId() const {
 
 void Firmware::PowerCycle() {
   const std::lock_guard lock(mutex_);
+  powerLost_ = false;
   PowerUpRegisters();
   if (memory_.registers) {
     // The program before this one has left the camera powered; from here on the live registers count.
@@ -105,16 +112,17 @@ void Firmware::Disconnect() {
 void Firmware::LosePower() {
   PowerUpRegisters();
   devices_.PowerOff();
+  powerLost_ = true;
   stream_.Disconnect();
 }
 
 void Firmware::PowerUpRegisters() {
   const FrameSource& source = stream_.Source();
   fpga_.Clear();
-  fpga_.Set(wire::kFpgaType, DeviceOf(options_).fpgaType);
+  fpga_.Set(wire::kFpgaType, options_.fpgaType.value_or(DeviceOf(options_).fpgaType));
   devices_.PowerUp(fpga_);
-  if (options_.fpgaType) {
-    fpga_.Set(wire::kFpgaType, *options_.fpgaType);
+  if (gps_) {
+    fpga_.Set(wire::kFpgaGpsStatus, gps_->Status());
   }
   fpga_.Set(wire::kFpgaSyncControl, wire::kSyncAHigh | wire::kSyncBHigh);
   fpga_.Set(wire::kFpgaMonoBin, kMonoBinOff);
@@ -163,6 +171,9 @@ StreamSettings Firmware::CurrentSettings() const {
   settings.blackLevel = SensorValue(wire::kSensorBlackLevel);
   settings.bandwidthPercent = std::clamp(number(wire::kFpgaBandwidth, 1), 1, 100);
   settings.transferBlocks = transferBlocks_;
+  if (gps_) {
+    settings.gpsLines = {number(wire::kFpgaGpsStartLine, 2), number(wire::kFpgaGpsEndLine, 2)};
+  }
   return settings;
 }
 
@@ -173,6 +184,9 @@ int Firmware::SensorValue(std::uint16_t reg) const {
 std::uint8_t Firmware::FpgaValue(std::uint16_t reg) const {
   const auto at = static_cast<std::uint8_t>(reg);
   devices_.BeforeRead(at, fpga_, stream_.LastExposureUs());
+  if (gps_) {
+    gps_->BeforeRead(at, fpga_, stream_.LastLatch());
+  }
   return fpga_.Read(at);
 }
 

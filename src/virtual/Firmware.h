@@ -6,6 +6,7 @@
 #include <deque>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,6 +14,7 @@
 #include "virtual/FlashFaults.h"
 #include "virtual/FpgaRegisters.h"
 #include "virtual/FrameStream.h"
+#include "virtual/GpsUnit.h"
 #include "virtual/Peripherals.h"
 #include "virtual/StateFile.h"
 #include "virtual/TriggerPulses.h"
@@ -25,10 +27,11 @@ class Firmware : public VirtualCamera {
  public:
   static constexpr std::size_t kLoggedRequests = 4096;  ///< older ones are forgotten
 
-  /// Null with a reason in `error` when the state file cannot be used.
+  /// Null with a reason in `error` when the state file or the GPS log cannot be used.
   static std::shared_ptr<Firmware> Make(const VirtualOptions& options, std::unique_ptr<FrameSource> source,
                                         std::string& error);
-  Firmware(const VirtualOptions& options, std::unique_ptr<FrameSource> source, DeviceMemory memory);
+  Firmware(const VirtualOptions& options, std::unique_ptr<FrameSource> source, DeviceMemory memory,
+           std::optional<GpsUnit> gps);
   ~Firmware() override;
 
   const VirtualOptions& Options() const override { return options_; }
@@ -76,7 +79,7 @@ class Firmware : public VirtualCamera {
     std::uint16_t maxLength;
     Handler handler;
   };
-  static const std::array<RequestEntry, 22> kRequests;
+  static const std::array<RequestEntry, 23> kRequests;
 
   int Execute(const SetupPacket& setup, Data data);
 
@@ -101,6 +104,7 @@ class Firmware : public VirtualCamera {
   bool MainBoardType(const SetupPacket& setup, Data data);
   bool GpifBusWidth(const SetupPacket& setup, Data data);
   bool SoftTrigger(const SetupPacket& setup, Data data);
+  bool GpsBlock(const SetupPacket& setup, Data data);
   bool AdcChannel(const SetupPacket& setup, Data data);
 
   void PowerUpRegisters();
@@ -125,8 +129,10 @@ class Firmware : public VirtualCamera {
   bool clockOn_ = true;
   bool busOn_ = true;
   bool configured_ = false;
+  bool powerLost_ = false;
   std::uint32_t transferBlocks_ = 0;
   Peripherals devices_;
+  const std::optional<GpsUnit> gps_;
   FrameStream stream_;
   std::unique_ptr<TriggerPulses> triggerPulses_;  ///< ends before the stream
 };

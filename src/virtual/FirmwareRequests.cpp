@@ -1,5 +1,7 @@
 // The vendor requests of the firmware.
 #include <algorithm>
+#include <chrono>
+#include <thread>
 
 #include "virtual/Firmware.h"
 
@@ -25,7 +27,7 @@ bool Answer(std::span<std::uint8_t> data, std::optional<std::uint16_t> word) {
 
 }  // namespace
 
-const std::array<Firmware::RequestEntry, 22> Firmware::kRequests{{
+const std::array<Firmware::RequestEntry, 23> Firmware::kRequests{{
     {wire::kReqStopSensorClock, false, 0, 0, &Firmware::StopClock},
     {wire::kReqStartSensorClock, false, 0, 0, &Firmware::StartClock},
     {wire::kReqGuideOn, false, 0, 0, &Firmware::SwitchGuideLine},
@@ -48,6 +50,8 @@ const std::array<Firmware::RequestEntry, 22> Firmware::kRequests{{
     {wire::kReqMainBoardType, true, 1, 1, &Firmware::MainBoardType},
     {wire::kReqGpifBusWidth, false, 0, 0, &Firmware::GpifBusWidth},
     {wire::kReqSoftTrigger, false, 0, 0, &Firmware::SoftTrigger},
+    {wire::kReqGpsBlock, true, wire::kGpsLatchCountBytes + wire::kGpsBlockV0Bytes,
+     wire::kGpsLatchCountBytes + wire::kGpsBlockV0Bytes, &Firmware::GpsBlock},
     {wire::kReqAdcChannel, true, 2, 2, &Firmware::AdcChannel},
 }};
 
@@ -78,7 +82,7 @@ int Firmware::Execute(const SetupPacket& setup, Data data) {
     return kUsbPipe;
   }
   const bool done = (this->*entry->handler)(setup, data);
-  if (!stream_.Connected()) {  // the request made it lose power
+  if (powerLost_) {  // by this request; one that the stream ends after it has still been done
     return kUsbNoDevice;
   }
   return done ? int{setup.length} : int{kUsbPipe};
@@ -116,6 +120,10 @@ bool Firmware::GpifBusWidth(const SetupPacket& setup, Data) {
 bool Firmware::SoftTrigger(const SetupPacket&, Data) {
   stream_.SoftTrigger();
   return true;
+}
+
+bool Firmware::GpsBlock(const SetupPacket& setup, Data data) {
+  return gps_ && gps_->ReadBlock(setup.value, stream_.LastLatch(), data);
 }
 
 // Registers --------------------------------------------------------------------------------------------------
@@ -158,8 +166,10 @@ bool Firmware::WriteSensor(const SetupPacket& setup, Data) {
 
 // Flash ------------------------------------------------------------------------------------------------------
 
-/// The flash shares its pins with the image bus. Counts the operation.
+/// The flash shares its pins with the image bus. Counts the operation and takes its time: the controller does
+/// nothing else meanwhile.
 bool Firmware::FlashReachable() {
+  std::this_thread::sleep_for(std::chrono::duration<double, std::milli>(options_.flashMs * options_.timeScale));
   const bool failing = faults_.FlashOperationFails();
   return !busOn_ && !failing;
 }

@@ -107,7 +107,9 @@ FrameStream::Exposure FrameStream::Begin() {
                      .temperatureC = sensorC_(),
                      .frameNumber = framesExposed_};
   exposure.triggered = settings_.trigger.listens;
-  exposure.readout = ReadoutTime(geometry);
+  exposure.readoutUs = ReadoutUs(geometry);
+  exposure.readout = Scaled(exposure.readoutUs);
+  exposure.gpsLines = settings_.gpsLines;
   exposure.limit = std::uint64_t{settings_.transferBlocks} * wire::kBlockBytes;
   const Clock::time_point free = overlapping_ ? lastReadoutAt_ : Clock::now();
   const Clock::time_point start = exposure.triggered ? trigger_.Serve(SensorFreeAt()) : free;
@@ -194,6 +196,7 @@ void FrameStream::ReadOut(const Exposure& exposure, std::shared_ptr<const Payloa
   const std::uint32_t sequence = sequence_++;
   ++exposedSinceRun_;
   lastExposureUs_ = exposure.sensor.exposureUs;
+  const std::uint32_t latch = Latch(exposure, ReadoutSeconds(exposure));
   lastReadoutAt_ = exposure.readoutAt;
   lastReadoutEnd_ = exposure.readoutAt + exposure.readout;
   overlapping_ = true;
@@ -210,7 +213,7 @@ void FrameStream::ReadOut(const Exposure& exposure, std::shared_ptr<const Payloa
                                  .format = exposure.geometry.format,
                                  .adcBits = static_cast<std::uint8_t>(AdcBits(exposure.geometry)),
                                  .flags = static_cast<std::uint8_t>(exposure.triggered ? 1 : 0),
-                                 .gpsLatch = 0,
+                                 .gpsLatch = latch,
                                  .exposureUs = exposure.sensor.exposureUs,
                                  .gain = static_cast<std::uint16_t>(exposure.sensor.gain),
                                  .blackLevel = static_cast<std::uint16_t>(exposure.sensor.blackLevel)};
@@ -220,6 +223,54 @@ void FrameStream::ReadOut(const Exposure& exposure, std::shared_ptr<const Payloa
   waiting.readoutAt = exposure.readoutAt;
   waiting.readout = exposure.readout;
   ++frameCount_;
+}
+
+/// Device time at which the readout begins. Without time the clock stands, but frames follow one another as if it
+/// ran.
+double FrameStream::ReadoutSeconds(const Exposure& exposure) const {
+  if (options_.timeScale > 0) {
+    return clock_.At(exposure.readoutAt);
+  }
+  const bool follows = overlapping_ && !exposure.triggered;
+  const double start = std::max(clock_.Seconds(), follows ? lastReadoutSeconds_ : lastReadoutEndSeconds_);
+  return std::max(start + static_cast<double>(exposure.sensor.exposureUs) * 1e-6, lastReadoutEndSeconds_);
+}
+
+/// Takes the times of the frame's two GPS lines and numbers them; 0 when the region does not hold both.
+std::uint32_t FrameStream::Latch(const Exposure& exposure, double readoutSeconds) {
+  SettleLatch();
+  latching_.reset();
+  lastReadoutSeconds_ = readoutSeconds;
+  lastReadoutEndSeconds_ = readoutSeconds + exposure.readoutUs * 1e-6;
+  const FrameGeometry& geometry = exposure.geometry;
+  const auto inRegion = [&](int line) {
+    return line >= geometry.startY && line < geometry.startY + geometry.height * geometry.bin;
+  };
+  if (!exposure.gpsLines || !inRegion(exposure.gpsLines->start) || !inRegion(exposure.gpsLines->end)) {
+    return 0;
+  }
+  const std::uint32_t next = latches_ == 0 ? kFirstLatch : latches_ + 1;
+  latches_ = std::max(next, 1U);
+  const double firstRowSeconds = readoutSeconds - static_cast<double>(exposure.sensor.exposureUs) * 1e-6;
+  const double rowSeconds = exposure.readoutUs * 1e-6 / geometry.height;
+  const auto exposedAt = [&](int line) {  // sensor lines that are binned together begin together
+    return firstRowSeconds + (line - geometry.startY) / geometry.bin * rowSeconds;
+  };
+  latching_ = {latches_, exposedAt(exposure.gpsLines->start), exposedAt(exposure.gpsLines->end)};
+  return latches_;
+}
+
+/// A latch is the host's to read once the readout has ended.
+void FrameStream::SettleLatch() {
+  if (latching_ && Clock::now() >= lastReadoutEnd_) {
+    latched_ = *latching_;
+    latching_.reset();
+  }
+}
+
+GpsLatch FrameStream::LastLatch() const {
+  const std::lock_guard lock(mutex_);
+  return latching_ && Clock::now() >= lastReadoutEnd_ ? *latching_ : latched_;
 }
 
 void FrameStream::Remember(std::uint32_t sequence, std::shared_ptr<const Payload> payload) {

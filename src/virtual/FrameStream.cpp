@@ -20,9 +20,10 @@ std::size_t FrameBytes(const FrameGeometry& geometry) {
 }  // namespace
 
 FrameStream::FrameStream(std::unique_ptr<FrameSource> source, const VirtualOptions& options,
-                         std::function<double()> sensorC)
+                         const DeviceClock& clock, std::function<double()> sensorC)
     : source_(std::move(source)),
       options_(options),
+      clock_(clock),
       sensorC_(std::move(sensorC)),
       packet_(PacketBytes(options)),
       faults_(options) {
@@ -49,6 +50,8 @@ void FrameStream::PowerUp(const StreamSettings& settings) {
   connected_ = true;
   sequence_ = kFirstSequence;
   lastExposureUs_ = 0;
+  latches_ = 0;
+  latched_ = {};
   poweredAt_ = Clock::now();
   settings_ = settings;
   trigger_.Set(settings.trigger);
@@ -157,6 +160,8 @@ Payload FrameStream::SentPayload(std::uint32_t sequence) const {
 void FrameStream::Abort() {
   ++epoch_;
   overlapping_ = false;
+  SettleLatch();
+  latching_.reset();
   lastReadoutEnd_ = {};
   trigger_.Forget();
   for (SyncOutput& output : sync_) {
@@ -301,7 +306,7 @@ std::uint64_t FrameStream::DeviceUs(Clock::time_point time) const {
   return static_cast<std::uint64_t>(passed.count() / (options_.timeScale > 0 ? options_.timeScale : 1.0));
 }
 
-FrameStream::Clock::duration FrameStream::ReadoutTime(const FrameGeometry& geometry) const {
+double FrameStream::ReadoutUs(const FrameGeometry& geometry) const {
   const double lineUs = static_cast<double>(source_->LineTimeNs()) / 1000.0;
   double microseconds = geometry.height * lineUs * 100.0 / settings_.bandwidthPercent;
   if (geometry.fast) {
@@ -310,7 +315,7 @@ FrameStream::Clock::duration FrameStream::ReadoutTime(const FrameGeometry& geome
   if (!options_.usb3) {
     microseconds = std::max(microseconds, static_cast<double>(FrameBytes(geometry)) / kUsb2BytesPerMicrosecond);
   }
-  return Scaled(microseconds);
+  return microseconds;
 }
 
 }  // namespace orq

@@ -12,8 +12,10 @@
 #include <thread>
 #include <vector>
 
+#include "virtual/DeviceClock.h"
 #include "virtual/FaultScript.h"
 #include "virtual/FrameSource.h"
+#include "virtual/GpsLatch.h"
 #include "virtual/SyncOutputs.h"
 #include "virtual/TriggerUnit.h"
 #include "virtual/VirtualCamera.h"
@@ -47,6 +49,7 @@ struct StreamSettings {
   int blackLevel = 0;
   int bandwidthPercent = 100;
   std::uint32_t transferBlocks = 0;  ///< longest frame in transfer blocks; 0: no limit
+  std::optional<GpsLines> gpsLines;  ///< on a camera with GPS
 };
 
 /// Frames are exposed on a thread of its own, ahead of their readout; at most `kDeviceFrames` finished ones wait
@@ -55,9 +58,11 @@ class FrameStream {
  public:
   static constexpr std::size_t kDeviceFrames = 2;
   static constexpr std::uint32_t kFirstSequence = 0xFFFFFFF0U;  ///< after power-up: the wrap comes soon
+  static constexpr std::uint32_t kFirstLatch = 0xFFFFFFF0U;     ///< likewise; 0 is left out
 
   /// `sensorC` tells the sensor's temperature when an exposure begins; called with the stream's lock held.
-  FrameStream(std::unique_ptr<FrameSource> source, const VirtualOptions& options, std::function<double()> sensorC);
+  FrameStream(std::unique_ptr<FrameSource> source, const VirtualOptions& options, const DeviceClock& clock,
+              std::function<double()> sensorC);
   ~FrameStream();
   FrameStream(const FrameStream&) = delete;
   FrameStream& operator=(const FrameStream&) = delete;
@@ -85,6 +90,8 @@ class FrameStream {
   /// Exposure of the frame that was read out last, µs.
   std::uint64_t LastExposureUs() const;
   Payload SentPayload(std::uint32_t sequence) const;
+  /// The GPS latch of the frame that was read out last. A frame's latch appears when its readout ends.
+  GpsLatch LastLatch() const;
 
  private:
   using Clock = std::chrono::steady_clock;
@@ -98,7 +105,9 @@ class FrameStream {
     bool triggered = false;
     Clock::time_point readoutAt{};
     Clock::duration readout{};
+    double readoutUs = 0;  ///< device time
     std::uint64_t limit = 0;
+    std::optional<GpsLines> gpsLines;
   };
   struct Waiting {  ///< a frame in the device
     WireFrame frame;
@@ -126,6 +135,9 @@ class FrameStream {
   void Fill(const ExposureSettings& settings, const FrameGeometry& geometry, Payload& payload);
   void ReadOut(const Exposure& exposure, std::shared_ptr<const Payload> payload);
   void Remember(std::uint32_t sequence, std::shared_ptr<const Payload> payload);
+  double ReadoutSeconds(const Exposure& exposure) const;
+  std::uint32_t Latch(const Exposure& exposure, double readoutSeconds);
+  void SettleLatch();
 
   void Abort();
   void DropFrames();
@@ -133,12 +145,13 @@ class FrameStream {
   BulkStep Strike(FramePlan::Event event);
   BulkStep SendFrom(Waiting& waiting, std::span<std::uint8_t> out);
   Clock::duration Scaled(double microseconds) const;
-  Clock::duration ReadoutTime(const FrameGeometry& geometry) const;
+  double ReadoutUs(const FrameGeometry& geometry) const;
   std::uint64_t DeviceUs(Clock::time_point time) const;
   void Wake();
 
   const std::unique_ptr<FrameSource> source_;
   const VirtualOptions options_;
+  const DeviceClock& clock_;
   const std::function<double()> sensorC_;
   const int packet_;
 
@@ -163,6 +176,11 @@ class FrameStream {
   bool overlapping_ = false;  ///< the next exposure follows on the last one's readout
   Clock::time_point lastReadoutAt_{};
   Clock::time_point lastReadoutEnd_{};
+  double lastReadoutSeconds_ = 0;     ///< device time, as the latches count it
+  double lastReadoutEndSeconds_ = 0;  ///< likewise
+  std::uint32_t latches_ = 0;         ///< counter of the last one
+  GpsLatch latched_;                  ///< of the last frame whose readout has ended
+  std::optional<GpsLatch> latching_;  ///< of the frame that is read out until `lastReadoutEnd_`
   std::array<Waiting, kDeviceFrames> frames_;
   std::size_t firstFrame_ = 0;
   std::size_t frameCount_ = 0;

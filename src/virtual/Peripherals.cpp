@@ -41,9 +41,6 @@ void Peripherals::PowerUp(FpgaRegisters& fpga) {
     fpga.Set(wire::kFpgaFanSpeed, kFull);
     fpga.Set(wire::kFpgaHubState, UsbHub::kPowerBit);
   }
-  if (device_.gpsVersion >= 0) {
-    fpga.Set(wire::kFpgaGpsStatus, static_cast<std::uint8_t>(device_.gpsVersion << 1 | 1));
-  }
   thermal_.Reset();
   guide_.PowerOff(GuidePort::Time::clock::now());
   hub_.PowerUp();

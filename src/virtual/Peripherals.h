@@ -18,7 +18,8 @@
 namespace orq {
 
 /// The devices of one board. Registers stand in the firmware's register files; the firmware calls here after a
-/// write and before a read. Caller-serialised but for `SensorC` and `SetAmbient`, `AdvanceTime` (any-thread).
+/// write and before a read. Caller-serialised but for `SensorC`, `SetAmbient`, `AdvanceTime` and what `Clock`
+/// gives (any-thread).
 class Peripherals {
  public:
   using Serial = std::array<std::uint8_t, 8>;
@@ -54,6 +55,7 @@ class Peripherals {
   std::optional<std::uint8_t> ReadFocusMotor(std::uint16_t reg) const;
   bool WriteFocusMotor(std::uint16_t reg, std::uint8_t value);
 
+  const DeviceClock& Clock() const { return clock_; }
   double SensorC() const { return thermal_.SensorC(); }
   void SetAmbient(double celsius) { thermal_.SetAmbient(celsius); }
   void AdvanceTime(double seconds) { clock_.Advance(seconds); }

@@ -36,7 +36,7 @@ struct BulkStep {
 /// operation is any-thread; nothing throws after construction. It knows the wire form and nothing of the host.
 class VirtualCamera {
  public:
-  /// Null with a reason in `error` when a replay or state file cannot be used.
+  /// Null with a reason in `error` when a replay, state or GPS file cannot be used.
   static std::shared_ptr<VirtualCamera> Make(const VirtualOptions& options, std::string& error);
   virtual ~VirtualCamera() = default;
 

@@ -119,7 +119,43 @@ bool SetTriggerPeriod(VirtualOptions& options, std::string_view value) {
   return true;
 }
 
+VirtualGps& Gps(VirtualOptions& options) {
+  return options.gps ? *options.gps : options.gps.emplace();
+}
+
+/// The word before the next slash, which is taken off `text` with the slash.
+std::string_view NextPart(std::string_view& text) {
+  const std::size_t slash = std::min(text.find('/'), text.size());
+  const std::string_view part = text.substr(0, slash);
+  text.remove_prefix(std::min(slash + 1, text.size()));
+  return part;
+}
+
+bool SetGpsPosition(VirtualOptions& options, std::string_view value) {
+  constexpr double kLowestMetres = -500;
+  constexpr double kHighestMetres = 9999.9;
+  VirtualGps& gps = Gps(options);
+  return std::ranges::count(value, '/') == 2 && Real(NextPart(value), -90, 90, gps.latitude) &&
+         Real(NextPart(value), -180, 180, gps.longitude) &&
+         Real(value, kLowestMetres, kHighestMetres, gps.altitudeMetres);
+}
+
+bool SetGpsRoute(VirtualOptions& options, std::string_view value) {
+  VirtualGps& gps = Gps(options);
+  return std::ranges::count(value, '/') == 1 && Real(NextPart(value), 0, 10'000, gps.metresPerSecond) &&
+         Real(value, 0, 360, gps.courseDegrees);
+}
+
+bool SetGpsTime(VirtualOptions& options, std::string_view value) {
+  const std::optional<UtcTime> time = value == "now" ? std::chrono::system_clock::now() : ParseUtc(value);
+  if (time) {
+    Gps(options).start = *time;
+  }
+  return time.has_value();
+}
+
 constexpr int kMostPreRendered = 64;
+constexpr int kLongestFlashMs = 10000;
 
 constexpr OptionEntry kOptions[] = {
     {"seed", "a whole number from 0",
@@ -142,12 +178,21 @@ constexpr OptionEntry kOptions[] = {
     {"scene", "stars, flat or dark", SetScene},
     {"flux", "electrons per pixel and second from 0 to 1e12",
      [](VirtualOptions& o, std::string_view v) { return Real(v, 0, 1e12, o.fluxElectronsPerSecond); }},
+    {"gps", "sim, nofix or a file name",
+     [](VirtualOptions& o, std::string_view v) { return Text(v, Gps(o).source); }},
+    {"gpsver", "0 or 1",
+     [](VirtualOptions& o, std::string_view v) { return Number(v, 0, 1, Gps(o).version.emplace()); }},
+    {"gpspos", "LATITUDE/LONGITUDE/ALTITUDE (degrees, degrees, metres; 47.26/11.38/574.3, say)", SetGpsPosition},
+    {"gpsroute", "SPEED/COURSE (metres per second, degrees; 30/90, say)", SetGpsRoute},
+    {"gpstime", "now or UTC as 2030-01-01T00:00:00, from 2023 to 2254", SetGpsTime},
     {"drop", "a fraction from 0 to 1",
      [](VirtualOptions& o, std::string_view v) { return Real(v, 0, 1, o.dropRate); }},
     {"flashfail", "a whole number from 1",
      [](VirtualOptions& o, std::string_view v) {
        return Number(v, 1, std::numeric_limits<int>::max(), o.flashFail);
      }},
+    {"flashms", "milliseconds from 0 to 10000",
+     [](VirtualOptions& o, std::string_view v) { return Number(v, 0, kLongestFlashMs, o.flashMs); }},
     {"refuse", "a request code from 0 to 255 (0xD4, say)", AddRefusal},
     {"fpga", "a type code from 0 to 255 (0xC0, say)", SetFpgaType},
     {"trigger", "a period from 1ms to 3600s with its unit", SetTriggerPeriod},
@@ -259,6 +304,10 @@ bool Consistent(const VirtualOptions& options, std::string& error) {
   }
   if (options.model != "replay" && (!options.file.empty() || options.bayer.has_value())) {
     error = "options file= and bayer= are for virtual:replay only";
+    return false;
+  }
+  if (options.gps && FindDevice(options.model)->gpsVersion < 0) {
+    error = "options gps…= are for virtual models with a GPS";
     return false;
   }
   return true;

@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "virtual/UtcText.h"
+
 namespace orq {
 
 /// A fault at a numbered frame (counted from 1 since the camera was made).
@@ -24,6 +26,23 @@ struct FrameFault {
   };
   Kind kind = Kind::Short;
   std::uint64_t frame = 0;
+};
+
+/// The GPS receiver of a virtual camera.
+struct VirtualGps {
+  static constexpr std::string_view kNoFix = "nofix";
+  static constexpr std::string_view kSimulated = "sim";
+
+  std::string source{kSimulated};  ///< `gps=nofix|sim|FILE`: the file is an NMEA log
+  std::optional<int> version;      ///< `gpsver=0|1` of the records; default: the model's
+  double latitude = 47.26;         ///< `gpspos=LAT/LON/ALT` where a simulated route begins, degrees
+  double longitude = 11.38;        ///< degrees, east positive
+  double altitudeMetres = 574.3;   ///< above mean sea level
+  double metresPerSecond = 0;      ///< `gpsroute=SPEED/COURSE`
+  double courseDegrees = 0;        ///< from north over east
+  UtcTime start = kDefaultStart;   ///< `gpstime=`: simulated UTC when the camera is made
+
+  static constexpr UtcTime kDefaultStart = std::chrono::sys_days(std::chrono::January / 1 / 2030);
 };
 
 /// A fault at a numbered operation of the flash; each kind counts its own operations, from 1.
@@ -51,7 +70,9 @@ struct VirtualOptions {
   double dropRate = 0.0;                ///< `drop=`: fraction of frames that the device loses
   std::vector<FrameFault> frameFaults;  ///< `short@N`, `oversize@N`, `badheader@N`, `badtrailer@N`, `order@N`,
                                         ///< `lose@N`, `stall@N`, `error@N`, `unplug@N`
+  std::optional<VirtualGps> gps;        ///< for models with a GPS; without any `gps…=` word the defaults
   int flashFail = 0;                    ///< `flashfail=N`: the N-th flash operation from now is refused
+  int flashMs = 0;                      ///< `flashms=`: a flash request takes this long, before `timescale`
   std::vector<FlashFault> flashFaults;  ///< `flasherase@N`, `flashread@N`, `flashflip@N`, `flashpower@N`
   std::vector<std::uint8_t> refuse;     ///< `refuse=0xD4`: requests that are always refused
 

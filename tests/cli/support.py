@@ -44,7 +44,8 @@ class CliTest(unittest.TestCase):
         self.addCleanup(shutil.rmtree, self.directory, True)
         self.work = os.path.join(self.directory, "work")
         os.mkdir(self.work)
-        self.environment = dict(os.environ, XDG_STATE_HOME=os.path.join(self.directory, "state"), TERM="xterm")
+        self.environment = dict(os.environ, XDG_STATE_HOME=os.path.join(self.directory, "state"),
+                                XDG_CONFIG_HOME=os.path.join(self.directory, "config"), TERM="xterm")
 
     def run_tool(self, *arguments, **options):
         """Runs to the end; a CompletedProcess with text in stdout and stderr."""

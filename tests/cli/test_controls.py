@@ -32,7 +32,7 @@ class Tests(CliTest):
     def test_an_unknown_control_lists_those_of_the_camera(self):
         message = self.fail_with(2, "-c", K1C, "get", "Gian")
         self.assertIn("'Gian'", message)
-        self.assertIn("Gain, Exposure, WB_R, WB_B, Offset", message)
+        self.assertIn("Gain, Exposure, Gamma, WB_R, WB_B, Offset", message)
 
     def test_a_control_that_only_other_cameras_have_is_a_failure(self):
         self.assertIn("not supported by this camera", self.fail_with(1, "-c", X26M, "get", "WB_R"))

@@ -91,7 +91,8 @@ class Tests(CliTest):
 
     def test_a_file_size_limit_leaves_nothing(self):
         for name in ("x.fits", "x.png", "x.raw"):
-            self.assertIn("File too large", self.fail_with(1, *SMALL, "-o", name, preexec_fn=self.limit(600)))
+            self.assertIn("File too large", self.fail_with(1, *SMALL, "--no-settings", "-o", name,
+                                                            preexec_fn=self.limit(600)))
         self.assertEqual(self.files(), [])
 
     def limit(self, size):
@@ -100,7 +101,7 @@ class Tests(CliTest):
 
     def test_pixels_without_their_description_are_not_left(self):
         # 16 x 8 pixels of 2 bytes fit, their description does not.
-        message = self.fail_with(1, "-c", K1C, "capture", "--region", "0,0,16,8", "-o", "x.raw",
+        message = self.fail_with(1, "-c", K1C, "--no-settings", "capture", "--region", "0,0,16,8", "-o", "x.raw",
                                  preexec_fn=self.limit(300))
         self.assertIn("x.json", message)
         self.assertEqual(self.files(), [])

@@ -2,7 +2,8 @@
 
 from support import CliTest, K1C
 
-COMMANDS = ("list", "info", "controls", "get", "set", "capture", "stream", "reg")
+COMMANDS = ("list", "info", "controls", "get", "set", "capture", "stream", "mode", "trigger", "reg", "id", "serial",
+            "flash", "settings")
 
 
 class Tests(CliTest):

@@ -48,13 +48,15 @@ TEST(Models, ListTheirControlsInOrderOnceTheyAreOpen) {
     ids.insert(ids.end(), more.begin(), more.end());
     return ids;
   };
+  const Ids fan{ORQ_FAN_SPEED_ADJUST, ORQ_POWER_LED_BRIGHT, ORQ_USB_HUB_RESET};
+  const Ids gps{ORQ_GPS_SUPPORT, ORQ_GPS_START_LINE, ORQ_GPS_END_LINE, ORQ_ROLLING_INTERVAL};
   const Ids cooling{ORQ_TEMPERATURE, ORQ_COOL_POWER_PERC, ORQ_TARGET_TEMP, ORQ_COOLER_ON, ORQ_ANTI_DEW_HEATER};
   const std::map<std::string, Ids> expected{
       {"k1c", with(colour, {ORQ_TEMPERATURE})},
       {"k1m", with(mono, {ORQ_TEMPERATURE})},
       {"k2m", with(mono, {ORQ_TEMPERATURE})},
-      {"x26m", with(with(mono, {ORQ_HARDWARE_BIN}), cooling)},
-      {"t46c", with(colour, {ORQ_TEMPERATURE})},
+      {"x26m", with(with(with(mono, {ORQ_HARDWARE_BIN}), cooling), fan)},
+      {"t46c", with(with(with(colour, {ORQ_TEMPERATURE}), gps), fan)},
       {"h53m", with(mono, {ORQ_HIGH_SPEED_MODE, ORQ_TEMPERATURE})},
       {"b29m", with(mono, cooling)},
   };
@@ -199,6 +201,9 @@ TEST(LineTiming, FollowsBandwidth) {
   ORQ_BOOL automatic = 1;
   EXPECT_EQ(rig.camera->GetControlValue(ORQ_ROLLING_INTERVAL, &value, &automatic), CTRL_OK);
   EXPECT_EQ(value, 410);
+  rig.camera->bandwidthPerc = 0;  // as a settings file might say
+  EXPECT_EQ(rig.camera->GetRollingInterval(interval), 1);
+  EXPECT_EQ(interval, 16'400);
   float offset = 0;
   EXPECT_EQ(rig.camera->GetSHR0Time(offset), 1);
   EXPECT_EQ(offset, 131.2F);

@@ -354,7 +354,7 @@ TEST(Trigger, AModeThatTheNextCameraDoesNotOfferIsGivenUp) {
 }
 
 TEST(Trigger, ACameraWithoutTriggerUnitIsNotToldAboutTriggers) {
-  const VirtualRig rig;
+  const VirtualRig rig("k1c", [](VirtualOptions& options) { options.fpgaType = 0x9F; });
   ASSERT_TRUE(rig.Open());
   for (const LoggedRequest& request : rig.device->Requests()) {
     const bool fpga = request.setup.request == 0xD0 || request.setup.request == 0xD1;

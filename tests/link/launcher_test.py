@@ -15,7 +15,9 @@ ORQCAM = os.environ["ORQCAM"]
 PATIENCE = 60  # seconds, for what must come
 
 # Programs that the address sanitizer was built into start with another library before its own.
-ENVIRONMENT = dict(os.environ, ASAN_OPTIONS="verify_asan_link_order=0:detect_leaks=0")
+# Settings of the user who runs the tests are neither used nor changed.
+SETTINGS = tempfile.TemporaryDirectory()
+ENVIRONMENT = dict(os.environ, ASAN_OPTIONS="verify_asan_link_order=0:detect_leaks=0", XDG_CONFIG_HOME=SETTINGS.name)
 
 
 def run(*words, **options):

@@ -33,6 +33,7 @@ struct CaptureOptions {
   bool overwrite = false;
   bool preview = false;
   bool video = false;
+  std::string timeout;  ///< empty: none
   std::vector<std::string> keywords;
   std::string object;
   std::string observer;
@@ -202,9 +203,16 @@ void ReportVideoLosses(const StreamCounters& counters) {
       static_cast<unsigned long long>(counters.lost), static_cast<unsigned long long>(counters.overwritten)));
 }
 
+ExitCode Take(const Context& context, Session& session, Shooter& shooter, bool single,
+              const CaptureOptions& options, const FrameSaver& saver, Tally& tally) {
+  if (!options.timeout.empty()) shooter.SetTriggerPatience(options.settings.triggers.Patience(options.timeout));
+  return TakeAll(context, session, shooter, single, saver, tally);
+}
+
 ExitCode RunCapture(const Context& context, const CaptureOptions& options) {
   const std::uint64_t count = ParseCount(options.count);
   options.settings.Check();
+  if (!options.timeout.empty()) options.settings.triggers.Patience(options.timeout);
   options.cooling.Check();
   FindImageType(options.imageType);
   CheckTextValue(options.object, "--object");
@@ -220,11 +228,11 @@ ExitCode RunCapture(const Context& context, const CaptureOptions& options) {
   ExitCode code = kExitOk;
   if (options.video) {
     VideoShooter shooter(session);
-    code = TakeAll(context, session, shooter, false, saver, tally);
+    code = Take(context, session, shooter, false, options, saver, tally);
     ReportVideoLosses(session.Camera().Counters());
   } else {
     SingleShooter shooter(session);
-    code = TakeAll(context, session, shooter, true, saver, tally);
+    code = Take(context, session, shooter, true, options, saver, tally);
   }
   Report report;
   report.Add("saved", tally.saved);
@@ -250,6 +258,8 @@ CommandRun AddCaptureCommand(CLI::App& app) {
   command->add_flag("--overwrite", options->overwrite, "Replace files that exist");
   command->add_flag("--png", options->preview, "Save a stretched 8-bit PNG beside each file");
   command->add_flag("--video", options->video, "Take the frames from a running video, not by single exposures");
+  command->add_option("--timeout", options->timeout,
+                      "How long to wait for each external trigger: 10s, 500ms (default: for ever)");
   command
       ->add_option("-k,--keyword", options->keywords, "FITS keyword KEY=VALUE or KEY=VALUE/comment (repeatable)")
       ->allow_extra_args(false);

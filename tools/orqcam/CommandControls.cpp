@@ -6,30 +6,15 @@
 #include "Commands.h"
 #include "ControlAccess.h"
 #include "Text.h"
+#include "Units.h"
+#include "settings/StoredSettings.h"
 
 namespace orq::cli {
 
 namespace {
 
-using Table = std::vector<std::vector<std::string>>;
-
 std::string Shown(ORQ_CONTROL_TYPE id, std::int64_t raw) {
   return ScaledValue(id, raw).dump();
-}
-
-void PrintTable(Output& out, const Table& table) {
-  std::vector<std::size_t> widths(table.front().size());
-  for (const auto& row : table) {
-    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], row[i].size());
-  }
-  for (const auto& row : table) {
-    std::string line;
-    for (std::size_t i = 0; i < row.size(); ++i) {
-      line += row[i];
-      if (i + 1 < row.size()) line += std::string(widths[i] - row[i].size() + 2, ' ');
-    }
-    out.Line(line);
-  }
 }
 
 using Reading = std::optional<ControlReading>;
@@ -108,6 +93,12 @@ ExitCode RunGet(const Context& context, const std::vector<std::string>& names) {
   return kExitOk;
 }
 
+void TellOfLongExposure(std::uint64_t exposureUs) {
+  if (exposureUs <= kLongestLoadedExposureUs) return;
+  Complain("later runs start with an exposure of " + ExposureText(kLongestLoadedExposureUs) +
+           "; give capture and stream --exposure " + ExposureText(exposureUs));
+}
+
 ExitCode RunSet(const Context& context, const std::vector<std::string>& words) {
   for (const std::string& word : words) {
     if (word.find('=') == std::string::npos) {
@@ -125,6 +116,11 @@ ExitCode RunSet(const Context& context, const std::vector<std::string>& words) {
   }
   for (std::size_t i = 0; i < controls.size(); ++i) WriteControl(session, controls[i], settings[i]);
   PrintValues(context, session, controls);
+  if (!context.settings) return kExitOk;
+  session.KeepSettings();
+  for (const Control& control : controls) {
+    if (control.id == ORQ_EXPOSURE) TellOfLongExposure(session.Camera().exposureUs);
+  }
   return kExitOk;
 }
 

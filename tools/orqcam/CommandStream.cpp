@@ -195,6 +195,10 @@ ExitCode RunStream(const Context& context, const StreamOptions& options) {
   // Without a limit Ctrl-C is how a stream ends.
   if (run.end == ShotResult::Interrupted && !unlimited) throw CliError(kExitFailed, "interrupted");
   if (run.frames == 0 && run.end == ShotResult::Good) {
+    const int mode = session.Camera().camMode;
+    if (mode != 0 && !IsSoftwareTriggered(mode) && counters.started == 0) {
+      throw CliError(kExitFailed, Format("no trigger came in %g s", Rounded(run.seconds)));
+    }
     const std::uint64_t exposureUs = session.Camera().exposureUs;
     const bool tooShort = run.seconds * 1e6 < static_cast<double>(exposureUs) + kReadoutUs;
     throw CliError(

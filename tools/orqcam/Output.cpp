@@ -112,6 +112,21 @@ void Report::Print(Output& out, bool json) const {
   for (const std::string& line : ToLines()) out.Line(line);
 }
 
+void PrintTable(Output& out, const Table& table) {
+  std::vector<std::size_t> widths(table.front().size());
+  for (const auto& row : table) {
+    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], row[i].size());
+  }
+  for (const auto& row : table) {
+    std::string line;
+    for (std::size_t i = 0; i < row.size(); ++i) {
+      line += row[i];
+      if (i + 1 < row.size()) line += std::string(widths[i] - row[i].size() + 2, ' ');
+    }
+    out.Line(line);
+  }
+}
+
 void Complain(std::string_view message) {
   std::string line = "orqcam: ";
   line += message;

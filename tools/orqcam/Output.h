@@ -53,6 +53,11 @@ class Report {
   std::vector<Entry> entries_;
 };
 
+/// Rows of equally many cells.
+using Table = std::vector<std::vector<std::string>>;
+/// Columns wide enough for their widest cell, two blanks apart.
+void PrintTable(Output& out, const Table& table);
+
 /// One line for people, on standard error.
 void Complain(std::string_view message);
 

@@ -1,4 +1,4 @@
-// A progress bar for long exposures.
+// Progress bars for what takes long.
 #pragma once
 
 #include <chrono>
@@ -24,6 +24,22 @@ class Progress {
   std::uint64_t frame_;
   std::uint64_t frames_;
   Clock::time_point start_ = Clock::now();
+  Clock::time_point drawn_{};
+};
+
+/// The same for work whose size is known; drawn from the first update on.
+class WorkProgress {
+ public:
+  WorkProgress();
+  ~WorkProgress();
+  WorkProgress(const WorkProgress&) = delete;
+  WorkProgress& operator=(const WorkProgress&) = delete;
+
+  void Update(const char* what, std::uint64_t done, std::uint64_t total);
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  bool active_;
   Clock::time_point drawn_{};
 };
 

@@ -5,6 +5,7 @@
 
 #include "Text.h"
 #include "camera/DbgPrint.h"
+#include "support/XmlStore.h"
 
 namespace orq::cli {
 
@@ -33,6 +34,13 @@ std::string OpenTrouble(CModelCamera& camera) {
   return link.empty() ? "the camera does not answer; unplug it and plug it in again" : link;
 }
 
+constexpr const char* kWhileKeeping = "while keeping the settings";
+
+void TellSettingsTrouble(const char* when) {
+  const std::string trouble = TakeXmlTrouble();
+  if (!trouble.empty()) Complain(std::string(when) + ": " + trouble);
+}
+
 ExitCode OpenCode(CModelCamera& camera) {
   if (camera.DeviceLost()) return kExitCameraLost;
   const UsbError error = camera.Port().LastErrorCode();
@@ -41,13 +49,19 @@ ExitCode OpenCode(CModelCamera& camera) {
 
 }  // namespace
 
+NamedCamera FindCamera(const Context& context) {
+  NamedCamera named = context.camera ? MakeCamera(*context.camera) : MakeOnlyCamera();
+  if (!named.camera) {
+    throw CliError(named.trouble == NameTrouble::BadName ? kExitUsage : kExitNoCamera, named.error);
+  }
+  TellSettingsTrouble("going on without kept settings");
+  return named;
+}
+
+// The log is switched on for this run only: the camera's own switch would be kept with its settings.
 Session::Session(const Context& context) {
   if (context.debug) g_bDebugPrint = true;
-  named_ = context.camera ? MakeCamera(*context.camera) : MakeOnlyCamera();
-  if (!named_.camera) {
-    throw CliError(named_.trouble == NameTrouble::BadName ? kExitUsage : kExitNoCamera, named_.error);
-  }
-  if (context.debug) named_.camera->EnableDebugLog(1);
+  named_ = FindCamera(context);
   if (named_.camera->OpenCamera(named_.openIndex) == 0) {
     throw CliError(OpenCode(*named_.camera),
                    "cannot open camera '" + context.camera.value_or("0") + "': " + OpenTrouble(*named_.camera));
@@ -57,7 +71,28 @@ Session::Session(const Context& context) {
 Session::~Session() {
   if (!named_.camera) return;
   named_.camera->StopCapture();
+  RunFreely();
   named_.camera->CloseCamera();
+  TellSettingsTrouble(kWhileKeeping);
+}
+
+void Session::KeepSettings() {
+  Camera().SaveSetting();
+  TellSettingsTrouble(kWhileKeeping);
+}
+
+// What is wired to the camera is not to be driven, and the next program not to be kept waiting, when nobody is
+// there any more.
+void Session::RunFreely() {
+  Camera().SetCameraMode(0);
+  const auto switchOff = [this](Trig_Output_Pin pin) {
+    ORQ_BOOL high = 1;
+    long duration = 0;
+    Camera().GetTrigOutPinConf(pin, &high, nullptr, &duration);
+    if (duration > 0) Camera().SetTrigOutPinConf(pin, high != 0, 0, 0);
+  };
+  switchOff(TRIG_OUTPUT_PINA);
+  switchOff(TRIG_OUTPUT_PINB);
 }
 
 std::string Session::Serial() {

@@ -17,9 +17,15 @@ struct Context {
   std::optional<std::string> camera = std::nullopt;  ///< name as the user wrote it; none: the only one connected
   bool json = false;
   bool debug = false;
+  bool settings = true;  ///< load and keep settings
 };
 
-/// An open camera; stopped and closed at the end of its life.
+/// Makes the camera that the context names; not yet open. Says on standard error when its settings could not be
+/// loaded. Throws CliError: wrong name (usage), no such camera.
+NamedCamera FindCamera(const Context& context);
+
+/// An open camera; stopped, set to run freely with its trigger outputs off, and closed at the end of its life, which
+/// keeps its settings after a capture.
 class Session {
  public:
   /// Throws CliError: wrong name (usage), no such camera, cannot be opened.
@@ -37,10 +43,15 @@ class Session {
   std::string Firmware() const;
   std::string Speed() const;
 
+  /// Keeps the settings for later runs; says on standard error when they cannot be.
+  void KeepSettings();
+
   /// Throws what fits a failure of the link: camera lost when it is gone, else failed with `what` and the reason.
   [[noreturn]] void Fail(const std::string& what);
 
  private:
+  void RunFreely();
+
   NamedCamera named_;
 };
 

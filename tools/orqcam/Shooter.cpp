@@ -5,6 +5,7 @@
 #include "Progress.h"
 #include "Signals.h"
 #include "Text.h"
+#include "Units.h"
 
 namespace orq::cli {
 
@@ -14,6 +15,7 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds kLongestNap{20};
 constexpr milliseconds kVideoWait{100};
+constexpr std::chrono::seconds kFrameGrace{10};  // more than any frame takes after its exposure
 
 }  // namespace
 
@@ -27,6 +29,16 @@ std::string Shooter::Trouble(const std::string& otherwise) {
   std::string trouble = Camera().CaptureTrouble();
   if (trouble.empty()) trouble = Camera().LinkError();
   return trouble.empty() ? otherwise : trouble;
+}
+
+bool Shooter::TriggerOverdue(Clock::time_point since, std::uint64_t framesBefore) {
+  if (!patience_ || !ExternallyTriggered()) return false;
+  // The trigger shows only in the frame that comes after its exposure.
+  const auto limit = *patience_ + std::chrono::microseconds(ExposureUs());
+  if (Clock::now() - since <= limit || Camera().Counters().started != framesBefore) return false;
+  reason_ = "no trigger came within " +
+            ExposureText(static_cast<std::uint64_t>(std::chrono::microseconds(*patience_).count()));
+  return true;
 }
 
 ShotResult SingleShooter::Take(Frame& frame, std::uint64_t number, std::uint64_t count) {
@@ -44,13 +56,18 @@ ShotResult SingleShooter::Take(Frame& frame, std::uint64_t number, std::uint64_t
 ShotResult SingleShooter::Expose(Frame& frame, std::uint64_t number, std::uint64_t count) {
   if (StopRequested()) return ShotResult::Interrupted;
   if (Camera().StartExposure() == 0) return ShotResult::Failed;
-  Progress progress(ExposureUs(), number, count);
+  if (SoftwareTriggered() && !Camera().SoftTrigger(reason_)) return ShotResult::Failed;
+  const auto begin = Clock::now();
+  // Nobody knows how much of the wait for a trigger is left.
+  std::optional<Progress> progress;
+  if (!ExternallyTriggered()) progress.emplace(ExposureUs(), number, count);
   const milliseconds nap = std::clamp(milliseconds(ExposureUs() / 10'000), milliseconds(1), kLongestNap);
   // The camera's worker gives up by itself when a frame is overdue.
   while (Camera().expStatus == ExpWorking) {
-    progress.Update();
+    if (progress) progress->Update();
     if (WaitForStop(nap)) return ShotResult::Interrupted;
     if (Camera().DeviceLost()) return ShotResult::Lost;
+    if (TriggerOverdue(begin, 0)) return ShotResult::Ended;
   }
   const int size = Camera().FrameBytes();
   frame.bytes.resize(static_cast<std::size_t>(size));
@@ -72,11 +89,26 @@ bool VideoShooter::Dead() {
   return wasAlive_ || Camera().expStatus == ExpFailed || !Camera().IsCaptureRunning();
 }
 
+// Sends the trigger of the next frame, unless one is under way; false, with a reason, when that came to nothing.
+bool VideoShooter::Trigger() {
+  if (!SoftwareTriggered()) return true;
+  if (!triggeredAt_) {
+    triggeredAt_ = Clock::now();
+    return Camera().SoftTrigger(reason_);
+  }
+  if (Clock::now() - *triggeredAt_ <= kFrameGrace + std::chrono::microseconds(ExposureUs())) return true;
+  triggeredAt_.reset();
+  reason_ = "no frame followed the trigger";
+  return false;
+}
+
 ShotResult VideoShooter::TakeWithin(Frame& frame, std::chrono::milliseconds wait) {
   reason_.clear();
+  const bool triggered = Trigger();
   const int size = Camera().FrameBytes();
   frame.bytes.resize(static_cast<std::size_t>(size));
-  if (Camera().GetFrame(frame.bytes.data(), size, static_cast<int>(wait.count()), frame.info) != 0) {
+  if (triggered && Camera().GetFrame(frame.bytes.data(), size, static_cast<int>(wait.count()), frame.info) != 0) {
+    triggeredAt_.reset();
     return ShotResult::Good;
   }
   if (Camera().DeviceLost()) return ShotResult::Lost;
@@ -86,10 +118,13 @@ ShotResult VideoShooter::TakeWithin(Frame& frame, std::chrono::milliseconds wait
 }
 
 ShotResult VideoShooter::Take(Frame& frame, std::uint64_t, std::uint64_t) {
+  const auto begin = Clock::now();
+  const std::uint64_t framesBefore = Camera().Counters().started;
   for (;;) {
     if (StopRequested()) return ShotResult::Interrupted;
     const ShotResult result = TakeWithin(frame, kVideoWait);
-    if (result != ShotResult::Failed) return result;
+    if (result != ShotResult::Failed || !reason_.empty()) return result;
+    if (TriggerOverdue(begin, framesBefore)) return ShotResult::Ended;
   }
 }
 

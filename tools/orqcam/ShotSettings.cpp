@@ -130,8 +130,11 @@ void ShotSettings::AddTo(CLI::App& command) {
       ->check(notEmpty);
   command.add_option("-f,--format", format, "raw8, raw16, rgb24 or y8 (default: raw16 where offered)")
       ->check(notEmpty);
-  command.add_option("--flip", flip, "none, h, v or both")->default_str("none")->check(notEmpty);
-  command.add_flag("--hardware-bin", hardwareBin, "Bin in the camera (bin 2 and 4)");
+  command.add_option("--flip", flip, "none, h, v or both (default: the camera's)")->check(notEmpty);
+  auto* hardwareBinOption = command.add_flag("--hardware-bin", hardwareBin, "Bin in the camera (bin 2 and 4)");
+  command.add_flag("--no-hardware-bin", noHardwareBin, "Do not (default: as the camera has it)")
+      ->excludes(hardwareBinOption);
+  triggers.AddTo(command);
 }
 
 int ShotSettings::Bin() const {
@@ -150,15 +153,17 @@ void ShotSettings::Check() const {
   if (!format.empty()) ParseFormat(format);
   if (!flip.empty()) ParseFlip(flip);
   Bin();
+  triggers.Check();
 }
 
 void ShotSettings::Apply(Session& session) const {
-  if (hardwareBin) ApplyControl(session, ORQ_HARDWARE_BIN, "1");
+  if (hardwareBin || noHardwareBin) ApplyControl(session, ORQ_HARDWARE_BIN, hardwareBin ? "1" : "0");
   if (!flip.empty()) ApplyControl(session, ORQ_FLIP, std::to_string(ParseFlip(flip)));
   ApplyRegion(session, *this);
   if (!exposure.empty()) ApplyControl(session, ORQ_EXPOSURE, exposure);
   if (gain) ApplyControl(session, ORQ_GAIN, *gain);
   if (offset) ApplyControl(session, ORQ_OFFSET, *offset);
+  triggers.Apply(session);
 }
 
 }  // namespace orq::cli

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "Session.h"
+#include "TriggerOptions.h"
 
 namespace orq::cli {
 
@@ -16,9 +17,11 @@ struct ShotSettings {
   std::string region;  ///< X,Y,W,H in sensor pixels
   std::string center;  ///< W,H in sensor pixels
   std::string binText = "1";
-  std::string format;  ///< empty: raw16, or raw8 where that is not offered
-  std::string flip;    ///< none, h, v or both; empty: as the camera has it
-  bool hardwareBin = false;
+  std::string format;        ///< empty: raw16, or raw8 where that is not offered
+  std::string flip;          ///< none, h, v or both; empty: as the camera has it
+  bool hardwareBin = false;  ///< neither of the two: as the camera has it
+  bool noHardwareBin = false;
+  TriggerOptions triggers;
 
   void AddTo(CLI::App& command);
   /// Throws CliError (usage).

@@ -30,25 +30,30 @@ bool OnlyDigits(std::string_view text, bool hex) {
 }  // namespace
 
 std::uint64_t ParseExposure(std::string_view text) {
+  return ParseTime(text, "exposure");
+}
+
+std::uint64_t ParseTime(std::string_view text, std::string_view what) {
+  const std::string plain(text);
+  const std::string subject = std::string(what) + " " + plain;
   double number = 0.0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
   const std::string_view unit = text.substr(static_cast<std::size_t>(end - text.data()));
   if (error != std::errc() || !std::isfinite(number) || number < 0.0) {
-    throw CliError(kExitUsage, "'" + std::string(text) + "' is not an exposure: write 5s, 200ms or 1000us");
+    throw CliError(kExitUsage, std::string(what) + " '" + plain + "' is not a time: write 5s, 200ms or 1000us");
   }
   if (unit.empty()) {
-    const std::string plain(text);
-    throw CliError(kExitUsage, "exposure " + plain + " needs a unit: write " + plain + "s, " + plain + "ms or " +
-                                   plain + "us");
+    throw CliError(kExitUsage,
+                   subject + " needs a unit: write " + plain + "s, " + plain + "ms or " + plain + "us");
   }
   for (const Unit& known : kUnits) {
     if (unit != known.name) continue;
     const double us = number * known.us;
-    if (us > kLongestUs) throw CliError(kExitUsage, "exposure " + std::string(text) + " is too long");
+    if (us > kLongestUs) throw CliError(kExitUsage, subject + " is too long");
     return static_cast<std::uint64_t>(std::llround(us));
   }
-  throw CliError(kExitUsage, "exposure " + std::string(text) + " has the unknown unit '" + std::string(unit) +
-                                 "': the units are s, ms and us");
+  throw CliError(kExitUsage,
+                 subject + " has the unknown unit '" + std::string(unit) + "': the units are s, ms and us");
 }
 
 std::string ExposureText(std::uint64_t us) {

@@ -11,6 +11,8 @@ namespace orq::cli {
 /// "5s", "0.2s", "200ms", "1000us" in µs, rounded to the nearest. A unit is required, so that nobody exposes
 /// for 5 µs instead of 5 s. Throws CliError (usage).
 std::uint64_t ParseExposure(std::string_view text);
+/// The same for another time; `what` names it in errors.
+std::uint64_t ParseTime(std::string_view text, std::string_view what);
 /// The largest unit that shows `us` as a whole number: "5s", "200ms", "1500us".
 std::string ExposureText(std::uint64_t us);
 

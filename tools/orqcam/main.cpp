@@ -9,12 +9,13 @@
 #include "Output.h"
 #include "Signals.h"
 #include "Text.h"
+#include "support/XmlStore.h"
 
 namespace orq::cli {
 namespace {
 
 constexpr const char* kFooter =
-    "The options of orqcam (-c, --json, --debug) may also follow the command.\n"
+    "The options of orqcam (-c, --json, --debug, --no-settings) may also follow the command.\n"
     "A camera is named by its number (0), serial:HEX, id:TEXT or virtual:<model>[,option=value...].\n"
     "Exit codes: 0 done, 1 failed or interrupted, 2 wrong command line, 3 no such camera, 4 camera lost.";
 
@@ -49,6 +50,13 @@ std::string UsageText(const CLI::App& app, const CLI::ParseError& error) {
   return text + "; see orqcam " + name + "--help";
 }
 
+// Settings belong to the user; without a place for them there are none.
+void ChooseSettings(const Context& context) {
+  const std::string directory = UserConfigDirectory();
+  SetXmlDirectory(directory);
+  EnableXmlStore(context.settings && !directory.empty());
+}
+
 ExitCode Run(int argc, char** argv, Output& out) {
   CLI::App app("Cameras for astronomy: look at them, set them, take pictures.", "orqcam");
   app.footer(kFooter);
@@ -59,17 +67,35 @@ ExitCode Run(int argc, char** argv, Output& out) {
       ->default_str("the only one connected");
   app.add_flag("--json", context.json, "Output for programs");
   app.add_flag("--debug", context.debug, "Write the debug log to standard error");
+  bool noSettings = false;
+  app.add_flag("--no-settings", noSettings, "Start from the camera's defaults and keep nothing");
 
   const std::map<std::string, CommandRun> commands = {
-      {"list", AddListCommand(app)},         {"info", AddInfoCommand(app)},
-      {"controls", AddControlsCommand(app)}, {"get", AddGetCommand(app)},
-      {"set", AddSetCommand(app)},           {"capture", AddCaptureCommand(app)},
-      {"stream", AddStreamCommand(app)},     {"reg", AddRegCommand(app)},
-      {"temp", AddTempCommand(app)},         {"cooler", AddCoolerCommand(app)},
-      {"fan", AddFanCommand(app)},           {"led", AddLedCommand(app)},
-      {"hub", AddHubCommand(app)},           {"guide", AddGuideCommand(app)},
-      {"focus", AddFocusCommand(app)},       {"sensor-id", AddSensorIdCommand(app)},
-      {"gps", AddGpsCommand(app)},           {"dump-controls", AddDumpControlsCommand(app)}};
+      {"list", AddListCommand(app)},
+      {"info", AddInfoCommand(app)},
+      {"controls", AddControlsCommand(app)},
+      {"get", AddGetCommand(app)},
+      {"set", AddSetCommand(app)},
+      {"capture", AddCaptureCommand(app)},
+      {"stream", AddStreamCommand(app)},
+      {"mode", AddModeCommand(app)},
+      {"trigger", AddTriggerCommand(app)},
+      {"reg", AddRegCommand(app)},
+      {"id", AddIdCommand(app)},
+      {"serial", AddSerialCommand(app)},
+      {"flash", AddFlashCommand(app)},
+      {"settings", AddSettingsCommand(app)},
+      {"temp", AddTempCommand(app)},
+      {"cooler", AddCoolerCommand(app)},
+      {"fan", AddFanCommand(app)},
+      {"led", AddLedCommand(app)},
+      {"hub", AddHubCommand(app)},
+      {"guide", AddGuideCommand(app)},
+      {"focus", AddFocusCommand(app)},
+      {"sensor-id", AddSensorIdCommand(app)},
+      {"gps", AddGpsCommand(app)},
+      {"dump-controls", AddDumpControlsCommand(app)},
+  };
   // The options of the program may also follow the command.
   for (CLI::App* command : app.get_subcommands({})) command->fallthrough();
 
@@ -84,6 +110,8 @@ ExitCode Run(int argc, char** argv, Output& out) {
   } catch (const CLI::ParseError& error) {
     throw CliError(kExitUsage, UsageText(app, error));
   }
+  context.settings = !noSettings;
+  ChooseSettings(context);
   return commands.at(app.get_subcommands().front()->get_name())(context);
 }
 

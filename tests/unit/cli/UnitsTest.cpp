@@ -50,6 +50,29 @@ TEST(ParseExposure, AsksForAUnitByExample) {
   }
 }
 
+TEST(ParseTime, AnotherTimeIsReadLikeAnExposureAndNamedInItsErrors) {
+  EXPECT_EQ(ParseTime("1.5ms", "--timeout"), 1'500U);
+  const struct {
+    const char* text;
+    const char* error;
+  } cases[] = {
+      {"5", "--timeout 5 needs a unit: write 5s, 5ms or 5us"},
+      {"soon", "--timeout 'soon' is not a time: write 5s, 200ms or 1000us"},
+      {"-1s", "--timeout '-1s' is not a time: write 5s, 200ms or 1000us"},
+      {"5min", "--timeout 5min has the unknown unit 'min': the units are s, ms and us"},
+      {"1e10s", "--timeout 1e10s is too long"},
+  };
+  for (const auto& c : cases) {
+    try {
+      ParseTime(c.text, "--timeout");
+      ADD_FAILURE() << c.text;
+    } catch (const CliError& error) {
+      EXPECT_EQ(error.Code(), kExitUsage);
+      EXPECT_STREQ(error.what(), c.error);
+    }
+  }
+}
+
 TEST(ExposureText, TakesTheLargestUnitThatIsWhole) {
   EXPECT_EQ(ExposureText(5'000'000), "5s");
   EXPECT_EQ(ExposureText(200'000), "200ms");

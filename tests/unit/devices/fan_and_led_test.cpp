@@ -8,6 +8,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
+constexpr const char* kReadGpsBoard = "C0 D0 1C 00 00 00 01 00";
 constexpr const char* kReadCapability = "C0 D0 FE 00 00 00 01 00";
 constexpr const char* kReadBoardType = "C0 D5 00 00 00 00 01 00";
 constexpr const char* kReadFanControl = "C0 D0 19 00 00 00 01 00";
@@ -212,7 +213,7 @@ TEST_F(FanAndLed, TheControlsReachTheRegisters) {
 
 TEST_F(FanAndLed, AdjustableBoardsListTheThreeControls) {
   camera.GetNumOfControls();
-  EXPECT_THAT(Sent(), ElementsAre(kReadCapability, kReadBoardType));
+  EXPECT_THAT(Sent(), ElementsAre(kReadGpsBoard, kReadCapability, kReadBoardType));
   std::vector<int> listed;
   for (int i = 0; i < camera.controlCount; ++i) listed.push_back(camera.controlList[static_cast<std::size_t>(i)]);
   EXPECT_THAT(listed, ElementsAre(9, 10, 11, 12, 22, 23, 24));

@@ -221,6 +221,16 @@ TEST(CoolerLoop, FollowsATargetThatIsSetWhileItRuns) {
   EXPECT_TRUE(Rig::Until([&] { return rig.port->drive == 0; }));
 }
 
+TEST(CoolerLoop, HoldsATargetThatNobodyCheckedToItsLimits) {
+  Rig rig;
+  ASSERT_TRUE(rig.Open());
+  rig.camera.temperature = -41.0F;
+  rig.camera.TargetTemp = -1000;
+  ASSERT_EQ(rig.camera.Set(ORQ_COOLER_ON, 1), CTRL_OK);
+  ASSERT_TRUE(rig.Steps(200));
+  EXPECT_EQ(rig.port->drive, 0) << "colder than the coldest target";
+}
+
 TEST(CoolerLoop, SwitchingOffEndsTheDriveAndThenTheWatchdog) {
   Rig rig;
   ASSERT_TRUE(rig.Open());

@@ -36,6 +36,7 @@ std::vector<std::uint8_t> Delivered(const Case& c, std::vector<std::uint8_t> wir
     pattern = static_cast<int>(FlipBayer(static_cast<BayerPattern>(pattern), c.flipHorizontal, c.flipVertical,
                                          c.setup.region.width, c.setup.region.height));
   }
+  ToHostOrder(c.setup, wire.data());
   RunFramePath({.setup = c.setup,
                 .image = wire.data(),
                 .scratch = scratch.data(),

@@ -1,6 +1,7 @@
 // The devices around the sensor, as a host meets them: requests and registers by their numbers.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cmath>
 #include <numeric>
 #include <set>
@@ -351,6 +352,29 @@ TEST_F(VirtualHub, APowerCycleSwitchesItOn) {
   camera->PowerCycle();
   EXPECT_TRUE(On());
   EXPECT_FALSE(Camera("k1c")->Readings().hubOn) << "there is none";
+}
+
+// Threads ----------------------------------------------------------------------------------------------------
+
+TEST(VirtualDevices, CanBeLookedAtWhileTheCameraWorks) {
+  auto camera = Camera("x26m");
+  RunOutput(*camera);
+  std::atomic<bool> done{false};
+  std::thread watcher([&] {
+    while (!done) {
+      EXPECT_LE(camera->Readings().coolerDrive, 255);
+      camera->AdvanceTime(0.01);
+      camera->SetAmbient(5);
+    }
+  });
+  for (int i = 0; i < 200; ++i) {
+    WriteFpga(*camera, 0xE0, static_cast<std::uint8_t>(i));
+    EXPECT_EQ(i, ReadFpga(*camera, 0xE0));
+    EXPECT_TRUE(ReadFrame(*camera).Header());  // its exposure takes the temperature
+  }
+  done = true;
+  watcher.join();
+  EXPECT_EQ(199, camera->Readings().coolerDrive);
 }
 
 // Exposure counter -------------------------------------------------------------------------------------------

@@ -214,6 +214,18 @@ TEST(VirtualFlash, APowerLossInOnePageProgramsHalfOfIt) {
   }
 }
 
+TEST(VirtualFlash, TakesItsTime) {
+  VirtualOptions options;
+  options.timeScale = 0.5;
+  options.flashMs = 40;
+  auto camera = CameraWithFlashBus(options);
+  const auto start = std::chrono::steady_clock::now();
+  Bytes data(1);
+  EXPECT_EQ(1, ReadFlash(*camera, 0, data));
+  EXPECT_EQ(0, Out(*camera, 0xC4, 0));
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(40));
+}
+
 class VirtualState : public testing::Test {
  protected:
   void SetUp() override {

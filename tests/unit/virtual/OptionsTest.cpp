@@ -47,7 +47,9 @@ TEST(VirtualOptionsTest, AModelAloneHasTheDefaults) {
   EXPECT_EQ(0.0, options.dropRate);
   EXPECT_TRUE(options.frameFaults.empty());
   EXPECT_TRUE(options.flashFaults.empty());
+  EXPECT_FALSE(options.gps.has_value());
   EXPECT_EQ(0, options.flashFail);
+  EXPECT_EQ(0, options.flashMs);
   EXPECT_TRUE(options.refuse.empty());
   EXPECT_FALSE(options.fpgaType.has_value());
   EXPECT_EQ(0, options.triggerPeriodUs);
@@ -57,7 +59,7 @@ TEST(VirtualOptionsTest, EveryOptionIsRead) {
   const VirtualOptions options = Parsed(
       "k1c,seed=18446744073709551615,timescale=0.01,usb=2,prerender=4,serial=0123456789aBcDeF,state=/tmp/a "
       "b.state,"
-      "temp=-12.5,ambient=4.5,scene=flat,flux=1e3,drop=0.25,flashfail=2,refuse=0xD4,refuse=200,"
+      "temp=-12.5,ambient=4.5,scene=flat,flux=1e3,drop=0.25,flashfail=2,flashms=30,refuse=0xD4,refuse=200,"
       "fpga=0xC0,trigger=0.25s");
   EXPECT_EQ(18446744073709551615U, options.seed);
   EXPECT_EQ(0.01, options.timeScale);
@@ -73,7 +75,43 @@ TEST(VirtualOptionsTest, EveryOptionIsRead) {
   EXPECT_EQ(250'000, options.triggerPeriodUs);
   EXPECT_EQ(0.25, options.dropRate);
   EXPECT_EQ(2, options.flashFail);
+  EXPECT_EQ(30, options.flashMs);
   EXPECT_EQ((std::vector<std::uint8_t>{0xD4, 200}), options.refuse);
+}
+
+TEST(VirtualOptionsTest, GpsOptionsAreForModelsWithAGps) {
+  for (const char* words :
+       {"k1c,gps=sim", "x26m,gpsver=1", "k1c,gpspos=1/2/3", "replay,file=a,gpsroute=1/2", "k1c,gpstime=now"}) {
+    EXPECT_THAT(ErrorOf(words), HasSubstr("gps")) << words;
+  }
+}
+
+TEST(VirtualOptionsTest, TheGpsReceiverIsDescribed) {
+  EXPECT_FALSE(Parsed("t46c").gps.has_value());
+  const VirtualGps gps =
+      Parsed("t46c,gps=a b.log,gpsver=0,gpspos=-36.7/174.4/-12.5,gpsroute=30.5/270,gpstime=2031-12-31T23:59:58.5Z")
+          .gps.value();
+  EXPECT_EQ("a b.log", gps.source);
+  EXPECT_EQ(0, gps.version);
+  EXPECT_EQ(-36.7, gps.latitude);
+  EXPECT_EQ(174.4, gps.longitude);
+  EXPECT_EQ(-12.5, gps.altitudeMetres);
+  EXPECT_EQ(30.5, gps.metresPerSecond);
+  EXPECT_EQ(270, gps.courseDegrees);
+  EXPECT_EQ(ParseUtc("2031-12-31T23:59:58.5"), gps.start);
+  const auto before = std::chrono::system_clock::now();
+  const UtcTime now = Parsed("t46c,gpstime=now").gps.value().start;
+  EXPECT_LE(before, now);
+  EXPECT_LE(now, std::chrono::system_clock::now());
+}
+
+TEST(VirtualOptionsTest, WrongGpsValuesAreRefused) {
+  for (const char* words :
+       {"gps=", "gpsver=2", "gpsver=-1", "gpsver=", "gpspos=1/2", "gpspos=1/2/3/4", "gpspos=91/2/3",
+        "gpspos=1/181/3", "gpspos=1/2/10000", "gpspos=1/2/x", "gpspos=//", "gpsroute=1", "gpsroute=-1/2",
+        "gpsroute=1/361", "gpstime=", "gpstime=2022-01-01T00:00:00", "gpstime=tomorrow"}) {
+    ErrorOf(std::string("t46c,") + words);
+  }
 }
 
 TEST(VirtualOptionsTest, ReplayTakesFileAndBayer) {
@@ -168,6 +206,8 @@ TEST(VirtualOptionsTest, ValuesOutOfRangeAreRefused) {
                            "drop=1.01",
                            "drop=-0.01",
                            "flashfail=0",
+                           "flashms=-1",
+                           "flashms=10001",
                            "flashfail=2147483648",
                            "refuse=256",
                            "refuse=-1",

@@ -1,0 +1,14 @@
+// What others may know of the settings file.
+#pragma once
+
+#include <cstdint>
+
+namespace orq {
+
+inline constexpr const char* kSettingsFile = "ORQconfig.xml";
+/// The key path of a camera's settings is this and its model's `settingsName`.
+inline constexpr const char* kSettingsKeyPrefix = "software\\";
+/// Nobody wants to wait for an exposure that was forgotten: a longer one is loaded as this.
+inline constexpr std::uint64_t kLongestLoadedExposureUs = 100'000;
+
+}  // namespace orq

@@ -1,0 +1,116 @@
+// All corrections at once: no operation waits for ever, and (with the thread sanitizer) none races.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <functional>
+#include <future>
+#include <iostream>
+#include <latch>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "support/FlashPort.h"
+
+namespace orq::test {
+namespace {
+
+constexpr auto kWatchdog = std::chrono::seconds(90);
+constexpr int kRounds = 300;
+
+/// Runs every job `kRounds` times in a thread of its own; all begin together. Ends the process when they hang.
+void RunTogether(const std::vector<std::function<void(int)>>& jobs) {
+  std::latch begin(static_cast<std::ptrdiff_t>(jobs.size()));
+  std::atomic<std::size_t> running{jobs.size()};
+  std::promise<void> allDone;
+  std::vector<std::thread> threads;
+  for (const auto& job : jobs) {
+    threads.emplace_back([&, job] {
+      begin.arrive_and_wait();
+      for (int round = 0; round < kRounds; ++round) job(round);
+      if (--running == 0) allDone.set_value();
+    });
+  }
+  if (allDone.get_future().wait_for(kWatchdog) != std::future_status::ready) {
+    std::cerr << "the corrections wait for each other\n";
+    std::abort();
+  }
+  for (std::thread& thread : threads) thread.join();
+}
+
+TEST(CorrectionsTogether, NeitherHangNorRace) {
+  FlashCamera camera;
+  camera.iMaxWidth = 48;
+  camera.iMaxHeight = 32;
+  camera.iADCBits = 12;
+  camera.InitVariable();
+  camera.iWidth = 48;
+  camera.iHeight = 32;
+  camera.exposureUs = 600'000;  // a dark of 2 frames
+  const std::string bmp = testing::TempDir() + "corrections_together.bmp";
+
+  const auto useWholeSensor = [&] {
+    camera.iStartX = 0;
+    camera.iWidth = 48;
+  };
+  RunTogether({
+      // The capture worker's part of a frame.
+      [&](int round) {
+        for (std::size_t i = 0; i < 48 * 32; ++i) {
+          camera.pImgBuf[i] = i % 97 == 0 ? 250 : static_cast<std::uint8_t>(round % 8);
+        }
+        camera.b16Bit = round % 5 == 0 ? 1 : 0;
+        camera.DoGetDark();
+        camera.SubtractDark();
+        camera.HandleHotPixels();
+      },
+      // The application's switches.
+      [&](int round) {
+        camera.GettingDark(true, 0);
+        camera.HPC = 1;
+        camera.UsingDark(round % 4 != 0);
+      },
+      // Geometry changes, from two sides.
+      [&](int round) {
+        camera.iStartX = round % 3;
+        camera.iWidth = 24;
+        camera.AdjustHPCTable();
+        camera.AdjustDarkBuff();
+      },
+      [&](int) {
+        useWholeSensor();
+        camera.AdjustDarkBuff();
+        camera.AdjustHPCTable();
+        camera.IsHPCChange();
+      },
+      [&](int round) {
+        if (round % 10 == 0) camera.SaveHPCTable();
+        if (round % 10 == 5) camera.LoadHPCTable();
+      },
+      [&](int round) {
+        if (round % 2 == 0) {
+          camera.SaveBMPToFile(bmp.c_str());
+        } else {
+          camera.LoadBMPFromFile(bmp.c_str());
+        }
+      },
+  });
+
+  // What is left fits together.
+  useWholeSensor();
+  camera.exposureUs = 1'000'000;
+  camera.GettingDark(true, 0);
+  camera.iDarkFrameCount = 0;
+  for (std::size_t i = 0; i < 48 * 32; ++i) camera.pImgBuf[i] = i % 97 == 0 ? 250 : 4;
+  camera.DoGetDark();
+  EXPECT_EQ(camera.iDarkPixCount, 16);  // 1536 / 97
+  ASSERT_TRUE(camera.SaveHPCTable());
+  ASSERT_TRUE(camera.LoadHPCTable());
+  ASSERT_EQ(camera.iHPCCount, 16);
+  for (std::uint32_t i = 0; i < 16; ++i) EXPECT_EQ(camera.pHPCList[i], i * 97);
+}
+
+}  // namespace
+}  // namespace orq::test

@@ -1,0 +1,130 @@
+#include "FlashWork.h"
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <array>
+#include <filesystem>
+
+#include "Progress.h"
+#include "Signals.h"
+#include "camera/DbgPrint.h"
+
+namespace orq::cli {
+
+namespace {
+
+constexpr int kPollMs = 100;
+constexpr std::size_t kPathBytes = 4096;
+
+// Runs `work` with a watcher that draws and listens for Ctrl-C.
+template <class Work>
+FlashOutcome Watched(Work&& work) {
+  WorkProgress progress;
+  return work([&progress](const FlashProgress& at) {
+    progress.Update(at.step, at.done, at.total);
+    return !StopRequested();
+  });
+}
+
+void Demand(Session& session, const FlashOutcome& outcome) {
+  if (outcome.Done()) return;
+  if (outcome.result == FlashResult::CameraFailed) session.Fail(outcome.reason);
+  throw CliError(kExitFailed, outcome.reason);
+}
+
+std::string BackupDirectory(const OverwriteOptions& options) {
+  if (!options.backupDirectory.empty()) return options.backupDirectory;
+  std::array<char, kPathBytes> log{};
+  ORQGetDebugLogPath(log.data());
+  if (log[0] == '\0') {
+    throw CliError(kExitFailed, "there is no place for a backup of flash; name a directory with --backup");
+  }
+  return (std::filesystem::path(log.data()).parent_path() / "flash").string();
+}
+
+// The first character of the next line that the user types; '\0' at the end of input or when a stop is requested.
+char Answer() {
+  char first = '\0';
+  for (bool begun = false; !StopRequested();) {
+    pollfd input{STDIN_FILENO, POLLIN, 0};
+    if (poll(&input, 1, kPollMs) <= 0) continue;
+    char c = '\0';
+    if (read(STDIN_FILENO, &c, 1) != 1) return '\0';
+    if (c == '\n') return first;
+    if (!begun) first = c;
+    begun = true;
+  }
+  return '\0';
+}
+
+void Confirm(Session& session, const std::string& what) {
+  const std::string serial = session.Serial();
+  const std::string question = "this will " + what + " of the " + session.Camera().modelName +
+                               (serial.empty() ? "" : " with serial number " + serial);
+  if (isatty(STDIN_FILENO) == 0 || isatty(STDERR_FILENO) == 0) {
+    throw CliError(kExitUsage, question + "; give --yes if it is to be done");
+  }
+  const std::string text = "orqcam: " + question + ". Go on? [y/N] ";
+  [[maybe_unused]] const ssize_t ignored = write(STDERR_FILENO, text.data(), text.size());
+  const char answer = Answer();
+  if (answer != 'y' && answer != 'Y') throw CliError(kExitFailed, "nothing was changed");
+}
+
+}  // namespace
+
+void AddOverwriteOptions(CLI::App& command, OverwriteOptions& options) {
+  command.add_flag("--yes", options.yes, "Do not ask");
+  command.add_option("--backup", options.backupDirectory, "Directory for the backup that is made first")
+      ->default_str("~/.local/state/orqcam/flash");
+}
+
+FlashImage ReadFlash(Session& session) {
+  FlashImage image;
+  Demand(session,
+         Watched([&](const FlashWatcher& watcher) { return ReadFlashImage(session.Camera(), image, watcher); }));
+  return image;
+}
+
+FlashImage LoadFlash(const std::string& path) {
+  FlashImage image;
+  const FlashOutcome outcome = LoadFlashImage(path, image);
+  if (!outcome.Done()) throw CliError(kExitFailed, outcome.reason);
+  return image;
+}
+
+FlashBackup PrepareOverwrite(Session& session, const OverwriteOptions& options, const std::string& what) {
+  const std::string directory = BackupDirectory(options);
+  if (!options.yes) Confirm(session, what);
+  FlashBackup backup;
+  const FlashOutcome outcome = Watched(
+      [&](const FlashWatcher& watcher) { return BackUpFlash(session.Camera(), directory, backup, watcher); });
+  if (outcome.result == FlashResult::FileFailed) {
+    throw CliError(kExitFailed, outcome.reason + "; nothing was changed; name another directory with --backup");
+  }
+  Demand(session, outcome);
+  return backup;
+}
+
+void RestoreFlash(Session& session, const FlashImage& image) {
+  FlashOutcome outcome =
+      Watched([&](const FlashWatcher& watcher) { return RestoreFlashImage(session.Camera(), image, watcher); });
+  if (outcome.result == FlashResult::Cancelled) outcome.reason += "; restore it again to finish";
+  Demand(session, outcome);
+}
+
+bool FlashIsLike(Session& session, const FlashImage& image, std::string& difference) {
+  const FlashOutcome outcome =
+      Watched([&](const FlashWatcher& watcher) { return CompareFlashImage(session.Camera(), image, watcher); });
+  difference = outcome.reason;
+  if (outcome.result != FlashResult::Differs) Demand(session, outcome);
+  return outcome.Done();
+}
+
+void StoreId(Session& session, const _ORQ_ID& id, const FlashImage& before) {
+  Demand(session,
+         Watched([&](const FlashWatcher& watcher) { return StoreUserId(session.Camera(), id, before, watcher); }));
+}
+
+}  // namespace orq::cli

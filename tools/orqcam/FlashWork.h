@@ -1,0 +1,33 @@
+// What the commands that use a camera's flash share.
+#pragma once
+
+#include <string>
+
+#include "Session.h"
+#include "models/FlashBackup.h"
+
+namespace CLI {
+class App;
+}
+
+namespace orq::cli {
+
+/// Options of a command that overwrites flash.
+struct OverwriteOptions {
+  bool yes = false;
+  std::string backupDirectory;  ///< empty: beside the debug log
+};
+void AddOverwriteOptions(CLI::App& command, OverwriteOptions& options);
+
+/// Flash work under a progress bar; Ctrl-C stops it where it can be stopped. Each throws CliError when it is not
+/// done.
+FlashImage ReadFlash(Session& session);
+FlashImage LoadFlash(const std::string& path);
+/// Asks the user, then backs flash up; returns the backup. `what` ends the question "this will ...".
+FlashBackup PrepareOverwrite(Session& session, const OverwriteOptions& options, const std::string& what);
+void RestoreFlash(Session& session, const FlashImage& image);
+/// False when flash differs; the reason is then in `difference`.
+bool FlashIsLike(Session& session, const FlashImage& image, std::string& difference);
+void StoreId(Session& session, const _ORQ_ID& id, const FlashImage& before);
+
+}  // namespace orq::cli
