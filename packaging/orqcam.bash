@@ -13,9 +13,11 @@ _orqcam() {
   local cur prev words cword
   _init_completion -n =: || return
   local commands="list info controls get set capture stream mode trigger reg id serial flash settings"
+  commands+=" temp cooler fan led hub guide focus sensor-id gps dump-controls"
   local general="-c --camera --json --debug --no-settings --help"
   local shot="-e --exposure -g --gain --offset --region --center -b --bin -f --format --flip --hardware-bin
     --no-hardware-bin --mode --out-a --out-b"
+  local cool="--cool --cool-wait --cool-timeout"
 
   case $prev in
     -c | --camera)
@@ -36,7 +38,7 @@ _orqcam() {
     -o | --output | dump | restore | verify) _filedir && return ;;
     --backup) _filedir -d && return ;;
     -e | --exposure | -g | --gain | --offset | --region | --center | -n | --count | --frames | -s | --seconds | \
-      --timeout | --out-a | --out-b | -k | --keyword | --object | --observer) return ;;
+      --timeout | --interval | --cool | --cool-timeout | --out-a | --out-b | -k | --keyword | --object | --observer) return ;;
   esac
 
   local i command=
@@ -53,12 +55,18 @@ _orqcam() {
       compopt -o nospace
       ;;
     capture)
-      choices="$shot -n --count -o --output --overwrite --png --video --timeout -k --keyword --object --observer --image-type
+      choices="$shot $cool -n --count -o --output --overwrite --png --video --timeout -k --keyword --object --observer --image-type
         $general"
       ;;
-    stream) choices="$shot -s --seconds -n --frames $general" ;;
+    stream) choices="$shot $cool -s --seconds -n --frames $general" ;;
     trigger) choices="$shot -n --count --timeout $general" ;;
     settings) choices="show path reset --all $general" ;;
+    temp) choices="-w --watch --interval -n --count $general" ;;
+    cooler) choices="status on off --wait --timeout $general" ;;
+    hub) choices="status reset $general" ;;
+    guide) choices="north south east west $general" ;;
+    focus) choices="status $general" ;;
+    gps) choices="status lines $general" ;;
     reg) choices="--unsafe read write fpga sensor $general" ;;
     id)
       choices="get set clear $general"
