@@ -22,7 +22,6 @@ enum SensorType : std::int32_t {
   kInside = 4,
 };
 
-constexpr int kReferenceKiloOhm = 10;
 
 using Word = std::array<unsigned char, 2>;
 
@@ -98,12 +97,12 @@ float CCameraBase::GetTMP451Temp() {
 
 float CCameraBase::GetADC081Temp() {
   const Word word = ReadConverter(*this);
-  return CalculTempuature(orq::Adc081Count(word[0], word[1]), kReferenceKiloOhm);
+  return CalculTempuature(orq::Adc081Count(word[0], word[1]), orq::kThermistorReferenceKiloOhm);
 }
 
 float CCameraBase::GetAD7142Temp() {
   const Word word = ReadConverter(*this);
-  return CalculTempuature(orq::Ad7142Count(word[0], word[1]), kReferenceKiloOhm);
+  return CalculTempuature(orq::Ad7142Count(word[0], word[1]), orq::kThermistorReferenceKiloOhm);
 }
 
 float CCameraBase::CalculTempuature(int adc, int rref) {

@@ -125,7 +125,10 @@ int CCameraBase::LoadBMPFromFile(const char* path) {
     const std::size_t pixels = static_cast<std::size_t>(std::max<std::int32_t>(iMaxWidth, 0)) *
                                static_cast<std::size_t>(std::max<std::int32_t>(iMaxHeight, 0));
     if (!pDarkFull) pDarkFull = std::make_unique<std::uint8_t[]>(pixels);
-    if (!pDarkBuf) pDarkBuf = std::make_unique<std::uint8_t[]>(pixels);
+    if (!pDarkBuf) {
+      pDarkBuf = std::make_unique<std::uint8_t[]>(pixels);
+      iDarkAverage = 0;  // of an image that is still empty
+    }
     // A file that ends too early leaves the rest of the dark image as it was.
     if (::fseeko(file.get(), static_cast<off_t>(pixelOffset), SEEK_SET) == 0) {
       static_cast<void>(std::fread(pDarkFull.get(), 1, pixels, file.get()));

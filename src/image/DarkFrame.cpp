@@ -32,9 +32,9 @@ std::size_t HeldSamples(std::int32_t width, std::int32_t height, std::size_t hel
 }  // namespace
 
 int CCameraBase::GettingDark(bool on, [[maybe_unused]] unsigned long long exposure) {
-  bGettingDark = on ? 1 : 0;
   const std::int32_t frames = FramesForExposure(exposureUs / 1000);
   iDarkFrames = frames;
+  bGettingDark = on ? 1 : 0;  // last: the worker may take a frame at once
   return frames;
 }
 
@@ -48,7 +48,10 @@ void CCameraBase::DoGetDark() {
     if (!pDarkFull || !pDarkBuf) iDarkFrameCount = 0;
     if (iDarkFrameCount == 0) {
       if (!pDarkFull) pDarkFull = std::make_unique<std::uint8_t[]>(pixels);
-      if (!pDarkBuf) pDarkBuf = std::make_unique<std::uint8_t[]>(pixels);
+      if (!pDarkBuf) {
+        pDarkBuf = std::make_unique<std::uint8_t[]>(pixels);
+        iDarkAverage = 0;  // of an image that is still empty
+      }
       std::fill_n(pDarkFull.get(), pixels, std::uint8_t{0});
     }
     iDarkFrameCount = iDarkFrameCount + 1;

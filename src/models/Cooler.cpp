@@ -8,6 +8,8 @@
 
 #include "camera/CameraBase.h"
 #include "camera/DbgPrint.h"
+#include "devices/Thermistor.h"
+#include "devices/Thermometers.h"
 #include "link/WireProtocol.h"
 
 namespace orq {
@@ -21,28 +23,39 @@ constexpr double kLeastTimeScale = 1e-3;  // the computer has other things to do
 constexpr double kFullDrive = 255.0;
 constexpr int kFanFull = 255;
 
-constexpr int kThermistorEnd = 0xFFF;  // of the converter: the thermistor is not there
+// A thermometer without power reads 0, and so does one at 0 degrees: the reading before tells which it is.
+constexpr float kNearZeroC = 1.0F;
 
-bool AnswersWord(CCameraBase& camera, std::uint8_t request, int& word) {
-  std::array<unsigned char, 2> bytes{};
-  if (!camera.SendCMD(request, 0, 0, true, bytes.data(), static_cast<long>(bytes.size()))) return false;
-  word = bytes[1] << 4 | bytes[0] >> 4;
-  return true;
+using Word = std::array<unsigned char, 2>;
+
+bool Ask(CCameraBase& camera, std::uint8_t request, Word& word) {
+  return camera.SendCMD(request, 0, 0, true, word.data(), static_cast<long>(word.size()));
+}
+
+// Counts beyond the thermistor's curve are those of a broken one.
+bool OnCurve(int count, int fullScale) {
+  return ThermistorCelsius(count, fullScale, kThermistorReferenceKiloOhm).has_value();
 }
 
 }  // namespace
 
 bool ThermometerAnswers(CCameraBase& camera) {
-  int word = 0;
+  Word word{};
   unsigned char byte = 0;
   switch (static_cast<Thermometer>(camera.tempSensorType)) {
     case Thermometer::Sensor:
       return camera.ReadSONYREG(wire::kSensorTemperature, &byte);
     case Thermometer::Adc081:
+      return Ask(camera, wire::kReqTemperatureAdc, word) &&
+             OnCurve(Adc081Count(word[0], word[1]), kThermistorCounts8);
     case Thermometer::Ad7142:
-      return AnswersWord(camera, wire::kReqTemperatureAdc, word) && word > 0 && word < kThermistorEnd;
+      return Ask(camera, wire::kReqTemperatureAdc, word) &&
+             OnCurve(Ad7142Count(word[0], word[1]), kThermistorCounts12);
+    case Thermometer::Tmp451:
+      return Ask(camera, wire::kReqBoardTemperature, word);
     default:
-      return AnswersWord(camera, wire::kReqBoardTemperature, word);
+      return Ask(camera, wire::kReqBoardTemperature, word) &&
+             (Tmp100Celsius(word[0], word[1]).has_value() || std::abs(camera.sensorTemp.Load()) < kNearZeroC);
   }
 }
 
@@ -78,6 +91,7 @@ bool Cooler::SwitchOff() {
   const std::lock_guard lock(switching_);
   const bool wasOn = on_;
   EndThread();
+  if (wasOn) SetTrouble({});
   return !wasOn || camera_.bOpened == 0 || WriteOff();
 }
 

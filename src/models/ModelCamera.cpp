@@ -168,7 +168,11 @@ void CModelCamera::AdoptFields() {
   FrameRegion region = worker_->setup.region;
   const bool changed = iWidth != region.width || iHeight != region.height || iBin != region.bin;
   if (changed) region = FullRegion(model_);  // loading a dark reference asks for the whole sensor
+  const bool otherBin =
+      StagesOf(region.bin, HardwareBin != 0 || model_.fpgaBin).hardware != worker_->setup.stages.hardware;
+  if (!changed && !otherBin) return;
   StoreGeometry(region, HardwareBin != 0);
+  AdjustCorrections(true);
 }
 
 void CModelCamera::CloseCamera() {
@@ -187,6 +191,7 @@ bool CModelCamera::ProgramAll() {
     return false;
   }
   expReg = LinesOf(exposureUs, LineTimeNs());
+  if (fpgaBin != 0) SetFPGABinType(monoBin != 0);
   const RegisterBatch batches[] = {ExposureRegisters(exposureUs), GainRegisters(gain),
                                    BlackLevelRegisters(Brightness), BandwidthRegisters(bandwidthPerc),
                                    GeometryRegisters(worker_->setup)};

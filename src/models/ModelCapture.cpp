@@ -181,7 +181,8 @@ bool CModelCamera::PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info) {
   info.startUnixUs = UnixUs(frame.beginNs) - static_cast<std::int64_t>(header->exposureUs);
   info.uncertaintyUs = ArrivalUncertaintyUs(worker.setup, {model_.lineTimeNs, bandwidthPerc, usb3Host != 0},
                                             frame.endNs - frame.beginNs);
-  const bool mono = monoBin != 0 && worker.setup.stages.host > 1 && info.region.format != ORQ_IMG_RGB24;
+  const bool colourBin = worker.setup.stages.host > 1 || (fpgaBin != 0 && worker.setup.stages.hardware > 1);
+  const bool mono = monoBin != 0 && colourBin && info.region.format != ORQ_IMG_RGB24;
   if (worker.setup.rawPattern >= 0 && !mono) {
     info.bayerPattern =
         static_cast<int>(FlipBayer(static_cast<BayerPattern>(worker.setup.rawPattern), info.flipHorizontal,

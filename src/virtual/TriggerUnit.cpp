@@ -73,7 +73,7 @@ bool TriggerUnit::Due(Time freeAt, Time now) const {
 
 TriggerUnit::Time TriggerUnit::Serve(Time freeAt) {
   const Time start = taken_.value_or(std::max(lineSince_, freeAt));
-  levelWaits_ = false;
+  if (!taken_) levelWaits_ = false;  // else an earlier trigger is served, and the level goes on waiting
   Forget();
   return start;
 }

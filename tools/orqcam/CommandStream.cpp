@@ -112,6 +112,7 @@ StreamRun Watch(const Context& context, Session& session, const Limits& limits) 
   Frame frame;
   const auto start = Clock::now();
   const auto limit = std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(limits.seconds));
+  CoolerWatch cooler;
   while (limits.frames == 0 || run.frames < limits.frames) {
     const auto elapsed = Clock::now() - start;
     if (limits.seconds > 0.0 && elapsed >= limit) break;
@@ -126,6 +127,7 @@ StreamRun Watch(const Context& context, Session& session, const Limits& limits) 
     const ShotResult result = shooter.TakeWithin(frame, wait);
     if (result == ShotResult::Good) ++run.frames;
     lines.Tick(run.frames);
+    cooler.Look(session);
     if (result == ShotResult::Lost || result == ShotResult::Ended) {
       run.end = result;
       run.reason = shooter.Reason();

@@ -43,15 +43,17 @@ class Gauges {
   Readings Read() {
     Readings readings;
     readings.celsius = SensorCelsius(session_.Camera());
-    if (measuresSupply_) readings.volts = SupplyVolts(session_.Camera());
-    measuresSupply_ = readings.volts.has_value();
+    if (first_ || measuresSupply_) readings.volts = SupplyVolts(session_.Camera());
+    if (first_) measuresSupply_ = readings.volts.has_value();  // a later gap is only a gap
+    first_ = false;
     if (session_.Camera().DeviceLost()) session_.Fail("cannot read the temperature");
     return readings;
   }
 
  private:
   Session& session_;
-  bool measuresSupply_ = true;
+  bool first_ = true;
+  bool measuresSupply_ = false;
 };
 
 Report Describe(const Readings& readings) {

@@ -59,7 +59,7 @@ TEST(CorrectionsTogether, NeitherHangNorRace) {
       // The capture worker's part of a frame.
       [&](int round) {
         for (std::size_t i = 0; i < 48 * 32; ++i) {
-          camera.pImgBuf[i] = i % 97 == 0 ? 250 : static_cast<std::uint8_t>(round % 8);
+          camera.pImgBuf[i] = static_cast<std::uint8_t>(i % 97 == 0 ? 250 : round % 8);
         }
         camera.b16Bit = round % 5 == 0 ? 1 : 0;
         camera.DoGetDark();

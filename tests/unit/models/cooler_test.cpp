@@ -6,6 +6,8 @@
 #include <atomic>
 #include <chrono>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "support/ParameterModel.h"
 
@@ -296,15 +298,32 @@ TEST(CoolerLoop, HoldsTheDriveThroughFailedReadingsAndThenGivesUp) {
   EXPECT_EQ(rig.camera.CoolerTrouble(), "");
 }
 
-TEST(CoolerLoop, TakesAThermistorAtTheEndOfItsScaleForMissing) {
-  for (const Thermometer kind : {Thermometer::Adc081, Thermometer::Ad7142}) {
-    Rig rig([&](ModelData& model) { model.thermometer = kind; });
+// 10 kOhm below a thermistor of 0.4654 to 505.7038 kOhm: counts 183 to 4016 of 4096, 12 to 251 of 256.
+TEST(CoolerLoop, TakesAThermistorBeyondItsCurveForBroken) {
+  struct Row {
+    int word;
+    bool there;
+  };
+  const std::pair<Thermometer, std::vector<Row>> kinds[] = {{Thermometer::Ad7142,
+                                                             {{0x0000, false},
+                                                              {182 << 4, false},
+                                                              {183 << 4, true},
+                                                              {0x8000, true},
+                                                              {4016 << 4, true},
+                                                              {4017 << 4, false},
+                                                              {0xFFF0, false}}},
+                                                            {Thermometer::Adc081,
+                                                             {{0x0000, false},
+                                                              {11 << 4, false},
+                                                              {12 << 4, true},
+                                                              {128 << 4, true},
+                                                              {250 << 4, true},
+                                                              {252 << 4, false},
+                                                              {255 << 4, false}}}};
+  for (const auto& [kind, rows] : kinds) {
+    Rig rig([thermometer = kind](ModelData& model) { model.thermometer = thermometer; });
     ASSERT_TRUE(rig.Open());
-    const struct {
-      int word;
-      bool there;
-    } rows[] = {{0x0000, false}, {0x000F, false}, {0x0010, true}, {0x8000, true}, {0xFFE0, true}, {0xFFF0, false}};
-    for (const auto& row : rows) {
+    for (const Row& row : rows) {
       rig.port->word = row.word;
       EXPECT_EQ(ThermometerAnswers(rig.camera), row.there) << row.word;
     }
@@ -317,11 +336,21 @@ TEST(CoolerLoop, TakesAnyWordOfADigitalThermometer) {
   for (const Thermometer kind : {Thermometer::Tmp100, Thermometer::Tmp451}) {
     Rig rig([&](ModelData& model) { model.thermometer = kind; });
     ASSERT_TRUE(rig.Open());
-    rig.port->word = 0;
+    rig.port->word = 0x1230;
     EXPECT_TRUE(ThermometerAnswers(rig.camera));
     rig.port->deaf = true;
     EXPECT_FALSE(ThermometerAnswers(rig.camera));
   }
+}
+
+TEST(CoolerLoop, TakesAZeroFarFromTheLastReadingForADeadThermometer) {
+  Rig rig([](ModelData& model) { model.thermometer = Thermometer::Tmp100; });
+  ASSERT_TRUE(rig.Open());
+  rig.port->word = 0;
+  rig.camera.sensorTemp = 20.0F;
+  EXPECT_FALSE(ThermometerAnswers(rig.camera));
+  rig.camera.sensorTemp = -0.5F;
+  EXPECT_TRUE(ThermometerAnswers(rig.camera));
 }
 
 TEST(CoolerLoop, AsksTheSensorWhereTheThermometerIsThere) {

@@ -169,6 +169,16 @@ TEST(TriggerUnitTest, ALevelThatComesAndGoesOnABusySensorIsMissedOnce) {
   EXPECT_EQ(unit.Missed(), 1U);
 }
 
+TEST(TriggerUnitTest, ALevelThatStandsWhileAnEarlierTriggerIsServedIsMissedWhenItEnds) {
+  TriggerUnit unit = Unit(kHigh);
+  unit.SetLine(true, Sensor::Ready, At(10));
+  unit.SetLine(false, Sensor::Ready, At(11));
+  unit.SetLine(true, Sensor::Ready, At(12));  // the first still waits for the sensor's thread
+  EXPECT_EQ(unit.Serve(At(0)), At(10));
+  unit.SetLine(false, Sensor::Busy, At(13));
+  EXPECT_EQ(unit.Missed(), 1U);
+}
+
 TEST(TriggerUnitTest, ALevelThatStandsAlreadyCountsFromWhenTheSensorIsFree) {
   TriggerUnit unit = Unit(kHigh);
   unit.SetLine(true, Sensor::Off, At(1));
