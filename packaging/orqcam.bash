@@ -16,7 +16,7 @@ _orqcam() {
   commands+=" temp cooler fan led hub guide focus sensor-id gps dump-controls"
   local general="-c --camera --json --debug --no-settings --help"
   local shot="-e --exposure -g --gain --offset --region --center -b --bin -f --format --flip --hardware-bin
-    --no-hardware-bin --mode --out-a --out-b"
+    --no-hardware-bin --mono-bin --gamma --time-mark --mode --out-a --out-b"
   local cool="--cool --cool-wait --cool-timeout"
 
   case $prev in

@@ -282,6 +282,10 @@ bool CModelCamera::IsHardBinRun() {
 }
 
 bool CModelCamera::FitRegion(const FrameRegion& wanted, FrameRegion& fitted, std::string& reason) const {
+  if (wanted.format == ORQ_IMG_RGB24 && wanted.bin > 1 && monoBin != 0) {
+    reason = "rgb24 frames have no colours while mono bin is on; choose raw8, raw16 or y8, or switch mono bin off";
+    return false;
+  }
   return FitRegionTo(model_, wanted, fitted, reason);
 }
 

@@ -187,15 +187,17 @@ bool CModelCamera::PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info) {
         static_cast<int>(FlipBayer(static_cast<BayerPattern>(worker.setup.rawPattern), info.flipHorizontal,
                                    info.flipVertical, info.region.width, info.region.height));
   }
-  info.electronsPerAdu =
-      ElectronsPerUnit(model_, worker.setup,
-                       static_cast<double>(ElectronsPerAdu(model_.baseElectronsPerAdu, model_.name, info.gain)));
   ToHostOrder(worker.setup, pImgBuf.get());
   CorrectFrame();
 
   const int red = WB_Red;
   const int blue = WB_Blue;
   const bool curved = gamma != kNeutralGamma;
+  if (!curved) {  // along a curve no unit is worth the same as another
+    info.electronsPerAdu =
+        ElectronsPerUnit(model_, worker.setup,
+                         static_cast<double>(ElectronsPerAdu(model_.baseElectronsPerAdu, model_.name, info.gain)));
+  }
   const bool copyForAuto = AutoCopyDue();
   const std::span<std::uint8_t> out = worker.mailbox.Work();
   RunFramePath({.setup = worker.setup,

@@ -53,6 +53,10 @@ int CModelCamera::GetSHR0Time(float& time) {
 }
 
 int CModelCamera::SetControlValue(ORQ_CONTROL_TYPE id, long value, bool autoOn) {
+  if (id == ORQ_MONO_BIN && value >= 1) {
+    const FrameRegion region = Region();
+    if (region.format == ORQ_IMG_RGB24 && region.bin > 1) return CTRL_SET_FAILED;  // no colours would be left
+  }
   if (!cooler_) return CCameraBase::SetControlValue(id, value, autoOn);
   const bool on = value >= 1;
   switch (id) {

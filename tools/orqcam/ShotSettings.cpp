@@ -6,6 +6,7 @@
 #include "Frame.h"
 #include "Text.h"
 #include "Units.h"
+#include "image/TimeMark.h"
 
 namespace orq::cli {
 
@@ -109,6 +110,19 @@ void ApplyControl(Session& session, ORQ_CONTROL_TYPE id, const std::string& text
   WriteControl(session, control, ParseSetting(control, text));
 }
 
+void ApplyTimeMark(Session& session, bool wanted) {
+  if (!wanted) return;
+  const FrameRegion region = session.Camera().Region();
+  if (region.format == ORQ_IMG_RAW16) {
+    throw CliError(kExitFailed, "a time mark needs an 8-bit format: add -f raw8, y8 or rgb24");
+  }
+  if (region.width < kMarkLeastWidth || region.height < kMarkLeastHeight) {
+    throw CliError(kExitFailed, Format("a time mark needs frames of at least %d x %d pixels", kMarkLeastWidth,
+                                       kMarkLeastHeight));
+  }
+  session.Camera().SetTimeMark(true);
+}
+
 }  // namespace
 
 void ShotSettings::AddTo(CLI::App& command) {
@@ -134,6 +148,10 @@ void ShotSettings::AddTo(CLI::App& command) {
   auto* hardwareBinOption = command.add_flag("--hardware-bin", hardwareBin, "Bin in the camera (bin 2 and 4)");
   command.add_flag("--no-hardware-bin", noHardwareBin, "Do not (default: as the camera has it)")
       ->excludes(hardwareBinOption);
+  command.add_flag("--mono-bin", monoBin, "Bin all colours into one (colour cameras, bin 2 and more, not rgb24)");
+  command.add_option("--gamma", gamma, "Brightness curve of the delivered frames, 0 to 100 (default: 50, none)")
+      ->check(notEmpty);
+  command.add_flag("--time-mark", timeMark, "Print date and time into the frames (8-bit formats)");
   triggers.AddTo(command);
 }
 
@@ -148,6 +166,7 @@ void ShotSettings::Check() const {
   if (!exposure.empty()) ParseExposure(exposure);
   if (gain) ParseInteger(*gain, "--gain");
   if (offset) ParseInteger(*offset, "--offset");
+  if (gamma) ParseInteger(*gamma, "--gamma");
   if (!region.empty()) ParseIntegers(region, 4, "--region");
   if (!center.empty()) ParseIntegers(center, 2, "--center");
   if (!format.empty()) ParseFormat(format);
@@ -159,7 +178,11 @@ void ShotSettings::Check() const {
 void ShotSettings::Apply(Session& session) const {
   if (hardwareBin || noHardwareBin) ApplyControl(session, ORQ_HARDWARE_BIN, hardwareBin ? "1" : "0");
   if (!flip.empty()) ApplyControl(session, ORQ_FLIP, std::to_string(ParseFlip(flip)));
+  if (monoBin) ApplyControl(session, ORQ_MONO_BIN, "1");
+  if (monoBin && Bin() == 1) Complain("--mono-bin has no effect at bin 1");
   ApplyRegion(session, *this);
+  ApplyTimeMark(session, timeMark);
+  if (gamma) ApplyControl(session, ORQ_GAMMA, *gamma);
   if (!exposure.empty()) ApplyControl(session, ORQ_EXPOSURE, exposure);
   if (gain) ApplyControl(session, ORQ_GAIN, *gain);
   if (offset) ApplyControl(session, ORQ_OFFSET, *offset);

@@ -21,6 +21,9 @@ struct ShotSettings {
   std::string flip;          ///< none, h, v or both; empty: as the camera has it
   bool hardwareBin = false;  ///< neither of the two: as the camera has it
   bool noHardwareBin = false;
+  bool monoBin = false;
+  bool timeMark = false;
+  std::optional<std::string> gamma;
   TriggerOptions triggers;
 
   void AddTo(CLI::App& command);

@@ -60,12 +60,19 @@ class BmpDark : public testing::Test {
 
   /// Loads and remembers what went to standard output and to the log; no file may stay open.
   int Load(const std::string& name) {
+    {
+      const LogText opensTheLogFile;
+      DbgPrint(-1, "Load", "\n");
+    }
     const int before = OpenFiles();
-    testing::internal::CaptureStdout();
-    LogText text;
-    const int status = camera.LoadBMPFromFile(name.c_str());
-    log = text.Text();
-    printed = testing::internal::GetCapturedStdout();
+    int status = 0;
+    {
+      testing::internal::CaptureStdout();
+      LogText text;
+      status = camera.LoadBMPFromFile(name.c_str());
+      log = text.Text();
+      printed = testing::internal::GetCapturedStdout();
+    }
     EXPECT_EQ(OpenFiles(), before);
     return status;
   }

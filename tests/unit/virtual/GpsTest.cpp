@@ -71,6 +71,15 @@ std::uint32_t HeaderLatch(VirtualCamera& camera) {
   return ReadFrame(camera).Header().value().gpsLatch;
 }
 
+/// One frame from start to stop; the latch counter of its header. Nothing moves on afterwards.
+std::uint32_t Shoot(VirtualCamera& camera) {
+  WriteFpga(camera, wire::kFpgaSingle, 1);
+  RunOutput(camera);
+  const std::uint32_t latch = HeaderLatch(camera);
+  RunOutput(camera, false);
+  return latch;
+}
+
 constexpr double kTick = 1.1 / kRate;  // counts are cut to whole ticks
 
 TEST(VirtualGps, ModelsWithoutAGpsHaveNone) {
@@ -101,14 +110,11 @@ TEST(VirtualGps, NothingIsLatchedBeforeAFrame) {
 TEST(VirtualGps, TheCounterIsTheFramesOwn) {
   auto camera = GpsCamera(Untimed());
   SetLines(*camera, 0, 31);
-  WriteFpga(*camera, wire::kFpgaSingle, 1);
   for (int i = 0; i < 20; ++i) {
-    RunOutput(*camera);
-    const std::uint32_t latch = HeaderLatch(*camera);
+    const std::uint32_t latch = Shoot(*camera);
     EXPECT_EQ(i < 16 ? 0xFFFFFFF0U + static_cast<std::uint32_t>(i) : static_cast<std::uint32_t>(i) - 15U, latch)
         << "0 is left out at the wrap";
     EXPECT_EQ(latch, Counter(*camera));
-    RunOutput(*camera, false);
   }
 }
 
@@ -117,9 +123,7 @@ TEST(VirtualGps, LinesAreLatchedAheadOfTheirExposureByAKnownTime) {
   camera->AdvanceTime(5);
   SetLines(*camera, 3, 30);
   SetExposure(*camera, 250'000);
-  WriteFpga(*camera, wire::kFpgaSingle, 1);
-  RunOutput(*camera);
-  HeaderLatch(*camera);
+  Shoot(*camera);
   // Exposure of the first row begins at 25 s, readout at 25.25 s.
   EXPECT_NEAR(25 + 3 * 10e-6 - kLeadUs * 1e-6, StartSecond(*camera), kTick);
   EXPECT_NEAR(25 + 30 * 10e-6 - kLeadUs * 1e-6, EndSecond(*camera), kTick);
@@ -132,8 +136,7 @@ TEST(VirtualGps, LessBandwidthDrawsTheLinesApart) {
   auto camera = GpsCamera(Untimed());
   SetLines(*camera, 0, 20);
   WriteFpga(*camera, wire::kFpgaBandwidth, 40);
-  RunOutput(*camera);
-  HeaderLatch(*camera);
+  Shoot(*camera);
   EXPECT_NEAR(20 * 25e-6, EndSecond(*camera) - StartSecond(*camera), 2 * kTick);
 }
 
@@ -143,9 +146,7 @@ TEST(VirtualGps, LinesCountFromTheSensorsTopWhateverTheRegion) {
   SetRegion(*camera, 16, 8);
   WriteFpgaWide(*camera, wire::kFpgaStartY, 2, 8);
   camera->AdvanceTime(5);
-  WriteFpga(*camera, wire::kFpgaSingle, 1);
-  RunOutput(*camera);
-  HeaderLatch(*camera);
+  Shoot(*camera);
   EXPECT_NEAR(25 - kLeadUs * 1e-6, StartSecond(*camera), kTick) << "the region's first row";
   EXPECT_NEAR(7 * 10e-6, EndSecond(*camera) - StartSecond(*camera), 2 * kTick);
 }
@@ -157,23 +158,16 @@ TEST(VirtualGps, BinnedLinesAreReadTogether) {
   WriteFpgaWide(*camera, wire::kFpgaStartY, 2, 4);
   for (const int end : {12, 13}) {
     SetLines(*camera, 5, end);  // rows 0 and 4
-    WriteFpga(*camera, wire::kFpgaSingle, 1);
-    RunOutput(*camera);
-    HeaderLatch(*camera);
+    Shoot(*camera);
     EXPECT_NEAR(4 * 10e-6, EndSecond(*camera) - StartSecond(*camera), 2 * kTick);
-    RunOutput(*camera, false);
   }
 }
 
 TEST(VirtualGps, AFrameWithoutBothLinesHasNoLatch) {
   auto camera = GpsCamera(Untimed());
-  WriteFpga(*camera, wire::kFpgaSingle, 1);
   const auto latchWith = [&](int start, int end) {
     SetLines(*camera, start, end);
-    RunOutput(*camera);
-    const std::uint32_t latch = HeaderLatch(*camera);
-    RunOutput(*camera, false);
-    return latch;
+    return Shoot(*camera);
   };
   SetRegion(*camera, 16, 8);
   WriteFpgaWide(*camera, wire::kFpgaStartY, 2, 8);
@@ -192,32 +186,26 @@ TEST(VirtualGps, AFrameWithoutBothLinesHasNoLatch) {
 TEST(VirtualGps, WithoutTimeFramesFollowOneAnotherAllTheSame) {
   auto camera = GpsCamera(Untimed());
   SetExposure(*camera, 100'000);
-  WriteFpga(*camera, wire::kFpgaSingle, 1);
   double last = -1;
   for (int i = 0; i < 5; ++i) {
-    RunOutput(*camera);
-    HeaderLatch(*camera);
+    Shoot(*camera);
     const double second = StartSecond(*camera);
     if (i > 0) {
       EXPECT_NEAR(0.1 + 32 * 10e-6, second - last, 2 * kTick) << "exposure and readout";
     }
     last = second;
-    RunOutput(*camera, false);
   }
 }
 
 TEST(VirtualGps, TwoCamerasAlikeLatchAlike) {
   const auto story = [] {
     auto camera = GpsCamera(Untimed());
-    WriteFpga(*camera, wire::kFpgaSingle, 1);
     SetLines(*camera, 1, 17);
     std::vector<int> bytes;
     for (int i = 0; i < 3; ++i) {
-      RunOutput(*camera);
-      HeaderLatch(*camera);
+      Shoot(*camera);
       const std::vector<int> block = Bytes(*camera, 0x50, 0x77);
       bytes.insert(bytes.end(), block.begin(), block.end());
-      RunOutput(*camera, false);
       camera->AdvanceTime(1.234567);
     }
     return bytes;
@@ -227,16 +215,12 @@ TEST(VirtualGps, TwoCamerasAlikeLatchAlike) {
 
 TEST(VirtualGps, ALatchCanChangeBetweenTwoReads) {
   auto camera = GpsCamera(Untimed());
-  WriteFpga(*camera, wire::kFpgaSingle, 1);
-  RunOutput(*camera);
-  const std::uint32_t first = HeaderLatch(*camera);
+  const std::uint32_t first = Shoot(*camera);
   EXPECT_EQ(first, Counter(*camera));
   const int low = ReadFpga(*camera, 0x88);
   const int secondBefore = ReadFpga(*camera, 0x57);
-  RunOutput(*camera, false);
   camera->AdvanceTime(7);
-  RunOutput(*camera);
-  const std::uint32_t second = HeaderLatch(*camera);
+  const std::uint32_t second = Shoot(*camera);
   EXPECT_EQ(first + 1, second);
   // The counter's other bytes stay those of its first one; the block's bytes are of the new latch.
   EXPECT_EQ(low, static_cast<int>(first & 0xFFU));
@@ -247,17 +231,10 @@ TEST(VirtualGps, ALatchCanChangeBetweenTwoReads) {
 
 TEST(VirtualGps, TheCounterIsLatchedWithItsFirstByte) {
   auto camera = GpsCamera(Untimed());
-  WriteFpga(*camera, wire::kFpgaSingle, 1);
-  const auto shoot = [&] {
-    RunOutput(*camera);
-    const std::uint32_t latch = HeaderLatch(*camera);
-    RunOutput(*camera, false);
-    return latch;
-  };
-  while (shoot() != 0xFFFFFFFFU) {
+  while (Shoot(*camera) != 0xFFFFFFFFU) {
   }
   EXPECT_EQ(0xFF, ReadFpga(*camera, 0x88));
-  EXPECT_EQ(1U, shoot());
+  EXPECT_EQ(1U, Shoot(*camera));
   EXPECT_THAT(Bytes(*camera, 0x89, 3), Each(0xFF));
   EXPECT_THAT(Bytes(*camera, 0x88, 4), ElementsAre(1, 0, 0, 0));
 }
@@ -265,7 +242,6 @@ TEST(VirtualGps, TheCounterIsLatchedWithItsFirstByte) {
 TEST(VirtualGps, LostFramesLatchAsWell) {
   auto camera = GpsCamera(Untimed());
   camera->AddFrameFault({FrameFault::Kind::Drop, 2});
-  WriteFpga(*camera, wire::kFpgaSingle, 0);
   RunOutput(*camera);
   EXPECT_EQ(0xFFFFFFF0U, HeaderLatch(*camera));
   EXPECT_EQ(0xFFFFFFF2U, HeaderLatch(*camera));
@@ -304,21 +280,18 @@ TEST(VirtualGps, LatchesKeepTrueTimeWhateverTheTimeScale) {
 
 TEST(VirtualGps, PowerUpForgetsTheLatch) {
   auto camera = GpsCamera(Untimed());
-  RunOutput(*camera);
-  EXPECT_EQ(0xFFFFFFF0U, HeaderLatch(*camera));
+  EXPECT_EQ(0xFFFFFFF0U, Shoot(*camera));
   camera->PowerCycle();
   EXPECT_EQ(0U, Counter(*camera));
   EXPECT_EQ('V', ReadFpga(*camera, 0x50));
-  RunOutput(*camera);
-  EXPECT_EQ(0xFFFFFFF0U, HeaderLatch(*camera));
+  EXPECT_EQ(0xFFFFFFF0U, Shoot(*camera));
 }
 
 TEST(VirtualGps, WithoutAFixLatchesAreMarkedInvalid) {
   VirtualGps gps;
   gps.source = "nofix";
   auto camera = GpsCamera(Untimed(), gps);
-  RunOutput(*camera);
-  EXPECT_NE(0U, HeaderLatch(*camera)) << "latched all the same";
+  EXPECT_NE(0U, Shoot(*camera)) << "latched all the same";
   EXPECT_EQ('V', ReadFpga(*camera, 0x50));
   EXPECT_THAT(Bytes(*camera, 0x51, 54), Each(0));
 }
@@ -330,14 +303,11 @@ TEST(VirtualGps, ARecordedLogGainsAndLosesItsFix) {
                                "$GPRMC,120001,V,4807.038,N,01131.000,E,,,010130,,*09\n"
                                "$GPRMC,120002,A,4807.038,N,01131.000,E,,,010130,,*1D\n";
   auto camera = GpsCamera(Untimed(), gps);
-  WriteFpga(*camera, wire::kFpgaSingle, 1);
   std::string flags;
   for (int i = 0; i < 3; ++i) {
     camera->AdvanceTime(i == 0 ? 0.5 : 1);
-    RunOutput(*camera);
-    HeaderLatch(*camera);
+    Shoot(*camera);
     flags += static_cast<char>(ReadFpga(*camera, 0x50));
-    RunOutput(*camera, false);
   }
   EXPECT_EQ("AVA", flags);
   EXPECT_EQ(2, ReadFpga(*camera, 0x57));
@@ -366,9 +336,7 @@ TEST(VirtualGps, BlocksOfVersionZeroComeByRequestWithTheirCounter) {
   EXPECT_EQ('V', answer[4 + 7]);
 
   camera->AdvanceTime(1.5);
-  WriteFpga(*camera, wire::kFpgaSingle, 1);
-  RunOutput(*camera);
-  const std::uint32_t latch = HeaderLatch(*camera);
+  const std::uint32_t latch = Shoot(*camera);
   const auto hundredNs = [&] {  // of the second: milliseconds and tenths of microseconds
     return (answer[4 + 14] + 256 * answer[4 + 15]) * 10'000 + answer[4 + 44] + 256 * answer[4 + 45];
   };
