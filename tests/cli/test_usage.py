@@ -3,7 +3,8 @@
 from support import CliTest, K1C
 
 COMMANDS = ("list", "info", "controls", "get", "set", "capture", "stream", "mode", "trigger", "reg", "id", "serial",
-            "flash", "settings")
+            "flash", "settings", "temp", "cooler", "fan", "led", "hub", "guide", "focus", "sensor-id", "gps",
+            "dump-controls")
 
 
 class Tests(CliTest):

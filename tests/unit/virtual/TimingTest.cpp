@@ -35,6 +35,38 @@ TEST(VirtualTiming, LessBandwidthSlowsTheReadout) {
   EXPECT_GE(TimeOf(*camera, 3), milliseconds(3 * 80));
 }
 
+/// Seconds until the camera expects to have sent the whole frame that it has begun to read out.
+double AnnouncedReadout(VirtualCamera& camera) {
+  WriteFpgaWide(camera, wire::kFpgaExposure, 5, 1000);
+  RunOutput(camera);
+  while (camera.FramesExposed() == 0) {
+    std::this_thread::sleep_for(milliseconds(1));
+  }
+  std::vector<std::uint8_t> frame(64 * 32 * 2 + 1000);
+  BulkStep step;
+  do {
+    step = camera.ReadStream(frame);
+  } while (step.kind != BulkStep::Kind::Wait);
+  return std::chrono::duration<double>(step.wakeAt - Clock::now()).count();
+}
+
+TEST(VirtualTiming, TheFastModeHalvesTheTimePerRow) {
+  constexpr std::uint64_t kRowNs = 1'000'000'000'000;  // 32 rows: nearly nine hours
+  EXPECT_NEAR(AnnouncedReadout(*MakeCamera(VirtualOptions{}, 64, 32, kRowNs)), 32'000.0, 100.0);
+  auto fast = MakeCamera(VirtualOptions{}, 64, 32, kRowNs);
+  WriteFpga(*fast, wire::kFpgaHighSpeed, 1);
+  EXPECT_NEAR(AnnouncedReadout(*fast), 16'000.0, 100.0);
+}
+
+TEST(VirtualTiming, TheFastModeGivesTenBits) {
+  for (const int fast : {0, 1}) {
+    auto camera = MakeCamera(Untimed());
+    WriteFpga(*camera, wire::kFpgaHighSpeed, static_cast<std::uint8_t>(fast));
+    RunOutput(*camera);
+    EXPECT_EQ(ReadFrame(*camera).Header().value().adcBits == 10, fast == 1);
+  }
+}
+
 TEST(VirtualTiming, Usb2CarriesFortyMegabytesPerSecond) {
   VirtualOptions options;
   options.usb3 = false;
