@@ -6,6 +6,7 @@
 #include "Commands.h"
 #include "Cooling.h"
 #include "FrameSaver.h"
+#include "FrameTime.h"
 #include "Shooter.h"
 #include "Signals.h"
 #include "Text.h"
@@ -103,13 +104,14 @@ void ReportFrame(const Context& context, const Frame& frame, const SavedFrame& s
   if (context.json) {
     report.Add("number", number);
     report.Add("sequence", frame.info.sequence);
-    report.Add("start_utc", IsoUtc(frame.info.startUnixUs));
+    AddTimes(report, frame.info);
     report.Add("exposure", frame.info.exposureUs, "us");
     if (frame.realExposureMs) report.Add("real_exposure", *frame.realExposureMs, "ms");
     report.Add("gain", frame.info.gain);
     report.Add("offset", frame.info.offset);
     if (frame.sensorC) report.Add("temperature", *frame.sensorC, "C");
     if (frame.targetC) report.Add("target", *frame.targetC, "C");
+    AddGps(report, frame.info);
   }
   report.Print(context.out, context.json);
   context.out.Flush();
@@ -159,12 +161,15 @@ ExitCode TakeAll(const Context& context, Session& session, Shooter& shooter, boo
                  Tally& tally) {
   Frame frame;
   CoolerWatch coolerWatch;
+  GpsWatch gpsWatch(true);
+  session.Camera().StampFrames(std::chrono::milliseconds(0));
   int failuresInARow = 0;
   for (std::uint64_t number = 1; number <= tally.count; ++number) {
     switch (shooter.Take(frame, number, tally.count)) {
       case ShotResult::Good:
         AddReadings(session, single, frame);
         coolerWatch.Look(session);
+        gpsWatch.Look(frame.info);
         if (!Keep(context, saver, frame, number, tally)) return kExitFailed;
         failuresInARow = 0;
         break;
