@@ -66,7 +66,10 @@ _orqcam() {
     hub) choices="status reset $general" ;;
     guide) choices="north south east west $general" ;;
     focus) choices="status $general" ;;
-    gps) choices="status lines $general" ;;
+    gps)
+      choices="status read watch lines $general"
+      [[ ${words[*]} == *" watch"* ]] && choices="--interval -n --count $general"
+      ;;
     reg) choices="--unsafe read write fpga sensor $general" ;;
     id)
       choices="get set clear $general"

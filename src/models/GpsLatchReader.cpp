@@ -21,10 +21,12 @@ constexpr std::size_t kV1AltitudeBytes = 5;
 }  // namespace
 
 void GpsLatchReader::Begin() {
+  AskVersion();
+  unsettledFrames_ = version_ >= 0 && ReadSetting(setting_) ? 0 : kUnsettledFrames;
+}
+
+void GpsLatchReader::AskVersion() {
   version_ = camera_.GPSCheck() ? camera_.GPSVer() : -1;
-  unsettledFrames_ = 0;
-  if (version_ < 0) return;
-  if (!ReadSetting(setting_)) unsettledFrames_ = kUnsettledFrames;
 }
 
 bool GpsLatchReader::ReadSetting(Setting& setting) {
@@ -35,6 +37,7 @@ bool GpsLatchReader::ReadSetting(Setting& setting) {
 
 FrameGps GpsLatchReader::Read(std::uint32_t latch) {
   FrameGps gps;
+  if (version_ < 0) AskVersion();  // the camera may not have answered
   if (version_ < 0) return gps;
   Setting setting;
   if (!ReadSetting(setting)) {

@@ -42,6 +42,7 @@ class GpsLatchReader {
   };
   enum class Outcome { Good, OtherFrame, Failed };
 
+  void AskVersion();
   bool ReadSetting(Setting& setting);
   Outcome ReadLatch(std::uint32_t wanted, Latch& latch);
   Outcome ReadRegisters(std::uint32_t wanted, Latch& latch);
@@ -53,7 +54,7 @@ class GpsLatchReader {
   void AddPosition(const Latch& latch, const _ORQ_GPS_DATA& data, FrameGps& gps) const;
 
   CCameraBase& camera_;
-  int version_ = -1;
+  int version_ = -1;  ///< of the records; -1: no GPS found
   Setting setting_;
   int unsettledFrames_ = 0;
 };
