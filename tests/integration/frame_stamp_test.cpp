@@ -120,6 +120,19 @@ TEST(FrameStamp, FollowsRegionFlipAndLinesInIt) {
   EXPECT_NEAR(info.times.rowInterval, -kRow, 0.3);
 }
 
+TEST(FrameStamp, BinnedRowsOfOneColourAreOfLinesTwoApart) {
+  for (const bool mono : {false, true}) {
+    const StampRig rig;
+    ASSERT_EQ(rig.camera->SetControlValue(ORQ_MONO_BIN, mono ? 1 : 0, false), CTRL_OK);
+    ASSERT_EQ(rig.camera->SetControlValue(ORQ_FLIP, 2, false), CTRL_OK);
+    rig.SetRegion(0, kSide / 2, 2);
+    const FrameInfo info = rig.Take();
+    // Upside down the file begins with lines 125 and 127, or 126 and 127, and ends with 0 and 2, or 0 and 1.
+    ExpectGps(info, kMade + (mono ? 126 : 125) * kRow, kMade + (mono ? 1 : 2) * kRow + kExposure);
+    EXPECT_NEAR(info.times.rowInterval, -2 * kRow, 0.2);
+  }
+}
+
 TEST(FrameStamp, ARegionWithoutTheLinesHasTheComputersTime) {
   const StampRig rig;
   rig.SetRegion(32, 64);
