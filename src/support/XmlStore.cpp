@@ -4,11 +4,13 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <functional>
 #include <mutex>
 #include <optional>
 #include <set>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "support/ORQLog.h"
@@ -25,7 +27,7 @@ constexpr std::size_t kMostStored = 1024;  ///< values that an open key takes
 /// An open key: what the file held when it was opened, and what was stored since.
 struct OpenKey {
   std::uint32_t generation = 0;  ///< 0: free
-  std::string file;              ///< full path
+  std::string file;              ///< full path: the current directory may change while the key is open
   std::string path;
   XmlValues values;
   XmlChanges stored;
@@ -72,6 +74,14 @@ bool IsEnabled() {
   Store& store = TheStore();
   const std::lock_guard lock(store.mutex);
   return store.enabled;
+}
+
+/// Where `file` lies, from the root on; as it stands when there is no current directory.
+std::string FullPath(const std::string& file) {
+  const std::string path = XmlPath(file);
+  std::error_code error;
+  const std::filesystem::path full = std::filesystem::absolute(path, error);
+  return error ? path : full.string();
 }
 
 bool IsName(const char* name) {
@@ -285,12 +295,12 @@ void EnableXmlStore(bool on) {
 }
 
 std::vector<XmlKey> ListXmlKeys(const std::string& file, std::string& trouble) {
-  const auto document = Look(XmlPath(file), trouble);
+  const auto document = Look(FullPath(file), trouble);
   return document ? document->Keys() : std::vector<XmlKey>();
 }
 
 bool RemoveXmlKey(const std::string& file, const std::string& keyPath, std::string& trouble) {
-  const std::string path = XmlPath(file);
+  const std::string path = FullPath(file);
   if (Read(path).state == Reading::State::Missing) return true;
   return Change(
       path, [&](XmlDocument& document) { return document.Remove(keyPath); }, trouble);
@@ -309,14 +319,15 @@ int XMLOpenKey(const char* file, const char* keyPath, xmlHandle* handle) {
   *handle = {};
   if (file == nullptr || !orq::IsName(keyPath)) return 0;
   return orq::Guarded(
-      [&] { return orq::IsEnabled() && orq::OpenExisting(orq::XmlPath(file), keyPath, *handle) ? 1 : 0; });
+      [&] { return orq::IsEnabled() && orq::OpenExisting(orq::FullPath(file), keyPath, *handle) ? 1 : 0; });
 }
 
 int XMLCreateKey(const char* file, const char* keyPath, xmlHandle* handle, const char*) {
   if (handle == nullptr) return 0;
   *handle = {};
   if (file == nullptr || !orq::IsName(keyPath)) return 0;
-  return orq::Guarded([&] { return orq::IsEnabled() ? orq::CreateKey(orq::XmlPath(file), keyPath, *handle) : 0; });
+  return orq::Guarded(
+      [&] { return orq::IsEnabled() ? orq::CreateKey(orq::FullPath(file), keyPath, *handle) : 0; });
 }
 
 int XMLSetValueEx(xmlHandle handle, const char* name, const int*, int type, const unsigned char* data,
