@@ -158,13 +158,15 @@ bool Change(const std::string& path, const std::function<bool(XmlDocument&)>& ch
     reason = "it would become too large";
     return fail("cannot be written");
   }
+  std::string aside;
   if (reading.state == Reading::State::Damaged) {
-    const std::string aside = SetFileAside(target, reason);
+    aside = SetFileAside(target, reason);
     if (aside.empty()) return fail("is damaged and cannot be set aside");
     Report(reading.trouble + "; it is now " + aside);
   }
-  if (!ReplaceFile(target, text, reason)) return fail("cannot be written");
-  return true;
+  if (ReplaceFile(target, text, reason)) return true;
+  if (!aside.empty()) reason += "; its old contents are now " + aside;
+  return fail("cannot be written");
 }
 
 /// Puts a key into the table.
