@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <optional>
 
 #include "Commands.h"
 #include "FrameTime.h"
@@ -111,12 +112,13 @@ class GpsProbe {
     session.Camera().StampFrames(std::chrono::milliseconds(0));
   }
 
-  const FrameInfo& Read() {
+  /// Nothing when the user asked to stop.
+  std::optional<FrameInfo> Read() {
     switch (shooter_.Take(frame_, 1, 1)) {
       case ShotResult::Good:
         return frame_.info;
       case ShotResult::Interrupted:
-        throw CliError(kExitFailed, "interrupted");
+        return std::nullopt;
       case ShotResult::Lost:
         session_.Fail("cannot take a frame for the GPS");
       default:
@@ -142,10 +144,11 @@ ExitCode RunRead(const Context& context) {
   EnableXmlStore(false);
   Session session(context);
   DemandGps(session);
-  const FrameInfo info = GpsProbe(session).Read();
-  Describe(info).Print(context.out, context.json);
-  if (HasGpsTime(info)) return kExitOk;
-  throw CliError(kExitFailed, "no GPS time: " + GpsTrouble(info));
+  const std::optional<FrameInfo> info = GpsProbe(session).Read();
+  if (!info) throw CliError(kExitFailed, "interrupted");
+  Describe(*info).Print(context.out, context.json);
+  if (HasGpsTime(*info)) return kExitOk;
+  throw CliError(kExitFailed, "no GPS time: " + GpsTrouble(*info));
 }
 
 ExitCode RunWatch(const Context& context, const GpsOptions& options) {
@@ -156,15 +159,17 @@ ExitCode RunWatch(const Context& context, const GpsOptions& options) {
   GpsProbe probe(session);
   GpsWatch watch(true);
   WatchEvery(limits, [&] {
-    const FrameInfo& info = probe.Read();
-    const Report report = Describe(info);
+    const std::optional<FrameInfo> info = probe.Read();
+    if (!info) return false;
+    const Report report = Describe(*info);
     if (context.json) {
       report.Print(context.out, true);
     } else {
       context.out.Line(Join(report.ToLines()));
     }
     context.out.Flush();
-    watch.Look(info);
+    watch.Look(*info);
+    return true;
   });
   return kExitOk;
 }

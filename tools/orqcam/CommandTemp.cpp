@@ -105,6 +105,7 @@ ExitCode Watch(const Context& context, Session& session, const WatchLimits& limi
     ++taken;
     if (!readings.celsius) ++failed;
     view.Show(std::chrono::duration<double>(Clock::now() - start).count(), readings);
+    return true;
   });
   if (failed == 0) return kExitOk;
   throw CliError(kExitFailed,

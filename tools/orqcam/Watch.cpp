@@ -47,16 +47,14 @@ WatchLimits WatchOptions::Limits() const {
   return limits;
 }
 
-void WatchEvery(const WatchLimits& limits, const std::function<void()>& read) {
+void WatchEvery(const WatchLimits& limits, const std::function<bool()>& read) {
   const auto start = Clock::now();
   for (std::uint64_t taken = 0; limits.count == 0 || taken < limits.count; ++taken) {
     const auto due =
         start + std::chrono::duration_cast<Clock::duration>(limits.interval * static_cast<double>(taken));
-    if (!SleepUntil(due)) {
-      if (limits.count != 0) throw CliError(kExitFailed, "interrupted");
-      return;
-    }
-    read();
+    if (SleepUntil(due) && read()) continue;
+    if (limits.count != 0) throw CliError(kExitFailed, "interrupted");
+    return;
   }
 }
 

@@ -24,8 +24,9 @@ struct WatchOptions {
   WatchLimits Limits() const;
 };
 
-/// Calls `read` at once and then every interval, until the user asks to stop or the count is reached. Throws
-/// CliError when the user stops it before the count: without one Ctrl-C is how watching ends.
-void WatchEvery(const WatchLimits& limits, const std::function<void()>& read);
+/// Calls `read` at once and then every interval, until the count is reached or the user asks to stop (also within
+/// `read`, which answers false then). Throws CliError when that is before the count: without one Ctrl-C is how
+/// watching ends.
+void WatchEvery(const WatchLimits& limits, const std::function<bool()>& read);
 
 }  // namespace orq::cli
