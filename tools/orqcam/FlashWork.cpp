@@ -59,14 +59,14 @@ char Answer() {
   return '\0';
 }
 
-void Confirm(Session& session, const std::string& what) {
+std::string Question(Session& session, const std::string& what) {
   const std::string serial = session.Serial();
-  const std::string question = "this will " + what + " of the " + session.Camera().modelName +
-                               (serial.empty() ? "" : " with serial number " + serial);
-  if (isatty(STDIN_FILENO) == 0 || isatty(STDERR_FILENO) == 0) {
-    throw CliError(kExitUsage, question + "; give --yes if it is to be done");
-  }
-  const std::string text = "orqcam: " + question + ". Go on? [y/N] ";
+  return "this will " + what + " of the " + session.Camera().modelName +
+         (serial.empty() ? "" : " with serial number " + serial);
+}
+
+void Confirm(Session& session, const std::string& what) {
+  const std::string text = "orqcam: " + Question(session, what) + ". Go on? [y/N] ";
   [[maybe_unused]] const ssize_t ignored = write(STDERR_FILENO, text.data(), text.size());
   const char answer = Answer();
   if (answer != 'y' && answer != 'Y') throw CliError(kExitFailed, "nothing was changed");
@@ -94,8 +94,14 @@ FlashImage LoadFlash(const std::string& path) {
   return image;
 }
 
+void DemandAnswerable(Session& session, const OverwriteOptions& options, const std::string& what) {
+  if (options.yes || (isatty(STDIN_FILENO) != 0 && isatty(STDERR_FILENO) != 0)) return;
+  throw CliError(kExitUsage, Question(session, what) + "; give --yes if it is to be done");
+}
+
 FlashBackup PrepareOverwrite(Session& session, const OverwriteOptions& options, const std::string& what) {
   const std::string directory = BackupDirectory(options);
+  DemandAnswerable(session, options, what);
   if (!options.yes) Confirm(session, what);
   FlashBackup backup;
   const FlashOutcome outcome = Watched(
@@ -110,7 +116,9 @@ FlashBackup PrepareOverwrite(Session& session, const OverwriteOptions& options, 
 void RestoreFlash(Session& session, const FlashImage& image) {
   FlashOutcome outcome =
       Watched([&](const FlashWatcher& watcher) { return RestoreFlashImage(session.Camera(), image, watcher); });
-  if (outcome.result == FlashResult::Cancelled) outcome.reason += "; restore it again to finish";
+  if (outcome.result == FlashResult::Cancelled || outcome.result == FlashResult::CameraFailed) {
+    outcome.reason += "; restore it again to finish";
+  }
   Demand(session, outcome);
 }
 
@@ -125,6 +133,24 @@ bool FlashIsLike(Session& session, const FlashImage& image, std::string& differe
 void StoreId(Session& session, const _ORQ_ID& id, const FlashImage& before) {
   Demand(session,
          Watched([&](const FlashWatcher& watcher) { return StoreUserId(session.Camera(), id, before, watcher); }));
+}
+
+HotPixelMarks ReadTable(Session& session) {
+  HotPixelMarks marks;
+  Demand(session, ReadHotPixels(session.Camera(), marks));
+  return marks;
+}
+
+void SaveTable(Session& session, const FlashBackup& backup) {
+  const StopShield shield;  // a table of which half is there is worse than either
+  const FlashOutcome outcome = Watched(
+      [&](const FlashWatcher& watcher) { return StoreHotPixels(session.Camera(), backup.image, watcher); });
+  try {
+    Demand(session, outcome);
+  } catch (const CliError& error) {
+    if (outcome.result == FlashResult::Refused) throw;
+    throw CliError(error.Code(), error.what() + ("; what flash held before: orqcam flash restore " + backup.path));
+  }
 }
 
 }  // namespace orq::cli
