@@ -58,7 +58,9 @@ HotPixelMarks HotPixelsOfDark(CCameraBase& camera) {
   const std::scoped_lock lock(camera.DarkAccumMutex, camera.DarkBufMutex);
   if (!camera.pDarkFull) return {};
   HotPixelMarks marks(SensorPixels(camera));
-  MarkHotPixels(View(camera.pDarkFull, marks.size()), camera.iDarkAverage, marks);
+  // Pixels behind the last whole byte have no place in the table.
+  const auto saved = std::span(marks).first(marks.size() / 8 * 8);
+  MarkHotPixels(View(camera.pDarkFull, marks.size()), camera.iDarkAverage, saved);
   return marks;
 }
 

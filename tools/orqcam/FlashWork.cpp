@@ -142,6 +142,7 @@ HotPixelMarks ReadTable(Session& session) {
 }
 
 void SaveTable(Session& session, const FlashBackup& backup) {
+  if (StopRequested()) throw CliError(kExitFailed, "interrupted; nothing was changed");
   const StopShield shield;  // a table of which half is there is worse than either
   const FlashOutcome outcome = Watched(
       [&](const FlashWatcher& watcher) { return StoreHotPixels(session.Camera(), backup.image, watcher); });
@@ -149,7 +150,8 @@ void SaveTable(Session& session, const FlashBackup& backup) {
     Demand(session, outcome);
   } catch (const CliError& error) {
     if (outcome.result == FlashResult::Refused) throw;
-    throw CliError(error.Code(), error.what() + ("; what flash held before: orqcam flash restore " + backup.path));
+    throw CliError(error.Code(),
+                   error.what() + ("; what flash held before: orqcam flash restore '" + backup.path + "'"));
   }
 }
 

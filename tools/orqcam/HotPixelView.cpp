@@ -61,7 +61,7 @@ void AddCounts(Report& report, const HotPixelView& view) {
 }
 
 void AddList(Report& report, const HotPixelView& view, bool json) {
-  report.Add("bad_row_list", view.badRows);
+  if (json || !view.badRows.empty()) report.Add("bad_row_list", view.badRows);
   if (!json) return;
   Json pixels = Json::array();
   for (const auto& pixel : view.pixels) pixels.push_back({{"x", pixel.x}, {"y", pixel.y}});
