@@ -4,6 +4,7 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -71,9 +72,15 @@ bool StopRequested() {
 }
 
 bool WaitForStop(std::chrono::milliseconds atMost) {
-  if (StopRequested()) return true;
-  pollfd event{g_event, POLLIN, 0};
-  poll(&event, 1, static_cast<int>(atMost.count()));
+  // In slices: under the thread sanitizer a signal that comes just before the call is handled only after it.
+  constexpr std::chrono::milliseconds kSlice{200};
+  const auto end = std::chrono::steady_clock::now() + atMost;
+  auto left = atMost;
+  while (!StopRequested() && left.count() > 0) {
+    pollfd event{g_event, POLLIN, 0};
+    poll(&event, 1, static_cast<int>(std::min(left, kSlice).count()));
+    left = std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
+  }
   return StopRequested();
 }
 
