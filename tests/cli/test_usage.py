@@ -4,7 +4,7 @@ from support import CliTest, K1C
 
 COMMANDS = ("list", "info", "controls", "get", "set", "capture", "stream", "mode", "trigger", "reg", "id", "serial",
             "flash", "hotpixels", "settings", "temp", "cooler", "fan", "led", "hub", "guide", "focus", "sensor-id", "gps",
-            "dump-controls")
+            "dark", "dump-controls")
 
 
 class Tests(CliTest):

@@ -33,6 +33,10 @@ struct HotPixelOptions {
   Existing ExistingFiles() const { return replaceFiles ? Existing::Overwrite : Existing::Keep; }
 };
 
+HotPixelView SensorView(Session& session, HotPixelMarks marks) {
+  return ViewOf(std::move(marks), session.Camera().iMaxWidth, session.Camera().iMaxHeight);
+}
+
 void Write(const std::string& path, const std::vector<std::uint8_t>& bytes, Existing existing) {
   const int error = PutFile(path, bytes, existing, Durability::Synced);
   if (error != 0) throw CliError(kExitFailed, "cannot write '" + path + "': " + std::strerror(error));
@@ -68,7 +72,7 @@ ExitCode RunShow(const Context& context, const HotPixelOptions& options) {
     report.Print(context.out, context.json);
     return kExitOk;
   }
-  const HotPixelView view = ViewOf(session.Camera(), std::move(marks));
+  const HotPixelView view = SensorView(session, std::move(marks));
   Show(context, options, report, view);
   PrintWithList(context, options, report, view);
   return kExitOk;
@@ -83,7 +87,7 @@ ExitCode RunSwitch(const Context& context, bool on) {
     if (marks.empty()) throw CliError(kExitFailed, kNoTable);
     if (!session.Camera().SetHPCStates(true)) session.Fail("the hot-pixel table cannot be loaded");
     report.Add("enabled", true);
-    AddCounts(report, ViewOf(session.Camera(), std::move(marks)));
+    AddCounts(report, SensorView(session, std::move(marks)));
   } else {
     session.Camera().SetHPCStates(false);
     report.Add("enabled", false);
@@ -114,7 +118,7 @@ ExitCode RunExport(const Context& context, const HotPixelOptions& options) {
   Session session(context);
   HotPixelMarks marks = ReadTable(session);
   if (marks.empty()) throw CliError(kExitFailed, kNoTable);
-  const HotPixelView view = ViewOf(session.Camera(), std::move(marks));
+  const HotPixelView view = SensorView(session, std::move(marks));
   for (const std::string& file : options.files) Write(file, EncoderFor(file)(view), options.ExistingFiles());
   Report report;
   report.Add("files", options.files);
@@ -155,7 +159,7 @@ ExitCode RunBuild(const Context& context, const HotPixelOptions& options) {
   SetCamera(session, ORQ_GAIN, options.gain);
   DarkSession darks(session.Camera());
   const DarkFacts facts = CollectDark(session, darks, frames);
-  const HotPixelView view = ViewOf(session.Camera(), HotPixelsOfDark(session.Camera()));
+  const HotPixelView view = SensorView(session, HotPixelsOfDark(session.Camera()));
   TellCrowd(view);
   Report report;
   AddFacts(report, facts);

@@ -40,6 +40,7 @@ CommandRun AddGuideCommand(CLI::App& app);
 CommandRun AddFocusCommand(CLI::App& app);
 CommandRun AddSensorIdCommand(CLI::App& app);
 CommandRun AddGpsCommand(CLI::App& app);
+CommandRun AddDarkCommand(CLI::App& app);
 CommandRun AddDumpControlsCommand(CLI::App& app);
 
 }  // namespace orq::cli

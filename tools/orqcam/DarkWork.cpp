@@ -56,6 +56,9 @@ DarkFacts CollectDark(Session& session, DarkSession& dark, int frames) {
   }
   if (!outcome.Done()) dark.Restore();
   Demand(session, outcome);
+  if (facts.average == 0 && facts.hotPixels == 0 && facts.badRows == 0) {
+    Complain("the dark is black and corrects nothing: expose longer, raise gain or offset, or take fewer frames");
+  }
   if (facts.average >= kBrightDark) {
     Complain(Format("the dark is bright (%u of 255 on average): was the sensor covered?", facts.average));
   }

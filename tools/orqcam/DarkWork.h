@@ -10,7 +10,7 @@ namespace orq::cli {
 int ParseDarkFrames(const std::string& text);
 
 /// Collects a dark; Ctrl-C stops it, and then the camera is as it was before. Says on standard error when the dark
-/// looks as if the sensor had not been covered. Throws CliError when it is not done.
+/// shows nothing, or looks as if the sensor had not been covered. Throws CliError when it is not done.
 DarkFacts CollectDark(Session& session, DarkSession& dark, int frames);
 /// Throws CliError when something of the camera's state before cannot be brought back.
 void RestoreAfterDark(Session& session, DarkSession& dark);

@@ -4,19 +4,17 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
-#include <array>
 #include <filesystem>
 
 #include "Progress.h"
 #include "Signals.h"
-#include "camera/DbgPrint.h"
+#include "StateDirectory.h"
 
 namespace orq::cli {
 
 namespace {
 
 constexpr int kPollMs = 100;
-constexpr std::size_t kPathBytes = 4096;
 
 // Runs `work` with a watcher that draws and listens for Ctrl-C.
 template <class Work>
@@ -36,12 +34,11 @@ void Demand(Session& session, const FlashOutcome& outcome) {
 
 std::string BackupDirectory(const OverwriteOptions& options) {
   if (!options.backupDirectory.empty()) return options.backupDirectory;
-  std::array<char, kPathBytes> log{};
-  ORQGetDebugLogPath(log.data());
-  if (log[0] == '\0') {
+  const std::string state = StateDirectory();
+  if (state.empty()) {
     throw CliError(kExitFailed, "there is no place for a backup of flash; name a directory with --backup");
   }
-  return (std::filesystem::path(log.data()).parent_path() / "flash").string();
+  return (std::filesystem::path(state) / "flash").string();
 }
 
 // The first character of the next line that the user types; '\0' at the end of input or when a stop is requested.

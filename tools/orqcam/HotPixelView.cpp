@@ -35,10 +35,10 @@ void Append(std::vector<std::uint8_t>& file, const Bytes& bytes) {
 
 }  // namespace
 
-HotPixelView ViewOf(const CCameraBase& camera, HotPixelMarks marks) {
+HotPixelView ViewOf(HotPixelMarks marks, int width, int height) {
   HotPixelView view;
-  view.width = camera.iMaxWidth;
-  view.height = camera.iMaxHeight;
+  view.width = width;
+  view.height = height;
   view.marks = std::move(marks);
   const SensorCut whole{
       .sensorWidth = view.width, .sensorHeight = view.height, .width = view.width, .height = view.height};

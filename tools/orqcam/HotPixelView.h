@@ -22,7 +22,8 @@ struct HotPixelView {
   std::vector<int> badRows;
   std::size_t leftOut = 0;  ///< hot pixels beyond the number that is repaired
 };
-HotPixelView ViewOf(const CCameraBase& camera, HotPixelMarks marks);
+/// `marks` of a sensor of `width` x `height` pixels.
+HotPixelView ViewOf(HotPixelMarks marks, int width, int height);
 
 /// `hot_pixels` and `bad_rows`; with `list` what they are, too (in JSON: text has `PrintPixels` for the first).
 void AddCounts(Report& report, const HotPixelView& view);
