@@ -47,17 +47,19 @@ void CountBytes(benchmark::State& state, std::size_t bytes) {
   state.SetBytesProcessed(static_cast<std::int64_t>(bytes) * static_cast<std::int64_t>(state.iterations()));
 }
 
+template <class Sample>
 void Memcpy(benchmark::State& state) {
-  const auto in = Frame<std::uint16_t>(SizeOf(state));
+  const auto in = Frame<Sample>(SizeOf(state));
   auto out = in;
   for (auto _ : state) {
-    std::memcpy(out.data(), in.data(), in.size() * 2);
+    std::memcpy(out.data(), in.data(), in.size() * sizeof(Sample));
     benchmark::DoNotOptimize(out.data());
     benchmark::ClobberMemory();
   }
-  CountBytes(state, in.size() * 2);
+  CountBytes(state, in.size() * sizeof(Sample));
 }
-BENCHMARK(Memcpy)->Apply(Cameras);
+BENCHMARK(Memcpy<std::uint8_t>)->Apply(Cameras);
+BENCHMARK(Memcpy<std::uint16_t>)->Apply(Cameras);
 
 void MsbFirst(benchmark::State& state) {
   auto frame = Frame<std::uint16_t>(SizeOf(state));

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "image/TimeMark.h"
+#include "link/WireProtocol.h"
 #include "support/PlainFramePath.h"
 #include "support/VirtualRig.h"
 
@@ -303,8 +304,18 @@ TEST_P(CorrectedFrames, AreRightThroughARandomSequenceOfGeometriesWhileStreaming
   ASSERT_EQ(object.StartCapture(false), 1);
   ComparingReader reader(camera);
   for (int change = 0; change < 30; ++change) {
-    const FrameRegion region = RandomRegion(dice, object.Model());
-    ASSERT_TRUE(camera.SetRegion(region));
+    FrameRegion region = RandomRegion(dice, object.Model());
+    if (dice.OneIn(4)) {
+      // Refused half-way: frames of the old geometry go on, with the tables of the old geometry.
+      camera.rig.device->FailRequests(wire::kReqWriteFpga, kUsbPipe, dice.Roll(0, 6), 1);
+      const FrameRegion before = object.Region();
+      FrameRegion applied;
+      std::string reason;
+      if (!object.SetRegion(region, applied, reason)) region = before;
+      camera.rig.device->ClearFailures();
+    } else {
+      ASSERT_TRUE(camera.SetRegion(region));
+    }
     if (object.Model().hardwareBin && dice.OneIn(2)) {
       hardware = !hardware;
       ASSERT_TRUE(object.SetHardwareBin(hardware));

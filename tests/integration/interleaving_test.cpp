@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <functional>
 #include <new>
 #include <thread>
 
@@ -145,6 +146,61 @@ TEST(Interleaving, ACaptureWithoutMemoryForItsFramesFailsWithAReason) {
   EXPECT_NE(rig.camera->CaptureTrouble().find("not enough memory"), std::string::npos);
   FrameInfo info;
   EXPECT_FALSE(rig.Snap(info).empty()) << rig.camera->CaptureTrouble();
+}
+
+/// Pulls the camera out at the first request of `story`, then at the second, and so on until it is done before.
+/// Whatever happens to the story: the capture ends, and the camera works again once it was plugged in and opened.
+void UnplugAtEveryRequestOf(const VirtualRig& rig, const std::function<void()>& story) {
+  bool reached = true;
+  int at = 0;
+  for (; reached; ++at) {
+    ASSERT_TRUE(rig.Open()) << at << ": " << rig.camera->LinkError();
+    ASSERT_EQ(rig.camera->StartCapture(false), 1);
+    ASSERT_TRUE(rig.Fetch()) << at << ": " << rig.camera->CaptureTrouble();
+    rig.device->FailRequests(0, kUsbNoDevice, at);
+    story();
+    reached = rig.camera->DeviceLost();
+    FrameInfo info;
+    while (reached && rig.Fetch(info, -1)) {
+    }
+    rig.camera->CloseCamera();
+    ASSERT_FALSE(rig.camera->IsCaptureRunning()) << at;
+    rig.device->ClearFailures();
+    ASSERT_TRUE(rig.bus->Attach(rig.device) || !reached) << at;
+    ASSERT_LT(at, 200);
+  }
+  EXPECT_GT(at, 4) << "the story takes more requests than that";
+  ASSERT_TRUE(rig.Open());
+  FrameInfo info;
+  EXPECT_FALSE(rig.Snap(info).empty()) << rig.camera->CaptureTrouble();
+}
+
+TEST(Interleaving, AnUnplugAtAnyRequestOfAGeometryChangeEndsTheCapture) {
+  const VirtualRig rig("x26m");
+  int round = 0;
+  UnplugAtEveryRequestOf(rig, [&] {
+    FrameRegion applied;
+    std::string reason;
+    const int width = 32 + 16 * (round++ % 2);
+    if (!rig.camera->SetRegion({0, 0, width, 32, 2, ORQ_IMG_RAW8}, applied, reason)) {
+      EXPECT_FALSE(reason.empty());
+    }
+    rig.camera->SetHardwareBin(round % 2 == 0);
+  });
+}
+
+TEST(Interleaving, AnUnplugAtAnyRequestOfAStopAndAStartEndsTheCapture) {
+  const VirtualRig rig("k1c");
+  UnplugAtEveryRequestOf(rig, [&] {
+    EXPECT_EQ(rig.camera->StopCapture(), 1);
+    EXPECT_EQ(rig.camera->StartExposure(), 1);
+    FrameInfo info;
+    if (!rig.Fetch(info)) {
+      EXPECT_EQ(rig.camera->expStatus, ExpFailed);
+      EXPECT_FALSE(rig.camera->CaptureTrouble().empty());
+    }
+    EXPECT_EQ(rig.camera->StopCapture(), 1);
+  });
 }
 
 }  // namespace
