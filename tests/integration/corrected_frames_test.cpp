@@ -394,6 +394,30 @@ TEST(Corrections, AreLeftOutWhileTheirTablesDescribeAnotherFrame) {
   }
 }
 
+TEST(Corrections, AFrameThatStillWaitedWhenTheRegionMovedIsNotTakenForOneOfTheNewPlace) {
+  DefectiveCamera camera("k1m");
+  ASSERT_TRUE(camera.Open());
+  CModelCamera& object = *camera.rig.camera;
+  ASSERT_TRUE(camera.SetRegion({0, 0, 64, 64, 1, ORQ_IMG_RAW16}));
+  FrameInfo first;
+  ASSERT_FALSE(camera.rig.Snap(first).empty());
+  const std::uint64_t firstNumber = camera.rig.device->FramesExposed();
+
+  const FrameRegion moved{32, 32, 64, 64, 1, ORQ_IMG_RAW16};
+  std::unique_lock repairing(object.HPCMutex);  // the worker cannot get past its first frame
+  ASSERT_EQ(object.StartCapture(false), 1);
+  ASSERT_TRUE(test::Eventually([&] { return object.Counters().dropped > 0; })) << "the ring is full";
+  const std::uint64_t exposedBefore = camera.rig.device->FramesExposed();
+  const std::jthread mover([&] { EXPECT_TRUE(camera.SetRegion(moved)); });
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));  // until the stop is asked for; less is harmless
+  repairing.unlock();
+  FrameInfo info;
+  do {
+    ASSERT_TRUE(camera.rig.Fetch(info)) << object.CaptureTrouble();
+  } while (info.region != moved);
+  EXPECT_GT(firstNumber + (info.sequence - first.sequence), exposedBefore);
+}
+
 TEST(AutoFrame, IsTheCorrectedFrameBeforeBinningInTheDevicesByteOrder) {
   for (const char* key : {"k1c", "k2m", "x26m", "t46c"}) {
     DefectiveCamera camera(key);
