@@ -187,9 +187,10 @@ FlashOutcome CompareFlashImage(CCameraBase& camera, const FlashImage& image, con
 
 bool IsImageOf(CCameraBase& camera, const FlashImage& image) {
   if (image.productId != camera.iPID) return false;
+  if (!HasSerial(image.serial)) return true;
+  // A camera that does not tell its number may be any.
   _ORQ_ID serial{};
-  const bool bothHaveOne = camera.GetSerialNumber(&serial) && HasSerial(image.serial);
-  return !bothHaveOne || std::ranges::equal(serial.id, image.serial.id);
+  return camera.GetSerialNumber(&serial) && std::ranges::equal(serial.id, image.serial.id);
 }
 
 FlashOutcome SaveFlashImage(const std::string& path, const FlashImage& image, Existing existing) {

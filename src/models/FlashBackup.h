@@ -61,7 +61,7 @@ FlashOutcome RestoreFlashImage(CCameraBase& camera, const FlashImage& image, con
 /// Whether the camera's flash is like `image`; else the reason names the first address that is not.
 FlashOutcome CompareFlashImage(CCameraBase& camera, const FlashImage& image, const FlashWatcher& watcher);
 
-/// Whether the image is from this camera (its model, where one of both has no serial number).
+/// Whether the image is from this camera; an image without a serial number is from any camera of its model.
 bool IsImageOf(CCameraBase& camera, const FlashImage& image);
 
 /// The image as a file: whole, or not there.

@@ -210,6 +210,13 @@ class Tests(CliTest):
         self.flash("flash", "restore", path, "--yes", "--other-camera")
         self.assertEqual(self.dump(), contents)
 
+    def test_a_camera_that_does_not_tell_its_number_may_be_another(self):
+        path, contents = self.pattern_file()
+        silent = self.camera + ",refuse=0xC8"
+        self.assertIn("another camera", self.fail_with(1, "-c", silent, "flash", "restore", path, "--yes"))
+        self.succeed("-c", silent, "flash", "restore", path, "--yes", "--other-camera")
+        self.assertEqual(self.dump(), contents)
+
     def test_a_restore_that_lost_power_can_be_repeated(self):
         path, contents = self.pattern_file()
         self.fail_with(4, "-c", self.camera + ",flashpower@40", "flash", "restore", path, "--yes")
