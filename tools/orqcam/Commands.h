@@ -39,6 +39,7 @@ CommandRun AddGuideCommand(CLI::App& app);
 CommandRun AddFocusCommand(CLI::App& app);
 CommandRun AddSensorIdCommand(CLI::App& app);
 CommandRun AddGpsCommand(CLI::App& app);
+CommandRun AddDarkCommand(CLI::App& app);
 CommandRun AddDumpControlsCommand(CLI::App& app);
 
 }  // namespace orq::cli

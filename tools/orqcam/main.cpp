@@ -94,6 +94,7 @@ ExitCode Run(int argc, char** argv, Output& out) {
       {"focus", AddFocusCommand(app)},
       {"sensor-id", AddSensorIdCommand(app)},
       {"gps", AddGpsCommand(app)},
+      {"dark", AddDarkCommand(app)},
       {"dump-controls", AddDumpControlsCommand(app)},
   };
   // The options of the program may also follow the command.
