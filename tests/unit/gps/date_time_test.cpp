@@ -124,6 +124,11 @@ TEST_F(DateTimeSum, AMonthThatIsNoneHasNoEnd) {
   }
 }
 
+TEST_F(DateTimeSum, AThirteenthMonthEndsWithAnyDay) {
+  EXPECT_THAT(Add(Time(2024, 13, 7, 23, 59, 59), 1'000'000), ElementsAre(2025, 1, 8, 0, 0, 0, 0, 0));
+  EXPECT_EQ(lines, (Lines{kMinute, kHour, kDay, kYear}));
+}
+
 TEST_F(DateTimeSum, ExtremesWrapInsteadOfTrapping) {
   EXPECT_THAT(Add(Time(INT_MAX, 12, 31, 23, 59, 59), 1'000'000), ElementsAre(INT_MIN, 1, 1, 0, 0, 0, 0, 0));
   EXPECT_EQ(Add(Time(2024, 5, 7, 8, 9, INT_MAX), 1'000'000)[5], INT_MIN);
