@@ -146,6 +146,7 @@ void CModelCamera::DescribeModel() {
 int CModelCamera::OpenCamera(int index) {
   if (IsOpen()) return 1;
   if (cooler_) cooler_->Abandon();
+  StopWorkers();  // of the time before a reconnect: it works on a frame of the geometry that there was
   AdoptFields();
   if (CCameraBase::OpenCamera(index) == 0) return 0;
   worker_->mailbox.Discard();
