@@ -66,6 +66,7 @@ int LinesOf(std::uint64_t exposureUs, std::uint32_t lineTimeNs) {
 CModelCamera::CModelCamera(const ModelData& model) : model_(model), worker_(std::make_unique<Worker>()) {
   DescribeModel();
   if (model_.cooled) cooler_ = std::make_unique<Cooler>(*this, model_.cooler, model_.timeScale);
+  if (model_.gps) worker_->gps.emplace(*this);
   worker_->converter.RGBYUV_Init();
   InitVariable();
   SetGamma(kNeutralGamma);

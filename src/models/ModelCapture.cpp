@@ -123,6 +123,8 @@ CModelCamera::StreamEnd CModelCamera::DeliverFrames(bool* running, bool triggere
     SetTransferCount(static_cast<int>(worker.setup.WireBytes()));
     WriteFPGAREG(wire::kFpgaSingle, snap ? 1 : 0);
   }
+  worker.stampedAt = Clock::time_point{};
+  if (worker.gps) worker.gps->Begin();  // before an exposure takes up the lines
   if (!StartStream(*ring, worker.setup.WireFormat())) {
     trouble = LinkError();
     return StreamEnd::Failed;
@@ -198,6 +200,7 @@ bool CModelCamera::PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info) {
         static_cast<int>(FlipBayer(static_cast<BayerPattern>(worker.setup.rawPattern), info.flipHorizontal,
                                    info.flipVertical, info.region.width, info.region.height));
   }
+  StampFrame(frame, header->gpsLatch, mono, info);
   ToHostOrder(worker.setup, pImgBuf.get());
   CorrectFrame();
 
