@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -21,7 +22,8 @@ struct ExposureSettings {
   int gain = 0;        ///< gain setting
   int blackLevel = 0;  ///< offset setting
   double temperatureC = 20.0;
-  std::uint64_t frameNumber = 0;  ///< counts exposures from 0; with the seed it decides all noise
+  std::optional<double> flatFlux = std::nullopt;  ///< light of a flat scene, e-/s; none: as the source was made
+  std::uint64_t frameNumber = 0;                  ///< counts exposures from 0; with the seed it decides all noise
 };
 
 /// The sensor as the firmware sees it. `Expose` is for one thread at a time; the rest is constant.
