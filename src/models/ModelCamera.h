@@ -131,7 +131,8 @@ class CModelCamera : public CCameraBase {
   StreamEnd DeliverFrames(bool* running, bool triggered, FrameInfo& info, std::string& trouble);
   bool PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info);
   void CorrectFrame();
-  bool AutoCopyDue();
+  bool IsOfCurrentSettings(const FrameInfo& info, int wbRed, int wbBlue) const;
+  bool AutoCopyDue(const FrameInfo& info, int wbRed, int wbBlue);
   void OpenAutoGate(const FrameInfo& info, int wbRed, int wbBlue);
   void AdjustCorrections(bool otherBin);
   void AwaitWorkerEnd() const;
