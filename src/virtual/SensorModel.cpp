@@ -13,10 +13,10 @@ namespace {
 constexpr float kMostElectrons = 1.0e7F;
 constexpr double kMostFlux = 1.0e9;
 
-/// Even light, e-/s under the green (or no) filter.
+/// Even light, e-/s under the green (or no) filter. What is no amount of light is none.
 double EvenLight(const SensorData& sensor, Scene scene, double flatFlux) {
   if (scene == Scene::Stars) return sensor.skyElectronsPerSecond;
-  return scene == Scene::Flat ? std::clamp(flatFlux, 0.0, kMostFlux) : 0.0;
+  return scene == Scene::Flat && flatFlux > 0.0 ? std::min(flatFlux, kMostFlux) : 0.0;
 }
 
 }  // namespace
