@@ -361,6 +361,8 @@ std::uint32_t CModelCamera::LineTimeNs() const {
 void CModelCamera::StoreGeometry(const FrameRegion& region, bool hardwareBin) {
   const FrameSetup setup = SetupFor(model_, region, hardwareBin);
   worker_->setup = setup;
+  autoGateLimit = 0;  // the frame in `autoBuf` lies there in the old geometry
+  algorithm.SetBayer(setup.rawPattern);
   HardwareBin = hardwareBin;
   iStartX = region.startX;
   iStartY = region.startY;

@@ -212,7 +212,7 @@ bool CModelCamera::PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info) {
         ElectronsPerUnit(model_, worker.setup,
                          static_cast<double>(ElectronsPerAdu(model_.baseElectronsPerAdu, model_.name, info.gain)));
   }
-  const bool copyForAuto = AutoCopyDue();
+  const bool copyForAuto = AutoCopyDue(info, red, blue);
   const std::span<std::uint8_t> out = worker.mailbox.Work();
   RunFramePath({.setup = worker.setup,
                 .image = pImgBuf.get(),
@@ -253,20 +253,24 @@ void CModelCamera::CorrectFrame() {
   HandleHotPixels();
 }
 
-// A frame that answers a change of settings is awaited and copied at once.
-bool CModelCamera::AutoCopyDue() {
-  if (!autoThr.IsActive()) return false;
+// Whether the frame shows the settings in force; only with `registers` held does the answer last.
+bool CModelCamera::IsOfCurrentSettings(const FrameInfo& info, int wbRed, int wbBlue) const {
+  return info.exposureUs == exposureUs && info.gain == gain && wbRed == WB_Red && wbBlue == WB_Blue;
+}
+
+// While the gate is closed, the first frame of the new settings is copied at once, and none of the old.
+bool CModelCamera::AutoCopyDue(const FrameInfo& info, int wbRed, int wbBlue) {
+  if (!autoThr.IsActive() || !IsOfCurrentSettings(info, wbRed, wbBlue)) return false;
   const auto now = Clock::now();
   if (autoGateLimit != 0 && now - worker_->autoCopiedAt < kAutoCopyInterval) return false;
   worker_->autoCopiedAt = now;
   return true;
 }
 
-// Whoever changes a setting closes the gate under the same lock.
+// Whoever changes a setting closes the gate under the same lock. A change since the copy leaves it closed.
 void CModelCamera::OpenAutoGate(const FrameInfo& info, int wbRed, int wbBlue) {
   const std::lock_guard lock(worker_->registers);
-  const bool current = info.exposureUs == exposureUs && info.gain == gain && wbRed == WB_Red && wbBlue == WB_Blue;
-  if (current) autoGateLimit = kAutoGateOpen;
+  if (IsOfCurrentSettings(info, wbRed, wbBlue)) autoGateLimit = kAutoGateOpen;
 }
 
 void CModelCamera::SetTimeMark(bool on) {
