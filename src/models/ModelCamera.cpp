@@ -147,6 +147,7 @@ void CModelCamera::DescribeModel() {
 int CModelCamera::OpenCamera(int index) {
   if (IsOpen()) return 1;
   if (cooler_) cooler_->Abandon();
+  StopWorkers();  // of the time before a reconnect: it works on a frame of the geometry that there was
   AdoptFields();
   if (CCameraBase::OpenCamera(index) == 0) return 0;
   worker_->mailbox.Discard();
@@ -360,6 +361,8 @@ std::uint32_t CModelCamera::LineTimeNs() const {
 void CModelCamera::StoreGeometry(const FrameRegion& region, bool hardwareBin) {
   const FrameSetup setup = SetupFor(model_, region, hardwareBin);
   worker_->setup = setup;
+  autoGateLimit = 0;  // the frame in `autoBuf` lies there in the old geometry
+  algorithm.SetBayer(setup.rawPattern);
   HardwareBin = hardwareBin;
   iStartX = region.startX;
   iStartY = region.startY;

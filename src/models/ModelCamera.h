@@ -139,7 +139,8 @@ class CModelCamera : public CCameraBase {
   bool PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info);
   void StampFrame(const CirBuf::Frame& frame, std::uint32_t latch, bool mono, FrameInfo& info);
   void CorrectFrame();
-  bool AutoCopyDue();
+  bool IsOfCurrentSettings(const FrameInfo& info, int wbRed, int wbBlue) const;
+  bool AutoCopyDue(const FrameInfo& info, int wbRed, int wbBlue);
   void OpenAutoGate(const FrameInfo& info, int wbRed, int wbBlue);
   void AdjustCorrections(bool otherBin);
   void AwaitWorkerEnd() const;

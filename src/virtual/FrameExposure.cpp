@@ -105,6 +105,7 @@ FrameStream::Exposure FrameStream::Begin() {
                      .gain = settings_.gain,
                      .blackLevel = settings_.blackLevel,
                      .temperatureC = sensorC_(),
+                     .flatFlux = flatFlux_,
                      .frameNumber = framesExposed_};
   exposure.triggered = settings_.trigger.listens;
   exposure.readoutUs = ReadoutUs(geometry);

@@ -78,6 +78,8 @@ class FrameStream {
   /// The level of the trigger input; low at first.
   void SetTriggerLine(bool high);
   std::uint64_t TriggersMissed() const;
+  /// Light of a flat scene, e-/s, from the next exposure on.
+  void SetFlux(double electronsPerSecond);
   /// Changes of a trigger output (0 or 1) until now; none for other numbers.
   std::vector<SyncEdge> SyncEdges(int output) const;
 
@@ -155,6 +157,7 @@ class FrameStream {
   const VirtualOptions options_;
   const DeviceClock& clock_;
   const std::function<double()> sensorC_;
+  std::optional<double> flatFlux_;  ///< set while the camera runs
   const int packet_;
 
   mutable std::mutex mutex_;

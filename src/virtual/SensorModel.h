@@ -29,8 +29,10 @@ inline constexpr double kFlashFlux = 5.0e7;
 /// reads the sum once. Thread rule: one `Expose` at a time.
 class SensorModel final : public FrameSource {
  public:
-  /// `sensor` must outlive the model. `flatFlux` in e-/s counts for `Scene::Flat` only.
-  SensorModel(const SensorData& sensor, Scene scene, double flatFlux, std::uint64_t seed);
+  /// `sensor` must outlive the model. `flatFlux` in e-/s and the light's colour temperature count for
+  /// `Scene::Flat` only.
+  SensorModel(const SensorData& sensor, Scene scene, double flatFlux, std::uint64_t seed,
+              double illuminantKelvin = kWhiteKelvin);
 
   int Width() const override { return sensor_.width; }
   int Height() const override { return sensor_.height; }
@@ -58,9 +60,11 @@ class SensorModel final : public FrameSource {
   const PoissonTable& poisson_ = PoissonTable::Get();
   const FixedPattern pattern_;
   std::unique_ptr<const StarField> stars_;
-  std::array<double, 3> glow_{};  ///< even light under each filter, e-/s
-  std::vector<float> row_;        ///< charge of one sensor row
-  std::vector<float> sums_;       ///< binned charge of one output row
+  const Scene scene_;
+  const double flatFlux_;
+  std::array<double, 3> filters_{};  ///< what of even light passes each filter
+  std::vector<float> row_;           ///< charge of one sensor row
+  std::vector<float> sums_;          ///< binned charge of one output row
 };
 
 }  // namespace orq

@@ -212,6 +212,10 @@ constexpr OptionEntry kOptions[] = {
     {"gpspos", "LATITUDE/LONGITUDE/ALTITUDE (degrees, degrees, metres; 47.26/11.38/574.3, say)", SetGpsPosition},
     {"gpsroute", "SPEED/COURSE (metres per second, degrees; 30/90, say)", SetGpsRoute},
     {"gpstime", "now or UTC as 2030-01-01T00:00:00, from 2023 to 2254", SetGpsTime},
+    {"illuminant", "a colour temperature from 1000 to 40000 kelvins",
+     [](VirtualOptions& o, std::string_view v) {
+       return Real(v, kLowestIlluminant, kHighestIlluminant, o.illuminantKelvin);
+     }},
     {"drop", "a fraction from 0 to 1",
      [](VirtualOptions& o, std::string_view v) { return Real(v, 0, 1, o.dropRate); }},
     {"flashfail", "a whole number from 1",

@@ -5,6 +5,7 @@
 #include "Climate.h"
 #include "Commands.h"
 #include "Cooling.h"
+#include "Corrections.h"
 #include "FrameSaver.h"
 #include "FrameTime.h"
 #include "Shooter.h"
@@ -28,6 +29,7 @@ constexpr ImageType kImageTypes[] = {
 
 struct CaptureOptions {
   ShotSettings settings;
+  CorrectionOptions corrections;
   CoolSettings cooling;
   std::string count = "1";
   std::string output = "{camera}-{date}-{time}-{n:04}.fits";
@@ -118,9 +120,10 @@ void ReportFrame(const Context& context, const Frame& frame, const SavedFrame& s
 }
 
 // What only the camera can tell about a frame that has just arrived.
-void AddReadings(Session& session, bool single, Frame& frame) {
+void AddReadings(Session& session, const Corrections& corrections, bool single, Frame& frame) {
   constexpr std::uint64_t kCountedFromUs = 1'000'000;  // shorter ones are as they were set
   CModelCamera& camera = session.Camera();
+  frame.corrections = corrections.FactsOf(frame.info);
   frame.sensorC = SensorCelsius(camera);
   long coolerOn = 0;
   const bool cooled = session.Model().cooled &&
@@ -157,8 +160,8 @@ bool Keep(const Context& context, const FrameSaver& saver, const Frame& frame, s
   return false;
 }
 
-ExitCode TakeAll(const Context& context, Session& session, Shooter& shooter, bool single, const FrameSaver& saver,
-                 Tally& tally) {
+ExitCode TakeAll(const Context& context, Session& session, const Corrections& corrections, Shooter& shooter,
+                 bool single, const FrameSaver& saver, Tally& tally) {
   Frame frame;
   CoolerWatch coolerWatch;
   GpsWatch gpsWatch(true);
@@ -167,7 +170,7 @@ ExitCode TakeAll(const Context& context, Session& session, Shooter& shooter, boo
   for (std::uint64_t number = 1; number <= tally.count; ++number) {
     switch (shooter.Take(frame, number, tally.count)) {
       case ShotResult::Good:
-        AddReadings(session, single, frame);
+        AddReadings(session, corrections, single, frame);
         coolerWatch.Look(session);
         gpsWatch.Look(frame.info);
         if (!Keep(context, saver, frame, number, tally)) return kExitFailed;
@@ -208,10 +211,17 @@ void ReportVideoLosses(const StreamCounters& counters) {
       static_cast<unsigned long long>(counters.lost), static_cast<unsigned long long>(counters.overwritten)));
 }
 
-ExitCode Take(const Context& context, Session& session, Shooter& shooter, bool single,
+ExitCode Take(const Context& context, Session& session, Corrections& corrections, Shooter& shooter, bool single,
               const CaptureOptions& options, const FrameSaver& saver, Tally& tally) {
+  const CorrectionsScope scope(corrections);
   if (!options.timeout.empty()) shooter.SetTriggerPatience(options.settings.triggers.Patience(options.timeout));
-  return TakeAll(context, session, shooter, single, saver, tally);
+  return TakeAll(context, session, corrections, shooter, single, saver, tally);
+}
+
+// Frames that become a dark or a bias themselves are not corrected by one, unless it is named.
+bool TakesChosenDark(const Context& context, const CaptureOptions& options) {
+  const std::string type = Lower(options.imageType);
+  return context.settings && type != "dark" && type != "bias";
 }
 
 ExitCode RunCapture(const Context& context, const CaptureOptions& options) {
@@ -228,16 +238,18 @@ ExitCode RunCapture(const Context& context, const CaptureOptions& options) {
   const FrameSaver saver(std::move(save), MakeContext(session, options), std::string(session.Model().key),
                          Lower(options.imageType));
   saver.CheckBeforehand(Expected(session.Camera()), count);
+  Corrections corrections(session, options.corrections, TakesChosenDark(context, options));
   options.cooling.Apply(session);
+  corrections.TellDifferences();
   Tally tally{.count = count};
   ExitCode code = kExitOk;
   if (options.video) {
     VideoShooter shooter(session);
-    code = Take(context, session, shooter, false, options, saver, tally);
+    code = Take(context, session, corrections, shooter, false, options, saver, tally);
     ReportVideoLosses(session.Camera().Counters());
   } else {
     SingleShooter shooter(session);
-    code = Take(context, session, shooter, true, options, saver, tally);
+    code = Take(context, session, corrections, shooter, true, options, saver, tally);
   }
   Report report;
   report.Add("saved", tally.saved);
@@ -252,6 +264,7 @@ CommandRun AddCaptureCommand(CLI::App& app) {
   CLI::App* command = app.add_subcommand("capture", "Take frames and save them");
   auto options = std::make_shared<CaptureOptions>();
   options->settings.AddTo(*command);
+  options->corrections.AddTo(*command);
   options->cooling.AddTo(*command);
   command->add_option("-n,--count", options->count, "Number of frames")->default_str("1");
   command

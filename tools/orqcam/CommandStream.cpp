@@ -4,6 +4,7 @@
 
 #include "Commands.h"
 #include "Cooling.h"
+#include "Corrections.h"
 #include "FrameTime.h"
 #include "Shooter.h"
 #include "Signals.h"
@@ -23,6 +24,7 @@ constexpr std::chrono::milliseconds kGpsEvery{1000};  // often enough to notice,
 
 struct StreamOptions {
   ShotSettings settings;
+  CorrectionOptions corrections;
   CoolSettings cooling;
   std::string seconds;  ///< empty: no limit
   std::string frames;   ///< empty: no limit
@@ -107,10 +109,11 @@ struct StreamRun {
   std::string reason;
 };
 
-StreamRun Watch(const Context& context, Session& session, const Limits& limits) {
+StreamRun Watch(const Context& context, Session& session, Corrections& corrections, const Limits& limits) {
   StreamRun run;
   session.Camera().StampFrames(kGpsEvery);
   VideoShooter shooter(session);
+  const CorrectionsScope scope(corrections);
   SecondLines lines(context, session.Camera());
   Frame frame;
   const auto start = Clock::now();
@@ -192,8 +195,10 @@ ExitCode RunStream(const Context& context, const StreamOptions& options) {
   options.cooling.Check();
   Session session(context);
   options.settings.Apply(session);
+  Corrections corrections(session, options.corrections, context.settings);
   options.cooling.Apply(session);
-  const StreamRun run = Watch(context, session, limits);
+  corrections.TellDifferences();
+  const StreamRun run = Watch(context, session, corrections, limits);
   const StreamCounters counters = session.Camera().Counters();
   ReportEnd(context, run, counters);
   if (run.end == ShotResult::Lost) throw CliError(kExitCameraLost, "the camera was lost; check its cable");
@@ -224,6 +229,7 @@ CommandRun AddStreamCommand(CLI::App& app) {
   CLI::App* command = app.add_subcommand("stream", "Stream video without saving it; show rates and counters");
   auto options = std::make_shared<StreamOptions>();
   options->settings.AddTo(*command);
+  options->corrections.AddTo(*command);
   options->cooling.AddTo(*command);
   command->add_option("-s,--seconds", options->seconds, "Stop after this time (default: at Ctrl-C)");
   command->add_option("-n,--frames", options->frames, "Stop after this many frames");

@@ -48,6 +48,7 @@ class MemoryFits {
   void Logical(const char* name, bool value, const char* comment) {
     fits_write_key_log(file_, name, value ? 1 : 0, comment, &status_);
   }
+  void History(const std::string& text) { fits_write_history(file_, text.c_str(), &status_); }
   void Date() { fits_write_date(file_, &status_); }
   void Pixels(int type, LONGLONG firstPixel, LONGLONG count, const void* data) {
     // The library takes a pointer to non-const data but only reads it.
@@ -163,6 +164,21 @@ void WriteGeometry(MemoryFits& fits, const FrameInfo& info, const FileContext& c
   fits.Text("ROWORDER", "TOP-DOWN", "first row of the data is the top one");
 }
 
+// File names may hold what FITS does not take.
+std::string Plain(std::string text) {
+  std::replace_if(
+      text.begin(), text.end(), [](char c) { return c < ' ' || c > '~'; }, '?');
+  return text;
+}
+
+void WriteCorrections(MemoryFits& fits, const CorrectionFacts& corrections) {
+  if (!corrections.darkFile.empty()) {
+    fits.Text("DARKFILE", Plain(corrections.darkFile), "dark that was subtracted");
+    fits.History("dark subtracted" + (corrections.dark.empty() ? "" : ": " + corrections.dark));
+  }
+  if (corrections.hotPixels) fits.History("hot pixels repaired");
+}
+
 void WriteKeyword(MemoryFits& fits, const Keyword& keyword) {
   const char* name = keyword.name.c_str();
   const char* comment = keyword.comment.empty() ? nullptr : keyword.comment.c_str();
@@ -208,6 +224,7 @@ std::vector<std::uint8_t> EncodeFits(const Frame& frame, std::uint64_t number, c
   WriteGeometry(fits, frame.info, context);
   fits.Integer("FRAMENO", static_cast<std::int64_t>(number), "number of the frame in its run, from 1");
   fits.Integer("CAMSEQ", frame.info.sequence, "the camera's own frame number, 32 bits");
+  WriteCorrections(fits, frame.corrections);
   for (const Keyword& keyword : keywords) WriteKeyword(fits, keyword);
   WritePixels(fits, frame, pixels);
   return fits.Finish();

@@ -45,6 +45,8 @@ std::vector<std::uint8_t> DescribeRaw(const Frame& frame, std::uint64_t number, 
   if (info.electronsPerAdu > 0.0) json["electrons_per_adu"] = info.electronsPerAdu;
   if (frame.sensorC) json["sensor_temperature_c"] = *frame.sensorC;
   if (frame.targetC) json["target_temperature_c"] = *frame.targetC;
+  if (!frame.corrections.darkFile.empty()) json["dark_file"] = frame.corrections.darkFile;
+  json["hot_pixels_repaired"] = frame.corrections.hotPixels;
   json["number"] = number;
   json["sequence"] = info.sequence;
   if (!context.object.empty()) json["object"] = context.object;

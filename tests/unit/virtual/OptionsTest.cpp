@@ -44,6 +44,7 @@ TEST(VirtualOptionsTest, AModelAloneHasTheDefaults) {
   EXPECT_FALSE(options.ambientC.has_value());
   EXPECT_EQ("stars", options.scene);
   EXPECT_EQ(0.0, options.fluxElectronsPerSecond);
+  EXPECT_EQ(6000.0, options.illuminantKelvin);
   EXPECT_EQ(0.0, options.dropRate);
   EXPECT_TRUE(options.frameFaults.empty());
   EXPECT_TRUE(options.flashFaults.empty());
@@ -60,7 +61,8 @@ TEST(VirtualOptionsTest, EveryOptionIsRead) {
   const VirtualOptions options = Parsed(
       "k1c,seed=18446744073709551615,timescale=0.01,usb=2,prerender=4,serial=0123456789aBcDeF,state=/tmp/a "
       "b.state,"
-      "temp=-12.5,ambient=4.5,scene=flat,flux=1e3,drop=0.25,flashfail=2,flashms=30,refuse=0xD4,refuse=200,"
+      "temp=-12.5,ambient=4.5,scene=flat,flux=1e3,illuminant=3200,drop=0.25,flashfail=2,flashms=30,refuse=0xD4,"
+      "refuse=200,"
       "fpga=0xC0,trigger=0.25s");
   EXPECT_EQ(18446744073709551615U, options.seed);
   EXPECT_EQ(0.01, options.timeScale);
@@ -72,6 +74,7 @@ TEST(VirtualOptionsTest, EveryOptionIsRead) {
   EXPECT_EQ(4.5, options.ambientC);
   EXPECT_EQ("flat", options.scene);
   EXPECT_EQ(1000.0, options.fluxElectronsPerSecond);
+  EXPECT_EQ(3200.0, options.illuminantKelvin);
   EXPECT_EQ(0xC0, options.fpgaType);
   EXPECT_EQ(250'000, options.triggerPeriodUs);
   EXPECT_EQ(0.25, options.dropRate);
@@ -204,6 +207,9 @@ TEST(VirtualOptionsTest, ValuesOutOfRangeAreRefused) {
                            "ambient=",
                            "flux=-1",
                            "flux=inf",
+                           "illuminant=999",
+                           "illuminant=40001",
+                           "illuminant=warm",
                            "drop=1.01",
                            "drop=-0.01",
                            "flashfail=0",
