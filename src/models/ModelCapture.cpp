@@ -123,6 +123,8 @@ CModelCamera::StreamEnd CModelCamera::DeliverFrames(bool* running, bool triggere
     SetTransferCount(static_cast<int>(worker.setup.WireBytes()));
     WriteFPGAREG(wire::kFpgaSingle, snap ? 1 : 0);
   }
+  worker.stampedAt = Clock::time_point{};
+  if (worker.gps) worker.gps->Begin();  // before an exposure takes up the lines
   if (!StartStream(*ring, worker.setup.WireFormat())) {
     trouble = LinkError();
     return StreamEnd::Failed;
@@ -198,6 +200,7 @@ bool CModelCamera::PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info) {
         static_cast<int>(FlipBayer(static_cast<BayerPattern>(worker.setup.rawPattern), info.flipHorizontal,
                                    info.flipVertical, info.region.width, info.region.height));
   }
+  StampFrame(frame, header->gpsLatch, mono, info);
   ToHostOrder(worker.setup, pImgBuf.get());
   CorrectFrame();
 
@@ -209,7 +212,7 @@ bool CModelCamera::PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info) {
         ElectronsPerUnit(model_, worker.setup,
                          static_cast<double>(ElectronsPerAdu(model_.baseElectronsPerAdu, model_.name, info.gain)));
   }
-  const bool copyForAuto = AutoCopyDue();
+  const bool copyForAuto = AutoCopyDue(info, red, blue);
   const std::span<std::uint8_t> out = worker.mailbox.Work();
   RunFramePath({.setup = worker.setup,
                 .image = pImgBuf.get(),
@@ -250,20 +253,24 @@ void CModelCamera::CorrectFrame() {
   HandleHotPixels();
 }
 
-// A frame that answers a change of settings is awaited and copied at once.
-bool CModelCamera::AutoCopyDue() {
-  if (!autoThr.IsActive()) return false;
+// Whether the frame shows the settings in force; only with `registers` held does the answer last.
+bool CModelCamera::IsOfCurrentSettings(const FrameInfo& info, int wbRed, int wbBlue) const {
+  return info.exposureUs == exposureUs && info.gain == gain && wbRed == WB_Red && wbBlue == WB_Blue;
+}
+
+// While the gate is closed, the first frame of the new settings is copied at once, and none of the old.
+bool CModelCamera::AutoCopyDue(const FrameInfo& info, int wbRed, int wbBlue) {
+  if (!autoThr.IsActive() || !IsOfCurrentSettings(info, wbRed, wbBlue)) return false;
   const auto now = Clock::now();
   if (autoGateLimit != 0 && now - worker_->autoCopiedAt < kAutoCopyInterval) return false;
   worker_->autoCopiedAt = now;
   return true;
 }
 
-// Whoever changes a setting closes the gate under the same lock.
+// Whoever changes a setting closes the gate under the same lock. A change since the copy leaves it closed.
 void CModelCamera::OpenAutoGate(const FrameInfo& info, int wbRed, int wbBlue) {
   const std::lock_guard lock(worker_->registers);
-  const bool current = info.exposureUs == exposureUs && info.gain == gain && wbRed == WB_Red && wbBlue == WB_Blue;
-  if (current) autoGateLimit = kAutoGateOpen;
+  if (IsOfCurrentSettings(info, wbRed, wbBlue)) autoGateLimit = kAutoGateOpen;
 }
 
 void CModelCamera::SetTimeMark(bool on) {

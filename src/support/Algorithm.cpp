@@ -187,6 +187,10 @@ void CAlgorithm::SetBayer(int pattern) {
   pattern_ = static_cast<int>(KnownPattern(pattern));
 }
 
+void CAlgorithm::SetHighByteFirst(bool highByteFirst) {
+  highByteFirst_ = highByteFirst;
+}
+
 void CAlgorithm::RGBYUV_Init() {
   redWeight_ = 77;
   greenWeight_ = 150;

@@ -270,11 +270,10 @@ void AddDescription(Report& report, const DarkDescription& description) {
 
 std::string DescriptionText(const DarkDescription& description) {
   const DarkFacts& facts = description.facts;
-  std::string text = Format("%d frame%s of %s, gain %d", facts.frames, facts.frames == 1 ? "" : "s",
-                            ExposureText(facts.exposureUs).c_str(), facts.gain);
+  std::string text = Format("%d x %s, gain %d", facts.frames, ExposureText(facts.exposureUs).c_str(), facts.gain);
   if (facts.sensorC) text += Format(", %.1f C", static_cast<double>(*facts.sensorC));
   constexpr std::size_t kToSeconds = 19;
-  return text + ", taken " + IsoUtc(facts.takenUnixUs).substr(0, kToSeconds);
+  return text + ", " + IsoUtc(facts.takenUnixUs).substr(0, kToSeconds);
 }
 
 }  // namespace orq::cli

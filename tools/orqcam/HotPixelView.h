@@ -32,7 +32,7 @@ void PrintPixels(Output& out, const HotPixelView& view);
 
 /// "x_px,y_px,value": every marked pixel, counted from the top left; 1 hot, 2 in a bad row.
 std::vector<std::uint8_t> EncodeCsv(const HotPixelView& view);
-/// An 8-bit BMP as `CreateBMP` makes it: 255 marked, 0 good.
+/// An 8-bit BMP as `SaveBMPToFile` makes it of a dark: 255 marked, 0 good.
 std::vector<std::uint8_t> EncodeBmp(const HotPixelView& view);
 /// A grey PNG: white hot, grey in a bad row, black good.
 std::vector<std::uint8_t> EncodeMap(const HotPixelView& view);

@@ -60,15 +60,18 @@ TEST(HotPixelView, ACsvFileHasEveryMarkAndItsKind) {
   EXPECT_EQ(Text(EncodeCsv(view)), "x_px,y_px,value\n4,0,1\n0,1,2\n1,1,2\n3,2,1\n");
 }
 
-TEST(HotPixelView, ABmpFileIsWhatTheCameraWouldWrite) {
+TEST(HotPixelView, ABmpFileIsWhatTheCameraMakesOfADark) {
   const TempDirectory folder;
-  const std::string path = (folder.Path() / "core.bmp").string();
+  const std::string path = (folder.Path() / "dark.bmp").string();
   for (const int width : {8, 5}) {
     const HotPixelView view = ViewOf(Marked(static_cast<std::size_t>(width) * 3, {1, 7}), width, 3);
-    std::vector<std::uint8_t> pixels(static_cast<std::size_t>(width) * 3);
-    pixels[1] = pixels[7] = 255;
+    const auto pixels = static_cast<std::size_t>(width) * 3;
     test::BareCamera camera;
-    ASSERT_TRUE(camera.CreateBMP(width, 3, pixels.data(), path.c_str()));
+    camera.iMaxWidth = width;
+    camera.iMaxHeight = 3;
+    camera.pDarkFull = std::make_unique<std::uint8_t[]>(pixels);
+    camera.pDarkFull[1] = camera.pDarkFull[7] = 255;
+    ASSERT_TRUE(camera.SaveBMPToFile(path.c_str()));
     std::ifstream file(path, std::ios::binary);
     const std::vector<std::uint8_t> expected{std::istreambuf_iterator<char>(file), {}};
     EXPECT_EQ(expected.size(), 1078U + 24);
