@@ -12,7 +12,7 @@ _orqcam_controls() {
 _orqcam() {
   local cur prev words cword
   _init_completion -n =: || return
-  local commands="list info controls get set capture stream mode trigger reg id serial flash settings"
+  local commands="list info controls get set capture stream mode trigger reg id serial flash hotpixels settings"
   commands+=" temp cooler fan led hub guide focus sensor-id gps dark dump-controls"
   local general="-c --camera --json --debug --no-settings --help"
   local shot="-e --exposure -g --gain --offset --region --center -b --bin -f --format --flip --hardware-bin
@@ -36,7 +36,7 @@ _orqcam() {
     --flip) COMPREPLY=($(compgen -W "none h v both" -- "$cur")) && return ;;
     --image-type) COMPREPLY=($(compgen -W "light dark bias flat" -- "$cur")) && return ;;
     -b | --bin) COMPREPLY=($(compgen -W "1 2 3 4" -- "$cur")) && return ;;
-    -o | --output | --dark | dump | restore | verify) _filedir && return ;;
+    -o | --output | --dark | dump | restore | verify | export | --map) _filedir && return ;;
     --backup) _filedir -d && return ;;
     -e | --exposure | -g | --gain | --offset | --region | --center | -n | --count | --frames | -s | --seconds | \
       --timeout | --interval | --cool | --cool-timeout | --out-a | --out-b | -k | --keyword | --object | --observer) return ;;
@@ -77,7 +77,10 @@ _orqcam() {
         [[ ${words[*]} == *" save "* ]] && choices="--overwrite $general"
       fi
       ;;
-    gps) choices="status lines $general" ;;
+    gps)
+      choices="status read watch lines $general"
+      [[ ${words[*]} == *" watch"* ]] && choices="--interval -n --count $general"
+      ;;
     reg) choices="--unsafe read write fpga sensor $general" ;;
     id)
       choices="get set clear $general"
@@ -88,6 +91,14 @@ _orqcam() {
       [[ ${words[*]} == *" dump "* ]] && choices="--overwrite $general"
       [[ ${words[*]} == *" restore "* ]] && choices="--yes --backup --other-camera $general"
       [[ ${words[*]} == *" verify "* ]] && choices="$general"
+      ;;
+    hotpixels)
+      choices="build show enable disable export $general"
+      [[ ${words[*]} == *" build "* ]] &&
+        choices="-e --exposure -g --gain -n --frames --save --yes --backup --list --map --overwrite $general"
+      [[ ${words[*]} == *" show "* ]] && choices="--list --map --overwrite $general"
+      [[ ${words[*]} == *" export "* ]] && choices="--overwrite $general"
+      [[ ${words[*]} == *" enable "* || ${words[*]} == *" disable "* ]] && choices="$general"
       ;;
     *) choices="$general" ;;
   esac

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <functional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -40,6 +41,7 @@ enum class FlashResult : std::uint8_t {
   CameraFailed,
   FileFailed,
   Differs,  ///< what is in flash is not what was asked for
+  Damaged,  ///< what is in flash is not what it says it is
 };
 
 struct FlashOutcome {
@@ -50,6 +52,12 @@ struct FlashOutcome {
 
 // The operations on a camera are caller-serialised, take seconds, are refused while capture runs and leave the
 // image bus on however they end.
+
+/// Whether flash can be used now; if not, the reason.
+FlashOutcome FlashUsable(const CCameraBase& camera);
+
+/// Reads whole pieces of `kFlashChunkBytes` from `address` on, each three times at most.
+FlashOutcome ReadFlashPart(CCameraBase& camera, std::uint32_t address, std::span<std::uint8_t> bytes);
 
 /// Reads the camera's flash; `image` is as it was when anything cannot be read.
 FlashOutcome ReadFlashImage(CCameraBase& camera, FlashImage& image, const FlashWatcher& watcher);

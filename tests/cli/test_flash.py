@@ -1,15 +1,10 @@
 """id, serial and flash: what a camera keeps of its own."""
 
-import fcntl
 import os
-import pty
-import select
 import signal
-import subprocess
-import termios
 import time
 
-from support import CliTest, ORQCAM, TIMEOUT
+from support import CliTest, TIMEOUT
 
 RECORD = 0x40000
 PAGE = 0x70000
@@ -38,42 +33,7 @@ class Tests(CliTest):
         return sorted(os.listdir(directory)) if os.path.isdir(directory) else []
 
     def at_terminal(self, answer, *arguments):
-        """Runs with a terminal as standard input and error, types `answer` at the question.
-
-        (exit status, standard output, what the terminal showed)."""
-        ours, theirs = pty.openpty()
-
-        def take_terminal():  # so that its keys send signals
-            os.setsid()
-            fcntl.ioctl(0, termios.TIOCSCTTY, 0)
-
-        process = subprocess.Popen([ORQCAM, "-c", self.camera, *arguments], cwd=self.work, env=self.environment,
-                                   stdin=theirs, stderr=theirs, stdout=subprocess.PIPE, text=True,
-                                   preexec_fn=take_terminal)
-        os.close(theirs)
-        shown = b""
-        asked = False
-        deadline = time.monotonic() + TIMEOUT
-        while time.monotonic() < deadline:
-            if not select.select([ours], [], [], 1)[0]:
-                continue
-            try:
-                part = os.read(ours, 4096)
-            except OSError:  # the other side is closed
-                break
-            if not part:
-                break
-            shown += part
-            if not asked and b"[y/N]" in shown:
-                asked = True
-                os.write(ours, answer)
-        else:
-            process.kill()
-        out = process.stdout.read()
-        process.stdout.close()
-        process.wait(timeout=TIMEOUT)
-        os.close(ours)
-        return process.returncode, out, shown.decode()
+        return super().at_terminal(answer, "-c", self.camera, *arguments)
 
     # Identity
 

@@ -29,6 +29,7 @@ CommandRun AddRegCommand(CLI::App& app);
 CommandRun AddIdCommand(CLI::App& app);
 CommandRun AddSerialCommand(CLI::App& app);
 CommandRun AddFlashCommand(CLI::App& app);
+CommandRun AddHotPixelsCommand(CLI::App& app);
 CommandRun AddSettingsCommand(CLI::App& app);
 CommandRun AddTempCommand(CLI::App& app);
 CommandRun AddCoolerCommand(CLI::App& app);

@@ -84,6 +84,7 @@ ExitCode Run(int argc, char** argv, Output& out) {
       {"id", AddIdCommand(app)},
       {"serial", AddSerialCommand(app)},
       {"flash", AddFlashCommand(app)},
+      {"hotpixels", AddHotPixelsCommand(app)},
       {"settings", AddSettingsCommand(app)},
       {"temp", AddTempCommand(app)},
       {"cooler", AddCoolerCommand(app)},
