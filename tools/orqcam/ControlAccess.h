@@ -54,5 +54,7 @@ ControlSetting ParseSetting(const Control& control, std::string_view text);
 /// Sets it and says on standard error when the value had to be clamped. Throws CliError when it is read-only, not
 /// supported or refused.
 void WriteControl(Session& session, const Control& control, const ControlSetting& setting);
+/// Finds, parses and writes.
+void ApplyControl(Session& session, ORQ_CONTROL_TYPE id, std::string_view text);
 
 }  // namespace orq::cli
