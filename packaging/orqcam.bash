@@ -18,6 +18,7 @@ _orqcam() {
   local shot="-e --exposure -g --gain --offset --region --center -b --bin -f --format --flip --hardware-bin
     --no-hardware-bin --mono-bin --gamma --time-mark --mode --out-a --out-b"
   local cool="--cool --cool-wait --cool-timeout"
+  local auto="--auto-exposure --auto-gain --auto-wb --auto-target --auto-max-exposure --auto-max-gain"
 
   case $prev in
     -c | --camera)
@@ -38,7 +39,8 @@ _orqcam() {
     -o | --output | dump | restore | verify) _filedir && return ;;
     --backup) _filedir -d && return ;;
     -e | --exposure | -g | --gain | --offset | --region | --center | -n | --count | --frames | -s | --seconds | \
-      --timeout | --interval | --cool | --cool-timeout | --out-a | --out-b | -k | --keyword | --object | --observer) return ;;
+      --timeout | --interval | --cool | --cool-timeout | --auto-target | --auto-max-exposure | --auto-max-gain | --auto-timeout | \
+      --out-a | --out-b | -k | --keyword | --object | --observer) return ;;
   esac
 
   local i command=
@@ -55,10 +57,10 @@ _orqcam() {
       compopt -o nospace
       ;;
     capture)
-      choices="$shot $cool -n --count -o --output --overwrite --png --video --timeout -k --keyword --object --observer --image-type
+      choices="$shot $cool $auto --auto-timeout -n --count -o --output --overwrite --png --video --timeout -k --keyword --object --observer --image-type
         $general"
       ;;
-    stream) choices="$shot $cool -s --seconds -n --frames $general" ;;
+    stream) choices="$shot $cool $auto -s --seconds -n --frames $general" ;;
     trigger) choices="$shot -n --count --timeout $general" ;;
     settings) choices="show path reset --all $general" ;;
     temp) choices="-w --watch --interval -n --count $general" ;;

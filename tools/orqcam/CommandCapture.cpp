@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "AutoControl.h"
 #include "Climate.h"
 #include "Commands.h"
 #include "Cooling.h"
@@ -28,6 +29,7 @@ constexpr ImageType kImageTypes[] = {
 struct CaptureOptions {
   ShotSettings settings;
   CoolSettings cooling;
+  AutoSettings automatic;
   std::string count = "1";
   std::string output = "{camera}-{date}-{time}-{n:04}.fits";
   bool overwrite = false;
@@ -209,11 +211,50 @@ ExitCode Take(const Context& context, Session& session, Shooter& shooter, bool s
   return TakeAll(context, session, shooter, single, saver, tally);
 }
 
+void ReportSettled(const Context& context, const AutoControl& automatic) {
+  Report report;
+  report.Add("settled", true);
+  automatic.Read().AddTo(report);
+  report.Print(context.out, context.json);
+  context.out.Flush();
+}
+
+// Nobody knows when triggered frames come: they are all kept, and automatic control follows them.
+bool WaitsToSettle(Session& session, const AutoControl& automatic) {
+  return automatic.Runs() && session.Camera().camMode == 0;
+}
+
+ExitCode TakeVideo(const Context& context, Session& session, const CaptureOptions& options,
+                   const FrameSaver& saver, Tally& tally) {
+  AutoControl automatic(session, options.automatic);
+  VideoShooter shooter(session);
+  if (WaitsToSettle(session, automatic)) {
+    automatic.Settle(shooter);
+    ReportSettled(context, automatic);
+  }
+  const ExitCode code = Take(context, session, shooter, false, options, saver, tally);
+  ReportVideoLosses(session.Camera().Counters());
+  return code;
+}
+
+ExitCode TakeSingles(const Context& context, Session& session, const CaptureOptions& options,
+                     const FrameSaver& saver, Tally& tally) {
+  AutoControl automatic(session, options.automatic);
+  if (WaitsToSettle(session, automatic)) {
+    VideoShooter video(session);
+    automatic.Settle(video);
+    ReportSettled(context, automatic);
+  }
+  SingleShooter shooter(session);
+  return Take(context, session, shooter, true, options, saver, tally);
+}
+
 ExitCode RunCapture(const Context& context, const CaptureOptions& options) {
   const std::uint64_t count = ParseCount(options.count);
   options.settings.Check();
   if (!options.timeout.empty()) options.settings.triggers.Patience(options.timeout);
   options.cooling.Check();
+  options.automatic.Check();
   FindImageType(options.imageType);
   CheckTextValue(options.object, "--object");
   CheckTextValue(options.observer, "--observer");
@@ -225,15 +266,8 @@ ExitCode RunCapture(const Context& context, const CaptureOptions& options) {
   saver.CheckBeforehand(Expected(session.Camera()), count);
   options.cooling.Apply(session);
   Tally tally{.count = count};
-  ExitCode code = kExitOk;
-  if (options.video) {
-    VideoShooter shooter(session);
-    code = Take(context, session, shooter, false, options, saver, tally);
-    ReportVideoLosses(session.Camera().Counters());
-  } else {
-    SingleShooter shooter(session);
-    code = Take(context, session, shooter, true, options, saver, tally);
-  }
+  const ExitCode code = options.video ? TakeVideo(context, session, options, saver, tally)
+                                      : TakeSingles(context, session, options, saver, tally);
   Report report;
   report.Add("saved", tally.saved);
   if (tally.failed != 0) report.Add("failed", tally.failed);
@@ -248,6 +282,8 @@ CommandRun AddCaptureCommand(CLI::App& app) {
   auto options = std::make_shared<CaptureOptions>();
   options->settings.AddTo(*command);
   options->cooling.AddTo(*command);
+  options->automatic.AddTo(*command);
+  options->automatic.AddTimeoutTo(*command);
   command->add_option("-n,--count", options->count, "Number of frames")->default_str("1");
   command
       ->add_option("-o,--output", options->output,
