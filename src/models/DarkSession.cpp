@@ -205,6 +205,7 @@ DarkOutcome DarkSession::Restore() {
     return Failed("cannot restore the exposure");
   }
   camera_.snapMode = before.snap ? 1 : 0;
+  camera_.expStatus = ExpIdle;  // the last exposure was the dark's, and its frame is nobody's
   if (before.capturing && camera_.StartCapture(before.snap) == 0) return Failed("cannot start the capture again");
   before_.reset();
   return {};

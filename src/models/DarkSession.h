@@ -52,7 +52,8 @@ struct DarkFacts {
 
 /// Takes darks with the camera's present exposure, gain and offset. For that it stops a running capture, leaves
 /// the trigger mode, holds automatic exposure and gain, and switches to the whole sensor at bin 1 in 8 bits; it
-/// brings all of it back at the end. What the camera is told in between by others is lost.
+/// brings all of it back at the end. What the camera is told in between by others is lost, and so is the frame of
+/// a single exposure that was not fetched before.
 ///
 ///     DarkSession session(camera);
 ///     const DarkOutcome outcome = session.Collect(0, watcher, facts);

@@ -214,7 +214,8 @@ class Tests(CliTest):
             self.succeed("-c", self.open, "capture", "-e", "20ms", "-o", "x.fits", "--overwrite", *extra)
             header, _ = self.open_fits("x.fits")
             self.assertEqual(header["DARKFILE"], "dark.bmp")
-            self.assertRegex(" ".join(header["HISTORY"]), "dark subtracted: 5 frames of 20ms, gain 0, taken 20")
+            self.assertRegex(str(header["HISTORY"]),
+                             r"^dark subtracted: 5 x 20ms, gain 0, 20\d\d-\d\d-\d\dT\d\d:\d\d:\d\d$")
         self.succeed("-c", self.open, "capture", "-e", "20ms", "-o", "y.fits", "--no-dark")
         header, _ = self.open_fits("y.fits")
         self.assertNotIn("DARKFILE", header)

@@ -211,6 +211,7 @@ struct BusyCamera {
     EXPECT_EQ(camera.AutoGain, 1);
     EXPECT_EQ(camera.camMode, kSoftwareMode);
     EXPECT_EQ(camera.snapMode, 0);
+    EXPECT_EQ(camera.expStatus, ExpIdle) << "no frame of the dark is on offer";
     ExpectNoCollection(camera);
   }
 

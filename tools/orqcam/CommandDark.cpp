@@ -29,12 +29,6 @@ Existing ExistingOf(const DarkOptions& options) {
   return options.overwrite ? Existing::Overwrite : Existing::Keep;
 }
 
-void ApplyControl(Session& session, ORQ_CONTROL_TYPE id, const std::optional<std::string>& text) {
-  if (!text) return;
-  const Control control = FindControl(session.Camera(), id);
-  WriteControl(session, control, ParseSetting(control, *text));
-}
-
 void AddFile(Report& report, const std::string& path, const DarkFile& dark) {
   report.Add("file", path);
   if (dark.description) AddDescription(report, *dark.description);

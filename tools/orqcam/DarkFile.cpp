@@ -53,11 +53,6 @@ int ReadWhole(const std::string& path, std::size_t atMost, std::vector<std::uint
   throw CliError(kExitFailed, "'" + path + "' is no dark: " + why);
 }
 
-[[noreturn]] void CannotWrite(const std::string& path, int error) {
-  const std::string what = "cannot write '" + path + "': " + std::strerror(error);
-  throw CliError(kExitFailed, error == EEXIST ? what + "; give another name, or --overwrite" : what);
-}
-
 template <class Header>
 Header HeaderAt(const std::vector<std::uint8_t>& bytes, std::size_t at) {
   Header header{};
@@ -218,15 +213,7 @@ void DemandDarkName(const std::string& path) {
 }
 
 void CheckDarkWritable(const std::string& path, Existing existing) {
-  for (const std::string& name : {path, DescriptionPath(path)}) {
-    struct stat status {};
-    if (existing == Existing::Keep && lstat(name.c_str(), &status) == 0) CannotWrite(name, EEXIST);
-    const std::string directory = DirectoryOf(name);
-    if (stat(directory.c_str(), &status) != 0) CannotWrite(name, errno);
-    if (!S_ISDIR(status.st_mode)) CannotWrite(name, ENOTDIR);
-    if (access(directory.c_str(), W_OK | X_OK) != 0) CannotWrite(name, errno);
-    if (lstat(name.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) CannotWrite(name, EISDIR);
-  }
+  for (const std::string& name : {path, DescriptionPath(path)}) DemandWritable(name, existing);
 }
 
 void WriteDarkFile(const std::string& path, const DarkFile& dark, Existing existing) {
@@ -270,11 +257,10 @@ void AddDescription(Report& report, const DarkDescription& description) {
 
 std::string DescriptionText(const DarkDescription& description) {
   const DarkFacts& facts = description.facts;
-  std::string text = Format("%d frame%s of %s, gain %d", facts.frames, facts.frames == 1 ? "" : "s",
-                            ExposureText(facts.exposureUs).c_str(), facts.gain);
+  std::string text = Format("%d x %s, gain %d", facts.frames, ExposureText(facts.exposureUs).c_str(), facts.gain);
   if (facts.sensorC) text += Format(", %.1f C", static_cast<double>(*facts.sensorC));
   constexpr std::size_t kToSeconds = 19;
-  return text + ", taken " + IsoUtc(facts.takenUnixUs).substr(0, kToSeconds);
+  return text + ", " + IsoUtc(facts.takenUnixUs).substr(0, kToSeconds);
 }
 
 }  // namespace orq::cli

@@ -49,7 +49,7 @@ void WriteDarkFile(const std::string& path, const DarkFile& dark, Existing exist
 
 /// Adds what the description says.
 void AddDescription(Report& report, const DarkDescription& description);
-/// The same in a sentence, for the files of frames: "5 frames of 200ms, gain 0, -10.1 C, taken 2026-11-21T...".
+/// The same, short enough for one FITS card: "5 x 200ms, gain 120, -10.1 C, 2026-11-21T22:10:05".
 std::string DescriptionText(const DarkDescription& description);
 
 }  // namespace orq::cli
