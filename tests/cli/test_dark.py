@@ -132,6 +132,17 @@ class Tests(CliTest):
         values = self.take("-e", "10ms", camera="virtual:k1m,timescale=0,scene=dark,temp=5")
         self.assertAlmostEqual(values["temperature_c"], 5, delta=1)
 
+    def test_rows_of_any_length_come_back(self):
+        self.light = self.light[:30 * 20]
+        self.dark = [5 * (i % 6) for i in range(30 * 20)]
+        self.open = self.replay("open.pgm", self.light, width=30)
+        self.take("-e", "20ms", camera=self.replay("covered.pgm", self.dark, width=30))
+        bmp = self.read(self.kept())
+        # The format's rows are 32 bytes long; these stand without padding, and zeros fill the file.
+        self.assertEqual(struct.unpack("<I", bmp[2:6])[0], 1078 + 32 * 20)
+        self.assertEqual(list(bmp[1078:]), self.dark + [0] * 40)
+        self.assertEqual(self.frame("-e", "20ms")[0], self.corrected())
+
     def test_each_camera_has_its_own_dark(self):
         self.take("-e", "20ms")
         other = self.replay("open.pgm", self.light, serial="fedcba9876543210")
