@@ -77,7 +77,10 @@ _orqcam() {
         [[ ${words[*]} == *" save "* ]] && choices="--overwrite $general"
       fi
       ;;
-    gps) choices="status lines $general" ;;
+    gps)
+      choices="status read watch lines $general"
+      [[ ${words[*]} == *" watch"* ]] && choices="--interval -n --count $general"
+      ;;
     reg) choices="--unsafe read write fpga sensor $general" ;;
     id)
       choices="get set clear $general"

@@ -51,16 +51,6 @@ int CCameraBase::StopCapture() {
   return 1;
 }
 
-// There is no automatic control yet: without a worker function the start is refused.
-int CCameraBase::StartAutoControlThr() {
-  autoThr.InitFuncPt(nullptr);
-  return autoThr.Start(this);
-}
-
-void CCameraBase::StopAutoControlThr() {
-  autoThr.Stop();
-}
-
 int CCameraBase::GetImageAfterExp(unsigned char* buffer, int size) {
   if (expStatus != ExpSuccess) return 0;
   const int got = GetImageData(buffer, size, kExposedFrameWaitMs);

@@ -15,12 +15,15 @@ BayerPattern ShiftBayer(BayerPattern pattern, int dx, int dy);
 /// The pattern seen after mirroring a frame of the given size horizontally and/or vertically.
 BayerPattern FlipBayer(BayerPattern pattern, bool horizontal, bool vertical, int width, int height);
 
-/// Colour conversions and dark subtraction of raw frames. One object per camera; `SetBayer` is any-thread, the
-/// others may run on several threads at once.
+/// Colour conversions, dark subtraction and colour statistics of raw frames. One object per camera; `SetBayer` and
+/// `SetHighByteFirst` are any-thread, the others may run on several threads at once.
 class CAlgorithm {
  public:
   /// The Bayer pattern of the frames that follow (0 RGGB, 1 BGGR, 2 GRBG, 3 GBRG; others count as 0).
   void SetBayer(int pattern);
+  /// How the samples of 16-bit frames lie in memory for `Get_variance_ave_RAW`: most significant byte first, or
+  /// (as long as nothing is said) in host order.
+  void SetHighByteFirst(bool highByteFirst);
   /// Sets up the colour conversion: ITU-R BT.601 luminance weights in units of 1/256 (red 77, green 150,
   /// blue 29; their sum is 256, so that grey keeps its value). To be called before `BayerToY8`.
   void RGBYUV_Init();
@@ -42,9 +45,17 @@ class CAlgorithm {
   void SubtractDark(std::uint8_t* frame, int width, int height, unsigned average, const std::uint8_t* dark,
                     bool wide) const;
 
+  /// Variance and average of the red, the green and the blue samples (in this order) of one block of a raw Bayer
+  /// frame of `width` x `height` samples: all samples of the colour inside the block, each as 0 to 255 (the upper
+  /// half of 16-bit ones); both results truncated. A block that reaches beyond the frame is cut at it; a colour
+  /// without samples, like all of no frame, has 0 and 0. Samples outside the frame are not read.
+  void Get_variance_ave_RAW(const unsigned char* frame, int x0, int y0, int blockWidth, int blockHeight, int width,
+                            int height, int* variances, int* averages, bool sixteenBit) const;
+
  private:
   std::uint16_t redWeight_ = 0;
   std::uint16_t greenWeight_ = 0;
   std::uint16_t blueWeight_ = 0;
   orq::Relaxed<int> pattern_{0};
+  orq::Relaxed<bool> highByteFirst_{false};
 };

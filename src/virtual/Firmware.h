@@ -56,6 +56,7 @@ class Firmware : public VirtualCamera {
   void SetBoardType(std::uint8_t type) override;
   DeviceReadings Readings() const override;
   void SetAmbient(double celsius) override { devices_.SetAmbient(celsius); }
+  void SetFlux(double electronsPerSecond) override { stream_.SetFlux(electronsPerSecond); }
   void AdvanceTime(double seconds) override { devices_.AdvanceTime(seconds); }
   void FailRequests(std::uint8_t request, UsbError error, int skip, int count) override;
   void ClearFailures() override;

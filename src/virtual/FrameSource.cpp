@@ -29,7 +29,12 @@ std::unique_ptr<FrameSource> MakeSensor(const SensorData& sensor, const VirtualO
     error = "flux must be a number of electrons per pixel and second, 0 or more";
     return nullptr;
   }
-  return std::make_unique<SensorModel>(sensor, *scene, asked > 0.0 ? asked : kDefaultFlatFlux, options.seed);
+  if (!(options.illuminantKelvin >= kLowestIlluminant && options.illuminantKelvin <= kHighestIlluminant)) {
+    error = "illuminant must be a colour temperature from 1000 to 40000 kelvins";
+    return nullptr;
+  }
+  return std::make_unique<SensorModel>(sensor, *scene, asked > 0.0 ? asked : kDefaultFlatFlux, options.seed,
+                                       options.illuminantKelvin);
 }
 
 }  // namespace

@@ -118,6 +118,11 @@ void FrameStream::SetTriggerLine(bool high) {
   work_.notify_all();
 }
 
+void FrameStream::SetFlux(double electronsPerSecond) {
+  const std::lock_guard lock(mutex_);
+  flatFlux_ = electronsPerSecond;
+}
+
 std::uint64_t FrameStream::TriggersMissed() const {
   const std::lock_guard lock(mutex_);
   return trigger_.Missed();

@@ -78,6 +78,8 @@ class FrameStream {
   /// The level of the trigger input; low at first.
   void SetTriggerLine(bool high);
   std::uint64_t TriggersMissed() const;
+  /// Light of a flat scene, e-/s, from the next exposure on.
+  void SetFlux(double electronsPerSecond);
   /// Changes of a trigger output (0 or 1) until now; none for other numbers.
   std::vector<SyncEdge> SyncEdges(int output) const;
 
@@ -108,6 +110,7 @@ class FrameStream {
     double readoutUs = 0;  ///< device time
     std::uint64_t limit = 0;
     std::optional<GpsLines> gpsLines;
+    std::optional<double> readoutSeconds;  ///< device time, where it decides what the frame shows
   };
   struct Waiting {  ///< a frame in the device
     WireFrame frame;
@@ -136,6 +139,7 @@ class FrameStream {
   void ReadOut(const Exposure& exposure, std::shared_ptr<const Payload> payload);
   void Remember(std::uint32_t sequence, std::shared_ptr<const Payload> payload);
   double ReadoutSeconds(const Exposure& exposure) const;
+  void AddFlash(Exposure& exposure) const;
   std::uint32_t Latch(const Exposure& exposure, double readoutSeconds);
   void SettleLatch();
 
@@ -153,6 +157,7 @@ class FrameStream {
   const VirtualOptions options_;
   const DeviceClock& clock_;
   const std::function<double()> sensorC_;
+  std::optional<double> flatFlux_;  ///< set while the camera runs
   const int packet_;
 
   mutable std::mutex mutex_;

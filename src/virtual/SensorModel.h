@@ -19,6 +19,9 @@ enum class Scene : std::uint8_t { Stars, Flat, Dark };
 /// Light of a flat scene when none is given, e-/s under the green (or no) filter.
 inline constexpr double kDefaultFlatFlux = 1000.0;
 
+/// Light of a flash, e-/s in each pixel under the green (or no) filter.
+inline constexpr double kFlashFlux = 5.0e7;
+
 /// Frames of one sensor. A frame is decided by the seed, the settings and the frame number; a pixel's charge and
 /// noise depend on its place on the sensor, not on the region. `docs/sensor-model.md` has the formulae.
 ///
@@ -26,8 +29,10 @@ inline constexpr double kDefaultFlatFlux = 1000.0;
 /// reads the sum once. Thread rule: one `Expose` at a time.
 class SensorModel final : public FrameSource {
  public:
-  /// `sensor` must outlive the model. `flatFlux` in e-/s counts for `Scene::Flat` only.
-  SensorModel(const SensorData& sensor, Scene scene, double flatFlux, std::uint64_t seed);
+  /// `sensor` must outlive the model. `flatFlux` in e-/s and the light's colour temperature count for
+  /// `Scene::Flat` only.
+  SensorModel(const SensorData& sensor, Scene scene, double flatFlux, std::uint64_t seed,
+              double illuminantKelvin = kWhiteKelvin);
 
   int Width() const override { return sensor_.width; }
   int Height() const override { return sensor_.height; }
@@ -43,8 +48,9 @@ class SensorModel final : public FrameSource {
  private:
   struct Exposure;
 
-  void MeanCharge(const Exposure& exposure, int y, int startX, std::span<float> electrons) const;
-  std::span<const float> CollectRow(const Exposure& exposure, int y, int startX, int columns);
+  void MeanCharge(const Exposure& exposure, int y, int startX, float flashSeconds,
+                  std::span<float> electrons) const;
+  std::span<const float> CollectRow(const Exposure& exposure, int y, int startX, float flashSeconds, int columns);
   std::span<const float> CollectSamples(const Exposure& exposure, const ExposureSettings& settings, int sampleRow,
                                         Overlap columns);
 
@@ -54,9 +60,11 @@ class SensorModel final : public FrameSource {
   const PoissonTable& poisson_ = PoissonTable::Get();
   const FixedPattern pattern_;
   std::unique_ptr<const StarField> stars_;
-  std::array<double, 3> glow_{};  ///< even light under each filter, e-/s
-  std::vector<float> row_;        ///< charge of one sensor row
-  std::vector<float> sums_;       ///< binned charge of one output row
+  const Scene scene_;
+  const double flatFlux_;
+  std::array<double, 3> filters_{};  ///< what of even light passes each filter
+  std::vector<float> row_;           ///< charge of one sensor row
+  std::vector<float> sums_;          ///< binned charge of one output row
 };
 
 }  // namespace orq

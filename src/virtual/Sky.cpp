@@ -26,17 +26,7 @@ double PlanckPhotons(double wavelengthNm, double kelvin) {
   return 1.0 / (std::pow(wavelengthNm, 4) * (std::exp(kHcOverK / (wavelengthNm * kelvin)) - 1.0));
 }
 
-std::array<double, 3> StarColour(const SensorData& sensor, double kelvin) {
-  constexpr std::array<double, 3> kFilterNm{610.0, 530.0, 460.0};
-  constexpr double kWhite = 6000.0;  // the temperature that the filters' responses to white light refer to
-  std::array<double, 3> colour{};
-  for (std::size_t i = 0; i < 3; ++i) {
-    const double relative = PlanckPhotons(kFilterNm[i], kelvin) / PlanckPhotons(kFilterNm[1], kelvin);
-    const double white = PlanckPhotons(kFilterNm[i], kWhite) / PlanckPhotons(kFilterNm[1], kWhite);
-    colour[i] = sensor.response[i] * relative / white;
-  }
-  return colour;
-}
+constexpr std::array<double, 3> kFilterNm{610.0, 530.0, 460.0};
 
 constexpr double MoffatScale2() {
   // alpha^2 for exponent 3: FWHM = 2 alpha sqrt(2^(1/3) - 1)
@@ -76,6 +66,16 @@ int ImageRadius(double electronsPerSecond) {
 
 }  // namespace
 
+std::array<double, 3> BlackBodyColour(const SensorData& sensor, double kelvin) {
+  std::array<double, 3> colour{};
+  for (std::size_t i = 0; i < 3; ++i) {
+    const double relative = PlanckPhotons(kFilterNm[i], kelvin) / PlanckPhotons(kFilterNm[1], kelvin);
+    const double white = PlanckPhotons(kFilterNm[i], kWhiteKelvin) / PlanckPhotons(kFilterNm[1], kWhiteKelvin);
+    colour[i] = sensor.response[i] * relative / white;
+  }
+  return colour;
+}
+
 std::vector<Star> MakeStars(const SensorData& sensor, std::uint64_t seed) {
   SplitMix64 random(Mix64(seed ^ kStarSalt));
   std::vector<Star> stars(static_cast<std::size_t>(sensor.starCount));
@@ -87,7 +87,7 @@ std::vector<Star> MakeStars(const SensorData& sensor, std::uint64_t seed) {
     const double brighter = std::pow(random.Uniform(), -0.4 / kCountsPerMagnitude);
     star.electronsPerSecond = sensor.faintestStar * std::min(brighter, kBrightestFaintRatio);
     const double kelvin = 3000.0 * std::pow(14'000.0 / 3000.0, random.Uniform());
-    if (sensor.bayerPattern >= 0) star.colour = StarColour(sensor, kelvin);
+    if (sensor.bayerPattern >= 0) star.colour = BlackBodyColour(sensor, kelvin);
     if (i < kBrightStars.size()) {
       star.electronsPerSecond = kBrightStars[i];
       star.x = sensor.width * (0.1 + 0.8 * random.Uniform());

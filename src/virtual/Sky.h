@@ -19,6 +19,12 @@ struct Star {
   std::array<double, 3> colour{1.0, 1.0, 1.0};  ///< light through the red, green, blue filter, green 1
 };
 
+/// Temperature of the white light that the filters' responses refer to, kelvins.
+inline constexpr double kWhiteKelvin = 6000.0;
+/// Light of a black body through the red, green and blue filter of a sensor, relative to white light under the
+/// green one.
+std::array<double, 3> BlackBodyColour(const SensorData& sensor, double kelvin);
+
 /// Width of a star's image at half its height, pixels; and the exponent of its Moffat profile.
 inline constexpr double kStarFwhmPixels = 2.5;
 inline constexpr double kMoffatExponent = 3.0;

@@ -73,6 +73,8 @@ class VirtualCamera {
   virtual DeviceReadings Readings() const = 0;
   /// Temperature of the surroundings, °C, held to -100 … 100.
   virtual void SetAmbient(double celsius) = 0;
+  /// Light of a flat scene from the next exposure on, electrons per pixel and second; 0 is darkness.
+  virtual void SetFlux(double electronsPerSecond) = 0;
   /// Lets device time pass at once: temperatures, watchdog, hub and focus motor. The only way at time scale 0.
   virtual void AdvanceTime(double seconds) = 0;
   /// Answers the next requests with this code: `kUsbPipe` (refused), `kUsbTimeout`, `kUsbIo`. `skip` matching

@@ -45,6 +45,12 @@ struct VirtualGps {
   static constexpr UtcTime kDefaultStart = std::chrono::sys_days(std::chrono::January / 1 / 2030);
 };
 
+/// A flash of even light over the whole sensor, whose instant the receiver's time tells.
+struct VirtualFlash {
+  UtcTime start{};
+  double seconds = 0;
+};
+
 /// A fault at a numbered operation of the flash; each kind counts its own operations, from 1.
 struct FlashFault {
   enum class Kind : std::uint8_t { Erase, Read, WeakWrite, PowerLoss };
@@ -67,6 +73,8 @@ struct VirtualOptions {
   std::optional<double> ambientC;       ///< `ambient=` surroundings; default: such that the sensor keeps `temp=`
   std::string scene = "stars";          ///< `scene=stars|flat|dark`
   double fluxElectronsPerSecond = 0;    ///< `flux=`: light of a flat scene, electrons per pixel and second
+  double illuminantKelvin = 6000;       ///< `illuminant=`: colour of a flat scene's light; 6000 is white
+  std::optional<VirtualFlash> flash;    ///< `flash=UTC/DURATION`, on models with a GPS
   double dropRate = 0.0;                ///< `drop=`: fraction of frames that the device loses
   std::vector<FrameFault> frameFaults;  ///< `short@N`, `oversize@N`, `badheader@N`, `badtrailer@N`, `order@N`,
                                         ///< `lose@N`, `stall@N`, `error@N`, `unplug@N`
@@ -80,6 +88,10 @@ struct VirtualOptions {
   std::optional<std::uint8_t> fpgaType;
   std::int64_t triggerPeriodUs = 0;  ///< `trigger=200ms`: pulses on the trigger input; 0: none
 };
+
+/// Colour temperatures that `illuminant=` takes.
+inline constexpr double kLowestIlluminant = 1000;
+inline constexpr double kHighestIlluminant = 40'000;
 
 /// The options in `text` (what stands behind `virtual:`); nothing and a one-line reason in `error` when a word is
 /// wrong (the reason lists the right ones).

@@ -7,6 +7,7 @@
 #include "Cooling.h"
 #include "Corrections.h"
 #include "FrameSaver.h"
+#include "FrameTime.h"
 #include "Shooter.h"
 #include "Signals.h"
 #include "Text.h"
@@ -105,13 +106,14 @@ void ReportFrame(const Context& context, const Frame& frame, const SavedFrame& s
   if (context.json) {
     report.Add("number", number);
     report.Add("sequence", frame.info.sequence);
-    report.Add("start_utc", IsoUtc(frame.info.startUnixUs));
+    AddTimes(report, frame.info);
     report.Add("exposure", frame.info.exposureUs, "us");
     if (frame.realExposureMs) report.Add("real_exposure", *frame.realExposureMs, "ms");
     report.Add("gain", frame.info.gain);
     report.Add("offset", frame.info.offset);
     if (frame.sensorC) report.Add("temperature", *frame.sensorC, "C");
     if (frame.targetC) report.Add("target", *frame.targetC, "C");
+    AddGps(report, frame.info);
   }
   report.Print(context.out, context.json);
   context.out.Flush();
@@ -162,12 +164,15 @@ ExitCode TakeAll(const Context& context, Session& session, const Corrections& co
                  bool single, const FrameSaver& saver, Tally& tally) {
   Frame frame;
   CoolerWatch coolerWatch;
+  GpsWatch gpsWatch(true);
+  session.Camera().StampFrames(std::chrono::milliseconds(0));
   int failuresInARow = 0;
   for (std::uint64_t number = 1; number <= tally.count; ++number) {
     switch (shooter.Take(frame, number, tally.count)) {
       case ShotResult::Good:
         AddReadings(session, corrections, single, frame);
         coolerWatch.Look(session);
+        gpsWatch.Look(frame.info);
         if (!Keep(context, saver, frame, number, tally)) return kExitFailed;
         failuresInARow = 0;
         break;

@@ -5,6 +5,7 @@
 #include "Commands.h"
 #include "Cooling.h"
 #include "Corrections.h"
+#include "FrameTime.h"
 #include "Shooter.h"
 #include "Signals.h"
 #include "Text.h"
@@ -19,6 +20,7 @@ using Clock = std::chrono::steady_clock;
 constexpr double kBytesPerMegabyte = 1e6;
 constexpr double kReadoutUs = 1e6;  // more than any frame takes after its exposure
 constexpr std::chrono::milliseconds kWait{100};
+constexpr std::chrono::milliseconds kGpsEvery{1000};  // often enough to notice, too rare to slow a stream down
 
 struct StreamOptions {
   ShotSettings settings;
@@ -109,6 +111,7 @@ struct StreamRun {
 
 StreamRun Watch(const Context& context, Session& session, Corrections& corrections, const Limits& limits) {
   StreamRun run;
+  session.Camera().StampFrames(kGpsEvery);
   VideoShooter shooter(session);
   const CorrectionsScope scope(corrections);
   SecondLines lines(context, session.Camera());
@@ -116,6 +119,7 @@ StreamRun Watch(const Context& context, Session& session, Corrections& correctio
   const auto start = Clock::now();
   const auto limit = std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(limits.seconds));
   CoolerWatch cooler;
+  GpsWatch gps(false);
   while (limits.frames == 0 || run.frames < limits.frames) {
     const auto elapsed = Clock::now() - start;
     if (limits.seconds > 0.0 && elapsed >= limit) break;
@@ -128,7 +132,10 @@ StreamRun Watch(const Context& context, Session& session, Corrections& correctio
       wait = std::min(wait, std::chrono::ceil<std::chrono::milliseconds>(limit - elapsed));
     }
     const ShotResult result = shooter.TakeWithin(frame, wait);
-    if (result == ShotResult::Good) ++run.frames;
+    if (result == ShotResult::Good) {
+      ++run.frames;
+      gps.Look(frame.info);
+    }
     lines.Tick(run.frames);
     cooler.Look(session);
     if (result == ShotResult::Lost || result == ShotResult::Ended) {

@@ -8,7 +8,7 @@
 #include <new>
 
 #include "ExitCodes.h"
-#include "Units.h"
+#include "FrameTime.h"
 
 namespace orq::cli {
 
@@ -81,11 +81,54 @@ class MemoryFits {
   int status_ = 0;
 };
 
+constexpr double kTenthsPerSecond = 1e7;
+constexpr int kRowTimeDigits = 9;
+constexpr int kSiteDigits = 8;  // angles are known in single precision
+
+void WriteTimes(MemoryFits& fits, const FrameInfo& info) {
+  const RowTimes& times = info.times;
+  fits.Text("DATE-OBS", FrameUtc(info, times.begin), "exposure of first row starts");
+  fits.Text("DATE-END", FrameUtc(info, times.end), "exposure of last row ends");
+  fits.Text("TIMESYS", "UTC", "time scale of DATE-OBS and DATE-END");
+  fits.Text("TIMESRC", TimeSource(info), "clock behind DATE-OBS and DATE-END");
+  fits.Real("TIMEUNC", static_cast<double>(times.uncertainty) / kTenthsPerSecond,
+            "[s] uncertainty of DATE-OBS and DATE-END");
+  if (HasGpsTime(info)) {
+    fits.Real("ROWTIME", times.rowInterval / kTenthsPerSecond, "[s] from the start of one row to the next",
+              kRowTimeDigits);
+  }
+}
+
+// A place that the user states counts more than the receiver's.
+void WriteSite(MemoryFits& fits, const FrameGps& gps, std::span<const Keyword> keywords) {
+  const auto write = [&](const char* name, const std::optional<double>& value, const char* comment) {
+    const bool stated = std::ranges::find(keywords, name, &Keyword::name) != keywords.end();
+    if (value && !stated) fits.Real(name, *value, comment, kSiteDigits);
+  };
+  write("SITELAT", gps.latitude, "[deg] latitude by GPS, north positive");
+  write("SITELONG", gps.longitude, "[deg] longitude by GPS, east positive");
+  write("SITEELEV", gps.altitude, "[m] altitude by GPS");
+}
+
+void WriteGps(MemoryFits& fits, const FrameInfo& info, std::span<const Keyword> keywords) {
+  const FrameGps& gps = info.gps;
+  if (gps.state == GpsState::None) return;
+  fits.Text("GPSSTATE", GpsStateName(gps.state), "what came of asking the camera's GPS");
+  if (gps.state == GpsState::Fix || gps.state == GpsState::NoFix) {
+    fits.Logical("GPSFIX", gps.state == GpsState::Fix, "the receiver had a fix");
+  }
+  if (gps.state != GpsState::Unreadable) {
+    fits.Integer("GPSLINE1", gps.latched.startLine, "sensor line at which time is taken, from 0");
+    fits.Integer("GPSLINE2", gps.latched.endLine, "second line at which time is taken");
+  }
+  if (gps.state != GpsState::Fix) return;
+  fits.Text("GPSUTC1", FrameUtc(info, gps.latched.start), "start of exposure of line GPSLINE1");
+  fits.Text("GPSUTC2", FrameUtc(info, gps.latched.end), "start of exposure of line GPSLINE2");
+  fits.Integer("GPSSATS", gps.satellites, "satellites in use");
+  WriteSite(fits, gps, keywords);
+}
+
 void WriteSettings(MemoryFits& fits, const FrameInfo& info, const FileContext& context) {
-  fits.Text("DATE-OBS", IsoUtc(info.startUnixUs), "start of exposure, UTC");
-  fits.Text("TIMESYS", "UTC", "time scale of DATE-OBS");
-  fits.Text("TIMESRC", "COMPUTER", "clock behind DATE-OBS");
-  fits.Real("TIMEUNC", static_cast<double>(info.uncertaintyUs) / 1e6, "[s] uncertainty of DATE-OBS");
   fits.Real("EXPTIME", static_cast<double>(info.exposureUs) / 1e6, "[s] exposure time");
   fits.Integer("GAIN", info.gain, "gain setting");
   fits.Integer("OFFSET", info.offset, "offset setting");
@@ -174,6 +217,8 @@ std::vector<std::uint8_t> EncodeFits(const Frame& frame, std::uint64_t number, c
   fits.Date();
   fits.Text("SWCREATE", "orqcam " ORQCAM_VERSION, "program that wrote this file");
   fits.Text("INSTRUME", context.instrument, "camera");
+  WriteTimes(fits, frame.info);
+  WriteGps(fits, frame.info, keywords);
   WriteSettings(fits, frame.info, context);
   WriteClimate(fits, frame);
   WriteGeometry(fits, frame.info, context);

@@ -7,6 +7,7 @@
 
 #include "ExitCodes.h"
 #include "FitsWriter.h"
+#include "FrameTime.h"
 #include "PngPreview.h"
 #include "Signals.h"
 #include "Units.h"
@@ -34,8 +35,10 @@ std::vector<std::uint8_t> DescribeRaw(const Frame& frame, std::uint64_t number, 
   json["bayer"] = BayerText(info);
   json["flip_horizontal"] = info.flipHorizontal;
   json["flip_vertical"] = info.flipVertical;
-  json["start_utc"] = IsoUtc(info.startUnixUs);
-  json["start_uncertainty_us"] = info.uncertaintyUs;
+  Report time;
+  AddTimes(time, info);
+  AddGps(time, info);
+  json.update(time.ToJson());
   json["exposure_us"] = info.exposureUs;
   json["gain"] = info.gain;
   json["offset"] = info.offset;
@@ -62,7 +65,7 @@ FrameSaver::FrameSaver(SaveOptions options, FileContext context, std::string cam
 SavedFrame FrameSaver::NamesFor(const FrameInfo& info, std::uint64_t number) const {
   NameFacts facts;
   facts.number = number;
-  facts.unixUs = info.startUnixUs;
+  facts.unixUs = info.times.begin / kTenthsPerMicrosecond;
   facts.camera = camera_;
   facts.serial = context_.serial;
   facts.object = context_.object;

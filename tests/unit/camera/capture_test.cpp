@@ -226,11 +226,14 @@ TEST_F(Capture, AWorkerThatEndsByItselfLeavesTheCameraReadyForTheNextStart) {
   EXPECT_EQ(g_ended, 2);
 }
 
-TEST_F(Capture, TheAutomaticControlWorkerIsNotAvailableYet) {
+TEST_F(Capture, TheAutomaticControlWorkerRunsOnce) {
   Open();
+  EXPECT_EQ(camera.StartAutoControlThr(), 1);
   LogText log;
   EXPECT_EQ(camera.StartAutoControlThr(), 0);
-  EXPECT_EQ(log.Text(), Line("Start", "pointer is not assigned\n"));
+  EXPECT_EQ(log.Text(), Line("Start", "thread is already running\n"));
+  EXPECT_TRUE(camera.autoThr.IsActive());
+  camera.StopAutoControlThr();
   EXPECT_FALSE(camera.autoThr.IsActive());
 }
 

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <climits>
 #include <cstdint>
 #include <cstring>
@@ -174,6 +175,11 @@ TEST_F(DateTimeSum, EveryMidnightFrom2000To2100IsOneDayLater) {
   int days = 0;
   for (; day.Year <= 2100; ++days) {
     const std::vector<int> next = Add(day, 1);
+    const std::chrono::year_month_day calendar(std::chrono::sys_days(std::chrono::days(number + 1)));
+    ASSERT_EQ(
+        std::chrono::year_month_day(std::chrono::year(next[0]), std::chrono::month(static_cast<unsigned>(next[1])),
+                                    std::chrono::day(static_cast<unsigned>(next[2]))),
+        calendar);
     ASSERT_EQ(DayNumber(next[0], next[1], next[2]), number + 1) << day.Year << "-" << day.Month << "-" << day.Day;
     ASSERT_THAT(std::vector<int>(next.begin() + 3, next.end()), ElementsAre(0, 0, 0, 0, 9));
     ASSERT_GE(next[2], 1);

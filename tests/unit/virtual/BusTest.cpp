@@ -71,6 +71,7 @@ class IdleCamera : public VirtualCamera {
   void SetBoardType(std::uint8_t) override {}
   DeviceReadings Readings() const override { return {}; }
   void SetAmbient(double) override {}
+  void SetFlux(double) override {}
   void AdvanceTime(double) override {}
   void FailRequests(std::uint8_t, UsbError, int, int) override {}
   void ClearFailures() override {}

@@ -44,10 +44,12 @@ TEST(VirtualOptionsTest, AModelAloneHasTheDefaults) {
   EXPECT_FALSE(options.ambientC.has_value());
   EXPECT_EQ("stars", options.scene);
   EXPECT_EQ(0.0, options.fluxElectronsPerSecond);
+  EXPECT_EQ(6000.0, options.illuminantKelvin);
   EXPECT_EQ(0.0, options.dropRate);
   EXPECT_TRUE(options.frameFaults.empty());
   EXPECT_TRUE(options.flashFaults.empty());
   EXPECT_FALSE(options.gps.has_value());
+  EXPECT_FALSE(options.flash.has_value());
   EXPECT_EQ(0, options.flashFail);
   EXPECT_EQ(0, options.flashMs);
   EXPECT_TRUE(options.refuse.empty());
@@ -59,7 +61,8 @@ TEST(VirtualOptionsTest, EveryOptionIsRead) {
   const VirtualOptions options = Parsed(
       "k1c,seed=18446744073709551615,timescale=0.01,usb=2,prerender=4,serial=0123456789aBcDeF,state=/tmp/a "
       "b.state,"
-      "temp=-12.5,ambient=4.5,scene=flat,flux=1e3,drop=0.25,flashfail=2,flashms=30,refuse=0xD4,refuse=200,"
+      "temp=-12.5,ambient=4.5,scene=flat,flux=1e3,illuminant=3200,drop=0.25,flashfail=2,flashms=30,refuse=0xD4,"
+      "refuse=200,"
       "fpga=0xC0,trigger=0.25s");
   EXPECT_EQ(18446744073709551615U, options.seed);
   EXPECT_EQ(0.01, options.timeScale);
@@ -71,6 +74,7 @@ TEST(VirtualOptionsTest, EveryOptionIsRead) {
   EXPECT_EQ(4.5, options.ambientC);
   EXPECT_EQ("flat", options.scene);
   EXPECT_EQ(1000.0, options.fluxElectronsPerSecond);
+  EXPECT_EQ(3200.0, options.illuminantKelvin);
   EXPECT_EQ(0xC0, options.fpgaType);
   EXPECT_EQ(250'000, options.triggerPeriodUs);
   EXPECT_EQ(0.25, options.dropRate);
@@ -203,6 +207,9 @@ TEST(VirtualOptionsTest, ValuesOutOfRangeAreRefused) {
                            "ambient=",
                            "flux=-1",
                            "flux=inf",
+                           "illuminant=999",
+                           "illuminant=40001",
+                           "illuminant=warm",
                            "drop=1.01",
                            "drop=-0.01",
                            "flashfail=0",
@@ -249,6 +256,29 @@ TEST(VirtualOptionsTest, ATriggerPeriodNeedsItsUnitAndItsRange) {
                            "trigger=0.9ms", "trigger=3601s", "trigger=-1s", "trigger=5us", "trigger=nanms"}) {
     EXPECT_THAT(ErrorOf(std::string("k1c,") + text), HasSubstr("a period from 1ms to 3600s")) << text;
   }
+}
+
+TEST(VirtualOptionsTest, AFlashHasAnInstantAndALength) {
+  using namespace std::chrono;
+  const VirtualOptions options = Parsed("t46c,flash=2030-01-01T00:00:05.25/500us");
+  ASSERT_TRUE(options.flash.has_value());
+  EXPECT_EQ(sys_days(2030y / 1 / 1) + 5250ms, options.flash->start);
+  EXPECT_DOUBLE_EQ(500e-6, options.flash->seconds);
+  EXPECT_DOUBLE_EQ(1.5e-3, Parsed("t46c,flash=2030-01-01T00:00:05/1.5ms").flash->seconds);
+  EXPECT_DOUBLE_EQ(1000, Parsed("t46c,flash=2030-01-01T00:00:05/1000s").flash->seconds);
+  for (const char* text : {"flash", "flash=", "flash=2030-01-01T00:00:05", "flash=2030-01-01T00:00:05/",
+                           "flash=2030-01-01T00:00:05/5", "flash=2030-01-01T00:00:05/0.5us", "flash=now/1ms",
+                           "flash=2030-01-01T00:00:05/1001s", "flash=2030-13-01T00:00:05/1ms"}) {
+    EXPECT_THAT(ErrorOf(std::string("t46c,") + text), HasSubstr("UTC/DURATION")) << text;
+  }
+}
+
+TEST(VirtualOptionsTest, AFlashNeedsASimulatedTimeAndFramesOfTheMoment) {
+  const std::string flash = ",flash=2030-01-01T00:00:05/1ms";
+  for (const char* text : {"k1c", "t46c,gps=nofix", "t46c,gps=log.nmea", "t46c,prerender=2"}) {
+    EXPECT_THAT(ErrorOf(text + flash), HasSubstr("flash= needs")) << text;
+  }
+  EXPECT_TRUE(Parsed("t46c,gpstime=2031-01-01T00:00:00" + flash).flash.has_value());
 }
 
 TEST(VirtualOptionsTest, AnFpgaTypeIsAByte) {
