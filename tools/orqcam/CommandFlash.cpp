@@ -18,7 +18,7 @@ struct FlashOptions {
 
 ExitCode RunDump(const Context& context, const FlashOptions& options) {
   const Existing existing = options.replaceFile ? Existing::Overwrite : Existing::Keep;
-  DemandNoFile(options.file, existing);
+  DemandWritable(options.file, existing);
   Session session(context);
   const FlashImage image = ReadFlash(session);
   const FlashOutcome saved = SaveFlashImage(options.file, image, existing);
