@@ -8,7 +8,6 @@
 #include "DarkFile.h"
 #include "DarkStore.h"
 #include "DarkWork.h"
-#include "Signals.h"
 
 namespace orq::cli {
 
@@ -83,9 +82,9 @@ ExitCode RunTake(const Context& context, const DarkOptions& options) {
   const Existing existing = keep ? Existing::Overwrite : ExistingOf(options);
   if (keep) store.DemandPlace();
   CheckDarkWritable(path, existing);
-  ApplyControl(session, ORQ_EXPOSURE, options.exposure);
-  ApplyControl(session, ORQ_GAIN, options.gain);
-  ApplyControl(session, ORQ_OFFSET, options.offset);
+  if (options.exposure) ApplyControl(session, ORQ_EXPOSURE, *options.exposure);
+  if (options.gain) ApplyControl(session, ORQ_GAIN, *options.gain);
+  if (options.offset) ApplyControl(session, ORQ_OFFSET, *options.offset);
   options.cooling.Apply(session);
 
   DarkSession work(session.Camera());

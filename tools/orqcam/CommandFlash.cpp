@@ -39,7 +39,7 @@ ExitCode RunRestore(const Context& context, const FlashOptions& options) {
   }
   const FlashBackup backup =
       PrepareOverwrite(session, options.overwrite, "overwrite hot pixels, id and parameters in the flash");
-  RestoreFlash(session, image);
+  RestoreFlash(session, image, backup);
   Report report;
   report.Add("restored", options.file);
   report.Add("backup", backup.path);
