@@ -2,12 +2,11 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cmath>
 #include <span>
 #include <thread>
 
 #include "image/HotPixelTable.h"
-#include "models/Cooler.h"
+#include "models/SensorTemperature.h"
 
 namespace orq {
 namespace {
@@ -29,12 +28,6 @@ std::uint64_t MicrosecondsSince(Clock::time_point begin) {
 std::int64_t NowUnixUs() {
   return std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::system_clock::now().time_since_epoch())
       .count();
-}
-
-std::optional<float> SensorCelsius(CModelCamera& camera) {
-  if (camera.Model().thermometer == Thermometer::None || !ThermometerAnswers(camera)) return std::nullopt;
-  const float celsius = camera.GetTemp();
-  return std::isfinite(celsius) ? std::optional(celsius) : std::nullopt;
 }
 
 FrameRegion WholeSensor(const CModelCamera& camera) {
@@ -167,7 +160,7 @@ void DarkSession::Describe(int frames, DarkFacts& facts) const {
   facts.exposureUs = camera_.exposureUs;
   facts.gain = camera_.gain;
   facts.offset = camera_.Brightness;
-  facts.sensorC = SensorCelsius(camera_);
+  facts.sensorC = ReadSensorTemperature(camera_);
   facts.takenUnixUs = NowUnixUs();
   facts.frames = frames;
   // The worker that wrote these has been joined.
@@ -196,7 +189,9 @@ DarkOutcome DarkSession::Restore() {
   const Before& before = *before_;
   FrameRegion applied;
   std::string reason;
-  if (!camera_.SetRegion(before.region, applied, reason)) return Failed("cannot restore the region: " + reason);
+  if (!camera_.SetRegion(before.region, applied, reason)) {
+    return Fail(DarkResult::CameraFailed, "cannot restore the region: " + reason);
+  }
   if (camera_.camMode != before.mode && camera_.SetCameraMode(before.mode) != MODE_OK) {
     return Failed("cannot restore the trigger mode");
   }

@@ -121,6 +121,12 @@ class Tests(CliTest):
         for wrong in ("0", "17", "-1", "many"):
             self.assertIn("--frames", self.fail_with(2, "-c", self.covered, "dark", "take", "--frames", wrong))
 
+    def test_wrong_settings_are_refused_before_anything_is_taken(self):
+        for wrong in (("-e", "5"), ("-e", ""), ("--cool", "cold")):
+            self.fail_with(2, "-c", self.covered, "dark", "take", *wrong)
+        self.assertIn("Gain", self.fail_with(1, "-c", self.covered, "dark", "take", "-g", "5"))
+        self.assertEqual(self.remembered(), {})
+
     def test_a_region_gets_its_part_of_the_dark(self):
         self.take("-e", "20ms")
         pixels = self.frame("-e", "20ms", "--region", "10,7,20,16")[0]

@@ -8,7 +8,6 @@
 #include "DarkFile.h"
 #include "DarkStore.h"
 #include "DarkWork.h"
-#include "Signals.h"
 
 namespace orq::cli {
 
@@ -27,12 +26,6 @@ struct DarkOptions {
 
 Existing ExistingOf(const DarkOptions& options) {
   return options.overwrite ? Existing::Overwrite : Existing::Keep;
-}
-
-void ApplyControl(Session& session, ORQ_CONTROL_TYPE id, const std::optional<std::string>& text) {
-  if (!text) return;
-  const Control control = FindControl(session.Camera(), id);
-  WriteControl(session, control, ParseSetting(control, *text));
 }
 
 void AddFile(Report& report, const std::string& path, const DarkFile& dark) {
@@ -89,9 +82,9 @@ ExitCode RunTake(const Context& context, const DarkOptions& options) {
   const Existing existing = keep ? Existing::Overwrite : ExistingOf(options);
   if (keep) store.DemandPlace();
   CheckDarkWritable(path, existing);
-  ApplyControl(session, ORQ_EXPOSURE, options.exposure);
-  ApplyControl(session, ORQ_GAIN, options.gain);
-  ApplyControl(session, ORQ_OFFSET, options.offset);
+  if (options.exposure) ApplyControl(session, ORQ_EXPOSURE, *options.exposure);
+  if (options.gain) ApplyControl(session, ORQ_GAIN, *options.gain);
+  if (options.offset) ApplyControl(session, ORQ_OFFSET, *options.offset);
   options.cooling.Apply(session);
 
   DarkSession work(session.Camera());

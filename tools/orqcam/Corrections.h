@@ -2,9 +2,10 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <array>
+#include <cstdint>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "DarkFile.h"
 #include "Frame.h"

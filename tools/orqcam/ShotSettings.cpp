@@ -105,11 +105,6 @@ std::string NotEmpty(const std::string& text) {
   return text.empty() ? "a value is missing" : "";
 }
 
-void ApplyControl(Session& session, ORQ_CONTROL_TYPE id, const std::string& text) {
-  const Control control = FindControl(session.Camera(), id);
-  WriteControl(session, control, ParseSetting(control, text));
-}
-
 void ApplyTimeMark(Session& session, bool wanted) {
   if (!wanted) return;
   const FrameRegion region = session.Camera().Region();
