@@ -19,6 +19,7 @@ _orqcam() {
     --no-hardware-bin --mono-bin --gamma --time-mark --mode --out-a --out-b"
   local cool="--cool --cool-wait --cool-timeout"
   local correct="--dark --no-dark --hot-pixels --no-hot-pixels"
+  local auto="--auto-exposure --auto-gain --auto-wb --auto-target --auto-max-exposure --auto-max-gain"
 
   case $prev in
     -c | --camera)
@@ -39,7 +40,8 @@ _orqcam() {
     -o | --output | --dark | dump | restore | verify | export | --map) _filedir && return ;;
     --backup) _filedir -d && return ;;
     -e | --exposure | -g | --gain | --offset | --region | --center | -n | --count | --frames | -s | --seconds | \
-      --timeout | --interval | --cool | --cool-timeout | --out-a | --out-b | -k | --keyword | --object | --observer) return ;;
+      --timeout | --interval | --cool | --cool-timeout | --auto-target | --auto-max-exposure | --auto-max-gain | --auto-timeout | \
+      --out-a | --out-b | -k | --keyword | --object | --observer) return ;;
   esac
 
   local i command=
@@ -56,10 +58,10 @@ _orqcam() {
       compopt -o nospace
       ;;
     capture)
-      choices="$shot $correct $cool -n --count -o --output --overwrite --png --video --timeout -k --keyword --object --observer --image-type
+      choices="$shot $correct $cool $auto --auto-timeout -n --count -o --output --overwrite --png --video --timeout -k --keyword --object --observer --image-type
         $general"
       ;;
-    stream) choices="$shot $correct $cool -s --seconds -n --frames $general" ;;
+    stream) choices="$shot $correct $cool $auto -s --seconds -n --frames $general" ;;
     trigger) choices="$shot -n --count --timeout $general" ;;
     settings) choices="show path reset --all $general" ;;
     temp) choices="-w --watch --interval -n --count $general" ;;

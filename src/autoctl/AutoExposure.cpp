@@ -2,8 +2,8 @@
 #include <cstdlib>
 #include <ctime>
 
-#include "autoctl/AutoBuffer.h"
 #include "autoctl/ExposureDecision.h"
+#include "camera/AutoFrameAccess.h"
 #include "camera/CameraBase.h"
 #include "camera/DbgPrint.h"
 

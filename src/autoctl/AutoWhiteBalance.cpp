@@ -2,8 +2,8 @@
 #include <algorithm>
 #include <array>
 
-#include "autoctl/AutoBuffer.h"
 #include "autoctl/WhiteBalanceDecision.h"
+#include "camera/AutoFrameAccess.h"
 #include "camera/CameraBase.h"
 #include "camera/DbgPrint.h"
 

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "AutoControl.h"
 #include "Climate.h"
 #include "Commands.h"
 #include "Cooling.h"
@@ -31,6 +32,7 @@ struct CaptureOptions {
   ShotSettings settings;
   CorrectionOptions corrections;
   CoolSettings cooling;
+  AutoSettings automatic;
   std::string count = "1";
   std::string output = "{camera}-{date}-{time}-{n:04}.fits";
   bool overwrite = false;
@@ -224,11 +226,50 @@ bool TakesChosenDark(const Context& context, const CaptureOptions& options) {
   return context.settings && type != "dark" && type != "bias";
 }
 
+void ReportSettled(const Context& context, const AutoControl& automatic) {
+  Report report;
+  report.Add("settled", true);
+  automatic.Read().AddTo(report);
+  report.Print(context.out, context.json);
+  context.out.Flush();
+}
+
+// Nobody knows when triggered frames come: they are all kept, and automatic control follows them.
+bool WaitsToSettle(Session& session, const AutoControl& automatic) {
+  return automatic.Runs() && session.Camera().camMode == 0;
+}
+
+ExitCode TakeVideo(const Context& context, Session& session, Corrections& corrections,
+                   const CaptureOptions& options, const FrameSaver& saver, Tally& tally) {
+  AutoControl automatic(session, options.automatic);
+  VideoShooter shooter(session);
+  if (WaitsToSettle(session, automatic)) {
+    automatic.Settle(shooter);
+    ReportSettled(context, automatic);
+  }
+  const ExitCode code = Take(context, session, corrections, shooter, false, options, saver, tally);
+  ReportVideoLosses(session.Camera().Counters());
+  return code;
+}
+
+ExitCode TakeSingles(const Context& context, Session& session, Corrections& corrections,
+                     const CaptureOptions& options, const FrameSaver& saver, Tally& tally) {
+  AutoControl automatic(session, options.automatic);
+  if (WaitsToSettle(session, automatic)) {
+    VideoShooter video(session);
+    automatic.Settle(video);
+    ReportSettled(context, automatic);
+  }
+  SingleShooter shooter(session);
+  return Take(context, session, corrections, shooter, true, options, saver, tally);
+}
+
 ExitCode RunCapture(const Context& context, const CaptureOptions& options) {
   const std::uint64_t count = ParseCount(options.count);
   options.settings.Check();
   if (!options.timeout.empty()) options.settings.triggers.Patience(options.timeout);
   options.cooling.Check();
+  options.automatic.Check();
   FindImageType(options.imageType);
   CheckTextValue(options.object, "--object");
   CheckTextValue(options.observer, "--observer");
@@ -242,15 +283,8 @@ ExitCode RunCapture(const Context& context, const CaptureOptions& options) {
   options.cooling.Apply(session);
   corrections.TellDifferences();
   Tally tally{.count = count};
-  ExitCode code = kExitOk;
-  if (options.video) {
-    VideoShooter shooter(session);
-    code = Take(context, session, corrections, shooter, false, options, saver, tally);
-    ReportVideoLosses(session.Camera().Counters());
-  } else {
-    SingleShooter shooter(session);
-    code = Take(context, session, corrections, shooter, true, options, saver, tally);
-  }
+  const ExitCode code = options.video ? TakeVideo(context, session, corrections, options, saver, tally)
+                                      : TakeSingles(context, session, corrections, options, saver, tally);
   Report report;
   report.Add("saved", tally.saved);
   if (tally.failed != 0) report.Add("failed", tally.failed);
@@ -266,6 +300,8 @@ CommandRun AddCaptureCommand(CLI::App& app) {
   options->settings.AddTo(*command);
   options->corrections.AddTo(*command);
   options->cooling.AddTo(*command);
+  options->automatic.AddTo(*command);
+  options->automatic.AddTimeoutTo(*command);
   command->add_option("-n,--count", options->count, "Number of frames")->default_str("1");
   command
       ->add_option("-o,--output", options->output,

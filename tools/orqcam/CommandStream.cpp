@@ -2,6 +2,7 @@
 #include <chrono>
 #include <memory>
 
+#include "AutoControl.h"
 #include "Commands.h"
 #include "Cooling.h"
 #include "Corrections.h"
@@ -26,6 +27,7 @@ struct StreamOptions {
   ShotSettings settings;
   CorrectionOptions corrections;
   CoolSettings cooling;
+  AutoSettings automatic;
   std::string seconds;  ///< empty: no limit
   std::string frames;   ///< empty: no limit
 };
@@ -62,7 +64,8 @@ double Rounded(double value) {
 // Prints a line whenever a second has passed.
 class SecondLines {
  public:
-  SecondLines(const Context& context, CModelCamera& camera) : context_(context), camera_(camera) {}
+  SecondLines(const Context& context, CModelCamera& camera, const AutoControl& automatic)
+      : context_(context), camera_(camera), automatic_(automatic) {}
 
   void Tick(std::uint64_t frames) {
     const auto now = Clock::now();
@@ -86,6 +89,7 @@ class SecondLines {
     report.Add("frames", frames);
     report.Add("drops", Drops(counters));
     report.Add("failed", counters.failed);
+    if (automatic_.Runs()) automatic_.Read().AddTo(report);
     if (context_.json) {
       report.Print(context_.out, true);
     } else {
@@ -96,6 +100,7 @@ class SecondLines {
 
   const Context& context_;
   CModelCamera& camera_;
+  const AutoControl& automatic_;
   Clock::time_point start_ = Clock::now();
   Clock::time_point last_ = start_;
   std::uint64_t frames_ = 0;
@@ -109,12 +114,13 @@ struct StreamRun {
   std::string reason;
 };
 
-StreamRun Watch(const Context& context, Session& session, Corrections& corrections, const Limits& limits) {
+StreamRun Watch(const Context& context, Session& session, Corrections& corrections, const Limits& limits,
+                const AutoControl& automatic) {
   StreamRun run;
   session.Camera().StampFrames(kGpsEvery);
   VideoShooter shooter(session);
   const CorrectionsScope scope(corrections);
-  SecondLines lines(context, session.Camera());
+  SecondLines lines(context, session.Camera(), automatic);
   Frame frame;
   const auto start = Clock::now();
   const auto limit = std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(limits.seconds));
@@ -193,12 +199,14 @@ ExitCode RunStream(const Context& context, const StreamOptions& options) {
   const bool unlimited = limits.seconds == 0.0 && limits.frames == 0;
   options.settings.Check();
   options.cooling.Check();
+  options.automatic.Check();
   Session session(context);
   options.settings.Apply(session);
   Corrections corrections(session, options.corrections, context.settings);
   options.cooling.Apply(session);
   corrections.TellDifferences();
-  const StreamRun run = Watch(context, session, corrections, limits);
+  const AutoControl automatic(session, options.automatic);
+  const StreamRun run = Watch(context, session, corrections, limits, automatic);
   const StreamCounters counters = session.Camera().Counters();
   ReportEnd(context, run, counters);
   if (run.end == ShotResult::Lost) throw CliError(kExitCameraLost, "the camera was lost; check its cable");
@@ -231,6 +239,7 @@ CommandRun AddStreamCommand(CLI::App& app) {
   options->settings.AddTo(*command);
   options->corrections.AddTo(*command);
   options->cooling.AddTo(*command);
+  options->automatic.AddTo(*command);
   command->add_option("-s,--seconds", options->seconds, "Stop after this time (default: at Ctrl-C)");
   command->add_option("-n,--frames", options->frames, "Stop after this many frames");
   return [options](const Context& context) { return RunStream(context, *options); };
