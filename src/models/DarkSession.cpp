@@ -84,16 +84,13 @@ DarkOutcome DarkSession::Prepare(const FrameRegion& whole) {
                      .mode = camera_.camMode,
                      .capturing = camera_.IsCaptureRunning(),
                      .snap = camera_.snapMode != 0,
-                     .autoExposure = camera_.AutoExp != 0,
-                     .autoGain = camera_.AutoGain != 0};
+                     .autoControl = camera_.autoThr.IsActive()};
   }
+  camera_.StopAutoControlThr();  // it would change the exposure between frames
   camera_.StopCapture();
   constexpr CAM_MODE kFreeRunning = 0;
   if (camera_.camMode != kFreeRunning && camera_.SetCameraMode(kFreeRunning) != MODE_OK) {
     return Failed("cannot leave the trigger mode");
-  }
-  if (!camera_.SetExp(camera_.exposureUs, false) || !camera_.SetGain(camera_.gain, false)) {
-    return Failed("cannot hold the exposure");
   }
   FrameRegion applied;
   std::string reason;
@@ -195,13 +192,12 @@ DarkOutcome DarkSession::Restore() {
   if (camera_.camMode != before.mode && camera_.SetCameraMode(before.mode) != MODE_OK) {
     return Failed("cannot restore the trigger mode");
   }
-  if (!camera_.SetExp(camera_.exposureUs, before.autoExposure) ||
-      !camera_.SetGain(camera_.gain, before.autoGain)) {
-    return Failed("cannot restore the exposure");
-  }
   camera_.snapMode = before.snap ? 1 : 0;
   camera_.expStatus = ExpIdle;  // the last exposure was the dark's, and its frame is nobody's
   if (before.capturing && camera_.StartCapture(before.snap) == 0) return Failed("cannot start the capture again");
+  if (before.autoControl && camera_.StartAutoControlThr() == 0) {
+    return Fail(DarkResult::CameraFailed, "cannot start automatic control again");
+  }
   before_.reset();
   return {};
 }

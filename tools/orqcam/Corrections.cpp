@@ -92,7 +92,9 @@ Corrections::Corrections(Session& session, const CorrectionOptions& options, boo
     // Opening the camera has loaded the table of a correction that is on.
     if (options.hotPixels && camera.HPC == 0 && !camera.SetHPCStates(true)) {
       if (camera.DeviceLost()) session.Fail("cannot read the table of hot pixels");
-      throw CliError(kExitFailed, "the camera's flash holds no table of hot pixels that can be read");
+      throw CliError(kExitFailed,
+                     "the camera's flash holds no table of hot pixels that can be read; build one with orqcam "
+                     "hotpixels build --save");
     }
   } catch (const CliError&) {
     Restore();
