@@ -12,13 +12,14 @@ _orqcam_controls() {
 _orqcam() {
   local cur prev words cword
   _init_completion -n =: || return
-  local commands="list info controls get set capture stream mode trigger reg id serial flash settings"
-  commands+=" temp cooler fan led hub guide focus sensor-id gps dump-controls"
+  local commands="list info controls get set capture stream mode trigger reg id serial flash hotpixels settings"
+  commands+=" temp cooler fan led hub guide focus sensor-id gps dark dump-controls"
   local general="-c --camera --json --debug --no-settings --help"
   local shot="-e --exposure -g --gain --offset --region --center -b --bin -f --format --flip --hardware-bin
     --no-hardware-bin --mono-bin --gamma --time-mark --mode --out-a --out-b"
   local cool="--cool --cool-wait --cool-timeout"
   local auto="--auto-exposure --auto-gain --auto-wb --auto-target --auto-max-exposure --auto-max-gain"
+  local correct="--dark --no-dark --hot-pixels --no-hot-pixels"
 
   case $prev in
     -c | --camera)
@@ -36,7 +37,7 @@ _orqcam() {
     --flip) COMPREPLY=($(compgen -W "none h v both" -- "$cur")) && return ;;
     --image-type) COMPREPLY=($(compgen -W "light dark bias flat" -- "$cur")) && return ;;
     -b | --bin) COMPREPLY=($(compgen -W "1 2 3 4" -- "$cur")) && return ;;
-    -o | --output | dump | restore | verify) _filedir && return ;;
+    -o | --output | --dark | dump | restore | verify | export | --map) _filedir && return ;;
     --backup) _filedir -d && return ;;
     -e | --exposure | -g | --gain | --offset | --region | --center | -n | --count | --frames | -s | --seconds | \
       --timeout | --interval | --cool | --cool-timeout | --auto-target | --auto-max-exposure | --auto-max-gain | --auto-timeout | \
@@ -57,10 +58,10 @@ _orqcam() {
       compopt -o nospace
       ;;
     capture)
-      choices="$shot $cool $auto --auto-timeout -n --count -o --output --overwrite --png --video --timeout -k --keyword --object --observer --image-type
+      choices="$shot $correct $cool $auto --auto-timeout -n --count -o --output --overwrite --png --video --timeout -k --keyword --object --observer --image-type
         $general"
       ;;
-    stream) choices="$shot $cool $auto -s --seconds -n --frames $general" ;;
+    stream) choices="$shot $correct $cool $auto -s --seconds -n --frames $general" ;;
     trigger) choices="$shot -n --count --timeout $general" ;;
     settings) choices="show path reset --all $general" ;;
     temp) choices="-w --watch --interval -n --count $general" ;;
@@ -68,7 +69,20 @@ _orqcam() {
     hub) choices="status reset $general" ;;
     guide) choices="north south east west $general" ;;
     focus) choices="status $general" ;;
-    gps) choices="status lines $general" ;;
+    dark)
+      choices="take use off save load $general"
+      [[ ${words[*]} == *" take "* ]] &&
+        choices="-n --frames -e --exposure -g --gain --offset $cool -o --output --overwrite $general"
+      if [[ ${words[*]} == *" use "* || ${words[*]} == *" save "* || ${words[*]} == *" load "* ]]; then
+        [[ $cur == -* ]] || { _filedir && return; }
+        choices="$general"
+        [[ ${words[*]} == *" save "* ]] && choices="--overwrite $general"
+      fi
+      ;;
+    gps)
+      choices="status read watch lines $general"
+      [[ ${words[*]} == *" watch"* ]] && choices="--interval -n --count $general"
+      ;;
     reg) choices="--unsafe read write fpga sensor $general" ;;
     id)
       choices="get set clear $general"
@@ -79,6 +93,14 @@ _orqcam() {
       [[ ${words[*]} == *" dump "* ]] && choices="--overwrite $general"
       [[ ${words[*]} == *" restore "* ]] && choices="--yes --backup --other-camera $general"
       [[ ${words[*]} == *" verify "* ]] && choices="$general"
+      ;;
+    hotpixels)
+      choices="build show enable disable export $general"
+      [[ ${words[*]} == *" build "* ]] &&
+        choices="-e --exposure -g --gain -n --frames --save --yes --backup --list --map --overwrite $general"
+      [[ ${words[*]} == *" show "* ]] && choices="--list --map --overwrite $general"
+      [[ ${words[*]} == *" export "* ]] && choices="--overwrite $general"
+      [[ ${words[*]} == *" enable "* || ${words[*]} == *" disable "* ]] && choices="$general"
       ;;
     *) choices="$general" ;;
   esac

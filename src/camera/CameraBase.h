@@ -222,7 +222,8 @@ class CCameraBase : public CCameraFX3,
   bool WriteSPI(const unsigned char* src, int offset, int len);
 
   // BMP reference files. Caller-serialised.
-  /// Writes an 8-bit greyscale file of `width` * `height` bytes; false when it cannot be opened.
+  /// Writes an 8-bit greyscale file; false when it cannot be opened. `data` holds the image's bytes as the file
+  /// has them: `height` times `width` rounded up to 4.
   bool CreateBMP(int width, int height, const unsigned char* data, const char* path);
   bool SaveBMPToFile(const char* path);   ///< the dark image; always true
   int LoadBMPFromFile(const char* path);  ///< 1 loaded, 0 unreadable or wrong format, 6 cannot open, 7 wrong size

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <memory>
 #include <mutex>
+#include <span>
 
 #include "camera/CameraBase.h"
 #include "camera/DbgPrint.h"
@@ -80,29 +81,37 @@ LoadStatus ReadHeaders(std::FILE* file, int width, int height, std::uint32_t& pi
   return kLoaded;
 }
 
-}  // namespace
+std::size_t SensorPixels(const CCameraBase& camera) {
+  return static_cast<std::size_t>(std::max<std::int32_t>(camera.iMaxWidth, 0)) *
+         static_cast<std::size_t>(std::max<std::int32_t>(camera.iMaxHeight, 0));
+}
 
-bool CCameraBase::CreateBMP(int width, int height, const unsigned char* data, const char* path) {
-  if (width < 0 || height < 0 || data == nullptr) return false;
+// Rows stand without padding, so that `held` may end before the image that the headers promise: zeros follow.
+bool WriteBmp(const char* path, int width, int height, std::span<const std::uint8_t> held) {
   const FilePtr file(std::fopen(PathOrEmpty(path), "wb+"));
   if (!file) return false;
   Write(file.get(), orq::MakeBmpFileHeader(width, height));
   Write(file.get(), orq::MakeBmpInfoHeader(width, height));
   Write(file.get(), orq::GreyBmpPalette());
-  // Rows stand without padding, so that the image may end before the file that its headers promise.
-  const std::size_t pixels = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
-  std::fwrite(data, 1, pixels, file.get());
-  for (std::uint64_t missing = orq::BmpImageBytes(width, height) - pixels; missing > 0; --missing) {
-    std::fputc(0, file.get());
-  }
+  const std::uint64_t size = orq::BmpImageBytes(width, height);
+  const std::size_t written = std::min<std::uint64_t>(held.size(), size);
+  std::fwrite(held.data(), 1, written, file.get());
+  for (std::uint64_t missing = size - written; missing > 0; --missing) std::fputc(0, file.get());
   return true;
+}
+
+}  // namespace
+
+bool CCameraBase::CreateBMP(int width, int height, const unsigned char* data, const char* path) {
+  if (width < 0 || height < 0 || data == nullptr) return false;
+  return WriteBmp(path, width, height, {data, orq::BmpImageBytes(width, height)});
 }
 
 bool CCameraBase::SaveBMPToFile(const char* path) {
   path = PathOrEmpty(path);
   {
     const std::lock_guard lock(DarkAccumMutex);
-    if (pDarkFull) CreateBMP(iMaxWidth, iMaxHeight, pDarkFull.get(), path);
+    if (pDarkFull) WriteBmp(path, iMaxWidth, iMaxHeight, {pDarkFull.get(), SensorPixels(*this)});
   }
   Remember(BMPPATH, path);
   DbgPrint(-1, "SaveBMPToFile", "Save file %s --> succeed!\n", path);
@@ -122,8 +131,7 @@ int CCameraBase::LoadBMPFromFile(const char* path) {
   if (status != kLoaded) return status;
   {
     const std::scoped_lock lock(DarkAccumMutex, DarkBufMutex);
-    const std::size_t pixels = static_cast<std::size_t>(std::max<std::int32_t>(iMaxWidth, 0)) *
-                               static_cast<std::size_t>(std::max<std::int32_t>(iMaxHeight, 0));
+    const std::size_t pixels = SensorPixels(*this);
     if (!pDarkFull) pDarkFull = std::make_unique<std::uint8_t[]>(pixels);
     if (!pDarkBuf) {
       pDarkBuf = std::make_unique<std::uint8_t[]>(pixels);

@@ -13,8 +13,6 @@
 
 namespace {
 
-constexpr std::uint64_t kShortAutoExposureUs = 500'000;  ///< automatic exposures below stay uncorrected
-
 /// How many exposures make a dark: short ones are noisier and cheap to repeat.
 std::int32_t FramesForExposure(std::uint64_t ms) {
   if (ms <= 100) return 5;
@@ -103,8 +101,7 @@ void CCameraBase::UsingDark(bool on) {
 }
 
 void CCameraBase::SubtractDark() {
-  if (CutDark == 0) return;
-  if (AutoExp != 0 && exposureUs < kShortAutoExposureUs) return;
+  if (CutDark == 0 || !orq::IsDarkSubtracted(AutoExp != 0, exposureUs)) return;
   const std::scoped_lock lock(DarkBufMutex);
   if (!pImgBuf || !pDarkBuf || iDarkWidth <= 0) return;
   const auto rowsHeld = static_cast<std::int64_t>(orq::SensorPixels(*this)) / iDarkWidth;

@@ -16,6 +16,12 @@ constexpr std::uint32_t DarkLimit(std::uint32_t average) {
   return average < 255 - kMargin ? average + kMargin : 255;
 }
 
+/// Whether a dark in use is subtracted from a frame: short automatic exposures stay as they are.
+inline constexpr std::uint64_t kShortAutoExposureUs = 500'000;
+constexpr bool IsDarkSubtracted(bool autoExposure, std::uint64_t exposureUs) {
+  return !autoExposure || exposureUs >= kShortAutoExposureUs;
+}
+
 /// Adds `frame` / `frames` (truncated; fewer than one frame counts as one) to `dark`, saturating at 255. Both hold
 /// 8-bit samples; the shorter one decides.
 void AccumulateDark(std::span<const std::uint8_t> frame, std::int32_t frames, std::span<std::uint8_t> dark);

@@ -4,7 +4,7 @@
 #include <array>
 #include <bit>
 #include <cstddef>
-#include <limits>
+#include <type_traits>
 
 namespace orq {
 namespace {
@@ -27,32 +27,59 @@ std::array<std::uint32_t, 4> BlockFactors(BayerPattern pattern, int red, int blu
   return {r, g, g, b};
 }
 
-template <class Sample>
-Sample Scaled(Sample sample, std::uint32_t factor) {
-  constexpr std::uint32_t unit = kNeutralWhiteBalance;
-  const std::uint32_t scaled = (sample * factor + unit / 2) / unit;
-  return static_cast<Sample>(std::min<std::uint32_t>(scaled, std::numeric_limits<Sample>::max()));
+// How many samples are scaled at a time: factors repeat every two.
+constexpr std::size_t kBlock = 64;
+
+/// What the samples of a row are multiplied by, in the type that the multiplication is made in.
+template <class Factor>
+using RowFactors = std::array<Factor, kBlock>;
+
+template <class Factor>
+RowFactors<Factor> Alternating(std::uint32_t even, std::uint32_t odd) {
+  RowFactors<Factor> factors;
+  for (std::size_t i = 0; i < kBlock; ++i) factors[i] = static_cast<Factor>(i % 2 == 0 ? even : odd);
+  return factors;
 }
 
-template <class Sample>
-void ScaleRow(Sample* row, std::size_t width, std::uint32_t even, std::uint32_t odd) {
-  const std::size_t pairs = width / 2;
-  for (std::size_t i = 0; i < pairs; ++i) {
-    row[2 * i] = Scaled(row[2 * i], even);
-    row[2 * i + 1] = Scaled(row[2 * i + 1], odd);
+// (sample * factor + 25) / 50, saturating. Nothing but what vector units have: no division, and no wider type than
+// needed.
+
+// The product stays below 2^15, for which the multiplication by 2^21 / 50, rounded up, is exact.
+void Scale(std::uint8_t* __restrict samples, std::size_t count, const RowFactors<std::uint16_t>& factors) {
+  constexpr std::uint32_t kReciprocal = 41944;
+  static_assert(kNeutralWhiteBalance == 50);
+  for (std::size_t i = 0; i < count; ++i) {
+    const auto product = static_cast<std::uint16_t>(samples[i] * factors[i] + kNeutralWhiteBalance / 2);
+    const auto high = static_cast<std::uint16_t>((product * kReciprocal) >> 16U);
+    samples[i] = static_cast<std::uint8_t>(std::min<std::uint16_t>(static_cast<std::uint16_t>(high >> 5U), 255));
   }
-  if (width % 2 != 0) row[width - 1] = Scaled(row[width - 1], even);
+}
+
+// The product stays below 2^23: with the half that keeps quotients away from whole numbers it fits a float, and up
+// to 65535 the quotient's error is less than that distance.
+void Scale(std::uint16_t* __restrict samples, std::size_t count, const RowFactors<float>& factors) {
+  constexpr float kReciprocal = 1.0F / kNeutralWhiteBalance;
+  constexpr float kHalf = kNeutralWhiteBalance / 2.0F + 0.5F;
+  for (std::size_t i = 0; i < count; ++i) {
+    const float product = static_cast<float>(std::int32_t{samples[i]}) * factors[i] + kHalf;
+    const auto scaled = static_cast<std::int32_t>(product * kReciprocal);
+    samples[i] = static_cast<std::uint16_t>(std::min(scaled, 65535));
+  }
 }
 
 template <class Sample>
 void ScaleBayer(std::span<Sample> samples, int width, BayerPattern pattern, int red, int blue) {
   if (width <= 0) return;
+  using Factor = std::conditional_t<sizeof(Sample) == 1, std::uint16_t, float>;
   const auto columns = static_cast<std::size_t>(width);
-  const auto factors = BlockFactors(pattern, red, blue);
+  const auto block = BlockFactors(pattern, red, blue);
+  const std::array rowFactors{Alternating<Factor>(block[0], block[1]), Alternating<Factor>(block[2], block[3])};
   const std::size_t rows = samples.size() / columns;
   for (std::size_t y = 0; y < rows; ++y) {
-    const std::size_t parity = (y % 2) * 2;
-    ScaleRow(samples.data() + y * columns, columns, factors[parity], factors[parity + 1]);
+    Sample* const row = samples.data() + y * columns;
+    for (std::size_t x = 0; x < columns; x += kBlock) {
+      Scale(row + x, std::min(kBlock, columns - x), rowFactors[y % 2]);
+    }
   }
 }
 

@@ -115,7 +115,7 @@ std::unique_ptr<std::uint32_t[]> TakeBadRows(std::span<std::uint8_t> used, std::
   for (std::size_t y = 0; y < rows && y * columns < used.size(); ++y) {
     const auto row = used.subspan(y * columns, std::min(columns, used.size() - y * columns));
     const auto hot = std::accumulate(row.begin(), row.end(), std::uint32_t{0});
-    if (hot < columns / 2) continue;
+    if (!IsBadRow(hot, static_cast<std::uint32_t>(columns))) continue;
     if (!badRows) badRows = std::make_unique<std::uint32_t[]>(rows);
     badRows[y] = 1;
     std::fill(row.begin(), row.end(), std::uint8_t{0});

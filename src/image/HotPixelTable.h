@@ -13,6 +13,11 @@ namespace orq {
 /// The longest list of hot pixels; more are not worth repairing one by one.
 inline constexpr std::size_t kMaxHotPixels = 100'000;
 
+/// Whether a row with so many hot samples is bad as a whole: at least half of it (`width / 2`, truncated).
+constexpr bool IsBadRow(std::uint32_t hot, std::uint32_t width) {
+  return hot >= width / 2;
+}
+
 /// How a model's FPGA places sensor pixels on binned samples.
 enum class BinPlacement {
   SameColour,  ///< `BinnedPlace`
@@ -32,8 +37,8 @@ struct HotPixelTable {
 void MarkHotPixels(std::span<const std::uint8_t> dark, std::uint32_t average, std::span<std::uint8_t> fullMap);
 
 /// Cuts `fullMap` (non-zero is hot, row stride `cut.sensorWidth`) to the frame into `map`, and makes the table.
-/// A row of which at least half (`width / 2`, truncated) is hot is a bad row and cleared in the map. What lies
-/// outside the sensor is good, what lies outside `map` is left out.
+/// A bad row (`IsBadRow`) is cleared in the map. What lies outside the sensor is good, what lies outside `map` is
+/// left out.
 HotPixelTable CutHotPixelTable(std::span<const std::uint8_t> fullMap, const SensorCut& cut, BinOffsets offsets,
                                BinPlacement placement, std::span<std::uint8_t> map);
 

@@ -50,14 +50,6 @@ std::string At(std::uint32_t address) {
   return text.data();
 }
 
-FlashOutcome Usable(CCameraBase& camera) {
-  if (camera.bOpened == 0) return Fail(FlashResult::Refused, "the camera is not open");
-  if (camera.IsCaptureRunning()) {
-    return Fail(FlashResult::Refused, "flash cannot be used while capture runs; stop it first");
-  }
-  return {};
-}
-
 /// The watcher's word; without one nobody ever wants to stop.
 bool GoesOn(const FlashWatcher& watcher, const char* step, std::uint32_t done) {
   return !watcher || watcher({step, done, kBackupBytes});
@@ -107,8 +99,7 @@ FlashOutcome WriteSector(CCameraBase& camera, std::uint32_t address, std::span<c
   }
   for (std::uint32_t offset = 0; offset < kFlashSectorBytes; offset += kFlashChunkBytes) {
     if (!WriteChunk(camera, address + offset, sector.subspan(offset, kFlashChunkBytes))) {
-      return Fail(FlashResult::CameraFailed,
-                  "flash does not keep what is written" + At(address + offset) + "; restore it again");
+      return Fail(FlashResult::CameraFailed, "flash does not keep what is written" + At(address + offset));
     }
   }
   return {};
@@ -143,8 +134,22 @@ FlashOutcome FileFail(const char* what, const std::string& path, const std::stri
 
 }  // namespace
 
+FlashOutcome FlashUsable(const CCameraBase& camera) {
+  if (camera.bOpened == 0) return Fail(FlashResult::Refused, "the camera is not open");
+  if (camera.IsCaptureRunning()) {
+    return Fail(FlashResult::Refused, "flash cannot be used while capture runs; stop it first");
+  }
+  return {};
+}
+
+FlashOutcome ReadFlashPart(CCameraBase& camera, std::uint32_t address, std::span<std::uint8_t> bytes) {
+  if (auto usable = FlashUsable(camera); !usable.Done()) return usable;
+  const FlashAccess access(camera);
+  return ReadBytes(camera, address, bytes, {}, "reading");
+}
+
 FlashOutcome ReadFlashImage(CCameraBase& camera, FlashImage& image, const FlashWatcher& watcher) {
-  if (auto usable = Usable(camera); !usable.Done()) return usable;
+  if (auto usable = FlashUsable(camera); !usable.Done()) return usable;
   FlashImage fresh;
   fresh.productId = camera.iPID;
   camera.GetSerialNumber(&fresh.serial);  // without one it stays zero
@@ -156,7 +161,7 @@ FlashOutcome ReadFlashImage(CCameraBase& camera, FlashImage& image, const FlashW
 }
 
 FlashOutcome RestoreFlashImage(CCameraBase& camera, const FlashImage& image, const FlashWatcher& watcher) {
-  if (auto usable = Usable(camera); !usable.Done()) return usable;
+  if (auto usable = FlashUsable(camera); !usable.Done()) return usable;
   if (image.bytes.size() != kBackupBytes) return NotWhole();
   const FlashAccess access(camera);
   std::vector<std::uint8_t> stored(kFlashSectorBytes);
@@ -173,7 +178,7 @@ FlashOutcome RestoreFlashImage(CCameraBase& camera, const FlashImage& image, con
 
 FlashOutcome CompareFlashImage(CCameraBase& camera, const FlashImage& image, const FlashWatcher& watcher) {
   if (image.bytes.size() != kBackupBytes) return NotWhole();
-  if (auto usable = Usable(camera); !usable.Done()) return usable;
+  if (auto usable = FlashUsable(camera); !usable.Done()) return usable;
   std::vector<std::uint8_t> stored(kBackupBytes);
   const FlashAccess access(camera);
   FlashOutcome outcome = ReadBytes(camera, kBackupAddress, stored, watcher, "comparing");
@@ -187,9 +192,10 @@ FlashOutcome CompareFlashImage(CCameraBase& camera, const FlashImage& image, con
 
 bool IsImageOf(CCameraBase& camera, const FlashImage& image) {
   if (image.productId != camera.iPID) return false;
+  if (!HasSerial(image.serial)) return true;
+  // A camera that does not tell its number may be any.
   _ORQ_ID serial{};
-  const bool bothHaveOne = camera.GetSerialNumber(&serial) && HasSerial(image.serial);
-  return !bothHaveOne || std::ranges::equal(serial.id, image.serial.id);
+  return camera.GetSerialNumber(&serial) && std::ranges::equal(serial.id, image.serial.id);
 }
 
 FlashOutcome SaveFlashImage(const std::string& path, const FlashImage& image, Existing existing) {
@@ -256,7 +262,7 @@ FlashOutcome BackUpFlash(CCameraBase& camera, const std::string& directory, Flas
 
 FlashOutcome StoreUserId(CCameraBase& camera, const _ORQ_ID& id, const FlashImage& before,
                          const FlashWatcher& watcher) {
-  if (auto usable = Usable(camera); !usable.Done()) return usable;
+  if (auto usable = FlashUsable(camera); !usable.Done()) return usable;
   if (before.bytes.size() != kBackupBytes) return NotWhole();
   FlashImage after = before;
   const auto page = after.bytes.begin() + (kParameterAddress - kBackupAddress);

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <functional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -40,6 +41,7 @@ enum class FlashResult : std::uint8_t {
   CameraFailed,
   FileFailed,
   Differs,  ///< what is in flash is not what was asked for
+  Damaged,  ///< what is in flash is not what it says it is
 };
 
 struct FlashOutcome {
@@ -51,6 +53,12 @@ struct FlashOutcome {
 // The operations on a camera are caller-serialised, take seconds, are refused while capture runs and leave the
 // image bus on however they end.
 
+/// Whether flash can be used now; if not, the reason.
+FlashOutcome FlashUsable(const CCameraBase& camera);
+
+/// Reads whole pieces of `kFlashChunkBytes` from `address` on, each three times at most.
+FlashOutcome ReadFlashPart(CCameraBase& camera, std::uint32_t address, std::span<std::uint8_t> bytes);
+
 /// Reads the camera's flash; `image` is as it was when anything cannot be read.
 FlashOutcome ReadFlashImage(CCameraBase& camera, FlashImage& image, const FlashWatcher& watcher);
 
@@ -61,7 +69,7 @@ FlashOutcome RestoreFlashImage(CCameraBase& camera, const FlashImage& image, con
 /// Whether the camera's flash is like `image`; else the reason names the first address that is not.
 FlashOutcome CompareFlashImage(CCameraBase& camera, const FlashImage& image, const FlashWatcher& watcher);
 
-/// Whether the image is from this camera (its model, where one of both has no serial number).
+/// Whether the image is from this camera; an image without a serial number is from any camera of its model.
 bool IsImageOf(CCameraBase& camera, const FlashImage& image);
 
 /// The image as a file: whole, or not there.

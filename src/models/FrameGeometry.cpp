@@ -168,11 +168,16 @@ double ElectronsPerUnit(const ModelData& model, const FrameSetup& setup, double 
   return perSample * averaged;
 }
 
+double Usb2RowTenths(const FrameSetup& setup) {
+  constexpr double kNsPerTenth = 100.0;
+  return static_cast<double>(setup.RowBytes() * kUsb2NsPerByte) / kNsPerTenth;
+}
+
 std::int64_t ArrivalUncertaintyUs(const FrameSetup& setup, const Readout& readout, std::uint64_t durationNs) {
   const std::size_t frameBytes = setup.WireBytes();
   const std::size_t firstBytes = std::min(frameBytes, kTransferBytes);
-  const std::size_t rowBytes = static_cast<std::size_t>(setup.TransferWidth()) * (setup.wide ? 2 : 1);
-  const std::uint64_t sensorRows = (firstBytes / rowBytes + 1) * static_cast<std::uint64_t>(setup.stages.hardware);
+  const std::uint64_t sensorRows =
+      (firstBytes / setup.RowBytes() + 1) * static_cast<std::uint64_t>(setup.stages.hardware);
   const auto percent = static_cast<std::uint64_t>(std::max(readout.bandwidthPercent, 1));
   std::uint64_t fillNs = sensorRows * readout.lineTimeNs * 100 / percent;
   if (!readout.usb3) fillNs = std::max(fillNs, firstBytes * kUsb2NsPerByte);

@@ -39,6 +39,7 @@ struct FrameSetup {
 
   int TransferWidth() const { return region.width * stages.host; }
   int TransferHeight() const { return region.height * stages.host; }
+  std::size_t RowBytes() const { return static_cast<std::size_t>(TransferWidth()) * (wide ? 2 : 1); }
   std::size_t TransferSamples() const;
   std::size_t OutputSamples() const;
   std::size_t OutputBytes() const;
@@ -53,6 +54,9 @@ FrameSetup SetupFor(const ModelData& model, const FrameRegion& region, bool hard
 /// 16-bit samples are left-aligned and averaged by every binning on the host, 8-bit samples are the top bits and
 /// summed by it: a sum keeps the electrons per unit, an average of n samples counts n times the electrons.
 double ElectronsPerUnit(const ModelData& model, const FrameSetup& setup, double perAdc);
+
+/// Time that a row of the wire takes on USB 2 when the port is the limit, at most; 0.1 µs.
+double Usb2RowTenths(const FrameSetup& setup);
 
 /// How fast a frame leaves the camera.
 struct Readout {

@@ -2,8 +2,10 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include "controls/ControlTypes.h"
+#include "models/RowTimes.h"
 
 namespace orq {
 
@@ -18,6 +20,29 @@ struct FrameRegion {
   bool operator==(const FrameRegion&) const = default;
 };
 
+/// What came of asking the camera's GPS for a frame's time.
+enum class GpsState : std::uint8_t {
+  None,           ///< the camera has no GPS, or nobody asked
+  Fix,            ///< the frame has GPS time
+  NoFix,          ///< the receiver had no valid time and position
+  NoLatch,        ///< the frame's region does not hold both GPS lines
+  Missed,         ///< a later frame's latch had replaced that of this one, or it changed while it was read
+  Unsettled,      ///< the GPS lines or the readout had just been changed: which ones hold is not known
+  Contradictory,  ///< the times of the two lines do not fit one readout
+  Unreadable      ///< the camera did not answer
+};
+
+/// A frame's GPS reading.
+struct FrameGps {
+  GpsState state = GpsState::None;
+  LatchedLines latched;  ///< lines: of all but None and Unreadable; times: of Fix only
+  int satellites = 0;    ///< of Fix only, in use
+  /// Position, of Fix only. Degrees, north and east positive; nothing in records whose angles have another scale.
+  std::optional<double> latitude;
+  std::optional<double> longitude;
+  std::optional<double> altitude;  ///< metres; nothing when the receiver's did not fit its field
+};
+
 /// What is known about a delivered frame. The settings are those the frame was taken with.
 struct FrameInfo {
   FrameRegion region;
@@ -27,12 +52,16 @@ struct FrameInfo {
   int offset = 0;
   bool flipHorizontal = false;
   bool flipVertical = false;
-  /// Start of the first row's exposure by the computer's clock, µs since 1970 UTC: the arrival of the frame's
-  /// first bytes minus the exposure.
+  /// Start of the exposure of the first row that was read out by the computer's clock, µs since 1970 UTC: the
+  /// arrival of the frame's first bytes minus the exposure.
   std::int64_t startUnixUs = 0;
   /// Largest error of `startUnixUs`, µs: the time that the first transfer took to fill, plus 1 ms for the
   /// computer.
   std::int64_t uncertaintyUs = 0;
+  /// By GPS when `gps.state` is Fix; else by the computer's clock, the row interval 0 (unknown). Flips are
+  /// followed: the first row is the one at the top of the delivered frame.
+  RowTimes times;
+  FrameGps gps;
   int bayerPattern = -1;  ///< of the delivered raw frame (after region and flips); -1: none
   /// Electrons per unit of the delivered pixel values (of green pixels when a white balance is set); 0: unknown.
   double electronsPerAdu = 0.0;

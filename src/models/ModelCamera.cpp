@@ -66,6 +66,7 @@ int LinesOf(std::uint64_t exposureUs, std::uint32_t lineTimeNs) {
 CModelCamera::CModelCamera(const ModelData& model) : model_(model), worker_(std::make_unique<Worker>()) {
   DescribeModel();
   if (model_.cooled) cooler_ = std::make_unique<Cooler>(*this, model_.cooler, model_.timeScale);
+  if (model_.gps) worker_->gps.emplace(*this);
   worker_->converter.RGBYUV_Init();
   InitVariable();
   SetGamma(kNeutralGamma);
@@ -146,6 +147,7 @@ void CModelCamera::DescribeModel() {
 int CModelCamera::OpenCamera(int index) {
   if (IsOpen()) return 1;
   if (cooler_) cooler_->Abandon();
+  StopWorkers();  // of the time before a reconnect: it works on a frame of the geometry that there was
   AdoptFields();
   if (CCameraBase::OpenCamera(index) == 0) return 0;
   worker_->mailbox.Discard();

@@ -1,9 +1,11 @@
 // A camera driven by its model's data: the class that applications use.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "camera/CameraBase.h"
@@ -89,6 +91,11 @@ class CModelCamera : public CCameraBase {
   /// Any-thread.
   void SetTimeMark(bool on);
 
+  /// Asks the GPS for the time of a frame at most every so often (0: of every frame); nothing: never, as at first.
+  /// Of models with GPS. Each time costs about 240 register reads before the frame is delivered, 8 when the
+  /// frame's latch has been replaced already; of a fast video only few frames can have one. Any-thread.
+  void StampFrames(std::optional<std::chrono::milliseconds> every);
+
   /// What is known about the frame that GetImageData returned last. Any-thread.
   FrameInfo LastFrame() const;
   /// Waits up to `waitMs` (negative: for ever) for a frame that was not fetched yet, and copies it into
@@ -130,6 +137,7 @@ class CModelCamera : public CCameraBase {
   void Capture(bool* running, bool triggered);
   StreamEnd DeliverFrames(bool* running, bool triggered, FrameInfo& info, std::string& trouble);
   bool PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info);
+  void StampFrame(const CirBuf::Frame& frame, std::uint32_t latch, bool mono, FrameInfo& info);
   void CorrectFrame();
   bool IsOfCurrentSettings(const FrameInfo& info, int wbRed, int wbBlue) const;
   bool AutoCopyDue(const FrameInfo& info, int wbRed, int wbBlue);

@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "controls/ElectronsPerAdu.h"
+#include "image/TimeMark.h"
 #include "link/WireProtocol.h"
 #include "models/FramePath.h"
 #include "models/ModelWorker.h"
@@ -27,6 +28,8 @@ constexpr int kNeutralGamma = 50;
 constexpr std::chrono::milliseconds kAutoCopyInterval{100};
 // Above every exposure: cycles may measure.
 constexpr std::int32_t kAutoGateOpen = 0x7FFFFFFF;
+// Ending takes a worker microseconds; a computer that swaps takes longer.
+constexpr std::chrono::seconds kWorkerEndWait{10};
 
 std::string DamagedFrame(const StreamCounters& counters) {
   const char* how = "its transfer failed";
@@ -42,6 +45,12 @@ std::string DamagedFrame(const StreamCounters& counters) {
 std::string NoFrameFor(std::chrono::microseconds time) {
   const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time).count();
   return "the camera sent no frame for " + std::to_string(seconds) + " s; close it and open it again";
+}
+
+// Why a stream is no longer alive.
+std::string StreamTrouble(const CModelCamera& camera) {
+  const std::string trouble = camera.bOpened != 0 ? camera.LinkError() : "";
+  return trouble.empty() ? "the camera was closed while it captured: start the capture again" : trouble;
 }
 
 std::int64_t UnixUs(std::uint64_t monotonicNs) {
@@ -114,6 +123,8 @@ CModelCamera::StreamEnd CModelCamera::DeliverFrames(bool* running, bool triggere
     SetTransferCount(static_cast<int>(worker.setup.WireBytes()));
     WriteFPGAREG(wire::kFpgaSingle, snap ? 1 : 0);
   }
+  worker.stampedAt = Clock::time_point{};
+  if (worker.gps) worker.gps->Begin();  // before an exposure takes up the lines
   if (!StartStream(*ring, worker.setup.WireFormat())) {
     trouble = LinkError();
     return StreamEnd::Failed;
@@ -133,8 +144,7 @@ CModelCamera::StreamEnd CModelCamera::DeliverFrames(bool* running, bool triggere
       continue;
     }
     if (!StreamAlive()) {
-      trouble = bOpened != 0 ? LinkError() : "";
-      if (trouble.empty()) trouble = "the camera was closed while it captured: start the capture again";
+      trouble = StreamTrouble(*this);
       return StreamEnd::Failed;
     }
     const StreamCounters counters = CCameraFX3::Counters();
@@ -161,7 +171,9 @@ CModelCamera::StreamEnd CModelCamera::DeliverFrames(bool* running, bool triggere
       return StreamEnd::Failed;
     }
   }
-  return StreamEnd::Stopped;
+  if (StreamAlive()) return StreamEnd::Stopped;
+  trouble = StreamTrouble(*this);  // it was lost before anybody asked for a stop
+  return StreamEnd::Failed;
 }
 
 // Runs the frame path into the mailbox's work buffer.
@@ -188,6 +200,7 @@ bool CModelCamera::PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info) {
         static_cast<int>(FlipBayer(static_cast<BayerPattern>(worker.setup.rawPattern), info.flipHorizontal,
                                    info.flipVertical, info.region.width, info.region.height));
   }
+  StampFrame(frame, header->gpsLatch, mono, info);
   ToHostOrder(worker.setup, pImgBuf.get());
   CorrectFrame();
 
@@ -218,7 +231,9 @@ bool CModelCamera::PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info) {
                 .autoAfterBin = fpgaBin != 0},
                out);
   if (copyForAuto) OpenAutoGate(info, red, blue);
-  if (worker.timeMark && info.region.format != ORQ_IMG_RAW16) {
+  // The mark goes by the height that the camera's fields ask for, which need not be that of this frame.
+  const bool holdsMark = info.region.format != ORQ_IMG_RAW16 && info.region.height >= kMarkLeastHeight;
+  if (worker.timeMark && holdsMark) {
     const bool colour = info.region.format == ORQ_IMG_RGB24;
     AddTimeMark(out.data(), info.region.width, colour ? IMAGE_THREE_BYTES : IMAGE_ONE_BYTE);
   }
@@ -231,6 +246,9 @@ void CModelCamera::CorrectFrame() {
   const bool whole = setup.stages.hardware == 1 && setup.stages.host == 1 && setup.region.width == iMaxWidth &&
                      setup.region.height == iMaxHeight && !setup.wide;
   if (bGettingDark != 0 && whole) DoGetDark();
+  // Loading settings asks for the whole sensor from the next open on, and the tables describe that from then on.
+  const FrameRegion asked{iStartX, iStartY, iWidth, iHeight, iBin, setup.region.format};
+  if (asked != setup.region) return;
   SubtractDark();
   HandleHotPixels();
 }
@@ -259,11 +277,18 @@ void CModelCamera::SetTimeMark(bool on) {
   worker_->timeMark = on;
 }
 
-// The worker of a single exposure ends right after it has handed over the frame. A start while it still does would
-// be taken for one of a running capture, and no exposure would follow.
+// A worker ends right after it has handed over a single exposure's frame, or said that no more frames come. A
+// start while it still does would be taken for one of a running capture, and no capture would follow.
 void CModelCamera::AwaitWorkerEnd() const {
-  const auto giveUp = Clock::now() + std::chrono::seconds(1);
-  while (IsCaptureRunning() && Clock::now() < giveUp) std::this_thread::sleep_for(std::chrono::microseconds(50));
+  const auto giveUp = Clock::now() + kWorkerEndWait;
+  bool ending = true;
+  while (ending && Clock::now() < giveUp) {
+    worker_->mailbox.Await(0, [&] {
+      ending = IsCaptureRunning() && !MayBringFrames();
+      return true;
+    });
+    if (ending) std::this_thread::sleep_for(std::chrono::microseconds(50));
+  }
 }
 
 int CModelCamera::GetImageData(unsigned char* buffer, int size, int waitMs) {
@@ -283,9 +308,10 @@ int CModelCamera::GetFrame(unsigned char* buffer, int size, int waitMs, FrameInf
   Worker& worker = *worker_;
   const std::span out(buffer, static_cast<std::size_t>(size));
   const auto mayCome = [this] { return MayBringFrames(); };
-  if (worker.mailbox.Fetch(out, waitMs, mayCome, info) != FrameMailbox::Result::Frame) return 0;
-  if (snapMode != 0) AwaitWorkerEnd();
-  return 1;
+  const FrameMailbox::Result result = worker.mailbox.Fetch(out, waitMs, mayCome, info);
+  const bool fetched = result == FrameMailbox::Result::Frame;
+  if (result == FrameMailbox::Result::Ended || (fetched && snapMode != 0)) AwaitWorkerEnd();
+  return fetched ? 1 : 0;
 }
 
 FrameInfo CModelCamera::LastFrame() const {

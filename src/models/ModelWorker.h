@@ -4,10 +4,12 @@
 #include <atomic>
 #include <chrono>
 #include <mutex>
+#include <optional>
 #include <string>
 
 #include "models/FrameGeometry.h"
 #include "models/FrameMailbox.h"
+#include "models/GpsLatchReader.h"
 #include "models/ModelCamera.h"
 #include "support/Algorithm.h"
 
@@ -32,6 +34,10 @@ struct CModelCamera::Worker {
   std::string trouble;
 
   std::atomic<bool> timeMark{false};
+  static constexpr int kNoStamps = -1;
+  std::atomic<int> stampEveryMs{kNoStamps};              ///< how often a frame is to have its GPS time
+  std::optional<GpsLatchReader> gps;                     ///< of models with GPS; worker-only
+  std::chrono::steady_clock::time_point stampedAt{};     ///< last frame that the GPS was asked about; worker-only
   std::chrono::steady_clock::time_point autoCopiedAt{};  ///< last copy for automatic control; worker-only
 
   /// Demosaics delivered frames. Apart from the camera's `algorithm`, which knows the pattern of the raw frame:

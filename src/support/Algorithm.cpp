@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstddef>
+#include <cstring>
 
 namespace {
 
@@ -133,6 +135,30 @@ void Demosaic(const std::uint8_t* bayer, int width, int height, RedSite red, con
   }
 }
 
+/// Writes three planes as pixels. Two pixels leave in one store of eight bytes, of which the last two are written
+/// again by the next; the last pixels go one by one, so that nothing is written behind them.
+void Interleave(const std::uint8_t* __restrict blue, const std::uint8_t* __restrict green,
+                const std::uint8_t* __restrict red, int count, std::uint8_t* __restrict bgr) {
+  std::array<std::uint32_t, kSpan> pixels;
+  for (int i = 0; i < count; ++i) {
+    pixels[static_cast<std::size_t>(i)] =
+        blue[i] | static_cast<std::uint32_t>(green[i]) << 8U | static_cast<std::uint32_t>(red[i]) << 16U;
+  }
+  int i = 0;
+  if constexpr (std::endian::native == std::endian::little) {
+    for (; i + 3 <= count; i += 2) {
+      const std::uint32_t* const pair = pixels.data() + i;
+      const std::uint64_t both = pair[0] | static_cast<std::uint64_t>(pair[1]) << 24U;
+      std::memcpy(bgr + 3 * i, &both, sizeof both);
+    }
+  }
+  for (; i < count; ++i) {
+    bgr[3 * i] = blue[i];
+    bgr[3 * i + 1] = green[i];
+    bgr[3 * i + 2] = red[i];
+  }
+}
+
 bool HasColour(int width, int height) {
   return width >= 2 && height >= 2;
 }
@@ -179,14 +205,7 @@ void CAlgorithm::BayerToRGB24(const std::uint8_t* bayer, int width, int height, 
   const RedSite redSite = RedSiteOf(KnownPattern(pattern_));
   Demosaic(bayer, width, height, redSite,
            [bgr](std::size_t offset, int count, const std::uint8_t* red, const std::uint8_t* green,
-                 const std::uint8_t* blue) {
-             std::uint8_t* __restrict pixel = bgr + 3 * offset;
-             for (int i = 0; i < count; ++i, pixel += 3) {
-               pixel[0] = blue[i];
-               pixel[1] = green[i];
-               pixel[2] = red[i];
-             }
-           });
+                 const std::uint8_t* blue) { Interleave(blue, green, red, count, bgr + 3 * offset); });
 }
 
 void CAlgorithm::BayerToY8(const std::uint8_t* bayer, int width, int height, std::uint8_t* luminance) const {

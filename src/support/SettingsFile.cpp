@@ -59,11 +59,15 @@ void KeepOwnerAndMode(int fd, const struct stat& old) {
   ::fchmod(fd, old.st_mode & kModeBits);
 }
 
-/// One that another user made, an administrator say, need only be readable.
+/// One that another user made, an administrator say, need only be readable. On failure errno has the reason for
+/// which none could be made.
 int OpenLockFile(const std::string& name) {
   constexpr int kFlags = O_CLOEXEC | O_NOFOLLOW;
   const int fd = ::open(name.c_str(), O_RDWR | O_CREAT | kFlags, kPublicFile);
-  return fd < 0 && errno == EACCES ? ::open(name.c_str(), O_RDONLY | kFlags) : fd;
+  if (fd >= 0 || errno != EACCES) return fd;
+  const int readable = ::open(name.c_str(), O_RDONLY | kFlags);
+  if (readable < 0) errno = EACCES;
+  return readable;
 }
 
 /// Whether the lock file at `path` is the one behind `fd`: somebody may have removed it before it was locked.
@@ -205,7 +209,10 @@ FileLock::FileLock(const std::string& path, std::chrono::milliseconds patience, 
 }
 
 FileLock::~FileLock() {
-  if (fd_ >= 0) ::close(fd_);
+  if (fd_ < 0) return;
+  // A process that was forked meanwhile shares the lock, which closing alone would leave to it.
+  ::flock(fd_, LOCK_UN);
+  ::close(fd_);
 }
 
 }  // namespace orq

@@ -4,11 +4,13 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <functional>
 #include <mutex>
 #include <optional>
 #include <set>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "support/ORQLog.h"
@@ -25,7 +27,7 @@ constexpr std::size_t kMostStored = 1024;  ///< values that an open key takes
 /// An open key: what the file held when it was opened, and what was stored since.
 struct OpenKey {
   std::uint32_t generation = 0;  ///< 0: free
-  std::string file;              ///< full path
+  std::string file;              ///< full path: the current directory may change while the key is open
   std::string path;
   XmlValues values;
   XmlChanges stored;
@@ -72,6 +74,14 @@ bool IsEnabled() {
   Store& store = TheStore();
   const std::lock_guard lock(store.mutex);
   return store.enabled;
+}
+
+/// Where `file` lies, from the root on; as it stands when there is no current directory.
+std::string FullPath(const std::string& file) {
+  const std::string path = XmlPath(file);
+  std::error_code error;
+  const std::filesystem::path full = std::filesystem::absolute(path, error);
+  return error ? path : full.string();
 }
 
 bool IsName(const char* name) {
@@ -148,13 +158,15 @@ bool Change(const std::string& path, const std::function<bool(XmlDocument&)>& ch
     reason = "it would become too large";
     return fail("cannot be written");
   }
+  std::string aside;
   if (reading.state == Reading::State::Damaged) {
-    const std::string aside = SetFileAside(target, reason);
+    aside = SetFileAside(target, reason);
     if (aside.empty()) return fail("is damaged and cannot be set aside");
     Report(reading.trouble + "; it is now " + aside);
   }
-  if (!ReplaceFile(target, text, reason)) return fail("cannot be written");
-  return true;
+  if (ReplaceFile(target, text, reason)) return true;
+  if (!aside.empty()) reason += "; its old contents are now " + aside;
+  return fail("cannot be written");
 }
 
 /// Puts a key into the table.
@@ -285,12 +297,12 @@ void EnableXmlStore(bool on) {
 }
 
 std::vector<XmlKey> ListXmlKeys(const std::string& file, std::string& trouble) {
-  const auto document = Look(XmlPath(file), trouble);
+  const auto document = Look(FullPath(file), trouble);
   return document ? document->Keys() : std::vector<XmlKey>();
 }
 
 bool RemoveXmlKey(const std::string& file, const std::string& keyPath, std::string& trouble) {
-  const std::string path = XmlPath(file);
+  const std::string path = FullPath(file);
   if (Read(path).state == Reading::State::Missing) return true;
   return Change(
       path, [&](XmlDocument& document) { return document.Remove(keyPath); }, trouble);
@@ -309,14 +321,15 @@ int XMLOpenKey(const char* file, const char* keyPath, xmlHandle* handle) {
   *handle = {};
   if (file == nullptr || !orq::IsName(keyPath)) return 0;
   return orq::Guarded(
-      [&] { return orq::IsEnabled() && orq::OpenExisting(orq::XmlPath(file), keyPath, *handle) ? 1 : 0; });
+      [&] { return orq::IsEnabled() && orq::OpenExisting(orq::FullPath(file), keyPath, *handle) ? 1 : 0; });
 }
 
 int XMLCreateKey(const char* file, const char* keyPath, xmlHandle* handle, const char*) {
   if (handle == nullptr) return 0;
   *handle = {};
   if (file == nullptr || !orq::IsName(keyPath)) return 0;
-  return orq::Guarded([&] { return orq::IsEnabled() ? orq::CreateKey(orq::XmlPath(file), keyPath, *handle) : 0; });
+  return orq::Guarded(
+      [&] { return orq::IsEnabled() ? orq::CreateKey(orq::FullPath(file), keyPath, *handle) : 0; });
 }
 
 int XMLSetValueEx(xmlHandle handle, const char* name, const int*, int type, const unsigned char* data,

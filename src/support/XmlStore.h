@@ -48,7 +48,8 @@ namespace orq {
 inline constexpr int kMostXmlHandles = 64;
 
 /// The directory in which relative file names lie: the current one (empty, as at first) or another, which is made
-/// when it is first written to. Any-thread, as all below.
+/// when it is first written to. An open key stays with the file that its name stood for when it was opened.
+/// Any-thread, as all below.
 void SetXmlDirectory(const std::string& directory);
 /// Where `file` lies.
 std::string XmlPath(const std::string& file);

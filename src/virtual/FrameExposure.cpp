@@ -30,7 +30,7 @@ void FrameStream::Run() {
     if (isVoid()) {
       continue;
     }
-    if (Clock::now() > exposure.readoutAt) {
+    if (Clock::now() > exposure.readoutAt && !exposure.readoutSeconds) {
       exposure.readoutAt = Clock::now();  // rendering took longer than the exposure
     } else if (work_.wait_until(lock, exposure.readoutAt, isVoid)) {
       continue;
@@ -119,7 +119,22 @@ FrameStream::Exposure FrameStream::Begin() {
   for (SyncOutput& output : sync_) {
     output.ExposureBegins(DeviceUs(exposure.readoutAt - length));
   }
+  AddFlash(exposure);
   return exposure;
+}
+
+/// A frame that shows when it was exposed keeps that time, also when it is rendered late and comes later.
+void FrameStream::AddFlash(Exposure& exposure) const {
+  if (!options_.flash) {
+    return;
+  }
+  using Seconds = std::chrono::duration<double>;
+  const Seconds flashAt = options_.flash->start - options_.gps.value_or(VirtualGps()).start;
+  exposure.readoutSeconds = ReadoutSeconds(exposure);
+  const double firstRow = *exposure.readoutSeconds - static_cast<double>(exposure.sensor.exposureUs) * 1e-6;
+  exposure.sensor.rowSeconds = exposure.readoutUs * 1e-6 / exposure.geometry.height;
+  exposure.sensor.flashStart = flashAt.count() - firstRow;
+  exposure.sensor.flashSeconds = options_.flash->seconds;
 }
 
 /// The frame's payload; the lock is open meanwhile.
@@ -197,7 +212,8 @@ void FrameStream::ReadOut(const Exposure& exposure, std::shared_ptr<const Payloa
   const std::uint32_t sequence = sequence_++;
   ++exposedSinceRun_;
   lastExposureUs_ = exposure.sensor.exposureUs;
-  const std::uint32_t latch = Latch(exposure, ReadoutSeconds(exposure));
+  const double readoutSeconds = exposure.readoutSeconds ? *exposure.readoutSeconds : ReadoutSeconds(exposure);
+  const std::uint32_t latch = Latch(exposure, readoutSeconds);
   lastReadoutAt_ = exposure.readoutAt;
   lastReadoutEnd_ = exposure.readoutAt + exposure.readout;
   overlapping_ = true;

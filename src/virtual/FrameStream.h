@@ -110,6 +110,7 @@ class FrameStream {
     double readoutUs = 0;  ///< device time
     std::uint64_t limit = 0;
     std::optional<GpsLines> gpsLines;
+    std::optional<double> readoutSeconds;  ///< device time, where it decides what the frame shows
   };
   struct Waiting {  ///< a frame in the device
     WireFrame frame;
@@ -138,6 +139,7 @@ class FrameStream {
   void ReadOut(const Exposure& exposure, std::shared_ptr<const Payload> payload);
   void Remember(std::uint32_t sequence, std::shared_ptr<const Payload> payload);
   double ReadoutSeconds(const Exposure& exposure) const;
+  void AddFlash(Exposure& exposure) const;
   std::uint32_t Latch(const Exposure& exposure, double readoutSeconds);
   void SettleLatch();
 

@@ -27,6 +27,9 @@ struct SensorModel::Exposure {
            const std::array<double, 3>& filters)
       : grid{HeldBin(settings.bin), sensor.bayerPattern >= 0 || sensor.binsTwoApart},
         frame(settings.frameNumber),
+        rowSeconds(settings.rowSeconds),
+        flashFrom(settings.flashStart),
+        flashTo(settings.flashStart + settings.flashSeconds),
         lightSeconds(static_cast<float>(static_cast<double>(settings.exposureUs) * 1e-6)),
         darkSeconds(lightSeconds * static_cast<float>(DarkScale(settings.temperatureC))),
         fullWell(static_cast<float>(sensor.fullWellElectrons)),
@@ -38,8 +41,18 @@ struct SensorModel::Exposure {
     for (std::size_t i = 0; i < glow.size(); ++i) glow[i] = static_cast<float>(white * filters[i]);
   }
 
+  /// How long an output row, which a rolling shutter exposes later than the one above it, sees the flash.
+  float FlashSeconds(int row) const {
+    const double from = std::max(row * rowSeconds, flashFrom);
+    const double to = std::min(row * rowSeconds + static_cast<double>(lightSeconds), flashTo);
+    return static_cast<float>(std::max(to - from, 0.0));
+  }
+
   BinGrid grid;
   std::uint64_t frame;
+  double rowSeconds;
+  double flashFrom;  ///< seconds after the start of the first row's exposure
+  double flashTo;
   float lightSeconds;
   float darkSeconds;  ///< seconds at the reference temperature that give the same dark charge
   float fullWell;
@@ -66,11 +79,13 @@ SensorModel::SensorModel(const SensorData& sensor, Scene scene, double flatFlux,
 }
 
 /// Expected charge of the pixels from `startX` of row `y`.
-void SensorModel::MeanCharge(const Exposure& exposure, int y, int startX, std::span<float> electrons) const {
+void SensorModel::MeanCharge(const Exposure& exposure, int y, int startX, float flashSeconds,
+                             std::span<float> electrons) const {
   std::array<float, 2> even{};
   for (int i = 0; i < 2; ++i) {
     const auto filter = static_cast<std::size_t>(FilterAt(sensor_.bayerPattern, startX + i, y));
-    even[static_cast<std::size_t>(i)] = exposure.glow[filter] * exposure.lightSeconds;
+    even[static_cast<std::size_t>(i)] = exposure.glow[filter] * exposure.lightSeconds +
+                                        static_cast<float>(kFlashFlux * sensor_.response[filter]) * flashSeconds;
   }
   for (std::size_t i = 0; i < electrons.size(); ++i) electrons[i] = even[i & 1];
   if (stars_) stars_->AddRow(y, startX, exposure.lightSeconds, electrons);
@@ -78,9 +93,10 @@ void SensorModel::MeanCharge(const Exposure& exposure, int y, int startX, std::s
 }
 
 /// The charge that row `y` collects from column `startX` on, photon and dark noise included.
-std::span<const float> SensorModel::CollectRow(const Exposure& exposure, int y, int startX, int columns) {
+std::span<const float> SensorModel::CollectRow(const Exposure& exposure, int y, int startX, float flashSeconds,
+                                               int columns) {
   const std::span<float> row(row_.data(), static_cast<std::size_t>(columns));
-  MeanCharge(exposure, y, startX, row);
+  MeanCharge(exposure, y, startX, flashSeconds, row);
   const RowNoise noise(seed_, exposure.frame, y);
   for (std::size_t i = 0; i < row.size(); ++i) {
     const float mean = std::min(row[i], kMostElectrons);
@@ -99,14 +115,15 @@ std::span<const float> SensorModel::CollectSamples(const Exposure& exposure, con
   const int left = std::max(settings.startX + grid.First(columns.first), 0);
   const int right = std::min(settings.startX + reach, sensor_.width);
   const int top = settings.startY + grid.First(sampleRow);
-  if (grid.bin == 1) return CollectRow(exposure, top, left, right - left);
+  const float flashSeconds = exposure.FlashSeconds(sampleRow);
+  if (grid.bin == 1) return CollectRow(exposure, top, left, flashSeconds, right - left);
 
   const std::span<float> sums(sums_.data(), static_cast<std::size_t>(columns.last - columns.first));
   std::fill(sums.begin(), sums.end(), 0.0F);
   for (int j = 0; j < grid.bin; ++j) {
     const int y = top + j * grid.Step();
     if (y < 0 || y >= sensor_.height) continue;
-    const std::span<const float> row = CollectRow(exposure, y, left, right - left);
+    const std::span<const float> row = CollectRow(exposure, y, left, flashSeconds, right - left);
     for (int i = columns.first; i < columns.last; ++i) {
       for (int k = 0; k < grid.bin; ++k) {
         const int x = settings.startX + grid.First(i) + k * grid.Step();

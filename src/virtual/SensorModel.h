@@ -19,6 +19,9 @@ enum class Scene : std::uint8_t { Stars, Flat, Dark };
 /// Light of a flat scene when none is given, e-/s under the green (or no) filter.
 inline constexpr double kDefaultFlatFlux = 1000.0;
 
+/// Light of a flash, e-/s in each pixel under the green (or no) filter.
+inline constexpr double kFlashFlux = 5.0e7;
+
 /// Frames of one sensor. A frame is decided by the seed, the settings and the frame number; a pixel's charge and
 /// noise depend on its place on the sensor, not on the region. `docs/sensor-model.md` has the formulae.
 ///
@@ -45,8 +48,9 @@ class SensorModel final : public FrameSource {
  private:
   struct Exposure;
 
-  void MeanCharge(const Exposure& exposure, int y, int startX, std::span<float> electrons) const;
-  std::span<const float> CollectRow(const Exposure& exposure, int y, int startX, int columns);
+  void MeanCharge(const Exposure& exposure, int y, int startX, float flashSeconds,
+                  std::span<float> electrons) const;
+  std::span<const float> CollectRow(const Exposure& exposure, int y, int startX, float flashSeconds, int columns);
   std::span<const float> CollectSamples(const Exposure& exposure, const ExposureSettings& settings, int sampleRow,
                                         Overlap columns);
 

@@ -104,18 +104,33 @@ bool SetFpgaType(VirtualOptions& options, std::string_view value) {
   return options.fpgaType.has_value();
 }
 
+/// A time with its unit (s, ms or us), in µs.
+bool Duration(std::string_view text, double lowestUs, double highestUs, double& us) {
+  struct Unit {
+    std::string_view name;
+    double us;
+  };
+  static constexpr Unit kUnits[] = {{"ms", 1e3}, {"us", 1.0}, {"s", 1e6}};
+  const auto* unit = std::ranges::find_if(kUnits, [&](const Unit& each) { return text.ends_with(each.name); });
+  if (unit == std::end(kUnits)) {
+    return false;
+  }
+  text.remove_suffix(unit->name.size());
+  if (!Real(text, lowestUs / unit->us, highestUs / unit->us, us)) {
+    return false;
+  }
+  us *= unit->us;
+  return true;
+}
+
 bool SetTriggerPeriod(VirtualOptions& options, std::string_view value) {
-  const bool inMs = value.ends_with("ms");
-  if (!inMs && !value.ends_with("s")) {
+  constexpr double kMillisecondUs = 1e3;
+  constexpr double kHourUs = 3.6e9;
+  double us = 0;
+  if (!Duration(value, kMillisecondUs, kHourUs, us)) {
     return false;
   }
-  double number = 0;
-  constexpr double kHourMs = 3'600'000;
-  const double unitMs = inMs ? 1.0 : 1000.0;
-  if (!Real(value.substr(0, value.size() - (inMs ? 2 : 1)), 1 / unitMs, kHourMs / unitMs, number)) {
-    return false;
-  }
-  options.triggerPeriodUs = std::llround(number * unitMs * 1000.0);
+  options.triggerPeriodUs = std::llround(us);
   return true;
 }
 
@@ -154,6 +169,17 @@ bool SetGpsTime(VirtualOptions& options, std::string_view value) {
   return time.has_value();
 }
 
+bool SetFlash(VirtualOptions& options, std::string_view value) {
+  constexpr double kLongestUs = 1e9;
+  const std::optional<UtcTime> start = ParseUtc(NextPart(value));
+  double us = 0;
+  if (!start || !Duration(value, 1.0, kLongestUs, us)) {
+    return false;
+  }
+  options.flash = {.start = *start, .seconds = us * 1e-6};
+  return true;
+}
+
 constexpr int kMostPreRendered = 64;
 constexpr int kLongestFlashMs = 10000;
 
@@ -178,6 +204,7 @@ constexpr OptionEntry kOptions[] = {
     {"scene", "stars, flat or dark", SetScene},
     {"flux", "electrons per pixel and second from 0 to 1e12",
      [](VirtualOptions& o, std::string_view v) { return Real(v, 0, 1e12, o.fluxElectronsPerSecond); }},
+    {"flash", "UTC/DURATION (2030-01-01T00:00:05.25/500us, say)", SetFlash},
     {"gps", "sim, nofix or a file name",
      [](VirtualOptions& o, std::string_view v) { return Text(v, Gps(o).source); }},
     {"gpsver", "0 or 1",
@@ -313,6 +340,14 @@ bool Consistent(const VirtualOptions& options, std::string& error) {
   if (options.gps && FindDevice(options.model)->gpsVersion < 0) {
     error = "options gps…= are for virtual models with a GPS";
     return false;
+  }
+  if (options.flash) {
+    const bool simulated = FindDevice(options.model)->gpsVersion >= 0 &&
+                           options.gps.value_or(VirtualGps()).source == VirtualGps::kSimulated;
+    if (!simulated || options.preRender > 0) {
+      error = "option flash= needs a virtual model with a GPS and its simulated time, and no prerender=";
+      return false;
+    }
   }
   return true;
 }

@@ -45,6 +45,12 @@ struct VirtualGps {
   static constexpr UtcTime kDefaultStart = std::chrono::sys_days(std::chrono::January / 1 / 2030);
 };
 
+/// A flash of even light over the whole sensor, whose instant the receiver's time tells.
+struct VirtualFlash {
+  UtcTime start{};
+  double seconds = 0;
+};
+
 /// A fault at a numbered operation of the flash; each kind counts its own operations, from 1.
 struct FlashFault {
   enum class Kind : std::uint8_t { Erase, Read, WeakWrite, PowerLoss };
@@ -68,6 +74,7 @@ struct VirtualOptions {
   std::string scene = "stars";          ///< `scene=stars|flat|dark`
   double fluxElectronsPerSecond = 0;    ///< `flux=`: light of a flat scene, electrons per pixel and second
   double illuminantKelvin = 6000;       ///< `illuminant=`: colour of a flat scene's light; 6000 is white
+  std::optional<VirtualFlash> flash;    ///< `flash=UTC/DURATION`, on models with a GPS
   double dropRate = 0.0;                ///< `drop=`: fraction of frames that the device loses
   std::vector<FrameFault> frameFaults;  ///< `short@N`, `oversize@N`, `badheader@N`, `badtrailer@N`, `order@N`,
                                         ///< `lose@N`, `stall@N`, `error@N`, `unplug@N`

@@ -1,12 +1,17 @@
 """What the tests of the command line share."""
 
+import fcntl
 import json
 import os
+import pty
+import select
 import shutil
 import signal
 import subprocess
 import tempfile
+import termios
 import threading
+import time
 import unittest
 
 ORQCAM = os.environ["ORQCAM"]
@@ -68,6 +73,44 @@ class CliTest(unittest.TestCase):
 
         self.addCleanup(clean_up)
         return process
+
+    def at_terminal(self, answer, *arguments):
+        """Runs with a terminal as standard input and error, types `answer` at the question.
+
+        (exit status, standard output, what the terminal showed)."""
+        ours, theirs = pty.openpty()
+
+        def take_terminal():  # so that its keys send signals
+            os.setsid()
+            fcntl.ioctl(0, termios.TIOCSCTTY, 0)
+
+        process = subprocess.Popen([ORQCAM, *arguments], cwd=self.work, env=self.environment,
+                                   stdin=theirs, stderr=theirs, stdout=subprocess.PIPE, text=True,
+                                   preexec_fn=take_terminal)
+        os.close(theirs)
+        shown = b""
+        asked = False
+        deadline = time.monotonic() + TIMEOUT
+        while time.monotonic() < deadline:
+            if not select.select([ours], [], [], 1)[0]:
+                continue
+            try:
+                part = os.read(ours, 4096)
+            except OSError:  # the other side is closed
+                break
+            if not part:
+                break
+            shown += part
+            if not asked and b"[y/N]" in shown:
+                asked = True
+                os.write(ours, answer)
+        else:
+            process.kill()
+        out = process.stdout.read()
+        process.stdout.close()
+        process.wait(timeout=TIMEOUT)
+        os.close(ours)
+        return process.returncode, out, shown.decode()
 
     def succeed(self, *arguments, **options):
         """Runs, demands exit status 0 and returns (stdout, stderr)."""

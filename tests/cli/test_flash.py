@@ -1,15 +1,10 @@
 """id, serial and flash: what a camera keeps of its own."""
 
-import fcntl
 import os
-import pty
-import select
 import signal
-import subprocess
-import termios
 import time
 
-from support import CliTest, ORQCAM, TIMEOUT
+from support import CliTest, TIMEOUT
 
 RECORD = 0x40000
 PAGE = 0x70000
@@ -38,42 +33,7 @@ class Tests(CliTest):
         return sorted(os.listdir(directory)) if os.path.isdir(directory) else []
 
     def at_terminal(self, answer, *arguments):
-        """Runs with a terminal as standard input and error, types `answer` at the question.
-
-        (exit status, standard output, what the terminal showed)."""
-        ours, theirs = pty.openpty()
-
-        def take_terminal():  # so that its keys send signals
-            os.setsid()
-            fcntl.ioctl(0, termios.TIOCSCTTY, 0)
-
-        process = subprocess.Popen([ORQCAM, "-c", self.camera, *arguments], cwd=self.work, env=self.environment,
-                                   stdin=theirs, stderr=theirs, stdout=subprocess.PIPE, text=True,
-                                   preexec_fn=take_terminal)
-        os.close(theirs)
-        shown = b""
-        asked = False
-        deadline = time.monotonic() + TIMEOUT
-        while time.monotonic() < deadline:
-            if not select.select([ours], [], [], 1)[0]:
-                continue
-            try:
-                part = os.read(ours, 4096)
-            except OSError:  # the other side is closed
-                break
-            if not part:
-                break
-            shown += part
-            if not asked and b"[y/N]" in shown:
-                asked = True
-                os.write(ours, answer)
-        else:
-            process.kill()
-        out = process.stdout.read()
-        process.stdout.close()
-        process.wait(timeout=TIMEOUT)
-        os.close(ours)
-        return process.returncode, out, shown.decode()
+        return super().at_terminal(answer, "-c", self.camera, *arguments)
 
     # Identity
 
@@ -208,6 +168,13 @@ class Tests(CliTest):
         self.camera = self.camera.replace("0123456789abcdef", "fedcba9876543210")
         self.assertIn("another camera", self.fail_with(1, "-c", self.camera, "flash", "restore", path, "--yes"))
         self.flash("flash", "restore", path, "--yes", "--other-camera")
+        self.assertEqual(self.dump(), contents)
+
+    def test_a_camera_that_does_not_tell_its_number_may_be_another(self):
+        path, contents = self.pattern_file()
+        silent = self.camera + ",refuse=0xC8"
+        self.assertIn("another camera", self.fail_with(1, "-c", silent, "flash", "restore", path, "--yes"))
+        self.succeed("-c", silent, "flash", "restore", path, "--yes", "--other-camera")
         self.assertEqual(self.dump(), contents)
 
     def test_a_restore_that_lost_power_can_be_repeated(self):

@@ -3,8 +3,8 @@
 from support import CliTest, K1C
 
 COMMANDS = ("list", "info", "controls", "get", "set", "capture", "stream", "mode", "trigger", "reg", "id", "serial",
-            "flash", "settings", "temp", "cooler", "fan", "led", "hub", "guide", "focus", "sensor-id", "gps",
-            "dump-controls")
+            "flash", "hotpixels", "settings", "temp", "cooler", "fan", "led", "hub", "guide", "focus", "sensor-id", "gps",
+            "dark", "dump-controls")
 
 
 class Tests(CliTest):

@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <functional>
 #include <new>
 #include <thread>
 
@@ -85,6 +86,52 @@ TEST(Interleaving, AnExposureMayFollowTheOneBeforeWithoutAStop) {
   }
 }
 
+TEST(Interleaving, AnExposureMayFollowAFailedOneWithoutAStop) {
+  const VirtualRig rig(
+      "k1c", [](VirtualOptions& options) { options.timeScale = 0; }, 32);
+  ASSERT_TRUE(rig.Open());
+  for (std::uint64_t i = 1; i <= 50; ++i) {
+    rig.device->AddFrameFault({FrameFault::Kind::Short, i});
+    ASSERT_EQ(rig.camera->StartExposure(), 1);
+    ASSERT_FALSE(rig.Fetch()) << i;
+    ASSERT_FALSE(rig.camera->IsCaptureRunning()) << "the next start would be taken for a running capture";
+    ASSERT_EQ(rig.device->FramesExposed(), i);
+  }
+}
+
+// An open adopts the geometry that the fields ask for. A worker that has not yet noticed that its stream is gone
+// must not meet it: what it holds is a frame of the old geometry.
+TEST(Interleaving, AReconnectWaitsForTheWorkerBeforeItAdoptsAnotherGeometry) {
+  const VirtualRig rig("x26m");
+  ASSERT_TRUE(rig.Open());
+  FrameRegion applied;
+  std::string reason;
+  ASSERT_TRUE(rig.camera->SetRegion({0, 0, 32, 32, 2, ORQ_IMG_RAW16}, applied, reason)) << reason;
+  rig.camera->autoThr.InitFuncPt([](bool* running, void*) {
+    while (ThreadCtrl::KeepRunning(running)) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  });
+  ASSERT_EQ(rig.camera->autoThr.Start(rig.camera.get()), 1);
+  std::unique_lock copying(rig.camera->autoBufMutex);  // the worker cannot get past its first frame
+  ASSERT_EQ(rig.camera->StartCapture(false), 1);
+  ASSERT_TRUE(Eventually([&] { return rig.camera->Counters().dropped > 0; })) << "nobody takes frames any more";
+  rig.camera->HardwareBin = 1;
+  std::atomic<bool> reopened{false};
+  std::thread reconnecting([&] {
+    EXPECT_EQ(rig.camera->ReConnectCamera(), 1);
+    reopened = true;
+  });
+  std::this_thread::sleep_for(std::chrono::milliseconds(600));  // four times what it takes; too short is harmless
+  EXPECT_FALSE(reopened);
+  copying.unlock();
+  reconnecting.join();
+  EXPECT_FALSE(rig.camera->IsCaptureRunning());
+  EXPECT_EQ(rig.camera->CaptureTrouble(), "the camera was closed while it captured: start the capture again");
+  FrameInfo info;
+  EXPECT_FALSE(rig.Snap(info).empty()) << rig.camera->CaptureTrouble();
+  EXPECT_EQ(rig.device->SentPayload(info.sequence).size(), 32U * 32U * 2U) << "binned by the hardware";
+  rig.camera->StopAutoControlThr();
+}
+
 TEST(Interleaving, ACaptureWithoutMemoryForItsFramesFailsWithAReason) {
   const VirtualRig rig;
   FrameRegion applied;
@@ -99,6 +146,61 @@ TEST(Interleaving, ACaptureWithoutMemoryForItsFramesFailsWithAReason) {
   EXPECT_NE(rig.camera->CaptureTrouble().find("not enough memory"), std::string::npos);
   FrameInfo info;
   EXPECT_FALSE(rig.Snap(info).empty()) << rig.camera->CaptureTrouble();
+}
+
+/// Pulls the camera out at the first request of `story`, then at the second, and so on until it is done before.
+/// Whatever happens to the story: the capture ends, and the camera works again once it was plugged in and opened.
+void UnplugAtEveryRequestOf(const VirtualRig& rig, const std::function<void()>& story) {
+  bool reached = true;
+  int at = 0;
+  for (; reached; ++at) {
+    ASSERT_TRUE(rig.Open()) << at << ": " << rig.camera->LinkError();
+    ASSERT_EQ(rig.camera->StartCapture(false), 1);
+    ASSERT_TRUE(rig.Fetch()) << at << ": " << rig.camera->CaptureTrouble();
+    rig.device->FailRequests(0, kUsbNoDevice, at);
+    story();
+    reached = rig.camera->DeviceLost();
+    FrameInfo info;
+    while (reached && rig.Fetch(info, -1)) {
+    }
+    rig.camera->CloseCamera();
+    ASSERT_FALSE(rig.camera->IsCaptureRunning()) << at;
+    rig.device->ClearFailures();
+    ASSERT_TRUE(rig.bus->Attach(rig.device) || !reached) << at;
+    ASSERT_LT(at, 200);
+  }
+  EXPECT_GT(at, 4) << "the story takes more requests than that";
+  ASSERT_TRUE(rig.Open());
+  FrameInfo info;
+  EXPECT_FALSE(rig.Snap(info).empty()) << rig.camera->CaptureTrouble();
+}
+
+TEST(Interleaving, AnUnplugAtAnyRequestOfAGeometryChangeEndsTheCapture) {
+  const VirtualRig rig("x26m");
+  int round = 0;
+  UnplugAtEveryRequestOf(rig, [&] {
+    FrameRegion applied;
+    std::string reason;
+    const int width = 32 + 16 * (round++ % 2);
+    if (!rig.camera->SetRegion({0, 0, width, 32, 2, ORQ_IMG_RAW8}, applied, reason)) {
+      EXPECT_FALSE(reason.empty());
+    }
+    rig.camera->SetHardwareBin(round % 2 == 0);
+  });
+}
+
+TEST(Interleaving, AnUnplugAtAnyRequestOfAStopAndAStartEndsTheCapture) {
+  const VirtualRig rig("k1c");
+  UnplugAtEveryRequestOf(rig, [&] {
+    EXPECT_EQ(rig.camera->StopCapture(), 1);
+    EXPECT_EQ(rig.camera->StartExposure(), 1);
+    FrameInfo info;
+    if (!rig.Fetch(info)) {
+      EXPECT_EQ(rig.camera->expStatus, ExpFailed);
+      EXPECT_FALSE(rig.camera->CaptureTrouble().empty());
+    }
+    EXPECT_EQ(rig.camera->StopCapture(), 1);
+  });
 }
 
 }  // namespace

@@ -6,7 +6,9 @@
 #include "Climate.h"
 #include "Commands.h"
 #include "Cooling.h"
+#include "Corrections.h"
 #include "FrameSaver.h"
+#include "FrameTime.h"
 #include "Shooter.h"
 #include "Signals.h"
 #include "Text.h"
@@ -28,6 +30,7 @@ constexpr ImageType kImageTypes[] = {
 
 struct CaptureOptions {
   ShotSettings settings;
+  CorrectionOptions corrections;
   CoolSettings cooling;
   AutoSettings automatic;
   std::string count = "1";
@@ -105,22 +108,24 @@ void ReportFrame(const Context& context, const Frame& frame, const SavedFrame& s
   if (context.json) {
     report.Add("number", number);
     report.Add("sequence", frame.info.sequence);
-    report.Add("start_utc", IsoUtc(frame.info.startUnixUs));
+    AddTimes(report, frame.info);
     report.Add("exposure", frame.info.exposureUs, "us");
     if (frame.realExposureMs) report.Add("real_exposure", *frame.realExposureMs, "ms");
     report.Add("gain", frame.info.gain);
     report.Add("offset", frame.info.offset);
     if (frame.sensorC) report.Add("temperature", *frame.sensorC, "C");
     if (frame.targetC) report.Add("target", *frame.targetC, "C");
+    AddGps(report, frame.info);
   }
   report.Print(context.out, context.json);
   context.out.Flush();
 }
 
 // What only the camera can tell about a frame that has just arrived.
-void AddReadings(Session& session, bool single, Frame& frame) {
+void AddReadings(Session& session, const Corrections& corrections, bool single, Frame& frame) {
   constexpr std::uint64_t kCountedFromUs = 1'000'000;  // shorter ones are as they were set
   CModelCamera& camera = session.Camera();
+  frame.corrections = corrections.FactsOf(frame.info);
   frame.sensorC = SensorCelsius(camera);
   long coolerOn = 0;
   const bool cooled = session.Model().cooled &&
@@ -157,16 +162,19 @@ bool Keep(const Context& context, const FrameSaver& saver, const Frame& frame, s
   return false;
 }
 
-ExitCode TakeAll(const Context& context, Session& session, Shooter& shooter, bool single, const FrameSaver& saver,
-                 Tally& tally) {
+ExitCode TakeAll(const Context& context, Session& session, const Corrections& corrections, Shooter& shooter,
+                 bool single, const FrameSaver& saver, Tally& tally) {
   Frame frame;
   CoolerWatch coolerWatch;
+  GpsWatch gpsWatch(true);
+  session.Camera().StampFrames(std::chrono::milliseconds(0));
   int failuresInARow = 0;
   for (std::uint64_t number = 1; number <= tally.count; ++number) {
     switch (shooter.Take(frame, number, tally.count)) {
       case ShotResult::Good:
-        AddReadings(session, single, frame);
+        AddReadings(session, corrections, single, frame);
         coolerWatch.Look(session);
+        gpsWatch.Look(frame.info);
         if (!Keep(context, saver, frame, number, tally)) return kExitFailed;
         failuresInARow = 0;
         break;
@@ -205,10 +213,17 @@ void ReportVideoLosses(const StreamCounters& counters) {
       static_cast<unsigned long long>(counters.lost), static_cast<unsigned long long>(counters.overwritten)));
 }
 
-ExitCode Take(const Context& context, Session& session, Shooter& shooter, bool single,
+ExitCode Take(const Context& context, Session& session, Corrections& corrections, Shooter& shooter, bool single,
               const CaptureOptions& options, const FrameSaver& saver, Tally& tally) {
+  const CorrectionsScope scope(corrections);
   if (!options.timeout.empty()) shooter.SetTriggerPatience(options.settings.triggers.Patience(options.timeout));
-  return TakeAll(context, session, shooter, single, saver, tally);
+  return TakeAll(context, session, corrections, shooter, single, saver, tally);
+}
+
+// Frames that become a dark or a bias themselves are not corrected by one, unless it is named.
+bool TakesChosenDark(const Context& context, const CaptureOptions& options) {
+  const std::string type = Lower(options.imageType);
+  return context.settings && type != "dark" && type != "bias";
 }
 
 void ReportSettled(const Context& context, const AutoControl& automatic) {
@@ -224,29 +239,37 @@ bool WaitsToSettle(Session& session, const AutoControl& automatic) {
   return automatic.Runs() && session.Camera().camMode == 0;
 }
 
-ExitCode TakeVideo(const Context& context, Session& session, const CaptureOptions& options,
-                   const FrameSaver& saver, Tally& tally) {
+// The settings that hold for this run only are given back in turn: what was corrected with before they are kept,
+// what was automatic with keeping them.
+ExitCode TakeVideo(const Context& context, Session& session, Corrections& corrections,
+                   const CaptureOptions& options, const FrameSaver& saver, Tally& tally) {
   AutoControl automatic(session, options.automatic);
+  const CorrectionsScope scope(corrections);
+  const bool waits = WaitsToSettle(session, automatic);
+  if (!waits) corrections.TellDifferences();
   VideoShooter shooter(session);
-  if (WaitsToSettle(session, automatic)) {
+  if (waits) {
     automatic.Settle(shooter);
     ReportSettled(context, automatic);
+    corrections.TellDifferences();
   }
-  const ExitCode code = Take(context, session, shooter, false, options, saver, tally);
+  const ExitCode code = Take(context, session, corrections, shooter, false, options, saver, tally);
   ReportVideoLosses(session.Camera().Counters());
   return code;
 }
 
-ExitCode TakeSingles(const Context& context, Session& session, const CaptureOptions& options,
-                     const FrameSaver& saver, Tally& tally) {
+ExitCode TakeSingles(const Context& context, Session& session, Corrections& corrections,
+                     const CaptureOptions& options, const FrameSaver& saver, Tally& tally) {
   AutoControl automatic(session, options.automatic);
+  const CorrectionsScope scope(corrections);
   if (WaitsToSettle(session, automatic)) {
     VideoShooter video(session);
     automatic.Settle(video);
     ReportSettled(context, automatic);
   }
+  corrections.TellDifferences();
   SingleShooter shooter(session);
-  return Take(context, session, shooter, true, options, saver, tally);
+  return Take(context, session, corrections, shooter, true, options, saver, tally);
 }
 
 ExitCode RunCapture(const Context& context, const CaptureOptions& options) {
@@ -264,10 +287,11 @@ ExitCode RunCapture(const Context& context, const CaptureOptions& options) {
   const FrameSaver saver(std::move(save), MakeContext(session, options), std::string(session.Model().key),
                          Lower(options.imageType));
   saver.CheckBeforehand(Expected(session.Camera()), count);
+  Corrections corrections(session, options.corrections, TakesChosenDark(context, options));
   options.cooling.Apply(session);
   Tally tally{.count = count};
-  const ExitCode code = options.video ? TakeVideo(context, session, options, saver, tally)
-                                      : TakeSingles(context, session, options, saver, tally);
+  const ExitCode code = options.video ? TakeVideo(context, session, corrections, options, saver, tally)
+                                      : TakeSingles(context, session, corrections, options, saver, tally);
   Report report;
   report.Add("saved", tally.saved);
   if (tally.failed != 0) report.Add("failed", tally.failed);
@@ -281,6 +305,7 @@ CommandRun AddCaptureCommand(CLI::App& app) {
   CLI::App* command = app.add_subcommand("capture", "Take frames and save them");
   auto options = std::make_shared<CaptureOptions>();
   options->settings.AddTo(*command);
+  options->corrections.AddTo(*command);
   options->cooling.AddTo(*command);
   options->automatic.AddTo(*command);
   options->automatic.AddTimeoutTo(*command);

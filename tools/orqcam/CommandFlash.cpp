@@ -1,9 +1,9 @@
 // orqcam flash: what the camera keeps for the host, as a file and back.
-#include <filesystem>
 #include <memory>
 
 #include "Commands.h"
 #include "FlashWork.h"
+#include "SafeFile.h"
 
 namespace orq::cli {
 
@@ -18,10 +18,7 @@ struct FlashOptions {
 
 ExitCode RunDump(const Context& context, const FlashOptions& options) {
   const Existing existing = options.replaceFile ? Existing::Overwrite : Existing::Keep;
-  std::error_code ignored;  // what else may be wrong shows when the file is written
-  if (!options.replaceFile && std::filesystem::exists(std::filesystem::symlink_status(options.file, ignored))) {
-    throw CliError(kExitFailed, "'" + options.file + "' is there already; give another name, or --overwrite");
-  }
+  DemandNoFile(options.file, existing);
   Session session(context);
   const FlashImage image = ReadFlash(session);
   const FlashOutcome saved = SaveFlashImage(options.file, image, existing);

@@ -2,19 +2,24 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <optional>
 
 #include "Commands.h"
+#include "FrameTime.h"
+#include "GpsLines.h"
+#include "Shooter.h"
 #include "Text.h"
 #include "Units.h"
+#include "Watch.h"
+#include "support/XmlStore.h"
 
 namespace orq::cli {
 
 namespace {
 
-enum Line { kStart = 0, kEnd = 1 };
-
 struct GpsOptions {
   std::vector<std::string> lines;
+  WatchOptions watching;
 };
 
 void DemandGps(Session& session) {
@@ -23,15 +28,15 @@ void DemandGps(Session& session) {
   throw CliError(kExitFailed, "this camera has no GPS receiver");
 }
 
-int ReadLine(Session& session, Line which) {
-  int line = 0;
-  if (session.Camera().GPSGetLine(which, line) != CTRL_OK) session.Fail("cannot read the GPS lines");
-  return line;
+GpsLines DemandLines(Session& session) {
+  const std::optional<GpsLines> lines = ReadGpsLines(session.Camera());
+  if (!lines) session.Fail("cannot read the GPS lines");
+  return *lines;
 }
 
-void AddLines(Report& report, Session& session) {
-  report.Add("start_line", ReadLine(session, kStart));
-  report.Add("end_line", ReadLine(session, kEnd));
+void AddLines(Report& report, const GpsLines& lines) {
+  report.Add("start_line", lines.start);
+  report.Add("end_line", lines.end);
 }
 
 // A zero-terminated text of the camera's record.
@@ -63,7 +68,7 @@ ExitCode RunStatus(const Context& context) {
   }
   Report report;
   report.Add("version", camera.GPSVer());
-  AddLines(report, session);
+  AddLines(report, DemandLines(session));
   report.Add("fix", result == CTRL_OK);
   if (result == CTRL_OK) {
     AddReading(report, "start", start);
@@ -75,18 +80,110 @@ ExitCode RunStatus(const Context& context) {
   } else if (result != CTRL_OK) {
     Complain(
         "the GPS receiver has latched no valid time yet: give its antenna a clear view of the sky, and take a "
-        "frame");
+        "frame ('gps read' does)");
   }
   return kExitOk;
 }
 
-void SetLine(Session& session, Line which, int line) {
-  const int result = session.Camera().GPSSetLine(which, line);
-  if (result == CTRL_BAD_LINE) {
-    throw CliError(kExitFailed, Format("line %d does not lie on the sensor: its lines are 0 to %d", line,
-                                       session.Camera().iMaxHeight - 1));
+// The smallest part of the sensor that holds both lines: quick to take.
+FrameRegion RegionOfLines(const ModelData& model, const GpsLines& lines) {
+  const RegionRules& rules = model.region;
+  const auto [top, bottom] = std::minmax(lines.start, lines.end);
+  FrameRegion region;
+  region.width = std::max(rules.minWidth, rules.widthStep);
+  region.startY = top - top % rules.startYStep;
+  const int rows = std::max(bottom + 1 - region.startY, rules.minHeight);
+  region.height = (rows + rules.heightStep - 1) / rules.heightStep * rules.heightStep;
+  const int beyond = std::max(region.startY + region.height - model.maxHeight, 0);
+  region.startY -= (beyond + rules.startYStep - 1) / rules.startYStep * rules.startYStep;
+  return region;
+}
+
+// Takes stamped frames, as small as they may be, that leave no trace in the user's settings.
+class GpsProbe {
+ public:
+  explicit GpsProbe(Session& session) : session_(session), shooter_(session) {
+    FrameRegion applied;
+    std::string reason;
+    const FrameRegion region = RegionOfLines(session.Model(), DemandLines(session));
+    if (!session.Camera().SetRegion(region, applied, reason)) {
+      throw CliError(kExitFailed, "cannot take a frame of the GPS lines: " + reason);
+    }
+    session.Camera().StampFrames(std::chrono::milliseconds(0));
   }
-  if (result != CTRL_OK) session.Fail("cannot set the GPS lines");
+
+  /// Nothing when the user asked to stop.
+  std::optional<FrameInfo> Read() {
+    switch (shooter_.Take(frame_, 1, 1)) {
+      case ShotResult::Good:
+        return frame_.info;
+      case ShotResult::Interrupted:
+        return std::nullopt;
+      case ShotResult::Lost:
+        session_.Fail("cannot take a frame for the GPS");
+      default:
+        throw CliError(kExitFailed, "cannot take a frame for the GPS: " + shooter_.Reason());
+    }
+  }
+
+ private:
+  Session& session_;
+  SingleShooter shooter_;
+  Frame frame_;
+};
+
+Report Describe(const FrameInfo& info) {
+  Report report;
+  report.Add("fix", HasGpsTime(info));
+  AddTimes(report, info);
+  AddGps(report, info);
+  return report;
+}
+
+ExitCode RunRead(const Context& context) {
+  EnableXmlStore(false);
+  Session session(context);
+  DemandGps(session);
+  const std::optional<FrameInfo> info = GpsProbe(session).Read();
+  if (!info) throw CliError(kExitFailed, "interrupted");
+  Describe(*info).Print(context.out, context.json);
+  if (HasGpsTime(*info)) return kExitOk;
+  throw CliError(kExitFailed, "no GPS time: " + GpsTrouble(*info));
+}
+
+ExitCode RunWatch(const Context& context, const GpsOptions& options) {
+  const WatchLimits limits = options.watching.Limits();
+  EnableXmlStore(false);
+  Session session(context);
+  DemandGps(session);
+  GpsProbe probe(session);
+  GpsWatch watch(true);
+  WatchEvery(limits, [&] {
+    const std::optional<FrameInfo> info = probe.Read();
+    if (!info) return false;
+    const Report report = Describe(*info);
+    if (context.json) {
+      report.Print(context.out, true);
+    } else {
+      context.out.Line(Join(report.ToLines()));
+    }
+    context.out.Flush();
+    watch.Look(*info);
+    return true;
+  });
+  return kExitOk;
+}
+
+void SetLines(Session& session, const GpsLines& wanted) {
+  CModelCamera& camera = session.Camera();
+  std::string left;
+  const int result = SetGpsLines(camera, wanted, left);
+  if (result == CTRL_OK) return;
+  if (result == CTRL_BAD_LINE) {
+    throw CliError(kExitFailed, Format("lines %d and %d do not both lie on the sensor: its lines are 0 to %d",
+                                       wanted.start, wanted.end, camera.iMaxHeight - 1));
+  }
+  session.Fail("cannot set the GPS lines (" + left + ")");
 }
 
 int ParseLine(const std::string& text, const char* what) {
@@ -98,24 +195,15 @@ int ParseLine(const std::string& text, const char* what) {
 
 ExitCode RunLines(const Context& context, const GpsOptions& options) {
   if (options.lines.size() == 1) throw CliError(kExitUsage, "give both lines, START and END, or none");
-  std::vector<int> lines;
+  std::optional<GpsLines> wanted;
   if (!options.lines.empty()) {
-    lines = {ParseLine(options.lines[kStart], "start line"), ParseLine(options.lines[kEnd], "end line")};
+    wanted = {ParseLine(options.lines[0], "start line"), ParseLine(options.lines[1], "end line")};
   }
   Session session(context);
   DemandGps(session);
-  if (!lines.empty()) {
-    const int before = ReadLine(session, kStart);
-    SetLine(session, kStart, lines[kStart]);
-    try {
-      SetLine(session, kEnd, lines[kEnd]);
-    } catch (const CliError&) {
-      session.Camera().GPSSetLine(kStart, before);  // both or none
-      throw;
-    }
-  }
+  if (wanted) SetLines(session, *wanted);
   Report report;
-  AddLines(report, session);
+  AddLines(report, DemandLines(session));
   report.Print(context.out, context.json);
   return kExitOk;
 }
@@ -126,12 +214,17 @@ CommandRun AddGpsCommand(CLI::App& app) {
   CLI::App* command = app.add_subcommand("gps", "Time and position by GPS");
   command->require_subcommand(1);
   auto options = std::make_shared<GpsOptions>();
-  command->add_subcommand("status", "Show the receiver, its lines and the last reading");
+  command->add_subcommand("status", "Show the receiver, its lines and what they latched last");
+  CLI::App* read = command->add_subcommand("read", "Take a frame and show its time and place");
+  CLI::App* watch = command->add_subcommand("watch", "Do so again and again (until Ctrl-C)");
+  options->watching.AddTo(*watch);
   CLI::App* lines = command->add_subcommand("lines", "Show or set the sensor lines at which time is taken");
   lines->add_option("START END", options->lines, "First and last line, counted from 0")->expected(0, 2);
   for (CLI::App* each : command->get_subcommands({})) each->fallthrough();
-  return [options, lines](const Context& context) {
-    return lines->parsed() ? RunLines(context, *options) : RunStatus(context);
+  return [options, lines, read, watch](const Context& context) {
+    if (lines->parsed()) return RunLines(context, *options);
+    if (read->parsed()) return RunRead(context);
+    return watch->parsed() ? RunWatch(context, *options) : RunStatus(context);
   };
 }
 

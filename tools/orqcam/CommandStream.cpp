@@ -5,6 +5,8 @@
 #include "AutoControl.h"
 #include "Commands.h"
 #include "Cooling.h"
+#include "Corrections.h"
+#include "FrameTime.h"
 #include "Shooter.h"
 #include "Signals.h"
 #include "Text.h"
@@ -19,9 +21,11 @@ using Clock = std::chrono::steady_clock;
 constexpr double kBytesPerMegabyte = 1e6;
 constexpr double kReadoutUs = 1e6;  // more than any frame takes after its exposure
 constexpr std::chrono::milliseconds kWait{100};
+constexpr std::chrono::milliseconds kGpsEvery{1000};  // often enough to notice, too rare to slow a stream down
 
 struct StreamOptions {
   ShotSettings settings;
+  CorrectionOptions corrections;
   CoolSettings cooling;
   AutoSettings automatic;
   std::string seconds;  ///< empty: no limit
@@ -110,14 +114,18 @@ struct StreamRun {
   std::string reason;
 };
 
-StreamRun Watch(const Context& context, Session& session, const Limits& limits, const AutoControl& automatic) {
+StreamRun Watch(const Context& context, Session& session, Corrections& corrections, const Limits& limits,
+                const AutoControl& automatic) {
   StreamRun run;
+  session.Camera().StampFrames(kGpsEvery);
   VideoShooter shooter(session);
+  const CorrectionsScope scope(corrections);
   SecondLines lines(context, session.Camera(), automatic);
   Frame frame;
   const auto start = Clock::now();
   const auto limit = std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(limits.seconds));
   CoolerWatch cooler;
+  GpsWatch gps(false);
   while (limits.frames == 0 || run.frames < limits.frames) {
     const auto elapsed = Clock::now() - start;
     if (limits.seconds > 0.0 && elapsed >= limit) break;
@@ -130,7 +138,10 @@ StreamRun Watch(const Context& context, Session& session, const Limits& limits, 
       wait = std::min(wait, std::chrono::ceil<std::chrono::milliseconds>(limit - elapsed));
     }
     const ShotResult result = shooter.TakeWithin(frame, wait);
-    if (result == ShotResult::Good) ++run.frames;
+    if (result == ShotResult::Good) {
+      ++run.frames;
+      gps.Look(frame.info);
+    }
     lines.Tick(run.frames);
     cooler.Look(session);
     if (result == ShotResult::Lost || result == ShotResult::Ended) {
@@ -191,9 +202,11 @@ ExitCode RunStream(const Context& context, const StreamOptions& options) {
   options.automatic.Check();
   Session session(context);
   options.settings.Apply(session);
+  Corrections corrections(session, options.corrections, context.settings);
   options.cooling.Apply(session);
   const AutoControl automatic(session, options.automatic);
-  const StreamRun run = Watch(context, session, limits, automatic);
+  corrections.TellDifferences();
+  const StreamRun run = Watch(context, session, corrections, limits, automatic);
   const StreamCounters counters = session.Camera().Counters();
   ReportEnd(context, run, counters);
   if (run.end == ShotResult::Lost) throw CliError(kExitCameraLost, "the camera was lost; check its cable");
@@ -224,6 +237,7 @@ CommandRun AddStreamCommand(CLI::App& app) {
   CLI::App* command = app.add_subcommand("stream", "Stream video without saving it; show rates and counters");
   auto options = std::make_shared<StreamOptions>();
   options->settings.AddTo(*command);
+  options->corrections.AddTo(*command);
   options->cooling.AddTo(*command);
   options->automatic.AddTo(*command);
   command->add_option("-s,--seconds", options->seconds, "Stop after this time (default: at Ctrl-C)");

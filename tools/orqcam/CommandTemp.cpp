@@ -7,9 +7,8 @@
 #include "Chart.h"
 #include "Climate.h"
 #include "Commands.h"
-#include "Signals.h"
 #include "Text.h"
-#include "Units.h"
+#include "Watch.h"
 
 namespace orq::cli {
 
@@ -17,15 +16,12 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr double kLeastInterval = 0.01;
-constexpr double kMostInterval = 86'400.0;
 constexpr std::size_t kChartColumns = 60;
 constexpr std::size_t kChartRows = 6;
 
 struct TempOptions {
   bool watch = false;
-  std::string interval = "1";
-  std::string count;  ///< empty: no limit
+  WatchOptions watching;
 };
 
 struct Readings {
@@ -98,53 +94,19 @@ class WatchView {
   std::vector<double> history_;
 };
 
-struct WatchLimits {
-  std::chrono::duration<double> interval{1.0};
-  std::uint64_t count = 0;  ///< 0: none
-};
-
-WatchLimits ParseLimits(const TempOptions& options) {
-  WatchLimits limits;
-  limits.interval = std::chrono::duration<double>(ParseSeconds(options.interval, "--interval"));
-  if (limits.interval.count() < kLeastInterval || limits.interval.count() > kMostInterval) {
-    throw CliError(kExitUsage, "--interval must be from 0.01 to 86400 seconds");
-  }
-  if (!options.count.empty()) {
-    const std::int64_t count = ParseInteger(options.count, "--count");
-    if (count < 1) throw CliError(kExitUsage, "--count must be 1 or more");
-    limits.count = static_cast<std::uint64_t>(count);
-  }
-  return limits;
-}
-
-// Waits until `when`; false when the user asked to stop.
-bool SleepUntil(Clock::time_point when) {
-  for (;;) {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(when - Clock::now());
-    if (left.count() <= 0) return !StopRequested();
-    if (WaitForStop(left)) return false;
-  }
-}
-
 ExitCode Watch(const Context& context, Session& session, const WatchLimits& limits) {
   Gauges gauges(session);
   WatchView view(context);
   std::uint64_t failed = 0;
   std::uint64_t taken = 0;
   const auto start = Clock::now();
-  while (limits.count == 0 || taken < limits.count) {
-    const auto due =
-        start + std::chrono::duration_cast<Clock::duration>(limits.interval * static_cast<double>(taken));
-    if (!SleepUntil(due)) {
-      // Without a limit Ctrl-C is how watching ends.
-      if (limits.count != 0) throw CliError(kExitFailed, "interrupted");
-      break;
-    }
+  WatchEvery(limits, [&] {
     const Readings readings = gauges.Read();
     ++taken;
     if (!readings.celsius) ++failed;
     view.Show(std::chrono::duration<double>(Clock::now() - start).count(), readings);
-  }
+    return true;
+  });
   if (failed == 0) return kExitOk;
   throw CliError(kExitFailed,
                  Format("the thermometer did not answer %llu of %llu times",
@@ -152,7 +114,7 @@ ExitCode Watch(const Context& context, Session& session, const WatchLimits& limi
 }
 
 ExitCode RunTemp(const Context& context, const TempOptions& options) {
-  const WatchLimits limits = ParseLimits(options);
+  const WatchLimits limits = options.watching.Limits();
   Session session(context);
   if (options.watch) return Watch(context, session, limits);
   const Readings readings = Gauges(session).Read();
@@ -167,10 +129,7 @@ CommandRun AddTempCommand(CLI::App& app) {
   CLI::App* command = app.add_subcommand("temp", "Show the sensor's temperature and the supply voltage");
   auto options = std::make_shared<TempOptions>();
   CLI::Option* watch = command->add_flag("-w,--watch", options->watch, "Go on reading (until Ctrl-C)");
-  command->add_option("--interval", options->interval, "Seconds between two readings")
-      ->default_str("1")
-      ->needs(watch);
-  command->add_option("-n,--count", options->count, "Stop after this many readings")->needs(watch);
+  options->watching.AddTo(*command, watch);
   return [options](const Context& context) { return RunTemp(context, *options); };
 }
 

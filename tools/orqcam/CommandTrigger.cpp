@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "Commands.h"
+#include "FrameTime.h"
 #include "Shooter.h"
 #include "Text.h"
 #include "Units.h"
@@ -30,9 +31,10 @@ void ReportFrame(const Context& context, std::int64_t number, const FrameInfo& i
   Report report;
   report.Add("frame", number);
   report.Add("sequence", info.sequence);
-  report.Add("start_utc", IsoUtc(info.startUnixUs));
+  report.Add("start_utc", FrameUtc(info, info.times.begin));
   report.Add("exposure", info.exposureUs, "us");
-  if (previousUs) report.Add("since_last", info.startUnixUs - *previousUs, "us");
+  if (previousUs) report.Add("since_last", info.times.begin / kTenthsPerMicrosecond - *previousUs, "us");
+  if (info.gps.state != GpsState::None) report.Add("time_source", Lower(TimeSource(info)));
   if (context.json) {
     report.Print(context.out, true);
   } else {
@@ -71,7 +73,9 @@ ExitCode RunTrigger(const Context& context, const TriggerCommandOptions& options
   ExitCode code = kExitOk;
   {
     // A running video listens between the frames, too: no external trigger is lost to a stop and a start.
+    session.Camera().StampFrames(std::chrono::milliseconds(0));
     VideoShooter shooter(session);
+    GpsWatch gps(true);
     if (patience) shooter.SetTriggerPatience(*patience);
     Frame frame;
     std::optional<std::int64_t> previousUs;
@@ -80,7 +84,8 @@ ExitCode RunTrigger(const Context& context, const TriggerCommandOptions& options
       result = shooter.Take(frame, 0, 0);
       if (result != ShotResult::Good) break;
       ReportFrame(context, ++frames, frame.info, previousUs);
-      previousUs = frame.info.startUnixUs;
+      gps.Look(frame.info);
+      previousUs = frame.info.times.begin / kTenthsPerMicrosecond;
     }
     code =
         Explain(result, shooter.Reason(),

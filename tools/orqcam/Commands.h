@@ -29,6 +29,7 @@ CommandRun AddRegCommand(CLI::App& app);
 CommandRun AddIdCommand(CLI::App& app);
 CommandRun AddSerialCommand(CLI::App& app);
 CommandRun AddFlashCommand(CLI::App& app);
+CommandRun AddHotPixelsCommand(CLI::App& app);
 CommandRun AddSettingsCommand(CLI::App& app);
 CommandRun AddTempCommand(CLI::App& app);
 CommandRun AddCoolerCommand(CLI::App& app);
@@ -39,6 +40,7 @@ CommandRun AddGuideCommand(CLI::App& app);
 CommandRun AddFocusCommand(CLI::App& app);
 CommandRun AddSensorIdCommand(CLI::App& app);
 CommandRun AddGpsCommand(CLI::App& app);
+CommandRun AddDarkCommand(CLI::App& app);
 CommandRun AddDumpControlsCommand(CLI::App& app);
 
 }  // namespace orq::cli

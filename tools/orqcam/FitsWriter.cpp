@@ -2,12 +2,13 @@
 
 #include <fitsio.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <new>
 
 #include "ExitCodes.h"
-#include "Units.h"
+#include "FrameTime.h"
 
 namespace orq::cli {
 
@@ -47,6 +48,7 @@ class MemoryFits {
   void Logical(const char* name, bool value, const char* comment) {
     fits_write_key_log(file_, name, value ? 1 : 0, comment, &status_);
   }
+  void History(const std::string& text) { fits_write_history(file_, text.c_str(), &status_); }
   void Date() { fits_write_date(file_, &status_); }
   void Pixels(int type, LONGLONG firstPixel, LONGLONG count, const void* data) {
     // The library takes a pointer to non-const data but only reads it.
@@ -79,11 +81,54 @@ class MemoryFits {
   int status_ = 0;
 };
 
+constexpr double kTenthsPerSecond = 1e7;
+constexpr int kRowTimeDigits = 9;
+constexpr int kSiteDigits = 8;  // angles are known in single precision
+
+void WriteTimes(MemoryFits& fits, const FrameInfo& info) {
+  const RowTimes& times = info.times;
+  fits.Text("DATE-OBS", FrameUtc(info, times.begin), "exposure of first row starts");
+  fits.Text("DATE-END", FrameUtc(info, times.end), "exposure of last row ends");
+  fits.Text("TIMESYS", "UTC", "time scale of DATE-OBS and DATE-END");
+  fits.Text("TIMESRC", TimeSource(info), "clock behind DATE-OBS and DATE-END");
+  fits.Real("TIMEUNC", static_cast<double>(times.uncertainty) / kTenthsPerSecond,
+            "[s] uncertainty of DATE-OBS and DATE-END");
+  if (HasGpsTime(info)) {
+    fits.Real("ROWTIME", times.rowInterval / kTenthsPerSecond, "[s] from the start of one row to the next",
+              kRowTimeDigits);
+  }
+}
+
+// A place that the user states counts more than the receiver's.
+void WriteSite(MemoryFits& fits, const FrameGps& gps, std::span<const Keyword> keywords) {
+  const auto write = [&](const char* name, const std::optional<double>& value, const char* comment) {
+    const bool stated = std::ranges::find(keywords, name, &Keyword::name) != keywords.end();
+    if (value && !stated) fits.Real(name, *value, comment, kSiteDigits);
+  };
+  write("SITELAT", gps.latitude, "[deg] latitude by GPS, north positive");
+  write("SITELONG", gps.longitude, "[deg] longitude by GPS, east positive");
+  write("SITEELEV", gps.altitude, "[m] altitude by GPS");
+}
+
+void WriteGps(MemoryFits& fits, const FrameInfo& info, std::span<const Keyword> keywords) {
+  const FrameGps& gps = info.gps;
+  if (gps.state == GpsState::None) return;
+  fits.Text("GPSSTATE", GpsStateName(gps.state), "what came of asking the camera's GPS");
+  if (gps.state == GpsState::Fix || gps.state == GpsState::NoFix) {
+    fits.Logical("GPSFIX", gps.state == GpsState::Fix, "the receiver had a fix");
+  }
+  if (gps.state != GpsState::Unreadable) {
+    fits.Integer("GPSLINE1", gps.latched.startLine, "sensor line at which time is taken, from 0");
+    fits.Integer("GPSLINE2", gps.latched.endLine, "second line at which time is taken");
+  }
+  if (gps.state != GpsState::Fix) return;
+  fits.Text("GPSUTC1", FrameUtc(info, gps.latched.start), "start of exposure of line GPSLINE1");
+  fits.Text("GPSUTC2", FrameUtc(info, gps.latched.end), "start of exposure of line GPSLINE2");
+  fits.Integer("GPSSATS", gps.satellites, "satellites in use");
+  WriteSite(fits, gps, keywords);
+}
+
 void WriteSettings(MemoryFits& fits, const FrameInfo& info, const FileContext& context) {
-  fits.Text("DATE-OBS", IsoUtc(info.startUnixUs), "start of exposure, UTC");
-  fits.Text("TIMESYS", "UTC", "time scale of DATE-OBS");
-  fits.Text("TIMESRC", "COMPUTER", "clock behind DATE-OBS");
-  fits.Real("TIMEUNC", static_cast<double>(info.uncertaintyUs) / 1e6, "[s] uncertainty of DATE-OBS");
   fits.Real("EXPTIME", static_cast<double>(info.exposureUs) / 1e6, "[s] exposure time");
   fits.Integer("GAIN", info.gain, "gain setting");
   fits.Integer("OFFSET", info.offset, "offset setting");
@@ -117,6 +162,21 @@ void WriteGeometry(MemoryFits& fits, const FrameInfo& info, const FileContext& c
     fits.Integer("YBAYROFF", 0, "[pixel] row offset of the pattern");
   }
   fits.Text("ROWORDER", "TOP-DOWN", "first row of the data is the top one");
+}
+
+// File names may hold what FITS does not take.
+std::string Plain(std::string text) {
+  std::replace_if(
+      text.begin(), text.end(), [](char c) { return c < ' ' || c > '~'; }, '?');
+  return text;
+}
+
+void WriteCorrections(MemoryFits& fits, const CorrectionFacts& corrections) {
+  if (!corrections.darkFile.empty()) {
+    fits.Text("DARKFILE", Plain(corrections.darkFile), "dark that was subtracted");
+    fits.History("dark subtracted" + (corrections.dark.empty() ? "" : ": " + corrections.dark));
+  }
+  if (corrections.hotPixels) fits.History("hot pixels repaired");
 }
 
 void WriteKeyword(MemoryFits& fits, const Keyword& keyword) {
@@ -157,11 +217,14 @@ std::vector<std::uint8_t> EncodeFits(const Frame& frame, std::uint64_t number, c
   fits.Date();
   fits.Text("SWCREATE", "orqcam " ORQCAM_VERSION, "program that wrote this file");
   fits.Text("INSTRUME", context.instrument, "camera");
+  WriteTimes(fits, frame.info);
+  WriteGps(fits, frame.info, keywords);
   WriteSettings(fits, frame.info, context);
   WriteClimate(fits, frame);
   WriteGeometry(fits, frame.info, context);
   fits.Integer("FRAMENO", static_cast<std::int64_t>(number), "number of the frame in its run, from 1");
   fits.Integer("CAMSEQ", frame.info.sequence, "the camera's own frame number, 32 bits");
+  WriteCorrections(fits, frame.corrections);
   for (const Keyword& keyword : keywords) WriteKeyword(fits, keyword);
   WritePixels(fits, frame, pixels);
   return fits.Finish();

@@ -4,19 +4,17 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
-#include <array>
 #include <filesystem>
 
 #include "Progress.h"
 #include "Signals.h"
-#include "camera/DbgPrint.h"
+#include "StateDirectory.h"
 
 namespace orq::cli {
 
 namespace {
 
 constexpr int kPollMs = 100;
-constexpr std::size_t kPathBytes = 4096;
 
 // Runs `work` with a watcher that draws and listens for Ctrl-C.
 template <class Work>
@@ -36,12 +34,11 @@ void Demand(Session& session, const FlashOutcome& outcome) {
 
 std::string BackupDirectory(const OverwriteOptions& options) {
   if (!options.backupDirectory.empty()) return options.backupDirectory;
-  std::array<char, kPathBytes> log{};
-  ORQGetDebugLogPath(log.data());
-  if (log[0] == '\0') {
+  const std::string state = StateDirectory();
+  if (state.empty()) {
     throw CliError(kExitFailed, "there is no place for a backup of flash; name a directory with --backup");
   }
-  return (std::filesystem::path(log.data()).parent_path() / "flash").string();
+  return (std::filesystem::path(state) / "flash").string();
 }
 
 // The first character of the next line that the user types; '\0' at the end of input or when a stop is requested.
@@ -59,14 +56,14 @@ char Answer() {
   return '\0';
 }
 
-void Confirm(Session& session, const std::string& what) {
+std::string Question(Session& session, const std::string& what) {
   const std::string serial = session.Serial();
-  const std::string question = "this will " + what + " of the " + session.Camera().modelName +
-                               (serial.empty() ? "" : " with serial number " + serial);
-  if (isatty(STDIN_FILENO) == 0 || isatty(STDERR_FILENO) == 0) {
-    throw CliError(kExitUsage, question + "; give --yes if it is to be done");
-  }
-  const std::string text = "orqcam: " + question + ". Go on? [y/N] ";
+  return "this will " + what + " of the " + session.Camera().modelName +
+         (serial.empty() ? "" : " with serial number " + serial);
+}
+
+void Confirm(Session& session, const std::string& what) {
+  const std::string text = "orqcam: " + Question(session, what) + ". Go on? [y/N] ";
   [[maybe_unused]] const ssize_t ignored = write(STDERR_FILENO, text.data(), text.size());
   const char answer = Answer();
   if (answer != 'y' && answer != 'Y') throw CliError(kExitFailed, "nothing was changed");
@@ -94,8 +91,14 @@ FlashImage LoadFlash(const std::string& path) {
   return image;
 }
 
+void DemandAnswerable(Session& session, const OverwriteOptions& options, const std::string& what) {
+  if (options.yes || (isatty(STDIN_FILENO) != 0 && isatty(STDERR_FILENO) != 0)) return;
+  throw CliError(kExitUsage, Question(session, what) + "; give --yes if it is to be done");
+}
+
 FlashBackup PrepareOverwrite(Session& session, const OverwriteOptions& options, const std::string& what) {
   const std::string directory = BackupDirectory(options);
+  DemandAnswerable(session, options, what);
   if (!options.yes) Confirm(session, what);
   FlashBackup backup;
   const FlashOutcome outcome = Watched(
@@ -110,7 +113,9 @@ FlashBackup PrepareOverwrite(Session& session, const OverwriteOptions& options, 
 void RestoreFlash(Session& session, const FlashImage& image) {
   FlashOutcome outcome =
       Watched([&](const FlashWatcher& watcher) { return RestoreFlashImage(session.Camera(), image, watcher); });
-  if (outcome.result == FlashResult::Cancelled) outcome.reason += "; restore it again to finish";
+  if (outcome.result == FlashResult::Cancelled || outcome.result == FlashResult::CameraFailed) {
+    outcome.reason += "; restore it again to finish";
+  }
   Demand(session, outcome);
 }
 
@@ -125,6 +130,26 @@ bool FlashIsLike(Session& session, const FlashImage& image, std::string& differe
 void StoreId(Session& session, const _ORQ_ID& id, const FlashImage& before) {
   Demand(session,
          Watched([&](const FlashWatcher& watcher) { return StoreUserId(session.Camera(), id, before, watcher); }));
+}
+
+HotPixelMarks ReadTable(Session& session) {
+  HotPixelMarks marks;
+  Demand(session, ReadHotPixels(session.Camera(), marks));
+  return marks;
+}
+
+void SaveTable(Session& session, const FlashBackup& backup) {
+  if (StopRequested()) throw CliError(kExitFailed, "interrupted; nothing was changed");
+  const StopShield shield;  // a table of which half is there is worse than either
+  const FlashOutcome outcome = Watched(
+      [&](const FlashWatcher& watcher) { return StoreHotPixels(session.Camera(), backup.image, watcher); });
+  try {
+    Demand(session, outcome);
+  } catch (const CliError& error) {
+    if (outcome.result == FlashResult::Refused) throw;
+    throw CliError(error.Code(),
+                   error.what() + ("; what flash held before: orqcam flash restore '" + backup.path + "'"));
+  }
 }
 
 }  // namespace orq::cli

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "Session.h"
-#include "models/FlashBackup.h"
+#include "models/HotPixelStore.h"
 
 namespace CLI {
 class App;
@@ -23,11 +23,17 @@ void AddOverwriteOptions(CLI::App& command, OverwriteOptions& options);
 /// done.
 FlashImage ReadFlash(Session& session);
 FlashImage LoadFlash(const std::string& path);
+/// Throws CliError when `PrepareOverwrite` would have nobody to ask: before long work whose result is to be saved.
+void DemandAnswerable(Session& session, const OverwriteOptions& options, const std::string& what);
 /// Asks the user, then backs flash up; returns the backup. `what` ends the question "this will ...".
 FlashBackup PrepareOverwrite(Session& session, const OverwriteOptions& options, const std::string& what);
 void RestoreFlash(Session& session, const FlashImage& image);
 /// False when flash differs; the reason is then in `difference`.
 bool FlashIsLike(Session& session, const FlashImage& image, std::string& difference);
 void StoreId(Session& session, const _ORQ_ID& id, const FlashImage& before);
+/// Empty: the camera has no table.
+HotPixelMarks ReadTable(Session& session);
+/// Saves the hot pixels of the dark that was taken. A failure says how to put the backup back.
+void SaveTable(Session& session, const FlashBackup& backup);
 
 }  // namespace orq::cli

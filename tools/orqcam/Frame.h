@@ -12,12 +12,20 @@
 
 namespace orq::cli {
 
+/// What was done to a frame before it was delivered.
+struct CorrectionFacts {
+  std::string darkFile;    ///< file of the dark that was subtracted, without directory; empty: none was
+  std::string dark;        ///< how that was taken; empty: unknown
+  bool hotPixels = false;  ///< hot pixels were repaired
+};
+
 struct Frame {
   std::vector<std::uint8_t> bytes;  ///< in the region's format, rows top down
   FrameInfo info;
   std::optional<double> sensorC;      ///< temperature of the sensor when the frame had arrived
   std::optional<double> targetC;      ///< of the cooler, when that was on
   std::optional<int> realExposureMs;  ///< as the camera measured it; of single exposures from 1 s on
+  CorrectionFacts corrections;
 };
 
 inline constexpr IMG_TYPE kFormats[] = {ORQ_IMG_RAW8, ORQ_IMG_RGB24, ORQ_IMG_RAW16, ORQ_IMG_Y8};

@@ -7,6 +7,7 @@
 
 #include "ExitCodes.h"
 #include "FitsWriter.h"
+#include "FrameTime.h"
 #include "PngPreview.h"
 #include "Signals.h"
 #include "Units.h"
@@ -34,14 +35,18 @@ std::vector<std::uint8_t> DescribeRaw(const Frame& frame, std::uint64_t number, 
   json["bayer"] = BayerText(info);
   json["flip_horizontal"] = info.flipHorizontal;
   json["flip_vertical"] = info.flipVertical;
-  json["start_utc"] = IsoUtc(info.startUnixUs);
-  json["start_uncertainty_us"] = info.uncertaintyUs;
+  Report time;
+  AddTimes(time, info);
+  AddGps(time, info);
+  json.update(time.ToJson());
   json["exposure_us"] = info.exposureUs;
   json["gain"] = info.gain;
   json["offset"] = info.offset;
   if (info.electronsPerAdu > 0.0) json["electrons_per_adu"] = info.electronsPerAdu;
   if (frame.sensorC) json["sensor_temperature_c"] = *frame.sensorC;
   if (frame.targetC) json["target_temperature_c"] = *frame.targetC;
+  if (!frame.corrections.darkFile.empty()) json["dark_file"] = frame.corrections.darkFile;
+  json["hot_pixels_repaired"] = frame.corrections.hotPixels;
   json["number"] = number;
   json["sequence"] = info.sequence;
   if (!context.object.empty()) json["object"] = context.object;
@@ -60,7 +65,7 @@ FrameSaver::FrameSaver(SaveOptions options, FileContext context, std::string cam
 SavedFrame FrameSaver::NamesFor(const FrameInfo& info, std::uint64_t number) const {
   NameFacts facts;
   facts.number = number;
-  facts.unixUs = info.startUnixUs;
+  facts.unixUs = info.times.begin / kTenthsPerMicrosecond;
   facts.camera = camera_;
   facts.serial = context_.serial;
   facts.object = context_.object;

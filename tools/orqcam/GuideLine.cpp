@@ -36,6 +36,7 @@ const char* GuideName(GuideD direction) {
 
 GuideLine::GuideLine(CCameraBase& camera, GuideD direction) : camera_(camera), direction_(direction) {
   if (Switch(camera_, wire::kReqGuideOn, direction_)) {
+    since_ = Clock::now();
     DbgPrint(-1, "GuideLine", "line %d is on\n", direction_);
     return;
   }
@@ -84,7 +85,7 @@ GuideOutcome SendGuidePulse(CCameraBase& camera, GuideD direction, int ms) {
   const auto before = Clock::now();
   GuideOutcome outcome;
   GuideLine line(camera, direction);
-  const auto end = Clock::now() + std::chrono::milliseconds(ms);
+  const auto end = line.Since() + std::chrono::milliseconds(ms);
   for (auto now = Clock::now(); now < end && !outcome.interrupted; now = Clock::now()) {
     outcome.interrupted = WaitForStop(std::chrono::ceil<std::chrono::milliseconds>(end - now));
   }

@@ -1,6 +1,7 @@
 // A line of the guide port that is never left on.
 #pragma once
 
+#include <chrono>
 #include <string>
 
 #include "models/ModelCamera.h"
@@ -22,6 +23,8 @@ class GuideLine {
   GuideLine(const GuideLine&) = delete;
   GuideLine& operator=(const GuideLine&) = delete;
 
+  /// When the camera said that the line is on: writing the log must not lengthen the pulse.
+  std::chrono::steady_clock::time_point Since() const { return since_; }
   /// Tries several times. The error says that the line may still be on and what to do.
   void SwitchOff();
 
@@ -31,6 +34,7 @@ class GuideLine {
 
   CCameraBase& camera_;
   GuideD direction_;
+  std::chrono::steady_clock::time_point since_;
   bool on_ = true;
 };
 

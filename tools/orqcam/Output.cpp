@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 
 #include "ExitCodes.h"
@@ -86,6 +87,20 @@ void Output::Flush() {
 
 bool Output::IsTerminal() const {
   return isatty(fd_) == 1;
+}
+
+QuietBelow::QuietBelow() : before_(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)) {
+  const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+  std::fflush(stdout);
+  if (before_ >= 0 && nowhere >= 0) dup2(nowhere, STDOUT_FILENO);
+  if (nowhere >= 0) close(nowhere);
+}
+
+QuietBelow::~QuietBelow() {
+  std::fflush(stdout);
+  if (before_ < 0) return;
+  dup2(before_, STDOUT_FILENO);
+  close(before_);
 }
 
 void Report::Add(std::string key, Json value, std::string unit) {

@@ -35,6 +35,19 @@ class Output {
   std::string buffer_;
 };
 
+/// While one lives, what code below prints on descriptor 1 of its own accord goes nowhere: for calls whose words
+/// tell a user nothing.
+class QuietBelow {
+ public:
+  QuietBelow();
+  ~QuietBelow();
+  QuietBelow(const QuietBelow&) = delete;
+  QuietBelow& operator=(const QuietBelow&) = delete;
+
+ private:
+  int before_;  ///< -1: nothing was changed
+};
+
 /// Named values that are shown as `key = value unit` lines or as one JSON object.
 class Report {
  public:

@@ -70,12 +70,12 @@ std::vector<std::uint8_t> Demosaiced(const std::vector<std::uint8_t>& bayer, con
   return bgr;
 }
 
-std::vector<std::uint8_t> Encode(const std::vector<std::uint8_t>& samples, const FrameRegion& region,
+std::vector<std::uint8_t> Encode(const std::vector<std::uint8_t>& samples, int width, int height,
                                  png_uint_32 format) {
   png_image image{};
   image.version = PNG_IMAGE_VERSION;
-  image.width = static_cast<png_uint_32>(region.width);
-  image.height = static_cast<png_uint_32>(region.height);
+  image.width = static_cast<png_uint_32>(width);
+  image.height = static_cast<png_uint_32>(height);
   image.format = format;
   image.flags = PNG_IMAGE_FLAG_FAST;
   std::vector<std::uint8_t> png(PNG_IMAGE_PNG_SIZE_MAX(image));
@@ -92,9 +92,15 @@ std::vector<std::uint8_t> Encode(const std::vector<std::uint8_t>& samples, const
 std::vector<std::uint8_t> EncodePreview(const Frame& frame) {
   const FrameInfo& info = frame.info;
   const std::vector<std::uint8_t> samples = Stretched(frame);
-  if (info.region.format == ORQ_IMG_RGB24) return Encode(samples, info.region, PNG_FORMAT_BGR);
-  if (BayerText(info).empty()) return Encode(samples, info.region, PNG_FORMAT_GRAY);
-  return Encode(Demosaiced(samples, info), info.region, PNG_FORMAT_BGR);
+  const int width = info.region.width;
+  const int height = info.region.height;
+  if (info.region.format == ORQ_IMG_RGB24) return Encode(samples, width, height, PNG_FORMAT_BGR);
+  if (BayerText(info).empty()) return EncodeGrey(samples, width, height);
+  return Encode(Demosaiced(samples, info), width, height, PNG_FORMAT_BGR);
+}
+
+std::vector<std::uint8_t> EncodeGrey(const std::vector<std::uint8_t>& samples, int width, int height) {
+  return Encode(samples, width, height, PNG_FORMAT_GRAY);
 }
 
 }  // namespace orq::cli

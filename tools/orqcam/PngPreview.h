@@ -13,4 +13,7 @@ namespace orq::cli {
 /// Throws CliError.
 std::vector<std::uint8_t> EncodePreview(const Frame& frame);
 
+/// An 8-bit grey PNG of `width` x `height` samples as they are. Throws CliError.
+std::vector<std::uint8_t> EncodeGrey(const std::vector<std::uint8_t>& samples, int width, int height);
+
 }  // namespace orq::cli

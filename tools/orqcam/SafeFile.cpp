@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 
 #include "ExitCodes.h"
 
@@ -53,6 +54,13 @@ void WriteWholeFile(const std::string& path, std::span<const std::uint8_t> bytes
   CheckWritable(path, existing);
   const int error = PutFile(path, bytes, existing, durability);
   if (error != 0) Fail(path, error);
+}
+
+void DemandNoFile(const std::string& path, Existing existing) {
+  std::error_code ignored;  // what else may be wrong shows when the file is written
+  if (existing == Existing::Keep && std::filesystem::exists(std::filesystem::symlink_status(path, ignored))) {
+    throw CliError(kExitFailed, "'" + path + "' is there already; give another name, or --overwrite");
+  }
 }
 
 void WriteChecker::Check(const std::string& path) {

@@ -62,9 +62,13 @@ NamedCamera FindCamera(const Context& context) {
 Session::Session(const Context& context) {
   if (context.debug) g_bDebugPrint = true;
   named_ = FindCamera(context);
+  const bool corrected = named_.camera->HPC != 0;
   if (named_.camera->OpenCamera(named_.openIndex) == 0) {
     throw CliError(OpenCode(*named_.camera),
                    "cannot open camera '" + context.camera.value_or("0") + "': " + OpenTrouble(*named_.camera));
+  }
+  if (corrected && named_.camera->HPC == 0) {
+    Complain("hot pixels are not repaired: their table cannot be loaded; see orqcam hotpixels show");
   }
 }
 

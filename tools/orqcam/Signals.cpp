@@ -51,6 +51,11 @@ void InstallSignals() {
   }
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
+#ifdef __SANITIZE_THREAD__
+  // The sanitizer sets up a thread's record of signals at its first blocking call, and loses one that arrives
+  // meanwhile.
+  poll(nullptr, 0, 0);
+#endif
 }
 
 StopShield::StopShield() {

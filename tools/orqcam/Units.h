@@ -26,6 +26,8 @@ std::int64_t ParseInteger(std::string_view text, std::string_view what);
 /// Exactly `count` whole numbers separated by commas.
 std::vector<int> ParseIntegers(std::string_view text, std::size_t count, std::string_view what);
 
+/// UTC of a Unix time in units of 0.1 µs as "YYYY-MM-DDThh:mm:ss.fffffff".
+std::string IsoUtcTenths(std::int64_t unixTenths);
 /// UTC of a Unix time in µs as "YYYY-MM-DDThh:mm:ss.ffffff".
 std::string IsoUtc(std::int64_t unixUs);
 

@@ -84,6 +84,7 @@ ExitCode Run(int argc, char** argv, Output& out) {
       {"id", AddIdCommand(app)},
       {"serial", AddSerialCommand(app)},
       {"flash", AddFlashCommand(app)},
+      {"hotpixels", AddHotPixelsCommand(app)},
       {"settings", AddSettingsCommand(app)},
       {"temp", AddTempCommand(app)},
       {"cooler", AddCoolerCommand(app)},
@@ -94,6 +95,7 @@ ExitCode Run(int argc, char** argv, Output& out) {
       {"focus", AddFocusCommand(app)},
       {"sensor-id", AddSensorIdCommand(app)},
       {"gps", AddGpsCommand(app)},
+      {"dark", AddDarkCommand(app)},
       {"dump-controls", AddDumpControlsCommand(app)},
   };
   // The options of the program may also follow the command.

@@ -139,6 +139,15 @@ TEST(IsoUtc, GoesBelowTheEpoch) {
   EXPECT_EQ(IsoUtc(-1), "1969-12-31T23:59:59.999999");
 }
 
+TEST(IsoUtc, ShowsTenthsOfMicrosecondsOnDemand) {
+  // 2032-01-01 is 22,645 days after 1970-01-01.
+  const std::int64_t newYear = std::int64_t{22'645} * 86'400 * 10'000'000;
+  EXPECT_EQ(IsoUtcTenths(newYear), "2032-01-01T00:00:00.0000000");
+  EXPECT_EQ(IsoUtcTenths(newYear - 1), "2031-12-31T23:59:59.9999999");
+  EXPECT_EQ(IsoUtcTenths(newYear + 12'345'678), "2032-01-01T00:00:01.2345678");
+  EXPECT_EQ(IsoUtcTenths(-1), "1969-12-31T23:59:59.9999999");
+}
+
 TEST(Text, SplitKeepsEmptyParts) {
   EXPECT_EQ(Split("a,,b,", ','), (std::vector<std::string>{"a", "", "b", ""}));
   EXPECT_EQ(Split("", ','), (std::vector<std::string>{""}));

@@ -443,6 +443,18 @@ TEST_F(ControlValue, InternalIdsAreReadThroughTheTable) {
   EXPECT_THAT(camera.TakeCalls(), ElementsAre("GetControlValue 13"));
 }
 
+TEST_F(ControlValue, AnInternalReadTakesNoFlagButOneForAutomatic) {
+  camera.AutoExp = 2;
+  bool automatic = true;
+  camera.GetValue(CT_EXPOSURE, &automatic);
+  EXPECT_FALSE(automatic);
+  EXPECT_EQ(Get(ORQ_EXPOSURE), 0);
+  EXPECT_EQ(autoOn, 2);
+  camera.AutoExp = 1;
+  camera.GetValue(CT_EXPOSURE, &automatic);
+  EXPECT_TRUE(automatic);
+}
+
 TEST_F(ControlValue, AnInternalReadDropsTheResult) {
   bool automatic = true;
   EXPECT_EQ(camera.GetValue(CT_COOLER_ON, &automatic), 0);

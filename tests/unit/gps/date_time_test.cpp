@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <climits>
 #include <cstdint>
 #include <cstring>
@@ -124,6 +125,11 @@ TEST_F(DateTimeSum, AMonthThatIsNoneHasNoEnd) {
   }
 }
 
+TEST_F(DateTimeSum, AThirteenthMonthEndsWithAnyDay) {
+  EXPECT_THAT(Add(Time(2024, 13, 7, 23, 59, 59), 1'000'000), ElementsAre(2025, 1, 8, 0, 0, 0, 0, 0));
+  EXPECT_EQ(lines, (Lines{kMinute, kHour, kDay, kYear}));
+}
+
 TEST_F(DateTimeSum, ExtremesWrapInsteadOfTrapping) {
   EXPECT_THAT(Add(Time(INT_MAX, 12, 31, 23, 59, 59), 1'000'000), ElementsAre(INT_MIN, 1, 1, 0, 0, 0, 0, 0));
   EXPECT_EQ(Add(Time(2024, 5, 7, 8, 9, INT_MAX), 1'000'000)[5], INT_MIN);
@@ -169,6 +175,11 @@ TEST_F(DateTimeSum, EveryMidnightFrom2000To2100IsOneDayLater) {
   int days = 0;
   for (; day.Year <= 2100; ++days) {
     const std::vector<int> next = Add(day, 1);
+    const std::chrono::year_month_day calendar(std::chrono::sys_days(std::chrono::days(number + 1)));
+    ASSERT_EQ(
+        std::chrono::year_month_day(std::chrono::year(next[0]), std::chrono::month(static_cast<unsigned>(next[1])),
+                                    std::chrono::day(static_cast<unsigned>(next[2]))),
+        calendar);
     ASSERT_EQ(DayNumber(next[0], next[1], next[2]), number + 1) << day.Year << "-" << day.Month << "-" << day.Day;
     ASSERT_THAT(std::vector<int>(next.begin() + 3, next.end()), ElementsAre(0, 0, 0, 0, 9));
     ASSERT_GE(next[2], 1);

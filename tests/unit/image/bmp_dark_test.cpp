@@ -125,9 +125,22 @@ TEST_F(BmpDark, AFileIsHeadersPaletteAndTheRowsAsTheyLie) {
   EXPECT_EQ(Bytes(file.begin() + 1078, file.end()), data);
 }
 
-TEST_F(BmpDark, RowsOfOddLengthFollowEachOtherAndZerosFillTheImageUp) {
-  const Bytes data(1001 * 10, 0x5A);
+TEST_F(BmpDark, AnImageOfOddRowsIsCopiedAsItLies) {
+  Bytes data(10040);
+  for (std::size_t i = 0; i < data.size(); ++i) data[i] = static_cast<std::uint8_t>(i % 251);
   ASSERT_TRUE(camera.CreateBMP(1001, 10, data.data(), path.c_str()));
+  const Bytes file = FileBytes(path);
+  ASSERT_EQ(file.size(), 10040U + 1078);
+  EXPECT_EQ(Number(file, 34), 10040U);
+  EXPECT_EQ(Bytes(file.begin() + 1078, file.end()), data);
+}
+
+TEST_F(BmpDark, ADarkOfOddRowsIsFilledUpWithZeros) {
+  camera.iMaxWidth = 1001;
+  camera.iMaxHeight = 10;
+  camera.pDarkFull = std::make_unique<std::uint8_t[]>(10010);
+  std::fill_n(camera.pDarkFull.get(), 10010, std::uint8_t{0x5A});
+  EXPECT_TRUE(camera.SaveBMPToFile(path.c_str()));
   const Bytes file = FileBytes(path);
   ASSERT_EQ(file.size(), 10040U + 1078);
   EXPECT_EQ(Number(file, 34), 10040U);

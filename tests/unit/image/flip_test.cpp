@@ -34,16 +34,22 @@ TEST(FlipCopy, MirrorsBothWays) {
   EXPECT_EQ(Flipped(kFrame, 3, 2, true, true), (Frame8{6, 5, 4, 3, 2, 1}));
 }
 
-TEST(FlipCopy, MirrorsEveryWidthOf16BitSamples) {
+template <class Sample>
+void ExpectEveryWidthMirrored() {
   for (int width = 1; width < 80; ++width) {
     const auto samples = static_cast<std::size_t>(width) * 3;
-    std::vector<std::uint16_t> in(samples);
-    for (std::size_t i = 0; i < samples; ++i) in[i] = static_cast<std::uint16_t>(1000 + i);
-    std::vector<std::uint16_t> out(samples);
-    FlipCopy(std::span<const std::uint16_t>(in), width, 3, true, true, std::span<std::uint16_t>(out));
-    const std::vector<std::uint16_t> reversed(in.rbegin(), in.rend());
+    std::vector<Sample> in(samples);
+    for (std::size_t i = 0; i < samples; ++i) in[i] = static_cast<Sample>(1000 + i);
+    std::vector<Sample> out(samples);
+    FlipCopy(std::span<const Sample>(in), width, 3, true, true, std::span<Sample>(out));
+    const std::vector<Sample> reversed(in.rbegin(), in.rend());
     ASSERT_EQ(out, reversed) << width;
   }
+}
+
+TEST(FlipCopy, MirrorsEveryWidth) {
+  ExpectEveryWidthMirrored<std::uint8_t>();
+  ExpectEveryWidthMirrored<std::uint16_t>();
 }
 
 TEST(FlipCopy, IgnoresEmptyFrames) {

@@ -75,6 +75,43 @@ TEST(WhiteBalance, NeutralChangesNothingAtAnyValue) {
   EXPECT_EQ(frame, before);
 }
 
+template <class Sample>
+void ExpectEveryValueScaledAsDivided(long largest) {
+  std::vector<Sample> frame(2 * (static_cast<std::size_t>(largest) + 1));
+  const int width = static_cast<int>(largest) + 1;
+  for (int setting = 1; setting <= 99; ++setting) {
+    // A red and a blue row: every value stands in an odd or even column, so that two patterns reach all of them.
+    for (const BayerPattern pattern : {BayerPattern::RG, BayerPattern::GR}) {
+      for (std::size_t i = 0; i < frame.size(); ++i) frame[i] = static_cast<Sample>(i);
+      WhiteBalance(std::span<Sample>(frame), width, pattern, setting, setting);
+      for (long value = 0; value <= largest; ++value) {
+        const bool green = (value % 2 == 0) == (pattern == BayerPattern::GR);
+        const long scaled = (value * setting + 25) / 50;
+        const long expected = green ? value : scaled > largest ? largest : scaled;
+        ASSERT_EQ(frame[static_cast<std::size_t>(value)], expected) << value << " at " << setting;
+      }
+    }
+  }
+}
+
+TEST(WhiteBalance, IsExactForEveryValueAndSetting) {
+  ExpectEveryValueScaledAsDivided<std::uint8_t>(255);
+  ExpectEveryValueScaledAsDivided<std::uint16_t>(65535);
+}
+
+TEST(WhiteBalance, HandlesWidthsBeyondAndBesideItsBlocks) {
+  for (const int width : {63, 64, 65, 127, 130}) {
+    const auto columns = static_cast<std::size_t>(width);
+    std::vector<std::uint16_t> frame(3 * columns, 1000);
+    WhiteBalance(frame, width, BayerPattern::GB, 60, 40);
+    for (std::size_t i = 0; i < frame.size(); ++i) {
+      const bool blue = i / columns % 2 == 0 && i % columns % 2 == 1;
+      const bool red = i / columns % 2 == 1 && i % columns % 2 == 0;
+      ASSERT_EQ(frame[i], blue ? 800 : red ? 1200 : 1000) << width << " at " << i;
+    }
+  }
+}
+
 TEST(WhiteBalance, HandlesOddWidthsRowByRow) {
   std::vector<std::uint8_t> frame(9, 100);  // 3x3: R G R / G B G / R G R
   WhiteBalance(frame, 3, BayerPattern::RG, 60, 40);

@@ -2,11 +2,18 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
+#include <mutex>
 #include <random>
+#include <set>
+#include <string_view>
+#include <utility>
 #include <vector>
 
+#include "image/Gamma.h"
 #include "support/FrameReference.h"
+#include "support/PlainFramePath.h"
 
 namespace orq {
 namespace {
@@ -145,6 +152,200 @@ TEST(FramePath, LeavesMonochromeFramesAloneWhateverTheWhiteBalance) {
   c.blue = 1;
   const auto wire = WireBytes(c.setup);
   EXPECT_EQ(Delivered(c, wire), wire);
+}
+
+/// One frame on its way, with all that the way can be told.
+struct Way {
+  explicit Way(const ModelData& data) : model(data) {}
+
+  FrameInfo Info() const {
+    FrameInfo info;
+    info.region = region;
+    info.flipHorizontal = flipHorizontal;
+    info.flipVertical = flipVertical;
+    return info;
+  }
+  test::PlainFramePath Plain() const {
+    return {
+        .model = model, .hotPixels = {}, .dark = {}, .gamma = gamma, .monoBin = monoBin, .red = red, .blue = blue};
+  }
+  FrameSetup Setup() const { return SetupFor(model, region, hardwareBin); }
+
+  std::vector<std::uint8_t> Delivered(std::vector<std::uint8_t> wire) {
+    const FrameSetup setup = Setup();
+    std::vector<std::uint8_t> scratch(wire.size(), 0xEE);
+    std::vector<std::uint8_t> out(setup.OutputBytes() + kGuards, kGuard);
+    std::vector<std::uint16_t> gamma16(gamma != 50 && setup.wide ? 65536 : 0);
+    std::vector<std::uint8_t> gamma8(gamma != 50 && !setup.wide ? 256 : 0);
+    for (std::size_t i = 0; i < gamma16.size(); ++i)
+      gamma16[i] = GammaCurve16(gamma, static_cast<std::uint16_t>(i));
+    for (std::size_t i = 0; i < gamma8.size(); ++i) gamma8[i] = GammaCurve8(gamma, static_cast<std::uint8_t>(i));
+    CAlgorithm converter;
+    converter.RGBYUV_Init();
+    int pattern = -1;
+    if (setup.rawPattern >= 0 && !monoBin) {
+      pattern = static_cast<int>(FlipBayer(static_cast<BayerPattern>(setup.rawPattern), flipHorizontal,
+                                           flipVertical, region.width, region.height));
+    }
+    autoFrame.assign(wire.size(), kGuard);
+    ToHostOrder(setup, wire.data());
+    RunFramePath({.setup = setup,
+                  .image = wire.data(),
+                  .scratch = scratch.data(),
+                  .converter = converter,
+                  .whiteBalanceRed = red,
+                  .whiteBalanceBlue = blue,
+                  .flipHorizontal = flipHorizontal,
+                  .flipVertical = flipVertical,
+                  .monoBin = monoBin,
+                  .outputPattern = pattern,
+                  .gamma16 = gamma16.empty() ? nullptr : gamma16.data(),
+                  .gamma8 = gamma8.empty() ? nullptr : gamma8.data(),
+                  .autoFrame = copyForAuto ? autoFrame.data() : nullptr,
+                  .autoFrameMutex = &autoFrameMutex,
+                  .autoAfterBin = autoAfterBin},
+                 out);
+    for (std::size_t i = 0; i < kGuards; ++i) EXPECT_EQ(out[setup.OutputBytes() + i], kGuard);
+    out.resize(setup.OutputBytes());
+    return out;
+  }
+
+  static constexpr std::size_t kGuards = 16;
+  static constexpr std::uint8_t kGuard = 0x5A;
+
+  ModelData model;
+  FrameRegion region;
+  bool hardwareBin = false;
+  int gamma = 50;
+  bool monoBin = false;
+  int red = 50;
+  int blue = 50;
+  bool flipHorizontal = false;
+  bool flipVertical = false;
+  bool copyForAuto = false;
+  bool autoAfterBin = false;
+  std::vector<std::uint8_t> autoFrame;
+  std::mutex autoFrameMutex;
+};
+
+// Dim enough for sums of 16 samples not to saturate all.
+std::vector<std::uint8_t> DimBytes(std::mt19937& random, const FrameSetup& setup) {
+  std::vector<std::uint8_t> bytes(setup.TransferSamples() * (setup.wide ? 2 : 1));
+  for (auto& byte : bytes) byte = static_cast<std::uint8_t>(random() % (setup.wide ? 256 : 48));
+  return bytes;
+}
+
+TEST(FramePath, TakesItsStepsInOrderWhateverIsOn) {
+  std::mt19937 random(5);
+  const auto roll = [&](int low, int high) {
+    return low + static_cast<int>(random() % static_cast<unsigned>(high - low + 1));
+  };
+  for (int round = 0; round < 250; ++round) {
+    Way way(*FindModel(round % 3 == 0 ? "x26m" : round % 3 == 1 ? "k1c" : "t46c"));
+    const bool colour = way.model.colour;
+    way.region = {2 * roll(0, 5), 2 * roll(0, 5), 8 * roll(2, 4), 2 * roll(2, 9), roll(1, 4), ORQ_IMG_RAW16};
+    way.region.format = static_cast<IMG_TYPE>(colour ? roll(0, 3) : 2 * roll(0, 1));
+    way.hardwareBin = way.model.hardwareBin && roll(0, 1) == 1;
+    way.gamma = roll(0, 2) == 0 ? 50 : roll(0, 100);
+    way.monoBin = colour && way.region.bin > 1 && way.region.format != ORQ_IMG_RGB24 && roll(0, 1) == 1;
+    way.flipHorizontal = roll(0, 1) == 1;
+    way.flipVertical = roll(0, 1) == 1;
+    if (colour && roll(0, 1) == 1) {
+      way.red = roll(1, 99);
+      way.blue = roll(1, 99);
+    }
+    const auto wire = DimBytes(random, way.Setup());
+    ASSERT_EQ(way.Delivered(wire), way.Plain().Delivered(way.Info(), wire))
+        << round << ": " << way.model.key << " " << way.region.width << "x" << way.region.height << " bin "
+        << way.region.bin << " format " << way.region.format << " gamma " << way.gamma << " mono " << way.monoBin;
+  }
+}
+
+TEST(FramePath, DeliversPixelsOfOddSizedRecordings) {
+  std::mt19937 random(6);
+  ModelData model = *FindModel("replay");
+  for (const bool colour : {false, true}) {
+    model.colour = colour;
+    for (const auto& [width, height] : {std::pair{1, 1}, {1, 5}, {7, 1}, {3, 3}, {17, 9}}) {
+      if (colour && (width < 2 || height < 2)) continue;
+      for (int format = 0; format < (colour ? 4 : 3); ++format) {
+        if (!colour && format == ORQ_IMG_RGB24) continue;
+        for (int flips = 0; flips < 4; ++flips) {
+          Way way(model);
+          way.region = {1, 1, width, height, 1, static_cast<IMG_TYPE>(format)};
+          way.flipHorizontal = flips % 2 == 1;
+          way.flipVertical = flips / 2 == 1;
+          way.gamma = 70;
+          const auto wire = DimBytes(random, way.Setup());
+          ASSERT_EQ(way.Delivered(wire), way.Plain().Delivered(way.Info(), wire)) << width << "x" << height;
+        }
+      }
+    }
+  }
+}
+
+TEST(FramePath, LeavesTheFrameToAutomaticControlBeforeBinningAndGamma) {
+  std::mt19937 random(7);
+  for (const char* key : {"k1c", "k1m", "k2m", "x26m", "t46c"}) {
+    for (const IMG_TYPE format : {ORQ_IMG_RAW8, ORQ_IMG_RAW16}) {
+      Way way(*FindModel(key));
+      way.region = {0, 0, 16, 8, 2, format};
+      way.gamma = 20;
+      way.flipVertical = true;
+      way.copyForAuto = true;
+      if (way.model.colour) way.red = 80;
+      const auto wire = DimBytes(random, way.Setup());
+      way.Delivered(wire);
+      const auto expected = way.Plain().BeforeBinning(way.Info(), wire);
+      for (std::size_t i = 0; i < expected.size(); ++i) {
+        if (format == ORQ_IMG_RAW8) {
+          ASSERT_EQ(way.autoFrame[i], expected[i]) << key;
+        } else {  // these cameras' first byte is the high one, and automatic control looks there
+          const std::size_t high = way.model.msbFirst ? 2 * i : 2 * i + 1;
+          ASSERT_EQ(way.autoFrame[high], expected[i] / 256) << key;
+          ASSERT_EQ(way.autoFrame[high ^ 1U], expected[i] % 256) << key;
+        }
+      }
+    }
+  }
+}
+
+TEST(FramePath, LeavesTheBinnedFrameToAutomaticControlThatCountsInDeliveredPixels) {
+  std::mt19937 random(8);
+  Way way(*FindModel("b29m"));
+  way.region = {0, 0, 16, 8, 4, ORQ_IMG_RAW8};
+  way.copyForAuto = true;
+  way.autoAfterBin = true;
+  way.gamma = 90;
+  way.flipHorizontal = true;
+  const auto wire = DimBytes(random, way.Setup());
+  way.Delivered(wire);
+  way.gamma = 50;
+  way.flipHorizontal = false;
+  const auto expected = way.Plain().Delivered(way.Info(), wire);
+  EXPECT_TRUE(std::equal(expected.begin(), expected.end(), way.autoFrame.begin()));
+  EXPECT_EQ(way.autoFrame[expected.size()], Way::kGuard) << "nothing behind it";
+}
+
+TEST(FramePath, CopiesNothingForAutomaticControlUnlessItIsDue) {
+  std::mt19937 random(9);
+  Way way(*FindModel("k1c"));
+  way.region = {0, 0, 16, 8, 1, ORQ_IMG_RAW8};
+  way.Delivered(DimBytes(random, way.Setup()));
+  EXPECT_EQ(way.autoFrame, std::vector<std::uint8_t>(way.autoFrame.size(), Way::kGuard));
+}
+
+// Automatic control takes the first byte of 16-bit samples by the camera's full name: these must be the models
+// that deliver the high byte first.
+TEST(ByteOrder, IsThatOfTheNamesByWhichAutomaticControlReadsSamples) {
+  const std::set<std::string_view> names{"Tavix ORQ-K1C", "Tavix ORQ-K1M",    "Tavix ORQ-K1C-R", "Tavix ORQ-K1M-R",
+                                         "Tavix ORQ-K2M", "Tavix ORQ-K1C-RC", "Tavix ORQ-K1M-RC"};
+  int found = 0;
+  for (const ModelData& model : AllModels()) {
+    EXPECT_EQ(model.msbFirst, names.contains(model.name)) << model.name;
+    found += model.msbFirst ? 1 : 0;
+  }
+  EXPECT_EQ(found, 3);
 }
 
 }  // namespace

@@ -312,6 +312,25 @@ TEST_F(LoadSetting, FlagsAreReadInTheirOrder) {
   }
 }
 
+TEST_F(LoadSetting, TheDarkFlagIsReadBetweenHardwareBinningAndTheDebugLog) {
+  camera.iBin = 3;
+  Load(Raw("HardwareBin", "") + Byte("CutDark", 1));
+  EXPECT_EQ(camera.iBin, 3);
+  EXPECT_EQ(camera.CutDark, 0);
+  Load(Raw("CutDark", "") + Byte("DebugPrint", 1));
+  EXPECT_EQ(camera.DebugPrint, 0);
+  EXPECT_FALSE(g_bDebugPrint);
+}
+
+TEST_F(LoadSetting, TheCoolersPowerIsReadBetweenBandwidthAndTarget) {
+  camera.TargetTemp = -1;
+  Load(Raw("CoolPowerPctg", "") + Int("TargetTemp", 5));
+  EXPECT_EQ(camera.TargetTemp, -1);
+  camera.coolPowerPerc = 45.9F;
+  Load(Raw("FPSPercentageUSB2", "") + Int("CoolPowerPctg", 45));
+  EXPECT_EQ(camera.coolPowerPerc, 0.0F);
+}
+
 TEST_F(LoadSetting, NumbersAreReadInTheirOrder) {
   const std::pair<const char*, Relaxed<std::int32_t> CCameraBase::*> order[] = {
       {"Gain", &CCameraBase::gain},
@@ -362,8 +381,15 @@ TEST_F(LoadSetting, LeavesNothingOfALongerPath) {
 }
 
 TEST_F(LoadSetting, SwitchesTheDebugLogOn) {
-  Load(Byte("DebugPrint", 1));
-  EXPECT_TRUE(g_bDebugPrint);
+  for (const int on : {1, 2, 255}) {
+    g_bDebugPrint = false;
+    testing::internal::CaptureStderr();
+    Load(Byte("DebugPrint", on));
+    // The line that ends the loading is the first one that shows.
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), Line("LoadSetting", "LoadSetting\n"));
+    EXPECT_TRUE(g_bDebugPrint);
+    EXPECT_EQ(camera.DebugPrint, on);
+  }
 }
 
 TEST_F(LoadSetting, NeverSwitchesTheDebugLogOff) {
@@ -391,6 +417,13 @@ TEST_F(LoadSetting, ADarkReferenceAsksForTheWholeSensor) {
   EXPECT_EQ(camera.iHeight, 480);
   EXPECT_EQ(camera.iBin, 1);
   EXPECT_EQ(camera.CutDark, 0);  // its file is not there
+}
+
+TEST_F(LoadSetting, ADarkReferenceIsLoadedWhenAllElseIsDone) {
+  LogText log;
+  Load(Byte("CutDark", 1) + Raw("BMPPATH", "/nowhere"));
+  EXPECT_EQ(log.Text(),
+            Line("LoadSetting", "LoadSetting\n") + Line("LoadBMPFromFile", "Open file /nowhere failed!\n"));
 }
 
 TEST_F(LoadSetting, ADarkReferenceIsLoadedAlsoWithoutAFile) {

@@ -72,6 +72,7 @@ TEST_F(Processes, TwoThatHammerTheFileLoseNothing) {
 
 TEST_F(Processes, OneThatIsKilledNeverLeavesADamagedFile) {
   constexpr int kKills = 500;
+  constexpr std::int32_t kSpan = 1'000'000;  // more numbers than a child saves before it is killed
   NumberedCamera other("Other");
   other.Number(4711);
   other.SaveSetting();
@@ -83,10 +84,10 @@ TEST_F(Processes, OneThatIsKilledNeverLeavesADamagedFile) {
     std::array<int, 2> pipe{};
     ASSERT_EQ(::pipe(pipe.data()), 0);
     const pid_t child = Start([&] {
-      for (std::int32_t number = kill * 1000;; ++number) {
+      for (std::int32_t number = kill * kSpan;; ++number) {
         camera.Number(number);
         camera.SaveSetting();
-        if (number == kill * 1000 && ::write(pipe[1], "", 1) != 1) return false;
+        if (number == kill * kSpan && ::write(pipe[1], "", 1) != 1) return false;
       }
     });
     // Half of them get as far as one whole save, the others get as far as they get.
@@ -103,7 +104,7 @@ TEST_F(Processes, OneThatIsKilledNeverLeavesADamagedFile) {
     for (const int end : pipe) ::close(end);
 
     const std::int32_t found = NumberedCamera("Model").Loaded();
-    const bool its = found >= kill * 1000 && found < kill * 1000 + 1000;
+    const bool its = found >= kill * kSpan && found < (kill + 1) * kSpan;
     ASSERT_TRUE(its || (!saved && found == last)) << found << " instead of " << last << " after kill " << kill;
     last = found;
     ASSERT_EQ(NumberedCamera("Other").Loaded(), 4711) << "lost after kill " << kill;

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <limits>
 #include <string>
 #include <vector>
@@ -9,11 +10,13 @@
 #include "SettingsFixture.h"
 #include "support/LogText.h"
 #include "support/RecordingCamera.h"
+#include "support/SettingsFile.h"
 
 namespace orq::test {
 namespace {
 
 using testing::ElementsAreArray;
+using testing::HasSubstr;
 using testing::Optional;
 using testing::Pair;
 
@@ -198,6 +201,20 @@ TEST_F(SaveSetting, LogsThatItIsDone) {
   LogText log;
   camera.SaveSetting();
   EXPECT_EQ(log.Text(), Line("SaveSetting", "save REG\n"));
+}
+
+TEST_F(SaveSetting, IsDoneAlsoWhenTheFileCouldNotBeWritten) {
+  camera.gain = 5;
+  camera.SaveSetting();
+  std::string reason;
+  const FileLock lock(File().string(), std::chrono::milliseconds(0), reason);
+  ASSERT_TRUE(lock.Held()) << reason;
+  camera.gain = 6;
+  LogText log;
+  camera.SaveSetting();
+  EXPECT_EQ(log.Text(), Line("SaveSetting", "save REG\n"));
+  EXPECT_EQ(Saved("Gain"), 5);
+  EXPECT_THAT(TakeXmlTrouble(), HasSubstr("nothing was written"));
 }
 
 TEST_F(SaveSetting, IsAbandonedSilentlyWithoutAPlace) {

@@ -10,9 +10,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <chrono>
 #include <csignal>
 #include <functional>
+#include <future>
+#include <optional>
 #include <string>
 #include <thread>
 
@@ -22,6 +25,7 @@ namespace orq::test {
 namespace {
 
 namespace fs = std::filesystem;
+using namespace std::chrono_literals;
 using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -53,6 +57,10 @@ class SettingsFile : public SettingsTest {
     waitpid(child, &status, 0);
     return WIFEXITED(status) && WEXITSTATUS(status) == 0;
   }
+  /// Gives up the rights of an administrator, whom no permissions stop.
+  static bool BecomeAnybody() { return ::geteuid() != 0 || ::setuid(12345) == 0; }
+  /// A process that may not do it itself can write to the log file then.
+  static void OpenLog() { ORQLog::get_instance().info("opened"); }
   ino_t Inode() const {
     struct stat status {};
     return ::stat(File().c_str(), &status) == 0 ? status.st_ino : 0;
@@ -182,12 +190,28 @@ TEST_F(SettingsFile, APlaceWhereNothingCanBeMadeIsReported) {
   EXPECT_THAT(TakeXmlTrouble(), HasSubstr("/proc/self/ORQconfig.xml: cannot be locked, so nothing was written: "));
 }
 
+TEST_F(SettingsFile, ADirectoryOfAnotherUserIsReportedOnce) {
+  OpenLog();
+  const std::string trouble =
+      "settings file " + File().string() + ": cannot be locked, so nothing was written: Permission denied";
+  ASSERT_EQ(::chmod(directory.c_str(), 0555), 0);
+  EXPECT_TRUE(InOtherProcess([&] {
+    bool stored = !BecomeAnybody();
+    for (int i = 0; i < 5; ++i) stored = TryToStore("software\\Model", i) || stored;
+    return !stored && TakeXmlTrouble() == trouble;
+  }));
+  ASSERT_EQ(::chmod(directory.c_str(), 0755), 0);
+  EXPECT_EQ(Logged(trouble), 1);
+  EXPECT_TRUE(Names().empty());
+}
+
 TEST_F(SettingsFile, AFileThatCannotBeReadStays) {
-  if (::geteuid() == 0) GTEST_SKIP() << "an administrator can read everything";
   Store("software\\Model", "a", 1);
+  ASSERT_EQ(::chmod(directory.c_str(), 0777), 0);
   ASSERT_EQ(::chmod(File().c_str(), 0), 0);
-  EXPECT_FALSE(TryToStore("software\\Model", 2));
-  EXPECT_THAT(TakeXmlTrouble(), HasSubstr("cannot be read: Permission denied"));
+  const std::string trouble = "settings file " + File().string() + ": cannot be read: Permission denied";
+  EXPECT_TRUE(InOtherProcess(
+      [&] { return BecomeAnybody() && !TryToStore("software\\Model", 2) && TakeXmlTrouble() == trouble; }));
   ASSERT_EQ(::chmod(File().c_str(), 0600), 0);
   EXPECT_EQ(Stored("software\\Model", "a"), 1);
 }
@@ -222,6 +246,19 @@ TEST_F(SettingsFile, AFileDamagedMeanwhileIsSetAsideToo) {
   EXPECT_NE(XMLCloseKey(&key), 0);
   EXPECT_EQ(Text(directory / "ORQconfig.xml.damaged-1"), "wreck");
   EXPECT_EQ(Stored("software\\Model", "a"), 1);
+}
+
+TEST_F(SettingsFile, ADamagedFileThatCannotBeSetAsideStays) {
+  for (int number = 1; number <= 1000; ++number) {
+    std::ofstream(directory / ("ORQconfig.xml.damaged-" + std::to_string(number))) << number;
+  }
+  WriteText("wreck");
+  EXPECT_FALSE(TryToStore("software\\Model", 1));
+  EXPECT_EQ(TakeXmlTrouble(), "settings file " + File().string() +
+                                  ": is damaged and cannot be set aside: all names for it are taken");
+  EXPECT_EQ(Text(), "wreck");
+  EXPECT_EQ(Text(directory / "ORQconfig.xml.damaged-1"), "1");
+  EXPECT_EQ(Text(directory / "ORQconfig.xml.damaged-1000"), "1000");
 }
 
 TEST_F(SettingsFile, EveryKindOfDamageIsSetAside) {
@@ -281,6 +318,23 @@ TEST_F(SettingsFile, AFullDiskLeavesTheOldFile) {
   EXPECT_THAT(Names(), UnorderedElementsAre("ORQconfig.xml", "ORQconfig.xml.lock"));
 }
 
+TEST_F(SettingsFile, AFullDiskDoesNotHideWhereADamagedFileIsNow) {
+  OpenLog();
+  WriteText("wreck");
+  const std::string aside = File().string() + ".damaged-1";
+  EXPECT_TRUE(InOtherProcess([&] {
+    ::signal(SIGXFSZ, SIG_IGN);
+    const rlimit nothing{0, 0};
+    if (::setrlimit(RLIMIT_FSIZE, &nothing) != 0 || TryToStore("software\\Model", 1)) return false;
+    return TakeXmlTrouble() == "settings file " + File().string() +
+                                   ": cannot be written: File too large; its old contents are now " + aside;
+  }));
+  EXPECT_EQ(Text(aside), "wreck");
+  EXPECT_THAT(Names(), UnorderedElementsAre("ORQconfig.xml.damaged-1", "ORQconfig.xml.lock"));
+  EXPECT_TRUE(TryToStore("software\\Model", 2));
+  EXPECT_EQ(Stored("software\\Model", "a"), 2);
+}
+
 TEST_F(SettingsFile, WhatAKilledProcessLeftIsReplaced) {
   Store("software\\Model", "a", 1);
   std::ofstream(directory / "ORQconfig.xml.new") << "half of";
@@ -289,24 +343,47 @@ TEST_F(SettingsFile, WhatAKilledProcessLeftIsReplaced) {
   EXPECT_THAT(Names(), UnorderedElementsAre("ORQconfig.xml", "ORQconfig.xml.lock"));
 }
 
-TEST_F(SettingsFile, WaitsForTheLock) {
-  Store("software\\Model", "a", 1);
-  const int lock = ::open((File().string() + ".lock").c_str(), O_RDWR);
-  ASSERT_EQ(::flock(lock, LOCK_EX), 0);
-  std::thread holder([lock] {
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    ::close(lock);
+TEST_F(SettingsFile, ALockIsWaitedFor) {
+  std::string reason;
+  std::optional<FileLock> first(std::in_place, File().string(), 0ms, reason);
+  ASSERT_TRUE(first->Held()) << reason;
+  auto second = std::async(std::launch::async, [this] {
+    std::string unused;
+    return FileLock(File().string(), 60s, unused).Held();
   });
-  EXPECT_TRUE(TryToStore("software\\Model", 2));
-  holder.join();
-  EXPECT_EQ(Stored("software\\Model", "a"), 2);
+  EXPECT_EQ(second.wait_for(50ms), std::future_status::timeout);
+  first.reset();
+  EXPECT_TRUE(second.get());
 }
 
-TEST_F(SettingsFile, DoesNotWaitForEver) {
+TEST_F(SettingsFile, ALockEndsWithItsObjectThoughAnotherProcessWasForked) {
+  std::string reason;
+  std::optional<FileLock> lock(std::in_place, File().string(), 0ms, reason);
+  ASSERT_TRUE(lock->Held()) << reason;
+  std::array<int, 2> pipe{};
+  ASSERT_EQ(::pipe(pipe.data()), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    ::close(pipe[1]);
+    char byte = 0;
+    _exit(::read(pipe[0], &byte, 1) == 0 ? 0 : 1);  // until the other end is closed
+  }
+  ::close(pipe[0]);
+  lock.reset();
+  EXPECT_TRUE(FileLock(File().string(), 0ms, reason).Held()) << reason;
+  ::close(pipe[1]);
+  int status = -1;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+}
+
+TEST_F(SettingsFile, WaitsForTheLockButNotForEver) {
   Store("software\\Model", "a", 1);
   const int lock = ::open((File().string() + ".lock").c_str(), O_RDWR);
   ASSERT_EQ(::flock(lock, LOCK_EX), 0);
+  const auto start = std::chrono::steady_clock::now();
   EXPECT_FALSE(TryToStore("software\\Model", 2));
+  EXPECT_GE(std::chrono::steady_clock::now() - start, 2s);
   EXPECT_THAT(TakeXmlTrouble(), AllOf(HasSubstr("nothing was written"), HasSubstr("another process holds")));
   EXPECT_EQ(Stored("software\\Model", "a"), 1);  // reading needs no lock
   ::close(lock);
@@ -318,7 +395,7 @@ TEST_F(SettingsFile, ALockOfAnotherUserServesAsWell) {
   ASSERT_EQ(::chmod(directory.c_str(), 0777), 0);
   Store("software\\Model", "a", 1);
   ASSERT_EQ(::chmod((File().string() + ".lock").c_str(), 0644), 0);
-  EXPECT_TRUE(InOtherProcess([] { return ::setuid(12345) == 0 && TryToStore("software\\Model", 2); }));
+  EXPECT_TRUE(InOtherProcess([] { return BecomeAnybody() && TryToStore("software\\Model", 2); }));
   EXPECT_EQ(Stored("software\\Model", "a"), 2);
 }
 

@@ -284,6 +284,40 @@ TEST_F(XmlStore, WithoutADirectoryFilesLieInTheCurrentOne) {
   EXPECT_EQ(Names().count(kFile), 1U);
 }
 
+TEST_F(XmlStore, AKeyIsWrittenToTheFileThatWasOpened) {
+  SetXmlDirectory("");
+  const auto elsewhere = directory / "elsewhere";
+  std::filesystem::create_directory(elsewhere);
+  const auto before = std::filesystem::current_path();
+  std::filesystem::current_path(directory);
+  xmlHandle created = Create("software\\A");
+  xmlHandle opened = Open("software\\A");
+  Set(created, "one", 1);
+  Set(opened, "two", 2);
+  std::filesystem::current_path(elsewhere);
+  EXPECT_NE(XMLCloseKey(&created), 0);
+  EXPECT_NE(XMLCloseKey(&opened), 0);
+  std::filesystem::current_path(before);
+  SetXmlDirectory(directory.string());
+  EXPECT_EQ(Stored("software\\A", "one"), 1);
+  EXPECT_EQ(Stored("software\\A", "two"), 2);
+  EXPECT_TRUE(std::filesystem::is_empty(elsewhere));
+}
+
+TEST_F(XmlStore, WithoutACurrentDirectoryNothingIsKept) {
+  SetXmlDirectory("");
+  const auto gone = directory / "gone";
+  std::filesystem::create_directory(gone);
+  const auto before = std::filesystem::current_path();
+  std::filesystem::current_path(gone);
+  std::filesystem::remove(gone);
+  xmlHandle key;
+  EXPECT_EQ(XMLCreateKey(kFile, "software\\Model", &key, nullptr), 0);
+  EXPECT_EQ(TakeXmlTrouble(),
+            "settings file ORQconfig.xml: cannot be locked, so nothing was written: No such file or directory");
+  std::filesystem::current_path(before);
+}
+
 TEST_F(XmlStore, MakesItsDirectoryForTheUserAlone) {
   const auto deep = directory / "config" / "orqcam";
   SetXmlDirectory(deep.string());

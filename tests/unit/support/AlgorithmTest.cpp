@@ -288,4 +288,18 @@ TEST(Demosaic, ThePatternMayChangeWhileAnotherThreadConverts) {
   EXPECT_EQ(luminance, grey);
 }
 
+TEST(Demosaicing, WritesAllPixelsAndNothingBehindThem) {
+  constexpr std::uint8_t kGuard = 0xA5;
+  constexpr std::size_t kGuards = 16;
+  for (const int width : {2, 3, 4, 5, 6, 7, 8, 9, 513, 514, 515, 516, 517}) {
+    const Samples bayer(static_cast<std::size_t>(2 * width), 90);
+    Samples bgr(3 * bayer.size(), 0);
+    bgr.insert(bgr.end(), kGuards, kGuard);
+    AlgorithmFor(0).BayerToRGB24(bayer.data(), width, 2, bgr.data());
+    Samples expected(3 * bayer.size(), 90);
+    expected.insert(expected.end(), kGuards, kGuard);
+    ASSERT_EQ(bgr, expected) << width;
+  }
+}
+
 }  // namespace

@@ -49,6 +49,7 @@ TEST(VirtualOptionsTest, AModelAloneHasTheDefaults) {
   EXPECT_TRUE(options.frameFaults.empty());
   EXPECT_TRUE(options.flashFaults.empty());
   EXPECT_FALSE(options.gps.has_value());
+  EXPECT_FALSE(options.flash.has_value());
   EXPECT_EQ(0, options.flashFail);
   EXPECT_EQ(0, options.flashMs);
   EXPECT_TRUE(options.refuse.empty());
@@ -255,6 +256,29 @@ TEST(VirtualOptionsTest, ATriggerPeriodNeedsItsUnitAndItsRange) {
                            "trigger=0.9ms", "trigger=3601s", "trigger=-1s", "trigger=5us", "trigger=nanms"}) {
     EXPECT_THAT(ErrorOf(std::string("k1c,") + text), HasSubstr("a period from 1ms to 3600s")) << text;
   }
+}
+
+TEST(VirtualOptionsTest, AFlashHasAnInstantAndALength) {
+  using namespace std::chrono;
+  const VirtualOptions options = Parsed("t46c,flash=2030-01-01T00:00:05.25/500us");
+  ASSERT_TRUE(options.flash.has_value());
+  EXPECT_EQ(sys_days(2030y / 1 / 1) + 5250ms, options.flash->start);
+  EXPECT_DOUBLE_EQ(500e-6, options.flash->seconds);
+  EXPECT_DOUBLE_EQ(1.5e-3, Parsed("t46c,flash=2030-01-01T00:00:05/1.5ms").flash->seconds);
+  EXPECT_DOUBLE_EQ(1000, Parsed("t46c,flash=2030-01-01T00:00:05/1000s").flash->seconds);
+  for (const char* text : {"flash", "flash=", "flash=2030-01-01T00:00:05", "flash=2030-01-01T00:00:05/",
+                           "flash=2030-01-01T00:00:05/5", "flash=2030-01-01T00:00:05/0.5us", "flash=now/1ms",
+                           "flash=2030-01-01T00:00:05/1001s", "flash=2030-13-01T00:00:05/1ms"}) {
+    EXPECT_THAT(ErrorOf(std::string("t46c,") + text), HasSubstr("UTC/DURATION")) << text;
+  }
+}
+
+TEST(VirtualOptionsTest, AFlashNeedsASimulatedTimeAndFramesOfTheMoment) {
+  const std::string flash = ",flash=2030-01-01T00:00:05/1ms";
+  for (const char* text : {"k1c", "t46c,gps=nofix", "t46c,gps=log.nmea", "t46c,prerender=2"}) {
+    EXPECT_THAT(ErrorOf(text + flash), HasSubstr("flash= needs")) << text;
+  }
+  EXPECT_TRUE(Parsed("t46c,gpstime=2031-01-01T00:00:00" + flash).flash.has_value());
 }
 
 TEST(VirtualOptionsTest, AnFpgaTypeIsAByte) {

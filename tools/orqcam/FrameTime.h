@@ -1,0 +1,41 @@
+// A frame's times and its GPS reading, as users are shown them.
+#pragma once
+
+#include <string>
+
+#include "Output.h"
+#include "models/FrameTypes.h"
+
+namespace orq::cli {
+
+/// Whether the frame's times are GPS times; otherwise they are the computer's.
+inline bool HasGpsTime(const FrameInfo& info) {
+  return info.gps.state == GpsState::Fix;
+}
+/// "GPS" or "COMPUTER".
+const char* TimeSource(const FrameInfo& info);
+/// A time of the frame with the decimals that its source is worth.
+std::string FrameUtc(const FrameInfo& info, UtcTenths time);
+/// One or two words for files: "FIX", "NO FIX" and so on; empty when the GPS was not asked.
+const char* GpsStateName(GpsState state);
+/// Why the frame has no GPS time, as the end of a sentence; empty when it has, or the GPS was not asked.
+std::string GpsTrouble(const FrameInfo& info);
+
+/// Start and end of exposure, source and uncertainty.
+void AddTimes(Report& report, const FrameInfo& info);
+/// Satellites, place and latched lines; only what is known.
+void AddGps(Report& report, const FrameInfo& info);
+
+/// Tells the user once when frames lose GPS time, and once when it is back.
+class GpsWatch {
+ public:
+  /// Of a fast video only some frames can have GPS time: `missedIsLost` false lets those pass.
+  explicit GpsWatch(bool missedIsLost) : missedIsLost_(missedIsLost) {}
+  void Look(const FrameInfo& info);
+
+ private:
+  bool missedIsLost_;
+  bool lost_ = false;
+};
+
+}  // namespace orq::cli
