@@ -239,13 +239,19 @@ bool WaitsToSettle(Session& session, const AutoControl& automatic) {
   return automatic.Runs() && session.Camera().camMode == 0;
 }
 
+// The settings that hold for this run only are given back in turn: what was corrected with before they are kept,
+// what was automatic with keeping them.
 ExitCode TakeVideo(const Context& context, Session& session, Corrections& corrections,
                    const CaptureOptions& options, const FrameSaver& saver, Tally& tally) {
   AutoControl automatic(session, options.automatic);
+  const CorrectionsScope scope(corrections);
+  const bool waits = WaitsToSettle(session, automatic);
+  if (!waits) corrections.TellDifferences();
   VideoShooter shooter(session);
-  if (WaitsToSettle(session, automatic)) {
+  if (waits) {
     automatic.Settle(shooter);
     ReportSettled(context, automatic);
+    corrections.TellDifferences();
   }
   const ExitCode code = Take(context, session, corrections, shooter, false, options, saver, tally);
   ReportVideoLosses(session.Camera().Counters());
@@ -255,11 +261,13 @@ ExitCode TakeVideo(const Context& context, Session& session, Corrections& correc
 ExitCode TakeSingles(const Context& context, Session& session, Corrections& corrections,
                      const CaptureOptions& options, const FrameSaver& saver, Tally& tally) {
   AutoControl automatic(session, options.automatic);
+  const CorrectionsScope scope(corrections);
   if (WaitsToSettle(session, automatic)) {
     VideoShooter video(session);
     automatic.Settle(video);
     ReportSettled(context, automatic);
   }
+  corrections.TellDifferences();
   SingleShooter shooter(session);
   return Take(context, session, corrections, shooter, true, options, saver, tally);
 }
@@ -281,7 +289,6 @@ ExitCode RunCapture(const Context& context, const CaptureOptions& options) {
   saver.CheckBeforehand(Expected(session.Camera()), count);
   Corrections corrections(session, options.corrections, TakesChosenDark(context, options));
   options.cooling.Apply(session);
-  corrections.TellDifferences();
   Tally tally{.count = count};
   const ExitCode code = options.video ? TakeVideo(context, session, corrections, options, saver, tally)
                                       : TakeSingles(context, session, corrections, options, saver, tally);

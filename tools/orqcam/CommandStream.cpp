@@ -204,8 +204,8 @@ ExitCode RunStream(const Context& context, const StreamOptions& options) {
   options.settings.Apply(session);
   Corrections corrections(session, options.corrections, context.settings);
   options.cooling.Apply(session);
-  corrections.TellDifferences();
   const AutoControl automatic(session, options.automatic);
+  corrections.TellDifferences();
   const StreamRun run = Watch(context, session, corrections, limits, automatic);
   const StreamCounters counters = session.Camera().Counters();
   ReportEnd(context, run, counters);
