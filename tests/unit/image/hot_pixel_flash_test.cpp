@@ -179,19 +179,19 @@ TEST_F(HotPixelFlash, SwitchingOffLoadsNothing) {
   EXPECT_THAT(camera.flash->TakeEvents(), IsEmpty());
 }
 
-/// 8 bytes in front, 1013 entries and 7 ends of blocks of 2 bytes each make 2048.
+/// 8 bytes in front, 1005 entries and 15 ends of blocks of 2 bytes each make 2048.
 TEST_F(HotPixelFlash, ATableOfWholeChunksIsSavedAndReportedAsFailed) {
-  Resize(64, 256);
+  Resize(64, 512);
   MakeDark(20, 20);
-  for (std::size_t byte = 0; byte < 1012; ++byte) camera.pDarkFull[8 * byte] = 60;
-  camera.pDarkFull[8 * 2047] = 60;
+  for (std::size_t byte = 0; byte < 1004; ++byte) camera.pDarkFull[8 * byte] = 60;
+  camera.pDarkFull[8 * 4095] = 60;
   EXPECT_FALSE(camera.SaveHPCTable());
   EXPECT_EQ(camera.flash->Bytes(kArea, 8), (Bytes{'O', 'R', 'Q', 'D', 0, 0, 0x08, 0x00}));
   const Bytes saved = FullMap();
   std::fill_n(camera.pHPCFullMap.get(), pixels, std::uint8_t{0});
   EXPECT_TRUE(camera.LoadHPCTable());
   EXPECT_EQ(FullMap(), saved);
-  EXPECT_EQ(std::count(saved.begin(), saved.end(), 1), 1013);
+  EXPECT_EQ(std::count(saved.begin(), saved.end(), 1), 1005);
 }
 
 TEST_F(HotPixelFlash, WhatWasSavedComesBack) {
