@@ -213,9 +213,8 @@ void ReportVideoLosses(const StreamCounters& counters) {
       static_cast<unsigned long long>(counters.lost), static_cast<unsigned long long>(counters.overwritten)));
 }
 
-ExitCode Take(const Context& context, Session& session, Corrections& corrections, Shooter& shooter, bool single,
-              const CaptureOptions& options, const FrameSaver& saver, Tally& tally) {
-  const CorrectionsScope scope(corrections);
+ExitCode Take(const Context& context, Session& session, const Corrections& corrections, Shooter& shooter,
+              bool single, const CaptureOptions& options, const FrameSaver& saver, Tally& tally) {
   if (!options.timeout.empty()) shooter.SetTriggerPatience(options.settings.triggers.Patience(options.timeout));
   return TakeAll(context, session, corrections, shooter, single, saver, tally);
 }
@@ -239,7 +238,7 @@ bool WaitsToSettle(Session& session, const AutoControl& automatic) {
   return automatic.Runs() && session.Camera().camMode == 0;
 }
 
-ExitCode TakeVideo(const Context& context, Session& session, Corrections& corrections,
+ExitCode TakeVideo(const Context& context, Session& session, const Corrections& corrections,
                    const CaptureOptions& options, const FrameSaver& saver, Tally& tally) {
   AutoControl automatic(session, options.automatic);
   VideoShooter shooter(session);
@@ -247,12 +246,13 @@ ExitCode TakeVideo(const Context& context, Session& session, Corrections& correc
     automatic.Settle(shooter);
     ReportSettled(context, automatic);
   }
+  corrections.TellDifferences();
   const ExitCode code = Take(context, session, corrections, shooter, false, options, saver, tally);
   ReportVideoLosses(session.Camera().Counters());
   return code;
 }
 
-ExitCode TakeSingles(const Context& context, Session& session, Corrections& corrections,
+ExitCode TakeSingles(const Context& context, Session& session, const Corrections& corrections,
                      const CaptureOptions& options, const FrameSaver& saver, Tally& tally) {
   AutoControl automatic(session, options.automatic);
   if (WaitsToSettle(session, automatic)) {
@@ -260,6 +260,7 @@ ExitCode TakeSingles(const Context& context, Session& session, Corrections& corr
     automatic.Settle(video);
     ReportSettled(context, automatic);
   }
+  corrections.TellDifferences();
   SingleShooter shooter(session);
   return Take(context, session, corrections, shooter, true, options, saver, tally);
 }
@@ -279,9 +280,8 @@ ExitCode RunCapture(const Context& context, const CaptureOptions& options) {
   const FrameSaver saver(std::move(save), MakeContext(session, options), std::string(session.Model().key),
                          Lower(options.imageType));
   saver.CheckBeforehand(Expected(session.Camera()), count);
-  Corrections corrections(session, options.corrections, TakesChosenDark(context, options));
+  const Corrections corrections(session, options.corrections, TakesChosenDark(context, options));
   options.cooling.Apply(session);
-  corrections.TellDifferences();
   Tally tally{.count = count};
   const ExitCode code = options.video ? TakeVideo(context, session, corrections, options, saver, tally)
                                       : TakeSingles(context, session, corrections, options, saver, tally);
