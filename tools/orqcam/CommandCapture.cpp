@@ -241,12 +241,14 @@ bool WaitsToSettle(Session& session, const AutoControl& automatic) {
 ExitCode TakeVideo(const Context& context, Session& session, const Corrections& corrections,
                    const CaptureOptions& options, const FrameSaver& saver, Tally& tally) {
   AutoControl automatic(session, options.automatic);
+  const bool waits = WaitsToSettle(session, automatic);
+  if (!waits) corrections.TellDifferences();
   VideoShooter shooter(session);
-  if (WaitsToSettle(session, automatic)) {
+  if (waits) {
     automatic.Settle(shooter);
     ReportSettled(context, automatic);
+    corrections.TellDifferences();
   }
-  corrections.TellDifferences();
   const ExitCode code = Take(context, session, corrections, shooter, false, options, saver, tally);
   ReportVideoLosses(session.Camera().Counters());
   return code;

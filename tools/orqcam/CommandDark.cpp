@@ -82,9 +82,9 @@ ExitCode RunTake(const Context& context, const DarkOptions& options) {
   const Existing existing = keep ? Existing::Overwrite : ExistingOf(options);
   if (keep) store.DemandPlace();
   CheckDarkWritable(path, existing);
-  if (options.exposure) ApplyControl(session, ORQ_EXPOSURE, *options.exposure);
-  if (options.gain) ApplyControl(session, ORQ_GAIN, *options.gain);
-  if (options.offset) ApplyControl(session, ORQ_OFFSET, *options.offset);
+  ApplyControl(session, ORQ_EXPOSURE, options.exposure);
+  ApplyControl(session, ORQ_GAIN, options.gain);
+  ApplyControl(session, ORQ_OFFSET, options.offset);
   options.cooling.Apply(session);
 
   DarkSession work(session.Camera());

@@ -177,10 +177,10 @@ void ShotSettings::Apply(Session& session) const {
   if (monoBin && Bin() == 1) Complain("--mono-bin has no effect at bin 1");
   ApplyRegion(session, *this);
   ApplyTimeMark(session, timeMark);
-  if (gamma) ApplyControl(session, ORQ_GAMMA, *gamma);
+  ApplyControl(session, ORQ_GAMMA, gamma);
   if (!exposure.empty()) ApplyControl(session, ORQ_EXPOSURE, exposure);
-  if (gain) ApplyControl(session, ORQ_GAIN, *gain);
-  if (offset) ApplyControl(session, ORQ_OFFSET, *offset);
+  ApplyControl(session, ORQ_GAIN, gain);
+  ApplyControl(session, ORQ_OFFSET, offset);
   triggers.Apply(session);
 }
 
