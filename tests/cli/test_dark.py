@@ -167,13 +167,20 @@ class Tests(CliTest):
 
     def test_the_settings_know_nothing_of_the_dark(self):
         self.take("-e", "20ms")
-        for arguments in (("capture", "-o", "x.fits"), ("capture", "--video", "-o", "y.fits"),
-                          ("stream", "--frames", "2")):
-            self.succeed("-c", self.open, *arguments)
-            settings = self.json("-c", self.open, "settings", "show")
-            text = json.dumps(settings)
+
+        def look():
+            text = json.dumps(self.json("-c", self.open, "settings", "show"))
             self.assertIn('"CutDark": 0', text)
             self.assertNotIn("dark.bmp", text)
+
+        for arguments in (("capture", "-o", "x.fits"), ("capture", "--video", "-o", "y.fits"),
+                          ("stream", "--frames", "2"), ("capture", "--auto-exposure", "-o", "z.fits")):
+            self.succeed("-c", self.open, *arguments)
+            look()
+        process = self.start_tool("-c", self.open, "capture", "--video", "-n", "100000", "-o", "{n}.fits")
+        process.stdout.readline()
+        self.assertEqual(self.interrupt(process)[0], 1)
+        look()
 
     # Which one is applied
 
