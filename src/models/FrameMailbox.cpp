@@ -92,6 +92,11 @@ void FrameMailbox::Discard() {
   fresh_ = false;
 }
 
+void FrameMailbox::DiscardIf(const std::function<bool()>& stale) {
+  const std::lock_guard lock(mutex_);
+  if (stale()) fresh_ = false;
+}
+
 FrameInfo FrameMailbox::LastFetched() const {
   const std::lock_guard lock(mutex_);
   return lastFetched_;

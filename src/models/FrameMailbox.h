@@ -41,6 +41,8 @@ class FrameMailbox {
   void Notify(const std::function<void()>& change);
   /// Drops a waiting frame.
   void Discard();
+  /// Drops it when `stale` says so, which is asked with the lock held.
+  void DiscardIf(const std::function<bool()>& stale);
 
   /// Facts of the frame that was fetched last.
   FrameInfo LastFetched() const;

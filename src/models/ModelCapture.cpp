@@ -312,6 +312,8 @@ int CModelCamera::GetFrame(unsigned char* buffer, int size, int waitMs, FrameInf
   Worker& worker = *worker_;
   const std::span out(buffer, static_cast<std::size_t>(size));
   const auto mayCome = [this] { return MayBringFrames(); };
+  // A worker that has not begun yet will discard what nobody fetched of the last capture.
+  worker.mailbox.DiscardIf([this] { return captureStartMark != 0 && IsCaptureRunning(); });
   const FrameMailbox::Result result = worker.mailbox.Fetch(out, waitMs, mayCome, info);
   const bool fetched = result == FrameMailbox::Result::Frame;
   if (result == FrameMailbox::Result::Ended || (fetched && snapMode != 0)) AwaitWorkerEnd();

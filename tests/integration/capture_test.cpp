@@ -44,6 +44,21 @@ TEST(Capture, ASingleExposureEndsByItselfAndIsFetchedOnce) {
   EXPECT_TRUE(rig.camera->CaptureTrouble().empty());
 }
 
+TEST(Capture, AFrameThatNobodyFetchedIsNotTakenForThatOfTheNextExposure) {
+  const VirtualRig rig;
+  ASSERT_TRUE(rig.Open());
+  ASSERT_EQ(rig.camera->StartExposure(), 1);
+  ASSERT_TRUE(Eventually([&] { return rig.camera->expStatus == ExpSuccess && !rig.camera->IsCaptureRunning(); }));
+  // A worker that has been started and has not come to anything yet.
+  rig.camera->captureThr.InitFuncPt([](bool* running, void*) {
+    while (ThreadCtrl::KeepRunning(running)) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  });
+  ASSERT_EQ(rig.camera->StartExposure(), 1);
+  std::vector<std::uint8_t> frame = rig.Buffer();
+  EXPECT_EQ(rig.camera->GetImageData(frame.data(), static_cast<int>(frame.size()), 0), 0);
+  rig.camera->StopCapture();
+}
+
 TEST(Capture, TheFpgaIsToldSingleExposureOrVideo) {
   const VirtualRig rig;
   ASSERT_TRUE(rig.Open());
