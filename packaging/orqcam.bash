@@ -18,8 +18,8 @@ _orqcam() {
   local shot="-e --exposure -g --gain --offset --region --center -b --bin -f --format --flip --hardware-bin
     --no-hardware-bin --mono-bin --gamma --time-mark --mode --out-a --out-b"
   local cool="--cool --cool-wait --cool-timeout"
-  local auto="--auto-exposure --auto-gain --auto-wb --auto-target --auto-max-exposure --auto-max-gain"
   local correct="--dark --no-dark --hot-pixels --no-hot-pixels"
+  local auto="--auto-exposure --auto-gain --auto-wb --auto-target --auto-max-exposure --auto-max-gain"
 
   case $prev in
     -c | --camera)

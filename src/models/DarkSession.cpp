@@ -2,12 +2,11 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cmath>
 #include <span>
 #include <thread>
 
 #include "image/HotPixelTable.h"
-#include "models/Cooler.h"
+#include "models/SensorTemperature.h"
 
 namespace orq {
 namespace {
@@ -29,12 +28,6 @@ std::uint64_t MicrosecondsSince(Clock::time_point begin) {
 std::int64_t NowUnixUs() {
   return std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::system_clock::now().time_since_epoch())
       .count();
-}
-
-std::optional<float> SensorCelsius(CModelCamera& camera) {
-  if (camera.Model().thermometer == Thermometer::None || !ThermometerAnswers(camera)) return std::nullopt;
-  const float celsius = camera.GetTemp();
-  return std::isfinite(celsius) ? std::optional(celsius) : std::nullopt;
 }
 
 FrameRegion WholeSensor(const CModelCamera& camera) {
@@ -91,16 +84,13 @@ DarkOutcome DarkSession::Prepare(const FrameRegion& whole) {
                      .mode = camera_.camMode,
                      .capturing = camera_.IsCaptureRunning(),
                      .snap = camera_.snapMode != 0,
-                     .autoExposure = camera_.AutoExp != 0,
-                     .autoGain = camera_.AutoGain != 0};
+                     .autoControl = camera_.autoThr.IsActive()};
   }
+  camera_.StopAutoControlThr();  // it would change the exposure between frames
   camera_.StopCapture();
   constexpr CAM_MODE kFreeRunning = 0;
   if (camera_.camMode != kFreeRunning && camera_.SetCameraMode(kFreeRunning) != MODE_OK) {
     return Failed("cannot leave the trigger mode");
-  }
-  if (!camera_.SetExp(camera_.exposureUs, false) || !camera_.SetGain(camera_.gain, false)) {
-    return Failed("cannot hold the exposure");
   }
   FrameRegion applied;
   std::string reason;
@@ -167,7 +157,7 @@ void DarkSession::Describe(int frames, DarkFacts& facts) const {
   facts.exposureUs = camera_.exposureUs;
   facts.gain = camera_.gain;
   facts.offset = camera_.Brightness;
-  facts.sensorC = SensorCelsius(camera_);
+  facts.sensorC = ReadSensorTemperature(camera_);
   facts.takenUnixUs = NowUnixUs();
   facts.frames = frames;
   // The worker that wrote these has been joined.
@@ -196,17 +186,18 @@ DarkOutcome DarkSession::Restore() {
   const Before& before = *before_;
   FrameRegion applied;
   std::string reason;
-  if (!camera_.SetRegion(before.region, applied, reason)) return Failed("cannot restore the region: " + reason);
+  if (!camera_.SetRegion(before.region, applied, reason)) {
+    return Fail(DarkResult::CameraFailed, "cannot restore the region: " + reason);
+  }
   if (camera_.camMode != before.mode && camera_.SetCameraMode(before.mode) != MODE_OK) {
     return Failed("cannot restore the trigger mode");
-  }
-  if (!camera_.SetExp(camera_.exposureUs, before.autoExposure) ||
-      !camera_.SetGain(camera_.gain, before.autoGain)) {
-    return Failed("cannot restore the exposure");
   }
   camera_.snapMode = before.snap ? 1 : 0;
   camera_.expStatus = ExpIdle;  // the last exposure was the dark's, and its frame is nobody's
   if (before.capturing && camera_.StartCapture(before.snap) == 0) return Failed("cannot start the capture again");
+  if (before.autoControl && camera_.StartAutoControlThr() == 0) {
+    return Fail(DarkResult::CameraFailed, "cannot start automatic control again");
+  }
   before_.reset();
   return {};
 }

@@ -51,8 +51,8 @@ struct DarkFacts {
 };
 
 /// Takes darks with the camera's present exposure, gain and offset. For that it stops a running capture, leaves
-/// the trigger mode, holds automatic exposure and gain, and switches to the whole sensor at bin 1 in 8 bits; it
-/// brings all of it back at the end. What the camera is told in between by others is lost, and so is the frame of
+/// the trigger mode, stops automatic control, and switches to the whole sensor at bin 1 in 8 bits; it brings all
+/// of it back at the end. What the camera is told in between by others is lost, and so is the frame of
 /// a single exposure that was not fetched before.
 ///
 ///     DarkSession session(camera);
@@ -60,8 +60,8 @@ struct DarkFacts {
 ///     if (outcome.Done()) camera.SaveHPCTable();  // still at full size: the dark's average is the sensor's
 ///     session.Restore();
 ///
-/// Caller-serialised with everything that starts and stops captures, changes the geometry or handles darks. Frames
-/// of a collection are offered to readers like all others.
+/// Caller-serialised with everything that starts and stops captures and automatic control, changes the geometry or
+/// handles darks. Frames of a collection are offered to readers like all others.
 class DarkSession {
  public:
   /// Touches nothing. `camera` outlives the session.
@@ -89,8 +89,7 @@ class DarkSession {
     CAM_MODE mode = 0;
     bool capturing = false;
     bool snap = false;
-    bool autoExposure = false;
-    bool autoGain = false;
+    bool autoControl = false;
   };
   enum class Shot { Good, Failed, Cancelled, Lost };
 

@@ -326,6 +326,12 @@ void CModelCamera::AdjustCorrections(bool otherBin) {
   }
   AdjustHPCTable();
   AdjustDarkBuff();
+  // Without a dark that could be cut anew, the pixels that it listed lie where they did in the old geometry.
+  const std::scoped_lock lock(DarkBufMutex, DarkListMutex);
+  if (!pDarkBuf) {
+    pDarkPixList.reset();
+    iDarkPixCount = 0;
+  }
 }
 
 // Stops a running capture around `change`, so that no frame from before it is delivered after it.

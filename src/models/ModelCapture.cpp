@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <chrono>
 #include <new>
+#include <optional>
 #include <thread>
 
 #include "controls/ElectronsPerAdu.h"
@@ -80,6 +81,7 @@ void CModelCamera::Capture(bool* running, bool triggered) {
   // From here on `ended` speaks about this worker; until then readers trust the start mark.
   worker.mailbox.Notify([&] {
     worker.ended = false;
+    ++worker.captures;
     captureStartMark = 0;
   });
 
@@ -283,10 +285,12 @@ void CModelCamera::SetTimeMark(bool on) {
 // start while it still does would be taken for one of a running capture, and no capture would follow.
 void CModelCamera::AwaitWorkerEnd() const {
   const auto giveUp = Clock::now() + kWorkerEndWait;
+  std::optional<std::uint64_t> capture;  // which one is ending: another thread may start the next one meanwhile
   bool ending = true;
   while (ending && Clock::now() < giveUp) {
     worker_->mailbox.Await(0, [&] {
-      ending = IsCaptureRunning() && !MayBringFrames();
+      if (!capture) capture = worker_->captures;
+      ending = IsCaptureRunning() && captureStartMark == 0 && !worker_->restarting && worker_->captures == capture;
       return true;
     });
     if (ending) std::this_thread::sleep_for(std::chrono::microseconds(50));

@@ -121,6 +121,12 @@ class Tests(CliTest):
         for wrong in ("0", "17", "-1", "many"):
             self.assertIn("--frames", self.fail_with(2, "-c", self.covered, "dark", "take", "--frames", wrong))
 
+    def test_wrong_settings_are_refused_before_anything_is_taken(self):
+        for wrong in (("-e", "5"), ("-e", ""), ("--cool", "cold")):
+            self.fail_with(2, "-c", self.covered, "dark", "take", *wrong)
+        self.assertIn("Gain", self.fail_with(1, "-c", self.covered, "dark", "take", "-g", "5"))
+        self.assertEqual(self.remembered(), {})
+
     def test_a_region_gets_its_part_of_the_dark(self):
         self.take("-e", "20ms")
         pixels = self.frame("-e", "20ms", "--region", "10,7,20,16")[0]
@@ -161,13 +167,20 @@ class Tests(CliTest):
 
     def test_the_settings_know_nothing_of_the_dark(self):
         self.take("-e", "20ms")
-        for arguments in (("capture", "-o", "x.fits"), ("capture", "--video", "-o", "y.fits"),
-                          ("stream", "--frames", "2")):
-            self.succeed("-c", self.open, *arguments)
-            settings = self.json("-c", self.open, "settings", "show")
-            text = json.dumps(settings)
+
+        def look():
+            text = json.dumps(self.json("-c", self.open, "settings", "show"))
             self.assertIn('"CutDark": 0', text)
             self.assertNotIn("dark.bmp", text)
+
+        for arguments in (("capture", "-o", "x.fits"), ("capture", "--video", "-o", "y.fits"),
+                          ("stream", "--frames", "2"), ("capture", "--auto-exposure", "-o", "z.fits")):
+            self.succeed("-c", self.open, *arguments)
+            look()
+        process = self.start_tool("-c", self.open, "capture", "--video", "-n", "100000", "-o", "{n}.fits")
+        process.stdout.readline()
+        self.assertEqual(self.interrupt(process)[0], 1)
+        look()
 
     # Which one is applied
 

@@ -128,6 +128,13 @@ class Tests(CliTest):
         code, _, err = self.interrupt(process)
         self.assertEqual((code, err), (0, ""))
 
+    def test_frames_that_come_too_fast_are_told_once(self):
+        # Without time the camera exposes the next frame before the last one has been read.
+        out, err = self.succeed("-c", T46C, "capture", *SMALL, "--video", "-n", "20", "-o", "{n}.fits", "--json")
+        self.assertIn("missed", [line["gps"] for line in self.json_lines(out)[:-1]])
+        self.assertEqual(err.count("not all frames have GPS time"), 1)
+        self.assertNotIn("again", err)
+
     def test_a_frame_on_a_trigger_tells_its_clock(self):
         camera = T46C + ",fpga=0xC0"
         lines = self.json_lines(self.succeed("-c", camera, "trigger", *SMALL, "-n", "2", "--json")[0])

@@ -354,6 +354,16 @@ class Tests(CliTest):
         for arguments in (("--frames", "0"), ("--frames", "17"), ("--frames", "two"), ("-e", "5"), ("-g", "much")):
             self.hot_fails(2, "build", *arguments)
 
+    def test_a_map_that_cannot_be_written_is_told_before_the_dark_is_taken(self):
+        self.dark_camera()
+        for name, reason in (("no/map.png", "No such file"), ("dark.pgm/map.png", "Not a directory"),
+                             ("dark.pgm", "--overwrite"), (".", "File exists"), ("x" * 300 + ".png", "too long")):
+            message = self.hot_fails(1, "build", "--save", "--yes", "--map", name, more=",unplug@1")
+            self.assertIn("cannot write '" + name, message)
+            self.assertIn(reason, message)
+        self.assertIn("Is a directory", self.hot_fails(1, "build", "--map", ".", "--overwrite", more=",unplug@1"))
+        self.assertEqual(self.files(), ["dark.pgm", "frame.pgm"])
+
     def test_a_lost_camera_during_the_dark_has_its_own_exit_code(self):
         self.dark_camera()
         self.hot_fails(4, "build", "--save", "--yes", more=",unplug@1")

@@ -155,6 +155,24 @@ TEST(Corrections, AreLeftOutWhenSwitchedOff) {
   EXPECT_EQ(test::Differences(Shape(rig.camera->Model(), info), sent, frame), 0);
 }
 
+TEST(Corrections, TheListOfADarkThatIsGoneEndsWithItsGeometry) {
+  const VirtualRig rig("k1m", {}, kSide);
+  ASSERT_TRUE(rig.Open());
+  TellTheCamera(*rig.camera);
+  rig.camera->HPC = 0;
+  rig.camera->UsingDark(false);
+  FrameRegion applied;
+  std::string reason;
+  ASSERT_TRUE(rig.camera->SetRegion({8, 4, 96, 96, 1, ORQ_IMG_RAW16}, applied, reason)) << reason;
+  rig.camera->UsingDark(true);
+  FrameInfo info;
+  const auto frame = rig.Snap(info);
+  const auto sent = rig.device->SentPayload(info.sequence);
+  ASSERT_FALSE(sent.empty());
+  EXPECT_EQ(rig.camera->iDarkPixCount, 0);
+  EXPECT_EQ(test::Differences(Shape(rig.camera->Model(), info), sent, frame), 0);
+}
+
 TEST(Corrections, ADarkIsCollectedFromWholeFramesOfEightBitsOnly) {
   const VirtualRig rig("k1m", {}, kSide);
   ASSERT_TRUE(rig.Open());

@@ -308,6 +308,36 @@ TEST(DarkSession, ARunningVideoGoesOnAfterwards) {
   rig.camera->StopCapture();
 }
 
+TEST(DarkSession, AutomaticControlPausesMeanwhile) {
+  const VirtualRig rig = Rig("k1m");
+  ASSERT_TRUE(rig.Open());
+  CModelCamera& camera = *rig.camera;
+  camera.SetExp(kFiveFramesUs, true);
+  ASSERT_EQ(camera.StartAutoControlThr(), 1);
+  ASSERT_EQ(camera.StartCapture(false), 1);
+  ASSERT_TRUE(rig.Fetch());
+  DarkSession session(camera);
+  std::vector<std::uint64_t> exposures;
+  DarkFacts facts;
+  const DarkOutcome outcome = session.Collect(
+      5,
+      [&](const DarkProgress& at) {
+        EXPECT_FALSE(camera.autoThr.IsActive());
+        exposures.push_back(at.exposureUs);
+        return true;
+      },
+      facts);
+  ASSERT_TRUE(outcome.Done()) << outcome.reason;
+  EXPECT_EQ(std::count(exposures.begin(), exposures.end(), facts.exposureUs),
+            static_cast<std::ptrdiff_t>(exposures.size()));
+  ASSERT_TRUE(session.Restore().Done());
+  EXPECT_TRUE(camera.autoThr.IsActive());
+  EXPECT_EQ(camera.AutoExp, 1);
+  EXPECT_TRUE(rig.Fetch()) << camera.CaptureTrouble();
+  camera.StopAutoControlThr();
+  camera.StopCapture();
+}
+
 TEST(DarkSession, AnExposureUnderWayBeginsAnewAfterwards) {
   const VirtualRig rig = Rig("k1c");
   ASSERT_TRUE(rig.Open());

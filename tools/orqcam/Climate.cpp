@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "models/SensorTemperature.h"
+
 namespace orq::cli {
 
 namespace {
@@ -17,9 +19,8 @@ bool HasThermometer(const CModelCamera& camera) {
 }
 
 std::optional<double> SensorCelsius(CModelCamera& camera) {
-  if (!HasThermometer(camera) || !ThermometerAnswers(camera)) return std::nullopt;
-  const float celsius = camera.GetTemp();
-  return std::isfinite(celsius) ? std::optional(Hundredths(celsius)) : std::nullopt;
+  const std::optional<float> celsius = ReadSensorTemperature(camera);
+  return celsius ? std::optional(Hundredths(*celsius)) : std::nullopt;
 }
 
 std::optional<double> SupplyVolts(CModelCamera& camera) {

@@ -213,9 +213,8 @@ void ReportVideoLosses(const StreamCounters& counters) {
       static_cast<unsigned long long>(counters.lost), static_cast<unsigned long long>(counters.overwritten)));
 }
 
-ExitCode Take(const Context& context, Session& session, Corrections& corrections, Shooter& shooter, bool single,
-              const CaptureOptions& options, const FrameSaver& saver, Tally& tally) {
-  const CorrectionsScope scope(corrections);
+ExitCode Take(const Context& context, Session& session, const Corrections& corrections, Shooter& shooter,
+              bool single, const CaptureOptions& options, const FrameSaver& saver, Tally& tally) {
   if (!options.timeout.empty()) shooter.SetTriggerPatience(options.settings.triggers.Patience(options.timeout));
   return TakeAll(context, session, corrections, shooter, single, saver, tally);
 }
@@ -239,12 +238,9 @@ bool WaitsToSettle(Session& session, const AutoControl& automatic) {
   return automatic.Runs() && session.Camera().camMode == 0;
 }
 
-// The settings that hold for this run only are given back in turn: what was corrected with before they are kept,
-// what was automatic with keeping them.
-ExitCode TakeVideo(const Context& context, Session& session, Corrections& corrections,
+ExitCode TakeVideo(const Context& context, Session& session, const Corrections& corrections,
                    const CaptureOptions& options, const FrameSaver& saver, Tally& tally) {
   AutoControl automatic(session, options.automatic);
-  const CorrectionsScope scope(corrections);
   const bool waits = WaitsToSettle(session, automatic);
   if (!waits) corrections.TellDifferences();
   VideoShooter shooter(session);
@@ -258,10 +254,9 @@ ExitCode TakeVideo(const Context& context, Session& session, Corrections& correc
   return code;
 }
 
-ExitCode TakeSingles(const Context& context, Session& session, Corrections& corrections,
+ExitCode TakeSingles(const Context& context, Session& session, const Corrections& corrections,
                      const CaptureOptions& options, const FrameSaver& saver, Tally& tally) {
   AutoControl automatic(session, options.automatic);
-  const CorrectionsScope scope(corrections);
   if (WaitsToSettle(session, automatic)) {
     VideoShooter video(session);
     automatic.Settle(video);
@@ -287,7 +282,7 @@ ExitCode RunCapture(const Context& context, const CaptureOptions& options) {
   const FrameSaver saver(std::move(save), MakeContext(session, options), std::string(session.Model().key),
                          Lower(options.imageType));
   saver.CheckBeforehand(Expected(session.Camera()), count);
-  Corrections corrections(session, options.corrections, TakesChosenDark(context, options));
+  const Corrections corrections(session, options.corrections, TakesChosenDark(context, options));
   options.cooling.Apply(session);
   Tally tally{.count = count};
   const ExitCode code = options.video ? TakeVideo(context, session, corrections, options, saver, tally)

@@ -8,7 +8,6 @@
 #include "DarkFile.h"
 #include "DarkStore.h"
 #include "DarkWork.h"
-#include "Signals.h"
 
 namespace orq::cli {
 
@@ -27,12 +26,6 @@ struct DarkOptions {
 
 Existing ExistingOf(const DarkOptions& options) {
   return options.overwrite ? Existing::Overwrite : Existing::Keep;
-}
-
-void ApplyControl(Session& session, ORQ_CONTROL_TYPE id, const std::optional<std::string>& text) {
-  if (!text) return;
-  const Control control = FindControl(session.Camera(), id);
-  WriteControl(session, control, ParseSetting(control, *text));
 }
 
 void AddFile(Report& report, const std::string& path, const DarkFile& dark) {

@@ -18,7 +18,7 @@ struct FlashOptions {
 
 ExitCode RunDump(const Context& context, const FlashOptions& options) {
   const Existing existing = options.replaceFile ? Existing::Overwrite : Existing::Keep;
-  DemandNoFile(options.file, existing);
+  DemandWritable(options.file, existing);
   Session session(context);
   const FlashImage image = ReadFlash(session);
   const FlashOutcome saved = SaveFlashImage(options.file, image, existing);
@@ -39,7 +39,7 @@ ExitCode RunRestore(const Context& context, const FlashOptions& options) {
   }
   const FlashBackup backup =
       PrepareOverwrite(session, options.overwrite, "overwrite hot pixels, id and parameters in the flash");
-  RestoreFlash(session, image);
+  RestoreFlash(session, image, backup);
   Report report;
   report.Add("restored", options.file);
   report.Add("backup", backup.path);

@@ -1,7 +1,7 @@
 // orqcam hotpixels: the table of hot pixels in the camera's flash, and the correction that uses it.
 #include <cmath>
-#include <cstring>
 #include <memory>
+#include <optional>
 
 #include "Commands.h"
 #include "ControlAccess.h"
@@ -24,9 +24,9 @@ struct HotPixelOptions {
   std::vector<std::string> files;  ///< to export
   bool replaceFiles = false;
 
-  std::string frames;    ///< to build from; empty: as the exposure asks for
-  std::string exposure;  ///< empty: as the camera has it
-  std::string gain;      ///< empty: as the camera has it
+  std::string frames;                   ///< to build from; empty: as the exposure asks for
+  std::optional<std::string> exposure;  ///< none: as the camera has it
+  std::optional<std::string> gain;      ///< the same
   bool save = false;
   OverwriteOptions overwrite;
 
@@ -39,7 +39,7 @@ HotPixelView SensorView(Session& session, HotPixelMarks marks) {
 
 void Write(const std::string& path, const std::vector<std::uint8_t>& bytes, Existing existing) {
   const int error = PutFile(path, bytes, existing, Durability::Synced);
-  if (error != 0) throw CliError(kExitFailed, "cannot write '" + path + "': " + std::strerror(error));
+  if (error != 0) CannotWrite(path, error);
 }
 
 // The table as the user wants to see it.
@@ -62,7 +62,7 @@ void PrintWithList(const Context& context, const HotPixelOptions& options, const
 }
 
 ExitCode RunShow(const Context& context, const HotPixelOptions& options) {
-  if (!options.map.empty()) DemandNoFile(options.map, options.ExistingFiles());
+  if (!options.map.empty()) DemandWritable(options.map, options.ExistingFiles());
   Session session(context);
   HotPixelMarks marks = ReadTable(session);
   Report report;
@@ -113,7 +113,7 @@ Encoder EncoderFor(const std::string& path) {
 ExitCode RunExport(const Context& context, const HotPixelOptions& options) {
   for (const std::string& file : options.files) {
     EncoderFor(file);
-    DemandNoFile(file, options.ExistingFiles());
+    DemandWritable(file, options.ExistingFiles());
   }
   Session session(context);
   HotPixelMarks marks = ReadTable(session);
@@ -134,12 +134,6 @@ void TellCrowd(const HotPixelView& view) {
   Complain(Format("more than 1 in %zu pixels is hot: was the sensor covered?", kOneIn));
 }
 
-void SetCamera(Session& session, ORQ_CONTROL_TYPE id, const std::string& text) {
-  if (text.empty()) return;
-  const Control control = FindControl(session.Camera(), id);
-  WriteControl(session, control, ParseSetting(control, text));
-}
-
 void AddFacts(Report& report, const DarkFacts& facts) {
   report.Add("exposure", facts.exposureUs, "us");
   report.Add("gain", facts.gain);
@@ -150,13 +144,13 @@ void AddFacts(Report& report, const DarkFacts& facts) {
 
 ExitCode RunBuild(const Context& context, const HotPixelOptions& options) {
   const int frames = ParseDarkFrames(options.frames);
-  if (!options.exposure.empty()) ParseExposure(options.exposure);
-  if (!options.gain.empty()) ParseInteger(options.gain, "--gain");
-  if (!options.map.empty()) DemandNoFile(options.map, options.ExistingFiles());
+  if (options.exposure) ParseExposure(*options.exposure);
+  if (options.gain) ParseInteger(*options.gain, "--gain");
+  if (!options.map.empty()) DemandWritable(options.map, options.ExistingFiles());
   Session session(context);
   if (options.save) DemandAnswerable(session, options.overwrite, "replace the hot-pixel table in the flash");
-  SetCamera(session, ORQ_EXPOSURE, options.exposure);
-  SetCamera(session, ORQ_GAIN, options.gain);
+  ApplyControl(session, ORQ_EXPOSURE, options.exposure);
+  ApplyControl(session, ORQ_GAIN, options.gain);
   DarkSession darks(session.Camera());
   const DarkFacts facts = CollectDark(session, darks, frames);
   const HotPixelView view = SensorView(session, HotPixelsOfDark(session.Camera()));

@@ -47,7 +47,7 @@ ExitCode RunGet(const Context& context) {
 ExitCode RunStore(const Context& context, const IdOptions& options, const _ORQ_ID& id, const std::string& what) {
   Session session(context);
   const FlashBackup backup = PrepareOverwrite(session, options.overwrite, what);
-  StoreId(session, id, backup.image);
+  StoreId(session, id, backup);
   PrintId(context, session, backup.path);
   return kExitOk;
 }

@@ -114,12 +114,10 @@ struct StreamRun {
   std::string reason;
 };
 
-StreamRun Watch(const Context& context, Session& session, Corrections& corrections, const Limits& limits,
-                const AutoControl& automatic) {
+StreamRun Watch(const Context& context, Session& session, const Limits& limits, const AutoControl& automatic) {
   StreamRun run;
   session.Camera().StampFrames(kGpsEvery);
   VideoShooter shooter(session);
-  const CorrectionsScope scope(corrections);
   SecondLines lines(context, session.Camera(), automatic);
   Frame frame;
   const auto start = Clock::now();
@@ -202,11 +200,11 @@ ExitCode RunStream(const Context& context, const StreamOptions& options) {
   options.automatic.Check();
   Session session(context);
   options.settings.Apply(session);
-  Corrections corrections(session, options.corrections, context.settings);
+  const Corrections corrections(session, options.corrections, context.settings);
   options.cooling.Apply(session);
   const AutoControl automatic(session, options.automatic);
   corrections.TellDifferences();
-  const StreamRun run = Watch(context, session, corrections, limits, automatic);
+  const StreamRun run = Watch(context, session, limits, automatic);
   const StreamCounters counters = session.Camera().Counters();
   ReportEnd(context, run, counters);
   if (run.end == ShotResult::Lost) throw CliError(kExitCameraLost, "the camera was lost; check its cable");

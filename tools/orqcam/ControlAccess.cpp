@@ -155,4 +155,10 @@ void WriteControl(Session& session, const Control& control, const ControlSetting
   if (result != CTRL_OK) session.Fail("the camera refused " + control.Name() + " " + ValueText(control, raw));
 }
 
+void ApplyControl(Session& session, ORQ_CONTROL_TYPE id, const std::optional<std::string>& text) {
+  if (!text) return;
+  const Control control = FindControl(session.Camera(), id);
+  WriteControl(session, control, ParseSetting(control, *text));
+}
+
 }  // namespace orq::cli

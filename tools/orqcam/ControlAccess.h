@@ -54,5 +54,7 @@ ControlSetting ParseSetting(const Control& control, std::string_view text);
 /// Sets it and says on standard error when the value had to be clamped. Throws CliError when it is read-only, not
 /// supported or refused.
 void WriteControl(Session& session, const Control& control, const ControlSetting& setting);
+/// Both for an option of the tool itself; one that was not given changes nothing.
+void ApplyControl(Session& session, ORQ_CONTROL_TYPE id, const std::optional<std::string>& text);
 
 }  // namespace orq::cli

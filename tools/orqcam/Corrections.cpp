@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <filesystem>
+#include <vector>
 
 #include "Climate.h"
 #include "DarkStore.h"
@@ -77,39 +78,24 @@ void TellShortExposures(const CModelCamera& camera) {
            ExposureText(kShortAutoExposureUs));
 }
 
-Corrections::Corrections(Session& session, const CorrectionOptions& options, bool chosen)
-    : session_(session), cutDark_(session.Camera().CutDark), darkPath_(session.Camera().BMPPATH) {
+Corrections::Corrections(Session& session, const CorrectionOptions& options, bool chosen) : session_(session) {
   CModelCamera& camera = session.Camera();
+  session.FreezeDarkSetting();
   camera.UsingDark(false);
-  try {
-    if (options.dark) {
-      UseDark(*options.dark);
-    } else if (chosen && !options.noDark) {
-      if (const std::string path = DarkStore(session).Chosen(); !path.empty()) UseDark(path);
-    }
-    if (options.noHotPixels) camera.SetHPCStates(false);
-    // Opening the camera has loaded the table of a correction that is on.
-    if (options.hotPixels && camera.HPC == 0 && !camera.SetHPCStates(true)) {
-      if (camera.DeviceLost()) session.Fail("cannot read the table of hot pixels");
-      throw CliError(kExitFailed, "the camera's flash holds no table of hot pixels that can be read");
-    }
-  } catch (const CliError&) {
-    Restore();
-    throw;
+  if (options.dark) {
+    UseDark(*options.dark);
+  } else if (chosen && !options.noDark) {
+    if (const std::string path = DarkStore(session).Chosen(); !path.empty()) UseDark(path);
   }
-}
-
-Corrections::~Corrections() {
-  Restore();
-}
-
-void Corrections::Restore() {
-  if (!inUse_) return;
-  inUse_ = false;
-  CModelCamera& camera = session_.Camera();
-  camera.UsingDark(false);
-  camera.CutDark = cutDark_;
-  camera.BMPPATH = darkPath_;
+  if (options.noHotPixels) camera.SetHPCStates(false);
+  // Opening the camera has loaded the table of a correction that is on.
+  if (options.hotPixels && camera.HPC == 0 && !camera.SetHPCStates(true)) {
+    if (camera.DeviceLost()) session.Fail("cannot read the table of hot pixels");
+    throw CliError(
+        kExitFailed,
+        "the camera's flash holds no table of hot pixels that can be read; build one with orqcam hotpixels "
+        "build --save");
+  }
 }
 
 void Corrections::UseDark(const std::string& path) {
@@ -130,7 +116,7 @@ void Corrections::UseDark(const std::string& path) {
   description_ = std::move(dark.description);
 }
 
-void Corrections::TellDifferences() {
+void Corrections::TellDifferences() const {
   if (name_.empty()) return;
   TellShortExposures(session_.Camera());
   if (!description_) return;

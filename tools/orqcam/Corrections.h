@@ -4,7 +4,6 @@
 #include <CLI/CLI.hpp>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "DarkFile.h"
 #include "Frame.h"
@@ -29,44 +28,24 @@ DarkDescription PresentSettings(Session& session);
 /// Says on standard error when automatic exposure leaves frames without the dark.
 void TellShortExposures(const CModelCamera& camera);
 
-/// The corrections of one run. The camera's own settings know nothing of the dark that is in use meanwhile.
+/// The corrections of one run, until the session ends. The settings that it keeps know nothing of the dark in use.
 class Corrections {
  public:
   /// Switches them on. `chosen`: the user's choice counts (not for `--no-settings`, nor for frames that are to be
   /// a dark or a bias). Throws CliError for a dark that cannot be used and for a missing table of hot pixels.
   Corrections(Session& session, const CorrectionOptions& options, bool chosen);
-  ~Corrections();
-  Corrections(const Corrections&) = delete;
-  Corrections& operator=(const Corrections&) = delete;
 
   /// Says on standard error what does not fit; call it when everything is set.
-  void TellDifferences();
+  void TellDifferences() const;
   /// What files say about the frames; the dark only where it was subtracted.
   CorrectionFacts FactsOf(const FrameInfo& info) const;
-  /// Gives the settings back. Before a video is stopped, for that keeps them.
-  void Restore();
 
  private:
   void UseDark(const std::string& path);
 
   Session& session_;
-  std::uint8_t cutDark_;
-  std::array<char, 256> darkPath_;
-  bool inUse_ = true;
   std::string name_;  ///< of the dark's file, without directory; empty: no dark
   std::optional<DarkDescription> description_;
-};
-
-/// At the end of its life gives the settings back: declare it after what stops the capture.
-class CorrectionsScope {
- public:
-  explicit CorrectionsScope(Corrections& corrections) : corrections_(corrections) {}
-  ~CorrectionsScope() { corrections_.Restore(); }
-  CorrectionsScope(const CorrectionsScope&) = delete;
-  CorrectionsScope& operator=(const CorrectionsScope&) = delete;
-
- private:
-  Corrections& corrections_;
 };
 
 }  // namespace orq::cli

@@ -8,7 +8,6 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <limits>
@@ -51,11 +50,6 @@ int ReadWhole(const std::string& path, std::size_t atMost, std::vector<std::uint
 
 [[noreturn]] void NoDark(const std::string& path, const std::string& why) {
   throw CliError(kExitFailed, "'" + path + "' is no dark: " + why);
-}
-
-[[noreturn]] void CannotWrite(const std::string& path, int error) {
-  const std::string what = "cannot write '" + path + "': " + std::strerror(error);
-  throw CliError(kExitFailed, error == EEXIST ? what + "; give another name, or --overwrite" : what);
 }
 
 template <class Header>
@@ -218,15 +212,7 @@ void DemandDarkName(const std::string& path) {
 }
 
 void CheckDarkWritable(const std::string& path, Existing existing) {
-  for (const std::string& name : {path, DescriptionPath(path)}) {
-    struct stat status {};
-    if (existing == Existing::Keep && lstat(name.c_str(), &status) == 0) CannotWrite(name, EEXIST);
-    const std::string directory = DirectoryOf(name);
-    if (stat(directory.c_str(), &status) != 0) CannotWrite(name, errno);
-    if (!S_ISDIR(status.st_mode)) CannotWrite(name, ENOTDIR);
-    if (access(directory.c_str(), W_OK | X_OK) != 0) CannotWrite(name, errno);
-    if (lstat(name.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) CannotWrite(name, EISDIR);
-  }
+  for (const std::string& name : {path, DescriptionPath(path)}) DemandWritable(name, existing);
 }
 
 void WriteDarkFile(const std::string& path, const DarkFile& dark, Existing existing) {

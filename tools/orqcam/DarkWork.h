@@ -1,6 +1,8 @@
 // Taking a dark under a progress bar.
 #pragma once
 
+#include <string>
+
 #include "Session.h"
 #include "models/DarkSession.h"
 

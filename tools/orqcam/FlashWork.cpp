@@ -32,6 +32,17 @@ void Demand(Session& session, const FlashOutcome& outcome) {
   throw CliError(kExitFailed, outcome.reason);
 }
 
+// A failure after which flash may have changed says how to put the backup back.
+void DemandStored(Session& session, const FlashOutcome& outcome, const FlashBackup& backup) {
+  try {
+    Demand(session, outcome);
+  } catch (const CliError& error) {
+    if (outcome.result == FlashResult::Refused) throw;
+    throw CliError(error.Code(),
+                   error.what() + ("; what flash held before: orqcam flash restore '" + backup.path + "'"));
+  }
+}
+
 std::string BackupDirectory(const OverwriteOptions& options) {
   if (!options.backupDirectory.empty()) return options.backupDirectory;
   const std::string state = StateDirectory();
@@ -110,13 +121,14 @@ FlashBackup PrepareOverwrite(Session& session, const OverwriteOptions& options, 
   return backup;
 }
 
-void RestoreFlash(Session& session, const FlashImage& image) {
+void RestoreFlash(Session& session, const FlashImage& image, const FlashBackup& backup) {
+  const StopShield shield;  // it stops between two sectors, not inside one
   FlashOutcome outcome =
       Watched([&](const FlashWatcher& watcher) { return RestoreFlashImage(session.Camera(), image, watcher); });
   if (outcome.result == FlashResult::Cancelled || outcome.result == FlashResult::CameraFailed) {
     outcome.reason += "; restore it again to finish";
   }
-  Demand(session, outcome);
+  DemandStored(session, outcome, backup);
 }
 
 bool FlashIsLike(Session& session, const FlashImage& image, std::string& difference) {
@@ -127,9 +139,11 @@ bool FlashIsLike(Session& session, const FlashImage& image, std::string& differe
   return outcome.Done();
 }
 
-void StoreId(Session& session, const _ORQ_ID& id, const FlashImage& before) {
-  Demand(session,
-         Watched([&](const FlashWatcher& watcher) { return StoreUserId(session.Camera(), id, before, watcher); }));
+void StoreId(Session& session, const _ORQ_ID& id, const FlashBackup& backup) {
+  const StopShield shield;  // the sector that is erased for it holds other things too
+  const FlashOutcome outcome = Watched(
+      [&](const FlashWatcher& watcher) { return StoreUserId(session.Camera(), id, backup.image, watcher); });
+  DemandStored(session, outcome, backup);
 }
 
 HotPixelMarks ReadTable(Session& session) {
@@ -143,13 +157,7 @@ void SaveTable(Session& session, const FlashBackup& backup) {
   const StopShield shield;  // a table of which half is there is worse than either
   const FlashOutcome outcome = Watched(
       [&](const FlashWatcher& watcher) { return StoreHotPixels(session.Camera(), backup.image, watcher); });
-  try {
-    Demand(session, outcome);
-  } catch (const CliError& error) {
-    if (outcome.result == FlashResult::Refused) throw;
-    throw CliError(error.Code(),
-                   error.what() + ("; what flash held before: orqcam flash restore '" + backup.path + "'"));
-  }
+  DemandStored(session, outcome, backup);
 }
 
 }  // namespace orq::cli

@@ -27,13 +27,15 @@ FlashImage LoadFlash(const std::string& path);
 void DemandAnswerable(Session& session, const OverwriteOptions& options, const std::string& what);
 /// Asks the user, then backs flash up; returns the backup. `what` ends the question "this will ...".
 FlashBackup PrepareOverwrite(Session& session, const OverwriteOptions& options, const std::string& what);
-void RestoreFlash(Session& session, const FlashImage& image);
+/// These three overwrite flash. No number of signals kills the tool meanwhile; a failure says how to put the
+/// backup back.
+void RestoreFlash(Session& session, const FlashImage& image, const FlashBackup& backup);
+void StoreId(Session& session, const _ORQ_ID& id, const FlashBackup& backup);
+/// Saves the hot pixels of the dark that was taken.
+void SaveTable(Session& session, const FlashBackup& backup);
 /// False when flash differs; the reason is then in `difference`.
 bool FlashIsLike(Session& session, const FlashImage& image, std::string& difference);
-void StoreId(Session& session, const _ORQ_ID& id, const FlashImage& before);
 /// Empty: the camera has no table.
 HotPixelMarks ReadTable(Session& session);
-/// Saves the hot pixels of the dark that was taken. A failure says how to put the backup back.
-void SaveTable(Session& session, const FlashBackup& backup);
 
 }  // namespace orq::cli

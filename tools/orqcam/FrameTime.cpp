@@ -102,7 +102,12 @@ void AddGps(Report& report, const FrameInfo& info) {
 
 void GpsWatch::Look(const FrameInfo& info) {
   const GpsState state = info.gps.state;
-  if (state == GpsState::None || (state == GpsState::Missed && !missedIsLost_)) return;
+  if (state == GpsState::None) return;
+  if (state == GpsState::Missed) {
+    if (!missedTold_) Complain("not all frames have GPS time, but the computer's: " + GpsTrouble(info));
+    missedTold_ = true;
+    return;
+  }
   const bool lost = state != GpsState::Fix;
   if (lost == lost_) return;
   lost_ = lost;

@@ -26,15 +26,16 @@ void AddTimes(Report& report, const FrameInfo& info);
 /// Satellites, place and latched lines; only what is known.
 void AddGps(Report& report, const FrameInfo& info);
 
-/// Tells the user once when frames lose GPS time, and once when it is back.
+/// Tells the user once when frames lose GPS time, and once when it is back. That frames come too fast, so that now
+/// and then one's time is missed, is told once for all.
 class GpsWatch {
  public:
-  /// Of a fast video only some frames can have GPS time: `missedIsLost` false lets those pass.
-  explicit GpsWatch(bool missedIsLost) : missedIsLost_(missedIsLost) {}
+  /// `tellsMissed`: whether that matters.
+  explicit GpsWatch(bool tellsMissed) : missedTold_(!tellsMissed) {}
   void Look(const FrameInfo& info);
 
  private:
-  bool missedIsLost_;
+  bool missedTold_;
   bool lost_ = false;
 };
 

@@ -5,7 +5,6 @@
 
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
 
 #include "ExitCodes.h"
 
@@ -56,11 +55,23 @@ void WriteWholeFile(const std::string& path, std::span<const std::uint8_t> bytes
   if (error != 0) Fail(path, error);
 }
 
-void DemandNoFile(const std::string& path, Existing existing) {
-  std::error_code ignored;  // what else may be wrong shows when the file is written
-  if (existing == Existing::Keep && std::filesystem::exists(std::filesystem::symlink_status(path, ignored))) {
-    throw CliError(kExitFailed, "'" + path + "' is there already; give another name, or --overwrite");
+void CannotWrite(const std::string& path, int error) {
+  const std::string what = "cannot write '" + path + "': " + std::strerror(error);
+  throw CliError(kExitFailed, error == EEXIST ? what + "; give another name, or --overwrite" : what);
+}
+
+void DemandWritable(const std::string& path, Existing existing) {
+  const std::string directory = DirectoryOf(path);
+  struct stat status {};
+  if (stat(directory.c_str(), &status) != 0) CannotWrite(path, errno);
+  if (!S_ISDIR(status.st_mode)) CannotWrite(path, ENOTDIR);
+  if (lstat(path.c_str(), &status) == 0) {
+    if (existing == Existing::Keep) CannotWrite(path, EEXIST);
+    if (S_ISDIR(status.st_mode)) CannotWrite(path, EISDIR);
+  } else if (errno != ENOENT) {
+    CannotWrite(path, errno);
   }
+  if (access(directory.c_str(), W_OK | X_OK) != 0) CannotWrite(path, errno);
 }
 
 void WriteChecker::Check(const std::string& path) {

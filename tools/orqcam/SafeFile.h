@@ -13,8 +13,9 @@ namespace orq::cli {
 void WriteWholeFile(const std::string& path, std::span<const std::uint8_t> bytes, Existing existing,
                     Durability durability);
 
-/// Throws CliError when the file is there already and must stay.
-void DemandNoFile(const std::string& path, Existing existing);
+/// The same for files whose name is no --output: the error, and a look beforehand whether it would come.
+[[noreturn]] void CannotWrite(const std::string& path, int error);
+void DemandWritable(const std::string& path, Existing existing);
 
 /// Looks whether files could be written now; fast for many in one directory.
 class WriteChecker {

@@ -74,14 +74,38 @@ Session::Session(const Context& context) {
 
 Session::~Session() {
   if (!named_.camera) return;
-  named_.camera->StopCapture();
+  StopCapture();
   RunFreely();
-  named_.camera->CloseCamera();
+  Keep([this] { Camera().CloseCamera(); });
   TellSettingsTrouble(kWhileKeeping);
 }
 
+Session::DarkSetting Session::SwapDarkSetting(const DarkSetting& setting) {
+  const DarkSetting before{Camera().CutDark, Camera().BMPPATH};
+  Camera().CutDark = setting.on;
+  Camera().BMPPATH = setting.path;
+  return before;
+}
+
+// Runs what keeps the settings.
+template <class Keeper>
+void Session::Keep(Keeper&& keeper) {
+  if (!frozen_) return keeper();
+  const DarkSetting inUse = SwapDarkSetting(*frozen_);
+  keeper();
+  SwapDarkSetting(inUse);
+}
+
+void Session::FreezeDarkSetting() {
+  frozen_ = DarkSetting{Camera().CutDark, Camera().BMPPATH};
+}
+
+void Session::StopCapture() {
+  Keep([this] { Camera().StopCapture(); });
+}
+
 void Session::KeepSettings() {
-  Camera().SaveSetting();
+  Keep([this] { Camera().SaveSetting(); });
   TellSettingsTrouble(kWhileKeeping);
 }
 

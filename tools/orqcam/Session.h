@@ -1,6 +1,8 @@
 // One command's use of a camera.
 #pragma once
 
+#include <array>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -24,8 +26,8 @@ struct Context {
 /// loaded. Throws CliError: wrong name (usage), no such camera.
 NamedCamera FindCamera(const Context& context);
 
-/// An open camera; stopped, set to run freely with its trigger outputs off, and closed at the end of its life, which
-/// keeps its settings after a capture.
+/// An open camera; stopped, set to run freely with its trigger outputs off, and closed at the end of its life,
+/// which keeps its settings after a capture.
 class Session {
  public:
   /// Throws CliError: wrong name (usage), no such camera, cannot be opened.
@@ -43,6 +45,11 @@ class Session {
   std::string Firmware() const;
   std::string Speed() const;
 
+  /// From now on kept settings say of the dark what the camera says now, whichever is in use then: settings are by
+  /// model, a dark belongs to one camera.
+  void FreezeDarkSetting();
+  /// The camera's `StopCapture`, which keeps the settings after a video.
+  void StopCapture();
   /// Keeps the settings for later runs; says on standard error when they cannot be.
   void KeepSettings();
 
@@ -50,8 +57,16 @@ class Session {
   [[noreturn]] void Fail(const std::string& what);
 
  private:
+  struct DarkSetting {
+    std::uint8_t on = 0;
+    std::array<char, 256> path{};
+  };
+  DarkSetting SwapDarkSetting(const DarkSetting& setting);
+  template <class Keeper>
+  void Keep(Keeper&& keeper);
   void RunFreely();
 
+  std::optional<DarkSetting> frozen_;
   NamedCamera named_;
 };
 

@@ -105,11 +105,6 @@ std::string NotEmpty(const std::string& text) {
   return text.empty() ? "a value is missing" : "";
 }
 
-void ApplyControl(Session& session, ORQ_CONTROL_TYPE id, const std::string& text) {
-  const Control control = FindControl(session.Camera(), id);
-  WriteControl(session, control, ParseSetting(control, text));
-}
-
 void ApplyTimeMark(Session& session, bool wanted) {
   if (!wanted) return;
   const FrameRegion region = session.Camera().Region();
@@ -182,10 +177,10 @@ void ShotSettings::Apply(Session& session) const {
   if (monoBin && Bin() == 1) Complain("--mono-bin has no effect at bin 1");
   ApplyRegion(session, *this);
   ApplyTimeMark(session, timeMark);
-  if (gamma) ApplyControl(session, ORQ_GAMMA, *gamma);
+  ApplyControl(session, ORQ_GAMMA, gamma);
   if (!exposure.empty()) ApplyControl(session, ORQ_EXPOSURE, exposure);
-  if (gain) ApplyControl(session, ORQ_GAIN, *gain);
-  if (offset) ApplyControl(session, ORQ_OFFSET, *offset);
+  ApplyControl(session, ORQ_GAIN, gain);
+  ApplyControl(session, ORQ_OFFSET, offset);
   triggers.Apply(session);
 }
 

@@ -87,6 +87,45 @@ TEST_F(DarkFrame, FiveFramesAreAveragedAndEndTheCollection) {
   EXPECT_THAT(Full(), Each(10));
 }
 
+/// What somebody who waits for the end of the collection would find, at the moment the frame's place is asked for.
+class WatchedCamera : public CorrectionCamera {
+ public:
+  using CorrectionCamera::CorrectionCamera;
+  bool IsHardBinRun() override {
+    gettingDark = bGettingDark;
+    count = iDarkFrameCount;
+    return CorrectionCamera::IsHardBinRun();
+  }
+  int gettingDark = -1;
+  int count = -1;
+};
+
+TEST(DarkFrameOrder, TheCollectionEndsWhenItsImageIsCut) {
+  WatchedCamera camera(8, 6);
+  camera.exposureUs = 1'000'000;  // one frame
+  camera.GettingDark(true, 0);
+  camera.DoGetDark();
+  EXPECT_EQ(camera.gettingDark, 1) << "still collecting while the image is cut";
+  EXPECT_EQ(camera.count, 0);
+  EXPECT_EQ(camera.bGettingDark, 0);
+}
+
+TEST_F(DarkFrame, ACollectionThatWasHeldUpGoesOn) {
+  camera.GettingDark(true, 0);
+  Collect(50);
+  Collect(50);
+  camera.GettingDark(false, 0);
+  Collect(250);
+  EXPECT_EQ(camera.iDarkFrameCount, 2);
+  camera.GettingDark(true, 0);
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(camera.bGettingDark, 1);
+    Collect(50);
+  }
+  EXPECT_EQ(camera.bGettingDark, 0);
+  EXPECT_THAT(Full(), Each(50));
+}
+
 TEST_F(DarkFrame, SumsSaturate) {
   camera.exposureUs = 776'000;
   camera.GettingDark(true, 0);

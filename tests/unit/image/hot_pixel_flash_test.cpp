@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -136,6 +137,20 @@ TEST_F(HotPixelFlash, NothingIsLoadedWithoutAMap) {
   EXPECT_THAT(camera.flash->TakeEvents(), IsEmpty());
 }
 
+TEST_F(HotPixelFlash, WithoutTheFramesMapTheTableIsLoadedAndNotCut) {
+  StoreTable();
+  camera.pHPCMap.reset();
+  camera.bHPCForce = false;
+  LogText log;
+  EXPECT_TRUE(camera.LoadHPCTable());
+  EXPECT_EQ(log.Text(), Line("ReadFromFLAHAndUnCompress", "LoadHPC: Compressed length: 14 :\n"));
+  Bytes expected(2560);
+  expected[3] = 1;
+  expected[2559] = 1;
+  EXPECT_EQ(FullMap(), expected);
+  EXPECT_TRUE(camera.bHPCForce);
+}
+
 TEST_F(HotPixelFlash, SwitchingOnLoadsTheTable) {
   StoreTable();
   LogText log;
@@ -162,6 +177,21 @@ TEST_F(HotPixelFlash, SwitchingOffLoadsNothing) {
   EXPECT_EQ(log.Text(), "");
   EXPECT_EQ(camera.HPC, 0);
   EXPECT_THAT(camera.flash->TakeEvents(), IsEmpty());
+}
+
+/// 8 bytes in front, 1005 entries and 15 ends of blocks of 2 bytes each make 2048.
+TEST_F(HotPixelFlash, ATableOfWholeChunksIsSavedAndReportedAsFailed) {
+  Resize(64, 512);
+  MakeDark(20, 20);
+  for (std::size_t byte = 0; byte < 1004; ++byte) camera.pDarkFull[8 * byte] = 60;
+  camera.pDarkFull[8 * 4095] = 60;
+  EXPECT_FALSE(camera.SaveHPCTable());
+  EXPECT_EQ(camera.flash->Bytes(kArea, 8), (Bytes{'O', 'R', 'Q', 'D', 0, 0, 0x08, 0x00}));
+  const Bytes saved = FullMap();
+  std::fill_n(camera.pHPCFullMap.get(), pixels, std::uint8_t{0});
+  EXPECT_TRUE(camera.LoadHPCTable());
+  EXPECT_EQ(FullMap(), saved);
+  EXPECT_EQ(std::count(saved.begin(), saved.end(), 1), 1005);
 }
 
 TEST_F(HotPixelFlash, WhatWasSavedComesBack) {
