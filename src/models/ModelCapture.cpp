@@ -260,8 +260,10 @@ bool CModelCamera::IsOfCurrentSettings(const FrameInfo& info, int wbRed, int wbB
   return info.exposureUs == exposureUs && info.gain == gain && wbRed == WB_Red && wbBlue == WB_Blue;
 }
 
-// While the gate is closed, the first frame of the new settings is copied at once, and none of the old.
+// While the gate is closed, the first frame of the new settings is copied at once, and none of the old. Without a
+// worker the copy grows old: the next one waits for a new one.
 bool CModelCamera::AutoCopyDue(const FrameInfo& info, int wbRed, int wbBlue) {
+  if (!autoThr.IsActive()) autoGateLimit = 0;
   if (!autoThr.IsActive() || !IsOfCurrentSettings(info, wbRed, wbBlue)) return false;
   const auto now = Clock::now();
   if (autoGateLimit != 0 && now - worker_->autoCopiedAt < kAutoCopyInterval) return false;

@@ -411,6 +411,14 @@ TEST(AutoFrame, AChangeOfGeometryClosesTheGateBeforeTheNextCapture) {
   EXPECT_EQ(loop.camera().autoGateLimit, 0);
 }
 
+TEST(AutoFrame, FramesWithoutAWorkerCloseTheGate) {
+  Loop loop("k1c", 1e6);
+  loop.Start(Mode::Exposure, 1000, 0);
+  ASSERT_TRUE(loop.AwaitFrame());
+  loop.camera().StopAutoControlThr();
+  EXPECT_TRUE(Eventually([&] { return loop.camera().autoGateLimit == 0; })) << "the next worker awaits a frame";
+}
+
 TEST(AutoFrame, FramesOfOldSettingsAreNotCopied) {
   Loop loop("k1c", 1e6);
   loop.Start(Mode::Exposure, 1000, 0);
