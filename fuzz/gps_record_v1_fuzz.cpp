@@ -24,7 +24,8 @@ bool IsText(const char (&text)[N]) {
 
 void CheckTime(_ORQ_DATE_TIME time, float offset) {
   Require(time.Year >= 2023 && time.Month >= 1 && time.Month <= 12);
-  Require(time.MSecond >= 0 && time.MSecond <= 1000 && time.USecond >= 0 && time.USecond <= 9999);
+  // The milliseconds round up where the tenths of microseconds do not: then those are one less than none.
+  Require(time.MSecond >= 0 && time.MSecond <= 1000 && time.USecond >= -1 && time.USecond <= 9999);
   const orq::DateTimeSum sum = orq::AddMicroseconds(time, orq::WholeMicroseconds(offset));
   Require(sum.lineCount <= sum.lines.size());
   time = sum.time;

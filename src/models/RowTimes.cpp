@@ -40,9 +40,10 @@ std::optional<UtcTenths> ToUtc(const _ORQ_DATE_TIME& time) {
   using std::chrono::month;
   using std::chrono::year;
   constexpr int kMostMilliseconds = 100'000;  // an offset may have made them exceed a second, but not by much
+  constexpr int kLeastTenths = -1;            // where a fraction's milliseconds were rounded up
   const bool possible = Within(time.Year, 1970, 9999) && Within(time.Month, 1, 12) && Within(time.Day, 1, 31) &&
                         Within(time.Hour, 0, 23) && Within(time.Minute, 0, 59) && Within(time.Second, 0, 59) &&
-                        Within(time.MSecond, 0, kMostMilliseconds) && Within(time.USecond, 0, 9999);
+                        Within(time.MSecond, 0, kMostMilliseconds) && Within(time.USecond, kLeastTenths, 9999);
   if (!possible) return std::nullopt;
   const std::chrono::year_month_day date(year(time.Year), month(static_cast<unsigned>(time.Month)),
                                          day(static_cast<unsigned>(time.Day)));

@@ -175,6 +175,15 @@ TEST_F(GpsRecordV1, AWholeSecondOfTicksIsCarried) {
                                        Line(kTag, "After add SHR0, MSecond: 0, USecond: 0\n")));
 }
 
+/// In double precision 0.172 * 1000 is 172, and 0.172 * 10000000 a little less than 1720000.
+TEST_F(GpsRecordV1, MillisecondsThatRoundUpLeaveOneTenthLessThanNone) {
+  BlockV1 block = GoodBlock();
+  PutTicks(block, 43, 250);
+  EXPECT_EQ(Decode(block), 0);
+  EXPECT_THAT(log, testing::StartsWith(Line(kTag, "Before, MSecond: 172, USecond: -1\n") +
+                                       Line(kTag, "After add SHR0, MSecond: 171, USecond: 9999\n")));
+}
+
 TEST_F(GpsRecordV1, NoTicksAtAllCountAsTheWholeSecondsBeginning) {
   BlockV1 block = GoodBlock();
   PutTicks(block, 0, 0);

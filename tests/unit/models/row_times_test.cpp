@@ -38,6 +38,8 @@ TEST(ToUtc, CountsTenthsOfMicrosecondsSince1970) {
   EXPECT_EQ(ToUtc(Time(2030, 1, 1, 0, 0, 0)), kStart);
   EXPECT_EQ(ToUtc(Time(2029, 12, 31, 23, 59, 59, 999, 9999)), kStart - 1);
   EXPECT_EQ(ToUtc(Time(2030, 1, 1, 1, 2, 3, 4, 5678)), kStart + 37'230'000'000 + 45'678);
+  EXPECT_EQ(ToUtc(Time(2030, 1, 1, 0, 0, 0, 172, -1)), kStart + 1'719'999) << "as rounding leaves it";
+  EXPECT_EQ(ToUtc(Time(2030, 1, 1, 0, 0, 0, 172, -2)), std::nullopt);
   // 2028 has a 29 February; 31 days of January and 28 of February before it.
   EXPECT_EQ(ToUtc(Time(2028, 2, 29, 0, 0, 0)), std::int64_t{58 * 365 + 14 + 31 + 28} * 864'000'000'000);
 }
