@@ -125,16 +125,29 @@ BENCHMARK(Flips<std::uint8_t, false, true>)->Apply(Cameras);
 BENCHMARK(Flips<std::uint16_t, true, false>)->Apply(Cameras);
 BENCHMARK(Flips<std::uint16_t, true, true>)->Apply(Cameras);
 
-/// Everything that happens to a frame: arguments are the camera, the format, the bin and whether it is flipped.
-void WholePath(benchmark::State& state) {
-  const ModelData& model = *FindModel(state.range(0) == 0 ? "k1c" : "x26m");
-  FrameRegion region = FullRegion(model);
+const ModelData& ModelOf(const benchmark::State& state) {
+  return *FindModel(state.range(0) == 0 ? "k1c" : "x26m");
+}
+
+/// The whole sensor in the format and bin of the arguments; false, and the benchmark skipped, when there is none.
+bool WholeSensorOf(benchmark::State& state, FrameRegion& region) {
+  const ModelData& model = ModelOf(state);
+  region = FullRegion(model);
   std::string reason;
   region.format = static_cast<IMG_TYPE>(state.range(1));
   region.bin = static_cast<int>(state.range(2));
   region.width /= region.bin;
   region.height /= region.bin;
-  if (!FitRegionTo(model, region, region, reason)) return state.SkipWithError(reason.c_str());
+  if (FitRegionTo(model, region, region, reason)) return true;
+  state.SkipWithError(reason.c_str());
+  return false;
+}
+
+/// Everything that happens to a frame: arguments are the camera, the format, the bin and whether it is flipped.
+void WholePath(benchmark::State& state) {
+  const ModelData& model = ModelOf(state);
+  FrameRegion region;
+  if (!WholeSensorOf(state, region)) return;
   const FrameSetup setup = SetupFor(model, region, false);
   auto image = Frame<std::uint16_t>(SizeOf(state));
   std::vector<std::uint16_t> scratch(image.size());
@@ -209,14 +222,9 @@ std::unique_ptr<CModelCamera> DefectiveCamera(const ModelData& model, const Fram
 /// automatic control, host binning, gamma, both flips, format and time mark: arguments are the camera, the format,
 /// the bin.
 void EveryCorrection(benchmark::State& state) {
-  const ModelData& model = *FindModel(state.range(0) == 0 ? "k1c" : "x26m");
-  FrameRegion region = FullRegion(model);
-  std::string reason;
-  region.format = static_cast<IMG_TYPE>(state.range(1));
-  region.bin = static_cast<int>(state.range(2));
-  region.width /= region.bin;
-  region.height /= region.bin;
-  if (!FitRegionTo(model, region, region, reason)) return state.SkipWithError(reason.c_str());
+  const ModelData& model = ModelOf(state);
+  FrameRegion region;
+  if (!WholeSensorOf(state, region)) return;
   const auto camera = DefectiveCamera(model, region);
   const FrameSetup setup = SetupFor(model, region, false);
   const std::size_t bytes = setup.TransferSamples() * (setup.wide ? 2 : 1);

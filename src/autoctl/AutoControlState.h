@@ -18,8 +18,8 @@ struct AutoControlState {
   Relaxed<std::int32_t> autoGateB{0};
   std::mutex autoBufMutex;  ///< guards what `autoBuf` points to; nothing else is locked while it is held
 
-  Relaxed<std::int32_t> autoMean{
-      0};  ///< what `AutoExpGain` measured last, 1..255; 0: nothing since the worker began
+  /// What `AutoExpGain` measured last, 1 to 255; 0: nothing since the worker began.
+  Relaxed<std::int32_t> autoMean{0};
   /// Cycles in a row that measured and left exposure, gain and white balance as they were; written by the worker.
   Relaxed<std::int32_t> autoSteadyCycles{0};
 };

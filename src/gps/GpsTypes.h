@@ -12,7 +12,7 @@ struct _ORQ_DATE_TIME {
   std::int32_t Minute;   ///< 0 to 59
   std::int32_t Second;   ///< 0 to 59
   std::int32_t MSecond;  ///< milliseconds, 0 to 999
-  std::int32_t USecond;  ///< below a millisecond in units of 0.1 µs, 0 to 9999
+  std::int32_t USecond;  ///< below a millisecond in units of 0.1 µs, 0 to 9999; -1 when those rounded up
   char TimeText[64];     ///< the same instant, zero-terminated
 };
 static_assert(sizeof(_ORQ_DATE_TIME) == 96);
