@@ -1,77 +1,153 @@
 #include "models/FrameMailbox.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstring>
 #include <utility>
 
 namespace orq {
 
-void FrameMailbox::Grow(Buffer& buffer, std::size_t bytes) {
-  if (buffer.capacity >= bytes) return;
-  buffer.data = std::make_unique_for_overwrite<std::uint8_t[]>(bytes);
-  buffer.capacity = bytes;
+FrameReader::FrameReader(ReadMode mode, std::size_t depth)
+    : mode_(mode), line_(mode == ReadMode::Newest ? 1 : std::max<std::size_t>(depth, 1)) {}
+
+FrameMailbox::FrameMailbox(std::size_t memoryBytes) : pool_(FramePool::Make(memoryBytes)) {
+  readers_.reserve(kMostReaders);
 }
 
-void FrameMailbox::Prepare(std::size_t bytes) {
-  const std::lock_guard lock(mutex_);
-  Grow(work_, bytes);
-  if (!prepared_) {
-    spare_.reserve(4);
-    spare_.resize(1);
-    prepared_ = true;
-  }
-  for (Buffer& buffer : spare_) Grow(buffer, bytes);
-  // A buffer that a reader has right now grows when it comes back.
-  if (!fresh_) Grow(ready_, bytes);
+bool FrameMailbox::Prepare(std::size_t bytes) {
   frameBytes_ = bytes;
+  work_ = FramePtr();
+  return !Work().empty();
 }
 
 std::span<std::uint8_t> FrameMailbox::Work() {
-  Grow(work_, frameBytes_);  // only the writer changes the size: no lock
-  return {work_.data.get(), work_.capacity};
+  if (!work_) work_ = pool_->Acquire(frameBytes_);
+  return work_ ? work_->Room() : std::span<std::uint8_t>();
 }
 
-void FrameMailbox::Publish(std::size_t bytes, const FrameInfo& info) {
+void FrameMailbox::Publish(const FrameInfo& info) {
+  if (!work_) return;
   {
     const std::lock_guard lock(mutex_);
-    work_.bytes = bytes;
-    work_.info = info;
-    if (fresh_) ++overwritten_;
-    std::swap(work_, ready_);
-    fresh_ = true;
+    work_->Describe(info, ++published_);
+    Put(own_, work_);
+    for (const auto& reader : readers_) Put(*reader, work_);
+    Ring();
   }
+  work_ = FramePtr();
   changed_.notify_all();
 }
 
-FrameMailbox::Result FrameMailbox::Fetch(std::span<std::uint8_t> out, int waitMs,
-                                         const std::function<bool()>& mayCome, FrameInfo& info) {
-  std::unique_lock lock(mutex_);
-  const auto decided = [&] { return fresh_ || !mayCome(); };
+void FrameMailbox::CountNoBuffer() {
+  const std::lock_guard lock(mutex_);
+  ++noBuffer_;
+}
+
+void FrameMailbox::Put(FrameReader& reader, const FramePtr& frame) {
+  if (reader.waiting_ == reader.line_.size()) {
+    ++reader.missed_;
+    if (reader.mode_ == ReadMode::Every) return;
+    Take(reader);
+  }
+  reader.line_[(reader.first_ + reader.waiting_) % reader.line_.size()] = frame;
+  ++reader.waiting_;
+}
+
+FramePtr FrameMailbox::Take(FrameReader& reader) {
+  FramePtr frame = std::move(reader.line_[reader.first_]);
+  reader.first_ = (reader.first_ + 1) % reader.line_.size();
+  --reader.waiting_;
+  return frame;
+}
+
+void FrameMailbox::Drop(FrameReader& reader) {
+  while (reader.waiting_ != 0) Take(reader);
+}
+
+void FrameMailbox::DropNewest() {
+  Drop(own_);
+  for (const auto& reader : readers_) {
+    if (reader->mode_ == ReadMode::Newest) Drop(*reader);
+  }
+  Ring();
+}
+
+void FrameMailbox::Ring() const {
+  if (doorbell_) doorbell_(own_.waiting_ != 0);
+}
+
+FrameMailbox::Result FrameMailbox::Wait(std::unique_lock<std::mutex>& lock, const FrameReader& reader, int waitMs,
+                                        const std::function<bool()>& mayCome) {
+  const auto decided = [&] { return reader.waiting_ != 0 || reader.closed_ || !mayCome(); };
   if (waitMs < 0) {
     changed_.wait(lock, decided);
   } else if (!changed_.wait_for(lock, std::chrono::milliseconds(waitMs), decided)) {
     return Result::TimedOut;
   }
-  if (!fresh_) return Result::Ended;
-  if (out.size() < ready_.bytes) return Result::TooSmall;
+  if (reader.closed_) return Result::Closed;
+  return reader.waiting_ != 0 ? Result::Frame : Result::Ended;
+}
 
-  Buffer taken = std::move(ready_);
-  ready_ = Buffer{};
-  fresh_ = false;
-  if (!spare_.empty()) {
-    ready_ = std::move(spare_.back());
-    spare_.pop_back();
+FrameMailbox::Result FrameMailbox::Fetch(FrameReader& reader, int waitMs, const std::function<bool()>& mayCome,
+                                         FramePtr& frame) {
+  std::unique_lock lock(mutex_);
+  const Result result = Wait(lock, reader, waitMs, mayCome);
+  if (result != Result::Frame) return result;
+  frame = Take(reader);
+  ++reader.delivered_;
+  return result;
+}
+
+FrameMailbox::Result FrameMailbox::Fetch(int waitMs, const std::function<bool()>& mayCome, FramePtr& frame) {
+  std::unique_lock lock(mutex_);
+  const Result result = Wait(lock, own_, waitMs, mayCome);
+  if (result != Result::Frame) return result;
+  frame = Take(own_);
+  ++own_.delivered_;
+  lastFetched_ = frame->Info();
+  Ring();
+  return result;
+}
+
+FrameMailbox::Result FrameMailbox::Fetch(std::span<std::uint8_t> out, int waitMs,
+                                         const std::function<bool()>& mayCome, FrameInfo& info) {
+  FramePtr frame;
+  {
+    std::unique_lock lock(mutex_);
+    const Result result = Wait(lock, own_, waitMs, mayCome);
+    if (result != Result::Frame) return result;
+    if (out.size() < own_.line_[own_.first_]->Pixels().size()) return Result::TooSmall;
+    frame = Take(own_);
+    ++own_.delivered_;
+    lastFetched_ = frame->Info();
+    Ring();
   }
-  lastFetched_ = taken.info;
-  lock.unlock();
-
-  std::memcpy(out.data(), taken.data.get(), taken.bytes);
-  info = taken.info;
-
-  lock.lock();
-  if (taken.capacity < frameBytes_) taken = Buffer{};  // the writer makes larger ones
-  spare_.push_back(std::move(taken));
+  std::memcpy(out.data(), frame->Pixels().data(), frame->Pixels().size());
+  info = frame->Info();
   return Result::Frame;
+}
+
+std::shared_ptr<FrameReader> FrameMailbox::OpenReader(ReadMode mode, std::size_t depth) {
+  std::shared_ptr<FrameReader> reader(new FrameReader(mode, depth));
+  const std::lock_guard lock(mutex_);
+  if (readers_.size() >= kMostReaders) return nullptr;
+  readers_.push_back(reader);
+  return reader;
+}
+
+FrameMailbox::ReaderCounts FrameMailbox::Counts(const FrameReader& reader) const {
+  const std::lock_guard lock(mutex_);
+  return {reader.waiting_, reader.delivered_, reader.missed_};
+}
+
+void FrameMailbox::CloseReader(FrameReader& reader) {
+  {
+    const std::lock_guard lock(mutex_);
+    reader.closed_ = true;
+    Drop(reader);
+    std::erase_if(readers_, [&reader](const auto& other) { return other.get() == &reader; });
+  }
+  changed_.notify_all();
 }
 
 void FrameMailbox::Await(int waitMs, const std::function<bool()>& done) {
@@ -89,12 +165,18 @@ void FrameMailbox::Notify(const std::function<void()>& change) {
 
 void FrameMailbox::Discard() {
   const std::lock_guard lock(mutex_);
-  fresh_ = false;
+  DropNewest();
 }
 
 void FrameMailbox::DiscardIf(const std::function<bool()>& stale) {
   const std::lock_guard lock(mutex_);
-  if (stale()) fresh_ = false;
+  if (stale()) DropNewest();
+}
+
+void FrameMailbox::SetDoorbell(std::function<void(bool)> doorbell) {
+  const std::lock_guard lock(mutex_);
+  doorbell_ = std::move(doorbell);
+  Ring();
 }
 
 FrameInfo FrameMailbox::LastFetched() const {
@@ -104,12 +186,18 @@ FrameInfo FrameMailbox::LastFetched() const {
 
 std::uint64_t FrameMailbox::Overwritten() const {
   const std::lock_guard lock(mutex_);
-  return overwritten_;
+  return own_.missed_;
 }
 
-void FrameMailbox::ResetCount() {
+std::uint64_t FrameMailbox::NoBuffer() const {
   const std::lock_guard lock(mutex_);
-  overwritten_ = 0;
+  return noBuffer_;
+}
+
+void FrameMailbox::ResetCounts() {
+  const std::lock_guard lock(mutex_);
+  own_.missed_ = 0;
+  noBuffer_ = 0;
 }
 
 }  // namespace orq

@@ -10,65 +10,118 @@
 #include <span>
 #include <vector>
 
+#include "models/FramePool.h"
 #include "models/FrameTypes.h"
 
 namespace orq {
 
-/// Holds the newest delivered frame until it is fetched or replaced. Three buffers go round (one in work, one
-/// waiting, one being copied out), so that neither side waits for the other's copying and nothing is allocated per
-/// frame. The writer is one thread; everything else is any-thread.
+/// What a reader of frames wants.
+enum class ReadMode : std::uint8_t {
+  Newest,  ///< a frame that is not fetched before the next one is replaced
+  Every,   ///< frames wait in line; when the line is full the newest is left out
+};
+
+/// One reader's frames. Handed to the mailbox that made it.
+class FrameReader {
+ public:
+  FrameReader(const FrameReader&) = delete;
+  FrameReader& operator=(const FrameReader&) = delete;
+
+ private:
+  friend class FrameMailbox;
+  FrameReader(ReadMode mode, std::size_t depth);
+
+  // Guarded by the mailbox's lock.
+  const ReadMode mode_;
+  std::vector<FramePtr> line_;  ///< a ring
+  std::size_t first_ = 0;
+  std::size_t waiting_ = 0;
+  std::uint64_t delivered_ = 0;
+  std::uint64_t missed_ = 0;
+  bool closed_ = false;
+};
+
+/// Hands the newest delivered frame to whoever asks for one, and frames to any number of further readers: all of them
+/// share the frame, nobody copies it. The writer is one thread; everything else is any-thread.
 class FrameMailbox {
  public:
-  enum class Result { Frame, Ended, TimedOut, TooSmall };
+  enum class Result { Frame, Ended, TimedOut, TooSmall, Closed };
+  struct ReaderCounts {
+    std::size_t waiting = 0;      ///< in line now
+    std::uint64_t delivered = 0;  ///< handed over
+    std::uint64_t missed = 0;     ///< replaced or left out
+  };
+  static constexpr std::size_t kMostReaders = 64;
 
-  /// Writer: makes room for frames of `bytes` bytes. Throws std::bad_alloc.
-  void Prepare(std::size_t bytes);
-  /// Writer: where the next frame is to be put; `Prepare`d bytes. Throws std::bad_alloc, and only after a change
-  /// to larger frames.
+  explicit FrameMailbox(std::size_t memoryBytes);
+
+  /// Writer: the next frames have `bytes` bytes. False when there is no memory for one.
+  bool Prepare(std::size_t bytes);
+  /// Writer: where the next frame is to be put; empty while the frames that are held take all the memory.
   std::span<std::uint8_t> Work();
-  /// Writer: offers the first `bytes` of `Work` to readers and takes another buffer for work. A frame that was
-  /// still waiting is replaced and counted.
-  void Publish(std::size_t bytes, const FrameInfo& info);
+  /// Writer: gives what is in `Work` to the readers.
+  void Publish(const FrameInfo& info);
+  /// Writer: a frame had to be left out, because `Work` was empty.
+  void CountNoBuffer();
 
-  /// Waits up to `waitMs` (negative: for ever) for a frame and copies it into `out`. `Ended` as soon as none waits
-  /// and `mayCome` says that none will; it is asked under the mailbox's lock, at first and after every `Notify`.
-  /// `TooSmall` leaves the frame waiting.
+  /// The default reader: waits up to `waitMs` (negative: for ever) for a frame. `Ended` as soon as none waits and
+  /// `mayCome` says that none will; it is asked under the mailbox's lock, at first and after every `Notify`.
+  Result Fetch(int waitMs, const std::function<bool()>& mayCome, FramePtr& frame);
+  /// The same into `out`. `TooSmall` leaves the frame waiting.
   Result Fetch(std::span<std::uint8_t> out, int waitMs, const std::function<bool()>& mayCome, FrameInfo& info);
+
+  /// One more reader, from the next frame on; null when there are kMostReaders. `depth` (at least 1) counts for
+  /// ReadMode::Every.
+  std::shared_ptr<FrameReader> OpenReader(ReadMode mode, std::size_t depth);
+  /// As the default reader's `Fetch`. `Closed` at once after `CloseReader`.
+  Result Fetch(FrameReader& reader, int waitMs, const std::function<bool()>& mayCome, FramePtr& frame);
+  ReaderCounts Counts(const FrameReader& reader) const;
+  /// Wakes whoever waits with it and gives its frames back.
+  void CloseReader(FrameReader& reader);
+
   /// Waits up to `waitMs` until `done`, which is asked under the mailbox's lock, at first and after every
   /// `Notify`.
   void Await(int waitMs, const std::function<bool()>& done);
   /// Runs `change` under the mailbox's lock and wakes all readers.
   void Notify(const std::function<void()>& change);
-  /// Drops a waiting frame.
+  /// Drops frames that wait for readers of the newest one.
   void Discard();
-  /// Drops it when `stale` says so, which is asked with the lock held.
+  /// Drops them when `stale` says so, which is asked with the lock held.
   void DiscardIf(const std::function<bool()>& stale);
+  /// Called with the lock held whenever the default reader's frame comes or goes: whether one waits. Empty: nobody is
+  /// called.
+  void SetDoorbell(std::function<void(bool waits)> doorbell);
 
-  /// Facts of the frame that was fetched last.
+  /// Facts of the frame that the default reader fetched last.
   FrameInfo LastFetched() const;
-  /// Frames replaced before they were fetched, since `ResetCount`.
+  /// Frames replaced before the default reader fetched them, and frames that found no memory, since `ResetCounts`.
   std::uint64_t Overwritten() const;
-  void ResetCount();
+  std::uint64_t NoBuffer() const;
+  void ResetCounts();
+
+  FramePool& Pool() { return *pool_; }
 
  private:
-  struct Buffer {
-    std::unique_ptr<std::uint8_t[]> data;
-    std::size_t capacity = 0;
-    std::size_t bytes = 0;
-    FrameInfo info;
-  };
-  static void Grow(Buffer& buffer, std::size_t bytes);
+  // With the lock held.
+  void Put(FrameReader& reader, const FramePtr& frame);
+  FramePtr Take(FrameReader& reader);
+  void Drop(FrameReader& reader);
+  void DropNewest();
+  void Ring() const;
+  Result Wait(std::unique_lock<std::mutex>& lock, const FrameReader& reader, int waitMs,
+              const std::function<bool()>& mayCome);
 
-  Buffer work_;  // writer only
+  const std::shared_ptr<FramePool> pool_;
+  FramePtr work_;                // writer only
+  std::size_t frameBytes_ = 0;   // writer only
   mutable std::mutex mutex_;
   std::condition_variable changed_;
-  std::size_t frameBytes_ = 0;
-  Buffer ready_;
-  bool fresh_ = false;
-  std::vector<Buffer> spare_;
-  bool prepared_ = false;
+  FrameReader own_{ReadMode::Newest, 1};
+  std::vector<std::shared_ptr<FrameReader>> readers_;
+  std::function<void(bool)> doorbell_;
   FrameInfo lastFetched_;
-  std::uint64_t overwritten_ = 0;
+  std::uint64_t published_ = 0;
+  std::uint64_t noBuffer_ = 0;
 };
 
 }  // namespace orq

@@ -61,9 +61,17 @@ int LinesOf(std::uint64_t exposureUs, std::uint32_t lineTimeNs) {
   return static_cast<int>(std::min<std::uint64_t>(lines, 0x7FFFFFFF));
 }
 
+// Four frames of the whole sensor in the widest format: one in work, one that waits, two that somebody holds.
+std::size_t FrameMemory(const ModelData& model) {
+  constexpr std::size_t kFrames = 4;
+  constexpr std::size_t kMostBytesPerPixel = 3;
+  return kFrames * kMostBytesPerPixel * static_cast<std::size_t>(model.maxWidth) *
+         static_cast<std::size_t>(model.maxHeight);
+}
+
 }  // namespace
 
-CModelCamera::CModelCamera(const ModelData& model) : model_(model), worker_(std::make_unique<Worker>()) {
+CModelCamera::CModelCamera(const ModelData& model) : model_(model), worker_(std::make_unique<Worker>(FrameMemory(model))) {
   DescribeModel();
   if (model_.cooled) cooler_ = std::make_unique<Cooler>(*this, model_.cooler, model_.timeScale);
   if (model_.gps) worker_->gps.emplace(*this);

@@ -32,6 +32,9 @@ constexpr std::int32_t kAutoGateOpen = 0x7FFFFFFF;
 // Ending takes a worker microseconds; a computer that swaps takes longer.
 constexpr std::chrono::seconds kWorkerEndWait{10};
 
+constexpr const char* kNoFrameMemory =
+    "all memory for frames is in use: release frames that are no longer needed, allow more, or choose a smaller region";
+
 std::string DamagedFrame(const StreamCounters& counters) {
   const char* how = "its transfer failed";
   if (counters.failedShort != 0) how = "it was too short";
@@ -76,7 +79,7 @@ void CModelCamera::Capture(bool* running, bool triggered) {
   Worker& worker = *worker_;
   const bool snap = snapMode != 0;
   worker.mailbox.Discard();
-  worker.mailbox.ResetCount();
+  worker.mailbox.ResetCounts();
   worker.SetTrouble({});
   // From here on `ended` speaks about this worker; until then readers trust the start mark.
   worker.mailbox.Notify([&] {
@@ -98,7 +101,7 @@ void CModelCamera::Capture(bool* running, bool triggered) {
   StopStream();
   // A single exposure's frame is handed over when nothing more is to be done, so that the next exposure can
   // follow.
-  if (end == StreamEnd::Delivered) worker.mailbox.Publish(worker.setup.OutputBytes(), info);
+  if (end == StreamEnd::Delivered) worker.mailbox.Publish(info);
   if (end == StreamEnd::Stopped) worker.mailbox.Discard();
   worker.mailbox.Notify([&] {
     worker.ended = true;
@@ -116,7 +119,10 @@ CModelCamera::StreamEnd CModelCamera::DeliverFrames(bool* running, bool triggere
                                                     std::string& trouble) {
   Worker& worker = *worker_;
   const bool snap = snapMode != 0;
-  worker.mailbox.Prepare(worker.setup.OutputBytes());
+  if (!worker.mailbox.Prepare(worker.setup.OutputBytes())) {
+    trouble = kNoFrameMemory;
+    return StreamEnd::Failed;
+  }
   autoGateLimit = 0;  // what automatic control has seen is of another capture
   ring->ResumeTake();
   ring->Discard();
@@ -140,9 +146,15 @@ CModelCamera::StreamEnd CModelCamera::DeliverFrames(bool* running, bool triggere
     CirBuf::Frame frame;
     if (ring->Take(pImgBuf, frame, kSliceMs)) {
       overdue.NextFrame(exposureUs, Clock::now());
+      if (worker.mailbox.Work().empty()) {
+        worker.mailbox.CountNoBuffer();
+        if (!snap) continue;
+        trouble = kNoFrameMemory;
+        return StreamEnd::Failed;
+      }
       if (!PrepareFrame(frame, info)) continue;
       if (snap) return StreamEnd::Delivered;
-      worker.mailbox.Publish(worker.setup.OutputBytes(), info);
+      worker.mailbox.Publish(info);
       continue;
     }
     if (!StreamAlive()) {

@@ -16,6 +16,8 @@
 namespace orq {
 
 struct CModelCamera::Worker {
+  explicit Worker(std::size_t frameMemoryBytes) : mailbox(frameMemoryBytes) {}
+
   /// Serialises register sequences, stored control values and `setup`. Never held while waiting for a frame or for
   /// a worker.
   mutable std::mutex registers;

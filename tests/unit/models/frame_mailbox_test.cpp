@@ -11,6 +11,8 @@ namespace {
 
 using Result = FrameMailbox::Result;
 
+constexpr std::size_t kPlenty = std::size_t{1} << 20;
+
 const auto kMayCome = [] { return true; };
 const auto kNoneComes = [] { return false; };
 
@@ -18,7 +20,7 @@ void Publish(FrameMailbox& mailbox, std::size_t bytes, std::uint8_t value) {
   FrameInfo info;
   info.sequence = value;
   std::ranges::fill(mailbox.Work().first(bytes), value);
-  mailbox.Publish(bytes, info);
+  mailbox.Publish(info);
 }
 
 struct Fetched {
@@ -34,7 +36,7 @@ Fetched Fetch(FrameMailbox& mailbox, std::size_t size, int waitMs, const std::fu
 }
 
 TEST(FrameMailbox, HandsOverAFrameOnce) {
-  FrameMailbox mailbox;
+  FrameMailbox mailbox(kPlenty);
   mailbox.Prepare(4);
   Publish(mailbox, 4, 7);
   const Fetched fetched = Fetch(mailbox, 4, 0, kMayCome);
@@ -46,19 +48,19 @@ TEST(FrameMailbox, HandsOverAFrameOnce) {
 }
 
 TEST(FrameMailbox, ReplacesAndCountsWhatWasNotFetched) {
-  FrameMailbox mailbox;
+  FrameMailbox mailbox(kPlenty);
   mailbox.Prepare(4);
   for (const int value : {1, 2, 3}) Publish(mailbox, 4, static_cast<std::uint8_t>(value));
   EXPECT_EQ(mailbox.Overwritten(), 2U);
   EXPECT_EQ(Fetch(mailbox, 4, 0, kMayCome).bytes, std::vector<std::uint8_t>(4, 3));
   Publish(mailbox, 4, 4);
   EXPECT_EQ(mailbox.Overwritten(), 2U);
-  mailbox.ResetCount();
+  mailbox.ResetCounts();
   EXPECT_EQ(mailbox.Overwritten(), 0U);
 }
 
 TEST(FrameMailbox, LeavesAFrameThatDoesNotFit) {
-  FrameMailbox mailbox;
+  FrameMailbox mailbox(kPlenty);
   mailbox.Prepare(4);
   Publish(mailbox, 4, 9);
   EXPECT_EQ(Fetch(mailbox, 3, 0, kMayCome).result, Result::TooSmall);
@@ -66,12 +68,12 @@ TEST(FrameMailbox, LeavesAFrameThatDoesNotFit) {
 }
 
 TEST(FrameMailbox, EndsTheWaitAtOnceWhenNoneWillCome) {
-  FrameMailbox mailbox;
+  FrameMailbox mailbox(kPlenty);
   EXPECT_EQ(Fetch(mailbox, 4, 60'000, kNoneComes).result, Result::Ended);
 }
 
 TEST(FrameMailbox, StillHandsOverAWaitingFrameAfterTheEnd) {
-  FrameMailbox mailbox;
+  FrameMailbox mailbox(kPlenty);
   mailbox.Prepare(1);
   Publish(mailbox, 1, 5);
   EXPECT_EQ(Fetch(mailbox, 1, -1, kNoneComes).result, Result::Frame);
@@ -79,7 +81,7 @@ TEST(FrameMailbox, StillHandsOverAWaitingFrameAfterTheEnd) {
 }
 
 TEST(FrameMailbox, DiscardsAWaitingFrame) {
-  FrameMailbox mailbox;
+  FrameMailbox mailbox(kPlenty);
   mailbox.Prepare(1);
   Publish(mailbox, 1, 5);
   mailbox.Discard();
@@ -87,7 +89,7 @@ TEST(FrameMailbox, DiscardsAWaitingFrame) {
 }
 
 TEST(FrameMailbox, WakesAReaderWhenTheLastFrameHasGone) {
-  FrameMailbox mailbox;
+  FrameMailbox mailbox(kPlenty);
   bool ended = false;
   std::atomic<bool> asked{false};
   std::thread reader([&] {
@@ -103,7 +105,7 @@ TEST(FrameMailbox, WakesAReaderWhenTheLastFrameHasGone) {
 }
 
 TEST(FrameMailbox, WakesAReaderForAFrame) {
-  FrameMailbox mailbox;
+  FrameMailbox mailbox(kPlenty);
   mailbox.Prepare(2);
   std::atomic<bool> asked{false};
   std::thread reader([&] {
@@ -119,7 +121,7 @@ TEST(FrameMailbox, WakesAReaderForAFrame) {
 }
 
 TEST(FrameMailbox, GrowsWithTheFrames) {
-  FrameMailbox mailbox;
+  FrameMailbox mailbox(kPlenty);
   mailbox.Prepare(2);
   Publish(mailbox, 2, 1);
   mailbox.Prepare(100);
@@ -133,7 +135,7 @@ TEST(FrameMailbox, GrowsWithTheFrames) {
 }
 
 TEST(FrameMailbox, TakesItsBuffersRoundWithoutNewOnes) {
-  FrameMailbox mailbox;
+  FrameMailbox mailbox(kPlenty);
   mailbox.Prepare(16);
   std::vector<const std::uint8_t*> seen;
   for (int i = 0; i < 50; ++i) {
@@ -146,7 +148,7 @@ TEST(FrameMailbox, TakesItsBuffersRoundWithoutNewOnes) {
 }
 
 TEST(FrameMailbox, NeverMixesFramesUnderTwoThreads) {
-  FrameMailbox mailbox;
+  FrameMailbox mailbox(kPlenty);
   mailbox.Prepare(4096);
   bool ended = false;
   std::thread writer([&] {
