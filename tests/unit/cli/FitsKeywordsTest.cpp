@@ -37,8 +37,12 @@ Frame FullFrame() {
   frame.info.region = {.width = 4, .height = 4};
   frame.info.bayerPattern = 0;
   frame.info.electronsPerAdu = 1.5;
-  frame.info.gps = {
-      .state = GpsState::Fix, .satellites = 9, .latitude = 47.0, .longitude = 11.0, .altitude = 500.0};
+  frame.info.gps = {.state = GpsState::Fix,
+                    .latched = {},
+                    .satellites = 9,
+                    .latitude = 47.0,
+                    .longitude = 11.0,
+                    .altitude = 500.0};
   frame.sensorC = -10.0;
   frame.targetC = -10.0;
   frame.corrections = {.darkFile = "dark.orqdark", .dark = "64 frames", .hotPixels = true};
