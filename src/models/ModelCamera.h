@@ -141,6 +141,7 @@ class CModelCamera : public CCameraBase {
   StreamEnd DeliverFrames(bool* running, bool triggered, FrameInfo& info, std::string& trouble);
   bool PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info);
   void StampFrame(const CirBuf::Frame& frame, std::uint32_t latch, bool mono, FrameInfo& info);
+  bool IsDeliveredRaw(const FrameInfo& info) const;
   void CorrectFrame();
   bool IsOfCurrentSettings(const FrameInfo& info, int wbRed, int wbBlue) const;
   bool AutoCopyDue(const FrameInfo& info, int wbRed, int wbBlue);
