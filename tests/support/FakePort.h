@@ -47,7 +47,7 @@ class DeadPipe : public BulkPipe {
   UsbError Submit(BulkTransfer&) override { return kUsbNoDevice; }
   void Cancel(BulkTransfer&) override {}
   UsbError ClearHalt() override { return kUsbNoDevice; }
-  bool Gone() override { return true; }
+  bool Gone() override { return false; }
 };
 
 class FakePort : public UsbPort {
