@@ -5,6 +5,8 @@
 #include <cstring>
 #include <utility>
 
+#include "image/FrameKernels.h"
+
 namespace orq {
 
 FrameReader::FrameReader(ReadMode mode, std::size_t depth)
@@ -14,15 +16,26 @@ FrameMailbox::FrameMailbox(std::size_t memoryBytes) : pool_(FramePool::Make(memo
   readers_.reserve(kMostReaders);
 }
 
-bool FrameMailbox::Prepare(std::size_t bytes) {
+bool FrameMailbox::Prepare(std::size_t bytes, std::size_t adoptable) {
   frameBytes_ = bytes;
+  // A small frame is copied soon enough, and in a large buffer it would take more memory than its share.
+  adoptable_ = bytes <= adoptable && adoptable / 2 <= bytes ? adoptable : 0;
   work_ = FramePtr();
   return !Work().empty();
 }
 
 std::span<std::uint8_t> FrameMailbox::Work() {
-  if (!work_) work_ = pool_->Acquire(frameBytes_);
+  if (!work_) work_ = pool_->Acquire(frameBytes_, std::max(frameBytes_, adoptable_));
   return work_ ? work_->Room() : std::span<std::uint8_t>();
+}
+
+void FrameMailbox::Adopt(std::unique_ptr<std::uint8_t[]>& frame, bool msbFirst) {
+  const std::span<std::uint8_t> work = Work();
+  if (msbFirst) {
+    MsbFirstToHost(std::span<const std::uint8_t>(frame.get(), work.size()), work);
+  } else if (adoptable_ == 0 || !work_->Swap(frame, adoptable_)) {
+    std::memcpy(work.data(), frame.get(), work.size());
+  }
 }
 
 void FrameMailbox::Publish(const FrameInfo& info) {

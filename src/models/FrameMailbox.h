@@ -55,10 +55,15 @@ class FrameMailbox {
 
   explicit FrameMailbox(std::size_t memoryBytes);
 
-  /// Writer: the next frames have `bytes` bytes. False when there is no memory for one.
-  bool Prepare(std::size_t bytes);
+  /// Writer: the next frames have `bytes` bytes; buffers of `adoptable` bytes are offered to `Adopt`. False when there
+  /// is no memory for one.
+  bool Prepare(std::size_t bytes, std::size_t adoptable = 0);
   /// Writer: where the next frame is to be put; empty while the frames that are held take all the memory.
   std::span<std::uint8_t> Work();
+  /// Writer: makes what lies in `frame` the content of `Work`, which is not empty. A large frame is not copied: a
+  /// buffer of the same size is left in its place. `msbFirst`: its samples of 16 bits come in that order, and are
+  /// brought into host order.
+  void Adopt(std::unique_ptr<std::uint8_t[]>& frame, bool msbFirst);
   /// Writer: gives what is in `Work` to the readers.
   void Publish(const FrameInfo& info);
   /// Writer: a frame had to be left out, because `Work` was empty.
@@ -113,7 +118,8 @@ class FrameMailbox {
 
   const std::shared_ptr<FramePool> pool_;
   FramePtr work_;                // writer only
-  std::size_t frameBytes_ = 0;   // writer only
+  std::size_t frameBytes_ = 0;   // writer only, as the next
+  std::size_t adoptable_ = 0;    // size of the buffers that change places; 0: frames are copied
   mutable std::mutex mutex_;
   std::condition_variable changed_;
   FrameReader own_{ReadMode::Newest, 1};

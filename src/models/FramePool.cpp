@@ -19,26 +19,23 @@ std::shared_ptr<FramePool> FramePool::Make(std::size_t limitBytes) {
   return std::shared_ptr<FramePool>(new FramePool(limitBytes));
 }
 
-FramePtr FramePool::Acquire(std::size_t bytes) {
+FramePtr FramePool::Acquire(std::size_t bytes, std::size_t capacity) {
   const std::lock_guard lock(mutex_);
-  // A small frame does not sit in a large one's buffer: kept for long, it would take more than its share.
-  const auto fitting = std::ranges::find_if(spare_, [bytes](const std::unique_ptr<SharedFrame>& frame) {
-    return frame->capacity_ >= bytes && frame->capacity_ / 2 <= bytes;
-  });
+  const auto fitting = std::ranges::find(spare_, capacity, &SharedFrame::capacity_);
   std::unique_ptr<SharedFrame> frame;
   if (fitting != spare_.end()) {
     frame = std::move(*fitting);
     *fitting = std::move(spare_.back());
     spare_.pop_back();
   } else {
-    if (!MakeRoom(bytes)) return {};
+    if (!MakeRoom(capacity)) return {};
     try {
       spare_.reserve(frames_ + 1);  // coming back must not fail
-      frame.reset(new SharedFrame(bytes));
+      frame.reset(new SharedFrame(capacity));
     } catch (const std::bad_alloc&) {
       return {};
     }
-    bytes_ += bytes;
+    bytes_ += capacity;
     ++frames_;
   }
   frame->size_ = bytes;

@@ -30,6 +30,12 @@ class SharedFrame {
 
   /// Before it is published.
   std::span<std::uint8_t> Room() { return {bytes_.get(), size_}; }
+  /// Takes a buffer of `capacity` bytes in exchange for this frame's, which is as large; false when it is not.
+  bool Swap(std::unique_ptr<std::uint8_t[]>& bytes, std::size_t capacity) {
+    if (capacity != capacity_) return false;
+    bytes_.swap(bytes);
+    return true;
+  }
   void Describe(const FrameInfo& info, std::uint64_t number) {
     info_ = info;
     number_ = number;
@@ -45,7 +51,7 @@ class SharedFrame {
   ~SharedFrame() = default;
 
   const std::size_t capacity_;
-  const std::unique_ptr<std::uint8_t[]> bytes_;
+  std::unique_ptr<std::uint8_t[]> bytes_;
   std::size_t size_ = 0;
   FrameInfo info_;
   std::uint64_t number_ = 0;
@@ -82,14 +88,15 @@ class FramePtr {
 };
 
 /// Memory for frames, all of them together bounded. Buffers go round: after the first frames nothing is allocated
-/// while their size stays. Any-thread.
+/// while their size stays. Those of another size are given up when the room is needed. Any-thread.
 class FramePool : public std::enable_shared_from_this<FramePool> {
  public:
   static std::shared_ptr<FramePool> Make(std::size_t limitBytes);
 
-  /// A frame of `bytes` bytes with one holder; none when that would take the frames beyond the limit, or the system
-  /// has no memory.
-  FramePtr Acquire(std::size_t bytes);
+  /// A frame of `bytes` bytes in a buffer of `capacity` bytes, with one holder; none when that would take the frames
+  /// beyond the limit, or the system has no memory.
+  FramePtr Acquire(std::size_t bytes, std::size_t capacity);
+  FramePtr Acquire(std::size_t bytes) { return Acquire(bytes, bytes); }
   /// Holds from the next frame on; what is held already stays.
   void SetLimit(std::size_t bytes);
   std::size_t Limit() const;

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <memory>
+#include <set>
 #include <thread>
 
 namespace orq {
@@ -45,6 +47,58 @@ TEST(FrameMailbox, HandsOverAFrameOnce) {
   EXPECT_EQ(fetched.info.sequence, 7U);
   EXPECT_EQ(mailbox.LastFetched().sequence, 7U);
   EXPECT_EQ(Fetch(mailbox, 4, 0, kMayCome).result, Result::TimedOut);
+}
+
+// A buffer of the writer's with four bytes in it.
+std::unique_ptr<std::uint8_t[]> Frame(std::uint8_t first, std::size_t room = 4) {
+  auto frame = std::make_unique<std::uint8_t[]>(room);
+  for (int i = 0; i < 4; ++i) frame[static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(first + i);
+  return frame;
+}
+
+TEST(FrameMailbox, TakesAFrameWithoutCopyingItAndLeavesABufferInItsPlace) {
+  FrameMailbox mailbox(kPlenty);
+  mailbox.Prepare(4, 6);
+  std::set<const std::uint8_t*> buffers;
+  auto frame = Frame(1, 6);
+  for (int round = 0; round < 20; ++round) {
+    const auto first = static_cast<std::uint8_t>(round);
+    for (int i = 0; i < 4; ++i) frame[static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(first + i);
+    const std::uint8_t* const filled = frame.get();
+    buffers.insert(filled);
+    mailbox.Adopt(frame, false);
+    EXPECT_EQ(mailbox.Work().data(), filled);
+    ASSERT_NE(frame, nullptr);
+    mailbox.Publish({});
+    std::ranges::fill_n(frame.get(), 6, std::uint8_t{0xEE});  // the writer's again
+    const std::vector<std::uint8_t> expected = {first, static_cast<std::uint8_t>(first + 1),
+                                                static_cast<std::uint8_t>(first + 2),
+                                                static_cast<std::uint8_t>(first + 3)};
+    if (round % 3 == 0) continue;  // nobody fetches it
+    EXPECT_EQ(Fetch(mailbox, 4, 0, kMayCome).bytes, expected) << round;
+  }
+  EXPECT_LE(buffers.size(), 4U) << "the same ones go round";
+}
+
+TEST(FrameMailbox, BringsAnAdoptedFrameIntoHostOrder) {
+  FrameMailbox mailbox(kPlenty);
+  mailbox.Prepare(4, 4);
+  auto frame = Frame(1);
+  mailbox.Adopt(frame, true);
+  mailbox.Publish({});
+  EXPECT_EQ(Fetch(mailbox, 4, 0, kMayCome).bytes, (std::vector<std::uint8_t>{2, 1, 4, 3}));
+}
+
+TEST(FrameMailbox, CopiesASmallFrameOutOfALargeBuffer) {
+  FrameMailbox mailbox(kPlenty);
+  mailbox.Prepare(4, 1000);
+  auto frame = Frame(5, 1000);
+  const std::uint8_t* const filled = frame.get();
+  mailbox.Adopt(frame, false);
+  EXPECT_EQ(frame.get(), filled);
+  mailbox.Publish({});
+  EXPECT_EQ(Fetch(mailbox, 4, 0, kMayCome).bytes, (std::vector<std::uint8_t>{5, 6, 7, 8}));
+  EXPECT_LT(mailbox.Pool().Bytes(), 100U);
 }
 
 TEST(FrameMailbox, ReplacesAndCountsWhatWasNotFetched) {

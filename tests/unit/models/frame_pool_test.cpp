@@ -29,7 +29,9 @@ TEST(FramePool, UsesReleasedBuffersAgain) {
   frame = pool->Acquire(100);
   EXPECT_EQ(frame->Pixels().data(), bytes);
   frame = FramePtr();
-  EXPECT_EQ(pool->Acquire(60)->Pixels().data(), bytes) << "a little smaller will do";
+  frame = pool->Acquire(60, 100);
+  EXPECT_EQ(frame->Pixels().data(), bytes) << "the buffer's size counts";
+  EXPECT_EQ(frame->Pixels().size(), 60U);
 }
 
 TEST(FramePool, KeepsSmallFramesOutOfLargeBuffers) {
