@@ -48,7 +48,7 @@ class Tests(CliTest):
             with open(self.file()) as file:
                 return file.read()
         _, err = self.succeed("-c", K1C, "--debug", "set", "gain=42")
-        self.assertIn("GetFirmwareVer", err)
+        self.assertIn("OpenCamera", err)
         self.assertIn('<byte name="DebugPrint" value="0" />', kept())
         self.assertEqual(self.succeed("-c", K1C, "set", "gain=43")[1], "")
 

@@ -219,13 +219,13 @@ ExitCode RunStream(const Context& context, const StreamOptions& options) {
       throw CliError(kExitFailed, Format("no trigger came in %g s", Rounded(run.seconds)));
     }
     // A frame that came was not good, however short the time was.
-    const auto limit = session.Camera().FrameTimeLimit();
-    const bool tooShort = counters.failed == 0 && std::chrono::duration<double>(run.seconds) < limit;
-    const auto limitUs = static_cast<std::uint64_t>(limit.count());
-    throw CliError(kExitFailed, tooShort ? "no frame arrived yet; a frame like this may take " +
-                                               ExposureText(limitUs) + ": stream for longer"
-                                         : Format("the camera sent no good frame in %g s; see the counters above",
-                                                  Rounded(run.seconds)));
+    const std::chrono::duration<double> limit = session.Camera().FrameTimeLimit();
+    const bool tooShort = counters.failed == 0 && run.seconds < limit.count();
+    throw CliError(
+        kExitFailed,
+        tooShort
+            ? Format("no frame arrived yet; one like this may take up to %.1f s: stream for longer", limit.count())
+            : Format("the camera sent no good frame in %g s; see the counters above", Rounded(run.seconds)));
   }
   return kExitOk;
 }
