@@ -9,11 +9,13 @@ namespace orq {
 class EmulatedBus;
 
 struct CommandAnswer {
-  std::string text;   ///< one line without its end: "ok" or "error: " and a reason
+  std::string text;   ///< one line without its end: "ok", with what was asked for, or "error: " and a reason
   bool quit = false;  ///< the command asks for the end of the program
 };
 
-/// `unplug N`, `replug N`, `stall N` (N counts the cameras from 0), `quit`.
+/// `unplug N`, `replug N`, `stall N` (N counts the cameras from 0), `quit`. `sent N SEQUENCE FILE` writes one of the
+/// last few frames that the sensor sent, header and payload, and is answered with the begin of its exposure, µs
+/// since 1970.
 CommandAnswer ObeyCommand(EmulatedBus& bus, std::string_view line);
 
 }  // namespace orq

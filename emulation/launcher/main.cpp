@@ -43,6 +43,9 @@ Commands, one a line, with a one-line answer to each, "ok" or "error: ...":
   unplug N   pulls camera N out (counted from 0)
   replug N   plugs it in again, power cycled and under a new device number
   stall N    refuses frame transfers until the program clears the endpoint's halt
+  sent N SEQUENCE FILE
+             writes a frame as the sensor sent it (one of the last few), header and payload; the answer is "ok" and
+             when its exposure began, microseconds since 1970
   quit       asks the program to end (SIGTERM))";
 
 /// Signals that end or notify programs; those that a terminal sends reach the program without help.

@@ -82,7 +82,12 @@ bool CCameraFX3::StartStream(CirBuf& ring, const orq::StreamFormat& format) {
     impl_->SetStreamError("the frame does not fit the frame buffer: choose a smaller region");
     return false;
   }
+  if (impl_->flashOperations != 0) {
+    impl_->SetStreamError("the camera's flash is being read or written: start again when that is done");
+    return false;
+  }
   impl_->StopEngine();
+  EnableGPIF32DQ(true);  // a program that died reading flash has left it released
   orq::StreamEngine::Output output{[this] { return FPGAStart(); }, [this] { FPGAStop(); }};
   auto engine = std::make_shared<orq::StreamEngine>(Port().Pipe(), ring, format, std::move(output));
   {

@@ -99,6 +99,13 @@ std::unique_lock<std::mutex> CCameraFX3::LockUpdateHold() {
   return std::unique_lock(impl_->holdMutex);
 }
 
+orq::SettingsTag& CCameraFX3::Tag() {
+  return impl_->tag;
+}
+const orq::SettingsTag& CCameraFX3::Tag() const {
+  return impl_->tag;
+}
+
 bool CCameraFX3::ReadSONYREG(unsigned short reg, unsigned char* val) {
   return val != nullptr && impl_->In(wire::kReqReadSensor, reg, 0, {val, 1});
 }
@@ -156,6 +163,18 @@ int CCameraFX3::EraseSectorOfSPIFlash(unsigned int addr, unsigned char mode) {
 
 bool CCameraFX3::EnableGPIF32DQ(bool on) {
   return impl_->Out(wire::kReqGpifBusWidth, on ? 1 : 0, 0);
+}
+
+// A bus that could not be released shows with the flash requests, which the camera then refuses.
+bool CCameraFX3::AcquireFlash() {
+  const std::lock_guard lock(impl_->streamMutex);
+  if (impl_->streaming) return false;
+  if (impl_->flashOperations++ == 0) EnableGPIF32DQ(false);
+  return true;
+}
+void CCameraFX3::ReleaseFlash() {
+  const std::lock_guard lock(impl_->streamMutex);
+  if (--impl_->flashOperations == 0) EnableGPIF32DQ(true);
 }
 
 bool CCameraFX3::FPGAStart() {

@@ -8,6 +8,7 @@
 #include <span>
 #include <string>
 
+#include "link/SettingsTag.h"
 #include "link/StreamEngine.h"
 #include "link/UsbPort.h"
 #include "support/Relaxed.h"
@@ -42,6 +43,8 @@ struct LinkState {
   // stopping the capture, whose worker may be about to queue transfers on it. Taken before controlMutex.
   std::mutex streamMutex;
   std::mutex holdMutex;     // the FPGA's update hold; held from setting to clearing it, taken before controlMutex
+  int flashOperations = 0;  // under way; guarded by streamMutex
+  SettingsTag tag;
   std::mutex controlMutex;  // serialises control transfers; held across a read-modify-write
   std::atomic<bool> deviceLost{false};
   std::atomic<bool> streaming{false};  // between StartStream and StopStream: the engine's state counts

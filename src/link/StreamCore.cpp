@@ -13,9 +13,11 @@ using namespace stream_error;
 
 namespace {
 
+using Clock = std::chrono::steady_clock;
+
 std::uint64_t NowNs() {
   return static_cast<std::uint64_t>(
-      std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch())
+      std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now().time_since_epoch())
           .count());
 }
 
@@ -35,9 +37,12 @@ FrameStreamParser::Fault FaultOf(TransferStatus status) {
 bool StreamEngine::Core::Start() {
   live_ = true;
   if (!pool_.Make(tuning_.transfers, tuning_.blocksPerTransfer * wire::kBlockBytes)) return FailStart(kNoMemory);
-  const UsbError cleared = pipe_.ClearHalt();
-  if (cleared == kUsbNoDevice) NoteGone();
-  if (cleared != kUsbOk) return FailStart(kClearFailed);
+  if (!ClearAtStart()) return FailStart(kClearFailed);
+  if (tuning_.quietMs > 0) {
+    output_.stop();
+    if (!EmptyPipe()) return FailStart(kStuck);
+    if (!ClearAtStart()) return FailStart(kClearFailed);
+  }
   ring_.SetCheck(&FrameCheck::Run, &check_);
   {
     const std::lock_guard lock(mutex_);
@@ -53,6 +58,34 @@ bool StreamEngine::Core::Start() {
   }
   if (!output_.start()) return FailStart(kOutputFailed);
   return true;
+}
+
+bool StreamEngine::Core::ClearAtStart() {
+  const UsbError cleared = pipe_.ClearHalt();
+  if (cleared == kUsbNoDevice) NoteGone();
+  return cleared == kUsbOk;
+}
+
+// A program that died may have left half a frame in the camera or in the host's controller. False when transfers
+// do not end.
+bool StreamEngine::Core::EmptyPipe() {
+  const auto giveUp = Clock::now() + std::chrono::milliseconds(tuning_.emptyingMs);
+  {
+    const std::lock_guard lock(mutex_);
+    phase_ = Phase::Emptying;
+  }
+  pool_.QueueAll();
+  int before = -1;
+  while (before != leftovers_ && Clock::now() < giveUp) {
+    before = leftovers_;
+    std::this_thread::sleep_for(std::chrono::milliseconds(tuning_.quietMs));
+  }
+  const bool ended = pool_.Drain(std::chrono::milliseconds(tuning_.drainMs));
+  lastCompletionNs_ = 0;
+  stats_.Update([](StreamCounters& c) { c.longestGapUs = 0; });
+  const std::lock_guard lock(mutex_);
+  starved_ = false;
+  return ended;
 }
 
 bool StreamEngine::Core::FailStart(const char* reason) {
@@ -102,6 +135,7 @@ bool StreamEngine::Core::OnTransfer(const BulkTransfer& transfer) {
   const std::size_t bytes = static_cast<std::size_t>(std::max(transfer.actual, 0));
   MeasureGap(nowNs);
   const bool running = Running();
+  if (!running) ++leftovers_;
   stats_.Update([bytes, running](StreamCounters& c) {
     c.bytes += bytes;
     if (!running) c.bytesDiscarded += bytes;
@@ -115,6 +149,8 @@ bool StreamEngine::Core::OnTransfer(const BulkTransfer& transfer) {
   }
   if (transfer.status == TransferStatus::NoDevice) {
     NoteGone();
+  } else if (Emptying()) {
+    return transfer.status == TransferStatus::Completed;
   } else if (running) {
     NoteFault(FaultOf(transfer.status));
   }

@@ -1,6 +1,7 @@
 // What a stream consists of: its transfers, parser, check and counters, and the thread that mends it.
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
@@ -67,6 +68,7 @@ class StreamEngine::Core final : private TransferClient {
  private:
   enum class Phase : std::uint8_t {
     Idle,
+    Emptying,  ///< what comes was left over and is thrown away
     Running,
     Faulted,  ///< a fault was noted; the engine's thread will mend it
     Failed,   ///< given up, or the device is gone
@@ -94,7 +96,13 @@ class StreamEngine::Core final : private TransferClient {
     const std::lock_guard lock(mutex_);
     return phase_ == Phase::Running;
   }
+  bool Emptying() const {
+    const std::lock_guard lock(mutex_);
+    return phase_ == Phase::Emptying;
+  }
   bool FailStart(const char* reason);
+  bool EmptyPipe();
+  bool ClearAtStart();
   void EndFrames();
 
   BulkPipe& pipe_;
@@ -106,6 +114,7 @@ class StreamEngine::Core final : private TransferClient {
   FrameStreamParser parser_;  // completions; other threads only while nothing is in flight
   TransferPool pool_;
   std::uint64_t lastCompletionNs_ = 0;  // completions only
+  std::atomic<int> leftovers_{0};       // transfers that ended while the pipe was emptied
   int resyncsInARow_ = 0;               // engine's thread only
   std::uint64_t goodAtLastResync_ = 0;  // engine's thread only
   bool live_ = false;                   // caller-serialised

@@ -5,12 +5,13 @@
 
 namespace orq {
 
-/// One consistent snapshot of a stream. `started == completed + failed + dropped + aborted + filling` always
-/// holds, and `failed` is the sum of its kinds.
+/// One consistent snapshot of a stream. `started == completed + failed + stale + dropped + aborted + filling`
+/// always holds, and `failed` is the sum of its kinds.
 struct StreamCounters {
   std::uint64_t started = 0;    ///< frames of which at least one byte came
   std::uint64_t completed = 0;  ///< whole and good, offered to the consumer
   std::uint64_t failed = 0;     ///< not delivered because of the stream; the kinds follow
+  std::uint64_t stale = 0;      ///< exposed before this capture began: what another one, or a dead program, left
   std::uint64_t dropped = 0;    ///< read and discarded because no slot was free (slow consumer)
   std::uint64_t aborted = 0;    ///< cut off by a stop
   std::uint64_t filling = 0;    ///< in work now (0 or 1), or waiting for their check
@@ -35,7 +36,7 @@ struct StreamCounters {
   std::uint64_t longestGapUs = 0;  ///< longest time between two completions
 
   bool IdentityHolds() const {
-    return started == completed + failed + dropped + aborted + filling &&
+    return started == completed + failed + stale + dropped + aborted + filling &&
            failed == failedShort + failedOversize + failedMarks + failedSequence + failedStalled +
                          failedTransport + failedTimedOut;
   }

@@ -19,6 +19,8 @@ struct StreamTuning {
   int maxResyncs = 8;          ///< restarts in a row without a good frame before the stream is given up
   int drainMs = 5000;          ///< patience with transfers that were cancelled
   int retryMs = 10;            ///< pause before parked transfers or a failed clear are tried again
+  int quietMs = 5;      ///< nothing for so long before the start: the pipe is empty; 0: it is not drained
+  int emptyingMs = 500;  ///< patience with a camera that goes on sending though it was told to stop
   int maxStarvedRetries = 200;  ///< tries in a row with all transfers parked before the stream is given up
 };
 
@@ -41,7 +43,8 @@ class StreamEngine {
   StreamEngine(const StreamEngine&) = delete;
   StreamEngine& operator=(const StreamEngine&) = delete;
 
-  /// Clears the endpoint, queues all transfers, then tells the camera to send. False with `Error` set when that
+  /// Tells the camera to stop, throws away what it and the host's controller still hold of an earlier stream,
+  /// clears the endpoint, queues all transfers, then tells the camera to send. False with `Error` set when that
   /// fails; nothing then runs.
   bool Start();
   /// Tells the camera to stop, ends all transfers, returns the frame in work as aborted and joins the engine's

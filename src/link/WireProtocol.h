@@ -77,6 +77,7 @@ inline constexpr std::uint16_t kFpgaExposure = 0x30;   ///< 5 bytes, µs
 inline constexpr std::uint16_t kFpgaBandwidth = 0x35;  ///< percent of the full readout rate, 1 to 100
 inline constexpr std::uint16_t kFpgaHighSpeed = 0x36;  ///< bit 0: 10-bit fast readout
 inline constexpr std::uint16_t kFpgaSingle = 0x37;     ///< bit 0: one exposure per start of frame output
+inline constexpr std::uint16_t kFpgaSettingsTag = 0x38;  ///< 4 bytes, latched when an exposure begins
 inline constexpr std::uint16_t kFpgaHostMode = 0x45;   ///< bit 0: host is USB 3; bit 1: single exposures
 inline constexpr std::uint16_t kFpgaGpsStatus = 0x46;
 inline constexpr std::uint16_t kFpgaGpsStartLine = 0x47;  ///< 2 bytes
@@ -153,6 +154,7 @@ struct FrameHeader {
   std::uint64_t exposureUs = 0;
   std::uint16_t gain = 0;        ///< gain setting the frame was taken with
   std::uint16_t blackLevel = 0;  ///< offset setting the frame was taken with
+  std::uint32_t settingsTag = 0;  ///< what register `kFpgaSettingsTag` held when the exposure began
 };
 
 void PutHeader(const FrameHeader& header, std::span<std::uint8_t, kHeaderBytes> out);

@@ -47,6 +47,7 @@ struct FrameGps {
 struct FrameInfo {
   FrameRegion region;
   std::uint32_t sequence = 0;  ///< the camera's own frame number
+  std::uint32_t settingsTag = 0;  ///< in force when its exposure began
   std::uint64_t exposureUs = 0;
   int gain = 0;
   int offset = 0;

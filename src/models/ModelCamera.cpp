@@ -182,8 +182,27 @@ void CModelCamera::CloseCamera() {
   CCameraBase::CloseCamera();
 }
 
+// Another program may have died at any moment. Each step on its own: one that is refused must not keep the camera
+// from the others. The frames that it still holds are drained when a stream starts.
+bool CModelCamera::EnterKnownState() {
+  bool known = FPGAStop();  // first: it goes on sending
+  known = EnableGPIF32DQ(true) && known;
+  known = ReleaseHold(*this) && known;
+  known = WriteFPGAREG(wire::kFpgaSingle, 0) && known;
+  TellFpgaCaptureMode(false);
+  known = EnableFPGATriggerMode(false) && known;
+  if (hasGuidePort != 0) {
+    for (const GuideD line : {GUIDE_NORTH, GUIDE_SOUTH, GUIDE_EAST, GUIDE_WEST}) PulseGuideOff(line);
+  }
+  std::uint32_t tag = 0;
+  known = ReadTag(*this, tag) && known;
+  Tag().StartAwayFrom(tag);
+  return known;
+}
+
 bool CModelCamera::ProgramAll() {
   const std::lock_guard lock(worker_->registers);
+  if (!EnterKnownState()) return false;
   TellFpgaUsbHostType(usb3Host != 0);
   if (StartSensorCLK() == 0) return false;
   if (cooler_ && !cooler_->MakeSafe()) return false;
@@ -215,7 +234,7 @@ bool CModelCamera::SetGain(int newGain, bool autoGain) {
   const int clamped = std::clamp(newGain, limits.gainMin, limits.gainMax);
   const std::lock_guard lock(worker_->registers);
   if (IsOpen() && !WriteHeld(*this, GainRegisters(clamped), GainRegisters(gain))) return false;
-  if (gain != clamped) autoGateLimit = 0;
+  if (gain != clamped) CloseAutoGate();
   gain = clamped;
   AutoGain = autoGain;
   return true;
@@ -244,7 +263,7 @@ bool CModelCamera::SetExp(unsigned long long newExposureUs, bool autoExp) {
                                 static_cast<std::uint64_t>(limits.exposureMax));
   const std::lock_guard lock(worker_->registers);
   if (IsOpen() && !WriteHeld(*this, ExposureRegisters(clamped), ExposureRegisters(exposureUs))) return false;
-  if (exposureUs != clamped) autoGateLimit = 0;
+  if (exposureUs != clamped) CloseAutoGate();
   exposureUs = clamped;
   expReg = LinesOf(clamped, LineTimeNs());
   AutoExp = autoExp;
@@ -317,6 +336,12 @@ bool CModelCamera::ChangeGeometry(const FrameRegion& region, bool hardwareBin, s
   return ChangeFrames(change, reason);
 }
 
+// Called with `registers` held, or before any thread runs, after the change has been written.
+void CModelCamera::CloseAutoGate() {
+  worker_->measurableTag = Tag().Newest();
+  autoGateLimit = 0;
+}
+
 // While no frame is under way, so that none is corrected with tables of another geometry.
 void CModelCamera::AdjustCorrections(bool otherBin) {
   if (otherBin) {
@@ -367,7 +392,7 @@ std::uint32_t CModelCamera::LineTimeNs() const {
 void CModelCamera::StoreGeometry(const FrameRegion& region, bool hardwareBin) {
   const FrameSetup setup = SetupFor(model_, region, hardwareBin);
   worker_->setup = setup;
-  autoGateLimit = 0;  // the frame in `autoBuf` lies there in the old geometry
+  CloseAutoGate();  // the frame in `autoBuf` lies there in the old geometry
   algorithm.SetBayer(setup.rawPattern);
   HardwareBin = hardwareBin;
   iStartX = region.startX;

@@ -146,6 +146,8 @@ class CModelCamera : public CCameraBase {
   void AwaitWorkerEnd() const;
   bool MayBringFrames() const;
   void ProgramTriggers();
+  bool EnterKnownState();
+  void CloseAutoGate();
 
   const ModelData model_;
   std::unique_ptr<Worker> worker_;

@@ -11,6 +11,7 @@
 #include "models/FramePath.h"
 #include "models/ModelWorker.h"
 #include "models/Overdue.h"
+#include "models/RegisterBatch.h"
 
 namespace orq {
 namespace {
@@ -117,17 +118,25 @@ CModelCamera::StreamEnd CModelCamera::DeliverFrames(bool* running, bool triggere
   Worker& worker = *worker_;
   const bool snap = snapMode != 0;
   worker.mailbox.Prepare(worker.setup.OutputBytes());
-  autoGateLimit = 0;  // what automatic control has seen is of another capture
   ring->ResumeTake();
   ring->Discard();
   {
     const std::lock_guard lock(worker.registers);
     SetTransferCount(static_cast<int>(worker.setup.WireBytes()));
+    // The output of a stream that broke down may still run: nothing more is exposed for it from here on.
+    FPGAStop();
     WriteFPGAREG(wire::kFpgaSingle, snap ? 1 : 0);
+    if (!WriteTag(*this)) {
+      trouble = LinkError();
+      return StreamEnd::Failed;
+    }
+    CloseAutoGate();  // what automatic control has seen is of another capture
   }
+  StreamFormat format = worker.setup.WireFormat();
+  format.fresh = {Tag().Newest(), &Tag()};
   worker.stampedAt = Clock::time_point{};
   if (worker.gps) worker.gps->Begin();  // before an exposure takes up the lines
-  if (!StartStream(*ring, worker.setup.WireFormat())) {
+  if (!StartStream(*ring, format)) {
     trouble = LinkError();
     return StreamEnd::Failed;
   }
@@ -187,6 +196,7 @@ bool CModelCamera::PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info) {
   info = FrameInfo{};
   info.region = worker.setup.region;
   info.sequence = header->sequence;
+  info.settingsTag = header->settingsTag;
   info.exposureUs = header->exposureUs;
   info.gain = header->gain;
   info.offset = header->blackLevel;
@@ -257,7 +267,7 @@ void CModelCamera::CorrectFrame() {
 
 // Whether the frame shows the settings in force; only with `registers` held does the answer last.
 bool CModelCamera::IsOfCurrentSettings(const FrameInfo& info, int wbRed, int wbBlue) const {
-  return info.exposureUs == exposureUs && info.gain == gain && wbRed == WB_Red && wbBlue == WB_Blue;
+  return Tag().IsSince(worker_->measurableTag, info.settingsTag) && wbRed == WB_Red && wbBlue == WB_Blue;
 }
 
 // While the gate is closed, the first frame of the new settings is copied at once, and none of the old. Without a

@@ -12,6 +12,7 @@
 #include "models/GpsLatchReader.h"
 #include "models/ModelCamera.h"
 #include "support/Algorithm.h"
+#include "support/Relaxed.h"
 
 namespace orq {
 
@@ -37,6 +38,9 @@ struct CModelCamera::Worker {
   std::atomic<bool> timeMark{false};
   static constexpr int kNoStamps = -1;
   std::atomic<int> stampEveryMs{kNoStamps};              ///< how often a frame is to have its GPS time
+  /// Automatic control measures frames with this settings tag or a later one: written with the last change that
+  /// concerns it.
+  Relaxed<std::uint32_t> measurableTag{0};
   std::optional<GpsLatchReader> gps;                     ///< of models with GPS; worker-only
   std::chrono::steady_clock::time_point stampedAt{};     ///< last frame that the GPS was asked about; worker-only
   std::chrono::steady_clock::time_point autoCopiedAt{};  ///< last copy for automatic control; worker-only

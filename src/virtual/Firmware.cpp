@@ -169,6 +169,7 @@ StreamSettings Firmware::CurrentSettings() const {
   settings.exposureUs = fpga_.ReadWide(wire::kFpgaExposure, 5);
   settings.gain = SensorValue(wire::kSensorGain);
   settings.blackLevel = SensorValue(wire::kSensorBlackLevel);
+  settings.settingsTag = static_cast<std::uint32_t>(fpga_.ReadWide(wire::kFpgaSettingsTag, 4));
   settings.bandwidthPercent = std::clamp(number(wire::kFpgaBandwidth, 1), 1, 100);
   settings.transferBlocks = transferBlocks_;
   if (gps_) {

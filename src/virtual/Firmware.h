@@ -69,6 +69,7 @@ class Firmware : public VirtualCamera {
   std::vector<std::uint8_t> SentPayload(std::uint32_t sequence) const override {
     return stream_.SentPayload(sequence);
   }
+  std::vector<SentFrame> SentFrames() const override { return stream_.SentFrames(); }
 
  private:
   using Data = std::span<std::uint8_t>;

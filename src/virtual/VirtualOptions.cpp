@@ -222,6 +222,13 @@ constexpr OptionEntry kOptions[] = {
      [](VirtualOptions& o, std::string_view v) {
        return Number(v, 1, std::numeric_limits<int>::max(), o.flashFail);
      }},
+    {"countlines", "0 or 1",
+     [](VirtualOptions& o, std::string_view v) {
+       int count = 0;
+       const bool good = Number(v, 0, 1, count);
+       o.countLines = count != 0;
+       return good;
+     }},
     {"flashms", "milliseconds from 0 to 10000",
      [](VirtualOptions& o, std::string_view v) { return Number(v, 0, kLongestFlashMs, o.flashMs); }},
     {"refuse", "a request code from 0 to 255 (0xD4, say)", AddRefusal},

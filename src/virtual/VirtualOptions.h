@@ -80,6 +80,7 @@ struct VirtualOptions {
                                         ///< `lose@N`, `stall@N`, `error@N`, `unplug@N`
   std::optional<VirtualGps> gps;        ///< for models with a GPS; without any `gps…=` word the defaults
   int flashFail = 0;                    ///< `flashfail=N`: the N-th flash operation from now is refused
+  bool countLines = false;              ///< `countlines=1`: exposures are whole lines, cut, and reported so
   int flashMs = 0;                      ///< `flashms=`: a flash request takes this long, before `timescale`
   std::vector<FlashFault> flashFaults;  ///< `flasherase@N`, `flashread@N`, `flashflip@N`, `flashpower@N`
   std::vector<std::uint8_t> refuse;     ///< `refuse=0xD4`: requests that are always refused

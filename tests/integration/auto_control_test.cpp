@@ -423,7 +423,16 @@ TEST(AutoFrame, FramesOfOldSettingsAreNotCopied) {
   Loop loop("k1c", 1e6);
   loop.Start(Mode::Exposure, 1000, 0);
   ASSERT_TRUE(loop.AwaitFrame());
-  loop.camera().exposureUs = 77'777;  // nothing is told to the camera: no frame can answer it
+  std::array<std::uint8_t, 4> old{};
+  for (std::uint16_t i = 0; i < 4; ++i) old[i] = loop.rig.device->FpgaRegister(wire::kFpgaSettingsTag + i);
+  ASSERT_TRUE(loop.camera().SetExp(2000, true));
+  // As if the sensor still had the settings from before.
+  for (std::uint16_t i = 0; i < 4; ++i) loop.rig.device->SetFpgaRegister(wire::kFpgaSettingsTag + i, old[i]);
+  const std::uint32_t oldTag = old[0] | old[1] << 8U | old[2] << 16U | std::uint32_t{old[3]} << 24U;
+  FrameInfo info;
+  do {
+    ASSERT_TRUE(loop.rig.Fetch(info));
+  } while (info.settingsTag != oldTag);
   loop.camera().autoGateLimit = 0;
   {
     const std::lock_guard lock(loop.camera().autoBufMutex);
@@ -433,6 +442,29 @@ TEST(AutoFrame, FramesOfOldSettingsAreNotCopied) {
   EXPECT_EQ(loop.camera().autoGateLimit, 0);
   const std::lock_guard lock(loop.camera().autoBufMutex);
   EXPECT_EQ(loop.camera().autoBuf[0], 0xEE);
+}
+
+// The header says what the sensor does, which need not be what was asked for.
+TEST(AutoFrame, FramesOfASensorThatCountsLinesAreMeasured) {
+  const VirtualRig rig(
+      "k1c",
+      [](VirtualOptions& options) {
+        options.timeScale = 0;
+        options.fluxElectronsPerSecond = 1e6;
+        options.countLines = true;
+      },
+      kSide);
+  ASSERT_TRUE(rig.Open());
+  rig.camera->SetExp(1000, true);
+  ASSERT_EQ(rig.camera->StartCapture(false), 1);
+  FrameInfo info;
+  ASSERT_TRUE(rig.Fetch(info));
+  EXPECT_EQ(info.exposureUs, 999U) << "74 lines of 13.5 us";
+  EXPECT_EQ(rig.camera->exposureUs, 1000U);
+  ASSERT_EQ(rig.camera->StartAutoControlThr(), 1);
+  EXPECT_TRUE(Eventually([&] { return InBand(rig.camera->autoMean); })) << rig.camera->autoMean;
+  rig.camera->StopAutoControlThr();
+  rig.camera->StopCapture();
 }
 
 TEST(AutoFrame, ThePatternFollowsARegionThatBeginsOnAnOddPixel) {

@@ -156,6 +156,7 @@ void AddCounters(Report& report, const StreamCounters& counters) {
   report.Add("started", counters.started, "frames");
   report.Add("completed", counters.completed, "frames");
   report.Add("failed", counters.failed, "frames");
+  report.Add("stale", counters.stale, "frames");
   report.Add("dropped", counters.dropped, "frames");
   report.Add("aborted", counters.aborted, "frames");
   report.Add("filling", counters.filling, "frames");
