@@ -44,9 +44,10 @@ std::string DamagedFrame(const StreamCounters& counters) {
   return std::string("the exposure's frame could not be used because ") + how + "; expose again";
 }
 
-std::string NoFrameFor(std::chrono::microseconds time) {
+std::string NoFrameFor(std::chrono::microseconds time, std::uint64_t stale) {
   const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time).count();
-  return "the camera sent no frame for " + std::to_string(seconds) + " s; close it and open it again";
+  const std::string only = stale == 0 ? "" : " but " + std::to_string(stale) + " that were exposed before";
+  return "the camera sent no frame for " + std::to_string(seconds) + " s" + only + "; close it and open it again";
 }
 
 // Why a stream is no longer alive.
@@ -164,8 +165,10 @@ CModelCamera::StreamEnd CModelCamera::DeliverFrames(bool* running, bool triggere
       return StreamEnd::Failed;
     }
     overdue.See(exposureUs);
-    if (counters.started != started) overdue.Progress(Clock::now());
-    started = counters.started;
+    // Stale frames are no progress: a camera that sends nothing else would never be given up.
+    const std::uint64_t own = counters.started - counters.stale;
+    if (own > started) overdue.Progress(Clock::now());
+    started = std::max(started, own);
     if (worker.triggeredAt.load() != triggeredAt) {
       triggeredAt = worker.triggeredAt;
       overdue.Progress(triggeredAt);
@@ -178,7 +181,7 @@ CModelCamera::StreamEnd CModelCamera::DeliverFrames(bool* running, bool triggere
     const auto grace = broken ? kGraceAfterBreak : kGrace;
     if (overdue.Reached(grace, Clock::now())) {
       trouble = broken ? "the transfer of the exposure's frame broke off; expose again"
-                       : NoFrameFor(overdue.Limit(grace));
+                       : NoFrameFor(overdue.Limit(grace), counters.stale);
       return StreamEnd::Failed;
     }
   }

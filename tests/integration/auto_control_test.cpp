@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "link/WireProtocol.h"
 #include "models/ModelCamera.h"
 #include "support/VirtualRig.h"
 

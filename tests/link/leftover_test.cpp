@@ -1,6 +1,9 @@
 // A camera as a program that died has left it: the first frame of the next program is the one that it asked for.
+#include <array>
+#include <atomic>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "OpenLink.h"
 #include "models/CameraList.h"
@@ -96,7 +99,7 @@ const std::vector<Leftover>& Leftovers() {
       {"sensor clock stopped", [](CCameraFX3& link) { EXPECT_TRUE(link.SendCMD(wire::kReqStopSensorClock)); }},
       {"guide lines on",
        [](CCameraFX3& link) {
-         for (const unsigned short line : {0, 1, 2, 3}) {
+         for (unsigned short line = 0; line < 4; ++line) {
            EXPECT_TRUE(link.SendCMD(wire::kReqGuideOn, line, 0, false, nullptr, 0));
          }
        }},
@@ -188,11 +191,11 @@ TYPED_TEST(AbandonedCamera, AFrameFromBeforeTheCaptureIsCountedAndNotDelivered) 
   this->Plug();
   const NamedCamera next = this->OpenNext();
   ASSERT_NE(next.camera, nullptr);
-  // The camera ignores the stop and sends a frame that was exposed before the capture's tag was written.
+  // The tag of the capture never reaches the camera: its frames are of the settings before.
   const StreamFormat form{320, 240, 1, 0};
   StreamFormat captures = form;
   CCameraFX3& link = *next.camera;
-  captures.fresh = {link.Tag().Newest() + 1, &link.Tag()};
+  captures.fresh = {link.Tag().CountUp(), &link.Tag()};
   ASSERT_TRUE(link.StartStream(*next.camera->ring, captures)) << link.LinkError();
   EXPECT_TRUE(Eventually([&] { return link.Counters().stale >= 2; }));
   EXPECT_EQ(next.camera->ring->CountIn(CirBuf::SlotState::Ready), 0);
