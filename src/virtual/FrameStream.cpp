@@ -85,6 +85,9 @@ void FrameStream::Apply(const StreamSettings& settings) {
                        (settings_.sensorOn && !settings.sensorOn);
     const bool wasExposable = Exposable();
     settings_ = settings;
+    if (stopped && settings.busOn && frameCount_ > 0 && !cut_) {
+      CutFrame();
+    }
     if (stopped || other) {
       Abort();
     }
@@ -189,28 +192,24 @@ void FrameStream::Abort() {
   work_.notify_all();
 }
 
-/// Forgets the frames that wait, but for what the controller already holds of the first.
+/// Forgets the frames that wait. A transfer that holds the beginning of one is owed its end.
 void FrameStream::DropFrames() {
-  if (frameCount_ > 0 && !cut_) {
-    CutFrame();
+  if (frameCount_ > 0 && frames_[firstFrame_].frame.Sent() > 0 && !cut_) {
+    endPending_ = true;
   }
   while (frameCount_ > 0) {
     PopFrame();
   }
 }
 
-/// The host still gets what is in the controller's buffer. A transfer that holds the beginning of a frame is owed
-/// its end.
+/// The output has been stopped: the host still gets what is in the controller's buffer.
 void FrameStream::CutFrame() {
   const Waiting& waiting = frames_[firstFrame_];
   const std::size_t sent = waiting.frame.Sent();
-  const std::size_t held =
-      settings_.busOn ? std::min(ReadOutBytes(waiting) - std::min(ReadOutBytes(waiting), sent), kControllerBytes) : 0;
-  if (held > 0) {
+  const std::size_t readOut = std::max(ReadOutBytes(waiting), sent);
+  if (readOut > sent) {
     cut_ = waiting.frame;
-    cut_->CutAt(sent + held);
-  } else if (sent > 0) {
-    endPending_ = true;
+    cut_->CutAt(std::min(readOut, sent + kControllerBytes));
   }
 }
 
