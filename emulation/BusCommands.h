@@ -13,9 +13,9 @@ struct CommandAnswer {
   bool quit = false;  ///< the command asks for the end of the program
 };
 
-/// `unplug N`, `replug N`, `stall N` (N counts the cameras from 0), `quit`. `sent N SEQUENCE FILE` writes one of the
-/// last few frames that the sensor sent, header and payload, and is answered with the begin of its exposure, µs
-/// since 1970.
+/// `unplug N`, `replug N`, `stall N` (N counts the cameras from 0), `quit`. `sent N SEQUENCE FILE` writes one of
+/// the last few frames that the sensor sent, header and payload, and is answered with the begin of its exposure,
+/// µs since 1970.
 CommandAnswer ObeyCommand(EmulatedBus& bus, std::string_view line);
 
 }  // namespace orq

@@ -104,8 +104,9 @@ class CCameraFX3 {
   /// Mono bin in the FPGA.
   bool SetFPGABinType(bool mono);
 
-  /// Starts receiving frames of `format` into `ring`: stops what still runs, takes the image bus, empties and clears
-  /// the endpoint, queues the transfers, then tells the FPGA to send. Refused during a flash operation. False with `LinkError` set when it could not; nothing then runs.
+  /// Starts receiving frames of `format` into `ring`: stops what still runs, takes the image bus, empties and
+  /// clears the endpoint, queues the transfers, then tells the FPGA to send. Refused during a flash operation.
+  /// False with `LinkError` set when it could not; nothing then runs.
   bool StartStream(CirBuf& ring, const orq::StreamFormat& format);
   /// Tells the FPGA to stop and ends all transfers; harmless when no stream runs. Works after an unplug.
   void StopStream();

@@ -5,7 +5,8 @@
 
 namespace orq {
 
-/// Releases the image bus for flash access, and switches it on again on every way out. Refused while a stream runs.
+/// Releases the image bus for flash access, and switches it on again on every way out. Refused while a stream
+/// runs.
 class FlashAccess {
  public:
   explicit FlashAccess(CCameraFX3& link) : link_(link), granted_(link.AcquireFlash()) {}

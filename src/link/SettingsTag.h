@@ -28,7 +28,7 @@ class SettingsTag {
 
 /// The frames of one capture: those that bear a tag from `first` on. Anything else is left over from before it.
 struct FreshTags {
-  std::uint32_t first = 0;             ///< written when the capture began
+  std::uint32_t first = 0;               ///< written when the capture began
   const SettingsTag* counted = nullptr;  ///< outlives the capture; null: every frame is of the capture
 
   bool Holds(std::uint32_t tag) const { return counted == nullptr || counted->IsSince(first, tag); }

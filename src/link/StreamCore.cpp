@@ -17,8 +17,7 @@ using Clock = std::chrono::steady_clock;
 
 std::uint64_t NowNs() {
   return static_cast<std::uint64_t>(
-      std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now().time_since_epoch())
-          .count());
+      std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now().time_since_epoch()).count());
 }
 
 FrameStreamParser::Fault FaultOf(TransferStatus status) {

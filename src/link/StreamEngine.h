@@ -19,8 +19,8 @@ struct StreamTuning {
   int maxResyncs = 8;          ///< restarts in a row without a good frame before the stream is given up
   int drainMs = 5000;          ///< patience with transfers that were cancelled
   int retryMs = 10;            ///< pause before parked transfers or a failed clear are tried again
-  int quietMs = 5;      ///< nothing for so long before the start: the pipe is empty; 0: it is not drained
-  int emptyingMs = 500;  ///< patience with a camera that goes on sending though it was told to stop
+  int quietMs = 5;             ///< nothing for so long before the start: the pipe is empty; 0: it is not drained
+  int emptyingMs = 500;        ///< patience with a camera that goes on sending though it was told to stop
   int maxStarvedRetries = 200;  ///< tries in a row with all transfers parked before the stream is given up
 };
 

@@ -77,7 +77,6 @@ inline constexpr std::uint16_t kFpgaExposure = 0x30;   ///< 5 bytes, µs
 inline constexpr std::uint16_t kFpgaBandwidth = 0x35;  ///< percent of the full readout rate, 1 to 100
 inline constexpr std::uint16_t kFpgaHighSpeed = 0x36;  ///< bit 0: 10-bit fast readout
 inline constexpr std::uint16_t kFpgaSingle = 0x37;     ///< bit 0: one exposure per start of frame output
-inline constexpr std::uint16_t kFpgaSettingsTag = 0x38;  ///< 4 bytes, latched when an exposure begins
 inline constexpr std::uint16_t kFpgaHostMode = 0x45;   ///< bit 0: host is USB 3; bit 1: single exposures
 inline constexpr std::uint16_t kFpgaGpsStatus = 0x46;
 inline constexpr std::uint16_t kFpgaGpsStartLine = 0x47;  ///< 2 bytes
@@ -95,6 +94,9 @@ inline constexpr std::uint16_t kFpgaLed = 0xFB;
 inline constexpr std::uint16_t kFpgaHubState = 0xFC;
 inline constexpr std::uint16_t kFpgaHubCommand = 0xFD;
 inline constexpr std::uint16_t kFpgaAdjustable = 0xFE;
+
+/// 4 bytes: tells with which of the host's settings a frame was exposed. Latched when an exposure begins.
+inline constexpr std::uint16_t kFpgaSettingsTag = 0x38;
 
 inline constexpr std::uint8_t kRunOutput = 0x01;
 

@@ -46,7 +46,7 @@ struct FrameGps {
 /// What is known about a delivered frame. The settings are those the frame was taken with.
 struct FrameInfo {
   FrameRegion region;
-  std::uint32_t sequence = 0;  ///< the camera's own frame number
+  std::uint32_t sequence = 0;     ///< the camera's own frame number
   std::uint32_t settingsTag = 0;  ///< in force when its exposure began
   std::uint64_t exposureUs = 0;
   int gain = 0;

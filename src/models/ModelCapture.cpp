@@ -121,6 +121,7 @@ CModelCamera::StreamEnd CModelCamera::DeliverFrames(bool* running, bool triggere
   worker.mailbox.Prepare(worker.setup.OutputBytes());
   ring->ResumeTake();
   ring->Discard();
+  StreamFormat format = worker.setup.WireFormat();
   {
     const std::lock_guard lock(worker.registers);
     SetTransferCount(static_cast<int>(worker.setup.WireBytes()));
@@ -131,10 +132,9 @@ CModelCamera::StreamEnd CModelCamera::DeliverFrames(bool* running, bool triggere
       trouble = LinkError();
       return StreamEnd::Failed;
     }
+    format.fresh = {Tag().Newest(), &Tag()};
     CloseAutoGate();  // what automatic control has seen is of another capture
   }
-  StreamFormat format = worker.setup.WireFormat();
-  format.fresh = {Tag().Newest(), &Tag()};
   worker.stampedAt = Clock::time_point{};
   if (worker.gps) worker.gps->Begin();  // before an exposure takes up the lines
   if (!StartStream(*ring, format)) {

@@ -37,7 +37,7 @@ struct CModelCamera::Worker {
 
   std::atomic<bool> timeMark{false};
   static constexpr int kNoStamps = -1;
-  std::atomic<int> stampEveryMs{kNoStamps};              ///< how often a frame is to have its GPS time
+  std::atomic<int> stampEveryMs{kNoStamps};  ///< how often a frame is to have its GPS time
   /// Automatic control measures frames with this settings tag or a later one: written with the last change that
   /// concerns it.
   Relaxed<std::uint32_t> measurableTag{0};

@@ -7,8 +7,8 @@
 namespace orq {
 
 /// 256 eight-bit registers. While the update hold is set, writes to the registers of region, format, exposure,
-/// settings tag, GPS lines and output pulses wait; clearing the hold lets them take effect together. Until then they read as before.
-/// Caller-serialised.
+/// settings tag, GPS lines and output pulses wait; clearing the hold lets them take effect together. Until then
+/// they read as before. Caller-serialised.
 class FpgaRegisters {
  public:
   static constexpr std::uint16_t kCount = 256;

@@ -156,10 +156,9 @@ class StreamingAfterAnother : public Streaming {
 
 TEST_F(StreamingAfterAnother, StopsTheOutputAndEmptiesThePipeFirst) {
   Start();
-  EXPECT_EQ(pipe_.Calls(), (std::vector<std::string>{"clear",  "output off", "submit", "submit", "submit",
-                                                     "submit", "cancel",     "cancel", "cancel", "cancel",
-                                                     "clear",  "submit",     "submit", "submit", "submit",
-                                                     "output on"}));
+  EXPECT_EQ(pipe_.Calls(), (std::vector<std::string>{"clear", "output off", "submit", "submit", "submit", "submit",
+                                                     "cancel", "cancel", "cancel", "cancel", "clear", "submit",
+                                                     "submit", "submit", "submit", "output on"}));
   EXPECT_EQ(Counters().inFlight, 4U);
 }
 
