@@ -154,8 +154,8 @@ struct FrameHeader {
   std::uint8_t flags = 0;      ///< bit 0: taken by a trigger
   std::uint32_t gpsLatch = 0;  ///< counter of the latch that belongs to this frame, 0: none does
   std::uint64_t exposureUs = 0;
-  std::uint16_t gain = 0;        ///< gain setting the frame was taken with
-  std::uint16_t blackLevel = 0;  ///< offset setting the frame was taken with
+  std::uint16_t gain = 0;         ///< gain setting the frame was taken with
+  std::uint16_t blackLevel = 0;   ///< offset setting the frame was taken with
   std::uint32_t settingsTag = 0;  ///< what register `kFpgaSettingsTag` held when the exposure began
 };
 

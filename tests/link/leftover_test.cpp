@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "OpenLink.h"
+#include "OtherProcess.h"
 #include "models/CameraList.h"
 #include "support/VirtualRig.h"
 
@@ -183,6 +184,22 @@ TYPED_TEST(AbandonedCamera, EveryFrameOfAVideoIsOneOfItsOwn) {
     for (int i = 0; i < 3; ++i) this->ExpectItsOwnFrame(*next.camera);
     next.camera->StopCapture();
     EXPECT_EQ(next.camera->Counters().failed, 0U);
+    next.camera->CloseCamera();
+  }
+}
+
+using AbandonedByAProcess = AbandonedCamera<LibusbDoor>;
+
+TEST_F(AbandonedByAProcess, TheNextOneGetsItsOwnFrame) {
+  Plug();
+  for (const bool snap : {true, false}) {
+    ASSERT_EQ(AskOtherProcess("abandon"), 0);
+    ASSERT_EQ(device->FpgaRegister(wire::kFpgaRun), 1) << "the output runs on";
+    const NamedCamera next = OpenNext();
+    ASSERT_NE(next.camera, nullptr);
+    ASSERT_EQ(next.camera->StartCapture(snap), 1);
+    ExpectItsOwnFrame(*next.camera);
+    next.camera->StopCapture();
     next.camera->CloseCamera();
   }
 }
