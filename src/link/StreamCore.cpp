@@ -48,8 +48,8 @@ bool StreamEngine::Core::Start() {
     phase_ = Phase::Running;
   }
   pool_.QueueAll();
-  if (pool_.Starved()) return FailStart(kNoUsbMemory);
   if (!Running()) return FailStart(kQueueFailed);
+  if (pool_.GiveUpParked() < tuning_.fewestTransfers) return FailStart(kNoUsbMemory);
   try {
     thread_ = std::thread(&Core::Run, this);
   } catch (const std::system_error&) {
@@ -88,6 +88,7 @@ bool StreamEngine::Core::EmptyPipe() {
 }
 
 bool StreamEngine::Core::FailStart(const char* reason) {
+  if (pipe_.Gone()) NoteGone();
   {
     const std::lock_guard lock(mutex_);
     if (error_.empty()) error_ = reason;

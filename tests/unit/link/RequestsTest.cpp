@@ -500,11 +500,11 @@ class LinkStream : public Requests {
 TEST_F(LinkStream, QueuesBeforeItTellsTheFpgaToSendAndStopsTheFpgaBeforeItCancels) {
   ASSERT_TRUE(link_.StartStream(ring_, format_)) << link_.LinkError();
   auto calls = port_->pipe.Calls();
-  const std::vector<std::string> submits(16, "submit");
+  const std::vector<std::string> submits(8, "submit");
   // First whatever another program left: its output, the bus that it released, what is in the pipe.
   std::vector<std::string> expected{"D6 1 0", "clear", "D1 0 0"};
   expected.insert(expected.end(), submits.begin(), submits.end());
-  expected.insert(expected.end(), 16, "cancel");
+  expected.insert(expected.end(), 8, "cancel");
   expected.emplace_back("clear");
   expected.insert(expected.end(), submits.begin(), submits.end());
   expected.emplace_back("D1 0 1");
@@ -517,7 +517,7 @@ TEST_F(LinkStream, QueuesBeforeItTellsTheFpgaToSendAndStopsTheFpgaBeforeItCancel
   calls = port_->pipe.Calls();
   expected.emplace_back("submit");  // the transfer that had brought the frame
   expected.emplace_back("D1 0 0");
-  expected.insert(expected.end(), 16, "cancel");
+  expected.insert(expected.end(), 8, "cancel");
   ASSERT_EQ(calls, expected);
   EXPECT_FALSE(link_.StreamAlive());
   EXPECT_EQ(link_.Counters().completed, 1U);
@@ -610,7 +610,7 @@ TEST_F(LinkStream, StartsAnewWhenOneRunsAlready) {
   ring_.WaitJudged();
   ASSERT_TRUE(link_.StartStream(ring_, format_));
   EXPECT_EQ(link_.Counters().started, 0U);
-  EXPECT_EQ(port_->pipe.Alive(), 16);
+  EXPECT_EQ(port_->pipe.Alive(), 8);
   EXPECT_TRUE(link_.StreamAlive());
 }
 
