@@ -143,7 +143,6 @@ class CModelCamera : public CCameraBase {
   bool AutoCopyDue(const FrameInfo& info, int wbRed, int wbBlue);
   void OpenAutoGate(const FrameInfo& info, int wbRed, int wbBlue);
   void AdjustCorrections(bool otherBin);
-  void AwaitWorkerEnd() const;
   bool MayBringFrames() const;
   void ProgramTriggers();
 

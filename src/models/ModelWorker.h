@@ -23,10 +23,9 @@ struct CModelCamera::Worker {
 
   FrameMailbox mailbox;
   // Guarded by the mailbox.
-  bool ended = true;           ///< the worker that ran last has ended
-  std::uint64_t captures = 0;  ///< workers that have begun
-  bool restarting = false;     ///< a geometry change stops and starts the worker: readers go on waiting
-  bool armed = false;          ///< the worker of a trigger mode listens for triggers
+  bool ended = true;        ///< the worker that ran last has ended
+  bool restarting = false;  ///< a geometry change stops and starts the worker: readers go on waiting
+  bool armed = false;       ///< the worker of a trigger mode listens for triggers
 
   /// When the last software trigger of this capture was sent; the clock's beginning: none was.
   std::atomic<std::chrono::steady_clock::time_point> triggeredAt{};
