@@ -91,6 +91,7 @@ void CModelCamera::Capture(bool* running, bool triggered) {
   worker.SetTrouble(trouble);  // known before anybody can see that the stream has ended
   worker.mailbox.Notify([&] { worker.armed = false; });
   StopStream();
+  worker.videoDied = end == StreamEnd::Failed && !snap && ThreadCtrl::KeepRunning(running);
   // From here on whoever sees what became of the capture can start the next one.
   (triggered ? exposureThr : captureThr).AnnounceEnd();
   // A single exposure's frame is handed over when nothing more is to be done, so that the next exposure can

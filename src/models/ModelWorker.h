@@ -16,6 +16,9 @@
 namespace orq {
 
 struct CModelCamera::Worker {
+  /// One control at a time is set: several are made of more than one field. Taken before `registers`, never by the
+  /// capture worker.
+  std::recursive_mutex controls;
   /// Serialises register sequences, stored control values and `setup`. Never held while waiting for a frame or for
   /// a worker.
   mutable std::mutex registers;
@@ -29,6 +32,8 @@ struct CModelCamera::Worker {
 
   /// When the last software trigger of this capture was sent; the clock's beginning: none was.
   std::atomic<std::chrono::steady_clock::time_point> triggeredAt{};
+
+  std::atomic<bool> videoDied{false};  ///< a video ended by itself, and nothing has kept the settings since
 
   mutable std::mutex troubleMutex;
   std::string trouble;
