@@ -14,10 +14,34 @@ namespace {
 using test::VirtualRig;
 
 constexpr int kRounds = 20'000;
+constexpr int kSlowRounds = 500;
+
+/// Takes its time before it stores colours that somebody has put together, and before anybody can say that an
+/// exposure was set.
+class LeisurelyCamera : public CModelCamera {
+ public:
+  LeisurelyCamera() : CModelCamera(SmallModel()) {}
+  bool SetExp(unsigned long long us, bool automatic) override {
+    const bool done = CModelCamera::SetExp(us, automatic);
+    std::this_thread::sleep_for(std::chrono::microseconds(us % 7 * 30));
+    return done;
+  }
+  bool SetWB(int red, int blue, bool automatic) override {
+    std::this_thread::sleep_for(std::chrono::microseconds(20));
+    return CModelCamera::SetWB(red, blue, automatic);
+  }
+
+ private:
+  static ModelData SmallModel() {
+    ModelData model = *FindModel("k1c");
+    model.maxWidth = model.maxHeight = 128;
+    return model;
+  }
+};
 
 /// One thread sets `id` to ever other values of `low` to `high` and finds each of them kept: nobody else sets it.
-void SetAndFind(CModelCamera& camera, ORQ_CONTROL_TYPE id, int low, int high, int& lost) {
-  for (int round = 0; round < kRounds; ++round) {
+void SetAndFind(CModelCamera& camera, ORQ_CONTROL_TYPE id, int low, int high, int rounds, int& lost) {
+  for (int round = 0; round < rounds; ++round) {
     const long wanted = low + round % (high - low + 1);
     camera.SetControlValue(id, wanted, false);
     long found = -1;
@@ -30,8 +54,9 @@ TEST(SettingThreads, ParametersOfAutomaticControlThatTwoThreadsSetAreNotLost) {
   const VirtualRig rig;
   int lostGains = 0;
   int lostTargets = 0;
-  std::thread gains([&] { SetAndFind(*rig.camera, ORQ_AUTO_EXP_MAX_GAIN, 1, 100, lostGains); });
-  std::thread targets([&] { SetAndFind(*rig.camera, ORQ_AUTO_EXP_TARGET_BRIGHTNESS, 60, 160, lostTargets); });
+  std::thread gains([&] { SetAndFind(*rig.camera, ORQ_AUTO_EXP_MAX_GAIN, 1, 100, kRounds, lostGains); });
+  std::thread targets(
+      [&] { SetAndFind(*rig.camera, ORQ_AUTO_EXP_TARGET_BRIGHTNESS, 60, 160, kRounds, lostTargets); });
   gains.join();
   targets.join();
   EXPECT_EQ(lostGains, 0);
@@ -39,11 +64,11 @@ TEST(SettingThreads, ParametersOfAutomaticControlThatTwoThreadsSetAreNotLost) {
 }
 
 TEST(SettingThreads, ColoursThatTwoThreadsSetAreNotLost) {
-  const VirtualRig rig;
+  LeisurelyCamera camera;
   int lostReds = 0;
   int lostBlues = 0;
-  std::thread reds([&] { SetAndFind(*rig.camera, ORQ_WB_R, 1, 99, lostReds); });
-  std::thread blues([&] { SetAndFind(*rig.camera, ORQ_WB_B, 1, 99, lostBlues); });
+  std::thread reds([&] { SetAndFind(camera, ORQ_WB_R, 1, 99, kSlowRounds, lostReds); });
+  std::thread blues([&] { SetAndFind(camera, ORQ_WB_B, 1, 99, kSlowRounds, lostBlues); });
   reds.join();
   blues.join();
   EXPECT_EQ(lostReds, 0);
@@ -67,21 +92,8 @@ TEST(SettingThreads, WhoSetsOneColourUndoesNoStepOfAutomaticWhiteBalance) {
   EXPECT_EQ(lost, 0);
 }
 
-/// Takes its time between setting an exposure and saying so.
-class LeisurelyCamera : public CModelCamera {
- public:
-  using CModelCamera::CModelCamera;
-  bool SetExp(unsigned long long us, bool automatic) override {
-    const bool done = CModelCamera::SetExp(us, automatic);
-    std::this_thread::sleep_for(std::chrono::microseconds(us % 7 * 30));
-    return done;
-  }
-};
-
 TEST(SettingThreads, TheExposureThatCountsAsSetLastIsTheCamerasOwn) {
-  ModelData model = *FindModel("k1c");
-  model.maxWidth = model.maxHeight = 128;
-  LeisurelyCamera camera(model);
+  LeisurelyCamera camera;
   std::barrier round(2);
   int apart = 0;
   const auto set = [&](int step, bool looks) {
