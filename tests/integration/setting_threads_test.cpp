@@ -45,6 +45,8 @@ void SetAndFind(CModelCamera& camera, ORQ_CONTROL_TYPE id, int low, int high, in
     const long wanted = low + round % (high - low + 1);
     camera.SetControlValue(id, wanted, false);
     long found = -1;
+    std::this_thread::sleep_for(std::chrono::microseconds(
+        round % 2 * 20));  // what somebody else puts together of old values is stored later
     camera.GetControlValue(id, &found, nullptr);
     if (found != wanted) ++lost;
   }
@@ -85,6 +87,7 @@ TEST(SettingThreads, WhoSetsOneColourUndoesNoStepOfAutomaticWhiteBalance) {
   for (int round = 0; round < kRounds; ++round) {  // as the automatic-control worker does it
     const int blue = 1 + round % 99;
     rig.camera->SetWB(50, blue, true);
+    std::this_thread::yield();
     if (rig.camera->WB_Blue != blue) ++lost;
   }
   done = true;
