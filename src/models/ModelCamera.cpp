@@ -191,14 +191,14 @@ void CModelCamera::CloseCamera() {
 }
 
 // Another program may have died at any moment. Each step on its own: one that is refused must not keep the camera
-// from the others. The frames that it still holds are drained when a stream starts.
+// from the others. Trigger modes are left by programming the stored one; the frames that the camera still holds are
+// drained when a stream starts.
 bool CModelCamera::EnterKnownState() {
   bool known = FPGAStop();  // first: it goes on sending
   known = EnableGPIF32DQ(true) && known;
   known = ReleaseHold(*this) && known;
   known = WriteFPGAREG(wire::kFpgaSingle, 0) && known;
   TellFpgaCaptureMode(false);
-  known = EnableFPGATriggerMode(false) && known;
   if (hasGuidePort != 0) {
     for (const GuideD line : {GUIDE_NORTH, GUIDE_SOUTH, GUIDE_EAST, GUIDE_WEST}) PulseGuideOff(line);
   }

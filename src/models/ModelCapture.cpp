@@ -129,7 +129,7 @@ CModelCamera::StreamEnd CModelCamera::DeliverFrames(bool* running, bool triggere
     FPGAStop();
     WriteFPGAREG(wire::kFpgaSingle, snap ? 1 : 0);
     if (!WriteTag(*this)) {
-      trouble = LinkError();
+      trouble = StreamTrouble(*this);
       return StreamEnd::Failed;
     }
     format.fresh = {Tag().Newest(), &Tag()};

@@ -119,6 +119,7 @@ class AbandonedCamera : public ::testing::Test {
   void Plug() {
     VirtualOptions options;
     options.timeScale = 0.05;
+    options.fpgaType = 0xC0;  // with a trigger unit
     device = MakeCamera(options, kWidth, kHeight, 13'500);
     door.Attach(device);
   }
