@@ -191,8 +191,8 @@ void CModelCamera::CloseCamera() {
 }
 
 // Another program may have died at any moment. Each step on its own: one that is refused must not keep the camera
-// from the others. Trigger modes are left by programming the stored one; the frames that the camera still holds are
-// drained when a stream starts.
+// from the others. Trigger modes are left by programming the stored one; the frames that the camera still holds
+// are drained when a stream starts.
 bool CModelCamera::EnterKnownState() {
   bool known = FPGAStop();  // first: it goes on sending
   known = EnableGPIF32DQ(true) && known;
