@@ -127,6 +127,7 @@ CModelCamera::StreamEnd CModelCamera::DeliverFrames(bool* running, bool triggere
   }
   worker.stampedAt = Clock::time_point{};
   if (worker.gps) worker.gps->Begin();  // before an exposure takes up the lines
+  worker.cadence.Begin();
   if (!StartStream(*ring, worker.setup.WireFormat())) {
     trouble = LinkError();
     return StreamEnd::Failed;

@@ -57,6 +57,10 @@ int CModelCamera::SetControlValue(ORQ_CONTROL_TYPE id, long value, bool autoOn) 
     const FrameRegion region = Region();
     if (region.format == ORQ_IMG_RGB24 && region.bin > 1) return CTRL_SET_FAILED;  // no colours would be left
   }
+  if (id == ORQ_GPS_START_LINE || id == ORQ_GPS_END_LINE) {
+    const int result = CCameraBase::SetControlValue(id, value, autoOn);
+    return result == CTRL_OK && model_.gps && !FollowGpsLines(false) ? CTRL_SET_FAILED : result;
+  }
   if (!cooler_) return CCameraBase::SetControlValue(id, value, autoOn);
   const bool on = value >= 1;
   switch (id) {

@@ -9,6 +9,7 @@
 
 #include "models/FrameGeometry.h"
 #include "models/FrameMailbox.h"
+#include "models/GpsCadence.h"
 #include "models/GpsLatchReader.h"
 #include "models/ModelCamera.h"
 #include "support/Algorithm.h"
@@ -38,6 +39,7 @@ struct CModelCamera::Worker {
   static constexpr int kNoStamps = -1;
   std::atomic<int> stampEveryMs{kNoStamps};              ///< how often a frame is to have its GPS time
   std::optional<GpsLatchReader> gps;                     ///< of models with GPS; worker-only
+  GpsCadence cadence;                                    ///< of their frames; worker-only
   std::chrono::steady_clock::time_point stampedAt{};     ///< last frame that the GPS was asked about; worker-only
   std::chrono::steady_clock::time_point autoCopiedAt{};  ///< last copy for automatic control; worker-only
 

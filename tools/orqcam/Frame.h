@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "ClockState.h"
 #include "models/FrameGeometry.h"
 #include "models/FrameTypes.h"
 
@@ -26,6 +27,7 @@ struct Frame {
   std::optional<double> targetC;      ///< of the cooler, when that was on
   std::optional<int> realExposureMs;  ///< as the camera measured it; of single exposures from 1 s on
   CorrectionFacts corrections;
+  std::optional<ClockState> clock;  ///< the computer's, when the frame had arrived
 };
 
 inline constexpr IMG_TYPE kFormats[] = {ORQ_IMG_RAW8, ORQ_IMG_RGB24, ORQ_IMG_RAW16, ORQ_IMG_Y8};

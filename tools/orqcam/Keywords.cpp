@@ -20,14 +20,14 @@ constexpr std::size_t kValueColumn = 10;      // "KEYWORD = "
 constexpr std::size_t kLeastValueChars = 20;  // shorter values are padded up to the comment column
 
 // Structure and history of a file, and what every file of this tool has anyway.
-constexpr std::array<std::string_view, 57> kReserved = {
+constexpr std::array<std::string_view, 61> kReserved = {
     "SIMPLE",   "XTENSION", "BITPIX",   "NAXIS",    "EXTEND",   "PCOUNT",   "GCOUNT",   "GROUPS",   "BZERO",
     "BSCALE",   "BLANK",    "END",      "COMMENT",  "HISTORY",  "CONTINUE", "HIERARCH", "LONGSTRN", "CHECKSUM",
     "DATASUM",  "INHERIT",  "DATE",     "DATE-OBS", "TIMESYS",  "TIMESRC",  "TIMEUNC",  "EXPTIME",  "GAIN",
     "OFFSET",   "EGAIN",    "XBINNING", "YBINNING", "XORGSUBF", "YORGSUBF", "XPIXSZ",   "YPIXSZ",   "INSTRUME",
     "BAYERPAT", "XBAYROFF", "YBAYROFF", "ROWORDER", "DATE-END", "ROWTIME",  "GPSSTATE", "GPSFIX",   "GPSLINE1",
     "GPSLINE2", "GPSUTC1",  "GPSUTC2",  "GPSSATS",  "FRAMENO",  "CAMSEQ",   "SWCREATE", "FLIPPED",  "CTYPE3",
-    "CCD-TEMP", "SET-TEMP", "DARKFILE"};
+    "CCD-TEMP", "SET-TEMP", "DARKFILE", "DATE-AVG", "MJD-OBS",  "CLKSYNC",  "CLKERR"};
 
 struct OwnOption {
   std::string_view keyword;
