@@ -510,11 +510,12 @@ TEST(FlashInAVideo, IsPlacedByPredictedTimes) {
   bool predicted = false;
   EXPECT_TRUE(Eventually([&] {
     const StampRig rig([](VirtualOptions& options) {
-      options.flash = VirtualFlash{options.gps->start + std::chrono::microseconds(101'000), kFlashSeconds};
+      options.flash = VirtualFlash{options.gps->start + std::chrono::microseconds(101'960), kFlashSeconds};
     });
     EXPECT_TRUE(rig.camera->SetExp(500, false));
     EXPECT_EQ(rig.camera->StartCapture(false), 1);
-    const UtcTenths flash = kMade + 1'010'000;
+    // Frames follow one another by 2099.2 us; this one comes in the middle of the 49th.
+    const UtcTenths flash = kMade + 1'019'600;
     std::vector<std::uint8_t> frame = rig.Buffer();
     FrameInfo info;
     do {

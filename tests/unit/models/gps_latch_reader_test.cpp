@@ -299,6 +299,7 @@ TEST_F(GpsLatch, ARequestThatFailsOnceIsMadeUpForByRegisters) {
   camera.hooked->transfers = 0;
   camera.hooked->refuse = 4;
   EXPECT_EQ(StateOf(), GpsState::Fix);
+  camera.hooked->refuse = -1;
   camera.hooked->transfers = 0;
   EXPECT_EQ(StateOf(), GpsState::Fix);
   EXPECT_EQ(camera.hooked->transfers, 4 + 2 * (4 + 2 * 55)) << "for the rest of the capture";
