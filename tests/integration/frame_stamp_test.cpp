@@ -218,6 +218,20 @@ TEST(FrameStamp, ACameraWithoutTheRequestIsReadByRegisters) {
   ExpectGps(info, kMade, kMade + (kSide - 1) * kRow + kExposure);
 }
 
+TEST(FrameStamp, ACameraThatDoesNotAnswerForAMomentCostsNoTime) {
+  const StampRig rig;
+  ASSERT_EQ(rig.camera->StartCapture(false), 1);
+  const auto look = [&] {
+    FrameInfo info;
+    EXPECT_TRUE(rig.Fetch(info));
+    EXPECT_TRUE(HasGpsTimes(info.gps.state)) << static_cast<int>(info.gps.state);
+  };
+  for (int i = 0; i < 3; ++i) look();
+  rig.device->FailRequests(wire::kReqReadFpga, kUsbPipe, 0, 20);
+  for (int i = 0; i < 30; ++i) look();
+  rig.camera->StopCapture();
+}
+
 TEST(FrameStamp, SingleExposuresAreNeverPredicted) {
   const StampRig rig;
   rig.Take();
