@@ -172,7 +172,8 @@ ShotResult TakeOne(Shooter& shooter, const CaptureOptions& options, Frame& frame
   const ShotResult result = shooter.Take(frame, number, tally.count);
   reason = shooter.Reason();
   if (result != ShotResult::Good || !options.requireGps || HasGpsTime(frame.info)) return result;
-  reason = "it has no GPS time: " + GpsTrouble(frame.info);
+  const std::string trouble = GpsTrouble(frame.info);
+  reason = "it has no GPS time: " + (trouble.empty() ? "the camera did not say that it has a GPS" : trouble);
   return ShotResult::Failed;
 }
 
@@ -182,7 +183,6 @@ ExitCode TakeAll(const Context& context, Session& session, const Corrections& co
   CoolerWatch coolerWatch;
   GpsWatch gpsWatch(true);
   std::string reason;
-  session.Camera().StampFrames(std::chrono::milliseconds(0));
   int failuresInARow = 0;
   for (std::uint64_t number = 1; number <= tally.count; ++number) {
     switch (TakeOne(shooter, options, frame, number, tally, reason)) {
@@ -295,6 +295,7 @@ ExitCode RunCapture(const Context& context, const CaptureOptions& options) {
   Session session(context);
   options.settings.Apply(session);
   if (options.requireGps) DemandGpsTimes(session);
+  session.Camera().StampFrames(std::chrono::milliseconds(0));  // from the very first frame on
   const FrameSaver saver(std::move(save), MakeContext(session, options), std::string(session.Model().key),
                          Lower(options.imageType));
   saver.CheckBeforehand(Expected(session.Camera()), count);
