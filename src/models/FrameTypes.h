@@ -50,10 +50,10 @@ struct GpsPredictions {
 /// A frame's GPS reading.
 struct FrameGps {
   GpsState state = GpsState::None;
-  LatchedLines latched;           ///< lines: of all but None and Unreadable; times: of Fix and Predicted only
-  UtcTenths predictionError = 0;  ///< of Predicted: beyond that of a latch
-  GpsPredictions predictions;     ///< of the capture up to this frame
-  int satellites = 0;             ///< of Fix and Predicted only, in use
+  LatchedLines latched;             ///< lines: of all but None and Unreadable; times: of Fix and Predicted only
+  UtcTenths predictionError = 0;    ///< of Predicted: beyond that of a latch
+  GpsPredictions predictions = {};  ///< of the capture up to this frame
+  int satellites = 0;               ///< of Fix and Predicted only, in use
   /// Position, of Fix and Predicted only. Degrees, north and east positive; nothing in records whose angles have
   /// another scale.
   std::optional<double> latitude;
