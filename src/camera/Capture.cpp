@@ -1,17 +1,12 @@
 // Starting and stopping the workers that take frames.
 #include "camera/CameraBase.h"
 #include "camera/DbgPrint.h"
+#include "controls/ModelQuirks.h"
 
 namespace {
 
 constexpr int kNormalMode = 0;
 constexpr int kExposedFrameWaitMs = 10'000;
-
-/// The two products whose FPGA wants to know whether single exposures or video follow.
-bool WantsCaptureMode(std::int32_t productId) {
-  const auto id = static_cast<std::uint16_t>(productId);
-  return id == 0x461E || id == 0x411E;
-}
 
 }  // namespace
 
@@ -22,7 +17,7 @@ bool CCameraBase::IsCaptureRunning() const {
 int CCameraBase::StartCapture(bool snap) {
   if (bOpened == 0) return 0;
   if (IsCaptureRunning()) return 1;
-  if (WantsCaptureMode(iPID)) TellFpgaCaptureMode(snap);
+  if (orq::quirks::WantsCaptureMode(iPID)) TellFpgaCaptureMode(snap);
   expStatus = ExpWorking;
   captureStartMark = 1;
   snapMode = snap ? 1 : 0;

@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "controls/ModelQuirks.h"
+
 namespace orq {
 namespace {
 
@@ -17,10 +19,6 @@ double SteppedFactor(int gain) {
   return (g - 80.0) * 32.0 / 20.0 + 32.0;
 }
 
-bool IsStepped(std::string_view modelName) {
-  return modelName.find("K1") != std::string_view::npos;
-}
-
 // Narrowed to float before it is used: callers compare with values computed so.
 float TenthDecibelFactor(int gain) {
   return static_cast<float>(std::pow(10.0, gain / 200.0));
@@ -29,11 +27,12 @@ float TenthDecibelFactor(int gain) {
 }  // namespace
 
 double GainFactor(std::string_view modelName, int gain) {
-  return IsStepped(modelName) ? SteppedFactor(gain) : static_cast<double>(TenthDecibelFactor(gain));
+  return quirks::HasSteppedGain(modelName) ? SteppedFactor(gain) : static_cast<double>(TenthDecibelFactor(gain));
 }
 
 float ElectronsPerAdu(float base, std::string_view modelName, int gain) {
-  if (IsStepped(modelName)) return static_cast<float>(static_cast<double>(base) / SteppedFactor(gain));
+  if (quirks::HasSteppedGain(modelName))
+    return static_cast<float>(static_cast<double>(base) / SteppedFactor(gain));
   return base / TenthDecibelFactor(gain);
 }
 
