@@ -118,7 +118,6 @@ CModelCamera::StreamEnd CModelCamera::DeliverFrames(bool* running, bool triggere
   const bool snap = snapMode != 0;
   worker.mailbox.Prepare(worker.setup.OutputBytes());
   autoGateLimit = 0;  // what automatic control has seen is of another capture
-  ring->ResumeTake();
   ring->Discard();
   {
     const std::lock_guard lock(worker.registers);

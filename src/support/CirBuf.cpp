@@ -111,13 +111,13 @@ void CirBuf::JudgeEnded() {
 bool CirBuf::Take(std::unique_ptr<std::uint8_t[]>& buffer, Frame& frame, int waitMs) {
   if (!buffer) return false;
   std::unique_lock lock(mutex_);
-  const auto decided = [this] { return cancelled_ || !ready_.empty() || !running_; };
+  const auto decided = [this] { return !ready_.empty() || !running_; };
   if (waitMs < 0) {
     readyChanged_.wait(lock, decided);
   } else {
     readyChanged_.wait_for(lock, std::chrono::milliseconds(waitMs), decided);
   }
-  if (cancelled_ || ready_.empty()) return false;
+  if (ready_.empty()) return false;
   Slot& slot = slots_[static_cast<std::size_t>(ready_.front())];
   ready_.erase(ready_.begin());
   slot.state.store(SlotState::Lent, std::memory_order_relaxed);
@@ -133,17 +133,6 @@ bool CirBuf::Take(std::unique_ptr<std::uint8_t[]>& buffer, Frame& frame, int wai
   return true;
 }
 
-void CirBuf::CancelTake() {
-  const std::lock_guard lock(mutex_);
-  cancelled_ = true;
-  readyChanged_.notify_all();
-}
-
-void CirBuf::ResumeTake() {
-  const std::lock_guard lock(mutex_);
-  cancelled_ = false;
-}
-
 int CirBuf::Discard() {
   const std::lock_guard lock(mutex_);
   const int count = static_cast<int>(ready_.size());
@@ -156,10 +145,4 @@ void CirBuf::WaitJudged() {
   std::unique_lock lock(mutex_);
   const std::uint64_t ended = endedHead_.load(std::memory_order_acquire);
   judgedChanged_.wait(lock, [&] { return !running_ || judged_.load(std::memory_order_acquire) >= ended; });
-}
-
-int CirBuf::CountIn(SlotState state) const {
-  return static_cast<int>(std::count_if(slots_.begin(), slots_.end(), [state](const Slot& slot) {
-    return slot.state.load(std::memory_order_acquire) == state;
-  }));
 }

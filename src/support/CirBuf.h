@@ -79,18 +79,13 @@ class CirBuf {
   void AbortFrame(Slot& slot);
 
   /// Waits up to `waitMs` (negative: for ever) for the oldest ready frame, swaps its payload buffer with
-  /// `buffer` (which must hold `FrameBytes()` bytes) and frees the slot. False on time-out, after
-  /// `CancelTake`, or while the ring's thread is stopped and nothing is ready.
+  /// `buffer` (which must hold `FrameBytes()` bytes) and frees the slot. False on time-out, or
+  /// while the ring's thread is stopped and nothing is ready.
   bool Take(std::unique_ptr<std::uint8_t[]>& buffer, Frame& frame, int waitMs);
-  /// Makes every waiting `Take` return false at once (a stop is under way) until `ResumeTake`.
-  void CancelTake();
-  void ResumeTake();
   /// Frees every ready slot; returns how many there were.
   int Discard();
   /// Waits until every slot given to `EndFrame` has been judged. Not from the USB thread.
   void WaitJudged();
-
-  int CountIn(SlotState state) const;
 
  private:
   void RunInsert();
@@ -111,10 +106,9 @@ class CirBuf {
   std::thread thread_;
 
   // Insert thread to consumer.
-  mutable std::mutex mutex_;
+  std::mutex mutex_;
   std::condition_variable readyChanged_;
   std::condition_variable judgedChanged_;
   std::vector<int> ready_;  // slot numbers, oldest first
-  bool cancelled_ = false;
   bool running_ = false;
 };

@@ -445,6 +445,33 @@ TEST(AutoFrame, AChangeOfGeometryClosesTheGateBeforeTheNextCapture) {
   EXPECT_EQ(loop.camera().autoGateLimit, 0);
 }
 
+// What `autoBuf` holds shows the old setting.
+TEST(AutoFrame, EveryChangeOfASettingClosesTheGateAndNoneThatChangesNothing) {
+  constexpr std::int32_t kOpen = 1'000'000;
+  for (const ModelData& model : AllModels()) {
+    CModelCamera camera(model);
+    const ControlLimits& range = model.limits;
+    const bool hasGain = range.gainMax != range.gainMin;
+    const auto gateAfter = [&](const auto& set) {
+      camera.autoGateLimit = kOpen;
+      set();
+      return camera.autoGateLimit.Load();
+    };
+    for (const int gain : {range.gainMax, range.gainMin}) {
+      EXPECT_EQ(gateAfter([&] { camera.SetGain(gain, true); }), hasGain ? 0 : kOpen) << model.key << " " << gain;
+      EXPECT_EQ(gateAfter([&] { camera.SetGain(gain, false); }), kOpen) << model.key << " " << gain;
+    }
+    for (const std::uint64_t us : {50'000U, 60'000U}) {
+      EXPECT_EQ(gateAfter([&] { camera.SetExp(us, true); }), 0) << model.key << " " << us;
+      EXPECT_EQ(gateAfter([&] { camera.SetExp(us, false); }), kOpen) << model.key << " " << us;
+    }
+    for (const int red : {20, 30}) {
+      EXPECT_EQ(gateAfter([&] { camera.SetWB(red, 50, true); }), model.colour ? 0 : kOpen) << model.key;
+      EXPECT_EQ(gateAfter([&] { camera.SetWB(red, 50, false); }), kOpen) << model.key;
+    }
+  }
+}
+
 TEST(AutoFrame, FramesWithoutAWorkerCloseTheGate) {
   Loop loop("k1c", 1e6);
   loop.Start(Mode::Exposure, 1000, 0);

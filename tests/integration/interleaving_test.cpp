@@ -7,6 +7,7 @@
 #include <new>
 #include <thread>
 
+#include "support/HeldThread.h"
 #include "support/VirtualRig.h"
 
 namespace {
@@ -71,6 +72,41 @@ TEST(Interleaving, AFailedReconnectDuringACaptureLeavesAUsableObject) {
   EXPECT_TRUE(rig.Open());
   FrameInfo info;
   EXPECT_FALSE(rig.Snap(info).empty());
+}
+
+// A setter tells the device and keeps the value. Were that not one step, two callers could leave the one value in
+// the camera and the other in the object. A change of geometry that waits for the hot-pixel table holds all of
+// them.
+TEST(Interleaving, EverySetterWaitsForTheSequenceOfRegistersUnderWay) {
+  for (const ModelData& model : AllModels()) {
+    if (model.key == "replay") continue;  // plays a file
+    const VirtualRig rig(std::string(model.key).c_str(), {}, 32);
+    ASSERT_TRUE(rig.Open());
+    CModelCamera& camera = *rig.camera;
+    const ControlLimits& range = model.limits;
+    std::vector<std::pair<const char*, std::function<void()>>> setters{
+        {"gain", [&] { camera.SetGain(range.gainMax, false); }},
+        {"offset", [&] { camera.SetBrightness(range.offsetMax); }},
+        {"exposure", [&] { camera.SetExp(12'345, false); }},
+        {"bandwidth", [&] { camera.SetFPSPerc(range.bandwidthMin, false); }},
+    };
+    if (model.colour) setters.emplace_back("white balance", [&] { camera.SetWB(20, 80, false); });
+    for (const auto& [name, set] : setters) {
+      std::unique_lock table(camera.HPCMutex);
+      test::HeldThread change([&] {
+        FrameRegion applied;
+        std::string reason;
+        EXPECT_TRUE(camera.SetRegion({0, 0, 16, 16, 1, ORQ_IMG_RAW8}, applied, reason)) << reason;
+      });
+      EXPECT_TRUE(change.IsHeld());
+      test::HeldThread setter(set);
+      EXPECT_TRUE(setter.IsHeld()) << model.key << " " << name;
+      table.unlock();
+    }
+    EXPECT_EQ(camera.gain, range.gainMax);
+    EXPECT_EQ(camera.Brightness, range.offsetMax);
+    EXPECT_EQ(camera.exposureUs, 12'345U);
+  }
 }
 
 TEST(Interleaving, AnExposureMayFollowTheOneBeforeWithoutAStop) {
