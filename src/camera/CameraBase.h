@@ -83,7 +83,8 @@ class CCameraBase : public CCameraFX3,
   virtual bool IsHardBinRun();
   /// Clamps `value` to the catalogue's limits and acts: a ControlResult. A model overrides it to serve more.
   virtual int SetControlValue(ORQ_CONTROL_TYPE id, long value, bool autoOn);
-  /// Reads a control: a ControlResult. `*autoOn` is always written, `*value` unless unsupported or a line unreadable.
+  /// Reads a control: a ControlResult. `*autoOn` is always written, `*value` unless unsupported or a line
+  /// unreadable.
   virtual int GetControlValue(ORQ_CONTROL_TYPE id, long* value, ORQ_BOOL* autoOn);
   /// Sensor temperature, degrees Celsius.
   virtual float GetTemp();
