@@ -12,6 +12,7 @@
 
 #include "autoctl/AutoFrame.h"
 #include "image/Gamma.h"
+#include "support/Cameras.h"
 #include "support/FrameReference.h"
 #include "support/PlainFramePath.h"
 
@@ -66,7 +67,7 @@ std::vector<std::uint8_t> WireBytes(const FrameSetup& setup) {
 }
 
 TEST(FramePath, DeliversRawFramesOfEveryKindAsRecomputed) {
-  for (const char* model : {"k1c", "x26m"}) {
+  for (const char* model : test::CameraKeysOfAllBins()) {
     for (const IMG_TYPE format : {ORQ_IMG_RAW8, ORQ_IMG_RAW16}) {
       for (int bin = 1; bin <= 4; ++bin) {
         for (int flips = 0; flips < 4; ++flips) {
@@ -286,7 +287,7 @@ TEST(FramePath, DeliversPixelsOfOddSizedRecordings) {
 
 TEST(FramePath, LeavesTheFrameToAutomaticControlBeforeBinningAndGamma) {
   std::mt19937 random(7);
-  for (const char* key : {"k1c", "k1m", "k2m", "x26m", "t46c"}) {
+  for (const char* key : test::CameraKeysOfAllBins()) {
     for (const IMG_TYPE format : {ORQ_IMG_RAW8, ORQ_IMG_RAW16}) {
       Way way(*FindModel(key));
       way.region = {0, 0, 16, 8, 2, format};
