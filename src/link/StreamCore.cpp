@@ -40,7 +40,7 @@ bool StreamEngine::Core::Start() {
   if (cleared != kUsbOk) return FailStart(kClearFailed);
   ring_.SetCheck(&FrameCheck::Run, &check_);
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     phase_ = Phase::Running;
   }
   pool_.QueueAll();
@@ -57,7 +57,7 @@ bool StreamEngine::Core::Start() {
 
 bool StreamEngine::Core::FailStart(const char* reason) {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     if (error_.empty()) error_ = reason;
   }
   Stop();
@@ -69,7 +69,7 @@ void StreamEngine::Core::Stop() {
   live_ = false;
   {
     // Before the camera is told: it ends the frame in work early, which is then an aborted one and not too short.
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     stopping_ = true;
     phase_ = Phase::Stopped;
     changed_.notify_all();
@@ -82,7 +82,7 @@ void StreamEngine::Core::Stop() {
     pool_.Free();
     return;
   }
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   error_ = kStuck;
 }
 
@@ -138,14 +138,14 @@ void StreamEngine::Core::OnSubmitFailed(UsbError error) {
 }
 
 void StreamEngine::Core::OnStarved() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   starved_ = true;
   changed_.notify_all();
 }
 
 void StreamEngine::Core::NoteFault(FrameStreamParser::Fault fault) {
   pool_.Close();
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   if (phase_ != Phase::Running) return;
   phase_ = Phase::Faulted;
   fault_ = fault;
@@ -154,7 +154,7 @@ void StreamEngine::Core::NoteFault(FrameStreamParser::Fault fault) {
 
 void StreamEngine::Core::NoteGone() {
   pool_.Close();
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   deviceLost_ = true;
   error_ = kUnplugged;
   fault_ = FrameStreamParser::Fault::Transport;

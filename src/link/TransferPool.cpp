@@ -11,7 +11,10 @@ TransferPool::TransferPool(BulkPipe& pipe, TransferClient& client, StreamStats& 
 bool TransferPool::Make(int count, int bytesEach) {
   try {
     transfers_.reserve(static_cast<std::size_t>(count));
-    parked_.reserve(static_cast<std::size_t>(count));
+    {
+      const MutexLock lock(mutex_);
+      parked_.reserve(static_cast<std::size_t>(count));
+    }
     while (static_cast<int>(transfers_.size()) < count) {
       auto transfer = pipe_.MakeTransfer(bytesEach);
       if (!transfer) return false;
@@ -31,7 +34,7 @@ void TransferPool::Free() {
 
 void TransferPool::QueueAll() {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     open_ = true;
     parked_.clear();
   }
@@ -40,31 +43,32 @@ void TransferPool::QueueAll() {
 }
 
 bool TransferPool::Starved() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return open_ && inFlight_ == 0 && completing_ == 0 && !parked_.empty();
 }
 
 void TransferPool::Close() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   open_ = false;
 }
 
 bool TransferPool::Drain(std::chrono::milliseconds patience) {
   const auto deadline = std::chrono::steady_clock::now() + patience;
-  std::unique_lock lock(mutex_);
+  MutexLock lock(mutex_);
   open_ = false;
   // A submission that began before the close must have gone out before it can be cancelled.
-  if (!quiet_.wait_until(lock, deadline, [this] { return submitting_ == 0; })) return false;
-  lock.unlock();
+  if (!lock.WaitUntil(quiet_, deadline, [this]() ORQ_REQUIRES(mutex_) { return submitting_ == 0; })) return false;
+  lock.Unlock();
   for (auto& transfer : transfers_) pipe_.Cancel(*transfer);
-  lock.lock();
-  const bool quiet = quiet_.wait_until(lock, deadline, [this] { return inFlight_ == 0 && completing_ == 0; });
+  lock.Lock();
+  const bool quiet = lock.WaitUntil(quiet_, deadline,
+                                    [this]() ORQ_REQUIRES(mutex_) { return inFlight_ == 0 && completing_ == 0; });
   parked_.clear();
   return quiet;
 }
 
 int TransferPool::InFlight() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return inFlight_;
 }
 
@@ -74,7 +78,7 @@ void TransferPool::Completed(BulkTransfer& transfer) {
 
 void TransferPool::HandleCompleted(BulkTransfer& transfer) {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     --inFlight_;
     ++completing_;
   }
@@ -82,7 +86,7 @@ void TransferPool::HandleCompleted(BulkTransfer& transfer) {
   if (client_.OnTransfer(transfer) && Queue(transfer)) RetryParked();
   TellWhenStarved();
   // The last look at this object: whoever waits for quiet may free it once the lock is released.
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   --completing_;
   quiet_.notify_all();
 }
@@ -91,7 +95,7 @@ void TransferPool::RetryParked() {
   while (true) {
     BulkTransfer* transfer = nullptr;
     {
-      const std::lock_guard lock(mutex_);
+      const MutexLock lock(mutex_);
       if (!open_ || parked_.empty()) return;
       transfer = parked_.back();
       parked_.pop_back();
@@ -109,7 +113,7 @@ bool TransferPool::Queue(BulkTransfer& transfer) {
   }
   if (error != kUsbOk) UndoSubmit(transfer, error == kUsbNoMem);
   if (error != kUsbOk && error != kUsbNoMem) client_.OnSubmitFailed(error);
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   --submitting_;
   quiet_.notify_all();
   return error == kUsbOk;
@@ -117,7 +121,7 @@ bool TransferPool::Queue(BulkTransfer& transfer) {
 
 bool TransferPool::BeginSubmit() {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     if (!open_) return false;
     ++inFlight_;
     ++submitting_;
@@ -128,7 +132,7 @@ bool TransferPool::BeginSubmit() {
 
 void TransferPool::UndoSubmit(BulkTransfer& transfer, bool park) {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     --inFlight_;
     if (park) parked_.push_back(&transfer);
   }
@@ -137,7 +141,7 @@ void TransferPool::UndoSubmit(BulkTransfer& transfer, bool park) {
 
 void TransferPool::TellWhenStarved() {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     if (!open_ || inFlight_ != 0 || parked_.empty()) return;
   }
   client_.OnStarved();

@@ -326,7 +326,7 @@ FrameInfo CModelCamera::LastFrame() const {
 }
 
 std::string CModelCamera::CaptureTrouble() const {
-  const std::lock_guard lock(worker_->troubleMutex);
+  const MutexLock lock(worker_->troubleMutex);
   return worker_->trouble;
 }
 

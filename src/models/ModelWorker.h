@@ -12,6 +12,7 @@
 #include "models/GpsLatchReader.h"
 #include "models/ModelCamera.h"
 #include "support/Algorithm.h"
+#include "support/Mutex.h"
 
 namespace orq {
 
@@ -31,8 +32,8 @@ struct CModelCamera::Worker {
   /// When the last software trigger of this capture was sent; the clock's beginning: none was.
   std::atomic<std::chrono::steady_clock::time_point> triggeredAt{};
 
-  mutable std::mutex troubleMutex;
-  std::string trouble;
+  mutable Mutex troubleMutex;
+  std::string trouble ORQ_GUARDED_BY(troubleMutex);
 
   std::atomic<bool> timeMark{false};
   static constexpr int kNoStamps = -1;
@@ -46,7 +47,7 @@ struct CModelCamera::Worker {
   CAlgorithm converter;
 
   void SetTrouble(std::string text) {
-    const std::lock_guard lock(troubleMutex);
+    const MutexLock lock(troubleMutex);
     trouble = std::move(text);
   }
 };

@@ -7,11 +7,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <semaphore>
 #include <span>
 #include <thread>
 #include <vector>
+
+#include "support/Mutex.h"
 
 /// Buffers for whole frames, with a thread of its own (the "insert" thread) that checks each frame that
 /// the producer has filled and publishes the good ones to the consumer.
@@ -106,9 +107,9 @@ class CirBuf {
   std::thread thread_;
 
   // Insert thread to consumer.
-  std::mutex mutex_;
+  orq::Mutex mutex_;
   std::condition_variable readyChanged_;
   std::condition_variable judgedChanged_;
-  std::vector<int> ready_;  // slot numbers, oldest first
-  bool running_ = false;
+  std::vector<int> ready_ ORQ_GUARDED_BY(mutex_);  // slot numbers, oldest first
+  bool running_ ORQ_GUARDED_BY(mutex_) = false;
 };
