@@ -4,8 +4,13 @@
 #include <atomic>
 #include <cstdlib>
 #include <functional>
+#include <memory>
+#include <mutex>
 #include <new>
+#include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "support/HeldThread.h"
 #include "support/VirtualRig.h"
@@ -91,7 +96,7 @@ TEST(Interleaving, EverySetterWaitsForTheSequenceOfRegistersUnderWay) {
         {"bandwidth", [&] { camera.SetFPSPerc(range.bandwidthMin, false); }},
     };
     if (model.colour) setters.emplace_back("white balance", [&] { camera.SetWB(20, 80, false); });
-    for (const auto& [name, set] : setters) {
+    {
       std::unique_lock table(camera.HPCMutex);
       test::HeldThread change([&] {
         FrameRegion applied;
@@ -99,8 +104,11 @@ TEST(Interleaving, EverySetterWaitsForTheSequenceOfRegistersUnderWay) {
         EXPECT_TRUE(camera.SetRegion({0, 0, 16, 16, 1, ORQ_IMG_RAW8}, applied, reason)) << reason;
       });
       EXPECT_TRUE(change.IsHeld());
-      test::HeldThread setter(set);
-      EXPECT_TRUE(setter.IsHeld()) << model.key << " " << name;
+      std::vector<std::unique_ptr<test::HeldThread>> threads;
+      for (const auto& setter : setters) threads.push_back(std::make_unique<test::HeldThread>(setter.second));
+      for (std::size_t i = 0; i < setters.size(); ++i) {
+        EXPECT_TRUE(threads[i]->IsHeld()) << model.key << " " << setters[i].first;
+      }
       table.unlock();
     }
     EXPECT_EQ(camera.gain, range.gainMax);

@@ -30,11 +30,12 @@ class HeldThread {
 
   /// Whether it sleeps and goes on sleeping: without the lock, it would be done long before the time is over.
   bool IsHeld() {
-    return AwaitSleep(id_, std::chrono::seconds(60)) &&
-           ended_.wait_for(std::chrono::milliseconds(300)) == std::future_status::timeout;
+    return AwaitSleep(id_, std::chrono::seconds(60)) && ended_.wait_for(kHeldFor) == std::future_status::timeout;
   }
 
  private:
+  static constexpr std::chrono::milliseconds kHeldFor{200};
+
   std::atomic<pid_t> id_{0};
   std::promise<void> done_;
   std::future<void> ended_ = done_.get_future();
