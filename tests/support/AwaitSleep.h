@@ -6,7 +6,6 @@
 #include <atomic>
 #include <chrono>
 #include <fstream>
-#include <iterator>
 #include <string>
 #include <thread>
 
@@ -19,7 +18,8 @@ inline bool AwaitSleep(const std::atomic<pid_t>& thread, std::chrono::seconds pa
   while (std::chrono::steady_clock::now() < giveUp) {
     if (thread != 0) {
       std::ifstream stat("/proc/self/task/" + std::to_string(thread) + "/stat");
-      const std::string line{std::istreambuf_iterator<char>(stat), {}};
+      std::string line;
+      std::getline(stat, line);  // none when the thread has ended
       const std::size_t name = line.rfind(')');  // "number (name) state ..."
       if (name != std::string::npos && line.at(name + 2) == 'S') return true;
     }

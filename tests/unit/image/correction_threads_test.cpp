@@ -142,7 +142,6 @@ TEST(CorrectionLocks, EveryOperationWaitsForTheLockOfItsTables) {
       {"cut of the hot-pixel table", camera.HPCMutex, [&] { camera.AdjustHPCTable(); }},
       {"comparison of the cuts", camera.HPCMutex, [&] { camera.IsHPCChange(); }},
       {"save of the hot-pixel table", camera.HPCMutex, [&] { camera.SaveHPCTable(); }},
-      {"load of the hot-pixel table", camera.HPCMutex, [&] { camera.LoadHPCTable(); }},
       {"cut of the dark", camera.DarkBufMutex, [&] { camera.AdjustDarkBuff(); }},
   };
   for (const LockedOperation& operation : all) {
