@@ -28,13 +28,16 @@ class HeldThread {
   HeldThread(const HeldThread&) = delete;
   HeldThread& operator=(const HeldThread&) = delete;
 
-  /// Whether it sleeps and goes on sleeping: without the lock, it would be done long before the time is over.
+  /// Whether it goes on without an end and sleeps: without the lock, it would be done long before the time is
+  /// over.
   bool IsHeld() {
-    return AwaitSleep(id_, std::chrono::seconds(60)) && ended_.wait_for(kHeldFor) == std::future_status::timeout;
+    return ended_.wait_for(kHeldFor) == std::future_status::timeout && AwaitSleep(id_, kPatience) &&
+           ended_.wait_for(std::chrono::seconds(0)) == std::future_status::timeout;
   }
 
  private:
   static constexpr std::chrono::milliseconds kHeldFor{200};
+  static constexpr std::chrono::seconds kPatience{60};
 
   std::atomic<pid_t> id_{0};
   std::promise<void> done_;
