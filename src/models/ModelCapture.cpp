@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "controls/ElectronsPerAdu.h"
+#include "image/FrameKernels.h"
 #include "image/TimeMark.h"
 #include "link/WireProtocol.h"
 #include "models/FramePath.h"
@@ -116,7 +117,8 @@ CModelCamera::StreamEnd CModelCamera::DeliverFrames(bool* running, bool triggere
                                                     std::string& trouble) {
   Worker& worker = *worker_;
   const bool snap = snapMode != 0;
-  worker.mailbox.Prepare(worker.setup.OutputBytes());
+  // Buffers go round between the ring and the mailbox.
+  worker.mailbox.Prepare(std::max(worker.setup.OutputBytes(), ring->FrameBytes()));
   autoGateLimit = 0;  // what automatic control has seen is of another capture
   ring->Discard();
   {
@@ -202,8 +204,6 @@ bool CModelCamera::PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info) {
                                    info.flipVertical, info.region.width, info.region.height));
   }
   StampFrame(frame, header->gpsLatch, mono, info);
-  ToHostOrder(worker.setup, pImgBuf.get());
-  CorrectFrame();
 
   const int red = WB_Red;
   const int blue = WB_Blue;
@@ -214,6 +214,18 @@ bool CModelCamera::PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info) {
                          static_cast<double>(ElectronsPerAdu(model_.baseElectronsPerAdu, model_.name, info.gain)));
   }
   const bool copyForAuto = AutoCopyDue(info, red, blue);
+  // The mark goes by the height that the camera's fields ask for, which need not be that of this frame.
+  const bool marked =
+      worker.timeMark && info.region.format != ORQ_IMG_RAW16 && info.region.height >= kMarkLeastHeight;
+  const bool whiteBalanced =
+      worker.setup.rawPattern >= 0 && (red != kNeutralWhiteBalance || blue != kNeutralWhiteBalance);
+  const bool corrected = bGettingDark != 0 || CutDark != 0 || HPC != 0;
+  if (IsDeliveredRaw(info) && !corrected && !whiteBalanced && !copyForAuto && !curved && !marked) {
+    worker.mailbox.Adopt(pImgBuf, ring->FrameBytes(), worker.setup.msbFirst);
+    return true;
+  }
+  ToHostOrder(worker.setup, pImgBuf.get());
+  CorrectFrame();
   const std::span<std::uint8_t> out = worker.mailbox.Work();
   RunFramePath({.setup = worker.setup,
                 .image = pImgBuf.get(),
@@ -232,13 +244,17 @@ bool CModelCamera::PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info) {
                 .autoAfterBin = fpgaBin != 0},
                out);
   if (copyForAuto) OpenAutoGate(info, red, blue);
-  // The mark goes by the height that the camera's fields ask for, which need not be that of this frame.
-  const bool holdsMark = info.region.format != ORQ_IMG_RAW16 && info.region.height >= kMarkLeastHeight;
-  if (worker.timeMark && holdsMark) {
+  if (marked) {
     const bool colour = info.region.format == ORQ_IMG_RGB24;
     AddTimeMark(out.data(), info.region.width, colour ? IMAGE_THREE_BYTES : IMAGE_ONE_BYTE);
   }
   return true;
+}
+
+// Whether the delivered samples are those of the wire, in their places.
+bool CModelCamera::IsDeliveredRaw(const FrameInfo& info) const {
+  const bool raw = info.region.format == ORQ_IMG_RAW8 || info.region.format == ORQ_IMG_RAW16;
+  return raw && worker_->setup.stages.host == 1 && !info.flipHorizontal && !info.flipVertical;
 }
 
 // A dark is made of whole 8-bit frames of the sensor, and of nothing else.
