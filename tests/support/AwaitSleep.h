@@ -19,7 +19,7 @@ inline bool AwaitSleep(const std::atomic<pid_t>& thread, std::chrono::seconds pa
     if (thread != 0) {
       std::ifstream stat("/proc/self/task/" + std::to_string(thread) + "/stat");
       std::string line;
-      std::getline(stat, line);  // none when the thread has ended
+      std::getline(stat, line);                  // none when the thread has ended
       const std::size_t name = line.rfind(')');  // "number (name) state ..."
       if (name != std::string::npos && line.at(name + 2) == 'S') return true;
     }
