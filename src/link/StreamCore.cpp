@@ -40,7 +40,7 @@ bool StreamEngine::Core::Start() {
   if (cleared != kUsbOk) return FailStart(kClearFailed);
   ring_.SetCheck(&FrameCheck::Run, &check_);
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     phase_ = Phase::Running;
   }
   pool_.QueueAll();
@@ -58,7 +58,7 @@ bool StreamEngine::Core::Start() {
 bool StreamEngine::Core::FailStart(const char* reason) {
   if (pipe_.Gone()) NoteGone();
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     if (error_.empty()) error_ = reason;
   }
   Stop();
@@ -70,7 +70,7 @@ void StreamEngine::Core::Stop() {
   live_ = false;
   {
     // Before the camera is told: it ends the frame in work early, which is then an aborted one and not too short.
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     stopping_ = true;
     phase_ = Phase::Stopped;
     changed_.notify_all();
@@ -83,7 +83,7 @@ void StreamEngine::Core::Stop() {
     pool_.Free();
     return;
   }
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   error_ = kStuck;
 }
 
@@ -139,14 +139,14 @@ void StreamEngine::Core::OnSubmitFailed(UsbError error) {
 }
 
 void StreamEngine::Core::OnStarved() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   starved_ = true;
   changed_.notify_all();
 }
 
 void StreamEngine::Core::NoteFault(FrameStreamParser::Fault fault) {
   pool_.Close();
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   if (phase_ != Phase::Running) return;
   phase_ = Phase::Faulted;
   fault_ = fault;
@@ -155,7 +155,7 @@ void StreamEngine::Core::NoteFault(FrameStreamParser::Fault fault) {
 
 void StreamEngine::Core::NoteGone() {
   pool_.Close();
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   deviceLost_ = true;
   error_ = kUnplugged;
   fault_ = FrameStreamParser::Fault::Transport;

@@ -118,7 +118,6 @@ CModelCamera::StreamEnd CModelCamera::DeliverFrames(bool* running, bool triggere
   // Buffers go round between the ring and the mailbox.
   worker.mailbox.Prepare(std::max(worker.setup.OutputBytes(), ring->FrameBytes()));
   autoGateLimit = 0;  // what automatic control has seen is of another capture
-  ring->ResumeTake();
   ring->Discard();
   {
     const std::lock_guard lock(worker.registers);
@@ -327,7 +326,7 @@ FrameInfo CModelCamera::LastFrame() const {
 }
 
 std::string CModelCamera::CaptureTrouble() const {
-  const std::lock_guard lock(worker_->troubleMutex);
+  const MutexLock lock(worker_->troubleMutex);
   return worker_->trouble;
 }
 

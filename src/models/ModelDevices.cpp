@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "controls/ControlResult.h"
 #include "link/WireProtocol.h"
 #include "models/ModelWorker.h"
 
@@ -11,10 +12,6 @@ namespace {
 constexpr int kFanFull = 255;
 constexpr int kSensorReads = 3;
 constexpr float kSensorDegreesPerCount = 1.0F / 256.0F;
-
-int SetResult(bool done) {
-  return done ? CTRL_OK : CTRL_SET_FAILED;
-}
 
 }  // namespace
 

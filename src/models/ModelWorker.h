@@ -13,6 +13,7 @@
 #include "models/GpsLatchReader.h"
 #include "models/ModelCamera.h"
 #include "support/Algorithm.h"
+#include "support/Mutex.h"
 
 namespace orq {
 
@@ -36,8 +37,8 @@ struct CModelCamera::Worker {
 
   std::atomic<bool> videoDied{false};  ///< a video ended by itself, and nothing has kept the settings since
 
-  mutable std::mutex troubleMutex;
-  std::string trouble;
+  mutable Mutex troubleMutex;
+  std::string trouble ORQ_GUARDED_BY(troubleMutex);
 
   std::atomic<bool> timeMark{false};
   static constexpr int kNoStamps = -1;
@@ -52,7 +53,7 @@ struct CModelCamera::Worker {
   CAlgorithm converter;
 
   void SetTrouble(std::string text) {
-    const std::lock_guard lock(troubleMutex);
+    const MutexLock lock(troubleMutex);
     trouble = std::move(text);
   }
 };

@@ -10,6 +10,7 @@
 #include "ClockState.h"
 #include "models/FrameGeometry.h"
 #include "models/FrameTypes.h"
+#include "support/BayerNames.h"
 
 namespace orq::cli {
 
@@ -34,10 +35,9 @@ inline constexpr IMG_TYPE kFormats[] = {ORQ_IMG_RAW8, ORQ_IMG_RGB24, ORQ_IMG_RAW
 
 /// "RGGB" and so on of a raw Bayer frame; empty for every other.
 inline std::string_view BayerText(const FrameInfo& info) {
-  constexpr std::string_view kNames[] = {"RGGB", "BGGR", "GRBG", "GBRG"};
   const IMG_TYPE format = info.region.format;
   const bool raw = format == ORQ_IMG_RAW8 || format == ORQ_IMG_RAW16;
-  return raw && info.bayerPattern >= 0 && info.bayerPattern < 4 ? kNames[info.bayerPattern] : std::string_view{};
+  return raw ? BayerNameOf(info.bayerPattern) : std::string_view{};
 }
 
 /// What a file says about the camera and the session beside the frame's own facts.
