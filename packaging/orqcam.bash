@@ -58,7 +58,7 @@ _orqcam() {
       compopt -o nospace
       ;;
     capture)
-      choices="$shot $correct $cool $auto --auto-timeout -n --count -o --output --overwrite --png --video --timeout -k --keyword --object --observer --image-type
+      choices="$shot $correct $cool $auto --auto-timeout -n --count -o --output --overwrite --png --video --require-gps --timeout -k --keyword --object --observer --image-type
         $general"
       ;;
     stream) choices="$shot $correct $cool $auto -s --seconds -n --frames $general" ;;
@@ -82,6 +82,7 @@ _orqcam() {
     gps)
       choices="status read watch lines $general"
       [[ ${words[*]} == *" watch"* ]] && choices="--interval -n --count $general"
+      [[ ${words[*]} == *" lines"* ]] && choices="--follow $general"
       ;;
     reg) choices="--unsafe read write fpga sensor $general" ;;
     id)

@@ -1,4 +1,4 @@
-// Decides whether a received frame is whole and good.
+// Decides whether a received frame, as FrameStreamParser.h cut it from the stream, is whole and good.
 #pragma once
 
 #include <cstdint>

@@ -44,7 +44,7 @@ bool StreamEngine::Core::Start() {
   }
   ring_.SetCheck(&FrameCheck::Run, &check_);
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     phase_ = Phase::Running;
   }
   pool_.QueueAll();
@@ -70,7 +70,7 @@ bool StreamEngine::Core::ClearAtStart() {
 bool StreamEngine::Core::EmptyPipe() {
   const auto giveUp = Clock::now() + std::chrono::milliseconds(tuning_.emptyingMs);
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     phase_ = Phase::Emptying;
   }
   pool_.QueueAll();
@@ -82,7 +82,7 @@ bool StreamEngine::Core::EmptyPipe() {
   const bool ended = pool_.Drain(std::chrono::milliseconds(tuning_.drainMs));
   lastCompletionNs_ = 0;
   stats_.Update([](StreamCounters& c) { c.longestGapUs = 0; });
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   starved_ = false;
   return ended;
 }
@@ -90,7 +90,7 @@ bool StreamEngine::Core::EmptyPipe() {
 bool StreamEngine::Core::FailStart(const char* reason) {
   if (pipe_.Gone()) NoteGone();
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     if (error_.empty()) error_ = reason;
   }
   Stop();
@@ -102,7 +102,7 @@ void StreamEngine::Core::Stop() {
   live_ = false;
   {
     // Before the camera is told: it ends the frame in work early, which is then an aborted one and not too short.
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     stopping_ = true;
     phase_ = Phase::Stopped;
     changed_.notify_all();
@@ -115,7 +115,7 @@ void StreamEngine::Core::Stop() {
     pool_.Free();
     return;
   }
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   error_ = kStuck;
 }
 
@@ -174,14 +174,14 @@ void StreamEngine::Core::OnSubmitFailed(UsbError error) {
 }
 
 void StreamEngine::Core::OnStarved() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   starved_ = true;
   changed_.notify_all();
 }
 
 void StreamEngine::Core::NoteFault(FrameStreamParser::Fault fault) {
   pool_.Close();
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   if (phase_ != Phase::Running) return;
   phase_ = Phase::Faulted;
   fault_ = fault;
@@ -190,7 +190,7 @@ void StreamEngine::Core::NoteFault(FrameStreamParser::Fault fault) {
 
 void StreamEngine::Core::NoteGone() {
   pool_.Close();
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   deviceLost_ = true;
   error_ = kUnplugged;
   fault_ = FrameStreamParser::Fault::Transport;

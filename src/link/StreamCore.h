@@ -4,7 +4,6 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <utility>
@@ -13,6 +12,7 @@
 #include "link/FrameStreamParser.h"
 #include "link/StreamEngine.h"
 #include "link/TransferPool.h"
+#include "support/Mutex.h"
 
 namespace orq {
 
@@ -52,15 +52,15 @@ class StreamEngine::Core final : private TransferClient {
   bool Stuck() const { return stuck_; }
 
   bool Alive() const {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     return phase_ == Phase::Running || phase_ == Phase::Faulted;
   }
   bool DeviceLost() const {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     return deviceLost_;
   }
   std::string Error() const {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     return error_;
   }
   StreamCounters Counters() const { return stats_.Snapshot(); }
@@ -93,11 +93,11 @@ class StreamEngine::Core final : private TransferClient {
   bool Pause();
 
   bool Running() const {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     return phase_ == Phase::Running;
   }
   bool Emptying() const {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     return phase_ == Phase::Emptying;
   }
   bool FailStart(const char* reason);
@@ -120,14 +120,14 @@ class StreamEngine::Core final : private TransferClient {
   bool live_ = false;                   // caller-serialised
   bool stuck_ = false;                  // caller-serialised
 
-  mutable std::mutex mutex_;
+  mutable Mutex mutex_;
   std::condition_variable changed_;
-  Phase phase_ = Phase::Idle;  // guarded by mutex_, as all below
-  FrameStreamParser::Fault fault_ = FrameStreamParser::Fault::Transport;
-  bool stopping_ = false;
-  bool starved_ = false;
-  bool deviceLost_ = false;
-  std::string error_;
+  Phase phase_ ORQ_GUARDED_BY(mutex_) = Phase::Idle;
+  FrameStreamParser::Fault fault_ ORQ_GUARDED_BY(mutex_) = FrameStreamParser::Fault::Transport;
+  bool stopping_ ORQ_GUARDED_BY(mutex_) = false;
+  bool starved_ ORQ_GUARDED_BY(mutex_) = false;
+  bool deviceLost_ ORQ_GUARDED_BY(mutex_) = false;
+  std::string error_ ORQ_GUARDED_BY(mutex_);
   std::thread thread_;
 };
 

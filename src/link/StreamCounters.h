@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 namespace orq {
 
@@ -40,6 +41,41 @@ struct StreamCounters {
            failed == failedShort + failedOversize + failedMarks + failedSequence + failedStalled +
                          failedTransport + failedTimedOut;
   }
+};
+
+/// A counter for users.
+struct StreamCounterName {
+  std::string_view name;
+  std::uint64_t StreamCounters::*member;
+  std::string_view unit;  ///< empty: the name says it
+};
+
+/// All of them, in the order of listings.
+inline constexpr StreamCounterName kStreamCounterNames[] = {
+    {"started", &StreamCounters::started, "frames"},
+    {"completed", &StreamCounters::completed, "frames"},
+    {"failed", &StreamCounters::failed, "frames"},
+    {"stale", &StreamCounters::stale, "frames"},
+    {"dropped", &StreamCounters::dropped, "frames"},
+    {"aborted", &StreamCounters::aborted, "frames"},
+    {"filling", &StreamCounters::filling, "frames"},
+    {"failed_short", &StreamCounters::failedShort, "frames"},
+    {"failed_oversize", &StreamCounters::failedOversize, "frames"},
+    {"failed_marks", &StreamCounters::failedMarks, "frames"},
+    {"failed_sequence", &StreamCounters::failedSequence, "frames"},
+    {"failed_stalled", &StreamCounters::failedStalled, "frames"},
+    {"failed_transport", &StreamCounters::failedTransport, "frames"},
+    {"failed_timed_out", &StreamCounters::failedTimedOut, "frames"},
+    {"lost", &StreamCounters::lost, "frames"},
+    {"overwritten", &StreamCounters::overwritten, "frames"},
+    {"bytes", &StreamCounters::bytes, ""},
+    {"bytes_discarded", &StreamCounters::bytesDiscarded, ""},
+    {"submit_retries", &StreamCounters::submitRetries, ""},
+    {"halts_cleared", &StreamCounters::haltsCleared, ""},
+    {"resyncs", &StreamCounters::resyncs, ""},
+    {"in_flight", &StreamCounters::inFlight, "transfers"},
+    {"in_flight_max", &StreamCounters::inFlightMax, "transfers"},
+    {"longest_gap", &StreamCounters::longestGapUs, "us"},
 };
 
 }  // namespace orq

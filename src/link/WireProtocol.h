@@ -45,6 +45,7 @@ enum Request : std::uint8_t {
   kReqGpifBusWidth = 0xD6,      ///< out, value 1 = 32-bit image bus, 0 = released for flash access
   kReqSoftTrigger = 0xD7,       ///< out, no data: one exposure in a software-triggered mode
   kReqGpsBlock = 0xD8,    ///< in, value 0 = start line, 1 = end line; latch counter, then a block of version 0
+  kReqGpsLatch = 0xD9,    ///< in: latch counter, start and end block of version 1, all of one latch
   kReqAdcChannel = 0xE9,  ///< in, 2 bytes
 };
 
@@ -81,6 +82,7 @@ inline constexpr std::uint16_t kFpgaHostMode = 0x45;   ///< bit 0: host is USB 3
 inline constexpr std::uint16_t kFpgaGpsStatus = 0x46;
 inline constexpr std::uint16_t kFpgaGpsStartLine = 0x47;  ///< 2 bytes
 inline constexpr std::uint16_t kFpgaGpsEndLine = 0x49;    ///< 2 bytes
+inline constexpr std::uint16_t kFpgaGpsFollowed = 0x4B;   ///< 2 + 2 bytes: the lines that a host set by itself
 inline constexpr std::uint16_t kFpgaGpsStartBlock = 0x50;
 inline constexpr std::uint16_t kFpgaGpsLatchCount = 0x88;  ///< 4 bytes, of the latch whose blocks are read
 inline constexpr std::uint16_t kFpgaGpsEndBlock = 0x90;
@@ -120,6 +122,7 @@ inline constexpr std::uint8_t kHostSnap = 0x02;
 inline constexpr std::size_t kGpsBlockV1Bytes = 55;  ///< in the FPGA's registers
 inline constexpr std::size_t kGpsBlockV0Bytes = 56;  ///< behind the counter of a GPS block request
 inline constexpr std::size_t kGpsLatchCountBytes = 4;
+inline constexpr std::size_t kGpsLatchBytes = kGpsLatchCountBytes + 2 * kGpsBlockV1Bytes;
 
 // Sensor registers (16-bit address, 8 bits each) -----------------------------------------------------------
 

@@ -8,6 +8,7 @@
 
 #include "link/LibusbPort.h"
 #include "link/WireProtocol.h"
+#include "support/Hex.h"
 #include "virtual/FrameSource.h"
 #include "virtual/VirtualBus.h"
 #include "virtual/VirtualCamera.h"
@@ -43,16 +44,6 @@ class CameraProbe final : public CCameraBase {
 bool EqualAnyCase(std::string_view a, std::string_view b) {
   return std::ranges::equal(a, b,
                             [](unsigned char x, unsigned char y) { return std::tolower(x) == std::tolower(y); });
-}
-
-std::string Hex(const _ORQ_ID& id) {
-  constexpr std::string_view digits = "0123456789abcdef";
-  std::string text;
-  for (const std::uint8_t byte : id.id) {
-    text += digits[byte >> 4];
-    text += digits[byte & 0xF];
-  }
-  return text;
 }
 
 // The id fills its eight bytes with zeros; bytes that no terminal should see become question marks.
@@ -91,7 +82,7 @@ CameraEntry Describe(const UsbDeviceEntry& device, int index, const PortMaker& m
     return entry;
   }
   _ORQ_ID id{};
-  if (probe.GetSerialNumber(&id)) entry.serial = Hex(id);
+  if (probe.GetSerialNumber(&id)) entry.serial = Hex(id.id);
   if (probe.GetIDFromSPI(&id)) entry.userId = IdText(id);
   return entry;
 }

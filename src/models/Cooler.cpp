@@ -67,7 +67,7 @@ Cooler::~Cooler() {
 }
 
 bool Cooler::SwitchOn() {
-  const std::lock_guard lock(switching_);
+  const MutexLock lock(switching_);
   if (on_) return true;
   EndThread();  // one that ended by itself
   if (camera_.bOpened == 0) return false;
@@ -88,7 +88,7 @@ bool Cooler::SwitchOn() {
 }
 
 bool Cooler::SwitchOff() {
-  const std::lock_guard lock(switching_);
+  const MutexLock lock(switching_);
   const bool wasOn = on_;
   EndThread();
   if (wasOn) SetTrouble({});
@@ -96,7 +96,7 @@ bool Cooler::SwitchOff() {
 }
 
 bool Cooler::SetHeater(bool on) {
-  const std::lock_guard lock(switching_);
+  const MutexLock lock(switching_);
   if (camera_.bOpened == 0) return false;
   if (!camera_.WriteFPGAREG(wire::kFpgaHeater, on ? data_.heaterDrive : 0)) return false;
   heater_ = on;
@@ -104,7 +104,7 @@ bool Cooler::SetHeater(bool on) {
 }
 
 bool Cooler::MakeSafe() {
-  const std::lock_guard lock(switching_);
+  const MutexLock lock(switching_);
   EndThread();
   heater_ = false;
   if (camera_.bOpened == 0) return true;
@@ -113,13 +113,13 @@ bool Cooler::MakeSafe() {
 }
 
 void Cooler::Abandon() {
-  const std::lock_guard lock(switching_);
+  const MutexLock lock(switching_);
   EndThread();
   heater_ = false;
 }
 
 std::string Cooler::Trouble() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return trouble_;
 }
 
@@ -132,12 +132,13 @@ bool Cooler::WriteOff() {
 void Cooler::EndThread() {
   if (thread_.joinable()) {
     {
-      const std::lock_guard lock(mutex_);
+      const MutexLock lock(mutex_);
       quit_ = true;
     }
     wake_.notify_all();
     thread_.join();
-    quit_ = false;  // no thread is left to look
+    const MutexLock lock(mutex_);
+    quit_ = false;
   }
   on_ = false;
   camera_.coolPowerPerc = 0.0F;
@@ -200,12 +201,12 @@ bool Cooler::WriteDrive(double percent) {
 
 // True when the loop is to end.
 bool Cooler::Wait(Clock::duration time) {
-  std::unique_lock lock(mutex_);
-  return wake_.wait_for(lock, time, [this] { return quit_; });
+  MutexLock lock(mutex_);
+  return lock.WaitFor(wake_, time, [this]() ORQ_REQUIRES(mutex_) { return quit_; });
 }
 
 void Cooler::SetTrouble(std::string text) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   trouble_ = std::move(text);
 }
 

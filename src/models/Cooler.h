@@ -4,11 +4,11 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
-#include <mutex>
 #include <string>
 #include <thread>
 
 #include "models/ModelData.h"
+#include "support/Mutex.h"
 #include "support/Relaxed.h"
 
 class CCameraBase;
@@ -55,7 +55,7 @@ class Cooler {
   std::string Trouble() const;
 
  private:
-  void EndThread();
+  void EndThread() ORQ_REQUIRES(switching_);
   void Run();
   bool Regulate(RegulatorState& state, int& failures, double seconds);
   bool WriteDrive(double percent);
@@ -67,15 +67,15 @@ class Cooler {
   const CoolerData data_;
   const double timeScale_;
 
-  std::mutex switching_;  ///< one switching at a time; never taken by the thread
-  std::thread thread_;    ///< guarded by `switching_`
+  Mutex switching_;  ///< one switching at a time; never taken by the thread
+  std::thread thread_ ORQ_GUARDED_BY(switching_);
   Relaxed<bool> on_{false};
   Relaxed<bool> heater_{false};
 
-  mutable std::mutex mutex_;  ///< guards the two below
+  mutable Mutex mutex_;
   std::condition_variable wake_;
-  bool quit_ = false;
-  std::string trouble_;
+  bool quit_ ORQ_GUARDED_BY(mutex_) = false;
+  std::string trouble_ ORQ_GUARDED_BY(mutex_);
 };
 
 /// Whether the camera's thermometer answers with a reading that can be one. The readers of temperatures

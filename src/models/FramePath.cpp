@@ -56,7 +56,7 @@ template <class Sample>
 void CopyForAutomaticControl(const FramePath& path, std::span<const Sample> frame) {
   const std::lock_guard lock(*path.autoFrameMutex);
   if constexpr (sizeof(Sample) == 2) {
-    if (path.setup.msbFirst) {
+    if (path.setup.autoMsbFirst) {
       HostToMsbFirst(frame, Samples<Sample>(path.autoFrame, frame.size()));
       return;
     }

@@ -24,20 +24,38 @@ struct FrameRegion {
 enum class GpsState : std::uint8_t {
   None,           ///< the camera has no GPS, or nobody asked
   Fix,            ///< the frame has GPS time
+  Predicted,      ///< its latch was missed: it has the time of another frame's latch, carried on by the cadence
   NoFix,          ///< the receiver had no valid time and position
   NoLatch,        ///< the frame's region does not hold both GPS lines
-  Missed,         ///< a later frame's latch had replaced that of this one, or it changed while it was read
+  Missed,         ///< a later frame's latch had replaced that of this one, and it could not be predicted
   Unsettled,      ///< the GPS lines or the readout had just been changed: which ones hold is not known
   Contradictory,  ///< the times of the two lines do not fit one readout
+  Uncertain,      ///< the computer's time is the more certain one
   Unreadable      ///< the camera did not answer
+};
+
+/// Whether a frame has a time of the receiver, be it carried on from another frame.
+constexpr bool HasGpsTimes(GpsState state) {
+  return state == GpsState::Fix || state == GpsState::Predicted;
+}
+
+/// How many of a capture's frames had a predicted time, and what later latches said of it. The rest is not judged
+/// yet, or never: the last frames, and those before a change of settings.
+struct GpsPredictions {
+  std::uint64_t predicted = 0;
+  std::uint64_t confirmed = 0;
+  std::uint64_t wrong = 0;  ///< further off than they said: the camera did not keep its pace
 };
 
 /// A frame's GPS reading.
 struct FrameGps {
   GpsState state = GpsState::None;
-  LatchedLines latched;  ///< lines: of all but None and Unreadable; times: of Fix only
-  int satellites = 0;    ///< of Fix only, in use
-  /// Position, of Fix only. Degrees, north and east positive; nothing in records whose angles have another scale.
+  LatchedLines latched;             ///< lines: of all but None and Unreadable; times: of Fix and Predicted only
+  UtcTenths predictionError = 0;    ///< of Predicted: beyond that of a latch
+  GpsPredictions predictions = {};  ///< of the capture up to this frame
+  int satellites = 0;               ///< of Fix and Predicted only, in use
+  /// Position, of Fix and Predicted only. Degrees, north and east positive; nothing in records whose angles have
+  /// another scale.
   std::optional<double> latitude;
   std::optional<double> longitude;
   std::optional<double> altitude;  ///< metres; nothing when the receiver's did not fit its field
@@ -59,8 +77,7 @@ struct FrameInfo {
   /// Largest error of `startUnixUs`, µs: the time that the first transfer took to fill, plus 1 ms for the
   /// computer.
   std::int64_t uncertaintyUs = 0;
-  /// By GPS when `gps.state` is Fix; else by the computer's clock, the row interval 0 (unknown). Flips are
-  /// followed: the first row is the one at the top of the delivered frame.
+  /// By GPS when `gps.state` is Fix or Predicted; else by the computer's clock, the row interval 0 (unknown).
   RowTimes times;
   FrameGps gps;
   int bayerPattern = -1;  ///< of the delivered raw frame (after region and flips); -1: none

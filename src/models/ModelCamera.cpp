@@ -225,7 +225,10 @@ bool CModelCamera::ProgramAll() {
                                    BlackLevelRegisters(Brightness), BandwidthRegisters(bandwidthPerc),
                                    GeometryRegisters(worker_->setup)};
   ProgramTriggers();
-  return std::ranges::all_of(batches, [&](const RegisterBatch& batch) { return WriteHeld(*this, batch, batch); });
+  const auto write = [&](const RegisterBatch& batch) { return WriteHeld(*this, batch, batch); };
+  if (!std::ranges::all_of(batches, write)) return false;
+  MoveGpsLines();
+  return true;
 }
 
 int CModelCamera::ReservedModelOp1() {
@@ -340,6 +343,7 @@ bool CModelCamera::ChangeGeometry(const FrameRegion& region, bool hardwareBin, s
     const bool otherBin = hardwareBin != (HardwareBin != 0);
     StoreGeometry(region, hardwareBin);
     AdjustCorrections(otherBin);
+    if (IsOpen()) MoveGpsLines();
     return true;
   };
   return ChangeFrames(change, reason);

@@ -96,9 +96,18 @@ class CModelCamera : public CCameraBase {
   void SetTimeMark(bool on);
 
   /// Asks the GPS for the time of a frame at most every so often (0: of every frame); nothing: never, as at first.
-  /// Of models with GPS. Each time costs about 240 register reads before the frame is delivered, 8 when the
-  /// frame's latch has been replaced already; of a fast video only few frames can have one. Any-thread.
+  /// Of models with GPS. Each time costs 5 short requests before the frame is delivered; some 240 where the camera
+  /// does not offer its latch in one. A video's frame whose latch has been replaced meanwhile has its time
+  /// predicted from another frame's. Any-thread.
   void StampFrames(std::optional<std::chrono::milliseconds> every);
+
+  /// Of models with GPS, while open: whether the lines at which time is taken are the region's first and last one
+  /// and follow it. So they do at first, and until others are set by GPSSetLine or their controls. False also when
+  /// the camera does not answer. Any-thread.
+  bool GpsLinesFollow();
+  /// True: sets them to those of the region, which they follow from now on. False: they stay where they are. False
+  /// when the camera refuses. Any-thread.
+  bool FollowGpsLines(bool follow);
 
   /// What is known about the frame that GetImageData returned last. Any-thread.
   FrameInfo LastFrame() const;
@@ -142,6 +151,9 @@ class CModelCamera : public CCameraBase {
   StreamEnd DeliverFrames(bool* running, bool triggered, FrameInfo& info, std::string& trouble);
   bool PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info);
   void StampFrame(const CirBuf::Frame& frame, std::uint32_t latch, bool mono, FrameInfo& info);
+  using TimesOf = std::function<std::optional<RowTimes>(const FrameGps&)>;
+  void MoveGpsLines();
+  void FollowCadence(std::uint32_t latch, const TimesOf& timesOf, FrameInfo& info);
   bool IsDeliveredRaw(const FrameInfo& info) const;
   void CorrectFrame();
   bool IsOfCurrentSettings(const FrameInfo& info, int wbRed, int wbBlue) const;

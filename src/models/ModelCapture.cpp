@@ -119,7 +119,6 @@ CModelCamera::StreamEnd CModelCamera::DeliverFrames(bool* running, bool triggere
   const bool snap = snapMode != 0;
   // Buffers go round between the ring and the mailbox.
   worker.mailbox.Prepare(std::max(worker.setup.OutputBytes(), ring->FrameBytes()));
-  ring->ResumeTake();
   ring->Discard();
   StreamFormat format = worker.setup.WireFormat();
   {
@@ -137,6 +136,7 @@ CModelCamera::StreamEnd CModelCamera::DeliverFrames(bool* running, bool triggere
   }
   worker.stampedAt = Clock::time_point{};
   if (worker.gps) worker.gps->Begin();  // before an exposure takes up the lines
+  worker.cadence.Begin();
   if (!StartStream(*ring, format)) {
     trouble = LinkError();
     return StreamEnd::Failed;
@@ -339,7 +339,7 @@ FrameInfo CModelCamera::LastFrame() const {
 }
 
 std::string CModelCamera::CaptureTrouble() const {
-  const std::lock_guard lock(worker_->troubleMutex);
+  const MutexLock lock(worker_->troubleMutex);
   return worker_->trouble;
 }
 

@@ -81,7 +81,7 @@ class Firmware : public VirtualCamera {
     std::uint16_t maxLength;
     Handler handler;
   };
-  static const std::array<RequestEntry, 23> kRequests;
+  static const std::array<RequestEntry, 24> kRequests;
 
   int Execute(const SetupPacket& setup, Data data);
 
@@ -107,6 +107,7 @@ class Firmware : public VirtualCamera {
   bool GpifBusWidth(const SetupPacket& setup, Data data);
   bool SoftTrigger(const SetupPacket& setup, Data data);
   bool GpsBlock(const SetupPacket& setup, Data data);
+  bool GpsLatchAtOnce(const SetupPacket& setup, Data data);
   bool AdcChannel(const SetupPacket& setup, Data data);
 
   void PowerUpRegisters();

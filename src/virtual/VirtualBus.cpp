@@ -13,9 +13,9 @@ constexpr std::size_t kMostCameras = 255;
 }  // namespace
 
 bool VirtualBus::Attach(std::shared_ptr<VirtualCamera> camera) {
-  const std::lock_guard plugging(plugMutex_);
+  const MutexLock plugging(plugMutex_);
   PullOut(*camera);
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   if (attachments_.size() == kMostCameras) {
     return false;
   }
@@ -29,7 +29,7 @@ bool VirtualBus::Attach(std::shared_ptr<VirtualCamera> camera) {
 
 /// Addresses are given out in turn; there is a free one.
 std::uint8_t VirtualBus::FreeAddress() {
-  const auto taken = [this](std::uint8_t address) {
+  const auto taken = [this](std::uint8_t address) ORQ_REQUIRES(mutex_) {
     return std::ranges::any_of(attachments_, [=](const auto& other) { return other->address == address; });
   };
   while (nextAddress_ == 0 || taken(nextAddress_)) {
@@ -39,12 +39,12 @@ std::uint8_t VirtualBus::FreeAddress() {
 }
 
 void VirtualBus::Unplug(const std::shared_ptr<VirtualCamera>& camera) {
-  const std::lock_guard plugging(plugMutex_);
+  const MutexLock plugging(plugMutex_);
   PullOut(*camera);
 }
 
 void VirtualBus::Unplug(const Attachment& attachment) {
-  const std::lock_guard plugging(plugMutex_);
+  const MutexLock plugging(plugMutex_);
   if (Present(attachment)) {
     PullOut(*attachment.camera);
   }
@@ -53,7 +53,7 @@ void VirtualBus::Unplug(const Attachment& attachment) {
 void VirtualBus::PullOut(const VirtualCamera& camera) {
   std::shared_ptr<Attachment> pulled;
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     const auto found =
         std::ranges::find(attachments_, &camera, [](const auto& attachment) { return attachment->camera.get(); });
     if (found == attachments_.end()) {
@@ -71,7 +71,7 @@ std::vector<UsbDeviceEntry> VirtualBus::List(std::uint16_t vendorId) const {
   if (vendorId != wire::kVendorId) {
     return entries;
   }
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   for (const auto& attachment : attachments_) {
     UsbDeviceEntry entry;
     entry.vendorId = vendorId;
@@ -87,7 +87,7 @@ std::vector<UsbDeviceEntry> VirtualBus::List(std::uint16_t vendorId) const {
 
 std::shared_ptr<VirtualBus::Attachment> VirtualBus::Find(std::uint16_t vendorId, std::uint16_t productId,
                                                          std::uint8_t index) const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   int before = index;
   for (const auto& attachment : attachments_) {
     if (vendorId == wire::kVendorId && attachment->camera->ProductId() == productId && before-- == 0) {
@@ -98,32 +98,32 @@ std::shared_ptr<VirtualBus::Attachment> VirtualBus::Find(std::uint16_t vendorId,
 }
 
 bool VirtualBus::Present(const Attachment& attachment) const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return attachment.present;
 }
 
 bool VirtualBus::Claim(Attachment& attachment) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return !std::exchange(attachment.claimed, true);
 }
 
 void VirtualBus::Release(Attachment& attachment) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   attachment.claimed = false;
 }
 
 bool VirtualBus::Claimed(const Attachment& attachment) const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return attachment.claimed;
 }
 
 void VirtualBus::RefuseOpens(UsbError error) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   refusal_ = error;
 }
 
 UsbError VirtualBus::OpenRefusal() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return refusal_;
 }
 

@@ -3,10 +3,10 @@
 
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <vector>
 
 #include "link/UsbTypes.h"
+#include "support/Mutex.h"
 #include "virtual/VirtualCamera.h"
 
 namespace orq {
@@ -43,13 +43,13 @@ class VirtualBus {
 
  private:
   void PullOut(const VirtualCamera& camera);
-  std::uint8_t FreeAddress();
+  std::uint8_t FreeAddress() ORQ_REQUIRES(mutex_);
 
-  std::mutex plugMutex_;  ///< one camera is plugged in or pulled out at a time
-  mutable std::mutex mutex_;
-  std::vector<std::shared_ptr<Attachment>> attachments_;
-  std::uint8_t nextAddress_ = 1;
-  UsbError refusal_ = kUsbOk;
+  Mutex plugMutex_;  ///< one camera is plugged in or pulled out at a time
+  mutable Mutex mutex_;
+  std::vector<std::shared_ptr<Attachment>> attachments_ ORQ_GUARDED_BY(mutex_);
+  std::uint8_t nextAddress_ ORQ_GUARDED_BY(mutex_) = 1;
+  UsbError refusal_ ORQ_GUARDED_BY(mutex_) = kUsbOk;
 };
 
 }  // namespace orq

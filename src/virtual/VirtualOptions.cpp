@@ -5,6 +5,7 @@
 #include <cmath>
 #include <limits>
 
+#include "support/BayerNames.h"
 #include "virtual/DeviceData.h"
 #include "virtual/SensorData.h"
 
@@ -63,10 +64,8 @@ bool SetUsb(VirtualOptions& options, std::string_view value) {
 }
 
 bool SetBayer(VirtualOptions& options, std::string_view value) {
-  static constexpr std::string_view kNames[] = {"RGGB", "BGGR", "GRBG", "GBRG"};
-  const auto* found = std::ranges::find(kNames, value);
-  options.bayer = found != std::end(kNames) ? static_cast<int>(found - std::begin(kNames)) : -1;
-  return found != std::end(kNames) || value == "mono";
+  options.bayer = BayerByName(value).value_or(-1);
+  return options.bayer != -1 || value == "mono";
 }
 
 bool SetSerial(VirtualOptions& options, std::string_view value) {

@@ -7,6 +7,7 @@ import signal
 
 from support import CliTest, K1C, needs_astropy
 
+WHOLE_SENSOR = {"start_line": 0, "end_line": 2999, "lines_follow_region": True}
 T46C = "virtual:t46c,timescale=0"
 SMALL = ("--region", "0,0,64,64")
 # A second of the camera takes 20 ms.
@@ -250,15 +251,17 @@ class Tests(CliTest):
 
     def test_gps_lines_are_set_and_stay(self):
         camera = T46C + ",state=" + self.path("state")
-        self.assertEqual(self.json("-c", camera, "gps", "lines"), {"start_line": 0, "end_line": 0})
-        self.assertEqual(self.succeed("-c", camera, "gps", "lines", "7", "2999")[0], "start_line = 7\nend_line = 2999\n")
-        self.assertEqual(self.json("-c", camera, "gps", "lines"), {"start_line": 7, "end_line": 2999})
+        self.assertEqual(self.json("-c", camera, "gps", "lines"), WHOLE_SENSOR)
+        self.assertEqual(self.succeed("-c", camera, "gps", "lines", "7", "2999")[0],
+                         "start_line = 7\nend_line = 2999\nlines_follow_region = no\n")
+        self.assertEqual(self.json("-c", camera, "gps", "lines"),
+                         {"start_line": 7, "end_line": 2999, "lines_follow_region": False})
 
     def test_gps_lines_outside_the_sensor_change_nothing(self):
         camera = T46C + ",state=" + self.path("state")
         for wrong in (("7", "3000"), ("99999999", "7")):
             self.assertIn("0 to 2999", self.fail_with(1, "-c", camera, "gps", "lines", *wrong))
-            self.assertEqual(self.json("-c", camera, "gps", "lines"), {"start_line": 0, "end_line": 0})
+            self.assertEqual(self.json("-c", camera, "gps", "lines"), WHOLE_SENSOR)
 
     def test_wrong_gps_lines(self):
         for wrong in (("7",), ("-7", "7"), ("7", "last"), ("1", "2", "3")):
@@ -266,7 +269,7 @@ class Tests(CliTest):
 
     def test_gps_status_tells_the_version(self):
         values = self.json("-c", T46C, "gps", "status")
-        self.assertEqual((values["version"], values["start_line"], values["end_line"]), (1, 0, 0))
+        self.assertEqual((values["version"], values["start_line"], values["end_line"]), (1, 0, 2999))
         self.assertIn("fix", values)
 
     def test_a_camera_without_gps_says_so(self):

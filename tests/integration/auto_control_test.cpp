@@ -8,6 +8,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -44,8 +45,14 @@ struct Settling {
 /// frame of the settings in force.
 class Loop {
  public:
-  Loop(const char* key, double flux, const std::function<void(VirtualOptions&)>& change = {})
+  Loop(const char* key, double flux, const std::function<void(VirtualOptions&)>& change = {},
+       const std::function<void(ModelData&)>& changeModel = {})
       : rig(key, Options(flux, change), kSide) {
+    if (changeModel) {
+      ModelData model = camera().Model();
+      changeModel(model);
+      rig.camera = rig.MakeObject(model);
+    }
     EXPECT_TRUE(rig.Open());
     camera().autoThr.InitFuncPt([](bool* running, void*) {  // the frame path copies while a worker runs
       while (ThreadCtrl::KeepRunning(running)) std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -181,6 +188,33 @@ TEST(AutoControl, FollowsTheLight) {
     EXPECT_TRUE(InBand(end.mean)) << end.mean;
     EXPECT_EQ(end.turns, 0);
     EXPECT_LE(end.cycles, 25);
+  }
+}
+
+// 8-bit frames have no byte order: what they measure, 16-bit frames of the same light measure, too. The device
+// sends what the flag says; the name decides what is read.
+TEST(AutoControl, MeasuresTheSameIn16BitWhateverTheModelsNameAndByteOrder) {
+  for (const ModelData& row : AllModels()) {
+    if (row.key == "replay") continue;  // plays a file
+    const std::string key(row.key);
+    const auto measured = [&](IMG_TYPE format, std::string_view name, bool msbFirst) {
+      Loop loop(key.c_str(), 1e6, {}, [&](ModelData& model) {
+        model.name = name;
+        model.msbFirst = msbFirst;
+      });
+      loop.SetFormat(format);
+      loop.Start(Mode::Exposure, 10'000, 0);
+      return loop.Cycle();
+    };
+    const int expected = measured(ORQ_IMG_RAW8, row.name, row.msbFirst);
+    ASSERT_GT(expected, 20) << key << ": too dark to tell";
+    for (const std::string_view name :
+         {row.name, std::string_view("Tavix ORQ-Other"), std::string_view("Tavix ORQ-K2M")}) {
+      for (const bool msbFirst : {false, true}) {
+        EXPECT_NEAR(measured(ORQ_IMG_RAW16, name, msbFirst), expected, 2)
+            << key << " named " << name << (msbFirst ? ", high byte first" : "");
+      }
+    }
   }
 }
 
@@ -410,6 +444,33 @@ TEST(AutoFrame, AChangeOfGeometryClosesTheGateBeforeTheNextCapture) {
   ASSERT_NE(loop.camera().autoGateLimit, 0);
   loop.SetFormat(ORQ_IMG_RAW8);
   EXPECT_EQ(loop.camera().autoGateLimit, 0);
+}
+
+// What `autoBuf` holds shows the old setting.
+TEST(AutoFrame, EveryChangeOfASettingClosesTheGateAndNoneThatChangesNothing) {
+  constexpr std::int32_t kOpen = 1'000'000;
+  for (const ModelData& model : AllModels()) {
+    CModelCamera camera(model);
+    const ControlLimits& range = model.limits;
+    const bool hasGain = range.gainMax != range.gainMin;
+    const auto gateAfter = [&](const auto& set) {
+      camera.autoGateLimit = kOpen;
+      set();
+      return camera.autoGateLimit.Load();
+    };
+    for (const int gain : {range.gainMax, range.gainMin}) {
+      EXPECT_EQ(gateAfter([&] { camera.SetGain(gain, true); }), hasGain ? 0 : kOpen) << model.key << " " << gain;
+      EXPECT_EQ(gateAfter([&] { camera.SetGain(gain, false); }), kOpen) << model.key << " " << gain;
+    }
+    for (const std::uint64_t us : {50'000U, 60'000U}) {
+      EXPECT_EQ(gateAfter([&] { camera.SetExp(us, true); }), 0) << model.key << " " << us;
+      EXPECT_EQ(gateAfter([&] { camera.SetExp(us, false); }), kOpen) << model.key << " " << us;
+    }
+    for (const int red : {20, 30}) {
+      EXPECT_EQ(gateAfter([&] { camera.SetWB(red, 50, true); }), model.colour ? 0 : kOpen) << model.key;
+      EXPECT_EQ(gateAfter([&] { camera.SetWB(red, 50, false); }), kOpen) << model.key;
+    }
+  }
 }
 
 TEST(AutoFrame, FramesWithoutAWorkerCloseTheGate) {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "link/WireProtocol.h"
+#include "support/Cameras.h"
 #include "support/VirtualRig.h"
 
 namespace orq {
@@ -46,7 +47,7 @@ bool Settles(const VirtualRig& rig, double target, double band, double seconds) 
 }
 
 TEST(Cooling, SettlesOnTheTargetAndStaysThere) {
-  for (const char* key : {"x26m", "b29m"}) {
+  for (const char* key : test::CooledCameraKeys()) {
     const VirtualRig rig = Cooled(key);
     ASSERT_TRUE(rig.Open());
     EXPECT_EQ(Set(rig, ORQ_TARGET_TEMP, 0), CTRL_OK);
@@ -179,7 +180,7 @@ TEST(Cooling, UncooledModelsRefuseIt) {
 }
 
 TEST(Thermometers, OfAllModelsTellTheSensorsTemperature) {
-  for (const char* key : {"k1c", "k1m", "k2m", "x26m", "t46c", "h53m", "b29m"}) {
+  for (const char* key : test::CameraKeys()) {
     for (const double celsius : {8.0, 23.5}) {
       const VirtualRig rig(key, [&](VirtualOptions& options) { options.temperatureC = celsius; });
       ASSERT_TRUE(rig.Open());
@@ -191,7 +192,7 @@ TEST(Thermometers, OfAllModelsTellTheSensorsTemperature) {
 }
 
 TEST(RealExposure, IsCountedInTheTicksOfEachModel) {
-  for (const char* key : {"k1c", "t46c", "h53m", "b29m"}) {
+  for (const char* key : test::CameraKeys()) {
     const VirtualRig rig(key);
     ASSERT_TRUE(rig.Open());
     rig.camera->SetExp(1'234'000, false);

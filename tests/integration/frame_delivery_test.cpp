@@ -10,6 +10,7 @@
 
 #include "link/WireProtocol.h"
 #include "models/CameraList.h"
+#include "support/Cameras.h"
 #include "support/FrameReference.h"
 #include "support/VirtualRig.h"
 
@@ -43,7 +44,7 @@ bool Apply(CModelCamera& camera, const FrameRegion& region) {
 }
 
 TEST(FrameDelivery, EveryFormatBinRegionAndFlipBringsTheSamplesThatWereSent) {
-  for (const char* key : {"k1c", "k1m", "k2m", "x26m", "t46c", "h53m"}) {
+  for (const char* key : test::CameraKeysOfAllBins()) {
     const VirtualRig rig(key);
     ASSERT_TRUE(rig.Open());
     std::set<std::string> different;
@@ -94,9 +95,7 @@ TEST(FrameDelivery, AnFpgaThatBinsSendsBinnedSamplesWithoutBeingAsked) {
   EXPECT_EQ(rig.camera->fpgaBin, 1);
   EXPECT_FALSE(rig.camera->SetHardwareBin(true)) << "nothing to switch";
   EXPECT_EQ(rig.camera->HardwareBin, 0);
-  const struct {
-    int bin, fpga, host;
-  } rows[] = {{1, 1, 1}, {2, 2, 1}, {4, 2, 2}};
+  const struct { int bin, fpga, host; } rows[] = {{1, 1, 1}, {2, 2, 1}, {4, 2, 2}};
   for (const auto& row : rows) {
     for (const IMG_TYPE format : {ORQ_IMG_RAW8, ORQ_IMG_RAW16}) {
       ASSERT_TRUE(Apply(*rig.camera, {0, 8, 32, 20, row.bin, format}));
@@ -139,7 +138,7 @@ TEST(FrameDelivery, ColourFormatsAreTheConversionOfTheSamplesThatWereSent) {
 }
 
 TEST(FrameDelivery, TheWholeSensorArrivesAtFullSize) {
-  for (const char* key : {"k1c", "k1m", "k2m", "x26m", "t46c", "h53m", "b29m"}) {
+  for (const char* key : test::CameraKeys()) {
     NamedCamera named = MakeCamera(std::string("virtual:") + key + ",timescale=0.01,scene=dark");
     ASSERT_NE(named.camera, nullptr) << named.error;
     ASSERT_EQ(named.camera->OpenCamera(named.openIndex), 1);

@@ -9,6 +9,7 @@
 #include "Corrections.h"
 #include "FrameSaver.h"
 #include "FrameTime.h"
+#include "GpsLines.h"
 #include "Shooter.h"
 #include "Signals.h"
 #include "Text.h"
@@ -38,6 +39,7 @@ struct CaptureOptions {
   bool overwrite = false;
   bool preview = false;
   bool video = false;
+  bool requireGps = false;
   std::string timeout;  ///< empty: none
   std::vector<std::string> keywords;
   std::string object;
@@ -109,6 +111,7 @@ void ReportFrame(const Context& context, const Frame& frame, const SavedFrame& s
     report.Add("number", number);
     report.Add("sequence", frame.info.sequence);
     AddTimes(report, frame.info);
+    AddClock(report, frame.clock);
     report.Add("exposure", frame.info.exposureUs, "us");
     if (frame.realExposureMs) report.Add("real_exposure", *frame.realExposureMs, "ms");
     report.Add("gain", frame.info.gain);
@@ -139,6 +142,7 @@ struct Tally {
   std::uint64_t count = 0;  ///< wanted
   std::uint64_t saved = 0;
   std::uint64_t failed = 0;
+  GpsPredictions gps = {};  ///< up to the last frame
   std::string Text() const {
     return Format("%llu of %llu frames saved", static_cast<unsigned long long>(saved),
                   static_cast<unsigned long long>(count));
@@ -162,25 +166,36 @@ bool Keep(const Context& context, const FrameSaver& saver, const Frame& frame, s
   return false;
 }
 
+// A frame that has no GPS time where that is demanded is a failed one.
+ShotResult TakeOne(Shooter& shooter, const CaptureOptions& options, Frame& frame, std::uint64_t number,
+                   const Tally& tally, std::string& reason) {
+  const ShotResult result = shooter.Take(frame, number, tally.count);
+  reason = shooter.Reason();
+  if (result != ShotResult::Good || !options.requireGps || HasGpsTime(frame.info)) return result;
+  const std::string trouble = GpsTrouble(frame.info);
+  reason = "it has no GPS time: " + (trouble.empty() ? "the camera did not say that it has a GPS" : trouble);
+  return ShotResult::Failed;
+}
+
 ExitCode TakeAll(const Context& context, Session& session, const Corrections& corrections, Shooter& shooter,
-                 bool single, const FrameSaver& saver, Tally& tally) {
+                 const CaptureOptions& options, const FrameSaver& saver, Tally& tally) {
   Frame frame;
   CoolerWatch coolerWatch;
   GpsWatch gpsWatch(true);
-  session.Camera().StampFrames(std::chrono::milliseconds(0));
+  std::string reason;
   int failuresInARow = 0;
   for (std::uint64_t number = 1; number <= tally.count; ++number) {
-    switch (shooter.Take(frame, number, tally.count)) {
+    switch (TakeOne(shooter, options, frame, number, tally, reason)) {
       case ShotResult::Good:
-        AddReadings(session, corrections, single, frame);
+        AddReadings(session, corrections, !options.video, frame);
         coolerWatch.Look(session);
         gpsWatch.Look(frame.info);
+        tally.gps = frame.info.gps.predictions;
         if (!Keep(context, saver, frame, number, tally)) return kExitFailed;
         failuresInARow = 0;
         break;
       case ShotResult::Failed:
-        Complain(
-            Format("frame %llu failed: %s", static_cast<unsigned long long>(number), shooter.Reason().c_str()));
+        Complain(Format("frame %llu failed: %s", static_cast<unsigned long long>(number), reason.c_str()));
         ++tally.failed;
         if (++failuresInARow == kMostFailuresInARow && number < tally.count) {
           Complain(Format("%d frames in a row failed, giving up: %s", failuresInARow, tally.Text().c_str()));
@@ -188,7 +203,7 @@ ExitCode TakeAll(const Context& context, Session& session, const Corrections& co
         }
         break;
       case ShotResult::Ended:
-        Complain(shooter.Reason() + ": " + tally.Text());
+        Complain(reason + ": " + tally.Text());
         return kExitFailed;
       case ShotResult::Interrupted:
         Complain("interrupted: " + tally.Text());
@@ -214,9 +229,9 @@ void ReportVideoLosses(const StreamCounters& counters) {
 }
 
 ExitCode Take(const Context& context, Session& session, const Corrections& corrections, Shooter& shooter,
-              bool single, const CaptureOptions& options, const FrameSaver& saver, Tally& tally) {
+              const CaptureOptions& options, const FrameSaver& saver, Tally& tally) {
   if (!options.timeout.empty()) shooter.SetTriggerPatience(options.settings.triggers.Patience(options.timeout));
-  return TakeAll(context, session, corrections, shooter, single, saver, tally);
+  return TakeAll(context, session, corrections, shooter, options, saver, tally);
 }
 
 // Frames that become a dark or a bias themselves are not corrected by one, unless it is named.
@@ -249,7 +264,7 @@ ExitCode TakeVideo(const Context& context, Session& session, const Corrections& 
     ReportSettled(context, automatic);
     corrections.TellDifferences();
   }
-  const ExitCode code = Take(context, session, corrections, shooter, false, options, saver, tally);
+  const ExitCode code = Take(context, session, corrections, shooter, options, saver, tally);
   ReportVideoLosses(session.Camera().Counters());
   return code;
 }
@@ -264,7 +279,7 @@ ExitCode TakeSingles(const Context& context, Session& session, const Corrections
   }
   corrections.TellDifferences();
   SingleShooter shooter(session);
-  return Take(context, session, corrections, shooter, true, options, saver, tally);
+  return Take(context, session, corrections, shooter, options, saver, tally);
 }
 
 ExitCode RunCapture(const Context& context, const CaptureOptions& options) {
@@ -279,6 +294,8 @@ ExitCode RunCapture(const Context& context, const CaptureOptions& options) {
   SaveOptions save = MakeSaveOptions(options, count);
   Session session(context);
   options.settings.Apply(session);
+  if (options.requireGps) DemandGpsTimes(session);
+  session.Camera().StampFrames(std::chrono::milliseconds(0));  // from the very first frame on
   const FrameSaver saver(std::move(save), MakeContext(session, options), std::string(session.Model().key),
                          Lower(options.imageType));
   saver.CheckBeforehand(Expected(session.Camera()), count);
@@ -290,6 +307,11 @@ ExitCode RunCapture(const Context& context, const CaptureOptions& options) {
   Report report;
   report.Add("saved", tally.saved);
   if (tally.failed != 0) report.Add("failed", tally.failed);
+  if (tally.gps.predicted != 0) {
+    report.Add("gps_predicted", tally.gps.predicted);
+    report.Add("gps_confirmed", tally.gps.confirmed);
+    report.Add("gps_wrong", tally.gps.wrong);
+  }
   report.Print(context.out, context.json);
   return code;
 }
@@ -314,6 +336,8 @@ CommandRun AddCaptureCommand(CLI::App& app) {
   command->add_flag("--overwrite", options->overwrite, "Replace files that exist");
   command->add_flag("--png", options->preview, "Save a stretched 8-bit PNG beside each file");
   command->add_flag("--video", options->video, "Take the frames from a running video, not by single exposures");
+  command->add_flag("--require-gps", options->requireGps,
+                    "A frame without GPS time fails and is not saved (predicted times count)");
   command->add_option("--timeout", options->timeout,
                       "How long to wait for each external trigger: 10s, 500ms (default: for ever)");
   command

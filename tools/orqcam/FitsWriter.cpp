@@ -97,16 +97,26 @@ class MemoryFits {
 
 constexpr double kTenthsPerSecond = 1e7;
 constexpr int kRowTimeDigits = 9;
+constexpr int kAllDigits = 17;  // as many as a double has
 constexpr int kSiteDigits = 8;  // angles are known in single precision
 
-void WriteTimes(MemoryFits& fits, const FrameInfo& info) {
+void WriteTimes(MemoryFits& fits, const FrameInfo& info, const std::optional<ClockState>& clock) {
   const RowTimes& times = info.times;
-  fits.Text("DATE-OBS", FrameUtc(info, times.begin), "exposure of first row starts");
-  fits.Text("DATE-END", FrameUtc(info, times.end), "exposure of last row ends");
+  fits.Text("DATE-OBS", FrameUtc(info, times.begin), "exposure of first row read out starts");
+  fits.Text("DATE-END", FrameUtc(info, times.end), "exposure of last row read out ends");
+  fits.Text("DATE-AVG", FrameUtc(info, MiddleOf(info)), "middle of DATE-OBS and DATE-END");
+  fits.Real("MJD-OBS", ModifiedJulianDate(times.begin), "[d] DATE-OBS as modified Julian date", kAllDigits);
   fits.Text("TIMESYS", "UTC", "time scale of DATE-OBS and DATE-END");
   fits.Text("TIMESRC", TimeSource(info), "clock behind DATE-OBS and DATE-END");
   fits.Real("TIMEUNC", static_cast<double>(times.uncertainty) / kTenthsPerSecond,
             "[s] uncertainty of DATE-OBS and DATE-END");
+  if (clock) {
+    fits.Logical("CLKSYNC", clock->synchronised, "the computer's clock is synchronised");
+    if (clock->synchronised) {
+      fits.Real("CLKERR", static_cast<double>(clock->maxErrorUs) / 1e6,
+                "[s] its largest error, as the kernel says");
+    }
+  }
   if (HasGpsTime(info)) {
     fits.Real("ROWTIME", times.rowInterval / kTenthsPerSecond, "[s] from the start of one row to the next",
               kRowTimeDigits);
@@ -135,7 +145,7 @@ void WriteGps(MemoryFits& fits, const FrameInfo& info, std::span<const Keyword> 
     fits.Integer("GPSLINE1", gps.latched.startLine, "sensor line at which time is taken, from 0");
     fits.Integer("GPSLINE2", gps.latched.endLine, "second line at which time is taken");
   }
-  if (gps.state != GpsState::Fix) return;
+  if (!HasGpsTimes(gps.state)) return;
   fits.Text("GPSUTC1", FrameUtc(info, gps.latched.start), "start of exposure of line GPSLINE1");
   fits.Text("GPSUTC2", FrameUtc(info, gps.latched.end), "start of exposure of line GPSLINE2");
   fits.Integer("GPSSATS", gps.satellites, "satellites in use");
@@ -222,7 +232,7 @@ std::vector<std::uint8_t> EncodeFits(const Frame& frame, std::uint64_t number, c
   fits.Date();
   fits.Text("SWCREATE", "orqcam " ORQCAM_VERSION, "program that wrote this file");
   fits.Text("INSTRUME", context.instrument, "camera");
-  WriteTimes(fits, frame.info);
+  WriteTimes(fits, frame.info, frame.clock);
   WriteGps(fits, frame.info, keywords);
   WriteSettings(fits, frame.info, context);
   WriteClimate(fits, frame);

@@ -7,8 +7,10 @@
 #include <string_view>
 #include <vector>
 
+#include "ClockState.h"
 #include "models/FrameGeometry.h"
 #include "models/FrameTypes.h"
+#include "support/BayerNames.h"
 
 namespace orq::cli {
 
@@ -26,16 +28,16 @@ struct Frame {
   std::optional<double> targetC;      ///< of the cooler, when that was on
   std::optional<int> realExposureMs;  ///< as the camera measured it; of single exposures from 1 s on
   CorrectionFacts corrections;
+  std::optional<ClockState> clock;  ///< the computer's, when the frame had arrived
 };
 
 inline constexpr IMG_TYPE kFormats[] = {ORQ_IMG_RAW8, ORQ_IMG_RGB24, ORQ_IMG_RAW16, ORQ_IMG_Y8};
 
 /// "RGGB" and so on of a raw Bayer frame; empty for every other.
 inline std::string_view BayerText(const FrameInfo& info) {
-  constexpr std::string_view kNames[] = {"RGGB", "BGGR", "GRBG", "GBRG"};
   const IMG_TYPE format = info.region.format;
   const bool raw = format == ORQ_IMG_RAW8 || format == ORQ_IMG_RAW16;
-  return raw && info.bayerPattern >= 0 && info.bayerPattern < 4 ? kNames[info.bayerPattern] : std::string_view{};
+  return raw ? BayerNameOf(info.bayerPattern) : std::string_view{};
 }
 
 /// What a file says about the camera and the session beside the frame's own facts.

@@ -37,6 +37,7 @@ std::vector<std::uint8_t> DescribeRaw(const Frame& frame, std::uint64_t number, 
   json["flip_vertical"] = info.flipVertical;
   Report time;
   AddTimes(time, info);
+  AddClock(time, frame.clock);
   AddGps(time, info);
   json.update(time.ToJson());
   json["exposure_us"] = info.exposureUs;

@@ -4,17 +4,12 @@
 #include <iterator>
 
 #include "Text.h"
+#include "support/Hex.h"
 #include "support/XmlStore.h"
 
 namespace orq::cli {
 
 namespace {
-
-std::string HexText(const _ORQ_ID& id) {
-  std::string text;
-  for (const std::uint8_t byte : id.id) text += Format("%02x", byte);
-  return text;
-}
 
 // As a listing shows it: without the zeros that fill it up, and with nothing that upsets a terminal.
 std::string IdText(const _ORQ_ID& id) {
@@ -124,7 +119,7 @@ void Session::RunFreely() {
 
 std::string Session::Serial() {
   _ORQ_ID id{};
-  return Camera().GetSerialNumber(&id) ? HexText(id) : std::string();
+  return Camera().GetSerialNumber(&id) ? Hex(id.id) : std::string();
 }
 
 std::string Session::UserId() {

@@ -73,6 +73,7 @@ ShotResult SingleShooter::Expose(Frame& frame, std::uint64_t number, std::uint64
   frame.bytes.resize(static_cast<std::size_t>(size));
   if (Camera().GetImageAfterExp(frame.bytes.data(), size) == 0) return ShotResult::Failed;
   frame.info = Camera().LastFrame();
+  frame.clock = ReadClockState();
   return ShotResult::Good;
 }
 
@@ -109,6 +110,7 @@ ShotResult VideoShooter::TakeWithin(Frame& frame, std::chrono::milliseconds wait
   frame.bytes.resize(static_cast<std::size_t>(size));
   if (triggered && Camera().GetFrame(frame.bytes.data(), size, static_cast<int>(wait.count()), frame.info) != 0) {
     triggeredAt_.reset();
+    frame.clock = ReadClockState();
     return ShotResult::Good;
   }
   if (Camera().DeviceLost()) return ShotResult::Lost;

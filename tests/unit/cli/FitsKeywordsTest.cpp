@@ -45,6 +45,7 @@ Frame FullFrame() {
                     .altitude = 500.0};
   frame.sensorC = -10.0;
   frame.targetC = -10.0;
+  frame.clock = ClockState{.synchronised = true, .maxErrorUs = 1'500};
   frame.corrections = {.darkFile = "dark.orqdark", .dark = "64 frames", .hotPixels = true};
   return frame;
 }
