@@ -216,7 +216,6 @@ TYPED_TEST(AbandonedCamera, AFrameFromBeforeTheCaptureIsCountedAndNotDelivered) 
   captures.fresh = {link.Tag().CountUp(), &link.Tag()};
   ASSERT_TRUE(link.StartStream(*next.camera->ring, captures)) << link.LinkError();
   EXPECT_TRUE(Eventually([&] { return link.Counters().stale >= 2; }));
-  EXPECT_EQ(next.camera->ring->CountIn(CirBuf::SlotState::Ready), 0);
   EXPECT_EQ(link.Counters().completed, 0U);
   EXPECT_EQ(link.Counters().failed, 0U);
   // From now on frames bear the tag.
