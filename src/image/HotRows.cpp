@@ -1,0 +1,76 @@
+#include "image/HotRows.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+namespace orq {
+namespace {
+
+// A dark is brighter towards some of its edges: rows are compared with so many on either side.
+constexpr std::size_t kReach = 24;
+constexpr double kLeastExcess = 0.25;
+constexpr double kSigmas = 8.0;
+constexpr double kSigmasOfMad = 1.4826;  // standard deviations of normal noise in its median absolute deviation
+constexpr std::size_t kMostOneIn = 50;
+
+/// The mean of the row's middle half: a few hot or dead pixels do not show in it, a fraction of a unit does.
+double LevelOf(std::span<const std::uint8_t> row) {
+  std::array<std::size_t, 256> counts{};
+  for (const std::uint8_t value : row) ++counts[value];
+  const std::size_t first = row.size() / 4;
+  const std::size_t last = row.size() - first;
+  std::size_t rank = 0;
+  std::size_t sum = 0;
+  for (std::size_t value = 0; value < counts.size(); ++value) {
+    const std::size_t end = rank + counts[value];
+    const std::size_t from = std::max(rank, first);
+    const std::size_t to = std::min(end, last);
+    if (from < to) sum += value * (to - from);
+    rank = end;
+  }
+  return static_cast<double>(sum) / static_cast<double>(last - first);
+}
+
+double MedianOf(std::vector<double> values) {
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return *middle;
+}
+
+/// By how much each level exceeds the median of those around it.
+std::vector<double> Excesses(const std::vector<double>& levels) {
+  std::vector<double> excesses(levels.size());
+  for (std::size_t y = 0; y < levels.size(); ++y) {
+    const auto first = static_cast<std::ptrdiff_t>(y > kReach ? y - kReach : 0);
+    const auto last = static_cast<std::ptrdiff_t>(std::min(y + kReach + 1, levels.size()));
+    excesses[y] = levels[y] - MedianOf({levels.begin() + first, levels.begin() + last});
+  }
+  return excesses;
+}
+
+/// Of good rows, whatever the few hot ones are.
+double Scatter(const std::vector<double>& excesses) {
+  std::vector<double> sizes(excesses.size());
+  std::ranges::transform(excesses, sizes.begin(), [](double excess) { return std::abs(excess); });
+  return kSigmasOfMad * MedianOf(std::move(sizes));
+}
+
+}  // namespace
+
+std::vector<std::size_t> FindHotRows(std::span<const std::uint8_t> dark, std::size_t width) {
+  const std::size_t rows = width == 0 ? 0 : dark.size() / width;
+  if (rows == 0) return {};
+  std::vector<double> levels(rows);
+  for (std::size_t y = 0; y < rows; ++y) levels[y] = LevelOf(dark.subspan(y * width, width));
+  const std::vector<double> excesses = Excesses(levels);
+  const double least = std::max(kLeastExcess, kSigmas * Scatter(excesses));
+  std::vector<std::size_t> hot;
+  for (std::size_t y = 0; y < rows; ++y) {
+    if (excesses[y] >= least) hot.push_back(y);
+  }
+  if (hot.size() * kMostOneIn > rows) hot.clear();
+  return hot;
+}
+
+}  // namespace orq
