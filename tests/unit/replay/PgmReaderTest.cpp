@@ -88,6 +88,10 @@ TEST(PgmReader, RefusesMaximumValuesOutsideSixteenBits) {
 
 TEST(PgmReader, RefusesTruncatedPixels) {
   EXPECT_EQ(ErrorOf(FromText("P5 3 2 255 12345")), "truncated: 6 bytes of pixels announced, 5 present");
+  EXPECT_EQ(ErrorOf(FromText(std::string("P5 3 1 200 \xC8\xC9\x01", 14))),
+            "PGM sample of 201 is above the file's maximum value, 200");
+  EXPECT_EQ(ErrorOf(FromText(std::string("P5 1 1 1000 \x03\xE9", 14))),
+            "PGM sample of 1001 is above the file's maximum value, 1000");
   EXPECT_EQ(ErrorOf(FromText("P5 3 2 256 12345678901")), "truncated: 12 bytes of pixels announced, 11 present");
 }
 
