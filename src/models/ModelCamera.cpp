@@ -63,14 +63,16 @@ int LinesOf(std::uint64_t exposureUs, std::uint32_t lineTimeNs) {
 
 }  // namespace
 
-CModelCamera::CModelCamera(const ModelData& model) : model_(model), worker_(std::make_unique<Worker>()) {
+CModelCamera::CModelCamera(const ModelData& model, SettingsUse settings)
+    : model_(model), worker_(std::make_unique<Worker>()) {
+  settingsUse = settings;
   DescribeModel();
   if (model_.cooled) cooler_ = std::make_unique<Cooler>(*this, model_.cooler, model_.timeScale);
   if (model_.gps) worker_->gps.emplace(*this);
   worker_->converter.RGBYUV_Init();
   InitVariable();
   SetGamma(kNeutralGamma);
-  LoadSetting();
+  if (settings != SettingsUse::Off) LoadSetting();
   AdoptFields();
   captureThr.InitFuncPt(&CModelCamera::RunCapture);
   exposureThr.InitFuncPt(&CModelCamera::RunTriggeredExposure);

@@ -168,6 +168,8 @@ class Tests(CliTest):
     def test_the_settings_know_nothing_of_the_dark(self):
         self.take("-e", "20ms")
 
+        self.succeed("-c", self.open, "set", "Exposure=20ms")
+
         def look():
             text = json.dumps(self.json("-c", self.open, "settings", "show"))
             self.assertIn('"CutDark": 0', text)

@@ -5,6 +5,7 @@
 
 #include "Text.h"
 #include "camera/DbgPrint.h"
+#include "models/OwnSettings.h"
 #include "support/XmlStore.h"
 
 namespace orq::cli {
@@ -34,8 +35,6 @@ std::string OpenTrouble(CModelCamera& camera) {
   return link.empty() ? "the camera does not answer; unplug it and plug it in again" : link;
 }
 
-constexpr const char* kWhileKeeping = "while keeping the settings";
-
 void TellSettingsTrouble(const char* when) {
   const std::string trouble = TakeXmlTrouble();
   if (!trouble.empty()) Complain(std::string(when) + ": " + trouble);
@@ -50,10 +49,12 @@ ExitCode OpenCode(CModelCamera& camera) {
 }  // namespace
 
 NamedCamera FindCamera(const Context& context) {
-  NamedCamera named = context.camera ? MakeCamera(*context.camera) : MakeOnlyCamera();
+  constexpr SettingsUse kUse = SettingsUse::Load;  // an option of one command holds for that command
+  NamedCamera named = context.camera ? MakeCamera(*context.camera, kUse) : MakeOnlyCamera(kUse);
   if (!named.camera) {
     throw CliError(named.trouble == NameTrouble::BadName ? kExitUsage : kExitNoCamera, named.error);
   }
+  LoadOwnSettings(*named.camera);
   TellSettingsTrouble("going on without kept settings");
   return named;
 }
@@ -74,39 +75,15 @@ Session::Session(const Context& context) {
 
 Session::~Session() {
   if (!named_.camera) return;
-  StopCapture();
+  Camera().StopCapture();
   RunFreely();
-  Keep([this] { Camera().CloseCamera(); });
-  TellSettingsTrouble(kWhileKeeping);
-}
-
-Session::DarkSetting Session::SwapDarkSetting(const DarkSetting& setting) {
-  const DarkSetting before{Camera().CutDark, Camera().BMPPATH};
-  Camera().CutDark = setting.on;
-  Camera().BMPPATH = setting.path;
-  return before;
-}
-
-// Runs what keeps the settings.
-template <class Keeper>
-void Session::Keep(Keeper&& keeper) {
-  if (!frozen_) return keeper();
-  const DarkSetting inUse = SwapDarkSetting(*frozen_);
-  keeper();
-  SwapDarkSetting(inUse);
-}
-
-void Session::FreezeDarkSetting() {
-  frozen_ = DarkSetting{Camera().CutDark, Camera().BMPPATH};
-}
-
-void Session::StopCapture() {
-  Keep([this] { Camera().StopCapture(); });
+  Camera().CloseCamera();
 }
 
 void Session::KeepSettings() {
-  Keep([this] { Camera().SaveSetting(); });
-  TellSettingsTrouble(kWhileKeeping);
+  Camera().SaveSetting();
+  KeepOwnSettings(Camera());
+  TellSettingsTrouble("while keeping the settings");
 }
 
 // What is wired to the camera is not to be driven, and the next program not to be kept waiting, when nobody is
