@@ -49,6 +49,7 @@ void CCameraBase::DoGetDark() {
       if (!pDarkBuf) {
         pDarkBuf = std::make_unique<std::uint8_t[]>(pixels);
         iDarkAverage = 0;  // of an image that is still empty
+        darkExcess = 0.0;
       }
       std::fill_n(pDarkFull.get(), pixels, std::uint8_t{0});
     }
@@ -77,6 +78,7 @@ void CCameraBase::AdjustDarkBuff() {
   accum.unlock();
 
   iDarkAverage = orq::MeanOf(image);
+  darkExcess = orq::ExcessOf(image, iDarkAverage);
   DbgPrint(-1, "AdjustDarkBuff", "avarage:%d\n", static_cast<int>(iDarkAverage));
   std::int32_t count = 0;
   {

@@ -13,8 +13,8 @@ inline constexpr int kNeutralWhiteBalance = 50;
 
 /// Turns samples that arrived most significant byte first into host order, in place.
 void MsbFirstToHost(std::span<std::uint16_t> samples);
-/// Copies samples of host order as most significant byte first. `out` is as large as `in` and does not overlap it.
-void HostToMsbFirst(std::span<const std::uint16_t> in, std::span<std::uint16_t> out);
+/// The way back, in place.
+void HostToMsbFirst(std::span<std::uint16_t> samples);
 
 /// Multiplies the red and the blue samples of a Bayer frame by `red`/50 and `blue`/50 (values 1 to 99), rounded to
 /// nearest and saturating; green samples do not change. `samples` holds whole rows of `width`.

@@ -6,8 +6,10 @@
 #include <thread>
 
 #include "controls/ElectronsPerAdu.h"
+#include "image/DarkImage.h"
 #include "image/TimeMark.h"
 #include "link/WireProtocol.h"
+#include "models/FrameLevels.h"
 #include "models/FramePath.h"
 #include "models/ModelWorker.h"
 #include "models/Overdue.h"
@@ -208,7 +210,21 @@ bool CModelCamera::PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info) {
 
   const int red = WB_Red;
   const int blue = WB_Blue;
-  const bool curved = gamma != kNeutralGamma;
+  const int curve = gamma;
+  const bool curved = curve != kNeutralGamma;
+  info.whiteBalanceRed = red;
+  info.whiteBalanceBlue = blue;
+  info.gamma = curve;
+  info.highSpeed = HighSpeed != 0;
+  info.levels = LevelsOf(model_, worker.setup,
+                         {.gain = info.gain,
+                          .offset = info.offset,
+                          .highSpeed = info.highSpeed,
+                          .darkExcess = DarkExcess(),
+                          .mixed = mono,
+                          .red = red,
+                          .blue = blue,
+                          .gamma = curve});
   if (!curved) {  // along a curve no unit is worth the same as another
     info.electronsPerAdu =
         ElectronsPerUnit(model_, worker.setup,
@@ -253,6 +269,13 @@ void CModelCamera::CorrectFrame() {
   if (asked != setup.region) return;
   SubtractDark();
   HandleHotPixels();
+}
+
+// What subtracting the dark took from every sample beyond what it gave back.
+double CModelCamera::DarkExcess() {
+  if (CutDark == 0 || !IsDarkSubtracted(AutoExp != 0, exposureUs)) return 0.0;
+  const std::scoped_lock lock(DarkBufMutex);
+  return pDarkBuf ? darkExcess : 0.0;
 }
 
 // Whether the frame shows the settings in force; only with `registers` held does the answer last.
