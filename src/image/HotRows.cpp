@@ -7,8 +7,10 @@
 namespace orq {
 namespace {
 
-// A dark is brighter towards some of its edges: rows are compared with so many on either side.
+// A dark is brighter towards some of its edges: rows are compared with as many on one side as on the other, and at
+// the edges themselves with few.
 constexpr std::size_t kReach = 24;
+constexpr std::size_t kLeastReach = 4;
 constexpr double kLeastExcess = 0.25;
 constexpr double kSigmas = 8.0;
 constexpr double kSigmasOfMad = 1.4826;  // standard deviations of normal noise in its median absolute deviation
@@ -42,8 +44,9 @@ double MedianOf(std::vector<double> values) {
 std::vector<double> Excesses(const std::vector<double>& levels) {
   std::vector<double> excesses(levels.size());
   for (std::size_t y = 0; y < levels.size(); ++y) {
-    const auto first = static_cast<std::ptrdiff_t>(y > kReach ? y - kReach : 0);
-    const auto last = static_cast<std::ptrdiff_t>(std::min(y + kReach + 1, levels.size()));
+    const std::size_t reach = std::max(kLeastReach, std::min({kReach, y, levels.size() - 1 - y}));
+    const auto first = static_cast<std::ptrdiff_t>(y > reach ? y - reach : 0);
+    const auto last = static_cast<std::ptrdiff_t>(std::min(y + reach + 1, levels.size()));
     excesses[y] = levels[y] - MedianOf({levels.begin() + first, levels.begin() + last});
   }
   return excesses;

@@ -64,6 +64,13 @@ std::int64_t UnixUs(std::uint64_t monotonicNs) {
   return wallNow.count() - ageNs / 1000;
 }
 
+// Loading settings asks for the whole sensor from the next open on, and the tables describe that from then on.
+bool TablesDescribe(const CModelCamera& camera, const FrameRegion& region) {
+  const FrameRegion asked{camera.iStartX, camera.iStartY, camera.iWidth,
+                          camera.iHeight, camera.iBin,    region.format};
+  return asked == region;
+}
+
 }  // namespace
 
 void CModelCamera::RunCapture(bool* running, void* camera) {
@@ -264,16 +271,15 @@ void CModelCamera::CorrectFrame() {
   const bool whole = setup.stages.hardware == 1 && setup.stages.host == 1 && setup.region.width == iMaxWidth &&
                      setup.region.height == iMaxHeight && !setup.wide;
   if (bGettingDark != 0 && whole) DoGetDark();
-  // Loading settings asks for the whole sensor from the next open on, and the tables describe that from then on.
-  const FrameRegion asked{iStartX, iStartY, iWidth, iHeight, iBin, setup.region.format};
-  if (asked != setup.region) return;
+  if (!TablesDescribe(*this, setup.region)) return;
   SubtractDark();
   HandleHotPixels();
 }
 
 // What subtracting the dark took from every sample beyond what it gave back.
 double CModelCamera::DarkExcess() {
-  if (CutDark == 0 || !IsDarkSubtracted(AutoExp != 0, exposureUs)) return 0.0;
+  const bool subtracted = CutDark != 0 && IsDarkSubtracted(AutoExp != 0, exposureUs);
+  if (!subtracted || !TablesDescribe(*this, worker_->setup.region)) return 0.0;
   const std::scoped_lock lock(DarkBufMutex);
   return pDarkBuf ? darkExcess : 0.0;
 }

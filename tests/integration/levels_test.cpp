@@ -179,7 +179,8 @@ TEST(Offsets, LeaveTheNoiseOfADarkWholeAtFullGain) {
   for (const ModelData& model : AllModels()) {
     if (model.maxWidth == 0) continue;
     const std::string key(model.key);
-    const VirtualRig rig(key.c_str(), [](VirtualOptions& options) { options.scene = "dark"; }, kLargeSide);
+    const VirtualRig rig(
+        key.c_str(), [](VirtualOptions& options) { options.scene = "dark"; }, kLargeSide);
     ASSERT_TRUE(rig.Open());
     ASSERT_EQ(rig.camera->Brightness, model.limits.offsetDefault);
     rig.camera->SetGain(model.limits.gainMax, false);

@@ -59,8 +59,8 @@ TEST(FitsReader, ReadsUnsignedSixteenBitsThroughBzero) {
 
 TEST(FitsReader, ReadsWhatTheFileSaysOfItself) {
   const Recording r = Read(Image(Cards(8, 1, 1),
-                                 {Card("DATE-OBS", "'2023-01-02T03:04:05.678' / start"), Card("EXPTIME", "12.5 / [s]"),
-                                  Card("OBJECT", "'Barnard''s / Star   '")},
+                                 {Card("DATE-OBS", "'2023-01-02T03:04:05.678' / start"),
+                                  Card("EXPTIME", "12.5 / [s]"), Card("OBJECT", "'Barnard''s / Star   '")},
                                  {7}));
   EXPECT_EQ(r.facts.dateObs, "2023-01-02T03:04:05.678");
   EXPECT_EQ(r.facts.exposureSeconds, 12.5);

@@ -43,7 +43,7 @@ TEST(PgmReader, ReadsSixteenBitsMostSignificantByteFirst) {
 TEST(PgmReader, TakesOneByteUpToAMaximumOf255AndTwoFrom256) {
   std::string error;
   EXPECT_EQ(ReadPgm(Join(FromText("P5 2 1 255 "), {1, 2}), error)->adcBits, 8);
-  EXPECT_EQ(ReadPgm(Join(FromText("P5 1 1 256 "), {1, 2}), error)->adcBits, 16);
+  EXPECT_EQ(ReadPgm(Join(FromText("P5 1 1 256 "), {1, 0}), error)->adcBits, 16);
 }
 
 TEST(PgmReader, PassesOverCommentsAndManyBlanks) {
