@@ -10,10 +10,12 @@ namespace {
 // A dark is brighter towards some of its edges: rows are compared with as many on one side as on the other, and at
 // the edges themselves with few.
 constexpr std::size_t kReach = 24;
-constexpr std::size_t kLeastReach = 4;
+constexpr std::size_t kLeastReach = 2;
 constexpr double kLeastExcess = 0.25;
 constexpr double kSigmas = 8.0;
-constexpr double kSigmasOfMad = 1.4826;  // standard deviations of normal noise in its median absolute deviation
+// Nine in ten of normal deviations are smaller than this many standard deviations; hot rows are among the tenth.
+constexpr std::size_t kTenths = 9;
+constexpr double kSigmasOfTenths = 1.645;
 constexpr std::size_t kMostOneIn = 50;
 
 /// The mean of the row's middle half: a few hot or dead pixels do not show in it, a fraction of a unit does.
@@ -34,20 +36,28 @@ double LevelOf(std::span<const std::uint8_t> row) {
   return static_cast<double>(sum) / static_cast<double>(last - first);
 }
 
-double MedianOf(std::vector<double> values) {
-  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-  std::nth_element(values.begin(), middle, values.end());
-  return *middle;
+/// The value that `rank` of the others are below.
+double Ranked(std::vector<double>& values, std::size_t rank) {
+  const auto place = values.begin() + static_cast<std::ptrdiff_t>(rank);
+  std::nth_element(values.begin(), place, values.end());
+  return *place;
 }
 
-/// By how much each level exceeds the median of those around it.
+double MedianOf(std::vector<double> values) {
+  const std::size_t half = values.size() / 2;
+  return (Ranked(values, half) + Ranked(values, (values.size() - 1) / 2)) / 2.0;
+}
+
+/// By how much each level exceeds the median of the others around it.
 std::vector<double> Excesses(const std::vector<double>& levels) {
   std::vector<double> excesses(levels.size());
   for (std::size_t y = 0; y < levels.size(); ++y) {
     const std::size_t reach = std::max(kLeastReach, std::min({kReach, y, levels.size() - 1 - y}));
-    const auto first = static_cast<std::ptrdiff_t>(y > reach ? y - reach : 0);
-    const auto last = static_cast<std::ptrdiff_t>(std::min(y + reach + 1, levels.size()));
-    excesses[y] = levels[y] - MedianOf({levels.begin() + first, levels.begin() + last});
+    std::vector<double> others;
+    for (std::size_t other = y > reach ? y - reach : 0; other < std::min(y + reach + 1, levels.size()); ++other) {
+      if (other != y) others.push_back(levels[other]);
+    }
+    if (!others.empty()) excesses[y] = levels[y] - MedianOf(std::move(others));
   }
   return excesses;
 }
@@ -56,7 +66,7 @@ std::vector<double> Excesses(const std::vector<double>& levels) {
 double Scatter(const std::vector<double>& excesses) {
   std::vector<double> sizes(excesses.size());
   std::ranges::transform(excesses, sizes.begin(), [](double excess) { return std::abs(excess); });
-  return kSigmasOfMad * MedianOf(std::move(sizes));
+  return Ranked(sizes, sizes.size() * kTenths / 10) / kSigmasOfTenths;
 }
 
 }  // namespace
