@@ -6,6 +6,7 @@
 #include "link/WireProtocol.h"
 #include "models/FieldLimits.h"
 #include "models/ModelWorker.h"
+#include "models/Overdue.h"
 #include "models/RegisterBatch.h"
 
 namespace orq {
@@ -388,6 +389,11 @@ FrameRegion CModelCamera::Region() const {
 int CModelCamera::FrameBytes() const {
   const std::lock_guard lock(worker_->registers);
   return static_cast<int>(worker_->setup.OutputBytes());
+}
+
+std::chrono::microseconds CModelCamera::FrameTimeLimit() const {
+  const std::lock_guard lock(worker_->registers);
+  return LongestFrameTime(exposureUs, worker_->setup.WireBytes());
 }
 
 }  // namespace orq

@@ -86,6 +86,9 @@ class CModelCamera : public CCameraBase {
   FrameRegion Region() const;
   /// Bytes of one delivered frame of the current region.
   int FrameBytes() const;
+  /// The longest that a frame takes with the present settings, from the start of its exposure until it is here, on
+  /// the slowest link that a camera is used on.
+  std::chrono::microseconds FrameTimeLimit() const;
 
   /// Prints local date and time into the frames that follow (8-bit formats of at least 200 x 23 pixels).
   /// Any-thread.
@@ -138,6 +141,7 @@ class CModelCamera : public CCameraBase {
   StreamEnd DeliverFrames(bool* running, bool triggered, FrameInfo& info, std::string& trouble);
   bool PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info);
   void StampFrame(const CirBuf::Frame& frame, std::uint32_t latch, bool mono, FrameInfo& info);
+  bool IsDeliveredRaw(const FrameInfo& info) const;
   void CorrectFrame();
   double DarkExcess();
   bool IsOfCurrentSettings(const FrameInfo& info, int wbRed, int wbBlue) const;

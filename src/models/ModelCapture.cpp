@@ -125,7 +125,8 @@ CModelCamera::StreamEnd CModelCamera::DeliverFrames(bool* running, bool triggere
                                                     std::string& trouble) {
   Worker& worker = *worker_;
   const bool snap = snapMode != 0;
-  worker.mailbox.Prepare(worker.setup.OutputBytes());
+  // Buffers go round between the ring and the mailbox.
+  worker.mailbox.Prepare(std::max(worker.setup.OutputBytes(), ring->FrameBytes()));
   autoGateLimit = 0;  // what automatic control has seen is of another capture
   ring->ResumeTake();
   ring->Discard();
@@ -212,8 +213,6 @@ bool CModelCamera::PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info) {
                                    info.flipVertical, info.region.width, info.region.height));
   }
   StampFrame(frame, header->gpsLatch, mono, info);
-  ToHostOrder(worker.setup, pImgBuf.get());
-  CorrectFrame();
 
   const int red = WB_Red;
   const int blue = WB_Blue;
@@ -223,21 +222,32 @@ bool CModelCamera::PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info) {
   info.whiteBalanceBlue = blue;
   info.gamma = curve;
   info.highSpeed = HighSpeed != 0;
-  info.levels = LevelsOf(model_, worker.setup,
-                         {.gain = info.gain,
-                          .offset = info.offset,
-                          .highSpeed = info.highSpeed,
-                          .darkExcess = DarkExcess(),
-                          .mixed = mono,
-                          .red = red,
-                          .blue = blue,
-                          .gamma = curve});
+  PixelTreatment treatment{.gain = info.gain,
+                           .offset = info.offset,
+                           .highSpeed = info.highSpeed,
+                           .mixed = mono,
+                           .red = red,
+                           .blue = blue,
+                           .gamma = curve};
+  info.levels = LevelsOf(model_, worker.setup, treatment);
   if (!curved) {  // along a curve no unit is worth the same as another
     info.electronsPerAdu =
         ElectronsPerUnit(model_, worker.setup,
                          static_cast<double>(ElectronsPerAdu(model_.baseElectronsPerAdu, model_.name, info.gain)));
   }
   const bool copyForAuto = AutoCopyDue(info, red, blue);
+  // The mark goes by the height that the camera's fields ask for, which need not be that of this frame.
+  const bool marked =
+      worker.timeMark && info.region.format != ORQ_IMG_RAW16 && info.region.height >= kMarkLeastHeight;
+  const bool corrected = bGettingDark != 0 || CutDark != 0 || HPC != 0;
+  if (IsDeliveredRaw(info) && !corrected && !copyForAuto && !curved && !marked) {
+    worker.mailbox.Adopt(pImgBuf, ring->FrameBytes(), worker.setup.msbFirst);
+    return true;
+  }
+  ToHostOrder(worker.setup, pImgBuf.get());
+  CorrectFrame();
+  treatment.darkExcess = DarkExcess();
+  info.levels = LevelsOf(model_, worker.setup, treatment);
   const std::span<std::uint8_t> out = worker.mailbox.Work();
   RunFramePath({.setup = worker.setup,
                 .image = pImgBuf.get(),
@@ -256,13 +266,17 @@ bool CModelCamera::PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info) {
                 .autoAfterBin = fpgaBin != 0},
                out);
   if (copyForAuto) OpenAutoGate(info, red, blue);
-  // The mark goes by the height that the camera's fields ask for, which need not be that of this frame.
-  const bool holdsMark = info.region.format != ORQ_IMG_RAW16 && info.region.height >= kMarkLeastHeight;
-  if (worker.timeMark && holdsMark) {
+  if (marked) {
     const bool colour = info.region.format == ORQ_IMG_RGB24;
     AddTimeMark(out.data(), info.region.width, colour ? IMAGE_THREE_BYTES : IMAGE_ONE_BYTE);
   }
   return true;
+}
+
+// Whether the delivered samples are those of the wire, in their places.
+bool CModelCamera::IsDeliveredRaw(const FrameInfo& info) const {
+  const bool raw = info.region.format == ORQ_IMG_RAW8 || info.region.format == ORQ_IMG_RAW16;
+  return raw && worker_->setup.stages.host == 1 && !info.flipHorizontal && !info.flipVertical;
 }
 
 // A dark is made of whole 8-bit frames of the sensor, and of nothing else.

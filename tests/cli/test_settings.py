@@ -44,6 +44,15 @@ class Tests(CliTest):
         self.assertIs(values["WB_R"]["auto"], True)
         self.assertEqual(values["Exposure"]["value"], 50000)
 
+    def test_the_debug_log_is_for_one_run_and_not_kept(self):
+        def kept():
+            with open(self.file()) as file:
+                return file.read()
+        _, err = self.succeed("-c", K1C, "--debug", "set", "gain=42")
+        self.assertIn("OpenCamera", err)
+        self.assertIn('<byte name="DebugPrint" value="0" />', kept())
+        self.assertEqual(self.succeed("-c", K1C, "set", "gain=43")[1], "")
+
     def test_looking_keeps_nothing(self):
         for command in (["info"], ["controls"], ["get", "gain"]):
             self.succeed("-c", K1C, *command)

@@ -4,7 +4,6 @@
 #include <iterator>
 
 #include "Text.h"
-#include "camera/DbgPrint.h"
 #include "models/OwnSettings.h"
 #include "support/XmlStore.h"
 
@@ -59,10 +58,8 @@ NamedCamera FindCamera(const Context& context) {
   return named;
 }
 
-// The log is switched on for this run only: the camera's own switch would be kept with its settings.
-Session::Session(const Context& context) {
-  if (context.debug) g_bDebugPrint = true;
-  named_ = FindCamera(context);
+Session::Session(const Context& context) : named_(FindCamera(context)), keptDebug_(Camera().DebugPrint) {
+  if (context.debug) Camera().EnableDebugLog(1);
   const bool corrected = named_.camera->HPC != 0;
   if (named_.camera->OpenCamera(named_.openIndex) == 0) {
     throw CliError(OpenCode(*named_.camera),
@@ -81,7 +78,11 @@ Session::~Session() {
 }
 
 void Session::KeepSettings() {
+  // The log is switched on for one run only.
+  const std::uint8_t debug = Camera().DebugPrint;
+  Camera().DebugPrint = keptDebug_;
   Camera().SaveSetting();
+  Camera().DebugPrint = debug;
   KeepOwnSettings(Camera());
   TellSettingsTrouble("while keeping the settings");
 }

@@ -56,6 +56,7 @@ class Session {
   void RunFreely();
 
   NamedCamera named_;
+  std::uint8_t keptDebug_ = 0;  ///< the log's switch as the settings have it
 };
 
 }  // namespace orq::cli
