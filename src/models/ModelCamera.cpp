@@ -14,6 +14,8 @@ namespace {
 
 constexpr int kNeutralGamma = 50;
 constexpr int kUsb2Bandwidth = 50;  // the catalogue's default
+// Before the model's name: what was tried on a virtual camera is nothing that the real one was set to.
+constexpr const char* kVirtualSettings = "virtual ";
 
 RegisterBatch ExposureRegisters(std::uint64_t exposureUs) {
   RegisterBatch batch;
@@ -97,7 +99,7 @@ void CModelCamera::DescribeModel() {
   iVID = wire::kVendorId;
   iPID = model_.productId;
   modelName = model_.name;
-  settingsName = model_.name;
+  settingsName = std::string(model_.isVirtual ? kVirtualSettings : "") + modelName;
   pixelSizeUm = model_.pixelSizeUm;
   baseElectronsPerAdu = model_.baseElectronsPerAdu;
   iADCBits = model_.adcBits;
@@ -149,6 +151,9 @@ void CModelCamera::DescribeModel() {
 
 int CModelCamera::OpenCamera(int index) {
   if (IsOpen()) return 1;
+  // Opening programs what is stored; a set that failed on the way to a lost camera is to be tried again.
+  lastSetExp = -1;
+  lastSetExpAuto = 0;
   if (cooler_) cooler_->Abandon();
   StopWorkers();  // of the time before a reconnect: it works on a frame of the geometry that there was
   AdoptFields();
@@ -183,6 +188,8 @@ void CModelCamera::AdoptFields() {
 void CModelCamera::CloseCamera() {
   if (cooler_) cooler_->MakeSafe();
   CCameraBase::CloseCamera();
+  // Stopping a video keeps the settings; one whose stream died left nothing to stop.
+  if (worker_->videoDied.exchange(false) && settingsUse == SettingsUse::LoadAndKeep) SaveSetting();
 }
 
 bool CModelCamera::ProgramAll() {
@@ -257,7 +264,8 @@ bool CModelCamera::SetExp(unsigned long long newExposureUs, bool autoExp) {
 // The camera has no white balance of its own: the frame path applies it.
 bool CModelCamera::SetWB(int red, int blue, bool autoWhiteBalance) {
   if (hasWB_R == 0) return false;
-  const std::lock_guard lock(worker_->registers);
+  // Somebody who sets one colour keeps the other as it is, and this must not change it meanwhile.
+  const std::scoped_lock lock(worker_->controls, worker_->registers);
   const int newRed = std::clamp(red, limits.wbMin, limits.wbMax);
   const int newBlue = std::clamp(blue, limits.wbMin, limits.wbMax);
   if (WB_Red != newRed || WB_Blue != newBlue) autoGateLimit = 0;

@@ -29,9 +29,9 @@ class CModelCamera : public CCameraBase {
   ~CModelCamera() override;
 
   /// Opens, programs everything that is stored, brought within the model's limits, and builds the control list.
-  /// Cooling is off after every open.
+  /// Cooling is off after every open, and no exposure counts as set last.
   int OpenCamera(int index) override;
-  /// Switches the cooling off and closes.
+  /// Switches the cooling off and closes. Keeps the settings also when a video has ended by itself.
   void CloseCamera() override;
   int ReservedModelOp1() override;
   int ReservedModelOp2() override;
@@ -63,7 +63,8 @@ class CModelCamera : public CCameraBase {
   int GetRollingInterval(int& interval) override;
   /// Of models with GPS: from the latch of a line to the start of its exposure.
   int GetSHR0Time(float& time) override;
-  /// Serves the controls of cooled models as well: target, cooler, heater, fan.
+  /// Serves the controls of cooled models as well: target, cooler, heater, fan. Calls from several threads lose
+  /// none of each other's values; while one changes the frames of a running capture, the others wait.
   int SetControlValue(ORQ_CONTROL_TYPE id, long value, bool autoOn) override;
   int GetControlValue(ORQ_CONTROL_TYPE id, long* value, ORQ_BOOL* autoOn) override;
 
@@ -148,9 +149,9 @@ class CModelCamera : public CCameraBase {
   bool AutoCopyDue(const FrameInfo& info, int wbRed, int wbBlue);
   void OpenAutoGate(const FrameInfo& info, int wbRed, int wbBlue);
   void AdjustCorrections(bool otherBin);
-  void AwaitWorkerEnd() const;
   bool MayBringFrames() const;
   void ProgramTriggers();
+  std::optional<int> SetClimate(ORQ_CONTROL_TYPE id, long value);
 
   const ModelData model_;
   std::unique_ptr<Worker> worker_;

@@ -2,8 +2,6 @@
 #include <algorithm>
 #include <chrono>
 #include <new>
-#include <optional>
-#include <thread>
 
 #include "controls/ElectronsPerAdu.h"
 #include "image/DarkImage.h"
@@ -31,8 +29,6 @@ constexpr int kNeutralGamma = 50;
 constexpr std::chrono::milliseconds kAutoCopyInterval{100};
 // Above every exposure: cycles may measure.
 constexpr std::int32_t kAutoGateOpen = 0x7FFFFFFF;
-// Ending takes a worker microseconds; a computer that swaps takes longer.
-constexpr std::chrono::seconds kWorkerEndWait{10};
 
 std::string DamagedFrame(const StreamCounters& counters) {
   const char* how = "its transfer failed";
@@ -90,7 +86,6 @@ void CModelCamera::Capture(bool* running, bool triggered) {
   // From here on `ended` speaks about this worker; until then readers trust the start mark.
   worker.mailbox.Notify([&] {
     worker.ended = false;
-    ++worker.captures;
     captureStartMark = 0;
   });
 
@@ -105,6 +100,9 @@ void CModelCamera::Capture(bool* running, bool triggered) {
   worker.SetTrouble(trouble);  // known before anybody can see that the stream has ended
   worker.mailbox.Notify([&] { worker.armed = false; });
   StopStream();
+  worker.videoDied = end == StreamEnd::Failed && !snap && ThreadCtrl::KeepRunning(running);
+  // From here on whoever sees what became of the capture can start the next one.
+  (triggered ? exposureThr : captureThr).AnnounceEnd();
   // A single exposure's frame is handed over when nothing more is to be done, so that the next exposure can
   // follow.
   if (end == StreamEnd::Delivered) worker.mailbox.Publish(worker.setup.OutputBytes(), info);
@@ -324,22 +322,6 @@ void CModelCamera::SetTimeMark(bool on) {
   worker_->timeMark = on;
 }
 
-// A worker ends right after it has handed over a single exposure's frame, or said that no more frames come. A
-// start while it still does would be taken for one of a running capture, and no capture would follow.
-void CModelCamera::AwaitWorkerEnd() const {
-  const auto giveUp = Clock::now() + kWorkerEndWait;
-  std::optional<std::uint64_t> capture;  // which one is ending: another thread may start the next one meanwhile
-  bool ending = true;
-  while (ending && Clock::now() < giveUp) {
-    worker_->mailbox.Await(0, [&] {
-      if (!capture) capture = worker_->captures;
-      ending = IsCaptureRunning() && captureStartMark == 0 && !worker_->restarting && worker_->captures == capture;
-      return true;
-    });
-    if (ending) std::this_thread::sleep_for(std::chrono::microseconds(50));
-  }
-}
-
 int CModelCamera::GetImageData(unsigned char* buffer, int size, int waitMs) {
   FrameInfo info;
   return GetFrame(buffer, size, waitMs, info);
@@ -361,7 +343,8 @@ int CModelCamera::GetFrame(unsigned char* buffer, int size, int waitMs, FrameInf
   worker.mailbox.DiscardIf([this] { return captureStartMark != 0 && IsCaptureRunning(); });
   const FrameMailbox::Result result = worker.mailbox.Fetch(out, waitMs, mayCome, info);
   const bool fetched = result == FrameMailbox::Result::Frame;
-  if (result == FrameMailbox::Result::Ended || (fetched && snapMode != 0)) AwaitWorkerEnd();
+  // A worker ends right after it has handed over a single exposure's frame, or said that no more frames come.
+  AwaitEndingWorker();
   return fetched ? 1 : 0;
 }
 

@@ -384,7 +384,8 @@ TEST_F(ModelSettings, AreNotKeptByACameraThatOnlyLoadsThem) {
 }
 
 TEST_F(ModelSettings, OfOneCameraAreNotThoseOfAnother) {
-  WriteK1C("<int name='Gain' value='5'/>");
+  WriteText("<orqcam><key name='software'><key name='" + MakeCamera("virtual:k1c").camera->settingsName +
+            "'><int name='Gain' value='5'/></key></key></orqcam>");
   EXPECT_EQ(MakeCamera("virtual:k1c").camera->gain, 5);
   EXPECT_EQ(MakeCamera("virtual:k1c", SettingsUse::Load).camera->gain, 5);
   EXPECT_EQ(MakeCamera("virtual:k1c", SettingsUse::Off).camera->gain, 0);
