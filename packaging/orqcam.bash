@@ -13,7 +13,7 @@ _orqcam() {
   local cur prev words cword
   _init_completion -n =: || return
   local commands="list info controls get set capture stream mode trigger reg id serial flash hotpixels settings"
-  commands+=" temp cooler fan led hub guide focus sensor-id gps dark dump-controls"
+  commands+=" profile temp cooler fan led hub guide focus sensor-id gps dark dump-controls"
   local general="-c --camera --json --debug --no-settings --help"
   local shot="-e --exposure -g --gain --offset --region --center -b --bin -f --format --flip --hardware-bin
     --no-hardware-bin --mono-bin --gamma --time-mark --mode --out-a --out-b"
@@ -64,6 +64,13 @@ _orqcam() {
     stream) choices="$shot $correct $cool $auto -s --seconds -n --frames $general" ;;
     trigger) choices="$shot -n --count --timeout $general" ;;
     settings) choices="show path reset --all $general" ;;
+    profile)
+      choices="set clear $general"
+      if [[ ${words[*]} == *" set "* ]]; then
+        choices="observer= telescope= focal_length= filter= site= latitude= longitude= elevation= $general"
+        compopt -o nospace
+      fi
+      ;;
     temp) choices="-w --watch --interval -n --count $general" ;;
     cooler) choices="status on off --wait --timeout $general" ;;
     hub) choices="status reset $general" ;;

@@ -48,7 +48,8 @@ int CCameraBase::StartExposure() {
 int CCameraBase::StopCapture() {
   if (!IsCaptureRunning()) return 1;
   if (bOpened == 0) return 0;
-  if (snapMode == 0) SaveSetting();  // after single exposures, closing does
+  // After single exposures, closing does.
+  if (snapMode == 0 && settingsUse == orq::SettingsUse::LoadAndKeep) SaveSetting();
   DbgPrint(-1, "StopCapture", "stop capture\n");
   DbgPrint(-1, "StopCapture", ">> wait Working thread exit\n");
   captureThr.Stop();

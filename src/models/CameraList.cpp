@@ -94,9 +94,9 @@ NamedCamera Trouble(NameTrouble trouble, std::string error) {
   return named;
 }
 
-NamedCamera MakeConnected(const UsbDeviceEntry& device, const PortMaker& makePort) {
+NamedCamera MakeConnected(const UsbDeviceEntry& device, const PortMaker& makePort, SettingsUse settings) {
   NamedCamera named;
-  named.camera = std::make_unique<CModelCamera>(*FindModel(device.productId));
+  named.camera = std::make_unique<CModelCamera>(*FindModel(device.productId), settings);
   named.camera->UsePort(makePort());
   named.openIndex = device.index;
   return named;
@@ -111,14 +111,14 @@ NamedCamera NoneConnected() {
                  "no camera is connected; plug one in, or try a virtual one with virtual:k1c");
 }
 
-NamedCamera MakeByIndex(std::string_view name, const PortMaker& makePort) {
+NamedCamera MakeByIndex(std::string_view name, const PortMaker& makePort, SettingsUse settings) {
   std::size_t index = 0;
   const auto [end, result] = std::from_chars(name.data(), name.data() + name.size(), index);
   if (result != std::errc{} || end != name.data() + name.size()) {
     return BadName(name);
   }
   const auto devices = ConnectedCameras(makePort);
-  if (index < devices.size()) return MakeConnected(devices[index], makePort);
+  if (index < devices.size()) return MakeConnected(devices[index], makePort, settings);
   if (devices.empty()) return NoneConnected();
   return Trouble(NameTrouble::NoSuchCamera, "there is no camera " + std::string(name) + "; connected: 0 to " +
                                                 std::to_string(devices.size() - 1));
@@ -136,7 +136,7 @@ std::string Listed(std::string_view prefix, const std::vector<std::string>& text
 /// Looks for the first camera whose `fact` fits.
 template <class Fits>
 NamedCamera MakeByFact(std::string_view prefix, std::string_view wanted, std::string CameraEntry::*fact, Fits fits,
-                       const PortMaker& makePort) {
+                       const PortMaker& makePort, SettingsUse settings) {
   if (wanted.empty()) return BadName(prefix);
   const auto devices = ConnectedCameras(makePort);
   if (devices.empty()) return NoneConnected();
@@ -144,7 +144,7 @@ NamedCamera MakeByFact(std::string_view prefix, std::string_view wanted, std::st
   std::string trouble;
   for (std::size_t i = 0; i < devices.size(); ++i) {
     const CameraEntry entry = Describe(devices[i], static_cast<int>(i), makePort);
-    if (fits(entry.*fact, wanted)) return MakeConnected(devices[i], makePort);
+    if (fits(entry.*fact, wanted)) return MakeConnected(devices[i], makePort, settings);
     seen.push_back(entry.*fact);
     if (!entry.trouble.empty()) trouble += "; camera " + std::to_string(i) + ": " + entry.trouble;
   }
@@ -161,7 +161,8 @@ std::string VirtualNames() {
 }
 
 /// The row of the model, with what the frames to be replayed decide.
-std::optional<ModelData> VirtualModelData(const VirtualOptions& options, std::string& error) {
+std::optional<ModelData> VirtualModelData(const VirtualOptions& options, RecordedFacts& recorded,
+                                          std::string& error) {
   const ModelData* row = FindModel(options.model);
   if (row == nullptr) {
     error = "there is no virtual model " + options.model + "; choose one of " + VirtualNames();
@@ -173,6 +174,7 @@ std::optional<ModelData> VirtualModelData(const VirtualOptions& options, std::st
   if (model.maxWidth != 0) return model;
   const auto source = MakeFrameSource(options, error);
   if (!source) return std::nullopt;
+  recorded = source->Recorded();
   model.maxWidth = source->Width();
   model.maxHeight = source->Height();
   model.adcBits = source->AdcBits();
@@ -183,19 +185,19 @@ std::optional<ModelData> VirtualModelData(const VirtualOptions& options, std::st
   return model;
 }
 
-NamedCamera MakeVirtual(std::string_view text) {
+NamedCamera MakeVirtual(std::string_view text, SettingsUse settings) {
   std::string error;
   const auto options = ParseVirtualOptions(text, error);
   if (!options) return Trouble(NameTrouble::BadName, error);
-  const auto model = VirtualModelData(*options, error);
+  NamedCamera named;
+  const auto model = VirtualModelData(*options, named.recorded, error);
   if (!model) return Trouble(NameTrouble::NoSuchCamera, error);
 
-  NamedCamera named;
   named.device = VirtualCamera::Make(*options, error);
   if (!named.device) return Trouble(NameTrouble::NoSuchCamera, error);
   named.bus = std::make_shared<VirtualBus>();
   named.bus->Attach(named.device);
-  named.camera = std::make_unique<CModelCamera>(*model);
+  named.camera = std::make_unique<CModelCamera>(*model, settings);
   named.camera->UsePort(MakeVirtualPort(named.bus));
   return named;
 }
@@ -215,31 +217,31 @@ std::vector<CameraEntry> ListCameras(const PortMaker& makePort) {
   return entries;
 }
 
-NamedCamera MakeCamera(std::string_view name) {
-  return MakeCamera(name, MakeLibusbPort);
+NamedCamera MakeCamera(std::string_view name, SettingsUse settings) {
+  return MakeCamera(name, MakeLibusbPort, settings);
 }
 
-NamedCamera MakeCamera(std::string_view name, const PortMaker& makePort) {
-  if (name.starts_with(kVirtualPrefix)) return MakeVirtual(name.substr(kVirtualPrefix.size()));
+NamedCamera MakeCamera(std::string_view name, const PortMaker& makePort, SettingsUse settings) {
+  if (name.starts_with(kVirtualPrefix)) return MakeVirtual(name.substr(kVirtualPrefix.size()), settings);
   if (name.starts_with(kSerialPrefix)) {
     return MakeByFact(kSerialPrefix, name.substr(kSerialPrefix.size()), &CameraEntry::serial, EqualAnyCase,
-                      makePort);
+                      makePort, settings);
   }
   if (name.starts_with(kIdPrefix)) {
     return MakeByFact(kIdPrefix, name.substr(kIdPrefix.size()), &CameraEntry::userId,
-                      std::equal_to<std::string_view>(), makePort);
+                      std::equal_to<std::string_view>(), makePort, settings);
   }
-  return MakeByIndex(name, makePort);
+  return MakeByIndex(name, makePort, settings);
 }
 
-NamedCamera MakeOnlyCamera() {
-  return MakeOnlyCamera(MakeLibusbPort);
+NamedCamera MakeOnlyCamera(SettingsUse settings) {
+  return MakeOnlyCamera(MakeLibusbPort, settings);
 }
 
-NamedCamera MakeOnlyCamera(const PortMaker& makePort) {
+NamedCamera MakeOnlyCamera(const PortMaker& makePort, SettingsUse settings) {
   const auto devices = ConnectedCameras(makePort);
   if (devices.empty()) return NoneConnected();
-  if (devices.size() == 1) return MakeConnected(devices.front(), makePort);
+  if (devices.size() == 1) return MakeConnected(devices.front(), makePort, settings);
   std::string names;
   for (const CameraEntry& entry : ListCameras(makePort)) {
     names += (names.empty() ? "" : ", ") + std::to_string(entry.index) + " (" + entry.model +

@@ -61,6 +61,15 @@ struct FrameGps {
   std::optional<double> altitude;  ///< metres; nothing when the receiver's did not fit its field
 };
 
+/// What delivered pixel values mean. Empty where it is not known, or not the same for all colours.
+struct PixelLevels {
+  /// What a pixel without any charge reads: the offset. Dark current comes on top, also when a dark was subtracted,
+  /// because that gives back its average.
+  std::optional<double> black;
+  /// What a full pixel reads, give or take the read noise.
+  std::optional<double> saturated;
+};
+
 /// What is known about a delivered frame. The settings are those the frame was taken with.
 struct FrameInfo {
   FrameRegion region;
@@ -81,8 +90,16 @@ struct FrameInfo {
   RowTimes times;
   FrameGps gps;
   int bayerPattern = -1;  ///< of the delivered raw frame (after region and flips); -1: none
-  /// Electrons per unit of the delivered pixel values (of green pixels when a white balance is set); 0: unknown.
+  /// Electrons per unit of the delivered pixel values (of green ones in a colour frame with a white balance); 0:
+  /// unknown.
   double electronsPerAdu = 0.0;
+  /// White balance of red and blue, 1 to 99, 50 neutral. Colour and luminance frames were multiplied by it, raw
+  /// ones were not.
+  int whiteBalanceRed = 50;
+  int whiteBalanceBlue = 50;
+  int gamma = 50;          ///< brightness curve that was applied; 50: none
+  bool highSpeed = false;  ///< read out in the fast mode
+  PixelLevels levels;
 };
 
 }  // namespace orq

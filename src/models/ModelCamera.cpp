@@ -66,14 +66,16 @@ int LinesOf(std::uint64_t exposureUs, std::uint32_t lineTimeNs) {
 
 }  // namespace
 
-CModelCamera::CModelCamera(const ModelData& model) : model_(model), worker_(std::make_unique<Worker>()) {
+CModelCamera::CModelCamera(const ModelData& model, SettingsUse settings)
+    : model_(model), worker_(std::make_unique<Worker>()) {
+  settingsUse = settings;
   DescribeModel();
   if (model_.cooled) cooler_ = std::make_unique<Cooler>(*this, model_.cooler, model_.timeScale);
   if (model_.gps) worker_->gps.emplace(*this);
   worker_->converter.RGBYUV_Init();
   InitVariable();
   SetGamma(kNeutralGamma);
-  LoadSetting();
+  if (settings != SettingsUse::Off) LoadSetting();
   AdoptFields();
   captureThr.InitFuncPt(&CModelCamera::RunCapture);
   exposureThr.InitFuncPt(&CModelCamera::RunTriggeredExposure);
@@ -187,7 +189,7 @@ void CModelCamera::CloseCamera() {
   if (cooler_) cooler_->MakeSafe();
   CCameraBase::CloseCamera();
   // Stopping a video keeps the settings; one whose stream died left nothing to stop.
-  if (worker_->videoDied.exchange(false)) SaveSetting();
+  if (worker_->videoDied.exchange(false) && settingsUse == SettingsUse::LoadAndKeep) SaveSetting();
 }
 
 // Another program may have died at any moment. Each step on its own: one that is refused must not keep the camera

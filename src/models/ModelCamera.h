@@ -23,8 +23,8 @@ namespace orq {
 /// as far as the device still listens, the registers as they were.
 class CModelCamera : public CCameraBase {
  public:
-  /// Loads the model's settings from the settings file, within the model's limits.
-  explicit CModelCamera(const ModelData& model);
+  /// Loads the model's settings from the settings file, within the model's limits, unless `settings` says not to.
+  explicit CModelCamera(const ModelData& model, SettingsUse settings = SettingsUse::LoadAndKeep);
   /// Stops capture and closes.
   ~CModelCamera() override;
 
@@ -156,6 +156,7 @@ class CModelCamera : public CCameraBase {
   void FollowCadence(std::uint32_t latch, const TimesOf& timesOf, FrameInfo& info);
   bool IsDeliveredRaw(const FrameInfo& info) const;
   void CorrectFrame();
+  double DarkExcess();
   bool IsOfCurrentSettings(const FrameInfo& info, int wbRed, int wbBlue) const;
   bool AutoCopyDue(const FrameInfo& info, int wbRed, int wbBlue);
   void OpenAutoGate(const FrameInfo& info, int wbRed, int wbBlue);

@@ -4,9 +4,10 @@
 #include <new>
 
 #include "controls/ElectronsPerAdu.h"
-#include "image/FrameKernels.h"
+#include "image/DarkImage.h"
 #include "image/TimeMark.h"
 #include "link/WireProtocol.h"
+#include "models/FrameLevels.h"
 #include "models/FramePath.h"
 #include "models/ModelWorker.h"
 #include "models/Overdue.h"
@@ -59,6 +60,13 @@ std::int64_t UnixUs(std::uint64_t monotonicNs) {
       std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::system_clock::now().time_since_epoch());
   const std::int64_t ageNs = monotonicNow.count() - static_cast<std::int64_t>(monotonicNs);
   return wallNow.count() - ageNs / 1000;
+}
+
+// Loading settings asks for the whole sensor from the next open on, and the tables describe that from then on.
+bool TablesDescribe(const CModelCamera& camera, const FrameRegion& region) {
+  const FrameRegion asked{camera.iStartX, camera.iStartY, camera.iWidth,
+                          camera.iHeight, camera.iBin,    region.format};
+  return asked == region;
 }
 
 }  // namespace
@@ -219,7 +227,20 @@ bool CModelCamera::PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info) {
 
   const int red = WB_Red;
   const int blue = WB_Blue;
-  const bool curved = gamma != kNeutralGamma;
+  const int curve = gamma;
+  const bool curved = curve != kNeutralGamma;
+  info.whiteBalanceRed = red;
+  info.whiteBalanceBlue = blue;
+  info.gamma = curve;
+  info.highSpeed = HighSpeed != 0;
+  PixelTreatment treatment{.gain = info.gain,
+                           .offset = info.offset,
+                           .highSpeed = info.highSpeed,
+                           .mixed = mono,
+                           .red = red,
+                           .blue = blue,
+                           .gamma = curve};
+  info.levels = LevelsOf(model_, worker.setup, treatment);
   if (!curved) {  // along a curve no unit is worth the same as another
     info.electronsPerAdu =
         ElectronsPerUnit(model_, worker.setup,
@@ -229,15 +250,15 @@ bool CModelCamera::PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info) {
   // The mark goes by the height that the camera's fields ask for, which need not be that of this frame.
   const bool marked =
       worker.timeMark && info.region.format != ORQ_IMG_RAW16 && info.region.height >= kMarkLeastHeight;
-  const bool whiteBalanced =
-      worker.setup.rawPattern >= 0 && (red != kNeutralWhiteBalance || blue != kNeutralWhiteBalance);
   const bool corrected = bGettingDark != 0 || CutDark != 0 || HPC != 0;
-  if (IsDeliveredRaw(info) && !corrected && !whiteBalanced && !copyForAuto && !curved && !marked) {
+  if (IsDeliveredRaw(info) && !corrected && !copyForAuto && !curved && !marked) {
     worker.mailbox.Adopt(pImgBuf, ring->FrameBytes(), worker.setup.msbFirst);
     return true;
   }
   ToHostOrder(worker.setup, pImgBuf.get());
   CorrectFrame();
+  treatment.darkExcess = DarkExcess();
+  info.levels = LevelsOf(model_, worker.setup, treatment);
   const std::span<std::uint8_t> out = worker.mailbox.Work();
   RunFramePath({.setup = worker.setup,
                 .image = pImgBuf.get(),
@@ -275,11 +296,17 @@ void CModelCamera::CorrectFrame() {
   const bool whole = setup.stages.hardware == 1 && setup.stages.host == 1 && setup.region.width == iMaxWidth &&
                      setup.region.height == iMaxHeight && !setup.wide;
   if (bGettingDark != 0 && whole) DoGetDark();
-  // Loading settings asks for the whole sensor from the next open on, and the tables describe that from then on.
-  const FrameRegion asked{iStartX, iStartY, iWidth, iHeight, iBin, setup.region.format};
-  if (asked != setup.region) return;
+  if (!TablesDescribe(*this, setup.region)) return;
   SubtractDark();
   HandleHotPixels();
+}
+
+// What subtracting the dark took from every sample beyond what it gave back.
+double CModelCamera::DarkExcess() {
+  const bool subtracted = CutDark != 0 && IsDarkSubtracted(AutoExp != 0, exposureUs);
+  if (!subtracted || !TablesDescribe(*this, worker_->setup.region)) return 0.0;
+  const std::scoped_lock lock(DarkBufMutex);
+  return pDarkBuf ? darkExcess : 0.0;
 }
 
 // Whether the frame shows the settings in force; only with `registers` held does the answer last.

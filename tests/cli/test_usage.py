@@ -3,7 +3,7 @@
 from support import CliTest, K1C
 
 COMMANDS = ("list", "info", "controls", "get", "set", "capture", "stream", "mode", "trigger", "reg", "id", "serial",
-            "flash", "hotpixels", "settings", "temp", "cooler", "fan", "led", "hub", "guide", "focus", "sensor-id", "gps",
+            "flash", "hotpixels", "settings", "profile", "temp", "cooler", "fan", "led", "hub", "guide", "focus", "sensor-id", "gps",
             "dark", "dump-controls")
 
 

@@ -385,8 +385,8 @@ TEST(AutoControl, TheWorkerJudgesFramesOfTheExposureInForceOnly) {
   EXPECT_GE(camera.judged.size(), 3U);
   camera.judged.emplace_back(camera.exposureUs, camera.autoMean);
   for (const auto& [exposureUs, mean] : camera.judged) {
-    // 3.6 electrons per count of 12 bits, black level 8; a mean is truncated and one more.
-    const double counts = kFlux * static_cast<double>(exposureUs) * 1e-6 / 3.6 + 8;
+    // 3.6 electrons per count of 12 bits, the black level; a mean is truncated and one more.
+    const double counts = kFlux * static_cast<double>(exposureUs) * 1e-6 / 3.6 + camera.Brightness;
     EXPECT_NEAR(mean, std::min(counts / 16 + 0.5, 255.0), 2.0) << exposureUs;
   }
 }

@@ -37,7 +37,7 @@ TEST(CameraControls, ModelsStateTheirIdentityBeforeTheyAreOpened) {
   EXPECT_EQ(colour.bIsColor, 1);
   EXPECT_EQ(colour.hasGuidePort, 1);
   EXPECT_EQ(colour.exposureUs, 10'000U);
-  EXPECT_EQ(colour.Brightness, 8);
+  EXPECT_EQ(colour.Brightness, 70);
   EXPECT_EQ(colour.WB_Red, 50);
   EXPECT_EQ(colour.WB_Blue, 50);
   EXPECT_EQ(colour.Region(), (FrameRegion{0, 0, 1936, 1096, 1, ORQ_IMG_RAW16}));

@@ -85,6 +85,7 @@ TEST(Cooling, ShortensTheDarkCurrentOfFrames) {
   ASSERT_TRUE(rig.Open());
   rig.camera->SetExp(100'000'000, false);
   rig.camera->SetGain(200, false);  // 0.078 electrons per count
+  rig.camera->SetBrightness(20);    // 200 counts
   const auto mean = [&] {
     FrameInfo info;
     const auto frame = rig.Snap(info);

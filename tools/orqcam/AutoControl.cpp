@@ -112,7 +112,6 @@ AutoControl::~AutoControl() {
   camera.AutoExp = before_.exposure;
   camera.AutoGain = before_.gain;
   camera.autoWB = before_.whiteBalance;
-  session_.KeepSettings();  // stopping a video has kept them as they were while it ran
 }
 
 AutoReading AutoControl::Read() const {

@@ -1,15 +1,18 @@
 // orqcam capture: frames into files.
 #include <algorithm>
+#include <iterator>
 #include <memory>
 
 #include "AutoControl.h"
 #include "Climate.h"
+#include "Clipping.h"
 #include "Commands.h"
 #include "Cooling.h"
 #include "Corrections.h"
 #include "FrameSaver.h"
 #include "FrameTime.h"
 #include "GpsLines.h"
+#include "Profile.h"
 #include "Shooter.h"
 #include "Signals.h"
 #include "Text.h"
@@ -81,14 +84,15 @@ SaveOptions MakeSaveOptions(const CaptureOptions& options, std::uint64_t count) 
   return save;
 }
 
-FileContext MakeContext(Session& session, const CaptureOptions& options) {
+FileContext MakeContext(Session& session, const CaptureOptions& options, const Profile& profile) {
   FileContext context;
   context.instrument = session.Camera().modelName;
   context.serial = session.Serial();
   context.pixelSizeUm = session.Camera().pixelSizeUm;
   context.object = options.object;
-  context.observer = options.observer;
+  context.observer = options.observer.empty() ? profile.Observer() : options.observer;
   context.imageType = FindImageType(options.imageType).keyword;
+  context.recorded = session.Recorded();
   return context;
 }
 
@@ -118,6 +122,7 @@ void ReportFrame(const Context& context, const Frame& frame, const SavedFrame& s
     report.Add("offset", frame.info.offset);
     if (frame.sensorC) report.Add("temperature", *frame.sensorC, "C");
     if (frame.targetC) report.Add("target", *frame.targetC, "C");
+    if (!frame.warning.empty()) report.Add("warning", frame.warning);
     AddGps(report, frame.info);
   }
   report.Print(context.out, context.json);
@@ -134,6 +139,10 @@ void AddReadings(Session& session, const Corrections& corrections, bool single, 
   const bool cooled = session.Model().cooled &&
                       camera.GetControlValue(ORQ_COOLER_ON, &coolerOn, nullptr) == CTRL_OK && coolerOn == 1;
   frame.targetC = cooled ? std::optional<double>(camera.TargetTemp) : std::nullopt;
+  long power = 0;
+  const bool powered =
+      session.Model().cooled && camera.GetControlValue(ORQ_COOL_POWER_PERC, &power, nullptr) == CTRL_OK;
+  frame.coolerPower = powered ? std::optional(static_cast<int>(power)) : std::nullopt;
   const bool counted = single && frame.info.exposureUs >= kCountedFromUs;
   frame.realExposureMs = counted ? std::optional(camera.RealExposureMs()) : std::nullopt;
 }
@@ -182,12 +191,14 @@ ExitCode TakeAll(const Context& context, Session& session, const Corrections& co
   Frame frame;
   CoolerWatch coolerWatch;
   GpsWatch gpsWatch(true);
+  ClippingWatch clippingWatch(saver.IsWithoutLight());
   std::string reason;
   int failuresInARow = 0;
   for (std::uint64_t number = 1; number <= tally.count; ++number) {
     switch (TakeOne(shooter, options, frame, number, tally, reason)) {
       case ShotResult::Good:
         AddReadings(session, corrections, !options.video, frame);
+        clippingWatch.Look(frame);
         coolerWatch.Look(session);
         gpsWatch.Look(frame.info);
         tally.gps = frame.info.gps.predictions;
@@ -235,9 +246,8 @@ ExitCode Take(const Context& context, Session& session, const Corrections& corre
 }
 
 // Frames that become a dark or a bias themselves are not corrected by one, unless it is named.
-bool TakesChosenDark(const Context& context, const CaptureOptions& options) {
-  const std::string type = Lower(options.imageType);
-  return context.settings && type != "dark" && type != "bias";
+bool TakesChosenDark(const Context& context, const FrameSaver& saver) {
+  return context.settings && !saver.IsWithoutLight();
 }
 
 void ReportSettled(const Context& context, const AutoControl& automatic) {
@@ -292,14 +302,16 @@ ExitCode RunCapture(const Context& context, const CaptureOptions& options) {
   CheckTextValue(options.object, "--object");
   CheckTextValue(options.observer, "--observer");
   SaveOptions save = MakeSaveOptions(options, count);
+  const Profile profile = context.settings ? Profile::Load() : Profile();
+  std::ranges::copy(profile.KeywordsBeside(save.keywords), std::back_inserter(save.keywords));
   Session session(context);
   options.settings.Apply(session);
   if (options.requireGps) DemandGpsTimes(session);
   session.Camera().StampFrames(std::chrono::milliseconds(0));  // from the very first frame on
-  const FrameSaver saver(std::move(save), MakeContext(session, options), std::string(session.Model().key),
+  const FrameSaver saver(std::move(save), MakeContext(session, options, profile), std::string(session.Model().key),
                          Lower(options.imageType));
   saver.CheckBeforehand(Expected(session.Camera()), count);
-  const Corrections corrections(session, options.corrections, TakesChosenDark(context, options));
+  const Corrections corrections(session, options.corrections, TakesChosenDark(context, saver));
   options.cooling.Apply(session);
   Tally tally{.count = count};
   const ExitCode code = options.video ? TakeVideo(context, session, corrections, options, saver, tally)
@@ -341,7 +353,8 @@ CommandRun AddCaptureCommand(CLI::App& app) {
   command->add_option("--timeout", options->timeout,
                       "How long to wait for each external trigger: 10s, 500ms (default: for ever)");
   command
-      ->add_option("-k,--keyword", options->keywords, "FITS keyword KEY=VALUE or KEY=VALUE/comment (repeatable)")
+      ->add_option("-k,--keyword", options->keywords,
+                   "FITS keyword KEY=VALUE or 'KEY=VALUE / comment' (repeatable)")
       ->allow_extra_args(false);
   command->add_option("--object", options->object, "Name of the object");
   command->add_option("--observer", options->observer, "Name of the observer");

@@ -80,7 +80,6 @@ void TellShortExposures(const CModelCamera& camera) {
 
 Corrections::Corrections(Session& session, const CorrectionOptions& options, bool chosen) : session_(session) {
   CModelCamera& camera = session.Camera();
-  session.FreezeDarkSetting();
   camera.UsingDark(false);
   if (options.dark) {
     UseDark(*options.dark);

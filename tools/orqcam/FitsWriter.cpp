@@ -160,22 +160,48 @@ void WriteSettings(MemoryFits& fits, const FrameInfo& info, const FileContext& c
   if (info.electronsPerAdu > 0.0) {
     fits.Real("EGAIN", info.electronsPerAdu, "[e-/ADU] electrons per unit of the pixel values", 7);
   }
+  fits.Text("READOUTM", info.highSpeed ? "High speed" : "Normal", "readout mode");
+  fits.Integer("GAMMA", info.gamma, "brightness curve that was applied; 50: none");
   fits.Text("IMAGETYP", context.imageType, "kind of image");
   if (!context.object.empty()) fits.Text("OBJECT", context.object, "what the telescope looks at");
   if (!context.observer.empty()) fits.Text("OBSERVER", context.observer, "who took the image");
 }
 
+// Raw pixels are as the sensor measured them: their balance is advice for whoever makes colours of them.
+void WriteBalance(MemoryFits& fits, const FrameInfo& info) {
+  if (info.bayerPattern < 0) return;
+  const bool applied = BayerText(info).empty();
+  fits.Integer("WB_R", info.whiteBalanceRed,
+               applied ? "applied: red was multiplied by WB_R / 50" : "advice, not applied: red times WB_R / 50");
+  fits.Integer(
+      "WB_B", info.whiteBalanceBlue,
+      applied ? "applied: blue was multiplied by WB_B / 50" : "advice, not applied: blue times WB_B / 50");
+}
+
+void WriteLevels(MemoryFits& fits, const PixelLevels& levels) {
+  constexpr int kDigits = 6;
+  if (levels.black) fits.Real("PEDESTAL", *levels.black, "[ADU] black level: what no charge reads", kDigits);
+  if (levels.saturated) fits.Real("DATAMAX", *levels.saturated, "[ADU] what a full pixel reads", kDigits);
+}
+
 void WriteClimate(MemoryFits& fits, const Frame& frame) {
   if (frame.sensorC) fits.Real("CCD-TEMP", *frame.sensorC, "[Celsius] temperature of the sensor");
   if (frame.targetC) fits.Real("SET-TEMP", *frame.targetC, "[Celsius] target of the cooler");
+  if (frame.coolerPower) fits.Integer("COOLPOWR", *frame.coolerPower, "[%] power of the cooler");
+}
+
+// A region may begin in the middle of a pixel of the whole binned sensor.
+void WriteStart(MemoryFits& fits, OwnName name, int start, int bin, const char* comment) {
+  if (start % bin == 0) return fits.Integer(name, start / bin, comment);
+  fits.Real(name, static_cast<double>(start) / bin, comment);
 }
 
 void WriteGeometry(MemoryFits& fits, const FrameInfo& info, const FileContext& context) {
   const FrameRegion& region = info.region;
   fits.Integer("XBINNING", region.bin, "sensor columns per pixel");
   fits.Integer("YBINNING", region.bin, "sensor rows per pixel");
-  fits.Integer("XORGSUBF", region.startX / region.bin, "[pixel] first column on the sensor, binned");
-  fits.Integer("YORGSUBF", region.startY / region.bin, "[pixel] first row on the sensor, binned");
+  WriteStart(fits, "XORGSUBF", region.startX, region.bin, "[pixel] first column on the sensor, binned");
+  WriteStart(fits, "YORGSUBF", region.startY, region.bin, "[pixel] first row on the sensor, binned");
   if (context.pixelSizeUm > 0.0) {
     fits.Real("XPIXSZ", context.pixelSizeUm * region.bin, "[um] pixel width, binned");
     fits.Real("YPIXSZ", context.pixelSizeUm * region.bin, "[um] pixel height, binned");
@@ -186,6 +212,7 @@ void WriteGeometry(MemoryFits& fits, const FrameInfo& info, const FileContext& c
     fits.Integer("YBAYROFF", 0, "[pixel] row offset of the pattern");
   }
   fits.Text("ROWORDER", "TOP-DOWN", "first row of the data is the top one");
+  fits.Text("FLIPPED", FlipName(info), "mirrored: none, h, v or both");
 }
 
 // File names may hold what FITS does not take.
@@ -201,6 +228,15 @@ void WriteCorrections(MemoryFits& fits, const CorrectionFacts& corrections) {
     fits.History("dark subtracted" + (corrections.dark.empty() ? "" : ": " + corrections.dark));
   }
   if (corrections.hotPixels) fits.History("hot pixels repaired");
+}
+
+// The camera's clock and settings are those of the replay; the file's own must not be taken for them.
+void WriteRecorded(MemoryFits& fits, const RecordedFacts& recorded) {
+  if (recorded.file.empty()) return;
+  fits.Text("REPLAYED", Plain(recorded.file), "recording that was replayed");
+  if (!recorded.dateObs.empty()) fits.Text("REPLDATE", Plain(recorded.dateObs), "DATE-OBS of the recording");
+  if (recorded.exposureSeconds) fits.Real("REPLEXPT", *recorded.exposureSeconds, "[s] EXPTIME of the recording");
+  if (!recorded.object.empty()) fits.Text("REPLOBJ", Plain(recorded.object), "OBJECT of the recording");
 }
 
 // Blue, green, red per pixel become a plane each, red first.
@@ -235,11 +271,15 @@ std::vector<std::uint8_t> EncodeFits(const Frame& frame, std::uint64_t number, c
   WriteTimes(fits, frame.info, frame.clock);
   WriteGps(fits, frame.info, keywords);
   WriteSettings(fits, frame.info, context);
+  WriteBalance(fits, frame.info);
+  WriteLevels(fits, frame.info.levels);
   WriteClimate(fits, frame);
   WriteGeometry(fits, frame.info, context);
   fits.Integer("FRAMENO", static_cast<std::int64_t>(number), "number of the frame in its run, from 1");
   fits.Integer("CAMSEQ", frame.info.sequence, "the camera's own frame number, 32 bits");
   WriteCorrections(fits, frame.corrections);
+  WriteRecorded(fits, context.recorded);
+  if (!frame.warning.empty()) fits.Text("WARNING", frame.warning, nullptr);
   for (const Keyword& keyword : keywords) fits.Users(keyword);
   WritePixels(fits, frame, pixels);
   return fits.Finish();

@@ -11,6 +11,7 @@
 #include "models/FrameGeometry.h"
 #include "models/FrameTypes.h"
 #include "support/BayerNames.h"
+#include "virtual/RecordedFacts.h"
 
 namespace orq::cli {
 
@@ -26,9 +27,11 @@ struct Frame {
   FrameInfo info;
   std::optional<double> sensorC;      ///< temperature of the sensor when the frame had arrived
   std::optional<double> targetC;      ///< of the cooler, when that was on
+  std::optional<int> coolerPower;     ///< percent of the full drive, of cooled cameras
   std::optional<int> realExposureMs;  ///< as the camera measured it; of single exposures from 1 s on
   CorrectionFacts corrections;
   std::optional<ClockState> clock;  ///< the computer's, when the frame had arrived
+  std::string warning;  ///< what is wrong with the frame, for its file; empty: nothing
 };
 
 inline constexpr IMG_TYPE kFormats[] = {ORQ_IMG_RAW8, ORQ_IMG_RGB24, ORQ_IMG_RAW16, ORQ_IMG_Y8};
@@ -40,6 +43,12 @@ inline std::string_view BayerText(const FrameInfo& info) {
   return raw ? BayerNameOf(info.bayerPattern) : std::string_view{};
 }
 
+/// As `--flip` takes it.
+inline const char* FlipName(const FrameInfo& info) {
+  if (info.flipHorizontal) return info.flipVertical ? "both" : "h";
+  return info.flipVertical ? "v" : "none";
+}
+
 /// What a file says about the camera and the session beside the frame's own facts.
 struct FileContext {
   std::string instrument;
@@ -48,6 +57,7 @@ struct FileContext {
   std::string object;
   std::string observer;
   std::string imageType = "light";
+  RecordedFacts recorded;  ///< of a replayed frame: what its file said
 };
 
 }  // namespace orq::cli

@@ -5,6 +5,8 @@
 
 #include <cerrno>
 #include <cstring>
+#include <fstream>
+#include <iterator>
 
 #include "ExitCodes.h"
 
@@ -89,6 +91,19 @@ void WriteChecker::Check(const std::string& path) {
 
 void CheckWritable(const std::string& path, Existing existing) {
   WriteChecker(existing).Check(path);
+}
+
+int ReadWholeFile(const std::string& path, std::size_t atMost, std::vector<std::uint8_t>& bytes) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0) return errno;
+  if (S_ISDIR(status.st_mode)) return EISDIR;
+  if (!S_ISREG(status.st_mode)) return EINVAL;
+  if (static_cast<std::uintmax_t>(status.st_size) > atMost) return EFBIG;
+  errno = 0;
+  std::ifstream file(path, std::ios::binary);
+  if (!file) return errno != 0 ? errno : EIO;
+  bytes.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+  return file.bad() ? EIO : 0;
 }
 
 }  // namespace orq::cli

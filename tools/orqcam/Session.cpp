@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "Text.h"
+#include "models/OwnSettings.h"
 #include "support/Hex.h"
 #include "support/XmlStore.h"
 
@@ -28,8 +29,6 @@ std::string OpenTrouble(CModelCamera& camera) {
   return link.empty() ? "the camera does not answer; unplug it and plug it in again" : link;
 }
 
-constexpr const char* kWhileKeeping = "while keeping the settings";
-
 void TellSettingsTrouble(const char* when) {
   const std::string trouble = TakeXmlTrouble();
   if (!trouble.empty()) Complain(std::string(when) + ": " + trouble);
@@ -44,10 +43,12 @@ ExitCode OpenCode(CModelCamera& camera) {
 }  // namespace
 
 NamedCamera FindCamera(const Context& context) {
-  NamedCamera named = context.camera ? MakeCamera(*context.camera) : MakeOnlyCamera();
+  constexpr SettingsUse kUse = SettingsUse::Load;  // an option of one command holds for that command
+  NamedCamera named = context.camera ? MakeCamera(*context.camera, kUse) : MakeOnlyCamera(kUse);
   if (!named.camera) {
     throw CliError(named.trouble == NameTrouble::BadName ? kExitUsage : kExitNoCamera, named.error);
   }
+  LoadOwnSettings(*named.camera);
   TellSettingsTrouble("going on without kept settings");
   return named;
 }
@@ -66,41 +67,19 @@ Session::Session(const Context& context) : named_(FindCamera(context)), keptDebu
 
 Session::~Session() {
   if (!named_.camera) return;
-  StopCapture();
+  Camera().StopCapture();
   RunFreely();
-  Keep([this] { Camera().CloseCamera(); });
-  TellSettingsTrouble(kWhileKeeping);
-}
-
-Session::DarkSetting Session::SwapDarkSetting(const DarkSetting& setting) {
-  const DarkSetting before{Camera().CutDark, Camera().BMPPATH};
-  Camera().CutDark = setting.on;
-  Camera().BMPPATH = setting.path;
-  return before;
-}
-
-// Runs what keeps the settings. The log is switched on for one run only.
-template <class Keeper>
-void Session::Keep(Keeper&& keeper) {
-  const std::uint8_t debug = Camera().DebugPrint;
-  Camera().DebugPrint = keptDebug_;
-  const auto dark = frozen_ ? std::optional(SwapDarkSetting(*frozen_)) : std::nullopt;
-  keeper();
-  if (dark) SwapDarkSetting(*dark);
-  Camera().DebugPrint = debug;
-}
-
-void Session::FreezeDarkSetting() {
-  frozen_ = DarkSetting{Camera().CutDark, Camera().BMPPATH};
-}
-
-void Session::StopCapture() {
-  Keep([this] { Camera().StopCapture(); });
+  Camera().CloseCamera();
 }
 
 void Session::KeepSettings() {
-  Keep([this] { Camera().SaveSetting(); });
-  TellSettingsTrouble(kWhileKeeping);
+  // The log is switched on for one run only.
+  const std::uint8_t debug = Camera().DebugPrint;
+  Camera().DebugPrint = keptDebug_;
+  Camera().SaveSetting();
+  Camera().DebugPrint = debug;
+  KeepOwnSettings(Camera());
+  TellSettingsTrouble("while keeping the settings");
 }
 
 // What is wired to the camera is not to be driven, and the next program not to be kept waiting, when nobody is

@@ -22,7 +22,7 @@ constexpr std::chrono::seconds kFrameGrace{10};  // beyond its time: computers s
 Shooter::Shooter(Session& session) : session_(session) {}
 
 Shooter::~Shooter() {
-  session_.StopCapture();
+  Camera().StopCapture();
 }
 
 std::string Shooter::Trouble(const std::string& otherwise) {

@@ -86,6 +86,7 @@ ExitCode Run(int argc, char** argv, Output& out) {
       {"flash", AddFlashCommand(app)},
       {"hotpixels", AddHotPixelsCommand(app)},
       {"settings", AddSettingsCommand(app)},
+      {"profile", AddProfileCommand(app)},
       {"temp", AddTempCommand(app)},
       {"cooler", AddCoolerCommand(app)},
       {"fan", AddFanCommand(app)},
