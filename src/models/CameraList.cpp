@@ -17,6 +17,7 @@ namespace orq {
 namespace {
 
 constexpr std::string_view kSerialPrefix = "serial:";
+constexpr std::size_t kSerialDigits = 16;
 constexpr std::string_view kIdPrefix = "id:";
 constexpr std::string_view kVirtualPrefix = "virtual:";
 constexpr const char* kNameForms = "a camera is named by its index (0), serial:HEX, id:TEXT or virtual:MODEL";
@@ -113,6 +114,15 @@ NamedCamera MakeConnected(const UsbDeviceEntry& device, const PortMaker& makePor
 
 NamedCamera BadName(std::string_view name) {
   return Trouble(NameTrouble::BadName, "\"" + std::string(name) + "\" names no camera: " + kNameForms);
+}
+
+// `text` as it could be a serial number, or why not.
+std::optional<std::string> SerialTrouble(std::string_view text) {
+  const bool hex = std::ranges::all_of(text, [](unsigned char c) { return std::isxdigit(c) != 0; });
+  if (hex && text.size() == kSerialDigits) return std::nullopt;
+  return "\"" + std::string(text) + "\" is no serial number: one has " + std::to_string(kSerialDigits) +
+         " hexadecimal digits, as orqcam list shows it" +
+         (hex ? ", not " + std::to_string(text.size()) : std::string());
 }
 
 NamedCamera NoneConnected() {
@@ -230,7 +240,9 @@ NamedCamera MakeCamera(std::string_view name) {
 NamedCamera MakeCamera(std::string_view name, const PortMaker& makePort) {
   if (name.starts_with(kVirtualPrefix)) return MakeVirtual(name.substr(kVirtualPrefix.size()));
   if (name.starts_with(kSerialPrefix)) {
-    return MakeByFact(kSerialPrefix, name.substr(kSerialPrefix.size()), &CameraEntry::serial, EqualAnyCase,
+    const std::string_view serial = name.substr(kSerialPrefix.size());
+    if (const auto trouble = SerialTrouble(serial)) return Trouble(NameTrouble::BadName, *trouble);
+    return MakeByFact(kSerialPrefix, serial, &CameraEntry::serial, EqualAnyCase,
                       makePort);
   }
   if (name.starts_with(kIdPrefix)) {

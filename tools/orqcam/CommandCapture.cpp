@@ -1,5 +1,6 @@
 // orqcam capture: frames into files.
 #include <algorithm>
+#include <chrono>
 #include <memory>
 
 #include "AutoControl.h"
@@ -90,9 +91,13 @@ FileContext MakeContext(Session& session, const CaptureOptions& options) {
   return context;
 }
 
-// The settings as far as they are known before the first frame.
+// The settings as far as they are known before the first frame, and a time like that of the frames.
 FrameInfo Expected(const CModelCamera& camera) {
   FrameInfo info;
+  info.times.begin =
+      std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::system_clock::now().time_since_epoch())
+          .count() *
+      kTenthsPerMicrosecond;
   info.region = camera.Region();
   info.exposureUs = camera.exposureUs;
   info.gain = camera.gain;

@@ -208,16 +208,16 @@ ExitCode RunStream(const Context& context, const StreamOptions& options) {
   const StreamCounters counters = session.Camera().Counters();
   ReportEnd(context, run, counters);
   if (run.end == ShotResult::Lost) throw CliError(kExitCameraLost, "the camera was lost; check its cable");
-  if (run.end == ShotResult::Ended) throw CliError(kExitFailed, run.reason);
+  if (run.end == ShotResult::Ended) throw CliError(ErrorName::Refused, run.reason);
   if (!counters.IdentityHolds()) {
-    throw CliError(kExitFailed, "the counters contradict each other; please report this with the output above");
+    throw CliError(ErrorName::Internal, "the counters contradict each other; please report this with the output above");
   }
   // Without a limit Ctrl-C is how a stream ends.
-  if (run.end == ShotResult::Interrupted && !unlimited) throw CliError(kExitFailed, "interrupted");
+  if (run.end == ShotResult::Interrupted && !unlimited) throw CliError(ErrorName::Cancelled, "interrupted");
   if (run.frames == 0 && run.end == ShotResult::Good) {
     const int mode = session.Camera().camMode;
     if (mode != 0 && !IsSoftwareTriggered(mode) && counters.started == 0) {
-      throw CliError(kExitFailed, Format("no trigger came in %g s", Rounded(run.seconds)));
+      throw CliError(ErrorName::Timeout, Format("no trigger came in %g s", Rounded(run.seconds)));
     }
     const std::uint64_t exposureUs = session.Camera().exposureUs;
     const bool tooShort = run.seconds * 1e6 < static_cast<double>(exposureUs) + kReadoutUs;

@@ -53,7 +53,7 @@ std::string LateText(CModelCamera& camera, const std::optional<double>& celsius,
 }  // namespace
 
 void DemandCooler(Session& session) {
-  if (!session.Model().cooled) throw CliError(kExitFailed, "this camera has no cooler");
+  if (!session.Model().cooled) throw CliError(ErrorName::Unsupported, "this camera has no cooler");
 }
 
 void StartCooler(Session& session, const std::optional<std::string>& target) {
@@ -79,11 +79,11 @@ void AwaitTarget(Session& session, double seconds) {
     steady = celsius && std::abs(*celsius - target) <= kSettledWithin + kHundredth ? steady + 1 : 0;
     if (steady == kSteadyReadings) return;
     const double passed = Seconds(Clock::now() - start).count();
-    if (passed > seconds) throw CliError(kExitFailed, LateText(camera, celsius, seconds));
+    if (passed > seconds) throw CliError(ErrorName::Timeout, LateText(camera, celsius, seconds));
     line.Show(Format("cooling: %s, target %g C, power %.0f %%, %.0f s", Celsius(celsius).c_str(), target,
                      static_cast<double>(camera.coolPowerPerc), passed));
     if (WaitForStop(std::chrono::ceil<std::chrono::milliseconds>(period))) {
-      throw CliError(kExitFailed, Format("interrupted before the sensor reached %g C", target));
+      throw CliError(ErrorName::Cancelled, Format("interrupted before the sensor reached %g C", target));
     }
   }
 }

@@ -41,10 +41,26 @@ void TellSettingsTrouble(const char* when) {
   if (!trouble.empty()) Complain(std::string(when) + ": " + trouble);
 }
 
-ExitCode OpenCode(CModelCamera& camera) {
-  if (camera.DeviceLost()) return kExitCameraLost;
+ErrorName NameOf(UsbError error) {
+  switch (error) {
+    case kUsbAccess:
+      return ErrorName::Permission;
+    case kUsbBusy:
+      return ErrorName::Busy;
+    case kUsbTimeout:
+      return ErrorName::Timeout;
+    case kUsbNoMem:
+      return ErrorName::Memory;
+    default:
+      return ErrorName::Refused;
+  }
+}
+
+CliError OpenError(CModelCamera& camera, const std::string& what) {
+  if (camera.DeviceLost()) return {kExitCameraLost, what};
   const UsbError error = camera.Port().LastErrorCode();
-  return error == kUsbNoDevice || error == kUsbNotFound ? kExitNoCamera : kExitFailed;
+  if (error == kUsbNoDevice || error == kUsbNotFound) return {kExitNoCamera, what};
+  return {NameOf(error), what};
 }
 
 }  // namespace
@@ -59,13 +75,13 @@ NamedCamera FindCamera(const Context& context) {
 }
 
 // The log is switched on for this run only: the camera's own switch would be kept with its settings.
-Session::Session(const Context& context) {
+Session::Session(const Context& context) : strict_(context.strict), usesSettings_(context.settings && !UserConfigDirectory().empty()) {
   if (context.debug) g_bDebugPrint = true;
   named_ = FindCamera(context);
   const bool corrected = named_.camera->HPC != 0;
   if (named_.camera->OpenCamera(named_.openIndex) == 0) {
-    throw CliError(OpenCode(*named_.camera),
-                   "cannot open camera '" + context.camera.value_or("0") + "': " + OpenTrouble(*named_.camera));
+    throw OpenError(*named_.camera,
+                    "cannot open camera '" + context.camera.value_or("0") + "': " + OpenTrouble(*named_.camera));
   }
   if (corrected && named_.camera->HPC == 0) {
     Complain("hot pixels are not repaired: their table cannot be loaded; see orqcam hotpixels show");
@@ -109,6 +125,17 @@ void Session::KeepSettings() {
   TellSettingsTrouble(kWhileKeeping);
 }
 
+void Session::DemandKept() {
+  if (UserConfigDirectory().empty()) {
+    throw CliError(ErrorName::File, "set, but not kept: set HOME or XDG_CONFIG_HOME, or give --no-settings");
+  }
+  int kept = 0;
+  Keep([&] { kept = Camera().SaveSetting(); });
+  if (kept != 0) return TellSettingsTrouble(kWhileKeeping);
+  const std::string trouble = TakeXmlTrouble();
+  throw CliError(ErrorName::File, "set, but not kept: " + (trouble.empty() ? "the file refused it" : trouble));
+}
+
 // What is wired to the camera is not to be driven, and the next program not to be kept waiting, when nobody is
 // there any more.
 void Session::RunFreely() {
@@ -145,7 +172,7 @@ std::string Session::Speed() const {
 void Session::Fail(const std::string& what) {
   if (Camera().DeviceLost()) throw CliError(kExitCameraLost, what + ": the camera was lost; check its cable");
   const std::string reason = Camera().LinkError();
-  throw CliError(kExitFailed, reason.empty() ? what : what + ": " + reason);
+  throw CliError(NameOf(Camera().Port().LastErrorCode()), reason.empty() ? what : what + ": " + reason);
 }
 
 }  // namespace orq::cli

@@ -18,6 +18,7 @@ struct Context {
   Output& out;
   std::optional<std::string> camera = std::nullopt;  ///< name as the user wrote it; none: the only one connected
   bool json = false;
+  bool strict = false;  ///< what is beyond the limits is an error
   bool debug = false;
   bool settings = true;  ///< load and keep settings
 };
@@ -40,6 +41,10 @@ class Session {
   const CModelCamera& Camera() const { return *named_.camera; }
   const ModelData& Model() const { return named_.camera->Model(); }
 
+  /// Whether what is beyond the limits is an error.
+  bool Strict() const { return strict_; }
+  /// Whether settings are loaded and kept.
+  bool UsesSettings() const { return usesSettings_; }
   std::string Serial();  ///< 16 hex digits, empty when there is none
   std::string UserId();  ///< as a listing shows it, empty when there is none
   std::string Firmware() const;
@@ -52,6 +57,8 @@ class Session {
   void StopCapture();
   /// Keeps the settings for later runs; says on standard error when they cannot be.
   void KeepSettings();
+  /// The same for settings that the user asked to keep: throws CliError (file) when they cannot be.
+  void DemandKept();
 
   /// Throws what fits a failure of the link: camera lost when it is gone, else failed with `what` and the reason.
   [[noreturn]] void Fail(const std::string& what);
@@ -66,6 +73,8 @@ class Session {
   void Keep(Keeper&& keeper);
   void RunFreely();
 
+  const bool strict_;
+  const bool usesSettings_;
   std::optional<DarkSetting> frozen_;
   NamedCamera named_;
 };
