@@ -1,6 +1,7 @@
 // What the streaming engine counts.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 
 namespace orq {
@@ -40,5 +41,23 @@ struct StreamCounters {
                          failedTransport + failedTimedOut;
   }
 };
+
+/// Of two streams, one after the other.
+inline StreamCounters Total(const StreamCounters& first, const StreamCounters& then) {
+  StreamCounters total = then;
+  for (const auto count :
+       {&StreamCounters::started, &StreamCounters::completed, &StreamCounters::failed, &StreamCounters::dropped,
+        &StreamCounters::aborted, &StreamCounters::filling, &StreamCounters::failedShort,
+        &StreamCounters::failedOversize, &StreamCounters::failedMarks, &StreamCounters::failedSequence,
+        &StreamCounters::failedStalled, &StreamCounters::failedTransport, &StreamCounters::failedTimedOut,
+        &StreamCounters::lost, &StreamCounters::overwritten, &StreamCounters::bytes,
+        &StreamCounters::bytesDiscarded, &StreamCounters::submitRetries, &StreamCounters::haltsCleared,
+        &StreamCounters::resyncs}) {
+    total.*count += first.*count;
+  }
+  total.inFlightMax = std::max(first.inFlightMax, then.inFlightMax);
+  total.longestGapUs = std::max(first.longestGapUs, then.longestGapUs);
+  return total;
+}
 
 }  // namespace orq

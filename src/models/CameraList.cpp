@@ -109,6 +109,7 @@ NamedCamera MakeConnected(const UsbDeviceEntry& device, const PortMaker& makePor
   named.camera = std::make_unique<CModelCamera>(*FindModel(device.productId));
   named.camera->UsePort(makePort());
   named.openIndex = device.index;
+  named.makePort = makePort;
   return named;
 }
 
@@ -214,7 +215,8 @@ NamedCamera MakeVirtual(std::string_view text) {
   named.bus = std::make_shared<VirtualBus>();
   named.bus->Attach(named.device);
   named.camera = std::make_unique<CModelCamera>(*model);
-  named.camera->UsePort(MakeVirtualPort(named.bus));
+  named.makePort = [bus = named.bus] { return MakeVirtualPort(bus); };
+  named.camera->UsePort(named.makePort());
   return named;
 }
 
@@ -250,6 +252,16 @@ NamedCamera MakeCamera(std::string_view name, const PortMaker& makePort) {
                       std::equal_to<std::string_view>(), makePort);
   }
   return MakeByIndex(name, makePort);
+}
+
+std::optional<int> FindAgain(const NamedCamera& named, std::string_view serial) {
+  int index = 0;
+  for (const UsbDeviceEntry& device : named.makePort()->List(wire::kVendorId)) {
+    if (device.productId != static_cast<std::uint16_t>(named.camera->iPID)) continue;
+    const CameraEntry entry = Describe(device, index++, named.makePort);
+    if (entry.trouble.empty() && (serial.empty() || entry.serial == serial)) return device.index;
+  }
+  return std::nullopt;
 }
 
 NamedCamera MakeOnlyCamera() {

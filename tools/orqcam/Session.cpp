@@ -1,8 +1,10 @@
 #include "Session.h"
 
 #include <cctype>
+#include <chrono>
 #include <iterator>
 
+#include "Signals.h"
 #include "Text.h"
 #include "camera/DbgPrint.h"
 #include "support/XmlStore.h"
@@ -34,6 +36,7 @@ std::string OpenTrouble(CModelCamera& camera) {
   return link.empty() ? "the camera does not answer; unplug it and plug it in again" : link;
 }
 
+constexpr std::chrono::milliseconds kReturnLook{250};
 constexpr const char* kWhileKeeping = "while keeping the settings";
 
 void TellSettingsTrouble(const char* when) {
@@ -83,9 +86,58 @@ Session::Session(const Context& context) : strict_(context.strict), usesSettings
     throw OpenError(*named_.camera,
                     "cannot open camera '" + context.camera.value_or("0") + "': " + OpenTrouble(*named_.camera));
   }
+  serial_ = Serial();
+  long cools = 0;
+  // One that was found on is left on.
+  cools_ = keepsCooling_ = Camera().GetControlValue(ORQ_COOLER_ON, &cools, nullptr) == CTRL_OK && cools == 1;
   if (corrected && named_.camera->HPC == 0) {
     Complain("hot pixels are not repaired: their table cannot be loaded; see orqcam hotpixels show");
   }
+}
+
+bool Session::SwitchCooler(bool on, bool keep) {
+  if (Camera().SetControlValue(ORQ_COOLER_ON, on ? 1 : 0, false) != CTRL_OK) return false;
+  Camera().KeepCooling(keep);
+  cools_ = on;
+  keepsCooling_ = keep;
+  return true;
+}
+
+bool Session::Reconnect() {
+  CModelCamera& camera = Camera();
+  // What opening does not bring back by itself.
+  const std::int32_t bandwidth = camera.bandwidthPerc;
+  camera.StopCapture();
+  camera.CloseCamera();
+  Complain("the camera was lost: waiting for it to come back");
+  bool told = false;
+  while (!WaitForStop(kReturnLook)) {
+    const auto index = FindAgain(named_, serial_);
+    if (!index) {
+      if (!told && FindAgain(named_, {})) {
+        Complain("another camera of this model is plugged in: waiting for serial number " + serial_);
+        told = true;
+      }
+      continue;
+    }
+    if (!Reopen(*index, bandwidth)) continue;
+    Complain("the camera is back: going on");
+    return true;
+  }
+  return false;
+}
+
+// False when it is gone again, or another one by now.
+bool Session::Reopen(int index, std::int32_t bandwidth) {
+  CModelCamera& camera = Camera();
+  if (camera.OpenCamera(index) == 0) return false;
+  if (Serial() != serial_) {
+    camera.CloseCamera();
+    return false;
+  }
+  camera.SetFPSPerc(bandwidth, camera.AutoFPS != 0);
+  if (cools_ && !SwitchCooler(true, keepsCooling_)) Complain("the cooler cannot be switched on again");
+  return !camera.DeviceLost();
 }
 
 Session::~Session() {

@@ -60,6 +60,12 @@ class Session {
   /// The same for settings that the user asked to keep: throws CliError (file) when they cannot be.
   void DemandKept();
 
+  /// Switches the cooler; `keep`: it stays on after the session. False when the camera refuses.
+  bool SwitchCooler(bool on, bool keep);
+  /// After a loss: waits until the camera with the same serial number is back, however long, and opens it with
+  /// everything as it was. False when the user asked to stop.
+  bool Reconnect();
+
   /// Throws what fits a failure of the link: camera lost when it is gone, else failed with `what` and the reason.
   [[noreturn]] void Fail(const std::string& what);
 
@@ -72,11 +78,15 @@ class Session {
   template <class Keeper>
   void Keep(Keeper&& keeper);
   void RunFreely();
+  bool Reopen(int index, std::int32_t bandwidth);
 
   const bool strict_;
   const bool usesSettings_;
   std::optional<DarkSetting> frozen_;
   NamedCamera named_;
+  std::string serial_;  ///< as it was when the camera was opened
+  bool cools_ = false;  ///< the cooler is to be on
+  bool keepsCooling_ = false;
 };
 
 }  // namespace orq::cli

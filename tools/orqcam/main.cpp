@@ -100,6 +100,7 @@ ExitCode Run(int argc, char** argv, Output& out) {
       {"gps", AddGpsCommand(app)},
       {"dark", AddDarkCommand(app)},
       {"dump-controls", AddDumpControlsCommand(app)},
+      {"report", AddReportCommand(app)},
       {"help", AddHelpCommand(app)},
   };
   // The options of the program may also follow the command.
