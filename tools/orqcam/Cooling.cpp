@@ -94,6 +94,7 @@ void WarmUp(Session& session, double seconds) {
   CModelCamera& camera = session.Camera();
   if (!IsOn(camera)) return;
   camera.KeepCooling(false);
+  const int before = camera.TargetTemp;
   const int warmest = camera.GetMax(CT_TARGET_TEMP);
   camera.SetControlValue(ORQ_TARGET_TEMP, warmest, false);
   const auto period = ReadingPeriod(camera);
@@ -116,6 +117,7 @@ void WarmUp(Session& session, double seconds) {
     }
   }
   SwitchCoolerOff(session);
+  camera.SetControlValue(ORQ_TARGET_TEMP, before, false);  // for whoever cools again
 }
 
 // The end of the session switches it off as well, but has nobody to tell when that fails.
