@@ -54,7 +54,7 @@ class Tests(CliTest):
                              "0.01")
         self.assertEqual(done.returncode, 1)
         self.assertEqual([each["temperature_c"] for each in self.json_lines(done.stdout)], [None, None])
-        self.assertEqual(done.stderr, "orqcam: the thermometer did not answer 2 of 2 times\n")
+        self.assertEqual(json.loads(done.stderr)["message"], "the thermometer did not answer 2 of 2 times")
 
     def test_watching_without_a_count_is_ended_by_an_interrupt(self):
         process = self.start_tool("-c", K1C, "temp", "--watch", "--interval", "0.01")
