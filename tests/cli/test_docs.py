@@ -16,7 +16,7 @@ import time
 from support import TIMEOUT, CliTest, ORQCAM
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
-NIGHT = "virtual:k1c,timescale=0.001,state=camera.state"
+NIGHT = "virtual:k1c,timescale=0.001,scene=dark,state=camera.state"  # covered
 
 # The camera that is connected while a page is read. Its time passes faster: nobody waits for dark frames here.
 CONNECTED = {"corrections.md": NIGHT, "hot-pixels.md": NIGHT, "settings.md": NIGHT, "automatic-control.md": NIGHT,

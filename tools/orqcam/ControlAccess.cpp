@@ -7,6 +7,7 @@
 
 #include "Text.h"
 #include "Units.h"
+#include "models/Cooler.h"
 #include "support/XmlStore.h"
 
 namespace orq::cli {
@@ -146,6 +147,11 @@ std::optional<std::int64_t> FreshValues::Of(const Control& control) const {
 }
 
 std::optional<ControlReading> TryReadControl(Session& session, const Control& control) {
+  // The camera repeats the last temperature then, which at first is 0.
+  if (control.id == ORQ_TEMPERATURE && !ThermometerAnswers(session.Camera())) {
+    if (session.Camera().DeviceLost()) session.Fail("cannot read " + control.Name());
+    return ControlReading{.trouble = "the thermometer does not answer"};
+  }
   long value = 0;
   ORQ_BOOL automatic = 0;
   const int result = session.Camera().GetControlValue(control.id, &value, &automatic);
