@@ -46,13 +46,13 @@ struct StreamCounters {
 inline StreamCounters Total(const StreamCounters& first, const StreamCounters& then) {
   StreamCounters total = then;
   for (const auto count :
-       {&StreamCounters::started, &StreamCounters::completed, &StreamCounters::failed, &StreamCounters::dropped,
-        &StreamCounters::aborted, &StreamCounters::filling, &StreamCounters::failedShort,
-        &StreamCounters::failedOversize, &StreamCounters::failedMarks, &StreamCounters::failedSequence,
-        &StreamCounters::failedStalled, &StreamCounters::failedTransport, &StreamCounters::failedTimedOut,
-        &StreamCounters::lost, &StreamCounters::overwritten, &StreamCounters::bytes,
-        &StreamCounters::bytesDiscarded, &StreamCounters::submitRetries, &StreamCounters::haltsCleared,
-        &StreamCounters::resyncs}) {
+       {&StreamCounters::started,        &StreamCounters::completed,      &StreamCounters::failed,
+        &StreamCounters::dropped,        &StreamCounters::aborted,        &StreamCounters::filling,
+        &StreamCounters::failedShort,    &StreamCounters::failedOversize, &StreamCounters::failedMarks,
+        &StreamCounters::failedSequence, &StreamCounters::failedStalled,  &StreamCounters::failedTransport,
+        &StreamCounters::failedTimedOut, &StreamCounters::lost,           &StreamCounters::overwritten,
+        &StreamCounters::bytes,          &StreamCounters::bytesDiscarded, &StreamCounters::submitRetries,
+        &StreamCounters::haltsCleared,   &StreamCounters::resyncs}) {
     total.*count += first.*count;
   }
   total.inFlightMax = std::max(first.inFlightMax, then.inFlightMax);

@@ -245,8 +245,7 @@ NamedCamera MakeCamera(std::string_view name, const PortMaker& makePort) {
   if (name.starts_with(kSerialPrefix)) {
     const std::string_view serial = name.substr(kSerialPrefix.size());
     if (const auto trouble = SerialTrouble(serial)) return Trouble(NameTrouble::BadName, *trouble);
-    return MakeByFact(kSerialPrefix, serial, &CameraEntry::serial, EqualAnyCase,
-                      makePort);
+    return MakeByFact(kSerialPrefix, serial, &CameraEntry::serial, EqualAnyCase, makePort);
   }
   if (name.starts_with(kIdPrefix)) {
     return MakeByFact(kIdPrefix, name.substr(kIdPrefix.size()), &CameraEntry::userId,

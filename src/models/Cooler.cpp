@@ -42,10 +42,11 @@ int HeldTarget(CCameraBase& camera, int target) {
 
 std::string ReachText(double reach, int target) {
   std::array<char, 160> text{};
-  std::snprintf(text.data(), text.size(),
-                "the cooler runs at full power and cannot reach %d C: the sensor gets no colder than %.1f C; choose "
-                "%.0f C or warmer",
-                target, reach, std::ceil(reach + kSpareDegrees));
+  std::snprintf(
+      text.data(), text.size(),
+      "the cooler runs at full power and cannot reach %d C: the sensor gets no colder than %.1f C; choose "
+      "%.0f C or warmer",
+      target, reach, std::ceil(reach + kSpareDegrees));
   return text.data();
 }
 

@@ -6,10 +6,10 @@ namespace orq {
 namespace {
 
 constexpr double kFullPercent = 99.5;
-constexpr double kNearTarget = 0.5;     // what is left is the regulator's business
+constexpr double kNearTarget = 0.5;      // what is left is the regulator's business
 constexpr double kWindowSeconds = 60.0;  // twice the time in which a sensor follows its cooler
-constexpr double kLeastGain = 0.2;      // in a window
-constexpr double kSameReach = 1.0;      // a changed evening, not a wavering reading
+constexpr double kLeastGain = 0.2;       // in a window
+constexpr double kSameReach = 1.0;       // a changed evening, not a wavering reading
 
 }  // namespace
 

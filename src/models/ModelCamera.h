@@ -29,8 +29,8 @@ class CModelCamera : public CCameraBase {
   ~CModelCamera() override;
 
   /// Opens, programs everything that is stored, brought within the model's limits, and builds the control list.
-  /// A cooler that is found driven is regulated on, and left on when the camera is closed again (`KeepCooling`). No
-  /// exposure counts as set last.
+  /// A cooler that is found driven is regulated on, and left on when the camera is closed again (`KeepCooling`).
+  /// No exposure counts as set last.
   int OpenCamera(int index) override;
   /// Switches the cooling off, unless it is to be kept, and closes. Keeps the settings also when a video has ended
   /// by itself.

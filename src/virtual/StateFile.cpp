@@ -19,9 +19,9 @@ namespace {
 
 // File: magic, format version, product id, serial number, sector count, count of sensor registers, FPGA registers;
 // per sensor register that is not 0 its number and value; per flash sector that is not erased its number and
-// contents; the temperatures of a cooled sensor and its warm side (hundredths of a degree) and the Unix time in ms, 0 when the
-// cooler was off; a check sum over all before it. Integers little-endian. A camera without kept registers has none of
-// either kind: its count is kNoRegisters and the FPGA's are 0.
+// contents; the temperatures of a cooled sensor and its warm side (hundredths of a degree) and the Unix time in
+// ms, 0 when the cooler was off; a check sum over all before it. Integers little-endian. A camera without kept
+// registers has none of either kind: its count is kNoRegisters and the FPGA's are 0.
 constexpr char kMagic[8] = {'O', 'R', 'Q', 'V', 'S', 'T', 'A', 'T'};
 constexpr std::uint16_t kVersion = 3;
 constexpr std::uint16_t kVersionWithoutWarmth = 2;
@@ -33,9 +33,8 @@ constexpr std::size_t kSectorEntryBytes = 2 + SpiFlash::kSectorBytes;
 constexpr std::size_t kWarmthBytes = 4 + 4 + 8;
 constexpr double kHundredths = 100.0;
 constexpr std::size_t kSumBytes = 8;
-constexpr std::size_t kMaxBytes =
-    kHeadBytes + kSensorRegisters * kRegisterEntryBytes + SpiFlash::kSectors * kSectorEntryBytes + kWarmthBytes +
-    kSumBytes;
+constexpr std::size_t kMaxBytes = kHeadBytes + kSensorRegisters * kRegisterEntryBytes +
+                                  SpiFlash::kSectors * kSectorEntryBytes + kWarmthBytes + kSumBytes;
 
 using Bytes = std::vector<std::uint8_t>;
 
@@ -134,7 +133,8 @@ std::optional<DeviceWarmth> UnpackWarmth(std::span<const std::uint8_t> bytes) {
 }
 
 void PackWarmth(const DeviceMemory& memory, Bytes& bytes) {
-  const DeviceWarmth warmth = memory.registers && memory.registers->warmth ? *memory.registers->warmth : DeviceWarmth();
+  const DeviceWarmth warmth =
+      memory.registers && memory.registers->warmth ? *memory.registers->warmth : DeviceWarmth();
   const auto hundredths = [](double celsius) {
     return static_cast<std::uint32_t>(static_cast<std::int32_t>(std::lround(celsius * kHundredths)));
   };

@@ -12,8 +12,8 @@
 
 namespace orq {
 
-/// Cameras in the order in which they were attached. One with `replug=` comes back by itself when somebody looks for
-/// cameras after that time. Thread rule: any-thread.
+/// Cameras in the order in which they were attached. One with `replug=` comes back by itself when somebody looks
+/// for cameras after that time. Thread rule: any-thread.
 class VirtualBus {
  public:
   /// One plugged-in camera; gone for good after an unplug (a replug makes a new one).

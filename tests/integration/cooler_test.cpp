@@ -170,7 +170,8 @@ TEST(Cooling, TellsWhatItCanReach) {
   Set(rig, ORQ_COOLER_ON, 1);
   ASSERT_TRUE(Eventually([&] { return rig.camera->CoolerReach().has_value(); }));
   EXPECT_NEAR(*rig.camera->CoolerReach(), SensorC(rig), 2.0);
-  EXPECT_NE(rig.camera->CoolerTrouble().find("cannot reach -40 C"), std::string::npos) << rig.camera->CoolerTrouble();
+  EXPECT_NE(rig.camera->CoolerTrouble().find("cannot reach -40 C"), std::string::npos)
+      << rig.camera->CoolerTrouble();
   Set(rig, ORQ_TARGET_TEMP, 30);
   EXPECT_TRUE(Eventually([&] { return !rig.camera->CoolerReach() && rig.camera->CoolerTrouble().empty(); }));
 }

@@ -101,7 +101,8 @@ AutoControl::AutoControl(Session& session, const AutoSettings& settings)
   if (settings.whiteBalance) SwitchOn(session, ORQ_WB_R);
   const bool colours = camera.bIsColor != 0 && camera.autoWB != 0;
   if (camera.AutoExp == 0 && camera.AutoGain == 0 && !colours) return;
-  if (camera.StartAutoControlThr() == 0) throw CliError(ErrorName::Internal, "automatic control could not be started");
+  if (camera.StartAutoControlThr() == 0)
+    throw CliError(ErrorName::Internal, "automatic control could not be started");
   runs_ = true;
 }
 

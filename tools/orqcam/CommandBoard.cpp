@@ -91,7 +91,8 @@ ExitCode RunHub(const Context& context, bool reset) {
   while (!session.Camera().GetUSBHubOn()) {
     if (session.Camera().DeviceLost()) session.Fail("cannot read the USB hub");
     if (Clock::now() > giveUp) {
-      throw CliError(ErrorName::Timeout, "the USB hub stays off after its reset; unplug the camera and plug it in again");
+      throw CliError(ErrorName::Timeout,
+                     "the USB hub stays off after its reset; unplug the camera and plug it in again");
     }
     if (WaitForStop(kHubLook)) throw CliError(ErrorName::Cancelled, "interrupted while the USB hub resets");
   }

@@ -253,8 +253,8 @@ void TakeAll(const Context& context, Session& session, const Corrections& correc
         Complain(
             Format("frame %llu failed: %s", static_cast<unsigned long long>(number), shooter.Reason().c_str()));
         if (++failuresInARow == kMostFailuresInARow && number < tally.count) {
-          throw CliError(ErrorName::Refused, Format("%d frames in a row failed, giving up: %s", failuresInARow,
-                                                    tally.Text().c_str()));
+          throw CliError(ErrorName::Refused,
+                         Format("%d frames in a row failed, giving up: %s", failuresInARow, tally.Text().c_str()));
         }
         break;
       case ShotResult::Ended:

@@ -94,7 +94,8 @@ ExitCode RunCooler(const Context& context, const CoolerOptions& options) {
     throw CliError(kExitUsage, "--wait needs a target temperature, as in orqcam cooler -10 --wait");
   }
   if (options.keep && wanted.action != Action::On) {
-    throw CliError(kExitUsage, "--keep-cooling needs a target temperature, as in orqcam cooler -10 --wait --keep-cooling");
+    throw CliError(kExitUsage,
+                   "--keep-cooling needs a target temperature, as in orqcam cooler -10 --wait --keep-cooling");
   }
   if (options.warm && wanted.action != Action::Status) {
     throw CliError(kExitUsage, "--warm switches the cooler off when it is done: give it alone");
@@ -132,8 +133,9 @@ CommandRun AddCoolerCommand(CLI::App& app) {
   command->add_flag("--wait", options->wait, "End as soon as the sensor is within 0.2 C of the target");
   command->add_flag("--warm", options->warm,
                     "Warm the sensor up at the ramp, 5 C per minute, and switch the cooler off");
-  command->add_flag("--keep-cooling", options->keep,
-                    "Leave the cooler on at the end; without another command the camera switches it off after 255 s");
+  command->add_flag(
+      "--keep-cooling", options->keep,
+      "Leave the cooler on at the end; without another command the camera switches it off after 255 s");
   command->add_option("--timeout", options->timeout, "Give up waiting after this many seconds")
       ->default_str("1800");
   return [options](const Context& context) { return RunCooler(context, *options); };

@@ -181,7 +181,7 @@ void SetLines(Session& session, const GpsLines& wanted) {
   if (result == CTRL_OK) return;
   if (result == CTRL_BAD_LINE) {
     throw CliError(ErrorName::Range, Format("lines %d and %d do not both lie on the sensor: its lines are 0 to %d",
-                                       wanted.start, wanted.end, camera.iMaxHeight - 1));
+                                            wanted.start, wanted.end, camera.iMaxHeight - 1));
   }
   session.Fail("cannot set the GPS lines (" + left + ")");
 }

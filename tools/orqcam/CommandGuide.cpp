@@ -47,7 +47,8 @@ ExitCode RunGuide(const Context& context, const GuideOptions& options) {
   report.Add("pulse", std::round(outcome.ms * 10.0) / 10.0, "ms");
   report.Print(context.out, context.json);
   if (!outcome.interrupted) return kExitOk;
-  throw CliError(ErrorName::Cancelled, std::string("interrupted: the guide line ") + GuideName(direction) + " is off");
+  throw CliError(ErrorName::Cancelled,
+                 std::string("interrupted: the guide line ") + GuideName(direction) + " is off");
 }
 
 }  // namespace

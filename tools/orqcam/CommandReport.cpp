@@ -221,7 +221,8 @@ ExitCode RunReport(const Context& context, const ReportOptions& options) {
 
 CommandRun AddReportCommand(CLI::App& app) {
   CLI::App* command = app.add_subcommand(
-      "report", "Put what a bug report needs into one file: versions, controls, counters, settings, log, kernel lines");
+      "report",
+      "Put what a bug report needs into one file: versions, controls, counters, settings, log, kernel lines");
   auto options = std::make_shared<ReportOptions>();
   command->add_option("-o,--output", options->file, "Name of the file (default: orqcam-report-<time>.txt)");
   command->add_flag("--overwrite", options->overwrite, "Replace a file that exists");

@@ -207,7 +207,8 @@ ExitCode RunStream(const Context& context, const StreamOptions& options) {
   if (run.end == ShotResult::Lost) throw CliError(kExitCameraLost, "the camera was lost; check its cable");
   if (run.end == ShotResult::Ended) throw CliError(ErrorName::Refused, run.reason);
   if (!counters.IdentityHolds()) {
-    throw CliError(ErrorName::Internal, "the counters contradict each other; please report this with the output above");
+    throw CliError(ErrorName::Internal,
+                   "the counters contradict each other; please report this with the output above");
   }
   // Without a limit Ctrl-C is how a stream ends.
   if (run.end == ShotResult::Interrupted && !unlimited) throw CliError(ErrorName::Cancelled, "interrupted");

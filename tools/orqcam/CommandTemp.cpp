@@ -33,7 +33,8 @@ struct Readings {
 class Gauges {
  public:
   explicit Gauges(Session& session) : session_(session) {
-    if (!HasThermometer(session.Camera())) throw CliError(ErrorName::Unsupported, "this camera has no thermometer");
+    if (!HasThermometer(session.Camera()))
+      throw CliError(ErrorName::Unsupported, "this camera has no thermometer");
   }
 
   Readings Read() {

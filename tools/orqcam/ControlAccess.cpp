@@ -41,8 +41,8 @@ std::int64_t ParseTenths(const Control& control, std::string_view text) {
 
 // What the program keeps no value of: the camera's state after power-up is the catalogue's default.
 bool IsHeldByDevice(ORQ_CONTROL_TYPE id) {
-  constexpr std::array kHeld = {ORQ_FAN_ON,         ORQ_FAN_SPEED_ADJUST, ORQ_POWER_LED_BRIGHT,
-                                ORQ_USB_HUB_RESET,  ORQ_GPS_START_LINE,   ORQ_GPS_END_LINE};
+  constexpr std::array kHeld = {ORQ_FAN_ON,        ORQ_FAN_SPEED_ADJUST, ORQ_POWER_LED_BRIGHT,
+                                ORQ_USB_HUB_RESET, ORQ_GPS_START_LINE,   ORQ_GPS_END_LINE};
   return std::ranges::find(kHeld, id) != kHeld.end();
 }
 
@@ -142,7 +142,8 @@ FreshValues::~FreshValues() = default;
 std::optional<std::int64_t> FreshValues::Of(const Control& control) const {
   if (control.caps.isWritable == 0) return std::nullopt;
   long value = 0;
-  if (!IsHeldByDevice(control.id) && camera_->GetControlValue(control.id, &value, nullptr) == CTRL_OK) return value;
+  if (!IsHeldByDevice(control.id) && camera_->GetControlValue(control.id, &value, nullptr) == CTRL_OK)
+    return value;
   return std::clamp<std::int64_t>(control.caps.defaultValue, control.caps.minValue, control.caps.maxValue);
 }
 
@@ -184,8 +185,8 @@ void WriteControl(Session& session, const Control& control, const ControlSetting
   if (control.caps.isWritable == 0) throw CliError(ErrorName::Unsupported, control.Name() + " is read-only");
   if (setting.automatic && control.caps.isAutoSupported == 0) {
     throw CliError(ErrorName::Unsupported, control.Name() + " cannot be automatic; give a value from " +
-                                    ValueText(control, control.caps.minValue) + " to " +
-                                    ValueText(control, control.caps.maxValue));
+                                               ValueText(control, control.caps.minValue) + " to " +
+                                               ValueText(control, control.caps.maxValue));
   }
   if (session.Strict()) DemandWithin(control, setting);
   const std::int64_t raw = setting.automatic ? ReadControl(session, control).raw : Clamped(control, setting.raw);

@@ -108,8 +108,9 @@ void WarmUp(Session& session, double seconds) {
     idle = power <= kHardlyAnyPower || warm ? idle + 1 : 0;
     const double passed = Seconds(Clock::now() - start).count();
     if (passed > seconds) {
-      throw CliError(ErrorName::Timeout, Format("after %g s the sensor is at %s and still warms up; allow it more time",
-                                                seconds, Celsius(celsius).c_str()));
+      throw CliError(ErrorName::Timeout,
+                     Format("after %g s the sensor is at %s and still warms up; allow it more time", seconds,
+                            Celsius(celsius).c_str()));
     }
     line.Show(Format("warming up: %s, power %.0f %%, %.0f s", Celsius(celsius).c_str(), power, passed));
     if (WaitForStop(std::chrono::ceil<std::chrono::milliseconds>(period))) {

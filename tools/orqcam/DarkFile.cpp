@@ -202,8 +202,9 @@ DarkFile ReadDarkFile(const std::string& path) {
 
 void DemandGeometry(const CModelCamera& camera, const DarkFile& dark, const std::string& path) {
   if (dark.width == camera.iMaxWidth && dark.height == camera.iMaxHeight) return;
-  throw CliError(ErrorName::Range, Format("the dark '%s' has %d x %d pixels, the camera's sensor %d x %d", path.c_str(),
-                                     dark.width, dark.height, camera.iMaxWidth, camera.iMaxHeight));
+  throw CliError(ErrorName::Range,
+                 Format("the dark '%s' has %d x %d pixels, the camera's sensor %d x %d", path.c_str(), dark.width,
+                        dark.height, camera.iMaxWidth, camera.iMaxHeight));
 }
 
 void DemandDarkName(const std::string& path) {

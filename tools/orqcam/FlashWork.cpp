@@ -101,7 +101,8 @@ FlashBackup PrepareOverwrite(Session& session, const OverwriteOptions& options, 
   const FlashOutcome outcome = Watched(
       [&](const FlashWatcher& watcher) { return BackUpFlash(session.Camera(), directory, backup, watcher); });
   if (outcome.result == FlashResult::FileFailed) {
-    throw CliError(ErrorName::File, outcome.reason + "; nothing was changed; name another directory with --backup");
+    throw CliError(ErrorName::File,
+                   outcome.reason + "; nothing was changed; name another directory with --backup");
   }
   Demand(session, outcome);
   return backup;

@@ -50,9 +50,8 @@ std::string WithoutSerials(std::string_view text) {
     const std::size_t begin = at;
     while (at < text.size() && IsWord(text[at])) ++at;
     const std::string_view word = text.substr(begin, at - begin);
-    const bool serial = word.size() == kSerialDigits && std::ranges::all_of(word, [](unsigned char c) {
-                          return std::isxdigit(c) != 0;
-                        });
+    const bool serial = word.size() == kSerialDigits &&
+                        std::ranges::all_of(word, [](unsigned char c) { return std::isxdigit(c) != 0; });
     kept += serial ? std::string_view("SERIAL") : word;
     if (at < text.size()) kept += text[at++];
   }

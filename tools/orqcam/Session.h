@@ -85,8 +85,8 @@ class Session {
   std::optional<DarkSetting> frozen_;
   NamedCamera named_;
   std::uint8_t keptDebug_ = 0;  ///< the log's switch as the settings have it
-  std::string serial_;  ///< as it was when the camera was opened
-  bool cools_ = false;  ///< the cooler is to be on
+  std::string serial_;          ///< as it was when the camera was opened
+  bool cools_ = false;          ///< the cooler is to be on
   bool keepsCooling_ = false;
 };
 

@@ -74,7 +74,7 @@ void ApplyRegion(Session& session, const ShotSettings& settings) {
     const std::string asked =
         settings.region.empty() ? "--center " + settings.center : "--region " + settings.region;
     throw CliError(ErrorName::Range, Format("%s does not lie on the sensor: stay within its %d x %d pixels",
-                                       asked.c_str(), model.maxWidth, model.maxHeight));
+                                            asked.c_str(), model.maxWidth, model.maxHeight));
   }
   FrameRegion request;
   request.startX = wanted.x;
@@ -93,10 +93,10 @@ void ApplyRegion(Session& session, const ShotSettings& settings) {
   if (asked && Covered(applied) != wanted) {
     const RegionRules& rules = model.region;
     const std::string nearest = RegionText(Covered(applied));
-    const std::string text =
-        Format("region %s is not on the camera's grid (width in steps of %d, height of %d output pixels, start "
-               "of %d and %d sensor pixels): ",
-               RegionText(wanted).c_str(), rules.widthStep, rules.heightStep, rules.startXStep, rules.startYStep);
+    const std::string text = Format(
+        "region %s is not on the camera's grid (width in steps of %d, height of %d output pixels, start "
+        "of %d and %d sensor pixels): ",
+        RegionText(wanted).c_str(), rules.widthStep, rules.heightStep, rules.startXStep, rules.startYStep);
     if (session.Strict()) throw CliError(ErrorName::Range, text + "the nearest is " + nearest);
     Complain(text + "using " + nearest);
   }
@@ -115,7 +115,7 @@ void ApplyTimeMark(Session& session, bool wanted) {
   }
   if (region.width < kMarkLeastWidth || region.height < kMarkLeastHeight) {
     throw CliError(ErrorName::Range, Format("a time mark needs frames of at least %d x %d pixels", kMarkLeastWidth,
-                                       kMarkLeastHeight));
+                                            kMarkLeastHeight));
   }
   session.Camera().SetTimeMark(true);
 }

@@ -111,7 +111,7 @@ void TriggerOptions::Apply(Session& session) const {
   if (std::find(offered.begin(), offered.end(), wanted) == offered.end() ||
       camera.SetCameraMode(wanted) != MODE_OK) {
     throw CliError(ErrorName::Unsupported, std::string("the camera does not offer mode ") + kModes[wanted].name +
-                                    "; it offers " + NamesOf(offered));
+                                               "; it offers " + NamesOf(offered));
   }
   for (std::size_t i = 0; i < std::size(outputs); ++i) {
     if (outputs[i].empty()) continue;

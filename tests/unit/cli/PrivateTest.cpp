@@ -14,7 +14,8 @@ TEST(WithoutPrivate, LeavesOutHomesNamesAndSerialNumbers) {
   EXPECT_EQ(WithoutPrivate("open /srv/people/anna/m42.fits", kAnna), "open ~/m42.fits");
   EXPECT_EQ(WithoutPrivate("/home/bert/x and '/home/carl'", kAnna), "~/x and '~'");
   EXPECT_EQ(WithoutPrivate("anna@dome: annals of the domes", kAnna), "USER@HOST: annals of the domes");
-  EXPECT_EQ(WithoutPrivate("serial:9bdf8764f06b32e1, 9bdf8764f06b32e12", kAnna), "serial:SERIAL, 9bdf8764f06b32e12");
+  EXPECT_EQ(WithoutPrivate("serial:9bdf8764f06b32e1, 9bdf8764f06b32e12", kAnna),
+            "serial:SERIAL, 9bdf8764f06b32e12");
 }
 
 TEST(WithoutPrivate, LeavesWhatIsEverybodys) {

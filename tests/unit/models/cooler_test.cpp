@@ -38,7 +38,8 @@ class CoolerPort : public test::FakePort {
     const bool drives0 = setup.request == 0xD1 && setup.value == 0xE0;
     const bool readsDrive = setup.request == 0xD0 && setup.value == 0xE0;
     const bool watchdog = setup.request == 0xD1 && setup.value == 0xE2;
-    const bool refused = (temperature && deaf) || ((drives0 || readsDrive) && refuseDrive) || (watchdog && refuseWatchdog);
+    const bool refused =
+        (temperature && deaf) || ((drives0 || readsDrive) && refuseDrive) || (watchdog && refuseWatchdog);
     if (refused) return kUsbPipe;
     const int result = FakePort::ControlTransfer(setup, data, timeoutMs);
     if (temperature) {
@@ -390,7 +391,7 @@ TEST(CoolerEnds, OpeningLeavesWhatIsOffAlone) {
 
 TEST(CoolerEnds, OpeningTakesADrivenCoolerOver) {
   Rig rig;
-  rig.port->word = 0xF600;                                              // -10 degrees
+  rig.port->word = 0xF600;                                                 // -10 degrees
   rig.port->fpga = {{0xE0, 153}, {0xE1, 128}, {0xE2, 255}, {0xE3, 0xF6}};  // 60 %, target -10
   ASSERT_TRUE(rig.Open());
   EXPECT_EQ(rig.camera.Get(ORQ_COOLER_ON), 1);
@@ -426,7 +427,8 @@ TEST(CoolerEnds, AKeptCoolerGoesOnForTheLongestThatItsWatchdogAllows) {
   const auto events = rig.port->TakeEvents();
   ASSERT_GE(events.size(), 4U);
   EXPECT_EQ(events[events.size() - 4], "40 D1 E2 00 FF 00 00 00");
-  EXPECT_EQ(events[events.size() - 3].substr(0, 8), "40 D1 E0") << "its time counts from the last write of the drive";
+  EXPECT_EQ(events[events.size() - 3].substr(0, 8), "40 D1 E0")
+      << "its time counts from the last write of the drive";
   EXPECT_GT(rig.port->fpga[0xE0], 0);
   EXPECT_EQ(rig.port->fpga[0xE3], 0xF9) << "-7: for the next program";
 }
