@@ -1,6 +1,7 @@
 // What the streaming engine counts.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <string_view>
 
@@ -77,5 +78,15 @@ inline constexpr StreamCounterName kStreamCounterNames[] = {
     {"in_flight_max", &StreamCounters::inFlightMax, "transfers"},
     {"longest_gap", &StreamCounters::longestGapUs, "us"},
 };
+
+/// Of two streams, one after the other: what is counted adds up, what is in work now is that of the later one.
+inline StreamCounters Total(const StreamCounters& first, const StreamCounters& then) {
+  StreamCounters total = then;
+  for (const StreamCounterName& counter : kStreamCounterNames) total.*counter.member += first.*counter.member;
+  total.inFlight = then.inFlight;
+  total.inFlightMax = std::max(first.inFlightMax, then.inFlightMax);
+  total.longestGapUs = std::max(first.longestGapUs, then.longestGapUs);
+  return total;
+}
 
 }  // namespace orq

@@ -91,6 +91,8 @@ inline constexpr std::uint16_t kFpgaCoolerPower = 0xE0;     ///< cooler drive, 0
 inline constexpr std::uint16_t kFpgaHeater = 0xE1;          ///< window heater drive, 0 (off) to 255
 inline constexpr std::uint16_t kFpgaCoolerWatchdog = 0xE2;  ///< seconds after the last write to the cooler drive
                                                             ///< until it falls to 0 by itself; 0: never
+inline constexpr std::uint16_t kFpgaCoolerTarget = 0xE3;    ///< the host's target, whole degrees Celsius, two's
+                                                            ///< complement: kept for the next program only
 inline constexpr std::uint16_t kFpgaFanSpeed = 0xFA;
 inline constexpr std::uint16_t kFpgaLed = 0xFB;
 inline constexpr std::uint16_t kFpgaHubState = 0xFC;

@@ -18,6 +18,7 @@ namespace orq {
 namespace {
 
 constexpr std::string_view kSerialPrefix = "serial:";
+constexpr std::size_t kSerialDigits = 16;
 constexpr std::string_view kIdPrefix = "id:";
 constexpr std::string_view kVirtualPrefix = "virtual:";
 constexpr const char* kNameForms = "a camera is named by its index (0), serial:HEX, id:TEXT or virtual:MODEL";
@@ -99,11 +100,21 @@ NamedCamera MakeConnected(const UsbDeviceEntry& device, const PortMaker& makePor
   named.camera = std::make_unique<CModelCamera>(*FindModel(device.productId), settings);
   named.camera->UsePort(makePort());
   named.openIndex = device.index;
+  named.makePort = makePort;
   return named;
 }
 
 NamedCamera BadName(std::string_view name) {
   return Trouble(NameTrouble::BadName, "\"" + std::string(name) + "\" names no camera: " + kNameForms);
+}
+
+// `text` as it could be a serial number, or why not.
+std::optional<std::string> SerialTrouble(std::string_view text) {
+  const bool hex = std::ranges::all_of(text, [](unsigned char c) { return std::isxdigit(c) != 0; });
+  if (hex && text.size() == kSerialDigits) return std::nullopt;
+  return "\"" + std::string(text) + "\" is no serial number: one has " + std::to_string(kSerialDigits) +
+         " hexadecimal digits, as orqcam list shows it" +
+         (hex ? ", not " + std::to_string(text.size()) : std::string());
 }
 
 NamedCamera NoneConnected() {
@@ -197,8 +208,9 @@ NamedCamera MakeVirtual(std::string_view text, SettingsUse settings) {
   if (!named.device) return Trouble(NameTrouble::NoSuchCamera, error);
   named.bus = std::make_shared<VirtualBus>();
   named.bus->Attach(named.device);
+  named.makePort = [bus = named.bus] { return MakeVirtualPort(bus); };
   named.camera = std::make_unique<CModelCamera>(*model, settings);
-  named.camera->UsePort(MakeVirtualPort(named.bus));
+  named.camera->UsePort(named.makePort());
   return named;
 }
 
@@ -224,14 +236,25 @@ NamedCamera MakeCamera(std::string_view name, SettingsUse settings) {
 NamedCamera MakeCamera(std::string_view name, const PortMaker& makePort, SettingsUse settings) {
   if (name.starts_with(kVirtualPrefix)) return MakeVirtual(name.substr(kVirtualPrefix.size()), settings);
   if (name.starts_with(kSerialPrefix)) {
-    return MakeByFact(kSerialPrefix, name.substr(kSerialPrefix.size()), &CameraEntry::serial, EqualAnyCase,
-                      makePort, settings);
+    const std::string_view serial = name.substr(kSerialPrefix.size());
+    if (const auto trouble = SerialTrouble(serial)) return Trouble(NameTrouble::BadName, *trouble);
+    return MakeByFact(kSerialPrefix, serial, &CameraEntry::serial, EqualAnyCase, makePort, settings);
   }
   if (name.starts_with(kIdPrefix)) {
     return MakeByFact(kIdPrefix, name.substr(kIdPrefix.size()), &CameraEntry::userId,
                       std::equal_to<std::string_view>(), makePort, settings);
   }
   return MakeByIndex(name, makePort, settings);
+}
+
+std::optional<int> FindAgain(const NamedCamera& named, std::string_view serial) {
+  int index = 0;
+  for (const UsbDeviceEntry& device : named.makePort()->List(wire::kVendorId)) {
+    if (device.productId != static_cast<std::uint16_t>(named.camera->iPID)) continue;
+    const CameraEntry entry = Describe(device, index++, named.makePort);
+    if (entry.trouble.empty() && (serial.empty() || entry.serial == serial)) return device.index;
+  }
+  return std::nullopt;
 }
 
 NamedCamera MakeOnlyCamera(SettingsUse settings) {

@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -41,6 +42,7 @@ enum class NameTrouble { None, BadName, NoSuchCamera };
 struct NamedCamera {
   std::unique_ptr<CModelCamera> camera;   ///< made, not yet opened; null on trouble
   int openIndex = 0;                      ///< what to give to OpenCamera
+  PortMaker makePort;                     ///< of the ports on which it is found
   std::shared_ptr<VirtualBus> bus;        ///< of a virtual camera: to unplug and replug it
   std::shared_ptr<VirtualCamera> device;  ///< the virtual device itself
   RecordedFacts recorded;                 ///< what the recording says that a virtual camera replays
@@ -55,6 +57,10 @@ NamedCamera MakeCamera(std::string_view name, SettingsUse settings = SettingsUse
 /// The same on another port than libusb's.
 NamedCamera MakeCamera(std::string_view name, const PortMaker& makePort,
                        SettingsUse settings = SettingsUse::LoadAndKeep);
+
+/// Where the camera of this model with this serial number is plugged in now: what to give to OpenCamera. An empty
+/// serial number is any camera's. Nothing when it is not there, or cannot be asked. The camera must be closed.
+std::optional<int> FindAgain(const NamedCamera& named, std::string_view serial);
 
 /// Makes the one camera that is connected; with several of them the error names each (a bad name: none was given).
 NamedCamera MakeOnlyCamera(SettingsUse settings = SettingsUse::LoadAndKeep);

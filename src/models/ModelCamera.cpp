@@ -186,7 +186,7 @@ void CModelCamera::AdoptFields() {
 }
 
 void CModelCamera::CloseCamera() {
-  if (cooler_) cooler_->MakeSafe();
+  if (cooler_) cooler_->Leave();
   CCameraBase::CloseCamera();
   // Stopping a video keeps the settings; one whose stream died left nothing to stop.
   if (worker_->videoDied.exchange(false) && settingsUse == SettingsUse::LoadAndKeep) SaveSetting();
@@ -215,7 +215,7 @@ bool CModelCamera::ProgramAll() {
   if (!EnterKnownState()) return false;
   TellFpgaUsbHostType(usb3Host != 0);
   if (StartSensorCLK() == 0) return false;
-  if (cooler_ && !cooler_->MakeSafe()) return false;
+  if (cooler_ && !cooler_->Adopt()) return false;
   if (hasHighSpeed == 0) {
     HighSpeed = 0;
   } else if (const RegisterBatch mode = HighSpeedRegisters(HighSpeed != 0); !WriteHeld(*this, mode, mode)) {

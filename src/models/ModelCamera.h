@@ -29,9 +29,11 @@ class CModelCamera : public CCameraBase {
   ~CModelCamera() override;
 
   /// Opens, programs everything that is stored, brought within the model's limits, and builds the control list.
-  /// Cooling is off after every open, and no exposure counts as set last.
+  /// A cooler that is found driven is regulated on, and left on when the camera is closed again (`KeepCooling`).
+  /// No exposure counts as set last.
   int OpenCamera(int index) override;
-  /// Switches the cooling off and closes. Keeps the settings also when a video has ended by itself.
+  /// Switches the cooling off, unless it is to be kept, and closes. Keeps the settings also when a video has ended
+  /// by itself.
   void CloseCamera() override;
   int ReservedModelOp1() override;
   int ReservedModelOp2() override;
@@ -74,6 +76,12 @@ class CModelCamera : public CCameraBase {
   int RealExposureMs() { return GetRealExpTime(model_.ticksPerMs); }
   /// What keeps the cooler from regulating, as one line for a user; empty when nothing does. Any-thread.
   std::string CoolerTrouble() const;
+  /// How cold the cooler gets the sensor, degrees Celsius, once that is known to fall short of the target; the
+  /// trouble says so, too. Any-thread.
+  std::optional<double> CoolerReach() const;
+  /// Whether closing leaves a running cooler on, for the next program: then the camera itself switches it off when
+  /// none comes for 255 s. Off with every switching on, and on when it was found on at opening. Any-thread.
+  void KeepCooling(bool keep);
 
   /// The nearest region that the model's rules allow: sizes and starts are rounded down to the steps (to even
   /// sizes when a Bayer frame is binned). False with a one-line reason when there is none: bin or format not

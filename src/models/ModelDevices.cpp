@@ -112,6 +112,14 @@ int CModelCamera::GetControlValue(ORQ_CONTROL_TYPE id, long* value, ORQ_BOOL* au
   return CTRL_OK;
 }
 
+std::optional<double> CModelCamera::CoolerReach() const {
+  return cooler_ ? cooler_->Reach() : std::nullopt;
+}
+
+void CModelCamera::KeepCooling(bool keep) {
+  if (cooler_) cooler_->Keep(keep);
+}
+
 std::string CModelCamera::CoolerTrouble() const {
   return cooler_ ? cooler_->Trouble() : std::string();
 }

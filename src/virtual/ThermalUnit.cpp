@@ -91,6 +91,15 @@ void ThermalUnit::SetFan(std::optional<int> speed) {
   Apply([=](Inputs& inputs) { inputs.fan = speed ? std::optional(HeldDrive(*speed)) : std::nullopt; });
 }
 
+void ThermalUnit::Resume(const ThermalState& temperatures, double away) {
+  const std::lock_guard lock(mutex_);
+  last_ = At(clock_.Seconds());
+  last_.seconds -= away;
+  last_.temperatures = temperatures;
+  last_.inputs.running = true;
+  coolerWrittenAt_ = last_.seconds;
+}
+
 void ThermalUnit::Reset() {
   Apply([this](Inputs& inputs) ORQ_REQUIRES(mutex_) {
     inputs.cooler = 0;

@@ -27,6 +27,8 @@ class ThermalUnit {
   void SetWatchdog(int seconds);
   /// Nothing: the fan follows the cooler's drive.
   void SetFan(std::optional<int> speed);
+  /// Goes on from these temperatures, which were there `away` seconds ago when the drive was last written.
+  void Resume(const ThermalState& temperatures, double away);
   /// Cooler, heater and watchdog 0, the fan follows the cooler.
   void Reset();
 

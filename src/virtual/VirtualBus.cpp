@@ -16,6 +16,7 @@ bool VirtualBus::Attach(std::shared_ptr<VirtualCamera> camera) {
   const MutexLock plugging(plugMutex_);
   PullOut(*camera);
   const MutexLock lock(mutex_);
+  std::erase_if(absent_, [&](const Absent& one) { return one.camera == camera; });
   if (attachments_.size() == kMostCameras) {
     return false;
   }
@@ -61,16 +62,36 @@ void VirtualBus::PullOut(const VirtualCamera& camera) {
     }
     pulled = *found;
     pulled->present = false;
+    if (const auto replugUs = camera.Options().replugUs; replugUs > 0) {
+      absent_.push_back({pulled->camera, std::chrono::steady_clock::now() + std::chrono::microseconds(replugUs)});
+    }
     attachments_.erase(found);
   }
   pulled->camera->Disconnect();  // wakes the ports, which ask this bus: not under its lock
 }
 
-std::vector<UsbDeviceEntry> VirtualBus::List(std::uint16_t vendorId) const {
+/// Plugs in whatever has been away for long enough.
+void VirtualBus::Return() {
+  std::vector<std::shared_ptr<VirtualCamera>> back;
+  {
+    const MutexLock lock(mutex_);
+    std::erase_if(absent_, [&, now = std::chrono::steady_clock::now()](const Absent& one) {
+      if (one.until > now) return false;
+      back.push_back(one.camera);
+      return true;
+    });
+  }
+  for (const auto& camera : back) {
+    Attach(camera);
+  }
+}
+
+std::vector<UsbDeviceEntry> VirtualBus::List(std::uint16_t vendorId) {
   std::vector<UsbDeviceEntry> entries;
   if (vendorId != wire::kVendorId) {
     return entries;
   }
+  Return();
   const MutexLock lock(mutex_);
   for (const auto& attachment : attachments_) {
     UsbDeviceEntry entry;
@@ -86,7 +107,8 @@ std::vector<UsbDeviceEntry> VirtualBus::List(std::uint16_t vendorId) const {
 }
 
 std::shared_ptr<VirtualBus::Attachment> VirtualBus::Find(std::uint16_t vendorId, std::uint16_t productId,
-                                                         std::uint8_t index) const {
+                                                         std::uint8_t index) {
+  Return();
   const MutexLock lock(mutex_);
   int before = index;
   for (const auto& attachment : attachments_) {

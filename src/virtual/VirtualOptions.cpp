@@ -133,6 +133,17 @@ bool SetTriggerPeriod(VirtualOptions& options, std::string_view value) {
   return true;
 }
 
+bool SetReplug(VirtualOptions& options, std::string_view value) {
+  constexpr double kMillisecondUs = 1e3;
+  constexpr double kHourUs = 3.6e9;
+  double us = 0;
+  if (!Duration(value, kMillisecondUs, kHourUs, us)) {
+    return false;
+  }
+  options.replugUs = std::llround(us);
+  return true;
+}
+
 VirtualGps& Gps(VirtualOptions& options) {
   return options.gps ? *options.gps : options.gps.emplace();
 }
@@ -232,6 +243,7 @@ constexpr OptionEntry kOptions[] = {
      [](VirtualOptions& o, std::string_view v) { return Number(v, 0, kLongestFlashMs, o.flashMs); }},
     {"refuse", "a request code from 0 to 255 (0xD4, say)", AddRefusal},
     {"fpga", "a type code from 0 to 255 (0xC0, say)", SetFpgaType},
+    {"replug", "a time from 1ms to 3600s with its unit", SetReplug},
     {"trigger", "a period from 1ms to 3600s with its unit", SetTriggerPeriod},
 };
 

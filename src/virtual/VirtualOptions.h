@@ -87,6 +87,7 @@ struct VirtualOptions {
 
   /// `fpga=0xC0`: type code of the FPGA; by default the model's.
   std::optional<std::uint8_t> fpgaType;
+  std::int64_t replugUs = 0;         ///< `replug=2s`: an unplugged camera comes back after this time; 0: never
   std::int64_t triggerPeriodUs = 0;  ///< `trigger=200ms`: pulses on the trigger input; 0: none
 };
 

@@ -33,7 +33,8 @@ class Tests(CliTest):
         del self.environment["XDG_CONFIG_HOME"]
         self.environment.pop("HOME", None)
         self.assertIn("HOME or XDG_CONFIG_HOME", self.fail_with(1, "settings", "path"))
-        self.succeed("-c", K1C, "set", "gain=5")
+        self.assertIn("set, but not kept", self.fail_with(1, "-c", K1C, "set", "gain=5"))
+        self.succeed("-c", K1C, "--no-settings", "set", "gain=5")
         self.assertEqual(self.gain(), 0)
         self.assertEqual(self.files(), [])
 
@@ -169,16 +170,28 @@ class Tests(CliTest):
     def test_reset_forgets_one_model(self):
         self.succeed("-c", K1C, "set", "gain=42")
         self.succeed("-c", X26M, "set", "gain=300")
-        self.assertEqual(self.succeed("-c", K1C, "settings", "reset"), ("", ""))
+        self.assertEqual(self.succeed("-c", K1C, "settings", "reset", "--yes"), ("", ""))
         self.assertEqual(self.gain(), 0)
         self.assertEqual(list(self.json("settings", "show")), ["virtual Tavix ORQ-X26M"])
 
     def test_reset_all_forgets_everything(self):
-        self.succeed("settings", "reset", "--all")
+        self.succeed("settings", "reset", "--all", "--yes")
         self.succeed("-c", K1C, "set", "gain=42")
         self.succeed("-c", X26M, "set", "gain=300")
-        self.succeed("settings", "reset", "--all")
+        self.succeed("settings", "reset", "--all", "--yes")
         self.assertEqual(self.json("settings", "show"), {})
+
+    def test_reset_asks_first(self):
+        self.succeed("-c", K1C, "set", "gain=42")
+        self.assertIn("forget the settings of the Tavix ORQ-K1C; give --yes",
+                      self.fail_with(2, "-c", K1C, "settings", "reset"))
+        code, _, shown = self.at_terminal(b"n\n", "settings", "reset", "--all")
+        self.assertEqual(code, 1)
+        self.assertIn("forget the settings of all cameras. Go on? [y/N]", shown)
+        self.assertIn("nothing was changed", shown)
+        self.assertEqual(self.gain(), 42)
+        self.assertEqual(self.at_terminal(b"y\n", "settings", "reset", "--all")[0], 0)
+        self.assertEqual(self.gain(), 0)
 
     def test_reset_wants_to_know_whose(self):
         self.assertIn("--all", self.fail_with(2, "settings", "reset"))
@@ -197,13 +210,13 @@ class Tests(CliTest):
         with open(self.file() + ".damaged-1", encoding="utf-8") as file:
             self.assertEqual(file.read(), "wreck")
 
-    def test_a_place_that_cannot_be_written_stops_nothing(self):
+    def test_set_fails_when_it_cannot_keep(self):
         with open(self.environment["XDG_CONFIG_HOME"], "w", encoding="utf-8"):
             pass  # a regular file is no directory
-        out, err = self.succeed("-c", K1C, "set", "gain=42")
-        self.assertEqual(out, "Gain = 42\n")
-        self.assertEqual(err.count("\n"), 1)
-        self.assertIn("while keeping the settings", err)
+        done = self.run_tool("-c", K1C, "set", "gain=42")
+        self.assertEqual((done.returncode, done.stdout), (1, "Gain = 42\n"))
+        self.assertEqual(done.stderr.count("\n"), 1)
+        self.assertIn("set, but not kept", done.stderr)
         out, err = self.succeed("-c", K1C, "capture", *SMALL, "-o", "a.fits")
         self.assertIn("saved = 1", out)
         self.assertEqual(err, "")

@@ -142,6 +142,42 @@ TEST(Cooling, ClosingLeavesTheDeviceOff) {
   EXPECT_EQ(rig.device->FpgaRegister(wire::kFpgaCoolerWatchdog), 0);
 }
 
+TEST(Cooling, IsTakenOverByTheNextProgram) {
+  const VirtualRig rig = Cooled("x26m");
+  ASSERT_TRUE(rig.Open());
+  Set(rig, ORQ_TARGET_TEMP, 5);
+  Set(rig, ORQ_COOLER_ON, 1);
+  rig.camera->KeepCooling(true);
+  ASSERT_TRUE(Settles(rig, 5.0, 0.3, 20.0));
+  rig.camera->CloseCamera();
+  EXPECT_GT(rig.device->Readings().coolerDrive, 0);
+  rig.camera->TargetTemp = 20;  // the next program does not know
+  ASSERT_TRUE(rig.Open());
+  EXPECT_EQ(Get(rig, ORQ_COOLER_ON), 1);
+  EXPECT_EQ(Get(rig, ORQ_TARGET_TEMP), 5);
+  double farthest = 0.0;
+  const double since = rig.device->Readings().deviceSeconds;
+  EXPECT_TRUE(Eventually([&] {
+    const DeviceReadings now = rig.device->Readings();
+    farthest = std::max(farthest, std::abs(now.sensorC - 5.0));
+    return now.deviceSeconds - since >= 60.0;
+  }));
+  EXPECT_LT(farthest, 1.5) << "without a jump";
+}
+
+TEST(Cooling, TellsWhatItCanReach) {
+  const VirtualRig rig("x26m", [](VirtualOptions& options) { options.ambientC = 40.0; });
+  ASSERT_TRUE(rig.Open());
+  Set(rig, ORQ_TARGET_TEMP, -40);
+  Set(rig, ORQ_COOLER_ON, 1);
+  ASSERT_TRUE(Eventually([&] { return rig.camera->CoolerReach().has_value(); }));
+  EXPECT_NEAR(*rig.camera->CoolerReach(), SensorC(rig), 2.0);
+  EXPECT_NE(rig.camera->CoolerTrouble().find("cannot reach -40 C"), std::string::npos)
+      << rig.camera->CoolerTrouble();
+  Set(rig, ORQ_TARGET_TEMP, 30);
+  EXPECT_TRUE(Eventually([&] { return !rig.camera->CoolerReach() && rig.camera->CoolerTrouble().empty(); }));
+}
+
 TEST(Cooling, AnUnpluggedCameraCoolsAgainAfterAReopen) {
   const VirtualRig rig = Cooled("b29m");
   ASSERT_TRUE(rig.Open());
@@ -154,7 +190,7 @@ TEST(Cooling, AnUnpluggedCameraCoolsAgainAfterAReopen) {
   rig.camera->CloseCamera();
   rig.bus->Attach(rig.device);
   ASSERT_TRUE(rig.Open());
-  EXPECT_EQ(Get(rig, ORQ_COOLER_ON), 0);
+  EXPECT_EQ(Get(rig, ORQ_COOLER_ON), 0) << "a power cycle switches it off";
   EXPECT_EQ(rig.device->Readings().coolerDrive, 0);
   EXPECT_EQ(Set(rig, ORQ_COOLER_ON, 1), CTRL_OK);
   EXPECT_TRUE(Eventually([&] { return rig.device->Readings().coolerDrive > 20; }));

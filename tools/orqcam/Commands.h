@@ -43,5 +43,7 @@ CommandRun AddSensorIdCommand(CLI::App& app);
 CommandRun AddGpsCommand(CLI::App& app);
 CommandRun AddDarkCommand(CLI::App& app);
 CommandRun AddDumpControlsCommand(CLI::App& app);
+CommandRun AddReportCommand(CLI::App& app);
+CommandRun AddHelpCommand(CLI::App& app);
 
 }  // namespace orq::cli

@@ -81,6 +81,14 @@ VideoShooter::VideoShooter(Session& session) : Shooter(session) {
   if (session.Camera().StartCapture(false) == 0) session.Fail("cannot start the video");
 }
 
+bool VideoShooter::Resume() {
+  wasAlive_ = false;
+  triggeredAt_.reset();
+  if (Camera().StartCapture(false) != 0) return true;
+  reason_ = Trouble("cannot start the video");
+  return false;
+}
+
 bool VideoShooter::Dead() {
   if (Camera().StreamAlive()) {
     wasAlive_ = true;
