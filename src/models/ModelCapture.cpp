@@ -173,8 +173,9 @@ CModelCamera::StreamEnd CModelCamera::DeliverFrames(bool* running, bool triggere
       return StreamEnd::Failed;
     }
     overdue.See(exposureUs);
-    // Stale frames are no progress: a camera that sends nothing else would never be given up.
-    const std::uint64_t own = counters.started - counters.stale;
+    // Stale frames are no progress, and neither are those that nobody could look at between them: a camera that sends
+    // nothing else would never be given up.
+    const std::uint64_t own = counters.started - counters.stale - counters.dropped;
     if (own > started) overdue.Progress(Clock::now());
     started = std::max(started, own);
     if (worker.triggeredAt.load() != triggeredAt) {

@@ -180,7 +180,7 @@ class Tests(CliTest):
             _, before = self.take("--region", "0,0,64,64", "-f", form)
             self.succeed("-c", K1C, "set", "wb_r=90", "wb_b=10")
             header, after = self.take("--region", "0,0,64,64", "-f", form)
-            self.succeed("-c", K1C, "settings", "reset")
+            self.succeed("-c", K1C, "settings", "reset", "--yes")
             numpy.testing.assert_array_equal(before, after)
             self.assertEqual((header["WB_R"], header["WB_B"]), (90, 10))
 

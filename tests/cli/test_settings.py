@@ -142,7 +142,7 @@ class Tests(CliTest):
         models = self.json("settings", "show")
         self.assertEqual(models["Tavix ORQ-K1C"]["Gain"], 7)
         self.assertEqual(models[MODEL]["Gain"], 50)
-        self.succeed("-c", K1C, "settings", "reset")
+        self.succeed("-c", K1C, "settings", "reset", "--yes")
         self.assertEqual(list(self.json("settings", "show")), ["Tavix ORQ-K1C"])
 
     def test_the_debug_switch_is_for_one_run(self):
@@ -183,7 +183,7 @@ class Tests(CliTest):
 
     def test_reset_asks_first(self):
         self.succeed("-c", K1C, "set", "gain=42")
-        self.assertIn("forget the settings of the Tavix ORQ-K1C; give --yes",
+        self.assertIn("forget the settings of the virtual Tavix ORQ-K1C; give --yes",
                       self.fail_with(2, "-c", K1C, "settings", "reset"))
         code, _, shown = self.at_terminal(b"n\n", "settings", "reset", "--all")
         self.assertEqual(code, 1)

@@ -72,7 +72,7 @@ std::vector<std::uint8_t> Corrected(const ModelData& model, const FrameInfo& inf
                   samples[at(hot.x + step, hot.y)] + samples[at(hot.x, hot.y + step)];
   int& hotSample = samples[at(hot.x, hot.y)];
   hotSample = sum / 4;
-  if (wide && model.adcBits == 12) hotSample &= ~15;
+  if (wide) hotSample -= hotSample % (1 << (16 - model.adcBits));  // what the depth leaves at the low end is zero
   darkSample = (samples[at(dark.x - step, dark.y)] + samples[at(dark.x + step, dark.y)]) / 2;
 
   for (std::size_t i = 0; i < samples.size(); ++i) {

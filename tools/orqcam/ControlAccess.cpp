@@ -141,6 +141,8 @@ FreshValues::~FreshValues() = default;
 
 std::optional<std::int64_t> FreshValues::Of(const Control& control) const {
   if (control.caps.isWritable == 0) return std::nullopt;
+  // The lines of the GPS follow the region, which is the whole sensor at first.
+  if (control.id == ORQ_GPS_END_LINE) return control.caps.maxValue;
   long value = 0;
   if (!IsHeldByDevice(control.id) && camera_->GetControlValue(control.id, &value, nullptr) == CTRL_OK)
     return value;

@@ -94,11 +94,13 @@ void Output::Object(const Json& value) {
 void Output::Flush() {
   std::string pending;
   pending.swap(buffer_);
+  if (failed_) return;
   std::size_t done = 0;
   while (done < pending.size()) {
     const ssize_t count = write(fd_, pending.data() + done, pending.size() - done);
     if (count < 0 && errno == EINTR) continue;
     if (count <= 0) {
+      failed_ = true;
       throw CliError(ErrorName::File, std::string("cannot write to standard output: ") + std::strerror(errno));
     }
     done += static_cast<std::size_t>(count);

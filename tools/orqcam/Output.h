@@ -15,7 +15,7 @@ using Json = nlohmann::ordered_json;
 
 /// Standard output, kept apart: some code below prints on descriptor 1 of its own accord, so that is pointed at
 /// standard error and the real output lives on a private descriptor. A write error (full disk, closed pipe)
-/// throws CliError.
+/// throws CliError, once: what comes after it goes nowhere.
 class Output {
  public:
   /// Once per process, before any other descriptor is opened.
@@ -35,6 +35,7 @@ class Output {
  private:
   int fd_ = -1;
   std::string buffer_;
+  bool failed_ = false;
 };
 
 /// While one lives, what code below prints on descriptor 1 of its own accord goes nowhere: for calls whose words

@@ -219,7 +219,7 @@ TEST_F(ModelSettings, BelongToTheModel) {
   Use(VirtualRig("k1c"), true, 61);
   const VirtualRig other("x26m");
   EXPECT_EQ(other.camera->gain, 0);
-  EXPECT_EQ(other.camera->Brightness, 20);
+  EXPECT_EQ(other.camera->Brightness, 130);
 }
 
 TEST_F(ModelSettings, ValuesBeyondTheModelsLimitsAreBroughtWithinThem) {
