@@ -12,10 +12,10 @@
 #include <string>
 #include <vector>
 
-#include "emulation/BusCommands.h"
-#include "emulation/CameraWords.h"
-#include "emulation/EmulatedBus.h"
-#include "emulation/launcher/CommandLines.h"
+#include "emulation/bus/BusCommands.h"
+#include "emulation/common/CameraWords.h"
+#include "emulation/bus/EmulatedBus.h"
+#include "emulation/common/CommandLines.h"
 #include "emulation/launcher/Program.h"
 
 namespace {

@@ -3,8 +3,8 @@
 #include <libusb-1.0/libusb.h>
 
 #include "OpenLink.h"
-#include "emulation/BusCommands.h"
-#include "emulation/CameraWords.h"
+#include "emulation/bus/BusCommands.h"
+#include "emulation/common/CameraWords.h"
 #include "support/FakePort.h"
 
 namespace orq::test {

@@ -4,7 +4,7 @@
 #include <memory>
 #include <span>
 
-#include "emulation/Descriptors.h"
+#include "emulation/common/Descriptors.h"
 #include "virtual/VirtualCamera.h"
 
 namespace orq {

@@ -1,4 +1,4 @@
-#include "emulation/DeviceFile.h"
+#include "emulation/bus/DeviceFile.h"
 
 #include <sys/ioctl.h>
 

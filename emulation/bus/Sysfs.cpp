@@ -1,4 +1,4 @@
-#include "emulation/Sysfs.h"
+#include "emulation/bus/Sysfs.h"
 
 #include <cstdio>
 #include <string_view>

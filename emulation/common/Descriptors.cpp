@@ -1,4 +1,4 @@
-#include "emulation/Descriptors.h"
+#include "emulation/common/Descriptors.h"
 
 #include "link/WireProtocol.h"
 

@@ -1,4 +1,4 @@
-#include "emulation/ClientMemory.h"
+#include "emulation/bus/ClientMemory.h"
 
 #include <sys/socket.h>
 #include <sys/uio.h>
@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "emulation/PreloadProtocol.h"
+#include "emulation/bus/PreloadProtocol.h"
 
 namespace orq {
 namespace preload {

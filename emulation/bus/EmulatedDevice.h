@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "emulation/DeviceNode.h"
-#include "emulation/Sysfs.h"
+#include "emulation/bus/DeviceNode.h"
+#include "emulation/bus/Sysfs.h"
 #include "virtual/VirtualCamera.h"
 
 namespace orq {

@@ -1,4 +1,4 @@
-#include "emulation/UrbQueue.h"
+#include "emulation/bus/UrbQueue.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -5,9 +5,9 @@
 #include <memory>
 #include <optional>
 
-#include "emulation/ControlEndpoint.h"
-#include "emulation/FrameEndpoint.h"
-#include "emulation/UrbQueue.h"
+#include "emulation/common/ControlEndpoint.h"
+#include "emulation/common/FrameEndpoint.h"
+#include "emulation/bus/UrbQueue.h"
 
 namespace orq {
 

@@ -8,7 +8,7 @@
 #include <span>
 #include <vector>
 
-#include "emulation/UrbQueue.h"
+#include "emulation/bus/UrbQueue.h"
 #include "virtual/VirtualCamera.h"
 
 namespace orq {

@@ -1,8 +1,8 @@
-#include "emulation/EmulatedDevice.h"
+#include "emulation/bus/EmulatedDevice.h"
 
 #include <utility>
 
-#include "emulation/EmulatedBus.h"
+#include "emulation/bus/EmulatedBus.h"
 #include "link/WireProtocol.h"
 
 namespace orq {

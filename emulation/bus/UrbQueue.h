@@ -10,7 +10,7 @@
 #include <memory>
 #include <vector>
 
-#include "emulation/ClientMemory.h"
+#include "emulation/bus/ClientMemory.h"
 
 namespace orq {
 

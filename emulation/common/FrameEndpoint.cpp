@@ -1,4 +1,4 @@
-#include "emulation/FrameEndpoint.h"
+#include "emulation/common/FrameEndpoint.h"
 
 #include <algorithm>
 #include <cerrno>

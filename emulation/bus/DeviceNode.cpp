@@ -1,4 +1,4 @@
-#include "emulation/DeviceNode.h"
+#include "emulation/bus/DeviceNode.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -16,7 +16,7 @@
 #include <cstring>
 #include <utility>
 
-#include "emulation/PreloadProtocol.h"
+#include "emulation/bus/PreloadProtocol.h"
 
 namespace orq {
 namespace {

@@ -1,8 +1,8 @@
-#include "emulation/BusCommands.h"
+#include "emulation/bus/BusCommands.h"
 
 #include <sstream>
 
-#include "emulation/EmulatedBus.h"
+#include "emulation/bus/EmulatedBus.h"
 
 namespace orq {
 namespace {

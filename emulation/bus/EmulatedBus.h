@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "emulation/EmulatedDevice.h"
-#include "emulation/UrbQueue.h"
+#include "emulation/bus/EmulatedDevice.h"
+#include "emulation/bus/UrbQueue.h"
 #include "virtual/VirtualCamera.h"
 
 typedef struct _UMockdevTestbed UMockdevTestbed;

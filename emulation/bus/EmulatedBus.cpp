@@ -1,4 +1,4 @@
-#include "emulation/EmulatedBus.h"
+#include "emulation/bus/EmulatedBus.h"
 
 #include <umockdev.h>
 #include <unistd.h>

@@ -1,4 +1,4 @@
-#include "emulation/launcher/CommandLines.h"
+#include "emulation/common/CommandLines.h"
 
 #include <fcntl.h>
 #include <poll.h>

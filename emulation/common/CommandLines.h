@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "emulation/FileDescriptor.h"
+#include "emulation/common/FileDescriptor.h"
 
 struct pollfd;
 

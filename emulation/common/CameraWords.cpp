@@ -1,4 +1,4 @@
-#include "emulation/CameraWords.h"
+#include "emulation/common/CameraWords.h"
 
 #include <algorithm>
 

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "emulation/Descriptors.h"
+#include "emulation/common/Descriptors.h"
 
 namespace orq {
 

@@ -10,8 +10,8 @@
 #include <thread>
 #include <vector>
 
-#include "emulation/DeviceFile.h"
-#include "emulation/FileDescriptor.h"
+#include "emulation/bus/DeviceFile.h"
+#include "emulation/common/FileDescriptor.h"
 
 struct pollfd;
 

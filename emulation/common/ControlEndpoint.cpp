@@ -1,4 +1,4 @@
-#include "emulation/ControlEndpoint.h"
+#include "emulation/common/ControlEndpoint.h"
 
 #include <algorithm>
 
