@@ -37,17 +37,13 @@ int BusStatus(int result) {
   }
 }
 
-int PacketBytes(const UsbIdentity& identity) {
-  return identity.superSpeed ? wire::kSuperSpeedPacket : wire::kHighSpeedPacket;
-}
-
 }  // namespace
 
 DeviceFile::DeviceFile(std::shared_ptr<VirtualCamera> camera, UsbIdentity identity, std::uint8_t address,
                        UsbMemory& memory)
-    : control_(camera, identity),
-      queue_(memory),
+    : queue_(memory),
       frames_(camera, queue_, PacketBytes(identity)),
+      control_(camera, std::move(identity), frames_),
       camera_(std::move(camera)),
       address_(address) {}
 
@@ -91,7 +87,6 @@ CallResult DeviceFile::Connected(Opening& client, unsigned request, std::uint64_
     case USBDEVFS_RESET:
       queue_.FinishAll(-EPROTO);
       frames_.ClearHalt();
-      control_.SetHalted(false);
       return kDone;
     case USBDEVFS_GET_CAPABILITIES:
       return put(kCapabilities);
@@ -149,6 +144,11 @@ void DeviceFile::Disconnect() {
   connected_ = false;
   holder_ = nullptr;
   queue_.FinishAll(-ESHUTDOWN);
+}
+
+void DeviceFile::Silence() {
+  frames_.Silence();
+  control_.Silence();
 }
 
 // Requests ---------------------------------------------------------------------------------------------------
@@ -258,6 +258,9 @@ CallResult DeviceFile::SetConfiguration(unsigned configuration) {
   if (configuration > wire::kConfiguration) {
     return CallResult::Failure(EINVAL);
   }
+  if (control_.Silent()) {
+    return CallResult::Failure(ETIMEDOUT);
+  }
   control_.SetConfiguration(static_cast<int>(configuration));
   return kDone;
 }
@@ -267,10 +270,14 @@ CallResult DeviceFile::ClearHalt(Opening& client, unsigned endpoint) {
     return CallResult::Failure(ENOENT);
   }
   const CallResult claimed = Claim(client, wire::kInterface);
-  if (claimed.error == 0) {
-    frames_.ClearHalt();
+  if (claimed.error != 0) {
+    return claimed;
   }
-  return claimed;
+  if (control_.Silent()) {
+    return CallResult::Failure(ETIMEDOUT);
+  }
+  frames_.ClearHalt();
+  return kDone;
 }
 
 }  // namespace orq

@@ -5,9 +5,9 @@
 #include <memory>
 #include <optional>
 
+#include "emulation/bus/UrbQueue.h"
 #include "emulation/common/ControlEndpoint.h"
 #include "emulation/common/FrameEndpoint.h"
-#include "emulation/bus/UrbQueue.h"
 
 namespace orq {
 
@@ -48,6 +48,8 @@ class DeviceFile {
   const Opening* Holder() const { return holder_; }
   bool AnyReapable() const { return queue_.AnyReapable(); }
   FrameEndpoint& Frames() { return frames_; }
+  /// Leaves everything without an answer from now on.
+  void Silence();
 
  private:
   CallResult Submit(Opening& client, std::uint64_t address);
@@ -59,9 +61,9 @@ class DeviceFile {
   CallResult ClearHalt(Opening& client, unsigned endpoint);
   CallResult Connected(Opening& client, unsigned request, std::uint64_t argument);
 
-  ControlEndpoint control_;
   UrbQueue queue_;
   FrameEndpoint frames_;
+  ControlEndpoint control_;
   const std::shared_ptr<VirtualCamera> camera_;
   const std::uint8_t address_;
   const Opening* holder_ = nullptr;

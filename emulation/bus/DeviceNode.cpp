@@ -141,6 +141,11 @@ void DeviceNode::FailNextTransfer(int error) {
   Poke();
 }
 
+void DeviceNode::Silence() {
+  const std::lock_guard lock(mutex_);
+  file_.Silence();
+}
+
 bool DeviceNode::InUse() const {
   const std::lock_guard lock(mutex_);
   return !clients_.empty();

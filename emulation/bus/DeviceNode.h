@@ -43,6 +43,7 @@ class DeviceNode {
   void Disconnect();
   void HaltFrames();
   void FailNextTransfer(int error);
+  void Silence();
   bool InUse() const;
 
  private:

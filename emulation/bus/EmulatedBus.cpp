@@ -3,12 +3,11 @@
 #include <umockdev.h>
 #include <unistd.h>
 
-#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <utility>
 
-#include "link/WireProtocol.h"
+#include "emulation/common/Identify.h"
 
 namespace orq {
 namespace {
@@ -19,30 +18,6 @@ std::filesystem::path NodeName(const SysfsPlace& place) {
   char name[32];
   std::snprintf(name, sizeof name, "dev/bus/usb/%03d/%03d", place.bus, place.address);
   return name;
-}
-
-/// The camera's serial number as text; empty when it does not tell.
-std::string SerialNumber(VirtualCamera& camera) {
-  std::array<std::uint8_t, 8> bytes{};
-  const SetupPacket setup{kVendorIn, wire::kReqSerialNumber, 0, 0, bytes.size()};
-  const bool told = camera.Control(setup, bytes) == static_cast<int>(bytes.size());
-  camera.ClearRequests();  // this was nobody's request
-  if (!told) {
-    return camera.Options().serial;
-  }
-  std::string text;
-  for (const std::uint8_t byte : bytes) {
-    char digits[3];
-    std::snprintf(digits, sizeof digits, "%02x", byte);
-    text += digits;
-  }
-  return text;
-}
-
-UsbIdentity Identify(VirtualCamera& camera) {
-  camera.PowerCycle();
-  return {camera.ProductId(), camera.Speed() >= UsbSpeed::Super, "Virtual camera " + camera.Options().model,
-          SerialNumber(camera)};
 }
 
 /// A failed open keeps a place in the preloaded library's table, which has few, until its "descriptor" is closed.
@@ -97,6 +72,14 @@ std::shared_ptr<EmulatedDevice> EmulatedBus::Attach(std::shared_ptr<VirtualCamer
     devices_.push_back(device);
   }
   return device->Plug(options, error) ? device : nullptr;
+}
+
+std::vector<PlugPoint*> EmulatedBus::PlugPoints() const {
+  std::vector<PlugPoint*> all;
+  for (const auto& device : devices_) {
+    all.push_back(device.get());
+  }
+  return all;
 }
 
 /// Device numbers are given in turn, so that a camera comes back under another one; 1 is the root hub's.

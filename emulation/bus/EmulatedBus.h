@@ -34,6 +34,8 @@ class EmulatedBus {
                                          const EmulatedDevice::PlugOptions& options = {});
   /// The devices in the order in which they were attached, plugged in or not. Not while another thread attaches.
   const std::vector<std::shared_ptr<EmulatedDevice>>& Devices() const { return devices_; }
+  /// The same devices for commands.
+  std::vector<PlugPoint*> PlugPoints() const;
   /// What all requests together may hold, and hold now.
   UsbMemory& Memory() { return memory_; }
   /// The folder of the emulated system.

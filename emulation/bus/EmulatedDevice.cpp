@@ -65,6 +65,11 @@ bool EmulatedDevice::Plug(const PlugOptions& options, std::string& error) {
   return true;
 }
 
+bool EmulatedDevice::Replug(std::string& error) {
+  Unplug();
+  return Plug({}, error);
+}
+
 void EmulatedDevice::Unplug() {
   const std::lock_guard lock(bus_.mutex_);
   if (node_ == nullptr) {
@@ -101,6 +106,10 @@ void EmulatedDevice::HaltFrames() {
 
 void EmulatedDevice::FailNextTransfer(int error) {
   WithNode([error](DeviceNode& node) { node.FailNextTransfer(error); });
+}
+
+void EmulatedDevice::Silence() {
+  WithNode([](DeviceNode& node) { node.Silence(); });
 }
 
 }  // namespace orq

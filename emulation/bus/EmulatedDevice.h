@@ -8,6 +8,7 @@
 
 #include "emulation/bus/DeviceNode.h"
 #include "emulation/bus/Sysfs.h"
+#include "emulation/common/PlugPoint.h"
 #include "virtual/VirtualCamera.h"
 
 namespace orq {
@@ -15,7 +16,7 @@ namespace orq {
 class EmulatedBus;
 
 /// Made by `EmulatedBus::Attach`. Any-thread.
-class EmulatedDevice : public std::enable_shared_from_this<EmulatedDevice> {
+class EmulatedDevice : public PlugPoint, public std::enable_shared_from_this<EmulatedDevice> {
  public:
   /// How the next plug-in goes.
   struct PlugOptions {
@@ -26,7 +27,7 @@ class EmulatedDevice : public std::enable_shared_from_this<EmulatedDevice> {
 
   VirtualCamera& Camera() const { return *camera_; }
   const UsbIdentity& Identity() const { return identity_; }
-  bool Plugged() const;
+  bool Plugged() const override;
   /// Bus and device number, as in lsusb; 0 while pulled out.
   int BusNumber() const { return identity_.superSpeed ? 2 : 1; }
   int Address() const;
@@ -34,17 +35,16 @@ class EmulatedDevice : public std::enable_shared_from_this<EmulatedDevice> {
   /// Plugs the camera in, power cycled and under a new device number; it must be pulled out. False with a reason
   /// in `error`.
   bool Plug(const PlugOptions& options, std::string& error);
-  /// Pulls the camera out: everything under way ends with no-device. Harmless when it is out already.
-  void Unplug();
+  bool Replug(std::string& error) override;
+  void Unplug() override;
 
   /// The system has set the configuration of a camera that was plugged in without one.
   void Configure();
   /// Access rights of the device node, as chmod.
   void SetMode(unsigned mode);
-  /// Refuses frame transfers until the host clears the endpoint's halt.
-  void HaltFrames();
-  /// Ends the next frame transfer with this negative errno (-EPROTO, -EOVERFLOW, ...).
-  void FailNextTransfer(int error);
+  void HaltFrames() override;
+  void FailNextTransfer(int error) override;
+  void Silence() override;
 
  private:
   friend class EmulatedBus;

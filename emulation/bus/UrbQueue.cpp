@@ -6,6 +6,9 @@
 namespace orq {
 namespace {
 
+/// Small enough to stay in the processor's cache between the two copies that another process's memory takes.
+constexpr std::size_t kBounceBytes = std::size_t{128} << 10U;
+
 /// The kernel's own records for one request, and the list entries of a buffer that it splits into pages of 16 KiB.
 std::size_t Overhead(std::size_t bytes) {
   constexpr std::size_t kRecords = 384;
@@ -19,6 +22,25 @@ auto By(const void* owner) {
 }
 
 }  // namespace
+
+std::span<std::uint8_t> Urb::Window(std::size_t most) {
+  if (std::uint8_t* direct = memory->Direct(Buffer())) {
+    return {direct + record.actual_length, most};
+  }
+  if (memory->AnyTime()) {
+    bounce->resize(kBounceBytes);
+    return std::span(*bounce).first(std::min(most, kBounceBytes));
+  }
+  staged.resize(static_cast<std::size_t>(record.buffer_length));
+  return std::span(staged).subspan(static_cast<std::size_t>(record.actual_length), most);
+}
+
+bool Urb::Keep(std::size_t bytes) {
+  const std::uint64_t place = Buffer() + static_cast<std::uint64_t>(record.actual_length);
+  record.actual_length += static_cast<int>(bytes);
+  const bool inBounce = memory->AnyTime() && memory->Direct(Buffer()) == nullptr;
+  return !inBounce || memory->Write(place, std::span(*bounce).first(bytes));
+}
 
 UrbQueue::~UrbQueue() {
   for (const auto* list : {&underWay_, &ended_}) {
@@ -36,17 +58,18 @@ Urb* UrbQueue::Submit(std::unique_ptr<Urb> urb) {
     Refund(*urb);
     return nullptr;
   }
+  urb->bounce = &bounce_;
   return underWay_.emplace_back(std::move(urb)).get();
 }
 
-Urb* UrbQueue::Oldest(std::uint8_t endpoint) const {
-  const auto found = std::ranges::find_if(underWay_, [=](const auto& urb) {
-    return urb->record.type == USBDEVFS_URB_TYPE_BULK && urb->record.endpoint == endpoint;
-  });
+Urb* UrbQueue::Oldest() {
+  const auto found =
+      std::ranges::find_if(underWay_, [](const auto& urb) { return urb->record.type == USBDEVFS_URB_TYPE_BULK; });
   return found != underWay_.end() ? found->get() : nullptr;
 }
 
-void UrbQueue::Finish(Urb& urb, int status) {
+void UrbQueue::Finish(BulkRequest& request, int status) {
+  auto& urb = static_cast<Urb&>(request);
   urb.record.status = status;
   const auto place = std::ranges::find(underWay_, &urb, &std::unique_ptr<Urb>::get);
   ended_.splice(ended_.end(), underWay_, place);

@@ -3,13 +3,11 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
+
+#include "emulation/common/ListeningSocket.h"
 
 namespace orq {
 namespace {
@@ -34,23 +32,9 @@ void CommandLines::UseStandardInput() {
 }
 
 bool CommandLines::UseSocket(const std::string& path, std::string& error) {
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  if (path.size() >= sizeof address.sun_path) {
-    error = "the name of the control socket is too long: " + path;
-    return false;
-  }
-  std::copy(path.begin(), path.end(), address.sun_path);
-  FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  constexpr mode_t kOwner = 0600;
-  if (!socket.Open() || ::bind(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-      ::chmod(path.c_str(), kOwner) != 0 || ::listen(socket.Get(), SOMAXCONN) != 0) {
-    error = "no control socket at " + path + ": " + std::strerror(errno);
-    return false;
-  }
+  listener_ = ListenAt(path, error);
   path_ = path;
-  listener_ = std::move(socket);
-  return true;
+  return listener_.Open();
 }
 
 void CommandLines::AddPolls(std::vector<pollfd>& polls) const {

@@ -1,4 +1,4 @@
-// Where the launcher's commands come from: its standard input, or a socket that others connect to.
+// Where a program's commands come from: its standard input, or a socket that others connect to.
 #pragma once
 
 #include <functional>
@@ -22,7 +22,7 @@ class CommandLines {
   CommandLines(const CommandLines&) = delete;
   CommandLines& operator=(const CommandLines&) = delete;
 
-  /// Lines come on standard input, answers go to standard error (standard output is the program's).
+  /// Lines come on standard input, answers go to standard error (standard output is for data).
   void UseStandardInput();
   /// Lines come over connections to a socket at `path`, answers go back. False with a reason in `error`.
   bool UseSocket(const std::string& path, std::string& error);

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "link/WireProtocol.h"
+
 namespace orq {
 namespace {
 
@@ -18,7 +20,17 @@ enum StandardRequest : unsigned {
   kGetInterface = 0x810A,
   kSetConfiguration = 0x0009,
   kSetInterface = 0x010B,
+  kClearDeviceFeature = 0x0001,
+  kClearInterfaceFeature = 0x0101,
+  kClearEndpointFeature = 0x0201,
+  kSetDeviceFeature = 0x0003,
+  kSetInterfaceFeature = 0x0103,
+  kSetEndpointFeature = 0x0203,
+  kSetExitLatencies = 0x0030,
+  kSetIsochronousDelay = 0x0031,
 };
+
+constexpr std::uint16_t kEndpointHalt = 0;
 
 int Answer(std::span<std::uint8_t> data, std::span<const std::uint8_t> bytes) {
   const std::size_t count = std::min(data.size(), bytes.size());
@@ -29,6 +41,9 @@ int Answer(std::span<std::uint8_t> data, std::span<const std::uint8_t> bytes) {
 }  // namespace
 
 int ControlEndpoint::Execute(const SetupPacket& setup, std::span<std::uint8_t> data) {
+  if (silent_) {
+    return kUsbTimeout;
+  }
   return (setup.requestType & kTypeMask) == kStandardType ? Standard(setup, data) : camera_->Control(setup, data);
 }
 
@@ -46,7 +61,7 @@ int ControlEndpoint::Standard(const SetupPacket& setup, std::span<std::uint8_t> 
     case kInterfaceStatus:
       return pair(0);
     case kEndpointStatus:
-      return pair(halted_ ? 1 : 0);
+      return pair(setup.index == wire::kFrameEndpoint && frames_.Halted() ? 1 : 0);
     case kGetDescriptor: {
       const Bytes descriptor = FindDescriptor(identity_, setup.value);
       return descriptor.empty() ? kUsbPipe : Answer(data, descriptor);
@@ -60,9 +75,32 @@ int ControlEndpoint::Standard(const SetupPacket& setup, std::span<std::uint8_t> 
       return 0;
     case kSetInterface:
       return setup.value == 0 ? 0 : kUsbPipe;
+    case kClearEndpointFeature:
+      return EndpointFeature(setup, false);
+    case kSetEndpointFeature:
+      return EndpointFeature(setup, true);
+    case kClearDeviceFeature:  // link power states: they cost nothing here
+    case kSetDeviceFeature:
+    case kClearInterfaceFeature:
+    case kSetInterfaceFeature:
+    case kSetExitLatencies:
+    case kSetIsochronousDelay:
+      return static_cast<int>(data.size());
     default:
       return kUsbPipe;
   }
+}
+
+int ControlEndpoint::EndpointFeature(const SetupPacket& setup, bool set) {
+  if (setup.index != wire::kFrameEndpoint || setup.value != kEndpointHalt) {
+    return (setup.index & 0x7F) == 0 ? 0 : kUsbPipe;
+  }
+  if (set) {
+    frames_.Halt();
+  } else {
+    frames_.ClearHalt();
+  }
+  return 0;
 }
 
 }  // namespace orq

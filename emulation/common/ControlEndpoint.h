@@ -5,6 +5,7 @@
 #include <span>
 
 #include "emulation/common/Descriptors.h"
+#include "emulation/common/FrameEndpoint.h"
 #include "virtual/VirtualCamera.h"
 
 namespace orq {
@@ -12,25 +13,28 @@ namespace orq {
 /// Caller-serialised.
 class ControlEndpoint {
  public:
-  ControlEndpoint(std::shared_ptr<VirtualCamera> camera, UsbIdentity identity)
-      : camera_(std::move(camera)), identity_(std::move(identity)) {}
+  ControlEndpoint(std::shared_ptr<VirtualCamera> camera, UsbIdentity identity, FrameEndpoint& frames)
+      : camera_(std::move(camera)), identity_(std::move(identity)), frames_(frames) {}
 
-  /// Bytes moved or a `UsbError`, as `VirtualCamera::Control`.
+  /// Bytes moved or a `UsbError`, as `VirtualCamera::Control`; `kUsbTimeout`: there is never an answer.
   int Execute(const SetupPacket& setup, std::span<std::uint8_t> data);
 
-  /// What the frame endpoint says of itself in GET_STATUS; the request that clears it is the port's to make.
-  void SetHalted(bool halted) { halted_ = halted; }
   void SetConfiguration(int configuration);
   int Configuration() const { return configuration_; }
   const UsbIdentity& Identity() const { return identity_; }
+  /// Leaves all requests without an answer from now on.
+  void Silence() { silent_ = true; }
+  bool Silent() const { return silent_; }
 
  private:
   int Standard(const SetupPacket& setup, std::span<std::uint8_t> data);
+  int EndpointFeature(const SetupPacket& setup, bool set);
 
   std::shared_ptr<VirtualCamera> camera_;
   UsbIdentity identity_;
+  FrameEndpoint& frames_;
   int configuration_ = 0;
-  bool halted_ = false;
+  bool silent_ = false;
 };
 
 }  // namespace orq

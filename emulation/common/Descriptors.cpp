@@ -17,7 +17,6 @@ enum DescriptorType : std::uint8_t {
   kCompanion = 0x30,
 };
 
-constexpr std::uint8_t kVendorClass = 0xFF;
 constexpr std::uint8_t kManufacturerString = 1;
 constexpr std::uint8_t kProductString = 2;
 constexpr std::uint8_t kSerialString = 3;
@@ -35,6 +34,10 @@ Bytes QualifierDescriptor() {
 }
 
 }  // namespace
+
+int PacketBytes(const UsbIdentity& identity) {
+  return identity.superSpeed ? wire::kSuperSpeedPacket : wire::kHighSpeedPacket;
+}
 
 Bytes DeviceDescriptor(const UsbIdentity& identity) {
   const int usbVersion = identity.superSpeed ? 0x0300 : 0x0210;
@@ -60,7 +63,7 @@ Bytes DeviceDescriptor(const UsbIdentity& identity) {
 }
 
 Bytes ConfigurationDescriptor(const UsbIdentity& identity) {
-  const int packet = identity.superSpeed ? wire::kSuperSpeedPacket : wire::kHighSpeedPacket;
+  const int packet = PacketBytes(identity);
   const std::uint8_t power = identity.superSpeed ? 112 : 250;  // 896 mA in units of 8 mA, 500 mA in units of 2 mA
   Bytes all = {9,
                kConfigurationType,

@@ -19,9 +19,13 @@ struct UsbIdentity {
   std::string serial;  ///< empty: no serial number string
 };
 
+/// Bytes in a packet of the frame endpoint.
+int PacketBytes(const UsbIdentity& identity);
+
 using Bytes = std::vector<std::uint8_t>;
 
 inline constexpr std::string_view kManufacturer = "orqcam";
+inline constexpr std::uint8_t kVendorClass = 0xFF;  ///< of the interface: no class but our own
 
 /// One vendor interface with one bulk IN endpoint.
 Bytes DeviceDescriptor(const UsbIdentity& identity);

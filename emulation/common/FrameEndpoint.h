@@ -1,14 +1,12 @@
-// The frame endpoint of an emulated camera: moves the firmware's stream into the clients' bulk requests.
+// The frame endpoint of an emulated camera: moves the firmware's stream into the hosts' bulk requests.
 #pragma once
 
 #include <chrono>
 #include <cstdint>
 #include <deque>
 #include <memory>
-#include <span>
-#include <vector>
 
-#include "emulation/bus/UrbQueue.h"
+#include "emulation/common/BulkRequests.h"
 #include "virtual/VirtualCamera.h"
 
 namespace orq {
@@ -18,7 +16,7 @@ class FrameEndpoint {
  public:
   using Clock = std::chrono::steady_clock;
 
-  FrameEndpoint(std::shared_ptr<VirtualCamera> camera, UrbQueue& queue, int packetBytes);
+  FrameEndpoint(std::shared_ptr<VirtualCamera> camera, BulkRequests& requests, int packetBytes);
 
   /// Moves the next bytes, one step of bounded size. Returns when to come back: `min()` at once, `max()` when
   /// something happens.
@@ -32,21 +30,21 @@ class FrameEndpoint {
   void ClearHalt();
   /// Ends the next transfer with this negative errno.
   void FailNext(int error) { failures_.push_back(error); }
+  /// Leaves all transfers without an answer from now on.
+  void Silence() { silent_ = true; }
 
  private:
-  Clock::time_point Move(Urb& urb);
-  Clock::time_point MovePart(Urb& urb);
-  Clock::time_point Take(Urb& urb, const BulkStep& step);
-  std::span<std::uint8_t> Window(Urb& urb);
-  bool Deliver(Urb& urb, std::size_t bytes);
+  Clock::time_point Move(BulkRequest& request);
+  Clock::time_point MovePart(BulkRequest& request);
+  Clock::time_point Take(BulkRequest& request, const BulkStep& step);
 
   const std::shared_ptr<VirtualCamera> camera_;
-  UrbQueue& queue_;
+  BulkRequests& requests_;
   const std::size_t packet_;
   bool halted_ = false;
+  bool silent_ = false;
   bool gone_ = false;
   std::deque<int> failures_;
-  std::vector<std::uint8_t> bounce_;  ///< on the way into another process
 };
 
 }  // namespace orq

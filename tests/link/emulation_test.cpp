@@ -3,8 +3,8 @@
 #include <libusb-1.0/libusb.h>
 
 #include "OpenLink.h"
-#include "emulation/bus/BusCommands.h"
 #include "emulation/common/CameraWords.h"
+#include "emulation/common/PlugCommands.h"
 #include "support/FakePort.h"
 
 namespace orq::test {
@@ -167,17 +167,17 @@ TEST(CameraWords, RefuseWhatIsNoCamera) {
 
 TEST_F(Emulation, CommandsUnplugReplugAndStall) {
   PlugAndOpen();
-  EXPECT_EQ(ObeyCommand(door.Bus(), "stall 0").text, "ok");
+  EXPECT_EQ(ObeyCommand(door.Bus().PlugPoints(), "stall 0").text, "ok");
   std::vector<unsigned char> buffer(4096);
   int came = 0;
   EXPECT_EQ(libusb_bulk_transfer(link.usbHandle, 0x81, buffer.data(), 4096, &came, 1000), LIBUSB_ERROR_PIPE);
   EXPECT_EQ(libusb_clear_halt(link.usbHandle, 0x81), LIBUSB_SUCCESS);
   EXPECT_EQ(libusb_bulk_transfer(link.usbHandle, 0x81, buffer.data(), 4096, &came, 50), LIBUSB_ERROR_TIMEOUT);
-  EXPECT_EQ(ObeyCommand(door.Bus(), " unplug  0 ").text, "ok");
+  EXPECT_EQ(ObeyCommand(door.Bus().PlugPoints(), " unplug  0 ").text, "ok");
   EXPECT_FALSE(door.Device(0).Plugged());
-  EXPECT_THAT(ObeyCommand(door.Bus(), "unplug 0").text, ::testing::StartsWith("error: "));
-  EXPECT_THAT(ObeyCommand(door.Bus(), "stall 0").text, ::testing::StartsWith("error: "));
-  EXPECT_EQ(ObeyCommand(door.Bus(), "replug 0").text, "ok");
+  EXPECT_THAT(ObeyCommand(door.Bus().PlugPoints(), "unplug 0").text, ::testing::StartsWith("error: "));
+  EXPECT_THAT(ObeyCommand(door.Bus().PlugPoints(), "stall 0").text, ::testing::StartsWith("error: "));
+  EXPECT_EQ(ObeyCommand(door.Bus().PlugPoints(), "replug 0").text, "ok");
   EXPECT_TRUE(door.Device(0).Plugged());
 }
 
@@ -185,12 +185,12 @@ TEST_F(Emulation, WrongCommandsAreExplained) {
   Plug();
   for (const char* line :
        {"", "unplug", "unplug x", "unplug -1", "unplug 1", "unplug 0 0", "replug", "quit 1", "help"}) {
-    const CommandAnswer answer = ObeyCommand(door.Bus(), line);
+    const CommandAnswer answer = ObeyCommand(door.Bus().PlugPoints(), line);
     EXPECT_THAT(answer.text, ::testing::StartsWith("error: ")) << line;
     EXPECT_FALSE(answer.quit) << line;
   }
   EXPECT_TRUE(door.Device(0).Plugged());
-  EXPECT_TRUE(ObeyCommand(door.Bus(), "quit").quit);
+  EXPECT_TRUE(ObeyCommand(door.Bus().PlugPoints(), "quit").quit);
 }
 
 }  // namespace
