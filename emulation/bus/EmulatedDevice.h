@@ -25,7 +25,7 @@ class EmulatedDevice : public PlugPoint, public std::enable_shared_from_this<Emu
     CopyMode copy = CopyMode::Best;
   };
 
-  VirtualCamera& Camera() const { return *camera_; }
+  VirtualCamera& Camera() const override { return *camera_; }
   const UsbIdentity& Identity() const { return identity_; }
   bool Plugged() const override;
   /// Bus and device number, as in lsusb; 0 while pulled out.

@@ -4,6 +4,11 @@
 #include <array>
 #include <cerrno>
 #include <sstream>
+#include <vector>
+
+#include <zlib.h>
+
+#include "link/WireProtocol.h"
 
 namespace orq {
 namespace {
@@ -12,6 +17,28 @@ const CommandAnswer kOk{"ok", false};
 
 CommandAnswer Refuse(const std::string& reason) {
   return {"error: " + reason, false};
+}
+
+/// Pixels as hosts keep them, whatever order they travelled in.
+void PutLowByteFirst(std::vector<std::uint8_t>& payload, const VirtualCamera& camera) {
+  if ((camera.FpgaRegister(wire::kFpgaFormat) & wire::kFormatMsbFirst) == 0) {
+    return;
+  }
+  for (std::size_t i = 0; i + 1 < payload.size(); i += 2) {
+    std::swap(payload[i], payload[i + 1]);
+  }
+}
+
+CommandAnswer TellSent(PlugPoint& camera, std::uint32_t sequence) {
+  std::vector<std::uint8_t> payload = camera.Camera().SentPayload(sequence);
+  if (payload.empty()) {
+    return Refuse("no frame " + std::to_string(sequence) + " among the last few");
+  }
+  PutLowByteFirst(payload, camera.Camera());
+  char text[64];
+  std::snprintf(text, sizeof text, "ok %08lx %zu bytes", ::crc32_z(0, payload.data(), payload.size()),
+                payload.size());
+  return {text, false};
 }
 
 struct Verb {
@@ -39,7 +66,7 @@ std::string Usage() {
   for (const Verb& verb : kVerbs) {
     text += std::string(verb.name) + " N, ";
   }
-  return text + "quit";
+  return text + "sent N SEQ, quit";
 }
 
 }  // namespace
@@ -52,9 +79,12 @@ CommandAnswer ObeyCommand(std::span<PlugPoint* const> cameras, std::string_view 
   if (name == "quit" && !(words >> rest)) {
     return {"ok", true};
   }
+  const bool asksSent = name == "sent";
   const auto verb = std::ranges::find(kVerbs, name, &Verb::name);
   std::size_t number = 0;
-  if (verb == kVerbs.end() || !(words >> number) || words >> rest) {
+  std::uint32_t sequence = 0;
+  if ((verb == kVerbs.end() && !asksSent) || !(words >> number) || (asksSent && !(words >> sequence)) ||
+      words >> rest) {
     return Refuse(Usage());
   }
   if (number >= cameras.size()) {
@@ -62,6 +92,9 @@ CommandAnswer ObeyCommand(std::span<PlugPoint* const> cameras, std::string_view 
                   std::to_string(cameras.size() - 1));
   }
   PlugPoint& camera = *cameras[number];
+  if (asksSent) {
+    return TellSent(camera, sequence);
+  }
   if (!verb->whenPulledOut && !camera.Plugged()) {
     return Refuse("camera " + std::to_string(number) + " is not plugged in");
   }

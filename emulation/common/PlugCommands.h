@@ -21,7 +21,9 @@ inline constexpr std::string_view kCommandHelp =
   stall N     refuses frame transfers until the program clears the endpoint's halt
   error N     lets the next frame transfer fail
   overflow N  sends more than the next frame transfer takes
-  silence N   answers nothing any more, until it is plugged in again)";
+  silence N   answers nothing any more, until it is plugged in again
+  sent N SEQ  tells the CRC-32 of the pixels that it sent under this frame number: one of the last few frames,
+              16-bit samples least significant byte first)";
 
 /// The commands of `kCommandHelp`, and `quit`. Camera N is the N-th of `cameras`.
 CommandAnswer ObeyCommand(std::span<PlugPoint* const> cameras, std::string_view line);

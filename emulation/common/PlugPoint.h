@@ -3,12 +3,15 @@
 
 #include <string>
 
+#include "virtual/VirtualCamera.h"
+
 namespace orq {
 
 /// Any-thread.
 class PlugPoint {
  public:
   virtual ~PlugPoint() = default;
+  virtual VirtualCamera& Camera() const = 0;
   virtual bool Plugged() const = 0;
   /// Plugs the camera in, power cycled; pulls it out first when it is in. False with a reason in `error`.
   virtual bool Replug(std::string& error) = 0;

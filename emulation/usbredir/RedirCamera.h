@@ -23,6 +23,7 @@ class RedirCamera : public PlugPoint {
   RedirCamera(const RedirCamera&) = delete;
   RedirCamera& operator=(const RedirCamera&) = delete;
 
+  VirtualCamera& Camera() const override { return *camera_; }
   bool Plugged() const override;
   bool Replug(std::string& error) override;
   void Unplug() override;
