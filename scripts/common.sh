@@ -9,6 +9,7 @@ build_packages=(g++ cmake ninja-build pkg-config libusb-1.0-0-dev liblog4cpp5-de
 test_packages=(libgtest-dev libgmock-dev python3 python3-numpy python3-astropy procps libumockdev-dev umockdev
                usbutils python3-pil)
 fuzz_packages=(clang-14 llvm-14 libclang-rt-14-dev)
+guest_packages=(qemu-system-x86 libusbredirparser-dev busybox-static cpio)
 bench_packages=(libbenchmark-dev)
 
 say() { printf '\n\033[1m%s\033[0m\n' "$*"; }
