@@ -45,6 +45,9 @@ install_missing() {
   rm -f "$log"
 }
 
+# The same for a step that others may go without: it is left out when they cannot be installed.
+install_or_skip() { (install_missing "$@") || skip "a package that it needs cannot be installed (see above)"; }
+
 # configure_and_build PRESET [cmake -D options...] -- [targets...]
 configure_and_build() {
   local preset=$1 options=() log

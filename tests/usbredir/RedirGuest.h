@@ -45,8 +45,8 @@ class RedirGuest {
           ::send(Self(self).socket_.Get(), data, static_cast<std::size_t>(count), MSG_NOSIGNAL));
     };
     parser_->hello_func = [](void*, usb_redir_hello_header*) {};
-    parser_->device_connect_func = [](void* self, usb_redir_device_connect_header* device) {
-      Self(self).device = *device;
+    parser_->device_connect_func = [](void* self, usb_redir_device_connect_header* connected) {
+      Self(self).device = *connected;
       Self(self).plugged = true;
       ++Self(self).arrivals;
     };
