@@ -1,6 +1,6 @@
 // The least that reads a camera's frame endpoint over libusb: what a stream costs before anything is done with it.
 //
-// Sets the camera running as a client of the wire protocol, keeps 16 transfers of 480 KiB in flight, counts bytes
+// Sets the camera running as a client of the wire protocol, keeps 8 transfers of 480 KiB in flight, counts bytes
 // and frames (a frame ends in a short packet), prints what it got and the processor time that it took.
 #include <libusb-1.0/libusb.h>
 #include <sys/resource.h>
@@ -18,7 +18,7 @@ namespace {
 namespace wire = orq::wire;
 using Clock = std::chrono::steady_clock;
 
-constexpr int kTransfers = 16;
+constexpr int kTransfers = 8;
 constexpr int kTransferBytes = 10 * wire::kBlockBytes;
 constexpr unsigned kTimeoutMs = 1000;
 constexpr std::uint8_t kOut = 0x40;

@@ -18,13 +18,19 @@ if(ORQ_SANITIZE)
   target_link_options(orq_options INTERFACE -fsanitize=${ORQ_SANITIZE})
 endif()
 
-# For a folder whose code is not what takes the time when it runs: with sanitizers, optimising it takes most of the
-# build.
+# For a folder whose code is not what takes the time when it runs: optimising it takes most of the build.
 macro(orq_build_quickly)
   if(ORQ_SANITIZE)
     add_compile_options(-O0)
+  else()
+    add_compile_options(-O1)
   endif()
 endmacro()
+
+# ccache can only tell whether a precompiled header has changed when the compiler says that it used one.
+if(CMAKE_CXX_COMPILER_LAUNCHER MATCHES "ccache" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  add_compile_options(-fpch-preprocess)
+endif()
 
 # A static library from every .cpp file of the folders given after its name.
 function(orq_add_library name)

@@ -39,6 +39,7 @@ int CCameraBase::GetCameraSupportedMode(_ORQ_SUPPORTED_MODE* modes) {
 
 int CCameraBase::SetCameraMode(CAM_MODE mode) {
   DbgPrint(-1, "SetCameraMode", "set camera mode %d\n", mode);
+  AwaitEndingWorker();
   if (IsCaptureRunning()) return MODE_CAPTURE_RUNNING;
   if (!orq::IsModeOffered(orq::TriggerSupportOf(*this), mode)) return MODE_NOT_OFFERED;
   if (mode == camMode) return MODE_OK;

@@ -1,4 +1,6 @@
 // Starting and stopping the workers that take frames.
+#include <chrono>
+
 #include "camera/CameraBase.h"
 #include "camera/DbgPrint.h"
 
@@ -6,6 +8,8 @@ namespace {
 
 constexpr int kNormalMode = 0;
 constexpr int kExposedFrameWaitMs = 10'000;
+// Ending takes a worker microseconds; a computer that swaps takes longer.
+constexpr std::chrono::seconds kWorkerEndWait{10};
 
 /// The two products whose FPGA wants to know whether single exposures or video follow.
 bool WantsCaptureMode(std::int32_t productId) {
@@ -19,7 +23,14 @@ bool CCameraBase::IsCaptureRunning() const {
   return captureThr.IsActive() || exposureThr.IsActive();
 }
 
+void CCameraBase::AwaitEndingWorker() {
+  captureThr.AwaitEnd(kWorkerEndWait);
+  exposureThr.AwaitEnd(kWorkerEndWait);
+}
+
 int CCameraBase::StartCapture(bool snap) {
+  // Or a worker that has only to return would be taken for a capture that runs, and none would follow.
+  AwaitEndingWorker();
   if (bOpened == 0) return 0;
   if (IsCaptureRunning()) return 1;
   if (WantsCaptureMode(iPID)) TellFpgaCaptureMode(snap);

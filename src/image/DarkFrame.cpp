@@ -46,10 +46,7 @@ void CCameraBase::DoGetDark() {
     if (!pDarkFull || !pDarkBuf) iDarkFrameCount = 0;
     if (iDarkFrameCount == 0) {
       if (!pDarkFull) pDarkFull = std::make_unique<std::uint8_t[]>(pixels);
-      if (!pDarkBuf) {
-        pDarkBuf = std::make_unique<std::uint8_t[]>(pixels);
-        iDarkAverage = 0;  // of an image that is still empty
-      }
+      if (!pDarkBuf) pDarkBuf = orq::MakeNeutralDark(pixels, iDarkAverage);
       std::fill_n(pDarkFull.get(), pixels, std::uint8_t{0});
     }
     iDarkFrameCount = iDarkFrameCount + 1;

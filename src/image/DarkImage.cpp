@@ -113,6 +113,12 @@ void CutBinned(std::span<const std::uint8_t> full, const SensorCut& cut, BinOffs
 
 }  // namespace
 
+std::unique_ptr<std::uint8_t[]> MakeNeutralDark(std::size_t pixels, std::uint32_t average) {
+  auto dark = std::make_unique_for_overwrite<std::uint8_t[]>(pixels);
+  std::fill_n(dark.get(), pixels, static_cast<std::uint8_t>(std::min<std::uint32_t>(average, 255)));
+  return dark;
+}
+
 void AccumulateDark(std::span<const std::uint8_t> frame, std::int32_t frames, std::span<std::uint8_t> dark) {
   const std::size_t count = std::min(frame.size(), dark.size());
   if (frames <= 1) {

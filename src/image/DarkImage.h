@@ -22,6 +22,10 @@ constexpr bool IsDarkSubtracted(bool autoExposure, std::uint64_t exposureUs) {
   return !autoExposure || exposureUs >= kShortAutoExposureUs;
 }
 
+/// A dark image of `pixels` samples that leaves frames as they are when it is subtracted with `average`: until it
+/// is adjusted, the average stays that of the dark before.
+std::unique_ptr<std::uint8_t[]> MakeNeutralDark(std::size_t pixels, std::uint32_t average);
+
 /// Adds `frame` / `frames` (truncated; fewer than one frame counts as one) to `dark`, saturating at 255. Both hold
 /// 8-bit samples; the shorter one decides.
 void AccumulateDark(std::span<const std::uint8_t> frame, std::int32_t frames, std::span<std::uint8_t> dark);

@@ -13,6 +13,9 @@ inline constexpr int kNeutralWhiteBalance = 50;
 
 /// Turns samples that arrived most significant byte first into host order, in place.
 void MsbFirstToHost(std::span<std::uint16_t> samples);
+/// Copies samples of 16 bits that arrived most significant byte first in host order, wherever they lie in memory.
+/// `out` is as large as `in` (an even number of bytes) and does not overlap it.
+void MsbFirstToHost(std::span<const std::uint8_t> in, std::span<std::uint8_t> out);
 /// Copies samples of host order as most significant byte first. `out` is as large as `in` and does not overlap it.
 void HostToMsbFirst(std::span<const std::uint16_t> in, std::span<std::uint16_t> out);
 

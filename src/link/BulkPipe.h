@@ -25,7 +25,7 @@ class BulkTransfer {
   void* owner = nullptr;
 };
 
-/// The camera's frame endpoint. `Submit` and `Cancel` are any-thread; the others caller-serialised.
+/// The camera's frame endpoint. `Submit`, `Cancel` and `Gone` are any-thread; the others caller-serialised.
 class BulkPipe {
  public:
   virtual ~BulkPipe() = default;
@@ -38,6 +38,9 @@ class BulkPipe {
   virtual void Cancel(BulkTransfer& transfer) = 0;
   /// Clears the endpoint's halt; no transfer may be in flight. Blocking: not from a completion.
   virtual UsbError ClearHalt() = 0;
+  /// Whether the system has taken the device away: unplugged, or no longer allowed to be used. Transfers that it
+  /// ends then need not say so. Not from a completion.
+  virtual bool Gone() = 0;
 };
 
 }  // namespace orq

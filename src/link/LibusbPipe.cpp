@@ -87,4 +87,13 @@ UsbError LibusbPipe::ClearHalt() {
   return static_cast<UsbError>(libusb_clear_halt(handle_, wire::kFrameEndpoint));
 }
 
+bool LibusbPipe::Gone() {
+  if (handle_ == nullptr) return true;
+  // A device that is no longer authorised stays in the system without a configuration.
+  int configuration = 0;
+  const int error = libusb_get_configuration(handle_, &configuration);
+  if (error == LIBUSB_SUCCESS) return configuration != wire::kConfiguration;
+  return error == LIBUSB_ERROR_NO_DEVICE || error == LIBUSB_ERROR_NOT_FOUND;
+}
+
 }  // namespace orq

@@ -16,6 +16,7 @@ class LibusbPipe : public BulkPipe {
   UsbError Submit(BulkTransfer& transfer) override;
   void Cancel(BulkTransfer& transfer) override;
   UsbError ClearHalt() override;
+  bool Gone() override;
 
  private:
   libusb_device_handle* handle_ = nullptr;

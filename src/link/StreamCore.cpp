@@ -44,8 +44,8 @@ bool StreamEngine::Core::Start() {
     phase_ = Phase::Running;
   }
   pool_.QueueAll();
-  if (pool_.Starved()) return FailStart(kNoUsbMemory);
   if (!Running()) return FailStart(kQueueFailed);
+  if (pool_.GiveUpParked() < tuning_.fewestTransfers) return FailStart(kNoUsbMemory);
   try {
     thread_ = std::thread(&Core::Run, this);
   } catch (const std::system_error&) {
@@ -56,6 +56,7 @@ bool StreamEngine::Core::Start() {
 }
 
 bool StreamEngine::Core::FailStart(const char* reason) {
+  if (pipe_.Gone()) NoteGone();
   {
     const std::lock_guard lock(mutex_);
     if (error_.empty()) error_ = reason;

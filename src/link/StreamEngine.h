@@ -14,11 +14,14 @@ namespace orq {
 
 /// The engine's numbers, all in one place.
 struct StreamTuning {
-  int transfers = 16;          ///< bulk transfers in flight
-  int blocksPerTransfer = 10;  ///< of wire::kBlockBytes each; 16 x 10 is 7.9 MB, under half of usbfs's usual limit
-  int maxResyncs = 8;          ///< restarts in a row without a good frame before the stream is given up
-  int drainMs = 5000;          ///< patience with transfers that were cancelled
-  int retryMs = 10;            ///< pause before parked transfers or a failed clear are tried again
+  int transfers = 8;        ///< bulk transfers in flight
+  int fewestTransfers = 2;  ///< a stream starts with what the system grants, but not with fewer
+  int blocksPerTransfer =
+      10;              ///< of wire::kBlockBytes each; 8 x 10 is 3.9 MB: four cameras share usbfs's usual 16
+  int maxResyncs = 8;  ///< restarts in a row without a good frame before the stream is given up
+  int clearMs = 1000;  ///< patience with a clear that fails; a hub tells of an unplug within 0.3 s
+  int drainMs = 5000;  ///< patience with transfers that were cancelled
+  int retryMs = 10;    ///< pause before parked transfers or a failed clear are tried again
   int maxStarvedRetries = 200;  ///< tries in a row with all transfers parked before the stream is given up
 };
 
@@ -41,7 +44,8 @@ class StreamEngine {
   StreamEngine(const StreamEngine&) = delete;
   StreamEngine& operator=(const StreamEngine&) = delete;
 
-  /// Clears the endpoint, queues all transfers, then tells the camera to send. False with `Error` set when that
+  /// Clears the endpoint, queues all transfers, then tells the camera to send. Transfers for which the system has
+  /// no memory are given up: those that it has are the stream's until its end. False with `Error` set when it
   /// fails; nothing then runs.
   bool Start();
   /// Tells the camera to stop, ends all transfers, returns the frame in work as aborted and joins the engine's

@@ -52,13 +52,14 @@ bool StreamEngine::Core::Mend() {
 }
 
 bool StreamEngine::Core::ClearHalt() {
-  while (resyncsInARow_ < tuning_.maxResyncs) {
-    ++resyncsInARow_;
+  if (resyncsInARow_ >= tuning_.maxResyncs) {
+    Fail(kUnsteady);
+    return false;
+  }
+  ++resyncsInARow_;
+  const auto giveUp = std::chrono::steady_clock::now() + std::chrono::milliseconds(tuning_.clearMs);
+  while (true) {
     const UsbError error = pipe_.ClearHalt();
-    if (error == kUsbNoDevice) {
-      NoteGone();
-      return false;
-    }
     if (error == kUsbOk) {
       stats_.Update([](StreamCounters& c) {
         ++c.haltsCleared;
@@ -66,10 +67,17 @@ bool StreamEngine::Core::ClearHalt() {
       });
       return true;
     }
+    // A device that is being taken away fails in many ways before, or without, the error that says so.
+    if (error == kUsbNoDevice || pipe_.Gone()) {
+      NoteGone();
+      return false;
+    }
+    if (std::chrono::steady_clock::now() >= giveUp) {
+      Fail(kClearFailed);
+      return false;
+    }
     if (!Pause()) return false;
   }
-  Fail(kUnsteady);
-  return false;
 }
 
 void StreamEngine::Core::FeedStarved() {
@@ -86,6 +94,7 @@ void StreamEngine::Core::FeedStarved() {
 }
 
 void StreamEngine::Core::Fail(const char* reason) {
+  if (pipe_.Gone()) return NoteGone();
   const std::lock_guard lock(mutex_);
   if (error_.empty()) error_ = reason;
   if (phase_ != Phase::Stopped) phase_ = Phase::Failed;

@@ -39,9 +39,13 @@ void TransferPool::QueueAll() {
   TellWhenStarved();
 }
 
-bool TransferPool::Starved() const {
+int TransferPool::GiveUpParked() {
   const std::lock_guard lock(mutex_);
-  return open_ && inFlight_ == 0 && completing_ == 0 && !parked_.empty();
+  std::erase_if(transfers_, [this](const auto& transfer) {
+    return std::find(parked_.begin(), parked_.end(), transfer.get()) != parked_.end();
+  });
+  parked_.clear();
+  return static_cast<int>(transfers_.size());
 }
 
 void TransferPool::Close() {

@@ -39,8 +39,9 @@ class TransferPool {
   void QueueAll();
   /// Tries the parked transfers again until one finds no memory.
   void RetryParked();
-  /// True when every transfer is parked and no completion runs that could change it.
-  bool Starved() const;
+  /// Gives up the parked transfers and returns how many are left. Later they would take the memory that another
+  /// camera's transfer leaves for a moment between its end and its next submission. Not while draining.
+  int GiveUpParked();
   /// No submission begins after this. Never blocks: also from a completion.
   void Close();
   /// Closes, cancels what is in flight and waits until all of it has completed and no completion runs.

@@ -178,6 +178,7 @@ std::optional<ModelData> VirtualModelData(const VirtualOptions& options, std::st
   }
   ModelData model = *row;
   model.timeScale = options.timeScale;
+  model.isVirtual = true;
   if (model.maxWidth != 0) return model;
   const auto source = MakeFrameSource(options, error);
   if (!source) return std::nullopt;

@@ -4,6 +4,8 @@
 #include <cstring>
 #include <utility>
 
+#include "image/FrameKernels.h"
+
 namespace orq {
 
 void FrameMailbox::Grow(Buffer& buffer, std::size_t bytes) {
@@ -28,7 +30,15 @@ void FrameMailbox::Prepare(std::size_t bytes) {
 
 std::span<std::uint8_t> FrameMailbox::Work() {
   Grow(work_, frameBytes_);  // only the writer changes the size: no lock
+  work_.msbFirst = false;
   return {work_.data.get(), work_.capacity};
+}
+
+void FrameMailbox::Adopt(std::unique_ptr<std::uint8_t[]>& frame, std::size_t capacity, bool msbFirst) {
+  Grow(work_, capacity);
+  work_.data.swap(frame);
+  work_.capacity = capacity;
+  work_.msbFirst = msbFirst;
 }
 
 void FrameMailbox::Publish(std::size_t bytes, const FrameInfo& info) {
@@ -65,7 +75,11 @@ FrameMailbox::Result FrameMailbox::Fetch(std::span<std::uint8_t> out, int waitMs
   lastFetched_ = taken.info;
   lock.unlock();
 
-  std::memcpy(out.data(), taken.data.get(), taken.bytes);
+  if (taken.msbFirst) {
+    MsbFirstToHost(std::span<const std::uint8_t>(taken.data.get(), taken.bytes), out);
+  } else {
+    std::memcpy(out.data(), taken.data.get(), taken.bytes);
+  }
   info = taken.info;
 
   lock.lock();

@@ -26,8 +26,13 @@ class FrameMailbox {
   /// Writer: where the next frame is to be put; `Prepare`d bytes. Throws std::bad_alloc, and only after a change
   /// to larger frames.
   std::span<std::uint8_t> Work();
-  /// Writer: offers the first `bytes` of `Work` to readers and takes another buffer for work. A frame that was
-  /// still waiting is replaced and counted.
+  /// Writer: makes `frame`, a buffer of `capacity` bytes, the work buffer and leaves another one of that size in
+  /// its place, so that a frame that needs no work is not copied. `msbFirst`: its samples of 16 bits are in that
+  /// order; they are brought into host order when they are fetched. Allocates only when frames of fewer bytes were
+  /// prepared.
+  void Adopt(std::unique_ptr<std::uint8_t[]>& frame, std::size_t capacity, bool msbFirst);
+  /// Writer: offers the first `bytes` of the work buffer to readers and takes another buffer for work. A frame
+  /// that was still waiting is replaced and counted.
   void Publish(std::size_t bytes, const FrameInfo& info);
 
   /// Waits up to `waitMs` (negative: for ever) for a frame and copies it into `out`. `Ended` as soon as none waits
@@ -55,6 +60,7 @@ class FrameMailbox {
     std::unique_ptr<std::uint8_t[]> data;
     std::size_t capacity = 0;
     std::size_t bytes = 0;
+    bool msbFirst = false;
     FrameInfo info;
   };
   static void Grow(Buffer& buffer, std::size_t bytes);

@@ -6,6 +6,7 @@
 #include "link/WireProtocol.h"
 #include "models/FieldLimits.h"
 #include "models/ModelWorker.h"
+#include "models/Overdue.h"
 #include "models/RegisterBatch.h"
 
 namespace orq {
@@ -13,6 +14,8 @@ namespace {
 
 constexpr int kNeutralGamma = 50;
 constexpr int kUsb2Bandwidth = 50;  // the catalogue's default
+// Before the model's name: what was tried on a virtual camera is nothing that the real one was set to.
+constexpr const char* kVirtualSettings = "virtual ";
 
 RegisterBatch ExposureRegisters(std::uint64_t exposureUs) {
   RegisterBatch batch;
@@ -94,7 +97,7 @@ void CModelCamera::DescribeModel() {
   iVID = wire::kVendorId;
   iPID = model_.productId;
   modelName = model_.name;
-  settingsName = model_.name;
+  settingsName = std::string(model_.isVirtual ? kVirtualSettings : "") + modelName;
   pixelSizeUm = model_.pixelSizeUm;
   baseElectronsPerAdu = model_.baseElectronsPerAdu;
   iADCBits = model_.adcBits;
@@ -146,6 +149,9 @@ void CModelCamera::DescribeModel() {
 
 int CModelCamera::OpenCamera(int index) {
   if (IsOpen()) return 1;
+  // Opening programs what is stored; a set that failed on the way to a lost camera is to be tried again.
+  lastSetExp = -1;
+  lastSetExpAuto = 0;
   if (cooler_) cooler_->Abandon();
   StopWorkers();  // of the time before a reconnect: it works on a frame of the geometry that there was
   AdoptFields();
@@ -180,6 +186,8 @@ void CModelCamera::AdoptFields() {
 void CModelCamera::CloseCamera() {
   if (cooler_) cooler_->MakeSafe();
   CCameraBase::CloseCamera();
+  // Stopping a video keeps the settings; one whose stream died left nothing to stop.
+  if (worker_->videoDied.exchange(false)) SaveSetting();
 }
 
 bool CModelCamera::ProgramAll() {
@@ -254,7 +262,8 @@ bool CModelCamera::SetExp(unsigned long long newExposureUs, bool autoExp) {
 // The camera has no white balance of its own: the frame path applies it.
 bool CModelCamera::SetWB(int red, int blue, bool autoWhiteBalance) {
   if (hasWB_R == 0) return false;
-  const std::lock_guard lock(worker_->registers);
+  // Somebody who sets one colour keeps the other as it is, and this must not change it meanwhile.
+  const std::scoped_lock lock(worker_->controls, worker_->registers);
   const int newRed = std::clamp(red, limits.wbMin, limits.wbMax);
   const int newBlue = std::clamp(blue, limits.wbMin, limits.wbMax);
   if (WB_Red != newRed || WB_Blue != newBlue) autoGateLimit = 0;
@@ -386,6 +395,11 @@ FrameRegion CModelCamera::Region() const {
 int CModelCamera::FrameBytes() const {
   const std::lock_guard lock(worker_->registers);
   return static_cast<int>(worker_->setup.OutputBytes());
+}
+
+std::chrono::microseconds CModelCamera::FrameTimeLimit() const {
+  const std::lock_guard lock(worker_->registers);
+  return LongestFrameTime(exposureUs, worker_->setup.WireBytes());
 }
 
 }  // namespace orq

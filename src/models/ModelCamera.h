@@ -29,9 +29,9 @@ class CModelCamera : public CCameraBase {
   ~CModelCamera() override;
 
   /// Opens, programs everything that is stored, brought within the model's limits, and builds the control list.
-  /// Cooling is off after every open.
+  /// Cooling is off after every open, and no exposure counts as set last.
   int OpenCamera(int index) override;
-  /// Switches the cooling off and closes.
+  /// Switches the cooling off and closes. Keeps the settings also when a video has ended by itself.
   void CloseCamera() override;
   int ReservedModelOp1() override;
   int ReservedModelOp2() override;
@@ -63,7 +63,8 @@ class CModelCamera : public CCameraBase {
   int GetRollingInterval(int& interval) override;
   /// Of models with GPS: from the latch of a line to the start of its exposure.
   int GetSHR0Time(float& time) override;
-  /// Serves the controls of cooled models as well: target, cooler, heater, fan.
+  /// Serves the controls of cooled models as well: target, cooler, heater, fan. Calls from several threads lose
+  /// none of each other's values; while one changes the frames of a running capture, the others wait.
   int SetControlValue(ORQ_CONTROL_TYPE id, long value, bool autoOn) override;
   int GetControlValue(ORQ_CONTROL_TYPE id, long* value, ORQ_BOOL* autoOn) override;
 
@@ -86,6 +87,9 @@ class CModelCamera : public CCameraBase {
   FrameRegion Region() const;
   /// Bytes of one delivered frame of the current region.
   int FrameBytes() const;
+  /// The longest that a frame takes with the present settings, from the start of its exposure until it is here, on
+  /// the slowest link that a camera is used on.
+  std::chrono::microseconds FrameTimeLimit() const;
 
   /// Prints local date and time into the frames that follow (8-bit formats of at least 200 x 23 pixels).
   /// Any-thread.
@@ -138,14 +142,15 @@ class CModelCamera : public CCameraBase {
   StreamEnd DeliverFrames(bool* running, bool triggered, FrameInfo& info, std::string& trouble);
   bool PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info);
   void StampFrame(const CirBuf::Frame& frame, std::uint32_t latch, bool mono, FrameInfo& info);
+  bool IsDeliveredRaw(const FrameInfo& info) const;
   void CorrectFrame();
   bool IsOfCurrentSettings(const FrameInfo& info, int wbRed, int wbBlue) const;
   bool AutoCopyDue(const FrameInfo& info, int wbRed, int wbBlue);
   void OpenAutoGate(const FrameInfo& info, int wbRed, int wbBlue);
   void AdjustCorrections(bool otherBin);
-  void AwaitWorkerEnd() const;
   bool MayBringFrames() const;
   void ProgramTriggers();
+  std::optional<int> SetClimate(ORQ_CONTROL_TYPE id, long value);
 
   const ModelData model_;
   std::unique_ptr<Worker> worker_;

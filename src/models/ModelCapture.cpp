@@ -2,10 +2,9 @@
 #include <algorithm>
 #include <chrono>
 #include <new>
-#include <optional>
-#include <thread>
 
 #include "controls/ElectronsPerAdu.h"
+#include "image/FrameKernels.h"
 #include "image/TimeMark.h"
 #include "link/WireProtocol.h"
 #include "models/FramePath.h"
@@ -29,8 +28,6 @@ constexpr int kNeutralGamma = 50;
 constexpr std::chrono::milliseconds kAutoCopyInterval{100};
 // Above every exposure: cycles may measure.
 constexpr std::int32_t kAutoGateOpen = 0x7FFFFFFF;
-// Ending takes a worker microseconds; a computer that swaps takes longer.
-constexpr std::chrono::seconds kWorkerEndWait{10};
 
 std::string DamagedFrame(const StreamCounters& counters) {
   const char* how = "its transfer failed";
@@ -81,7 +78,6 @@ void CModelCamera::Capture(bool* running, bool triggered) {
   // From here on `ended` speaks about this worker; until then readers trust the start mark.
   worker.mailbox.Notify([&] {
     worker.ended = false;
-    ++worker.captures;
     captureStartMark = 0;
   });
 
@@ -96,6 +92,9 @@ void CModelCamera::Capture(bool* running, bool triggered) {
   worker.SetTrouble(trouble);  // known before anybody can see that the stream has ended
   worker.mailbox.Notify([&] { worker.armed = false; });
   StopStream();
+  worker.videoDied = end == StreamEnd::Failed && !snap && ThreadCtrl::KeepRunning(running);
+  // From here on whoever sees what became of the capture can start the next one.
+  (triggered ? exposureThr : captureThr).AnnounceEnd();
   // A single exposure's frame is handed over when nothing more is to be done, so that the next exposure can
   // follow.
   if (end == StreamEnd::Delivered) worker.mailbox.Publish(worker.setup.OutputBytes(), info);
@@ -116,7 +115,8 @@ CModelCamera::StreamEnd CModelCamera::DeliverFrames(bool* running, bool triggere
                                                     std::string& trouble) {
   Worker& worker = *worker_;
   const bool snap = snapMode != 0;
-  worker.mailbox.Prepare(worker.setup.OutputBytes());
+  // Buffers go round between the ring and the mailbox.
+  worker.mailbox.Prepare(std::max(worker.setup.OutputBytes(), ring->FrameBytes()));
   autoGateLimit = 0;  // what automatic control has seen is of another capture
   ring->ResumeTake();
   ring->Discard();
@@ -203,8 +203,6 @@ bool CModelCamera::PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info) {
                                    info.flipVertical, info.region.width, info.region.height));
   }
   StampFrame(frame, header->gpsLatch, mono, info);
-  ToHostOrder(worker.setup, pImgBuf.get());
-  CorrectFrame();
 
   const int red = WB_Red;
   const int blue = WB_Blue;
@@ -215,6 +213,18 @@ bool CModelCamera::PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info) {
                          static_cast<double>(ElectronsPerAdu(model_.baseElectronsPerAdu, model_.name, info.gain)));
   }
   const bool copyForAuto = AutoCopyDue(info, red, blue);
+  // The mark goes by the height that the camera's fields ask for, which need not be that of this frame.
+  const bool marked =
+      worker.timeMark && info.region.format != ORQ_IMG_RAW16 && info.region.height >= kMarkLeastHeight;
+  const bool whiteBalanced =
+      worker.setup.rawPattern >= 0 && (red != kNeutralWhiteBalance || blue != kNeutralWhiteBalance);
+  const bool corrected = bGettingDark != 0 || CutDark != 0 || HPC != 0;
+  if (IsDeliveredRaw(info) && !corrected && !whiteBalanced && !copyForAuto && !curved && !marked) {
+    worker.mailbox.Adopt(pImgBuf, ring->FrameBytes(), worker.setup.msbFirst);
+    return true;
+  }
+  ToHostOrder(worker.setup, pImgBuf.get());
+  CorrectFrame();
   const std::span<std::uint8_t> out = worker.mailbox.Work();
   RunFramePath({.setup = worker.setup,
                 .image = pImgBuf.get(),
@@ -233,13 +243,17 @@ bool CModelCamera::PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info) {
                 .autoAfterBin = fpgaBin != 0},
                out);
   if (copyForAuto) OpenAutoGate(info, red, blue);
-  // The mark goes by the height that the camera's fields ask for, which need not be that of this frame.
-  const bool holdsMark = info.region.format != ORQ_IMG_RAW16 && info.region.height >= kMarkLeastHeight;
-  if (worker.timeMark && holdsMark) {
+  if (marked) {
     const bool colour = info.region.format == ORQ_IMG_RGB24;
     AddTimeMark(out.data(), info.region.width, colour ? IMAGE_THREE_BYTES : IMAGE_ONE_BYTE);
   }
   return true;
+}
+
+// Whether the delivered samples are those of the wire, in their places.
+bool CModelCamera::IsDeliveredRaw(const FrameInfo& info) const {
+  const bool raw = info.region.format == ORQ_IMG_RAW8 || info.region.format == ORQ_IMG_RAW16;
+  return raw && worker_->setup.stages.host == 1 && !info.flipHorizontal && !info.flipVertical;
 }
 
 // A dark is made of whole 8-bit frames of the sensor, and of nothing else.
@@ -281,22 +295,6 @@ void CModelCamera::SetTimeMark(bool on) {
   worker_->timeMark = on;
 }
 
-// A worker ends right after it has handed over a single exposure's frame, or said that no more frames come. A
-// start while it still does would be taken for one of a running capture, and no capture would follow.
-void CModelCamera::AwaitWorkerEnd() const {
-  const auto giveUp = Clock::now() + kWorkerEndWait;
-  std::optional<std::uint64_t> capture;  // which one is ending: another thread may start the next one meanwhile
-  bool ending = true;
-  while (ending && Clock::now() < giveUp) {
-    worker_->mailbox.Await(0, [&] {
-      if (!capture) capture = worker_->captures;
-      ending = IsCaptureRunning() && captureStartMark == 0 && !worker_->restarting && worker_->captures == capture;
-      return true;
-    });
-    if (ending) std::this_thread::sleep_for(std::chrono::microseconds(50));
-  }
-}
-
 int CModelCamera::GetImageData(unsigned char* buffer, int size, int waitMs) {
   FrameInfo info;
   return GetFrame(buffer, size, waitMs, info);
@@ -318,7 +316,8 @@ int CModelCamera::GetFrame(unsigned char* buffer, int size, int waitMs, FrameInf
   worker.mailbox.DiscardIf([this] { return captureStartMark != 0 && IsCaptureRunning(); });
   const FrameMailbox::Result result = worker.mailbox.Fetch(out, waitMs, mayCome, info);
   const bool fetched = result == FrameMailbox::Result::Frame;
-  if (result == FrameMailbox::Result::Ended || (fetched && snapMode != 0)) AwaitWorkerEnd();
+  // A worker ends right after it has handed over a single exposure's frame, or said that no more frames come.
+  AwaitEndingWorker();
   return fetched ? 1 : 0;
 }
 

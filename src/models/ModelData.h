@@ -75,6 +75,7 @@ struct ModelData {
   int usb3Bandwidth = 100;
   /// Seconds of the computer that one second of the camera takes: other than 1 for virtual cameras only.
   double timeScale = 1.0;
+  bool isVirtual = false;  ///< no camera of this name is there: what is kept of it is kept apart
 };
 
 /// All models; the order is that of listings.

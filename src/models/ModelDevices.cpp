@@ -3,7 +3,7 @@
 #include <cmath>
 
 #include "link/WireProtocol.h"
-#include "models/ModelCamera.h"
+#include "models/ModelWorker.h"
 
 namespace orq {
 namespace {
@@ -57,7 +57,14 @@ int CModelCamera::SetControlValue(ORQ_CONTROL_TYPE id, long value, bool autoOn) 
     const FrameRegion region = Region();
     if (region.format == ORQ_IMG_RGB24 && region.bin > 1) return CTRL_SET_FAILED;  // no colours would be left
   }
-  if (!cooler_) return CCameraBase::SetControlValue(id, value, autoOn);
+  if (const std::optional<int> result = SetClimate(id, value)) return *result;
+  const std::lock_guard lock(worker_->controls);
+  return CCameraBase::SetControlValue(id, value, autoOn);
+}
+
+// The result for the controls that cooled models serve; nothing for all others.
+std::optional<int> CModelCamera::SetClimate(ORQ_CONTROL_TYPE id, long value) {
+  if (!cooler_) return std::nullopt;
   const bool on = value >= 1;
   switch (id) {
     case ORQ_TARGET_TEMP:
@@ -67,15 +74,14 @@ int CModelCamera::SetControlValue(ORQ_CONTROL_TYPE id, long value, bool autoOn) 
     case ORQ_COOLER_ON:
       return SetResult(on ? cooler_->SwitchOn() : cooler_->SwitchOff());
     case ORQ_ANTI_DEW_HEATER:
-      if (hasAntiDewHeater == 0) break;
+      if (hasAntiDewHeater == 0) return std::nullopt;
       return SetResult(cooler_->SetHeater(on));
     case ORQ_FAN_ON:
-      if (!FanAdjustCheck()) break;
+      if (!FanAdjustCheck()) return std::nullopt;
       return SetResult(SetFanSpeed(on ? kFanFull : 0));
     default:
-      break;
+      return std::nullopt;
   }
-  return CCameraBase::SetControlValue(id, value, autoOn);
 }
 
 int CModelCamera::GetControlValue(ORQ_CONTROL_TYPE id, long* value, ORQ_BOOL* autoOn) {

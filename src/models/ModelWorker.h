@@ -16,6 +16,9 @@
 namespace orq {
 
 struct CModelCamera::Worker {
+  /// One control at a time is set: several are made of more than one field. Taken before `registers`, never by the
+  /// capture worker.
+  std::recursive_mutex controls;
   /// Serialises register sequences, stored control values and `setup`. Never held while waiting for a frame or for
   /// a worker.
   mutable std::mutex registers;
@@ -23,13 +26,14 @@ struct CModelCamera::Worker {
 
   FrameMailbox mailbox;
   // Guarded by the mailbox.
-  bool ended = true;           ///< the worker that ran last has ended
-  std::uint64_t captures = 0;  ///< workers that have begun
-  bool restarting = false;     ///< a geometry change stops and starts the worker: readers go on waiting
-  bool armed = false;          ///< the worker of a trigger mode listens for triggers
+  bool ended = true;        ///< the worker that ran last has ended
+  bool restarting = false;  ///< a geometry change stops and starts the worker: readers go on waiting
+  bool armed = false;       ///< the worker of a trigger mode listens for triggers
 
   /// When the last software trigger of this capture was sent; the clock's beginning: none was.
   std::atomic<std::chrono::steady_clock::time_point> triggeredAt{};
+
+  std::atomic<bool> videoDied{false};  ///< a video ended by itself, and nothing has kept the settings since
 
   mutable std::mutex troubleMutex;
   std::string trouble;

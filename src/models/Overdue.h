@@ -8,14 +8,20 @@
 
 namespace orq {
 
-/// Judges how long a frame may take: its exposure, its readout on the slowest link that a camera is used on, and a
-/// grace. An exposure that is set while frames are under way may or may not apply to them, and the next frame may
-/// have begun before the last one arrived: the longest exposure set since the frame before the last counts, so
-/// that a long exposure is never given up early. Worker-only.
+/// The longest that a frame takes from the start of its exposure until it is here: the exposure, and the readout
+/// on the slowest link that a camera is used on. Nobody is to be blamed for a frame before that.
+constexpr std::chrono::microseconds LongestFrameTime(std::uint64_t exposureUs, std::size_t frameBytes) {
+  constexpr std::uint64_t kSlowestBytesPerSecond = 5'000'000;
+  return std::chrono::microseconds(exposureUs + frameBytes * 1'000'000 / kSlowestBytesPerSecond);
+}
+
+/// Judges how long a frame may take: the longest that it takes, and a grace. An exposure that is set while frames
+/// are under way may or may not apply to them, and the next frame may have begun before the last one arrived: the
+/// longest exposure set since the frame before the last counts, so that a long exposure is never given up early.
+/// Worker-only.
 class Overdue {
  public:
   using Time = std::chrono::steady_clock::time_point;
-  static constexpr std::uint64_t kSlowestBytesPerSecond = 5'000'000;
 
   Overdue(std::uint64_t exposureUs, std::size_t frameBytes, Time now)
       : before_(exposureUs), current_(exposureUs), frameBytes_(frameBytes), since_(now) {}
@@ -32,8 +38,7 @@ class Overdue {
   }
 
   std::chrono::microseconds Limit(std::chrono::microseconds grace) const {
-    const std::uint64_t readoutUs = frameBytes_ * 1'000'000 / kSlowestBytesPerSecond;
-    return std::chrono::microseconds(std::max(before_, current_) + readoutUs) + grace;
+    return LongestFrameTime(std::max(before_, current_), frameBytes_) + grace;
   }
   bool Reached(std::chrono::microseconds grace, Time now) const { return now - since_ > Limit(grace); }
 

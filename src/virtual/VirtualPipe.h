@@ -35,6 +35,7 @@ class VirtualPipe : public BulkPipe {
   UsbError Submit(BulkTransfer& transfer) override;
   void Cancel(BulkTransfer& transfer) override;
   UsbError ClearHalt() override;
+  bool Gone() override { return !DevicePresent(); }
 
  private:
   using Lock = std::unique_lock<std::mutex>;

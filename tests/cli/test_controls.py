@@ -1,5 +1,7 @@
 """controls, get, set."""
 
+import json
+
 from support import CliTest, K1C, X26M
 
 
@@ -23,6 +25,33 @@ class Tests(CliTest):
 
     def test_get_finds_names_in_any_case(self):
         self.assertEqual(self.succeed("-c", K1C, "get", "gAIN", "EXPOSURE")[0], "Gain = 0\nExposure = 10000 us\n")
+
+    def test_a_thermometer_that_does_not_answer_makes_the_temperature_unknown(self):
+        deaf = ("-c", K1C + ",refuse=0xB3")
+        trouble = "the thermometer does not answer"
+        told = f"orqcam: Temperature is unknown: {trouble}\n"
+        done = self.run_tool(*deaf, "get", "temperature", "gain")
+        self.assertEqual((done.returncode, done.stdout, done.stderr),
+                         (1, "Temperature = unknown\nGain = 0\n", told))
+        done = self.run_tool(*deaf, "get", "temperature", "--json")
+        self.assertEqual((done.returncode, done.stderr), (1, told))
+        self.assertEqual(json.loads(done.stdout),
+                         {"Temperature": {"value": None, "unit": "C", "auto": False, "trouble": trouble}})
+        out, err = self.succeed(*deaf, "controls")
+        self.assertIn("\nTemperature ", out)
+        row = next(line for line in out.splitlines() if line.startswith("Temperature "))
+        self.assertEqual(row.split()[1], "unknown")
+        self.assertEqual(err, told)
+        listed = {control["name"]: control for control in self.json(*deaf, "controls")}
+        self.assertIsNone(listed["Temperature"]["value"])
+        self.assertEqual(listed["Temperature"]["trouble"], trouble)
+        self.assertEqual([name for name, control in listed.items() if "trouble" in control], ["Temperature"])
+
+    def test_a_thermometer_at_zero_degrees_is_no_trouble(self):
+        for camera in ("virtual:x26m,timescale=0,temp=0", "virtual:t46c,timescale=0,temp=0"):
+            value = self.json("-c", camera, "get", "temperature")["Temperature"]
+            self.assertAlmostEqual(value["value"], 0, delta=0.5)
+            self.assertNotIn("trouble", value)
 
     def test_get_json_is_an_object_by_name(self):
         values = self.json("-c", K1C, "get", "gain", "bandwidth")

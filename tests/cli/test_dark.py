@@ -53,7 +53,7 @@ class Tests(CliTest):
         return self.json("-c", camera or self.covered, "dark", "take", *arguments)
 
     def kept(self, serial=SERIAL):
-        return os.path.join(self.directory, "state", "orqcam", "darks", serial, "dark.bmp")
+        return os.path.join(self.directory, "state", "orqcam", "darks", "virtual-" + serial, "dark.bmp")
 
     def read(self, path):
         with open(path, "rb") as file:

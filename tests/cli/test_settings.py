@@ -4,7 +4,7 @@ import os
 
 from support import CliTest, K1C, X26M
 
-MODEL = "Tavix ORQ-K1C"
+MODEL = "virtual Tavix ORQ-K1C"
 
 
 class Tests(CliTest):
@@ -42,6 +42,15 @@ class Tests(CliTest):
         self.assertEqual(values["Gain"]["value"], 42)
         self.assertIs(values["WB_R"]["auto"], True)
         self.assertEqual(values["Exposure"]["value"], 50000)
+
+    def test_the_debug_log_is_for_one_run_and_not_kept(self):
+        def kept():
+            with open(self.file()) as file:
+                return file.read()
+        _, err = self.succeed("-c", K1C, "--debug", "set", "gain=42")
+        self.assertIn("OpenCamera", err)
+        self.assertIn('<byte name="DebugPrint" value="0" />', kept())
+        self.assertEqual(self.succeed("-c", K1C, "set", "gain=43")[1], "")
 
     def test_looking_keeps_nothing(self):
         for command in (["info"], ["controls"], ["get", "gain"]):
@@ -84,6 +93,22 @@ class Tests(CliTest):
         self.assertEqual(self.gain(), 42)
         self.assertEqual(self.json("-c", X26M, "get", "gain")["Gain"]["value"], 300)
 
+    def test_a_rehearsal_changes_nothing_of_the_real_camera(self):
+        self.succeed("-c", K1C, "set", "gain=42")
+        with open(self.file(), encoding="utf-8") as file:
+            real = file.read().replace(MODEL, "Tavix ORQ-K1C").replace('"Gain" value="42"', '"Gain" value="7"')
+        with open(self.file(), "w", encoding="utf-8") as file:
+            file.write(real)
+        self.assertEqual(self.gain(), 0)
+        self.succeed("-c", K1C, "set", "gain=50")
+        self.succeed("-c", K1C, "capture", "--region", "0,0,64,64", "-g", "60", "-o", "a.fits")
+        self.succeed("-c", K1C, "stream", "--region", "0,0,64,64", "-n", "2")
+        models = self.json("settings", "show")
+        self.assertEqual(models["Tavix ORQ-K1C"]["Gain"], 7)
+        self.assertEqual(models[MODEL]["Gain"], 60)
+        self.succeed("-c", K1C, "settings", "reset")
+        self.assertEqual(list(self.json("settings", "show")), ["Tavix ORQ-K1C"])
+
     def test_the_debug_switch_is_for_one_run(self):
         self.succeed("--debug", "-c", K1C, "set", "gain=42")
         self.assertEqual(self.succeed("-c", K1C, "get", "gain"), ("Gain = 42\n", ""))
@@ -104,14 +129,14 @@ class Tests(CliTest):
         self.succeed("-c", K1C, "set", "gain=42")
         out, err = self.succeed("-c", X26M, "settings", "show")
         self.assertEqual(out, "")
-        self.assertIn("no settings are kept for Tavix ORQ-X26M", err)
+        self.assertIn("no settings are kept for virtual Tavix ORQ-X26M", err)
 
     def test_reset_forgets_one_model(self):
         self.succeed("-c", K1C, "set", "gain=42")
         self.succeed("-c", X26M, "set", "gain=300")
         self.assertEqual(self.succeed("-c", K1C, "settings", "reset"), ("", ""))
         self.assertEqual(self.gain(), 0)
-        self.assertEqual(list(self.json("settings", "show")), ["Tavix ORQ-X26M"])
+        self.assertEqual(list(self.json("settings", "show")), ["virtual Tavix ORQ-X26M"])
 
     def test_reset_all_forgets_everything(self):
         self.succeed("settings", "reset", "--all")

@@ -59,7 +59,15 @@ class Tests(CliTest):
     def test_no_frame_at_all_is_a_failure(self):
         done = self.run_tool("-c", "virtual:k1c", "stream", *SMALL, "-e", "100s", "--seconds", "0.3")
         self.assertEqual(done.returncode, 1)
-        self.assertIn("exposure of 100s", done.stderr)
+        self.assertIn("may take up to 100.", done.stderr)
+
+    def test_a_large_frame_over_usb_2_is_not_called_a_bad_one_before_it_can_be_there(self):
+        # 52 MB at 40 MB/s take 1.3 s.
+        done = self.run_tool("-c", "virtual:x26m,usb=2,scene=dark", "stream", "-e", "1ms", "--format", "raw16",
+                             "--seconds", "1.1")
+        self.assertEqual(done.returncode, 1)
+        self.assertIn("no frame arrived yet", done.stderr)
+        self.assertNotIn("the camera sent no good frame", done.stderr)
 
     def test_a_camera_that_sends_nothing_is_not_called_a_short_stream(self):
         done = self.run_tool("-c", f"{K1C},drop=1", "stream", "--region", "0,0,64,64", "--seconds", "1.2")

@@ -247,6 +247,55 @@ TEST(Capture, SingleExposuresMayFollowEachOtherAtOnce) {
   }
 }
 
+// The worker shows what became of an exposure before it has returned. Whoever goes by that and nothing else, and
+// fetches nothing, gets an exposure for every start.
+TEST(Capture, AnExposureCanFollowAsSoonAsTheStatusShowsTheEndOfTheLast) {
+  constexpr std::uint64_t kExposures = 200;
+  const VirtualRig rig("k1c", [](VirtualOptions& options) {
+    options.timeScale = 0;
+    for (std::uint64_t frame = 1; frame <= kExposures; ++frame) {
+      if (frame % 3 != 0) options.frameFaults.push_back({FrameFault::Kind::Short, frame});
+    }
+  });
+  ASSERT_TRUE(rig.Open());
+  for (std::uint64_t i = 1; i <= kExposures; ++i) {
+    ASSERT_EQ(i % 2 == 0 ? rig.camera->StartExposure() : rig.camera->StartCapture(true), 1) << i;
+    while (rig.camera->expStatus == ExpWorking) std::this_thread::yield();
+    ASSERT_EQ(rig.camera->expStatus, i % 3 != 0 ? ExpFailed : ExpSuccess) << i;
+    ASSERT_EQ(rig.device->FramesExposed(), i);
+  }
+}
+
+TEST(Capture, AVideoThatEndedByItselfCanBeStartedAgainAtOnce) {
+  const VirtualRig rig;
+  ASSERT_TRUE(rig.Open());
+  for (int i = 0; i < 50; ++i) {
+    rig.device->FailRequests(wire::kReqWriteFpga, kUsbPipe);
+    ASSERT_EQ(rig.camera->StartCapture(false), 1) << "the worker starts and then finds out";
+    while (rig.camera->expStatus == ExpWorking) std::this_thread::yield();
+    ASSERT_EQ(rig.camera->expStatus, ExpFailed) << i;
+    rig.device->ClearFailures();
+    ASSERT_EQ(rig.camera->StartCapture(false), 1);
+    FrameInfo info;
+    ASSERT_TRUE(rig.Fetch(info)) << i << ": " << rig.camera->CaptureTrouble();
+    rig.camera->StopCapture();
+  }
+}
+
+TEST(Capture, ATriggerModeCanBeChosenAsSoonAsTheStatusShowsTheEndOfAnExposure) {
+  const VirtualRig rig("k1c", [](VirtualOptions& options) {
+    options.timeScale = 0;
+    OfferTriggers(options);
+  });
+  ASSERT_TRUE(rig.Open());
+  for (int i = 0; i < 50; ++i) {
+    ASSERT_EQ(rig.camera->StartExposure(), 1);
+    while (rig.camera->expStatus == ExpWorking) std::this_thread::yield();
+    ASSERT_EQ(rig.camera->SetCameraMode(1), MODE_OK) << i;
+    ASSERT_EQ(rig.camera->SetCameraMode(0), MODE_OK) << i;
+  }
+}
+
 TEST(Capture, ARegionChangeDuringAnExposureBeginsItAnew) {
   const VirtualRig rig;
   rig.camera->SetExp(20'000'000, false);  // 0.2 s of real time

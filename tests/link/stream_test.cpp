@@ -172,7 +172,7 @@ TYPED_TEST(Stream, AFreeRunningStreamBringsFramesInOrderAndCountsWhatAHostMissed
   const StreamCounters counters = this->link.Counters();
   EXPECT_EQ(counters.failed, 0U);
   EXPECT_LE(missing, counters.lost + counters.dropped);
-  EXPECT_EQ(counters.inFlightMax, 16U);
+  EXPECT_EQ(counters.inFlightMax, 8U);
   EXPECT_EQ(counters.inFlight, 0U);
   EXPECT_TRUE(counters.IdentityHolds());
 }

@@ -47,6 +47,7 @@ class DeadPipe : public BulkPipe {
   UsbError Submit(BulkTransfer&) override { return kUsbNoDevice; }
   void Cancel(BulkTransfer&) override {}
   UsbError ClearHalt() override { return kUsbNoDevice; }
+  bool Gone() override { return false; }
 };
 
 class FakePort : public UsbPort {

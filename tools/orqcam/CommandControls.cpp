@@ -17,13 +17,26 @@ std::string Shown(ORQ_CONTROL_TYPE id, std::int64_t raw) {
   return ScaledValue(id, raw).dump();
 }
 
+std::string Shown(ORQ_CONTROL_TYPE id, const ControlReading& reading) {
+  return reading.trouble.empty() ? Shown(id, reading.raw) : "unknown";
+}
+
+Json Value(ORQ_CONTROL_TYPE id, const ControlReading& reading) {
+  return reading.trouble.empty() ? ScaledValue(id, reading.raw) : Json(nullptr);
+}
+
+std::string Unknown(const Control& control, const ControlReading& reading) {
+  return control.Name() + " is unknown: " + reading.trouble;
+}
+
 using Reading = std::optional<ControlReading>;
 
 Json Describe(const Control& control, const Reading& reading) {
   const ORQ_CONTROL_TYPE id = control.id;
   Json json;
   json["name"] = control.Name();
-  json["value"] = reading ? ScaledValue(id, reading->raw) : Json(nullptr);
+  json["value"] = reading ? Value(id, *reading) : Json(nullptr);
+  if (reading && !reading->trouble.empty()) json["trouble"] = reading->trouble;
   json["auto"] = reading && reading->automatic;
   json["min"] = ScaledValue(id, control.caps.minValue);
   json["max"] = ScaledValue(id, control.caps.maxValue);
@@ -40,7 +53,7 @@ std::vector<std::string> Row(const Control& control, const Reading& reading) {
   const bool canAuto = control.caps.isAutoSupported == 1;
   const std::string unit = UnitOf(id).unit;
   return {control.Name(),
-          reading ? Shown(id, reading->raw) : "-",
+          reading ? Shown(id, *reading) : "-",
           !canAuto                        ? "-"
           : reading && reading->automatic ? "on"
                                           : "off",
@@ -60,6 +73,7 @@ ExitCode RunControls(const Context& context) {
     const Reading reading = TryReadControl(session, control);
     table.push_back(Row(control, reading));
     list.push_back(Describe(control, reading));
+    if (reading && !reading->trouble.empty()) Complain(Unknown(control, *reading));
   }
   if (context.json) {
     context.out.Object(list);
@@ -69,20 +83,27 @@ ExitCode RunControls(const Context& context) {
   return kExitOk;
 }
 
-// The values of `controls` as they now are.
+// The values of `controls` as they now are. Throws CliError after that when one is unknown.
 void PrintValues(const Context& context, Session& session, const std::vector<Control>& controls) {
   Json object = Json::object();
+  std::vector<std::string> troubles;
   for (const Control& control : controls) {
     const ControlReading reading = ReadControl(session, control);
-    const std::string unit = UnitOf(control.id).unit;
-    object[control.Name()] = {
-        {"value", ScaledValue(control.id, reading.raw)}, {"unit", unit}, {"auto", reading.automatic}};
+    const std::string unit = reading.trouble.empty() ? UnitOf(control.id).unit : "";
+    Json& entry = object[control.Name()];
+    entry = {
+        {"value", Value(control.id, reading)}, {"unit", UnitOf(control.id).unit}, {"auto", reading.automatic}};
+    if (!reading.trouble.empty()) {
+      entry["trouble"] = reading.trouble;
+      troubles.push_back(Unknown(control, reading));
+    }
     if (!context.json) {
-      context.out.Line(control.Name() + " = " + Shown(control.id, reading.raw) + (unit.empty() ? "" : " " + unit) +
+      context.out.Line(control.Name() + " = " + Shown(control.id, reading) + (unit.empty() ? "" : " " + unit) +
                        (reading.automatic ? " (auto)" : ""));
     }
   }
   if (context.json) context.out.Object(object);
+  if (!troubles.empty()) throw CliError(kExitFailed, Join(troubles));
 }
 
 ExitCode RunGet(const Context& context, const std::vector<std::string>& names) {

@@ -19,7 +19,6 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr double kBytesPerMegabyte = 1e6;
-constexpr double kReadoutUs = 1e6;  // more than any frame takes after its exposure
 constexpr std::chrono::milliseconds kWait{100};
 constexpr std::chrono::milliseconds kGpsEvery{1000};  // often enough to notice, too rare to slow a stream down
 
@@ -219,12 +218,14 @@ ExitCode RunStream(const Context& context, const StreamOptions& options) {
     if (mode != 0 && !IsSoftwareTriggered(mode) && counters.started == 0) {
       throw CliError(kExitFailed, Format("no trigger came in %g s", Rounded(run.seconds)));
     }
-    const std::uint64_t exposureUs = session.Camera().exposureUs;
-    const bool tooShort = run.seconds * 1e6 < static_cast<double>(exposureUs) + kReadoutUs;
+    // A frame that came was not good, however short the time was.
+    const std::chrono::duration<double> limit = session.Camera().FrameTimeLimit();
+    const bool tooShort = counters.failed == 0 && run.seconds < limit.count();
     throw CliError(
         kExitFailed,
-        tooShort ? "no frame arrived; stream for longer than the exposure of " + ExposureText(exposureUs)
-                 : Format("the camera sent no good frame in %g s; see the counters above", Rounded(run.seconds)));
+        tooShort
+            ? Format("no frame arrived yet; one like this may take up to %.1f s: stream for longer", limit.count())
+            : Format("the camera sent no good frame in %g s; see the counters above", Rounded(run.seconds)));
   }
   return kExitOk;
 }

@@ -5,6 +5,7 @@
 
 #include "Text.h"
 #include "Units.h"
+#include "models/Cooler.h"
 
 namespace orq::cli {
 
@@ -117,6 +118,11 @@ Control FindControl(CModelCamera& camera, ORQ_CONTROL_TYPE id) {
 }
 
 std::optional<ControlReading> TryReadControl(Session& session, const Control& control) {
+  // The camera repeats the last temperature then, which at first is 0.
+  if (control.id == ORQ_TEMPERATURE && !ThermometerAnswers(session.Camera())) {
+    if (session.Camera().DeviceLost()) session.Fail("cannot read " + control.Name());
+    return ControlReading{.trouble = "the thermometer does not answer"};
+  }
   long value = 0;
   ORQ_BOOL automatic = 0;
   const int result = session.Camera().GetControlValue(control.id, &value, &automatic);

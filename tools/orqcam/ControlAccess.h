@@ -38,6 +38,7 @@ Control FindControl(CModelCamera& camera, ORQ_CONTROL_TYPE id);
 struct ControlReading {
   std::int64_t raw = 0;
   bool automatic = false;
+  std::string trouble{};  ///< why the value is unknown; empty: it is known
 };
 /// Nothing when the camera lists the control but does not support it. Throws CliError.
 std::optional<ControlReading> TryReadControl(Session& session, const Control& control);

@@ -20,6 +20,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kDirectory = "darks";
+constexpr const char* kVirtualPrefix = "virtual-";  // before the name of the camera's own directory
 constexpr const char* kKeptName = "dark.bmp";
 constexpr const char* kChoiceName = "applied";  // holds the path of the dark, as it stands
 
@@ -33,8 +34,9 @@ DarkStore::DarkStore(Session& session) {
   const std::string state = StateDirectory();
   if (state.empty()) return;
   const std::string serial = session.Serial();
+  const std::string name = serial.empty() ? std::string(session.Model().key) : serial;
   const fs::path directory =
-      fs::path(state) / kDirectory / (serial.empty() ? std::string(session.Model().key) : serial);
+      fs::path(state) / kDirectory / ((session.Model().isVirtual ? kVirtualPrefix : "") + name);
   directory_ = directory.string();
   kept_ = (directory / kKeptName).string();
   choice_ = (directory / kChoiceName).string();

@@ -8,6 +8,7 @@
 #include <new>
 
 #include "ExitCodes.h"
+#include "FitsKeywords.h"
 #include "FrameTime.h"
 
 namespace orq::cli {
@@ -35,18 +36,16 @@ class MemoryFits {
   void Image(int bitpix, std::vector<long> axes) {
     fits_create_img(file_, bitpix, static_cast<int>(axes.size()), axes.data(), &status_);
   }
-  void Text(const char* name, std::string_view value, const char* comment) {
-    fits_write_key_str(file_, name, std::string(value).c_str(), comment, &status_);
-  }
-  void Integer(const char* name, std::int64_t value, const char* comment) {
-    fits_write_key_lng(file_, name, static_cast<LONGLONG>(value), comment, &status_);
-  }
+  void Text(OwnName name, std::string_view value, const char* comment) { Write(name.Text(), value, comment); }
+  void Integer(OwnName name, std::int64_t value, const char* comment) { Write(name.Text(), value, comment); }
   /// With up to `digits` significant digits, trailing zeros dropped.
-  void Real(const char* name, double value, const char* comment, int digits = 15) {
-    fits_write_key_dbl(file_, name, value, -digits, comment, &status_);
+  void Real(OwnName name, double value, const char* comment, int digits = kRealDigits) {
+    Write(name.Text(), value, comment, digits);
   }
-  void Logical(const char* name, bool value, const char* comment) {
-    fits_write_key_log(file_, name, value ? 1 : 0, comment, &status_);
+  void Logical(OwnName name, bool value, const char* comment) { Write(name.Text(), value, comment); }
+  void Users(const Keyword& keyword) {
+    const char* const comment = keyword.comment.empty() ? nullptr : keyword.comment.c_str();
+    std::visit([&](const auto& value) { Write(keyword.name.c_str(), value, comment); }, keyword.value);
   }
   void History(const std::string& text) { fits_write_history(file_, text.c_str(), &status_); }
   void Date() { fits_write_date(file_, &status_); }
@@ -75,6 +74,21 @@ class MemoryFits {
   }
 
  private:
+  static constexpr int kRealDigits = 15;
+
+  void Write(const char* name, std::string_view value, const char* comment) {
+    fits_write_key_str(file_, name, std::string(value).c_str(), comment, &status_);
+  }
+  void Write(const char* name, std::int64_t value, const char* comment) {
+    fits_write_key_lng(file_, name, static_cast<LONGLONG>(value), comment, &status_);
+  }
+  void Write(const char* name, double value, const char* comment, int digits = kRealDigits) {
+    fits_write_key_dbl(file_, name, value, -digits, comment, &status_);
+  }
+  void Write(const char* name, bool value, const char* comment) {
+    fits_write_key_log(file_, name, value ? 1 : 0, comment, &status_);
+  }
+
   std::size_t bytes_;
   void* memory_;
   fitsfile* file_ = nullptr;
@@ -101,8 +115,8 @@ void WriteTimes(MemoryFits& fits, const FrameInfo& info) {
 
 // A place that the user states counts more than the receiver's.
 void WriteSite(MemoryFits& fits, const FrameGps& gps, std::span<const Keyword> keywords) {
-  const auto write = [&](const char* name, const std::optional<double>& value, const char* comment) {
-    const bool stated = std::ranges::find(keywords, name, &Keyword::name) != keywords.end();
+  const auto write = [&](OwnName name, const std::optional<double>& value, const char* comment) {
+    const bool stated = std::ranges::find(keywords, name.Text(), &Keyword::name) != keywords.end();
     if (value && !stated) fits.Real(name, *value, comment, kSiteDigits);
   };
   write("SITELAT", gps.latitude, "[deg] latitude by GPS, north positive");
@@ -179,15 +193,6 @@ void WriteCorrections(MemoryFits& fits, const CorrectionFacts& corrections) {
   if (corrections.hotPixels) fits.History("hot pixels repaired");
 }
 
-void WriteKeyword(MemoryFits& fits, const Keyword& keyword) {
-  const char* name = keyword.name.c_str();
-  const char* comment = keyword.comment.empty() ? nullptr : keyword.comment.c_str();
-  if (const auto* logical = std::get_if<bool>(&keyword.value)) fits.Logical(name, *logical, comment);
-  if (const auto* integer = std::get_if<std::int64_t>(&keyword.value)) fits.Integer(name, *integer, comment);
-  if (const auto* real = std::get_if<double>(&keyword.value)) fits.Real(name, *real, comment);
-  if (const auto* text = std::get_if<std::string>(&keyword.value)) fits.Text(name, *text, comment);
-}
-
 // Blue, green, red per pixel become a plane each, red first.
 void WritePlanes(MemoryFits& fits, const Frame& frame, std::size_t pixels) {
   std::vector<std::uint8_t> plane(pixels);
@@ -225,7 +230,7 @@ std::vector<std::uint8_t> EncodeFits(const Frame& frame, std::uint64_t number, c
   fits.Integer("FRAMENO", static_cast<std::int64_t>(number), "number of the frame in its run, from 1");
   fits.Integer("CAMSEQ", frame.info.sequence, "the camera's own frame number, 32 bits");
   WriteCorrections(fits, frame.corrections);
-  for (const Keyword& keyword : keywords) WriteKeyword(fits, keyword);
+  for (const Keyword& keyword : keywords) fits.Users(keyword);
   WritePixels(fits, frame, pixels);
   return fits.Finish();
 }

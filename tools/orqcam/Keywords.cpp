@@ -1,12 +1,12 @@
 #include "Keywords.h"
 
 #include <algorithm>
-#include <array>
 #include <cctype>
 #include <charconv>
 #include <cmath>
 
 #include "ExitCodes.h"
+#include "FitsKeywords.h"
 #include "Text.h"
 
 namespace orq::cli {
@@ -18,23 +18,6 @@ constexpr std::size_t kTextChars = 68;  // of a string value, quotes counted dou
 constexpr std::size_t kCardChars = 80;
 constexpr std::size_t kValueColumn = 10;      // "KEYWORD = "
 constexpr std::size_t kLeastValueChars = 20;  // shorter values are padded up to the comment column
-
-// Structure and history of a file, and what every file of this tool has anyway.
-constexpr std::array<std::string_view, 57> kReserved = {
-    "SIMPLE",   "XTENSION", "BITPIX",   "NAXIS",    "EXTEND",   "PCOUNT",   "GCOUNT",   "GROUPS",   "BZERO",
-    "BSCALE",   "BLANK",    "END",      "COMMENT",  "HISTORY",  "CONTINUE", "HIERARCH", "LONGSTRN", "CHECKSUM",
-    "DATASUM",  "INHERIT",  "DATE",     "DATE-OBS", "TIMESYS",  "TIMESRC",  "TIMEUNC",  "EXPTIME",  "GAIN",
-    "OFFSET",   "EGAIN",    "XBINNING", "YBINNING", "XORGSUBF", "YORGSUBF", "XPIXSZ",   "YPIXSZ",   "INSTRUME",
-    "BAYERPAT", "XBAYROFF", "YBAYROFF", "ROWORDER", "DATE-END", "ROWTIME",  "GPSSTATE", "GPSFIX",   "GPSLINE1",
-    "GPSLINE2", "GPSUTC1",  "GPSUTC2",  "GPSSATS",  "FRAMENO",  "CAMSEQ",   "SWCREATE", "FLIPPED",  "CTYPE3",
-    "CCD-TEMP", "SET-TEMP", "DARKFILE"};
-
-struct OwnOption {
-  std::string_view keyword;
-  std::string_view option;
-};
-constexpr OwnOption kOwnOptions[] = {
-    {"OBJECT", "--object"}, {"IMAGETYP", "--image-type"}, {"OBSERVER", "--observer"}};
 
 [[noreturn]] void Refuse(std::string_view text, const std::string& reason) {
   throw CliError(kExitUsage, "--keyword " + std::string(text) + ": " + reason);
@@ -64,12 +47,12 @@ std::string ParseName(std::string_view whole, std::string_view text) {
         return std::isupper(c) != 0 || std::isdigit(c) != 0 || c == '-' || c == '_';
       });
   if (!right) Refuse(whole, "a keyword has 1 to 8 letters, digits, '-' or '_'");
-  for (const OwnOption& own : kOwnOptions) {
-    if (name == own.keyword) Refuse(whole, name + " is set with " + std::string(own.option));
-  }
-  const bool reserved = std::find(kReserved.begin(), kReserved.end(), name) != kReserved.end() ||
-                        (name.starts_with("NAXIS") && name.size() > 5);
-  if (reserved) Refuse(whole, name + " is reserved: orqcam or the FITS format writes it");
+  const OwnKeyword* const own = FindOwnKeyword(name);
+  if (own != nullptr && !own->option.empty()) Refuse(whole, name + " is set with " + std::string(own->option));
+  if (own != nullptr && !own->usersCounts) Refuse(whole, name + " is reserved: orqcam writes it");
+  const bool format = std::ranges::find(kFormatKeywords, name) != std::end(kFormatKeywords) ||
+                      (name.starts_with("NAXIS") && name.size() > 5);
+  if (format) Refuse(whole, name + " is reserved: the FITS format defines it");
   return name;
 }
 

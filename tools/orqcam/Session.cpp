@@ -4,7 +4,6 @@
 #include <iterator>
 
 #include "Text.h"
-#include "camera/DbgPrint.h"
 #include "support/XmlStore.h"
 
 namespace orq::cli {
@@ -58,10 +57,8 @@ NamedCamera FindCamera(const Context& context) {
   return named;
 }
 
-// The log is switched on for this run only: the camera's own switch would be kept with its settings.
-Session::Session(const Context& context) {
-  if (context.debug) g_bDebugPrint = true;
-  named_ = FindCamera(context);
+Session::Session(const Context& context) : named_(FindCamera(context)), keptDebug_(Camera().DebugPrint) {
+  if (context.debug) Camera().EnableDebugLog(1);
   const bool corrected = named_.camera->HPC != 0;
   if (named_.camera->OpenCamera(named_.openIndex) == 0) {
     throw CliError(OpenCode(*named_.camera),
@@ -87,13 +84,15 @@ Session::DarkSetting Session::SwapDarkSetting(const DarkSetting& setting) {
   return before;
 }
 
-// Runs what keeps the settings.
+// Runs what keeps the settings. The log is switched on for one run only.
 template <class Keeper>
 void Session::Keep(Keeper&& keeper) {
-  if (!frozen_) return keeper();
-  const DarkSetting inUse = SwapDarkSetting(*frozen_);
+  const std::uint8_t debug = Camera().DebugPrint;
+  Camera().DebugPrint = keptDebug_;
+  const auto dark = frozen_ ? std::optional(SwapDarkSetting(*frozen_)) : std::nullopt;
   keeper();
-  SwapDarkSetting(inUse);
+  if (dark) SwapDarkSetting(*dark);
+  Camera().DebugPrint = debug;
 }
 
 void Session::FreezeDarkSetting() {

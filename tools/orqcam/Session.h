@@ -68,6 +68,7 @@ class Session {
 
   std::optional<DarkSetting> frozen_;
   NamedCamera named_;
+  std::uint8_t keptDebug_ = 0;  ///< the log's switch as the settings have it
 };
 
 }  // namespace orq::cli

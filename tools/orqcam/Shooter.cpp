@@ -15,7 +15,7 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds kLongestNap{20};
 constexpr milliseconds kVideoWait{100};
-constexpr std::chrono::seconds kFrameGrace{10};  // more than any frame takes after its exposure
+constexpr std::chrono::seconds kFrameGrace{10};  // beyond its time: computers stall
 
 }  // namespace
 
@@ -96,7 +96,7 @@ bool VideoShooter::Trigger() {
     triggeredAt_ = Clock::now();
     return Camera().SoftTrigger(reason_);
   }
-  if (Clock::now() - *triggeredAt_ <= kFrameGrace + std::chrono::microseconds(ExposureUs())) return true;
+  if (Clock::now() - *triggeredAt_ <= Camera().FrameTimeLimit() + kFrameGrace) return true;
   triggeredAt_.reset();
   reason_ = "no frame followed the trigger";
   return false;

@@ -8,6 +8,23 @@
 namespace orq {
 namespace {
 
+TEST(MsbFirstToHost, CopiesFromAndToAnyPlaceInMemory) {
+  for (std::size_t from = 0; from < 3; ++from) {
+    for (std::size_t to = 0; to < 3; ++to) {
+      std::vector<std::uint8_t> in(from + 2 * 37);
+      for (std::size_t i = 0; i < in.size() - from; ++i) in[from + i] = static_cast<std::uint8_t>(3 * i + 1);
+      std::vector<std::uint8_t> out(to + 2 * 37 + 1, 0xEE);
+      MsbFirstToHost(std::span<const std::uint8_t>(in).subspan(from), std::span(out).subspan(to));
+      for (std::size_t i = 0; i < 37; ++i) {
+        std::uint16_t sample = 0;
+        std::memcpy(&sample, out.data() + to + 2 * i, sizeof sample);
+        ASSERT_EQ(sample, (6 * i + 1) % 256 * 256 + (6 * i + 4) % 256) << i;
+      }
+      EXPECT_EQ(out.back(), 0xEE);
+    }
+  }
+}
+
 TEST(MsbFirstToHost, ReadsTheFirstByteInMemoryAsTheHighByte) {
   std::vector<std::uint16_t> samples(3);
   const std::uint8_t wire[] = {0x12, 0x34, 0xFF, 0x00, 0x00, 0x01};

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstring>
@@ -46,6 +47,8 @@ class ScriptedPipe : public BulkPipe {
   CancelMode onCancel = CancelMode::AtOnce;
   int makeLimit = 1000;             ///< transfers that there is memory for
   UsbError submitForEver = kUsbOk;  ///< of every submission once `submitResults` is used up
+  UsbError clearForEver = kUsbOk;   ///< of every clear once `clearResults` is used up
+  std::atomic<bool> gone{false};    ///< what the system says of the device
 
   /// Everything that was called, in order: "clear", "submit", "cancel", and what `Log` adds.
   std::vector<std::string> Calls() const {
@@ -173,11 +176,13 @@ class ScriptedPipe : public BulkPipe {
     calls_.push_back("clear");
     if (!queue_.empty()) calls_.push_back("clear while in flight");
     changed_.notify_all();
-    if (clearResults.empty()) return kUsbOk;
+    if (clearResults.empty()) return clearForEver;
     const UsbError result = clearResults.front();
     clearResults.pop_front();
     return result;
   }
+
+  bool Gone() override { return gone; }
 
  private:
   void Finish(Transfer& transfer, TransferStatus status, std::span<const std::uint8_t> data) {

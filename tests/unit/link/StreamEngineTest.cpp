@@ -28,6 +28,7 @@ class Streaming : public testing::Test {
   static constexpr StreamTuning kTuning{.transfers = 4,
                                         .blocksPerTransfer = 1,
                                         .maxResyncs = 3,
+                                        .clearMs = 20,
                                         .drainMs = kLongMs,
                                         .retryMs = 1,
                                         .maxStarvedRetries = 5};
@@ -117,11 +118,13 @@ class StreamingIntoTwoSlots : public Streaming {
   StreamingIntoTwoSlots() : Streaming(kFormat, 2) {}
 };
 
-TEST(StreamTuning, KeepsTheDefaultPoolUnderHalfOfTheUsualUsbMemory) {
+TEST(StreamTuning, FourDefaultPoolsShareTheUsualUsbMemory) {
   const StreamTuning tuning;
-  EXPECT_EQ(tuning.transfers, 16);
+  EXPECT_EQ(tuning.transfers, 8);
+  EXPECT_EQ(tuning.fewestTransfers, 2);
   EXPECT_EQ(tuning.blocksPerTransfer, 10);
-  EXPECT_LT(tuning.transfers * tuning.blocksPerTransfer * 49152, 8 * 1024 * 1024);
+  constexpr int kRecordsBytes = 2048;  // what the kernel keeps beside each buffer, at most
+  EXPECT_LT(4 * tuning.transfers * (tuning.blocksPerTransfer * 49152 + kRecordsBytes), 16 * 1024 * 1024);
   EXPECT_EQ(tuning.maxResyncs, 8);
 }
 
@@ -151,6 +154,36 @@ TEST_F(Streaming, FailsTheStartWhenThereIsNoUsbMemoryAtAll) {
   EXPECT_FALSE(engine_->Alive());
   EXPECT_EQ(pipe_.Alive(), 0);
   EXPECT_EQ(Counters().inFlight, 0U);
+}
+
+TEST_F(Streaming, FailsTheStartWhenThereIsUsbMemoryForOneTransferOnly) {
+  pipe_.submitResults = {kUsbNoMem, kUsbOk, kUsbNoMem, kUsbNoMem};
+  EXPECT_FALSE(engine_->Start());
+  EXPECT_NE(engine_->Error().find("usbcore.usbfs_memory_mb"), std::string::npos);
+  EXPECT_EQ(pipe_.Count("output on"), 0);
+  EXPECT_EQ(pipe_.Alive(), 0);
+  EXPECT_EQ(Counters().inFlight, 0U);
+}
+
+TEST_F(Streaming, StartsWithTheTransfersThatFoundMemoryAndGivesUpTheOthers) {
+  pipe_.submitResults = {kUsbOk, kUsbNoMem, kUsbNoMem, kUsbOk};
+  ASSERT_TRUE(engine_->Start());
+  EXPECT_EQ(pipe_.Alive(), 2) << "their buffers are given back";
+  for (std::uint32_t sequence = 1; sequence <= 4; ++sequence) {
+    Send(sequence);
+    EXPECT_EQ(Take(), sequence);
+    EXPECT_EQ(pipe_.Queued(), 2);
+  }
+  EXPECT_EQ(Counters().inFlightMax, 2U);
+  EXPECT_EQ(Counters().submitRetries, 0U) << "the memory that is free for a moment is another stream's";
+}
+
+TEST_F(Streaming, FailsTheStartWithALostDeviceWhenTheSystemHasTakenItAway) {
+  pipe_.gone = true;
+  pipe_.clearResults = {kUsbOther};
+  EXPECT_FALSE(engine_->Start());
+  EXPECT_TRUE(engine_->DeviceLost());
+  EXPECT_NE(engine_->Error().find("unplugged"), std::string::npos);
 }
 
 TEST_F(Streaming, FailsTheStartWhenThereIsNoMemoryForTheTransfers) {
@@ -321,20 +354,22 @@ TEST_F(Streaming, MeasuresTheLongestGapBetweenCompletions) {
 // Out of memory ----------------------------------------------------------------------------------------------
 
 TEST_F(Streaming, ParksTransfersThatFindNoMemoryAndTriesThemAgainWhenAnotherCompletes) {
-  pipe_.submitResults = {kUsbOk, kUsbNoMem, kUsbNoMem, kUsbOk};
-  ASSERT_TRUE(engine_->Start());
+  Start();
+  pipe_.submitResults = {kUsbNoMem, kUsbNoMem};
+  const Bytes frame = MakeFrame(format_, 1);
+  pipe_.SendPart(std::span(frame).first(2 * kTransferBytes));
   EXPECT_EQ(pipe_.Queued(), 2);
   EXPECT_EQ(Counters().inFlight, 2U);
   EXPECT_EQ(Counters().submitRetries, 0U);
   pipe_.submitResults = {kUsbOk, kUsbOk, kUsbNoMem};
-  SendBeginning(1);
+  pipe_.SendFrame(std::span(frame).subspan(2 * kTransferBytes));
   EXPECT_EQ(pipe_.Queued(), 3);
   EXPECT_EQ(Counters().submitRetries, 2U);
-  const Bytes frame = MakeFrame(format_, 1);
-  pipe_.SendFrame(std::span(frame).subspan(kTransferBytes));
+  EXPECT_EQ(Take(), 1);
+  Send(2);
   EXPECT_EQ(pipe_.Queued(), 4);
   EXPECT_EQ(Counters().submitRetries, 3U);
-  EXPECT_EQ(Take(), 1);
+  EXPECT_EQ(Take(), 2);
 }
 
 TEST_F(Streaming, CountsOnlyTransfersThatWereQueuedAsInFlight) {
@@ -517,11 +552,13 @@ TEST_F(Streaming, TriesAClearThatFailedAgain) {
 
 TEST_F(Streaming, GivesUpWhenTheHaltCannotBeCleared) {
   Start();
-  pipe_.clearResults = {kUsbIo, kUsbIo, kUsbIo, kUsbIo, kUsbIo};
+  pipe_.clearForEver = kUsbIo;
   pipe_.Complete(TransferStatus::Stall);
+  // The start's clear went well before.
   ASSERT_TRUE(WaitDead());
   EXPECT_EQ(Counters().haltsCleared, 0U);
-  EXPECT_NE(engine_->Error(), "");
+  EXPECT_FALSE(engine_->DeviceLost());
+  EXPECT_NE(engine_->Error().find("could not be cleared"), std::string::npos);
 }
 
 // Unplug -----------------------------------------------------------------------------------------------------
@@ -572,6 +609,59 @@ TEST_F(Streaming, AnUnplugSeenByTheClearOrWhileDrainingEndsTheStreamToo) {
   EXPECT_TRUE(engine_->DeviceLost());
   engine_->Stop();
   EXPECT_EQ(Counters().failed, 1U);
+}
+
+// What the kernel answers while it takes a device away that is still plugged in: its transfers end as if they were
+// short, nothing can be queued or cleared, and no call says that the device is gone.
+TEST_F(Streaming, ADeviceThatIsNoLongerAuthorisedIsLost) {
+  for (const UsbError clear : {kUsbOther, kUsbNotFound, kUsbIo, kUsbPipe}) {
+    Make(kTuning);
+    Start();
+    SendBeginning(1);
+    pipe_.gone = true;
+    pipe_.submitForEver = kUsbIo;
+    pipe_.clearForEver = clear;
+    while (pipe_.Complete(TransferStatus::Completed)) {
+    }
+    ASSERT_TRUE(WaitDead());
+    EXPECT_TRUE(engine_->DeviceLost()) << clear;
+    EXPECT_NE(engine_->Error().find("unplugged"), std::string::npos) << engine_->Error();
+    engine_->Stop();
+    EXPECT_EQ(Counters().completed, 0U);
+    EXPECT_TRUE(Counters().IdentityHolds());
+    pipe_.gone = false;
+    pipe_.submitForEver = pipe_.clearForEver = kUsbOk;
+  }
+}
+
+// A cable that is pulled breaks transfers some time before the hub tells of it.
+TEST_F(Streaming, TransfersThatFailBeforeTheUnplugIsKnownEndInALostDevice) {
+  StreamTuning patient = kTuning;
+  patient.clearMs = kLongMs;
+  Make(patient);
+  Start();
+  SendBeginning(1);
+  pipe_.submitForEver = kUsbIo;
+  pipe_.clearForEver = kUsbOther;
+  pipe_.Complete(TransferStatus::Error);
+  ASSERT_TRUE(pipe_.WaitClears(6));
+  EXPECT_TRUE(engine_->Alive());
+  pipe_.gone = true;
+  ASSERT_TRUE(WaitDead());
+  EXPECT_TRUE(engine_->DeviceLost());
+  EXPECT_NE(engine_->Error().find("unplugged"), std::string::npos) << engine_->Error();
+}
+
+TEST_F(Streaming, ADeviceThatBreaksDownUntilItIsGoneIsLost) {
+  Start();
+  for (int i = 0; i < 3; ++i) {
+    SendBeginning(1);
+    Fault(TransferStatus::Error);
+  }
+  pipe_.gone = true;
+  pipe_.Complete(TransferStatus::Error);
+  ASSERT_TRUE(WaitDead());
+  EXPECT_TRUE(engine_->DeviceLost());
 }
 
 // Stopping ---------------------------------------------------------------------------------------------------

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <memory>
+#include <set>
 #include <thread>
 
 namespace orq {
@@ -43,6 +45,63 @@ TEST(FrameMailbox, HandsOverAFrameOnce) {
   EXPECT_EQ(fetched.info.sequence, 7U);
   EXPECT_EQ(mailbox.LastFetched().sequence, 7U);
   EXPECT_EQ(Fetch(mailbox, 4, 0, kMayCome).result, Result::TimedOut);
+}
+
+// A frame of four bytes in a buffer of the writer's.
+std::unique_ptr<std::uint8_t[]> Frame(std::uint8_t first) {
+  auto frame = std::make_unique<std::uint8_t[]>(4);
+  for (int i = 0; i < 4; ++i) frame[static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(first + i);
+  return frame;
+}
+
+TEST(FrameMailbox, TakesAFrameWithoutCopyingItAndLeavesABufferInItsPlace) {
+  FrameMailbox mailbox;
+  mailbox.Prepare(4);
+  std::set<const std::uint8_t*> buffers;
+  auto frame = Frame(1);
+  for (int round = 0; round < 20; ++round) {
+    const auto first = static_cast<std::uint8_t>(round);
+    for (int i = 0; i < 4; ++i) frame[static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(first + i);
+    buffers.insert(frame.get());
+    mailbox.Adopt(frame, 4, false);
+    ASSERT_NE(frame, nullptr);
+    mailbox.Publish(4, {});
+    std::ranges::fill_n(frame.get(), 4, std::uint8_t{0xEE});  // the writer's again
+    const std::vector<std::uint8_t> expected = {first, static_cast<std::uint8_t>(first + 1),
+                                                static_cast<std::uint8_t>(first + 2),
+                                                static_cast<std::uint8_t>(first + 3)};
+    if (round % 3 == 0) continue;  // nobody fetches it
+    EXPECT_EQ(Fetch(mailbox, 4, 0, kMayCome).bytes, expected) << round;
+  }
+  EXPECT_LE(buffers.size(), 4U) << "the same ones go round";
+}
+
+TEST(FrameMailbox, BringsAnAdoptedFrameIntoHostOrderWhenItIsFetched) {
+  FrameMailbox mailbox;
+  mailbox.Prepare(4);
+  auto frame = Frame(1);
+  mailbox.Adopt(frame, 4, true);
+  mailbox.Publish(4, {});
+  EXPECT_EQ(Fetch(mailbox, 4, 0, kMayCome).bytes, (std::vector<std::uint8_t>{2, 1, 4, 3}));
+  // What is written by hand is in host order, in whichever buffer.
+  for (std::uint8_t value = 5; value < 9; ++value) {
+    mailbox.Work()[0] = value;
+    mailbox.Work()[1] = 0;
+    mailbox.Publish(2, {});
+    EXPECT_EQ(Fetch(mailbox, 2, 0, kMayCome).bytes, (std::vector<std::uint8_t>{value, 0}));
+  }
+}
+
+TEST(FrameMailbox, AnAdoptedFrameMayBeLargerThanThoseItWasPreparedFor) {
+  FrameMailbox mailbox;
+  mailbox.Prepare(2);
+  for (int round = 0; round < 8; ++round) {
+    auto frame = Frame(static_cast<std::uint8_t>(round));
+    mailbox.Adopt(frame, 4, false);
+    std::ranges::fill_n(frame.get(), 4, std::uint8_t{0xEE});
+    mailbox.Publish(4, {});
+    EXPECT_EQ(Fetch(mailbox, 4, 0, kMayCome).bytes[3], round + 3);
+  }
 }
 
 TEST(FrameMailbox, ReplacesAndCountsWhatWasNotFetched) {

@@ -11,6 +11,12 @@ constexpr Overdue::Time kStart{};
 constexpr std::size_t kBytes = 10'000'000;  // two seconds on the slowest link
 constexpr auto kGrace = 5s;
 
+TEST(LongestFrameTime, IsExposureAndReadoutOnTheSlowestLink) {
+  EXPECT_EQ(LongestFrameTime(3'000'000, 0), 3s);
+  EXPECT_EQ(LongestFrameTime(3'000'000, kBytes), 5s);
+  EXPECT_EQ(LongestFrameTime(2'000'000'000, 52'000'000), 2010s + 400ms);
+}
+
 TEST(Overdue, AllowsExposureReadoutAndGrace) {
   const Overdue overdue(3'000'000, kBytes, kStart);
   EXPECT_FALSE(overdue.Reached(kGrace, kStart + 10s));

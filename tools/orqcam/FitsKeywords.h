@@ -1,0 +1,86 @@
+// The FITS keywords that a user cannot take for his own, in one table that the writer and the check share.
+#pragma once
+
+#include <algorithm>
+#include <string_view>
+
+namespace orq::cli {
+
+struct OwnKeyword {
+  std::string_view name;
+  std::string_view option = {};  ///< with which the user sets it; empty: he does not
+  bool usersCounts = false;      ///< a value that the user states is written instead
+};
+
+/// What this program writes, in the order of the file. The writer takes no name that is not here.
+inline constexpr OwnKeyword kOwnKeywords[] = {
+    {"DATE"},
+    {"SWCREATE"},
+    {"INSTRUME"},
+    {"DATE-OBS"},
+    {"DATE-END"},
+    {"TIMESYS"},
+    {"TIMESRC"},
+    {"TIMEUNC"},
+    {"ROWTIME"},
+    {"GPSSTATE"},
+    {"GPSFIX"},
+    {"GPSLINE1"},
+    {"GPSLINE2"},
+    {"GPSUTC1"},
+    {"GPSUTC2"},
+    {"GPSSATS"},
+    {.name = "SITELAT", .usersCounts = true},
+    {.name = "SITELONG", .usersCounts = true},
+    {.name = "SITEELEV", .usersCounts = true},
+    {"EXPTIME"},
+    {"GAIN"},
+    {"OFFSET"},
+    {"EGAIN"},
+    {"IMAGETYP", "--image-type"},
+    {"OBJECT", "--object"},
+    {"OBSERVER", "--observer"},
+    {"CCD-TEMP"},
+    {"SET-TEMP"},
+    {"XBINNING"},
+    {"YBINNING"},
+    {"XORGSUBF"},
+    {"YORGSUBF"},
+    {"XPIXSZ"},
+    {"YPIXSZ"},
+    {"BAYERPAT"},
+    {"XBAYROFF"},
+    {"YBAYROFF"},
+    {"ROWORDER"},
+    {"FRAMENO"},
+    {"CAMSEQ"},
+    {"DARKFILE"},
+};
+
+/// Structure and history of a file, which the format itself defines; and NAXIS with a number behind it.
+inline constexpr std::string_view kFormatKeywords[] = {
+    "SIMPLE",   "XTENSION", "BITPIX",   "NAXIS",    "EXTEND",  "PCOUNT",  "GCOUNT",
+    "GROUPS",   "BZERO",    "BSCALE",   "BLANK",    "END",     "COMMENT", "HISTORY",
+    "CONTINUE", "HIERARCH", "LONGSTRN", "CHECKSUM", "DATASUM", "INHERIT",
+};
+
+/// Null when this program does not write it.
+constexpr const OwnKeyword* FindOwnKeyword(std::string_view name) {
+  const auto* const found = std::ranges::find(kOwnKeywords, name, &OwnKeyword::name);
+  return found == std::end(kOwnKeywords) ? nullptr : found;
+}
+
+/// The name of one of `kOwnKeywords`; any other does not compile.
+class OwnName {
+ public:
+  // Implicit: the writer's calls name the keyword in place.
+  consteval OwnName(const char* name) : text_(name) {
+    if (FindOwnKeyword(name) == nullptr) throw "kOwnKeywords does not hold this name";
+  }
+  constexpr const char* Text() const { return text_; }
+
+ private:
+  const char* text_;
+};
+
+}  // namespace orq::cli
