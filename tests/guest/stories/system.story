@@ -11,7 +11,7 @@ run orqcam stream -e 5ms -n 10
   prints ^delivered = 10 frames
 root echo 16 >/sys/module/usbcore/parameters/usbfs_memory_mb
 
-== the usual memory for USB, four cameras at once
+== little memory for USB, four cameras at once
 cameras k1c,prerender=2 k1m,prerender=2 k2m,prerender=2 h53m,prerender=2
 root echo 4 >/sys/module/usbcore/parameters/usbfs_memory_mb
 start a orqcam -c serial:0000000000000001 stream -e 10ms --center 640,480 -n 20
