@@ -212,7 +212,9 @@ void RedirConnection::OnControl(std::uint64_t id, const usb_redir_control_packet
   usb_redir_control_packet_header answer = header;
   answer.status = ControlStatus(result);
   answer.length = static_cast<std::uint16_t>(std::max(result, 0));
-  usbredirparser_send_control_packet(parser_.Native(), id, &answer, buffer.data(), setup.In() ? answer.length : 0);
+  const bool hasData = setup.In() && answer.length > 0;  // the library refuses a place without data
+  usbredirparser_send_control_packet(parser_.Native(), id, &answer, hasData ? buffer.data() : nullptr,
+                                     hasData ? answer.length : 0);
 }
 
 void RedirConnection::OnBulk(std::uint64_t id, const usb_redir_bulk_packet_header& header) {
