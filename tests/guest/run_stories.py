@@ -21,23 +21,16 @@ from machine import Cameras, Machine, Trouble
 from story import fill, parse
 
 HERE = Path(__file__).resolve().parent
-PORTS = 10
+PORTS = 8
 MEMORY_MB = 3072
 PATIENCE = 60  # seconds, for what must come
 
 
 def models(build):
-    """Every virtual model, as orqcam lists them; the replaying one with a picture of its own."""
+    """Every virtual model that has a place on a bus: all but the one that plays files inside a program."""
     text = subprocess.run([build / "tools/orqcam/orqcam", "--no-settings", "--json", "list", "--virtual"], check=True,
                           text=True, stdout=subprocess.PIPE).stdout
-    return re.findall(r'"virtual:(\w+)"', text)
-
-
-def write_picture(path):
-    """A small picture for the camera that replays: a ramp of 12 bits, most significant byte first."""
-    width, height = 320, 240
-    samples = b"".join(((x * 13 + y * 7) % 4096).to_bytes(2, "big") for y in range(height) for x in range(width))
-    path.write_bytes(b"P5 %d %d 4095\n" % (width, height) + samples)
+    return [model for model in re.findall(r'"virtual:(\w+)"', text) if model != "replay"]
 
 
 class Teller:
@@ -50,24 +43,29 @@ class Teller:
         self.models = models(build)
         self.cameras = None
         self.plugged = ""  # what the cameras are, when another story may go on with them
-        write_picture(Path(folder) / "picture.pgm")
 
     # Cameras ------------------------------------------------------------------------------------------------
 
     def plug(self, text):
         """Plugs in the cameras of a story: those words, or every model. Cameras that stay the same stay plugged in."""
         if text == self.plugged and "@" not in text:  # faults are counted from the beginning
-            return self.sees(len(self.cameras.words))
+            return self.plug_again()
         self.plugged = text
         if text == "every model":
-            text = " ".join(f"{model},file={self.folder}/picture.pgm" if model == "replay" else model
-                            for model in self.models)
-        words = [fill(word, {"folder": self.folder}) for word in text.split()]
-        words = [f"{word},serial={number + 1:016x}" for number, word in enumerate(words)]
+            text = " ".join(self.models)
+        words = [f"{word},serial={number + 1:016x}" for number, word in enumerate(text.split())]
         self.close()
         self.sees(0)
         self.cameras = Cameras(self.build / "emulation/orq-usbredir", self.folder, words)
         self.sees(len(words))
+
+    def plug_again(self):
+        """Those that a story has pulled out."""
+        count = len(self.cameras.words)
+        if self.seen() != count:
+            for number in range(count):
+                self.cameras.command(f"replug {number}")
+        self.sees(count)
 
     def close(self):
         if self.cameras is not None:
@@ -78,14 +76,18 @@ class Teller:
         """After a story that went wrong: its cameras may be in any state."""
         self.plugged = ""
 
-    def sees(self, count):
-        """Waits until the guest has so many cameras, configured and with the access rights that udev gives."""
+    def seen(self):
+        """How many cameras the guest has, configured and with the access rights that udev gives."""
         script = ("n=0; for d in /sys/bus/usb/devices/*; do [ \"$(cat $d/idVendor 2>/dev/null)\" = f055 ] && "
                   "[ \"$(cat $d/bConfigurationValue)\" = 1 ] && n=$((n+1)); done; udevadm settle; echo $n")
+        return int(self.machine.run("root", script)[0])
+
+    def sees(self, count):
+        """Waits until the guest has so many cameras."""
         end = time.monotonic() + PATIENCE
         while True:
-            seen = self.machine.run("root", script)[0].strip()
-            if seen == str(count):
+            seen = self.seen()
+            if seen == count:
                 return
             if time.monotonic() > end:
                 raise Trouble(f"the guest sees {seen} cameras instead of {count}:\n"
