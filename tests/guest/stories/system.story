@@ -59,11 +59,11 @@ run orqcam --json capture -e 5ms --center 320,240 -n 2 -o /tmp/{n:02}.raw
   frames 2
   within 20
 
-== Ctrl-C ends a stream in order
+== SIGTERM ends a stream in order
 cameras k1c,prerender=2
 start s orqcam stream -e 5ms --center 640,480 -s 60
 shows s fps
-kill s INT
+kill s TERM
 ends s
   within 15
   status 1
@@ -76,7 +76,7 @@ shows s fps
 run orqcam info
   status 1
   prints use
-kill s INT
+kill s TERM
 ends s
   status 1
 
