@@ -3,10 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
+#include <fstream>
 #include <sstream>
-#include <vector>
-
-#include <zlib.h>
 
 #include "link/WireProtocol.h"
 
@@ -19,26 +18,25 @@ CommandAnswer Refuse(const std::string& reason) {
   return {"error: " + reason, false};
 }
 
-/// Pixels as hosts keep them, whatever order they travelled in.
-void PutLowByteFirst(std::vector<std::uint8_t>& payload, const VirtualCamera& camera) {
-  if ((camera.FpgaRegister(wire::kFpgaFormat) & wire::kFormatMsbFirst) == 0) {
-    return;
+/// Writes a frame as the sensor sent it, header and payload; the answer tells when its exposure began.
+CommandAnswer WriteSent(const PlugPoint& camera, std::uint32_t sequence, const std::string& path) {
+  for (const SentFrame& frame : camera.Camera().SentFrames()) {
+    if (frame.header.sequence != sequence) {
+      continue;
+    }
+    std::array<std::uint8_t, wire::kHeaderBytes> header{};
+    wire::PutHeader(frame.header, header);
+    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    file.write(reinterpret_cast<const char*>(header.data()), header.size());
+    file.write(reinterpret_cast<const char*>(frame.payload->data()),
+               static_cast<std::streamsize>(frame.payload->size()));
+    if (!file.flush()) {
+      return Refuse("cannot write " + path);
+    }
+    const auto began = std::chrono::duration_cast<std::chrono::microseconds>(frame.exposedAt.time_since_epoch());
+    return {"ok " + std::to_string(began.count()), false};
   }
-  for (std::size_t i = 0; i + 1 < payload.size(); i += 2) {
-    std::swap(payload[i], payload[i + 1]);
-  }
-}
-
-CommandAnswer TellSent(PlugPoint& camera, std::uint32_t sequence) {
-  std::vector<std::uint8_t> payload = camera.Camera().SentPayload(sequence);
-  if (payload.empty()) {
-    return Refuse("no frame " + std::to_string(sequence) + " among the last few");
-  }
-  PutLowByteFirst(payload, camera.Camera());
-  char text[64];
-  std::snprintf(text, sizeof text, "ok %08lx %zu bytes", ::crc32_z(0, payload.data(), payload.size()),
-                payload.size());
-  return {text, false};
+  return Refuse("frame " + std::to_string(sequence) + " is not one of the last few");
 }
 
 struct Verb {
@@ -66,7 +64,7 @@ std::string Usage() {
   for (const Verb& verb : kVerbs) {
     text += std::string(verb.name) + " N, ";
   }
-  return text + "sent N SEQ, quit";
+  return text + "sent N SEQUENCE FILE, quit";
 }
 
 }  // namespace
@@ -83,7 +81,8 @@ CommandAnswer ObeyCommand(std::span<PlugPoint* const> cameras, std::string_view 
   const auto verb = std::ranges::find(kVerbs, name, &Verb::name);
   std::size_t number = 0;
   std::uint32_t sequence = 0;
-  if ((verb == kVerbs.end() && !asksSent) || !(words >> number) || (asksSent && !(words >> sequence)) ||
+  std::string path;
+  if ((verb == kVerbs.end() && !asksSent) || !(words >> number) || (asksSent && !(words >> sequence >> path)) ||
       words >> rest) {
     return Refuse(Usage());
   }
@@ -93,7 +92,7 @@ CommandAnswer ObeyCommand(std::span<PlugPoint* const> cameras, std::string_view 
   }
   PlugPoint& camera = *cameras[number];
   if (asksSent) {
-    return TellSent(camera, sequence);
+    return WriteSent(camera, sequence, path);
   }
   if (!verb->whenPulledOut && !camera.Plugged()) {
     return Refuse("camera " + std::to_string(number) + " is not plugged in");

@@ -10,7 +10,7 @@
 namespace orq {
 
 struct CommandAnswer {
-  std::string text;   ///< one line without its end: "ok" or "error: " and a reason
+  std::string text;   ///< one line without its end: "ok", with what was asked for, or "error: " and a reason
   bool quit = false;  ///< the command asks for the end of the program
 };
 
@@ -22,8 +22,9 @@ inline constexpr std::string_view kCommandHelp =
   error N     lets the next frame transfer fail
   overflow N  sends more than the next frame transfer takes
   silence N   answers nothing any more, until it is plugged in again
-  sent N SEQ  tells the CRC-32 of the pixels that it sent under this frame number: one of the last few frames,
-              16-bit samples least significant byte first)";
+  sent N SEQUENCE FILE
+              writes a frame as the sensor sent it (one of the last few), header and payload; the answer is "ok" and
+              when its exposure began, microseconds since 1970)";
 
 /// The commands of `kCommandHelp`, and `quit`. Camera N is the N-th of `cameras`.
 CommandAnswer ObeyCommand(std::span<PlugPoint* const> cameras, std::string_view line);

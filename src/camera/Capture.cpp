@@ -3,6 +3,7 @@
 
 #include "camera/CameraBase.h"
 #include "camera/DbgPrint.h"
+#include "controls/ModelQuirks.h"
 
 namespace {
 
@@ -10,12 +11,6 @@ constexpr int kNormalMode = 0;
 constexpr int kExposedFrameWaitMs = 10'000;
 // Ending takes a worker microseconds; a computer that swaps takes longer.
 constexpr std::chrono::seconds kWorkerEndWait{10};
-
-/// The two products whose FPGA wants to know whether single exposures or video follow.
-bool WantsCaptureMode(std::int32_t productId) {
-  const auto id = static_cast<std::uint16_t>(productId);
-  return id == 0x461E || id == 0x411E;
-}
 
 }  // namespace
 
@@ -33,7 +28,7 @@ int CCameraBase::StartCapture(bool snap) {
   AwaitEndingWorker();
   if (bOpened == 0) return 0;
   if (IsCaptureRunning()) return 1;
-  if (WantsCaptureMode(iPID)) TellFpgaCaptureMode(snap);
+  if (orq::quirks::WantsCaptureMode(iPID)) TellFpgaCaptureMode(snap);
   expStatus = ExpWorking;
   captureStartMark = 1;
   snapMode = snap ? 1 : 0;
@@ -53,7 +48,8 @@ int CCameraBase::StartExposure() {
 int CCameraBase::StopCapture() {
   if (!IsCaptureRunning()) return 1;
   if (bOpened == 0) return 0;
-  if (snapMode == 0) SaveSetting();  // after single exposures, closing does
+  // After single exposures, closing does.
+  if (snapMode == 0 && settingsUse == orq::SettingsUse::LoadAndKeep) SaveSetting();
   DbgPrint(-1, "StopCapture", "stop capture\n");
   DbgPrint(-1, "StopCapture", ">> wait Working thread exit\n");
   captureThr.Stop();

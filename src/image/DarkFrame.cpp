@@ -46,7 +46,10 @@ void CCameraBase::DoGetDark() {
     if (!pDarkFull || !pDarkBuf) iDarkFrameCount = 0;
     if (iDarkFrameCount == 0) {
       if (!pDarkFull) pDarkFull = std::make_unique<std::uint8_t[]>(pixels);
-      if (!pDarkBuf) pDarkBuf = orq::MakeNeutralDark(pixels, iDarkAverage);
+      if (!pDarkBuf) {
+        pDarkBuf = orq::MakeNeutralDark(pixels, iDarkAverage);
+        darkExcess = 0.0;
+      }
       std::fill_n(pDarkFull.get(), pixels, std::uint8_t{0});
     }
     iDarkFrameCount = iDarkFrameCount + 1;
@@ -74,6 +77,7 @@ void CCameraBase::AdjustDarkBuff() {
   accum.unlock();
 
   iDarkAverage = orq::MeanOf(image);
+  darkExcess = orq::ExcessOf(image, iDarkAverage);
   DbgPrint(-1, "AdjustDarkBuff", "avarage:%d\n", static_cast<int>(iDarkAverage));
   std::int32_t count = 0;
   {

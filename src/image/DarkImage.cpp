@@ -151,6 +151,18 @@ std::uint32_t MeanOf(std::span<const std::uint8_t> image) {
   return static_cast<std::uint32_t>(sum / image.size());
 }
 
+double ExcessOf(std::span<const std::uint8_t> image, std::uint32_t average) {
+  const std::uint32_t limit = DarkLimit(average);
+  std::uint64_t sum = 0;
+  std::uint64_t count = 0;
+  for (const std::uint32_t value : image) {
+    const bool good = value <= limit;
+    sum += good ? value : 0;
+    count += good ? 1 : 0;
+  }
+  return count == 0 ? 0.0 : static_cast<double>(sum) / static_cast<double>(count) - average;
+}
+
 DarkPixelList ListDarkPixels(std::span<const std::uint8_t> image, std::uint32_t average) {
   const std::uint32_t limit = DarkLimit(average);
   const auto standsOut = [limit](std::uint8_t value) { return value > limit; };

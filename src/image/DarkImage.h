@@ -41,6 +41,9 @@ void CutDarkImage(std::span<const std::uint8_t> full, const SensorCut& cut, BinO
 /// The truncated mean; 0 of nothing.
 std::uint32_t MeanOf(std::span<const std::uint8_t> image);
 
+/// By how much the mean of the samples up to `DarkLimit(average)` exceeds `average`; 0 when there are none.
+double ExcessOf(std::span<const std::uint8_t> image, std::uint32_t average);
+
 /// Positions of the samples above `DarkLimit(average)`, ascending.
 struct DarkPixelList {
   std::unique_ptr<std::uint32_t[]> positions;  ///< never null

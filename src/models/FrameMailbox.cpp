@@ -15,7 +15,7 @@ void FrameMailbox::Grow(Buffer& buffer, std::size_t bytes) {
 }
 
 void FrameMailbox::Prepare(std::size_t bytes) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   Grow(work_, bytes);
   if (!prepared_) {
     spare_.reserve(4);
@@ -43,7 +43,7 @@ void FrameMailbox::Adopt(std::unique_ptr<std::uint8_t[]>& frame, std::size_t cap
 
 void FrameMailbox::Publish(std::size_t bytes, const FrameInfo& info) {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     work_.bytes = bytes;
     work_.info = info;
     if (fresh_) ++overwritten_;
@@ -55,11 +55,11 @@ void FrameMailbox::Publish(std::size_t bytes, const FrameInfo& info) {
 
 FrameMailbox::Result FrameMailbox::Fetch(std::span<std::uint8_t> out, int waitMs,
                                          const std::function<bool()>& mayCome, FrameInfo& info) {
-  std::unique_lock lock(mutex_);
-  const auto decided = [&] { return fresh_ || !mayCome(); };
+  MutexLock lock(mutex_);
+  const auto decided = [&]() ORQ_REQUIRES(mutex_) { return fresh_ || !mayCome(); };
   if (waitMs < 0) {
-    changed_.wait(lock, decided);
-  } else if (!changed_.wait_for(lock, std::chrono::milliseconds(waitMs), decided)) {
+    lock.Wait(changed_, decided);
+  } else if (!lock.WaitFor(changed_, std::chrono::milliseconds(waitMs), decided)) {
     return Result::TimedOut;
   }
   if (!fresh_) return Result::Ended;
@@ -73,7 +73,7 @@ FrameMailbox::Result FrameMailbox::Fetch(std::span<std::uint8_t> out, int waitMs
     spare_.pop_back();
   }
   lastFetched_ = taken.info;
-  lock.unlock();
+  lock.Unlock();
 
   if (taken.msbFirst) {
     MsbFirstToHost(std::span<const std::uint8_t>(taken.data.get(), taken.bytes), out);
@@ -82,47 +82,47 @@ FrameMailbox::Result FrameMailbox::Fetch(std::span<std::uint8_t> out, int waitMs
   }
   info = taken.info;
 
-  lock.lock();
+  lock.Lock();
   if (taken.capacity < frameBytes_) taken = Buffer{};  // the writer makes larger ones
   spare_.push_back(std::move(taken));
   return Result::Frame;
 }
 
 void FrameMailbox::Await(int waitMs, const std::function<bool()>& done) {
-  std::unique_lock lock(mutex_);
-  changed_.wait_for(lock, std::chrono::milliseconds(waitMs), done);
+  MutexLock lock(mutex_);
+  lock.WaitFor(changed_, std::chrono::milliseconds(waitMs), done);
 }
 
 void FrameMailbox::Notify(const std::function<void()>& change) {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     change();
   }
   changed_.notify_all();
 }
 
 void FrameMailbox::Discard() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   fresh_ = false;
 }
 
 void FrameMailbox::DiscardIf(const std::function<bool()>& stale) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   if (stale()) fresh_ = false;
 }
 
 FrameInfo FrameMailbox::LastFetched() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return lastFetched_;
 }
 
 std::uint64_t FrameMailbox::Overwritten() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return overwritten_;
 }
 
 void FrameMailbox::ResetCount() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   overwritten_ = 0;
 }
 

@@ -6,11 +6,11 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <span>
 #include <vector>
 
 #include "models/FrameTypes.h"
+#include "support/Mutex.h"
 
 namespace orq {
 
@@ -66,15 +66,15 @@ class FrameMailbox {
   static void Grow(Buffer& buffer, std::size_t bytes);
 
   Buffer work_;  // writer only
-  mutable std::mutex mutex_;
+  mutable Mutex mutex_;
   std::condition_variable changed_;
-  std::size_t frameBytes_ = 0;
-  Buffer ready_;
-  bool fresh_ = false;
-  std::vector<Buffer> spare_;
-  bool prepared_ = false;
-  FrameInfo lastFetched_;
-  std::uint64_t overwritten_ = 0;
+  std::size_t frameBytes_ = 0;  // changed by the writer only, with the lock held: it reads it without
+  Buffer ready_ ORQ_GUARDED_BY(mutex_);
+  bool fresh_ ORQ_GUARDED_BY(mutex_) = false;
+  std::vector<Buffer> spare_ ORQ_GUARDED_BY(mutex_);
+  bool prepared_ ORQ_GUARDED_BY(mutex_) = false;
+  FrameInfo lastFetched_ ORQ_GUARDED_BY(mutex_);
+  std::uint64_t overwritten_ ORQ_GUARDED_BY(mutex_) = 0;
 };
 
 }  // namespace orq

@@ -4,12 +4,14 @@
 #include <new>
 
 #include "controls/ElectronsPerAdu.h"
-#include "image/FrameKernels.h"
+#include "image/DarkImage.h"
 #include "image/TimeMark.h"
 #include "link/WireProtocol.h"
+#include "models/FrameLevels.h"
 #include "models/FramePath.h"
 #include "models/ModelWorker.h"
 #include "models/Overdue.h"
+#include "models/RegisterBatch.h"
 
 namespace orq {
 namespace {
@@ -40,9 +42,10 @@ std::string DamagedFrame(const StreamCounters& counters) {
   return std::string("the exposure's frame could not be used because ") + how + "; expose again";
 }
 
-std::string NoFrameFor(std::chrono::microseconds time) {
+std::string NoFrameFor(std::chrono::microseconds time, std::uint64_t stale) {
   const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time).count();
-  return "the camera sent no frame for " + std::to_string(seconds) + " s; close it and open it again";
+  const std::string only = stale == 0 ? "" : " but " + std::to_string(stale) + " that were exposed before";
+  return "the camera sent no frame for " + std::to_string(seconds) + " s" + only + "; close it and open it again";
 }
 
 // Why a stream is no longer alive.
@@ -57,6 +60,13 @@ std::int64_t UnixUs(std::uint64_t monotonicNs) {
       std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::system_clock::now().time_since_epoch());
   const std::int64_t ageNs = monotonicNow.count() - static_cast<std::int64_t>(monotonicNs);
   return wallNow.count() - ageNs / 1000;
+}
+
+// Loading settings asks for the whole sensor from the next open on, and the tables describe that from then on.
+bool TablesDescribe(const CModelCamera& camera, const FrameRegion& region) {
+  const FrameRegion asked{camera.iStartX, camera.iStartY, camera.iWidth,
+                          camera.iHeight, camera.iBin,    region.format};
+  return asked == region;
 }
 
 }  // namespace
@@ -117,17 +127,25 @@ CModelCamera::StreamEnd CModelCamera::DeliverFrames(bool* running, bool triggere
   const bool snap = snapMode != 0;
   // Buffers go round between the ring and the mailbox.
   worker.mailbox.Prepare(std::max(worker.setup.OutputBytes(), ring->FrameBytes()));
-  autoGateLimit = 0;  // what automatic control has seen is of another capture
-  ring->ResumeTake();
   ring->Discard();
+  StreamFormat format = worker.setup.WireFormat();
   {
     const std::lock_guard lock(worker.registers);
     SetTransferCount(static_cast<int>(worker.setup.WireBytes()));
+    // The output of a stream that broke down may still run: nothing more is exposed for it from here on.
+    FPGAStop();
     WriteFPGAREG(wire::kFpgaSingle, snap ? 1 : 0);
+    if (!WriteTag(*this)) {
+      trouble = StreamTrouble(*this);
+      return StreamEnd::Failed;
+    }
+    format.fresh = {Tag().Newest(), &Tag()};
+    CloseAutoGate();  // what automatic control has seen is of another capture
   }
   worker.stampedAt = Clock::time_point{};
   if (worker.gps) worker.gps->Begin();  // before an exposure takes up the lines
-  if (!StartStream(*ring, worker.setup.WireFormat())) {
+  worker.cadence.Begin();
+  if (!StartStream(*ring, format)) {
     trouble = LinkError();
     return StreamEnd::Failed;
   }
@@ -155,8 +173,10 @@ CModelCamera::StreamEnd CModelCamera::DeliverFrames(bool* running, bool triggere
       return StreamEnd::Failed;
     }
     overdue.See(exposureUs);
-    if (counters.started != started) overdue.Progress(Clock::now());
-    started = counters.started;
+    // Stale frames are no progress: a camera that sends nothing else would never be given up.
+    const std::uint64_t own = counters.started - counters.stale;
+    if (own > started) overdue.Progress(Clock::now());
+    started = std::max(started, own);
     if (worker.triggeredAt.load() != triggeredAt) {
       triggeredAt = worker.triggeredAt;
       overdue.Progress(triggeredAt);
@@ -169,7 +189,7 @@ CModelCamera::StreamEnd CModelCamera::DeliverFrames(bool* running, bool triggere
     const auto grace = broken ? kGraceAfterBreak : kGrace;
     if (overdue.Reached(grace, Clock::now())) {
       trouble = broken ? "the transfer of the exposure's frame broke off; expose again"
-                       : NoFrameFor(overdue.Limit(grace));
+                       : NoFrameFor(overdue.Limit(grace), counters.stale);
       return StreamEnd::Failed;
     }
   }
@@ -187,6 +207,7 @@ bool CModelCamera::PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info) {
   info = FrameInfo{};
   info.region = worker.setup.region;
   info.sequence = header->sequence;
+  info.settingsTag = header->settingsTag;
   info.exposureUs = header->exposureUs;
   info.gain = header->gain;
   info.offset = header->blackLevel;
@@ -206,7 +227,20 @@ bool CModelCamera::PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info) {
 
   const int red = WB_Red;
   const int blue = WB_Blue;
-  const bool curved = gamma != kNeutralGamma;
+  const int curve = gamma;
+  const bool curved = curve != kNeutralGamma;
+  info.whiteBalanceRed = red;
+  info.whiteBalanceBlue = blue;
+  info.gamma = curve;
+  info.highSpeed = HighSpeed != 0;
+  PixelTreatment treatment{.gain = info.gain,
+                           .offset = info.offset,
+                           .highSpeed = info.highSpeed,
+                           .mixed = mono,
+                           .red = red,
+                           .blue = blue,
+                           .gamma = curve};
+  info.levels = LevelsOf(model_, worker.setup, treatment);
   if (!curved) {  // along a curve no unit is worth the same as another
     info.electronsPerAdu =
         ElectronsPerUnit(model_, worker.setup,
@@ -216,15 +250,15 @@ bool CModelCamera::PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info) {
   // The mark goes by the height that the camera's fields ask for, which need not be that of this frame.
   const bool marked =
       worker.timeMark && info.region.format != ORQ_IMG_RAW16 && info.region.height >= kMarkLeastHeight;
-  const bool whiteBalanced =
-      worker.setup.rawPattern >= 0 && (red != kNeutralWhiteBalance || blue != kNeutralWhiteBalance);
   const bool corrected = bGettingDark != 0 || CutDark != 0 || HPC != 0;
-  if (IsDeliveredRaw(info) && !corrected && !whiteBalanced && !copyForAuto && !curved && !marked) {
+  if (IsDeliveredRaw(info) && !corrected && !copyForAuto && !curved && !marked) {
     worker.mailbox.Adopt(pImgBuf, ring->FrameBytes(), worker.setup.msbFirst);
     return true;
   }
   ToHostOrder(worker.setup, pImgBuf.get());
   CorrectFrame();
+  treatment.darkExcess = DarkExcess();
+  info.levels = LevelsOf(model_, worker.setup, treatment);
   const std::span<std::uint8_t> out = worker.mailbox.Work();
   RunFramePath({.setup = worker.setup,
                 .image = pImgBuf.get(),
@@ -262,16 +296,22 @@ void CModelCamera::CorrectFrame() {
   const bool whole = setup.stages.hardware == 1 && setup.stages.host == 1 && setup.region.width == iMaxWidth &&
                      setup.region.height == iMaxHeight && !setup.wide;
   if (bGettingDark != 0 && whole) DoGetDark();
-  // Loading settings asks for the whole sensor from the next open on, and the tables describe that from then on.
-  const FrameRegion asked{iStartX, iStartY, iWidth, iHeight, iBin, setup.region.format};
-  if (asked != setup.region) return;
+  if (!TablesDescribe(*this, setup.region)) return;
   SubtractDark();
   HandleHotPixels();
 }
 
+// What subtracting the dark took from every sample beyond what it gave back.
+double CModelCamera::DarkExcess() {
+  const bool subtracted = CutDark != 0 && IsDarkSubtracted(AutoExp != 0, exposureUs);
+  if (!subtracted || !TablesDescribe(*this, worker_->setup.region)) return 0.0;
+  const std::scoped_lock lock(DarkBufMutex);
+  return pDarkBuf ? darkExcess : 0.0;
+}
+
 // Whether the frame shows the settings in force; only with `registers` held does the answer last.
 bool CModelCamera::IsOfCurrentSettings(const FrameInfo& info, int wbRed, int wbBlue) const {
-  return info.exposureUs == exposureUs && info.gain == gain && wbRed == WB_Red && wbBlue == WB_Blue;
+  return Tag().IsSince(worker_->measurableTag, info.settingsTag) && wbRed == WB_Red && wbBlue == WB_Blue;
 }
 
 // While the gate is closed, the first frame of the new settings is copied at once, and none of the old. Without a
@@ -326,7 +366,7 @@ FrameInfo CModelCamera::LastFrame() const {
 }
 
 std::string CModelCamera::CaptureTrouble() const {
-  const std::lock_guard lock(worker_->troubleMutex);
+  const MutexLock lock(worker_->troubleMutex);
   return worker_->trouble;
 }
 

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "controls/ControlResult.h"
 #include "link/WireProtocol.h"
 #include "models/ModelWorker.h"
 
@@ -11,10 +12,6 @@ namespace {
 constexpr int kFanFull = 255;
 constexpr int kSensorReads = 3;
 constexpr float kSensorDegreesPerCount = 1.0F / 256.0F;
-
-int SetResult(bool done) {
-  return done ? CTRL_OK : CTRL_SET_FAILED;
-}
 
 }  // namespace
 
@@ -59,7 +56,9 @@ int CModelCamera::SetControlValue(ORQ_CONTROL_TYPE id, long value, bool autoOn) 
   }
   if (const std::optional<int> result = SetClimate(id, value)) return *result;
   const std::lock_guard lock(worker_->controls);
-  return CCameraBase::SetControlValue(id, value, autoOn);
+  const int result = CCameraBase::SetControlValue(id, value, autoOn);
+  const bool chosen = result == CTRL_OK && (id == ORQ_GPS_START_LINE || id == ORQ_GPS_END_LINE) && model_.gps;
+  return chosen && !FollowGpsLines(false) ? CTRL_SET_FAILED : result;
 }
 
 // The result for the controls that cooled models serve; nothing for all others.
@@ -111,6 +110,14 @@ int CModelCamera::GetControlValue(ORQ_CONTROL_TYPE id, long* value, ORQ_BOOL* au
   if (value != nullptr) *value = read;
   if (autoOn != nullptr) *autoOn = 0;
   return CTRL_OK;
+}
+
+std::optional<double> CModelCamera::CoolerReach() const {
+  return cooler_ ? cooler_->Reach() : std::nullopt;
+}
+
+void CModelCamera::KeepCooling(bool keep) {
+  if (cooler_) cooler_->Keep(keep);
 }
 
 std::string CModelCamera::CoolerTrouble() const {

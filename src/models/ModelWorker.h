@@ -9,9 +9,12 @@
 
 #include "models/FrameGeometry.h"
 #include "models/FrameMailbox.h"
+#include "models/GpsCadence.h"
 #include "models/GpsLatchReader.h"
 #include "models/ModelCamera.h"
 #include "support/Algorithm.h"
+#include "support/Mutex.h"
+#include "support/Relaxed.h"
 
 namespace orq {
 
@@ -35,13 +38,17 @@ struct CModelCamera::Worker {
 
   std::atomic<bool> videoDied{false};  ///< a video ended by itself, and nothing has kept the settings since
 
-  mutable std::mutex troubleMutex;
-  std::string trouble;
+  mutable Mutex troubleMutex;
+  std::string trouble ORQ_GUARDED_BY(troubleMutex);
 
   std::atomic<bool> timeMark{false};
   static constexpr int kNoStamps = -1;
-  std::atomic<int> stampEveryMs{kNoStamps};              ///< how often a frame is to have its GPS time
+  std::atomic<int> stampEveryMs{kNoStamps};  ///< how often a frame is to have its GPS time
+  /// Automatic control measures frames with this settings tag or a later one: written with the last change that
+  /// concerns it.
+  Relaxed<std::uint32_t> measurableTag{0};
   std::optional<GpsLatchReader> gps;                     ///< of models with GPS; worker-only
+  GpsCadence cadence;                                    ///< of their frames; worker-only
   std::chrono::steady_clock::time_point stampedAt{};     ///< last frame that the GPS was asked about; worker-only
   std::chrono::steady_clock::time_point autoCopiedAt{};  ///< last copy for automatic control; worker-only
 
@@ -50,7 +57,7 @@ struct CModelCamera::Worker {
   CAlgorithm converter;
 
   void SetTrouble(std::string text) {
-    const std::lock_guard lock(troubleMutex);
+    const MutexLock lock(troubleMutex);
     trouble = std::move(text);
   }
 };

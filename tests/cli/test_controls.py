@@ -85,6 +85,28 @@ class Tests(CliTest):
         self.assertEqual(out, "Exposure = 32 us\n")
         self.assertEqual(err, "orqcam: Exposure 1us is below the minimum 32us: set to 32us\n")
 
+    def test_strict_makes_a_clamped_value_an_error_and_sets_nothing(self):
+        message = self.fail_with(1, "-c", K1C, "--strict", "set", "Offset=20", "Gain=900")
+        self.assertEqual(message, "orqcam: Gain 900 is above the maximum 100\n")
+        self.assertEqual(self.succeed("-c", K1C, "get", "Offset")[0], "Offset = 8\n")
+        self.assertEqual(self.succeed("-c", K1C, "--strict", "set", "Gain=100")[0], "Gain = 100\n")
+        self.assertIn("above the maximum",
+                      self.fail_with(1, "-c", K1C, "capture", "--strict", "-g", "900", "-o", "x.fits"))
+        self.assertIn("the nearest is 0,0,64,64",
+                      self.fail_with(1, "-c", K1C, "capture", "--strict", "--region", "1,1,65,65", "-o", "x.fits"))
+        self.assertEqual(self.files(), [])
+
+    def test_the_default_is_what_a_fresh_camera_has(self):
+        for model in ("k1c", "k1m", "k2m", "x26m", "t46c", "h53m", "b29m"):
+            for usb in ("2", "3"):
+                camera = f"virtual:{model},timescale=0,usb={usb}"
+                for control in self.json("-c", camera, "--no-settings", "controls"):
+                    expected = control["value"] if control["writable"] else None
+                    self.assertEqual(control["default"], expected, f"{camera} {control['name']}")
+        self.succeed("-c", K1C, "set", "AutoExpMaxGain=7")
+        control, = [each for each in self.json("-c", K1C, "controls") if each["name"] == "AutoExpMaxGain"]
+        self.assertEqual((control["value"], control["default"]), (7, 50))
+
     def test_set_far_beyond_any_integer_is_clamped(self):
         self.assertEqual(self.succeed("-c", K1C, "set", "Gain=99999999999999999999999")[0], "Gain = 100\n")
         self.assertEqual(self.succeed("-c", K1C, "set", "Gain=-99999999999999999999999")[0], "Gain = 0\n")

@@ -168,6 +168,8 @@ class Tests(CliTest):
     def test_the_settings_know_nothing_of_the_dark(self):
         self.take("-e", "20ms")
 
+        self.succeed("-c", self.open, "set", "Exposure=20ms")
+
         def look():
             text = json.dumps(self.json("-c", self.open, "settings", "show"))
             self.assertIn('"CutDark": 0', text)
@@ -488,11 +490,12 @@ class Tests(CliTest):
         pixels, description, _ = self.frame("--no-settings", "--hot-pixels", camera=camera)
         self.assertEqual(pixels, expected)
         self.assertTrue(description["hot_pixels_repaired"])
-        # Like the other settings of a capture it stays, and can be taken back.
+        # An option holds for its command; what was enabled stays.
         self.frame("--hot-pixels", camera=camera)
-        self.assertEqual(self.frame(camera=camera)[0], expected)
-        self.assertEqual(self.frame("--no-hot-pixels", camera=camera)[0], self.light)
         self.assertEqual(self.frame(camera=camera)[0], self.light)
+        self.succeed("-c", camera, "hotpixels", "enable")
+        self.assertEqual(self.frame("--no-hot-pixels", camera=camera)[0], self.light)
+        self.assertEqual(self.frame(camera=camera)[0], expected)
         self.fail_with(2, "-c", camera, "capture", "--hot-pixels", "--no-hot-pixels")
 
     @needs_astropy

@@ -14,6 +14,7 @@ import shutil
 import subprocess
 import sys
 import time
+import zlib
 from pathlib import Path
 
 import image
@@ -23,6 +24,9 @@ from story import fill, parse
 HERE = Path(__file__).resolve().parent
 PORTS = 8
 MEMORY_MB = 3072
+HEADER_BYTES = 64  # of a frame as it is sent; the format's bits stand at byte 25
+FORMAT_AT = 25
+MSB_FIRST = 2
 PATIENCE = 60  # seconds, for what must come
 
 
@@ -202,11 +206,21 @@ class Teller:
             raise Trouble(f"{len(saved)} frames were saved instead of {count}:\n{output}")
         for frame in saved:
             text, _ = self.machine.run("orq", f"crc32 {frame['file']}; wc -c <{frame['file']}")
-            check, size = text.split()[0], text.split()[-1]
-            sent = self.cameras.command(f"sent {values['n']} {frame['sequence']}")
-            if sent != f"ok {check} {size} bytes":
-                raise Trouble(f"frame {frame['sequence']} is not what the sensor sent: {check}, {size} bytes instead of "
-                              f"{sent}")
+            came = text.split()[0], int(text.split()[-1])
+            sent = self.sent(values["n"], frame["sequence"])
+            if came != sent:
+                raise Trouble(f"frame {frame['sequence']} is not what the sensor sent: {came} instead of {sent}")
+
+    def sent(self, number, sequence):
+        """CRC-32 and bytes of the pixels that left the sensor under this frame number, least significant byte first."""
+        path = os.path.join(self.folder, "sent")
+        answer = self.cameras.command(f"sent {number} {sequence} {path}")
+        if not answer.startswith("ok"):
+            raise Trouble(answer)
+        header, pixels = (content := Path(path).read_bytes())[:HEADER_BYTES], bytearray(content[HEADER_BYTES:])
+        if header[FORMAT_AT] & MSB_FIRST:
+            pixels[0::2], pixels[1::2] = pixels[1::2], pixels[0::2]
+        return f"{zlib.crc32(pixels):08x}", len(pixels)
 
 
 def main():

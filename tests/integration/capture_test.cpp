@@ -396,6 +396,43 @@ TEST(Capture, DamagedFramesOfAStreamAreCountedAndNeverDelivered) {
   EXPECT_TRUE(counters.IdentityHolds());
 }
 
+TEST(Capture, ACameraThatSendsOnlyFramesOfOtherSettingsIsGivenUp) {
+  const VirtualRig rig;
+  ASSERT_TRUE(rig.Open());
+  ASSERT_TRUE(rig.camera->SetExp(1000, false));
+  ASSERT_EQ(rig.camera->StartCapture(false), 1);
+  ASSERT_TRUE(rig.Fetch());
+  for (std::uint16_t i = 0; i < 4; ++i) rig.device->SetFpgaRegister(wire::kFpgaSettingsTag + i, 0);
+  while (rig.Fetch()) {
+  }
+  EXPECT_NE(rig.camera->CaptureTrouble().find("that were exposed before"), std::string::npos)
+      << rig.camera->CaptureTrouble();
+  rig.camera->StopCapture();
+  const StreamCounters counters = rig.camera->Counters();
+  EXPECT_GT(counters.stale, 0U);
+  EXPECT_EQ(counters.failed, 0U);
+  EXPECT_TRUE(counters.IdentityHolds());
+}
+
+TEST(Capture, FramesOfAVideoFromBeforeAChangeTellTheirTrueSettings) {
+  const VirtualRig rig;
+  ASSERT_TRUE(rig.Open());
+  ASSERT_TRUE(rig.camera->SetExp(1000, false));
+  ASSERT_EQ(rig.camera->StartCapture(false), 1);
+  FrameInfo info;
+  ASSERT_TRUE(rig.Fetch(info));
+  for (std::uint64_t exposureUs = 2000; exposureUs <= 6000; exposureUs += 1000) {
+    ASSERT_TRUE(rig.camera->SetExp(exposureUs, false));
+    const std::uint32_t tag = rig.camera->Tag().Newest();
+    do {
+      ASSERT_TRUE(rig.Fetch(info)) << rig.camera->CaptureTrouble();
+      EXPECT_EQ(info.exposureUs, info.settingsTag == tag ? exposureUs : exposureUs - 1000);
+    } while (info.settingsTag != tag);
+  }
+  rig.camera->StopCapture();
+  EXPECT_EQ(rig.camera->Counters().stale, 0U) << "they are of this capture";
+}
+
 TEST(Capture, AStreamThatCannotStartFailsWithItsReason) {
   const VirtualRig rig;
   ASSERT_TRUE(rig.Open());

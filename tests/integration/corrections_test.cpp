@@ -7,6 +7,7 @@
 #include <mutex>
 #include <vector>
 
+#include "support/Cameras.h"
 #include "support/FrameReference.h"
 #include "support/VirtualRig.h"
 
@@ -112,7 +113,7 @@ bool NextOf(const VirtualRig& rig, const FrameRegion& region, FrameInfo& info, s
 }
 
 TEST(Corrections, FollowEveryGeometryWhileItStreams) {
-  for (const char* key : {"k1m", "k1c", "x26m"}) {
+  for (const char* key : test::CameraKeysOfAllBins()) {
     const VirtualRig rig(key, {}, kSide);
     ASSERT_TRUE(rig.Open());
     TellTheCamera(*rig.camera);

@@ -131,7 +131,11 @@ TEST_F(Redir, AFrameArrivesAsItWasSent) {
       frame.data[8] | frame.data[9] << 8 | frame.data[10] << 16 | static_cast<std::uint32_t>(frame.data[11]) << 24;
   const Bytes pixels(frame.data.begin() + 64, frame.data.end() - 16);
   EXPECT_TRUE(pixels == model->SentPayload(sequence));
-  EXPECT_THAT(Obey("sent 0 " + std::to_string(sequence)), ::testing::MatchesRegex("ok [0-9a-f]{8} 2048 bytes"));
+  const std::string file = path + ".sent";
+  EXPECT_THAT(Obey("sent 0 " + std::to_string(sequence) + " " + file), StartsWith("ok "));
+  EXPECT_EQ(std::filesystem::file_size(file), 64U + 64 * 32) << "header and pixels";
+  std::filesystem::remove(file);
+  EXPECT_THAT(Obey("sent 0 7 " + file), StartsWith("error: "));
   EXPECT_THAT(Obey("sent 0 7"), StartsWith("error: "));
 }
 

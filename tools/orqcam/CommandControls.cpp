@@ -30,8 +30,9 @@ std::string Unknown(const Control& control, const ControlReading& reading) {
 }
 
 using Reading = std::optional<ControlReading>;
+using Fresh = std::optional<std::int64_t>;
 
-Json Describe(const Control& control, const Reading& reading) {
+Json Describe(const Control& control, const Reading& reading, const Fresh& fresh) {
   const ORQ_CONTROL_TYPE id = control.id;
   Json json;
   json["name"] = control.Name();
@@ -40,7 +41,7 @@ Json Describe(const Control& control, const Reading& reading) {
   json["auto"] = reading && reading->automatic;
   json["min"] = ScaledValue(id, control.caps.minValue);
   json["max"] = ScaledValue(id, control.caps.maxValue);
-  json["default"] = ScaledValue(id, control.caps.defaultValue);
+  json["default"] = fresh ? ScaledValue(id, *fresh) : Json(nullptr);
   json["unit"] = UnitOf(id).unit;
   json["auto_supported"] = control.caps.isAutoSupported == 1;
   json["writable"] = control.caps.isWritable == 1;
@@ -48,7 +49,7 @@ Json Describe(const Control& control, const Reading& reading) {
   return json;
 }
 
-std::vector<std::string> Row(const Control& control, const Reading& reading) {
+std::vector<std::string> Row(const Control& control, const Reading& reading, const Fresh& fresh) {
   const ORQ_CONTROL_TYPE id = control.id;
   const bool canAuto = control.caps.isAutoSupported == 1;
   const std::string unit = UnitOf(id).unit;
@@ -59,7 +60,7 @@ std::vector<std::string> Row(const Control& control, const Reading& reading) {
                                           : "off",
           Shown(id, control.caps.minValue),
           Shown(id, control.caps.maxValue),
-          Shown(id, control.caps.defaultValue),
+          fresh ? Shown(id, *fresh) : "-",
           unit.empty() ? "-" : unit,
           control.caps.isWritable == 1 ? "yes" : "no",
           control.caps.description};
@@ -67,12 +68,14 @@ std::vector<std::string> Row(const Control& control, const Reading& reading) {
 
 ExitCode RunControls(const Context& context) {
   Session session(context);
+  const FreshValues defaults(session);
   Table table = {{"name", "value", "auto", "min", "max", "default", "unit", "writable", "description"}};
   Json list = Json::array();
   for (const Control& control : ListControls(session.Camera())) {
     const Reading reading = TryReadControl(session, control);
-    table.push_back(Row(control, reading));
-    list.push_back(Describe(control, reading));
+    const Fresh fresh = defaults.Of(control);
+    table.push_back(Row(control, reading, fresh));
+    list.push_back(Describe(control, reading, fresh));
     if (reading && !reading->trouble.empty()) Complain(Unknown(control, *reading));
   }
   if (context.json) {
@@ -135,10 +138,13 @@ ExitCode RunSet(const Context& context, const std::vector<std::string>& words) {
     controls.push_back(FindControl(session.Camera(), word.substr(0, equals)));
     settings.push_back(ParseSetting(controls.back(), word.substr(equals + 1)));
   }
+  if (session.Strict()) {
+    for (std::size_t i = 0; i < controls.size(); ++i) DemandWithin(controls[i], settings[i]);
+  }
   for (std::size_t i = 0; i < controls.size(); ++i) WriteControl(session, controls[i], settings[i]);
   PrintValues(context, session, controls);
   if (!context.settings) return kExitOk;
-  session.KeepSettings();
+  session.DemandKept();
   for (const Control& control : controls) {
     if (control.id == ORQ_EXPOSURE) TellOfLongExposure(session.Camera().exposureUs);
   }

@@ -7,6 +7,8 @@
 #include <utility>
 #include <vector>
 
+#include "ExitCodes.h"
+
 namespace orq::cli {
 
 using Json = nlohmann::ordered_json;
@@ -71,7 +73,11 @@ using Table = std::vector<std::vector<std::string>>;
 /// Columns wide enough for their widest cell, two blanks apart.
 void PrintTable(Output& out, const Table& table);
 
-/// One line for people, on standard error.
+/// One line for people, on standard error; for programs (`SpeakJson`) the object {"warning": message}.
 void Complain(std::string_view message);
+/// Why the run ends: a line like the above, or the object {"error": name, "message": ..., "exit_code": ...}.
+void ComplainLast(const CliError& error);
+/// From now on standard error speaks to programs. Before any thread is started.
+void SpeakJson();
 
 }  // namespace orq::cli

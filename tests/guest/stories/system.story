@@ -28,7 +28,6 @@ root echo 16 >/sys/module/usbcore/parameters/usbfs_memory_mb
 
 == a program that is killed leaves a camera that the next one can use
 cameras k1c,prerender=2
-waits an open that stops what still runs in the camera
 start s orqcam stream -e 5ms --center 640,480 -s 60
 shows s fps
 kill s KILL
