@@ -152,7 +152,6 @@ end
 
 == a replug while it streams, and on it goes
 cameras k1c,prerender=2
-waits orqcam stream --reconnect
 start s orqcam stream --reconnect -e 5ms --center 640,480 -s 20
 shows s fps
 usb replug 0
