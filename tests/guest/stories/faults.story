@@ -85,6 +85,7 @@ run orqcam stream -e 5ms --center 640,480 -n 20
 
 == a stall by command
 cameras k1c,prerender=2
+long
 start s orqcam stream -e 5ms --center 640,480 -s 3
 shows s fps
 usb stall 0

@@ -14,7 +14,7 @@ root echo 16 >/sys/module/usbcore/parameters/usbfs_memory_mb
 == little memory for USB, and a second camera
 cameras k1c,prerender=2 k1m,prerender=2 k2m,prerender=2 h53m,prerender=2
 root echo 4 >/sys/module/usbcore/parameters/usbfs_memory_mb
-start a orqcam -c serial:0000000000000001 stream -e 10ms --center 640,480 -s 8
+start a orqcam -c serial:0000000000000001 stream -e 10ms --center 640,480 -s 5
 shows a fps
 run orqcam -c serial:0000000000000002 stream -e 10ms --center 640,480 -n 5
   status 1
