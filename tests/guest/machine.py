@@ -1,6 +1,5 @@
 """A virtual machine with a stock kernel, and beside it the virtual cameras that are plugged into it."""
 
-import json
 import os
 import re
 import select
@@ -72,7 +71,8 @@ class Machine:
             path = os.path.join(folder, "usb" if port == 0 else f"usb.{port}")
             words += ["-chardev", f"socket,id=cam{port},path={path},reconnect=1",
                       "-device", f"usb-redir,chardev=cam{port},bus=xhci.0"]
-        self._process = subprocess.Popen(words, stdin=subprocess.DEVNULL)
+        with open(os.path.join(folder, "qemu.log"), "w", encoding="utf-8") as log:  # it grumbles at free places, too
+            self._process = subprocess.Popen(words, stdin=subprocess.DEVNULL, stderr=log)
         listener.settimeout(30)
         self._agent, _ = listener.accept()
         listener.close()
