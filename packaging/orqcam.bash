@@ -13,11 +13,11 @@ _orqcam() {
   local cur prev words cword
   _init_completion -n =: || return
   local commands="list info controls get set capture stream mode trigger reg id serial flash hotpixels settings"
-  commands+=" temp cooler fan led hub guide focus sensor-id gps dark dump-controls"
-  local general="-c --camera --json --debug --no-settings --help"
+  commands+=" profile temp cooler fan led hub guide focus sensor-id gps dark dump-controls report help"
+  local general="-c --camera --json --strict --debug --no-settings --help"
   local shot="-e --exposure -g --gain --offset --region --center -b --bin -f --format --flip --hardware-bin
     --no-hardware-bin --mono-bin --gamma --time-mark --mode --out-a --out-b"
-  local cool="--cool --cool-wait --cool-timeout"
+  local cool="--cool --cool-wait --cool-timeout --keep-cooling"
   local correct="--dark --no-dark --hot-pixels --no-hot-pixels"
   local auto="--auto-exposure --auto-gain --auto-wb --auto-target --auto-max-exposure --auto-max-gain"
 
@@ -40,7 +40,7 @@ _orqcam() {
     -o | --output | --dark | dump | restore | verify | export | --map) _filedir && return ;;
     --backup) _filedir -d && return ;;
     -e | --exposure | -g | --gain | --offset | --region | --center | -n | --count | --frames | -s | --seconds | \
-      --timeout | --interval | --cool | --cool-timeout | --auto-target | --auto-max-exposure | --auto-max-gain | --auto-timeout | \
+      --timeout | --retries | --interval | --cool | --cool-timeout | --auto-target | --auto-max-exposure | --auto-max-gain | --auto-timeout | \
       --out-a | --out-b | -k | --keyword | --object | --observer) return ;;
   esac
 
@@ -58,14 +58,23 @@ _orqcam() {
       compopt -o nospace
       ;;
     capture)
-      choices="$shot $correct $cool $auto --auto-timeout -n --count -o --output --overwrite --png --video --timeout -k --keyword --object --observer --image-type
+      choices="$shot $correct $cool $auto --auto-timeout -n --count -o --output --overwrite --png --video --require-gps --retries --reconnect --timeout -k --keyword --object --observer --image-type
         $general"
       ;;
-    stream) choices="$shot $correct $cool $auto -s --seconds -n --frames $general" ;;
+    stream) choices="$shot $correct $cool $auto -s --seconds -n --frames --reconnect $general" ;;
     trigger) choices="$shot -n --count --timeout $general" ;;
-    settings) choices="show path reset --all $general" ;;
+    settings) choices="show path reset --all --yes $general" ;;
+    profile)
+      choices="set clear $general"
+      if [[ ${words[*]} == *" set "* ]]; then
+        choices="observer= telescope= focal_length= filter= site= latitude= longitude= elevation= $general"
+        compopt -o nospace
+      fi
+      ;;
     temp) choices="-w --watch --interval -n --count $general" ;;
-    cooler) choices="status on off --wait --timeout $general" ;;
+    cooler) choices="status on off --wait --warm --keep-cooling --timeout $general" ;;
+    report) choices="-o --output --overwrite $general" ;;
+    help) choices="$commands" ;;
     hub) choices="status reset $general" ;;
     guide) choices="north south east west $general" ;;
     focus) choices="status $general" ;;
@@ -82,6 +91,7 @@ _orqcam() {
     gps)
       choices="status read watch lines $general"
       [[ ${words[*]} == *" watch"* ]] && choices="--interval -n --count $general"
+      [[ ${words[*]} == *" lines"* ]] && choices="--follow $general"
       ;;
     reg) choices="--unsafe read write fpga sensor $general" ;;
     id)

@@ -7,12 +7,17 @@ jobs=$(nproc 2>/dev/null || echo 2)
 build_packages=(g++ cmake ninja-build pkg-config libusb-1.0-0-dev liblog4cpp5-dev libpugixml-dev libcfitsio-dev
                 libpng-dev libcli11-dev nlohmann-json3-dev)
 test_packages=(libgtest-dev libgmock-dev python3 python3-numpy python3-astropy procps libumockdev-dev umockdev
-               usbutils python3-pil)
+               usbutils python3-pil libusbredirparser-dev)
 fuzz_packages=(clang-14 llvm-14 libclang-rt-14-dev)
+guest_packages=(qemu-system-x86 libusbredirparser-dev busybox-static cpio)
+cross_packages=(g++-aarch64-linux-gnu g++-s390x-linux-gnu qemu-user-static)
 bench_packages=(libbenchmark-dev)
 
 say() { printf '\n\033[1m%s\033[0m\n' "$*"; }
 fail() { printf '%s: %s\n' "$(basename "$0")" "$*" >&2; exit 1; }
+
+# For a step that others may go without: says why it is left out, and ends the script.
+skip() { printf '%s: skipped: %s\n' "$(basename "$0")" "$*"; exit 0; }
 
 installed() { dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q 'ok installed'; }
 
@@ -39,6 +44,9 @@ install_missing() {
     { tail -n 5 "$log" >&2; fail "apt-get could not install ${missing[*]} (its last lines stand above)"; }
   rm -f "$log"
 }
+
+# The same for a step that others may go without: it is left out when they cannot be installed.
+install_or_skip() { (install_missing "$@") || skip "a package that it needs cannot be installed (see above)"; }
 
 # configure_and_build PRESET [cmake -D options...] -- [targets...]
 configure_and_build() {

@@ -12,10 +12,10 @@
 #include <string>
 #include <vector>
 
-#include "emulation/BusCommands.h"
-#include "emulation/CameraWords.h"
-#include "emulation/EmulatedBus.h"
-#include "emulation/launcher/CommandLines.h"
+#include "emulation/bus/EmulatedBus.h"
+#include "emulation/common/CameraWords.h"
+#include "emulation/common/CommandLines.h"
+#include "emulation/common/PlugCommands.h"
 #include "emulation/launcher/Program.h"
 
 namespace {
@@ -40,10 +40,8 @@ The program's exit status is handed on (128 + N when signal N ended it); 125: th
 program could not be run, 127: it was not found. Signals are passed on to the program.
 
 Commands, one a line, with a one-line answer to each, "ok" or "error: ...":
-  unplug N   pulls camera N out (counted from 0)
-  replug N   plugs it in again, power cycled and under a new device number
-  stall N    refuses frame transfers until the program clears the endpoint's halt
-  quit       asks the program to end (SIGTERM))";
+)";
+constexpr const char* kQuitHelp = "\n  quit        asks the program to end (SIGTERM)";
 
 /// Signals that end or notify programs; those that a terminal sends reach the program without help.
 constexpr int kPassedOn[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGUSR1, SIGUSR2};
@@ -121,9 +119,10 @@ int Run(const std::vector<orq::VirtualOptions>& cameras, int memoryMb, const std
   if (bus == nullptr) {
     return Complain(kCannotEmulate, error);
   }
+  const std::vector<orq::PlugPoint*> cameraPoints = bus->PlugPoints();
   orq::Program program;
   orq::CommandLines commands([&](const std::string& line) {
-    const orq::CommandAnswer answer = orq::ObeyCommand(*bus, line);
+    const orq::CommandAnswer answer = orq::ObeyCommand(cameraPoints, line);
     if (answer.quit) {
       program.Signal(SIGTERM);
     }
@@ -145,7 +144,7 @@ int Run(const std::vector<orq::VirtualOptions>& cameras, int memoryMb, const std
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app(kHelp, "orq-emulate");
+  CLI::App app(kHelp + std::string(orq::kCommandHelp) + kQuitHelp, "orq-emulate");
   std::string cameraWords;
   std::string control;
   int memoryMb = 16;

@@ -35,7 +35,7 @@ std::int32_t Measure(CCameraBase& camera, const unsigned char* frame) {
   const bool sixteenBit = camera.b16Bit != 0;
   const orq::AutoFrame view{.buffer = {frame, frame != nullptr ? orq::AutoBufferBytes(camera) : 0},
                             .size = orq::AutoFrameSize(geometry, hardBinRuns),
-                            .form = orq::SampleFormOf(sixteenBit, camera.modelName.c_str())};
+                            .form = orq::SampleFormOf(sixteenBit, camera.modelName)};
   std::srand(static_cast<unsigned>(std::time(nullptr)));
   orq::SampleSum samples;
   {

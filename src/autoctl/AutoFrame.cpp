@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <bit>
 #include <cstddef>
-#include <cstring>
 
+#include "controls/ModelQuirks.h"
 #include "support/Wrapped.h"
 
 namespace orq {
@@ -14,11 +14,6 @@ constexpr int kGridColumns = 64;
 constexpr int kGridRows = 48;
 constexpr float kColumnShare = 0.015625F;  // of the width: one column of the grid
 constexpr std::uint32_t kBrightest = 255;
-
-constexpr const char* kHighByteFirstModels[] = {
-    "Tavix ORQ-K1C", "Tavix ORQ-K1M",    "Tavix ORQ-K1C-R",  "Tavix ORQ-K1M-R",
-    "Tavix ORQ-K2M", "Tavix ORQ-K1C-RC", "Tavix ORQ-K1M-RC",
-};
 
 /// The central three fifths of a side, both ends included.
 struct Centre {
@@ -65,14 +60,9 @@ FrameSize AutoFrameSize(const AutoGeometry& geometry, const std::function<bool()
   return size;
 }
 
-bool KeepsHighByteFirst(const char* modelName) {
-  return std::ranges::any_of(kHighByteFirstModels,
-                             [modelName](const char* name) { return std::strcmp(modelName, name) == 0; });
-}
-
-SampleForm SampleFormOf(bool sixteenBit, const char* modelName) {
+SampleForm SampleFormOf(bool sixteenBit, std::string_view modelName) {
   if (!sixteenBit) return SampleForm::EightBit;
-  return KeepsHighByteFirst(modelName) ? SampleForm::HighByteFirst : SampleForm::HostOrder;
+  return quirks::MeasuresHighByteFirst(modelName) ? SampleForm::HighByteFirst : SampleForm::HostOrder;
 }
 
 SampleSum SampleCentre(const AutoFrame& frame, const std::function<int()>& draw) {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <span>
+#include <string_view>
 
 namespace orq {
 
@@ -37,9 +38,7 @@ enum class SampleForm : std::uint8_t {
   HostOrder       ///< 16 bits, the upper half of the host-order value
 };
 /// `modelName` decides about the byte order of 16-bit frames.
-SampleForm SampleFormOf(bool sixteenBit, const char* modelName);
-/// Whether 16-bit frames of this model keep their most significant byte first in the buffer.
-bool KeepsHighByteFirst(const char* modelName);
+SampleForm SampleFormOf(bool sixteenBit, std::string_view modelName);
 
 /// A frame in its buffer; rows follow one another without gaps.
 struct AutoFrame {

@@ -6,6 +6,7 @@
 #include "camera/AutoFrameAccess.h"
 #include "camera/CameraBase.h"
 #include "camera/DbgPrint.h"
+#include "controls/ModelQuirks.h"
 
 namespace {
 
@@ -24,7 +25,7 @@ void MeasureBlocks(CCameraBase& camera, unsigned char* frame, Channels& channels
   const orq::FrameSize size = orq::AutoFrameSize(orq::CurrentAutoGeometry(camera, camera), hardBinRuns);
   const bool sixteenBit = camera.b16Bit != 0;
   const std::int32_t rows = RowsHeld(camera, size, sixteenBit);
-  camera.algorithm.SetHighByteFirst(orq::KeepsHighByteFirst(camera.modelName.c_str()));
+  camera.algorithm.SetHighByteFirst(orq::quirks::MeasuresHighByteFirst(camera.modelName));
   const std::lock_guard lock(camera.autoBufMutex);
   for (std::size_t block = 0; block < orq::kBlocks; ++block) {
     const orq::BlockPlace place = orq::PlaceOfBlock(block, size);

@@ -83,7 +83,8 @@ class CCameraBase : public CCameraFX3,
   virtual bool IsHardBinRun();
   /// Clamps `value` to the catalogue's limits and acts: a ControlResult. A model overrides it to serve more.
   virtual int SetControlValue(ORQ_CONTROL_TYPE id, long value, bool autoOn);
-  /// Reads a control: a ControlResult. `*autoOn` is always written, `*value` unless unsupported or a line unreadable.
+  /// Reads a control: a ControlResult. `*autoOn` is always written, `*value` unless unsupported or a line
+  /// unreadable.
   virtual int GetControlValue(ORQ_CONTROL_TYPE id, long* value, ORQ_BOOL* autoOn);
   /// Sensor temperature, degrees Celsius.
   virtual float GetTemp();
@@ -125,12 +126,15 @@ class CCameraBase : public CCameraFX3,
   int GetDebugLogIsEnabled(ORQ_BOOL* on);
 
   // Capture.
-  /// 1 when capture runs (already or now), 0 when closed or the worker could not start.
+  /// 1 when capture runs (already or now), 0 when closed or the worker could not start. A capture that has come to
+  /// its end, as `expStatus` shows, is not one that runs, though its worker may still be about to return.
   int StartCapture(bool snap);
   int StartExposure();  ///< a capture in snap mode
   /// 1, or 0 when the camera is closed while a worker still runs.
   int StopCapture();
   bool IsCaptureRunning() const;
+  /// Waits, 10 s at most, for a capture worker that has announced its end. Any-thread, never from a worker.
+  void AwaitEndingWorker();
   int StartAutoControlThr();
   void StopAutoControlThr();
   /// Fetches the frame of a finished single exposure (waits up to 10 s); 0 when none is finished.
@@ -167,7 +171,7 @@ class CCameraBase : public CCameraFX3,
   /// Learns from the FPGA which trigger modes it has.
   void CameraModeCheck();
   int GetCameraSupportedMode(_ORQ_SUPPORTED_MODE* modes);  ///< 1
-  /// A CameraModeResult; refused while capture runs.
+  /// A CameraModeResult; refused while capture runs, not while it is about to end.
   int SetCameraMode(CAM_MODE mode);
   /// Stops capture, programs the trigger input for `mode` and applies the exposure again: 1.
   int SelectCameraMode(CAM_MODE mode);

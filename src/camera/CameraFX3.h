@@ -7,6 +7,7 @@
 #include <mutex>
 #include <string>
 
+#include "link/SettingsTag.h"
 #include "link/StreamCounters.h"
 #include "link/StreamFormat.h"
 #include "link/UsbPort.h"
@@ -61,6 +62,9 @@ class CCameraFX3 {
   /// The FPGA's update hold (register 1) is one for all: whoever writes 1 to it, further registers and 0 keeps
   /// this lock meanwhile, or another thread's 0 ends the hold too early. Not recursive. Any-thread.
   [[nodiscard]] std::unique_lock<std::mutex> LockUpdateHold();
+  /// Counts the settings tags that are written to the camera; whoever counts up holds the update hold's lock.
+  orq::SettingsTag& Tag();
+  const orq::SettingsTag& Tag() const;
   bool ReadSONYREG(unsigned short reg, unsigned char* val);
   bool WriteSONYREG(unsigned short reg, unsigned char val);
 
@@ -71,6 +75,12 @@ class CCameraFX3 {
   int EraseSectorOfSPIFlash(unsigned int addr, unsigned char mode);
   /// Image bus on (true) or released for flash access (false).
   bool EnableGPIF32DQ(bool on);
+
+  /// Releases the image bus for a flash operation; false, and nothing was sent, while a stream runs: it would get
+  /// no more frames. No stream starts until the `ReleaseFlash` of each.
+  bool AcquireFlash();
+  /// Ends the flash operation: the image bus is on again.
+  void ReleaseFlash();
 
   bool FPGAStart();  ///< start the FPGA's frame output
   bool FPGAStop();   ///< stop the FPGA's frame output
@@ -94,8 +104,9 @@ class CCameraFX3 {
   /// Mono bin in the FPGA.
   bool SetFPGABinType(bool mono);
 
-  /// Starts receiving frames of `format` into `ring`: clears the endpoint, queues the transfers, then tells the
-  /// FPGA to send. False with `LinkError` set when it could not; nothing then runs.
+  /// Starts receiving frames of `format` into `ring`: stops what still runs, takes the image bus, empties and
+  /// clears the endpoint, queues the transfers, then tells the FPGA to send. Refused during a flash operation.
+  /// False with `LinkError` set when it could not; nothing then runs.
   bool StartStream(CirBuf& ring, const orq::StreamFormat& format);
   /// Tells the FPGA to stop and ends all transfers; harmless when no stream runs. Works after an unplug.
   void StopStream();

@@ -1,20 +1,12 @@
 // Camera modes and trigger outputs.
-#include <algorithm>
-#include <cstdint>
-#include <limits>
-
 #include "camera/CameraBase.h"
 #include "camera/CameraModeTable.h"
 #include "camera/DbgPrint.h"
 #include "camera/TriggerSettings.h"
 #include "link/WireProtocol.h"
+#include "support/Saturated.h"
 
 namespace {
-
-std::int32_t Saturated(long value) {
-  using Limits = std::numeric_limits<std::int32_t>;
-  return static_cast<std::int32_t>(std::clamp<long>(value, Limits::min(), Limits::max()));
-}
 
 bool IsOutputPin(Trig_Output_Pin pin) {
   return pin == TRIG_OUTPUT_PINA || pin == TRIG_OUTPUT_PINB;
@@ -39,6 +31,7 @@ int CCameraBase::GetCameraSupportedMode(_ORQ_SUPPORTED_MODE* modes) {
 
 int CCameraBase::SetCameraMode(CAM_MODE mode) {
   DbgPrint(-1, "SetCameraMode", "set camera mode %d\n", mode);
+  AwaitEndingWorker();
   if (IsCaptureRunning()) return MODE_CAPTURE_RUNNING;
   if (!orq::IsModeOffered(orq::TriggerSupportOf(*this), mode)) return MODE_NOT_OFFERED;
   if (mode == camMode) return MODE_OK;
@@ -58,7 +51,7 @@ int CCameraBase::SelectCameraMode(CAM_MODE mode) {
 
 int CCameraBase::SetTrigOutPinConf(Trig_Output_Pin pin, bool pinHigh, long delay, long duration) {
   if (!IsOutputPin(pin)) return MODE_BAD_PIN;
-  const orq::TriggerPulse pulse{pinHigh, Saturated(delay), Saturated(duration)};
+  const orq::TriggerPulse pulse{pinHigh, orq::Saturated(delay), orq::Saturated(duration)};
   orq::ProgramTriggerOutput(*this, pin, pulse);
   const bool isA = pin == TRIG_OUTPUT_PINA;
   (isA ? pinAHigh : pinBHigh) = pulse.high;

@@ -1,17 +1,16 @@
 // Starting and stopping the workers that take frames.
+#include <chrono>
+
 #include "camera/CameraBase.h"
 #include "camera/DbgPrint.h"
+#include "controls/ModelQuirks.h"
 
 namespace {
 
 constexpr int kNormalMode = 0;
 constexpr int kExposedFrameWaitMs = 10'000;
-
-/// The two products whose FPGA wants to know whether single exposures or video follow.
-bool WantsCaptureMode(std::int32_t productId) {
-  const auto id = static_cast<std::uint16_t>(productId);
-  return id == 0x461E || id == 0x411E;
-}
+// Ending takes a worker microseconds; a computer that swaps takes longer.
+constexpr std::chrono::seconds kWorkerEndWait{10};
 
 }  // namespace
 
@@ -19,10 +18,17 @@ bool CCameraBase::IsCaptureRunning() const {
   return captureThr.IsActive() || exposureThr.IsActive();
 }
 
+void CCameraBase::AwaitEndingWorker() {
+  captureThr.AwaitEnd(kWorkerEndWait);
+  exposureThr.AwaitEnd(kWorkerEndWait);
+}
+
 int CCameraBase::StartCapture(bool snap) {
+  // Or a worker that has only to return would be taken for a capture that runs, and none would follow.
+  AwaitEndingWorker();
   if (bOpened == 0) return 0;
   if (IsCaptureRunning()) return 1;
-  if (WantsCaptureMode(iPID)) TellFpgaCaptureMode(snap);
+  if (orq::quirks::WantsCaptureMode(iPID)) TellFpgaCaptureMode(snap);
   expStatus = ExpWorking;
   captureStartMark = 1;
   snapMode = snap ? 1 : 0;
@@ -42,7 +48,8 @@ int CCameraBase::StartExposure() {
 int CCameraBase::StopCapture() {
   if (!IsCaptureRunning()) return 1;
   if (bOpened == 0) return 0;
-  if (snapMode == 0) SaveSetting();  // after single exposures, closing does
+  // After single exposures, closing does.
+  if (snapMode == 0 && settingsUse == orq::SettingsUse::LoadAndKeep) SaveSetting();
   DbgPrint(-1, "StopCapture", "stop capture\n");
   DbgPrint(-1, "StopCapture", ">> wait Working thread exit\n");
   captureThr.Stop();

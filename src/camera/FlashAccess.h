@@ -5,16 +5,21 @@
 
 namespace orq {
 
-/// Releases the image bus for flash access, and switches it on again on every way out.
+/// Releases the image bus for flash access, and switches it on again on every way out. Refused while a stream
+/// runs.
 class FlashAccess {
  public:
-  explicit FlashAccess(CCameraFX3& link) : link_(link) { link_.EnableGPIF32DQ(false); }
-  ~FlashAccess() { link_.EnableGPIF32DQ(true); }
+  explicit FlashAccess(CCameraFX3& link) : link_(link), granted_(link.AcquireFlash()) {}
+  ~FlashAccess() {
+    if (granted_) link_.ReleaseFlash();
+  }
+  explicit operator bool() const { return granted_; }
   FlashAccess(const FlashAccess&) = delete;
   FlashAccess& operator=(const FlashAccess&) = delete;
 
  private:
   CCameraFX3& link_;
+  const bool granted_;
 };
 
 }  // namespace orq

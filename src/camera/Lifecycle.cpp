@@ -74,7 +74,8 @@ int CCameraBase::OpenCamera(int index) {
 
 void CCameraBase::CloseCamera() {
   if (bOpened == 0) return;
-  if (snapMode != 0) SaveSetting();  // after a video, stopping it has saved them
+  // After a video, stopping it has saved them.
+  if (snapMode != 0 && settingsUse == orq::SettingsUse::LoadAndKeep) SaveSetting();
   StopCapture();
   CloseDevice();
   DbgPrint(-1, "CloseCamera", "camera closed\n");

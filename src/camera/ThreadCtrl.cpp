@@ -1,11 +1,15 @@
 #include "camera/ThreadCtrl.h"
 
 #include <atomic>
+#include <thread>
 
 #include "camera/DbgPrint.h"
 #include "camera/RecursiveMutex.h"
 
 namespace {
+
+// Ending takes a worker microseconds.
+constexpr std::chrono::microseconds kEndNap{50};
 
 // The flags are plain bytes, because workers get a plain pointer to one; all accesses go through these.
 void SetFlag(bool& flag, bool value) {
@@ -60,6 +64,7 @@ int ThreadCtrl::Start(void* workerParam) {
     return 0;
   }
   joinRequested = false;
+  endAnnounced = false;
   param = workerParam;
   startedFunc = func;
   SetFlag(running, true);
@@ -102,6 +107,21 @@ void ThreadCtrl::Stop() {
 
 bool ThreadCtrl::IsActive() const {
   return ReadFlag(running) || ReadFlag(alive);
+}
+
+// Under the mutex, and so is the question: who has seen anything that the worker stored after this sees this, too.
+void ThreadCtrl::AnnounceEnd() {
+  const MutexLock lock(mutex);
+  endAnnounced = true;
+}
+
+void ThreadCtrl::AwaitEnd(std::chrono::milliseconds longest) {
+  const auto giveUp = std::chrono::steady_clock::now() + longest;
+  const auto ending = [this] {
+    const MutexLock lock(mutex);
+    return endAnnounced && IsActive();
+  };
+  while (ending() && std::chrono::steady_clock::now() < giveUp) std::this_thread::sleep_for(kEndNap);
 }
 
 bool ThreadCtrl::KeepRunning(bool* running) {

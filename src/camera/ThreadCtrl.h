@@ -3,6 +3,7 @@
 
 #include <pthread.h>
 
+#include <chrono>
 #include <mutex>
 
 /// Runs one worker function on a thread of its own. The worker gets a pointer to a keep-running flag (poll it
@@ -29,6 +30,12 @@ class ThreadCtrl {
 
   /// True while the worker's running or alive flag is set. Any-thread.
   bool IsActive() const;
+  /// Says that nothing but returning is left to do. For workers, before they let anybody see that they have done
+  /// their work: who has seen it and waits with `AwaitEnd` can start the next one.
+  void AnnounceEnd();
+  /// Waits up to `longest` for a worker that has announced its end; returns at once when there is none.
+  /// Any-thread.
+  void AwaitEnd(std::chrono::milliseconds longest);
   /// Reads a keep-running flag without a data race. For workers.
   static bool KeepRunning(bool* running);
 
@@ -43,6 +50,7 @@ class ThreadCtrl {
   bool running = false;        // the worker's keep-running flag
   bool alive = false;          // a thread exists that has not yet ended
   void* param = nullptr;
+  bool endAnnounced = false;   // by the worker that exists; guarded by `mutex`
   Func startedFunc = nullptr;  // what the existing thread runs; `func` may already be the next one
   std::mutex stopMutex;        // held by a `Stop` for its whole duration; taken before `mutex`
 };

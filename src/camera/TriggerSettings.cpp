@@ -1,16 +1,14 @@
 #include "camera/TriggerSettings.h"
 
-#include <algorithm>
-
 #include "camera/CameraFX3.h"
 #include "camera/CameraModeTable.h"
 
 namespace orq {
 namespace {
 
-/// The device counts in unsigned microseconds: a time before the exposure cannot be asked for.
+/// The device takes the bits of a time for an unsigned number, negative ones included.
 unsigned DeviceTime(std::int32_t us) {
-  return static_cast<unsigned>(std::max(us, 0));
+  return static_cast<unsigned>(us);
 }
 
 }  // namespace

@@ -16,7 +16,7 @@ void ProgramTriggerInput(CCameraFX3& link, CAM_MODE mode, bool triggerInNormalMo
 /// A pulse on a trigger output.
 struct TriggerPulse {
   bool high = true;           ///< active high
-  std::int32_t delayUs = 0;   ///< from the start of the exposure; a negative one counts as none
+  std::int32_t delayUs = 0;   ///< from the start of the exposure; the device takes its bits for an unsigned number
   std::int32_t lengthUs = 0;  ///< 0 or less: output off
 };
 

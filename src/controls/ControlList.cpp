@@ -1,22 +1,16 @@
 // The camera object's side of the control catalogue.
 #include "camera/CameraBase.h"
 #include "controls/ControlCatalogue.h"
+#include "controls/ModelQuirks.h"
 #include "link/WireProtocol.h"
 
 namespace {
 
-/// Two products came with and without high-speed readout; the FPGA's type code tells which.
-constexpr std::uint16_t kProbedProducts[] = {0x533E, 0x533F};
 constexpr unsigned char kHighSpeedType = 6;
-
-bool IsProbedProduct(std::int32_t productId) {
-  const auto id = static_cast<std::uint16_t>(productId);
-  return id == kProbedProducts[0] || id == kProbedProducts[1];
-}
 
 bool FindHighSpeed(CCameraBase& camera) {
   if (camera.hasHighSpeed != 0) return true;
-  if (!IsProbedProduct(camera.iPID)) return false;
+  if (!orq::quirks::ProbesForHighSpeed(camera.iPID)) return false;
   unsigned char type = 0;
   camera.ReadFPGAREG(orq::wire::kFpgaType, &type);
   if (type != kHighSpeedType) return false;

@@ -6,17 +6,13 @@
 
 #include "camera/CameraBase.h"
 #include "camera/DbgPrint.h"
+#include "controls/ControlResult.h"
+#include "support/Saturated.h"
+
+using orq::Saturated;
+using orq::SetResult;
 
 namespace {
-
-int SetResult(bool done) {
-  return done ? CTRL_OK : CTRL_SET_FAILED;
-}
-
-std::int32_t Saturated(long value) {
-  using Narrow = std::numeric_limits<std::int32_t>;
-  return static_cast<std::int32_t>(std::clamp<long>(value, Narrow::min(), Narrow::max()));
-}
 
 /// Tenths of a degree, cut toward zero; 0 for a temperature that is no number, bounded for one that is no
 /// temperature.

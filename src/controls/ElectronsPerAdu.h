@@ -5,8 +5,8 @@
 
 namespace orq {
 
-/// The factor by which a gain setting multiplies the signal. Models whose name contains "K1" have a stepped gain
-/// table; all others count in units of 0.1 dB. Any `gain` is accepted, also beyond the model's limits.
+/// The factor by which a gain setting multiplies the signal: by the stepped table where the model has one, in
+/// units of 0.1 dB otherwise. Any `gain` is accepted, also beyond the model's limits.
 double GainFactor(std::string_view modelName, int gain);
 
 /// Electrons per ADC unit at `gain`: `base` (the value at factor 1) divided by the gain factor.

@@ -1,10 +1,11 @@
 // Fan, power LED and USB hub: FPGA registers of the boards that have them.
 #include <algorithm>
-#include <array>
 #include <cstdint>
+#include <iterator>
 
 #include "camera/CameraBase.h"
 #include "camera/DbgPrint.h"
+#include "controls/ModelQuirks.h"
 #include "link/WireProtocol.h"
 
 namespace wire = orq::wire;
@@ -12,17 +13,11 @@ namespace wire = orq::wire;
 namespace {
 
 constexpr unsigned char kAdjustable = 1;
-constexpr std::array<std::uint16_t, 2> kAdjustableProducts{0x2601, 0x2602};
-constexpr std::array<unsigned char, 2> kAdjustableBoards{5, 6};
+constexpr unsigned char kAdjustableBoards[] = {5, 6};
 
 constexpr unsigned char kFanHold = 0x80;
 constexpr unsigned char kHubOn = 0x04;
 constexpr unsigned char kHubReset = 2;
-
-template <class T, std::size_t N>
-bool IsOneOf(const std::array<T, N>& values, T value) {
-  return std::find(values.begin(), values.end(), value) != values.end();
-}
 
 /// Asks the model; `operation` is the log tag of the refusal.
 bool CanAdjust(CCameraBase& camera, const char* operation) {
@@ -44,7 +39,8 @@ bool CCameraBase::FanAdjustCheck() {
   if (!ReadFPGAREG(wire::kFpgaAdjustable, &capability) || capability != kAdjustable) return false;
   unsigned char board = 0;
   if (!GetMainBoardType(&board)) DbgPrint(-1, "FanAdjustCheck", "Failed to read main board type");
-  return IsOneOf(kAdjustableProducts, static_cast<std::uint16_t>(iPID)) || IsOneOf(kAdjustableBoards, board);
+  return orq::quirks::HasAdjustableFan(iPID) ||
+         std::ranges::find(kAdjustableBoards, board) != std::end(kAdjustableBoards);
 }
 
 bool CCameraBase::SetFanSpeed(int speed) {

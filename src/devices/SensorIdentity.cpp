@@ -2,10 +2,10 @@
 #include <unistd.h>
 
 #include <cstdint>
-#include <string_view>
 
 #include "camera/CameraBase.h"
 #include "link/WireProtocol.h"
+#include "support/Hex.h"
 
 namespace wire = orq::wire;
 
@@ -15,7 +15,6 @@ constexpr unsigned char kIdentityPage = 0x7F;
 constexpr unsigned char kFetch = 1;
 constexpr useconds_t kFetchUs = 20'000;
 constexpr int kIdentityBytes = 11;
-constexpr std::string_view kHexDigits = "0123456789abcdef";
 
 }  // namespace
 
@@ -27,7 +26,6 @@ void CCameraBase::GetIMX582SensorId(unsigned char* text) {
   unsigned char byte = 0;  // of the register before, when a read fails
   for (int i = 0; i < kIdentityBytes; ++i) {
     ReadSONYREG(static_cast<unsigned short>(wire::kSensorIdentity + i), &byte);
-    *text++ = static_cast<unsigned char>(kHexDigits[byte >> 4U]);
-    *text++ = static_cast<unsigned char>(kHexDigits[byte & 0x0FU]);
+    for (const char digit : orq::Hex({&byte, 1})) *text++ = static_cast<unsigned char>(digit);
   }
 }

@@ -22,7 +22,6 @@ enum SensorType : std::int32_t {
   kInside = 4,
 };
 
-
 using Word = std::array<unsigned char, 2>;
 
 bool ReadWord(CCameraBase& camera, unsigned char request, Word& word) {

@@ -1,5 +1,6 @@
 #include "devices/Thermistor.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 
@@ -28,10 +29,11 @@ bool Between(float kiloOhm, const ThermistorPoint& a, const ThermistorPoint& b) 
 /// Index of the second point of the pair around `kiloOhm`; 0 when there is none.
 std::size_t FindPair(float kiloOhm) {
   if (InFirstPair(kiloOhm)) return 1;
-  for (std::size_t i = 2; i < RTlist.size(); ++i) {
-    if (Between(kiloOhm, RTlist[i - 1], RTlist[i])) return i;
-  }
-  return 0;
+  const auto around = [kiloOhm](const ThermistorPoint& a, const ThermistorPoint& b) {
+    return Between(kiloOhm, a, b);
+  };
+  const auto* first = std::adjacent_find(RTlist.begin() + 1, RTlist.end(), around);
+  return first == RTlist.end() ? 0 : static_cast<std::size_t>(first - RTlist.begin()) + 1;
 }
 
 }  // namespace

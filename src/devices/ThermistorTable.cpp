@@ -1,6 +1,7 @@
 #include "devices/ThermistorTable.h"
 
 #include <algorithm>
+#include <span>
 
 namespace orq {
 
@@ -37,9 +38,9 @@ const std::array<ThermistorPoint, 164> RTlist{{
 
 TemperatureRange ThermistorRange() {
   TemperatureRange range{-50, -50};
-  for (std::size_t i = 1; i < RTlist.size(); ++i) {
-    range.lowest = std::min(range.lowest, RTlist[i].celsius);
-    range.highest = std::max(range.highest, RTlist[i].celsius);
+  for (const ThermistorPoint& point : std::span(RTlist).subspan(1)) {
+    range.lowest = std::min(range.lowest, point.celsius);
+    range.highest = std::max(range.highest, point.celsius);
   }
   return range;
 }

@@ -1,17 +1,15 @@
 #include "gps/HexText.h"
 
-#include <string_view>
+#include "support/Hex.h"
 
 namespace orq {
 
 std::string HexText(std::span<const std::uint8_t> bytes) {
-  constexpr std::string_view kDigits = "0123456789abcdef";
   std::string text;
   text.reserve(3 * bytes.size());
   for (const std::uint8_t byte : bytes) {
     text += ' ';
-    text += kDigits[byte >> 4U];
-    text += kDigits[byte & 0xFU];
+    text += Hex({&byte, 1});
   }
   return text;
 }

@@ -10,6 +10,7 @@
 #include "camera/CameraBase.h"
 #include "camera/DbgPrint.h"
 #include "image/BmpFile.h"
+#include "image/DarkImage.h"
 
 namespace {
 
@@ -133,10 +134,7 @@ int CCameraBase::LoadBMPFromFile(const char* path) {
     const std::scoped_lock lock(DarkAccumMutex, DarkBufMutex);
     const std::size_t pixels = SensorPixels(*this);
     if (!pDarkFull) pDarkFull = std::make_unique<std::uint8_t[]>(pixels);
-    if (!pDarkBuf) {
-      pDarkBuf = std::make_unique<std::uint8_t[]>(pixels);
-      iDarkAverage = 0;  // of an image that is still empty
-    }
+    if (!pDarkBuf) pDarkBuf = orq::MakeNeutralDark(pixels, iDarkAverage);
     // A file that ends too early leaves the rest of the dark image as it was.
     if (::fseeko(file.get(), static_cast<off_t>(pixelOffset), SEEK_SET) == 0) {
       static_cast<void>(std::fread(pDarkFull.get(), 1, pixels, file.get()));

@@ -47,8 +47,8 @@ void CCameraBase::DoGetDark() {
     if (iDarkFrameCount == 0) {
       if (!pDarkFull) pDarkFull = std::make_unique<std::uint8_t[]>(pixels);
       if (!pDarkBuf) {
-        pDarkBuf = std::make_unique<std::uint8_t[]>(pixels);
-        iDarkAverage = 0;  // of an image that is still empty
+        pDarkBuf = orq::MakeNeutralDark(pixels, iDarkAverage);
+        darkExcess = 0.0;
       }
       std::fill_n(pDarkFull.get(), pixels, std::uint8_t{0});
     }
@@ -77,6 +77,7 @@ void CCameraBase::AdjustDarkBuff() {
   accum.unlock();
 
   iDarkAverage = orq::MeanOf(image);
+  darkExcess = orq::ExcessOf(image, iDarkAverage);
   DbgPrint(-1, "AdjustDarkBuff", "avarage:%d\n", static_cast<int>(iDarkAverage));
   std::int32_t count = 0;
   {

@@ -113,6 +113,12 @@ void CutBinned(std::span<const std::uint8_t> full, const SensorCut& cut, BinOffs
 
 }  // namespace
 
+std::unique_ptr<std::uint8_t[]> MakeNeutralDark(std::size_t pixels, std::uint32_t average) {
+  auto dark = std::make_unique_for_overwrite<std::uint8_t[]>(pixels);
+  std::fill_n(dark.get(), pixels, static_cast<std::uint8_t>(std::min<std::uint32_t>(average, 255)));
+  return dark;
+}
+
 void AccumulateDark(std::span<const std::uint8_t> frame, std::int32_t frames, std::span<std::uint8_t> dark) {
   const std::size_t count = std::min(frame.size(), dark.size());
   if (frames <= 1) {
@@ -143,6 +149,18 @@ std::uint32_t MeanOf(std::span<const std::uint8_t> image) {
     sum += std::accumulate(block.begin(), block.end(), std::uint32_t{0});
   }
   return static_cast<std::uint32_t>(sum / image.size());
+}
+
+double ExcessOf(std::span<const std::uint8_t> image, std::uint32_t average) {
+  const std::uint32_t limit = DarkLimit(average);
+  std::uint64_t sum = 0;
+  std::uint64_t count = 0;
+  for (const std::uint32_t value : image) {
+    const bool good = value <= limit;
+    sum += good ? value : 0;
+    count += good ? 1 : 0;
+  }
+  return count == 0 ? 0.0 : static_cast<double>(sum) / static_cast<double>(count) - average;
 }
 
 DarkPixelList ListDarkPixels(std::span<const std::uint8_t> image, std::uint32_t average) {

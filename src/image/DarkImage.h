@@ -22,6 +22,10 @@ constexpr bool IsDarkSubtracted(bool autoExposure, std::uint64_t exposureUs) {
   return !autoExposure || exposureUs >= kShortAutoExposureUs;
 }
 
+/// A dark image of `pixels` samples that leaves frames as they are when it is subtracted with `average`: until it
+/// is adjusted, the average stays that of the dark before.
+std::unique_ptr<std::uint8_t[]> MakeNeutralDark(std::size_t pixels, std::uint32_t average);
+
 /// Adds `frame` / `frames` (truncated; fewer than one frame counts as one) to `dark`, saturating at 255. Both hold
 /// 8-bit samples; the shorter one decides.
 void AccumulateDark(std::span<const std::uint8_t> frame, std::int32_t frames, std::span<std::uint8_t> dark);
@@ -36,6 +40,9 @@ void CutDarkImage(std::span<const std::uint8_t> full, const SensorCut& cut, BinO
 
 /// The truncated mean; 0 of nothing.
 std::uint32_t MeanOf(std::span<const std::uint8_t> image);
+
+/// By how much the mean of the samples up to `DarkLimit(average)` exceeds `average`; 0 when there are none.
+double ExcessOf(std::span<const std::uint8_t> image, std::uint32_t average);
 
 /// Positions of the samples above `DarkLimit(average)`, ascending.
 struct DarkPixelList {

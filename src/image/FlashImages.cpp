@@ -177,6 +177,7 @@ bool CCameraBase::CompressAndWriteIntoFLASH(const unsigned char* src, unsigned i
   if (!record) return false;
   DbgPrint(-1, "CompressAndWriteIntoFLASH", "SaveHPC: Compressed length: %d :\n", length);
   const FlashAccess access(*this);
+  if (!access) return false;
   if (std::cmp_greater(length, orq::kRecordAreaBytes)) {
     DbgPrint(-1, "CompressAndWriteIntoFLASH", "SaveHPC: Compressed length too big\n");
     return false;
@@ -189,6 +190,7 @@ bool CCameraBase::CompressAndWriteIntoFLASH(const unsigned char* src, unsigned i
 bool CCameraBase::ReadFromFLAHAndUnCompress(unsigned char* dst, unsigned int size, bool bHPC) {
   if (dst == nullptr && size > 0) return false;
   const FlashAccess access(*this);
+  if (!access) return false;
   Chunk first{};  // a read that fails leaves zeros, and they are no record
   ReadFromSPIFlash(first.data(), kRecordAddress, kFlashChunkBytes, wire::kReqFlashRead);
   if (!orq::IsRecord(KindOf(bHPC), first)) {
@@ -216,6 +218,7 @@ bool CCameraBase::ReadSPI(unsigned char* dst, int offset, int len) {
   if (dst == nullptr || !InParameterPage(offset, len)) return false;
   Page page{};
   const FlashAccess access(*this);
+  if (!access) return false;
   const bool read = ReadFromSPIFlash(page.data(), kParameterAddress, kFlashPageBytes, wire::kReqFlashRead);
   if (read) std::copy_n(page.begin() + offset, len, dst);
   return read;
@@ -225,6 +228,7 @@ bool CCameraBase::WriteSPI(const unsigned char* src, int offset, int len) {
   if (src == nullptr || !InParameterPage(offset, len)) return false;
   Page page{};
   const FlashAccess access(*this);
+  if (!access) return false;
   const bool read = ReadFromSPIFlash(page.data(), kParameterAddress, kFlashPageBytes, wire::kReqFlashRead);
   if (EraseSectorOfSPIFlash(orq::kParameterSector, wire::kReqFlashErase) != 0) {
     DbgPrint(-1, "WriteSPI", "Erase SPI FLASH sector %d failed :\n", static_cast<int>(orq::kParameterSector));

@@ -103,11 +103,8 @@ void MsbFirstToHost(std::span<const std::uint8_t> in, std::span<std::uint8_t> ou
   }
 }
 
-void HostToMsbFirst(std::span<const std::uint16_t> in, std::span<std::uint16_t> out) {
-  for (std::size_t i = 0; i < in.size(); ++i) {
-    out[i] = std::endian::native == std::endian::little ? static_cast<std::uint16_t>((in[i] << 8) | (in[i] >> 8))
-                                                        : in[i];
-  }
+void HostToMsbFirst(std::span<std::uint16_t> samples) {
+  MsbFirstToHost(samples);  // swapping twice changes nothing
 }
 
 void WhiteBalance(std::span<std::uint8_t> samples, int width, BayerPattern pattern, int red, int blue) {

@@ -16,8 +16,8 @@ void MsbFirstToHost(std::span<std::uint16_t> samples);
 /// Copies samples of 16 bits that arrived most significant byte first in host order, wherever they lie in memory.
 /// `out` is as large as `in` (an even number of bytes) and does not overlap it.
 void MsbFirstToHost(std::span<const std::uint8_t> in, std::span<std::uint8_t> out);
-/// Copies samples of host order as most significant byte first. `out` is as large as `in` and does not overlap it.
-void HostToMsbFirst(std::span<const std::uint16_t> in, std::span<std::uint16_t> out);
+/// The way back, in place.
+void HostToMsbFirst(std::span<std::uint16_t> samples);
 
 /// Multiplies the red and the blue samples of a Bayer frame by `red`/50 and `blue`/50 (values 1 to 99), rounded to
 /// nearest and saturating; green samples do not change. `samples` holds whole rows of `width`.

@@ -5,15 +5,11 @@
 #include "camera/CameraBase.h"
 #include "camera/CorrectionAccess.h"
 #include "camera/DbgPrint.h"
+#include "controls/ModelQuirks.h"
 #include "image/HotPixelTable.h"
 #include "image/PixelRepair.h"
 
 namespace {
-
-/// The two models whose FPGA scales coordinates when it bins; bit 2 tells one from the other.
-bool ScalesCoordinates(std::int32_t productId) {
-  return (static_cast<std::uint16_t>(productId) & ~0x0004U) == 0x294AU;
-}
 
 /// Calls `repair` with the camera's frame, taken as `width` x `height` samples of the kind that it holds.
 template <class Repair>
@@ -78,7 +74,8 @@ void CCameraBase::AdjustHPCTable() {
 
   const orq::SensorCut cut = orq::CurrentCut(*this, IsHardBinRun());
   const std::size_t pixels = orq::SensorPixels(*this);
-  const auto placement = ScalesCoordinates(iPID) ? orq::BinPlacement::Scaled : orq::BinPlacement::SameColour;
+  const auto placement =
+      orq::quirks::ScalesBinnedCoordinates(iPID) ? orq::BinPlacement::Scaled : orq::BinPlacement::SameColour;
   orq::HotPixelTable table =
       orq::CutHotPixelTable(orq::View(pHPCFullMap, pixels), cut, orq::View(pBinOffsets, orq::kBinOffsets),
                             placement, orq::View(pHPCMap, pixels));

@@ -54,10 +54,12 @@ struct HotPixelState {
 
 /// The dark image and what is cut from it for the current geometry.
 struct DarkFrameState {
-  std::unique_ptr<std::uint8_t[]> pDarkFull;      ///< iMaxWidth * iMaxHeight or absent; guarded by DarkAccumMutex
-  std::unique_ptr<std::uint8_t[]> pDarkBuf;       ///< iMaxWidth * iMaxHeight or absent; guarded by DarkBufMutex
-  std::int32_t iDarkWidth = 0, iDarkHeight = 0;   ///< of pDarkBuf and the list; written under both their locks
-  std::uint32_t iDarkAverage = 0;                 ///< mean of pDarkBuf; guarded by DarkBufMutex
+  std::unique_ptr<std::uint8_t[]> pDarkFull;     ///< iMaxWidth * iMaxHeight or absent; guarded by DarkAccumMutex
+  std::unique_ptr<std::uint8_t[]> pDarkBuf;      ///< iMaxWidth * iMaxHeight or absent; guarded by DarkBufMutex
+  std::int32_t iDarkWidth = 0, iDarkHeight = 0;  ///< of pDarkBuf and the list; written under both their locks
+  std::uint32_t iDarkAverage = 0;  ///< mean of pDarkBuf when it was last adjusted; guarded by DarkBufMutex
+  double darkExcess = 0.0;  ///< by how much the good samples' mean exceeds iDarkAverage, which is a whole number
+                            ///< and counts hot ones; guarded by DarkBufMutex
   std::unique_ptr<std::uint32_t[]> pDarkPixList;  ///< ascending positions; guarded by DarkListMutex
   std::int32_t iDarkPixCount = 0;                 ///< guarded by DarkListMutex
   Relaxed<std::uint8_t> bGettingDark{0};          ///< a dark frame is being collected

@@ -11,19 +11,19 @@
 namespace wire = orq::wire;
 
 std::shared_ptr<orq::UsbPort> orq::LinkState::PortNow() {
-  const std::lock_guard lock(stateMutex);
+  const orq::MutexLock lock(stateMutex);
   if (!port) port = orq::MakeLibusbPort();
   return port;
 }
 
 std::shared_ptr<orq::StreamEngine> orq::LinkState::Engine() const {
-  const std::lock_guard lock(stateMutex);
+  const orq::MutexLock lock(stateMutex);
   return engine;
 }
 
 void orq::LinkState::SetStreamError(std::string text) {
   const std::string before = PortNow()->LastError();
-  const std::lock_guard lock(stateMutex);
+  const orq::MutexLock lock(stateMutex);
   streamError = std::move(text);
   portErrorBefore = before;
 }
@@ -35,7 +35,7 @@ CCameraFX3::~CCameraFX3() {
 }
 
 void CCameraFX3::UsePort(std::shared_ptr<orq::UsbPort> port) {
-  const std::lock_guard lock(impl_->stateMutex);
+  const orq::MutexLock lock(impl_->stateMutex);
   impl_->port = std::move(port);
 }
 
@@ -44,10 +44,10 @@ orq::UsbPort& CCameraFX3::Port() {
 }
 
 void CCameraFX3::CloseDevice() {
-  const std::lock_guard noStream(impl_->streamMutex);
+  const orq::MutexLock noStream(impl_->streamMutex);
   impl_->StopEngine();
   if (usbHandle != nullptr) {
-    const std::lock_guard lock(impl_->controlMutex);
+    const orq::MutexLock lock(impl_->controlMutex);
     const auto port = impl_->PortNow();
     port->ReleaseInterface(wire::kInterface);
     port->CloseDevice();
@@ -73,7 +73,7 @@ bool CCameraFX3::IsUSB3Host() {
 }
 
 bool CCameraFX3::StartStream(CirBuf& ring, const orq::StreamFormat& format) {
-  const std::lock_guard lock(impl_->streamMutex);
+  const orq::MutexLock lock(impl_->streamMutex);
   if (bOpened == 0) {
     impl_->SetStreamError("the camera is not open: open it first");
     return false;
@@ -82,11 +82,16 @@ bool CCameraFX3::StartStream(CirBuf& ring, const orq::StreamFormat& format) {
     impl_->SetStreamError("the frame does not fit the frame buffer: choose a smaller region");
     return false;
   }
+  if (impl_->flashOperations != 0) {
+    impl_->SetStreamError("the camera's flash is being read or written: start again when that is done");
+    return false;
+  }
   impl_->StopEngine();
+  EnableGPIF32DQ(true);  // a program that died reading flash has left it released
   orq::StreamEngine::Output output{[this] { return FPGAStart(); }, [this] { FPGAStop(); }};
   auto engine = std::make_shared<orq::StreamEngine>(Port().Pipe(), ring, format, std::move(output));
   {
-    const std::lock_guard state(impl_->stateMutex);
+    const orq::MutexLock state(impl_->stateMutex);
     impl_->engine = engine;
     impl_->streamError.clear();
   }
@@ -97,7 +102,7 @@ bool CCameraFX3::StartStream(CirBuf& ring, const orq::StreamFormat& format) {
 }
 
 void CCameraFX3::StopStream() {
-  const std::lock_guard lock(impl_->streamMutex);
+  const orq::MutexLock lock(impl_->streamMutex);
   impl_->StopEngine();
 }
 
@@ -130,7 +135,7 @@ std::string CCameraFX3::LinkError() const {
   const auto engine = impl_->Engine();
   if (engine && impl_->streaming && !engine->Error().empty()) return engine->Error();
   const std::string portError = impl_->PortNow()->LastError();
-  const std::lock_guard lock(impl_->stateMutex);
+  const orq::MutexLock lock(impl_->stateMutex);
   const bool portIsNewer = portError != impl_->portErrorBefore;
   return impl_->streamError.empty() || portIsNewer ? portError : impl_->streamError;
 }

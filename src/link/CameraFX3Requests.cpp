@@ -31,7 +31,7 @@ bool orq::LinkState::Out(std::uint8_t request, std::uint16_t value, std::uint16_
 
 bool orq::LinkState::Out(std::uint8_t request, std::uint16_t value, std::uint16_t index,
                          std::span<std::uint8_t> data, unsigned timeoutMs) {
-  const std::lock_guard lock(controlMutex);
+  const orq::MutexLock lock(controlMutex);
   return Transfer({orq::kVendorOut, request, value, index, static_cast<std::uint16_t>(data.size())}, data,
                   timeoutMs);
 }
@@ -41,7 +41,7 @@ bool orq::LinkState::In(std::uint8_t request, std::uint16_t value, std::uint16_t
   // Read aside, so that a short answer leaves `data` as it was.
   std::array<std::uint8_t, kMaxCommandBytes> answer{};
   const auto received = std::span(answer).first(data.size());
-  const std::lock_guard lock(controlMutex);
+  const orq::MutexLock lock(controlMutex);
   if (!Transfer({orq::kVendorIn, request, value, index, static_cast<std::uint16_t>(data.size())}, received,
                 kControlTimeoutMs)) {
     return false;
@@ -51,7 +51,7 @@ bool orq::LinkState::In(std::uint8_t request, std::uint16_t value, std::uint16_t
 }
 
 bool orq::LinkState::SetFpgaBits(std::uint16_t reg, std::uint8_t bits, bool on) {
-  const std::lock_guard lock(controlMutex);
+  const orq::MutexLock lock(controlMutex);
   std::uint8_t value = 0;
   if (!Transfer({orq::kVendorIn, wire::kReqReadFpga, reg, 0, 1}, {&value, 1}, kControlTimeoutMs)) return false;
   const int changed = on ? value | bits : value & ~bits;
@@ -97,6 +97,13 @@ bool CCameraFX3::WriteFPGAREG(unsigned short reg, unsigned short val) {
 
 std::unique_lock<std::mutex> CCameraFX3::LockUpdateHold() {
   return std::unique_lock(impl_->holdMutex);
+}
+
+orq::SettingsTag& CCameraFX3::Tag() {
+  return impl_->tag;
+}
+const orq::SettingsTag& CCameraFX3::Tag() const {
+  return impl_->tag;
 }
 
 bool CCameraFX3::ReadSONYREG(unsigned short reg, unsigned char* val) {
@@ -156,6 +163,18 @@ int CCameraFX3::EraseSectorOfSPIFlash(unsigned int addr, unsigned char mode) {
 
 bool CCameraFX3::EnableGPIF32DQ(bool on) {
   return impl_->Out(wire::kReqGpifBusWidth, on ? 1 : 0, 0);
+}
+
+// A bus that could not be released shows with the flash requests, which the camera then refuses.
+bool CCameraFX3::AcquireFlash() {
+  const orq::MutexLock lock(impl_->streamMutex);
+  if (impl_->streaming) return false;
+  if (impl_->flashOperations++ == 0) EnableGPIF32DQ(false);
+  return true;
+}
+void CCameraFX3::ReleaseFlash() {
+  const orq::MutexLock lock(impl_->streamMutex);
+  if (--impl_->flashOperations == 0) EnableGPIF32DQ(true);
 }
 
 bool CCameraFX3::FPGAStart() {

@@ -36,6 +36,7 @@ FrameJudge::Result FrameJudge::Judge(const CirBuf::Slot& slot) {
 
 FrameVerdict FrameJudge::JudgeShape(const CirBuf::Slot& slot,
                                     const std::optional<wire::FrameHeader>& header) const {
+  if (header && !format_.fresh.Holds(header->settingsTag)) return FrameVerdict::Stale;
   // The header says best what is wrong: a frame of another geometry has another length, too.
   if (header && !Fits(*header)) return FrameVerdict::Marks;
   if (slot.markBytes < wire::kHeaderBytes + wire::kTrailerBytes) return FrameVerdict::Short;
@@ -59,6 +60,9 @@ bool FrameCheck::Check(const CirBuf::Slot& slot) {
     switch (result.verdict) {
       case FrameVerdict::Good:
         ++c.completed;
+        return;
+      case FrameVerdict::Stale:
+        ++c.stale;
         return;
       case FrameVerdict::Short:
         ++c.failedShort;

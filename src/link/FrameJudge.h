@@ -1,4 +1,4 @@
-// Decides whether a received frame is whole and good.
+// Decides whether a received frame, as FrameStreamParser.h cut it from the stream, is whole and good.
 #pragma once
 
 #include <cstdint>
@@ -11,11 +11,12 @@
 
 namespace orq {
 
-enum class FrameVerdict : std::uint8_t { Good, Short, Oversize, Marks, Sequence };
+enum class FrameVerdict : std::uint8_t { Good, Stale, Short, Oversize, Marks, Sequence };
 
 /// Judges frames in the order in which they arrived. A frame is good when its header and trailer are whole,
 /// describe the stream's format and bear the same sequence number, its length is exact, and its number is
-/// later than that of the good frame before (the first good frame is always in sequence).
+/// later than that of the good frame before (the first good frame is always in sequence). A frame whose header is
+/// whole and bears a settings tag from before the capture is stale, whatever else it is.
 class FrameJudge {
  public:
   struct Result {

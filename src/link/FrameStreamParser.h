@@ -1,4 +1,4 @@
-// Cuts the byte stream of the frame endpoint into frames.
+// Cuts the byte stream of the frame endpoint into frames; FrameJudge.h decides which of them are good.
 #pragma once
 
 #include <cstddef>
@@ -14,7 +14,8 @@ namespace orq {
 /// packets). A frame begins only at the start of the stream, after the end of another, or after `Restart`;
 /// bytes elsewhere are skipped and counted. Header and trailer go to the slot's marks, the payload is copied
 /// once into the slot's buffer, whatever has no place is counted. A frame for which no slot is free is read
-/// and counted as dropped. Nothing is judged here. Single-threaded; never blocks, never allocates.
+/// and counted as dropped. Nothing is judged here: the ring's thread does that, by `FrameCheck`. Single-threaded;
+/// never blocks, never allocates.
 class FrameStreamParser {
  public:
   /// Why a frame in work cannot be completed.

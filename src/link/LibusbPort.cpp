@@ -224,4 +224,10 @@ std::shared_ptr<UsbPort> MakeLibusbPort() {
   return std::make_shared<LibusbPort>();
 }
 
+std::string LibusbVersion() {
+  const libusb_version* version = libusb_get_version();
+  return std::to_string(version->major) + "." + std::to_string(version->minor) + "." +
+         std::to_string(version->micro);
+}
+
 }  // namespace orq

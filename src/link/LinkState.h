@@ -8,8 +8,10 @@
 #include <span>
 #include <string>
 
+#include "link/SettingsTag.h"
 #include "link/StreamEngine.h"
 #include "link/UsbPort.h"
+#include "support/Mutex.h"
 #include "support/Relaxed.h"
 
 namespace orq {
@@ -24,7 +26,7 @@ struct LinkState {
   std::shared_ptr<UsbPort> PortNow();
   std::shared_ptr<StreamEngine> Engine() const;
   void SetStreamError(std::string text);
-  void StopEngine();
+  void StopEngine() ORQ_REQUIRES(streamMutex);
 
   bool Out(std::uint8_t request, std::uint16_t value, std::uint16_t index);
   bool Out(std::uint8_t request, std::uint16_t value, std::uint16_t index, std::span<std::uint8_t> data,
@@ -34,23 +36,26 @@ struct LinkState {
   bool SetFpgaBits(std::uint16_t reg, std::uint8_t bits, bool on);
   bool SetSyncTime(std::uint16_t reg, std::uint32_t us);
 
-  // With controlMutex held.
-  bool Transfer(const SetupPacket& setup, std::span<std::uint8_t> data, unsigned timeoutMs);
+  bool Transfer(const SetupPacket& setup, std::span<std::uint8_t> data, unsigned timeoutMs)
+      ORQ_REQUIRES(controlMutex);
 
   const Relaxed<std::uint8_t>& opened;
   // Held while a stream is started or stopped, and while the device is closed: a reconnect closes it without
   // stopping the capture, whose worker may be about to queue transfers on it. Taken before controlMutex.
-  std::mutex streamMutex;
-  std::mutex holdMutex;     // the FPGA's update hold; held from setting to clearing it, taken before controlMutex
-  std::mutex controlMutex;  // serialises control transfers; held across a read-modify-write
+  Mutex streamMutex;
+  int flashOperations ORQ_GUARDED_BY(streamMutex) = 0;  // under way
+  std::mutex holdMutex;  // the FPGA's update hold; held from setting to clearing it, taken before controlMutex
+  SettingsTag tag;
+  Mutex controlMutex;  // serialises control transfers; held across a read-modify-write
   std::atomic<bool> deviceLost{false};
   std::atomic<bool> streaming{false};  // between StartStream and StopStream: the engine's state counts
 
-  mutable std::mutex stateMutex;  // guards all below; never held across a transfer
-  std::shared_ptr<UsbPort> port;
-  std::shared_ptr<StreamEngine> engine;
-  std::string streamError;
-  std::string portErrorBefore;  // what the port's last error was when streamError was set
+  mutable Mutex stateMutex;  // never held across a transfer
+  std::shared_ptr<UsbPort> port ORQ_GUARDED_BY(stateMutex);
+  std::shared_ptr<StreamEngine> engine ORQ_GUARDED_BY(stateMutex);
+  std::string streamError ORQ_GUARDED_BY(stateMutex);
+  std::string portErrorBefore
+      ORQ_GUARDED_BY(stateMutex);  // what the port's last error was when streamError was set
 };
 
 }  // namespace orq

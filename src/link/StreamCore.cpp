@@ -13,10 +13,11 @@ using namespace stream_error;
 
 namespace {
 
+using Clock = std::chrono::steady_clock;
+
 std::uint64_t NowNs() {
   return static_cast<std::uint64_t>(
-      std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch())
-          .count());
+      std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now().time_since_epoch()).count());
 }
 
 FrameStreamParser::Fault FaultOf(TransferStatus status) {
@@ -35,12 +36,15 @@ FrameStreamParser::Fault FaultOf(TransferStatus status) {
 bool StreamEngine::Core::Start() {
   live_ = true;
   if (!pool_.Make(tuning_.transfers, tuning_.blocksPerTransfer * wire::kBlockBytes)) return FailStart(kNoMemory);
-  const UsbError cleared = pipe_.ClearHalt();
-  if (cleared == kUsbNoDevice) NoteGone();
-  if (cleared != kUsbOk) return FailStart(kClearFailed);
+  if (!ClearAtStart()) return FailStart(kClearFailed);
+  if (tuning_.quietMs > 0) {
+    output_.stop();
+    if (!EmptyPipe()) return FailStart(kStuck);
+    if (!ClearAtStart()) return FailStart(kClearFailed);
+  }
   ring_.SetCheck(&FrameCheck::Run, &check_);
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     phase_ = Phase::Running;
   }
   pool_.QueueAll();
@@ -55,10 +59,38 @@ bool StreamEngine::Core::Start() {
   return true;
 }
 
+bool StreamEngine::Core::ClearAtStart() {
+  const UsbError cleared = pipe_.ClearHalt();
+  if (cleared == kUsbNoDevice) NoteGone();
+  return cleared == kUsbOk;
+}
+
+// A program that died may have left half a frame in the camera or in the host's controller. False when transfers
+// do not end.
+bool StreamEngine::Core::EmptyPipe() {
+  const auto giveUp = Clock::now() + std::chrono::milliseconds(tuning_.emptyingMs);
+  {
+    const MutexLock lock(mutex_);
+    phase_ = Phase::Emptying;
+  }
+  pool_.QueueAll();
+  int before = -1;
+  while (before != leftovers_ && Clock::now() < giveUp) {
+    before = leftovers_;
+    std::this_thread::sleep_for(std::chrono::milliseconds(tuning_.quietMs));
+  }
+  const bool ended = pool_.Drain(std::chrono::milliseconds(tuning_.drainMs));
+  lastCompletionNs_ = 0;
+  stats_.Update([](StreamCounters& c) { c.longestGapUs = 0; });
+  const MutexLock lock(mutex_);
+  starved_ = false;
+  return ended;
+}
+
 bool StreamEngine::Core::FailStart(const char* reason) {
   if (pipe_.Gone()) NoteGone();
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     if (error_.empty()) error_ = reason;
   }
   Stop();
@@ -70,7 +102,7 @@ void StreamEngine::Core::Stop() {
   live_ = false;
   {
     // Before the camera is told: it ends the frame in work early, which is then an aborted one and not too short.
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     stopping_ = true;
     phase_ = Phase::Stopped;
     changed_.notify_all();
@@ -83,7 +115,7 @@ void StreamEngine::Core::Stop() {
     pool_.Free();
     return;
   }
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   error_ = kStuck;
 }
 
@@ -103,6 +135,7 @@ bool StreamEngine::Core::OnTransfer(const BulkTransfer& transfer) {
   const std::size_t bytes = static_cast<std::size_t>(std::max(transfer.actual, 0));
   MeasureGap(nowNs);
   const bool running = Running();
+  if (!running) ++leftovers_;
   stats_.Update([bytes, running](StreamCounters& c) {
     c.bytes += bytes;
     if (!running) c.bytesDiscarded += bytes;
@@ -116,6 +149,8 @@ bool StreamEngine::Core::OnTransfer(const BulkTransfer& transfer) {
   }
   if (transfer.status == TransferStatus::NoDevice) {
     NoteGone();
+  } else if (Emptying()) {
+    return transfer.status == TransferStatus::Completed;
   } else if (running) {
     NoteFault(FaultOf(transfer.status));
   }
@@ -139,14 +174,14 @@ void StreamEngine::Core::OnSubmitFailed(UsbError error) {
 }
 
 void StreamEngine::Core::OnStarved() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   starved_ = true;
   changed_.notify_all();
 }
 
 void StreamEngine::Core::NoteFault(FrameStreamParser::Fault fault) {
   pool_.Close();
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   if (phase_ != Phase::Running) return;
   phase_ = Phase::Faulted;
   fault_ = fault;
@@ -155,7 +190,7 @@ void StreamEngine::Core::NoteFault(FrameStreamParser::Fault fault) {
 
 void StreamEngine::Core::NoteGone() {
   pool_.Close();
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   deviceLost_ = true;
   error_ = kUnplugged;
   fault_ = FrameStreamParser::Fault::Transport;

@@ -1,9 +1,9 @@
 // What a stream consists of: its transfers, parser, check and counters, and the thread that mends it.
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <utility>
@@ -12,6 +12,7 @@
 #include "link/FrameStreamParser.h"
 #include "link/StreamEngine.h"
 #include "link/TransferPool.h"
+#include "support/Mutex.h"
 
 namespace orq {
 
@@ -51,15 +52,15 @@ class StreamEngine::Core final : private TransferClient {
   bool Stuck() const { return stuck_; }
 
   bool Alive() const {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     return phase_ == Phase::Running || phase_ == Phase::Faulted;
   }
   bool DeviceLost() const {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     return deviceLost_;
   }
   std::string Error() const {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     return error_;
   }
   StreamCounters Counters() const { return stats_.Snapshot(); }
@@ -67,6 +68,7 @@ class StreamEngine::Core final : private TransferClient {
  private:
   enum class Phase : std::uint8_t {
     Idle,
+    Emptying,  ///< what comes was left over and is thrown away
     Running,
     Faulted,  ///< a fault was noted; the engine's thread will mend it
     Failed,   ///< given up, or the device is gone
@@ -91,10 +93,16 @@ class StreamEngine::Core final : private TransferClient {
   bool Pause();
 
   bool Running() const {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     return phase_ == Phase::Running;
   }
+  bool Emptying() const {
+    const MutexLock lock(mutex_);
+    return phase_ == Phase::Emptying;
+  }
   bool FailStart(const char* reason);
+  bool EmptyPipe();
+  bool ClearAtStart();
   void EndFrames();
 
   BulkPipe& pipe_;
@@ -106,19 +114,20 @@ class StreamEngine::Core final : private TransferClient {
   FrameStreamParser parser_;  // completions; other threads only while nothing is in flight
   TransferPool pool_;
   std::uint64_t lastCompletionNs_ = 0;  // completions only
+  std::atomic<int> leftovers_{0};       // transfers that ended while the pipe was emptied
   int resyncsInARow_ = 0;               // engine's thread only
   std::uint64_t goodAtLastResync_ = 0;  // engine's thread only
   bool live_ = false;                   // caller-serialised
   bool stuck_ = false;                  // caller-serialised
 
-  mutable std::mutex mutex_;
+  mutable Mutex mutex_;
   std::condition_variable changed_;
-  Phase phase_ = Phase::Idle;  // guarded by mutex_, as all below
-  FrameStreamParser::Fault fault_ = FrameStreamParser::Fault::Transport;
-  bool stopping_ = false;
-  bool starved_ = false;
-  bool deviceLost_ = false;
-  std::string error_;
+  Phase phase_ ORQ_GUARDED_BY(mutex_) = Phase::Idle;
+  FrameStreamParser::Fault fault_ ORQ_GUARDED_BY(mutex_) = FrameStreamParser::Fault::Transport;
+  bool stopping_ ORQ_GUARDED_BY(mutex_) = false;
+  bool starved_ ORQ_GUARDED_BY(mutex_) = false;
+  bool deviceLost_ ORQ_GUARDED_BY(mutex_) = false;
+  std::string error_ ORQ_GUARDED_BY(mutex_);
   std::thread thread_;
 };
 

@@ -17,11 +17,13 @@ struct StreamTuning {
   int transfers = 8;        ///< bulk transfers in flight
   int fewestTransfers = 2;  ///< a stream starts with what the system grants, but not with fewer
   int blocksPerTransfer =
-      10;              ///< of wire::kBlockBytes each; 8 x 10 is 3.9 MB: four cameras share usbfs's usual 16
-  int maxResyncs = 8;  ///< restarts in a row without a good frame before the stream is given up
-  int clearMs = 1000;  ///< patience with a clear that fails; a hub tells of an unplug within 0.3 s
-  int drainMs = 5000;  ///< patience with transfers that were cancelled
-  int retryMs = 10;    ///< pause before parked transfers or a failed clear are tried again
+      10;                ///< of wire::kBlockBytes each; 8 x 10 is 3.9 MB: four cameras share usbfs's usual 16
+  int maxResyncs = 8;    ///< restarts in a row without a good frame before the stream is given up
+  int clearMs = 1000;    ///< patience with a clear that fails; a hub tells of an unplug within 0.3 s
+  int drainMs = 5000;    ///< patience with transfers that were cancelled
+  int retryMs = 10;      ///< pause before parked transfers or a failed clear are tried again
+  int quietMs = 5;       ///< nothing for so long before the start: the pipe is empty; 0: it is not drained
+  int emptyingMs = 500;  ///< patience with a camera that goes on sending though it was told to stop
   int maxStarvedRetries = 200;  ///< tries in a row with all transfers parked before the stream is given up
 };
 
@@ -44,7 +46,8 @@ class StreamEngine {
   StreamEngine(const StreamEngine&) = delete;
   StreamEngine& operator=(const StreamEngine&) = delete;
 
-  /// Clears the endpoint, queues all transfers, then tells the camera to send. Transfers for which the system has
+  /// Tells the camera to stop, throws away what it and the host's controller still hold of an earlier stream,
+  /// clears the endpoint, queues all transfers, then tells the camera to send. Transfers for which the system has
   /// no memory are given up: those that it has are the stream's until its end. False with `Error` set when it
   /// fails; nothing then runs.
   bool Start();

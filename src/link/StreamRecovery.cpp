@@ -9,11 +9,12 @@ using namespace stream_error;
 
 void StreamEngine::Core::Run() {
   while (true) {
-    std::unique_lock lock(mutex_);
-    changed_.wait(lock, [this] { return stopping_ || phase_ != Phase::Running || starved_; });
+    MutexLock lock(mutex_);
+    lock.Wait(changed_,
+              [this]() ORQ_REQUIRES(mutex_) { return stopping_ || phase_ != Phase::Running || starved_; });
     if (stopping_) return;
     const Phase phase = phase_;
-    lock.unlock();
+    lock.Unlock();
     if (phase == Phase::Faulted) {
       if (!Mend()) return;
     } else if (phase == Phase::Failed) {
@@ -32,7 +33,7 @@ bool StreamEngine::Core::Mend() {
     return false;
   }
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     starved_ = false;
     parser_.Break(fault_);
   }
@@ -43,7 +44,7 @@ bool StreamEngine::Core::Mend() {
   if (!ClearHalt()) return true;
   parser_.Restart();
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     if (phase_ != Phase::Faulted) return true;
     phase_ = Phase::Running;
   }
@@ -84,7 +85,7 @@ void StreamEngine::Core::FeedStarved() {
   for (int tries = 0; tries < tuning_.maxStarvedRetries; ++tries) {
     if (!Pause()) return;
     pool_.RetryParked();
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     if (phase_ != Phase::Running || pool_.InFlight() != 0) {
       starved_ = false;
       return;
@@ -95,14 +96,15 @@ void StreamEngine::Core::FeedStarved() {
 
 void StreamEngine::Core::Fail(const char* reason) {
   if (pipe_.Gone()) return NoteGone();
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   if (error_.empty()) error_ = reason;
   if (phase_ != Phase::Stopped) phase_ = Phase::Failed;
 }
 
 bool StreamEngine::Core::Pause() {
-  std::unique_lock lock(mutex_);
-  return !changed_.wait_for(lock, std::chrono::milliseconds(tuning_.retryMs), [this] { return stopping_; });
+  MutexLock lock(mutex_);
+  return !lock.WaitFor(changed_, std::chrono::milliseconds(tuning_.retryMs),
+                       [this]() ORQ_REQUIRES(mutex_) { return stopping_; });
 }
 
 }  // namespace orq

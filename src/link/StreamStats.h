@@ -1,9 +1,8 @@
 // The counters of one stream, shared by the threads that it runs on.
 #pragma once
 
-#include <mutex>
-
 #include "link/StreamCounters.h"
+#include "support/Mutex.h"
 
 namespace orq {
 
@@ -13,18 +12,18 @@ class StreamStats {
  public:
   template <class Change>
   void Update(Change change) {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     change(counters_);
   }
 
   StreamCounters Snapshot() const {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     return counters_;
   }
 
  private:
-  mutable std::mutex mutex_;
-  StreamCounters counters_;
+  mutable Mutex mutex_;
+  StreamCounters counters_ ORQ_GUARDED_BY(mutex_);
 };
 
 }  // namespace orq

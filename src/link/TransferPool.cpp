@@ -11,7 +11,10 @@ TransferPool::TransferPool(BulkPipe& pipe, TransferClient& client, StreamStats& 
 bool TransferPool::Make(int count, int bytesEach) {
   try {
     transfers_.reserve(static_cast<std::size_t>(count));
-    parked_.reserve(static_cast<std::size_t>(count));
+    {
+      const MutexLock lock(mutex_);
+      parked_.reserve(static_cast<std::size_t>(count));
+    }
     while (static_cast<int>(transfers_.size()) < count) {
       auto transfer = pipe_.MakeTransfer(bytesEach);
       if (!transfer) return false;
@@ -31,7 +34,7 @@ void TransferPool::Free() {
 
 void TransferPool::QueueAll() {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     open_ = true;
     parked_.clear();
   }
@@ -40,8 +43,8 @@ void TransferPool::QueueAll() {
 }
 
 int TransferPool::GiveUpParked() {
-  const std::lock_guard lock(mutex_);
-  std::erase_if(transfers_, [this](const auto& transfer) {
+  const MutexLock lock(mutex_);
+  std::erase_if(transfers_, [this](const auto& transfer) ORQ_REQUIRES(mutex_) {
     return std::find(parked_.begin(), parked_.end(), transfer.get()) != parked_.end();
   });
   parked_.clear();
@@ -49,26 +52,27 @@ int TransferPool::GiveUpParked() {
 }
 
 void TransferPool::Close() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   open_ = false;
 }
 
 bool TransferPool::Drain(std::chrono::milliseconds patience) {
   const auto deadline = std::chrono::steady_clock::now() + patience;
-  std::unique_lock lock(mutex_);
+  MutexLock lock(mutex_);
   open_ = false;
   // A submission that began before the close must have gone out before it can be cancelled.
-  if (!quiet_.wait_until(lock, deadline, [this] { return submitting_ == 0; })) return false;
-  lock.unlock();
+  if (!lock.WaitUntil(quiet_, deadline, [this]() ORQ_REQUIRES(mutex_) { return submitting_ == 0; })) return false;
+  lock.Unlock();
   for (auto& transfer : transfers_) pipe_.Cancel(*transfer);
-  lock.lock();
-  const bool quiet = quiet_.wait_until(lock, deadline, [this] { return inFlight_ == 0 && completing_ == 0; });
+  lock.Lock();
+  const bool quiet = lock.WaitUntil(quiet_, deadline,
+                                    [this]() ORQ_REQUIRES(mutex_) { return inFlight_ == 0 && completing_ == 0; });
   parked_.clear();
   return quiet;
 }
 
 int TransferPool::InFlight() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return inFlight_;
 }
 
@@ -78,7 +82,7 @@ void TransferPool::Completed(BulkTransfer& transfer) {
 
 void TransferPool::HandleCompleted(BulkTransfer& transfer) {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     --inFlight_;
     ++completing_;
   }
@@ -86,7 +90,7 @@ void TransferPool::HandleCompleted(BulkTransfer& transfer) {
   if (client_.OnTransfer(transfer) && Queue(transfer)) RetryParked();
   TellWhenStarved();
   // The last look at this object: whoever waits for quiet may free it once the lock is released.
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   --completing_;
   quiet_.notify_all();
 }
@@ -95,7 +99,7 @@ void TransferPool::RetryParked() {
   while (true) {
     BulkTransfer* transfer = nullptr;
     {
-      const std::lock_guard lock(mutex_);
+      const MutexLock lock(mutex_);
       if (!open_ || parked_.empty()) return;
       transfer = parked_.back();
       parked_.pop_back();
@@ -113,7 +117,7 @@ bool TransferPool::Queue(BulkTransfer& transfer) {
   }
   if (error != kUsbOk) UndoSubmit(transfer, error == kUsbNoMem);
   if (error != kUsbOk && error != kUsbNoMem) client_.OnSubmitFailed(error);
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   --submitting_;
   quiet_.notify_all();
   return error == kUsbOk;
@@ -121,7 +125,7 @@ bool TransferPool::Queue(BulkTransfer& transfer) {
 
 bool TransferPool::BeginSubmit() {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     if (!open_) return false;
     ++inFlight_;
     ++submitting_;
@@ -132,7 +136,7 @@ bool TransferPool::BeginSubmit() {
 
 void TransferPool::UndoSubmit(BulkTransfer& transfer, bool park) {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     --inFlight_;
     if (park) parked_.push_back(&transfer);
   }
@@ -141,7 +145,7 @@ void TransferPool::UndoSubmit(BulkTransfer& transfer, bool park) {
 
 void TransferPool::TellWhenStarved() {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     if (!open_ || inFlight_ != 0 || parked_.empty()) return;
   }
   client_.OnStarved();

@@ -4,11 +4,11 @@
 #include <chrono>
 #include <condition_variable>
 #include <memory>
-#include <mutex>
 #include <vector>
 
 #include "link/BulkPipe.h"
 #include "link/StreamStats.h"
+#include "support/Mutex.h"
 
 namespace orq {
 
@@ -66,13 +66,13 @@ class TransferPool {
   StreamStats& stats_;
   std::vector<std::unique_ptr<BulkTransfer>> transfers_;
 
-  mutable std::mutex mutex_;
+  mutable Mutex mutex_;
   std::condition_variable quiet_;
-  bool open_ = false;   // guarded by mutex_, as all below
-  int inFlight_ = 0;    // submitted, completion not begun
-  int completing_ = 0;  // completions that run now
-  int submitting_ = 0;  // submissions that run now
-  std::vector<BulkTransfer*> parked_;
+  bool open_ ORQ_GUARDED_BY(mutex_) = false;
+  int inFlight_ ORQ_GUARDED_BY(mutex_) = 0;    // submitted, completion not begun
+  int completing_ ORQ_GUARDED_BY(mutex_) = 0;  // completions that run now
+  int submitting_ ORQ_GUARDED_BY(mutex_) = 0;  // submissions that run now
+  std::vector<BulkTransfer*> parked_ ORQ_GUARDED_BY(mutex_);
 };
 
 }  // namespace orq

@@ -27,19 +27,19 @@ std::string DescribeUsbError(UsbError error) {
 }
 
 UsbError LastUsbError::Note(UsbError error, std::string text) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   code_ = error;
   text_ = std::move(text);
   return error;
 }
 
 std::string LastUsbError::Text() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return text_;
 }
 
 UsbError LastUsbError::Code() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return code_;
 }
 

@@ -1,10 +1,10 @@
 // What users read when USB fails: the same words at every port.
 #pragma once
 
-#include <mutex>
 #include <string>
 
 #include "link/UsbTypes.h"
+#include "support/Mutex.h"
 
 namespace orq {
 
@@ -22,9 +22,9 @@ class LastUsbError {
   UsbError Code() const;
 
  private:
-  mutable std::mutex mutex_;
-  UsbError code_ = kUsbOk;
-  std::string text_;
+  mutable Mutex mutex_;
+  UsbError code_ ORQ_GUARDED_BY(mutex_) = kUsbOk;
+  std::string text_ ORQ_GUARDED_BY(mutex_);
 };
 
 }  // namespace orq

@@ -22,14 +22,16 @@ constexpr std::size_t kAtFlags = 27;
 constexpr std::size_t kAtGpsLatch = 28;
 constexpr std::size_t kAtExposure = 32;
 constexpr std::size_t kAtGain = 40;
-constexpr std::size_t kAtBlackLevel = 42;  // bytes 44 to 63 are reserved and zero
+constexpr std::size_t kAtBlackLevel = 42;
+constexpr std::size_t kAtSettingsTag = 44;  // bytes 48 to 63 are reserved and zero
 
 // Byte offsets of the trailer.
 constexpr std::size_t kTrailerAtMagic = 0;
 constexpr std::size_t kTrailerAtSequence = 4;
 constexpr std::size_t kTrailerAtPayloadBytes = 8;  // bytes 12 to 15 are reserved and zero
 
-constexpr std::uint16_t kVersion = 1;
+// 2: with the settings tag.
+constexpr std::uint16_t kVersion = 2;
 
 template <class T>
 void Put(std::span<std::uint8_t> out, std::size_t at, T value) {
@@ -64,6 +66,7 @@ void PutHeader(const FrameHeader& header, std::span<std::uint8_t, kHeaderBytes> 
   Put(out, kAtExposure, header.exposureUs);
   Put(out, kAtGain, header.gain);
   Put(out, kAtBlackLevel, header.blackLevel);
+  Put(out, kAtSettingsTag, header.settingsTag);
 }
 
 std::optional<FrameHeader> GetHeader(std::span<const std::uint8_t> bytes) {
@@ -87,6 +90,7 @@ std::optional<FrameHeader> GetHeader(std::span<const std::uint8_t> bytes) {
   header.exposureUs = Get<std::uint64_t>(bytes, kAtExposure);
   header.gain = Get<std::uint16_t>(bytes, kAtGain);
   header.blackLevel = Get<std::uint16_t>(bytes, kAtBlackLevel);
+  header.settingsTag = Get<std::uint32_t>(bytes, kAtSettingsTag);
   return header;
 }
 

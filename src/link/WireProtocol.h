@@ -45,6 +45,7 @@ enum Request : std::uint8_t {
   kReqGpifBusWidth = 0xD6,      ///< out, value 1 = 32-bit image bus, 0 = released for flash access
   kReqSoftTrigger = 0xD7,       ///< out, no data: one exposure in a software-triggered mode
   kReqGpsBlock = 0xD8,    ///< in, value 0 = start line, 1 = end line; latch counter, then a block of version 0
+  kReqGpsLatch = 0xD9,    ///< in: latch counter, start and end block of version 1, all of one latch
   kReqAdcChannel = 0xE9,  ///< in, 2 bytes
 };
 
@@ -81,6 +82,7 @@ inline constexpr std::uint16_t kFpgaHostMode = 0x45;   ///< bit 0: host is USB 3
 inline constexpr std::uint16_t kFpgaGpsStatus = 0x46;
 inline constexpr std::uint16_t kFpgaGpsStartLine = 0x47;  ///< 2 bytes
 inline constexpr std::uint16_t kFpgaGpsEndLine = 0x49;    ///< 2 bytes
+inline constexpr std::uint16_t kFpgaGpsFollowed = 0x4B;   ///< 2 + 2 bytes: the lines that a host set by itself
 inline constexpr std::uint16_t kFpgaGpsStartBlock = 0x50;
 inline constexpr std::uint16_t kFpgaGpsLatchCount = 0x88;  ///< 4 bytes, of the latch whose blocks are read
 inline constexpr std::uint16_t kFpgaGpsEndBlock = 0x90;
@@ -89,11 +91,16 @@ inline constexpr std::uint16_t kFpgaCoolerPower = 0xE0;     ///< cooler drive, 0
 inline constexpr std::uint16_t kFpgaHeater = 0xE1;          ///< window heater drive, 0 (off) to 255
 inline constexpr std::uint16_t kFpgaCoolerWatchdog = 0xE2;  ///< seconds after the last write to the cooler drive
                                                             ///< until it falls to 0 by itself; 0: never
+inline constexpr std::uint16_t kFpgaCoolerTarget = 0xE3;    ///< the host's target, whole degrees Celsius, two's
+                                                            ///< complement: kept for the next program only
 inline constexpr std::uint16_t kFpgaFanSpeed = 0xFA;
 inline constexpr std::uint16_t kFpgaLed = 0xFB;
 inline constexpr std::uint16_t kFpgaHubState = 0xFC;
 inline constexpr std::uint16_t kFpgaHubCommand = 0xFD;
 inline constexpr std::uint16_t kFpgaAdjustable = 0xFE;
+
+/// 4 bytes: tells with which of the host's settings a frame was exposed. Latched when an exposure begins.
+inline constexpr std::uint16_t kFpgaSettingsTag = 0x38;
 
 inline constexpr std::uint8_t kRunOutput = 0x01;
 
@@ -117,6 +124,7 @@ inline constexpr std::uint8_t kHostSnap = 0x02;
 inline constexpr std::size_t kGpsBlockV1Bytes = 55;  ///< in the FPGA's registers
 inline constexpr std::size_t kGpsBlockV0Bytes = 56;  ///< behind the counter of a GPS block request
 inline constexpr std::size_t kGpsLatchCountBytes = 4;
+inline constexpr std::size_t kGpsLatchBytes = kGpsLatchCountBytes + 2 * kGpsBlockV1Bytes;
 
 // Sensor registers (16-bit address, 8 bits each) -----------------------------------------------------------
 
@@ -151,8 +159,9 @@ struct FrameHeader {
   std::uint8_t flags = 0;      ///< bit 0: taken by a trigger
   std::uint32_t gpsLatch = 0;  ///< counter of the latch that belongs to this frame, 0: none does
   std::uint64_t exposureUs = 0;
-  std::uint16_t gain = 0;        ///< gain setting the frame was taken with
-  std::uint16_t blackLevel = 0;  ///< offset setting the frame was taken with
+  std::uint16_t gain = 0;         ///< gain setting the frame was taken with
+  std::uint16_t blackLevel = 0;   ///< offset setting the frame was taken with
+  std::uint32_t settingsTag = 0;  ///< what register `kFpgaSettingsTag` held when the exposure began
 };
 
 void PutHeader(const FrameHeader& header, std::span<std::uint8_t, kHeaderBytes> out);

@@ -8,6 +8,7 @@
 
 #include "link/LibusbPort.h"
 #include "link/WireProtocol.h"
+#include "support/Hex.h"
 #include "virtual/FrameSource.h"
 #include "virtual/VirtualBus.h"
 #include "virtual/VirtualCamera.h"
@@ -17,6 +18,7 @@ namespace orq {
 namespace {
 
 constexpr std::string_view kSerialPrefix = "serial:";
+constexpr std::size_t kSerialDigits = 16;
 constexpr std::string_view kIdPrefix = "id:";
 constexpr std::string_view kVirtualPrefix = "virtual:";
 constexpr const char* kNameForms = "a camera is named by its index (0), serial:HEX, id:TEXT or virtual:MODEL";
@@ -43,16 +45,6 @@ class CameraProbe final : public CCameraBase {
 bool EqualAnyCase(std::string_view a, std::string_view b) {
   return std::ranges::equal(a, b,
                             [](unsigned char x, unsigned char y) { return std::tolower(x) == std::tolower(y); });
-}
-
-std::string Hex(const _ORQ_ID& id) {
-  constexpr std::string_view digits = "0123456789abcdef";
-  std::string text;
-  for (const std::uint8_t byte : id.id) {
-    text += digits[byte >> 4];
-    text += digits[byte & 0xF];
-  }
-  return text;
 }
 
 // The id fills its eight bytes with zeros; bytes that no terminal should see become question marks.
@@ -91,7 +83,7 @@ CameraEntry Describe(const UsbDeviceEntry& device, int index, const PortMaker& m
     return entry;
   }
   _ORQ_ID id{};
-  if (probe.GetSerialNumber(&id)) entry.serial = Hex(id);
+  if (probe.GetSerialNumber(&id)) entry.serial = Hex(id.id);
   if (probe.GetIDFromSPI(&id)) entry.userId = IdText(id);
   return entry;
 }
@@ -103,11 +95,12 @@ NamedCamera Trouble(NameTrouble trouble, std::string error) {
   return named;
 }
 
-NamedCamera MakeConnected(const UsbDeviceEntry& device, const PortMaker& makePort) {
+NamedCamera MakeConnected(const UsbDeviceEntry& device, const PortMaker& makePort, SettingsUse settings) {
   NamedCamera named;
-  named.camera = std::make_unique<CModelCamera>(*FindModel(device.productId));
+  named.camera = std::make_unique<CModelCamera>(*FindModel(device.productId), settings);
   named.camera->UsePort(makePort());
   named.openIndex = device.index;
+  named.makePort = makePort;
   return named;
 }
 
@@ -115,19 +108,28 @@ NamedCamera BadName(std::string_view name) {
   return Trouble(NameTrouble::BadName, "\"" + std::string(name) + "\" names no camera: " + kNameForms);
 }
 
+// `text` as it could be a serial number, or why not.
+std::optional<std::string> SerialTrouble(std::string_view text) {
+  const bool hex = std::ranges::all_of(text, [](unsigned char c) { return std::isxdigit(c) != 0; });
+  if (hex && text.size() == kSerialDigits) return std::nullopt;
+  return "\"" + std::string(text) + "\" is no serial number: one has " + std::to_string(kSerialDigits) +
+         " hexadecimal digits, as orqcam list shows it" +
+         (hex ? ", not " + std::to_string(text.size()) : std::string());
+}
+
 NamedCamera NoneConnected() {
   return Trouble(NameTrouble::NoSuchCamera,
                  "no camera is connected; plug one in, or try a virtual one with virtual:k1c");
 }
 
-NamedCamera MakeByIndex(std::string_view name, const PortMaker& makePort) {
+NamedCamera MakeByIndex(std::string_view name, const PortMaker& makePort, SettingsUse settings) {
   std::size_t index = 0;
   const auto [end, result] = std::from_chars(name.data(), name.data() + name.size(), index);
   if (result != std::errc{} || end != name.data() + name.size()) {
     return BadName(name);
   }
   const auto devices = ConnectedCameras(makePort);
-  if (index < devices.size()) return MakeConnected(devices[index], makePort);
+  if (index < devices.size()) return MakeConnected(devices[index], makePort, settings);
   if (devices.empty()) return NoneConnected();
   return Trouble(NameTrouble::NoSuchCamera, "there is no camera " + std::string(name) + "; connected: 0 to " +
                                                 std::to_string(devices.size() - 1));
@@ -145,7 +147,7 @@ std::string Listed(std::string_view prefix, const std::vector<std::string>& text
 /// Looks for the first camera whose `fact` fits.
 template <class Fits>
 NamedCamera MakeByFact(std::string_view prefix, std::string_view wanted, std::string CameraEntry::*fact, Fits fits,
-                       const PortMaker& makePort) {
+                       const PortMaker& makePort, SettingsUse settings) {
   if (wanted.empty()) return BadName(prefix);
   const auto devices = ConnectedCameras(makePort);
   if (devices.empty()) return NoneConnected();
@@ -153,7 +155,7 @@ NamedCamera MakeByFact(std::string_view prefix, std::string_view wanted, std::st
   std::string trouble;
   for (std::size_t i = 0; i < devices.size(); ++i) {
     const CameraEntry entry = Describe(devices[i], static_cast<int>(i), makePort);
-    if (fits(entry.*fact, wanted)) return MakeConnected(devices[i], makePort);
+    if (fits(entry.*fact, wanted)) return MakeConnected(devices[i], makePort, settings);
     seen.push_back(entry.*fact);
     if (!entry.trouble.empty()) trouble += "; camera " + std::to_string(i) + ": " + entry.trouble;
   }
@@ -170,7 +172,8 @@ std::string VirtualNames() {
 }
 
 /// The row of the model, with what the frames to be replayed decide.
-std::optional<ModelData> VirtualModelData(const VirtualOptions& options, std::string& error) {
+std::optional<ModelData> VirtualModelData(const VirtualOptions& options, RecordedFacts& recorded,
+                                          std::string& error) {
   const ModelData* row = FindModel(options.model);
   if (row == nullptr) {
     error = "there is no virtual model " + options.model + "; choose one of " + VirtualNames();
@@ -178,9 +181,11 @@ std::optional<ModelData> VirtualModelData(const VirtualOptions& options, std::st
   }
   ModelData model = *row;
   model.timeScale = options.timeScale;
+  model.isVirtual = true;
   if (model.maxWidth != 0) return model;
   const auto source = MakeFrameSource(options, error);
   if (!source) return std::nullopt;
+  recorded = source->Recorded();
   model.maxWidth = source->Width();
   model.maxHeight = source->Height();
   model.adcBits = source->AdcBits();
@@ -191,20 +196,21 @@ std::optional<ModelData> VirtualModelData(const VirtualOptions& options, std::st
   return model;
 }
 
-NamedCamera MakeVirtual(std::string_view text) {
+NamedCamera MakeVirtual(std::string_view text, SettingsUse settings) {
   std::string error;
   const auto options = ParseVirtualOptions(text, error);
   if (!options) return Trouble(NameTrouble::BadName, error);
-  const auto model = VirtualModelData(*options, error);
+  NamedCamera named;
+  const auto model = VirtualModelData(*options, named.recorded, error);
   if (!model) return Trouble(NameTrouble::NoSuchCamera, error);
 
-  NamedCamera named;
   named.device = VirtualCamera::Make(*options, error);
   if (!named.device) return Trouble(NameTrouble::NoSuchCamera, error);
   named.bus = std::make_shared<VirtualBus>();
   named.bus->Attach(named.device);
-  named.camera = std::make_unique<CModelCamera>(*model);
-  named.camera->UsePort(MakeVirtualPort(named.bus));
+  named.makePort = [bus = named.bus] { return MakeVirtualPort(bus); };
+  named.camera = std::make_unique<CModelCamera>(*model, settings);
+  named.camera->UsePort(named.makePort());
   return named;
 }
 
@@ -223,31 +229,42 @@ std::vector<CameraEntry> ListCameras(const PortMaker& makePort) {
   return entries;
 }
 
-NamedCamera MakeCamera(std::string_view name) {
-  return MakeCamera(name, MakeLibusbPort);
+NamedCamera MakeCamera(std::string_view name, SettingsUse settings) {
+  return MakeCamera(name, MakeLibusbPort, settings);
 }
 
-NamedCamera MakeCamera(std::string_view name, const PortMaker& makePort) {
-  if (name.starts_with(kVirtualPrefix)) return MakeVirtual(name.substr(kVirtualPrefix.size()));
+NamedCamera MakeCamera(std::string_view name, const PortMaker& makePort, SettingsUse settings) {
+  if (name.starts_with(kVirtualPrefix)) return MakeVirtual(name.substr(kVirtualPrefix.size()), settings);
   if (name.starts_with(kSerialPrefix)) {
-    return MakeByFact(kSerialPrefix, name.substr(kSerialPrefix.size()), &CameraEntry::serial, EqualAnyCase,
-                      makePort);
+    const std::string_view serial = name.substr(kSerialPrefix.size());
+    if (const auto trouble = SerialTrouble(serial)) return Trouble(NameTrouble::BadName, *trouble);
+    return MakeByFact(kSerialPrefix, serial, &CameraEntry::serial, EqualAnyCase, makePort, settings);
   }
   if (name.starts_with(kIdPrefix)) {
     return MakeByFact(kIdPrefix, name.substr(kIdPrefix.size()), &CameraEntry::userId,
-                      std::equal_to<std::string_view>(), makePort);
+                      std::equal_to<std::string_view>(), makePort, settings);
   }
-  return MakeByIndex(name, makePort);
+  return MakeByIndex(name, makePort, settings);
 }
 
-NamedCamera MakeOnlyCamera() {
-  return MakeOnlyCamera(MakeLibusbPort);
+std::optional<int> FindAgain(const NamedCamera& named, std::string_view serial) {
+  int index = 0;
+  for (const UsbDeviceEntry& device : named.makePort()->List(wire::kVendorId)) {
+    if (device.productId != static_cast<std::uint16_t>(named.camera->iPID)) continue;
+    const CameraEntry entry = Describe(device, index++, named.makePort);
+    if (entry.trouble.empty() && (serial.empty() || entry.serial == serial)) return device.index;
+  }
+  return std::nullopt;
 }
 
-NamedCamera MakeOnlyCamera(const PortMaker& makePort) {
+NamedCamera MakeOnlyCamera(SettingsUse settings) {
+  return MakeOnlyCamera(MakeLibusbPort, settings);
+}
+
+NamedCamera MakeOnlyCamera(const PortMaker& makePort, SettingsUse settings) {
   const auto devices = ConnectedCameras(makePort);
   if (devices.empty()) return NoneConnected();
-  if (devices.size() == 1) return MakeConnected(devices.front(), makePort);
+  if (devices.size() == 1) return MakeConnected(devices.front(), makePort, settings);
   std::string names;
   for (const CameraEntry& entry : ListCameras(makePort)) {
     names += (names.empty() ? "" : ", ") + std::to_string(entry.index) + " (" + entry.model +

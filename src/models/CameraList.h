@@ -3,11 +3,13 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "models/ModelCamera.h"
+#include "virtual/RecordedFacts.h"
 
 namespace orq {
 
@@ -40,20 +42,28 @@ enum class NameTrouble { None, BadName, NoSuchCamera };
 struct NamedCamera {
   std::unique_ptr<CModelCamera> camera;   ///< made, not yet opened; null on trouble
   int openIndex = 0;                      ///< what to give to OpenCamera
+  PortMaker makePort;                     ///< of the ports on which it is found
   std::shared_ptr<VirtualBus> bus;        ///< of a virtual camera: to unplug and replug it
   std::shared_ptr<VirtualCamera> device;  ///< the virtual device itself
+  RecordedFacts recorded;                 ///< what the recording says that a virtual camera replays
   NameTrouble trouble = NameTrouble::None;
   std::string error;  ///< one line: what is wrong and what would be right
 };
 
 /// Makes the camera called `name`: an index ("0"), "serial:HEX" (any case), "id:TEXT" (the id in flash), or
-/// "virtual:<model>[,option=value…]". Two cameras of one serial or id: the first in index order.
-NamedCamera MakeCamera(std::string_view name);
+/// "virtual:<model>[,option=value…]". Two cameras of one serial or id: the first in index order. `settings`: what
+/// becomes of the camera's kept settings.
+NamedCamera MakeCamera(std::string_view name, SettingsUse settings = SettingsUse::LoadAndKeep);
 /// The same on another port than libusb's.
-NamedCamera MakeCamera(std::string_view name, const PortMaker& makePort);
+NamedCamera MakeCamera(std::string_view name, const PortMaker& makePort,
+                       SettingsUse settings = SettingsUse::LoadAndKeep);
+
+/// Where the camera of this model with this serial number is plugged in now: what to give to OpenCamera. An empty
+/// serial number is any camera's. Nothing when it is not there, or cannot be asked. The camera must be closed.
+std::optional<int> FindAgain(const NamedCamera& named, std::string_view serial);
 
 /// Makes the one camera that is connected; with several of them the error names each (a bad name: none was given).
-NamedCamera MakeOnlyCamera();
-NamedCamera MakeOnlyCamera(const PortMaker& makePort);
+NamedCamera MakeOnlyCamera(SettingsUse settings = SettingsUse::LoadAndKeep);
+NamedCamera MakeOnlyCamera(const PortMaker& makePort, SettingsUse settings = SettingsUse::LoadAndKeep);
 
 }  // namespace orq

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdio>
 #include <system_error>
 #include <utility>
 
@@ -22,6 +23,8 @@ constexpr double kPeriodSeconds = 1.0;    // of the camera
 constexpr double kLeastTimeScale = 1e-3;  // the computer has other things to do
 constexpr double kFullDrive = 255.0;
 constexpr int kFanFull = 255;
+constexpr unsigned short kLongestWatchdog = 255;  // what its register holds
+constexpr double kSpareDegrees = 1.0;             // a regulator needs power to spare
 
 // A thermometer without power reads 0, and so does one at 0 degrees: the reading before tells which it is.
 constexpr float kNearZeroC = 1.0F;
@@ -30,6 +33,21 @@ using Word = std::array<unsigned char, 2>;
 
 bool Ask(CCameraBase& camera, std::uint8_t request, Word& word) {
   return camera.SendCMD(request, 0, 0, true, word.data(), static_cast<long>(word.size()));
+}
+
+// A settings file may hold any target, and so may the device.
+int HeldTarget(CCameraBase& camera, int target) {
+  return std::clamp(target, camera.GetMin(CT_TARGET_TEMP), camera.GetMax(CT_TARGET_TEMP));
+}
+
+std::string ReachText(double reach, int target) {
+  std::array<char, 160> text{};
+  std::snprintf(
+      text.data(), text.size(),
+      "the cooler runs at full power and cannot reach %d C: the sensor gets no colder than %.1f C; choose "
+      "%.0f C or warmer",
+      target, reach, std::ceil(reach + kSpareDegrees));
+  return text.data();
 }
 
 // Counts beyond the thermistor's curve are those of a broken one.
@@ -67,7 +85,7 @@ Cooler::~Cooler() {
 }
 
 bool Cooler::SwitchOn() {
-  const std::lock_guard lock(switching_);
+  const MutexLock lock(switching_);
   if (on_) return true;
   EndThread();  // one that ended by itself
   if (camera_.bOpened == 0) return false;
@@ -75,20 +93,25 @@ bool Cooler::SwitchOn() {
   if (!camera_.WriteFPGAREG(wire::kFpgaCoolerWatchdog, static_cast<unsigned short>(data_.watchdogSeconds))) {
     return false;
   }
+  keep_ = false;
+  if (StartThread({})) return true;
+  WriteOff();
+  return false;
+}
+
+bool Cooler::StartThread(const Loop& loop) {
   SetTrouble({});
   on_ = true;
   try {
-    thread_ = std::thread([this] { Run(); });
+    thread_ = std::thread([this, loop] { Run(loop); });
   } catch (const std::system_error&) {
     on_ = false;
-    WriteOff();
-    return false;
   }
-  return true;
+  return on_;
 }
 
 bool Cooler::SwitchOff() {
-  const std::lock_guard lock(switching_);
+  const MutexLock lock(switching_);
   const bool wasOn = on_;
   EndThread();
   if (wasOn) SetTrouble({});
@@ -96,31 +119,67 @@ bool Cooler::SwitchOff() {
 }
 
 bool Cooler::SetHeater(bool on) {
-  const std::lock_guard lock(switching_);
+  const MutexLock lock(switching_);
   if (camera_.bOpened == 0) return false;
   if (!camera_.WriteFPGAREG(wire::kFpgaHeater, on ? data_.heaterDrive : 0)) return false;
   heater_ = on;
   return true;
 }
 
-bool Cooler::MakeSafe() {
-  const std::lock_guard lock(switching_);
+bool Cooler::Adopt() {
+  const MutexLock lock(switching_);
+  unsigned char drive = 0;
+  unsigned char heater = 0;
+  if (!camera_.ReadFPGAREG(wire::kFpgaCoolerPower, &drive) || !camera_.ReadFPGAREG(wire::kFpgaHeater, &heater)) {
+    return false;
+  }
+  heater_ = heater != 0;
+  keep_ = false;
+  if (drive == 0) return true;
+  unsigned char target = 0;
+  if (!camera_.ReadFPGAREG(wire::kFpgaCoolerTarget, &target)) return false;
+  if (!camera_.WriteFPGAREG(wire::kFpgaCoolerWatchdog, static_cast<unsigned short>(data_.watchdogSeconds))) {
+    return false;
+  }
+  camera_.TargetTemp = HeldTarget(camera_, static_cast<std::int8_t>(target));
+  const double percent = drive * 100.0 / kFullDrive;
+  camera_.coolPowerPerc = static_cast<float>(percent);
+  keep_ = true;
+  DbgPrint(-1, "Cooler", "found on, %d C at %.0f %%\n", camera_.TargetTemp.Load(), percent);
+  return StartThread({.state = {.integral = percent}, .reach = {}, .failures = 0, .target = camera_.TargetTemp});
+}
+
+void Cooler::Leave() {
+  const MutexLock lock(switching_);
+  const bool kept = on_ && keep_;
+  const float percent = camera_.coolPowerPerc;
   EndThread();
+  if (camera_.bOpened == 0) return;
+  if (kept) {
+    camera_.WriteFPGAREG(wire::kFpgaCoolerWatchdog, kLongestWatchdog);
+    WriteDrive(static_cast<double>(percent));  // from now on its time counts
+    camera_.coolPowerPerc = 0.0F;
+    return;
+  }
   heater_ = false;
-  if (camera_.bOpened == 0) return true;
-  const bool heaterOff = camera_.WriteFPGAREG(wire::kFpgaHeater, 0);
-  return WriteOff() && heaterOff;
+  camera_.WriteFPGAREG(wire::kFpgaHeater, 0);
+  WriteOff();
 }
 
 void Cooler::Abandon() {
-  const std::lock_guard lock(switching_);
+  const MutexLock lock(switching_);
   EndThread();
   heater_ = false;
 }
 
 std::string Cooler::Trouble() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return trouble_;
+}
+
+std::optional<double> Cooler::Reach() const {
+  const MutexLock lock(mutex_);
+  return reach_;
 }
 
 // The drive first: without it nothing needs watching.
@@ -132,27 +191,26 @@ bool Cooler::WriteOff() {
 void Cooler::EndThread() {
   if (thread_.joinable()) {
     {
-      const std::lock_guard lock(mutex_);
+      const MutexLock lock(mutex_);
       quit_ = true;
     }
     wake_.notify_all();
     thread_.join();
-    quit_ = false;  // no thread is left to look
+    const MutexLock lock(mutex_);
+    quit_ = false;
   }
   on_ = false;
   camera_.coolPowerPerc = 0.0F;
 }
 
-void Cooler::Run() {
-  RegulatorState state;
-  int failures = 0;
+void Cooler::Run(Loop loop) {
   const Seconds period(kPeriodSeconds * timeScale_);
   Clock::time_point last = Clock::now();
   while (true) {
     const Clock::time_point now = Clock::now();
     const double seconds = Seconds(now - last).count() / timeScale_;
     last = now;
-    if (!Regulate(state, failures, seconds)) break;
+    if (!Regulate(loop, seconds)) break;
     if (Wait(std::chrono::duration_cast<Clock::duration>(period))) return;
   }
   DbgPrint(-1, "Cooler", "the camera is gone, regulation ends\n");
@@ -162,31 +220,42 @@ void Cooler::Run() {
 }
 
 // One step. False when the camera is gone.
-bool Cooler::Regulate(RegulatorState& state, int& failures, double seconds) {
+bool Cooler::Regulate(Loop& loop, double seconds) {
+  int& failures = loop.failures;
+  std::optional<double> reach;
+  const int target = HeldTarget(camera_, camera_.TargetTemp);
   const bool answers = ThermometerAnswers(camera_);
   const double temperature = answers ? static_cast<double>(camera_.GetTemp()) : 0.0;
   double drive = static_cast<double>(camera_.coolPowerPerc);
   if (answers && std::isfinite(temperature)) {
     if (failures > kFailuresHeld) DbgPrint(-1, "Cooler", "the thermometer answers again\n");
     failures = 0;
-    // A settings file may hold any target.
-    const int target =
-        std::clamp(camera_.TargetTemp.Load(), camera_.GetMin(CT_TARGET_TEMP), camera_.GetMax(CT_TARGET_TEMP));
-    drive = NextDrive(data_.tuning, state, temperature, target, seconds);
+    TellTarget(loop, target);
+    drive = NextDrive(data_.tuning, loop.state, temperature, target, seconds);
+    reach = loop.reach.Look(temperature, target, drive, seconds);
   } else if (++failures > kFailuresHeld) {
     if (failures == kFailuresHeld + 1) DbgPrint(-1, "Cooler", "the thermometer does not answer, drive 0\n");
     failures = kFailuresHeld + 1;
-    state = {};
+    loop.state = {};
     drive = 0.0;
   }
   const bool written = WriteDrive(drive);
   if (camera_.DeviceLost() || camera_.bOpened == 0) return false;
   if (failures > kFailuresHeld) {
     SetTrouble("the thermometer does not answer: the cooler is held off");
+  } else if (!written) {
+    SetTrouble("the camera refuses the cooler's drive");
   } else {
-    SetTrouble(written ? "" : "the camera refuses the cooler's drive");
+    SetTrouble(reach ? ReachText(*reach, target) : "", reach);
   }
   return true;
+}
+
+// For the next program. One that cannot be told now is told at the next step.
+void Cooler::TellTarget(Loop& loop, int target) {
+  if (loop.target == target) return;
+  const auto byte = static_cast<std::uint8_t>(static_cast<std::int8_t>(target));
+  if (camera_.WriteFPGAREG(wire::kFpgaCoolerTarget, byte)) loop.target = target;
 }
 
 // Also when it has not changed: each write feeds the watchdog.
@@ -200,13 +269,14 @@ bool Cooler::WriteDrive(double percent) {
 
 // True when the loop is to end.
 bool Cooler::Wait(Clock::duration time) {
-  std::unique_lock lock(mutex_);
-  return wake_.wait_for(lock, time, [this] { return quit_; });
+  MutexLock lock(mutex_);
+  return lock.WaitFor(wake_, time, [this]() ORQ_REQUIRES(mutex_) { return quit_; });
 }
 
-void Cooler::SetTrouble(std::string text) {
-  const std::lock_guard lock(mutex_);
+void Cooler::SetTrouble(std::string text, std::optional<double> reach) {
+  const MutexLock lock(mutex_);
   trouble_ = std::move(text);
+  reach_ = reach;
 }
 
 }  // namespace orq

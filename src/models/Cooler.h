@@ -4,26 +4,30 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
-#include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 
+#include "models/CoolerReach.h"
 #include "models/ModelData.h"
+#include "support/Mutex.h"
 #include "support/Relaxed.h"
 
 class CCameraBase;
 
 namespace orq {
 
-/// Cooling of one camera. Off until it is switched on, and off again whenever the camera is closed or lost.
+/// Cooling of one camera. Off until it is switched on, or found on when the camera is opened; off again when the
+/// camera is closed, unless it is to be kept, and when it is lost.
 ///
 /// While it is on, a thread of its own reads the sensor's temperature once per second of the camera's time,
 /// decides the drive (CoolerRegulator.h) and writes it. Every write feeds the hardware's watchdog, which ends the
 /// cooling when the program does not. A reading that fails holds the drive; after `kFailuresHeld` in a row the
 /// drive goes to 0 until readings return, and the ramp then begins anew. When the camera is gone the thread ends.
 ///
-/// Target and drive are the camera's `TargetTemp` and `coolPowerPerc`. Switching and asking are any-thread;
-/// `MakeSafe` and `Abandon` are caller-serialised with opening and closing.
+/// Target and drive are the camera's `TargetTemp` and `coolPowerPerc`. The device keeps the target, too, for the
+/// next program. Switching and asking are any-thread; `Adopt`, `Leave` and `Abandon` are caller-serialised with
+/// opening and closing.
 class Cooler {
  public:
   static constexpr int kFailuresHeld = 5;
@@ -46,36 +50,56 @@ class Cooler {
   bool SetHeater(bool on);
   bool HeaterOn() const { return heater_; }
 
-  /// Cooler and heater off, watchdog off, whatever ran before. False when the camera refuses.
-  bool MakeSafe();
+  /// Takes over what runs: a driven cooler is regulated on from its drive to its target, with its watchdog armed,
+  /// and kept when the camera is closed. What is off stays off. False when the camera does not answer.
+  bool Adopt();
+  /// Whether `Leave` leaves a running cooler on. Any-thread.
+  void Keep(bool keep) { keep_ = keep; }
+  /// Ends the regulating. Cooler, heater and watchdog go off; a cooler that is kept stays at its drive until the
+  /// watchdog, set to its longest, ends it or the next program takes it over.
+  void Leave();
   /// Ends the thread and forgets what was on, without a word to the device: it is gone, or another one by now.
   void Abandon();
 
   /// What keeps the loop from regulating, as one line for a user; empty when nothing does.
   std::string Trouble() const;
+  /// How cold the sensor gets at full power, degrees Celsius, once that is known to fall short of the target.
+  std::optional<double> Reach() const;
 
  private:
-  void EndThread();
-  void Run();
-  bool Regulate(RegulatorState& state, int& failures, double seconds);
+  /// What the thread remembers between two steps.
+  struct Loop {
+    RegulatorState state;
+    CoolerReach reach;
+    int failures = 0;
+    std::optional<int> target;  ///< as the device has it
+  };
+
+  bool StartThread(const Loop& loop) ORQ_REQUIRES(switching_);
+  void EndThread() ORQ_REQUIRES(switching_);
+  void Run(Loop loop);
+  bool Regulate(Loop& loop, double seconds);
+  void TellTarget(Loop& loop, int target);
   bool WriteDrive(double percent);
   bool WriteOff();
   bool Wait(std::chrono::steady_clock::duration time);
-  void SetTrouble(std::string text);
+  void SetTrouble(std::string text, std::optional<double> reach = {});
 
   CCameraBase& camera_;
   const CoolerData data_;
   const double timeScale_;
 
-  std::mutex switching_;  ///< one switching at a time; never taken by the thread
-  std::thread thread_;    ///< guarded by `switching_`
+  Mutex switching_;  ///< one switching at a time; never taken by the thread
+  std::thread thread_ ORQ_GUARDED_BY(switching_);
   Relaxed<bool> on_{false};
   Relaxed<bool> heater_{false};
+  Relaxed<bool> keep_{false};
 
-  mutable std::mutex mutex_;  ///< guards the two below
+  mutable Mutex mutex_;
   std::condition_variable wake_;
-  bool quit_ = false;
-  std::string trouble_;
+  bool quit_ ORQ_GUARDED_BY(mutex_) = false;
+  std::string trouble_ ORQ_GUARDED_BY(mutex_);
+  std::optional<double> reach_ ORQ_GUARDED_BY(mutex_);
 };
 
 /// Whether the camera's thermometer answers with a reading that can be one. The readers of temperatures

@@ -18,7 +18,10 @@ double MovedSetPoint(const RegulatorTuning& tuning, double setPoint, double temp
 
 double NextDrive(const RegulatorTuning& tuning, RegulatorState& state, double temperature, double target,
                  double seconds) {
-  if (!state.started) state = {.started = true, .setPoint = temperature};
+  if (!state.started) {
+    state.started = true;
+    state.setPoint = temperature;
+  }
   const double step = std::clamp(seconds, 0.0, kLongestRegulatorStep);
   state.setPoint = MovedSetPoint(tuning, state.setPoint, temperature, target, step);
 

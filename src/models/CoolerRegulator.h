@@ -12,7 +12,8 @@ struct RegulatorTuning {
   double mostPercent = 100.0;
 };
 
-/// What the regulator remembers between two steps. A default one begins at the sensor's temperature.
+/// What the regulator remembers between two steps. A default one begins at the sensor's temperature; `integral` is
+/// then the drive that it begins with.
 struct RegulatorState {
   bool started = false;
   double setPoint = 0.0;  ///< on its way from the first temperature to the target

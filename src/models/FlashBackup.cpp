@@ -16,6 +16,7 @@
 #include "camera/FlashAccess.h"
 #include "link/WireProtocol.h"
 #include "support/CheckSum.h"
+#include "support/Hex.h"
 #include "support/LittleEndian.h"
 
 namespace orq {
@@ -105,16 +106,6 @@ FlashOutcome WriteSector(CCameraBase& camera, std::uint32_t address, std::span<c
   return {};
 }
 
-std::string HexText(const _ORQ_ID& id) {
-  std::string text;
-  for (const std::uint8_t byte : id.id) {
-    std::array<char, 4> pair{};
-    std::snprintf(pair.data(), pair.size(), "%02x", byte);
-    text += pair.data();
-  }
-  return text;
-}
-
 bool HasSerial(const _ORQ_ID& id) {
   return std::ranges::any_of(id.id, [](std::uint8_t byte) { return byte != 0; });
 }
@@ -125,7 +116,7 @@ std::string BackupName(const FlashImage& image, std::time_t when) {
   ::gmtime_r(&when, &utc);
   std::array<char, 32> stamp{};
   std::strftime(stamp.data(), stamp.size(), "%Y%m%dT%H%M%SZ", &utc);
-  return "flash-" + HexText(image.serial) + "-" + stamp.data();
+  return "flash-" + Hex(image.serial.id) + "-" + stamp.data();
 }
 
 FlashOutcome FileFail(const char* what, const std::string& path, const std::string& why) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "controls/ModelQuirks.h"
 #include "link/StreamEngine.h"
 #include "link/WireProtocol.h"
 #include "support/Algorithm.h"
@@ -154,6 +155,7 @@ FrameSetup SetupFor(const ModelData& model, const FrameRegion& region, bool hard
   setup.stages = StagesOf(region.bin, hardwareBin || model.fpgaBin);
   setup.wide = region.format == ORQ_IMG_RAW16;
   setup.msbFirst = setup.wide && model.msbFirst;
+  setup.autoMsbFirst = setup.wide && quirks::MeasuresHighByteFirst(model.name);
   if (model.colour) {
     setup.rawPattern =
         static_cast<int>(ShiftBayer(static_cast<BayerPattern>(model.bayerPattern), region.startX, region.startY));

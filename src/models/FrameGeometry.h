@@ -35,7 +35,9 @@ struct FrameSetup {
   BinStages stages;
   bool wide = false;      ///< samples are transferred with 16 bits
   bool msbFirst = false;  ///< and most significant byte first
-  int rawPattern = -1;    ///< Bayer pattern of the region as transferred; -1: none
+  /// Automatic control, which goes by the model's name, takes 16-bit samples as most significant byte first.
+  bool autoMsbFirst = false;
+  int rawPattern = -1;  ///< Bayer pattern of the region as transferred; -1: none
 
   int TransferWidth() const { return region.width * stages.host; }
   int TransferHeight() const { return region.height * stages.host; }

@@ -41,7 +41,7 @@ void FrameMailbox::Adopt(std::unique_ptr<std::uint8_t[]>& frame, bool msbFirst) 
 void FrameMailbox::Publish(const FrameInfo& info) {
   if (!work_) return;
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     work_->Describe(info, ++published_);
     Put(own_, work_);
     for (const auto& reader : readers_) Put(*reader, work_);
@@ -52,7 +52,7 @@ void FrameMailbox::Publish(const FrameInfo& info) {
 }
 
 void FrameMailbox::CountNoBuffer() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   ++noBuffer_;
 }
 
@@ -89,12 +89,12 @@ void FrameMailbox::Ring() const {
   if (doorbell_) doorbell_(own_.waiting_ != 0);
 }
 
-FrameMailbox::Result FrameMailbox::Wait(std::unique_lock<std::mutex>& lock, const FrameReader& reader, int waitMs,
+FrameMailbox::Result FrameMailbox::Wait(MutexLock& lock, const FrameReader& reader, int waitMs,
                                         const std::function<bool()>& mayCome) {
   const auto decided = [&] { return reader.waiting_ != 0 || reader.closed_ || !mayCome(); };
   if (waitMs < 0) {
-    changed_.wait(lock, decided);
-  } else if (!changed_.wait_for(lock, std::chrono::milliseconds(waitMs), decided)) {
+    lock.Wait(changed_, decided);
+  } else if (!lock.WaitFor(changed_, std::chrono::milliseconds(waitMs), decided)) {
     return Result::TimedOut;
   }
   if (reader.closed_) return Result::Closed;
@@ -103,7 +103,7 @@ FrameMailbox::Result FrameMailbox::Wait(std::unique_lock<std::mutex>& lock, cons
 
 FrameMailbox::Result FrameMailbox::Fetch(FrameReader& reader, int waitMs, const std::function<bool()>& mayCome,
                                          FramePtr& frame) {
-  std::unique_lock lock(mutex_);
+  MutexLock lock(mutex_);
   const Result result = Wait(lock, reader, waitMs, mayCome);
   if (result != Result::Frame) return result;
   frame = Take(reader);
@@ -112,7 +112,7 @@ FrameMailbox::Result FrameMailbox::Fetch(FrameReader& reader, int waitMs, const 
 }
 
 FrameMailbox::Result FrameMailbox::Fetch(int waitMs, const std::function<bool()>& mayCome, FramePtr& frame) {
-  std::unique_lock lock(mutex_);
+  MutexLock lock(mutex_);
   const Result result = Wait(lock, own_, waitMs, mayCome);
   if (result != Result::Frame) return result;
   frame = Take(own_);
@@ -126,7 +126,7 @@ FrameMailbox::Result FrameMailbox::Fetch(std::span<std::uint8_t> out, int waitMs
                                          const std::function<bool()>& mayCome, FrameInfo& info) {
   FramePtr frame;
   {
-    std::unique_lock lock(mutex_);
+    MutexLock lock(mutex_);
     const Result result = Wait(lock, own_, waitMs, mayCome);
     if (result != Result::Frame) return result;
     if (out.size() < own_.line_[own_.first_]->Pixels().size()) return Result::TooSmall;
@@ -142,20 +142,20 @@ FrameMailbox::Result FrameMailbox::Fetch(std::span<std::uint8_t> out, int waitMs
 
 std::shared_ptr<FrameReader> FrameMailbox::OpenReader(ReadMode mode, std::size_t depth) {
   std::shared_ptr<FrameReader> reader(new FrameReader(mode, depth));
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   if (readers_.size() >= kMostReaders) return nullptr;
   readers_.push_back(reader);
   return reader;
 }
 
 FrameMailbox::ReaderCounts FrameMailbox::Counts(const FrameReader& reader) const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return {reader.waiting_, reader.delivered_, reader.missed_};
 }
 
 void FrameMailbox::CloseReader(FrameReader& reader) {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     reader.closed_ = true;
     Drop(reader);
     std::erase_if(readers_, [&reader](const auto& other) { return other.get() == &reader; });
@@ -164,51 +164,51 @@ void FrameMailbox::CloseReader(FrameReader& reader) {
 }
 
 void FrameMailbox::Await(int waitMs, const std::function<bool()>& done) {
-  std::unique_lock lock(mutex_);
-  changed_.wait_for(lock, std::chrono::milliseconds(waitMs), done);
+  MutexLock lock(mutex_);
+  lock.WaitFor(changed_, std::chrono::milliseconds(waitMs), done);
 }
 
 void FrameMailbox::Notify(const std::function<void()>& change) {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     change();
   }
   changed_.notify_all();
 }
 
 void FrameMailbox::Discard() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   DropNewest();
 }
 
 void FrameMailbox::DiscardIf(const std::function<bool()>& stale) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   if (stale()) DropNewest();
 }
 
 void FrameMailbox::SetDoorbell(std::function<void(bool)> doorbell) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   doorbell_ = std::move(doorbell);
   Ring();
 }
 
 FrameInfo FrameMailbox::LastFetched() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return lastFetched_;
 }
 
 std::uint64_t FrameMailbox::Overwritten() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return own_.missed_;
 }
 
 std::uint64_t FrameMailbox::NoBuffer() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return noBuffer_;
 }
 
 void FrameMailbox::ResetCounts() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   own_.missed_ = 0;
   noBuffer_ = 0;
 }

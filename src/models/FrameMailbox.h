@@ -6,12 +6,12 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <span>
 #include <vector>
 
 #include "models/FramePool.h"
 #include "models/FrameTypes.h"
+#include "support/Mutex.h"
 
 namespace orq {
 
@@ -41,8 +41,8 @@ class FrameReader {
   bool closed_ = false;
 };
 
-/// Hands the newest delivered frame to whoever asks for one, and frames to any number of further readers: all of them
-/// share the frame, nobody copies it. The writer is one thread; everything else is any-thread.
+/// Hands the newest delivered frame to whoever asks for one, and frames to any number of further readers: all of
+/// them share the frame, nobody copies it. The writer is one thread; everything else is any-thread.
 class FrameMailbox {
  public:
   enum class Result { Frame, Ended, TimedOut, TooSmall, Closed };
@@ -55,8 +55,8 @@ class FrameMailbox {
 
   explicit FrameMailbox(std::size_t memoryBytes);
 
-  /// Writer: the next frames have `bytes` bytes; buffers of `adoptable` bytes are offered to `Adopt`. False when there
-  /// is no memory for one.
+  /// Writer: the next frames have `bytes` bytes; buffers of `adoptable` bytes are offered to `Adopt`. False when
+  /// there is no memory for one.
   bool Prepare(std::size_t bytes, std::size_t adoptable = 0);
   /// Writer: where the next frame is to be put; empty while the frames that are held take all the memory.
   std::span<std::uint8_t> Work();
@@ -93,8 +93,8 @@ class FrameMailbox {
   void Discard();
   /// Drops them when `stale` says so, which is asked with the lock held.
   void DiscardIf(const std::function<bool()>& stale);
-  /// Called with the lock held whenever the default reader's frame comes or goes: whether one waits. Empty: nobody is
-  /// called.
+  /// Called with the lock held whenever the default reader's frame comes or goes: whether one waits. Empty: nobody
+  /// is called.
   void SetDoorbell(std::function<void(bool waits)> doorbell);
 
   /// Facts of the frame that the default reader fetched last.
@@ -104,30 +104,29 @@ class FrameMailbox {
   std::uint64_t NoBuffer() const;
   void ResetCounts();
 
-  FramePool& Pool() { return *pool_; }
+  const FramePool& Pool() const { return *pool_; }
 
  private:
-  // With the lock held.
-  void Put(FrameReader& reader, const FramePtr& frame);
-  FramePtr Take(FrameReader& reader);
-  void Drop(FrameReader& reader);
-  void DropNewest();
-  void Ring() const;
-  Result Wait(std::unique_lock<std::mutex>& lock, const FrameReader& reader, int waitMs,
-              const std::function<bool()>& mayCome);
+  void Put(FrameReader& reader, const FramePtr& frame) ORQ_REQUIRES(mutex_);
+  FramePtr Take(FrameReader& reader) ORQ_REQUIRES(mutex_);
+  void Drop(FrameReader& reader) ORQ_REQUIRES(mutex_);
+  void DropNewest() ORQ_REQUIRES(mutex_);
+  void Ring() const ORQ_REQUIRES(mutex_);
+  Result Wait(MutexLock& lock, const FrameReader& reader, int waitMs, const std::function<bool()>& mayCome)
+      ORQ_REQUIRES(mutex_);
 
   const std::shared_ptr<FramePool> pool_;
-  FramePtr work_;                // writer only
-  std::size_t frameBytes_ = 0;   // writer only, as the next
-  std::size_t adoptable_ = 0;    // size of the buffers that change places; 0: frames are copied
-  mutable std::mutex mutex_;
+  FramePtr work_;  // writer only, as the next two
+  std::size_t frameBytes_ = 0;
+  std::size_t adoptable_ = 0;  // size of the buffers that change places; 0: frames are copied
+  mutable Mutex mutex_;
   std::condition_variable changed_;
-  FrameReader own_{ReadMode::Newest, 1};
-  std::vector<std::shared_ptr<FrameReader>> readers_;
-  std::function<void(bool)> doorbell_;
-  FrameInfo lastFetched_;
-  std::uint64_t published_ = 0;
-  std::uint64_t noBuffer_ = 0;
+  FrameReader own_ ORQ_GUARDED_BY(mutex_){ReadMode::Newest, 1};
+  std::vector<std::shared_ptr<FrameReader>> readers_ ORQ_GUARDED_BY(mutex_);
+  std::function<void(bool)> doorbell_ ORQ_GUARDED_BY(mutex_);
+  FrameInfo lastFetched_ ORQ_GUARDED_BY(mutex_);
+  std::uint64_t published_ ORQ_GUARDED_BY(mutex_) = 0;
+  std::uint64_t noBuffer_ ORQ_GUARDED_BY(mutex_) = 0;
 };
 
 }  // namespace orq

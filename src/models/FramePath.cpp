@@ -1,8 +1,8 @@
 #include "models/FramePath.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cassert>
-#include <cstring>
 #include <utility>
 
 #include "image/Flip.h"
@@ -17,13 +17,21 @@ std::span<Sample> Samples(std::uint8_t* bytes, std::size_t count) {
   return {reinterpret_cast<Sample*>(bytes), count};
 }
 
+/// What a step finds: binning keeps the mosaic of the raw frame, or mixes its colours.
 template <class Sample>
-void BalanceWhite(const FramePath& path, std::span<Sample> frame) {
+struct Mosaic {
+  std::span<Sample> samples;
+  int width = 0;
+  bool mixed = false;
+};
+
+template <class Sample>
+void BalanceWhite(const FramePath& path, const Mosaic<Sample>& frame) {
   const bool neutral =
       path.whiteBalanceRed == kNeutralWhiteBalance && path.whiteBalanceBlue == kNeutralWhiteBalance;
-  if (path.setup.rawPattern < 0 || neutral) return;
-  WhiteBalance(frame, path.setup.TransferWidth(), static_cast<BayerPattern>(path.setup.rawPattern),
-               path.whiteBalanceRed, path.whiteBalanceBlue);
+  if (path.setup.rawPattern < 0 || frame.mixed || neutral) return;
+  WhiteBalance(frame.samples, frame.width, static_cast<BayerPattern>(path.setup.rawPattern), path.whiteBalanceRed,
+               path.whiteBalanceBlue);
 }
 
 template <class Sample>
@@ -52,32 +60,34 @@ void ApplyGamma(std::span<Sample> frame, Sample* table) {
   for (Sample& sample : frame) sample = std::atomic_ref(table[sample]).load(std::memory_order_relaxed);
 }
 
+// Automatic control must see the effect of the white balance that it sets.
 template <class Sample>
-void CopyForAutomaticControl(const FramePath& path, std::span<const Sample> frame) {
+void CopyForAutomaticControl(const FramePath& path, const Mosaic<Sample>& frame) {
   const std::lock_guard lock(*path.autoFrameMutex);
+  const std::span<Sample> copy = Samples<Sample>(path.autoFrame, frame.samples.size());
+  std::ranges::copy(frame.samples, copy.begin());
+  BalanceWhite<Sample>(path, {copy, frame.width, frame.mixed});
   if constexpr (sizeof(Sample) == 2) {
-    if (path.setup.msbFirst) {
-      HostToMsbFirst(frame, Samples<Sample>(path.autoFrame, frame.size()));
-      return;
-    }
+    if (path.setup.autoMsbFirst) HostToMsbFirst(copy);
   }
-  std::memcpy(path.autoFrame, frame.data(), frame.size_bytes());
 }
 
 // The order of the steps. Corrections have worked on the frame as the sensor sent it: a dark was collected and
 // subtracted before anything else changed the samples, then defects were repaired (a repaired pixel must not have
-// its own large dark value subtracted). White balance and the copy for automatic control follow, which must see
-// the effect of what it sets. Only then are pixels mixed (binning), mapped (gamma), moved (flips) and converted
-// (format), so that correction tables need to know nothing of these; the time mark is printed on what the caller
-// gets.
+// its own large dark value subtracted). The copy for automatic control follows. Only then are pixels mixed
+// (binning), mapped (gamma), moved (flips) and converted (format), so that correction tables need to know nothing
+// of these; the time mark is printed on what the caller gets. White balance is for frames that are looked at:
+// those in colour and luminance, once binned. Raw frames are measured: their samples stay in proportion to the
+// light.
 template <class Sample>
 void RunSteps(const FramePath& path, Sample* gamma, std::span<std::uint8_t> out) {
   const FrameSetup& setup = path.setup;
   std::span<Sample> frame = Samples<Sample>(path.image, setup.TransferSamples());
   std::span<Sample> other = Samples<Sample>(path.scratch, setup.TransferSamples());
 
-  BalanceWhite(path, frame);
-  if (path.autoFrame != nullptr && !path.autoAfterBin) CopyForAutomaticControl<Sample>(path, frame);
+  if (path.autoFrame != nullptr && !path.autoAfterBin) {
+    CopyForAutomaticControl<Sample>(path, {frame, setup.TransferWidth(), false});
+  }
   if (setup.stages.host > 1) {
     const bool bayer = setup.rawPattern >= 0 && !path.monoBin;
     HostBin(std::span<const Sample>(frame), {setup.region.width, setup.region.height, setup.stages.host, bayer},
@@ -85,10 +95,12 @@ void RunSteps(const FramePath& path, Sample* gamma, std::span<std::uint8_t> out)
     std::swap(frame, other);
   }
   frame = frame.first(setup.OutputSamples());
-  if (path.autoFrame != nullptr && path.autoAfterBin) CopyForAutomaticControl<Sample>(path, frame);
+  const Mosaic<Sample> binned{frame, setup.region.width, path.monoBin};
+  if (path.autoFrame != nullptr && path.autoAfterBin) CopyForAutomaticControl(path, binned);
+  const bool colours = setup.region.format == ORQ_IMG_RGB24 || setup.region.format == ORQ_IMG_Y8;
+  if (colours) BalanceWhite(path, binned);
   if (gamma != nullptr) ApplyGamma(frame, gamma);
   if constexpr (sizeof(Sample) == 1) {
-    const bool colours = setup.region.format == ORQ_IMG_RGB24 || setup.region.format == ORQ_IMG_Y8;
     if (colours && path.outputPattern >= 0) {
       Convert(path, frame, other, out);
       return;

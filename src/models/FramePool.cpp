@@ -20,7 +20,7 @@ std::shared_ptr<FramePool> FramePool::Make(std::size_t limitBytes) {
 }
 
 FramePtr FramePool::Acquire(std::size_t bytes, std::size_t capacity) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   const auto fitting = std::ranges::find(spare_, capacity, &SharedFrame::capacity_);
   std::unique_ptr<SharedFrame> frame;
   if (fitting != spare_.end()) {
@@ -55,7 +55,7 @@ bool FramePool::MakeRoom(std::size_t bytes) {
 
 void FramePool::TakeBack(SharedFrame* frame) {
   std::unique_ptr<SharedFrame> owned(frame);
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   if (bytes_ > limit_) {
     bytes_ -= owned->capacity_;
     --frames_;
@@ -65,18 +65,18 @@ void FramePool::TakeBack(SharedFrame* frame) {
 }
 
 void FramePool::SetLimit(std::size_t bytes) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   limit_ = bytes;
   MakeRoom(0);
 }
 
 std::size_t FramePool::Limit() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return limit_;
 }
 
 std::size_t FramePool::Bytes() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return bytes_;
 }
 

@@ -5,20 +5,20 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <span>
 #include <utility>
 #include <vector>
 
 #include "models/FrameTypes.h"
+#include "support/Mutex.h"
 
 namespace orq {
 
 class FramePool;
 
 /// A frame's pixels and what is known about them. Filled by one thread, then published and shared by any number of
-/// holders that only read. Its memory goes back to its pool when the last one lets go, also when nobody else knows the
-/// pool any more. Any-thread once it is published.
+/// holders that only read. Its memory goes back to its pool when the last one lets go, also when nobody else knows
+/// the pool any more. Any-thread once it is published.
 class SharedFrame {
  public:
   SharedFrame(const SharedFrame&) = delete;
@@ -93,8 +93,8 @@ class FramePool : public std::enable_shared_from_this<FramePool> {
  public:
   static std::shared_ptr<FramePool> Make(std::size_t limitBytes);
 
-  /// A frame of `bytes` bytes in a buffer of `capacity` bytes, with one holder; none when that would take the frames
-  /// beyond the limit, or the system has no memory.
+  /// A frame of `bytes` bytes in a buffer of `capacity` bytes, with one holder; none when that would take the
+  /// frames beyond the limit, or the system has no memory.
   FramePtr Acquire(std::size_t bytes, std::size_t capacity);
   FramePtr Acquire(std::size_t bytes) { return Acquire(bytes, bytes); }
   /// Holds from the next frame on; what is held already stays.
@@ -108,13 +108,13 @@ class FramePool : public std::enable_shared_from_this<FramePool> {
   explicit FramePool(std::size_t limitBytes) : limit_(limitBytes) {}
   void TakeBack(SharedFrame* frame);
   /// Gives up spare frames until `bytes` more fit. False when they do not even then.
-  bool MakeRoom(std::size_t bytes);
+  bool MakeRoom(std::size_t bytes) ORQ_REQUIRES(mutex_);
 
-  mutable std::mutex mutex_;
-  std::size_t limit_;
-  std::size_t bytes_ = 0;
-  std::size_t frames_ = 0;
-  std::vector<std::unique_ptr<SharedFrame>> spare_;
+  mutable Mutex mutex_;
+  std::size_t limit_ ORQ_GUARDED_BY(mutex_);
+  std::size_t bytes_ ORQ_GUARDED_BY(mutex_) = 0;
+  std::size_t frames_ ORQ_GUARDED_BY(mutex_) = 0;
+  std::vector<std::unique_ptr<SharedFrame>> spare_ ORQ_GUARDED_BY(mutex_);
 };
 
 }  // namespace orq

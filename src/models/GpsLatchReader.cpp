@@ -22,6 +22,7 @@ constexpr std::size_t kV1AltitudeBytes = 5;
 
 void GpsLatchReader::Begin() {
   AskVersion();
+  atOnce_ = true;
   unsettledFrames_ = version_ >= 0 && ReadSetting(setting_) ? 0 : kUnsettledFrames;
 }
 
@@ -37,6 +38,8 @@ bool GpsLatchReader::ReadSetting(Setting& setting) {
 
 FrameGps GpsLatchReader::Read(std::uint32_t latch) {
   FrameGps gps;
+  found_ = Latch{};
+  whole_ = false;
   if (version_ < 0) AskVersion();  // the camera may not have answered
   if (version_ < 0) return gps;
   Setting setting;
@@ -58,10 +61,9 @@ FrameGps GpsLatchReader::Read(std::uint32_t latch) {
     gps.state = GpsState::Unsettled;
     return gps;
   }
-  Latch stable;
-  switch (ReadStable(latch, stable)) {
+  switch (ReadWanted(latch, found_)) {
     case Outcome::Good:
-      Decode(stable, gps);
+      Decode(found_, gps);
       break;
     case Outcome::OtherFrame:
       gps.state = GpsState::Missed;
@@ -71,6 +73,42 @@ FrameGps GpsLatchReader::Read(std::uint32_t latch) {
       break;
   }
   return gps;
+}
+
+std::optional<GpsLatchReader::Other> GpsLatchReader::ReadOther(bool patient) {
+  if (found_.count == 0) return std::nullopt;
+  if (!whole_ && !(patient && ReadStable(found_.count, found_) == Outcome::Good)) return std::nullopt;
+  Other other{.latch = found_.count, .gps = {}};
+  other.gps.latched.startLine = setting_.startLine;
+  other.gps.latched.endLine = setting_.endLine;
+  Decode(found_, other.gps);
+  return other.gps.state == GpsState::Fix ? std::optional(other) : std::nullopt;
+}
+
+GpsLatchReader::Outcome GpsLatchReader::ReadWanted(std::uint32_t wanted, Latch& latch) {
+  if (version_ == 0 || !atOnce_) return ReadStable(wanted, latch);
+  if (ReadAtOnce(latch)) {
+    whole_ = true;
+    return latch.count == wanted ? Outcome::Good : Outcome::OtherFrame;
+  }
+  const Outcome outcome = ReadStable(wanted, latch);
+  atOnce_ = outcome == Outcome::Failed;  // a camera that answers the rest does not know the request
+  return outcome;
+}
+
+// Counter and blocks of one latch, which cannot change on the way.
+bool GpsLatchReader::ReadAtOnce(Latch& latch) {
+  std::array<std::uint8_t, wire::kGpsLatchBytes> answer{};
+  if (!camera_.SendCMD(wire::kReqGpsLatch, 0, 0, true, answer.data(), static_cast<long>(answer.size()))) {
+    return false;
+  }
+  latch.count = static_cast<std::uint32_t>(GetLittle(answer, 0, wire::kGpsLatchCountBytes));
+  auto from = answer.begin() + wire::kGpsLatchCountBytes;
+  for (auto& block : latch.blocks) {
+    std::copy_n(from, kGpsV1Bytes, block.begin());
+    from += kGpsV1Bytes;
+  }
+  return true;
 }
 
 // The blocks are read byte by byte while the FPGA may replace them: two readings in a row must be the same.

@@ -27,9 +27,16 @@ class GpsLatchReader {
 
   /// Before the first frame of a capture: asks the camera what it has.
   void Begin();
-  /// The latch of the frame whose header bears `latch`. At most 345 register reads, usually 232; 8 when the latch
-  /// is not there any more.
+  /// The latch of the frame whose header bears `latch`: 5 requests. Of a camera that does not offer the latch in
+  /// one request, at most 345 register reads, usually 232; 8 when the latch is not there any more.
   FrameGps Read(std::uint32_t latch);
+  /// What was there instead of the latch that `Read` missed: that of another frame, as its counter says.
+  struct Other {
+    std::uint32_t latch = 0;
+    FrameGps gps;  ///< of a fix
+  };
+  /// Of the last `Read`. By registers it takes as long again, so that `patient` decides whether they are read.
+  std::optional<Other> ReadOther(bool patient);
   /// The setting that `Read` found.
   const Setting& Found() const { return setting_; }
 
@@ -44,6 +51,8 @@ class GpsLatchReader {
 
   void AskVersion();
   bool ReadSetting(Setting& setting);
+  Outcome ReadWanted(std::uint32_t wanted, Latch& latch);
+  bool ReadAtOnce(Latch& latch);
   Outcome ReadLatch(std::uint32_t wanted, Latch& latch);
   Outcome ReadRegisters(std::uint32_t wanted, Latch& latch);
   Outcome ReadOldBlocks(std::uint32_t wanted, Latch& latch);
@@ -57,6 +66,9 @@ class GpsLatchReader {
   int version_ = -1;  ///< of the records; -1: no GPS found
   Setting setting_;
   int unsettledFrames_ = 0;
+  bool atOnce_ = false;  ///< the camera may offer its latch in one request
+  Latch found_;          ///< by the last `Read`
+  bool whole_ = false;   ///< `found_` is one latch, be it of another frame
 };
 
 }  // namespace orq

@@ -9,6 +9,7 @@
 #include "image/Bitmap.h"
 #include "image/FlashRecord.h"
 #include "image/HotPixelTable.h"
+#include "image/HotRows.h"
 
 namespace orq {
 namespace {
@@ -22,6 +23,34 @@ constexpr std::size_t RoundedUp(std::size_t bytes, std::size_t unit) {
 FlashOutcome Damaged() {
   return {FlashResult::Damaged, "the hot-pixel table in flash is damaged"};
 }
+
+void MarkRows(std::span<std::uint8_t> image, std::span<const std::size_t> rows, std::size_t width,
+              std::uint8_t value) {
+  for (const std::size_t y : rows) std::ranges::fill(image.subspan(y * width, width), value);
+}
+
+/// Raises the hot rows of the dark image, so that the core takes all their pixels for hot ones.
+class RaisedRows {
+ public:
+  explicit RaisedRows(CCameraBase& camera) : camera_(camera) {
+    const std::scoped_lock lock(camera_.DarkAccumMutex);
+    if (!camera_.pDarkFull) return;
+    const auto dark = View(camera_.pDarkFull, SensorPixels(camera_));
+    before_.assign(dark.begin(), dark.end());
+    const auto width = static_cast<std::size_t>(camera_.iMaxWidth);
+    MarkRows(dark, FindHotRows(dark, width), width, 255);
+  }
+  ~RaisedRows() {
+    const std::scoped_lock lock(camera_.DarkAccumMutex);
+    if (camera_.pDarkFull) std::ranges::copy(before_, camera_.pDarkFull.get());
+  }
+  RaisedRows(const RaisedRows&) = delete;
+  RaisedRows& operator=(const RaisedRows&) = delete;
+
+ private:
+  CCameraBase& camera_;
+  Bytes before_;
+};
 
 /// Bitmap of the sensor, one bit per pixel.
 Bytes Packed(const HotPixelMarks& marks) {
@@ -60,7 +89,11 @@ HotPixelMarks HotPixelsOfDark(CCameraBase& camera) {
   HotPixelMarks marks(SensorPixels(camera));
   // Pixels behind the last whole byte have no place in the table.
   const auto saved = std::span(marks).first(marks.size() / 8 * 8);
-  MarkHotPixels(View(camera.pDarkFull, marks.size()), camera.iDarkAverage, saved);
+  const std::span<const std::uint8_t> dark = View(camera.pDarkFull, marks.size());
+  MarkHotPixels(dark, camera.iDarkAverage, saved);
+  const auto width = static_cast<std::size_t>(camera.iMaxWidth);
+  MarkRows(marks, FindHotRows(dark, width), width, 1);
+  std::ranges::fill(std::span(marks).subspan(saved.size()), std::uint8_t{0});
   return marks;
 }
 
@@ -98,7 +131,10 @@ FlashOutcome StoreHotPixels(CCameraBase& camera, const FlashImage& before, const
   }
   // Its result is not the last word: a record of whole chunks counts as not saved, and what is not saved may still
   // be got into flash by another attempt.
-  camera.SaveHPCTable();
+  {
+    const RaisedRows raised(camera);
+    camera.SaveHPCTable();
+  }
   const FlashWatcher saving = [&watcher](FlashProgress progress) {
     progress.step = "saving";
     return !watcher || watcher(progress);

@@ -14,6 +14,8 @@ namespace {
 
 constexpr int kNeutralGamma = 50;
 constexpr int kUsb2Bandwidth = 50;  // the catalogue's default
+// Before the model's name: what was tried on a virtual camera is nothing that the real one was set to.
+constexpr const char* kVirtualSettings = "virtual ";
 
 RegisterBatch ExposureRegisters(std::uint64_t exposureUs) {
   RegisterBatch batch;
@@ -72,14 +74,16 @@ std::size_t FrameMemory(const ModelData& model) {
 
 }  // namespace
 
-CModelCamera::CModelCamera(const ModelData& model) : model_(model), worker_(std::make_unique<Worker>(FrameMemory(model))) {
+CModelCamera::CModelCamera(const ModelData& model, SettingsUse settings)
+    : model_(model), worker_(std::make_unique<Worker>(FrameMemory(model))) {
+  settingsUse = settings;
   DescribeModel();
   if (model_.cooled) cooler_ = std::make_unique<Cooler>(*this, model_.cooler, model_.timeScale);
   if (model_.gps) worker_->gps.emplace(*this);
   worker_->converter.RGBYUV_Init();
   InitVariable();
   SetGamma(kNeutralGamma);
-  LoadSetting();
+  if (settings != SettingsUse::Off) LoadSetting();
   AdoptFields();
   captureThr.InitFuncPt(&CModelCamera::RunCapture);
   exposureThr.InitFuncPt(&CModelCamera::RunTriggeredExposure);
@@ -103,7 +107,7 @@ void CModelCamera::DescribeModel() {
   iVID = wire::kVendorId;
   iPID = model_.productId;
   modelName = model_.name;
-  settingsName = model_.name;
+  settingsName = std::string(model_.isVirtual ? kVirtualSettings : "") + modelName;
   pixelSizeUm = model_.pixelSizeUm;
   baseElectronsPerAdu = model_.baseElectronsPerAdu;
   iADCBits = model_.adcBits;
@@ -155,6 +159,9 @@ void CModelCamera::DescribeModel() {
 
 int CModelCamera::OpenCamera(int index) {
   if (IsOpen()) return 1;
+  // Opening programs what is stored; a set that failed on the way to a lost camera is to be tried again.
+  lastSetExp = -1;
+  lastSetExpAuto = 0;
   if (cooler_) cooler_->Abandon();
   StopWorkers();  // of the time before a reconnect: it works on a frame of the geometry that there was
   AdoptFields();
@@ -187,15 +194,36 @@ void CModelCamera::AdoptFields() {
 }
 
 void CModelCamera::CloseCamera() {
-  if (cooler_) cooler_->MakeSafe();
+  if (cooler_) cooler_->Leave();
   CCameraBase::CloseCamera();
+  // Stopping a video keeps the settings; one whose stream died left nothing to stop.
+  if (worker_->videoDied.exchange(false) && settingsUse == SettingsUse::LoadAndKeep) SaveSetting();
+}
+
+// Another program may have died at any moment. Each step on its own: one that is refused must not keep the camera
+// from the others. Trigger modes are left by programming the stored one; the frames that the camera still holds
+// are drained when a stream starts.
+bool CModelCamera::EnterKnownState() {
+  bool known = FPGAStop();  // first: it goes on sending
+  known = EnableGPIF32DQ(true) && known;
+  known = ReleaseHold(*this) && known;
+  known = WriteFPGAREG(wire::kFpgaSingle, 0) && known;
+  TellFpgaCaptureMode(false);
+  if (hasGuidePort != 0) {
+    for (const GuideD line : {GUIDE_NORTH, GUIDE_SOUTH, GUIDE_EAST, GUIDE_WEST}) PulseGuideOff(line);
+  }
+  std::uint32_t tag = 0;
+  known = ReadTag(*this, tag) && known;
+  Tag().StartAwayFrom(tag);
+  return known;
 }
 
 bool CModelCamera::ProgramAll() {
   const std::lock_guard lock(worker_->registers);
+  if (!EnterKnownState()) return false;
   TellFpgaUsbHostType(usb3Host != 0);
   if (StartSensorCLK() == 0) return false;
-  if (cooler_ && !cooler_->MakeSafe()) return false;
+  if (cooler_ && !cooler_->Adopt()) return false;
   if (hasHighSpeed == 0) {
     HighSpeed = 0;
   } else if (const RegisterBatch mode = HighSpeedRegisters(HighSpeed != 0); !WriteHeld(*this, mode, mode)) {
@@ -207,7 +235,10 @@ bool CModelCamera::ProgramAll() {
                                    BlackLevelRegisters(Brightness), BandwidthRegisters(bandwidthPerc),
                                    GeometryRegisters(worker_->setup)};
   ProgramTriggers();
-  return std::ranges::all_of(batches, [&](const RegisterBatch& batch) { return WriteHeld(*this, batch, batch); });
+  const auto write = [&](const RegisterBatch& batch) { return WriteHeld(*this, batch, batch); };
+  if (!std::ranges::all_of(batches, write)) return false;
+  MoveGpsLines();
+  return true;
 }
 
 int CModelCamera::ReservedModelOp1() {
@@ -224,7 +255,7 @@ bool CModelCamera::SetGain(int newGain, bool autoGain) {
   const int clamped = std::clamp(newGain, limits.gainMin, limits.gainMax);
   const std::lock_guard lock(worker_->registers);
   if (IsOpen() && !WriteHeld(*this, GainRegisters(clamped), GainRegisters(gain))) return false;
-  if (gain != clamped) autoGateLimit = 0;
+  if (gain != clamped) CloseAutoGate();
   gain = clamped;
   AutoGain = autoGain;
   return true;
@@ -253,7 +284,7 @@ bool CModelCamera::SetExp(unsigned long long newExposureUs, bool autoExp) {
                                 static_cast<std::uint64_t>(limits.exposureMax));
   const std::lock_guard lock(worker_->registers);
   if (IsOpen() && !WriteHeld(*this, ExposureRegisters(clamped), ExposureRegisters(exposureUs))) return false;
-  if (exposureUs != clamped) autoGateLimit = 0;
+  if (exposureUs != clamped) CloseAutoGate();
   exposureUs = clamped;
   expReg = LinesOf(clamped, LineTimeNs());
   AutoExp = autoExp;
@@ -263,7 +294,8 @@ bool CModelCamera::SetExp(unsigned long long newExposureUs, bool autoExp) {
 // The camera has no white balance of its own: the frame path applies it.
 bool CModelCamera::SetWB(int red, int blue, bool autoWhiteBalance) {
   if (hasWB_R == 0) return false;
-  const std::lock_guard lock(worker_->registers);
+  // Somebody who sets one colour keeps the other as it is, and this must not change it meanwhile.
+  const std::scoped_lock lock(worker_->controls, worker_->registers);
   const int newRed = std::clamp(red, limits.wbMin, limits.wbMax);
   const int newBlue = std::clamp(blue, limits.wbMin, limits.wbMax);
   if (WB_Red != newRed || WB_Blue != newBlue) autoGateLimit = 0;
@@ -321,9 +353,16 @@ bool CModelCamera::ChangeGeometry(const FrameRegion& region, bool hardwareBin, s
     const bool otherBin = hardwareBin != (HardwareBin != 0);
     StoreGeometry(region, hardwareBin);
     AdjustCorrections(otherBin);
+    if (IsOpen()) MoveGpsLines();
     return true;
   };
   return ChangeFrames(change, reason);
+}
+
+// Called with `registers` held, or before any thread runs, after the change has been written.
+void CModelCamera::CloseAutoGate() {
+  worker_->measurableTag = Tag().Newest();
+  autoGateLimit = 0;
 }
 
 // While no frame is under way, so that none is corrected with tables of another geometry.
@@ -376,7 +415,7 @@ std::uint32_t CModelCamera::LineTimeNs() const {
 void CModelCamera::StoreGeometry(const FrameRegion& region, bool hardwareBin) {
   const FrameSetup setup = SetupFor(model_, region, hardwareBin);
   worker_->setup = setup;
-  autoGateLimit = 0;  // the frame in `autoBuf` lies there in the old geometry
+  CloseAutoGate();  // the frame in `autoBuf` lies there in the old geometry
   algorithm.SetBayer(setup.rawPattern);
   HardwareBin = hardwareBin;
   iStartX = region.startX;

@@ -23,15 +23,17 @@ namespace orq {
 /// as far as the device still listens, the registers as they were.
 class CModelCamera : public CCameraBase {
  public:
-  /// Loads the model's settings from the settings file, within the model's limits.
-  explicit CModelCamera(const ModelData& model);
+  /// Loads the model's settings from the settings file, within the model's limits, unless `settings` says not to.
+  explicit CModelCamera(const ModelData& model, SettingsUse settings = SettingsUse::LoadAndKeep);
   /// Stops capture and closes.
   ~CModelCamera() override;
 
   /// Opens, programs everything that is stored, brought within the model's limits, and builds the control list.
-  /// Cooling is off after every open.
+  /// A cooler that is found driven is regulated on, and left on when the camera is closed again (`KeepCooling`).
+  /// No exposure counts as set last.
   int OpenCamera(int index) override;
-  /// Switches the cooling off and closes.
+  /// Switches the cooling off, unless it is to be kept, and closes. Keeps the settings also when a video has ended
+  /// by itself.
   void CloseCamera() override;
   int ReservedModelOp1() override;
   int ReservedModelOp2() override;
@@ -63,7 +65,8 @@ class CModelCamera : public CCameraBase {
   int GetRollingInterval(int& interval) override;
   /// Of models with GPS: from the latch of a line to the start of its exposure.
   int GetSHR0Time(float& time) override;
-  /// Serves the controls of cooled models as well: target, cooler, heater, fan.
+  /// Serves the controls of cooled models as well: target, cooler, heater, fan. Calls from several threads lose
+  /// none of each other's values; while one changes the frames of a running capture, the others wait.
   int SetControlValue(ORQ_CONTROL_TYPE id, long value, bool autoOn) override;
   int GetControlValue(ORQ_CONTROL_TYPE id, long* value, ORQ_BOOL* autoOn) override;
 
@@ -73,6 +76,12 @@ class CModelCamera : public CCameraBase {
   int RealExposureMs() { return GetRealExpTime(model_.ticksPerMs); }
   /// What keeps the cooler from regulating, as one line for a user; empty when nothing does. Any-thread.
   std::string CoolerTrouble() const;
+  /// How cold the cooler gets the sensor, degrees Celsius, once that is known to fall short of the target; the
+  /// trouble says so, too. Any-thread.
+  std::optional<double> CoolerReach() const;
+  /// Whether closing leaves a running cooler on, for the next program: then the camera itself switches it off when
+  /// none comes for 255 s. Off with every switching on, and on when it was found on at opening. Any-thread.
+  void KeepCooling(bool keep);
 
   /// The nearest region that the model's rules allow: sizes and starts are rounded down to the steps (to even
   /// sizes when a Bayer frame is binned). False with a one-line reason when there is none: bin or format not
@@ -95,9 +104,18 @@ class CModelCamera : public CCameraBase {
   void SetTimeMark(bool on);
 
   /// Asks the GPS for the time of a frame at most every so often (0: of every frame); nothing: never, as at first.
-  /// Of models with GPS. Each time costs about 240 register reads before the frame is delivered, 8 when the
-  /// frame's latch has been replaced already; of a fast video only few frames can have one. Any-thread.
+  /// Of models with GPS. Each time costs 5 short requests before the frame is delivered; some 240 where the camera
+  /// does not offer its latch in one. A video's frame whose latch has been replaced meanwhile has its time
+  /// predicted from another frame's. Any-thread.
   void StampFrames(std::optional<std::chrono::milliseconds> every);
+
+  /// Of models with GPS, while open: whether the lines at which time is taken are the region's first and last one
+  /// and follow it. So they do at first, and until others are set by GPSSetLine or their controls. False also when
+  /// the camera does not answer. Any-thread.
+  bool GpsLinesFollow();
+  /// True: sets them to those of the region, which they follow from now on. False: they stay where they are. False
+  /// when the camera refuses. Any-thread.
+  bool FollowGpsLines(bool follow);
 
   /// What is known about the frame that GetImageData returned last. Any-thread.
   FrameInfo LastFrame() const;
@@ -141,15 +159,21 @@ class CModelCamera : public CCameraBase {
   StreamEnd DeliverFrames(bool* running, bool triggered, FrameInfo& info, std::string& trouble);
   bool PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info);
   void StampFrame(const CirBuf::Frame& frame, std::uint32_t latch, bool mono, FrameInfo& info);
+  using TimesOf = std::function<std::optional<RowTimes>(const FrameGps&)>;
+  void MoveGpsLines();
+  void FollowCadence(std::uint32_t latch, const TimesOf& timesOf, FrameInfo& info);
   bool IsDeliveredRaw(const FrameInfo& info) const;
   void CorrectFrame();
+  double DarkExcess();
   bool IsOfCurrentSettings(const FrameInfo& info, int wbRed, int wbBlue) const;
   bool AutoCopyDue(const FrameInfo& info, int wbRed, int wbBlue);
   void OpenAutoGate(const FrameInfo& info, int wbRed, int wbBlue);
   void AdjustCorrections(bool otherBin);
-  void AwaitWorkerEnd() const;
   bool MayBringFrames() const;
   void ProgramTriggers();
+  bool EnterKnownState();
+  void CloseAutoGate();
+  std::optional<int> SetClimate(ORQ_CONTROL_TYPE id, long value);
 
   const ModelData model_;
   std::unique_ptr<Worker> worker_;

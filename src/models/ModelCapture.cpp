@@ -2,16 +2,16 @@
 #include <algorithm>
 #include <chrono>
 #include <new>
-#include <optional>
-#include <thread>
 
 #include "controls/ElectronsPerAdu.h"
-#include "image/FrameKernels.h"
+#include "image/DarkImage.h"
 #include "image/TimeMark.h"
 #include "link/WireProtocol.h"
+#include "models/FrameLevels.h"
 #include "models/FramePath.h"
 #include "models/ModelWorker.h"
 #include "models/Overdue.h"
+#include "models/RegisterBatch.h"
 
 namespace orq {
 namespace {
@@ -30,11 +30,17 @@ constexpr int kNeutralGamma = 50;
 constexpr std::chrono::milliseconds kAutoCopyInterval{100};
 // Above every exposure: cycles may measure.
 constexpr std::int32_t kAutoGateOpen = 0x7FFFFFFF;
-// Ending takes a worker microseconds; a computer that swaps takes longer.
-constexpr std::chrono::seconds kWorkerEndWait{10};
 
-constexpr const char* kNoFrameMemory =
-    "all memory for frames is in use: release frames that are no longer needed, allow more, or choose a smaller region";
+constexpr const char* kFramesHeld =
+    "all memory for frames is in use: release frames that are no longer needed, allow more, or choose a smaller "
+    "region";
+constexpr const char* kNoMemory =
+    "not enough memory for the frames: choose a smaller region or close other programs";
+
+// Why there is no buffer for a frame of `bytes` bytes.
+const char* WhyNoBuffer(const FramePool& pool, std::size_t bytes) {
+  return pool.Bytes() + bytes > pool.Limit() ? kFramesHeld : kNoMemory;
+}
 
 std::string DamagedFrame(const StreamCounters& counters) {
   const char* how = "its transfer failed";
@@ -47,9 +53,10 @@ std::string DamagedFrame(const StreamCounters& counters) {
   return std::string("the exposure's frame could not be used because ") + how + "; expose again";
 }
 
-std::string NoFrameFor(std::chrono::microseconds time) {
+std::string NoFrameFor(std::chrono::microseconds time, std::uint64_t stale) {
   const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time).count();
-  return "the camera sent no frame for " + std::to_string(seconds) + " s; close it and open it again";
+  const std::string only = stale == 0 ? "" : " but " + std::to_string(stale) + " that were exposed before";
+  return "the camera sent no frame for " + std::to_string(seconds) + " s" + only + "; close it and open it again";
 }
 
 // Why a stream is no longer alive.
@@ -64,6 +71,13 @@ std::int64_t UnixUs(std::uint64_t monotonicNs) {
       std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::system_clock::now().time_since_epoch());
   const std::int64_t ageNs = monotonicNow.count() - static_cast<std::int64_t>(monotonicNs);
   return wallNow.count() - ageNs / 1000;
+}
+
+// Loading settings asks for the whole sensor from the next open on, and the tables describe that from then on.
+bool TablesDescribe(const CModelCamera& camera, const FrameRegion& region) {
+  const FrameRegion asked{camera.iStartX, camera.iStartY, camera.iWidth,
+                          camera.iHeight, camera.iBin,    region.format};
+  return asked == region;
 }
 
 }  // namespace
@@ -85,7 +99,6 @@ void CModelCamera::Capture(bool* running, bool triggered) {
   // From here on `ended` speaks about this worker; until then readers trust the start mark.
   worker.mailbox.Notify([&] {
     worker.ended = false;
-    ++worker.captures;
     captureStartMark = 0;
   });
 
@@ -95,11 +108,14 @@ void CModelCamera::Capture(bool* running, bool triggered) {
   try {
     end = DeliverFrames(running, triggered, info, trouble);
   } catch (const std::bad_alloc&) {
-    trouble = "not enough memory for the frames: choose a smaller region or close other programs";
+    trouble = kNoMemory;
   }
   worker.SetTrouble(trouble);  // known before anybody can see that the stream has ended
   worker.mailbox.Notify([&] { worker.armed = false; });
   StopStream();
+  worker.videoDied = end == StreamEnd::Failed && !snap && ThreadCtrl::KeepRunning(running);
+  // From here on whoever sees what became of the capture can start the next one.
+  (triggered ? exposureThr : captureThr).AnnounceEnd();
   // A single exposure's frame is handed over when nothing more is to be done, so that the next exposure can
   // follow.
   if (end == StreamEnd::Delivered) worker.mailbox.Publish(info);
@@ -120,22 +136,32 @@ CModelCamera::StreamEnd CModelCamera::DeliverFrames(bool* running, bool triggere
                                                     std::string& trouble) {
   Worker& worker = *worker_;
   const bool snap = snapMode != 0;
-  // Buffers go round between the ring and the mailbox.
-  if (!worker.mailbox.Prepare(worker.setup.OutputBytes(), ring->FrameBytes())) {
-    trouble = kNoFrameMemory;
+  // Buffers of frames that may be delivered as they came go round between the ring and the mailbox.
+  const IMG_TYPE wanted = worker.setup.region.format;
+  const bool raw = wanted == ORQ_IMG_RAW8 || wanted == ORQ_IMG_RAW16;
+  if (!worker.mailbox.Prepare(worker.setup.OutputBytes(), raw ? ring->FrameBytes() : 0)) {
+    trouble = WhyNoBuffer(worker.mailbox.Pool(), worker.setup.OutputBytes());
     return StreamEnd::Failed;
   }
-  autoGateLimit = 0;  // what automatic control has seen is of another capture
-  ring->ResumeTake();
   ring->Discard();
+  StreamFormat format = worker.setup.WireFormat();
   {
     const std::lock_guard lock(worker.registers);
     SetTransferCount(static_cast<int>(worker.setup.WireBytes()));
+    // The output of a stream that broke down may still run: nothing more is exposed for it from here on.
+    FPGAStop();
     WriteFPGAREG(wire::kFpgaSingle, snap ? 1 : 0);
+    if (!WriteTag(*this)) {
+      trouble = StreamTrouble(*this);
+      return StreamEnd::Failed;
+    }
+    format.fresh = {Tag().Newest(), &Tag()};
+    CloseAutoGate();  // what automatic control has seen is of another capture
   }
   worker.stampedAt = Clock::time_point{};
   if (worker.gps) worker.gps->Begin();  // before an exposure takes up the lines
-  if (!StartStream(*ring, worker.setup.WireFormat())) {
+  worker.cadence.Begin();
+  if (!StartStream(*ring, format)) {
     trouble = LinkError();
     return StreamEnd::Failed;
   }
@@ -151,7 +177,7 @@ CModelCamera::StreamEnd CModelCamera::DeliverFrames(bool* running, bool triggere
       if (worker.mailbox.Work().empty()) {
         worker.mailbox.CountNoBuffer();
         if (!snap) continue;
-        trouble = kNoFrameMemory;
+        trouble = WhyNoBuffer(worker.mailbox.Pool(), worker.setup.OutputBytes());
         return StreamEnd::Failed;
       }
       if (!PrepareFrame(frame, info)) continue;
@@ -169,8 +195,11 @@ CModelCamera::StreamEnd CModelCamera::DeliverFrames(bool* running, bool triggere
       return StreamEnd::Failed;
     }
     overdue.See(exposureUs);
-    if (counters.started != started) overdue.Progress(Clock::now());
-    started = counters.started;
+    // Stale frames are no progress, and neither are those that nobody could look at between them: a camera that
+    // sends nothing else would never be given up.
+    const std::uint64_t own = counters.started - counters.stale - counters.dropped;
+    if (own > started) overdue.Progress(Clock::now());
+    started = std::max(started, own);
     if (worker.triggeredAt.load() != triggeredAt) {
       triggeredAt = worker.triggeredAt;
       overdue.Progress(triggeredAt);
@@ -183,7 +212,7 @@ CModelCamera::StreamEnd CModelCamera::DeliverFrames(bool* running, bool triggere
     const auto grace = broken ? kGraceAfterBreak : kGrace;
     if (overdue.Reached(grace, Clock::now())) {
       trouble = broken ? "the transfer of the exposure's frame broke off; expose again"
-                       : NoFrameFor(overdue.Limit(grace));
+                       : NoFrameFor(overdue.Limit(grace), counters.stale);
       return StreamEnd::Failed;
     }
   }
@@ -201,6 +230,7 @@ bool CModelCamera::PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info) {
   info = FrameInfo{};
   info.region = worker.setup.region;
   info.sequence = header->sequence;
+  info.settingsTag = header->settingsTag;
   info.exposureUs = header->exposureUs;
   info.gain = header->gain;
   info.offset = header->blackLevel;
@@ -220,7 +250,20 @@ bool CModelCamera::PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info) {
 
   const int red = WB_Red;
   const int blue = WB_Blue;
-  const bool curved = gamma != kNeutralGamma;
+  const int curve = gamma;
+  const bool curved = curve != kNeutralGamma;
+  info.whiteBalanceRed = red;
+  info.whiteBalanceBlue = blue;
+  info.gamma = curve;
+  info.highSpeed = HighSpeed != 0;
+  PixelTreatment treatment{.gain = info.gain,
+                           .offset = info.offset,
+                           .highSpeed = info.highSpeed,
+                           .mixed = mono,
+                           .red = red,
+                           .blue = blue,
+                           .gamma = curve};
+  info.levels = LevelsOf(model_, worker.setup, treatment);
   if (!curved) {  // along a curve no unit is worth the same as another
     info.electronsPerAdu =
         ElectronsPerUnit(model_, worker.setup,
@@ -230,15 +273,15 @@ bool CModelCamera::PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info) {
   // The mark goes by the height that the camera's fields ask for, which need not be that of this frame.
   const bool marked =
       worker.timeMark && info.region.format != ORQ_IMG_RAW16 && info.region.height >= kMarkLeastHeight;
-  const bool whiteBalanced =
-      worker.setup.rawPattern >= 0 && (red != kNeutralWhiteBalance || blue != kNeutralWhiteBalance);
   const bool corrected = bGettingDark != 0 || CutDark != 0 || HPC != 0;
-  if (IsDeliveredRaw(info) && !corrected && !whiteBalanced && !copyForAuto && !curved && !marked) {
+  if (IsDeliveredRaw(info) && !corrected && !copyForAuto && !curved && !marked) {
     worker.mailbox.Adopt(pImgBuf, worker.setup.msbFirst);
     return true;
   }
   ToHostOrder(worker.setup, pImgBuf.get());
   CorrectFrame();
+  treatment.darkExcess = DarkExcess();
+  info.levels = LevelsOf(model_, worker.setup, treatment);
   const std::span<std::uint8_t> out = worker.mailbox.Work();
   RunFramePath({.setup = worker.setup,
                 .image = pImgBuf.get(),
@@ -276,16 +319,22 @@ void CModelCamera::CorrectFrame() {
   const bool whole = setup.stages.hardware == 1 && setup.stages.host == 1 && setup.region.width == iMaxWidth &&
                      setup.region.height == iMaxHeight && !setup.wide;
   if (bGettingDark != 0 && whole) DoGetDark();
-  // Loading settings asks for the whole sensor from the next open on, and the tables describe that from then on.
-  const FrameRegion asked{iStartX, iStartY, iWidth, iHeight, iBin, setup.region.format};
-  if (asked != setup.region) return;
+  if (!TablesDescribe(*this, setup.region)) return;
   SubtractDark();
   HandleHotPixels();
 }
 
+// What subtracting the dark took from every sample beyond what it gave back.
+double CModelCamera::DarkExcess() {
+  const bool subtracted = CutDark != 0 && IsDarkSubtracted(AutoExp != 0, exposureUs);
+  if (!subtracted || !TablesDescribe(*this, worker_->setup.region)) return 0.0;
+  const std::scoped_lock lock(DarkBufMutex);
+  return pDarkBuf ? darkExcess : 0.0;
+}
+
 // Whether the frame shows the settings in force; only with `registers` held does the answer last.
 bool CModelCamera::IsOfCurrentSettings(const FrameInfo& info, int wbRed, int wbBlue) const {
-  return info.exposureUs == exposureUs && info.gain == gain && wbRed == WB_Red && wbBlue == WB_Blue;
+  return Tag().IsSince(worker_->measurableTag, info.settingsTag) && wbRed == WB_Red && wbBlue == WB_Blue;
 }
 
 // While the gate is closed, the first frame of the new settings is copied at once, and none of the old. Without a
@@ -309,22 +358,6 @@ void CModelCamera::SetTimeMark(bool on) {
   worker_->timeMark = on;
 }
 
-// A worker ends right after it has handed over a single exposure's frame, or said that no more frames come. A
-// start while it still does would be taken for one of a running capture, and no capture would follow.
-void CModelCamera::AwaitWorkerEnd() const {
-  const auto giveUp = Clock::now() + kWorkerEndWait;
-  std::optional<std::uint64_t> capture;  // which one is ending: another thread may start the next one meanwhile
-  bool ending = true;
-  while (ending && Clock::now() < giveUp) {
-    worker_->mailbox.Await(0, [&] {
-      if (!capture) capture = worker_->captures;
-      ending = IsCaptureRunning() && captureStartMark == 0 && !worker_->restarting && worker_->captures == capture;
-      return true;
-    });
-    if (ending) std::this_thread::sleep_for(std::chrono::microseconds(50));
-  }
-}
-
 int CModelCamera::GetImageData(unsigned char* buffer, int size, int waitMs) {
   FrameInfo info;
   return GetFrame(buffer, size, waitMs, info);
@@ -346,7 +379,8 @@ int CModelCamera::GetFrame(unsigned char* buffer, int size, int waitMs, FrameInf
   worker.mailbox.DiscardIf([this] { return captureStartMark != 0 && IsCaptureRunning(); });
   const FrameMailbox::Result result = worker.mailbox.Fetch(out, waitMs, mayCome, info);
   const bool fetched = result == FrameMailbox::Result::Frame;
-  if (result == FrameMailbox::Result::Ended || (fetched && snapMode != 0)) AwaitWorkerEnd();
+  // A worker ends right after it has handed over a single exposure's frame, or said that no more frames come.
+  AwaitEndingWorker();
   return fetched ? 1 : 0;
 }
 
@@ -355,7 +389,7 @@ FrameInfo CModelCamera::LastFrame() const {
 }
 
 std::string CModelCamera::CaptureTrouble() const {
-  const std::lock_guard lock(worker_->troubleMutex);
+  const MutexLock lock(worker_->troubleMutex);
   return worker_->trouble;
 }
 

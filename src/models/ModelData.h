@@ -50,6 +50,8 @@ struct ModelData {
   bool msbFirst = false;             ///< 16-bit samples arrive most significant byte first
   std::uint32_t lineTimeNs = 10000;  ///< time to read one sensor row at full bandwidth
   float baseElectronsPerAdu = 1.0F;  ///< electrons per ADC unit at gain factor 1; 0: unknown
+  double fullWellElectrons = 0.0;    ///< that a pixel holds; 0: unknown
+  int countsPerOffset = 0;           ///< ADC units of black level per offset setting; 0: unknown
   std::array<std::uint8_t, 16> bins{1, 2, 3, 4};
   std::array<bool, 4> formats{true, false, true, false};  ///< by IMG_TYPE
   ControlLimits limits;
@@ -75,6 +77,7 @@ struct ModelData {
   int usb3Bandwidth = 100;
   /// Seconds of the computer that one second of the camera takes: other than 1 for virtual cameras only.
   double timeScale = 1.0;
+  bool isVirtual = false;  ///< no camera of this name is there: what is kept of it is kept apart
 };
 
 /// All models; the order is that of listings.

@@ -2,8 +2,9 @@
 #include <algorithm>
 #include <cmath>
 
+#include "controls/ControlResult.h"
 #include "link/WireProtocol.h"
-#include "models/ModelCamera.h"
+#include "models/ModelWorker.h"
 
 namespace orq {
 namespace {
@@ -11,10 +12,6 @@ namespace {
 constexpr int kFanFull = 255;
 constexpr int kSensorReads = 3;
 constexpr float kSensorDegreesPerCount = 1.0F / 256.0F;
-
-int SetResult(bool done) {
-  return done ? CTRL_OK : CTRL_SET_FAILED;
-}
 
 }  // namespace
 
@@ -57,7 +54,16 @@ int CModelCamera::SetControlValue(ORQ_CONTROL_TYPE id, long value, bool autoOn) 
     const FrameRegion region = Region();
     if (region.format == ORQ_IMG_RGB24 && region.bin > 1) return CTRL_SET_FAILED;  // no colours would be left
   }
-  if (!cooler_) return CCameraBase::SetControlValue(id, value, autoOn);
+  if (const std::optional<int> result = SetClimate(id, value)) return *result;
+  const std::lock_guard lock(worker_->controls);
+  const int result = CCameraBase::SetControlValue(id, value, autoOn);
+  const bool chosen = result == CTRL_OK && (id == ORQ_GPS_START_LINE || id == ORQ_GPS_END_LINE) && model_.gps;
+  return chosen && !FollowGpsLines(false) ? CTRL_SET_FAILED : result;
+}
+
+// The result for the controls that cooled models serve; nothing for all others.
+std::optional<int> CModelCamera::SetClimate(ORQ_CONTROL_TYPE id, long value) {
+  if (!cooler_) return std::nullopt;
   const bool on = value >= 1;
   switch (id) {
     case ORQ_TARGET_TEMP:
@@ -67,15 +73,14 @@ int CModelCamera::SetControlValue(ORQ_CONTROL_TYPE id, long value, bool autoOn) 
     case ORQ_COOLER_ON:
       return SetResult(on ? cooler_->SwitchOn() : cooler_->SwitchOff());
     case ORQ_ANTI_DEW_HEATER:
-      if (hasAntiDewHeater == 0) break;
+      if (hasAntiDewHeater == 0) return std::nullopt;
       return SetResult(cooler_->SetHeater(on));
     case ORQ_FAN_ON:
-      if (!FanAdjustCheck()) break;
+      if (!FanAdjustCheck()) return std::nullopt;
       return SetResult(SetFanSpeed(on ? kFanFull : 0));
     default:
-      break;
+      return std::nullopt;
   }
-  return CCameraBase::SetControlValue(id, value, autoOn);
 }
 
 int CModelCamera::GetControlValue(ORQ_CONTROL_TYPE id, long* value, ORQ_BOOL* autoOn) {
@@ -105,6 +110,14 @@ int CModelCamera::GetControlValue(ORQ_CONTROL_TYPE id, long* value, ORQ_BOOL* au
   if (value != nullptr) *value = read;
   if (autoOn != nullptr) *autoOn = 0;
   return CTRL_OK;
+}
+
+std::optional<double> CModelCamera::CoolerReach() const {
+  return cooler_ ? cooler_->Reach() : std::nullopt;
+}
+
+void CModelCamera::KeepCooling(bool keep) {
+  if (cooler_) cooler_->Keep(keep);
 }
 
 std::string CModelCamera::CoolerTrouble() const {

@@ -11,7 +11,8 @@ namespace {
 
 constexpr std::int32_t kLongestExposureUs = 2'000'000'000;
 
-// White balance counts on colour sensors only.
+// White balance counts on colour sensors only. The offset by default is the models': three and a half deviations of
+// the read noise at full gain, beyond the first unit of 8-bit samples, so that noise is not cut off at 0.
 constexpr ControlLimits CommonLimits() {
   ControlLimits limits;
   limits.exposureDefault = 10'000;
@@ -35,8 +36,8 @@ constexpr ModelData Planetary() {
   model.adcBits = 12;
   model.msbFirst = true;
   model.limits = CommonLimits();
-  model.limits.offsetDefault = 8;
   model.limits.offsetMax = 240;
+  model.countsPerOffset = 1;
   model.guidePort = true;
   return model;
 }
@@ -59,7 +60,9 @@ constexpr ModelData K1M() {
   model.pixelSizeUm = 2.9;
   model.lineTimeNs = 13'500;
   model.baseElectronsPerAdu = 3.6F;
+  model.fullWellElectrons = 14'700;
   model.limits.gainMax = 100;
+  model.limits.offsetDefault = 70;
   model.thermometer = Thermometer::Adc081;
   return model;
 }
@@ -86,7 +89,9 @@ constexpr ModelData K2M() {
   model.pixelSizeUm = 3.2;
   model.lineTimeNs = 11'200;
   model.baseElectronsPerAdu = 2.75F;
+  model.fullWellElectrons = 11'200;
   model.limits.gainMax = 400;
+  model.limits.offsetDefault = 150;
   model.thermometer = Thermometer::Ad7142;
   return model;
 }
@@ -96,8 +101,8 @@ constexpr ModelData Cooled() {
   model.adcBits = 16;
   model.limits = CommonLimits();
   model.limits.gainMax = 450;
-  model.limits.offsetDefault = 20;
   model.limits.offsetMax = 240;
+  model.countsPerOffset = 10;
   model.antiDewHeater = true;
   model.cooled = true;
   return model;
@@ -116,6 +121,8 @@ constexpr ModelData X26M() {
   model.pixelSizeUm = 3.76;
   model.lineTimeNs = 36'800;
   model.baseElectronsPerAdu = 0.78F;
+  model.fullWellElectrons = 51'000;
+  model.limits.offsetDefault = 130;
   model.hardwareBin = true;
   model.thermometer = Thermometer::Tmp100;
   return model;
@@ -133,9 +140,11 @@ constexpr ModelData T46C() {
   model.adcBits = 14;
   model.lineTimeNs = 16'400;
   model.baseElectronsPerAdu = 2.6F;
+  model.fullWellElectrons = 42'000;
+  model.countsPerOffset = 4;
   model.limits = CommonLimits();
   model.limits.gainMax = 380;
-  model.limits.offsetDefault = 10;
+  model.limits.offsetDefault = 55;
   model.limits.offsetMax = 200;
   model.ticksPerMs = 20'000;
   model.gps = true;
@@ -157,9 +166,11 @@ constexpr ModelData H53M() {
   model.adcBits = 12;
   model.lineTimeNs = 7'600;
   model.baseElectronsPerAdu = 2.3F;
+  model.fullWellElectrons = 9'400;
+  model.countsPerOffset = 1;
   model.limits = CommonLimits();
   model.limits.gainMax = 420;
-  model.limits.offsetDefault = 10;
+  model.limits.offsetDefault = 200;
   model.limits.offsetMax = 240;
   model.ticksPerMs = 74'250;
   model.focusMotorRequest = wire::kReqFocusMotor;
@@ -195,6 +206,8 @@ constexpr ModelData B29M() {
   model.pixelSizeUm = 4.8;
   model.lineTimeNs = 28'400;
   model.baseElectronsPerAdu = 1.05F;
+  model.fullWellElectrons = 66'000;
+  model.limits.offsetDefault = 100;
   model.bins = {1, 2, 4};
   model.fpgaBin = true;
   model.binOffsets = B29MBinOffsets();

@@ -30,8 +30,15 @@ class RegisterBatch {
   std::size_t count_ = 0;
 };
 
-/// Writes `batch` inside the FPGA's update hold, so that a frame sees all of it or nothing. When a write is
-/// refused, `previous` (what the registers held) is written again before the hold ends, and the result is false.
+/// Writes `batch` and a new settings tag inside the FPGA's update hold, so that a frame sees all of it or nothing,
+/// and its header says which. When a write is refused, `previous` (what the registers held) is written again
+/// before the hold ends, under one more tag (sensor registers know no hold), and the result is false.
 bool WriteHeld(CCameraFX3& link, const RegisterBatch& batch, const RegisterBatch& previous);
+/// A new settings tag alone: frames exposed before bear another one. False when it was refused.
+bool WriteTag(CCameraFX3& link);
+/// The tag that the camera has; false when it cannot be read.
+bool ReadTag(CCameraFX3& link, std::uint32_t& tag);
+/// Ends a hold that somebody left on: what was written under it takes effect.
+bool ReleaseHold(CCameraFX3& link);
 
 }  // namespace orq

@@ -83,9 +83,11 @@ std::optional<RowTimes> TimesOfRows(const RowOrder& order, const LatchedLines& l
     return (byStart ? latched.start : latched.end) + std::llround(away * pace->interval);
   };
   RowTimes times;
-  times.begin = startOf(WireRowsOf(order, 0).first);
-  times.end =
-      startOf(WireRowsOf(order, order.rows - 1).last) + static_cast<UtcTenths>(exposureUs) * kTenthsPerMicrosecond;
+  const int top = 0;
+  const int bottom = order.rows - 1;
+  times.begin = startOf(WireRowsOf(order, order.flipped ? bottom : top).first);
+  times.end = startOf(WireRowsOf(order, order.flipped ? top : bottom).last) +
+              static_cast<UtcTenths>(exposureUs) * kTenthsPerMicrosecond;
   times.rowInterval = pace->interval * order.hostBin * (order.flipped ? -1 : 1);
   times.uncertainty = kLatchError + static_cast<UtcTenths>(std::ceil(worst));
   return times;

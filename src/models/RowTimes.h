@@ -53,9 +53,10 @@ struct LatchedLines {
 inline constexpr UtcTenths kLatchError = 12;
 
 struct RowTimes {
-  UtcTenths begin = 0;        ///< start of exposure of the first delivered row
-  UtcTenths end = 0;          ///< end of exposure of the last delivered row
-  double rowInterval = 0.0;   ///< from one delivered row to the next, 0.1 µs, on average; below 0 when flipped
+  UtcTenths begin = 0;  ///< start of exposure of the row that was read out first: the earliest instant of all
+  UtcTenths end = 0;    ///< end of exposure of the one that was read out last: the latest
+  /// From one delivered row to the next, 0.1 µs, on average; below 0 when flipped: `begin` is the last row's then.
+  double rowInterval = 0.0;
   UtcTenths uncertainty = 0;  ///< largest error of `begin` and `end`
 };
 

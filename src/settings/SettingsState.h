@@ -10,9 +10,17 @@
 
 namespace orq {
 
+/// What becomes of a camera's settings by itself; `LoadSetting` and `SaveSetting` can be called at any time.
+enum class SettingsUse : std::uint8_t {
+  Off,          ///< never loaded, never saved
+  Load,         ///< loaded when the camera object is made
+  LoadAndKeep,  ///< and saved when a video is stopped, and when a camera is closed after single exposures
+};
+
 struct SettingsState {
-  std::unique_ptr<char[]> subKeyPath;      ///< 256 bytes, made on first use
-  std::string settingsName;                ///< name of the model's sub-key; set by the model
+  SettingsUse settingsUse = SettingsUse::LoadAndKeep;  ///< set before the camera is opened
+  std::unique_ptr<char[]> subKeyPath;                  ///< 256 bytes, made on first use
+  std::string settingsName;                            ///< name of the model's sub-key; set by the model
   Relaxed<std::int32_t> usb3Bandwidth{0};  ///< default bandwidth percent on a USB 3 host; "FPSPercentageUSB3"
   Relaxed<float> coolPowerPerc{0.0F};      ///< cooler power percent; "CoolPowerPctg"
   Relaxed<std::int32_t> TargetTemp{0};     ///< cooler target, degrees Celsius

@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <cstring>
 
+#include "support/BayerNames.h"
+
 namespace {
 
 /// Where red stands in the 2x2 block, as column and row parities; blue stands diagonally opposite.
@@ -15,7 +17,6 @@ struct RedSite {
 };
 
 constexpr std::array<RedSite, 4> kRedSites = {{{0, 0}, {1, 1}, {1, 0}, {0, 1}}};
-constexpr std::array<const char*, 4> kNames = {"RGGB", "BGGR", "GRBG", "GBRG"};
 
 constexpr BayerPattern KnownPattern(int pattern) {
   return pattern >= 0 && pattern < 4 ? static_cast<BayerPattern>(pattern) : BayerPattern::RG;
@@ -170,7 +171,8 @@ std::size_t SampleCount(int width, int height) {
 }  // namespace
 
 const char* BayerName(BayerPattern pattern) {
-  return kNames[static_cast<std::size_t>(KnownPattern(static_cast<int>(pattern)))];
+  return orq::BayerNameOf(static_cast<int>(KnownPattern(static_cast<int>(pattern))))
+      .data();  // of a literal: ends in 0
 }
 
 BayerPattern ShiftBayer(BayerPattern pattern, int dx, int dy) {

@@ -23,7 +23,7 @@ void CirBuf::StartInstBufThr() {
   } catch (const std::system_error&) {
     throw std::bad_alloc();
   }
-  const std::lock_guard lock(mutex_);
+  const orq::MutexLock lock(mutex_);
   running_ = true;
 }
 
@@ -32,7 +32,7 @@ void CirBuf::StopInstBufThr() {
   stop_.store(true, std::memory_order_release);
   wake_.release();
   thread_.join();
-  const std::lock_guard lock(mutex_);
+  const orq::MutexLock lock(mutex_);
   std::uint64_t judged = judged_.load(std::memory_order_relaxed);
   for (const std::uint64_t head = endedHead_.load(std::memory_order_acquire); judged != head; ++judged) {
     Free(slots_[static_cast<std::size_t>(ended_[judged % ended_.size()].load(std::memory_order_relaxed))]);
@@ -94,7 +94,7 @@ void CirBuf::JudgeEnded() {
     const int number = ended_[judged % ended_.size()].load(std::memory_order_relaxed);
     Slot& slot = slots_[static_cast<std::size_t>(number)];
     const bool good = check_ == nullptr || check_(checkContext_, slot);
-    const std::lock_guard lock(mutex_);
+    const orq::MutexLock lock(mutex_);
     // Judged before free: once the slot is free the producer may use its place in the queue again.
     judged_.store(judged + 1, std::memory_order_release);
     if (good) {
@@ -110,18 +110,18 @@ void CirBuf::JudgeEnded() {
 
 bool CirBuf::Take(std::unique_ptr<std::uint8_t[]>& buffer, Frame& frame, int waitMs) {
   if (!buffer) return false;
-  std::unique_lock lock(mutex_);
-  const auto decided = [this] { return cancelled_ || !ready_.empty() || !running_; };
+  orq::MutexLock lock(mutex_);
+  const auto decided = [this]() ORQ_REQUIRES(mutex_) { return !ready_.empty() || !running_; };
   if (waitMs < 0) {
-    readyChanged_.wait(lock, decided);
+    lock.Wait(readyChanged_, decided);
   } else {
-    readyChanged_.wait_for(lock, std::chrono::milliseconds(waitMs), decided);
+    lock.WaitFor(readyChanged_, std::chrono::milliseconds(waitMs), decided);
   }
-  if (cancelled_ || ready_.empty()) return false;
+  if (ready_.empty()) return false;
   Slot& slot = slots_[static_cast<std::size_t>(ready_.front())];
   ready_.erase(ready_.begin());
   slot.state.store(SlotState::Lent, std::memory_order_relaxed);
-  lock.unlock();
+  lock.Unlock();
 
   frame.payloadBytes = slot.payloadBytes;
   frame.marks = slot.marks;
@@ -133,19 +133,8 @@ bool CirBuf::Take(std::unique_ptr<std::uint8_t[]>& buffer, Frame& frame, int wai
   return true;
 }
 
-void CirBuf::CancelTake() {
-  const std::lock_guard lock(mutex_);
-  cancelled_ = true;
-  readyChanged_.notify_all();
-}
-
-void CirBuf::ResumeTake() {
-  const std::lock_guard lock(mutex_);
-  cancelled_ = false;
-}
-
 int CirBuf::Discard() {
-  const std::lock_guard lock(mutex_);
+  const orq::MutexLock lock(mutex_);
   const int count = static_cast<int>(ready_.size());
   for (const int number : ready_) Free(slots_[static_cast<std::size_t>(number)]);
   ready_.clear();
@@ -153,13 +142,8 @@ int CirBuf::Discard() {
 }
 
 void CirBuf::WaitJudged() {
-  std::unique_lock lock(mutex_);
+  orq::MutexLock lock(mutex_);
   const std::uint64_t ended = endedHead_.load(std::memory_order_acquire);
-  judgedChanged_.wait(lock, [&] { return !running_ || judged_.load(std::memory_order_acquire) >= ended; });
-}
-
-int CirBuf::CountIn(SlotState state) const {
-  return static_cast<int>(std::count_if(slots_.begin(), slots_.end(), [state](const Slot& slot) {
-    return slot.state.load(std::memory_order_acquire) == state;
-  }));
+  lock.Wait(judgedChanged_,
+            [&]() ORQ_REQUIRES(mutex_) { return !running_ || judged_.load(std::memory_order_acquire) >= ended; });
 }

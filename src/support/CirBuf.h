@@ -7,11 +7,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <semaphore>
 #include <span>
 #include <thread>
 #include <vector>
+
+#include "support/Mutex.h"
 
 /// Buffers for whole frames, with a thread of its own (the "insert" thread) that checks each frame that
 /// the producer has filled and publishes the good ones to the consumer.
@@ -79,18 +80,13 @@ class CirBuf {
   void AbortFrame(Slot& slot);
 
   /// Waits up to `waitMs` (negative: for ever) for the oldest ready frame, swaps its payload buffer with
-  /// `buffer` (which must hold `FrameBytes()` bytes) and frees the slot. False on time-out, after
-  /// `CancelTake`, or while the ring's thread is stopped and nothing is ready.
+  /// `buffer` (which must hold `FrameBytes()` bytes) and frees the slot. False on time-out, or
+  /// while the ring's thread is stopped and nothing is ready.
   bool Take(std::unique_ptr<std::uint8_t[]>& buffer, Frame& frame, int waitMs);
-  /// Makes every waiting `Take` return false at once (a stop is under way) until `ResumeTake`.
-  void CancelTake();
-  void ResumeTake();
   /// Frees every ready slot; returns how many there were.
   int Discard();
   /// Waits until every slot given to `EndFrame` has been judged. Not from the USB thread.
   void WaitJudged();
-
-  int CountIn(SlotState state) const;
 
  private:
   void RunInsert();
@@ -111,10 +107,9 @@ class CirBuf {
   std::thread thread_;
 
   // Insert thread to consumer.
-  mutable std::mutex mutex_;
+  orq::Mutex mutex_;
   std::condition_variable readyChanged_;
   std::condition_variable judgedChanged_;
-  std::vector<int> ready_;  // slot numbers, oldest first
-  bool cancelled_ = false;
-  bool running_ = false;
+  std::vector<int> ready_ ORQ_GUARDED_BY(mutex_);  // slot numbers, oldest first
+  bool running_ ORQ_GUARDED_BY(mutex_) = false;
 };

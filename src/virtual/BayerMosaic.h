@@ -1,9 +1,7 @@
 // Colour filters of a Bayer sensor, by pattern number: 0 RGGB, 1 BGGR, 2 GRBG, 3 GBRG; below 0 monochrome.
 #pragma once
 
-#include <array>
-#include <optional>
-#include <string_view>
+#include "support/BayerNames.h"
 
 namespace orq {
 
@@ -16,16 +14,6 @@ constexpr FilterColour FilterAt(int pattern, int x, int y) {
   const int redX = (pattern == 1 || pattern == 2) ? 1 : 0;
   const int redY = (pattern == 1 || pattern == 3) ? 1 : 0;
   return static_cast<FilterColour>(((x ^ redX) & 1) + ((y ^ redY) & 1));
-}
-
-inline constexpr std::array<std::string_view, 4> kBayerNames{"RGGB", "BGGR", "GRBG", "GBRG"};
-
-/// Number of a pattern's four-letter name; nothing for another word.
-constexpr std::optional<int> BayerByName(std::string_view name) {
-  for (int i = 0; i < 4; ++i) {
-    if (kBayerNames[static_cast<std::size_t>(i)] == name) return i;
-  }
-  return std::nullopt;
 }
 
 /// The pattern seen from a corner moved by (dx, dy) pixels.

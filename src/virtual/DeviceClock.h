@@ -16,6 +16,8 @@ class DeviceClock {
   double Seconds() const { return At(std::chrono::steady_clock::now()); }
   /// What the clock shows, or will show, at this moment if nothing is advanced from now on.
   double At(std::chrono::steady_clock::time_point moment) const;
+  /// Seconds of the camera in one of the computer's.
+  double Rate() const { return rate_; }
   /// Lets this many seconds pass at once; nothing for a number that is not above 0.
   void Advance(double seconds);
 

@@ -2,13 +2,12 @@
 
 #include <algorithm>
 
+#include "support/Mix64.h"
+
 namespace orq {
 
-std::uint64_t SeededNumber(std::uint64_t seed, std::uint64_t counter) {  // SplitMix64 over both
-  std::uint64_t z = seed * 0x9E3779B97F4A7C15U + (counter + 1) * 0xD1B54A32D192ED03U;
-  z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9U;
-  z = (z ^ (z >> 27)) * 0x94D049BB133111EBU;
-  return z ^ (z >> 31);
+std::uint64_t SeededNumber(std::uint64_t seed, std::uint64_t counter) {
+  return Mix64(seed * kGolden + (counter + 1) * 0xD1B54A32D192ED03U);
 }
 
 FrameFaults::FrameFaults(const VirtualOptions& options)

@@ -92,8 +92,12 @@ void Firmware::PowerCycle() {
     // The program before this one has left the camera powered; from here on the live registers count.
     fpga_.Restore(memory_.registers->fpga);
     sensor_ = memory_.registers->sensor;
+    const std::optional<DeviceWarmth> warmth = memory_.registers->warmth;
     memory_.registers.reset();
     devices_.TakeUp(fpga_);
+    if (warmth) {
+      devices_.TakeUp(*warmth);
+    }
   }
   const StreamSettings settings = CurrentSettings();
   devices_.SetSensorRunning(settings.sensorOn);
@@ -169,6 +173,7 @@ StreamSettings Firmware::CurrentSettings() const {
   settings.exposureUs = fpga_.ReadWide(wire::kFpgaExposure, 5);
   settings.gain = SensorValue(wire::kSensorGain);
   settings.blackLevel = SensorValue(wire::kSensorBlackLevel);
+  settings.settingsTag = static_cast<std::uint32_t>(fpga_.ReadWide(wire::kFpgaSettingsTag, 4));
   settings.bandwidthPercent = std::clamp(number(wire::kFpgaBandwidth, 1), 1, 100);
   settings.transferBlocks = transferBlocks_;
   if (gps_) {
@@ -208,7 +213,7 @@ bool Firmware::SaveMemory() {
   const bool pluggedIn = !memory_.registers;  // else the kept registers still wait for that
   if (pluggedIn) {
     devices_.BeforeSave(fpga_);
-    memory_.registers = DeviceRegisters{fpga_.All(), sensor_};
+    memory_.registers = DeviceRegisters{fpga_.All(), sensor_, devices_.Warmth()};
   }
   std::string error;
   const bool saved = SaveState(options_.state, ProductId(), memory_, error);

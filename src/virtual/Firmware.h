@@ -69,6 +69,7 @@ class Firmware : public VirtualCamera {
   std::vector<std::uint8_t> SentPayload(std::uint32_t sequence) const override {
     return stream_.SentPayload(sequence);
   }
+  std::vector<SentFrame> SentFrames() const override { return stream_.SentFrames(); }
 
  private:
   using Data = std::span<std::uint8_t>;
@@ -80,7 +81,7 @@ class Firmware : public VirtualCamera {
     std::uint16_t maxLength;
     Handler handler;
   };
-  static const std::array<RequestEntry, 23> kRequests;
+  static const std::array<RequestEntry, 24> kRequests;
 
   int Execute(const SetupPacket& setup, Data data);
 
@@ -106,6 +107,7 @@ class Firmware : public VirtualCamera {
   bool GpifBusWidth(const SetupPacket& setup, Data data);
   bool SoftTrigger(const SetupPacket& setup, Data data);
   bool GpsBlock(const SetupPacket& setup, Data data);
+  bool GpsLatchAtOnce(const SetupPacket& setup, Data data);
   bool AdcChannel(const SetupPacket& setup, Data data);
 
   void PowerUpRegisters();

@@ -27,7 +27,7 @@ bool Answer(std::span<std::uint8_t> data, std::optional<std::uint16_t> word) {
 
 }  // namespace
 
-const std::array<Firmware::RequestEntry, 23> Firmware::kRequests{{
+const std::array<Firmware::RequestEntry, 24> Firmware::kRequests{{
     {wire::kReqStopSensorClock, false, 0, 0, &Firmware::StopClock},
     {wire::kReqStartSensorClock, false, 0, 0, &Firmware::StartClock},
     {wire::kReqGuideOn, false, 0, 0, &Firmware::SwitchGuideLine},
@@ -52,6 +52,7 @@ const std::array<Firmware::RequestEntry, 23> Firmware::kRequests{{
     {wire::kReqSoftTrigger, false, 0, 0, &Firmware::SoftTrigger},
     {wire::kReqGpsBlock, true, wire::kGpsLatchCountBytes + wire::kGpsBlockV0Bytes,
      wire::kGpsLatchCountBytes + wire::kGpsBlockV0Bytes, &Firmware::GpsBlock},
+    {wire::kReqGpsLatch, true, wire::kGpsLatchBytes, wire::kGpsLatchBytes, &Firmware::GpsLatchAtOnce},
     {wire::kReqAdcChannel, true, 2, 2, &Firmware::AdcChannel},
 }};
 
@@ -124,6 +125,10 @@ bool Firmware::SoftTrigger(const SetupPacket&, Data) {
 
 bool Firmware::GpsBlock(const SetupPacket& setup, Data data) {
   return gps_ && gps_->ReadBlock(setup.value, stream_.LastLatch(), data);
+}
+
+bool Firmware::GpsLatchAtOnce(const SetupPacket& setup, Data data) {
+  return gps_ && setup.value == 0 && gps_->ReadLatch(stream_.LastLatch(), data);
 }
 
 // Registers --------------------------------------------------------------------------------------------------

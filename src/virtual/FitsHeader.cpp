@@ -1,6 +1,7 @@
 #include "virtual/FitsHeader.h"
 
 #include <charconv>
+#include <cmath>
 #include <map>
 #include <string_view>
 
@@ -47,7 +48,7 @@ class Cards {
         return false;
       }
     }
-    error = "FITS header has no END";
+    error = "truncated: the file ends before its FITS header does (there is no END)";
     return false;
   }
 
@@ -67,6 +68,22 @@ class Cards {
       return end == std::string_view::npos ? std::string_view{} : Trimmed(text.substr(1, end - 1));
     }
     return Trimmed(text.substr(0, text.find('/')));
+  }
+  /// A text whole: a quote inside it stands twice.
+  std::string Text(std::string_view key) const {
+    const auto found = values_.find(key);
+    if (found == values_.end()) return {};
+    const std::string_view card = Trimmed(found->second.text);
+    if (!card.starts_with('\'')) return std::string(Value(key));
+    std::string text;
+    for (std::size_t at = 1; at < card.size(); ++at) {
+      const bool quote = card[at] == '\'';
+      if (quote && (at + 1 == card.size() || card[at + 1] != '\'')) break;
+      if (quote) ++at;
+      text += card[at];
+    }
+    text.resize(text.find_last_not_of(' ') + 1);
+    return text;
   }
   template <class Number>
   std::optional<Number> Get(std::string_view key) const {
@@ -120,6 +137,13 @@ int PatternOf(const Cards& cards) {
   return MovedPattern(corner, dx & 1, dy & 1);
 }
 
+RecordedFacts FactsOf(const Cards& cards) {
+  std::optional<double> exposure = cards.Get<double>("EXPTIME");
+  if (exposure && !std::isfinite(*exposure)) exposure.reset();
+  return {
+      .file = {}, .dateObs = cards.Text("DATE-OBS"), .exposureSeconds = exposure, .object = cards.Text("OBJECT")};
+}
+
 }  // namespace
 
 std::optional<FitsHeader> ParseFitsHeader(std::span<const std::uint8_t> bytes, std::string& error) {
@@ -154,7 +178,8 @@ std::optional<FitsHeader> ParseFitsHeader(std::span<const std::uint8_t> bytes, s
                     .height = static_cast<int>(height),
                     .frames = static_cast<int>(frames),
                     .bayer = PatternOf(cards),
-                    .dataOffset = cards.Bytes()};
+                    .dataOffset = cards.Bytes(),
+                    .facts = FactsOf(cards)};
 }
 
 }  // namespace orq

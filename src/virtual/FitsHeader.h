@@ -7,6 +7,8 @@
 #include <span>
 #include <string>
 
+#include "virtual/RecordedFacts.h"
+
 namespace orq {
 
 inline constexpr std::size_t kFitsBlock = 2880;
@@ -19,6 +21,7 @@ struct FitsHeader {
   int frames = 1;
   int bayer = -1;  ///< pattern of the image's corner, -1 none
   std::size_t dataOffset = 0;
+  RecordedFacts facts{};
 };
 
 /// The header of a plain image whose pixels are all present; nothing and a reason in `error` otherwise.

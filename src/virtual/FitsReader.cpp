@@ -76,6 +76,7 @@ std::optional<Recording> ReadFits(std::span<const std::uint8_t> bytes, std::stri
                       .count = header->frames,
                       .adcBits = header->bitpix,
                       .bayer = header->bayer,
+                      .facts = header->facts,
                       .samples = {}};
   recording.samples.resize(static_cast<std::size_t>(header->width) * static_cast<std::size_t>(header->height) *
                            static_cast<std::size_t>(header->frames));

@@ -13,6 +13,7 @@ struct RegisterRange {
 constexpr RegisterRange kHeld[] = {
     {wire::kFpgaSyncADelay, wire::kFpgaBin},
     {wire::kFpgaStartX, wire::kFpgaBandwidth},
+    {wire::kFpgaSettingsTag, wire::kFpgaSettingsTag + 3},
     {wire::kFpgaGpsStartLine, wire::kFpgaGpsEndLine + 1},
 };
 

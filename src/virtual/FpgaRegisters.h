@@ -6,9 +6,9 @@
 
 namespace orq {
 
-/// 256 eight-bit registers. While the update hold is set, writes to the registers of region, format, exposure, GPS
-/// lines and output pulses wait; clearing the hold lets them take effect together. Until then they read as before.
-/// Caller-serialised.
+/// 256 eight-bit registers. While the update hold is set, writes to the registers of region, format, exposure,
+/// settings tag, GPS lines and output pulses wait; clearing the hold lets them take effect together. Until then
+/// they read as before. Caller-serialised.
 class FpgaRegisters {
  public:
   static constexpr std::uint16_t kCount = 256;

@@ -90,9 +90,16 @@ TriggerUnit::Sensor FrameStream::SensorNow() const {
   return busy ? TriggerUnit::Sensor::Busy : TriggerUnit::Sensor::Ready;
 }
 
+/// At least one line.
+std::uint64_t FrameStream::WholeLinesUs(std::uint64_t exposureUs) const {
+  const std::uint64_t lineNs = std::max<std::uint64_t>(source_->LineTimeNs(), 1);
+  return std::max<std::uint64_t>(exposureUs * 1000 / lineNs, 1) * lineNs / 1000;
+}
+
 /// Takes the settings of the next frame. In video mode its exposure overlaps the readout of the frame before.
 FrameStream::Exposure FrameStream::Begin() {
   const FrameGeometry& geometry = settings_.geometry;
+  const std::uint64_t exposureUs = options_.countLines ? WholeLinesUs(settings_.exposureUs) : settings_.exposureUs;
   Exposure exposure;
   exposure.epoch = epoch_;
   exposure.geometry = geometry;
@@ -101,12 +108,13 @@ FrameStream::Exposure FrameStream::Begin() {
                      .width = geometry.width,
                      .height = geometry.height,
                      .bin = geometry.bin,
-                     .exposureUs = settings_.exposureUs,
+                     .exposureUs = exposureUs,
                      .gain = settings_.gain,
                      .blackLevel = settings_.blackLevel,
                      .temperatureC = sensorC_(),
                      .flatFlux = flatFlux_,
                      .frameNumber = framesExposed_};
+  exposure.settingsTag = settings_.settingsTag;
   exposure.triggered = settings_.trigger.listens;
   exposure.readoutUs = ReadoutUs(geometry);
   exposure.readout = Scaled(exposure.readoutUs);
@@ -114,7 +122,7 @@ FrameStream::Exposure FrameStream::Begin() {
   exposure.limit = std::uint64_t{settings_.transferBlocks} * wire::kBlockBytes;
   const Clock::time_point free = overlapping_ ? lastReadoutAt_ : Clock::now();
   const Clock::time_point start = exposure.triggered ? trigger_.Serve(SensorFreeAt()) : free;
-  const Clock::duration length = Scaled(static_cast<double>(settings_.exposureUs));
+  const Clock::duration length = Scaled(static_cast<double>(exposureUs));
   exposure.readoutAt = std::max(start + length, lastReadoutEnd_);
   for (SyncOutput& output : sync_) {
     output.ExposureBegins(DeviceUs(exposure.readoutAt - length));
@@ -233,8 +241,11 @@ void FrameStream::ReadOut(const Exposure& exposure, std::shared_ptr<const Payloa
                                  .gpsLatch = latch,
                                  .exposureUs = exposure.sensor.exposureUs,
                                  .gain = static_cast<std::uint16_t>(exposure.sensor.gain),
-                                 .blackLevel = static_cast<std::uint16_t>(exposure.sensor.blackLevel)};
-  Remember(sequence, payload);
+                                 .blackLevel = static_cast<std::uint16_t>(exposure.sensor.blackLevel),
+                                 .settingsTag = exposure.settingsTag};
+  const auto age = std::chrono::duration_cast<std::chrono::system_clock::duration>(
+      Clock::now() - exposure.readoutAt + Scaled(static_cast<double>(exposure.sensor.exposureUs)));
+  Remember({header, std::chrono::system_clock::now() - age, payload});
   Waiting& waiting = frames_[(firstFrame_ + frameCount_) % kDeviceFrames];
   waiting.frame.Build(header, std::move(payload), plan, exposure.limit, packet_);
   waiting.readoutAt = exposure.readoutAt;
@@ -290,13 +301,13 @@ GpsLatch FrameStream::LastLatch() const {
   return latching_ && Clock::now() >= lastReadoutEnd_ ? *latching_ : latched_;
 }
 
-void FrameStream::Remember(std::uint32_t sequence, std::shared_ptr<const Payload> payload) {
-  const std::size_t keep = options_.preRender > 0 ? sent_.size() : PayloadsToKeep(payload->size());
+void FrameStream::Remember(SentFrame frame) {
+  const std::size_t keep = options_.preRender > 0 ? sent_.size() : PayloadsToKeep(frame.payload->size());
   nextSent_ %= keep;
   for (std::size_t i = keep; i < sent_.size(); ++i) {
     sent_[i] = {};
   }
-  sent_[nextSent_++] = {sequence, std::move(payload)};
+  sent_[nextSent_++] = std::move(frame);
 }
 
 }  // namespace orq

@@ -7,6 +7,7 @@
 #include <span>
 #include <string>
 
+#include "virtual/RecordedFacts.h"
 #include "virtual/VirtualOptions.h"
 
 namespace orq {
@@ -40,6 +41,8 @@ class FrameSource {
   virtual int BayerPattern() const = 0;  ///< -1: monochrome
   /// Time to read one row at full rate, ns.
   virtual std::uint64_t LineTimeNs() const = 0;
+  /// Of recorded frames.
+  virtual RecordedFacts Recorded() const { return {}; }
   /// One exposure as ADC counts (0 to 2^AdcBits - 1), row by row, `width * height` of them. Settings outside the
   /// sensor read as black level; never writes past `adu`.
   virtual void Expose(const ExposureSettings& settings, std::span<std::uint16_t> adu) = 0;

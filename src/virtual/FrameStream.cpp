@@ -46,6 +46,7 @@ void FrameStream::PowerUp(const StreamSettings& settings) {
   const std::lock_guard lock(mutex_);
   Abort();
   endPending_ = false;
+  cut_.reset();
   halted_ = false;
   connected_ = true;
   sequence_ = kFirstSequence;
@@ -84,6 +85,9 @@ void FrameStream::Apply(const StreamSettings& settings) {
                        (settings_.sensorOn && !settings.sensorOn);
     const bool wasExposable = Exposable();
     settings_ = settings;
+    if (stopped && settings.busOn && frameCount_ > 0 && !cut_) {
+      CutFrame();
+    }
     if (stopped || other) {
       Abort();
     }
@@ -153,12 +157,24 @@ std::uint64_t FrameStream::LastExposureUs() const {
 
 Payload FrameStream::SentPayload(std::uint32_t sequence) const {
   const std::lock_guard lock(mutex_);
-  for (const Sent& sent : sent_) {
-    if (sent.payload != nullptr && sent.sequence == sequence) {
+  for (const SentFrame& sent : sent_) {
+    if (sent.payload != nullptr && sent.header.sequence == sequence) {
       return *sent.payload;
     }
   }
   return {};
+}
+
+std::vector<SentFrame> FrameStream::SentFrames() const {
+  const std::lock_guard lock(mutex_);
+  std::vector<SentFrame> frames;
+  for (std::size_t i = 0; i < sent_.size(); ++i) {
+    const SentFrame& sent = sent_[(nextSent_ + i) % sent_.size()];
+    if (sent.payload != nullptr) {
+      frames.push_back(sent);
+    }
+  }
+  return frames;
 }
 
 /// Ends the exposure and the readout under way.
@@ -178,11 +194,22 @@ void FrameStream::Abort() {
 
 /// Forgets the frames that wait. A transfer that holds the beginning of one is owed its end.
 void FrameStream::DropFrames() {
-  if (frameCount_ > 0 && frames_[firstFrame_].frame.Sent() > 0) {
+  if (frameCount_ > 0 && frames_[firstFrame_].frame.Sent() > 0 && !cut_) {
     endPending_ = true;
   }
   while (frameCount_ > 0) {
     PopFrame();
+  }
+}
+
+/// The output has been stopped: the host still gets what is in the controller's buffer.
+void FrameStream::CutFrame() {
+  const Waiting& waiting = frames_[firstFrame_];
+  const std::size_t sent = waiting.frame.Sent();
+  const std::size_t readOut = std::max(ReadOutBytes(waiting), sent);
+  if (readOut > sent) {
+    cut_ = waiting.frame;
+    cut_->CutAt(std::min(readOut, sent + kControllerBytes));
   }
 }
 
@@ -207,6 +234,8 @@ BulkStep FrameStream::Read(std::span<std::uint8_t> out) {
     endPending_ = false;
     step.kind = BulkStep::Kind::Data;
     step.endOfTransfer = true;
+  } else if (settings_.busOn && cut_) {
+    return SendCut(out);
   } else if (settings_.busOn && frameCount_ > 0) {
     Waiting& waiting = frames_[firstFrame_];
     if (waiting.frame.Sent() == waiting.frame.EventAt() && waiting.frame.Event() != FramePlan::Event::None) {
@@ -237,18 +266,38 @@ BulkStep FrameStream::Strike(FramePlan::Event event) {
   return step;
 }
 
+/// Bytes of a frame that have left the sensor until now.
+std::size_t FrameStream::ReadOutBytes(const Waiting& waiting) const {
+  const double readoutNs = static_cast<double>(waiting.readout.count());
+  const double passedNs = static_cast<double>((Clock::now() - waiting.readoutAt).count());
+  const std::size_t until = waiting.frame.EventAt();
+  if (passedNs >= readoutNs) {
+    return until;
+  }
+  const double total = static_cast<double>(waiting.frame.Total());
+  return std::min(until, static_cast<std::size_t>(std::max(0.0, total * passedNs / readoutNs)));
+}
+
+/// The controller's buffer, as fast as the host reads.
+BulkStep FrameStream::SendCut(std::span<std::uint8_t> out) {
+  BulkStep step;
+  step.kind = BulkStep::Kind::Data;
+  step.bytes = std::min(cut_->Total() - cut_->Sent(), out.size());
+  cut_->Send(out.first(step.bytes));
+  if (cut_->Sent() == cut_->Total()) {
+    const bool wholePackets = cut_->Total() % static_cast<std::size_t>(packet_) == 0;
+    step.endOfTransfer = !wholePackets || step.bytes < out.size();
+    endPending_ = wholePackets && !step.endOfTransfer;
+    cut_.reset();
+  }
+  return step;
+}
+
 BulkStep FrameStream::SendFrom(Waiting& waiting, std::span<std::uint8_t> out) {
   WireFrame& frame = waiting.frame;
   const std::size_t until = frame.EventAt();
   const auto packet = static_cast<std::size_t>(packet_);
-  const double readoutNs = static_cast<double>(waiting.readout.count());
-  const double passedNs = static_cast<double>((Clock::now() - waiting.readoutAt).count());
-  const double total = static_cast<double>(frame.Total());
-
-  std::size_t ready = until;
-  if (passedNs < readoutNs) {
-    ready = std::min(until, static_cast<std::size_t>(std::max(0.0, total * passedNs / readoutNs)));
-  }
+  const std::size_t ready = ReadOutBytes(waiting);
   std::size_t bytes = std::min(ready - std::min(ready, frame.Sent()), out.size());
   if (bytes < out.size() && frame.Sent() + bytes < until) {
     bytes = bytes / packet * packet;  // the bus carries whole packets until the frame ends
@@ -257,7 +306,8 @@ BulkStep FrameStream::SendFrom(Waiting& waiting, std::span<std::uint8_t> out) {
   BulkStep step;
   if (bytes == 0) {
     const std::size_t wanted = std::min(frame.Sent() + out.size(), until);
-    const double atNs = readoutNs * static_cast<double>(wanted) / total + 1.0;
+    const double part = static_cast<double>(wanted) / static_cast<double>(frame.Total());
+    const double atNs = static_cast<double>(waiting.readout.count()) * part + 1.0;
     step.wakeAt = waiting.readoutAt + Clock::duration(static_cast<Clock::rep>(atNs));
     return step;
   }
@@ -278,6 +328,7 @@ void FrameStream::ClearHalt() {
     const std::lock_guard lock(mutex_);
     halted_ = false;
     endPending_ = false;
+    cut_.reset();
     if (frameCount_ > 0 && frames_[firstFrame_].frame.Sent() > 0) {
       PopFrame();
     }

@@ -47,6 +47,7 @@ struct StreamSettings {
   std::uint64_t exposureUs = 0;
   int gain = 0;
   int blackLevel = 0;
+  std::uint32_t settingsTag = 0;
   int bandwidthPercent = 100;
   std::uint32_t transferBlocks = 0;  ///< longest frame in transfer blocks; 0: no limit
   std::optional<GpsLines> gpsLines;  ///< on a camera with GPS
@@ -57,6 +58,8 @@ struct StreamSettings {
 class FrameStream {
  public:
   static constexpr std::size_t kDeviceFrames = 2;
+  /// Of a frame in readout, so much at most has left the sensor and waits in the controller for the host.
+  static constexpr std::size_t kControllerBytes = 65536;
   static constexpr std::uint32_t kFirstSequence = 0xFFFFFFF0U;  ///< after power-up: the wrap comes soon
   static constexpr std::uint32_t kFirstLatch = 0xFFFFFFF0U;     ///< likewise; 0 is left out
 
@@ -92,6 +95,7 @@ class FrameStream {
   /// Exposure of the frame that was read out last, µs.
   std::uint64_t LastExposureUs() const;
   Payload SentPayload(std::uint32_t sequence) const;
+  std::vector<SentFrame> SentFrames() const;
   /// The GPS latch of the frame that was read out last. A frame's latch appears when its readout ends.
   GpsLatch LastLatch() const;
 
@@ -104,6 +108,7 @@ class FrameStream {
     std::uint64_t epoch = 0;
     FrameGeometry geometry;
     ExposureSettings sensor;
+    std::uint32_t settingsTag = 0;
     bool triggered = false;
     Clock::time_point readoutAt{};
     Clock::duration readout{};
@@ -116,10 +121,6 @@ class FrameStream {
     WireFrame frame;
     Clock::time_point readoutAt{};
     Clock::duration readout{};
-  };
-  struct Sent {
-    std::uint32_t sequence = 0;
-    std::shared_ptr<const Payload> payload;
   };
 
   void Run();
@@ -134,10 +135,11 @@ class FrameStream {
   std::shared_ptr<const Payload> Render(const Exposure& exposure, Lock& lock);
   std::shared_ptr<const Payload> RenderAhead(const Exposure& exposure, Lock& lock);
   std::shared_ptr<Payload> FreeBuffer(std::size_t bytes);
+  std::uint64_t WholeLinesUs(std::uint64_t exposureUs) const;
   int AdcBits(const FrameGeometry& geometry) const;
   void Fill(const ExposureSettings& settings, const FrameGeometry& geometry, Payload& payload);
   void ReadOut(const Exposure& exposure, std::shared_ptr<const Payload> payload);
-  void Remember(std::uint32_t sequence, std::shared_ptr<const Payload> payload);
+  void Remember(SentFrame frame);
   double ReadoutSeconds(const Exposure& exposure) const;
   void AddFlash(Exposure& exposure) const;
   std::uint32_t Latch(const Exposure& exposure, double readoutSeconds);
@@ -148,6 +150,9 @@ class FrameStream {
   void PopFrame();
   BulkStep Strike(FramePlan::Event event);
   BulkStep SendFrom(Waiting& waiting, std::span<std::uint8_t> out);
+  BulkStep SendCut(std::span<std::uint8_t> out);
+  std::size_t ReadOutBytes(const Waiting& waiting) const;
+  void CutFrame();
   Clock::duration Scaled(double microseconds) const;
   double ReadoutUs(const FrameGeometry& geometry) const;
   std::uint64_t DeviceUs(Clock::time_point time) const;
@@ -192,7 +197,8 @@ class FrameStream {
   std::vector<std::shared_ptr<Payload>> buffers_;
   std::vector<std::shared_ptr<const Payload>> rendered_;  ///< made ahead for `renderedFor_`
   FrameGeometry renderedFor_;
-  std::array<Sent, 8> sent_;
+  std::optional<WireFrame> cut_;  ///< what the controller holds of a frame that was ended early
+  std::array<SentFrame, 8> sent_;
   std::size_t nextSent_ = 0;
 
   std::vector<std::uint16_t> adu_;  ///< sensor thread only

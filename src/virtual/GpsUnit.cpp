@@ -12,6 +12,14 @@ bool Within(std::uint8_t reg, std::uint16_t first, std::size_t bytes) {
   return reg >= first && reg < first + bytes;
 }
 
+/// What follows the counter.
+std::span<std::uint8_t> PutCount(std::uint32_t count, std::span<std::uint8_t> out) {
+  for (std::size_t i = 0; i < wire::kGpsLatchCountBytes; ++i) {
+    out[i] = static_cast<std::uint8_t>(count >> (8 * i));
+  }
+  return out.subspan(wire::kGpsLatchCountBytes);
+}
+
 }  // namespace
 
 bool GpsUnit::Make(const DeviceData& device, const VirtualOptions& options, std::optional<GpsUnit>& unit,
@@ -47,11 +55,19 @@ bool GpsUnit::ReadBlock(int line, const GpsLatch& latch, std::span<std::uint8_t>
   if (version_ != 0 || line > 1) {
     return false;
   }
-  const GpsBlockV0 block = PackGpsV0(FixOf(latch, line == 0));
-  for (std::size_t i = 0; i < wire::kGpsLatchCountBytes; ++i) {
-    out[i] = static_cast<std::uint8_t>(latch.count >> (8 * i));
+  std::ranges::copy(PackGpsV0(FixOf(latch, line == 0)), PutCount(latch.count, out).begin());
+  return true;
+}
+
+bool GpsUnit::ReadLatch(const GpsLatch& latch, std::span<std::uint8_t> out) const {
+  if (version_ < 1) {
+    return false;
   }
-  std::ranges::copy(block, out.begin() + wire::kGpsLatchCountBytes);
+  const std::span<std::uint8_t> blocks = PutCount(latch.count, out);
+  for (const bool start : {true, false}) {
+    std::ranges::copy(PackGpsV1(FixOf(latch, start), device_->gpsTicksPerSecond),
+                      blocks.subspan(start ? 0 : wire::kGpsBlockV1Bytes).begin());
+  }
   return true;
 }
 

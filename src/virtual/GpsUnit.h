@@ -30,6 +30,9 @@ class GpsUnit {
   /// The answer to a block request: latch counter and block of the start (0) or end (1) line; false for other
   /// lines and for records of another version.
   bool ReadBlock(int line, const GpsLatch& latch, std::span<std::uint8_t> out) const;
+  /// The answer to the request for a whole latch: counter, start block, end block; false for records of another
+  /// version.
+  bool ReadLatch(const GpsLatch& latch, std::span<std::uint8_t> out) const;
 
  private:
   GpsUnit(const DeviceData& device, int version, GpsReceiver receiver)

@@ -22,6 +22,11 @@ void PutWord(std::uint16_t word, std::span<std::uint8_t> sensor, std::uint16_t r
   sensor[static_cast<std::size_t>(reg) + 1] = static_cast<std::uint8_t>(word >> 8);
 }
 
+std::int64_t UnixMs() {
+  const auto now = std::chrono::system_clock::now().time_since_epoch();
+  return std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
+}
+
 bool Within(std::uint16_t reg, std::uint16_t first, std::size_t bytes) {
   return reg >= first && reg < first + bytes;
 }
@@ -52,6 +57,19 @@ void Peripherals::TakeUp(FpgaRegisters& fpga) {
                                   wire::kFpgaCoolerWatchdog, wire::kFpgaHubState}) {
     AfterWrite(static_cast<std::uint8_t>(reg), fpga);
   }
+}
+
+void Peripherals::TakeUp(const DeviceWarmth& warmth) {
+  const double away = static_cast<double>(UnixMs() - warmth.unixMs) / 1000.0;
+  thermal_.Resume({warmth.sensorC, warmth.hotSideC}, std::max(away, 0.0) * clock_.Rate());
+}
+
+std::optional<DeviceWarmth> Peripherals::Warmth() const {
+  const ThermalUnit::Snapshot now = thermal_.Now();
+  if (!device_.cooler || now.coolerDrive == 0) {
+    return std::nullopt;
+  }
+  return DeviceWarmth{now.temperatures.sensorC, now.temperatures.hotSideC, UnixMs()};
 }
 
 void Peripherals::PowerOff() {

@@ -12,6 +12,7 @@
 #include "virtual/FocusMotor.h"
 #include "virtual/FpgaRegisters.h"
 #include "virtual/GuidePort.h"
+#include "virtual/StateFile.h"
 #include "virtual/ThermalUnit.h"
 #include "virtual/UsbHub.h"
 
@@ -31,6 +32,10 @@ class Peripherals {
   void PowerUp(FpgaRegisters& fpga);
   /// Acts on registers that were set other than by single writes.
   void TakeUp(FpgaRegisters& fpga);
+  /// The same for a cooler that was left on: it has gone on since.
+  void TakeUp(const DeviceWarmth& warmth);
+  /// Nothing when the cooler is off.
+  std::optional<DeviceWarmth> Warmth() const;
   void PowerOff();
   void SetSensorRunning(bool running) { thermal_.SetRunning(running); }
 

@@ -1,5 +1,7 @@
 #include "virtual/PgmReader.h"
 
+#include <algorithm>
+
 namespace orq {
 namespace {
 
@@ -79,11 +81,18 @@ std::optional<Recording> ReadPgm(std::span<const std::uint8_t> bytes, std::strin
                       .count = 1,
                       .adcBits = 8 * bytesPerSample,
                       .bayer = -1,
+                      .facts = {},
                       .samples = {}};
   recording.samples.resize(static_cast<std::size_t>(*width * *height));
   for (std::size_t i = 0; i < recording.samples.size(); ++i) {
     recording.samples[i] =
         bytesPerSample == 1 ? pixels[i] : static_cast<std::uint16_t>((pixels[2 * i] << 8) | pixels[2 * i + 1]);
+  }
+  const auto most = std::ranges::max_element(recording.samples);
+  if (*most > *largest) {
+    error = "PGM sample of " + std::to_string(*most) + " is above the file's maximum value, " +
+            std::to_string(*largest);
+    return std::nullopt;
   }
   return recording;
 }

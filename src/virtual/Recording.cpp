@@ -1,5 +1,6 @@
 #include "virtual/Recording.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <new>
@@ -60,6 +61,7 @@ bool CheckGeometry(std::int64_t width, std::int64_t height, std::int64_t count, 
     return false;
   }
   const std::int64_t needed = width * height * count * bytesPerSample;
+  bytesPresent = std::max<std::int64_t>(bytesPresent, 0);
   if (needed > bytesPresent) {
     error = "truncated: " + std::to_string(needed) + " bytes of pixels announced, " +
             std::to_string(bytesPresent) + " present";
@@ -84,6 +86,7 @@ std::optional<Recording> LoadRecording(const std::string& path, std::string& err
   } catch (const std::bad_alloc&) {
     reason = "not enough memory to hold it";
   }
+  if (recording) recording->facts.file = std::filesystem::path(path).filename().string();
   if (!recording) error = "replay file '" + path + "': " + reason;
   return recording;
 }

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "virtual/RecordedFacts.h"
+
 namespace orq {
 
 /// Frames of one size. Samples are the file's numbers, unscaled, row by row from the row that comes first.
@@ -17,6 +19,7 @@ struct Recording {
   int count = 0;     ///< frames, 1 or more
   int adcBits = 16;  ///< 8 or 16: the file's sample size
   int bayer = -1;    ///< 0 RGGB, 1 BGGR, 2 GRBG, 3 GBRG, -1 none stated
+  RecordedFacts facts{};
   std::vector<std::uint16_t> samples;
 
   std::span<const std::uint16_t> Frame(std::uint64_t number) const {

@@ -25,6 +25,7 @@ class ReplaySource final : public FrameSource {
   int AdcBits() const override { return recording_.adcBits; }
   int BayerPattern() const override { return bayer_; }
   std::uint64_t LineTimeNs() const override;
+  RecordedFacts Recorded() const override { return recording_.facts; }
   void Expose(const ExposureSettings& settings, std::span<std::uint16_t> adu) override;
 
  private:

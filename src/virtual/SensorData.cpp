@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "link/SteppedGain.h"
+
 namespace orq {
 namespace {
 
@@ -15,17 +17,12 @@ constexpr SensorData K1M() {
           .lineTimeNs = 13'500,
           .gainLaw = SensorGainLaw::Stepped,
           .baseElectronsPerAdu = 3.6F,
-          .countsPerOffsetStep = 1,
           .fullWellElectrons = 14'700.0,
           .readNoiseBeforeGain = 0.9,
           .readNoiseAfterGain = 3.175,
           .darkElectronsPerSecond = 0.05,
           .hotPixelFraction = 1.0e-4,
-          .hotPixelMinRate = 1.0,
-          .hotPixelMaxRate = 1000.0,
           .hotRows = 3,
-          .hotRowMinRate = 3.0,
-          .hotRowMaxRate = 15.0,
           .skyElectronsPerSecond = 2.0,
           .starCount = 2500,
           .faintestStar = 40.0};
@@ -47,19 +44,13 @@ constexpr SensorData K2M() {
           .adcBits = 12,
           .pixelSizeUm = 3.2,
           .lineTimeNs = 11'200,
-          .gainLaw = SensorGainLaw::TenthDecibel,
           .baseElectronsPerAdu = 2.75F,
-          .countsPerOffsetStep = 1,
           .fullWellElectrons = 11'200.0,
           .readNoiseBeforeGain = 1.1,
           .readNoiseAfterGain = 2.4,
           .darkElectronsPerSecond = 0.08,
           .hotPixelFraction = 1.0e-4,
-          .hotPixelMinRate = 1.0,
-          .hotPixelMaxRate = 1000.0,
           .hotRows = 3,
-          .hotRowMinRate = 3.0,
-          .hotRowMaxRate = 15.0,
           .skyElectronsPerSecond = 2.4,
           .starCount = 3500,
           .faintestStar = 45.0};
@@ -73,7 +64,6 @@ constexpr SensorData X26M() {
           .binsTwoApart = true,
           .pixelSizeUm = 3.76,
           .lineTimeNs = 36'800,
-          .gainLaw = SensorGainLaw::TenthDecibel,
           .baseElectronsPerAdu = 0.78F,
           .countsPerOffsetStep = 10,
           .fullWellElectrons = 51'000.0,
@@ -81,11 +71,7 @@ constexpr SensorData X26M() {
           .readNoiseAfterGain = 2.988,
           .darkElectronsPerSecond = 0.06,
           .hotPixelFraction = 5.0e-5,
-          .hotPixelMinRate = 1.0,
-          .hotPixelMaxRate = 1000.0,
           .hotRows = 4,
-          .hotRowMinRate = 3.0,
-          .hotRowMaxRate = 15.0,
           .skyElectronsPerSecond = 4.0,
           .starCount = 6000,
           .faintestStar = 60.0};
@@ -99,7 +85,6 @@ constexpr SensorData T46C() {
           .bayerPattern = 2,
           .pixelSizeUm = 4.4,
           .lineTimeNs = 16'400,
-          .gainLaw = SensorGainLaw::TenthDecibel,
           .baseElectronsPerAdu = 2.6F,
           .countsPerOffsetStep = 4,
           .fullWellElectrons = 42'000.0,
@@ -107,11 +92,7 @@ constexpr SensorData T46C() {
           .readNoiseAfterGain = 5.6,
           .darkElectronsPerSecond = 0.09,
           .hotPixelFraction = 8.0e-5,
-          .hotPixelMinRate = 1.0,
-          .hotPixelMaxRate = 1000.0,
           .hotRows = 3,
-          .hotRowMinRate = 3.0,
-          .hotRowMaxRate = 15.0,
           .response = {0.58, 1.0, 0.69},
           .skyElectronsPerSecond = 5.0,
           .starCount = 5000,
@@ -125,19 +106,13 @@ constexpr SensorData H53M() {
           .adcBits = 12,
           .pixelSizeUm = 3.4,
           .lineTimeNs = 7'600,
-          .gainLaw = SensorGainLaw::TenthDecibel,
           .baseElectronsPerAdu = 2.3F,
-          .countsPerOffsetStep = 1,
           .fullWellElectrons = 9'400.0,
           .readNoiseBeforeGain = 1.0,
           .readNoiseAfterGain = 2.2,
           .darkElectronsPerSecond = 0.3,
           .hotPixelFraction = 1.5e-4,
-          .hotPixelMinRate = 1.0,
-          .hotPixelMaxRate = 1000.0,
           .hotRows = 2,
-          .hotRowMinRate = 3.0,
-          .hotRowMaxRate = 15.0,
           .skyElectronsPerSecond = 2.7,
           .starCount = 3500,
           .faintestStar = 45.0};
@@ -151,7 +126,6 @@ constexpr SensorData B29M() {
           .binsTwoApart = true,
           .pixelSizeUm = 4.8,
           .lineTimeNs = 28'400,
-          .gainLaw = SensorGainLaw::TenthDecibel,
           .baseElectronsPerAdu = 1.05F,
           .countsPerOffsetStep = 10,
           .fullWellElectrons = 66'000.0,
@@ -159,26 +133,13 @@ constexpr SensorData B29M() {
           .readNoiseAfterGain = 4.1,
           .darkElectronsPerSecond = 0.1,
           .hotPixelFraction = 5.0e-5,
-          .hotPixelMinRate = 1.0,
-          .hotPixelMaxRate = 1000.0,
           .hotRows = 4,
-          .hotRowMinRate = 3.0,
-          .hotRowMaxRate = 15.0,
           .skyElectronsPerSecond = 6.0,
           .starCount = 5000,
           .faintestStar = 60.0};
 }
 
 constexpr std::array kSensors{K1C(), K1M(), K2M(), X26M(), T46C(), H53M(), B29M()};
-
-double SteppedFactor(int g) {
-  if (g < 16) return 1.0 + g * 0.0625;
-  if (g < 32) return 2.0 + 2.0 * (g - 16) * 0.0625;
-  if (g < 48) return 4.0 + 4.0 * (g - 32) * 0.0625;
-  if (g < 64) return 8.0 + 8.0 * (g - 48) * 0.0625;
-  if (g < 80) return g - 48;
-  return (g - 80) * 32.0 / 20.0 + 32.0;
-}
 
 }  // namespace
 
@@ -190,7 +151,7 @@ const SensorData* FindSensor(std::string_view key) {
 
 double GainFactor(SensorGainLaw law, int gain) {
   const int g = std::max(gain, 0);
-  return law == SensorGainLaw::Stepped ? SteppedFactor(g) : std::pow(10.0, std::min(g, 2000) / 200.0);
+  return law == SensorGainLaw::Stepped ? SteppedGain(g) : std::pow(10.0, std::min(g, 2000) / 200.0);
 }
 
 double ElectronsPerAdu(const SensorData& sensor, int gain) {

@@ -34,11 +34,11 @@ struct SensorData {
 
   double darkElectronsPerSecond = 0.0;  ///< at 20 degrees Celsius
   double hotPixelFraction = 0.0;        ///< of all pixels
-  double hotPixelMinRate = 0.0;         ///< e-/s at 20 degrees, log-uniform between the two
-  double hotPixelMaxRate = 0.0;
+  double hotPixelMinRate = 1.0;         ///< e-/s at 20 degrees, log-uniform between the two
+  double hotPixelMaxRate = 1000.0;
   int hotRows = 0;
-  double hotRowMinRate = 0.0;  ///< e-/s at 20 degrees added to every pixel of the row
-  double hotRowMaxRate = 0.0;
+  double hotRowMinRate = 3.0;  ///< e-/s at 20 degrees added to every pixel of the row
+  double hotRowMaxRate = 15.0;
 
   std::array<double, 3> response{1.0, 1.0, 1.0};  ///< of the red, green, blue filter to white light, green 1
   double skyElectronsPerSecond = 0.0;             ///< sky glow under the green (or no) filter

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -18,18 +19,22 @@ namespace {
 
 // File: magic, format version, product id, serial number, sector count, count of sensor registers, FPGA registers;
 // per sensor register that is not 0 its number and value; per flash sector that is not erased its number and
-// contents; a check sum over all before it. Integers little-endian. A camera without kept registers has none of
-// either kind: its count is kNoRegisters and the FPGA's are 0.
+// contents; the temperatures of a cooled sensor and its warm side (hundredths of a degree) and the Unix time in
+// ms, 0 when the cooler was off; a check sum over all before it. Integers little-endian. A camera without kept
+// registers has none of either kind: its count is kNoRegisters and the FPGA's are 0.
 constexpr char kMagic[8] = {'O', 'R', 'Q', 'V', 'S', 'T', 'A', 'T'};
-constexpr std::uint16_t kVersion = 2;
+constexpr std::uint16_t kVersion = 3;
+constexpr std::uint16_t kVersionWithoutWarmth = 2;
 constexpr std::uint32_t kNoRegisters = 0xFFFFFFFF;
 constexpr std::size_t kFpgaOffset = 8 + 2 + 2 + 8 + 2 + 4;
 constexpr std::size_t kHeadBytes = kFpgaOffset + FpgaRegisters::kCount;
 constexpr std::size_t kRegisterEntryBytes = 2 + 1;
 constexpr std::size_t kSectorEntryBytes = 2 + SpiFlash::kSectorBytes;
+constexpr std::size_t kWarmthBytes = 4 + 4 + 8;
+constexpr double kHundredths = 100.0;
 constexpr std::size_t kSumBytes = 8;
-constexpr std::size_t kMaxBytes =
-    kHeadBytes + kSensorRegisters * kRegisterEntryBytes + SpiFlash::kSectors * kSectorEntryBytes + kSumBytes;
+constexpr std::size_t kMaxBytes = kHeadBytes + kSensorRegisters * kRegisterEntryBytes +
+                                  SpiFlash::kSectors * kSectorEntryBytes + kWarmthBytes + kSumBytes;
 
 using Bytes = std::vector<std::uint8_t>;
 
@@ -76,9 +81,13 @@ Counts CountsOf(std::span<const std::uint8_t> bytes) {
   return {Get(bytes, 20, 2), has ? registers : 0, has};
 }
 
+std::size_t WarmthBytes(std::span<const std::uint8_t> bytes) {
+  return Get(bytes, 8, 2) == kVersionWithoutWarmth ? 0 : kWarmthBytes;
+}
+
 bool Intact(std::span<const std::uint8_t> bytes) {
   if (bytes.size() < kHeadBytes + kSumBytes || std::memcmp(bytes.data(), kMagic, sizeof kMagic) != 0 ||
-      Get(bytes, 8, 2) != kVersion) {
+      (Get(bytes, 8, 2) != kVersion && Get(bytes, 8, 2) != kVersionWithoutWarmth)) {
     return false;
   }
   const Counts counts = CountsOf(bytes);
@@ -86,7 +95,7 @@ bool Intact(std::span<const std::uint8_t> bytes) {
     return false;
   }
   const std::size_t sectorsAt = kHeadBytes + counts.registers * kRegisterEntryBytes;
-  if (bytes.size() != sectorsAt + counts.sectors * kSectorEntryBytes + kSumBytes) {
+  if (bytes.size() != sectorsAt + counts.sectors * kSectorEntryBytes + WarmthBytes(bytes) + kSumBytes) {
     return false;
   }
   const std::size_t body = bytes.size() - kSumBytes;
@@ -111,12 +120,36 @@ DeviceRegisters UnpackRegisters(std::span<const std::uint8_t> bytes, std::size_t
   return registers;
 }
 
+std::optional<DeviceWarmth> UnpackWarmth(std::span<const std::uint8_t> bytes) {
+  if (WarmthBytes(bytes) == 0) {
+    return std::nullopt;
+  }
+  const std::size_t at = bytes.size() - kSumBytes - kWarmthBytes;
+  const auto celsius = [&](std::size_t offset) {
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(Get(bytes, offset, 4))) / kHundredths;
+  };
+  const DeviceWarmth warmth{celsius(at), celsius(at + 4), static_cast<std::int64_t>(Get(bytes, at + 8, 8))};
+  return warmth.unixMs != 0 ? std::optional(warmth) : std::nullopt;
+}
+
+void PackWarmth(const DeviceMemory& memory, Bytes& bytes) {
+  const DeviceWarmth warmth =
+      memory.registers && memory.registers->warmth ? *memory.registers->warmth : DeviceWarmth();
+  const auto hundredths = [](double celsius) {
+    return static_cast<std::uint32_t>(static_cast<std::int32_t>(std::lround(celsius * kHundredths)));
+  };
+  Put(bytes, hundredths(warmth.sensorC), 4);
+  Put(bytes, hundredths(warmth.hotSideC), 4);
+  Put(bytes, static_cast<std::uint64_t>(warmth.unixMs), 8);
+}
+
 void Unpack(std::span<const std::uint8_t> bytes, DeviceMemory& memory) {
   const Counts counts = CountsOf(bytes);
   std::ranges::copy(bytes.subspan(12, 8), memory.serial.begin());
   memory.registers.reset();
   if (counts.hasRegisters) {
     memory.registers = UnpackRegisters(bytes, counts.registers);
+    memory.registers->warmth = UnpackWarmth(bytes);
   }
   memory.flash = SpiFlash();
   for (std::size_t i = 0; i < counts.sectors; ++i) {
@@ -173,6 +206,7 @@ Bytes Pack(std::uint16_t productId, const DeviceMemory& memory) {
   bytes.insert(bytes.end(), fpga.begin(), fpga.end());
   bytes.insert(bytes.end(), registers.begin(), registers.end());
   bytes.insert(bytes.end(), sectors.begin(), sectors.end());
+  PackWarmth(memory, bytes);
   Put(bytes, CheckSum(bytes), 8);
   return bytes;
 }

@@ -15,10 +15,18 @@ namespace orq {
 
 inline constexpr std::size_t kSensorRegisters = 0x10000;
 
+/// The temperatures of a camera whose cooler was left on, and when that was.
+struct DeviceWarmth {
+  double sensorC = 0;  ///< kept to a hundredth
+  double hotSideC = 0;
+  std::int64_t unixMs = 0;
+};
+
 /// The registers as a program left them.
 struct DeviceRegisters {
   std::array<std::uint8_t, FpgaRegisters::kCount> fpga{};
   std::vector<std::uint8_t> sensor = std::vector<std::uint8_t>(kSensorRegisters);
+  std::optional<DeviceWarmth> warmth{};  ///< none: the cooler was off
 };
 
 /// What of a camera outlives the program that uses it.

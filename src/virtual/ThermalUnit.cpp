@@ -59,7 +59,7 @@ ThermalUnit::Moment ThermalUnit::At(double seconds) const {
 
 template <class Change>
 void ThermalUnit::Apply(Change change) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   last_ = At(clock_.Seconds());
   change(last_.inputs);
 }
@@ -73,7 +73,7 @@ void ThermalUnit::SetRunning(bool running) {
 }
 
 void ThermalUnit::SetCooler(int drive) {
-  Apply([this, drive](Inputs& inputs) {
+  Apply([this, drive](Inputs& inputs) ORQ_REQUIRES(mutex_) {
     inputs.cooler = HeldDrive(drive);
     coolerWrittenAt_ = last_.seconds;
   });
@@ -84,15 +84,24 @@ void ThermalUnit::SetHeater(int drive) {
 }
 
 void ThermalUnit::SetWatchdog(int seconds) {
-  Apply([this, seconds](Inputs&) { watchdogSeconds_ = std::max(seconds, 0); });
+  Apply([this, seconds](Inputs&) ORQ_REQUIRES(mutex_) { watchdogSeconds_ = std::max(seconds, 0); });
 }
 
 void ThermalUnit::SetFan(std::optional<int> speed) {
   Apply([=](Inputs& inputs) { inputs.fan = speed ? std::optional(HeldDrive(*speed)) : std::nullopt; });
 }
 
+void ThermalUnit::Resume(const ThermalState& temperatures, double away) {
+  const std::lock_guard lock(mutex_);
+  last_ = At(clock_.Seconds());
+  last_.seconds -= away;
+  last_.temperatures = temperatures;
+  last_.inputs.running = true;
+  coolerWrittenAt_ = last_.seconds;
+}
+
 void ThermalUnit::Reset() {
-  Apply([this](Inputs& inputs) {
+  Apply([this](Inputs& inputs) ORQ_REQUIRES(mutex_) {
     inputs.cooler = 0;
     inputs.heater = 0;
     inputs.fan.reset();
@@ -109,7 +118,7 @@ int ThermalUnit::CoolerDrive() const {
 }
 
 ThermalUnit::Snapshot ThermalUnit::Now() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   const Moment now = At(clock_.Seconds());
   return {.temperatures = now.temperatures,
           .ambientC = now.inputs.ambientC,

@@ -1,9 +1,9 @@
 // The camera's temperatures over time: cooler with watchdog, window heater, fan, self-heating.
 #pragma once
 
-#include <mutex>
 #include <optional>
 
+#include "support/Mutex.h"
 #include "virtual/DeviceClock.h"
 #include "virtual/ThermalModel.h"
 #include "virtual/VirtualOptions.h"
@@ -27,6 +27,8 @@ class ThermalUnit {
   void SetWatchdog(int seconds);
   /// Nothing: the fan follows the cooler's drive.
   void SetFan(std::optional<int> speed);
+  /// Goes on from these temperatures, which were there `away` seconds ago when the drive was last written.
+  void Resume(const ThermalState& temperatures, double away);
   /// Cooler, heater and watchdog 0, the fan follows the cooler.
   void Reset();
 
@@ -59,15 +61,15 @@ class ThermalUnit {
     Inputs inputs;  ///< from that time on
   };
 
-  Moment At(double seconds) const;
+  Moment At(double seconds) const ORQ_REQUIRES(mutex_);
   template <class Change>
   void Apply(Change change);
 
   const DeviceClock& clock_;
-  mutable std::mutex mutex_;  ///< guards all below
-  Moment last_;               ///< of the last change
-  double coolerWrittenAt_ = 0;
-  int watchdogSeconds_ = 0;
+  mutable Mutex mutex_;
+  Moment last_ ORQ_GUARDED_BY(mutex_);  ///< of the last change
+  double coolerWrittenAt_ ORQ_GUARDED_BY(mutex_) = 0;
+  int watchdogSeconds_ ORQ_GUARDED_BY(mutex_) = 0;
 };
 
 }  // namespace orq

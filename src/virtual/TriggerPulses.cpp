@@ -9,7 +9,7 @@ TriggerPulses::TriggerPulses(std::chrono::microseconds period, std::function<voi
 
 TriggerPulses::~TriggerPulses() {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     quit_ = true;
   }
   changed_.notify_all();
@@ -20,12 +20,12 @@ void TriggerPulses::Run() {
   using Clock = std::chrono::steady_clock;
   auto next = Clock::now() + period_ / 2;
   bool high = false;
-  std::unique_lock lock(mutex_);
-  while (!changed_.wait_until(lock, next, [this] { return quit_; })) {
+  MutexLock lock(mutex_);
+  while (!lock.WaitUntil(changed_, next, [this]() ORQ_REQUIRES(mutex_) { return quit_; })) {
     high = !high;
-    lock.unlock();
+    lock.Unlock();
     line_(high);
-    lock.lock();
+    lock.Lock();
     next += period_ / 2;
   }
 }

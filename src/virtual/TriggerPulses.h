@@ -4,8 +4,9 @@
 #include <chrono>
 #include <condition_variable>
 #include <functional>
-#include <mutex>
 #include <thread>
+
+#include "support/Mutex.h"
 
 namespace orq {
 
@@ -23,9 +24,9 @@ class TriggerPulses {
 
   const std::chrono::microseconds period_;
   const std::function<void(bool high)> line_;
-  std::mutex mutex_;
+  Mutex mutex_;
   std::condition_variable changed_;
-  bool quit_ = false;
+  bool quit_ ORQ_GUARDED_BY(mutex_) = false;
   std::thread thread_;
 };
 

@@ -13,9 +13,10 @@ constexpr std::size_t kMostCameras = 255;
 }  // namespace
 
 bool VirtualBus::Attach(std::shared_ptr<VirtualCamera> camera) {
-  const std::lock_guard plugging(plugMutex_);
+  const MutexLock plugging(plugMutex_);
   PullOut(*camera);
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
+  std::erase_if(absent_, [&](const Absent& one) { return one.camera == camera; });
   if (attachments_.size() == kMostCameras) {
     return false;
   }
@@ -29,7 +30,7 @@ bool VirtualBus::Attach(std::shared_ptr<VirtualCamera> camera) {
 
 /// Addresses are given out in turn; there is a free one.
 std::uint8_t VirtualBus::FreeAddress() {
-  const auto taken = [this](std::uint8_t address) {
+  const auto taken = [this](std::uint8_t address) ORQ_REQUIRES(mutex_) {
     return std::ranges::any_of(attachments_, [=](const auto& other) { return other->address == address; });
   };
   while (nextAddress_ == 0 || taken(nextAddress_)) {
@@ -39,12 +40,12 @@ std::uint8_t VirtualBus::FreeAddress() {
 }
 
 void VirtualBus::Unplug(const std::shared_ptr<VirtualCamera>& camera) {
-  const std::lock_guard plugging(plugMutex_);
+  const MutexLock plugging(plugMutex_);
   PullOut(*camera);
 }
 
 void VirtualBus::Unplug(const Attachment& attachment) {
-  const std::lock_guard plugging(plugMutex_);
+  const MutexLock plugging(plugMutex_);
   if (Present(attachment)) {
     PullOut(*attachment.camera);
   }
@@ -53,7 +54,7 @@ void VirtualBus::Unplug(const Attachment& attachment) {
 void VirtualBus::PullOut(const VirtualCamera& camera) {
   std::shared_ptr<Attachment> pulled;
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     const auto found =
         std::ranges::find(attachments_, &camera, [](const auto& attachment) { return attachment->camera.get(); });
     if (found == attachments_.end()) {
@@ -61,17 +62,37 @@ void VirtualBus::PullOut(const VirtualCamera& camera) {
     }
     pulled = *found;
     pulled->present = false;
+    if (const auto replugUs = camera.Options().replugUs; replugUs > 0) {
+      absent_.push_back({pulled->camera, std::chrono::steady_clock::now() + std::chrono::microseconds(replugUs)});
+    }
     attachments_.erase(found);
   }
   pulled->camera->Disconnect();  // wakes the ports, which ask this bus: not under its lock
 }
 
-std::vector<UsbDeviceEntry> VirtualBus::List(std::uint16_t vendorId) const {
+/// Plugs in whatever has been away for long enough.
+void VirtualBus::Return() {
+  std::vector<std::shared_ptr<VirtualCamera>> back;
+  {
+    const MutexLock lock(mutex_);
+    std::erase_if(absent_, [&, now = std::chrono::steady_clock::now()](const Absent& one) {
+      if (one.until > now) return false;
+      back.push_back(one.camera);
+      return true;
+    });
+  }
+  for (const auto& camera : back) {
+    Attach(camera);
+  }
+}
+
+std::vector<UsbDeviceEntry> VirtualBus::List(std::uint16_t vendorId) {
   std::vector<UsbDeviceEntry> entries;
   if (vendorId != wire::kVendorId) {
     return entries;
   }
-  const std::lock_guard lock(mutex_);
+  Return();
+  const MutexLock lock(mutex_);
   for (const auto& attachment : attachments_) {
     UsbDeviceEntry entry;
     entry.vendorId = vendorId;
@@ -86,8 +107,9 @@ std::vector<UsbDeviceEntry> VirtualBus::List(std::uint16_t vendorId) const {
 }
 
 std::shared_ptr<VirtualBus::Attachment> VirtualBus::Find(std::uint16_t vendorId, std::uint16_t productId,
-                                                         std::uint8_t index) const {
-  const std::lock_guard lock(mutex_);
+                                                         std::uint8_t index) {
+  Return();
+  const MutexLock lock(mutex_);
   int before = index;
   for (const auto& attachment : attachments_) {
     if (vendorId == wire::kVendorId && attachment->camera->ProductId() == productId && before-- == 0) {
@@ -98,32 +120,32 @@ std::shared_ptr<VirtualBus::Attachment> VirtualBus::Find(std::uint16_t vendorId,
 }
 
 bool VirtualBus::Present(const Attachment& attachment) const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return attachment.present;
 }
 
 bool VirtualBus::Claim(Attachment& attachment) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return !std::exchange(attachment.claimed, true);
 }
 
 void VirtualBus::Release(Attachment& attachment) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   attachment.claimed = false;
 }
 
 bool VirtualBus::Claimed(const Attachment& attachment) const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return attachment.claimed;
 }
 
 void VirtualBus::RefuseOpens(UsbError error) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   refusal_ = error;
 }
 
 UsbError VirtualBus::OpenRefusal() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return refusal_;
 }
 

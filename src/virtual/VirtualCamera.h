@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "link/UsbTypes.h"
+#include "link/WireProtocol.h"
 #include "virtual/DeviceReadings.h"
 #include "virtual/SyncEdge.h"
 #include "virtual/VirtualOptions.h"
@@ -21,6 +22,13 @@ struct LoggedRequest {
   SetupPacket setup;
   std::vector<std::uint8_t> data;  ///< data stage (out: as received, in: as answered)
   int result = 0;                  ///< bytes, or a UsbError
+};
+
+/// A frame that the sensor exposed and read out, as a test learns of it out of band.
+struct SentFrame {
+  wire::FrameHeader header;
+  std::chrono::system_clock::time_point exposedAt;  ///< begin of its exposure by the computer's clock
+  std::shared_ptr<const std::vector<std::uint8_t>> payload;
 };
 
 /// What the frame endpoint has to give at this moment.
@@ -96,6 +104,8 @@ class VirtualCamera {
   /// The payload of the frame with this sequence number, when it is one of the last few; empty otherwise. What the
   /// sensor sent, out of band, for comparison.
   virtual std::vector<std::uint8_t> SentPayload(std::uint32_t sequence) const = 0;
+  /// The last few frames, oldest first.
+  virtual std::vector<SentFrame> SentFrames() const = 0;
 };
 
 }  // namespace orq

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <limits>
 
+#include "support/BayerNames.h"
 #include "virtual/DeviceData.h"
 #include "virtual/SensorData.h"
 
@@ -63,10 +64,8 @@ bool SetUsb(VirtualOptions& options, std::string_view value) {
 }
 
 bool SetBayer(VirtualOptions& options, std::string_view value) {
-  static constexpr std::string_view kNames[] = {"RGGB", "BGGR", "GRBG", "GBRG"};
-  const auto* found = std::ranges::find(kNames, value);
-  options.bayer = found != std::end(kNames) ? static_cast<int>(found - std::begin(kNames)) : -1;
-  return found != std::end(kNames) || value == "mono";
+  options.bayer = BayerByName(value).value_or(-1);
+  return options.bayer != -1 || value == "mono";
 }
 
 bool SetSerial(VirtualOptions& options, std::string_view value) {
@@ -131,6 +130,17 @@ bool SetTriggerPeriod(VirtualOptions& options, std::string_view value) {
     return false;
   }
   options.triggerPeriodUs = std::llround(us);
+  return true;
+}
+
+bool SetReplug(VirtualOptions& options, std::string_view value) {
+  constexpr double kMillisecondUs = 1e3;
+  constexpr double kHourUs = 3.6e9;
+  double us = 0;
+  if (!Duration(value, kMillisecondUs, kHourUs, us)) {
+    return false;
+  }
+  options.replugUs = std::llround(us);
   return true;
 }
 
@@ -222,10 +232,18 @@ constexpr OptionEntry kOptions[] = {
      [](VirtualOptions& o, std::string_view v) {
        return Number(v, 1, std::numeric_limits<int>::max(), o.flashFail);
      }},
+    {"countlines", "0 or 1",
+     [](VirtualOptions& o, std::string_view v) {
+       int count = 0;
+       const bool good = Number(v, 0, 1, count);
+       o.countLines = count != 0;
+       return good;
+     }},
     {"flashms", "milliseconds from 0 to 10000",
      [](VirtualOptions& o, std::string_view v) { return Number(v, 0, kLongestFlashMs, o.flashMs); }},
     {"refuse", "a request code from 0 to 255 (0xD4, say)", AddRefusal},
     {"fpga", "a type code from 0 to 255 (0xC0, say)", SetFpgaType},
+    {"replug", "a time from 1ms to 3600s with its unit", SetReplug},
     {"trigger", "a period from 1ms to 3600s with its unit", SetTriggerPeriod},
 };
 

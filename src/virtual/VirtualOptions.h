@@ -80,12 +80,14 @@ struct VirtualOptions {
                                         ///< `lose@N`, `stall@N`, `error@N`, `unplug@N`
   std::optional<VirtualGps> gps;        ///< for models with a GPS; without any `gps…=` word the defaults
   int flashFail = 0;                    ///< `flashfail=N`: the N-th flash operation from now is refused
+  bool countLines = false;              ///< `countlines=1`: exposures are whole lines, cut, and reported so
   int flashMs = 0;                      ///< `flashms=`: a flash request takes this long, before `timescale`
   std::vector<FlashFault> flashFaults;  ///< `flasherase@N`, `flashread@N`, `flashflip@N`, `flashpower@N`
   std::vector<std::uint8_t> refuse;     ///< `refuse=0xD4`: requests that are always refused
 
   /// `fpga=0xC0`: type code of the FPGA; by default the model's.
   std::optional<std::uint8_t> fpgaType;
+  std::int64_t replugUs = 0;         ///< `replug=2s`: an unplugged camera comes back after this time; 0: never
   std::int64_t triggerPeriodUs = 0;  ///< `trigger=200ms`: pulses on the trigger input; 0: none
 };
 

@@ -1,6 +1,6 @@
 #include "virtual/VirtualPort.h"
+#include "support/Mutex.h"
 
-#include <mutex>
 #include <utility>
 
 #include "link/UsbErrors.h"
@@ -42,10 +42,10 @@ class VirtualPort : public UsbPort {
   VirtualPipe pipe_;
   char handleTag_ = 0;
 
-  mutable std::mutex mutex_;  ///< guards all below; never held while a camera or the bus is called
-  std::shared_ptr<Attachment> device_;
-  bool claimed_ = false;
-  UsbError claimError_ = kUsbOk;
+  mutable Mutex mutex_;  ///< never held while a camera or the bus is called
+  std::shared_ptr<Attachment> device_ ORQ_GUARDED_BY(mutex_);
+  bool claimed_ ORQ_GUARDED_BY(mutex_) = false;
+  UsbError claimError_ ORQ_GUARDED_BY(mutex_) = kUsbOk;
   LastUsbError lastError_;
 };
 
@@ -75,7 +75,7 @@ libusb_device_handle* VirtualPort::libusb_open_device_with_vid_pid_index(libusb_
     lastError_.Note(kUsbNoMem);
     return nullptr;
   }
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   device_ = std::move(found);
   claimError_ = kUsbOk;
   return Handle();
@@ -116,12 +116,12 @@ int VirtualPort::libusb_claim_interface(libusb_device_handle* handle, int interf
     error = lastError_.Note(kUsbBusy);
   }
   if (error != kUsbOk) {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     claimError_ = error;
     return error;
   }
   pipe_.Enable(true);
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   claimed_ = true;
   claimError_ = kUsbOk;
   return kUsbOk;
@@ -130,7 +130,7 @@ int VirtualPort::libusb_claim_interface(libusb_device_handle* handle, int interf
 void VirtualPort::ReleaseInterface(int interfaceNumber) {
   std::shared_ptr<Attachment> device;
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     if (interfaceNumber != wire::kInterface || !std::exchange(claimed_, false)) {
       return;
     }
@@ -146,7 +146,7 @@ void VirtualPort::CloseDevice() {
   }
   ReleaseInterface(wire::kInterface);
   pipe_.Stop();
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   device_.reset();
 }
 
@@ -164,7 +164,7 @@ int VirtualPort::ControlTransfer(const SetupPacket& setup, std::span<std::uint8_
     return lastError_.Note(kUsbNoDevice);
   }
   if (!Claimed()) {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     return claimError_ != kUsbOk ? claimError_ : kUsbNotFound;  // the reason was noted when the claim was refused
   }
   const int result = device->camera->Control(setup, data);
@@ -180,12 +180,12 @@ UsbSpeed VirtualPort::Speed() {
 }
 
 std::shared_ptr<VirtualBus::Attachment> VirtualPort::Device() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return device_;
 }
 
 bool VirtualPort::Claimed() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return claimed_;
 }
 

@@ -35,6 +35,11 @@ class WireFrame {
   void Build(wire::FrameHeader header, std::shared_ptr<const Payload> payload, const FramePlan& plan,
              std::uint64_t limit, int packet);
   void Release() { payload_.reset(); }
+  /// Nothing comes after the first `bytes` bytes, of which `Sent()` have gone.
+  void CutAt(std::size_t bytes) {
+    total_ = eventAt_ = bytes;
+    event_ = FramePlan::Event::None;
+  }
 
   std::size_t Total() const { return total_; }
   std::size_t Sent() const { return sent_; }

@@ -2,6 +2,7 @@
 
 import os
 import re
+import time
 
 from support import CliTest, K1C, X26M
 
@@ -148,27 +149,69 @@ class Tests(CliTest):
             for fault, reason in (("short", "too short"), ("oversize", "too long"), ("badheader", "damaged"),
                                   ("stall", "stalled"), ("error", "transfer failed")):
                 done = self.run_tool("-c", f"{K1C},{fault}@2", "capture", "--region", region, "-n", "3", "-o",
-                                     fault + "{n}.fits", "--overwrite")
+                                     fault + "{n}.fits", "--overwrite", "--retries", "0")
                 self.assertEqual(done.returncode, 1, done.stderr)
                 self.assertRegex(done.stderr, rf"(?m)^orqcam: frame 2 failed: .*{reason}")
-                self.assertIn("2 of 3 frames saved", done.stderr)
+                self.assertRegex(done.stderr, rf"2 of 3 frames saved; failed: 2 \(.*{reason}.*\)\n$")
                 self.assertTrue(os.path.exists(self.path(fault + "1.fits")))
                 self.assertFalse(os.path.exists(self.path(fault + "2.fits")))
                 self.assertTrue(os.path.exists(self.path(fault + "3.fits")))
 
     def test_a_camera_that_sends_nothing_is_given_up_with_a_reason(self):
         for mode in ((), ("--video",)):
-            message = self.fail_with(1, "-c", f"{K1C},drop=1", "capture", *SMALL, *mode, "-o", "x.fits")
+            message = self.fail_with(1, "-c", f"{K1C},drop=1", "capture", *SMALL, *mode, "--retries", "0", "-o",
+                                     "x.fits")
             self.assertIn("sent no frame", message)
             self.assertEqual(self.files(), [])
 
     def test_three_failures_in_a_row_end_the_run(self):
         faults = ",".join(f"short@{n}" for n in range(2, 7))
-        done = self.run_tool("-c", f"{K1C},{faults}", "capture", *SMALL, "-n", "9", "-o", "{n}.fits")
+        done = self.run_tool("-c", f"{K1C},{faults}", "capture", *SMALL, "-n", "9", "--retries", "0", "-o",
+                             "{n}.fits")
         self.assertEqual(done.returncode, 1)
         self.assertEqual(len(re.findall("(?m)^orqcam: frame . failed", done.stderr)), 3)
         self.assertIn("1 of 9 frames saved", done.stderr)
         self.assertEqual(self.files(), ["1.fits"])
+
+    def test_a_failed_exposure_is_repeated(self):
+        out, err = self.succeed("-c", f"{K1C},short@2,stall@3", "capture", *SMALL, "-n", "3", "-o", "{n}.fits")
+        self.assertEqual(len(re.findall("(?m)^orqcam: frame 2 failed: .*; taking it again$", err)), 2)
+        self.assertIn("saved = 3\nrepeated = 2\n", out)
+        self.assertEqual(self.files(), ["1.fits", "2.fits", "3.fits"])
+
+    def test_repeating_has_an_end(self):
+        done = self.run_tool("-c", f"{K1C},short@2,short@3,short@5", "--json", "capture", *SMALL, "-n", "4",
+                             "--retries", "1", "-o", "{n}.fits")
+        self.assertEqual(done.returncode, 1)
+        end = self.json_lines(done.stdout)[-1]
+        self.assertEqual((end["saved"], end["repeated"], end["failed"]), (3, 2, 1))
+        self.assertEqual([each["number"] for each in end["failures"]], [2])
+        self.assertEqual(self.json_lines(done.stderr)[-1]["error"], "refused")
+        for wrong in ("-1", "101", "often"):
+            self.fail_with(2, "-c", K1C, "capture", "--retries", wrong)
+
+    def test_reconnect_goes_on_after_an_unplug_with_the_same_settings(self):
+        for mode in ((), ("--video",)):
+            out, err = self.succeed("-c", "virtual:k1c,unplug@3,replug=200ms", "--json", "capture", *SMALL, *mode,
+                                    "-e", "30ms", "-g", "17", "-n", "5", "--reconnect", "-o", "{n}.fits",
+                                    "--overwrite")
+            lines = self.json_lines(out)
+            self.assertEqual((lines[-1]["saved"], lines[-1]["reconnects"]), (5, 1))
+            self.assertEqual({(each["gain"], each["exposure_us"]) for each in lines[:-1]}, {(17, 30000)})
+            self.assertIn("waiting for it to come back", err)
+
+    def test_waiting_for_a_camera_can_be_interrupted(self):
+        process = self.start_tool("-c", "virtual:k1c,unplug@1", "capture", *SMALL, "--reconnect", "-o", "x.fits")
+        self.assertIn("waiting", process.stderr.readline())
+        code, _, err = self.interrupt(process)
+        self.assertEqual((code, err), (1, "orqcam: interrupted: 0 of 1 frames saved\n"))
+
+    def test_the_check_before_the_first_frame_names_a_file_of_today(self):
+        for year in (time.gmtime().tm_year, time.gmtime(time.time() + 3600).tm_year):
+            message = self.fail_with(1, "-c", K1C, "capture", *SMALL, "-o", "no/such/{date}.fits")
+            if f"'no/such/{year}" in message:
+                return
+        self.fail(message)
 
     def test_an_unplugged_camera_has_its_own_exit_status_and_keeps_what_was_saved(self):
         for mode in ((), ("--video",)):

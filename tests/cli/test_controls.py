@@ -1,5 +1,7 @@
 """controls, get, set."""
 
+import json
+
 from support import CliTest, K1C, X26M
 
 
@@ -23,6 +25,35 @@ class Tests(CliTest):
 
     def test_get_finds_names_in_any_case(self):
         self.assertEqual(self.succeed("-c", K1C, "get", "gAIN", "EXPOSURE")[0], "Gain = 0\nExposure = 10000 us\n")
+
+    def test_a_thermometer_that_does_not_answer_makes_the_temperature_unknown(self):
+        deaf = ("-c", K1C + ",refuse=0xB3")
+        trouble = "the thermometer does not answer"
+        told = f"orqcam: Temperature is unknown: {trouble}\n"
+        done = self.run_tool(*deaf, "get", "temperature", "gain")
+        self.assertEqual((done.returncode, done.stdout, done.stderr),
+                         (1, "Temperature = unknown\nGain = 0\n", told))
+        done = self.run_tool(*deaf, "get", "temperature", "--json")
+        self.assertEqual(done.returncode, 1)
+        self.assertEqual(json.loads(done.stderr), {"error": "state", "exit_code": 1,
+                                                   "message": f"Temperature is unknown: {trouble}"})
+        self.assertEqual(json.loads(done.stdout),
+                         {"Temperature": {"value": None, "unit": "C", "auto": False, "trouble": trouble}})
+        out, err = self.succeed(*deaf, "controls")
+        self.assertIn("\nTemperature ", out)
+        row = next(line for line in out.splitlines() if line.startswith("Temperature "))
+        self.assertEqual(row.split()[1], "unknown")
+        self.assertEqual(err, told)
+        listed = {control["name"]: control for control in self.json(*deaf, "controls")}
+        self.assertIsNone(listed["Temperature"]["value"])
+        self.assertEqual(listed["Temperature"]["trouble"], trouble)
+        self.assertEqual([name for name, control in listed.items() if "trouble" in control], ["Temperature"])
+
+    def test_a_thermometer_at_zero_degrees_is_no_trouble(self):
+        for camera in ("virtual:x26m,timescale=0,temp=0", "virtual:t46c,timescale=0,temp=0"):
+            value = self.json("-c", camera, "get", "temperature")["Temperature"]
+            self.assertAlmostEqual(value["value"], 0, delta=0.5)
+            self.assertNotIn("trouble", value)
 
     def test_get_json_is_an_object_by_name(self):
         values = self.json("-c", K1C, "get", "gain", "bandwidth")
@@ -55,6 +86,28 @@ class Tests(CliTest):
         out, err = self.succeed("-c", K1C, "set", "Exposure=1us")
         self.assertEqual(out, "Exposure = 32 us\n")
         self.assertEqual(err, "orqcam: Exposure 1us is below the minimum 32us: set to 32us\n")
+
+    def test_strict_makes_a_clamped_value_an_error_and_sets_nothing(self):
+        message = self.fail_with(1, "-c", K1C, "--strict", "set", "Offset=20", "Gain=900")
+        self.assertEqual(message, "orqcam: Gain 900 is above the maximum 100\n")
+        self.assertEqual(self.succeed("-c", K1C, "get", "Offset")[0], "Offset = 70\n")
+        self.assertEqual(self.succeed("-c", K1C, "--strict", "set", "Gain=100")[0], "Gain = 100\n")
+        self.assertIn("above the maximum",
+                      self.fail_with(1, "-c", K1C, "capture", "--strict", "-g", "900", "-o", "x.fits"))
+        self.assertIn("the nearest is 0,0,64,64",
+                      self.fail_with(1, "-c", K1C, "capture", "--strict", "--region", "1,1,65,65", "-o", "x.fits"))
+        self.assertEqual(self.files(), [])
+
+    def test_the_default_is_what_a_fresh_camera_has(self):
+        for model in ("k1c", "k1m", "k2m", "x26m", "t46c", "h53m", "b29m"):
+            for usb in ("2", "3"):
+                camera = f"virtual:{model},timescale=0,usb={usb}"
+                for control in self.json("-c", camera, "--no-settings", "controls"):
+                    expected = control["value"] if control["writable"] else None
+                    self.assertEqual(control["default"], expected, f"{camera} {control['name']}")
+        self.succeed("-c", K1C, "set", "AutoExpMaxGain=7")
+        control, = [each for each in self.json("-c", K1C, "controls") if each["name"] == "AutoExpMaxGain"]
+        self.assertEqual((control["value"], control["default"]), (7, 50))
 
     def test_set_far_beyond_any_integer_is_clamped(self):
         self.assertEqual(self.succeed("-c", K1C, "set", "Gain=99999999999999999999999")[0], "Gain = 100\n")

@@ -53,7 +53,7 @@ class Tests(CliTest):
         return self.json("-c", camera or self.covered, "dark", "take", *arguments)
 
     def kept(self, serial=SERIAL):
-        return os.path.join(self.directory, "state", "orqcam", "darks", serial, "dark.bmp")
+        return os.path.join(self.directory, "state", "orqcam", "darks", "virtual-" + serial, "dark.bmp")
 
     def read(self, path):
         with open(path, "rb") as file:
@@ -167,6 +167,8 @@ class Tests(CliTest):
 
     def test_the_settings_know_nothing_of_the_dark(self):
         self.take("-e", "20ms")
+
+        self.succeed("-c", self.open, "set", "Exposure=20ms")
 
         def look():
             text = json.dumps(self.json("-c", self.open, "settings", "show"))
@@ -488,11 +490,12 @@ class Tests(CliTest):
         pixels, description, _ = self.frame("--no-settings", "--hot-pixels", camera=camera)
         self.assertEqual(pixels, expected)
         self.assertTrue(description["hot_pixels_repaired"])
-        # Like the other settings of a capture it stays, and can be taken back.
+        # An option holds for its command; what was enabled stays.
         self.frame("--hot-pixels", camera=camera)
-        self.assertEqual(self.frame(camera=camera)[0], expected)
-        self.assertEqual(self.frame("--no-hot-pixels", camera=camera)[0], self.light)
         self.assertEqual(self.frame(camera=camera)[0], self.light)
+        self.succeed("-c", camera, "hotpixels", "enable")
+        self.assertEqual(self.frame("--no-hot-pixels", camera=camera)[0], self.light)
+        self.assertEqual(self.frame(camera=camera)[0], expected)
         self.fail_with(2, "-c", camera, "capture", "--hot-pixels", "--no-hot-pixels")
 
     @needs_astropy

@@ -1,5 +1,6 @@
 """temp, cooler, fan, led, hub, focus, sensor-id, gps: the devices around the sensor."""
 
+import json
 import os
 import pty
 import re
@@ -7,6 +8,7 @@ import signal
 
 from support import CliTest, K1C, needs_astropy
 
+WHOLE_SENSOR = {"start_line": 0, "end_line": 2999, "lines_follow_region": True}
 T46C = "virtual:t46c,timescale=0"
 SMALL = ("--region", "0,0,64,64")
 # A second of the camera takes 20 ms.
@@ -53,7 +55,7 @@ class Tests(CliTest):
                              "0.01")
         self.assertEqual(done.returncode, 1)
         self.assertEqual([each["temperature_c"] for each in self.json_lines(done.stdout)], [None, None])
-        self.assertEqual(done.stderr, "orqcam: the thermometer did not answer 2 of 2 times\n")
+        self.assertEqual(json.loads(done.stderr)["message"], "the thermometer did not answer 2 of 2 times")
 
     def test_watching_without_a_count_is_ended_by_an_interrupt(self):
         process = self.start_tool("-c", K1C, "temp", "--watch", "--interval", "0.01")
@@ -99,7 +101,7 @@ class Tests(CliTest):
         self.assertAlmostEqual(values["temperature_c"], 3.0, delta=0.25)
         self.assertEqual((values["target_c"], values["cooler_on"]), (3, True))
         self.assertGreater(values["power_percent"], 0)
-        self.assertRegex(err, r"^orqcam: the cooler is on only while orqcam runs .*orqcam capture --cool\n$")
+        self.assertRegex(json.loads(err)["warning"], r"^the cooler is on only while orqcam runs .*orqcam capture --cool")
 
     def test_a_target_below_zero_is_no_option(self):
         values = self.json_lines(self.succeed("-c", FAST + ",temp=0", "--json", "cooler", "-2", "--wait")[0])[0]
@@ -115,6 +117,38 @@ class Tests(CliTest):
         done = self.run_tool("-c", FAST, "cooler", "-90", "--wait", "--timeout", "0.1")
         self.assertIn("orqcam: TargetTemp -90 is below the minimum -40: set to -40\n", done.stderr)
         self.assertIn("its target is -40 C", done.stderr)
+
+    def test_a_target_that_is_not_in_reach_is_said_as_soon_as_it_is_known(self):
+        message = self.fail_with(1, "-c", "virtual:x26m,timescale=0.002,ambient=45", "capture", *SMALL, "--cool", "-40",
+                                 "--cool-wait", "-o", "x.fits")
+        match = re.search(r"cannot reach -40 C: the sensor gets no colder than (-?[\d.]+) C; choose (-?\d+) C or warmer",
+                          message)
+        self.assertTrue(match, message)
+        self.assertTrue(1.0 <= int(match[2]) - float(match[1]) <= 2.0, message)
+        self.assertEqual(self.files(), [])
+
+    def test_cooling_is_kept_for_the_next_command_and_warmed_up(self):
+        camera = "virtual:x26m,timescale=0.05,ambient=7,state=" + self.path("x26m.state")
+        off = {"cooler_on": False, "power_percent": 0}
+        self.succeed("-c", camera, "capture", *SMALL, "-e", "1ms", "--cool", "5", "--cool-wait", "-o", "a.fits")
+        self.assertEqual({key: self.json("-c", camera, "cooler")[key] for key in off}, off, "off without --keep-cooling")
+        self.succeed("-c", camera, "capture", *SMALL, "-e", "1ms", "--cool", "5", "--cool-wait", "--keep-cooling", "-o",
+                     "b.fits")
+        for _ in range(2):  # whoever only looks leaves it on
+            status = self.json("-c", camera, "cooler")
+            self.assertEqual((status["target_c"], status["cooler_on"]), (5, True))
+            self.assertAlmostEqual(status["temperature_c"], 5, delta=2)
+        warm = self.json("-c", camera, "cooler", "--warm")
+        self.assertEqual({key: warm[key] for key in off}, off)
+        self.assertGreater(warm["temperature_c"], 7)
+        self.assertIs(self.json("-c", camera, "cooler")["cooler_on"], False)
+
+    def test_a_kept_cooler_can_be_switched_off(self):
+        camera = "virtual:x26m,timescale=0.05,ambient=7,state=" + self.path("x26m.state")
+        self.succeed("-c", camera, "cooler", "8", "--wait", "--keep-cooling")
+        self.assertIs(self.json("-c", camera, "cooler", "off")["cooler_on"], False)
+        for wrong in (("off", "--keep-cooling"), ("-5", "--warm")):
+            self.fail_with(2, "-c", camera, "cooler", *wrong)
 
     def test_the_cooler_holds_until_it_is_interrupted_and_goes_off(self):
         process = self.start_tool("-c", FAST + ",temp=5", "--json", "cooler", "2")
@@ -250,15 +284,17 @@ class Tests(CliTest):
 
     def test_gps_lines_are_set_and_stay(self):
         camera = T46C + ",state=" + self.path("state")
-        self.assertEqual(self.json("-c", camera, "gps", "lines"), {"start_line": 0, "end_line": 0})
-        self.assertEqual(self.succeed("-c", camera, "gps", "lines", "7", "2999")[0], "start_line = 7\nend_line = 2999\n")
-        self.assertEqual(self.json("-c", camera, "gps", "lines"), {"start_line": 7, "end_line": 2999})
+        self.assertEqual(self.json("-c", camera, "gps", "lines"), WHOLE_SENSOR)
+        self.assertEqual(self.succeed("-c", camera, "gps", "lines", "7", "2999")[0],
+                         "start_line = 7\nend_line = 2999\nlines_follow_region = no\n")
+        self.assertEqual(self.json("-c", camera, "gps", "lines"),
+                         {"start_line": 7, "end_line": 2999, "lines_follow_region": False})
 
     def test_gps_lines_outside_the_sensor_change_nothing(self):
         camera = T46C + ",state=" + self.path("state")
         for wrong in (("7", "3000"), ("99999999", "7")):
             self.assertIn("0 to 2999", self.fail_with(1, "-c", camera, "gps", "lines", *wrong))
-            self.assertEqual(self.json("-c", camera, "gps", "lines"), {"start_line": 0, "end_line": 0})
+            self.assertEqual(self.json("-c", camera, "gps", "lines"), WHOLE_SENSOR)
 
     def test_wrong_gps_lines(self):
         for wrong in (("7",), ("-7", "7"), ("7", "last"), ("1", "2", "3")):
@@ -266,7 +302,7 @@ class Tests(CliTest):
 
     def test_gps_status_tells_the_version(self):
         values = self.json("-c", T46C, "gps", "status")
-        self.assertEqual((values["version"], values["start_line"], values["end_line"]), (1, 0, 0))
+        self.assertEqual((values["version"], values["start_line"], values["end_line"]), (1, 0, 2999))
         self.assertIn("fix", values)
 
     def test_a_camera_without_gps_says_so(self):

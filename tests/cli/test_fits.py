@@ -107,6 +107,83 @@ class Tests(CliTest):
             self.assertNotIn("EGAIN", header)
             self.assertNotIn("XPIXSZ", header)
 
+    def test_files_say_what_was_done_to_the_pixels(self):
+        small = ("--region", "0,0,64,64")
+        self.succeed("-c", K1C, "set", "wb_r=70", "wb_b=40")
+        header, _ = self.take(*small, "--flip", "h", "--offset", "30", "-g", "0")
+        # 30 of 4096 stand left-aligned in 16 bits; a well of 14700 e- at 3.6 e- each fills the converter.
+        expected = {"WB_R": 70, "WB_B": 40, "GAMMA": 50, "FLIPPED": "h", "READOUTM": "Normal", "PEDESTAL": 480.0,
+                    "DATAMAX": 65520.0}
+        self.assertEqual({key: header[key] for key in expected}, expected)
+        self.assertIn("not applied", header.comments["WB_R"])
+        self.assertNotIn("COOLPOWR", header)
+        curved, _ = self.take(*small, "--gamma", "0", "--offset", "30")
+        self.assertEqual(curved["GAMMA"], 0)
+        self.assertNotIn("EGAIN", curved)
+        self.assertAlmostEqual(curved["PEDESTAL"], 480 ** 2 / 65535, delta=1)  # the curve of 0 is a square
+        colour, _ = self.take(*small, "-f", "rgb24")
+        self.assertIn("applied: ", colour.comments["WB_B"])
+        self.assertNotIn("DATAMAX", colour)  # blue ends at 204, the others at 255
+        mono, _ = self.take(*small, camera=X26M)
+        self.assertNotIn("WB_R", mono)
+        self.assertEqual(mono["COOLPOWR"], 0)
+
+    def test_a_region_that_begins_inside_a_binned_pixel_says_so(self):
+        header, _ = self.take("--region", "100,52,192,96", "-b", "3")
+        self.assertAlmostEqual(header["XORGSUBF"] * 3, 100, places=6)
+        self.assertAlmostEqual(header["YORGSUBF"] * 3, 52, places=6)
+        header, _ = self.take("--region", "102,54,192,96", "-b", "3")
+        self.assertEqual((header["XORGSUBF"], header["YORGSUBF"]), (34, 18))
+        self.assertIsInstance(header["XORGSUBF"], int)
+
+    def test_a_replayed_file_keeps_what_it_says_of_itself(self):
+        from support import fits
+        import numpy
+        original = fits.PrimaryHDU(numpy.full((48, 64), 1000, "uint16"))
+        original.header["DATE-OBS"] = "2023-01-02T03:04:05.678"
+        original.header["EXPTIME"] = 12.5
+        original.header["OBJECT"] = "Barnard's Star"
+        original.writeto(self.path("old.fits"))
+        camera = "virtual:replay,timescale=0,file=" + self.path("old.fits")
+        header, _ = self.take("-e", "2s", "--object", "test", camera=camera)
+        self.assertEqual((header["REPLAYED"], header["REPLDATE"], header["REPLEXPT"], header["REPLOBJ"]),
+                         ("old.fits", "2023-01-02T03:04:05.678", 12.5, "Barnard's Star"))
+        self.assertEqual((header["EXPTIME"], header["OBJECT"]), (2, "test"))
+        self.assertNotIn("2023", header["DATE-OBS"])
+        for key in ("DATE-OBS", "EXPTIME", "OBJECT"):
+            del original.header[key]
+        original.writeto(self.path("old.fits"), overwrite=True)
+        header, _ = self.take(camera=camera)
+        self.assertEqual(header["REPLAYED"], "old.fits")
+        for key in ("REPLDATE", "REPLEXPT", "REPLOBJ"):
+            self.assertNotIn(key, header)
+        self.assertNotIn("REPLAYED", self.take("--region", "0,0,64,64")[0])
+
+    def test_noise_that_is_cut_off_in_a_dark_is_told_once_and_in_every_file(self):
+        dark = K1C + ",scene=dark"
+        small = ("--region", "0,0,128,128", "-g", "100", "-n", "2", "-o", "{type}-{n}.fits", "--overwrite")
+        for kind in ("dark", "bias"):
+            _, err = self.succeed("-c", dark, "capture", *small, "--image-type", kind, "--offset", "8")
+            self.assertEqual(err.count("raise the offset, which is 8"), 1, err)
+            for number in (1, 2):
+                header, data = self.open_fits(f"{kind}-{number}.fits")
+                self.assertRegex(header["WARNING"], r"^\d+ % of the pixels are 0")
+                share = (data == 0).mean() * 100
+                self.assertAlmostEqual(float(header["WARNING"].split()[0]), share, delta=0.5)
+        for arguments in (("--image-type", "dark"), ("--image-type", "light", "--offset", "8")):
+            self.assertEqual(self.succeed("-c", dark, "capture", *small, *arguments)[1], "")
+            self.assertNotIn("WARNING", self.open_fits(f"{arguments[1]}-1.fits")[0])
+
+    def test_white_balance_leaves_raw_pixels_alone(self):
+        import numpy
+        for form in ("raw8", "raw16"):
+            _, before = self.take("--region", "0,0,64,64", "-f", form)
+            self.succeed("-c", K1C, "set", "wb_r=90", "wb_b=10")
+            header, after = self.take("--region", "0,0,64,64", "-f", form)
+            self.succeed("-c", K1C, "settings", "reset", "--yes")
+            numpy.testing.assert_array_equal(before, after)
+            self.assertEqual((header["WB_R"], header["WB_B"]), (90, 10))
+
     def test_image_types(self):
         for word, text in (("light", "Light Frame"), ("dark", "Dark Frame"), ("bias", "Bias Frame"),
                            ("FLAT", "Flat Field")):
@@ -117,8 +194,8 @@ class Tests(CliTest):
         self.assertEqual((header["OBJECT"], header["OBSERVER"]), ("Barnard's Star", "A. N. Other"))
 
     def test_user_keywords_have_their_types(self):
-        words = ("FOCUS=1234/steps", "airmass=1.25", "GUIDED=T", "FILTER=Ha", "SITE='Hill / North'/where",
-                 "CODE='0042'", "NEG=-7", "TEXT=don't", "EMPTY=")
+        words = ("FOCUS=1234 / steps", "airmass=1.25", "GUIDED=T", "FILTER=Ha", "SITE='Hill / North'/where",
+                 "CODE='0042'", "NEG=-7", "TEXT=don't", "EMPTY=", "TELESCOP=Newton 150/750")
         arguments = [part for word in words for part in ("-k", word)]
         header, _ = self.take("--region", "0,0,64,64", *arguments)
         self.assertEqual(header["FOCUS"], 1234)
@@ -132,6 +209,8 @@ class Tests(CliTest):
         self.assertEqual(header["NEG"], -7)
         self.assertEqual(header["TEXT"], "don't")
         self.assertEqual(header["EMPTY"], "")
+        self.assertEqual(header["TELESCOP"], "Newton 150/750")
+        self.assertEqual(header.comments["TELESCOP"], "")
 
     def test_the_longest_texts_fit(self):
         text = "x" * 68
@@ -141,7 +220,7 @@ class Tests(CliTest):
     def test_keywords_that_fits_does_not_allow_are_refused(self):
         for word in ("NINELETTR=1", "=1", "A B=1", "Ä=1", "NOVALUE", "A=naïve", "A='open", "A='x'y", "SIMPLE=F",
                      "NAXIS1=5", "END=1", "EXPTIME=5", "DATE-OBS=now", "BAYERPAT=RGGB", "A=" + "x" * 69,
-                     "A=1/" + "c" * 60, "COMMENT=hello"):
+                     "A=1 / " + "c" * 60, "COMMENT=hello"):
             self.fail_with(2, "-c", K1C, "capture", "-k", word)
         self.assertIn("--object", self.fail_with(2, "-c", K1C, "capture", "-k", "OBJECT=M42"))
         self.assertIn("twice", self.fail_with(2, "-c", K1C, "capture", "-k", "A=1", "-k", "a=2"))

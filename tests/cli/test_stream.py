@@ -56,6 +56,15 @@ class Tests(CliTest):
         self.assertEqual(done.stderr, "orqcam: the camera was lost; check its cable\n")
         self.assertIn("identity_holds = yes", done.stdout)
 
+    def test_reconnect_goes_on_after_an_unplug_and_counts_on(self):
+        out, err = self.succeed("-c", "virtual:k1c,unplug@5,replug=200ms", "--json", "stream", *SMALL, "-e", "20ms",
+                                "--frames", "12", "--reconnect")
+        final = self.json_lines(out)[-1]
+        self.assertEqual((final["delivered"], final["reconnects"]), (12, 1))
+        self.assertGreaterEqual(final["completed"], 12)
+        self.assertIs(final["identity_holds"], True)
+        self.assertIn("the camera is back", err)
+
     def test_no_frame_at_all_is_a_failure(self):
         done = self.run_tool("-c", "virtual:k1c", "stream", *SMALL, "-e", "100s", "--seconds", "0.3")
         self.assertEqual(done.returncode, 1)

@@ -1,10 +1,12 @@
 """The command line itself: help, version, wrong words, exit status 2."""
 
+import json
+
 from support import CliTest, K1C
 
 COMMANDS = ("list", "info", "controls", "get", "set", "capture", "stream", "mode", "trigger", "reg", "id", "serial",
-            "flash", "hotpixels", "settings", "temp", "cooler", "fan", "led", "hub", "guide", "focus", "sensor-id", "gps",
-            "dark", "dump-controls")
+            "flash", "hotpixels", "settings", "profile", "temp", "cooler", "fan", "led", "hub", "guide", "focus", "sensor-id", "gps",
+            "dark", "dump-controls", "report", "help")
 
 
 class Tests(CliTest):
@@ -18,6 +20,36 @@ class Tests(CliTest):
         out, _ = self.succeed("--help")
         for word in COMMANDS + ("Exit codes", "virtual:<model>"):
             self.assertIn(word, out)
+
+    def test_help_works_as_a_command(self):
+        for words in ([], ["capture"], ["dark", "take"]):
+            self.assertEqual(self.succeed("help", *words), self.succeed(*words, "--help"))
+        self.assertIn("no command 'orqcam nonsense'", self.fail_with(2, "help", "nonsense"))
+
+    def test_errors_under_json_are_json_with_a_name(self):
+        for code, name, *arguments in (
+                (2, "invalid", "nonsense"), (2, "invalid", "-c", "serial:zz", "info"),
+                (3, "not-found", "-c", "serial:ffffffffffffffff", "info"),
+                (1, "unsupported", "-c", K1C, "cooler", "-5"),
+                (1, "range", "-c", K1C, "--strict", "set", "Gain=900"),
+                (1, "refused", "-c", K1C + ",short@1", "capture", "--retries", "0", "-o", "x.fits"),
+                (1, "file", "-c", K1C, "capture", "-o", "no/such/x.fits"),
+                (4, "lost", "-c", K1C + ",unplug@1", "capture", "-o", "x.fits")):
+            done = self.run_tool("--json", *arguments)
+            self.assertEqual(done.returncode, code, done.stderr)
+            error = json.loads(done.stderr.splitlines()[-1])
+            self.assertEqual(list(error), ["error", "message", "exit_code"])
+            self.assertEqual((error["error"], error["exit_code"]), (name, code), arguments)
+            self.assertFalse(error["message"].startswith("orqcam"))
+
+    def test_warnings_under_json_are_json(self):
+        _, err = self.succeed("--json", "-c", K1C, "set", "Gain=900")
+        self.assertEqual(json.loads(err), {"warning": "Gain 900 is above the maximum 100: set to 100"})
+
+    def test_a_wrong_serial_number_is_named(self):
+        self.assertIn('"zz" is no serial number: one has 16 hexadecimal digits',
+                      self.fail_with(2, "-c", "serial:zz", "info"))
+        self.assertIn("not 4", self.fail_with(2, "-c", "serial:12ab", "info"))
 
     def test_version_is_one_line(self):
         self.assertRegex(self.succeed("--version")[0], r"^orqcam \d+\.\d+\.\d+\n$")

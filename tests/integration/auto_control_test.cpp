@@ -8,10 +8,12 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <utility>
 #include <vector>
 
+#include "link/WireProtocol.h"
 #include "models/ModelCamera.h"
 #include "support/VirtualRig.h"
 
@@ -43,8 +45,14 @@ struct Settling {
 /// frame of the settings in force.
 class Loop {
  public:
-  Loop(const char* key, double flux, const std::function<void(VirtualOptions&)>& change = {})
+  Loop(const char* key, double flux, const std::function<void(VirtualOptions&)>& change = {},
+       const std::function<void(ModelData&)>& changeModel = {})
       : rig(key, Options(flux, change), kSide) {
+    if (changeModel) {
+      ModelData model = camera().Model();
+      changeModel(model);
+      rig.camera = rig.MakeObject(model);
+    }
     EXPECT_TRUE(rig.Open());
     camera().autoThr.InitFuncPt([](bool* running, void*) {  // the frame path copies while a worker runs
       while (ThreadCtrl::KeepRunning(running)) std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -180,6 +188,33 @@ TEST(AutoControl, FollowsTheLight) {
     EXPECT_TRUE(InBand(end.mean)) << end.mean;
     EXPECT_EQ(end.turns, 0);
     EXPECT_LE(end.cycles, 25);
+  }
+}
+
+// 8-bit frames have no byte order: what they measure, 16-bit frames of the same light measure, too. The device
+// sends what the flag says; the name decides what is read.
+TEST(AutoControl, MeasuresTheSameIn16BitWhateverTheModelsNameAndByteOrder) {
+  for (const ModelData& row : AllModels()) {
+    if (row.key == "replay") continue;  // plays a file
+    const std::string key(row.key);
+    const auto measured = [&](IMG_TYPE format, std::string_view name, bool msbFirst) {
+      Loop loop(key.c_str(), 1e6, {}, [&](ModelData& model) {
+        model.name = name;
+        model.msbFirst = msbFirst;
+      });
+      loop.SetFormat(format);
+      loop.Start(Mode::Exposure, 10'000, 0);
+      return loop.Cycle();
+    };
+    const int expected = measured(ORQ_IMG_RAW8, row.name, row.msbFirst);
+    ASSERT_GT(expected, 20) << key << ": too dark to tell";
+    for (const std::string_view name :
+         {row.name, std::string_view("Tavix ORQ-Other"), std::string_view("Tavix ORQ-K2M")}) {
+      for (const bool msbFirst : {false, true}) {
+        EXPECT_NEAR(measured(ORQ_IMG_RAW16, name, msbFirst), expected, 2)
+            << key << " named " << name << (msbFirst ? ", high byte first" : "");
+      }
+    }
   }
 }
 
@@ -350,8 +385,8 @@ TEST(AutoControl, TheWorkerJudgesFramesOfTheExposureInForceOnly) {
   EXPECT_GE(camera.judged.size(), 3U);
   camera.judged.emplace_back(camera.exposureUs, camera.autoMean);
   for (const auto& [exposureUs, mean] : camera.judged) {
-    // 3.6 electrons per count of 12 bits, black level 8; a mean is truncated and one more.
-    const double counts = kFlux * static_cast<double>(exposureUs) * 1e-6 / 3.6 + 8;
+    // 3.6 electrons per count of 12 bits, the black level; a mean is truncated and one more.
+    const double counts = kFlux * static_cast<double>(exposureUs) * 1e-6 / 3.6 + camera.Brightness;
     EXPECT_NEAR(mean, std::min(counts / 16 + 0.5, 255.0), 2.0) << exposureUs;
   }
 }
@@ -411,6 +446,33 @@ TEST(AutoFrame, AChangeOfGeometryClosesTheGateBeforeTheNextCapture) {
   EXPECT_EQ(loop.camera().autoGateLimit, 0);
 }
 
+// What `autoBuf` holds shows the old setting.
+TEST(AutoFrame, EveryChangeOfASettingClosesTheGateAndNoneThatChangesNothing) {
+  constexpr std::int32_t kOpen = 1'000'000;
+  for (const ModelData& model : AllModels()) {
+    CModelCamera camera(model);
+    const ControlLimits& range = model.limits;
+    const bool hasGain = range.gainMax != range.gainMin;
+    const auto gateAfter = [&](const auto& set) {
+      camera.autoGateLimit = kOpen;
+      set();
+      return camera.autoGateLimit.Load();
+    };
+    for (const int gain : {range.gainMax, range.gainMin}) {
+      EXPECT_EQ(gateAfter([&] { camera.SetGain(gain, true); }), hasGain ? 0 : kOpen) << model.key << " " << gain;
+      EXPECT_EQ(gateAfter([&] { camera.SetGain(gain, false); }), kOpen) << model.key << " " << gain;
+    }
+    for (const std::uint64_t us : {50'000U, 60'000U}) {
+      EXPECT_EQ(gateAfter([&] { camera.SetExp(us, true); }), 0) << model.key << " " << us;
+      EXPECT_EQ(gateAfter([&] { camera.SetExp(us, false); }), kOpen) << model.key << " " << us;
+    }
+    for (const int red : {20, 30}) {
+      EXPECT_EQ(gateAfter([&] { camera.SetWB(red, 50, true); }), model.colour ? 0 : kOpen) << model.key;
+      EXPECT_EQ(gateAfter([&] { camera.SetWB(red, 50, false); }), kOpen) << model.key;
+    }
+  }
+}
+
 TEST(AutoFrame, FramesWithoutAWorkerCloseTheGate) {
   Loop loop("k1c", 1e6);
   loop.Start(Mode::Exposure, 1000, 0);
@@ -423,7 +485,16 @@ TEST(AutoFrame, FramesOfOldSettingsAreNotCopied) {
   Loop loop("k1c", 1e6);
   loop.Start(Mode::Exposure, 1000, 0);
   ASSERT_TRUE(loop.AwaitFrame());
-  loop.camera().exposureUs = 77'777;  // nothing is told to the camera: no frame can answer it
+  std::array<std::uint8_t, 4> old{};
+  for (std::uint16_t i = 0; i < 4; ++i) old[i] = loop.rig.device->FpgaRegister(wire::kFpgaSettingsTag + i);
+  ASSERT_TRUE(loop.camera().SetExp(2000, true));
+  // As if the sensor still had the settings from before.
+  for (std::uint16_t i = 0; i < 4; ++i) loop.rig.device->SetFpgaRegister(wire::kFpgaSettingsTag + i, old[i]);
+  const std::uint32_t oldTag = old[0] | old[1] << 8U | old[2] << 16U | std::uint32_t{old[3]} << 24U;
+  FrameInfo info;
+  do {
+    ASSERT_TRUE(loop.rig.Fetch(info));
+  } while (info.settingsTag != oldTag);
   loop.camera().autoGateLimit = 0;
   {
     const std::lock_guard lock(loop.camera().autoBufMutex);
@@ -433,6 +504,29 @@ TEST(AutoFrame, FramesOfOldSettingsAreNotCopied) {
   EXPECT_EQ(loop.camera().autoGateLimit, 0);
   const std::lock_guard lock(loop.camera().autoBufMutex);
   EXPECT_EQ(loop.camera().autoBuf[0], 0xEE);
+}
+
+// The header says what the sensor does, which need not be what was asked for.
+TEST(AutoFrame, FramesOfASensorThatCountsLinesAreMeasured) {
+  const VirtualRig rig(
+      "k1c",
+      [](VirtualOptions& options) {
+        options.timeScale = 0;
+        options.fluxElectronsPerSecond = 1e6;
+        options.countLines = true;
+      },
+      kSide);
+  ASSERT_TRUE(rig.Open());
+  rig.camera->SetExp(1000, true);
+  ASSERT_EQ(rig.camera->StartCapture(false), 1);
+  FrameInfo info;
+  ASSERT_TRUE(rig.Fetch(info));
+  EXPECT_EQ(info.exposureUs, 999U) << "74 lines of 13.5 us";
+  EXPECT_EQ(rig.camera->exposureUs, 1000U);
+  ASSERT_EQ(rig.camera->StartAutoControlThr(), 1);
+  EXPECT_TRUE(Eventually([&] { return InBand(rig.camera->autoMean); })) << rig.camera->autoMean;
+  rig.camera->StopAutoControlThr();
+  rig.camera->StopCapture();
 }
 
 TEST(AutoFrame, ThePatternFollowsARegionThatBeginsOnAnOddPixel) {

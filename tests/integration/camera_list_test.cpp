@@ -170,10 +170,26 @@ TEST(CameraNames, NoCameraAtAllSuggestsAVirtualOne) {
   EXPECT_NE(named.error.find("virtual:k1c"), std::string::npos) << named.error;
 }
 
+TEST(CameraNames, WhatIsNoSerialNumberIsSaidToBeNone) {
+  const FullDesk desk;
+  for (const char* text : {"serial:123", "serial:00112233aabbccdg", "serial:00112233aabbccdd0"}) {
+    const NamedCamera named = desk.Make(text);
+    EXPECT_EQ(named.trouble, NameTrouble::BadName) << text;
+    EXPECT_NE(named.error.find("16 hexadecimal digits"), std::string::npos) << named.error;
+  }
+}
+
+TEST(CameraNames, FindsACameraAgainByItsSerialNumber) {
+  const FullDesk desk;
+  const NamedCamera named = desk.Make(std::string("serial:") + kFirst);
+  EXPECT_EQ(FindAgain(named, kFirst), named.openIndex);
+  EXPECT_EQ(FindAgain(named, "0123456789abcdef"), std::nullopt) << "another camera of the model is not it";
+}
+
 TEST(CameraNames, AWrongSerialNamesTheConnectedOnesAndWhatWasInTheWay) {
   const FullDesk desk;
   desk.mono->FailRequests(wire::kReqFirmwareVersion, kUsbTimeout);
-  const NamedCamera named = desk.Make("serial:123");
+  const NamedCamera named = desk.Make("serial:0000000000000123");
   EXPECT_EQ(named.trouble, NameTrouble::NoSuchCamera);
   EXPECT_NE(named.error.find(std::string("serial:") + kFirst), std::string::npos) << named.error;
   EXPECT_NE(named.error.find("camera 1: "), std::string::npos) << named.error;

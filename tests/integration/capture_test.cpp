@@ -247,6 +247,55 @@ TEST(Capture, SingleExposuresMayFollowEachOtherAtOnce) {
   }
 }
 
+// The worker shows what became of an exposure before it has returned. Whoever goes by that and nothing else, and
+// fetches nothing, gets an exposure for every start.
+TEST(Capture, AnExposureCanFollowAsSoonAsTheStatusShowsTheEndOfTheLast) {
+  constexpr std::uint64_t kExposures = 200;
+  const VirtualRig rig("k1c", [](VirtualOptions& options) {
+    options.timeScale = 0;
+    for (std::uint64_t frame = 1; frame <= kExposures; ++frame) {
+      if (frame % 3 != 0) options.frameFaults.push_back({FrameFault::Kind::Short, frame});
+    }
+  });
+  ASSERT_TRUE(rig.Open());
+  for (std::uint64_t i = 1; i <= kExposures; ++i) {
+    ASSERT_EQ(i % 2 == 0 ? rig.camera->StartExposure() : rig.camera->StartCapture(true), 1) << i;
+    while (rig.camera->expStatus == ExpWorking) std::this_thread::yield();
+    ASSERT_EQ(rig.camera->expStatus, i % 3 != 0 ? ExpFailed : ExpSuccess) << i;
+    ASSERT_EQ(rig.device->FramesExposed(), i);
+  }
+}
+
+TEST(Capture, AVideoThatEndedByItselfCanBeStartedAgainAtOnce) {
+  const VirtualRig rig;
+  ASSERT_TRUE(rig.Open());
+  for (int i = 0; i < 50; ++i) {
+    rig.device->FailRequests(wire::kReqWriteFpga, kUsbPipe);
+    ASSERT_EQ(rig.camera->StartCapture(false), 1) << "the worker starts and then finds out";
+    while (rig.camera->expStatus == ExpWorking) std::this_thread::yield();
+    ASSERT_EQ(rig.camera->expStatus, ExpFailed) << i;
+    rig.device->ClearFailures();
+    ASSERT_EQ(rig.camera->StartCapture(false), 1);
+    FrameInfo info;
+    ASSERT_TRUE(rig.Fetch(info)) << i << ": " << rig.camera->CaptureTrouble();
+    rig.camera->StopCapture();
+  }
+}
+
+TEST(Capture, ATriggerModeCanBeChosenAsSoonAsTheStatusShowsTheEndOfAnExposure) {
+  const VirtualRig rig("k1c", [](VirtualOptions& options) {
+    options.timeScale = 0;
+    OfferTriggers(options);
+  });
+  ASSERT_TRUE(rig.Open());
+  for (int i = 0; i < 50; ++i) {
+    ASSERT_EQ(rig.camera->StartExposure(), 1);
+    while (rig.camera->expStatus == ExpWorking) std::this_thread::yield();
+    ASSERT_EQ(rig.camera->SetCameraMode(1), MODE_OK) << i;
+    ASSERT_EQ(rig.camera->SetCameraMode(0), MODE_OK) << i;
+  }
+}
+
 TEST(Capture, ARegionChangeDuringAnExposureBeginsItAnew) {
   const VirtualRig rig;
   rig.camera->SetExp(20'000'000, false);  // 0.2 s of real time
@@ -345,6 +394,43 @@ TEST(Capture, DamagedFramesOfAStreamAreCountedAndNeverDelivered) {
   EXPECT_GE(counters.lost, 1U);
   EXPECT_EQ(counters.overwritten, 0U);
   EXPECT_TRUE(counters.IdentityHolds());
+}
+
+TEST(Capture, ACameraThatSendsOnlyFramesOfOtherSettingsIsGivenUp) {
+  const VirtualRig rig;
+  ASSERT_TRUE(rig.Open());
+  ASSERT_TRUE(rig.camera->SetExp(1000, false));
+  ASSERT_EQ(rig.camera->StartCapture(false), 1);
+  ASSERT_TRUE(rig.Fetch());
+  for (std::uint16_t i = 0; i < 4; ++i) rig.device->SetFpgaRegister(wire::kFpgaSettingsTag + i, 0);
+  while (rig.Fetch()) {
+  }
+  EXPECT_NE(rig.camera->CaptureTrouble().find("that were exposed before"), std::string::npos)
+      << rig.camera->CaptureTrouble();
+  rig.camera->StopCapture();
+  const StreamCounters counters = rig.camera->Counters();
+  EXPECT_GT(counters.stale, 0U);
+  EXPECT_EQ(counters.failed, 0U);
+  EXPECT_TRUE(counters.IdentityHolds());
+}
+
+TEST(Capture, FramesOfAVideoFromBeforeAChangeTellTheirTrueSettings) {
+  const VirtualRig rig;
+  ASSERT_TRUE(rig.Open());
+  ASSERT_TRUE(rig.camera->SetExp(1000, false));
+  ASSERT_EQ(rig.camera->StartCapture(false), 1);
+  FrameInfo info;
+  ASSERT_TRUE(rig.Fetch(info));
+  for (std::uint64_t exposureUs = 2000; exposureUs <= 6000; exposureUs += 1000) {
+    ASSERT_TRUE(rig.camera->SetExp(exposureUs, false));
+    const std::uint32_t tag = rig.camera->Tag().Newest();
+    do {
+      ASSERT_TRUE(rig.Fetch(info)) << rig.camera->CaptureTrouble();
+      EXPECT_EQ(info.exposureUs, info.settingsTag == tag ? exposureUs : exposureUs - 1000);
+    } while (info.settingsTag != tag);
+  }
+  rig.camera->StopCapture();
+  EXPECT_EQ(rig.camera->Counters().stale, 0U) << "they are of this capture";
 }
 
 TEST(Capture, AStreamThatCannotStartFailsWithItsReason) {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "link/WireProtocol.h"
+#include "support/Cameras.h"
 #include "support/VirtualRig.h"
 
 namespace orq {
@@ -46,7 +47,7 @@ bool Settles(const VirtualRig& rig, double target, double band, double seconds) 
 }
 
 TEST(Cooling, SettlesOnTheTargetAndStaysThere) {
-  for (const char* key : {"x26m", "b29m"}) {
+  for (const char* key : test::CooledCameraKeys()) {
     const VirtualRig rig = Cooled(key);
     ASSERT_TRUE(rig.Open());
     EXPECT_EQ(Set(rig, ORQ_TARGET_TEMP, 0), CTRL_OK);
@@ -84,6 +85,7 @@ TEST(Cooling, ShortensTheDarkCurrentOfFrames) {
   ASSERT_TRUE(rig.Open());
   rig.camera->SetExp(100'000'000, false);
   rig.camera->SetGain(200, false);  // 0.078 electrons per count
+  rig.camera->SetBrightness(20);    // 200 counts
   const auto mean = [&] {
     FrameInfo info;
     const auto frame = rig.Snap(info);
@@ -140,6 +142,42 @@ TEST(Cooling, ClosingLeavesTheDeviceOff) {
   EXPECT_EQ(rig.device->FpgaRegister(wire::kFpgaCoolerWatchdog), 0);
 }
 
+TEST(Cooling, IsTakenOverByTheNextProgram) {
+  const VirtualRig rig = Cooled("x26m");
+  ASSERT_TRUE(rig.Open());
+  Set(rig, ORQ_TARGET_TEMP, 5);
+  Set(rig, ORQ_COOLER_ON, 1);
+  rig.camera->KeepCooling(true);
+  ASSERT_TRUE(Settles(rig, 5.0, 0.3, 20.0));
+  rig.camera->CloseCamera();
+  EXPECT_GT(rig.device->Readings().coolerDrive, 0);
+  rig.camera->TargetTemp = 20;  // the next program does not know
+  ASSERT_TRUE(rig.Open());
+  EXPECT_EQ(Get(rig, ORQ_COOLER_ON), 1);
+  EXPECT_EQ(Get(rig, ORQ_TARGET_TEMP), 5);
+  double farthest = 0.0;
+  const double since = rig.device->Readings().deviceSeconds;
+  EXPECT_TRUE(Eventually([&] {
+    const DeviceReadings now = rig.device->Readings();
+    farthest = std::max(farthest, std::abs(now.sensorC - 5.0));
+    return now.deviceSeconds - since >= 60.0;
+  }));
+  EXPECT_LT(farthest, 1.5) << "without a jump";
+}
+
+TEST(Cooling, TellsWhatItCanReach) {
+  const VirtualRig rig("x26m", [](VirtualOptions& options) { options.ambientC = 40.0; });
+  ASSERT_TRUE(rig.Open());
+  Set(rig, ORQ_TARGET_TEMP, -40);
+  Set(rig, ORQ_COOLER_ON, 1);
+  ASSERT_TRUE(Eventually([&] { return rig.camera->CoolerReach().has_value(); }));
+  EXPECT_NEAR(*rig.camera->CoolerReach(), SensorC(rig), 2.0);
+  EXPECT_NE(rig.camera->CoolerTrouble().find("cannot reach -40 C"), std::string::npos)
+      << rig.camera->CoolerTrouble();
+  Set(rig, ORQ_TARGET_TEMP, 30);
+  EXPECT_TRUE(Eventually([&] { return !rig.camera->CoolerReach() && rig.camera->CoolerTrouble().empty(); }));
+}
+
 TEST(Cooling, AnUnpluggedCameraCoolsAgainAfterAReopen) {
   const VirtualRig rig = Cooled("b29m");
   ASSERT_TRUE(rig.Open());
@@ -152,7 +190,7 @@ TEST(Cooling, AnUnpluggedCameraCoolsAgainAfterAReopen) {
   rig.camera->CloseCamera();
   rig.bus->Attach(rig.device);
   ASSERT_TRUE(rig.Open());
-  EXPECT_EQ(Get(rig, ORQ_COOLER_ON), 0);
+  EXPECT_EQ(Get(rig, ORQ_COOLER_ON), 0) << "a power cycle switches it off";
   EXPECT_EQ(rig.device->Readings().coolerDrive, 0);
   EXPECT_EQ(Set(rig, ORQ_COOLER_ON, 1), CTRL_OK);
   EXPECT_TRUE(Eventually([&] { return rig.device->Readings().coolerDrive > 20; }));
@@ -179,7 +217,7 @@ TEST(Cooling, UncooledModelsRefuseIt) {
 }
 
 TEST(Thermometers, OfAllModelsTellTheSensorsTemperature) {
-  for (const char* key : {"k1c", "k1m", "k2m", "x26m", "t46c", "h53m", "b29m"}) {
+  for (const char* key : test::CameraKeys()) {
     for (const double celsius : {8.0, 23.5}) {
       const VirtualRig rig(key, [&](VirtualOptions& options) { options.temperatureC = celsius; });
       ASSERT_TRUE(rig.Open());
@@ -191,7 +229,7 @@ TEST(Thermometers, OfAllModelsTellTheSensorsTemperature) {
 }
 
 TEST(RealExposure, IsCountedInTheTicksOfEachModel) {
-  for (const char* key : {"k1c", "t46c", "h53m", "b29m"}) {
+  for (const char* key : test::CameraKeys()) {
     const VirtualRig rig(key);
     ASSERT_TRUE(rig.Open());
     rig.camera->SetExp(1'234'000, false);

@@ -11,6 +11,7 @@
 
 #include "image/TimeMark.h"
 #include "link/WireProtocol.h"
+#include "support/Cameras.h"
 #include "support/PlainFramePath.h"
 #include "support/VirtualRig.h"
 
@@ -150,7 +151,7 @@ struct DefectiveCamera {
 
 class CorrectedFrames : public testing::TestWithParam<const char*> {};
 
-INSTANTIATE_TEST_SUITE_P(Models, CorrectedFrames, testing::Values("k1c", "k1m", "x26m", "t46c", "h53m", "b29m"),
+INSTANTIATE_TEST_SUITE_P(Models, CorrectedFrames, testing::ValuesIn(test::CameraKeys()),
                          [](const auto& model) { return std::string(model.param); });
 
 TEST_P(CorrectedFrames, AreRightAtEveryBinFormatOffsetAndFlip) {
@@ -419,7 +420,7 @@ TEST(Corrections, AFrameThatStillWaitedWhenTheRegionMovedIsNotTakenForOneOfTheNe
 }
 
 TEST(AutoFrame, IsTheCorrectedFrameBeforeBinningInTheDevicesByteOrder) {
-  for (const char* key : {"k1c", "k2m", "x26m", "t46c"}) {
+  for (const char* key : test::CameraKeysOfAllBins()) {
     DefectiveCamera camera(key);
     ASSERT_TRUE(camera.Open());
     CModelCamera& object = *camera.rig.camera;

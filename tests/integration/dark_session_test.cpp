@@ -14,6 +14,7 @@
 #include "link/WireProtocol.h"
 #include "models/CameraList.h"
 #include "models/DarkSession.h"
+#include "support/Cameras.h"
 #include "support/VirtualRig.h"
 
 namespace orq {
@@ -70,7 +71,7 @@ void Replug(const VirtualRig& rig) {
 }
 
 TEST(DarkSession, CollectsTheSumOfTheFramesThatTheSensorSent) {
-  for (const char* key : {"k1m", "k1c", "x26m"}) {
+  for (const char* key : test::CameraKeys()) {
     const VirtualRig rig = Rig(key);
     ASSERT_TRUE(rig.Open());
     CModelCamera& camera = *rig.camera;

@@ -21,6 +21,7 @@ constexpr UtcTenths kRow = 164;
 constexpr std::uint64_t kExposureUs = 5'000;
 constexpr UtcTenths kExposure = 50'000;
 constexpr UtcTenths kSecond = 10'000'000;
+constexpr double kFlashSeconds = 100e-6;
 
 UtcTenths Utc(const char* text) {
   return ParseUtc(text).value().time_since_epoch().count() / 100;
@@ -115,8 +116,8 @@ TEST(FrameStamp, FollowsRegionFlipAndLinesInIt) {
   info = rig.Take();
   ASSERT_TRUE(info.flipVertical);
   const UtcTenths begin = info.gps.latched.start - 8 * kRow;
-  EXPECT_NEAR(static_cast<double>(info.times.begin), static_cast<double>(begin + 63 * kRow), 4);
-  EXPECT_NEAR(static_cast<double>(info.times.end), static_cast<double>(begin + kExposure), 4);
+  EXPECT_NEAR(static_cast<double>(info.times.begin), static_cast<double>(begin), 4);
+  EXPECT_NEAR(static_cast<double>(info.times.end), static_cast<double>(begin + 63 * kRow + kExposure), 4);
   EXPECT_NEAR(info.times.rowInterval, -kRow, 0.3);
 }
 
@@ -127,8 +128,7 @@ TEST(FrameStamp, BinnedRowsOfOneColourAreOfLinesTwoApart) {
     ASSERT_EQ(rig.camera->SetControlValue(ORQ_FLIP, 2, false), CTRL_OK);
     rig.SetRegion(0, kSide / 2, 2);
     const FrameInfo info = rig.Take();
-    // Upside down the file begins with lines 125 and 127, or 126 and 127, and ends with 0 and 2, or 0 and 1.
-    ExpectGps(info, kMade + (mono ? 126 : 125) * kRow, kMade + (mono ? 1 : 2) * kRow + kExposure);
+    ExpectGps(info, kMade, kMade + (kSide - 1) * kRow + kExposure);
     EXPECT_NEAR(info.times.rowInterval, -2 * kRow, 0.2);
   }
 }
@@ -170,28 +170,103 @@ TEST(FrameStamp, AskingRarelyLeavesTheFramesBetweenAlone) {
   rig.camera->StopCapture();
 }
 
-TEST(FrameStamp, AVideosTimesAreOfItsOwnFramesOrTheComputers) {
-  const StampRig rig;
-  ASSERT_EQ(rig.camera->StartCapture(false), 1);
-  // Frames of a still clock follow one another by their exposure, which is longer than their readout.
+/// The frames of a video on a clock that stands still, where the next one's latch is always there first: they
+/// follow one another by `period`, whatever the computer does meanwhile. How many had their own latch, and how
+/// many were predicted.
+struct Story {
+  int fixes = 0;
+  int predicted = 0;
+  GpsPredictions counts;
+};
+Story WatchVideo(const StampRig& rig, UtcTenths period, int enough) {
   constexpr std::uint32_t kFirst = 0xFFFFFFF0U;
-  bool missed = false;
-  int frames = 0;
+  EXPECT_EQ(rig.camera->StartCapture(false), 1);
+  Story story;
   EXPECT_TRUE(Eventually([&] {
     FrameInfo info;
     if (!rig.Fetch(info)) return true;
-    ++frames;
-    missed = missed || info.gps.state == GpsState::Missed;
-    if (info.gps.state == GpsState::Fix) {
-      const UtcTenths begin = kMade + static_cast<UtcTenths>(info.sequence - kFirst) * kExposure;
-      ExpectGps(info, begin, begin + (kSide - 1) * kRow + kExposure);
-    } else {
-      ExpectComputer(info, GpsState::Missed);
-    }
-    return missed && frames >= 10;
+    const UtcTenths begin = kMade + static_cast<UtcTenths>(info.sequence - kFirst) * period;
+    EXPECT_TRUE(HasGpsTimes(info.gps.state)) << "state " << static_cast<int>(info.gps.state);
+    EXPECT_LE(std::abs(info.times.begin - begin), info.times.uncertainty);
+    EXPECT_LE(std::abs(info.times.end - begin - (kSide - 1) * kRow - static_cast<UtcTenths>(info.exposureUs) * 10),
+              info.times.uncertainty);
+    ++(info.gps.state == GpsState::Predicted ? story.predicted : story.fixes);
+    story.counts = info.gps.predictions;
+    return story.predicted >= enough;
   }));
-  EXPECT_TRUE(missed) << "frames come as fast as they are read: the next one's latch is there first";
   rig.camera->StopCapture();
+  return story;
+}
+
+TEST(FrameStamp, AVideosFramesHaveTheirOwnTimeOrAPredictedOne) {
+  // The exposure is longer than the readout, and the other way round.
+  for (const auto& [exposureUs, period] : {std::pair(5'000, 50'000), std::pair(500, kSide * 164)}) {
+    const StampRig rig;
+    ASSERT_TRUE(rig.camera->SetExp(static_cast<unsigned long long>(exposureUs), false));
+    const Story story = WatchVideo(rig, period, 30);
+    EXPECT_GE(story.predicted, 30) << "frames come as fast as they are read";
+    EXPECT_EQ(story.counts.wrong, 0U);
+    EXPECT_GT(story.counts.confirmed, 0U);
+    EXPECT_GE(story.counts.predicted, 30U);
+  }
+}
+
+TEST(FrameStamp, ACameraWithoutTheRequestIsReadByRegisters) {
+  const StampRig rig;
+  rig.device->FailRequests(wire::kReqGpsLatch, kUsbPipe, 0, 1'000'000);
+  const FrameInfo info = rig.Take();
+  ExpectGps(info, kMade, kMade + (kSide - 1) * kRow + kExposure);
+}
+
+TEST(FrameStamp, ACameraThatDoesNotAnswerForAMomentCostsNoTime) {
+  const StampRig rig;
+  ASSERT_EQ(rig.camera->StartCapture(false), 1);
+  const auto look = [&] {
+    FrameInfo info;
+    EXPECT_TRUE(rig.Fetch(info));
+    EXPECT_TRUE(HasGpsTimes(info.gps.state)) << static_cast<int>(info.gps.state);
+  };
+  for (int i = 0; i < 3; ++i) look();
+  rig.device->FailRequests(wire::kReqReadFpga, kUsbPipe, 0, 20);
+  for (int i = 0; i < 30; ++i) look();
+  rig.camera->StopCapture();
+}
+
+TEST(FrameStamp, SingleExposuresAreNeverPredicted) {
+  const StampRig rig;
+  rig.Take();
+  rig.device->AdvanceTime(1);
+  const FrameInfo info = rig.Take();
+  EXPECT_EQ(info.gps.state, GpsState::Fix);
+  EXPECT_EQ(info.gps.predictions.predicted, 0U);
+}
+
+// In real time, and on a sensor that keeps its pace also where the computer cannot follow: one that shows a flash.
+TEST(FrameStamp, AtEveryRateEachFrameHasGpsTime) {
+  struct Rate {
+    std::uint64_t exposureUs;
+    int frames;
+  };
+  for (const Rate& rate : {Rate{100'000, 10}, {40'000, 15}, {20'000, 40}}) {
+    const StampRig rig([](VirtualOptions& options) {
+      options.timeScale = 1;
+      options.flash = VirtualFlash{options.gps->start + std::chrono::hours(1), kFlashSeconds};
+    });
+    ASSERT_TRUE(rig.camera->SetExp(rate.exposureUs, false));
+    ASSERT_EQ(rig.camera->StartCapture(false), 1);
+    FrameInfo first;
+    FrameInfo info;
+    for (int i = 0; i < rate.frames; ++i) {
+      ASSERT_TRUE(rig.Fetch(info));
+      if (i == 0) first = info;
+      EXPECT_TRUE(HasGpsTimes(info.gps.state)) << "state " << static_cast<int>(info.gps.state);
+      const auto since = static_cast<UtcTenths>((info.sequence - first.sequence) * rate.exposureUs * 10);
+      EXPECT_LE(std::abs(info.times.begin - first.times.begin - since),
+                info.times.uncertainty + first.times.uncertainty);
+    }
+    rig.camera->StopCapture();
+    EXPECT_EQ(info.gps.predictions.wrong, 0U);
+  }
 }
 
 TEST(FrameStamp, LinesThatMoveDuringAVideoAreNotTrustedAtOnce) {
@@ -293,17 +368,113 @@ TEST(FrameStamp, OnUsb2TheLatchesTellTheRowsTime) {
   // 512 samples of two bytes at 40 bytes per us: slower than the sensor.
   EXPECT_NEAR(info.times.rowInterval, 256.0, 0.1);
   rig.SetLines(0, 0);
-  EXPECT_GT(rig.Take().times.uncertainty, 511 * (256 - kRow)) << "one latch does not show it";
+  const FrameInfo one = rig.Take();
+  EXPECT_GT(one.times.uncertainty, 511 * (256 - kRow)) << "one latch does not show it";
+  EXPECT_EQ(one.gps.state, GpsState::Fix);
+}
+
+TEST(FrameStamp, AGpsTimeLessCertainThanTheComputersIsNotUsed) {
+  const StampRig rig([](VirtualOptions& options) { options.usb3 = false; }, 1024);
+  ASSERT_TRUE(rig.camera->SetFPSPerc(100, false));
+  EXPECT_EQ(rig.Take().gps.state, GpsState::Fix);
+  rig.SetLines(0, 0);
+  // 1023 rows, each 16.4 us or, by the port, 51.2 us: 36 ms.
+  const FrameInfo info = rig.Take();
+  ExpectComputer(info, GpsState::Uncertain);
+  EXPECT_LT(info.times.uncertainty, 1023 * (512 - kRow));
+}
+
+struct LinePair {
+  int start = -1;
+  int end = -1;
+};
+LinePair LinesNow(const StampRig& rig) {
+  LinePair lines;
+  EXPECT_EQ(rig.camera->GPSGetLine(0, lines.start), CTRL_OK);
+  EXPECT_EQ(rig.camera->GPSGetLine(1, lines.end), CTRL_OK);
+  return lines;
+}
+void ExpectLines(const StampRig& rig, int start, int end, bool follow) {
+  const LinePair lines = LinesNow(rig);
+  EXPECT_EQ(lines.start, start);
+  EXPECT_EQ(lines.end, end);
+  EXPECT_EQ(rig.camera->GpsLinesFollow(), follow);
+}
+
+TEST(GpsLines, FollowRegionBinAndFlip) {
+  const StampRig rig;
+  ExpectLines(rig, 0, kSide - 1, true);
+  rig.SetRegion(32, 64);
+  ExpectLines(rig, 32, 95, true);
+  rig.SetRegion(16, 24, 2);
+  ExpectLines(rig, 16, 63, true);
+  ASSERT_EQ(rig.camera->SetControlValue(ORQ_FLIP, 2, false), CTRL_OK);
+  ExpectLines(rig, 16, 63, true);
+  const FrameInfo info = rig.Take();
+  ExpectGps(info, kMade, kMade + 47 * kRow + kExposure);
+}
+
+TEST(GpsLines, ThatAUserChoseStay) {
+  const StampRig rig;
+  rig.SetRegion(32, 64);
+  rig.SetLines(40, 50);
+  ExpectLines(rig, 40, 50, false);
+  rig.SetRegion(16, 64);
+  ExpectLines(rig, 40, 50, false);
+  ASSERT_TRUE(rig.camera->FollowGpsLines(true));
+  ExpectLines(rig, 16, 79, true);
+  // The control chooses, also where it changes nothing.
+  ASSERT_EQ(rig.camera->SetControlValue(ORQ_GPS_END_LINE, 79, false), CTRL_OK);
+  ExpectLines(rig, 16, 79, false);
+  rig.SetRegion(0, 128);
+  ExpectLines(rig, 16, 79, false);
+}
+
+TEST(GpsLines, AreKnownAcrossOpens) {
+  const StampRig rig;
+  rig.SetRegion(32, 64);
+  rig.camera->CloseCamera();
+  ASSERT_TRUE(rig.Open());
+  const FrameRegion region = rig.camera->Region();
+  ExpectLines(rig, region.startY, region.startY + region.height - 1, true);
+  rig.SetLines(40, 50);
+  rig.camera->CloseCamera();
+  ASSERT_TRUE(rig.Open());
+  ExpectLines(rig, 40, 50, false);
+}
+
+TEST(GpsLines, OfAVideoFollowItsNewRegionWithoutLoss) {
+  const StampRig rig;
+  ASSERT_EQ(rig.camera->StartCapture(false), 1);
+  rig.SetRegion(32, 64);
+  for (int i = 0; i < 5; ++i) {
+    FrameInfo info;
+    ASSERT_TRUE(rig.Fetch(info));
+    EXPECT_EQ(info.region.startY, 32);
+    EXPECT_TRUE(HasGpsTimes(info.gps.state)) << static_cast<int>(info.gps.state);
+    EXPECT_EQ(info.gps.latched.startLine, 32);
+    EXPECT_EQ(info.gps.latched.endLine, 95);
+  }
+  rig.camera->StopCapture();
+}
+
+TEST(GpsLines, OfOtherModelsAreLeftAlone) {
+  const VirtualRig rig("k1c");
+  ASSERT_TRUE(rig.Open());
+  for (const LoggedRequest& request : rig.device->Requests()) {
+    const bool write = request.setup.request == wire::kReqWriteFpga;
+    EXPECT_FALSE(write && request.setup.value >= 0x47 && request.setup.value <= 0x4E);
+  }
 }
 
 // A flash of light at an instant that is known: the rows that saw it tell when it came.
-
-constexpr double kFlashSeconds = 100e-6;
 
 struct LitRows {
   int first = -1;
   int last = -1;
 };
+
+constexpr double kFaint = 500;  ///< no noise makes rows differ by that much
 
 LitRows FindLit(const std::vector<std::uint8_t>& frame, const FrameRegion& region) {
   std::vector<double> means;
@@ -316,6 +487,7 @@ LitRows FindLit(const std::vector<std::uint8_t>& frame, const FrameRegion& regio
     means.push_back(sum / region.width);
   }
   const auto [dark, bright] = std::ranges::minmax(means);
+  if (bright - dark < kFaint) return {};
   const double lit = dark + (bright - dark) * 0.005;
   LitRows rows;
   for (int y = 0; y < region.height; ++y) {
@@ -335,15 +507,48 @@ void ExpectFlashFound(const StampRig& rig, UtcTenths flash) {
   const LitRows lit = FindLit(frame, info.region);
   ASSERT_GT(lit.first, 0) << "the flash must begin and end within the frame";
   ASSERT_LT(lit.last, info.region.height - 1);
+  const double top = info.times.rowInterval > 0 ? 0.0 : -(info.region.height - 1) * info.times.rowInterval;
   const auto startOf = [&](int row) {
-    return static_cast<double>(info.times.begin) + row * info.times.rowInterval;
+    return static_cast<double>(info.times.begin) + top + row * info.times.rowInterval;
   };
   const int early = info.times.rowInterval > 0 ? lit.first : lit.last;
   const int late = info.times.rowInterval > 0 ? lit.last : lit.first;
   const double tolerance = std::abs(info.times.rowInterval) + static_cast<double>(info.times.uncertainty);
-  const auto exposure = static_cast<double>(info.exposureUs * 10);
+  const auto exposure = static_cast<double>(static_cast<UtcTenths>(info.exposureUs) * 10);
   EXPECT_NEAR(startOf(early) + exposure, static_cast<double>(flash), tolerance) << "the first row that saw it";
   EXPECT_NEAR(startOf(late), static_cast<double>(flash) + kFlashSeconds * 1e7, tolerance) << "the last one";
+}
+
+// A video whose next latch is always there first shows the flash in one of its frames, mostly a predicted one.
+TEST(FlashInAVideo, IsPlacedByPredictedTimes) {
+  bool predicted = false;
+  EXPECT_TRUE(Eventually([&] {
+    const StampRig rig([](VirtualOptions& options) {
+      options.flash = VirtualFlash{options.gps->start + std::chrono::microseconds(101'960), kFlashSeconds};
+    });
+    EXPECT_TRUE(rig.camera->SetExp(500, false));
+    EXPECT_EQ(rig.camera->StartCapture(false), 1);
+    // Frames follow one another by 2099.2 us; this one comes in the middle of the 49th.
+    const UtcTenths flash = kMade + 1'019'600;
+    std::vector<std::uint8_t> frame = rig.Buffer();
+    FrameInfo info;
+    do {
+      if (rig.camera->GetFrame(frame.data(), static_cast<int>(frame.size()), 30'000, info) == 0) return true;
+    } while (info.times.end < flash - 100'000);
+    // Those around it: the first row that saw it tells when it began, if the frame saw it begin.
+    for (int i = 0; i < 200 && info.times.begin < flash + 100'000; ++i) {
+      const LitRows lit = FindLit(frame, info.region);
+      if (info.gps.state == GpsState::Predicted && lit.first > 0 && lit.last < info.region.height - 1) {
+        predicted = true;
+        const double end = static_cast<double>(info.times.begin) + lit.first * info.times.rowInterval + 5'000;
+        EXPECT_NEAR(end, static_cast<double>(flash), kRow + static_cast<double>(info.times.uncertainty));
+      }
+      if (rig.camera->GetFrame(frame.data(), static_cast<int>(frame.size()), 30'000, info) == 0) return true;
+    }
+    rig.camera->StopCapture();
+    return predicted;
+  }));
+  EXPECT_TRUE(predicted);
 }
 
 class Flash : public testing::TestWithParam<std::int64_t> {

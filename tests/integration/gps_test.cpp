@@ -72,7 +72,7 @@ TEST(GpsTime, TheOffsetCarriesIntoTheNewYear) {
   _ORQ_GPS_DATA start{};
   _ORQ_GPS_DATA end{};
   ASSERT_EQ(rig.camera->GPSGetData(&start, &end), CTRL_OK);
-  EXPECT_EQ(end.Datetime.Year, 2031) << "cut to 131 us: 0.2 us before midnight";
+  EXPECT_EQ(start.Datetime.Year, 2031) << "cut to 131 us: 0.2 us before midnight";
   rig.device->AdvanceTime(0.000'05);
   ASSERT_FALSE(rig.Snap(info).empty());
   ASSERT_EQ(rig.camera->GPSGetData(&start, &end), CTRL_OK);

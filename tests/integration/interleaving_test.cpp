@@ -4,9 +4,15 @@
 #include <atomic>
 #include <cstdlib>
 #include <functional>
+#include <memory>
+#include <mutex>
 #include <new>
+#include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
+#include "support/HeldThread.h"
 #include "support/VirtualRig.h"
 
 namespace {
@@ -71,6 +77,44 @@ TEST(Interleaving, AFailedReconnectDuringACaptureLeavesAUsableObject) {
   EXPECT_TRUE(rig.Open());
   FrameInfo info;
   EXPECT_FALSE(rig.Snap(info).empty());
+}
+
+// A setter tells the device and keeps the value. Were that not one step, two callers could leave the one value in
+// the camera and the other in the object. A change of geometry that waits for the hot-pixel table holds all of
+// them.
+TEST(Interleaving, EverySetterWaitsForTheSequenceOfRegistersUnderWay) {
+  for (const ModelData& model : AllModels()) {
+    if (model.key == "replay") continue;  // plays a file
+    const VirtualRig rig(std::string(model.key).c_str(), {}, 32);
+    ASSERT_TRUE(rig.Open());
+    CModelCamera& camera = *rig.camera;
+    const ControlLimits& range = model.limits;
+    std::vector<std::pair<const char*, std::function<void()>>> setters{
+        {"gain", [&] { camera.SetGain(range.gainMax, false); }},
+        {"offset", [&] { camera.SetBrightness(range.offsetMax); }},
+        {"exposure", [&] { camera.SetExp(12'345, false); }},
+        {"bandwidth", [&] { camera.SetFPSPerc(range.bandwidthMin, false); }},
+    };
+    if (model.colour) setters.emplace_back("white balance", [&] { camera.SetWB(20, 80, false); });
+    {
+      std::unique_lock table(camera.HPCMutex);
+      test::HeldThread change([&] {
+        FrameRegion applied;
+        std::string reason;
+        EXPECT_TRUE(camera.SetRegion({0, 0, 16, 16, 1, ORQ_IMG_RAW8}, applied, reason)) << reason;
+      });
+      EXPECT_TRUE(change.IsHeld());
+      std::vector<std::unique_ptr<test::HeldThread>> threads;
+      for (const auto& setter : setters) threads.push_back(std::make_unique<test::HeldThread>(setter.second));
+      for (std::size_t i = 0; i < setters.size(); ++i) {
+        EXPECT_TRUE(threads[i]->IsHeld()) << model.key << " " << setters[i].first;
+      }
+      table.unlock();
+    }
+    EXPECT_EQ(camera.gain, range.gainMax);
+    EXPECT_EQ(camera.Brightness, range.offsetMax);
+    EXPECT_EQ(camera.exposureUs, 12'345U);
+  }
 }
 
 TEST(Interleaving, AnExposureMayFollowTheOneBeforeWithoutAStop) {

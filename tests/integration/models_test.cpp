@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "link/WireProtocol.h"
+#include "support/Cameras.h"
 #include "support/ParameterModel.h"
 #include "support/VirtualRig.h"
 
@@ -220,11 +221,11 @@ TEST(LineTiming, IsUnknownToModelsWithoutGps) {
 }
 
 TEST(CaptureMode, IsToldToTheFpgaOfTheGpsCameraOnly) {
-  for (const char* key : {"t46c", "k1c"}) {
+  for (const char* key : test::CameraKeys()) {
     const VirtualRig rig(key);
     ASSERT_TRUE(rig.Open());
     ASSERT_EQ(rig.camera->StartCapture(true), 1);
-    EXPECT_EQ(Fpga(rig, wire::kFpgaHostMode), std::string(key) == "t46c" ? 3U : 1U) << key;
+    EXPECT_EQ(Fpga(rig, wire::kFpgaHostMode), FindModel(key)->gps ? 3U : 1U) << key;
     rig.camera->StopCapture();
     ASSERT_EQ(rig.camera->StartCapture(false), 1);
     EXPECT_EQ(Fpga(rig, wire::kFpgaHostMode), 1U) << key;

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "emulation/EmulatedBus.h"
+#include "emulation/bus/EmulatedBus.h"
 #include "link/LibusbPort.h"
 #include "unit/virtual/TestCamera.h"
 #include "virtual/VirtualBus.h"

@@ -5,6 +5,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
+
 #include "link/LibusbPort.h"
 #include "link/ProductIds.h"
 #include "link/WireProtocol.h"
@@ -19,11 +21,25 @@ bool DropPrivileges() {
   return ::getuid() != 0 || (::setgroups(0, nullptr) == 0 && ::setgid(kNobody) == 0 && ::setuid(kNobody) == 0);
 }
 
+/// Starts the frame output, reads the beginning of a frame and is gone without a word.
+[[noreturn]] void Abandon(UsbPort& port) {
+  constexpr unsigned kPatienceMs = 1000;
+  const int told = port.ControlTransfer({kVendorOut, wire::kReqWriteFpga, wire::kFpgaRun, 1, 0}, {}, kPatienceMs);
+  std::atomic<bool> came{false};
+  const auto transfer = port.Pipe().MakeTransfer(16384);
+  transfer->owner = &came;
+  transfer->onComplete = [](BulkTransfer& done) { *static_cast<std::atomic<bool>*>(done.owner) = true; };
+  const UsbError queued = port.Pipe().Submit(*transfer);
+  while (queued == kUsbOk && !came) ::usleep(1000);
+  ::_exit(told == 0 && queued == kUsbOk ? 0 : kBadTask);
+}
+
 }  // namespace
 
 int ActAsOtherProcess(const std::string& task) {
   const bool unprivileged = task == "unprivileged";
-  if ((!unprivileged && task != "claim") || (unprivileged && !DropPrivileges())) {
+  const bool abandon = task == "abandon";
+  if ((!unprivileged && !abandon && task != "claim") || (unprivileged && !DropPrivileges())) {
     return kBadTask;
   }
   const auto port = MakeLibusbPort();
@@ -31,6 +47,7 @@ int ActAsOtherProcess(const std::string& task) {
   int error = port->LastErrorCode();
   if (handle != nullptr) {
     error = port->libusb_claim_interface(handle, wire::kInterface);
+    if (abandon) Abandon(*port);
     port->ReleaseInterface(wire::kInterface);
     port->CloseDevice();
   }

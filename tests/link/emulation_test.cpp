@@ -1,11 +1,18 @@
 // The emulated bus itself, seen by libusb's own calls.
 #include <gmock/gmock.h>
 #include <libusb-1.0/libusb.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstring>
+#include <fstream>
+#include <iterator>
 
 #include "OpenLink.h"
-#include "emulation/BusCommands.h"
-#include "emulation/CameraWords.h"
+#include "emulation/common/CameraWords.h"
+#include "emulation/common/PlugCommands.h"
 #include "support/FakePort.h"
+#include "support/VirtualRig.h"
 
 namespace orq::test {
 namespace {
@@ -167,30 +174,54 @@ TEST(CameraWords, RefuseWhatIsNoCamera) {
 
 TEST_F(Emulation, CommandsUnplugReplugAndStall) {
   PlugAndOpen();
-  EXPECT_EQ(ObeyCommand(door.Bus(), "stall 0").text, "ok");
+  EXPECT_EQ(ObeyCommand(door.Bus().PlugPoints(), "stall 0").text, "ok");
   std::vector<unsigned char> buffer(4096);
   int came = 0;
   EXPECT_EQ(libusb_bulk_transfer(link.usbHandle, 0x81, buffer.data(), 4096, &came, 1000), LIBUSB_ERROR_PIPE);
   EXPECT_EQ(libusb_clear_halt(link.usbHandle, 0x81), LIBUSB_SUCCESS);
   EXPECT_EQ(libusb_bulk_transfer(link.usbHandle, 0x81, buffer.data(), 4096, &came, 50), LIBUSB_ERROR_TIMEOUT);
-  EXPECT_EQ(ObeyCommand(door.Bus(), " unplug  0 ").text, "ok");
+  EXPECT_EQ(ObeyCommand(door.Bus().PlugPoints(), " unplug  0 ").text, "ok");
   EXPECT_FALSE(door.Device(0).Plugged());
-  EXPECT_THAT(ObeyCommand(door.Bus(), "unplug 0").text, ::testing::StartsWith("error: "));
-  EXPECT_THAT(ObeyCommand(door.Bus(), "stall 0").text, ::testing::StartsWith("error: "));
-  EXPECT_EQ(ObeyCommand(door.Bus(), "replug 0").text, "ok");
+  EXPECT_THAT(ObeyCommand(door.Bus().PlugPoints(), "unplug 0").text, ::testing::StartsWith("error: "));
+  EXPECT_THAT(ObeyCommand(door.Bus().PlugPoints(), "stall 0").text, ::testing::StartsWith("error: "));
+  EXPECT_EQ(ObeyCommand(door.Bus().PlugPoints(), "replug 0").text, "ok");
   EXPECT_TRUE(door.Device(0).Plugged());
+}
+
+TEST_F(Emulation, ACommandTellsWhatTheSensorSent) {
+  PlugAndOpen();
+  const std::string path = ::testing::TempDir() + "orq-sent-" + std::to_string(::getpid());
+  EXPECT_THAT(ObeyCommand(door.Bus().PlugPoints(), "sent 0 5 " + path).text, ::testing::StartsWith("error: "));
+  const auto before = std::chrono::system_clock::now();
+  EXPECT_TRUE(link.FPGAStart());
+  EXPECT_TRUE(Eventually([&] { return !camera->SentFrames().empty(); }));
+  EXPECT_TRUE(link.FPGAStop());
+  const SentFrame sent = camera->SentFrames().back();
+  const std::string words = "sent 0 " + std::to_string(sent.header.sequence) + " ";
+  const CommandAnswer answer = ObeyCommand(door.Bus().PlugPoints(), words + path);
+  ASSERT_THAT(answer.text, ::testing::StartsWith("ok "));
+  const std::chrono::microseconds began(std::stoll(answer.text.substr(3)));
+  EXPECT_LT(std::chrono::abs(began - before.time_since_epoch()), std::chrono::seconds(60));
+  std::ifstream file(path, std::ios::binary);
+  const std::vector<char> content((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+  ASSERT_EQ(content.size(), 64U + sent.payload->size());
+  EXPECT_EQ(std::memcmp(content.data(), "ORQF", 4), 0);
+  EXPECT_EQ(std::memcmp(content.data() + 64, sent.payload->data(), sent.payload->size()), 0);
+  EXPECT_THAT(ObeyCommand(door.Bus().PlugPoints(), words + "/no/such/folder/file").text, ::testing::StartsWith("error: "));
+  EXPECT_THAT(ObeyCommand(door.Bus().PlugPoints(), words).text, ::testing::StartsWith("error: "));
+  std::remove(path.c_str());
 }
 
 TEST_F(Emulation, WrongCommandsAreExplained) {
   Plug();
   for (const char* line :
        {"", "unplug", "unplug x", "unplug -1", "unplug 1", "unplug 0 0", "replug", "quit 1", "help"}) {
-    const CommandAnswer answer = ObeyCommand(door.Bus(), line);
+    const CommandAnswer answer = ObeyCommand(door.Bus().PlugPoints(), line);
     EXPECT_THAT(answer.text, ::testing::StartsWith("error: ")) << line;
     EXPECT_FALSE(answer.quit) << line;
   }
   EXPECT_TRUE(door.Device(0).Plugged());
-  EXPECT_TRUE(ObeyCommand(door.Bus(), "quit").quit);
+  EXPECT_TRUE(ObeyCommand(door.Bus().PlugPoints(), "quit").quit);
 }
 
 }  // namespace

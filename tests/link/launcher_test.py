@@ -114,6 +114,42 @@ class Listing(unittest.TestCase):
         self.assertIn("identity_holds = yes", done.stdout)
 
 
+class Rehearsing(unittest.TestCase):
+    """A virtual camera beside one that is plugged in, of the same model and with the same serial number."""
+
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory()
+        self.addCleanup(self.folder.cleanup)
+        self.environment = dict(ENVIRONMENT, XDG_CONFIG_HOME=os.path.join(self.folder.name, "config"),
+                                XDG_STATE_HOME=os.path.join(self.folder.name, "state"), ORQCAM=ORQCAM,
+                                TWIN="virtual:k1c,timescale=0,serial=00112233aabbccdd")
+
+    def run_script(self, script):
+        return subprocess.run([EMULATE, "k1c,timescale=0,serial=00112233aabbccdd", "--", "sh", "-ec", script],
+                              env=self.environment, cwd=self.folder.name, stdout=subprocess.PIPE,
+                              stderr=subprocess.PIPE, text=True, timeout=PATIENCE * 2)
+
+    def test_the_settings_of_the_camera_stay(self):
+        done = self.run_script('"$ORQCAM" set gain=42; "$ORQCAM" -c "$TWIN" set gain=7; '
+                               '"$ORQCAM" -c "$TWIN" set gain=8 > /dev/null; '
+                               '"$ORQCAM" get gain; "$ORQCAM" -c "$TWIN" get gain')
+        self.assertEqual((done.returncode, done.stdout), (0, "Gain = 42\nGain = 7\nGain = 42\nGain = 8\n"), done.stderr)
+
+    def test_the_dark_of_the_camera_stays(self):
+        done = self.run_script('"$ORQCAM" dark take -e 20ms > /dev/null; "$ORQCAM" -c "$TWIN" dark; '
+                               '"$ORQCAM" -c "$TWIN" dark take -e 900ms > /dev/null; '
+                               '"$ORQCAM" -c "$TWIN" dark off > /dev/null; "$ORQCAM" dark')
+        self.assertEqual(done.returncode, 0, done.stderr)
+        self.assertTrue(done.stdout.startswith("applied = no\nkept = none\n"), done.stdout)
+        self.assertIn("exposure = 20000 us", done.stdout)
+        self.assertNotIn("exposure = 900000 us", done.stdout)
+
+    def test_a_thermometer_that_does_not_answer_shows_as_unknown(self):
+        done = run("k1c,refuse=0xB3", "--", ORQCAM, "get", "temperature")
+        self.assertEqual((done.returncode, done.stdout), (1, "Temperature = unknown\n"))
+        self.assertEqual(done.stderr, "orqcam: Temperature is unknown: the thermometer does not answer\n")
+
+
 class Commands(unittest.TestCase):
     def setUp(self):
         self.folder = tempfile.TemporaryDirectory()

@@ -33,14 +33,14 @@ struct PlainFramePath {
     if (!dark.empty()) SubtractDark(frame);
     if (!hotPixels.empty()) RepairHotPixels(frame);
     if (!dark.empty()) RepairDarkPixels(frame);
-    BalanceWhite(frame);
     Bin(frame);
+    if (info.region.format == ORQ_IMG_RGB24 || info.region.format == ORQ_IMG_Y8) BalanceWhite(frame);
     for (long& sample : frame.samples) sample = Curved(frame, sample);
     Flip(frame, info.flipHorizontal, info.flipVertical);
     return Formatted(frame, info.region.format);
   }
 
-  /// The frame that automatic control gets, in host order: corrected, not yet binned.
+  /// The frame that automatic control gets, in host order: corrected and balanced, not yet binned.
   std::vector<long> BeforeBinning(const FrameInfo& info, const Bytes& sent) const {
     Frame frame = Received(info, sent);
     if (!dark.empty()) SubtractDark(frame);

@@ -17,17 +17,31 @@ std::string Shown(ORQ_CONTROL_TYPE id, std::int64_t raw) {
   return ScaledValue(id, raw).dump();
 }
 
-using Reading = std::optional<ControlReading>;
+std::string Shown(ORQ_CONTROL_TYPE id, const ControlReading& reading) {
+  return reading.trouble.empty() ? Shown(id, reading.raw) : "unknown";
+}
 
-Json Describe(const Control& control, const Reading& reading) {
+Json Value(ORQ_CONTROL_TYPE id, const ControlReading& reading) {
+  return reading.trouble.empty() ? ScaledValue(id, reading.raw) : Json(nullptr);
+}
+
+std::string Unknown(const Control& control, const ControlReading& reading) {
+  return control.Name() + " is unknown: " + reading.trouble;
+}
+
+using Reading = std::optional<ControlReading>;
+using Fresh = std::optional<std::int64_t>;
+
+Json Describe(const Control& control, const Reading& reading, const Fresh& fresh) {
   const ORQ_CONTROL_TYPE id = control.id;
   Json json;
   json["name"] = control.Name();
-  json["value"] = reading ? ScaledValue(id, reading->raw) : Json(nullptr);
+  json["value"] = reading ? Value(id, *reading) : Json(nullptr);
+  if (reading && !reading->trouble.empty()) json["trouble"] = reading->trouble;
   json["auto"] = reading && reading->automatic;
   json["min"] = ScaledValue(id, control.caps.minValue);
   json["max"] = ScaledValue(id, control.caps.maxValue);
-  json["default"] = ScaledValue(id, control.caps.defaultValue);
+  json["default"] = fresh ? ScaledValue(id, *fresh) : Json(nullptr);
   json["unit"] = UnitOf(id).unit;
   json["auto_supported"] = control.caps.isAutoSupported == 1;
   json["writable"] = control.caps.isWritable == 1;
@@ -35,18 +49,18 @@ Json Describe(const Control& control, const Reading& reading) {
   return json;
 }
 
-std::vector<std::string> Row(const Control& control, const Reading& reading) {
+std::vector<std::string> Row(const Control& control, const Reading& reading, const Fresh& fresh) {
   const ORQ_CONTROL_TYPE id = control.id;
   const bool canAuto = control.caps.isAutoSupported == 1;
   const std::string unit = UnitOf(id).unit;
   return {control.Name(),
-          reading ? Shown(id, reading->raw) : "-",
+          reading ? Shown(id, *reading) : "-",
           !canAuto                        ? "-"
           : reading && reading->automatic ? "on"
                                           : "off",
           Shown(id, control.caps.minValue),
           Shown(id, control.caps.maxValue),
-          Shown(id, control.caps.defaultValue),
+          fresh ? Shown(id, *fresh) : "-",
           unit.empty() ? "-" : unit,
           control.caps.isWritable == 1 ? "yes" : "no",
           control.caps.description};
@@ -54,12 +68,15 @@ std::vector<std::string> Row(const Control& control, const Reading& reading) {
 
 ExitCode RunControls(const Context& context) {
   Session session(context);
+  const FreshValues defaults(session);
   Table table = {{"name", "value", "auto", "min", "max", "default", "unit", "writable", "description"}};
   Json list = Json::array();
   for (const Control& control : ListControls(session.Camera())) {
     const Reading reading = TryReadControl(session, control);
-    table.push_back(Row(control, reading));
-    list.push_back(Describe(control, reading));
+    const Fresh fresh = defaults.Of(control);
+    table.push_back(Row(control, reading, fresh));
+    list.push_back(Describe(control, reading, fresh));
+    if (reading && !reading->trouble.empty()) Complain(Unknown(control, *reading));
   }
   if (context.json) {
     context.out.Object(list);
@@ -69,20 +86,27 @@ ExitCode RunControls(const Context& context) {
   return kExitOk;
 }
 
-// The values of `controls` as they now are.
+// The values of `controls` as they now are. Throws CliError after that when one is unknown.
 void PrintValues(const Context& context, Session& session, const std::vector<Control>& controls) {
   Json object = Json::object();
+  std::vector<std::string> troubles;
   for (const Control& control : controls) {
     const ControlReading reading = ReadControl(session, control);
-    const std::string unit = UnitOf(control.id).unit;
-    object[control.Name()] = {
-        {"value", ScaledValue(control.id, reading.raw)}, {"unit", unit}, {"auto", reading.automatic}};
+    const std::string unit = reading.trouble.empty() ? UnitOf(control.id).unit : "";
+    Json& entry = object[control.Name()];
+    entry = {
+        {"value", Value(control.id, reading)}, {"unit", UnitOf(control.id).unit}, {"auto", reading.automatic}};
+    if (!reading.trouble.empty()) {
+      entry["trouble"] = reading.trouble;
+      troubles.push_back(Unknown(control, reading));
+    }
     if (!context.json) {
-      context.out.Line(control.Name() + " = " + Shown(control.id, reading.raw) + (unit.empty() ? "" : " " + unit) +
+      context.out.Line(control.Name() + " = " + Shown(control.id, reading) + (unit.empty() ? "" : " " + unit) +
                        (reading.automatic ? " (auto)" : ""));
     }
   }
   if (context.json) context.out.Object(object);
+  if (!troubles.empty()) throw CliError(kExitFailed, Join(troubles));
 }
 
 ExitCode RunGet(const Context& context, const std::vector<std::string>& names) {
@@ -114,10 +138,13 @@ ExitCode RunSet(const Context& context, const std::vector<std::string>& words) {
     controls.push_back(FindControl(session.Camera(), word.substr(0, equals)));
     settings.push_back(ParseSetting(controls.back(), word.substr(equals + 1)));
   }
+  if (session.Strict()) {
+    for (std::size_t i = 0; i < controls.size(); ++i) DemandWithin(controls[i], settings[i]);
+  }
   for (std::size_t i = 0; i < controls.size(); ++i) WriteControl(session, controls[i], settings[i]);
   PrintValues(context, session, controls);
   if (!context.settings) return kExitOk;
-  session.KeepSettings();
+  session.DemandKept();
   for (const Control& control : controls) {
     if (control.id == ORQ_EXPOSURE) TellOfLongExposure(session.Camera().exposureUs);
   }

@@ -18,11 +18,13 @@ using Clock = std::chrono::steady_clock;
 
 constexpr const char* kOnlyWhile =
     "the cooler is on only while orqcam runs and goes off when it ends; to take cooled frames use "
-    "orqcam capture --cool";
+    "orqcam capture --cool, to leave it on for the next command --keep-cooling";
 
 struct CoolerOptions {
   std::string action = "status";
   bool wait = false;
+  bool warm = false;
+  bool keep = false;
   std::string timeout = "1800";
 };
 
@@ -85,35 +87,36 @@ void Hold(const Context& context, Session& session) {
   } while (!WaitForStop(std::chrono::seconds(1)));
 }
 
-// The end of the session switches it off as well, but has nobody to tell when that fails.
-void SwitchOff(Session& session) {
-  if (session.Camera().SetControlValue(ORQ_COOLER_ON, 0, false) == CTRL_OK) return;
-  session.Fail(Format("the camera refuses to switch the cooler off; it does so by itself within %d s",
-                      session.Model().cooler.watchdogSeconds));
-}
-
 ExitCode RunCooler(const Context& context, const CoolerOptions& options) {
   const Wanted wanted = ParseAction(options.action);
   const double timeout = ParseSeconds(options.timeout, "--timeout");
   if (options.wait && wanted.action != Action::On) {
     throw CliError(kExitUsage, "--wait needs a target temperature, as in orqcam cooler -10 --wait");
   }
+  if (options.keep && wanted.action != Action::On) {
+    throw CliError(kExitUsage,
+                   "--keep-cooling needs a target temperature, as in orqcam cooler -10 --wait --keep-cooling");
+  }
+  if (options.warm && wanted.action != Action::Status) {
+    throw CliError(kExitUsage, "--warm switches the cooler off when it is done: give it alone");
+  }
   Session session(context);
   DemandCooler(session);
   if (wanted.action != Action::On) {
-    // A cooler that an earlier program left on was switched off when the camera was opened.
+    if (options.warm) WarmUp(session, timeout);
+    if (wanted.action == Action::Off) SwitchCoolerOff(session);
     Describe(session).Print(context.out, context.json);
     return kExitOk;
   }
-  StartCooler(session, wanted.target);
-  Complain(kOnlyWhile);
+  StartCooler(session, wanted.target, options.keep);
+  if (!options.keep) Complain(kOnlyWhile);
   if (options.wait) {
     AwaitTarget(session, timeout);
     Describe(session).Print(context.out, context.json);
   } else {
     Hold(context, session);
   }
-  SwitchOff(session);
+  if (!options.keep) SwitchCoolerOff(session);
   return kExitOk;
 }
 
@@ -121,13 +124,18 @@ ExitCode RunCooler(const Context& context, const CoolerOptions& options) {
 
 CommandRun AddCoolerCommand(CLI::App& app) {
   CLI::App* command =
-      app.add_subcommand("cooler", "Cool the sensor while orqcam runs; the cooler goes off when it ends");
+      app.add_subcommand("cooler", "Show the cooler, cool the sensor while orqcam runs, warm it up");
   auto options = std::make_shared<CoolerOptions>();
   command
       ->add_option("ACTION", options->action,
                    "status; on or a target in degrees Celsius: cool until Ctrl-C; off: off at once")
       ->default_str("status");
   command->add_flag("--wait", options->wait, "End as soon as the sensor is within 0.2 C of the target");
+  command->add_flag("--warm", options->warm,
+                    "Warm the sensor up at the ramp, 5 C per minute, and switch the cooler off");
+  command->add_flag(
+      "--keep-cooling", options->keep,
+      "Leave the cooler on at the end; without another command the camera switches it off after 255 s");
   command->add_option("--timeout", options->timeout, "Give up waiting after this many seconds")
       ->default_str("1800");
   return [options](const Context& context) { return RunCooler(context, *options); };

@@ -42,7 +42,7 @@ DarkFile ReadFor(const Session& session, const std::string& path) {
 
 void DemandKept(const DarkStore& store) {
   if (!store.HasKept()) {
-    throw CliError(kExitFailed, "no dark is kept for this camera; take one with orqcam dark take");
+    throw CliError(ErrorName::NotFound, "no dark is kept for this camera; take one with orqcam dark take");
   }
 }
 
@@ -66,7 +66,7 @@ ExitCode RunShow(const Context& context) {
   }
   report.Add("kept", store.HasKept() ? Json(store.KeptPath()) : Json());
   report.Print(context.out, context.json);
-  if (!trouble.empty()) throw CliError(kExitFailed, trouble);
+  if (!trouble.empty()) throw CliError(ErrorName::File, trouble);
   if (dark) TellShortExposures(session.Camera());
   return kExitOk;
 }

@@ -21,6 +21,15 @@ constexpr const char* kModelIntroduction[] = {
     "", "## Limits of the models", "",
     "Minimum to maximum and default, where the models differ and for models that have the control.", ""};
 
+constexpr const char* kActions[] = {
+    "", "## What they act on", "",
+    "- `WB_R` and `WB_B`: colour and luminance frames (`rgb24`, `y8`), after binning. Raw frames are delivered as the",
+    "  sensor measured them; their files carry the balance as advice.",
+    "- `Gamma`: all frames. Files say so, and do not state `EGAIN` then.",
+    "- Binning on the host sums 8-bit samples (at most 255) and averages 16-bit ones; in hardware it adds charge",
+    "  (`HardwareBin`). See [models.md](models.md).",
+    "- `Offset`: the black level. By default it leaves room for the noise at the highest gain."};
+
 constexpr const char* kByModel = "by model";
 
 using Cells = std::vector<std::string>;
@@ -122,6 +131,7 @@ void PrintMarkdown(Output& out, const std::vector<const ModelData*>& models, con
     for (const _ORQ_CONTROL_CAPS& caps : entry.caps) cells.push_back(RangeText(caps));
     PrintRow(out, cells);
   }
+  for (const char* line : kActions) out.Line(line);
 }
 
 Json ToJson(const std::vector<const ModelData*>& models, const std::vector<Entry>& entries) {

@@ -19,14 +19,9 @@ namespace {
 
 struct GpsOptions {
   std::vector<std::string> lines;
+  bool follow = false;
   WatchOptions watching;
 };
-
-void DemandGps(Session& session) {
-  if (session.Camera().GPSCheck()) return;
-  if (session.Camera().DeviceLost()) session.Fail("cannot ask the camera");
-  throw CliError(kExitFailed, "this camera has no GPS receiver");
-}
 
 GpsLines DemandLines(Session& session) {
   const std::optional<GpsLines> lines = ReadGpsLines(session.Camera());
@@ -34,9 +29,11 @@ GpsLines DemandLines(Session& session) {
   return *lines;
 }
 
-void AddLines(Report& report, const GpsLines& lines) {
+void AddLines(Report& report, Session& session) {
+  const GpsLines lines = DemandLines(session);
   report.Add("start_line", lines.start);
   report.Add("end_line", lines.end);
+  report.Add("lines_follow_region", session.Camera().GpsLinesFollow());
 }
 
 // A zero-terminated text of the camera's record.
@@ -68,7 +65,7 @@ ExitCode RunStatus(const Context& context) {
   }
   Report report;
   report.Add("version", camera.GPSVer());
-  AddLines(report, DemandLines(session));
+  AddLines(report, session);
   report.Add("fix", result == CTRL_OK);
   if (result == CTRL_OK) {
     AddReading(report, "start", start);
@@ -85,8 +82,11 @@ ExitCode RunStatus(const Context& context) {
   return kExitOk;
 }
 
-// The smallest part of the sensor that holds both lines: quick to take.
-FrameRegion RegionOfLines(const ModelData& model, const GpsLines& lines) {
+// The smallest part of the sensor that holds both lines: quick to take. Lines that follow the region need no more
+// than the smallest there is.
+FrameRegion RegionOfLines(Session& session) {
+  const ModelData& model = session.Model();
+  const GpsLines lines = session.Camera().GpsLinesFollow() ? GpsLines{} : DemandLines(session);
   const RegionRules& rules = model.region;
   const auto [top, bottom] = std::minmax(lines.start, lines.end);
   FrameRegion region;
@@ -105,9 +105,9 @@ class GpsProbe {
   explicit GpsProbe(Session& session) : session_(session), shooter_(session) {
     FrameRegion applied;
     std::string reason;
-    const FrameRegion region = RegionOfLines(session.Model(), DemandLines(session));
+    const FrameRegion region = RegionOfLines(session);
     if (!session.Camera().SetRegion(region, applied, reason)) {
-      throw CliError(kExitFailed, "cannot take a frame of the GPS lines: " + reason);
+      throw CliError(ErrorName::Refused, "cannot take a frame of the GPS lines: " + reason);
     }
     session.Camera().StampFrames(std::chrono::milliseconds(0));
   }
@@ -122,7 +122,7 @@ class GpsProbe {
       case ShotResult::Lost:
         session_.Fail("cannot take a frame for the GPS");
       default:
-        throw CliError(kExitFailed, "cannot take a frame for the GPS: " + shooter_.Reason());
+        throw CliError(ErrorName::Refused, "cannot take a frame for the GPS: " + shooter_.Reason());
     }
   }
 
@@ -145,10 +145,10 @@ ExitCode RunRead(const Context& context) {
   Session session(context);
   DemandGps(session);
   const std::optional<FrameInfo> info = GpsProbe(session).Read();
-  if (!info) throw CliError(kExitFailed, "interrupted");
+  if (!info) throw CliError(ErrorName::Cancelled, "interrupted");
   Describe(*info).Print(context.out, context.json);
   if (HasGpsTime(*info)) return kExitOk;
-  throw CliError(kExitFailed, "no GPS time: " + GpsTrouble(*info));
+  throw CliError(ErrorName::State, "no GPS time: " + GpsTrouble(*info));
 }
 
 ExitCode RunWatch(const Context& context, const GpsOptions& options) {
@@ -178,10 +178,13 @@ void SetLines(Session& session, const GpsLines& wanted) {
   CModelCamera& camera = session.Camera();
   std::string left;
   const int result = SetGpsLines(camera, wanted, left);
-  if (result == CTRL_OK) return;
+  if (result == CTRL_OK) {
+    if (!camera.FollowGpsLines(false)) session.Fail("the GPS lines were set, but move with the region still");
+    return;
+  }
   if (result == CTRL_BAD_LINE) {
-    throw CliError(kExitFailed, Format("lines %d and %d do not both lie on the sensor: its lines are 0 to %d",
-                                       wanted.start, wanted.end, camera.iMaxHeight - 1));
+    throw CliError(ErrorName::Range, Format("lines %d and %d do not both lie on the sensor: its lines are 0 to %d",
+                                            wanted.start, wanted.end, camera.iMaxHeight - 1));
   }
   session.Fail("cannot set the GPS lines (" + left + ")");
 }
@@ -195,6 +198,7 @@ int ParseLine(const std::string& text, const char* what) {
 
 ExitCode RunLines(const Context& context, const GpsOptions& options) {
   if (options.lines.size() == 1) throw CliError(kExitUsage, "give both lines, START and END, or none");
+  if (options.follow && !options.lines.empty()) throw CliError(kExitUsage, "give lines or --follow, not both");
   std::optional<GpsLines> wanted;
   if (!options.lines.empty()) {
     wanted = {ParseLine(options.lines[0], "start line"), ParseLine(options.lines[1], "end line")};
@@ -202,8 +206,9 @@ ExitCode RunLines(const Context& context, const GpsOptions& options) {
   Session session(context);
   DemandGps(session);
   if (wanted) SetLines(session, *wanted);
+  if (options.follow && !session.Camera().FollowGpsLines(true)) session.Fail("cannot set the GPS lines");
   Report report;
-  AddLines(report, DemandLines(session));
+  AddLines(report, session);
   report.Print(context.out, context.json);
   return kExitOk;
 }
@@ -220,6 +225,7 @@ CommandRun AddGpsCommand(CLI::App& app) {
   options->watching.AddTo(*watch);
   CLI::App* lines = command->add_subcommand("lines", "Show or set the sensor lines at which time is taken");
   lines->add_option("START END", options->lines, "First and last line, counted from 0")->expected(0, 2);
+  lines->add_flag("--follow", options->follow, "First and last line of whatever region is taken, as at first");
   for (CLI::App* each : command->get_subcommands({})) each->fallthrough();
   return [options, lines, read, watch](const Context& context) {
     if (lines->parsed()) return RunLines(context, *options);

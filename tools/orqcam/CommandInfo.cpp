@@ -1,9 +1,11 @@
 // orqcam info: what a camera is.
 #include <cstdlib>
+#include <string_view>
 
 #include "Commands.h"
 #include "Frame.h"
 #include "Text.h"
+#include "support/BayerNames.h"
 
 namespace orq::cli {
 
@@ -31,9 +33,8 @@ Json Formats(CModelCamera& camera) {
 }
 
 Json Bayer(const ModelData& model) {
-  constexpr const char* kPatterns[] = {"RGGB", "BGGR", "GRBG", "GBRG"};
-  if (!model.colour || model.bayerPattern < 0 || model.bayerPattern > 3) return nullptr;
-  return kPatterns[model.bayerPattern];
+  const std::string_view name = model.colour ? BayerNameOf(model.bayerPattern) : std::string_view{};
+  return name.empty() ? Json() : Json(name);
 }
 
 void AddRegion(Report& report, const CModelCamera& camera) {

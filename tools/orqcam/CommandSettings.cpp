@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "Commands.h"
+#include "Confirm.h"
 #include "settings/StoredSettings.h"
 #include "support/XmlStore.h"
 
@@ -50,7 +51,7 @@ Json Object(const XmlKey& key) {
 
 void DemandPlace() {
   if (UserConfigDirectory().empty()) {
-    throw CliError(kExitFailed, "there is no place for settings: set HOME or XDG_CONFIG_HOME");
+    throw CliError(ErrorName::File, "there is no place for settings: set HOME or XDG_CONFIG_HOME");
   }
 }
 
@@ -70,7 +71,7 @@ ExitCode RunShow(const Context& context) {
   const std::string chosen = ChosenModel(context);
   std::string trouble;
   const std::vector<XmlKey> keys = ListXmlKeys(kSettingsFile, trouble);
-  if (!trouble.empty()) throw CliError(kExitFailed, trouble);
+  if (!trouble.empty()) throw CliError(ErrorName::File, trouble);
   Json models = Json::object();
   for (const XmlKey& key : keys) {
     if (!key.path.starts_with(kSettingsKeyPrefix)) continue;
@@ -90,13 +91,25 @@ ExitCode RunShow(const Context& context) {
   return kExitOk;
 }
 
-ExitCode RunReset(const Context& context, bool all) {
+struct ResetOptions {
+  bool all = false;
+  bool yes = false;
+};
+
+ExitCode RunReset(const Context& context, const ResetOptions& options) {
+  const bool all = options.all;
   if (all == context.camera.has_value()) {
     throw CliError(kExitUsage, "say whose settings to forget: --camera for one model's, or --all");
   }
-  const std::string key = all ? "software" : kSettingsKeyPrefix + ChosenModel(context);
+  const std::string model = all ? std::string() : ChosenModel(context);
+  const std::string question = "this will forget the settings of " + (all ? "all cameras" : "the " + model);
+  if (!options.yes) {
+    DemandSomebodyToAsk(question);
+    Confirm(question);
+  }
+  const std::string key = all ? "software" : kSettingsKeyPrefix + model;
   std::string trouble;
-  if (!RemoveXmlKey(kSettingsFile, key, trouble)) throw CliError(kExitFailed, trouble);
+  if (!RemoveXmlKey(kSettingsFile, key, trouble)) throw CliError(ErrorName::File, trouble);
   return kExitOk;
 }
 
@@ -108,13 +121,14 @@ CommandRun AddSettingsCommand(CLI::App& app) {
   CLI::App* path = command->add_subcommand("path", "Show where the settings are kept");
   CLI::App* show = command->add_subcommand("show", "Show the settings of all models, or of one camera's model");
   CLI::App* reset = command->add_subcommand("reset", "Forget the settings of one camera's model, or of all");
-  auto all = std::make_shared<bool>(false);
-  reset->add_flag("--all", *all, "The settings of all models");
+  auto options = std::make_shared<ResetOptions>();
+  reset->add_flag("--all", options->all, "The settings of all models");
+  reset->add_flag("--yes", options->yes, "Do not ask");
   for (CLI::App* each : {path, show, reset}) each->fallthrough();
-  return [all, path, show](const Context& context) {
+  return [options, path, show](const Context& context) {
     DemandPlace();
     if (path->parsed()) return RunPath(context);
-    return show->parsed() ? RunShow(context) : RunReset(context, *all);
+    return show->parsed() ? RunShow(context) : RunReset(context, *options);
   };
 }
 

@@ -6,6 +6,7 @@
 #include "Commands.h"
 #include "Cooling.h"
 #include "Corrections.h"
+#include "CounterReport.h"
 #include "FrameTime.h"
 #include "Shooter.h"
 #include "Signals.h"
@@ -29,6 +30,7 @@ struct StreamOptions {
   AutoSettings automatic;
   std::string seconds;  ///< empty: no limit
   std::string frames;   ///< empty: no limit
+  bool reconnect = false;
 };
 
 struct Limits {
@@ -60,16 +62,29 @@ double Rounded(double value) {
   return static_cast<double>(static_cast<std::int64_t>(value * 100.0 + 0.5)) / 100.0;
 }
 
+// What was counted since the stream began, over all reconnects.
+class Totals {
+ public:
+  explicit Totals(CModelCamera& camera) : camera_(camera) {}
+  StreamCounters Read() const { return Total(before_, camera_.Counters()); }
+  /// The next capture begins to count anew.
+  void Bank() { before_ = Read(); }
+
+ private:
+  CModelCamera& camera_;
+  StreamCounters before_;
+};
+
 // Prints a line whenever a second has passed.
 class SecondLines {
  public:
-  SecondLines(const Context& context, CModelCamera& camera, const AutoControl& automatic)
-      : context_(context), camera_(camera), automatic_(automatic) {}
+  SecondLines(const Context& context, const Totals& totals, const AutoControl& automatic)
+      : context_(context), totals_(totals), automatic_(automatic) {}
 
   void Tick(std::uint64_t frames) {
     const auto now = Clock::now();
     if (now - last_ < std::chrono::seconds(1)) return;
-    const StreamCounters counters = camera_.Counters();
+    const StreamCounters counters = totals_.Read();
     const double span = Seconds(now - last_);
     const double fps = Rounded(static_cast<double>(frames - frames_) / span);
     const double rate = Rounded(static_cast<double>(counters.bytes - bytes_) / kBytesPerMegabyte / span);
@@ -98,7 +113,7 @@ class SecondLines {
   }
 
   const Context& context_;
-  CModelCamera& camera_;
+  const Totals& totals_;
   const AutoControl& automatic_;
   Clock::time_point start_ = Clock::now();
   Clock::time_point last_ = start_;
@@ -108,16 +123,18 @@ class SecondLines {
 
 struct StreamRun {
   std::uint64_t frames = 0;
+  std::uint64_t reconnects = 0;
   double seconds = 0.0;
   ShotResult end = ShotResult::Good;
   std::string reason;
 };
 
-StreamRun Watch(const Context& context, Session& session, const Limits& limits, const AutoControl& automatic) {
+StreamRun Watch(const Context& context, Session& session, const Limits& limits, bool reconnect,
+                const AutoControl& automatic, Totals& totals) {
   StreamRun run;
   session.Camera().StampFrames(kGpsEvery);
   VideoShooter shooter(session);
-  SecondLines lines(context, session.Camera(), automatic);
+  SecondLines lines(context, totals, automatic);
   Frame frame;
   const auto start = Clock::now();
   const auto limit = std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(limits.seconds));
@@ -134,7 +151,13 @@ StreamRun Watch(const Context& context, Session& session, const Limits& limits, 
     if (limits.seconds > 0.0) {
       wait = std::min(wait, std::chrono::ceil<std::chrono::milliseconds>(limit - elapsed));
     }
-    const ShotResult result = shooter.TakeWithin(frame, wait);
+    ShotResult result = shooter.TakeWithin(frame, wait);
+    if (result == ShotResult::Lost && reconnect) {
+      if (!session.Reconnect()) continue;  // the user asked to stop
+      totals.Bank();
+      ++run.reconnects;
+      result = shooter.Resume() ? ShotResult::Failed : ShotResult::Ended;
+    }
     if (result == ShotResult::Good) {
       ++run.frames;
       gps.Look(frame.info);
@@ -151,39 +174,13 @@ StreamRun Watch(const Context& context, Session& session, const Limits& limits, 
   return run;
 }
 
-void AddCounters(Report& report, const StreamCounters& counters) {
-  report.Add("started", counters.started, "frames");
-  report.Add("completed", counters.completed, "frames");
-  report.Add("failed", counters.failed, "frames");
-  report.Add("dropped", counters.dropped, "frames");
-  report.Add("aborted", counters.aborted, "frames");
-  report.Add("filling", counters.filling, "frames");
-  report.Add("failed_short", counters.failedShort, "frames");
-  report.Add("failed_oversize", counters.failedOversize, "frames");
-  report.Add("failed_marks", counters.failedMarks, "frames");
-  report.Add("failed_sequence", counters.failedSequence, "frames");
-  report.Add("failed_stalled", counters.failedStalled, "frames");
-  report.Add("failed_transport", counters.failedTransport, "frames");
-  report.Add("failed_timed_out", counters.failedTimedOut, "frames");
-  report.Add("lost", counters.lost, "frames");
-  report.Add("overwritten", counters.overwritten, "frames");
-  report.Add("bytes", counters.bytes);
-  report.Add("bytes_discarded", counters.bytesDiscarded);
-  report.Add("submit_retries", counters.submitRetries);
-  report.Add("halts_cleared", counters.haltsCleared);
-  report.Add("resyncs", counters.resyncs);
-  report.Add("in_flight", counters.inFlight, "transfers");
-  report.Add("in_flight_max", counters.inFlightMax, "transfers");
-  report.Add("longest_gap", counters.longestGapUs, "us");
-  report.Add("identity_holds", counters.IdentityHolds());
-}
-
 void ReportEnd(const Context& context, const StreamRun& run, const StreamCounters& counters) {
   Report report;
   report.Add("seconds", Rounded(run.seconds));
   report.Add("delivered", run.frames, "frames");
   report.Add("fps", Rounded(static_cast<double>(run.frames) / run.seconds));
   report.Add("rate", Rounded(static_cast<double>(counters.bytes) / kBytesPerMegabyte / run.seconds), "MB/s");
+  if (run.reconnects != 0) report.Add("reconnects", run.reconnects);
   AddCounters(report, counters);
   if (!context.json) return report.Print(context.out, false);
   Json object = {{"final", true}};
@@ -203,26 +200,28 @@ ExitCode RunStream(const Context& context, const StreamOptions& options) {
   options.cooling.Apply(session);
   const AutoControl automatic(session, options.automatic);
   corrections.TellDifferences();
-  const StreamRun run = Watch(context, session, limits, automatic);
-  const StreamCounters counters = session.Camera().Counters();
+  Totals totals(session.Camera());
+  const StreamRun run = Watch(context, session, limits, options.reconnect, automatic, totals);
+  const StreamCounters counters = totals.Read();
   ReportEnd(context, run, counters);
   if (run.end == ShotResult::Lost) throw CliError(kExitCameraLost, "the camera was lost; check its cable");
-  if (run.end == ShotResult::Ended) throw CliError(kExitFailed, run.reason);
+  if (run.end == ShotResult::Ended) throw CliError(ErrorName::Refused, run.reason);
   if (!counters.IdentityHolds()) {
-    throw CliError(kExitFailed, "the counters contradict each other; please report this with the output above");
+    throw CliError(ErrorName::Internal,
+                   "the counters contradict each other; please report this with the output above");
   }
   // Without a limit Ctrl-C is how a stream ends.
-  if (run.end == ShotResult::Interrupted && !unlimited) throw CliError(kExitFailed, "interrupted");
+  if (run.end == ShotResult::Interrupted && !unlimited) throw CliError(ErrorName::Cancelled, "interrupted");
   if (run.frames == 0 && run.end == ShotResult::Good) {
     const int mode = session.Camera().camMode;
     if (mode != 0 && !IsSoftwareTriggered(mode) && counters.started == 0) {
-      throw CliError(kExitFailed, Format("no trigger came in %g s", Rounded(run.seconds)));
+      throw CliError(ErrorName::Timeout, Format("no trigger came in %g s", Rounded(run.seconds)));
     }
     // A frame that came was not good, however short the time was.
     const std::chrono::duration<double> limit = session.Camera().FrameTimeLimit();
     const bool tooShort = counters.failed == 0 && run.seconds < limit.count();
     throw CliError(
-        kExitFailed,
+        tooShort ? ErrorName::Timeout : ErrorName::Refused,
         tooShort
             ? Format("no frame arrived yet; one like this may take up to %.1f s: stream for longer", limit.count())
             : Format("the camera sent no good frame in %g s; see the counters above", Rounded(run.seconds)));
@@ -241,6 +240,8 @@ CommandRun AddStreamCommand(CLI::App& app) {
   options->automatic.AddTo(*command);
   command->add_option("-s,--seconds", options->seconds, "Stop after this time (default: at Ctrl-C)");
   command->add_option("-n,--frames", options->frames, "Stop after this many frames");
+  command->add_flag("--reconnect", options->reconnect,
+                    "After an unplug wait for the same camera and go on with the same settings");
   return [options](const Context& context) { return RunStream(context, *options); };
 }
 

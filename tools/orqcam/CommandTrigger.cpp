@@ -43,19 +43,17 @@ void ReportFrame(const Context& context, std::int64_t number, const FrameInfo& i
   context.out.Flush();
 }
 
-ExitCode Explain(ShotResult result, const std::string& reason, const std::string& tally) {
+// Throws CliError when the frames did not all come.
+void Explain(ShotResult result, const std::string& reason, const std::string& tally) {
   switch (result) {
     case ShotResult::Good:
-      return kExitOk;
+      return;
     case ShotResult::Interrupted:
-      Complain("interrupted: " + tally);
-      return kExitFailed;
+      throw CliError(ErrorName::Cancelled, "interrupted: " + tally);
     case ShotResult::Lost:
-      Complain("the camera was lost; check its cable: " + tally);
-      return kExitCameraLost;
+      throw CliError(ErrorName::Lost, "the camera was lost; check its cable: " + tally);
     default:
-      Complain(reason + ": " + tally);
-      return kExitFailed;
+      throw CliError(ErrorName::Timeout, reason + ": " + tally);
   }
 }
 
@@ -70,7 +68,8 @@ ExitCode RunTrigger(const Context& context, const TriggerCommandOptions& options
   Session session(context);
   options.settings.Apply(session);
   std::int64_t frames = 0;
-  ExitCode code = kExitOk;
+  ShotResult result = ShotResult::Good;
+  std::string reason;
   {
     // A running video listens between the frames, too: no external trigger is lost to a stop and a start.
     session.Camera().StampFrames(std::chrono::milliseconds(0));
@@ -79,7 +78,6 @@ ExitCode RunTrigger(const Context& context, const TriggerCommandOptions& options
     if (patience) shooter.SetTriggerPatience(*patience);
     Frame frame;
     std::optional<std::int64_t> previousUs;
-    ShotResult result = ShotResult::Good;
     while (frames < count && result == ShotResult::Good) {
       result = shooter.Take(frame, 0, 0);
       if (result != ShotResult::Good) break;
@@ -87,9 +85,7 @@ ExitCode RunTrigger(const Context& context, const TriggerCommandOptions& options
       gps.Look(frame.info);
       previousUs = frame.info.times.begin / kTenthsPerMicrosecond;
     }
-    code =
-        Explain(result, shooter.Reason(),
-                Format("%lld of %lld frames came", static_cast<long long>(frames), static_cast<long long>(count)));
+    reason = shooter.Reason();
   }
   const StreamCounters counters = session.Camera().Counters();
   Report report;
@@ -97,7 +93,9 @@ ExitCode RunTrigger(const Context& context, const TriggerCommandOptions& options
   report.Add("failed", counters.failed);
   report.Add("lost", counters.lost + counters.dropped + counters.overwritten);
   report.Print(context.out, context.json);
-  return code;
+  Explain(result, reason,
+          Format("%lld of %lld frames came", static_cast<long long>(frames), static_cast<long long>(count)));
+  return kExitOk;
 }
 
 }  // namespace

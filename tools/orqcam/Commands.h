@@ -31,6 +31,7 @@ CommandRun AddSerialCommand(CLI::App& app);
 CommandRun AddFlashCommand(CLI::App& app);
 CommandRun AddHotPixelsCommand(CLI::App& app);
 CommandRun AddSettingsCommand(CLI::App& app);
+CommandRun AddProfileCommand(CLI::App& app);
 CommandRun AddTempCommand(CLI::App& app);
 CommandRun AddCoolerCommand(CLI::App& app);
 CommandRun AddFanCommand(CLI::App& app);
@@ -42,5 +43,7 @@ CommandRun AddSensorIdCommand(CLI::App& app);
 CommandRun AddGpsCommand(CLI::App& app);
 CommandRun AddDarkCommand(CLI::App& app);
 CommandRun AddDumpControlsCommand(CLI::App& app);
+CommandRun AddReportCommand(CLI::App& app);
+CommandRun AddHelpCommand(CLI::App& app);
 
 }  // namespace orq::cli

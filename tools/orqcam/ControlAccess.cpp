@@ -1,10 +1,14 @@
 #include "ControlAccess.h"
 
+#include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
 
 #include "Text.h"
 #include "Units.h"
+#include "models/Cooler.h"
+#include "support/XmlStore.h"
 
 namespace orq::cli {
 
@@ -35,21 +39,34 @@ std::int64_t ParseTenths(const Control& control, std::string_view text) {
   return std::llround(number * UnitOf(control.id).scale);
 }
 
+// What the program keeps no value of: the camera's state after power-up is the catalogue's default.
+bool IsHeldByDevice(ORQ_CONTROL_TYPE id) {
+  constexpr std::array kHeld = {ORQ_FAN_ON,        ORQ_FAN_SPEED_ADJUST, ORQ_POWER_LED_BRIGHT,
+                                ORQ_USB_HUB_RESET, ORQ_GPS_START_LINE,   ORQ_GPS_END_LINE};
+  return std::ranges::find(kHeld, id) != kHeld.end();
+}
+
+std::unique_ptr<CModelCamera> MakeWithoutSettings(const Session& session) {
+  EnableXmlStore(false);
+  auto camera = std::make_unique<CModelCamera>(session.Model());
+  EnableXmlStore(session.UsesSettings());
+  return camera;
+}
+
+// Which limit `raw` is beyond, in words; nothing when it is within both.
+std::optional<std::string> Beyond(const Control& control, std::int64_t raw) {
+  const bool below = raw < control.caps.minValue;
+  if (!below && raw <= control.caps.maxValue) return std::nullopt;
+  return control.Name() + " " + ValueText(control, raw) +
+         (below ? " is below the minimum " + ValueText(control, control.caps.minValue)
+                : " is above the maximum " + ValueText(control, control.caps.maxValue));
+}
+
 std::int64_t Clamped(const Control& control, std::int64_t raw) {
-  std::int64_t limit = raw;
-  const char* where = nullptr;
-  if (raw < control.caps.minValue) {
-    limit = control.caps.minValue;
-    where = "below the minimum";
-  } else if (raw > control.caps.maxValue) {
-    limit = control.caps.maxValue;
-    where = "above the maximum";
-  }
-  if (where != nullptr) {
-    const std::string limitText = ValueText(control, limit);
-    Complain(control.Name() + " " + ValueText(control, raw) + " is " + where + " " + limitText + ": set to " +
-             limitText);
-  }
+  const auto beyond = Beyond(control, raw);
+  if (!beyond) return raw;
+  const auto limit = std::clamp<std::int64_t>(raw, control.caps.minValue, control.caps.maxValue);
+  Complain(*beyond + ": set to " + ValueText(control, limit));
   return limit;
 }
 
@@ -103,7 +120,7 @@ Control FindControl(CModelCamera& camera, std::string_view name) {
     _ORQ_CONTROL_CAPS caps{};
     camera.GetCtrllCaps(static_cast<ORQ_CONTROL_TYPE>(id), &caps);
     if (Lower(caps.name) == wanted) {
-      throw CliError(kExitFailed,
+      throw CliError(ErrorName::Unsupported,
                      std::string(caps.name) + " is not supported by this camera; it has " + NamesOf(camera));
     }
   }
@@ -116,7 +133,28 @@ Control FindControl(CModelCamera& camera, ORQ_CONTROL_TYPE id) {
   return FindControl(camera, caps.name);
 }
 
+FreshValues::FreshValues(Session& session) : camera_(MakeWithoutSettings(session)) {
+  if (session.Camera().usb3Host != 0) camera_->bandwidthPerc = camera_->usb3Bandwidth.Load();
+}
+
+FreshValues::~FreshValues() = default;
+
+std::optional<std::int64_t> FreshValues::Of(const Control& control) const {
+  if (control.caps.isWritable == 0) return std::nullopt;
+  // The lines of the GPS follow the region, which is the whole sensor at first.
+  if (control.id == ORQ_GPS_END_LINE) return control.caps.maxValue;
+  long value = 0;
+  if (!IsHeldByDevice(control.id) && camera_->GetControlValue(control.id, &value, nullptr) == CTRL_OK)
+    return value;
+  return std::clamp<std::int64_t>(control.caps.defaultValue, control.caps.minValue, control.caps.maxValue);
+}
+
 std::optional<ControlReading> TryReadControl(Session& session, const Control& control) {
+  // The camera repeats the last temperature then, which at first is 0.
+  if (control.id == ORQ_TEMPERATURE && !ThermometerAnswers(session.Camera())) {
+    if (session.Camera().DeviceLost()) session.Fail("cannot read " + control.Name());
+    return ControlReading{.trouble = "the thermometer does not answer"};
+  }
   long value = 0;
   ORQ_BOOL automatic = 0;
   const int result = session.Camera().GetControlValue(control.id, &value, &automatic);
@@ -127,7 +165,7 @@ std::optional<ControlReading> TryReadControl(Session& session, const Control& co
 
 ControlReading ReadControl(Session& session, const Control& control) {
   const auto reading = TryReadControl(session, control);
-  if (!reading) throw CliError(kExitFailed, control.Name() + " is not supported by this camera");
+  if (!reading) throw CliError(ErrorName::Unsupported, control.Name() + " is not supported by this camera");
   return *reading;
 }
 
@@ -140,17 +178,23 @@ ControlSetting ParseSetting(const Control& control, std::string_view text) {
   return {ParseInteger(text, control.Name()), false};
 }
 
+void DemandWithin(const Control& control, const ControlSetting& setting) {
+  if (setting.automatic) return;
+  if (const auto beyond = Beyond(control, setting.raw)) throw CliError(ErrorName::Range, *beyond);
+}
+
 void WriteControl(Session& session, const Control& control, const ControlSetting& setting) {
-  if (control.caps.isWritable == 0) throw CliError(kExitFailed, control.Name() + " is read-only");
+  if (control.caps.isWritable == 0) throw CliError(ErrorName::Unsupported, control.Name() + " is read-only");
   if (setting.automatic && control.caps.isAutoSupported == 0) {
-    throw CliError(kExitFailed, control.Name() + " cannot be automatic; give a value from " +
-                                    ValueText(control, control.caps.minValue) + " to " +
-                                    ValueText(control, control.caps.maxValue));
+    throw CliError(ErrorName::Unsupported, control.Name() + " cannot be automatic; give a value from " +
+                                               ValueText(control, control.caps.minValue) + " to " +
+                                               ValueText(control, control.caps.maxValue));
   }
+  if (session.Strict()) DemandWithin(control, setting);
   const std::int64_t raw = setting.automatic ? ReadControl(session, control).raw : Clamped(control, setting.raw);
   const int result = session.Camera().SetControlValue(control.id, static_cast<long>(raw), setting.automatic);
   if (result == CTRL_NOT_SUPPORTED) {
-    throw CliError(kExitFailed, control.Name() + " is not supported by this camera");
+    throw CliError(ErrorName::Unsupported, control.Name() + " is not supported by this camera");
   }
   if (result != CTRL_OK) session.Fail("the camera refused " + control.Name() + " " + ValueText(control, raw));
 }

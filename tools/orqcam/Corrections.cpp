@@ -80,7 +80,6 @@ void TellShortExposures(const CModelCamera& camera) {
 
 Corrections::Corrections(Session& session, const CorrectionOptions& options, bool chosen) : session_(session) {
   CModelCamera& camera = session.Camera();
-  session.FreezeDarkSetting();
   camera.UsingDark(false);
   if (options.dark) {
     UseDark(*options.dark);
@@ -110,7 +109,7 @@ void Corrections::UseDark(const std::string& path) {
   if (!dark.trouble.empty()) Complain(dark.trouble);
   const QuietBelow quiet;
   if (camera.LoadBMPFromFile(path.c_str()) != kDarkLoaded) {
-    throw CliError(kExitFailed, "cannot load the dark '" + path + "'");
+    throw CliError(ErrorName::File, "cannot load the dark '" + path + "'");
   }
   name_ = std::filesystem::path(path).filename().string();
   description_ = std::move(dark.description);

@@ -28,7 +28,7 @@ DarkDescription PresentSettings(Session& session);
 /// Says on standard error when automatic exposure leaves frames without the dark.
 void TellShortExposures(const CModelCamera& camera);
 
-/// The corrections of one run, until the session ends. The settings that it keeps know nothing of the dark in use.
+/// The corrections of one run, until the session ends.
 class Corrections {
  public:
   /// Switches them on. `chosen`: the user's choice counts (not for `--no-settings`, nor for frames that are to be

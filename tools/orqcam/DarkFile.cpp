@@ -1,6 +1,5 @@
 #include "DarkFile.h"
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -34,22 +33,8 @@ constexpr int kFormat = 1;
 constexpr std::size_t kLargestDescription = std::size_t{64} << 10;
 constexpr std::size_t kLargestDark = std::size_t{1} << 30;
 
-// An errno, or 0 with the whole file in `bytes`. Waits for nothing: only for regular files.
-int ReadWhole(const std::string& path, std::size_t atMost, std::vector<std::uint8_t>& bytes) {
-  struct stat status {};
-  if (stat(path.c_str(), &status) != 0) return errno;
-  if (S_ISDIR(status.st_mode)) return EISDIR;
-  if (!S_ISREG(status.st_mode)) return EINVAL;
-  if (static_cast<std::uintmax_t>(status.st_size) > atMost) return EFBIG;
-  errno = 0;
-  std::ifstream file(path, std::ios::binary);
-  if (!file) return errno != 0 ? errno : EIO;
-  bytes.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-  return file.bad() ? EIO : 0;
-}
-
 [[noreturn]] void NoDark(const std::string& path, const std::string& why) {
-  throw CliError(kExitFailed, "'" + path + "' is no dark: " + why);
+  throw CliError(ErrorName::File, "'" + path + "' is no dark: " + why);
 }
 
 template <class Header>
@@ -148,7 +133,7 @@ bool ParseDescription(const Json& json, DarkDescription& description, std::strin
 void ReadDescription(const std::string& path, DarkFile& dark) {
   std::vector<std::uint8_t> bytes;
   const std::string name = DescriptionPath(path);
-  const int error = ReadWhole(name, kLargestDescription, bytes);
+  const int error = ReadWholeFile(name, kLargestDescription, bytes);
   if (error == ENOENT) return;
   DarkDescription description;
   std::string sum;
@@ -181,7 +166,7 @@ DarkFile MakeDarkFile(CModelCamera& camera, DarkDescription description) {
   append(GreyBmpPalette());
   {
     const std::scoped_lock lock(camera.DarkAccumMutex);
-    if (!camera.pDarkFull) throw CliError(kExitFailed, "the camera has no dark");
+    if (!camera.pDarkFull) throw CliError(ErrorName::State, "the camera has no dark");
     append(std::span<const std::uint8_t>(
         camera.pDarkFull.get(), static_cast<std::size_t>(dark.width) * static_cast<std::size_t>(dark.height)));
   }
@@ -193,8 +178,8 @@ DarkFile MakeDarkFile(CModelCamera& camera, DarkDescription description) {
 
 DarkFile ReadDarkFile(const std::string& path) {
   DarkFile dark;
-  const int error = ReadWhole(path, kLargestDark, dark.bytes);
-  if (error != 0) throw CliError(kExitFailed, "cannot read the dark '" + path + "': " + std::strerror(error));
+  const int error = ReadWholeFile(path, kLargestDark, dark.bytes);
+  if (error != 0) throw CliError(ErrorName::File, "cannot read the dark '" + path + "': " + std::strerror(error));
   JudgeDark(path, dark);
   ReadDescription(path, dark);
   return dark;
@@ -202,8 +187,9 @@ DarkFile ReadDarkFile(const std::string& path) {
 
 void DemandGeometry(const CModelCamera& camera, const DarkFile& dark, const std::string& path) {
   if (dark.width == camera.iMaxWidth && dark.height == camera.iMaxHeight) return;
-  throw CliError(kExitFailed, Format("the dark '%s' has %d x %d pixels, the camera's sensor %d x %d", path.c_str(),
-                                     dark.width, dark.height, camera.iMaxWidth, camera.iMaxHeight));
+  throw CliError(ErrorName::Range,
+                 Format("the dark '%s' has %d x %d pixels, the camera's sensor %d x %d", path.c_str(), dark.width,
+                        dark.height, camera.iMaxWidth, camera.iMaxHeight));
 }
 
 void DemandDarkName(const std::string& path) {

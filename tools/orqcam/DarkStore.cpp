@@ -20,11 +20,12 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kDirectory = "darks";
+constexpr const char* kVirtualPrefix = "virtual-";  // before the name of the camera's own directory
 constexpr const char* kKeptName = "dark.bmp";
 constexpr const char* kChoiceName = "applied";  // holds the path of the dark, as it stands
 
 [[noreturn]] void Fail(const std::string& what, const std::string& path, int error) {
-  throw CliError(kExitFailed, what + " '" + path + "': " + std::strerror(error));
+  throw CliError(ErrorName::File, what + " '" + path + "': " + std::strerror(error));
 }
 
 }  // namespace
@@ -33,8 +34,9 @@ DarkStore::DarkStore(Session& session) {
   const std::string state = StateDirectory();
   if (state.empty()) return;
   const std::string serial = session.Serial();
+  const std::string name = serial.empty() ? std::string(session.Model().key) : serial;
   const fs::path directory =
-      fs::path(state) / kDirectory / (serial.empty() ? std::string(session.Model().key) : serial);
+      fs::path(state) / kDirectory / ((session.Model().isVirtual ? kVirtualPrefix : "") + name);
   directory_ = directory.string();
   kept_ = (directory / kKeptName).string();
   choice_ = (directory / kChoiceName).string();
@@ -47,7 +49,7 @@ bool DarkStore::HasKept() const {
 
 void DarkStore::DemandPlace() const {
   if (directory_.empty()) {
-    throw CliError(kExitFailed, "there is no place for darks: set HOME or XDG_STATE_HOME");
+    throw CliError(ErrorName::File, "there is no place for darks: set HOME or XDG_STATE_HOME");
   }
   std::error_code error;
   fs::create_directories(directory_, error);
@@ -64,7 +66,7 @@ std::string DarkStore::Chosen() const {
   }
   std::string path{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
   if (file.bad() || path.empty() || path.front() != '/' || path.find('\0') != std::string::npos) {
-    throw CliError(kExitFailed, "'" + choice_ + "' is damaged; choose again with orqcam dark use or dark off");
+    throw CliError(ErrorName::File, "'" + choice_ + "' is damaged; choose again with orqcam dark use or dark off");
   }
   return path;
 }

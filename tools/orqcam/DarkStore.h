@@ -7,7 +7,8 @@
 
 namespace orq::cli {
 
-/// The place of one camera's dark (by serial number; by model for cameras without one) and of the user's choice.
+/// The place of one camera's dark (by serial number; by model for cameras without one; virtual cameras apart) and
+/// of the user's choice.
 class DarkStore {
  public:
   explicit DarkStore(Session& session);

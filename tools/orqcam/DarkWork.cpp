@@ -27,7 +27,10 @@ void Demand(Session& session, const DarkOutcome& outcome) {
   if (outcome.result == DarkResult::CameraFailed && session.Camera().DeviceLost()) {
     throw CliError(kExitCameraLost, outcome.reason + "; check the camera's cable");
   }
-  throw CliError(kExitFailed, outcome.reason);
+  throw CliError(outcome.result == DarkResult::Cancelled      ? ErrorName::Cancelled
+                 : outcome.result == DarkResult::CameraFailed ? ErrorName::Refused
+                                                              : ErrorName::State,
+                 outcome.reason);
 }
 
 }  // namespace

@@ -67,7 +67,7 @@ class MemoryFits {
     if (status_ != 0) {
       char reason[FLEN_STATUS] = "";
       fits_get_errstatus(status_, reason);
-      throw CliError(kExitFailed, std::string("cannot make the FITS file: ") + reason);
+      throw CliError(ErrorName::File, std::string("cannot make the FITS file: ") + reason);
     }
     const auto* first = static_cast<const std::uint8_t*>(memory_);
     return {first, first + static_cast<std::size_t>(end)};
@@ -97,16 +97,26 @@ class MemoryFits {
 
 constexpr double kTenthsPerSecond = 1e7;
 constexpr int kRowTimeDigits = 9;
+constexpr int kAllDigits = 17;  // as many as a double has
 constexpr int kSiteDigits = 8;  // angles are known in single precision
 
-void WriteTimes(MemoryFits& fits, const FrameInfo& info) {
+void WriteTimes(MemoryFits& fits, const FrameInfo& info, const std::optional<ClockState>& clock) {
   const RowTimes& times = info.times;
-  fits.Text("DATE-OBS", FrameUtc(info, times.begin), "exposure of first row starts");
-  fits.Text("DATE-END", FrameUtc(info, times.end), "exposure of last row ends");
+  fits.Text("DATE-OBS", FrameUtc(info, times.begin), "exposure of first row read out starts");
+  fits.Text("DATE-END", FrameUtc(info, times.end), "exposure of last row read out ends");
+  fits.Text("DATE-AVG", FrameUtc(info, MiddleOf(info)), "middle of DATE-OBS and DATE-END");
+  fits.Real("MJD-OBS", ModifiedJulianDate(times.begin), "[d] DATE-OBS as modified Julian date", kAllDigits);
   fits.Text("TIMESYS", "UTC", "time scale of DATE-OBS and DATE-END");
   fits.Text("TIMESRC", TimeSource(info), "clock behind DATE-OBS and DATE-END");
   fits.Real("TIMEUNC", static_cast<double>(times.uncertainty) / kTenthsPerSecond,
             "[s] uncertainty of DATE-OBS and DATE-END");
+  if (clock) {
+    fits.Logical("CLKSYNC", clock->synchronised, "the computer's clock is synchronised");
+    if (clock->synchronised) {
+      fits.Real("CLKERR", static_cast<double>(clock->maxErrorUs) / 1e6,
+                "[s] its largest error, as the kernel says");
+    }
+  }
   if (HasGpsTime(info)) {
     fits.Real("ROWTIME", times.rowInterval / kTenthsPerSecond, "[s] from the start of one row to the next",
               kRowTimeDigits);
@@ -135,7 +145,7 @@ void WriteGps(MemoryFits& fits, const FrameInfo& info, std::span<const Keyword> 
     fits.Integer("GPSLINE1", gps.latched.startLine, "sensor line at which time is taken, from 0");
     fits.Integer("GPSLINE2", gps.latched.endLine, "second line at which time is taken");
   }
-  if (gps.state != GpsState::Fix) return;
+  if (!HasGpsTimes(gps.state)) return;
   fits.Text("GPSUTC1", FrameUtc(info, gps.latched.start), "start of exposure of line GPSLINE1");
   fits.Text("GPSUTC2", FrameUtc(info, gps.latched.end), "start of exposure of line GPSLINE2");
   fits.Integer("GPSSATS", gps.satellites, "satellites in use");
@@ -150,22 +160,48 @@ void WriteSettings(MemoryFits& fits, const FrameInfo& info, const FileContext& c
   if (info.electronsPerAdu > 0.0) {
     fits.Real("EGAIN", info.electronsPerAdu, "[e-/ADU] electrons per unit of the pixel values", 7);
   }
+  fits.Text("READOUTM", info.highSpeed ? "High speed" : "Normal", "readout mode");
+  fits.Integer("GAMMA", info.gamma, "brightness curve that was applied; 50: none");
   fits.Text("IMAGETYP", context.imageType, "kind of image");
   if (!context.object.empty()) fits.Text("OBJECT", context.object, "what the telescope looks at");
   if (!context.observer.empty()) fits.Text("OBSERVER", context.observer, "who took the image");
 }
 
+// Raw pixels are as the sensor measured them: their balance is advice for whoever makes colours of them.
+void WriteBalance(MemoryFits& fits, const FrameInfo& info) {
+  if (info.bayerPattern < 0) return;
+  const bool applied = BayerText(info).empty();
+  fits.Integer("WB_R", info.whiteBalanceRed,
+               applied ? "applied: red was multiplied by WB_R / 50" : "advice, not applied: red times WB_R / 50");
+  fits.Integer(
+      "WB_B", info.whiteBalanceBlue,
+      applied ? "applied: blue was multiplied by WB_B / 50" : "advice, not applied: blue times WB_B / 50");
+}
+
+void WriteLevels(MemoryFits& fits, const PixelLevels& levels) {
+  constexpr int kDigits = 6;
+  if (levels.black) fits.Real("PEDESTAL", *levels.black, "[ADU] black level: what no charge reads", kDigits);
+  if (levels.saturated) fits.Real("DATAMAX", *levels.saturated, "[ADU] what a full pixel reads", kDigits);
+}
+
 void WriteClimate(MemoryFits& fits, const Frame& frame) {
   if (frame.sensorC) fits.Real("CCD-TEMP", *frame.sensorC, "[Celsius] temperature of the sensor");
   if (frame.targetC) fits.Real("SET-TEMP", *frame.targetC, "[Celsius] target of the cooler");
+  if (frame.coolerPower) fits.Integer("COOLPOWR", *frame.coolerPower, "[%] power of the cooler");
+}
+
+// A region may begin in the middle of a pixel of the whole binned sensor.
+void WriteStart(MemoryFits& fits, OwnName name, int start, int bin, const char* comment) {
+  if (start % bin == 0) return fits.Integer(name, start / bin, comment);
+  fits.Real(name, static_cast<double>(start) / bin, comment);
 }
 
 void WriteGeometry(MemoryFits& fits, const FrameInfo& info, const FileContext& context) {
   const FrameRegion& region = info.region;
   fits.Integer("XBINNING", region.bin, "sensor columns per pixel");
   fits.Integer("YBINNING", region.bin, "sensor rows per pixel");
-  fits.Integer("XORGSUBF", region.startX / region.bin, "[pixel] first column on the sensor, binned");
-  fits.Integer("YORGSUBF", region.startY / region.bin, "[pixel] first row on the sensor, binned");
+  WriteStart(fits, "XORGSUBF", region.startX, region.bin, "[pixel] first column on the sensor, binned");
+  WriteStart(fits, "YORGSUBF", region.startY, region.bin, "[pixel] first row on the sensor, binned");
   if (context.pixelSizeUm > 0.0) {
     fits.Real("XPIXSZ", context.pixelSizeUm * region.bin, "[um] pixel width, binned");
     fits.Real("YPIXSZ", context.pixelSizeUm * region.bin, "[um] pixel height, binned");
@@ -176,6 +212,7 @@ void WriteGeometry(MemoryFits& fits, const FrameInfo& info, const FileContext& c
     fits.Integer("YBAYROFF", 0, "[pixel] row offset of the pattern");
   }
   fits.Text("ROWORDER", "TOP-DOWN", "first row of the data is the top one");
+  fits.Text("FLIPPED", FlipName(info), "mirrored: none, h, v or both");
 }
 
 // File names may hold what FITS does not take.
@@ -191,6 +228,15 @@ void WriteCorrections(MemoryFits& fits, const CorrectionFacts& corrections) {
     fits.History("dark subtracted" + (corrections.dark.empty() ? "" : ": " + corrections.dark));
   }
   if (corrections.hotPixels) fits.History("hot pixels repaired");
+}
+
+// The camera's clock and settings are those of the replay; the file's own must not be taken for them.
+void WriteRecorded(MemoryFits& fits, const RecordedFacts& recorded) {
+  if (recorded.file.empty()) return;
+  fits.Text("REPLAYED", Plain(recorded.file), "recording that was replayed");
+  if (!recorded.dateObs.empty()) fits.Text("REPLDATE", Plain(recorded.dateObs), "DATE-OBS of the recording");
+  if (recorded.exposureSeconds) fits.Real("REPLEXPT", *recorded.exposureSeconds, "[s] EXPTIME of the recording");
+  if (!recorded.object.empty()) fits.Text("REPLOBJ", Plain(recorded.object), "OBJECT of the recording");
 }
 
 // Blue, green, red per pixel become a plane each, red first.
@@ -222,14 +268,18 @@ std::vector<std::uint8_t> EncodeFits(const Frame& frame, std::uint64_t number, c
   fits.Date();
   fits.Text("SWCREATE", "orqcam " ORQCAM_VERSION, "program that wrote this file");
   fits.Text("INSTRUME", context.instrument, "camera");
-  WriteTimes(fits, frame.info);
+  WriteTimes(fits, frame.info, frame.clock);
   WriteGps(fits, frame.info, keywords);
   WriteSettings(fits, frame.info, context);
+  WriteBalance(fits, frame.info);
+  WriteLevels(fits, frame.info.levels);
   WriteClimate(fits, frame);
   WriteGeometry(fits, frame.info, context);
   fits.Integer("FRAMENO", static_cast<std::int64_t>(number), "number of the frame in its run, from 1");
   fits.Integer("CAMSEQ", frame.info.sequence, "the camera's own frame number, 32 bits");
   WriteCorrections(fits, frame.corrections);
+  WriteRecorded(fits, context.recorded);
+  if (!frame.warning.empty()) fits.Text("WARNING", frame.warning, nullptr);
   for (const Keyword& keyword : keywords) fits.Users(keyword);
   WritePixels(fits, frame, pixels);
   return fits.Finish();

@@ -1,11 +1,9 @@
 #include "FlashWork.h"
 
-#include <poll.h>
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
 #include <filesystem>
 
+#include "Confirm.h"
 #include "Progress.h"
 #include "Signals.h"
 #include "StateDirectory.h"
@@ -13,8 +11,6 @@
 namespace orq::cli {
 
 namespace {
-
-constexpr int kPollMs = 100;
 
 // Runs `work` with a watcher that draws and listens for Ctrl-C.
 template <class Work>
@@ -26,10 +22,23 @@ FlashOutcome Watched(Work&& work) {
   });
 }
 
+ErrorName NameOf(FlashResult result) {
+  switch (result) {
+    case FlashResult::Cancelled:
+      return ErrorName::Cancelled;
+    case FlashResult::CameraFailed:
+      return ErrorName::Refused;
+    case FlashResult::FileFailed:
+      return ErrorName::File;
+    default:
+      return ErrorName::State;
+  }
+}
+
 void Demand(Session& session, const FlashOutcome& outcome) {
   if (outcome.Done()) return;
   if (outcome.result == FlashResult::CameraFailed) session.Fail(outcome.reason);
-  throw CliError(kExitFailed, outcome.reason);
+  throw CliError(NameOf(outcome.result), outcome.reason);
 }
 
 // A failure after which flash may have changed says how to put the backup back.
@@ -38,7 +47,7 @@ void DemandStored(Session& session, const FlashOutcome& outcome, const FlashBack
     Demand(session, outcome);
   } catch (const CliError& error) {
     if (outcome.result == FlashResult::Refused) throw;
-    throw CliError(error.Code(),
+    throw CliError(error.Code(), error.Name(),
                    error.what() + ("; what flash held before: orqcam flash restore '" + backup.path + "'"));
   }
 }
@@ -47,37 +56,15 @@ std::string BackupDirectory(const OverwriteOptions& options) {
   if (!options.backupDirectory.empty()) return options.backupDirectory;
   const std::string state = StateDirectory();
   if (state.empty()) {
-    throw CliError(kExitFailed, "there is no place for a backup of flash; name a directory with --backup");
+    throw CliError(ErrorName::File, "there is no place for a backup of flash; name a directory with --backup");
   }
   return (std::filesystem::path(state) / "flash").string();
-}
-
-// The first character of the next line that the user types; '\0' at the end of input or when a stop is requested.
-char Answer() {
-  char first = '\0';
-  for (bool begun = false; !StopRequested();) {
-    pollfd input{STDIN_FILENO, POLLIN, 0};
-    if (poll(&input, 1, kPollMs) <= 0) continue;
-    char c = '\0';
-    if (read(STDIN_FILENO, &c, 1) != 1) return '\0';
-    if (c == '\n') return first;
-    if (!begun) first = c;
-    begun = true;
-  }
-  return '\0';
 }
 
 std::string Question(Session& session, const std::string& what) {
   const std::string serial = session.Serial();
   return "this will " + what + " of the " + session.Camera().modelName +
          (serial.empty() ? "" : " with serial number " + serial);
-}
-
-void Confirm(Session& session, const std::string& what) {
-  const std::string text = "orqcam: " + Question(session, what) + ". Go on? [y/N] ";
-  [[maybe_unused]] const ssize_t ignored = write(STDERR_FILENO, text.data(), text.size());
-  const char answer = Answer();
-  if (answer != 'y' && answer != 'Y') throw CliError(kExitFailed, "nothing was changed");
 }
 
 }  // namespace
@@ -98,24 +85,24 @@ FlashImage ReadFlash(Session& session) {
 FlashImage LoadFlash(const std::string& path) {
   FlashImage image;
   const FlashOutcome outcome = LoadFlashImage(path, image);
-  if (!outcome.Done()) throw CliError(kExitFailed, outcome.reason);
+  if (!outcome.Done()) throw CliError(ErrorName::File, outcome.reason);
   return image;
 }
 
 void DemandAnswerable(Session& session, const OverwriteOptions& options, const std::string& what) {
-  if (options.yes || (isatty(STDIN_FILENO) != 0 && isatty(STDERR_FILENO) != 0)) return;
-  throw CliError(kExitUsage, Question(session, what) + "; give --yes if it is to be done");
+  if (!options.yes) DemandSomebodyToAsk(Question(session, what));
 }
 
 FlashBackup PrepareOverwrite(Session& session, const OverwriteOptions& options, const std::string& what) {
   const std::string directory = BackupDirectory(options);
   DemandAnswerable(session, options, what);
-  if (!options.yes) Confirm(session, what);
+  if (!options.yes) Confirm(Question(session, what));
   FlashBackup backup;
   const FlashOutcome outcome = Watched(
       [&](const FlashWatcher& watcher) { return BackUpFlash(session.Camera(), directory, backup, watcher); });
   if (outcome.result == FlashResult::FileFailed) {
-    throw CliError(kExitFailed, outcome.reason + "; nothing was changed; name another directory with --backup");
+    throw CliError(ErrorName::File,
+                   outcome.reason + "; nothing was changed; name another directory with --backup");
   }
   Demand(session, outcome);
   return backup;
@@ -153,7 +140,7 @@ HotPixelMarks ReadTable(Session& session) {
 }
 
 void SaveTable(Session& session, const FlashBackup& backup) {
-  if (StopRequested()) throw CliError(kExitFailed, "interrupted; nothing was changed");
+  if (StopRequested()) throw CliError(ErrorName::Cancelled, "interrupted; nothing was changed");
   const StopShield shield;  // a table of which half is there is worse than either
   const FlashOutcome outcome = Watched(
       [&](const FlashWatcher& watcher) { return StoreHotPixels(session.Camera(), backup.image, watcher); });

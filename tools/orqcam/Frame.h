@@ -7,8 +7,11 @@
 #include <string_view>
 #include <vector>
 
+#include "ClockState.h"
 #include "models/FrameGeometry.h"
 #include "models/FrameTypes.h"
+#include "support/BayerNames.h"
+#include "virtual/RecordedFacts.h"
 
 namespace orq::cli {
 
@@ -24,18 +27,26 @@ struct Frame {
   FrameInfo info;
   std::optional<double> sensorC;      ///< temperature of the sensor when the frame had arrived
   std::optional<double> targetC;      ///< of the cooler, when that was on
+  std::optional<int> coolerPower;     ///< percent of the full drive, of cooled cameras
   std::optional<int> realExposureMs;  ///< as the camera measured it; of single exposures from 1 s on
   CorrectionFacts corrections;
+  std::optional<ClockState> clock;  ///< the computer's, when the frame had arrived
+  std::string warning;  ///< what is wrong with the frame, for its file; empty: nothing
 };
 
 inline constexpr IMG_TYPE kFormats[] = {ORQ_IMG_RAW8, ORQ_IMG_RGB24, ORQ_IMG_RAW16, ORQ_IMG_Y8};
 
 /// "RGGB" and so on of a raw Bayer frame; empty for every other.
 inline std::string_view BayerText(const FrameInfo& info) {
-  constexpr std::string_view kNames[] = {"RGGB", "BGGR", "GRBG", "GBRG"};
   const IMG_TYPE format = info.region.format;
   const bool raw = format == ORQ_IMG_RAW8 || format == ORQ_IMG_RAW16;
-  return raw && info.bayerPattern >= 0 && info.bayerPattern < 4 ? kNames[info.bayerPattern] : std::string_view{};
+  return raw ? BayerNameOf(info.bayerPattern) : std::string_view{};
+}
+
+/// As `--flip` takes it.
+inline const char* FlipName(const FrameInfo& info) {
+  if (info.flipHorizontal) return info.flipVertical ? "both" : "h";
+  return info.flipVertical ? "v" : "none";
 }
 
 /// What a file says about the camera and the session beside the frame's own facts.
@@ -46,6 +57,7 @@ struct FileContext {
   std::string object;
   std::string observer;
   std::string imageType = "light";
+  RecordedFacts recorded;  ///< of a replayed frame: what its file said
 };
 
 }  // namespace orq::cli

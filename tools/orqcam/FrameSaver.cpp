@@ -37,16 +37,34 @@ std::vector<std::uint8_t> DescribeRaw(const Frame& frame, std::uint64_t number, 
   json["flip_vertical"] = info.flipVertical;
   Report time;
   AddTimes(time, info);
+  AddClock(time, frame.clock);
   AddGps(time, info);
   json.update(time.ToJson());
   json["exposure_us"] = info.exposureUs;
   json["gain"] = info.gain;
   json["offset"] = info.offset;
   if (info.electronsPerAdu > 0.0) json["electrons_per_adu"] = info.electronsPerAdu;
+  if (info.levels.black) json["black_level"] = *info.levels.black;
+  if (info.levels.saturated) json["saturation_level"] = *info.levels.saturated;
+  json["gamma"] = info.gamma;
+  json["high_speed"] = info.highSpeed;
+  if (info.bayerPattern >= 0) {
+    json["white_balance_red"] = info.whiteBalanceRed;
+    json["white_balance_blue"] = info.whiteBalanceBlue;
+    json["white_balance_applied"] = BayerText(info).empty();
+  }
   if (frame.sensorC) json["sensor_temperature_c"] = *frame.sensorC;
   if (frame.targetC) json["target_temperature_c"] = *frame.targetC;
+  if (frame.coolerPower) json["cooler_power_percent"] = *frame.coolerPower;
   if (!frame.corrections.darkFile.empty()) json["dark_file"] = frame.corrections.darkFile;
   json["hot_pixels_repaired"] = frame.corrections.hotPixels;
+  if (const RecordedFacts& recorded = context.recorded; !recorded.file.empty()) {
+    json["replayed"] = recorded.file;
+    if (!recorded.dateObs.empty()) json["replayed_date_obs"] = recorded.dateObs;
+    if (recorded.exposureSeconds) json["replayed_exposure_s"] = *recorded.exposureSeconds;
+    if (!recorded.object.empty()) json["replayed_object"] = recorded.object;
+  }
+  if (!frame.warning.empty()) json["warning"] = frame.warning;
   json["number"] = number;
   json["sequence"] = info.sequence;
   if (!context.object.empty()) json["object"] = context.object;

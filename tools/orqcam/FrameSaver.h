@@ -31,6 +31,8 @@ class FrameSaver {
   /// `camera` is the short model name for file names.
   FrameSaver(SaveOptions options, FileContext context, std::string camera, std::string imageType);
 
+  /// Whether the frames are to be darks or biases.
+  bool IsWithoutLight() const { return imageType_ == "dark" || imageType_ == "bias"; }
   /// Throws CliError when frames 1 to `count`, taken with the settings in `info`, could not be written: better now
   /// than after the night. Names that hold the time cannot be checked for files that exist.
   void CheckBeforehand(const FrameInfo& info, std::uint64_t count) const;

@@ -1,6 +1,7 @@
 #include "FrameTime.h"
 
 #include <cmath>
+#include <utility>
 
 #include "Text.h"
 #include "Units.h"
@@ -23,11 +24,21 @@ bool KnowsLines(GpsState state) {
 }  // namespace
 
 const char* TimeSource(const FrameInfo& info) {
+  if (info.gps.state == GpsState::Predicted) return "PREDICTED";
   return HasGpsTime(info) ? "GPS" : "COMPUTER";
 }
 
 std::string FrameUtc(const FrameInfo& info, UtcTenths time) {
   return HasGpsTime(info) ? IsoUtcTenths(time) : IsoUtc(time / kTenthsPerMicrosecond);
+}
+
+double ModifiedJulianDate(UtcTenths time) {
+  constexpr UtcTenths kTenthsPerDay = 864'000'000'000;
+  constexpr std::int64_t kEpoch = 40'587;  // of 1970
+  UtcTenths day = time / kTenthsPerDay;
+  if (time % kTenthsPerDay < 0) --day;
+  const UtcTenths rest = time - day * kTenthsPerDay;
+  return static_cast<double>(kEpoch + day) + static_cast<double>(rest) / static_cast<double>(kTenthsPerDay);
 }
 
 const char* GpsStateName(GpsState state) {
@@ -36,6 +47,8 @@ const char* GpsStateName(GpsState state) {
       return "";
     case GpsState::Fix:
       return "FIX";
+    case GpsState::Predicted:
+      return "PREDICTED";
     case GpsState::NoFix:
       return "NO FIX";
     case GpsState::NoLatch:
@@ -48,6 +61,8 @@ const char* GpsStateName(GpsState state) {
       return "CONTRADICTORY";
     case GpsState::Unreadable:
       return "UNREADABLE";
+    case GpsState::Uncertain:
+      return "UNCERTAIN";
   }
   return "";
 }
@@ -56,12 +71,14 @@ std::string GpsTrouble(const FrameInfo& info) {
   switch (info.gps.state) {
     case GpsState::None:
     case GpsState::Fix:
+    case GpsState::Predicted:
       return "";
     case GpsState::NoFix:
       return "the receiver has no fix; give its antenna a clear view of the sky";
     case GpsState::NoLatch:
-      return Format("the GPS lines %d and %d do not both lie in the region; choose others with 'orqcam gps lines'",
-                    info.gps.latched.startLine, info.gps.latched.endLine);
+      return Format(
+          "the GPS lines %d and %d do not both lie in the region; 'orqcam gps lines --follow' moves them there",
+          info.gps.latched.startLine, info.gps.latched.endLine);
     case GpsState::Missed:
       return "the next frame's time had replaced it; take fewer frames per second";
     case GpsState::Unsettled:
@@ -70,16 +87,25 @@ std::string GpsTrouble(const FrameInfo& info) {
       return "the times of the two GPS lines contradict each other";
     case GpsState::Unreadable:
       return "the camera does not tell it";
+    case GpsState::Uncertain:
+      return "it is less certain than the computer's; set the GPS lines to the region's first and last one";
   }
   return "";
 }
 
 void AddTimes(Report& report, const FrameInfo& info) {
   report.Add("start_utc", FrameUtc(info, info.times.begin));
+  report.Add("middle_utc", FrameUtc(info, MiddleOf(info)));
   report.Add("end_utc", FrameUtc(info, info.times.end));
   report.Add("time_source", Lower(TimeSource(info)));
   report.Add("start_uncertainty", static_cast<double>(info.times.uncertainty) / kTenthsPerUs, "us");
   if (HasGpsTime(info)) report.Add("row_interval", info.times.rowInterval / kTenthsPerUs, "us");
+}
+
+void AddClock(Report& report, const std::optional<ClockState>& clock) {
+  if (!clock) return;
+  report.Add("clock_synchronised", clock->synchronised);
+  if (clock->synchronised) report.Add("clock_max_error", clock->maxErrorUs, "us");
 }
 
 void AddGps(Report& report, const FrameInfo& info) {
@@ -103,12 +129,19 @@ void AddGps(Report& report, const FrameInfo& info) {
 void GpsWatch::Look(const FrameInfo& info) {
   const GpsState state = info.gps.state;
   if (state == GpsState::None) return;
+  const std::uint64_t wrong = std::exchange(wrong_, info.gps.predictions.wrong);
+  if (wrong_ > wrong) {
+    Complain(
+        Format("the predicted GPS times of %llu frame%s before camera sequence %u were wrong: the camera "
+               "did not keep its pace",
+               static_cast<unsigned long long>(wrong_ - wrong), wrong_ - wrong == 1 ? "" : "s", info.sequence));
+  }
   if (state == GpsState::Missed) {
     if (!missedTold_) Complain("not all frames have GPS time, but the computer's: " + GpsTrouble(info));
     missedTold_ = true;
     return;
   }
-  const bool lost = state != GpsState::Fix;
+  const bool lost = !HasGpsTime(info);
   if (lost == lost_) return;
   lost_ = lost;
   Complain(lost ? "frames have the computer's time now, not GPS time: " + GpsTrouble(info)

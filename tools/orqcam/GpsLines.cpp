@@ -1,5 +1,7 @@
 #include "GpsLines.h"
 
+#include <algorithm>
+
 #include "Text.h"
 
 namespace orq::cli {
@@ -13,6 +15,27 @@ bool OnSensor(const CCameraBase& camera, int line) {
 }
 
 }  // namespace
+
+void DemandGps(Session& session) {
+  if (session.Camera().GPSCheck()) return;
+  if (session.Camera().DeviceLost()) session.Fail("cannot ask the camera");
+  throw CliError(ErrorName::Unsupported, "this camera has no GPS receiver");
+}
+
+void DemandGpsTimes(Session& session) {
+  DemandGps(session);
+  const std::optional<GpsLines> lines = ReadGpsLines(session.Camera());
+  if (!lines) session.Fail("cannot read the GPS lines");
+  const FrameRegion region = session.Camera().Region();
+  const int last = region.startY + region.height * region.bin - 1;
+  const auto [top, bottom] = std::minmax(lines->start, lines->end);
+  if (top >= region.startY && bottom <= last) return;
+  throw CliError(ErrorName::State,
+                 Format("no frame can have GPS time: its lines %d and %d do not both lie in the region, "
+                        "lines %d to %d; choose others with 'orqcam gps lines', or let them follow the "
+                        "region with 'orqcam gps lines --follow'",
+                        lines->start, lines->end, region.startY, last));
+}
 
 std::optional<GpsLines> ReadGpsLines(CCameraBase& camera) {
   GpsLines lines;

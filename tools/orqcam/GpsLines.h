@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "camera/CameraBase.h"
+#include "Session.h"
 
 namespace orq::cli {
 
@@ -13,6 +13,12 @@ struct GpsLines {
   int end = 0;
   bool operator==(const GpsLines&) const = default;
 };
+
+/// Throws CliError (failed) when the camera has no GPS.
+void DemandGps(Session& session);
+
+/// The same when frames of the present region cannot have GPS time, with what to do about it.
+void DemandGpsTimes(Session& session);
 
 /// Nothing when the camera does not answer.
 std::optional<GpsLines> ReadGpsLines(CCameraBase& camera);

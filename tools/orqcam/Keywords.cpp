@@ -95,30 +95,37 @@ void CheckTextValue(std::string_view text, std::string_view option) {
   }
 }
 
+bool CommentFits(std::string_view text, std::string_view comment) {
+  const std::size_t valueChars = std::max(kLeastValueChars, QuotedChars(text) + 2);
+  const std::size_t commentChars = comment.empty() ? 0 : comment.size() + 3;
+  return kValueColumn + valueChars + commentChars <= kCardChars;
+}
+
 Keyword ParseKeyword(std::string_view text) {
   const std::size_t equals = text.find('=');
-  if (equals == std::string_view::npos) Refuse(text, "write KEY=VALUE or KEY=VALUE/comment");
+  if (equals == std::string_view::npos) Refuse(text, "write KEY=VALUE or 'KEY=VALUE / comment'");
   Keyword keyword;
   keyword.name = ParseName(text, Trim(text.substr(0, equals)));
-  std::string_view rest = Trim(text.substr(equals + 1));
+  std::string_view rest = text.substr(equals + 1);
   if (!Printable(rest)) Refuse(text, "FITS takes printable ASCII only");
-  if (rest.starts_with('\'')) {
+  if (Trim(rest).starts_with('\'')) {
+    rest = Trim(rest);
     keyword.value = TakeQuoted(text, rest);
     rest = Trim(rest);
-    if (!rest.empty() && !rest.starts_with('/')) Refuse(text, "only /comment may follow the closing quote");
+    if (!rest.empty() && !rest.starts_with('/')) Refuse(text, "only / comment may follow the closing quote");
+    if (!rest.empty()) keyword.comment = Trim(rest.substr(1));
   } else {
-    const std::size_t slash = rest.find('/');
+    // Telescopes are called "Newton 150/750": a slash alone is part of the value.
+    constexpr std::string_view kSeparator = " / ";
+    const std::size_t slash = rest.find(kSeparator);
     keyword.value = ParseValue(Trim(rest.substr(0, slash)));
-    rest = slash == std::string_view::npos ? std::string_view{} : rest.substr(slash);
+    if (slash != std::string_view::npos) keyword.comment = Trim(rest.substr(slash + kSeparator.size()));
   }
-  if (!rest.empty()) keyword.comment = Trim(rest.substr(1));
-  std::size_t valueChars = kLeastValueChars;
-  if (const auto* value = std::get_if<std::string>(&keyword.value)) {
-    if (QuotedChars(*value) > kTextChars) Refuse(text, "the text is longer than 68 characters");
-    valueChars = std::max(valueChars, QuotedChars(*value) + 2);
+  const auto* const value = std::get_if<std::string>(&keyword.value);
+  if (value != nullptr && QuotedChars(*value) > kTextChars) Refuse(text, "the text is longer than 68 characters");
+  if (!CommentFits(value != nullptr ? *value : std::string(), keyword.comment)) {
+    Refuse(text, "the comment is too long for one card");
   }
-  const std::size_t commentChars = keyword.comment.empty() ? 0 : keyword.comment.size() + 3;
-  if (kValueColumn + valueChars + commentChars > kCardChars) Refuse(text, "the comment is too long for one card");
   return keyword;
 }
 

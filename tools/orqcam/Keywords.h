@@ -14,13 +14,17 @@ struct Keyword {
   std::string comment;
 };
 
-/// "KEY=VALUE" or "KEY=VALUE/comment". The value is a logical (T, F), a number or text; text in single quotes
-/// may hold a slash, and is text even when it looks like a number. Throws CliError (usage) for what FITS does not
-/// allow, for what does not fit one card, and for keywords that orqcam writes itself.
+/// "KEY=VALUE" or "KEY=VALUE / comment". The value is a logical (T, F), a number or text; a comment begins at " /
+/// " only. Text in single quotes may hold that, too, and is text even when it looks like a number. Throws CliError
+/// (usage) for what FITS does not allow, for what does not fit one card, and for keywords that orqcam writes
+/// itself.
 Keyword ParseKeyword(std::string_view text);
 
 /// Throws CliError (usage) when `text` is not fit to be a text value: printable ASCII of at most 68 characters.
 /// `option` is where it came from.
 void CheckTextValue(std::string_view text, std::string_view option);
+
+/// Whether a comment has room beside a text value on one card.
+bool CommentFits(std::string_view text, std::string_view comment);
 
 }  // namespace orq::cli

@@ -8,7 +8,6 @@
 #include <cstdio>
 #include <cstring>
 
-#include "ExitCodes.h"
 #include "Text.h"
 
 namespace orq::cli {
@@ -40,6 +39,27 @@ std::string ValueText(const Json& value) {
   return value.dump();
 }
 
+bool g_speaksJson = false;  // written before any thread is started
+
+std::string OneLine(const Json& value) {
+  return value.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+// A message may quote what the user typed: one line it stays, and it gives the terminal no orders.
+std::string Shown(std::string_view message) {
+  std::string line = "orqcam: ";
+  line += message;
+  std::ranges::replace_if(
+      line, [](unsigned char c) { return c < ' ' || c == 0x7F; }, '?');
+  return line;
+}
+
+void WriteError(std::string line) {
+  line += '\n';
+  // Standard error may be full or closed as well; there is nobody left to tell then.
+  [[maybe_unused]] const ssize_t ignored = write(STDERR_FILENO, line.data(), line.size());
+}
+
 std::string JsonKey(const std::string& key, const std::string& unit) {
   // What is counted needs no unit in a key.
   if (unit.empty() || unit == "frames" || unit == "transfers" || unit == "px") return key;
@@ -68,18 +88,20 @@ void Output::Line(std::string_view text) {
 }
 
 void Output::Object(const Json& value) {
-  Line(value.dump(-1, ' ', false, Json::error_handler_t::replace));
+  Line(OneLine(value));
 }
 
 void Output::Flush() {
   std::string pending;
   pending.swap(buffer_);
+  if (failed_) return;
   std::size_t done = 0;
   while (done < pending.size()) {
     const ssize_t count = write(fd_, pending.data() + done, pending.size() - done);
     if (count < 0 && errno == EINTR) continue;
     if (count <= 0) {
-      throw CliError(kExitFailed, std::string("cannot write to standard output: ") + std::strerror(errno));
+      failed_ = true;
+      throw CliError(ErrorName::File, std::string("cannot write to standard output: ") + std::strerror(errno));
     }
     done += static_cast<std::size_t>(count);
   }
@@ -143,14 +165,24 @@ void PrintTable(Output& out, const Table& table) {
 }
 
 void Complain(std::string_view message) {
-  std::string line = "orqcam: ";
-  line += message;
-  // A message may quote what the user typed: one line it stays, and it gives the terminal no orders.
-  std::ranges::replace_if(
-      line, [](unsigned char c) { return c < ' ' || c == 0x7F; }, '?');
-  line += '\n';
-  // Standard error may be full or closed as well; there is nobody left to tell then.
-  [[maybe_unused]] const ssize_t ignored = write(STDERR_FILENO, line.data(), line.size());
+  if (g_speaksJson) {
+    WriteError(OneLine({{"warning", message}}));
+  } else {
+    WriteError(Shown(message));
+  }
+}
+
+void ComplainLast(const CliError& error) {
+  if (g_speaksJson) {
+    const int code = error.Code();
+    WriteError(OneLine({{"error", TextOf(error.Name())}, {"message", error.what()}, {"exit_code", code}}));
+  } else {
+    WriteError(Shown(error.what()));
+  }
+}
+
+void SpeakJson() {
+  g_speaksJson = true;
 }
 
 }  // namespace orq::cli

@@ -7,13 +7,15 @@
 #include <utility>
 #include <vector>
 
+#include "ExitCodes.h"
+
 namespace orq::cli {
 
 using Json = nlohmann::ordered_json;
 
 /// Standard output, kept apart: some code below prints on descriptor 1 of its own accord, so that is pointed at
 /// standard error and the real output lives on a private descriptor. A write error (full disk, closed pipe)
-/// throws CliError.
+/// throws CliError, once: what comes after it goes nowhere.
 class Output {
  public:
   /// Once per process, before any other descriptor is opened.
@@ -33,6 +35,7 @@ class Output {
  private:
   int fd_ = -1;
   std::string buffer_;
+  bool failed_ = false;
 };
 
 /// While one lives, what code below prints on descriptor 1 of its own accord goes nowhere: for calls whose words
@@ -71,7 +74,11 @@ using Table = std::vector<std::vector<std::string>>;
 /// Columns wide enough for their widest cell, two blanks apart.
 void PrintTable(Output& out, const Table& table);
 
-/// One line for people, on standard error.
+/// One line for people, on standard error; for programs (`SpeakJson`) the object {"warning": message}.
 void Complain(std::string_view message);
+/// Why the run ends: a line like the above, or the object {"error": name, "message": ..., "exit_code": ...}.
+void ComplainLast(const CliError& error);
+/// From now on standard error speaks to programs. Before any thread is started.
+void SpeakJson();
 
 }  // namespace orq::cli

@@ -5,6 +5,8 @@
 
 #include <cerrno>
 #include <cstring>
+#include <fstream>
+#include <iterator>
 
 #include "ExitCodes.h"
 
@@ -36,7 +38,7 @@ const char* Advice(int error) {
 }
 
 [[noreturn]] void Fail(const std::string& path, int error) {
-  throw CliError(kExitFailed, "cannot write '" + path + "': " + std::strerror(error) + Advice(error));
+  throw CliError(ErrorName::File, "cannot write '" + path + "': " + std::strerror(error) + Advice(error));
 }
 
 void CheckDirectory(const std::string& path, const std::string& directory) {
@@ -57,7 +59,7 @@ void WriteWholeFile(const std::string& path, std::span<const std::uint8_t> bytes
 
 void CannotWrite(const std::string& path, int error) {
   const std::string what = "cannot write '" + path + "': " + std::strerror(error);
-  throw CliError(kExitFailed, error == EEXIST ? what + "; give another name, or --overwrite" : what);
+  throw CliError(ErrorName::File, error == EEXIST ? what + "; give another name, or --overwrite" : what);
 }
 
 void DemandWritable(const std::string& path, Existing existing) {
@@ -89,6 +91,19 @@ void WriteChecker::Check(const std::string& path) {
 
 void CheckWritable(const std::string& path, Existing existing) {
   WriteChecker(existing).Check(path);
+}
+
+int ReadWholeFile(const std::string& path, std::size_t atMost, std::vector<std::uint8_t>& bytes) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0) return errno;
+  if (S_ISDIR(status.st_mode)) return EISDIR;
+  if (!S_ISREG(status.st_mode)) return EINVAL;
+  if (static_cast<std::uintmax_t>(status.st_size) > atMost) return EFBIG;
+  errno = 0;
+  std::ifstream file(path, std::ios::binary);
+  if (!file) return errno != 0 ? errno : EIO;
+  bytes.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+  return file.bad() ? EIO : 0;
 }
 
 }  // namespace orq::cli

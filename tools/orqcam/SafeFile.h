@@ -1,9 +1,11 @@
 // Files that are either whole or not there.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "support/WholeFile.h"
 
@@ -16,6 +18,9 @@ void WriteWholeFile(const std::string& path, std::span<const std::uint8_t> bytes
 /// The same for files whose name is no --output: the error, and a look beforehand whether it would come.
 [[noreturn]] void CannotWrite(const std::string& path, int error);
 void DemandWritable(const std::string& path, Existing existing);
+
+/// An errno, or 0 with the whole file in `bytes`. Waits for nothing: only for regular files.
+int ReadWholeFile(const std::string& path, std::size_t atMost, std::vector<std::uint8_t>& bytes);
 
 /// Looks whether files could be written now; fast for many in one directory.
 class WriteChecker {

@@ -1,20 +1,18 @@
 #include "Session.h"
 
 #include <cctype>
+#include <chrono>
 #include <iterator>
 
+#include "Signals.h"
 #include "Text.h"
+#include "models/OwnSettings.h"
+#include "support/Hex.h"
 #include "support/XmlStore.h"
 
 namespace orq::cli {
 
 namespace {
-
-std::string HexText(const _ORQ_ID& id) {
-  std::string text;
-  for (const std::uint8_t byte : id.id) text += Format("%02x", byte);
-  return text;
-}
 
 // As a listing shows it: without the zeros that fill it up, and with nothing that upsets a terminal.
 std::string IdText(const _ORQ_ID& id) {
@@ -33,6 +31,7 @@ std::string OpenTrouble(CModelCamera& camera) {
   return link.empty() ? "the camera does not answer; unplug it and plug it in again" : link;
 }
 
+constexpr std::chrono::milliseconds kReturnLook{250};
 constexpr const char* kWhileKeeping = "while keeping the settings";
 
 void TellSettingsTrouble(const char* when) {
@@ -40,72 +39,135 @@ void TellSettingsTrouble(const char* when) {
   if (!trouble.empty()) Complain(std::string(when) + ": " + trouble);
 }
 
-ExitCode OpenCode(CModelCamera& camera) {
-  if (camera.DeviceLost()) return kExitCameraLost;
+ErrorName NameOf(UsbError error) {
+  switch (error) {
+    case kUsbAccess:
+      return ErrorName::Permission;
+    case kUsbBusy:
+      return ErrorName::Busy;
+    case kUsbTimeout:
+      return ErrorName::Timeout;
+    case kUsbNoMem:
+      return ErrorName::Memory;
+    default:
+      return ErrorName::Refused;
+  }
+}
+
+CliError OpenError(CModelCamera& camera, const std::string& what) {
+  if (camera.DeviceLost()) return {kExitCameraLost, what};
   const UsbError error = camera.Port().LastErrorCode();
-  return error == kUsbNoDevice || error == kUsbNotFound ? kExitNoCamera : kExitFailed;
+  if (error == kUsbNoDevice || error == kUsbNotFound) return {kExitNoCamera, what};
+  return {NameOf(error), what};
 }
 
 }  // namespace
 
 NamedCamera FindCamera(const Context& context) {
-  NamedCamera named = context.camera ? MakeCamera(*context.camera) : MakeOnlyCamera();
+  constexpr SettingsUse kUse = SettingsUse::Load;  // an option of one command holds for that command
+  NamedCamera named = context.camera ? MakeCamera(*context.camera, kUse) : MakeOnlyCamera(kUse);
   if (!named.camera) {
     throw CliError(named.trouble == NameTrouble::BadName ? kExitUsage : kExitNoCamera, named.error);
   }
+  LoadOwnSettings(*named.camera);
   TellSettingsTrouble("going on without kept settings");
   return named;
 }
 
-Session::Session(const Context& context) : named_(FindCamera(context)), keptDebug_(Camera().DebugPrint) {
+Session::Session(const Context& context)
+    : strict_(context.strict),
+      usesSettings_(context.settings && !UserConfigDirectory().empty()),
+      named_(FindCamera(context)),
+      keptDebug_(Camera().DebugPrint) {
   if (context.debug) Camera().EnableDebugLog(1);
   const bool corrected = named_.camera->HPC != 0;
   if (named_.camera->OpenCamera(named_.openIndex) == 0) {
-    throw CliError(OpenCode(*named_.camera),
-                   "cannot open camera '" + context.camera.value_or("0") + "': " + OpenTrouble(*named_.camera));
+    throw OpenError(*named_.camera,
+                    "cannot open camera '" + context.camera.value_or("0") + "': " + OpenTrouble(*named_.camera));
   }
+  serial_ = Serial();
+  long cools = 0;
+  // One that was found on is left on.
+  cools_ = keepsCooling_ = Camera().GetControlValue(ORQ_COOLER_ON, &cools, nullptr) == CTRL_OK && cools == 1;
   if (corrected && named_.camera->HPC == 0) {
     Complain("hot pixels are not repaired: their table cannot be loaded; see orqcam hotpixels show");
   }
 }
 
+bool Session::SwitchCooler(bool on, bool keep) {
+  if (Camera().SetControlValue(ORQ_COOLER_ON, on ? 1 : 0, false) != CTRL_OK) return false;
+  Camera().KeepCooling(keep);
+  cools_ = on;
+  keepsCooling_ = keep;
+  return true;
+}
+
+bool Session::Reconnect() {
+  CModelCamera& camera = Camera();
+  // What opening does not bring back by itself.
+  const std::int32_t bandwidth = camera.bandwidthPerc;
+  camera.StopCapture();
+  camera.CloseCamera();
+  Complain("the camera was lost: waiting for it to come back");
+  bool told = false;
+  while (!WaitForStop(kReturnLook)) {
+    const auto index = FindAgain(named_, serial_);
+    if (!index) {
+      if (!told && FindAgain(named_, {})) {
+        Complain("another camera of this model is plugged in: waiting for serial number " + serial_);
+        told = true;
+      }
+      continue;
+    }
+    if (!Reopen(*index, bandwidth)) continue;
+    Complain("the camera is back: going on");
+    return true;
+  }
+  return false;
+}
+
+// False when it is gone again, or another one by now.
+bool Session::Reopen(int index, std::int32_t bandwidth) {
+  CModelCamera& camera = Camera();
+  if (camera.OpenCamera(index) == 0) return false;
+  if (Serial() != serial_) {
+    camera.CloseCamera();
+    return false;
+  }
+  camera.SetFPSPerc(bandwidth, camera.AutoFPS != 0);
+  if (cools_ && !SwitchCooler(true, keepsCooling_)) Complain("the cooler cannot be switched on again");
+  return !camera.DeviceLost();
+}
+
 Session::~Session() {
   if (!named_.camera) return;
-  StopCapture();
+  Camera().StopCapture();
   RunFreely();
-  Keep([this] { Camera().CloseCamera(); });
-  TellSettingsTrouble(kWhileKeeping);
+  Camera().CloseCamera();
 }
 
-Session::DarkSetting Session::SwapDarkSetting(const DarkSetting& setting) {
-  const DarkSetting before{Camera().CutDark, Camera().BMPPATH};
-  Camera().CutDark = setting.on;
-  Camera().BMPPATH = setting.path;
-  return before;
-}
-
-// Runs what keeps the settings. The log is switched on for one run only.
-template <class Keeper>
-void Session::Keep(Keeper&& keeper) {
+int Session::SaveSettings() {
+  // The log is switched on for one run only.
   const std::uint8_t debug = Camera().DebugPrint;
   Camera().DebugPrint = keptDebug_;
-  const auto dark = frozen_ ? std::optional(SwapDarkSetting(*frozen_)) : std::nullopt;
-  keeper();
-  if (dark) SwapDarkSetting(*dark);
+  const int kept = Camera().SaveSetting();
   Camera().DebugPrint = debug;
-}
-
-void Session::FreezeDarkSetting() {
-  frozen_ = DarkSetting{Camera().CutDark, Camera().BMPPATH};
-}
-
-void Session::StopCapture() {
-  Keep([this] { Camera().StopCapture(); });
+  KeepOwnSettings(Camera());
+  return kept;
 }
 
 void Session::KeepSettings() {
-  Keep([this] { Camera().SaveSetting(); });
+  SaveSettings();
   TellSettingsTrouble(kWhileKeeping);
+}
+
+void Session::DemandKept() {
+  if (UserConfigDirectory().empty()) {
+    throw CliError(ErrorName::File, "set, but not kept: set HOME or XDG_CONFIG_HOME, or give --no-settings");
+  }
+  if (SaveSettings() != 0) return TellSettingsTrouble(kWhileKeeping);
+  const std::string trouble = TakeXmlTrouble();
+  throw CliError(ErrorName::File, "set, but not kept: " + (trouble.empty() ? "the file refused it" : trouble));
 }
 
 // What is wired to the camera is not to be driven, and the next program not to be kept waiting, when nobody is
@@ -124,7 +186,7 @@ void Session::RunFreely() {
 
 std::string Session::Serial() {
   _ORQ_ID id{};
-  return Camera().GetSerialNumber(&id) ? HexText(id) : std::string();
+  return Camera().GetSerialNumber(&id) ? Hex(id.id) : std::string();
 }
 
 std::string Session::UserId() {
@@ -144,7 +206,7 @@ std::string Session::Speed() const {
 void Session::Fail(const std::string& what) {
   if (Camera().DeviceLost()) throw CliError(kExitCameraLost, what + ": the camera was lost; check its cable");
   const std::string reason = Camera().LinkError();
-  throw CliError(kExitFailed, reason.empty() ? what : what + ": " + reason);
+  throw CliError(NameOf(Camera().Port().LastErrorCode()), reason.empty() ? what : what + ": " + reason);
 }
 
 }  // namespace orq::cli

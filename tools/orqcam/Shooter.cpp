@@ -22,7 +22,7 @@ constexpr std::chrono::seconds kFrameGrace{10};  // beyond its time: computers s
 Shooter::Shooter(Session& session) : session_(session) {}
 
 Shooter::~Shooter() {
-  session_.StopCapture();
+  Camera().StopCapture();
 }
 
 std::string Shooter::Trouble(const std::string& otherwise) {
@@ -73,11 +73,20 @@ ShotResult SingleShooter::Expose(Frame& frame, std::uint64_t number, std::uint64
   frame.bytes.resize(static_cast<std::size_t>(size));
   if (Camera().GetImageAfterExp(frame.bytes.data(), size) == 0) return ShotResult::Failed;
   frame.info = Camera().LastFrame();
+  frame.clock = ReadClockState();
   return ShotResult::Good;
 }
 
 VideoShooter::VideoShooter(Session& session) : Shooter(session) {
   if (session.Camera().StartCapture(false) == 0) session.Fail("cannot start the video");
+}
+
+bool VideoShooter::Resume() {
+  wasAlive_ = false;
+  triggeredAt_.reset();
+  if (Camera().StartCapture(false) != 0) return true;
+  reason_ = Trouble("cannot start the video");
+  return false;
 }
 
 bool VideoShooter::Dead() {
@@ -109,6 +118,7 @@ ShotResult VideoShooter::TakeWithin(Frame& frame, std::chrono::milliseconds wait
   frame.bytes.resize(static_cast<std::size_t>(size));
   if (triggered && Camera().GetFrame(frame.bytes.data(), size, static_cast<int>(wait.count()), frame.info) != 0) {
     triggeredAt_.reset();
+    frame.clock = ReadClockState();
     return ShotResult::Good;
   }
   if (Camera().DeviceLost()) return ShotResult::Lost;

@@ -31,6 +31,8 @@ class Shooter {
   /// Waits for frame `number` of `count` (for the progress bar). On anything but Good, `Reason` says why.
   virtual ShotResult Take(Frame& frame, std::uint64_t number, std::uint64_t count) = 0;
   const std::string& Reason() const { return reason_; }
+  /// Goes on after the session has reconnected; false, with a reason, when it cannot.
+  virtual bool Resume() { return true; }
   /// How long `Take` waits for an external trigger; by default for ever.
   void SetTriggerPatience(std::chrono::milliseconds patience) { patience_ = patience; }
 
@@ -69,6 +71,7 @@ class VideoShooter : public Shooter {
   /// Throws CliError when the video cannot be started.
   explicit VideoShooter(Session& session);
   ShotResult Take(Frame& frame, std::uint64_t number, std::uint64_t count) override;
+  bool Resume() override;
   /// The same with a limit: Failed, with an empty reason, when none came in time.
   ShotResult TakeWithin(Frame& frame, std::chrono::milliseconds wait);
 

@@ -73,8 +73,8 @@ void ApplyRegion(Session& session, const ShotSettings& settings) {
   if (!inside) {
     const std::string asked =
         settings.region.empty() ? "--center " + settings.center : "--region " + settings.region;
-    throw CliError(kExitFailed, Format("%s does not lie on the sensor: stay within its %d x %d pixels",
-                                       asked.c_str(), model.maxWidth, model.maxHeight));
+    throw CliError(ErrorName::Range, Format("%s does not lie on the sensor: stay within its %d x %d pixels",
+                                            asked.c_str(), model.maxWidth, model.maxHeight));
   }
   FrameRegion request;
   request.startX = wanted.x;
@@ -87,16 +87,18 @@ void ApplyRegion(Session& session, const ShotSettings& settings) {
   std::string reason;
   if (!session.Camera().SetRegion(request, applied, reason)) {
     if (session.Camera().DeviceLost()) session.Fail("cannot set the region");
-    throw CliError(kExitFailed, reason);
+    throw CliError(ErrorName::Range, reason);
   }
   const bool asked = !settings.region.empty() || !settings.center.empty();
   if (asked && Covered(applied) != wanted) {
     const RegionRules& rules = model.region;
-    Complain(
-        Format("region %s is not on the camera's grid (width in steps of %d, height of %d output pixels, start "
-               "of %d and %d sensor pixels): using %s",
-               RegionText(wanted).c_str(), rules.widthStep, rules.heightStep, rules.startXStep, rules.startYStep,
-               RegionText(Covered(applied)).c_str()));
+    const std::string nearest = RegionText(Covered(applied));
+    const std::string text = Format(
+        "region %s is not on the camera's grid (width in steps of %d, height of %d output pixels, start "
+        "of %d and %d sensor pixels): ",
+        RegionText(wanted).c_str(), rules.widthStep, rules.heightStep, rules.startXStep, rules.startYStep);
+    if (session.Strict()) throw CliError(ErrorName::Range, text + "the nearest is " + nearest);
+    Complain(text + "using " + nearest);
   }
 }
 
@@ -109,11 +111,11 @@ void ApplyTimeMark(Session& session, bool wanted) {
   if (!wanted) return;
   const FrameRegion region = session.Camera().Region();
   if (region.format == ORQ_IMG_RAW16) {
-    throw CliError(kExitFailed, "a time mark needs an 8-bit format: add -f raw8, y8 or rgb24");
+    throw CliError(ErrorName::Unsupported, "a time mark needs an 8-bit format: add -f raw8, y8 or rgb24");
   }
   if (region.width < kMarkLeastWidth || region.height < kMarkLeastHeight) {
-    throw CliError(kExitFailed, Format("a time mark needs frames of at least %d x %d pixels", kMarkLeastWidth,
-                                       kMarkLeastHeight));
+    throw CliError(ErrorName::Range, Format("a time mark needs frames of at least %d x %d pixels", kMarkLeastWidth,
+                                            kMarkLeastHeight));
   }
   session.Camera().SetTimeMark(true);
 }
@@ -134,7 +136,7 @@ void ShotSettings::AddTo(CLI::App& command) {
   command.add_option("--center,--centre", center, "Centred part of the sensor: W,H in sensor pixels")
       ->excludes(regionOption)
       ->check(notEmpty);
-  command.add_option("-b,--bin", binText, "Bin factor: bin x bin pixels become one")
+  command.add_option("-b,--bin", binText, "Bin factor: bin x bin pixels become one (raw16: their mean; 8-bit formats: their sum)")
       ->default_str("1")
       ->check(notEmpty);
   command.add_option("-f,--format", format, "raw8, raw16, rgb24 or y8 (default: raw16 where offered)")

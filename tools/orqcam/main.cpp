@@ -1,8 +1,10 @@
 // orqcam: the command line.
+#include <algorithm>
 #include <exception>
 #include <map>
 #include <new>
 #include <string>
+#include <string_view>
 
 #include "Commands.h"
 #include "ExitCodes.h"
@@ -15,7 +17,7 @@ namespace orq::cli {
 namespace {
 
 constexpr const char* kFooter =
-    "The options of orqcam (-c, --json, --debug, --no-settings) may also follow the command.\n"
+    "The options of orqcam (-c, --json, --strict, --debug, --no-settings) may also follow the command.\n"
     "A camera is named by its number (0), serial:HEX, id:TEXT or virtual:<model>[,option=value...].\n"
     "Exit codes: 0 done, 1 failed or interrupted, 2 wrong command line, 3 no such camera, 4 camera lost.";
 
@@ -66,6 +68,7 @@ ExitCode Run(int argc, char** argv, Output& out) {
   app.add_option("-c,--camera", context.camera, "Name of the camera: 0, serial:HEX, id:TEXT or virtual:MODEL")
       ->default_str("the only one connected");
   app.add_flag("--json", context.json, "Output for programs");
+  app.add_flag("--strict", context.strict, "A value beyond its limits is an error, not brought within them");
   app.add_flag("--debug", context.debug, "Write the debug log to standard error");
   bool noSettings = false;
   app.add_flag("--no-settings", noSettings, "Start from the camera's defaults and keep nothing");
@@ -86,6 +89,7 @@ ExitCode Run(int argc, char** argv, Output& out) {
       {"flash", AddFlashCommand(app)},
       {"hotpixels", AddHotPixelsCommand(app)},
       {"settings", AddSettingsCommand(app)},
+      {"profile", AddProfileCommand(app)},
       {"temp", AddTempCommand(app)},
       {"cooler", AddCoolerCommand(app)},
       {"fan", AddFanCommand(app)},
@@ -97,6 +101,8 @@ ExitCode Run(int argc, char** argv, Output& out) {
       {"gps", AddGpsCommand(app)},
       {"dark", AddDarkCommand(app)},
       {"dump-controls", AddDumpControlsCommand(app)},
+      {"report", AddReportCommand(app)},
+      {"help", AddHelpCommand(app)},
   };
   // The options of the program may also follow the command.
   for (CLI::App* command : app.get_subcommands({})) command->fallthrough();
@@ -123,12 +129,12 @@ ExitCode Guarded(Action&& action) {
   try {
     return action();
   } catch (const CliError& error) {
-    Complain(error.what());
+    ComplainLast(error);
     return error.Code();
   } catch (const std::bad_alloc&) {
-    Complain("out of memory; take a smaller region");
+    ComplainLast({ErrorName::Memory, "out of memory; take a smaller region"});
   } catch (const std::exception& error) {
-    Complain(error.what());
+    ComplainLast({ErrorName::Internal, error.what()});
   }
   return kExitFailed;
 }
@@ -147,6 +153,8 @@ ExitCode RunAndFlush(int argc, char** argv, Output& out) {
 
 int main(int argc, char** argv) {
   orq::cli::Output out;
+  // Also of a command line that cannot be understood.
+  if (std::find(argv + 1, argv + argc, std::string_view("--json")) != argv + argc) orq::cli::SpeakJson();
   orq::cli::InstallSignals();
   return orq::cli::RunAndFlush(argc, argv, out);
 }

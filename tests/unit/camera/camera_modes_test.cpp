@@ -376,12 +376,12 @@ TEST_F(CameraModes, ADurationOfZeroSwitchesTheOutputOffAndIsStored) {
   EXPECT_EQ(duration, 0);
 }
 
-TEST_F(CameraModes, NegativeTimesAreStoredAndCountAsNoneForTheDevice) {
+TEST_F(CameraModes, NegativeTimesReachTheDeviceAsTheUnsignedValueOfTheirBits) {
   Open(0xC0);
   camera.port->fpga[3] = 0x05;
   EXPECT_EQ(camera.SetTrigOutPinConf(TRIG_OUTPUT_PINA, false, -7, -1), 0);
-  EXPECT_EQ(camera.port->TakeEvents(), OutputRequests("04", "00", {"04 00 00", "05 00 00", "06 00 00", "07 00 00"},
-                                                      {"08 00 00", "09 00 00", "0A 00 00", "0B 00 00"}));
+  EXPECT_EQ(camera.port->TakeEvents(), OutputRequests("04", "00", {"04 00 F9", "05 00 FF", "06 00 FF", "07 00 FF"},
+                                                      {"08 00 FF", "09 00 FF", "0A 00 FF", "0B 00 FF"}));
   EXPECT_EQ(camera.pinADelay, -7);
   EXPECT_EQ(camera.pinADuration, -1);
 }

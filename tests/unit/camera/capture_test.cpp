@@ -3,6 +3,7 @@
 
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <thread>
 
 #include "support/LogText.h"
@@ -21,6 +22,9 @@ std::atomic<Worker> g_started{Worker::None};
 std::atomic<void*> g_param{nullptr};
 std::atomic<int> g_ended{0};
 
+// What a worker may need on a busy computer, though it has only to return.
+constexpr std::chrono::milliseconds kLinger{50};
+
 template <Worker Kind>
 void UntilStopped(bool* running, void* param) {
   g_param = param;
@@ -30,6 +34,15 @@ void UntilStopped(bool* running, void* param) {
 }
 
 void AtOnce(bool*, void*) {
+  ++g_ended;
+}
+
+/// Announces its end, shows a failed exposure and takes its time to return.
+void FailAndLinger(bool*, void* param) {
+  auto& camera = *static_cast<CCameraBase*>(param);
+  (camera.camMode == 0 ? camera.captureThr : camera.exposureThr).AnnounceEnd();
+  camera.expStatus = ExpFailed;
+  std::this_thread::sleep_for(kLinger);
   ++g_ended;
 }
 
@@ -224,6 +237,43 @@ TEST_F(Capture, AWorkerThatEndsByItselfLeavesTheCameraReadyForTheNextStart) {
   EXPECT_EQ(camera.StartCapture(true), 1);
   while (camera.IsCaptureRunning()) std::this_thread::yield();
   EXPECT_EQ(g_ended, 2);
+}
+
+TEST_F(Capture, StartingWaitsForAWorkerThatHasAnnouncedItsEnd) {
+  Open();
+  camera.captureThr.InitFuncPt(FailAndLinger);
+  camera.exposureThr.InitFuncPt(FailAndLinger);
+  int started = 0;
+  for (const int mode : {0, 2}) {
+    camera.camMode = mode;
+    for (const bool snap : {true, false, true}) {
+      ASSERT_EQ(camera.StartCapture(snap), 1);
+      EXPECT_GE(g_ended, started++) << "those before have returned";
+      EXPECT_EQ(camera.snapMode, snap ? 1 : 0);
+      while (camera.expStatus == ExpWorking) std::this_thread::yield();
+    }
+  }
+  EXPECT_EQ(camera.StopCapture(), 1);
+  EXPECT_EQ(g_ended, started);
+}
+
+TEST_F(Capture, AModeChangeWaitsForAWorkerThatHasAnnouncedItsEnd) {
+  Open();
+  camera.captureThr.InitFuncPt(FailAndLinger);
+  ASSERT_EQ(camera.StartExposure(), 1);
+  while (camera.expStatus == ExpWorking) std::this_thread::yield();
+  EXPECT_EQ(camera.SetCameraMode(0), MODE_OK);
+  EXPECT_EQ(g_ended, 1);
+}
+
+TEST_F(Capture, AStatusAloneAnnouncesNoEnd) {
+  Open();
+  ASSERT_EQ(camera.StartCapture(true), 1);
+  WaitForWorker();
+  camera.expStatus = ExpFailed;
+  EXPECT_EQ(camera.StartExposure(), 1);
+  EXPECT_EQ(camera.expStatus, ExpFailed) << "a worker that goes on is a capture that runs";
+  EXPECT_EQ(camera.SetCameraMode(0), MODE_CAPTURE_RUNNING);
 }
 
 TEST_F(Capture, TheAutomaticControlWorkerRunsOnce) {

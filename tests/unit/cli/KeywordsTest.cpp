@@ -34,8 +34,22 @@ TEST(ParseKeyword, TheNameBecomesUpperCase) {
   EXPECT_EQ(ParseKeyword("my_key-1=5").name, "MY_KEY-1");
 }
 
-TEST(ParseKeyword, TheCommentFollowsASlash) {
-  EXPECT_EQ(ParseKeyword("A=5/how many").comment, "how many");
+TEST(ParseKeyword, ASlashAloneIsPartOfTheValue) {
+  EXPECT_EQ(ParseKeyword("A=Newton 150/750").value, Value(std::string("Newton 150/750")));
+  EXPECT_EQ(ParseKeyword("A=Newton 150/750").comment, "");
+  EXPECT_EQ(ParseKeyword("A=f/5 / of the mirror").value, Value(std::string("f/5")));
+  EXPECT_EQ(ParseKeyword("A=f/5 / of the mirror").comment, "of the mirror");
+  EXPECT_EQ(ParseKeyword("A=5/8").value, Value(std::string("5/8")));
+  EXPECT_EQ(ParseKeyword("A=a/ b").value, Value(std::string("a/ b")));
+  EXPECT_EQ(ParseKeyword("A=a /b").value, Value(std::string("a /b")));
+}
+
+TEST(ParseKeyword, TheCommentFollowsASlashBetweenBlanks) {
+  EXPECT_EQ(ParseKeyword("A=5 / how many").value, Value(std::int64_t{5}));
+  EXPECT_EQ(ParseKeyword("A=5 / how many / a day").comment, "how many / a day");
+  EXPECT_EQ(ParseKeyword("A= / nothing").value, Value(std::string()));
+  EXPECT_EQ(ParseKeyword("A= / nothing").comment, "nothing");
+  EXPECT_EQ(ParseKeyword("A=5 / ").value, Value(std::int64_t{5}));
   EXPECT_EQ(ParseKeyword("A = 5 / how many ").comment, "how many");
   EXPECT_EQ(ParseKeyword("A='a/b' / where").comment, "where");
   EXPECT_EQ(ParseKeyword("A=5").comment, "");
@@ -48,8 +62,8 @@ TEST(ParseKeyword, TakesWhatJustFitsOneCard) {
   // Each quote counts twice.
   EXPECT_THROW(ParseKeyword("A=" + std::string(67, 'x') + "'"), CliError);
   // "A       = " and a value of 20 characters and " / " leave 47.
-  EXPECT_NO_THROW(ParseKeyword("A=1/" + std::string(47, 'c')));
-  EXPECT_THROW(ParseKeyword("A=1/" + std::string(48, 'c')), CliError);
+  EXPECT_NO_THROW(ParseKeyword("A=1 / " + std::string(47, 'c')));
+  EXPECT_THROW(ParseKeyword("A=1 / " + std::string(48, 'c')), CliError);
 }
 
 TEST(ParseKeyword, RefusesWithAUsageError) {

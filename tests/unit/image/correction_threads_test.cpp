@@ -5,16 +5,18 @@
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
-#include <fstream>
 #include <functional>
 #include <future>
 #include <iostream>
 #include <latch>
+#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "support/AwaitSleep.h"
 #include "support/FlashPort.h"
+#include "support/HeldThread.h"
 
 namespace orq::test {
 namespace {
@@ -114,6 +116,42 @@ TEST(CorrectionsTogether, NeitherHangNorRace) {
   for (std::uint32_t i = 0; i < 16; ++i) EXPECT_EQ(camera.pHPCList[i], i * 97);
 }
 
+/// What reads or changes the tables of one lock.
+struct LockedOperation {
+  const char* name;
+  CMutex& lock;
+  std::function<void()> run;
+};
+
+// A table that is exchanged in the middle of a repair is read after it was freed.
+TEST(CorrectionLocks, EveryOperationWaitsForTheLockOfItsTables) {
+  FlashCamera camera;
+  camera.iMaxWidth = 8;
+  camera.iMaxHeight = 4;
+  camera.InitVariable();
+  camera.iWidth = 8;
+  camera.iHeight = 4;
+  camera.HPC = 1;
+  camera.CutDark = 1;
+  camera.UsingDark(true);
+  const auto correct = [&] { camera.HandleHotPixels(); };
+  const LockedOperation all[] = {
+      {"hot pixels", camera.HPCMutex, correct},
+      {"pixels of the dark list", camera.DarkListMutex, correct},
+      {"dark subtraction", camera.DarkBufMutex, [&] { camera.SubtractDark(); }},
+      {"cut of the hot-pixel table", camera.HPCMutex, [&] { camera.AdjustHPCTable(); }},
+      {"comparison of the cuts", camera.HPCMutex, [&] { camera.IsHPCChange(); }},
+      {"save of the hot-pixel table", camera.HPCMutex, [&] { camera.SaveHPCTable(); }},
+      {"cut of the dark", camera.DarkBufMutex, [&] { camera.AdjustDarkBuff(); }},
+  };
+  for (const LockedOperation& operation : all) {
+    std::unique_lock lock(operation.lock);
+    HeldThread thread(operation.run);
+    EXPECT_TRUE(thread.IsHeld()) << operation.name;
+    lock.unlock();
+  }
+}
+
 /// What takes both dark locks: from the capture worker (the accumulation lock is wanted first), and from the
 /// application (the other one first, or the same one for a file).
 struct DarkOperations {
@@ -155,21 +193,6 @@ TEST(DarkLocks, FourThreadsThatWantBothNeverWaitForEver) {
                        }});
 }
 
-/// Waits until a thread of this process sleeps.
-bool AwaitSleep(const std::atomic<pid_t>& thread) {
-  const auto giveUp = std::chrono::steady_clock::now() + kWatchdog;
-  while (std::chrono::steady_clock::now() < giveUp) {
-    if (thread != 0) {
-      std::ifstream stat("/proc/self/task/" + std::to_string(thread) + "/stat");
-      const std::string line{std::istreambuf_iterator<char>(stat), {}};
-      const std::size_t name = line.rfind(')');  // "number (name) state ..."
-      if (name != std::string::npos && line.at(name + 2) == 'S') return true;
-    }
-    std::this_thread::yield();
-  }
-  return false;
-}
-
 bool BecomesFree(CMutex& mutex) {
   const auto giveUp = std::chrono::steady_clock::now() + std::chrono::seconds(5);
   do {
@@ -198,7 +221,7 @@ TEST(DarkLocks, NobodyKeepsOneWhileItWaitsForTheOther) {
         id = gettid();
         work();
       });
-      EXPECT_TRUE(AwaitSleep(id)) << name;
+      EXPECT_TRUE(AwaitSleep(id, kWatchdog)) << name;
       EXPECT_TRUE(BecomesFree(other)) << name << " waits for the " << (accumIsTaken ? "accumulation" : "buffer")
                                       << " lock with the other one in its hand";
       taken.unlock();

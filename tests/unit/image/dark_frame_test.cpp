@@ -320,6 +320,25 @@ TEST_F(DarkFrame, ARegionLargerThanTheSensorStaysInItsBuffers) {
   EXPECT_EQ(camera.Frame8(0, 0), 100);  // no row of 200 fits the sensor
 }
 
+TEST_F(DarkFrame, TheAverageStaysWhileTheNextDarkIsCollected) {
+  camera.exposureUs = 776'000;  // one frame
+  camera.GettingDark(true, 0);
+  Collect(40);
+  ASSERT_EQ(camera.iDarkAverage, 40U);
+  camera.UsingDark(false);
+  EXPECT_EQ(camera.iDarkAverage, 40U);
+  camera.UsingDark(true);
+  camera.exposureUs = 700'000;  // two
+  camera.GettingDark(true, 0);
+  Collect(100);
+  EXPECT_EQ(camera.iDarkAverage, 40U) << "the dark is not adjusted yet";
+  camera.FillFrame8(90);
+  camera.SubtractDark();
+  EXPECT_EQ(camera.Frame8(3, 2), 90) << "and no frame has become brighter by it";
+  Collect(100);
+  EXPECT_EQ(camera.iDarkAverage, 100U);
+}
+
 TEST_F(DarkFrame, SwitchingTheDarkOffFreesTheImagesAndKeepsTheList) {
   camera.MakeDark(Bytes{255});
   camera.AdjustDarkBuff();

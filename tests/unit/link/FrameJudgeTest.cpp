@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <optional>
 
 #include "FrameMaker.h"
 #include "link/FrameStreamParser.h"
@@ -89,6 +90,83 @@ TEST_F(FrameJudging, FindsAFrameOfAnotherGeometryByItsHeaderWhateverItsLength) {
   StreamFormat binned = kFormat;
   binned.bin = 2;
   EXPECT_EQ(Verdict(MakeFrame(binned, 10)), FrameVerdict::Marks);
+}
+
+TEST_F(FrameJudging, LooksAtNoTagWhereNoneIsCounted) {
+  EXPECT_EQ(Verdict(MakeFrame(kFormat, 7, 0x12345678)), FrameVerdict::Good);
+}
+
+/// A capture that began with tag 4 after one that its program did not count.
+class TagJudging : public FrameJudging {
+ protected:
+  TagJudging() {
+    tag_.StartAwayFrom(0);
+    tag_.CountUp();
+    first_ = tag_.CountUp();
+    format_.fresh = {first_, &tag_};
+    judge_.emplace(format_);
+  }
+  FrameVerdict Verdict(const Bytes& frame) { return judge_->Judge(Send(frame)).verdict; }
+  FrameVerdict VerdictOf(std::uint32_t tag) { return Verdict(MakeFrame(kFormat, sequence_++, tag)); }
+
+  SettingsTag tag_;
+  std::uint32_t first_ = 0;
+  StreamFormat format_ = kFormat;
+
+ private:
+  std::optional<FrameJudge> judge_;
+  std::uint32_t sequence_ = 1;
+};
+
+TEST_F(TagJudging, TakesTheTagsFromTheCapturesFirstToTheNewestAndNoOther) {
+  EXPECT_EQ(VerdictOf(first_), FrameVerdict::Good);
+  EXPECT_EQ(VerdictOf(first_ - 1), FrameVerdict::Stale);
+  EXPECT_EQ(VerdictOf(first_ + 1), FrameVerdict::Stale) << "not counted yet: another program's";
+  EXPECT_EQ(VerdictOf(0), FrameVerdict::Stale);
+  EXPECT_EQ(tag_.CountUp(), first_ + 1);
+  EXPECT_EQ(tag_.CountUp(), first_ + 2);
+  EXPECT_EQ(VerdictOf(first_ + 1), FrameVerdict::Good) << "an older tag of this capture";
+  EXPECT_EQ(VerdictOf(first_ + 2), FrameVerdict::Good);
+  EXPECT_EQ(VerdictOf(first_ + 3), FrameVerdict::Stale);
+}
+
+TEST_F(TagJudging, FindsALeftOverFrameStaleWhateverElseItIs) {
+  const Bytes frame = MakeFrame(kFormat, 7, first_ - 1);
+  for (const std::size_t length : {64U, 65U, 200U, 279U}) {
+    EXPECT_EQ(Verdict(Bytes(frame.begin(), frame.begin() + static_cast<std::ptrdiff_t>(length))),
+              FrameVerdict::Stale)
+        << length;
+  }
+  StreamFormat wider = kFormat;
+  wider.width = 41;
+  EXPECT_EQ(Verdict(MakeFrame(wider, 7, first_ - 1)), FrameVerdict::Stale);
+  Bytes damaged = frame;
+  damaged[264] ^= 0xFF;
+  EXPECT_EQ(Verdict(damaged), FrameVerdict::Stale);
+}
+
+TEST_F(TagJudging, WithoutAHeaderThereIsNoTagToSayWhoseFrameItIs) {
+  EXPECT_EQ(Verdict(Bytes(63)), FrameVerdict::Short);
+  EXPECT_EQ(Verdict(Bytes(280)), FrameVerdict::Marks);
+}
+
+TEST_F(TagJudging, AStaleFrameSetsNoSequence) {
+  EXPECT_EQ(Verdict(MakeFrame(kFormat, 1000, first_ - 1)), FrameVerdict::Stale);
+  EXPECT_EQ(Verdict(MakeFrame(kFormat, 5, first_)), FrameVerdict::Good);
+}
+
+TEST_F(TagJudging, CountsStaleFramesApartAndKeepsTheIdentity) {
+  FrameCheck check(format_, stats_);
+  EXPECT_FALSE(check.Check(Send(MakeFrame(kFormat, 1, first_ - 1))));
+  EXPECT_TRUE(check.Check(Send(MakeFrame(kFormat, 2, first_))));
+  EXPECT_FALSE(check.Check(Send(MakeFrame(kFormat, 3, first_ - 2))));
+  const StreamCounters c = stats_.Snapshot();
+  EXPECT_EQ(c.started, 3U);
+  EXPECT_EQ(c.stale, 2U);
+  EXPECT_EQ(c.completed, 1U);
+  EXPECT_EQ(c.failed, 0U);
+  EXPECT_EQ(c.lost, 0U);
+  EXPECT_TRUE(c.IdentityHolds());
 }
 
 TEST_F(FrameJudging, DoesNotLookAtThePayload) {

@@ -26,11 +26,11 @@ inline std::uint8_t PayloadByte(std::uint32_t sequence, std::size_t at) {
 }
 
 /// A whole frame of 8-bit samples: 64 bytes of header, the payload, 16 bytes of trailer.
-inline Bytes MakeFrame(const StreamFormat& format, std::uint32_t sequence) {
+inline Bytes MakeFrame(const StreamFormat& format, std::uint32_t sequence, std::uint32_t settingsTag = 0) {
   const std::uint32_t payload = std::uint32_t{format.width} * format.height;
   Bytes bytes(64 + payload + 16);
   Put32(bytes, 0, 0x4651524F);
-  bytes[4] = 1;
+  bytes[4] = 2;
   bytes[6] = 64;
   Put32(bytes, 8, sequence);
   Put32(bytes, 12, payload);
@@ -38,6 +38,7 @@ inline Bytes MakeFrame(const StreamFormat& format, std::uint32_t sequence) {
   Put16(bytes, 18, format.height);
   bytes[24] = format.bin;
   bytes[25] = format.format;
+  Put32(bytes, 44, settingsTag);
   for (std::size_t at = 0; at < payload; ++at) bytes[64 + at] = PayloadByte(sequence, at);
   Put32(bytes, 64 + payload, 0x4551524F);
   Put32(bytes, 64 + payload + 4, sequence);

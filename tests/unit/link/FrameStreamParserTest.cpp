@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "FrameMaker.h"
+#include "support/FreeSlots.h"
 
 namespace orq {
 namespace {
@@ -159,7 +160,7 @@ TEST_F(FrameStreamParsing, FailsTheFrameInWorkByTheKindOfTheBreak) {
   EXPECT_EQ(c.failedStalled, 1U);
   EXPECT_EQ(c.failedTransport, 1U);
   EXPECT_EQ(c.failedTimedOut, 1U);
-  EXPECT_EQ(ring_.CountIn(CirBuf::SlotState::Free), 2);
+  EXPECT_EQ(test::FreeSlots(ring_), 2);
 }
 
 TEST_F(FrameStreamParsing, ABreakBetweenFramesFailsNone) {
@@ -212,7 +213,7 @@ TEST_F(FrameStreamParsing, AnAbortReturnsTheFrameInWork) {
   EXPECT_EQ(c.aborted, 1U);
   EXPECT_EQ(c.filling, 0U);
   EXPECT_TRUE(c.IdentityHolds());
-  EXPECT_EQ(ring_.CountIn(CirBuf::SlotState::Free), 2);
+  EXPECT_EQ(test::FreeSlots(ring_), 2);
   Feed({1, 2, 3});
   EXPECT_EQ(Counters().started, 1U);
 }

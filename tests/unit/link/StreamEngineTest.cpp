@@ -8,6 +8,7 @@
 
 #include "FrameMaker.h"
 #include "ScriptedPipe.h"
+#include "support/FreeSlots.h"
 
 namespace orq {
 namespace {
@@ -31,6 +32,7 @@ class Streaming : public testing::Test {
                                         .clearMs = 20,
                                         .drainMs = kLongMs,
                                         .retryMs = 1,
+                                        .quietMs = 0,
                                         .maxStarvedRetries = 5};
 
   explicit Streaming(const StreamFormat& format = kFormat, int slots = 4)
@@ -138,6 +140,76 @@ TEST_F(Streaming, StartsByClearingThenQueueingAllThenTellingTheCameraToSend) {
   EXPECT_FALSE(engine_->DeviceLost());
   EXPECT_EQ(engine_->Error(), "");
   EXPECT_EQ(Counters().inFlight, 4U);
+}
+
+/// A start that finds what another program left.
+class StreamingAfterAnother : public Streaming {
+ protected:
+  StreamingAfterAnother() {
+    tuning_.quietMs = 20;
+    Make(tuning_);
+  }
+  /// Lets the `n`-th submission (from 1) bring this while the start still empties the pipe.
+  void LeaveOver(TransferStatus status, std::size_t bytes) {
+    pipe_.duringSubmit.emplace_back([] {});
+    pipe_.duringSubmit.emplace_back([this, status, bytes] { pipe_.Complete(status, Bytes(bytes, 0xA5)); });
+  }
+
+  StreamTuning tuning_ = kTuning;
+};
+
+TEST_F(StreamingAfterAnother, StopsTheOutputAndEmptiesThePipeFirst) {
+  Start();
+  EXPECT_EQ(pipe_.Calls(), (std::vector<std::string>{"clear", "output off", "submit", "submit", "submit", "submit",
+                                                     "cancel", "cancel", "cancel", "cancel", "clear", "submit",
+                                                     "submit", "submit", "submit", "output on"}));
+  EXPECT_EQ(Counters().inFlight, 4U);
+}
+
+TEST_F(StreamingAfterAnother, ThrowsAwayHalfAFrameThatWasInThePipe) {
+  LeaveOver(TransferStatus::Completed, 5000);
+  Start();
+  Send(7);
+  EXPECT_EQ(Take(), 7);
+  const StreamCounters c = Counters();
+  EXPECT_EQ(c.started, 1U);
+  EXPECT_EQ(c.completed, 1U);
+  EXPECT_EQ(c.bytesDiscarded, 5000U);
+  EXPECT_EQ(c.bytes, 5000U + 100'080U);
+}
+
+TEST_F(StreamingAfterAnother, AHaltAndAFailedTransferAreCleared) {
+  for (const TransferStatus status : {TransferStatus::Stall, TransferStatus::Error, TransferStatus::Overflow}) {
+    Make(tuning_);
+    LeaveOver(status, 0);
+    Start();
+    Send(7);
+    EXPECT_EQ(Take(), 7);
+    EXPECT_EQ(Counters().resyncs, 0U);
+    engine_->Stop();
+  }
+}
+
+TEST_F(StreamingAfterAnother, DoesNotWaitForEverForACameraThatGoesOnSending) {
+  tuning_.emptyingMs = 60;
+  Make(tuning_);
+  std::atomic<bool> sending{true};
+  std::thread camera([&] {
+    while (sending) pipe_.Complete(TransferStatus::Completed, Bytes(kTransferBytes));
+  });
+  EXPECT_TRUE(engine_->Start()) << engine_->Error();
+  sending = false;
+  camera.join();
+  EXPECT_GT(Counters().bytesDiscarded, 0U);
+}
+
+TEST_F(StreamingAfterAnother, FailsTheStartWhenTheCameraVanishesMeanwhile) {
+  LeaveOver(TransferStatus::NoDevice, 0);
+  pipe_.clearResults = {kUsbOk, kUsbNoDevice};
+  EXPECT_FALSE(engine_->Start());
+  EXPECT_TRUE(engine_->DeviceLost());
+  EXPECT_NE(engine_->Error().find("unplugged"), std::string::npos);
+  EXPECT_EQ(pipe_.Alive(), 0);
 }
 
 TEST_F(Streaming, IsNotAliveBeforeTheStartAndStopIsHarmlessThen) {
@@ -683,8 +755,8 @@ TEST_F(Streaming, StopsByTellingTheCameraThenCancellingAndReturnsTheFrameInWork)
   EXPECT_EQ(c.completed, 1U);
   EXPECT_EQ(c.inFlight, 0U);
   EXPECT_EQ(c.filling, 0U);
-  EXPECT_EQ(ring_.CountIn(CirBuf::SlotState::Filling), 0);
   EXPECT_EQ(Take(), 1);
+  EXPECT_EQ(test::FreeSlots(ring_), ring_.Count());
   EXPECT_FALSE(engine_->Alive());
   EXPECT_EQ(engine_->Error(), "");
 }
@@ -770,13 +842,13 @@ TEST(StuckTransfers, AreGivenUpAndMayCompleteWhenEverythingElseIsGone) {
     CirBuf ring(kFormat.PayloadBytes(), 2);
     ring.StartInstBufThr();
     StreamEngine engine(*pipe, ring, kFormat, {[] { return true; }, [] {}},
-                        {.transfers = 2, .blocksPerTransfer = 1, .drainMs = 20});
+                        {.transfers = 2, .blocksPerTransfer = 1, .drainMs = 20, .quietMs = 0});
     ASSERT_TRUE(engine.Start());
     pipe->Complete(TransferStatus::Completed, Bytes(kTransferBytes));
     engine.Stop();
     EXPECT_NE(engine.Error().find("did not end"), std::string::npos);
     EXPECT_EQ(engine.Counters().aborted, 1U);
-    EXPECT_EQ(ring.CountIn(CirBuf::SlotState::Filling), 0);
+    EXPECT_EQ(test::FreeSlots(ring), ring.Count());
   }
   EXPECT_EQ(pipe->Alive(), 2);
   pipe->ReleaseCancelled(TransferStatus::Completed, Bytes(100));

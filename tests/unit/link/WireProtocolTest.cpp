@@ -26,17 +26,18 @@ wire::FrameHeader EveryFieldDifferent() {
   header.exposureUs = 0x201F1E1D1C1B1A19;
   header.gain = 0x2221;
   header.blackLevel = 0x2423;
+  header.settingsTag = 0x28272625;
   return header;
 }
 
 // clang-format off
 constexpr Header kHeader = {
-    'O', 'R', 'Q', 'F', 1, 0, 64, 0,
+    'O', 'R', 'Q', 'F', 2, 0, 64, 0,
     0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0x08,
     0x09, 0x0A, 0x0B, 0x0C, 0x0D, 0x0E, 0x0F, 0x10,
     0x11, 0x12, 0x13, 0x14, 0x15, 0x16, 0x17, 0x18,
     0x19, 0x1A, 0x1B, 0x1C, 0x1D, 0x1E, 0x1F, 0x20,
-    0x21, 0x22, 0x23, 0x24, 0, 0, 0, 0,
+    0x21, 0x22, 0x23, 0x24, 0x25, 0x26, 0x27, 0x28,
     0, 0, 0, 0, 0, 0, 0, 0,
     0, 0, 0, 0, 0, 0, 0, 0};
 constexpr Trailer kTrailer = {
@@ -68,6 +69,7 @@ TEST(WireProtocol, GetsEveryHeaderFieldFromItsOffset) {
   EXPECT_EQ(header->exposureUs, 0x201F1E1D1C1B1A19U);
   EXPECT_EQ(header->gain, 0x2221);
   EXPECT_EQ(header->blackLevel, 0x2423);
+  EXPECT_EQ(header->settingsTag, 0x28272625U);
 }
 
 TEST(WireProtocol, GetsNoHeaderFromADamagedMagicVersionOrLength) {
@@ -86,7 +88,7 @@ TEST(WireProtocol, GetsNoHeaderFromTooFewBytes) {
 TEST(WireProtocol, IgnoresReservedHeaderBytesAndWhatFollows) {
   std::array<std::uint8_t, 70> bytes{};
   std::copy(kHeader.begin(), kHeader.end(), bytes.begin());
-  for (std::size_t at = 44; at < 70; ++at) bytes[at] = 0xFF;
+  for (std::size_t at = 48; at < 70; ++at) bytes[at] = 0xFF;
   const auto header = wire::GetHeader(bytes);
   ASSERT_TRUE(header);
   EXPECT_EQ(header->blackLevel, 0x2423);

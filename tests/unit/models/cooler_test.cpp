@@ -36,8 +36,10 @@ class CoolerPort : public test::FakePort {
     if (gone) return kUsbNoDevice;
     const bool temperature = setup.request == 0xB3 || setup.request == 0xC7;
     const bool drives0 = setup.request == 0xD1 && setup.value == 0xE0;
+    const bool readsDrive = setup.request == 0xD0 && setup.value == 0xE0;
     const bool watchdog = setup.request == 0xD1 && setup.value == 0xE2;
-    const bool refused = (temperature && deaf) || (drives0 && refuseDrive) || (watchdog && refuseWatchdog);
+    const bool refused =
+        (temperature && deaf) || ((drives0 || readsDrive) && refuseDrive) || (watchdog && refuseWatchdog);
     if (refused) return kUsbPipe;
     const int result = FakePort::ControlTransfer(setup, data, timeoutMs);
     if (temperature) {
@@ -184,10 +186,11 @@ TEST(CoolerLoop, ArmsTheWatchdogBeforeItDrives) {
   EXPECT_EQ(rig.camera.Get(ORQ_COOLER_ON), 1);
   ASSERT_TRUE(rig.Steps(1));
   const auto events = rig.port->TakeEvents();
-  ASSERT_GE(events.size(), 3U);
+  ASSERT_GE(events.size(), 4U);
   EXPECT_EQ(events[0], "40 D1 E2 00 2A 00 00 00");
   EXPECT_EQ(events[1], "C0 B3 00 00 00 00 02 00") << "is the thermometer there?";
-  EXPECT_EQ(events[2], "40 D1 E0 00 00 00 00 00") << "the ramp begins at the sensor's temperature";
+  EXPECT_EQ(events[2], "40 D1 E3 00 00 00 00 00") << "the target, for the next program";
+  EXPECT_EQ(events[3], "40 D1 E0 00 00 00 00 00") << "the ramp begins at the sensor's temperature";
 }
 
 TEST(CoolerLoop, FeedsTheWatchdogAlsoWhenNothingChanges) {
@@ -269,7 +272,7 @@ TEST(CoolerLoop, DoesNotStartWithoutItsWatchdog) {
   rig.port->refuseWatchdog = true;
   EXPECT_EQ(rig.camera.Set(ORQ_COOLER_ON, 1), CTRL_SET_FAILED);
   EXPECT_EQ(rig.camera.Get(ORQ_COOLER_ON), 0);
-  EXPECT_EQ(rig.port->drive, 0) << "only the open has written it";
+  EXPECT_EQ(rig.port->drive, -1) << "nothing has written it";
   rig.port->refuseWatchdog = false;
   EXPECT_EQ(rig.camera.Set(ORQ_COOLER_ON, 1), CTRL_OK);
 }
@@ -375,16 +378,62 @@ TEST(CoolerLoop, SaysWhenTheDriveIsRefused) {
   EXPECT_TRUE(Rig::Until([&] { return rig.camera.CoolerTrouble().empty(); }));
 }
 
-TEST(CoolerEnds, OpeningFindsNothingCooling) {
+TEST(CoolerEnds, OpeningLeavesWhatIsOffAlone) {
   Rig rig;
-  rig.port->fpga = {{0xE0, 200}, {0xE1, 255}, {0xE2, 0}};  // a program was killed before it armed the watchdog
+  ASSERT_EQ(rig.camera.OpenCamera(0), 1);
+  for (const std::string& event : rig.port->TakeEvents()) {
+    for (const char* written : {"40 D1 E0", "40 D1 E1", "40 D1 E2", "40 D1 E3"}) {
+      EXPECT_NE(event.substr(0, 8), written) << event;
+    }
+  }
+  EXPECT_EQ(rig.camera.Get(ORQ_COOLER_ON), 0);
+}
+
+TEST(CoolerEnds, OpeningTakesADrivenCoolerOver) {
+  Rig rig;
+  rig.port->word = 0xF600;                                                 // -10 degrees
+  rig.port->fpga = {{0xE0, 153}, {0xE1, 128}, {0xE2, 255}, {0xE3, 0xF6}};  // 60 %, target -10
   ASSERT_TRUE(rig.Open());
+  EXPECT_EQ(rig.camera.Get(ORQ_COOLER_ON), 1);
+  EXPECT_EQ(rig.camera.Get(ORQ_TARGET_TEMP), -10);
+  EXPECT_EQ(rig.camera.Get(ORQ_ANTI_DEW_HEATER), 1);
+  ASSERT_TRUE(rig.Steps(3));
+  EXPECT_NEAR(rig.port->drive, 153, 8) << "near its target little changes";
+  EXPECT_EQ(rig.port->fpga[0xE2], 20) << "the watchdog is short while a program regulates";
+  rig.camera.CloseCamera();
+  EXPECT_NEAR(rig.port->drive, 153, 8) << "what was found on is left on";
+  EXPECT_EQ(rig.port->fpga[0xE2], 255);
+}
+
+TEST(CoolerEnds, ACoolerThatWasTakenOverIsSwitchedOffWhenAsked) {
+  Rig rig;
+  rig.port->fpga = {{0xE0, 153}, {0xE3, 0xF6}};
+  ASSERT_TRUE(rig.Open());
+  EXPECT_EQ(rig.camera.Set(ORQ_COOLER_ON, 0), CTRL_OK);
   EXPECT_EQ(rig.port->fpga[0xE0], 0);
-  EXPECT_EQ(rig.port->fpga[0xE1], 0);
+  rig.camera.CloseCamera();
+  EXPECT_EQ(rig.port->fpga[0xE0], 0);
   EXPECT_EQ(rig.port->fpga[0xE2], 0);
 }
 
-TEST(CoolerEnds, ACameraThatRefusesToBeMadeSafeDoesNotOpen) {
+TEST(CoolerEnds, AKeptCoolerGoesOnForTheLongestThatItsWatchdogAllows) {
+  Rig rig;
+  ASSERT_TRUE(rig.Open());
+  rig.camera.Set(ORQ_TARGET_TEMP, -7);
+  ASSERT_EQ(rig.camera.Set(ORQ_COOLER_ON, 1), CTRL_OK);
+  rig.camera.KeepCooling(true);
+  ASSERT_TRUE(Rig::Until([&] { return rig.port->drive > 0; }));
+  rig.camera.CloseCamera();
+  const auto events = rig.port->TakeEvents();
+  ASSERT_GE(events.size(), 4U);
+  EXPECT_EQ(events[events.size() - 4], "40 D1 E2 00 FF 00 00 00");
+  EXPECT_EQ(events[events.size() - 3].substr(0, 8), "40 D1 E0")
+      << "its time counts from the last write of the drive";
+  EXPECT_GT(rig.port->fpga[0xE0], 0);
+  EXPECT_EQ(rig.port->fpga[0xE3], 0xF9) << "-7: for the next program";
+}
+
+TEST(CoolerEnds, ACameraThatDoesNotTellItsDriveDoesNotOpen) {
   Rig rig;
   rig.port->refuseDrive = true;
   EXPECT_FALSE(rig.Open());
@@ -443,15 +492,16 @@ TEST(CoolerEnds, AnUnplugEndsTheLoopAndAReopenWorks) {
   EXPECT_TRUE(Rig::Until([&] { return rig.port->drive > 0; }));
 }
 
-TEST(CoolerEnds, AReconnectSwitchesOff) {
+TEST(CoolerEnds, AReconnectTakesItOver) {
   Rig rig;
   ASSERT_TRUE(rig.Open());
   rig.camera.Set(ORQ_TARGET_TEMP, -10);
   ASSERT_EQ(rig.camera.Set(ORQ_COOLER_ON, 1), CTRL_OK);
   ASSERT_TRUE(Rig::Until([&] { return rig.port->drive > 0; }));
   ASSERT_EQ(rig.camera.ReConnectCamera(), 1);
-  EXPECT_EQ(rig.camera.Get(ORQ_COOLER_ON), 0);
-  EXPECT_EQ(rig.port->drive, 0);
+  EXPECT_EQ(rig.camera.Get(ORQ_COOLER_ON), 1);
+  EXPECT_EQ(rig.camera.Get(ORQ_TARGET_TEMP), -10);
+  EXPECT_GT(rig.port->drive, 0);
 }
 
 TEST(CoolerEnds, SettersFromSeveralThreadsLeaveItAsTheLastOneSays) {

@@ -3,15 +3,15 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
 #include <mutex>
 #include <random>
-#include <set>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+#include "autoctl/AutoFrame.h"
 #include "image/Gamma.h"
+#include "support/Cameras.h"
 #include "support/FrameReference.h"
 #include "support/PlainFramePath.h"
 
@@ -66,7 +66,7 @@ std::vector<std::uint8_t> WireBytes(const FrameSetup& setup) {
 }
 
 TEST(FramePath, DeliversRawFramesOfEveryKindAsRecomputed) {
-  for (const char* model : {"k1c", "x26m"}) {
+  for (const char* model : test::CameraKeysOfAllBins()) {
     for (const IMG_TYPE format : {ORQ_IMG_RAW8, ORQ_IMG_RAW16}) {
       for (int bin = 1; bin <= 4; ++bin) {
         for (int flips = 0; flips < 4; ++flips) {
@@ -133,17 +133,41 @@ TEST(FramePath, DeliversLuminanceOfAGreyFrameAsThatGrey) {
   for (const int value : out) EXPECT_NEAR(value, 90, 1);
 }
 
-TEST(FramePath, AppliesTheWhiteBalanceBeforeBinning) {
-  Case c{SetupOf("k1c", 16, 4, 2, ORQ_IMG_RAW8)};
+TEST(FramePath, DeliversRawFramesAsTheyAreWhateverTheWhiteBalance) {
+  for (const ModelData& model : AllModels()) {
+    for (const IMG_TYPE format : {ORQ_IMG_RAW8, ORQ_IMG_RAW16}) {
+      for (const int bin : {1, 2}) {
+        Case balanced{SetupFor(model, {0, 0, 16, 4, bin, format}, false)};
+        balanced.setup.rawPattern = 0;  // also where a mosaic is stated by nobody but a recording
+        balanced.red = 99;
+        balanced.blue = 1;
+        Case neutral = balanced;
+        neutral.red = neutral.blue = 50;
+        const auto wire = WireBytes(neutral.setup);
+        EXPECT_EQ(Delivered(balanced, wire), Delivered(neutral, wire)) << model.key << " bin " << bin;
+      }
+    }
+  }
+}
+
+TEST(FramePath, BalancesColourFramesOnceTheyAreBinned) {
+  Case c{SetupOf("k1c", 16, 4, 2, ORQ_IMG_RGB24)};
+  c.red = 25;
+  // Every sample 80: the sum of four saturates at 255, and half of that is 128. Halved first, four would be 160.
+  const auto out = Delivered(c, std::vector<std::uint8_t>(c.setup.TransferSamples(), 80));
+  for (std::size_t i = 0; i < out.size(); i += 3) {
+    ASSERT_EQ(out[i], 255);
+    ASSERT_EQ(out[i + 1], 255);
+    ASSERT_EQ(out[i + 2], 128);
+  }
+}
+
+TEST(FramePath, BalancesLuminanceFrames) {
+  Case c{SetupOf("k1c", 16, 4, 1, ORQ_IMG_Y8)};
   c.red = 99;
-  // Four reds of 60: each becomes 119 before the sum saturates; binned first it would be 240 * 1.98.
-  c.setup = SetupOf("k1c", 16, 4, 2, ORQ_IMG_RAW16);
-  std::vector<std::uint8_t> wire(c.setup.TransferSamples() * 2, 0);
-  wire[0] = 0xF0;  // one red of the four far above half scale: it saturates, the others are 0
-  const auto out = Delivered(c, wire);
-  std::uint16_t first;
-  std::memcpy(&first, out.data(), 2);
-  EXPECT_EQ(first, 16384);  // 65535 / 4, rounded; 0xF000 / 4 * 1.98 would be 30413
+  c.blue = 1;
+  // 100 everywhere becomes red 198, green 100, blue 2; luminance 0.299 R + 0.587 G + 0.114 B is 118.1.
+  for (const int value : Delivered(c, std::vector<std::uint8_t>(16 * 4, 100))) ASSERT_NEAR(value, 118, 1);
 }
 
 TEST(FramePath, LeavesMonochromeFramesAloneWhateverTheWhiteBalance) {
@@ -286,7 +310,7 @@ TEST(FramePath, DeliversPixelsOfOddSizedRecordings) {
 
 TEST(FramePath, LeavesTheFrameToAutomaticControlBeforeBinningAndGamma) {
   std::mt19937 random(7);
-  for (const char* key : {"k1c", "k1m", "k2m", "x26m", "t46c"}) {
+  for (const char* key : test::CameraKeysOfAllBins()) {
     for (const IMG_TYPE format : {ORQ_IMG_RAW8, ORQ_IMG_RAW16}) {
       Way way(*FindModel(key));
       way.region = {0, 0, 16, 8, 2, format};
@@ -335,17 +359,28 @@ TEST(FramePath, CopiesNothingForAutomaticControlUnlessItIsDue) {
   EXPECT_EQ(way.autoFrame, std::vector<std::uint8_t>(way.autoFrame.size(), Way::kGuard));
 }
 
-// Automatic control takes the first byte of 16-bit samples by the camera's full name: these must be the models
-// that deliver the high byte first.
-TEST(ByteOrder, IsThatOfTheNamesByWhichAutomaticControlReadsSamples) {
-  const std::set<std::string_view> names{"Tavix ORQ-K1C", "Tavix ORQ-K1M",    "Tavix ORQ-K1C-R", "Tavix ORQ-K1M-R",
-                                         "Tavix ORQ-K2M", "Tavix ORQ-K1C-RC", "Tavix ORQ-K1M-RC"};
-  int found = 0;
-  for (const ModelData& model : AllModels()) {
-    EXPECT_EQ(model.msbFirst, names.contains(model.name)) << model.name;
-    found += model.msbFirst ? 1 : 0;
+// Automatic control goes by the camera's full name, the wire by the table's flag: whatever the two say together,
+// the brightness that is measured is that of the samples sent.
+TEST(ByteOrder, OfTheMeasuredFrameIsThatOfTheNameWhateverTheWireSends) {
+  constexpr std::uint8_t kHigh = 0x54, kLow = 0x30;  // one sample everywhere: a mean of 0x54, plus 1
+  for (const ModelData& row : AllModels()) {
+    for (const std::string_view name :
+         {row.name, std::string_view("Tavix ORQ-Other"), std::string_view("Tavix ORQ-K1M-RC")}) {
+      for (const bool msbFirst : {false, true}) {
+        Way way(row);
+        way.model.name = name;
+        way.model.msbFirst = msbFirst;
+        way.region = {0, 0, 64, 48, 1, ORQ_IMG_RAW16};
+        way.copyForAuto = true;
+        std::vector<std::uint8_t> wire(way.Setup().TransferSamples() * 2);
+        for (std::size_t i = 0; i < wire.size(); ++i) wire[i] = (i % 2 == 0) == msbFirst ? kHigh : kLow;
+        way.Delivered(wire);
+        const AutoFrame view{{way.autoFrame.data(), wire.size()}, {64, 48}, SampleFormOf(true, name)};
+        EXPECT_EQ(MeanBrightness(SampleCentre(view, [] { return 0; }), {}), kHigh + 1)
+            << row.key << " named " << name << (msbFirst ? ", high byte first" : "");
+      }
+    }
   }
-  EXPECT_EQ(found, 3);
 }
 
 }  // namespace

@@ -81,7 +81,8 @@ TEST(FrameReader, SharesTheFrameItself) {
   EXPECT_EQ(ofA->Pixels().data(), work);
   EXPECT_EQ(ofB->Pixels().data(), work);
   for (std::uint32_t n = 10; n < 20; ++n) Publish(mailbox, n);
-  EXPECT_EQ(std::ranges::count(ofA->Pixels(), 9), static_cast<std::ptrdiff_t>(kFrame)) << "held frames stay as they are";
+  EXPECT_EQ(std::ranges::count(ofA->Pixels(), 9), static_cast<std::ptrdiff_t>(kFrame))
+      << "held frames stay as they are";
 }
 
 TEST(FrameReader, HoldingEverythingStopsPublishingAndNothingElse) {

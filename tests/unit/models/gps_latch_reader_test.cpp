@@ -28,17 +28,30 @@ class HookedPort : public test::FakePort {
   std::function<void(const SetupPacket&)> before;
   std::map<int, std::vector<std::uint8_t>> oldBlocks;  ///< answers to the block request by line
   int transfers = 0;
-  int refuse = -1;  ///< the transfer with this number, from 0
+  int refuse = -1;           ///< the transfer with this number, from 0
+  bool offersLatch = false;  ///< in one request, as the registers have it
 
   int ControlTransfer(const SetupPacket& setup, std::span<std::uint8_t> data, unsigned timeoutMs) override {
     if (before) before(setup);
     if (transfers++ == refuse) return kUsbPipe;
+    if (setup.request == 0xD9) return offersLatch ? AnswerLatch(data) : static_cast<int>(kUsbPipe);
     const auto block = oldBlocks.find(setup.value);
     if (setup.request == 0xD8 && block != oldBlocks.end()) {
       std::copy(block->second.begin(), block->second.end(), data.begin());
       return static_cast<int>(block->second.size());
     }
     return FakePort::ControlTransfer(setup, data, timeoutMs);
+  }
+
+ private:
+  int AnswerLatch(std::span<std::uint8_t> data) {
+    if (data.size() != 4 + 2 * 55) return kUsbPipe;
+    for (unsigned i = 0; i < 4; ++i) data[i] = fpga[static_cast<std::uint16_t>(kCounter + i)];
+    for (unsigned i = 0; i < 55; ++i) {
+      data[4 + i] = fpga[static_cast<std::uint16_t>(kStartBlock + i)];
+      data[4 + 55 + i] = fpga[static_cast<std::uint16_t>(kEndBlock + i)];
+    }
+    return static_cast<int>(data.size());
   }
 };
 
@@ -114,18 +127,72 @@ TEST_F(GpsLatch, TheOffsetToTheExposureIsAdded) {
   EXPECT_EQ(reader.Read(kLatch).latched.start, kGoodTime + 1'310);
 }
 
-TEST_F(GpsLatch, IsReadTwice) {
+TEST_F(GpsLatch, IsReadTwiceByRegisters) {
   reader.Begin();
   camera.hooked->transfers = 0;
   EXPECT_EQ(StateOf(), GpsState::Fix);
-  EXPECT_EQ(camera.hooked->transfers, 4 + 2 * (4 + 2 * 55));
+  EXPECT_EQ(camera.hooked->transfers, 4 + 1 + 2 * (4 + 2 * 55)) << "lines, the refused request, two readings";
+  EXPECT_EQ(StateOf(), GpsState::Fix);
+  EXPECT_EQ(camera.hooked->transfers, 4 + 1 + 2 * (4 + 2 * 55) + 4 + 2 * (4 + 2 * 55)) << "not asked again";
 }
 
 TEST_F(GpsLatch, OfAnotherFrameIsMissedAfterTheCounter) {
   reader.Begin();
+  EXPECT_EQ(StateOf(), GpsState::Fix);
   camera.hooked->transfers = 0;
   EXPECT_EQ(StateOf(kLatch - 1), GpsState::Missed);
   EXPECT_EQ(camera.hooked->transfers, 4 + 4);
+}
+
+TEST_F(GpsLatch, ComesByOneRequestWhereTheCameraOffersIt) {
+  camera.hooked->offersLatch = true;
+  reader.Begin();
+  camera.hooked->transfers = 0;
+  const FrameGps gps = reader.Read(kLatch);
+  EXPECT_EQ(camera.hooked->transfers, 4 + 1);
+  EXPECT_EQ(gps.state, GpsState::Fix);
+  EXPECT_EQ(gps.latched.start, kGoodTime);
+  EXPECT_EQ(gps.latched.end, kGoodTime + 10'000'000);
+  EXPECT_EQ(gps.satellites, 9);
+  camera.port->fpga[kEndBlock] = 'V';
+  EXPECT_EQ(StateOf(), GpsState::NoFix);
+}
+
+TEST_F(GpsLatch, OfAnotherFrameIsThereForTheAsking) {
+  for (const bool offers : {true, false}) {
+    camera.hooked->offersLatch = offers;
+    reader.Begin();
+    EXPECT_EQ(StateOf(kLatch - 2), GpsState::Missed);
+    camera.hooked->transfers = 0;
+    EXPECT_EQ(reader.ReadOther(false).has_value(), offers) << "whoever is in haste does not read registers for it";
+    EXPECT_EQ(camera.hooked->transfers, 0);
+    const auto other = reader.ReadOther(true);
+    EXPECT_EQ(camera.hooked->transfers, offers ? 0 : 2 * (4 + 2 * 55));
+    ASSERT_TRUE(other.has_value());
+    EXPECT_EQ(other->latch, kLatch);
+    EXPECT_EQ(other->gps.state, GpsState::Fix);
+    EXPECT_EQ(other->gps.latched.start, kGoodTime);
+    EXPECT_EQ(other->gps.latched.startLine, 5);
+  }
+}
+
+TEST_F(GpsLatch, OfAnotherFrameMustHaveAFix) {
+  camera.hooked->offersLatch = true;
+  camera.port->fpga[kStartBlock] = 'V';
+  reader.Begin();
+  EXPECT_EQ(StateOf(kLatch - 1), GpsState::Missed);
+  EXPECT_FALSE(reader.ReadOther(true).has_value());
+  camera.SetCounter(0);  // nothing has been latched
+  EXPECT_EQ(StateOf(), GpsState::Missed);
+  EXPECT_FALSE(reader.ReadOther(true).has_value());
+}
+
+TEST_F(GpsLatch, WhatTheLastFrameFoundIsNoneOfTheNext) {
+  camera.hooked->offersLatch = true;
+  reader.Begin();
+  EXPECT_EQ(StateOf(kLatch - 1), GpsState::Missed);
+  EXPECT_EQ(StateOf(0), GpsState::NoLatch);
+  EXPECT_FALSE(reader.ReadOther(true).has_value());
 }
 
 TEST_F(GpsLatch, ThatChangesWhileItIsReadIsMissed) {
@@ -217,12 +284,29 @@ TEST_F(GpsLatch, NewLinesMakeTwoFramesUncertain) {
 TEST_F(GpsLatch, EveryReadThatFailsIsTold) {
   for (int failing = 0; failing < 4 + 2 * (4 + 2 * 55); ++failing) {
     reader.Begin();
+    EXPECT_EQ(StateOf(), GpsState::Fix);  // learns that the latch comes by registers
     camera.hooked->transfers = 0;
     camera.hooked->refuse = failing;
     EXPECT_EQ(StateOf(), GpsState::Unreadable) << failing;
     camera.hooked->refuse = -1;
   }
   EXPECT_EQ(StateOf(), GpsState::Fix);
+}
+
+TEST_F(GpsLatch, ARequestThatFailsOnceIsMadeUpForByRegisters) {
+  camera.hooked->offersLatch = true;
+  reader.Begin();
+  camera.hooked->transfers = 0;
+  camera.hooked->refuse = 4;
+  EXPECT_EQ(StateOf(), GpsState::Fix);
+  camera.hooked->refuse = -1;
+  camera.hooked->transfers = 0;
+  EXPECT_EQ(StateOf(), GpsState::Fix);
+  EXPECT_EQ(camera.hooked->transfers, 4 + 2 * (4 + 2 * 55)) << "for the rest of the capture";
+  reader.Begin();
+  camera.hooked->transfers = 0;
+  EXPECT_EQ(StateOf(), GpsState::Fix);
+  EXPECT_EQ(camera.hooked->transfers, 4 + 1);
 }
 
 TEST_F(GpsLatch, ACameraThatDidNotAnswerAtFirstIsAskedAgain) {

@@ -124,6 +124,27 @@ TEST_F(HotPixelStore, SavingPutsTheRecordIntoFlashAndTheTableIntoForce) {
   EXPECT_EQ(rig.camera->iHPCCount, 4);
 }
 
+TEST_F(HotPixelStore, ARowThatIsWarmerThanTheOthersIsSavedAsABadRow) {
+  constexpr std::size_t kRow = 40;
+  const std::size_t side = 128;
+  TakeDark(some);
+  for (std::size_t x = 0; x < side; ++x) rig.camera->pDarkFull[kRow * side + x] = kDark + 3;
+  const auto dark = std::span(rig.camera->pDarkFull.get(), pixels);
+  const Bytes before_(dark.begin(), dark.end());
+  Positions hot = some;
+  for (std::size_t x = 0; x < side; ++x) hot.insert(kRow * side + x);
+  EXPECT_EQ(HotPixelsOfDark(*rig.camera), Marks(hot));
+  rig.device->ClearRequests();
+  EXPECT_TRUE(Store().Done());
+  EXPECT_EQ(Flash(), Expected(hot));
+  EXPECT_EQ(Count(0xC4), 1) << "the table is written at once";
+  EXPECT_TRUE(std::ranges::equal(before_, dark)) << "the dark stays";
+  const std::scoped_lock lock(rig.camera->HPCMutex);
+  ASSERT_NE(rig.camera->pBadRows, nullptr);
+  EXPECT_EQ(rig.camera->pBadRows[kRow], 1U);
+  EXPECT_EQ(rig.camera->iHPCCount, 4);
+}
+
 TEST_F(HotPixelStore, SavingTellsHowFarItIs) {
   TakeDark(some);
   std::vector<std::uint32_t> done;

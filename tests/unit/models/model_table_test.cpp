@@ -56,7 +56,7 @@ TEST(ModelTable, StatesTheColourCamera) {
   EXPECT_EQ(model.limits.exposureMax, 2'000'000'000);
   EXPECT_EQ(model.limits.exposureDefault, 10'000);
   EXPECT_EQ(model.limits.offsetMax, 240);
-  EXPECT_EQ(model.limits.offsetDefault, 8);
+  EXPECT_EQ(model.limits.offsetDefault, 70);
   EXPECT_EQ(model.limits.wbMin, 1);
   EXPECT_EQ(model.limits.wbMax, 99);
   EXPECT_TRUE(model.guidePort);
@@ -128,6 +128,8 @@ TEST(ModelTable, AgreesWithTheSensorOfTheVirtualCamera) {
     EXPECT_EQ(sensor->pixelSizeUm, model.pixelSizeUm) << model.key;
     EXPECT_EQ(sensor->lineTimeNs, model.lineTimeNs) << model.key;
     EXPECT_EQ(sensor->baseElectronsPerAdu, model.baseElectronsPerAdu) << model.key;
+    EXPECT_EQ(sensor->fullWellElectrons, model.fullWellElectrons) << model.key;
+    EXPECT_EQ(sensor->countsPerOffsetStep, model.countsPerOffset) << model.key;
     EXPECT_EQ(sensor->gainLaw == SensorGainLaw::Stepped, model.name.find("K1") != std::string_view::npos)
         << model.key;
   }

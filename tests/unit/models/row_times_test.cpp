@@ -126,10 +126,10 @@ TEST(TimesOfRows, LinesCountFromTheSensorsFirstWhateverTheRegion) {
               16'400 + 49 * 164 + kExposure, 164, kLatchError + 6);
 }
 
-TEST(TimesOfRows, AFlippedFrameBeginsWithItsLastLine) {
+TEST(TimesOfRows, AFlipChangesNeitherTheEarliestNorTheLatestInstant) {
   RowOrder order = Rows(0, 3000);
   order.flipped = true;
-  ExpectTimes(TimesOfRows(order, Latch(0, 2999, 491'836), kPace, kExposureUs), 491'836, kExposure, -164,
+  ExpectTimes(TimesOfRows(order, Latch(0, 2999, 491'836), kPace, kExposureUs), 0, 491'836 + kExposure, -164,
               kLatchError);
 }
 
@@ -144,11 +144,9 @@ TEST(TimesOfRows, BinnedRowsLastFromTheirFirstToTheirLastLine) {
   const LatchedLines latch = Latch(0, 199, 199 * 164);
   ExpectTimes(TimesOfRows(order, latch, kPace, kExposureUs), 0, 199 * 164 + kExposure, 328, kLatchError);
   order.flipped = true;
-  ExpectTimes(TimesOfRows(order, latch, kPace, kExposureUs), 198 * 164, 1 * 164 + kExposure, -328,
-              kLatchError + 1);
-  order.sameColour = true;  // the last row is of lines 197 and 199, the first of 0 and 2
-  ExpectTimes(TimesOfRows(order, latch, kPace, kExposureUs), 197 * 164, 2 * 164 + kExposure, -328,
-              kLatchError + 1);
+  ExpectTimes(TimesOfRows(order, latch, kPace, kExposureUs), 0, 199 * 164 + kExposure, -328, kLatchError);
+  order.sameColour = true;  // the file begins with lines 197 and 199, and ends with 0 and 2
+  ExpectTimes(TimesOfRows(order, latch, kPace, kExposureUs), 0, 199 * 164 + kExposure, -328, kLatchError);
 }
 
 TEST(TimesOfRows, RowsBinnedByTheCameraTakeOneRowsTime) {

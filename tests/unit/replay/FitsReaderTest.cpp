@@ -57,6 +57,29 @@ TEST(FitsReader, ReadsUnsignedSixteenBitsThroughBzero) {
   EXPECT_THAT(r.samples, ElementsAre(0, 32768, 65535, 1));
 }
 
+TEST(FitsReader, ReadsWhatTheFileSaysOfItself) {
+  const Recording r = Read(Image(Cards(8, 1, 1),
+                                 {Card("DATE-OBS", "'2023-01-02T03:04:05.678' / start"),
+                                  Card("EXPTIME", "12.5 / [s]"), Card("OBJECT", "'Barnard''s / Star   '")},
+                                 {7}));
+  EXPECT_EQ(r.facts.dateObs, "2023-01-02T03:04:05.678");
+  EXPECT_EQ(r.facts.exposureSeconds, 12.5);
+  EXPECT_EQ(r.facts.object, "Barnard's / Star");
+  const Recording bare = Read(Image(Cards(8, 1, 1), {Card("EXPTIME", "long"), Card("OBJECT", "'  '")}, {7}));
+  EXPECT_EQ(bare.facts.dateObs, "");
+  EXPECT_FALSE(bare.facts.exposureSeconds);
+  EXPECT_EQ(bare.facts.object, "");
+}
+
+TEST(FitsReader, TellsOfAFileThatWasCutAnywhere) {
+  const Bytes whole = Image(Cards(16, 40, 40), {}, Bytes(3200, 0));
+  for (std::size_t bytes = 80; bytes < 2880 + 3200; bytes += 40) {
+    const std::string error = ErrorOf(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(bytes)));
+    EXPECT_THAT(error, HasSubstr("truncated: ")) << bytes;
+    EXPECT_EQ(error.find("-"), std::string::npos) << error;
+  }
+}
+
 TEST(FitsReader, ReadsSignedSixteenBitsWithoutNegativeValues) {
   const Recording r = Read(Image(Cards(16, 2, 1), {}, {0x00, 0x07, 0x7F, 0xFF}));
   EXPECT_THAT(r.samples, ElementsAre(7, 32767));

@@ -43,7 +43,7 @@ TEST(PgmReader, ReadsSixteenBitsMostSignificantByteFirst) {
 TEST(PgmReader, TakesOneByteUpToAMaximumOf255AndTwoFrom256) {
   std::string error;
   EXPECT_EQ(ReadPgm(Join(FromText("P5 2 1 255 "), {1, 2}), error)->adcBits, 8);
-  EXPECT_EQ(ReadPgm(Join(FromText("P5 1 1 256 "), {1, 2}), error)->adcBits, 16);
+  EXPECT_EQ(ReadPgm(Join(FromText("P5 1 1 256 "), {1, 0}), error)->adcBits, 16);
 }
 
 TEST(PgmReader, PassesOverCommentsAndManyBlanks) {
@@ -88,6 +88,10 @@ TEST(PgmReader, RefusesMaximumValuesOutsideSixteenBits) {
 
 TEST(PgmReader, RefusesTruncatedPixels) {
   EXPECT_EQ(ErrorOf(FromText("P5 3 2 255 12345")), "truncated: 6 bytes of pixels announced, 5 present");
+  EXPECT_EQ(ErrorOf(FromText(std::string("P5 3 1 200 \xC8\xC9\x01", 14))),
+            "PGM sample of 201 is above the file's maximum value, 200");
+  EXPECT_EQ(ErrorOf(FromText(std::string("P5 1 1 1000 \x03\xE9", 14))),
+            "PGM sample of 1001 is above the file's maximum value, 1000");
   EXPECT_EQ(ErrorOf(FromText("P5 3 2 256 12345678901")), "truncated: 12 bytes of pixels announced, 11 present");
 }
 

@@ -2,19 +2,29 @@
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
+#include <future>
+#include <iostream>
 #include <new>
 #include <thread>
+#include <utility>
+
+#include "support/AwaitSleep.h"
+#include "support/FreeSlots.h"
 
 namespace {
 
-using State = CirBuf::SlotState;
+using orq::test::AwaitSleep;
+using orq::test::FreeSlots;
 
 constexpr int kLongMs = 20000;
+constexpr std::chrono::seconds kPatience{30};
 
 std::unique_ptr<std::uint8_t[]> Buffer(const CirBuf& ring) {
   return std::make_unique<std::uint8_t[]>(ring.FrameBytes());
@@ -51,10 +61,10 @@ struct Gate {
 TEST(CirBuf, HasAtLeastOneSlotAndAllAreFree) {
   EXPECT_EQ(CirBuf(16, 0).Count(), 1);
   EXPECT_EQ(CirBuf(16, -3).Count(), 1);
-  const CirBuf ring(16, 3);
+  CirBuf ring(16, 3);
   EXPECT_EQ(ring.Count(), 3);
   EXPECT_EQ(ring.FrameBytes(), 16U);
-  EXPECT_EQ(ring.CountIn(State::Free), 3);
+  EXPECT_EQ(FreeSlots(ring), 3);
 }
 
 TEST(CirBuf, GoesFromFreeThroughFillingReadyAndBackToFree) {
@@ -62,16 +72,16 @@ TEST(CirBuf, GoesFromFreeThroughFillingReadyAndBackToFree) {
   ring.StartInstBufThr();
   CirBuf::Slot* slot = ring.BeginFrame();
   ASSERT_NE(slot, nullptr);
-  EXPECT_EQ(ring.CountIn(State::Filling), 1);
-  EXPECT_EQ(ring.CountIn(State::Free), 1);
+  EXPECT_EQ(slot->state.load(), CirBuf::SlotState::Filling);
+  EXPECT_EQ(FreeSlots(ring), 1);
   Put(ring, *slot, 7);
   ring.WaitJudged();
-  EXPECT_EQ(ring.CountIn(State::Ready), 1);
-  EXPECT_EQ(ring.CountIn(State::Filling), 0);
+  EXPECT_EQ(slot->state.load(), CirBuf::SlotState::Ready);
+  EXPECT_EQ(FreeSlots(ring), 1);
   auto buffer = Buffer(ring);
   CirBuf::Frame frame;
   ASSERT_TRUE(ring.Take(buffer, frame, kLongMs));
-  EXPECT_EQ(ring.CountIn(State::Free), 2);
+  EXPECT_EQ(FreeSlots(ring), 2);
   EXPECT_EQ(frame.payloadBytes, 8U);
   EXPECT_EQ(buffer[0], 7);
   EXPECT_EQ(buffer[7], 7);
@@ -167,14 +177,14 @@ TEST(CirBuf, ReturnsFramesThatTheCheckRefusesAndPublishesTheOthers) {
   for (std::uint8_t value = 1; value <= 4; ++value) Put(ring, *ring.BeginFrame(), value);
   ring.WaitJudged();
   EXPECT_EQ(judged, 4);
-  EXPECT_EQ(ring.CountIn(State::Ready), 2);
-  EXPECT_EQ(ring.CountIn(State::Free), 2);
+  EXPECT_EQ(FreeSlots(ring), 2);
   auto buffer = Buffer(ring);
   CirBuf::Frame frame;
   ASSERT_TRUE(ring.Take(buffer, frame, kLongMs));
   EXPECT_EQ(buffer[0], 2);
   ASSERT_TRUE(ring.Take(buffer, frame, kLongMs));
   EXPECT_EQ(buffer[0], 4);
+  EXPECT_FALSE(ring.Take(buffer, frame, 0));
 }
 
 TEST(CirBuf, KeepsASlotFillingWhileItWaitsForItsCheck) {
@@ -182,13 +192,14 @@ TEST(CirBuf, KeepsASlotFillingWhileItWaitsForItsCheck) {
   Gate gate;
   ring.SetCheck(&Gate::Check, &gate);
   ring.StartInstBufThr();
-  Put(ring, *ring.BeginFrame(), 1);
+  CirBuf::Slot* slot = ring.BeginFrame();
+  Put(ring, *slot, 1);
   gate.entered.wait(false);
-  EXPECT_EQ(ring.CountIn(State::Filling), 1);
+  EXPECT_EQ(slot->state.load(), CirBuf::SlotState::Filling);
   EXPECT_EQ(ring.BeginFrame(), nullptr);
   gate.Open();
   ring.WaitJudged();
-  EXPECT_EQ(ring.CountIn(State::Ready), 1);
+  EXPECT_EQ(slot->state.load(), CirBuf::SlotState::Ready);
 }
 
 TEST(CirBuf, TakeTimesOutWhenNothingComes) {
@@ -210,7 +221,7 @@ TEST(CirBuf, TakeRefusesAMissingBufferAndKeepsTheFrame) {
   std::unique_ptr<std::uint8_t[]> none;
   CirBuf::Frame frame;
   EXPECT_FALSE(ring.Take(none, frame, 0));
-  EXPECT_EQ(ring.CountIn(State::Ready), 1);
+  EXPECT_EQ(ring.Discard(), 1);
 }
 
 TEST(CirBuf, TakeReturnsAtOnceWhileTheThreadIsStoppedAndNothingIsReady) {
@@ -233,31 +244,52 @@ TEST(CirBuf, ReadyFramesCanStillBeTakenAfterTheThreadWasStopped) {
   EXPECT_FALSE(ring.Take(buffer, frame, -1));
 }
 
-TEST(CirBuf, CancelTakeWakesAWaiterAndHoldsUntilResumeTake) {
-  CirBuf ring(8, 1);
-  ring.StartInstBufThr();
-  auto buffer = Buffer(ring);
-  CirBuf::Frame frame;
-  bool taken = true;
-  std::thread waiter([&] { taken = ring.Take(buffer, frame, -1); });
-  ring.CancelTake();
-  waiter.join();
-  EXPECT_FALSE(taken);
-  Put(ring, *ring.BeginFrame(), 5);
-  ring.WaitJudged();
-  EXPECT_FALSE(ring.Take(buffer, frame, -1));
-  ring.ResumeTake();
-  EXPECT_TRUE(ring.Take(buffer, frame, -1));
-}
+/// Runs `work` in a thread of its own that is to wait for something. Ends the process when it never wakes: a
+/// thread that sleeps on cannot be joined.
+class Waiter {
+ public:
+  explicit Waiter(std::function<void()> work)
+      : thread_([this, work = std::move(work)] {
+          id_ = gettid();
+          work();
+          done_.set_value();
+        }) {}
+  ~Waiter() {
+    if (done_.get_future().wait_for(kPatience) != std::future_status::ready) {
+      std::cerr << "nobody woke the waiting thread\n";
+      std::abort();
+    }
+    thread_.join();
+  }
+  Waiter(const Waiter&) = delete;
+  Waiter& operator=(const Waiter&) = delete;
+
+  bool Sleeps() const { return AwaitSleep(id_, kPatience); }
+
+ private:
+  std::atomic<pid_t> id_{0};
+  std::promise<void> done_;
+  std::thread thread_;
+};
 
 TEST(CirBuf, StoppingWakesAWaitingTake) {
   CirBuf ring(8, 1);
   ring.StartInstBufThr();
   auto buffer = Buffer(ring);
   CirBuf::Frame frame;
-  std::thread waiter([&] { EXPECT_FALSE(ring.Take(buffer, frame, -1)); });
+  const Waiter waiter([&] { EXPECT_FALSE(ring.Take(buffer, frame, -1)); });
+  ASSERT_TRUE(waiter.Sleeps());
   ring.StopInstBufThr();
-  waiter.join();
+}
+
+TEST(CirBuf, AReadyFrameWakesAWaitingTake) {
+  CirBuf ring(8, 1);
+  ring.StartInstBufThr();
+  auto buffer = Buffer(ring);
+  CirBuf::Frame frame;
+  const Waiter waiter([&] { EXPECT_TRUE(ring.Take(buffer, frame, -1)); });
+  ASSERT_TRUE(waiter.Sleeps());
+  Put(ring, *ring.BeginFrame(), 1);
 }
 
 TEST(CirBuf, StoppingFreesFramesThatWereNotYetChecked) {
@@ -268,20 +300,37 @@ TEST(CirBuf, StoppingFreesFramesThatWereNotYetChecked) {
   ring.SetCheck(&Gate::Check, &gate);
   ring.StartInstBufThr();
   gate.entered.wait(false);
-  std::thread stopper([&] { ring.StopInstBufThr(); });
-  // The stop is under way or about to be; the frame in the check ends either way.
-  gate.Open();
-  stopper.join();
-  EXPECT_EQ(ring.CountIn(State::Filling), 0);
-  EXPECT_GE(ring.CountIn(State::Ready), 1);
+  {
+    const Waiter stopper([&] { ring.StopInstBufThr(); });
+    ASSERT_TRUE(stopper.Sleeps()) << "it waits for the check";
+    gate.Open();
+  }
+  EXPECT_EQ(FreeSlots(ring), 1);
+  EXPECT_EQ(ring.Discard(), 1) << "the frame that was in its check";
   ring.WaitJudged();
+}
+
+TEST(CirBuf, StoppingWakesWhoeverWaitsForFramesThatWillNotBeChecked) {
+  CirBuf ring(8, 2);
+  Put(ring, *ring.BeginFrame(), 1);
+  Put(ring, *ring.BeginFrame(), 2);
+  Gate gate;
+  ring.SetCheck(&Gate::Check, &gate);
+  ring.StartInstBufThr();
+  gate.entered.wait(false);
+  const Waiter waiter([&] { ring.WaitJudged(); });
+  ASSERT_TRUE(waiter.Sleeps());
+  const Waiter stopper([&] { ring.StopInstBufThr(); });
+  ASSERT_TRUE(stopper.Sleeps()) << "it waits for the check";
+  gate.Open();
 }
 
 TEST(CirBuf, WaitJudgedReturnsWhenTheThreadIsStopped) {
   CirBuf ring(8, 1);
-  Put(ring, *ring.BeginFrame(), 1);
+  CirBuf::Slot* slot = ring.BeginFrame();
+  Put(ring, *slot, 1);
   ring.WaitJudged();
-  EXPECT_EQ(ring.CountIn(State::Filling), 1);
+  EXPECT_EQ(slot->state.load(), CirBuf::SlotState::Filling);
 }
 
 TEST(CirBuf, StartsAndStopsAgainAndTwiceIsHarmless) {
@@ -307,7 +356,7 @@ TEST(CirBuf, DiscardFreesEveryReadyFrame) {
   Put(ring, *ring.BeginFrame(), 2);
   ring.WaitJudged();
   EXPECT_EQ(ring.Discard(), 2);
-  EXPECT_EQ(ring.CountIn(State::Free), 3);
+  EXPECT_EQ(FreeSlots(ring), 3);
   EXPECT_EQ(ring.Discard(), 0);
   auto buffer = Buffer(ring);
   CirBuf::Frame frame;
@@ -360,7 +409,7 @@ TEST(CirBuf, NeverTearsOrReordersFramesBetweenTwoRunningThreads) {
   producer.join();
   EXPECT_GT(taken, 0U);
   EXPECT_LE(taken + dropped, kFrames);
-  EXPECT_EQ(ring.CountIn(State::Free), 3);
+  EXPECT_EQ(FreeSlots(ring), 3);
 }
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)

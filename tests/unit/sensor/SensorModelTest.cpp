@@ -6,6 +6,7 @@
 #include <numeric>
 
 #include "SensorStatistics.h"
+#include "support/Cameras.h"
 
 namespace orq {
 namespace {
@@ -241,7 +242,8 @@ TEST(HardwareBin, KeepsTheMosaicOfAColourSensor) {
 }
 
 TEST(HardwareBin, AddsPixelsTwoApartOnASensorThatComesInColourToo) {
-  for (const char* key : {"x26m", "b29m"}) {
+  for (const char* key : test::CameraKeys()) {
+    if (!FindSensor(key)->binsTwoApart) continue;
     SensorModel dark(*FindSensor(key), Scene::Dark, 0.0, 5);
     const auto pixels = dark.Pattern().HotPixels();
     int placed = 0;

@@ -7,6 +7,8 @@
 #include <thread>
 
 #include "SettingsFixture.h"
+#include "models/CameraList.h"
+#include "models/OwnSettings.h"
 #include "support/LogText.h"
 #include "support/RecordingCamera.h"
 #include "support/VirtualRig.h"
@@ -217,7 +219,7 @@ TEST_F(ModelSettings, BelongToTheModel) {
   Use(VirtualRig("k1c"), true, 61);
   const VirtualRig other("x26m");
   EXPECT_EQ(other.camera->gain, 0);
-  EXPECT_EQ(other.camera->Brightness, 20);
+  EXPECT_EQ(other.camera->Brightness, 130);
 }
 
 TEST_F(ModelSettings, ValuesBeyondTheModelsLimitsAreBroughtWithinThem) {
@@ -361,6 +363,60 @@ TEST_F(ModelSettings, AreLeftAloneWhenSwitchedOff) {
   Use(VirtualRig("k1c"), false, 61);
   EXPECT_EQ(VirtualRig("k1c").camera->gain, 0);
   EXPECT_EQ(Text(), before);
+}
+
+TEST_F(ModelSettings, AreNotKeptByACameraThatOnlyLoadsThem) {
+  WriteK1C("<int name='Gain' value='5'/>");
+  const std::string before = Text();
+  for (const bool snap : {false, true}) {
+    for (const SettingsUse use : {SettingsUse::Load, SettingsUse::Off}) {
+      VirtualRig rig("k1c");
+      rig.camera = std::make_unique<CModelCamera>(*FindModel("k1c"), use);
+      rig.camera->UsePort(MakeVirtualPort(rig.bus));
+      EXPECT_EQ(rig.camera->gain, use == SettingsUse::Load ? 5 : 0);
+      Use(rig, snap, 61);
+      EXPECT_EQ(Text(), before);
+      EXPECT_EQ(rig.camera->SaveSetting(), 1) << "who asks for it is served";
+      EXPECT_NE(Text(), before);
+      WriteK1C("<int name='Gain' value='5'/>");
+    }
+  }
+}
+
+TEST_F(ModelSettings, OfOneCameraAreNotThoseOfAnother) {
+  WriteText("<orqcam><key name='software'><key name='" + MakeCamera("virtual:k1c").camera->settingsName +
+            "'><int name='Gain' value='5'/></key></key></orqcam>");
+  EXPECT_EQ(MakeCamera("virtual:k1c").camera->gain, 5);
+  EXPECT_EQ(MakeCamera("virtual:k1c", SettingsUse::Load).camera->gain, 5);
+  EXPECT_EQ(MakeCamera("virtual:k1c", SettingsUse::Off).camera->gain, 0);
+  EXPECT_EQ(MakeCamera("virtual:k1c").camera->settingsUse, SettingsUse::LoadAndKeep);
+}
+
+TEST_F(ModelSettings, OwnOnesAreKeptWhenAskedFor) {
+  const VirtualRig rig("k1c");
+  rig.camera->SetGamma(80);
+  rig.camera->SetMonoBin(true);
+  KeepOwnSettings(*rig.camera);
+  const VirtualRig again("k1c");
+  EXPECT_EQ(again.camera->GetGamma(), 50) << "the core does not know of them";
+  LoadOwnSettings(*again.camera);
+  EXPECT_EQ(again.camera->GetGamma(), 80);
+  EXPECT_TRUE(again.camera->GetMonoBin());
+  const VirtualRig other("t46c");
+  LoadOwnSettings(*other.camera);
+  EXPECT_EQ(other.camera->GetGamma(), 50);
+}
+
+TEST_F(ModelSettings, OwnOnesThatCannotBeAreBroughtWithinTheLimitsOrLeftOut) {
+  for (const auto& [stored, expected] : {std::pair{"<int name='Gamma' value='-7'/>", 0},
+                                         {"<int name='Gamma' value='1000000'/>", 100},
+                                         {"<text name='Gamma' value='bright'/>", 50},
+                                         {"<byte name='Gamma' value='3'/>", 50}}) {
+    WriteK1C(stored);
+    const VirtualRig rig("k1c");
+    LoadOwnSettings(*rig.camera);
+    EXPECT_EQ(rig.camera->GetGamma(), expected) << stored;
+  }
 }
 
 }  // namespace

@@ -64,6 +64,12 @@ void StartAgainFromWorker(bool* running, void* param) {
   RunUntilStopped(running, param);
 }
 
+void AnnounceAndEndWhenLet(bool* running, void* param) {
+  auto& story = *static_cast<Story*>(param);
+  story.control->AnnounceEnd();
+  EndWhenLet(running, param);
+}
+
 void WaitUntil(const auto& condition) {
   while (!condition()) std::this_thread::yield();
 }
@@ -273,6 +279,51 @@ TEST_F(ThreadCtrlTest, AWorkerThatHasJustEndedCanBeDestroyedAtOnce) {
     WaitUntil([&control] { return !control.IsActive(); });
   }
   EXPECT_THAT(TakeStandardError(), IsEmpty()) << "the mutex was busy when it was destroyed";
+}
+
+TEST_F(ThreadCtrlTest, AWaitForTheEndReturnsAtOnceWhereNoneIsAnnounced) {
+  constexpr std::chrono::hours kTooLong{1};
+  ThreadCtrl control(AnnounceAndEndWhenLet);
+  story.control = &control;
+  control.AwaitEnd(kTooLong);  // no worker
+  ASSERT_EQ(control.Start(&story), 1);
+  story.entered.acquire();
+  story.mayEnd.release();
+  WaitUntil([&] { return !control.IsActive(); });
+  control.AwaitEnd(kTooLong);  // one that has ended
+  control.InitFuncPt(RunUntilStopped);
+  ASSERT_EQ(control.Start(&story), 1);
+  control.AwaitEnd(kTooLong);  // the next one has announced nothing
+  EXPECT_TRUE(control.IsActive());
+  control.Stop();
+}
+
+TEST_F(ThreadCtrlTest, AWaitForAnAnnouncedEndLastsUntilTheWorkerIsGone) {
+  ThreadCtrl control(AnnounceAndEndWhenLet);
+  story.control = &control;
+  for (int run = 0; run < 20; ++run) {
+    ASSERT_EQ(control.Start(&story), 1) << "the last one is gone";
+    story.entered.acquire();
+    std::thread later([&] {
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+      story.mayEnd.release();
+    });
+    control.AwaitEnd(std::chrono::hours(1));
+    EXPECT_FALSE(control.IsActive());
+    later.join();
+  }
+}
+
+TEST_F(ThreadCtrlTest, AWaitForAnAnnouncedEndIsBounded) {
+  ThreadCtrl control(AnnounceAndEndWhenLet);
+  story.control = &control;
+  ASSERT_EQ(control.Start(&story), 1);
+  story.entered.acquire();
+  const auto begin = std::chrono::steady_clock::now();
+  control.AwaitEnd(std::chrono::milliseconds(30));
+  EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(30));
+  EXPECT_TRUE(control.IsActive());
+  story.mayEnd.release();
 }
 
 /// Two threads start and stop one object whose workers end by themselves as often as by a stop.

@@ -82,6 +82,7 @@ class IdleCamera : public VirtualCamera {
   std::vector<SyncEdge> SyncEdges(int) const override { return {}; }
   std::uint64_t FramesExposed() const override { return 0; }
   std::vector<std::uint8_t> SentPayload(std::uint32_t) const override { return {}; }
+  std::vector<SentFrame> SentFrames() const override { return {}; }
 
  private:
   VirtualOptions options_;

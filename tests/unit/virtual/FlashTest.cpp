@@ -256,13 +256,15 @@ class VirtualState : public testing::Test {
   VirtualOptions options_;
 };
 
+constexpr std::size_t kWarmth = 2 * 4 + 8;  // two temperatures and the time
+
 TEST_F(VirtualState, SurvivesTheProcess) {
   options_.serial = "00000000000000ff";
   {
     auto camera = CameraWithFlashBus(options_);
     EXPECT_EQ(3, Program(*camera, 0x70000, {0x49, 0x44, 7}));
     EXPECT_EQ(1, Program(*camera, 0x7FFFFF, {0x55}));
-    EXPECT_EQ(2U * (65536 + 2) + 282 + 8, File().size());  // at once, not only at the end
+    EXPECT_EQ(2U * (65536 + 2) + 282 + kWarmth + 8, File().size());  // at once, not only at the end
   }
   options_.serial.clear();
   options_.seed = 99;
@@ -273,7 +275,7 @@ TEST_F(VirtualState, SurvivesTheProcess) {
   EXPECT_EQ(8, camera->Control({kVendorIn, 0xC8, 0, 0, 8}, serial));
   EXPECT_EQ(0xFF, serial[7]);
   EXPECT_EQ(0, Out(*camera, 0xC4, 7));
-  EXPECT_EQ(1U * (65536 + 2) + 282 + 8, File().size());
+  EXPECT_EQ(1U * (65536 + 2) + 282 + kWarmth + 8, File().size());
   EXPECT_EQ(1U, FilesInFolder());
 }
 

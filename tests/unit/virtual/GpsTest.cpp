@@ -356,6 +356,37 @@ TEST(VirtualGps, BlocksOfVersionZeroComeByRequestWithTheirCounter) {
   EXPECT_EQ(kUsbPipe, GpsCamera(Untimed(), current)->Control({kVendorIn, 0xD8, 0, 0, 60}, answer));
 }
 
+TEST(VirtualGps, AWholeLatchComesByOneRequest) {
+  auto camera = GpsCamera(Untimed());
+  SetLines(*camera, 3, 30);
+  std::vector<std::uint8_t> answer(114, 0xEE);
+  const auto ask = [&](VirtualCamera& device, std::uint16_t value, std::uint16_t length) {
+    return device.Control({kVendorIn, 0xD9, value, 0, length}, std::span(answer).first(length));
+  };
+  ASSERT_EQ(114, ask(*camera, 0, 114));
+  EXPECT_THAT(std::vector<int>(answer.begin(), answer.begin() + 4), Each(0));
+  EXPECT_EQ('V', answer[4]);
+  EXPECT_EQ('V', answer[4 + 55]);
+
+  camera->AdvanceTime(5);
+  const std::uint32_t latch = Shoot(*camera);
+  ASSERT_EQ(114, ask(*camera, 0, 114));
+  std::uint32_t counter = 0;
+  std::memcpy(&counter, answer.data(), 4);
+  EXPECT_EQ(latch, counter);
+  // What the registers hold of the same latch.
+  EXPECT_EQ(Bytes(*camera, 0x50, 55), std::vector<int>(answer.begin() + 4, answer.begin() + 59));
+  EXPECT_EQ(Bytes(*camera, 0x90, 55), std::vector<int>(answer.begin() + 59, answer.end()));
+  EXPECT_EQ('A', answer[4]);
+
+  EXPECT_EQ(kUsbPipe, ask(*camera, 1, 114));
+  EXPECT_EQ(kUsbPipe, ask(*camera, 0, 113));
+  EXPECT_EQ(kUsbPipe, ask(*MakeCamera(Untimed()), 0, 114)) << "no GPS";
+  VirtualGps old;
+  old.version = 0;
+  EXPECT_EQ(kUsbPipe, ask(*GpsCamera(Untimed(), old), 0, 114)) << "its blocks have another form";
+}
+
 TEST(VirtualGps, TheHostCannotWriteLatches) {
   auto camera = GpsCamera(Untimed());
   for (const std::uint16_t reg :

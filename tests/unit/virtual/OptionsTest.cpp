@@ -52,6 +52,7 @@ TEST(VirtualOptionsTest, AModelAloneHasTheDefaults) {
   EXPECT_FALSE(options.flash.has_value());
   EXPECT_EQ(0, options.flashFail);
   EXPECT_EQ(0, options.flashMs);
+  EXPECT_FALSE(options.countLines);
   EXPECT_TRUE(options.refuse.empty());
   EXPECT_FALSE(options.fpgaType.has_value());
   EXPECT_EQ(0, options.triggerPeriodUs);
@@ -158,6 +159,7 @@ TEST(VirtualOptionsTest, FaultsOfTheFlashStandApart) {
 TEST(VirtualOptionsTest, TheLastOfTwoWins) {
   EXPECT_EQ(2U, Parsed("k1c,seed=1,seed=2").seed);
   EXPECT_TRUE(Parsed("k1c,usb=2,usb=3").usb3);
+  EXPECT_TRUE(Parsed("k1c,countlines=1").countLines);
 }
 
 TEST(VirtualOptionsTest, WrongWordsListTheRightOnes) {

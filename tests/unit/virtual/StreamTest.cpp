@@ -135,23 +135,79 @@ TEST(VirtualStream, GoesOnWhenClockStandbyAndBusReturn) {
   ASSERT_TRUE(ReadFrame(*camera).Header());
 }
 
-TEST(VirtualStream, StoppingEndsAHalfSentFrameShort) {
-  auto camera = MakeCamera(Untimed());
+TEST(VirtualStream, StoppingEndsAHalfSentFrameAfterWhatTheControllerHolds) {
+  auto camera = MakeCamera(Untimed(), 256, 256);  // 131,152 bytes
   RunOutput(*camera);
   EXPECT_EQ(1024U, Transfer(*camera, 1024).bytes.size());
   RunOutput(*camera, false);
-  const TransferResult end = Transfer(*camera, 1024);
-  EXPECT_TRUE(end.ended);
-  EXPECT_TRUE(end.bytes.empty());
+  EXPECT_EQ(65536U, ReadFrame(*camera).bytes.size());
   EXPECT_TRUE(Silent(*camera));
 }
 
-TEST(VirtualStream, StoppingBetweenFramesSendsNothing) {
+/// A camera whose host stopped reading: the beginning of a frame waits for it.
+std::shared_ptr<Firmware> Abandoned() {
   auto camera = MakeCamera(Untimed());
+  WriteFpgaWide(*camera, wire::kFpgaSettingsTag, 4, 0x11223344);
   RunOutput(*camera);
-  ASSERT_TRUE(ReadFrame(*camera).Header());
+  while (camera->SentFrames().size() < 2) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return camera;
+}
+
+TEST(VirtualStream, WhatTheControllerHeldComesBeforeTheFramesOfTheNextStart) {
+  auto camera = Abandoned();
   RunOutput(*camera, false);
+  WriteFpgaWide(*camera, wire::kFpgaSettingsTag, 4, 0x55667788);
+  RunOutput(*camera);
+  EXPECT_EQ(0x11223344U, ReadFrame(*camera).Header().value().settingsTag);
+  EXPECT_EQ(0x55667788U, ReadFrame(*camera).Header().value().settingsTag);
+}
+
+TEST(VirtualStream, ClearingTheHaltEmptiesTheController) {
+  auto camera = Abandoned();
+  RunOutput(*camera, false);
+  camera->ClearHalt();
   EXPECT_TRUE(Silent(*camera));
+}
+
+TEST(VirtualStream, TheSettingsTagIsLatchedWithTheRestWhenTheHoldEnds) {
+  auto camera = MakeCamera(Untimed());
+  WriteFpga(*camera, wire::kFpgaSingle, 1);
+  const auto next = [&camera] {
+    RunOutput(*camera);
+    const Frame frame = ReadFrame(*camera);
+    RunOutput(*camera, false);
+    return frame.Header().value();
+  };
+  EXPECT_EQ(0U, next().settingsTag);
+  WriteFpga(*camera, wire::kFpgaUpdateHold, 1);
+  WriteFpgaWide(*camera, wire::kFpgaExposure, 5, 777);
+  WriteFpgaWide(*camera, wire::kFpgaSettingsTag, 4, 0xFEDCBA98);
+  const wire::FrameHeader held = next();
+  EXPECT_EQ(0U, held.settingsTag);
+  EXPECT_EQ(10000U, held.exposureUs);
+  WriteFpga(*camera, wire::kFpgaUpdateHold, 0);
+  const wire::FrameHeader released = next();
+  EXPECT_EQ(0xFEDCBA98U, released.settingsTag);
+  EXPECT_EQ(777U, released.exposureUs);
+}
+
+TEST(VirtualStream, ASensorThatCountsLinesReportsWhatItDid) {
+  VirtualOptions options = Untimed();
+  options.countLines = true;
+  auto camera = MakeCamera(options, 64, 32, 13'500);
+  const auto exposed = [&camera](std::uint64_t us) {
+    WriteFpgaWide(*camera, wire::kFpgaExposure, 5, us);
+    RunOutput(*camera);
+    const auto header = ReadFrame(*camera).Header();
+    RunOutput(*camera, false);
+    camera->ClearHalt();
+    return header.value().exposureUs;
+  };
+  EXPECT_EQ(999U, exposed(1000));  // 74 lines
+  EXPECT_EQ(27U, exposed(40));     // 2 lines
+  EXPECT_EQ(13U, exposed(1));      // one line at least
 }
 
 TEST(VirtualStream, ANewRegionEndsTheFrameInWork) {

@@ -1,0 +1,160 @@
+# What goes wrong on a cable, and what the application is told.
+
+== unplugged while idle
+cameras k1c
+usb unplug 0
+sees 0
+run orqcam list
+  lacks serial:
+run orqcam info
+  status 3
+usb replug 0
+sees 1
+run orqcam info
+
+== unplugged while streaming
+cameras k1c,prerender=2
+start s orqcam stream -e 5ms --center 640,480 -s 60
+shows s fps
+usb unplug 0
+ends s
+  within 15
+  status 4
+  prints the camera was lost
+  prints ^identity_holds = yes
+usb replug 0
+sees 1
+run orqcam stream -e 5ms --center 640,480 -n 5
+
+== unplugged while exposing
+cameras k1c
+start s orqcam capture -e 30s -o /tmp/a.fits
+sleep 2
+usb unplug 0
+ends s
+  within 20
+  status 4
+run ls -A /tmp
+  lacks fits
+
+== unplugged while it reads flash
+cameras k1c,flashms=200
+start s orqcam flash dump /tmp/flash
+sleep 3
+usb unplug 0
+ends s
+  within 20
+  status 4
+run ls -A /tmp
+  lacks flash
+
+== unplugged while it writes flash
+cameras k1c,flashms=200
+start s orqcam id set guider --yes
+sleep 3
+usb unplug 0
+ends s
+  within 20
+  status 4
+
+== unplugged while guiding
+cameras k1c
+start s orqcam guide north 10000
+sleep 2
+usb unplug 0
+ends s
+  within 20
+  status 4
+
+== unplugged while cooling
+cameras x26m
+start s orqcam cooler 0
+shows s C
+usb unplug 0
+ends s
+  within 20
+  status 4
+
+== a stall in the middle of a frame costs that frame only
+cameras k1c,prerender=2,stall@7
+run orqcam stream -e 5ms --center 640,480 -n 20
+  prints ^delivered = 20 frames
+  prints ^failed_stalled = 1 frames
+  prints ^halts_cleared = 1$
+  prints ^identity_holds = yes
+
+== a stall by command
+cameras k1c,prerender=2
+long
+start s orqcam stream -e 5ms --center 640,480 -s 3
+shows s fps
+usb stall 0
+ends s
+  prints ^halts_cleared = [1-9]
+  prints ^identity_holds = yes
+
+== over-long data
+cameras k1c,prerender=2
+start s orqcam stream -e 5ms --center 640,480 -s 3
+shows s fps
+usb overflow 0
+ends s
+  prints ^resyncs = [1-9]
+  prints ^identity_holds = yes
+
+== a failing transfer
+cameras k1c,prerender=2
+start s orqcam stream -e 5ms --center 640,480 -s 3
+shows s fps
+usb error 0
+ends s
+  prints ^identity_holds = yes
+
+== a camera that answers nothing any more
+cameras k1c
+usb silence 0
+run orqcam info
+  status 1
+  within 40
+usb replug 0
+sees 1
+run orqcam info
+
+== lost, short, damaged frames
+cameras k1c,prerender=2,drop=0.1,short@3,badheader@9,badtrailer@15,oversize@21,order@27
+run orqcam stream -e 5ms --center 320,240 -n 60
+  prints ^delivered = 60 frames
+  prints ^failed_short = [1-9]
+  prints ^failed_marks = [1-9]
+  prints ^lost = [1-9]
+  prints ^identity_holds = yes
+
+== saved frames among damaged ones are what the sensor sent
+cameras k1c,prerender=4,short@2,badheader@4,badtrailer@6
+run orqcam --json capture --video -e 200ms --center 320,240 -n 4 -o /tmp/{n:02}.raw
+  frames 4
+
+== replugs, each followed at once by an open
+cameras k1c
+repeat 4
+  usb replug 0
+  run for i in $(seq 100); do orqcam list 2>/dev/null | grep -q serial: && exec orqcam info; sleep 0.02; done; exit 9
+    prints ^key = k1c
+end
+
+== sixty replugs, each followed at once by an open
+cameras k1c
+long
+repeat 60
+  usb replug 0
+  run for i in $(seq 100); do orqcam list 2>/dev/null | grep -q serial: && exec orqcam info; sleep 0.02; done; exit 9
+    prints ^key = k1c
+end
+
+== a replug while it streams, and on it goes
+cameras k1c,prerender=2
+start s orqcam stream --reconnect -e 5ms --center 640,480 -s 8
+shows s fps
+usb replug 0
+ends s
+  prints ^identity_holds = yes

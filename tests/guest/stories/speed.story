@@ -1,0 +1,28 @@
+# How much a stream costs beside the least program that reads the same endpoint.
+
+== throughput beside the least reader
+cameras k1c,prerender=8
+long
+run (time -p orqcam --no-settings stream -e 1ms -f raw16 -s 10) >/tmp/o 2>&1; cat /tmp/o; (echo orqcam; grep -E '^(rate|delivered)' /tmp/o | tail -n 2; tail -n 3 /tmp/o) | tr '\n' ' ' >/tmp/note1
+  prints ^identity_holds = yes
+run (time -p libusb_reader 0x1101 1000 10) >/tmp/r 2>&1; cat /tmp/r; (echo reader; tr '\n' ' ' </tmp/r) | tr '\n' ' ' >/tmp/note2
+note speed
+run a=$(sed -n 's/^rate = \([0-9.]*\).*/\1/p' /tmp/o | tail -n 1); b=$(sed -n 's/^rate = \([0-9.]*\).*/\1/p' /tmp/r); awk "BEGIN { print \"ratio\", $a / $b; exit !($a >= 0.8 * $b) }"
+  prints ^ratio
+
+== twenty gigabytes
+cameras k1c,prerender=8
+long
+run orqcam --no-settings stream -e 1ms -f raw16 -n 4713
+  prints ^delivered = 4713 frames
+  prints ^failed = 0 frames
+  prints ^identity_holds = yes
+  within 900
+
+== a hundred thousand frames with random faults
+cameras k1c,prerender=4,drop=0.01,timescale=0,short@100,stall@1000,badheader@2000,error@5000,oversize@9000,stall@20000,badtrailer@50000,order@70000
+long
+run orqcam --no-settings stream -e 1ms -f raw8 --center 64,48 -n 100000
+  prints ^delivered = 100000 frames
+  prints ^identity_holds = yes
+  within 900
