@@ -9,7 +9,7 @@
 #include "image/DarkImage.h"
 #include "image/HotPixelTable.h"
 #include "image/PixelRepair.h"
-#include "support/Algorithm.h"
+#include "image/Algorithm.h"
 
 namespace orq {
 namespace {

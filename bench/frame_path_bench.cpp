@@ -12,9 +12,9 @@
 #include "image/Flip.h"
 #include "image/FrameKernels.h"
 #include "image/HostBin.h"
-#include "models/FramePath.h"
-#include "models/ModelCamera.h"
-#include "support/XmlStore.h"
+#include "models/camera/FramePath.h"
+#include "models/camera/ModelCamera.h"
+#include "settings/XmlStore.h"
 
 namespace orq {
 namespace {

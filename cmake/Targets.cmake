@@ -32,11 +32,11 @@ if(CMAKE_CXX_COMPILER_LAUNCHER MATCHES "ccache" AND CMAKE_CXX_COMPILER_ID STREQU
   add_compile_options(-fpch-preprocess)
 endif()
 
-# A static library from every .cpp file of the folders given after its name.
+# A static library from every .cpp file of the folders given after its name, and of the rooms in them.
 function(orq_add_library name)
   set(sources)
   foreach(folder ${ARGN})
-    file(GLOB found CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${folder}/*.cpp)
+    file(GLOB_RECURSE found CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${folder}/*.cpp)
     list(APPEND sources ${found})
   endforeach()
   file(CONFIGURE OUTPUT ${CMAKE_CURRENT_BINARY_DIR}/${name}_anchor.cpp CONTENT "// keeps ${name} a real library\n")

@@ -10,7 +10,7 @@
 #include <memory>
 #include <string>
 
-#include "models/ModelCamera.h"
+#include "models/camera/ModelCamera.h"
 
 namespace {
 

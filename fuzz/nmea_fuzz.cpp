@@ -5,8 +5,8 @@
 #include <string_view>
 #include <vector>
 
-#include "virtual/GpsBlocks.h"
-#include "virtual/GpsReceiver.h"
+#include "virtual/gps/GpsBlocks.h"
+#include "virtual/gps/GpsReceiver.h"
 
 namespace {
 

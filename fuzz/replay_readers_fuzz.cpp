@@ -4,10 +4,10 @@
 #include <span>
 #include <string>
 
-#include "virtual/FitsReader.h"
-#include "virtual/PgmReader.h"
-#include "virtual/ReplaySource.h"
-#include "virtual/SerReader.h"
+#include "virtual/replay/FitsReader.h"
+#include "virtual/replay/PgmReader.h"
+#include "virtual/replay/ReplaySource.h"
+#include "virtual/replay/SerReader.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <utility>
 
-#include "support/XmlDocument.h"
+#include "settings/XmlDocument.h"
 
 namespace {
 

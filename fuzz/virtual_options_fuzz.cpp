@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "virtual/VirtualOptions.h"
+#include "virtual/bus/VirtualOptions.h"
 
 namespace {
 

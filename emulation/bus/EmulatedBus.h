@@ -11,7 +11,7 @@
 
 #include "emulation/bus/EmulatedDevice.h"
 #include "emulation/bus/UrbQueue.h"
-#include "virtual/VirtualCamera.h"
+#include "virtual/bus/VirtualCamera.h"
 
 typedef struct _UMockdevTestbed UMockdevTestbed;
 

@@ -9,7 +9,7 @@
 #include "emulation/bus/DeviceNode.h"
 #include "emulation/bus/Sysfs.h"
 #include "emulation/common/PlugPoint.h"
-#include "virtual/VirtualCamera.h"
+#include "virtual/bus/VirtualCamera.h"
 
 namespace orq {
 

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "virtual/VirtualOptions.h"
+#include "virtual/bus/VirtualOptions.h"
 
 namespace orq {
 

@@ -6,7 +6,7 @@
 
 #include "emulation/common/Descriptors.h"
 #include "emulation/common/FrameEndpoint.h"
-#include "virtual/VirtualCamera.h"
+#include "virtual/bus/VirtualCamera.h"
 
 namespace orq {
 

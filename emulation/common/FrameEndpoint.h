@@ -7,7 +7,7 @@
 #include <memory>
 
 #include "emulation/common/BulkRequests.h"
-#include "virtual/VirtualCamera.h"
+#include "virtual/bus/VirtualCamera.h"
 
 namespace orq {
 

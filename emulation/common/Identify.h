@@ -2,7 +2,7 @@
 #pragma once
 
 #include "emulation/common/Descriptors.h"
-#include "virtual/VirtualCamera.h"
+#include "virtual/bus/VirtualCamera.h"
 
 namespace orq {
 

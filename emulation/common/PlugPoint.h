@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "virtual/VirtualCamera.h"
+#include "virtual/bus/VirtualCamera.h"
 
 namespace orq {
 

@@ -4,7 +4,7 @@
 #include <tuple>
 
 #include "camera/CameraBase.h"
-#include "camera/DbgPrint.h"
+#include "support/DbgPrint.h"
 #include "support/Wrapped.h"
 
 namespace {

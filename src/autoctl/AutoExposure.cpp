@@ -5,7 +5,7 @@
 #include "autoctl/ExposureDecision.h"
 #include "camera/AutoFrameAccess.h"
 #include "camera/CameraBase.h"
-#include "camera/DbgPrint.h"
+#include "support/DbgPrint.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include "autoctl/WhiteBalanceDecision.h"
 #include "camera/AutoFrameAccess.h"
 #include "camera/CameraBase.h"
-#include "camera/DbgPrint.h"
+#include "support/DbgPrint.h"
 #include "controls/ModelQuirks.h"
 
 namespace {

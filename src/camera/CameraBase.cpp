@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <cstdio>
 
-#include "camera/DbgPrint.h"
+#include "support/DbgPrint.h"
 #include "devices/ThermistorTable.h"
 
 namespace {

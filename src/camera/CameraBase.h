@@ -4,11 +4,11 @@
 #include <memory>
 
 #include "autoctl/AutoControlState.h"
-#include "camera/CMutex.h"
-#include "camera/CameraFX3.h"
+#include "support/CMutex.h"
+#include "link/CameraFX3.h"
 #include "camera/CameraModeTypes.h"
 #include "camera/CameraState.h"
-#include "camera/ThreadCtrl.h"
+#include "support/ThreadCtrl.h"
 #include "controls/CameraInfoTypes.h"
 #include "controls/ControlState.h"
 #include "controls/ControlTypes.h"
@@ -19,8 +19,8 @@
 #include "image/ImageState.h"
 #include "image/TimeMarkTypes.h"
 #include "settings/SettingsState.h"
-#include "support/Algorithm.h"
-#include "support/CirBuf.h"
+#include "image/Algorithm.h"
+#include "link/CirBuf.h"
 
 /// One physical camera. A model derives from it: its constructor sets identity, geometry, limits and flags and
 /// calls `InitVariable`; it supplies the abstract operations and the worker functions.

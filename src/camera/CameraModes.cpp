@@ -1,7 +1,7 @@
 // Camera modes and trigger outputs.
 #include "camera/CameraBase.h"
 #include "camera/CameraModeTable.h"
-#include "camera/DbgPrint.h"
+#include "support/DbgPrint.h"
 #include "camera/TriggerSettings.h"
 #include "link/WireProtocol.h"
 #include "support/Saturated.h"

@@ -2,7 +2,7 @@
 #include <chrono>
 
 #include "camera/CameraBase.h"
-#include "camera/DbgPrint.h"
+#include "support/DbgPrint.h"
 #include "controls/ModelQuirks.h"
 
 namespace {

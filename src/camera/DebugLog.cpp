@@ -2,7 +2,7 @@
 #include <cstdarg>
 
 #include "camera/CameraBase.h"
-#include "camera/DbgPrint.h"
+#include "support/DbgPrint.h"
 
 void CCameraBase::DbgPrint2(const char* func, const char* format, ...) {
   std::va_list args;

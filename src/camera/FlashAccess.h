@@ -1,7 +1,7 @@
 // The image bus and the flash share the controller's pins.
 #pragma once
 
-#include "camera/CameraFX3.h"
+#include "link/CameraFX3.h"
 
 namespace orq {
 

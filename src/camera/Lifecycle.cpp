@@ -6,7 +6,7 @@
 #include <cstdint>
 
 #include "camera/CameraBase.h"
-#include "camera/DbgPrint.h"
+#include "support/DbgPrint.h"
 #include "link/WireProtocol.h"
 
 namespace {

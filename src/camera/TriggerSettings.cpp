@@ -1,6 +1,6 @@
 #include "camera/TriggerSettings.h"
 
-#include "camera/CameraFX3.h"
+#include "link/CameraFX3.h"
 #include "camera/CameraModeTable.h"
 
 namespace orq {

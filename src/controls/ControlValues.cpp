@@ -5,7 +5,7 @@
 #include <limits>
 
 #include "camera/CameraBase.h"
-#include "camera/DbgPrint.h"
+#include "support/DbgPrint.h"
 #include "controls/ControlResult.h"
 #include "support/Saturated.h"
 

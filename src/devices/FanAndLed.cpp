@@ -4,7 +4,7 @@
 #include <iterator>
 
 #include "camera/CameraBase.h"
-#include "camera/DbgPrint.h"
+#include "support/DbgPrint.h"
 #include "controls/ModelQuirks.h"
 #include "link/WireProtocol.h"
 

@@ -2,7 +2,7 @@
 #include <cstdint>
 
 #include "camera/CameraBase.h"
-#include "camera/DbgPrint.h"
+#include "support/DbgPrint.h"
 
 namespace {
 

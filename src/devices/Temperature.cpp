@@ -4,7 +4,7 @@
 #include <optional>
 
 #include "camera/CameraBase.h"
-#include "camera/DbgPrint.h"
+#include "support/DbgPrint.h"
 #include "devices/TemperatureCorrection.h"
 #include "devices/Thermistor.h"
 #include "devices/Thermometers.h"

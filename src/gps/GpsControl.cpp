@@ -1,6 +1,6 @@
 // GPS block: presence, version, latch lines, and which decoder reads it.
 #include "camera/CameraBase.h"
-#include "camera/DbgPrint.h"
+#include "support/DbgPrint.h"
 #include "link/WireProtocol.h"
 
 namespace wire = orq::wire;

@@ -3,11 +3,11 @@
 #include <span>
 
 #include "camera/CameraBase.h"
-#include "camera/DbgPrint.h"
+#include "support/DbgPrint.h"
 #include "gps/DateTime.h"
 #include "gps/GpsRecordV0.h"
 #include "gps/GpsRecordV1.h"
-#include "gps/HexText.h"
+#include "support/HexText.h"
 #include "link/WireProtocol.h"
 
 namespace wire = orq::wire;

@@ -8,7 +8,7 @@
 #include <span>
 
 #include "camera/CameraBase.h"
-#include "camera/DbgPrint.h"
+#include "support/DbgPrint.h"
 #include "image/BmpFile.h"
 #include "image/DarkImage.h"
 

@@ -8,7 +8,7 @@
 
 #include "camera/CameraBase.h"
 #include "camera/CorrectionAccess.h"
-#include "camera/DbgPrint.h"
+#include "support/DbgPrint.h"
 #include "image/DarkImage.h"
 
 namespace {

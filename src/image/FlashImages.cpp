@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "camera/CameraBase.h"
-#include "camera/DbgPrint.h"
+#include "support/DbgPrint.h"
 #include "camera/FlashAccess.h"
 #include "image/FlashLayout.h"
 #include "image/FlashRecord.h"

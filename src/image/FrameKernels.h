@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <span>
 
-#include "support/Algorithm.h"
+#include "image/Algorithm.h"
 
 namespace orq {
 

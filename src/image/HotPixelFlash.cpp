@@ -5,7 +5,7 @@
 
 #include "camera/CameraBase.h"
 #include "camera/CorrectionAccess.h"
-#include "camera/DbgPrint.h"
+#include "support/DbgPrint.h"
 #include "image/Bitmap.h"
 #include "image/HotPixelTable.h"
 

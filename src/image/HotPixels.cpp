@@ -4,7 +4,7 @@
 
 #include "camera/CameraBase.h"
 #include "camera/CorrectionAccess.h"
-#include "camera/DbgPrint.h"
+#include "support/DbgPrint.h"
 #include "controls/ModelQuirks.h"
 #include "image/HotPixelTable.h"
 #include "image/PixelRepair.h"

@@ -1,12 +1,12 @@
 // Opening, closing and the frame stream of the device link.
-#include "camera/CameraFX3.h"
+#include "link/CameraFX3.h"
 
 #include <utility>
 
 #include "link/LibusbPort.h"
 #include "link/LinkState.h"
 #include "link/WireProtocol.h"
-#include "support/CirBuf.h"
+#include "link/CirBuf.h"
 
 namespace wire = orq::wire;
 

@@ -1,5 +1,5 @@
 // Vendor requests, registers, flash, trigger settings.
-#include "camera/CameraFX3.h"
+#include "link/CameraFX3.h"
 
 #include <algorithm>
 #include <array>

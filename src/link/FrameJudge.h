@@ -7,7 +7,7 @@
 #include "link/StreamFormat.h"
 #include "link/StreamStats.h"
 #include "link/WireProtocol.h"
-#include "support/CirBuf.h"
+#include "link/CirBuf.h"
 
 namespace orq {
 

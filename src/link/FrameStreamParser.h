@@ -6,7 +6,7 @@
 #include <span>
 
 #include "link/StreamStats.h"
-#include "support/CirBuf.h"
+#include "link/CirBuf.h"
 
 namespace orq {
 

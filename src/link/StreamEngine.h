@@ -8,7 +8,7 @@
 #include "link/BulkPipe.h"
 #include "link/StreamCounters.h"
 #include "link/StreamFormat.h"
-#include "support/CirBuf.h"
+#include "link/CirBuf.h"
 
 namespace orq {
 

@@ -10,9 +10,9 @@
 #include <span>
 
 #include "camera/CameraBase.h"
-#include "camera/DbgPrint.h"
+#include "support/DbgPrint.h"
 #include "settings/StoredSettings.h"
-#include "support/XmlStore.h"
+#include "settings/XmlStore.h"
 
 namespace {
 

@@ -64,7 +64,7 @@ class Tests(CliTest):
     def clean_directory(self, page):
         """A directory in which what a reader has built lies where the README says, and an `orqcam` on the path."""
         work = tempfile_in(self.directory, page)
-        built = os.path.join(work, "build/release/tools/orqcam")
+        built = os.path.join(work, "build/release/faces/cli")
         os.makedirs(built)
         os.symlink(ORQCAM, os.path.join(built, "orqcam"))
         programs = os.path.join(work, ".bin")

@@ -99,7 +99,7 @@ def pack(folder, build):
     for module in MODULES:
         tree.put(drivers / module, f"/modules/{os.path.basename(module)}")
     tree.write("/modules/order", "\n".join(os.path.basename(module) for module in MODULES))
-    tree.program(build / "tools/orqcam/orqcam", "/usr/bin/orqcam")
+    tree.program(build / "faces/cli/orqcam", "/usr/bin/orqcam")
     tree.program(build / "tests/guest/guest_reader", "/usr/bin/libusb_reader")
 
     image = folder / "initramfs.gz"

@@ -32,7 +32,7 @@ PATIENCE = 60  # seconds, for what must come
 
 def models(build):
     """Every virtual model that has a place on a bus: all but the one that plays files inside a program."""
-    text = subprocess.run([build / "tools/orqcam/orqcam", "--no-settings", "--json", "list", "--virtual"], check=True,
+    text = subprocess.run([build / "faces/cli/orqcam", "--no-settings", "--json", "list", "--virtual"], check=True,
                           text=True, stdout=subprocess.PIPE).stdout
     return [model for model in re.findall(r'"virtual:(\w+)"', text) if model != "replay"]
 

@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "link/WireProtocol.h"
-#include "models/ModelCamera.h"
+#include "models/camera/ModelCamera.h"
 #include "support/VirtualRig.h"
 
 namespace orq {

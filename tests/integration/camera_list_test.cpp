@@ -5,10 +5,10 @@
 
 #include "link/ProductIds.h"
 #include "link/WireProtocol.h"
-#include "models/CameraList.h"
-#include "virtual/VirtualBus.h"
-#include "virtual/VirtualCamera.h"
-#include "virtual/VirtualPort.h"
+#include "session/CameraList.h"
+#include "virtual/bus/VirtualBus.h"
+#include "virtual/bus/VirtualCamera.h"
+#include "virtual/bus/VirtualPort.h"
 
 namespace orq {
 namespace {

@@ -12,8 +12,8 @@
 
 #include "camera/CameraModeTable.h"
 #include "link/WireProtocol.h"
-#include "models/CameraList.h"
-#include "models/DarkSession.h"
+#include "session/CameraList.h"
+#include "session/DarkSession.h"
 #include "support/Cameras.h"
 #include "support/VirtualRig.h"
 

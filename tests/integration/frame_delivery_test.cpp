@@ -9,7 +9,7 @@
 #include <string>
 
 #include "link/WireProtocol.h"
-#include "models/CameraList.h"
+#include "session/CameraList.h"
 #include "support/Cameras.h"
 #include "support/FrameReference.h"
 #include "support/VirtualRig.h"

@@ -20,15 +20,14 @@ HEADERS_MAY_INCLUDE = {
     "virtual": ("link", "support"),
     **{folder: SUBSYSTEMS + ("support",) for folder in SUBSYSTEMS},
     "camera": SUBSYSTEMS + ("link", "support"),
-    "models": ("camera", "link", "virtual", "support") + SUBSYSTEMS,
+    "models": ("camera", "link", "support") + SUBSYSTEMS,
+    "session": ("models", "virtual", "camera", "link", "support") + SUBSYSTEMS,
 }
 
 # A source file of a subsystem defines members of the camera class, and talks to the device by its wire numbers.
 SOURCES_MAY_INCLUDE = {
     **HEADERS_MAY_INCLUDE,
     **{folder: SUBSYSTEMS + ("camera", "link", "support") for folder in SUBSYSTEMS},
-    # The link's class stands in the camera's folder; the log is everybody's.
-    "link": ("support", "camera/CameraFX3.h", "camera/DbgPrint.h"),
 }
 
 CAMERA_CLASS = "camera/CameraBase.h"
@@ -48,7 +47,7 @@ def may_include(name, target):
     folder = folder_of(name)
     if folder not in table:
         return False
-    if target == CAMERA_CLASS and name.endswith(".h") and folder not in ("camera", "models"):
+    if target == CAMERA_CLASS and name.endswith(".h") and folder not in ("camera", "models", "session"):
         return False
     return folder_of(target) == folder or folder_of(target) in table[folder] or target in table[folder]
 

@@ -11,8 +11,8 @@
 #include "emulation/bus/EmulatedBus.h"
 #include "link/LibusbPort.h"
 #include "unit/virtual/TestCamera.h"
-#include "virtual/VirtualBus.h"
-#include "virtual/VirtualPort.h"
+#include "virtual/bus/VirtualBus.h"
+#include "virtual/bus/VirtualPort.h"
 
 namespace orq::test {
 

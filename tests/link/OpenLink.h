@@ -10,11 +10,11 @@
 #include <vector>
 
 #include "Doors.h"
-#include "camera/CameraFX3.h"
+#include "link/CameraFX3.h"
 #include "link/ProductIds.h"
 #include "link/StreamFormat.h"
 #include "link/WireProtocol.h"
-#include "support/CirBuf.h"
+#include "link/CirBuf.h"
 
 namespace orq::test {
 

@@ -2,8 +2,8 @@
 #include <array>
 
 #include "OpenLink.h"
-#include "models/CameraList.h"
-#include "support/Algorithm.h"
+#include "session/CameraList.h"
+#include "image/Algorithm.h"
 
 namespace orq::test {
 namespace {

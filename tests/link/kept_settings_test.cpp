@@ -1,7 +1,7 @@
 // What a camera object and its settings file keep when the camera is pulled out, and when there is none.
 #include "OpenLink.h"
-#include "models/CameraList.h"
-#include "support/XmlStore.h"
+#include "session/CameraList.h"
+#include "settings/XmlStore.h"
 #include "unit/support/TempDirectory.h"
 
 namespace orq::test {

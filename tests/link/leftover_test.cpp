@@ -7,7 +7,7 @@
 
 #include "OpenLink.h"
 #include "OtherProcess.h"
-#include "models/CameraList.h"
+#include "session/CameraList.h"
 #include "support/VirtualRig.h"
 
 namespace orq::test {

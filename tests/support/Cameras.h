@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "models/ModelData.h"
+#include "models/table/ModelData.h"
 
 namespace orq::test {
 

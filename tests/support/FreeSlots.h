@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "support/CirBuf.h"
+#include "link/CirBuf.h"
 
 namespace orq::test {
 

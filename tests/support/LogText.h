@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "camera/DbgPrint.h"
+#include "support/DbgPrint.h"
 
 namespace orq::test {
 

@@ -1,7 +1,7 @@
 // Part of every test program: cameras neither find nor leave a settings file, unless a test asks for it.
 #include <gtest/gtest.h>
 
-#include "support/XmlStore.h"
+#include "settings/XmlStore.h"
 
 namespace {
 

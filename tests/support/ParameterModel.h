@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "models/ModelCamera.h"
+#include "models/camera/ModelCamera.h"
 #include "support/FakePort.h"
 
 namespace orq::test {

@@ -8,8 +8,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "models/FrameTypes.h"
-#include "models/ModelData.h"
+#include "models/camera/FrameTypes.h"
+#include "models/table/ModelData.h"
 #include "unit/image/PlainRepair.h"
 #include "unit/image/PlainTable.h"
 

@@ -10,10 +10,10 @@
 #include <thread>
 #include <vector>
 
-#include "models/ModelCamera.h"
-#include "virtual/VirtualBus.h"
-#include "virtual/VirtualCamera.h"
-#include "virtual/VirtualPort.h"
+#include "models/camera/ModelCamera.h"
+#include "virtual/bus/VirtualBus.h"
+#include "virtual/bus/VirtualCamera.h"
+#include "virtual/bus/VirtualPort.h"
 
 namespace orq::test {
 

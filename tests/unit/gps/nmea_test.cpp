@@ -1,4 +1,4 @@
-#include "virtual/NmeaReader.h"
+#include "virtual/gps/NmeaReader.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -19,8 +19,8 @@
 #include "GpsCamera.h"
 #include "gps/GpsRecordV0.h"
 #include "gps/GpsRecordV1.h"
-#include "virtual/GpsBlocks.h"
-#include "virtual/GpsReceiver.h"
+#include "virtual/gps/GpsBlocks.h"
+#include "virtual/gps/GpsReceiver.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // The virtual receiver's fixes, packed into either block and decoded again.
-#include "virtual/GpsReceiver.h"
+#include "virtual/gps/GpsReceiver.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,7 +11,7 @@
 #include "GpsCamera.h"
 #include "gps/GpsRecordV0.h"
 #include "gps/GpsRecordV1.h"
-#include "virtual/GpsBlocks.h"
+#include "virtual/gps/GpsBlocks.h"
 
 namespace {
 

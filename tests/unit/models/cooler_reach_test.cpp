@@ -1,5 +1,5 @@
 // When a cooler is known to have reached its limit.
-#include "models/CoolerReach.h"
+#include "models/cooling/CoolerReach.h"
 
 #include <gtest/gtest.h>
 

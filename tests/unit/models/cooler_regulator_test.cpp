@@ -1,5 +1,5 @@
 // The regulator's decisions one by one, and the regulator on simulated coolers.
-#include "models/CoolerRegulator.h"
+#include "models/cooling/CoolerRegulator.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // The cooler's controls, its loop and its ends, on a scripted port.
-#include "models/Cooler.h"
+#include "models/cooling/Cooler.h"
 
 #include <gmock/gmock.h>
 

@@ -1,4 +1,4 @@
-#include "models/FlashBackup.h"
+#include "models/flash/FlashBackup.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

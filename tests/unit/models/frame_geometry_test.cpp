@@ -1,4 +1,4 @@
-#include "models/FrameGeometry.h"
+#include "models/camera/FrameGeometry.h"
 
 #include <gtest/gtest.h>
 

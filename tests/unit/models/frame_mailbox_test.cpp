@@ -1,4 +1,4 @@
-#include "models/FrameMailbox.h"
+#include "models/camera/FrameMailbox.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "models/FramePath.h"
+#include "models/camera/FramePath.h"
 
 #include <gtest/gtest.h>
 

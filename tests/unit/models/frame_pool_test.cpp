@@ -1,4 +1,4 @@
-#include "models/FramePool.h"
+#include "models/camera/FramePool.h"
 
 #include <gtest/gtest.h>
 

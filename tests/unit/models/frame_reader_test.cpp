@@ -6,7 +6,7 @@
 #include <thread>
 #include <vector>
 
-#include "models/FrameMailbox.h"
+#include "models/camera/FrameMailbox.h"
 
 namespace orq {
 namespace {

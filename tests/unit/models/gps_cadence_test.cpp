@@ -1,4 +1,4 @@
-#include "models/GpsCadence.h"
+#include "models/frametime/GpsCadence.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "models/GpsLatchReader.h"
+#include "models/frametime/GpsLatchReader.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "models/HotPixelStore.h"
+#include "models/flash/HotPixelStore.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

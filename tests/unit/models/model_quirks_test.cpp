@@ -8,9 +8,9 @@
 #include <iterator>
 
 #include "controls/ElectronsPerAdu.h"
-#include "models/ModelData.h"
-#include "virtual/DeviceData.h"
-#include "virtual/SensorData.h"
+#include "models/table/ModelData.h"
+#include "virtual/device/DeviceData.h"
+#include "virtual/sensor/SensorData.h"
 
 namespace orq {
 namespace {

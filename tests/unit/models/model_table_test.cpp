@@ -4,10 +4,10 @@
 #include <set>
 
 #include "link/ProductIds.h"
-#include "models/FrameGeometry.h"
-#include "models/ModelData.h"
-#include "virtual/DeviceData.h"
-#include "virtual/SensorData.h"
+#include "models/camera/FrameGeometry.h"
+#include "models/table/ModelData.h"
+#include "virtual/device/DeviceData.h"
+#include "virtual/sensor/SensorData.h"
 
 namespace orq {
 namespace {

@@ -1,4 +1,4 @@
-#include "models/Overdue.h"
+#include "models/camera/Overdue.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "models/RowTimes.h"
+#include "models/frametime/RowTimes.h"
 
 #include <gtest/gtest.h>
 

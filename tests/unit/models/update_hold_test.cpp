@@ -9,7 +9,7 @@
 #include <thread>
 #include <vector>
 
-#include "models/RegisterBatch.h"
+#include "models/camera/RegisterBatch.h"
 #include "support/FakePort.h"
 #include "support/RecordingCamera.h"
 

@@ -17,7 +17,7 @@
 #include <vector>
 
 #include "support/ORQLog.h"
-#include "support/XmlStore.h"
+#include "settings/XmlStore.h"
 #include "unit/support/TempDirectory.h"
 
 namespace orq::test {

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "link/WireProtocol.h"
-#include "virtual/Firmware.h"
+#include "virtual/device/Firmware.h"
 
 namespace orq::test {
 

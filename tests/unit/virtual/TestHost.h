@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "TestCamera.h"
-#include "virtual/VirtualPort.h"
+#include "virtual/bus/VirtualPort.h"
 
 namespace orq::test {
 

@@ -1,0 +1,20 @@
+// Taking a dark under a progress bar.
+#pragma once
+
+#include <string>
+
+#include "camera/Session.h"
+#include "session/DarkSession.h"
+
+namespace orq::cli {
+
+/// `frames` of a command line; empty: 0, the camera's choice. Throws CliError (usage).
+int ParseDarkFrames(const std::string& text);
+
+/// Collects a dark; Ctrl-C stops it, and then the camera is as it was before. Says on standard error when the dark
+/// shows nothing, or looks as if the sensor had not been covered. Throws CliError when it is not done.
+DarkFacts CollectDark(Session& session, DarkSession& dark, int frames);
+/// Throws CliError when something of the camera's state before cannot be brought back.
+void RestoreAfterDark(Session& session, DarkSession& dark);
+
+}  // namespace orq::cli

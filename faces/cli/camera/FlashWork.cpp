@@ -1,0 +1,150 @@
+#include "camera/FlashWork.h"
+
+#include <CLI/CLI.hpp>
+#include <filesystem>
+
+#include "output/Confirm.h"
+#include "output/Progress.h"
+#include "output/Signals.h"
+#include "files/StateDirectory.h"
+
+namespace orq::cli {
+
+namespace {
+
+// Runs `work` with a watcher that draws and listens for Ctrl-C.
+template <class Work>
+FlashOutcome Watched(Work&& work) {
+  WorkProgress progress;
+  return work([&progress](const FlashProgress& at) {
+    progress.Update(at.step, at.done, at.total);
+    return !StopRequested();
+  });
+}
+
+ErrorName NameOf(FlashResult result) {
+  switch (result) {
+    case FlashResult::Cancelled:
+      return ErrorName::Cancelled;
+    case FlashResult::CameraFailed:
+      return ErrorName::Refused;
+    case FlashResult::FileFailed:
+      return ErrorName::File;
+    default:
+      return ErrorName::State;
+  }
+}
+
+void Demand(Session& session, const FlashOutcome& outcome) {
+  if (outcome.Done()) return;
+  if (outcome.result == FlashResult::CameraFailed) session.Fail(outcome.reason);
+  throw CliError(NameOf(outcome.result), outcome.reason);
+}
+
+// A failure after which flash may have changed says how to put the backup back.
+void DemandStored(Session& session, const FlashOutcome& outcome, const FlashBackup& backup) {
+  try {
+    Demand(session, outcome);
+  } catch (const CliError& error) {
+    if (outcome.result == FlashResult::Refused) throw;
+    throw CliError(error.Code(), error.Name(),
+                   error.what() + ("; what flash held before: orqcam flash restore '" + backup.path + "'"));
+  }
+}
+
+std::string BackupDirectory(const OverwriteOptions& options) {
+  if (!options.backupDirectory.empty()) return options.backupDirectory;
+  const std::string state = StateDirectory();
+  if (state.empty()) {
+    throw CliError(ErrorName::File, "there is no place for a backup of flash; name a directory with --backup");
+  }
+  return (std::filesystem::path(state) / "flash").string();
+}
+
+std::string Question(Session& session, const std::string& what) {
+  const std::string serial = session.Serial();
+  return "this will " + what + " of the " + session.Camera().modelName +
+         (serial.empty() ? "" : " with serial number " + serial);
+}
+
+}  // namespace
+
+void AddOverwriteOptions(CLI::App& command, OverwriteOptions& options) {
+  command.add_flag("--yes", options.yes, "Do not ask");
+  command.add_option("--backup", options.backupDirectory, "Directory for the backup that is made first")
+      ->default_str("~/.local/state/orqcam/flash");
+}
+
+FlashImage ReadFlash(Session& session) {
+  FlashImage image;
+  Demand(session,
+         Watched([&](const FlashWatcher& watcher) { return ReadFlashImage(session.Camera(), image, watcher); }));
+  return image;
+}
+
+FlashImage LoadFlash(const std::string& path) {
+  FlashImage image;
+  const FlashOutcome outcome = LoadFlashImage(path, image);
+  if (!outcome.Done()) throw CliError(ErrorName::File, outcome.reason);
+  return image;
+}
+
+void DemandAnswerable(Session& session, const OverwriteOptions& options, const std::string& what) {
+  if (!options.yes) DemandSomebodyToAsk(Question(session, what));
+}
+
+FlashBackup PrepareOverwrite(Session& session, const OverwriteOptions& options, const std::string& what) {
+  const std::string directory = BackupDirectory(options);
+  DemandAnswerable(session, options, what);
+  if (!options.yes) Confirm(Question(session, what));
+  FlashBackup backup;
+  const FlashOutcome outcome = Watched(
+      [&](const FlashWatcher& watcher) { return BackUpFlash(session.Camera(), directory, backup, watcher); });
+  if (outcome.result == FlashResult::FileFailed) {
+    throw CliError(ErrorName::File,
+                   outcome.reason + "; nothing was changed; name another directory with --backup");
+  }
+  Demand(session, outcome);
+  return backup;
+}
+
+void RestoreFlash(Session& session, const FlashImage& image, const FlashBackup& backup) {
+  const StopShield shield;  // it stops between two sectors, not inside one
+  FlashOutcome outcome =
+      Watched([&](const FlashWatcher& watcher) { return RestoreFlashImage(session.Camera(), image, watcher); });
+  if (outcome.result == FlashResult::Cancelled || outcome.result == FlashResult::CameraFailed) {
+    outcome.reason += "; restore it again to finish";
+  }
+  DemandStored(session, outcome, backup);
+}
+
+bool FlashIsLike(Session& session, const FlashImage& image, std::string& difference) {
+  const FlashOutcome outcome =
+      Watched([&](const FlashWatcher& watcher) { return CompareFlashImage(session.Camera(), image, watcher); });
+  difference = outcome.reason;
+  if (outcome.result != FlashResult::Differs) Demand(session, outcome);
+  return outcome.Done();
+}
+
+void StoreId(Session& session, const _ORQ_ID& id, const FlashBackup& backup) {
+  const StopShield shield;  // the sector that is erased for it holds other things too
+  const FlashOutcome outcome = Watched(
+      [&](const FlashWatcher& watcher) { return StoreUserId(session.Camera(), id, backup.image, watcher); });
+  DemandStored(session, outcome, backup);
+}
+
+HotPixelMarks ReadTable(Session& session) {
+  HotPixelMarks marks;
+  Demand(session, ReadHotPixels(session.Camera(), marks));
+  return marks;
+}
+
+void SaveTable(Session& session, const FlashBackup& backup) {
+  if (StopRequested()) throw CliError(ErrorName::Cancelled, "interrupted; nothing was changed");
+  const StopShield shield;  // a table of which half is there is worse than either
+  const FlashOutcome outcome = Watched(
+      [&](const FlashWatcher& watcher) { return StoreHotPixels(session.Camera(), backup.image, watcher); });
+  DemandStored(session, outcome, backup);
+}
+
+}  // namespace orq::cli

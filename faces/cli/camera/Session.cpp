@@ -1,0 +1,212 @@
+#include "camera/Session.h"
+
+#include <cctype>
+#include <chrono>
+#include <iterator>
+
+#include "output/Signals.h"
+#include "output/Text.h"
+#include "models/camera/OwnSettings.h"
+#include "support/Hex.h"
+#include "settings/XmlStore.h"
+
+namespace orq::cli {
+
+namespace {
+
+// As a listing shows it: without the zeros that fill it up, and with nothing that upsets a terminal.
+std::string IdText(const _ORQ_ID& id) {
+  std::string text(std::begin(id.id), std::end(id.id));
+  text.resize(text.find_last_not_of('\0') + 1);
+  for (char& c : text) {
+    if (std::isprint(static_cast<unsigned char>(c)) == 0) c = '?';
+  }
+  return text;
+}
+
+std::string OpenTrouble(CModelCamera& camera) {
+  const std::string port = camera.Port().LastError();
+  if (!port.empty()) return port;
+  const std::string link = camera.LinkError();
+  return link.empty() ? "the camera does not answer; unplug it and plug it in again" : link;
+}
+
+constexpr std::chrono::milliseconds kReturnLook{250};
+constexpr const char* kWhileKeeping = "while keeping the settings";
+
+void TellSettingsTrouble(const char* when) {
+  const std::string trouble = TakeXmlTrouble();
+  if (!trouble.empty()) Complain(std::string(when) + ": " + trouble);
+}
+
+ErrorName NameOf(UsbError error) {
+  switch (error) {
+    case kUsbAccess:
+      return ErrorName::Permission;
+    case kUsbBusy:
+      return ErrorName::Busy;
+    case kUsbTimeout:
+      return ErrorName::Timeout;
+    case kUsbNoMem:
+      return ErrorName::Memory;
+    default:
+      return ErrorName::Refused;
+  }
+}
+
+CliError OpenError(CModelCamera& camera, const std::string& what) {
+  if (camera.DeviceLost()) return {kExitCameraLost, what};
+  const UsbError error = camera.Port().LastErrorCode();
+  if (error == kUsbNoDevice || error == kUsbNotFound) return {kExitNoCamera, what};
+  return {NameOf(error), what};
+}
+
+}  // namespace
+
+NamedCamera FindCamera(const Context& context) {
+  constexpr SettingsUse kUse = SettingsUse::Load;  // an option of one command holds for that command
+  NamedCamera named = context.camera ? MakeCamera(*context.camera, kUse) : MakeOnlyCamera(kUse);
+  if (!named.camera) {
+    throw CliError(named.trouble == NameTrouble::BadName ? kExitUsage : kExitNoCamera, named.error);
+  }
+  LoadOwnSettings(*named.camera);
+  TellSettingsTrouble("going on without kept settings");
+  return named;
+}
+
+Session::Session(const Context& context)
+    : strict_(context.strict),
+      usesSettings_(context.settings && !UserConfigDirectory().empty()),
+      named_(FindCamera(context)),
+      keptDebug_(Camera().DebugPrint) {
+  if (context.debug) Camera().EnableDebugLog(1);
+  const bool corrected = named_.camera->HPC != 0;
+  if (named_.camera->OpenCamera(named_.openIndex) == 0) {
+    throw OpenError(*named_.camera,
+                    "cannot open camera '" + context.camera.value_or("0") + "': " + OpenTrouble(*named_.camera));
+  }
+  serial_ = Serial();
+  long cools = 0;
+  // One that was found on is left on.
+  cools_ = keepsCooling_ = Camera().GetControlValue(ORQ_COOLER_ON, &cools, nullptr) == CTRL_OK && cools == 1;
+  if (corrected && named_.camera->HPC == 0) {
+    Complain("hot pixels are not repaired: their table cannot be loaded; see orqcam hotpixels show");
+  }
+}
+
+bool Session::SwitchCooler(bool on, bool keep) {
+  if (Camera().SetControlValue(ORQ_COOLER_ON, on ? 1 : 0, false) != CTRL_OK) return false;
+  Camera().KeepCooling(keep);
+  cools_ = on;
+  keepsCooling_ = keep;
+  return true;
+}
+
+bool Session::Reconnect() {
+  CModelCamera& camera = Camera();
+  // What opening does not bring back by itself.
+  const std::int32_t bandwidth = camera.bandwidthPerc;
+  camera.StopCapture();
+  camera.CloseCamera();
+  Complain("the camera was lost: waiting for it to come back");
+  bool told = false;
+  while (!WaitForStop(kReturnLook)) {
+    const auto index = FindAgain(named_, serial_);
+    if (!index) {
+      if (!told && FindAgain(named_, {})) {
+        Complain("another camera of this model is plugged in: waiting for serial number " + serial_);
+        told = true;
+      }
+      continue;
+    }
+    if (!Reopen(*index, bandwidth)) continue;
+    Complain("the camera is back: going on");
+    return true;
+  }
+  return false;
+}
+
+// False when it is gone again, or another one by now.
+bool Session::Reopen(int index, std::int32_t bandwidth) {
+  CModelCamera& camera = Camera();
+  if (camera.OpenCamera(index) == 0) return false;
+  if (Serial() != serial_) {
+    camera.CloseCamera();
+    return false;
+  }
+  camera.SetFPSPerc(bandwidth, camera.AutoFPS != 0);
+  if (cools_ && !SwitchCooler(true, keepsCooling_)) Complain("the cooler cannot be switched on again");
+  return !camera.DeviceLost();
+}
+
+Session::~Session() {
+  if (!named_.camera) return;
+  Camera().StopCapture();
+  RunFreely();
+  Camera().CloseCamera();
+}
+
+int Session::SaveSettings() {
+  // The log is switched on for one run only.
+  const std::uint8_t debug = Camera().DebugPrint;
+  Camera().DebugPrint = keptDebug_;
+  const int kept = Camera().SaveSetting();
+  Camera().DebugPrint = debug;
+  KeepOwnSettings(Camera());
+  return kept;
+}
+
+void Session::KeepSettings() {
+  SaveSettings();
+  TellSettingsTrouble(kWhileKeeping);
+}
+
+void Session::DemandKept() {
+  if (UserConfigDirectory().empty()) {
+    throw CliError(ErrorName::File, "set, but not kept: set HOME or XDG_CONFIG_HOME, or give --no-settings");
+  }
+  if (SaveSettings() != 0) return TellSettingsTrouble(kWhileKeeping);
+  const std::string trouble = TakeXmlTrouble();
+  throw CliError(ErrorName::File, "set, but not kept: " + (trouble.empty() ? "the file refused it" : trouble));
+}
+
+// What is wired to the camera is not to be driven, and the next program not to be kept waiting, when nobody is
+// there any more.
+void Session::RunFreely() {
+  Camera().SetCameraMode(0);
+  const auto switchOff = [this](Trig_Output_Pin pin) {
+    ORQ_BOOL high = 1;
+    long duration = 0;
+    Camera().GetTrigOutPinConf(pin, &high, nullptr, &duration);
+    if (duration > 0) Camera().SetTrigOutPinConf(pin, high != 0, 0, 0);
+  };
+  switchOff(TRIG_OUTPUT_PINA);
+  switchOff(TRIG_OUTPUT_PINB);
+}
+
+std::string Session::Serial() {
+  _ORQ_ID id{};
+  return Camera().GetSerialNumber(&id) ? Hex(id.id) : std::string();
+}
+
+std::string Session::UserId() {
+  _ORQ_ID id{};
+  return Camera().GetIDFromSPI(&id) ? IdText(id) : std::string();
+}
+
+std::string Session::Firmware() const {
+  const auto& version = Camera().firmwareVersion;
+  return Format("%u.%u.%u", version[0], version[1], version[2]);
+}
+
+std::string Session::Speed() const {
+  return Camera().usb3Host != 0 ? "USB 3" : "USB 2";
+}
+
+void Session::Fail(const std::string& what) {
+  if (Camera().DeviceLost()) throw CliError(kExitCameraLost, what + ": the camera was lost; check its cable");
+  const std::string reason = Camera().LinkError();
+  throw CliError(NameOf(Camera().Port().LastErrorCode()), reason.empty() ? what : what + ": " + reason);
+}
+
+}  // namespace orq::cli

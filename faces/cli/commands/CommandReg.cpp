@@ -1,0 +1,115 @@
+// orqcam reg: registers, for camera engineers.
+#include <memory>
+
+#include "commands/Commands.h"
+#include "output/Text.h"
+#include "output/Units.h"
+
+namespace orq::cli {
+
+namespace {
+
+constexpr int kLastAddress = 0xFFFF;
+constexpr int kLastValue = 0xFF;
+
+struct RegOptions {
+  bool unsafe = false;
+  std::string chip;
+  std::string address;
+  std::string value;
+  std::string count = "1";
+};
+
+// The two register spaces of a camera.
+struct Chip {
+  const char* name;
+  bool (CCameraFX3::*read)(unsigned short, unsigned char*);
+  bool (*write)(CCameraFX3&, unsigned short, unsigned char);
+};
+constexpr Chip kChips[] = {
+    {"fpga", &CCameraFX3::ReadFPGAREG,
+     [](CCameraFX3& link, unsigned short reg, unsigned char value) { return link.WriteFPGAREG(reg, value); }},
+    {"sensor", &CCameraFX3::ReadSONYREG,
+     [](CCameraFX3& link, unsigned short reg, unsigned char value) { return link.WriteSONYREG(reg, value); }}};
+
+const Chip& FindChip(const std::string& name) {
+  for (const Chip& chip : kChips) {
+    if (Lower(name) == chip.name) return chip;
+  }
+  throw CliError(kExitUsage, "unknown chip '" + name + "'; there are fpga and sensor");
+}
+
+int InRange(const std::string& text, int least, int most, const char* what) {
+  const std::int64_t number = ParseInteger(text, what);
+  if (number < least || number > most) {
+    throw CliError(kExitUsage, Format("%s '%s' must be from %d to %d (0x%X)", what, text.c_str(), least, most,
+                                      static_cast<unsigned>(most)));
+  }
+  return static_cast<int>(number);
+}
+
+void DemandUnsafe(const RegOptions& options) {
+  if (options.unsafe) return;
+  throw CliError(kExitUsage, "registers can upset or damage a camera: give --unsafe if you know what you do");
+}
+
+void AddRegister(Report& report, const Context& context, Session& session, const Chip& chip, int address) {
+  unsigned char value = 0;
+  if (!(session.Camera().*chip.read)(static_cast<unsigned short>(address), &value)) {
+    session.Fail(Format("cannot read %s register 0x%04X", chip.name, static_cast<unsigned>(address)));
+  }
+  report.Add(Format("0x%04X", static_cast<unsigned>(address)),
+             context.json ? Json(value) : Json(Format("0x%02X", value)));
+}
+
+ExitCode RunRead(const Context& context, const RegOptions& options) {
+  DemandUnsafe(options);
+  const Chip& chip = FindChip(options.chip);
+  const int first = InRange(options.address, 0, kLastAddress, "address");
+  const int count = InRange(options.count, 1, kLastAddress + 1 - first, "count");
+  Session session(context);
+  Report report;
+  for (int address = first; address < first + count; ++address)
+    AddRegister(report, context, session, chip, address);
+  report.Print(context.out, context.json);
+  return kExitOk;
+}
+
+// Shows what the register then reads: not all of them keep what they are given.
+ExitCode RunWrite(const Context& context, const RegOptions& options) {
+  DemandUnsafe(options);
+  const Chip& chip = FindChip(options.chip);
+  const int address = InRange(options.address, 0, kLastAddress, "address");
+  const int value = InRange(options.value, 0, kLastValue, "value");
+  Session session(context);
+  if (!chip.write(session.Camera(), static_cast<unsigned short>(address), static_cast<unsigned char>(value))) {
+    session.Fail(Format("cannot write %s register 0x%04X", chip.name, static_cast<unsigned>(address)));
+  }
+  Report report;
+  AddRegister(report, context, session, chip, address);
+  report.Print(context.out, context.json);
+  return kExitOk;
+}
+
+}  // namespace
+
+CommandRun AddRegCommand(CLI::App& app) {
+  CLI::App* command = app.add_subcommand("reg", "Read and write registers (only with --unsafe)");
+  command->require_subcommand(1);
+  auto options = std::make_shared<RegOptions>();
+  command->add_flag("--unsafe", options->unsafe, "Yes, touch registers");
+  CLI::App* read = command->add_subcommand("read", "Read registers: reg --unsafe read fpga 0x1C");
+  CLI::App* write = command->add_subcommand("write", "Write a register: reg --unsafe write sensor 0x3008 1");
+  for (CLI::App* each : {read, write}) {
+    each->fallthrough();
+    each->add_option("CHIP", options->chip, "fpga or sensor")->required();
+    each->add_option("ADDRESS", options->address, "Register address, decimal or 0x...")->required();
+  }
+  read->add_option("COUNT", options->count, "How many registers in a row")->default_str("1");
+  write->add_option("VALUE", options->value, "Byte to write")->required();
+  return [options, write](const Context& context) {
+    return write->parsed() ? RunWrite(context, *options) : RunRead(context, *options);
+  };
+}
+
+}  // namespace orq::cli

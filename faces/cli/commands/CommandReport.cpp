@@ -1,0 +1,232 @@
+// orqcam report: what whoever looks into a fault needs to know, in one file.
+#include <sys/utsname.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <fstream>
+#include <memory>
+
+#include "camera/Climate.h"
+#include "commands/Commands.h"
+#include "camera/ControlAccess.h"
+#include "output/CounterReport.h"
+#include "commands/report/KernelLines.h"
+#include "commands/report/Private.h"
+#include "files/SafeFile.h"
+#include "camera/Shooter.h"
+#include "output/Signals.h"
+#include "files/StateDirectory.h"
+#include "output/Text.h"
+#include "output/Units.h"
+#include "link/LibusbPort.h"
+#include "settings/StoredSettings.h"
+#include "settings/XmlStore.h"
+
+namespace orq::cli {
+
+namespace {
+
+constexpr std::size_t kLogLines = 400;
+constexpr std::chrono::seconds kStreamFor{2};
+constexpr std::chrono::milliseconds kFrameWait{100};
+
+struct ReportOptions {
+  std::string file;
+  bool overwrite = false;
+};
+
+/// The report as it grows.
+class Pages {
+ public:
+  void Title(const std::string& title) { text_ += (text_.empty() ? "" : "\n") + ("== " + title + " ==\n"); }
+  void Line(const std::string& line) { text_ += WithoutPrivate(line, facts_) + "\n"; }
+  void Add(const Report& report) {
+    for (const std::string& line : report.ToLines()) Line(line);
+  }
+  const std::string& Text() const { return text_; }
+
+ private:
+  const PrivateFacts facts_ = MyPrivateFacts();
+  std::string text_;
+};
+
+std::int64_t NowUnixUs() {
+  const auto now = std::chrono::system_clock::now().time_since_epoch();
+  return std::chrono::duration_cast<std::chrono::microseconds>(now).count();
+}
+
+std::string FirstLine(const char* path) {
+  std::ifstream file(path);
+  std::string line;
+  std::getline(file, line);
+  return line.empty() ? "unknown" : line;
+}
+
+std::string Distribution() {
+  std::ifstream file("/etc/os-release");
+  constexpr std::string_view kKey = "PRETTY_NAME=";
+  for (std::string line; std::getline(file, line);) {
+    if (line.starts_with(kKey)) return line.substr(kKey.size());
+  }
+  return "unknown";
+}
+
+void AddVersions(Pages& pages) {
+  pages.Title("versions");
+  pages.Line("written = " + IsoUtc(NowUnixUs()) + " UTC");
+  pages.Line("orqcam = " ORQCAM_VERSION);
+  pages.Line("libusb = " + LibusbVersion());
+  utsname system{};
+  uname(&system);  // its node name is private
+  pages.Line(Format("kernel = %s %s %s", system.sysname, system.release, system.machine));
+  pages.Line("distribution = " + Distribution());
+  pages.Line("usbfs_memory_mb = " + FirstLine("/sys/module/usbcore/parameters/usbfs_memory_mb"));
+}
+
+void AddCameras(Pages& pages) {
+  pages.Title("cameras on USB");
+  const std::vector<CameraEntry> cameras = ListCameras();
+  for (const CameraEntry& entry : cameras) {
+    pages.Line(Format("%d = %s, %s", entry.index, entry.model.c_str(), entry.speed.c_str()) +
+               (entry.trouble.empty() ? "" : ", cannot be opened: " + entry.trouble));
+  }
+  if (cameras.empty()) pages.Line("none");
+}
+
+std::string StoredNumber(const XmlValue& value) {
+  std::int32_t number = 0;
+  std::memcpy(&number, value.data.data(), std::min(value.data.size(), sizeof number));  // least significant first
+  return std::to_string(number);
+}
+
+void AddSettings(Pages& pages) {
+  pages.Title("settings");
+  std::string trouble;
+  for (const XmlKey& key : ListXmlKeys(kSettingsFile, trouble)) {
+    for (const auto& [name, value] : key.values) {
+      // A path is the user's own affair.
+      const bool isNumber = value.type == kXmlInteger || value.data.size() == 1;
+      const std::string shown = isNumber ? StoredNumber(value) : value.data.empty() ? "" : "(text)";
+      pages.Line(key.path + ": " + name + " = " + shown);
+    }
+  }
+  if (!trouble.empty()) pages.Line(trouble);
+}
+
+void AddControls(Pages& pages, Session& session) {
+  pages.Title("controls");
+  for (const Control& control : ListControls(session.Camera())) {
+    const auto reading = TryReadControl(session, control);
+    const std::string value = reading ? ScaledValue(control.id, reading->raw).dump() : "none";
+    pages.Line(control.Name() + " = " + value + (reading && reading->automatic ? " (auto)" : ""));
+  }
+}
+
+// A short video with the camera as it is.
+void AddStream(Pages& pages, Session& session) {
+  pages.Title("a stream of 2 s");
+  std::uint64_t frames = 0;
+  std::string end;
+  {
+    VideoShooter shooter(session);
+    Frame frame;
+    const auto until = std::chrono::steady_clock::now() + kStreamFor;
+    while (std::chrono::steady_clock::now() < until && !StopRequested() && end.empty()) {
+      const ShotResult result = shooter.TakeWithin(frame, kFrameWait);
+      if (result == ShotResult::Good) ++frames;
+      if (result == ShotResult::Lost) end = "the camera was lost";
+      if (result == ShotResult::Ended) end = shooter.Reason();
+    }
+  }
+  Report report;
+  report.Add("exposure", static_cast<std::uint64_t>(session.Camera().exposureUs), "us");
+  report.Add("delivered", frames, "frames");
+  AddCounters(report, session.Camera().Counters());
+  pages.Add(report);
+  if (!end.empty()) pages.Line("ended = " + end);
+}
+
+void AddCamera(Pages& pages, const Context& context) {
+  pages.Title("camera");
+  try {
+    Session session(context);
+    Report report;
+    report.Add("model", session.Camera().modelName);
+    report.Add("firmware", session.Firmware());
+    report.Add("usb_speed", session.Speed());
+    const auto celsius = SensorCelsius(session.Camera());
+    report.Add("temperature", celsius ? Json(*celsius) : Json(nullptr), "C");
+    pages.Add(report);
+    AddControls(pages, session);
+    AddStream(pages, session);
+  } catch (const CliError& error) {
+    pages.Line(std::string(TextOf(error.Name())) + ": " + error.what());
+  }
+}
+
+void AddLog(Pages& pages) {
+  pages.Title(Format("log, the last %zu lines", kLogLines));
+  const std::string directory = StateDirectory();
+  std::ifstream file(directory + "/orqcam.log");
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(file, line);) {
+    if (line.find("GPS") == std::string::npos) lines.push_back(line);  // it tells where the observer is
+  }
+  const std::size_t first = lines.size() > kLogLines ? lines.size() - kLogLines : 0;
+  for (std::size_t i = first; i < lines.size(); ++i) pages.Line(lines[i]);
+  if (lines.empty()) pages.Line("empty; with --debug a command writes it");
+}
+
+void AddKernel(Pages& pages) {
+  pages.Title("kernel");
+  std::string trouble;
+  const std::vector<std::string> lines = CameraLines(ReadKernelLog(trouble));
+  for (const std::string& line : lines) pages.Line(line);
+  if (!trouble.empty()) {
+    pages.Line(trouble);
+  } else if (lines.empty()) {
+    pages.Line("nothing about cameras");
+  }
+}
+
+std::string DefaultName() {
+  std::string when = IsoUtc(NowUnixUs()).substr(0, 19);  // to the second
+  std::erase(when, ':');
+  return "orqcam-report-" + when + ".txt";
+}
+
+ExitCode RunReport(const Context& context, const ReportOptions& options) {
+  const std::string file = options.file.empty() ? DefaultName() : options.file;
+  const Existing existing = options.overwrite ? Existing::Overwrite : Existing::Keep;
+  DemandWritable(file, existing);
+  Pages pages;
+  AddVersions(pages);
+  AddCameras(pages);
+  AddCamera(pages, context);
+  AddSettings(pages);
+  AddLog(pages);
+  AddKernel(pages);
+  const std::string& text = pages.Text();
+  const std::vector<std::uint8_t> bytes(text.begin(), text.end());
+  WriteWholeFile(file, bytes, existing, Durability::Synced);
+  Report report;
+  report.Add("file", file);
+  report.Print(context.out, context.json);
+  if (!context.json) Complain("read it before you send it: names, places and serial numbers are left out");
+  return kExitOk;
+}
+
+}  // namespace
+
+CommandRun AddReportCommand(CLI::App& app) {
+  CLI::App* command = app.add_subcommand(
+      "report",
+      "Put what a bug report needs into one file: versions, controls, counters, settings, log, kernel lines");
+  auto options = std::make_shared<ReportOptions>();
+  command->add_option("-o,--output", options->file, "Name of the file (default: orqcam-report-<time>.txt)");
+  command->add_flag("--overwrite", options->overwrite, "Replace a file that exists");
+  return [options](const Context& context) { return RunReport(context, *options); };
+}
+
+}  // namespace orq::cli

@@ -1,0 +1,144 @@
+// orqcam cooler: the sensor's cooler, by hand.
+#include <chrono>
+#include <cmath>
+#include <memory>
+
+#include "camera/Climate.h"
+#include "commands/Commands.h"
+#include "options/Cooling.h"
+#include "output/Signals.h"
+#include "output/Text.h"
+#include "output/Units.h"
+
+namespace orq::cli {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr const char* kOnlyWhile =
+    "the cooler is on only while orqcam runs and goes off when it ends; to take cooled frames use "
+    "orqcam capture --cool, to leave it on for the next command --keep-cooling";
+
+struct CoolerOptions {
+  std::string action = "status";
+  bool wait = false;
+  bool warm = false;
+  bool keep = false;
+  std::string timeout = "1800";
+};
+
+enum class Action { Status, Off, On };
+
+struct Wanted {
+  Action action = Action::Status;
+  std::optional<std::string> target;
+};
+
+Wanted ParseAction(const std::string& text) {
+  const std::string word = Lower(text);
+  if (word == "status") return {Action::Status, {}};
+  if (word == "off") return {Action::Off, {}};
+  if (word == "on") return {Action::On, {}};
+  const bool number = !text.empty() && text.find_first_not_of("+-0123456789") == std::string::npos;
+  if (!number) {
+    throw CliError(kExitUsage, "'" + text + "' is neither on, off, status nor a target in whole degrees Celsius");
+  }
+  ParseInteger(text, "target");
+  return {Action::On, text};
+}
+
+long Value(Session& session, ORQ_CONTROL_TYPE id) {
+  long value = 0;
+  if (session.Camera().GetControlValue(id, &value, nullptr) != CTRL_OK) session.Fail("cannot read the cooler");
+  return value;
+}
+
+Report Describe(Session& session) {
+  CModelCamera& camera = session.Camera();
+  const std::optional<double> celsius = SensorCelsius(camera);
+  if (camera.DeviceLost()) session.Fail("cannot read the cooler");
+  Report report;
+  report.Add("temperature", celsius ? Json(*celsius) : Json(nullptr), "C");
+  report.Add("target", Value(session, ORQ_TARGET_TEMP), "C");
+  report.Add("cooler_on", Value(session, ORQ_COOLER_ON) == 1);
+  report.Add("power", Value(session, ORQ_COOL_POWER_PERC), "%");
+  if (session.Model().antiDewHeater) report.Add("heater_on", Value(session, ORQ_ANTI_DEW_HEATER) == 1);
+  return report;
+}
+
+// Keeps the sensor at its target and says each second how it is, until the user stops it.
+void Hold(const Context& context, Session& session) {
+  CoolerWatch watch;
+  const auto start = Clock::now();
+  do {
+    Report report;
+    report.Add("time", std::round(std::chrono::duration<double>(Clock::now() - start).count()), "s");
+    const Report state = Describe(session);
+    if (context.json) {
+      Json object = report.ToJson();
+      object.update(state.ToJson());
+      context.out.Object(object);
+    } else {
+      context.out.Line(Join(report.ToLines()) + ", " + Join(state.ToLines()));
+    }
+    context.out.Flush();
+    watch.Look(session);
+  } while (!WaitForStop(std::chrono::seconds(1)));
+}
+
+ExitCode RunCooler(const Context& context, const CoolerOptions& options) {
+  const Wanted wanted = ParseAction(options.action);
+  const double timeout = ParseSeconds(options.timeout, "--timeout");
+  if (options.wait && wanted.action != Action::On) {
+    throw CliError(kExitUsage, "--wait needs a target temperature, as in orqcam cooler -10 --wait");
+  }
+  if (options.keep && wanted.action != Action::On) {
+    throw CliError(kExitUsage,
+                   "--keep-cooling needs a target temperature, as in orqcam cooler -10 --wait --keep-cooling");
+  }
+  if (options.warm && wanted.action != Action::Status) {
+    throw CliError(kExitUsage, "--warm switches the cooler off when it is done: give it alone");
+  }
+  Session session(context);
+  DemandCooler(session);
+  if (wanted.action != Action::On) {
+    if (options.warm) WarmUp(session, timeout);
+    if (wanted.action == Action::Off) SwitchCoolerOff(session);
+    Describe(session).Print(context.out, context.json);
+    return kExitOk;
+  }
+  StartCooler(session, wanted.target, options.keep);
+  if (!options.keep) Complain(kOnlyWhile);
+  if (options.wait) {
+    AwaitTarget(session, timeout);
+    Describe(session).Print(context.out, context.json);
+  } else {
+    Hold(context, session);
+  }
+  if (!options.keep) SwitchCoolerOff(session);
+  return kExitOk;
+}
+
+}  // namespace
+
+CommandRun AddCoolerCommand(CLI::App& app) {
+  CLI::App* command =
+      app.add_subcommand("cooler", "Show the cooler, cool the sensor while orqcam runs, warm it up");
+  auto options = std::make_shared<CoolerOptions>();
+  command
+      ->add_option("ACTION", options->action,
+                   "status; on or a target in degrees Celsius: cool until Ctrl-C; off: off at once")
+      ->default_str("status");
+  command->add_flag("--wait", options->wait, "End as soon as the sensor is within 0.2 C of the target");
+  command->add_flag("--warm", options->warm,
+                    "Warm the sensor up at the ramp, 5 C per minute, and switch the cooler off");
+  command->add_flag(
+      "--keep-cooling", options->keep,
+      "Leave the cooler on at the end; without another command the camera switches it off after 255 s");
+  command->add_option("--timeout", options->timeout, "Give up waiting after this many seconds")
+      ->default_str("1800");
+  return [options](const Context& context) { return RunCooler(context, *options); };
+}
+
+}  // namespace orq::cli

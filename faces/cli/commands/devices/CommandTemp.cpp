@@ -1,0 +1,137 @@
+// orqcam temp: the sensor's temperature, once or again and again.
+#include <chrono>
+#include <cmath>
+#include <limits>
+#include <memory>
+
+#include "output/Chart.h"
+#include "camera/Climate.h"
+#include "commands/Commands.h"
+#include "output/Text.h"
+#include "output/Watch.h"
+
+namespace orq::cli {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::size_t kChartColumns = 60;
+constexpr std::size_t kChartRows = 6;
+
+struct TempOptions {
+  bool watch = false;
+  WatchOptions watching;
+};
+
+struct Readings {
+  std::optional<double> celsius;
+  std::optional<double> volts;
+};
+
+// The voltage of a board that does not measure it is asked for once only.
+class Gauges {
+ public:
+  explicit Gauges(Session& session) : session_(session) {
+    if (!HasThermometer(session.Camera()))
+      throw CliError(ErrorName::Unsupported, "this camera has no thermometer");
+  }
+
+  Readings Read() {
+    Readings readings;
+    readings.celsius = SensorCelsius(session_.Camera());
+    if (first_ || measuresSupply_) readings.volts = SupplyVolts(session_.Camera());
+    if (first_) measuresSupply_ = readings.volts.has_value();  // a later gap is only a gap
+    first_ = false;
+    if (session_.Camera().DeviceLost()) session_.Fail("cannot read the temperature");
+    return readings;
+  }
+
+ private:
+  Session& session_;
+  bool first_ = true;
+  bool measuresSupply_ = false;
+};
+
+Report Describe(const Readings& readings) {
+  Report report;
+  report.Add("temperature", readings.celsius ? Json(*readings.celsius) : Json(nullptr), "C");
+  if (readings.volts) report.Add("supply", *readings.volts, "V");
+  return report;
+}
+
+// Shows reading after reading: lines, objects, or on a terminal a chart that grows.
+class WatchView {
+ public:
+  explicit WatchView(const Context& context) : context_(context) {}
+
+  void Show(double seconds, const Readings& readings) {
+    Report report;
+    report.Add("time", std::round(seconds * 100.0) / 100.0, "s");
+    const Report values = Describe(readings);
+    if (context_.json) {
+      Json object = report.ToJson();
+      object.update(values.ToJson());
+      context_.out.Object(object);
+    } else if (context_.out.IsTerminal()) {
+      ShowChart(readings, Join(values.ToLines()));
+    } else {
+      context_.out.Line(Join(report.ToLines()) + ", " + Join(values.ToLines()));
+    }
+    context_.out.Flush();
+  }
+
+ private:
+  void ShowChart(const Readings& readings, const std::string& caption) {
+    if (history_.size() == kChartColumns) history_.erase(history_.begin());
+    const bool first = history_.empty();
+    history_.push_back(readings.celsius.value_or(std::numeric_limits<double>::quiet_NaN()));
+    std::string text = first ? "" : Format("\033[%zuA", kChartRows + 1);  // back to the chart's first line
+    for (const std::string& line : DrawChart(history_, kChartColumns, kChartRows)) text += line + "\033[K\n";
+    context_.out.Line(text + caption + "\033[K");
+  }
+
+  const Context& context_;
+  std::vector<double> history_;
+};
+
+ExitCode Watch(const Context& context, Session& session, const WatchLimits& limits) {
+  Gauges gauges(session);
+  WatchView view(context);
+  std::uint64_t failed = 0;
+  std::uint64_t taken = 0;
+  const auto start = Clock::now();
+  WatchEvery(limits, [&] {
+    const Readings readings = gauges.Read();
+    ++taken;
+    if (!readings.celsius) ++failed;
+    view.Show(std::chrono::duration<double>(Clock::now() - start).count(), readings);
+    return true;
+  });
+  if (failed == 0) return kExitOk;
+  throw CliError(ErrorName::Timeout,
+                 Format("the thermometer did not answer %llu of %llu times",
+                        static_cast<unsigned long long>(failed), static_cast<unsigned long long>(taken)));
+}
+
+ExitCode RunTemp(const Context& context, const TempOptions& options) {
+  const WatchLimits limits = options.watching.Limits();
+  Session session(context);
+  if (options.watch) return Watch(context, session, limits);
+  const Readings readings = Gauges(session).Read();
+  if (!readings.celsius) session.Fail("the thermometer does not answer");
+  Describe(readings).Print(context.out, context.json);
+  return kExitOk;
+}
+
+}  // namespace
+
+CommandRun AddTempCommand(CLI::App& app) {
+  CLI::App* command = app.add_subcommand("temp", "Show the sensor's temperature and the supply voltage");
+  auto options = std::make_shared<TempOptions>();
+  CLI::Option* watch = command->add_flag("-w,--watch", options->watch, "Go on reading (until Ctrl-C)");
+  options->watching.AddTo(*command, watch);
+  return [options](const Context& context) { return RunTemp(context, *options); };
+}
+
+}  // namespace orq::cli

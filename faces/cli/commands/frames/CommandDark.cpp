@@ -1,0 +1,194 @@
+// orqcam dark: the dark that is subtracted from frames.
+#include <memory>
+
+#include "commands/Commands.h"
+#include "camera/ControlAccess.h"
+#include "options/Cooling.h"
+#include "options/Corrections.h"
+#include "files/DarkFile.h"
+#include "files/DarkStore.h"
+#include "camera/DarkWork.h"
+
+namespace orq::cli {
+
+namespace {
+
+struct DarkOptions {
+  std::string frames;  ///< empty: by the exposure time
+  std::optional<std::string> exposure;
+  std::optional<std::string> gain;
+  std::optional<std::string> offset;
+  CoolSettings cooling;
+  std::string output;  ///< empty: kept for the camera
+  std::string file;
+  bool overwrite = false;
+};
+
+Existing ExistingOf(const DarkOptions& options) {
+  return options.overwrite ? Existing::Overwrite : Existing::Keep;
+}
+
+void AddFile(Report& report, const std::string& path, const DarkFile& dark) {
+  report.Add("file", path);
+  if (dark.description) AddDescription(report, *dark.description);
+}
+
+DarkFile ReadFor(const Session& session, const std::string& path) {
+  DarkFile dark = ReadDarkFile(path);
+  DemandGeometry(session.Camera(), dark, path);
+  if (!dark.trouble.empty()) Complain(dark.trouble);
+  return dark;
+}
+
+void DemandKept(const DarkStore& store) {
+  if (!store.HasKept()) {
+    throw CliError(ErrorName::NotFound, "no dark is kept for this camera; take one with orqcam dark take");
+  }
+}
+
+// What applies, what is kept, and what is to be known about it.
+ExitCode RunShow(const Context& context) {
+  Session session(context);
+  const DarkStore store(session);
+  const std::string chosen = store.Chosen();
+  Report report;
+  report.Add("applied", !chosen.empty());
+  std::optional<DarkFile> dark;
+  std::string trouble;
+  if (!chosen.empty()) {
+    try {
+      dark = ReadFor(session, chosen);
+      AddFile(report, chosen, *dark);
+    } catch (const CliError& error) {
+      trouble = error.what();
+      report.Add("file", chosen);
+    }
+  }
+  report.Add("kept", store.HasKept() ? Json(store.KeptPath()) : Json());
+  report.Print(context.out, context.json);
+  if (!trouble.empty()) throw CliError(ErrorName::File, trouble);
+  if (dark) TellShortExposures(session.Camera());
+  return kExitOk;
+}
+
+ExitCode RunTake(const Context& context, const DarkOptions& options) {
+  const int frames = ParseDarkFrames(options.frames);
+  options.cooling.Check();
+  if (!options.output.empty()) DemandDarkName(options.output);
+  Session session(context);
+  const DarkStore store(session);
+  const bool keep = options.output.empty();
+  const std::string path = keep ? store.KeptPath() : options.output;
+  const Existing existing = keep ? Existing::Overwrite : ExistingOf(options);
+  if (keep) store.DemandPlace();
+  CheckDarkWritable(path, existing);
+  ApplyControl(session, ORQ_EXPOSURE, options.exposure);
+  ApplyControl(session, ORQ_GAIN, options.gain);
+  ApplyControl(session, ORQ_OFFSET, options.offset);
+  options.cooling.Apply(session);
+
+  DarkSession work(session.Camera());
+  DarkDescription description;
+  description.model = session.Camera().modelName;
+  description.serial = session.Serial();
+  description.facts = CollectDark(session, work, frames);
+  RestoreAfterDark(session, work);
+  const DarkFile dark = MakeDarkFile(session.Camera(), std::move(description));
+  WriteDarkFile(path, dark, existing);
+  if (keep) store.Choose(path);
+  Report report;
+  AddFile(report, path, dark);
+  report.Add("applied", keep);
+  report.Print(context.out, context.json);
+  return kExitOk;
+}
+
+void ReportChoice(const Context& context, const std::string& path, const DarkFile& dark) {
+  Report report;
+  report.Add("applied", true);
+  AddFile(report, path, dark);
+  report.Print(context.out, context.json);
+}
+
+ExitCode RunUse(const Context& context, const DarkOptions& options) {
+  Session session(context);
+  const DarkStore store(session);
+  if (options.file.empty()) DemandKept(store);
+  const std::string path = options.file.empty() ? store.KeptPath() : options.file;
+  const DarkFile dark = ReadFor(session, path);
+  store.Choose(path);
+  ReportChoice(context, path, dark);
+  return kExitOk;
+}
+
+ExitCode RunOff(const Context& context) {
+  Session session(context);
+  DarkStore(session).ChooseNone();
+  Report report;
+  report.Add("applied", false);
+  report.Print(context.out, context.json);
+  return kExitOk;
+}
+
+ExitCode RunSave(const Context& context, const DarkOptions& options) {
+  DemandDarkName(options.file);
+  Session session(context);
+  const DarkStore store(session);
+  DemandKept(store);
+  const DarkFile dark = ReadFor(session, store.KeptPath());
+  WriteDarkFile(options.file, dark, ExistingOf(options));
+  Report report;
+  AddFile(report, options.file, dark);
+  report.Print(context.out, context.json);
+  return kExitOk;
+}
+
+ExitCode RunLoad(const Context& context, const DarkOptions& options) {
+  Session session(context);
+  const DarkStore store(session);
+  const DarkFile dark = ReadFor(session, options.file);
+  store.DemandPlace();
+  WriteDarkFile(store.KeptPath(), dark, Existing::Overwrite);
+  store.Choose(store.KeptPath());
+  ReportChoice(context, store.KeptPath(), dark);
+  return kExitOk;
+}
+
+void AddTakeOptions(CLI::App& take, DarkOptions& options) {
+  take.add_option("-n,--frames", options.frames,
+                  "Number of frames, 1 to 16 (default: 5 to 1 by the exposure time)");
+  take.add_option("-e,--exposure", options.exposure,
+                  "Exposure time with its unit: 5s, 200ms, 1000us (default: the camera's)");
+  take.add_option("-g,--gain", options.gain, "Gain setting (default: the camera's)");
+  take.add_option("--offset", options.offset, "Offset setting (default: the camera's)");
+  options.cooling.AddTo(take);
+  take.add_option("-o,--output", options.output, "Save it in this .bmp file instead of keeping and applying it");
+  take.add_flag("--overwrite", options.overwrite, "Replace the file if it exists");
+}
+
+}  // namespace
+
+CommandRun AddDarkCommand(CLI::App& app) {
+  CLI::App* command = app.add_subcommand("dark", "Take a dark, and say which one is subtracted from frames");
+  command->require_subcommand(0, 1);
+  auto options = std::make_shared<DarkOptions>();
+  CLI::App* take = command->add_subcommand("take", "Cover the sensor, then take a dark and apply it from now on");
+  CLI::App* use = command->add_subcommand("use", "Apply the kept dark, or one in a file, from now on");
+  CLI::App* off = command->add_subcommand("off", "Apply no dark from now on; the kept one stays");
+  CLI::App* save = command->add_subcommand("save", "Copy the kept dark into a file");
+  CLI::App* load = command->add_subcommand("load", "Keep a dark from a file, and apply it from now on");
+  for (CLI::App* each : {take, use, off, save, load}) each->fallthrough();
+  AddTakeOptions(*take, *options);
+  use->add_option("FILE", options->file, "A .bmp file (default: the kept dark)");
+  for (CLI::App* each : {save, load}) each->add_option("FILE", options->file, "The .bmp file")->required();
+  save->add_flag("--overwrite", options->overwrite, "Replace the file if it exists");
+  return [options, take, use, off, save, load](const Context& context) {
+    if (take->parsed()) return RunTake(context, *options);
+    if (use->parsed()) return RunUse(context, *options);
+    if (off->parsed()) return RunOff(context);
+    if (save->parsed()) return RunSave(context, *options);
+    return load->parsed() ? RunLoad(context, *options) : RunShow(context);
+  };
+}
+
+}  // namespace orq::cli

@@ -1,0 +1,214 @@
+// orqcam hotpixels: the table of hot pixels in the camera's flash, and the correction that uses it.
+#include <cmath>
+#include <memory>
+#include <optional>
+
+#include "commands/Commands.h"
+#include "camera/ControlAccess.h"
+#include "camera/DarkWork.h"
+#include "camera/FlashWork.h"
+#include "output/HotPixelView.h"
+#include "files/SafeFile.h"
+#include "output/Text.h"
+#include "output/Units.h"
+
+namespace orq::cli {
+
+namespace {
+
+constexpr const char* kNoTable = "the camera has no hot-pixel table; make one with orqcam hotpixels build --save";
+
+struct HotPixelOptions {
+  bool list = false;
+  std::string map;                 ///< PNG file; empty: none
+  std::vector<std::string> files;  ///< to export
+  bool replaceFiles = false;
+
+  std::string frames;                   ///< to build from; empty: as the exposure asks for
+  std::optional<std::string> exposure;  ///< none: as the camera has it
+  std::optional<std::string> gain;      ///< the same
+  bool save = false;
+  OverwriteOptions overwrite;
+
+  Existing ExistingFiles() const { return replaceFiles ? Existing::Overwrite : Existing::Keep; }
+};
+
+HotPixelView SensorView(Session& session, HotPixelMarks marks) {
+  return ViewOf(std::move(marks), session.Camera().iMaxWidth, session.Camera().iMaxHeight);
+}
+
+void Write(const std::string& path, const std::vector<std::uint8_t>& bytes, Existing existing) {
+  const int error = PutFile(path, bytes, existing, Durability::Synced);
+  if (error != 0) CannotWrite(path, error);
+}
+
+// The table as the user wants to see it.
+void Show(const Context& context, const HotPixelOptions& options, Report& report, const HotPixelView& view) {
+  AddCounts(report, view);
+  if (options.list) AddList(report, view, context.json);
+  if (!options.map.empty()) {
+    Write(options.map, EncodeMap(view), options.ExistingFiles());
+    report.Add("map", options.map);
+  }
+  if (view.leftOut != 0) {
+    Complain(Format("%zu more hot pixels are in the table than are repaired", view.leftOut));
+  }
+}
+
+void PrintWithList(const Context& context, const HotPixelOptions& options, const Report& report,
+                   const HotPixelView& view) {
+  report.Print(context.out, context.json);
+  if (options.list && !context.json) PrintPixels(context.out, view);
+}
+
+ExitCode RunShow(const Context& context, const HotPixelOptions& options) {
+  if (!options.map.empty()) DemandWritable(options.map, options.ExistingFiles());
+  Session session(context);
+  HotPixelMarks marks = ReadTable(session);
+  Report report;
+  report.Add("table", !marks.empty());
+  report.Add("enabled", session.Camera().HPC != 0);
+  if (marks.empty()) {
+    report.Print(context.out, context.json);
+    return kExitOk;
+  }
+  const HotPixelView view = SensorView(session, std::move(marks));
+  Show(context, options, report, view);
+  PrintWithList(context, options, report, view);
+  return kExitOk;
+}
+
+ExitCode RunSwitch(const Context& context, bool on) {
+  Session session(context);
+  Report report;
+  if (on) {
+    // The core is content with a table whose end cannot be read; a user is not.
+    HotPixelMarks marks = ReadTable(session);
+    if (marks.empty()) throw CliError(ErrorName::NotFound, kNoTable);
+    if (!session.Camera().SetHPCStates(true)) session.Fail("the hot-pixel table cannot be loaded");
+    report.Add("enabled", true);
+    AddCounts(report, SensorView(session, std::move(marks)));
+  } else {
+    session.Camera().SetHPCStates(false);
+    report.Add("enabled", false);
+  }
+  report.Print(context.out, context.json);
+  if (context.settings) {
+    session.KeepSettings();
+  } else {
+    Complain("nothing is kept with --no-settings: later runs do as before");
+  }
+  return kExitOk;
+}
+
+using Encoder = std::vector<std::uint8_t> (*)(const HotPixelView&);
+
+Encoder EncoderFor(const std::string& path) {
+  const std::string name = Lower(path);
+  if (name.ends_with(".csv")) return EncodeCsv;
+  if (name.ends_with(".bmp")) return EncodeBmp;
+  throw CliError(kExitUsage, "'" + path + "' tells no format: let its name end in .csv or .bmp");
+}
+
+ExitCode RunExport(const Context& context, const HotPixelOptions& options) {
+  for (const std::string& file : options.files) {
+    EncoderFor(file);
+    DemandWritable(file, options.ExistingFiles());
+  }
+  Session session(context);
+  HotPixelMarks marks = ReadTable(session);
+  if (marks.empty()) throw CliError(ErrorName::NotFound, kNoTable);
+  const HotPixelView view = SensorView(session, std::move(marks));
+  for (const std::string& file : options.files) Write(file, EncoderFor(file)(view), options.ExistingFiles());
+  Report report;
+  report.Add("files", options.files);
+  AddCounts(report, view);
+  report.Print(context.out, context.json);
+  return kExitOk;
+}
+
+// Beyond the bright dark that `CollectDark` tells of.
+void TellCrowd(const HotPixelView& view) {
+  constexpr std::size_t kOneIn = 100;
+  if (kOneIn * view.pixels.size() <= view.marks.size()) return;
+  Complain(Format("more than 1 in %zu pixels is hot: was the sensor covered?", kOneIn));
+}
+
+void AddFacts(Report& report, const DarkFacts& facts) {
+  report.Add("exposure", facts.exposureUs, "us");
+  report.Add("gain", facts.gain);
+  if (facts.sensorC) report.Add("temperature", std::round(10.0 * static_cast<double>(*facts.sensorC)) / 10.0, "C");
+  report.Add("frames", facts.frames);
+  report.Add("average", facts.average);
+}
+
+ExitCode RunBuild(const Context& context, const HotPixelOptions& options) {
+  const int frames = ParseDarkFrames(options.frames);
+  if (options.exposure) ParseExposure(*options.exposure);
+  if (options.gain) ParseInteger(*options.gain, "--gain");
+  if (!options.map.empty()) DemandWritable(options.map, options.ExistingFiles());
+  Session session(context);
+  if (options.save) DemandAnswerable(session, options.overwrite, "replace the hot-pixel table in the flash");
+  ApplyControl(session, ORQ_EXPOSURE, options.exposure);
+  ApplyControl(session, ORQ_GAIN, options.gain);
+  DarkSession darks(session.Camera());
+  const DarkFacts facts = CollectDark(session, darks, frames);
+  const HotPixelView view = SensorView(session, HotPixelsOfDark(session.Camera()));
+  TellCrowd(view);
+  Report report;
+  AddFacts(report, facts);
+  Show(context, options, report, view);
+  if (options.save) {
+    const std::string what = Format("put a table of %zu hot pixels and %zu bad rows into the flash",
+                                    view.pixels.size(), view.badRows.size());
+    const FlashBackup backup = PrepareOverwrite(session, options.overwrite, what);
+    SaveTable(session, backup);
+    report.Add("backup", backup.path);
+  }
+  report.Add("saved", options.save);
+  PrintWithList(context, options, report, view);
+  if (!options.save) {
+    Complain("this table ends with the command; --save keeps it in the camera's flash");
+  } else if (session.Camera().HPC == 0) {
+    Complain("the table is not used yet; switch that on with orqcam hotpixels enable");
+  }
+  return kExitOk;
+}
+
+}  // namespace
+
+CommandRun AddHotPixelsCommand(CLI::App& app) {
+  CLI::App* command =
+      app.add_subcommand("hotpixels", "Hot pixels: their table in the camera, and their correction");
+  command->require_subcommand(1);
+  auto options = std::make_shared<HotPixelOptions>();
+  CLI::App* build = command->add_subcommand("build", "Make a table from darks: cover the sensor first");
+  CLI::App* show = command->add_subcommand("show", "Show the camera's table and whether it is used");
+  CLI::App* enable = command->add_subcommand("enable", "Repair hot pixels in frames from now on");
+  CLI::App* disable = command->add_subcommand("disable", "Leave frames as they are");
+  CLI::App* save = command->add_subcommand("export", "Save the table in files");
+  for (CLI::App* each : {build, show, enable, disable, save}) each->fallthrough();
+  build->add_option("-n,--frames", options->frames, "Number of darks, 1 to 16")
+      ->default_str("5 for short exposures, 1 from 776ms on");
+  build->add_option("-e,--exposure", options->exposure,
+                    "Exposure time with its unit: 5s, 200ms (default: the camera's)");
+  build->add_option("-g,--gain", options->gain, "Gain setting (default: the camera's)");
+  build->add_flag("--save", options->save, "Save the table in the camera's flash");
+  AddOverwriteOptions(*build, options->overwrite);
+  for (CLI::App* each : {build, show}) {
+    each->add_flag("--list", options->list, "List the hot pixels and bad rows, counted from 0 at the top left");
+    each->add_option("--map", options->map, "Save a picture of the sensor: a PNG file, hot pixels white");
+  }
+  save->add_option("FILE", options->files, "Its name says the format: .csv (x, y, value) or .bmp")->required();
+  for (CLI::App* each : {build, show, save}) {
+    each->add_flag("--overwrite", options->replaceFiles, "Replace files that exist");
+  }
+  return [options, build, show, enable, save](const Context& context) {
+    if (build->parsed()) return RunBuild(context, *options);
+    if (show->parsed()) return RunShow(context, *options);
+    if (save->parsed()) return RunExport(context, *options);
+    return RunSwitch(context, enable->parsed());
+  };
+}
+
+}  // namespace orq::cli

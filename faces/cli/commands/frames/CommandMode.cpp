@@ -1,0 +1,36 @@
+// orqcam mode: the camera modes that a camera offers.
+#include "commands/Commands.h"
+#include "options/TriggerOptions.h"
+
+namespace orq::cli {
+
+namespace {
+
+ExitCode RunMode(const Context& context) {
+  Session session(context);
+  Table table = {{"mode", "name", "meaning"}};
+  Json list = Json::array();
+  for (const CAM_MODE mode : OfferedModes(session.Camera())) {
+    const ModeName& known = ModeNames()[static_cast<std::size_t>(mode)];
+    table.push_back({std::to_string(mode), known.name, known.meaning});
+    list.push_back({{"mode", mode}, {"name", known.name}, {"meaning", known.meaning}});
+  }
+  if (context.json) {
+    context.out.Object(list);
+  } else {
+    PrintTable(context.out, table);
+  }
+  return kExitOk;
+}
+
+}  // namespace
+
+CommandRun AddModeCommand(CLI::App& app) {
+  app.add_subcommand(
+      "mode",
+      "Show the camera modes that a camera offers. A mode holds only while a command uses the camera, "
+      "which runs freely again afterwards: choose it with --mode of capture, stream or trigger");
+  return RunMode;
+}
+
+}  // namespace orq::cli

@@ -1,0 +1,117 @@
+// orqcam trigger: frames on triggers, shown and not saved.
+#include <memory>
+#include <optional>
+
+#include "commands/Commands.h"
+#include "files/FrameTime.h"
+#include "camera/Shooter.h"
+#include "output/Text.h"
+#include "output/Units.h"
+
+namespace orq::cli {
+
+namespace {
+
+constexpr std::int64_t kMostFrames = 1'000'000;
+
+struct TriggerCommandOptions {
+  ShotSettings settings;
+  std::string count = "1";
+  std::string timeout;  ///< empty: none
+};
+
+std::int64_t ParseCount(const std::string& text) {
+  const std::int64_t count = ParseInteger(text, "--count");
+  if (count < 1 || count > kMostFrames) throw CliError(kExitUsage, "--count must be from 1 to 1000000");
+  return count;
+}
+
+void ReportFrame(const Context& context, std::int64_t number, const FrameInfo& info,
+                 std::optional<std::int64_t> previousUs) {
+  Report report;
+  report.Add("frame", number);
+  report.Add("sequence", info.sequence);
+  report.Add("start_utc", FrameUtc(info, info.times.begin));
+  report.Add("exposure", info.exposureUs, "us");
+  if (previousUs) report.Add("since_last", info.times.begin / kTenthsPerMicrosecond - *previousUs, "us");
+  if (info.gps.state != GpsState::None) report.Add("time_source", Lower(TimeSource(info)));
+  if (context.json) {
+    report.Print(context.out, true);
+  } else {
+    context.out.Line(Join(report.ToLines(), ", "));
+  }
+  context.out.Flush();
+}
+
+// Throws CliError when the frames did not all come.
+void Explain(ShotResult result, const std::string& reason, const std::string& tally) {
+  switch (result) {
+    case ShotResult::Good:
+      return;
+    case ShotResult::Interrupted:
+      throw CliError(ErrorName::Cancelled, "interrupted: " + tally);
+    case ShotResult::Lost:
+      throw CliError(ErrorName::Lost, "the camera was lost; check its cable: " + tally);
+    default:
+      throw CliError(ErrorName::Timeout, reason + ": " + tally);
+  }
+}
+
+ExitCode RunTrigger(const Context& context, const TriggerCommandOptions& options) {
+  const std::int64_t count = ParseCount(options.count);
+  options.settings.Check();
+  const TriggerOptions& triggers = options.settings.triggers;
+  if (triggers.Mode() == 0) throw CliError(kExitUsage, "mode free has no triggers: choose another --mode");
+  std::optional<std::chrono::milliseconds> patience;
+  if (!options.timeout.empty()) patience = triggers.Patience(options.timeout);
+
+  Session session(context);
+  options.settings.Apply(session);
+  std::int64_t frames = 0;
+  ShotResult result = ShotResult::Good;
+  std::string reason;
+  {
+    // A running video listens between the frames, too: no external trigger is lost to a stop and a start.
+    session.Camera().StampFrames(std::chrono::milliseconds(0));
+    VideoShooter shooter(session);
+    GpsWatch gps(true);
+    if (patience) shooter.SetTriggerPatience(*patience);
+    Frame frame;
+    std::optional<std::int64_t> previousUs;
+    while (frames < count && result == ShotResult::Good) {
+      result = shooter.Take(frame, 0, 0);
+      if (result != ShotResult::Good) break;
+      ReportFrame(context, ++frames, frame.info, previousUs);
+      gps.Look(frame.info);
+      previousUs = frame.info.times.begin / kTenthsPerMicrosecond;
+    }
+    reason = shooter.Reason();
+  }
+  const StreamCounters counters = session.Camera().Counters();
+  Report report;
+  report.Add("frames", frames);
+  report.Add("failed", counters.failed);
+  report.Add("lost", counters.lost + counters.dropped + counters.overwritten);
+  report.Print(context.out, context.json);
+  Explain(result, reason,
+          Format("%lld of %lld frames came", static_cast<long long>(frames), static_cast<long long>(count)));
+  return kExitOk;
+}
+
+}  // namespace
+
+CommandRun AddTriggerCommand(CLI::App& app) {
+  CLI::App* command = app.add_subcommand("trigger",
+                                         "Wait for triggers and show when their frames were taken, without saving "
+                                         "them. Software modes trigger each frame "
+                                         "when the last one has arrived. To save frames: capture --mode");
+  auto options = std::make_shared<TriggerCommandOptions>();
+  options->settings.triggers.mode = "software";
+  options->settings.AddTo(*command);
+  command->add_option("-n,--count", options->count, "Number of frames")->default_str("1");
+  command->add_option("--timeout", options->timeout,
+                      "How long to wait for each external trigger: 10s, 500ms (default: for ever)");
+  return [options](const Context& context) { return RunTrigger(context, *options); };
+}
+
+}  // namespace orq::cli

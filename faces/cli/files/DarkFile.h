@@ -1,0 +1,55 @@
+// Darks as files: an 8-bit greyscale BMP of the whole sensor, and beside it a description in JSON.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "output/Output.h"
+#include "camera/Session.h"
+#include "session/DarkSession.h"
+#include "support/WholeFile.h"
+
+namespace orq::cli {
+
+/// With which camera and how a dark was taken.
+struct DarkDescription {
+  std::string model;
+  std::string serial;  ///< empty: the camera has none
+  DarkFacts facts;
+};
+
+/// A dark as it is in a file.
+struct DarkFile {
+  std::vector<std::uint8_t> bytes;  ///< the whole BMP
+  int width = 0;
+  int height = 0;
+  std::optional<DarkDescription> description;
+  std::string trouble;  ///< why there is a description but it does not count; else empty
+};
+
+/// The name of the description of the dark `path`.
+std::string DescriptionPath(const std::string& path);
+
+/// The dark that the camera has in memory.
+DarkFile MakeDarkFile(CModelCamera& camera, DarkDescription description);
+/// Throws CliError: no such file, or no dark. A description that is missing, damaged or of another dark is no
+/// error.
+DarkFile ReadDarkFile(const std::string& path);
+/// Throws CliError when the dark is of another geometry than the camera's sensor.
+void DemandGeometry(const CModelCamera& camera, const DarkFile& dark, const std::string& path);
+
+/// Throws CliError (usage) for a name that does not end in ".bmp".
+void DemandDarkName(const std::string& path);
+/// Throws CliError when the dark or its description could not be written: better now than after the exposures.
+void CheckDarkWritable(const std::string& path, Existing existing);
+/// Dark and description; when one cannot be written, what was there before stays. Throws CliError.
+void WriteDarkFile(const std::string& path, const DarkFile& dark, Existing existing);
+
+/// Adds what the description says.
+void AddDescription(Report& report, const DarkDescription& description);
+/// The same, short enough for one FITS card: "5 x 200ms, gain 120, -10.1 C, 2026-11-21T22:10:05".
+std::string DescriptionText(const DarkDescription& description);
+
+}  // namespace orq::cli

@@ -1,0 +1,40 @@
+// A hot-pixel table as users see it: numbers, lists, pictures.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "output/Output.h"
+#include "models/flash/HotPixelStore.h"
+
+namespace orq::cli {
+
+/// A table of the whole sensor. Rows that are bad as a whole are repaired as rows; their pixels are not among the
+/// hot ones.
+struct HotPixelView {
+  struct Pixel {
+    int x, y;
+  };
+  int width = 0, height = 0;  ///< sensor pixels
+  HotPixelMarks marks;        ///< of the table
+  std::vector<Pixel> pixels;  ///< hot ones, row by row
+  std::vector<int> badRows;
+  std::size_t leftOut = 0;  ///< hot pixels beyond the number that is repaired
+};
+/// `marks` of a sensor of `width` x `height` pixels.
+HotPixelView ViewOf(HotPixelMarks marks, int width, int height);
+
+/// `hot_pixels` and `bad_rows`; with `list` what they are, too (in JSON: text has `PrintPixels` for the first).
+void AddCounts(Report& report, const HotPixelView& view);
+void AddList(Report& report, const HotPixelView& view, bool json);
+void PrintPixels(Output& out, const HotPixelView& view);
+
+/// "x_px,y_px,value": every marked pixel, counted from the top left; 1 hot, 2 in a bad row.
+std::vector<std::uint8_t> EncodeCsv(const HotPixelView& view);
+/// An 8-bit BMP as `SaveBMPToFile` makes it of a dark: 255 marked, 0 good.
+std::vector<std::uint8_t> EncodeBmp(const HotPixelView& view);
+/// A grey PNG: white hot, grey in a bad row, black good.
+std::vector<std::uint8_t> EncodeMap(const HotPixelView& view);
+
+}  // namespace orq::cli

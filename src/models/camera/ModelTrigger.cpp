@@ -1,0 +1,52 @@
+// Trigger modes of a model camera.
+#include "camera/CameraModeTable.h"
+#include "camera/TriggerSettings.h"
+#include "models/camera/ModelWorker.h"
+
+namespace orq {
+namespace {
+
+// A stream starts within milliseconds; a computer that swaps takes longer.
+constexpr int kStartMs = 5000;
+
+}  // namespace
+
+// Another program may have left the camera waiting for triggers, and a replug takes the mode away: what is stored
+// counts. Another camera may have been plugged in, too, that does not offer the mode.
+void CModelCamera::ProgramTriggers() {
+  const TriggerSupport support = TriggerSupportOf(*this);
+  if (!IsModeOffered(support, camMode)) camMode = 0;
+  if (!support.any) return;
+  ProgramTriggerInput(*this, camMode, normalModeFPGATrigger != 0);
+  ProgramTriggerOutput(*this, TRIG_OUTPUT_PINA, {pinAHigh != 0, pinADelay, pinADuration});
+  ProgramTriggerOutput(*this, TRIG_OUTPUT_PINB, {pinBHigh != 0, pinBDelay, pinBDuration});
+}
+
+bool CModelCamera::AwaitTriggerReady(int waitMs) {
+  if (camMode == 0) return false;
+  bool armed = false;
+  worker_->mailbox.Await(waitMs, [&] {
+    armed = worker_->armed;
+    return armed || !MayBringFrames();
+  });
+  return armed;
+}
+
+bool CModelCamera::SoftTrigger(std::string& reason) {
+  if (!IsSoftwareTriggered(camMode)) {
+    reason = "camera mode " + std::to_string(camMode) + " takes no software triggers: choose mode 1 or 4";
+    return false;
+  }
+  if (!AwaitTriggerReady(kStartMs)) {
+    const std::string trouble = CaptureTrouble();
+    reason = "no capture waits for a trigger" + (trouble.empty() ? ": start one first" : ": " + trouble);
+    return false;
+  }
+  worker_->triggeredAt = std::chrono::steady_clock::now();  // before the frame can be there
+  if (SendSoftTrigger()) return true;
+  worker_->triggeredAt = std::chrono::steady_clock::time_point{};
+  reason = "the camera refused the trigger: " + LinkError();
+  return false;
+}
+
+}  // namespace orq

@@ -1,0 +1,68 @@
+#include "models/camera/RegisterBatch.h"
+
+#include <algorithm>
+#include <cassert>
+
+#include "link/CameraFX3.h"
+#include "link/WireProtocol.h"
+#include "support/LittleEndian.h"
+
+namespace orq {
+namespace {
+
+constexpr int kTagBytes = 4;
+
+bool Write(CCameraFX3& link, const RegisterWrite& write) {
+  return write.sensor ? link.WriteSONYREG(write.reg, write.value) : link.WriteFPGAREG(write.reg, write.value);
+}
+
+bool WriteAll(CCameraFX3& link, const RegisterBatch& batch) {
+  return std::ranges::all_of(batch.Writes(), [&](const RegisterWrite& write) { return Write(link, write); });
+}
+
+/// Last of a batch: registers of the sensor take effect at once, and a frame with the new tag has all of them.
+bool WriteNextTag(CCameraFX3& link) {
+  RegisterBatch tag;
+  tag.Fpga(wire::kFpgaSettingsTag, link.Tag().CountUp(), kTagBytes);
+  return WriteAll(link, tag);
+}
+
+}  // namespace
+
+void RegisterBatch::Add(bool sensor, std::uint16_t reg, std::uint64_t value, int bytes) {
+  for (int i = 0; i < bytes; ++i) {
+    assert(count_ < writes_.size());
+    writes_[count_++] = {sensor, static_cast<std::uint16_t>(reg + i), static_cast<std::uint8_t>(value >> (8 * i))};
+  }
+}
+
+bool WriteHeld(CCameraFX3& link, const RegisterBatch& batch, const RegisterBatch& previous) {
+  const auto hold = link.LockUpdateHold();
+  if (!link.WriteFPGAREG(wire::kFpgaUpdateHold, 1)) return false;
+  if (WriteAll(link, batch) && WriteNextTag(link) && link.WriteFPGAREG(wire::kFpgaUpdateHold, 0)) return true;
+  // Each on its own: one refused register must not keep the others from going back.
+  for (const RegisterWrite& write : previous.Writes()) Write(link, write);
+  WriteNextTag(link);
+  link.WriteFPGAREG(wire::kFpgaUpdateHold, 0);
+  return false;
+}
+
+bool WriteTag(CCameraFX3& link) {
+  return WriteHeld(link, {}, {});
+}
+
+bool ReadTag(CCameraFX3& link, std::uint32_t& tag) {
+  std::array<std::uint8_t, kTagBytes> bytes{};
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    if (!link.ReadFPGAREG(static_cast<unsigned short>(wire::kFpgaSettingsTag + i), &bytes[i])) return false;
+  }
+  tag = static_cast<std::uint32_t>(GetLittle(bytes, 0, bytes.size()));
+  return true;
+}
+
+bool ReleaseHold(CCameraFX3& link) {
+  const auto hold = link.LockUpdateHold();
+  return link.WriteFPGAREG(wire::kFpgaUpdateHold, 0);
+}
+
+}  // namespace orq
