@@ -6,10 +6,10 @@
 #include <cstring>
 #include <vector>
 
+#include "image/Algorithm.h"
 #include "image/DarkImage.h"
 #include "image/HotPixelTable.h"
 #include "image/PixelRepair.h"
-#include "image/Algorithm.h"
 
 namespace orq {
 namespace {

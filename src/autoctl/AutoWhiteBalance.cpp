@@ -5,8 +5,8 @@
 #include "autoctl/WhiteBalanceDecision.h"
 #include "camera/AutoFrameAccess.h"
 #include "camera/CameraBase.h"
-#include "support/DbgPrint.h"
 #include "controls/ModelQuirks.h"
+#include "support/DbgPrint.h"
 
 namespace {
 

@@ -7,8 +7,8 @@
 #include <cstdint>
 #include <cstdio>
 
-#include "support/DbgPrint.h"
 #include "devices/ThermistorTable.h"
+#include "support/DbgPrint.h"
 
 namespace {
 

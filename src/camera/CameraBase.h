@@ -4,23 +4,23 @@
 #include <memory>
 
 #include "autoctl/AutoControlState.h"
-#include "support/CMutex.h"
-#include "link/CameraFX3.h"
 #include "camera/CameraModeTypes.h"
 #include "camera/CameraState.h"
-#include "support/ThreadCtrl.h"
 #include "controls/CameraInfoTypes.h"
 #include "controls/ControlState.h"
 #include "controls/ControlTypes.h"
 #include "devices/DeviceState.h"
 #include "devices/GuideTypes.h"
 #include "gps/GpsTypes.h"
+#include "image/Algorithm.h"
 #include "image/IdentityTypes.h"
 #include "image/ImageState.h"
 #include "image/TimeMarkTypes.h"
-#include "settings/SettingsState.h"
-#include "image/Algorithm.h"
+#include "link/CameraFX3.h"
 #include "link/CirBuf.h"
+#include "settings/SettingsState.h"
+#include "support/CMutex.h"
+#include "support/ThreadCtrl.h"
 
 /// One physical camera. A model derives from it: its constructor sets identity, geometry, limits and flags and
 /// calls `InitVariable`; it supplies the abstract operations and the worker functions.

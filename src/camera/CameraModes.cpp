@@ -1,9 +1,9 @@
 // Camera modes and trigger outputs.
 #include "camera/CameraBase.h"
 #include "camera/CameraModeTable.h"
-#include "support/DbgPrint.h"
 #include "camera/TriggerSettings.h"
 #include "link/WireProtocol.h"
+#include "support/DbgPrint.h"
 #include "support/Saturated.h"
 
 namespace {

@@ -2,8 +2,8 @@
 #include <chrono>
 
 #include "camera/CameraBase.h"
-#include "support/DbgPrint.h"
 #include "controls/ModelQuirks.h"
+#include "support/DbgPrint.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 #include <cstdint>
 
 #include "camera/CameraBase.h"
-#include "support/DbgPrint.h"
 #include "link/WireProtocol.h"
+#include "support/DbgPrint.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 #include "camera/TriggerSettings.h"
 
-#include "link/CameraFX3.h"
 #include "camera/CameraModeTable.h"
+#include "link/CameraFX3.h"
 
 namespace orq {
 namespace {

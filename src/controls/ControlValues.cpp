@@ -5,8 +5,8 @@
 #include <limits>
 
 #include "camera/CameraBase.h"
-#include "support/DbgPrint.h"
 #include "controls/ControlResult.h"
+#include "support/DbgPrint.h"
 #include "support/Saturated.h"
 
 using orq::Saturated;

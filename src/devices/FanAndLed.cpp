@@ -4,9 +4,9 @@
 #include <iterator>
 
 #include "camera/CameraBase.h"
-#include "support/DbgPrint.h"
 #include "controls/ModelQuirks.h"
 #include "link/WireProtocol.h"
+#include "support/DbgPrint.h"
 
 namespace wire = orq::wire;
 

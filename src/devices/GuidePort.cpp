@@ -2,8 +2,8 @@
 #include <unistd.h>
 
 #include "camera/CameraBase.h"
-#include "support/DbgPrint.h"
 #include "link/WireProtocol.h"
+#include "support/DbgPrint.h"
 
 namespace wire = orq::wire;
 

@@ -4,11 +4,11 @@
 #include <optional>
 
 #include "camera/CameraBase.h"
-#include "support/DbgPrint.h"
 #include "devices/TemperatureCorrection.h"
 #include "devices/Thermistor.h"
 #include "devices/Thermometers.h"
 #include "link/WireProtocol.h"
+#include "support/DbgPrint.h"
 
 namespace wire = orq::wire;
 

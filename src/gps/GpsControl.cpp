@@ -1,7 +1,7 @@
 // GPS block: presence, version, latch lines, and which decoder reads it.
 #include "camera/CameraBase.h"
-#include "support/DbgPrint.h"
 #include "link/WireProtocol.h"
+#include "support/DbgPrint.h"
 
 namespace wire = orq::wire;
 

@@ -3,12 +3,12 @@
 #include <span>
 
 #include "camera/CameraBase.h"
-#include "support/DbgPrint.h"
 #include "gps/DateTime.h"
 #include "gps/GpsRecordV0.h"
 #include "gps/GpsRecordV1.h"
-#include "support/HexText.h"
 #include "link/WireProtocol.h"
+#include "support/DbgPrint.h"
+#include "support/HexText.h"
 
 namespace wire = orq::wire;
 

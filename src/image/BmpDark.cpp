@@ -8,9 +8,9 @@
 #include <span>
 
 #include "camera/CameraBase.h"
-#include "support/DbgPrint.h"
 #include "image/BmpFile.h"
 #include "image/DarkImage.h"
+#include "support/DbgPrint.h"
 
 namespace {
 

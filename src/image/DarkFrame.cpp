@@ -8,8 +8,8 @@
 
 #include "camera/CameraBase.h"
 #include "camera/CorrectionAccess.h"
-#include "support/DbgPrint.h"
 #include "image/DarkImage.h"
+#include "support/DbgPrint.h"
 
 namespace {
 

@@ -8,11 +8,11 @@
 #include <utility>
 
 #include "camera/CameraBase.h"
-#include "support/DbgPrint.h"
 #include "camera/FlashAccess.h"
 #include "image/FlashLayout.h"
 #include "image/FlashRecord.h"
 #include "link/WireProtocol.h"
+#include "support/DbgPrint.h"
 
 namespace {
 

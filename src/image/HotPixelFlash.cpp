@@ -5,9 +5,9 @@
 
 #include "camera/CameraBase.h"
 #include "camera/CorrectionAccess.h"
-#include "support/DbgPrint.h"
 #include "image/Bitmap.h"
 #include "image/HotPixelTable.h"
+#include "support/DbgPrint.h"
 
 bool CCameraBase::SetHPCStates(bool on) {
   HPC = on ? 1 : 0;

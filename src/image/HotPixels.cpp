@@ -4,10 +4,10 @@
 
 #include "camera/CameraBase.h"
 #include "camera/CorrectionAccess.h"
-#include "support/DbgPrint.h"
 #include "controls/ModelQuirks.h"
 #include "image/HotPixelTable.h"
 #include "image/PixelRepair.h"
+#include "support/DbgPrint.h"
 
 namespace {
 

@@ -4,10 +4,10 @@
 #include <cstdint>
 #include <optional>
 
+#include "link/CirBuf.h"
 #include "link/StreamFormat.h"
 #include "link/StreamStats.h"
 #include "link/WireProtocol.h"
-#include "link/CirBuf.h"
 
 namespace orq {
 

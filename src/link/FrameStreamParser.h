@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <span>
 
-#include "link/StreamStats.h"
 #include "link/CirBuf.h"
+#include "link/StreamStats.h"
 
 namespace orq {
 

@@ -6,9 +6,9 @@
 #include <string>
 
 #include "link/BulkPipe.h"
+#include "link/CirBuf.h"
 #include "link/StreamCounters.h"
 #include "link/StreamFormat.h"
-#include "link/CirBuf.h"
 
 namespace orq {
 

@@ -9,10 +9,10 @@
 #include "link/LibusbPort.h"
 #include "link/WireProtocol.h"
 #include "support/Hex.h"
-#include "virtual/sensor/FrameSource.h"
 #include "virtual/bus/VirtualBus.h"
 #include "virtual/bus/VirtualCamera.h"
 #include "virtual/bus/VirtualPort.h"
+#include "virtual/sensor/FrameSource.h"
 
 namespace orq {
 namespace {

@@ -10,9 +10,9 @@
 #include <span>
 
 #include "camera/CameraBase.h"
-#include "support/DbgPrint.h"
 #include "settings/StoredSettings.h"
 #include "settings/XmlStore.h"
+#include "support/DbgPrint.h"
 
 namespace {
 

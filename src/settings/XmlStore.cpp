@@ -13,8 +13,8 @@
 #include <system_error>
 #include <utility>
 
-#include "support/ORQLog.h"
 #include "settings/SettingsFile.h"
+#include "support/ORQLog.h"
 #include "support/WholeFile.h"
 
 namespace orq {

@@ -307,6 +307,8 @@ TEST_P(CorrectedFrames, AreRightThroughARandomSequenceOfGeometriesWhileStreaming
   for (int change = 0; change < 30; ++change) {
     FrameRegion region = RandomRegion(dice, object.Model());
     if (dice.OneIn(4)) {
+      // A capture that has not begun yet would take the refusal that is meant for the change.
+      ASSERT_TRUE(reader.AwaitGood(object.Region())) << change;
       // Refused half-way: frames of the old geometry go on, with the tables of the old geometry.
       camera.rig.device->FailRequests(wire::kReqWriteFpga, kUsbPipe, dice.Roll(0, 6), 1);
       const FrameRegion before = object.Region();

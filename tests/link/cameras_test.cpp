@@ -2,8 +2,8 @@
 #include <array>
 
 #include "OpenLink.h"
-#include "session/CameraList.h"
 #include "image/Algorithm.h"
+#include "session/CameraList.h"
 
 namespace orq::test {
 namespace {

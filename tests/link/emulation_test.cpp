@@ -207,7 +207,8 @@ TEST_F(Emulation, ACommandTellsWhatTheSensorSent) {
   ASSERT_EQ(content.size(), 64U + sent.payload->size());
   EXPECT_EQ(std::memcmp(content.data(), "ORQF", 4), 0);
   EXPECT_EQ(std::memcmp(content.data() + 64, sent.payload->data(), sent.payload->size()), 0);
-  EXPECT_THAT(ObeyCommand(door.Bus().PlugPoints(), words + "/no/such/folder/file").text, ::testing::StartsWith("error: "));
+  EXPECT_THAT(ObeyCommand(door.Bus().PlugPoints(), words + "/no/such/folder/file").text,
+              ::testing::StartsWith("error: "));
   EXPECT_THAT(ObeyCommand(door.Bus().PlugPoints(), words).text, ::testing::StartsWith("error: "));
   std::remove(path.c_str());
 }

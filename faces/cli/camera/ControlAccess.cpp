@@ -5,9 +5,9 @@
 #include <charconv>
 #include <cmath>
 
+#include "models/cooling/Cooler.h"
 #include "output/Text.h"
 #include "output/Units.h"
-#include "models/cooling/Cooler.h"
 #include "settings/XmlStore.h"
 
 namespace orq::cli {

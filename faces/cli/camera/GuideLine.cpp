@@ -4,11 +4,11 @@
 #include <chrono>
 #include <thread>
 
+#include "link/WireProtocol.h"
 #include "output/ExitCodes.h"
 #include "output/Output.h"
 #include "output/Signals.h"
 #include "support/DbgPrint.h"
-#include "link/WireProtocol.h"
 
 namespace orq::cli {
 

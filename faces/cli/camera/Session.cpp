@@ -4,11 +4,11 @@
 #include <chrono>
 #include <iterator>
 
+#include "models/camera/OwnSettings.h"
 #include "output/Signals.h"
 #include "output/Text.h"
-#include "models/camera/OwnSettings.h"
-#include "support/Hex.h"
 #include "settings/XmlStore.h"
+#include "support/Hex.h"
 
 namespace orq::cli {
 

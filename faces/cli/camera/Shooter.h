@@ -6,9 +6,9 @@
 #include <optional>
 #include <string>
 
-#include "files/Frame.h"
-#include "camera/Session.h"
 #include "camera/CameraModeTable.h"
+#include "camera/Session.h"
+#include "files/Frame.h"
 
 namespace orq::cli {
 

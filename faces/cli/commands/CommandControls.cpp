@@ -3,8 +3,8 @@
 #include <memory>
 #include <optional>
 
-#include "commands/Commands.h"
 #include "camera/ControlAccess.h"
+#include "commands/Commands.h"
 #include "output/Text.h"
 #include "output/Units.h"
 #include "settings/StoredSettings.h"

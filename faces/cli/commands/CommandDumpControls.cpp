@@ -1,10 +1,10 @@
 // orqcam dump-controls: the catalogue of controls as it was compiled, for documentation and for programs.
 #include <algorithm>
 
-#include "commands/Commands.h"
 #include "camera/ControlAccess.h"
-#include "output/Text.h"
+#include "commands/Commands.h"
 #include "controls/ControlCatalogue.h"
+#include "output/Text.h"
 
 namespace orq::cli {
 
@@ -22,8 +22,11 @@ constexpr const char* kModelIntroduction[] = {
     "Minimum to maximum and default, where the models differ and for models that have the control.", ""};
 
 constexpr const char* kActions[] = {
-    "", "## What they act on", "",
-    "- `WB_R` and `WB_B`: colour and luminance frames (`rgb24`, `y8`), after binning. Raw frames are delivered as the",
+    "",
+    "## What they act on",
+    "",
+    "- `WB_R` and `WB_B`: colour and luminance frames (`rgb24`, `y8`), after binning. Raw frames are delivered as "
+    "the",
     "  sensor measured them; their files carry the balance as advice.",
     "- `Gamma`: all frames. Files say so, and do not state `EGAIN` then.",
     "- Binning on the host sums 8-bit samples (at most 255) and averages 16-bit ones; in hardware it adds charge",

@@ -1,8 +1,8 @@
 // orqcam flash: what the camera keeps for the host, as a file and back.
 #include <memory>
 
-#include "commands/Commands.h"
 #include "camera/FlashWork.h"
+#include "commands/Commands.h"
 #include "files/SafeFile.h"
 
 namespace orq::cli {

@@ -3,8 +3,8 @@
 #include <array>
 #include <memory>
 
-#include "commands/Commands.h"
 #include "camera/FlashWork.h"
+#include "commands/Commands.h"
 
 namespace orq::cli {
 

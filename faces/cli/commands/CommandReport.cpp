@@ -8,18 +8,18 @@
 #include <memory>
 
 #include "camera/Climate.h"
-#include "commands/Commands.h"
 #include "camera/ControlAccess.h"
-#include "output/CounterReport.h"
+#include "camera/Shooter.h"
+#include "commands/Commands.h"
 #include "commands/report/KernelLines.h"
 #include "commands/report/Private.h"
 #include "files/SafeFile.h"
-#include "camera/Shooter.h"
-#include "output/Signals.h"
 #include "files/StateDirectory.h"
+#include "link/LibusbPort.h"
+#include "output/CounterReport.h"
+#include "output/Signals.h"
 #include "output/Text.h"
 #include "output/Units.h"
-#include "link/LibusbPort.h"
 #include "settings/StoredSettings.h"
 #include "settings/XmlStore.h"
 

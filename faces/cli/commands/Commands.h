@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "output/ExitCodes.h"
 #include "camera/Session.h"
 #include "options/ShotSettings.h"
+#include "output/ExitCodes.h"
 
 namespace orq::cli {
 

@@ -17,9 +17,9 @@
 
 #include "files/FileNames.h"
 #include "files/SafeFile.h"
+#include "image/BmpFile.h"
 #include "output/Text.h"
 #include "output/Units.h"
-#include "image/BmpFile.h"
 #include "support/CheckSum.h"
 
 namespace orq::cli {

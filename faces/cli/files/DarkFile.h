@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "output/Output.h"
 #include "camera/Session.h"
+#include "output/Output.h"
 #include "session/DarkSession.h"
 #include "support/WholeFile.h"
 

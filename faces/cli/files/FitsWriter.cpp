@@ -7,9 +7,9 @@
 #include <cstring>
 #include <new>
 
-#include "output/ExitCodes.h"
 #include "files/FitsKeywords.h"
 #include "files/FrameTime.h"
+#include "output/ExitCodes.h"
 
 namespace orq::cli {
 

@@ -31,7 +31,7 @@ struct Frame {
   std::optional<int> realExposureMs;  ///< as the camera measured it; of single exposures from 1 s on
   CorrectionFacts corrections;
   std::optional<ClockState> clock;  ///< the computer's, when the frame had arrived
-  std::string warning;  ///< what is wrong with the frame, for its file; empty: nothing
+  std::string warning;              ///< what is wrong with the frame, for its file; empty: nothing
 };
 
 inline constexpr IMG_TYPE kFormats[] = {ORQ_IMG_RAW8, ORQ_IMG_RGB24, ORQ_IMG_RAW16, ORQ_IMG_Y8};

@@ -5,10 +5,10 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
-#include "output/ExitCodes.h"
 #include "files/FitsWriter.h"
 #include "files/FrameTime.h"
 #include "files/PngPreview.h"
+#include "output/ExitCodes.h"
 #include "output/Signals.h"
 #include "output/Units.h"
 

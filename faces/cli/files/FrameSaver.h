@@ -6,8 +6,8 @@
 
 #include "files/FileNames.h"
 #include "files/Frame.h"
-#include "options/Keywords.h"
 #include "files/SafeFile.h"
+#include "options/Keywords.h"
 
 namespace orq::cli {
 

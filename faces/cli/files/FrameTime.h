@@ -6,8 +6,8 @@
 #include <string>
 
 #include "files/ClockState.h"
-#include "output/Output.h"
 #include "models/camera/FrameTypes.h"
+#include "output/Output.h"
 
 namespace orq::cli {
 

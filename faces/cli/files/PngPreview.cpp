@@ -5,9 +5,9 @@
 #include <array>
 #include <cstring>
 
-#include "output/ExitCodes.h"
 #include "files/Stretch.h"
 #include "image/Algorithm.h"
+#include "output/ExitCodes.h"
 
 namespace orq::cli {
 

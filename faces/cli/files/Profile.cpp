@@ -8,8 +8,8 @@
 #include <cstring>
 #include <filesystem>
 
-#include "output/ExitCodes.h"
 #include "files/SafeFile.h"
+#include "output/ExitCodes.h"
 #include "output/Text.h"
 #include "settings/XmlStore.h"
 
@@ -79,7 +79,7 @@ double ParseNumber(const Field& field, std::string_view text) {
 
 [[noreturn]] void Damaged(const std::string& path, const std::string& why) {
   throw CliError(ErrorName::File, "the profile '" + path + "' cannot be used: " + why +
-                                  "; correct it, or start anew with orqcam profile clear");
+                                      "; correct it, or start anew with orqcam profile clear");
 }
 
 std::string DemandPath() {

@@ -4,12 +4,12 @@
 #include <chrono>
 #include <cstdlib>
 
+#include "autoctl/ExposureDecision.h"
 #include "camera/ControlAccess.h"
 #include "output/Signals.h"
 #include "output/StatusLine.h"
 #include "output/Text.h"
 #include "output/Units.h"
-#include "autoctl/ExposureDecision.h"
 
 namespace orq::cli {
 

@@ -6,9 +6,9 @@
 
 #include "camera/Climate.h"
 #include "files/DarkStore.h"
+#include "image/DarkImage.h"
 #include "output/Text.h"
 #include "output/Units.h"
-#include "image/DarkImage.h"
 
 namespace orq::cli {
 

@@ -5,9 +5,9 @@
 #include <optional>
 #include <string>
 
+#include "camera/Session.h"
 #include "files/DarkFile.h"
 #include "files/Frame.h"
-#include "camera/Session.h"
 
 namespace orq::cli {
 

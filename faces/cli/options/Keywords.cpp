@@ -5,8 +5,8 @@
 #include <charconv>
 #include <cmath>
 
-#include "output/ExitCodes.h"
 #include "files/FitsKeywords.h"
+#include "output/ExitCodes.h"
 #include "output/Text.h"
 
 namespace orq::cli {
@@ -47,7 +47,8 @@ std::string ParseName(std::string_view whole, std::string_view text) {
         return std::isupper(c) != 0 || std::isdigit(c) != 0 || c == '-' || c == '_';
       });
   if (!right) Refuse(whole, "a keyword has 1 to 8 letters, digits, '-' or '_'");
-  const OwnKeyword* const own = FindOwnKeyword(name);
+  const std::size_t row = FindOwnKeyword(name);
+  const OwnKeyword* const own = row < std::size(kOwnKeywords) ? &kOwnKeywords[row] : nullptr;
   if (own != nullptr && !own->option.empty()) Refuse(whole, name + " is set with " + std::string(own->option));
   if (own != nullptr && !own->usersCounts) Refuse(whole, name + " is reserved: orqcam writes it");
   const bool format = std::ranges::find(kFormatKeywords, name) != std::end(kFormatKeywords) ||

@@ -4,9 +4,9 @@
 
 #include "camera/ControlAccess.h"
 #include "files/Frame.h"
+#include "image/TimeMark.h"
 #include "output/Text.h"
 #include "output/Units.h"
-#include "image/TimeMark.h"
 
 namespace orq::cli {
 
@@ -136,7 +136,9 @@ void ShotSettings::AddTo(CLI::App& command) {
   command.add_option("--center,--centre", center, "Centred part of the sensor: W,H in sensor pixels")
       ->excludes(regionOption)
       ->check(notEmpty);
-  command.add_option("-b,--bin", binText, "Bin factor: bin x bin pixels become one (raw16: their mean; 8-bit formats: their sum)")
+  command
+      .add_option("-b,--bin", binText,
+                  "Bin factor: bin x bin pixels become one (raw16: their mean; 8-bit formats: their sum)")
       ->default_str("1")
       ->check(notEmpty);
   command.add_option("-f,--format", format, "raw8, raw16, rgb24 or y8 (default: raw16 where offered)")

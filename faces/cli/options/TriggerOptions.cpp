@@ -4,10 +4,10 @@
 #include <iterator>
 #include <limits>
 
-#include "output/Text.h"
-#include "output/Units.h"
 #include "camera/CameraModeTable.h"
 #include "camera/TriggerSettings.h"
+#include "output/Text.h"
+#include "output/Units.h"
 
 namespace orq::cli {
 

@@ -6,8 +6,8 @@
 #include <span>
 #include <string>
 
-#include "camera/Session.h"
 #include "camera/CameraModeTypes.h"
+#include "camera/Session.h"
 
 namespace orq::cli {
 

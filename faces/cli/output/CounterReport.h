@@ -1,8 +1,8 @@
 // The counters of a stream, for people and programs.
 #pragma once
 
-#include "output/Output.h"
 #include "link/StreamCounters.h"
+#include "output/Output.h"
 
 namespace orq::cli {
 

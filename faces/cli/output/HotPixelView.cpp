@@ -3,9 +3,9 @@
 #include <algorithm>
 
 #include "files/PngPreview.h"
-#include "output/Text.h"
 #include "image/BmpFile.h"
 #include "image/HotPixelTable.h"
+#include "output/Text.h"
 
 namespace orq::cli {
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "output/Output.h"
 #include "models/flash/HotPixelStore.h"
+#include "output/Output.h"
 
 namespace orq::cli {
 

@@ -4,9 +4,9 @@
 #include <cmath>
 
 #include "controls/ModelQuirks.h"
+#include "image/Algorithm.h"
 #include "link/StreamEngine.h"
 #include "link/WireProtocol.h"
-#include "image/Algorithm.h"
 
 namespace orq {
 namespace {

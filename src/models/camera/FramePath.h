@@ -6,9 +6,9 @@
 #include <mutex>
 #include <span>
 
+#include "image/Algorithm.h"
 #include "models/camera/FrameGeometry.h"
 #include "models/camera/FrameTypes.h"
-#include "image/Algorithm.h"
 
 namespace orq {
 

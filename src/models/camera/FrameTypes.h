@@ -63,8 +63,8 @@ struct FrameGps {
 
 /// What delivered pixel values mean. Empty where it is not known, or not the same for all colours.
 struct PixelLevels {
-  /// What a pixel without any charge reads: the offset. Dark current comes on top, also when a dark was subtracted,
-  /// because that gives back its average.
+  /// What a pixel without any charge reads: the offset. Dark current comes on top, also when a dark was
+  /// subtracted, because that gives back its average.
   std::optional<double> black;
   /// What a full pixel reads, give or take the read noise.
   std::optional<double> saturated;

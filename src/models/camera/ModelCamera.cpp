@@ -2,12 +2,12 @@
 
 #include <algorithm>
 
-#include "support/DbgPrint.h"
 #include "link/WireProtocol.h"
-#include "models/table/FieldLimits.h"
 #include "models/camera/ModelWorker.h"
 #include "models/camera/Overdue.h"
 #include "models/camera/RegisterBatch.h"
+#include "models/table/FieldLimits.h"
+#include "support/DbgPrint.h"
 
 namespace orq {
 namespace {

@@ -9,8 +9,8 @@
 #include <string>
 
 #include "camera/CameraBase.h"
-#include "models/cooling/Cooler.h"
 #include "models/camera/FrameTypes.h"
+#include "models/cooling/Cooler.h"
 #include "models/table/ModelData.h"
 
 namespace orq {

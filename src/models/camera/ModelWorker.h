@@ -7,12 +7,12 @@
 #include <optional>
 #include <string>
 
+#include "image/Algorithm.h"
 #include "models/camera/FrameGeometry.h"
 #include "models/camera/FrameMailbox.h"
+#include "models/camera/ModelCamera.h"
 #include "models/frametime/GpsCadence.h"
 #include "models/frametime/GpsLatchReader.h"
-#include "models/camera/ModelCamera.h"
-#include "image/Algorithm.h"
 #include "support/Mutex.h"
 #include "support/Relaxed.h"
 

@@ -8,10 +8,10 @@
 #include <utility>
 
 #include "camera/CameraBase.h"
-#include "support/DbgPrint.h"
 #include "devices/Thermistor.h"
 #include "devices/Thermometers.h"
 #include "link/WireProtocol.h"
+#include "support/DbgPrint.h"
 
 namespace orq {
 namespace {

@@ -11,8 +11,8 @@ namespace {
 
 constexpr std::int32_t kLongestExposureUs = 2'000'000'000;
 
-// White balance counts on colour sensors only. The offset by default is the models': three and a half deviations of
-// the read noise at full gain, beyond the first unit of 8-bit samples, so that noise is not cut off at 0.
+// White balance counts on colour sensors only. The offset by default is the models': three and a half deviations
+// of the read noise at full gain, beyond the first unit of 8-bit samples, so that noise is not cut off at 0.
 constexpr ControlLimits CommonLimits() {
   ControlLimits limits;
   limits.exposureDefault = 10'000;

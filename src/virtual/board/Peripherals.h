@@ -6,15 +6,15 @@
 #include <optional>
 #include <span>
 
+#include "virtual/board/FocusMotorChip.h"
+#include "virtual/board/GuideLines.h"
+#include "virtual/board/ThermalUnit.h"
+#include "virtual/board/UsbHub.h"
 #include "virtual/device/DeviceClock.h"
 #include "virtual/device/DeviceData.h"
 #include "virtual/device/DeviceReadings.h"
-#include "virtual/board/FocusMotorChip.h"
 #include "virtual/device/FpgaRegisters.h"
-#include "virtual/board/GuideLines.h"
 #include "virtual/device/StateFile.h"
-#include "virtual/board/ThermalUnit.h"
-#include "virtual/board/UsbHub.h"
 
 namespace orq {
 

@@ -4,9 +4,9 @@
 #include <optional>
 
 #include "support/Mutex.h"
-#include "virtual/device/DeviceClock.h"
 #include "virtual/board/ThermalModel.h"
 #include "virtual/bus/VirtualOptions.h"
+#include "virtual/device/DeviceClock.h"
 
 namespace orq {
 

@@ -11,9 +11,9 @@
 
 #include "link/UsbTypes.h"
 #include "link/WireProtocol.h"
+#include "virtual/bus/VirtualOptions.h"
 #include "virtual/device/DeviceReadings.h"
 #include "virtual/stream/SyncEdge.h"
-#include "virtual/bus/VirtualOptions.h"
 
 namespace orq {
 

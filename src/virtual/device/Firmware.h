@@ -10,15 +10,15 @@
 #include <string>
 #include <vector>
 
+#include "virtual/board/Peripherals.h"
+#include "virtual/bus/VirtualCamera.h"
+#include "virtual/device/FpgaRegisters.h"
+#include "virtual/device/StateFile.h"
 #include "virtual/faults/FaultScript.h"
 #include "virtual/faults/FlashFaults.h"
-#include "virtual/device/FpgaRegisters.h"
-#include "virtual/stream/FrameStream.h"
 #include "virtual/gps/GpsUnit.h"
-#include "virtual/board/Peripherals.h"
-#include "virtual/device/StateFile.h"
+#include "virtual/stream/FrameStream.h"
 #include "virtual/stream/TriggerPulses.h"
-#include "virtual/bus/VirtualCamera.h"
 
 namespace orq {
 

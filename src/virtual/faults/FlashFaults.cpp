@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "virtual/faults/FaultScript.h"
 #include "virtual/device/SpiFlash.h"
+#include "virtual/faults/FaultScript.h"
 
 namespace orq {
 

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
+#include "virtual/bus/VirtualOptions.h"
 #include "virtual/gps/GpsFix.h"
 #include "virtual/gps/NmeaReader.h"
-#include "virtual/bus/VirtualOptions.h"
 
 namespace orq {
 

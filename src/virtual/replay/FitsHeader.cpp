@@ -5,8 +5,8 @@
 #include <map>
 #include <string_view>
 
-#include "virtual/sensor/BayerMosaic.h"
 #include "virtual/replay/Recording.h"
+#include "virtual/sensor/BayerMosaic.h"
 
 namespace orq {
 namespace {

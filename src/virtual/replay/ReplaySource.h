@@ -5,8 +5,8 @@
 #include <optional>
 #include <string>
 
-#include "virtual/sensor/FrameSource.h"
 #include "virtual/replay/Recording.h"
+#include "virtual/sensor/FrameSource.h"
 
 namespace orq {
 

@@ -7,8 +7,8 @@
 #include <span>
 #include <string>
 
-#include "virtual/replay/RecordedFacts.h"
 #include "virtual/bus/VirtualOptions.h"
+#include "virtual/replay/RecordedFacts.h"
 
 namespace orq {
 

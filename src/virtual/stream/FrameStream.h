@@ -12,13 +12,13 @@
 #include <thread>
 #include <vector>
 
+#include "virtual/bus/VirtualCamera.h"
 #include "virtual/device/DeviceClock.h"
 #include "virtual/faults/FaultScript.h"
-#include "virtual/sensor/FrameSource.h"
 #include "virtual/gps/GpsLatch.h"
+#include "virtual/sensor/FrameSource.h"
 #include "virtual/stream/SyncOutputs.h"
 #include "virtual/stream/TriggerUnit.h"
-#include "virtual/bus/VirtualCamera.h"
 #include "virtual/stream/WireFrame.h"
 
 namespace orq {

@@ -16,8 +16,8 @@
 #include <utility>
 #include <vector>
 
-#include "support/ORQLog.h"
 #include "settings/XmlStore.h"
+#include "support/ORQLog.h"
 #include "unit/support/TempDirectory.h"
 
 namespace orq::test {

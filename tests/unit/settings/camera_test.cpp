@@ -7,8 +7,8 @@
 #include <thread>
 
 #include "SettingsFixture.h"
-#include "session/CameraList.h"
 #include "models/camera/OwnSettings.h"
+#include "session/CameraList.h"
 #include "support/LogText.h"
 #include "support/RecordingCamera.h"
 #include "support/VirtualRig.h"

@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "SettingsFixture.h"
+#include "settings/SettingsFile.h"
 #include "support/LogText.h"
 #include "support/RecordingCamera.h"
-#include "settings/SettingsFile.h"
 
 namespace orq::test {
 namespace {

@@ -5,8 +5,8 @@
 #include <thread>
 
 #include "TestCamera.h"
-#include "virtual/sensor/SensorModel.h"
 #include "virtual/board/ThermalUnit.h"
+#include "virtual/sensor/SensorModel.h"
 
 namespace orq::test {
 namespace {

@@ -2,8 +2,8 @@
 #include <cmath>
 #include <memory>
 
-#include "commands/Commands.h"
 #include "camera/GuideLine.h"
+#include "commands/Commands.h"
 #include "output/Text.h"
 #include "output/Units.h"
 

@@ -4,9 +4,9 @@
 #include <limits>
 #include <memory>
 
-#include "output/Chart.h"
 #include "camera/Climate.h"
 #include "commands/Commands.h"
+#include "output/Chart.h"
 #include "output/Text.h"
 #include "output/Watch.h"
 

@@ -6,17 +6,17 @@
 #include <optional>
 #include <utility>
 
-#include "options/AutoControl.h"
 #include "camera/Climate.h"
-#include "files/Clipping.h"
+#include "camera/GpsLines.h"
+#include "camera/Shooter.h"
 #include "commands/Commands.h"
-#include "options/Cooling.h"
-#include "options/Corrections.h"
+#include "files/Clipping.h"
 #include "files/FrameSaver.h"
 #include "files/FrameTime.h"
-#include "camera/GpsLines.h"
 #include "files/Profile.h"
-#include "camera/Shooter.h"
+#include "options/AutoControl.h"
+#include "options/Cooling.h"
+#include "options/Corrections.h"
 #include "output/Signals.h"
 #include "output/Text.h"
 #include "output/Units.h"
@@ -232,8 +232,9 @@ std::string WithoutGps(const Frame& frame) {
   return "it has no GPS time: " + (trouble.empty() ? "the camera did not say that it has a GPS" : trouble);
 }
 
-// Takes one frame: a failed exposure is repeated, a camera that was lost is waited for. A frame without the GPS time
-// that is demanded has failed as well, but its moment does not come again. `reason` says why on anything but Good.
+// Takes one frame: a failed exposure is repeated, a camera that was lost is waited for. A frame without the GPS
+// time that is demanded has failed as well, but its moment does not come again. `reason` says why on anything but
+// Good.
 ShotResult TakeOne(Session& session, Shooter& shooter, Frame& frame, std::uint64_t number,
                    const Endurance& endurance, Tally& tally, std::string& reason) {
   for (std::uint64_t failed = 0;;) {
@@ -252,8 +253,8 @@ ShotResult TakeOne(Session& session, Shooter& shooter, Frame& frame, std::uint64
     if (result != ShotResult::Failed || failed == endurance.retries) return result;
     ++failed;
     ++tally.repeated;
-    Complain(Format("frame %llu failed: %s; taking it again", static_cast<unsigned long long>(number),
-                    reason.c_str()));
+    Complain(
+        Format("frame %llu failed: %s; taking it again", static_cast<unsigned long long>(number), reason.c_str()));
   }
 }
 
@@ -327,9 +328,8 @@ void ReportEnd(const Context& context, const Tally& tally) {
 void Take(const Context& context, Session& session, const Corrections& corrections, Shooter& shooter, bool single,
           const CaptureOptions& options, const FrameSaver& saver, Tally& tally) {
   if (!options.timeout.empty()) shooter.SetTriggerPatience(options.settings.triggers.Patience(options.timeout));
-  const Endurance endurance{.retries = ParseRetries(options.retries),
-                            .reconnect = options.reconnect,
-                            .requireGps = options.requireGps};
+  const Endurance endurance{
+      .retries = ParseRetries(options.retries), .reconnect = options.reconnect, .requireGps = options.requireGps};
   std::optional<CliError> failure;
   try {
     TakeAll(context, session, corrections, shooter, single, endurance, saver, tally);

@@ -1,13 +1,13 @@
 // orqcam dark: the dark that is subtracted from frames.
 #include <memory>
 
-#include "commands/Commands.h"
 #include "camera/ControlAccess.h"
-#include "options/Cooling.h"
-#include "options/Corrections.h"
+#include "camera/DarkWork.h"
+#include "commands/Commands.h"
 #include "files/DarkFile.h"
 #include "files/DarkStore.h"
-#include "camera/DarkWork.h"
+#include "options/Cooling.h"
+#include "options/Corrections.h"
 
 namespace orq::cli {
 

@@ -4,10 +4,10 @@
 #include <memory>
 #include <optional>
 
-#include "commands/Commands.h"
-#include "files/FrameTime.h"
 #include "camera/GpsLines.h"
 #include "camera/Shooter.h"
+#include "commands/Commands.h"
+#include "files/FrameTime.h"
 #include "output/Text.h"
 #include "output/Units.h"
 #include "output/Watch.h"

@@ -3,12 +3,12 @@
 #include <memory>
 #include <optional>
 
-#include "commands/Commands.h"
 #include "camera/ControlAccess.h"
 #include "camera/DarkWork.h"
 #include "camera/FlashWork.h"
-#include "output/HotPixelView.h"
+#include "commands/Commands.h"
 #include "files/SafeFile.h"
+#include "output/HotPixelView.h"
 #include "output/Text.h"
 #include "output/Units.h"
 

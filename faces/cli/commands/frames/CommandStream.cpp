@@ -2,13 +2,13 @@
 #include <chrono>
 #include <memory>
 
-#include "options/AutoControl.h"
+#include "camera/Shooter.h"
 #include "commands/Commands.h"
+#include "files/FrameTime.h"
+#include "options/AutoControl.h"
 #include "options/Cooling.h"
 #include "options/Corrections.h"
 #include "output/CounterReport.h"
-#include "files/FrameTime.h"
-#include "camera/Shooter.h"
 #include "output/Signals.h"
 #include "output/Text.h"
 #include "output/Units.h"

@@ -2,9 +2,9 @@
 #include <memory>
 #include <optional>
 
+#include "camera/Shooter.h"
 #include "commands/Commands.h"
 #include "files/FrameTime.h"
-#include "camera/Shooter.h"
 #include "output/Text.h"
 #include "output/Units.h"
 

@@ -6,8 +6,8 @@
 #include <cerrno>
 #include <cstring>
 
-#include "output/Text.h"
 #include "link/WireProtocol.h"
+#include "output/Text.h"
 
 namespace orq::cli {
 

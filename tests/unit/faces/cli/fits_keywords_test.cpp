@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "output/ExitCodes.h"
 #include "files/FitsWriter.h"
+#include "output/ExitCodes.h"
 
 namespace orq::cli {
 namespace {

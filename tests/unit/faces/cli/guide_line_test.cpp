@@ -9,9 +9,9 @@
 #include <stdexcept>
 #include <thread>
 
+#include "link/WireProtocol.h"
 #include "output/ExitCodes.h"
 #include "output/Signals.h"
-#include "link/WireProtocol.h"
 #include "support/VirtualRig.h"
 
 namespace orq::cli {
