@@ -25,9 +25,8 @@ constexpr const char* kActions[] = {
     "",
     "## What they act on",
     "",
-    "- `WB_R` and `WB_B`: colour and luminance frames (`rgb24`, `y8`), after binning. Raw frames are delivered as "
-    "the",
-    "  sensor measured them; their files carry the balance as advice.",
+    "- `WB_R` and `WB_B`: colour and luminance frames (`rgb24`, `y8`), after binning. Raw frames are delivered as",
+    "  the sensor measured them; their files carry the balance as advice.",
     "- `Gamma`: all frames. Files say so, and do not state `EGAIN` then.",
     "- Binning on the host sums 8-bit samples (at most 255) and averages 16-bit ones; in hardware it adds charge",
     "  (`HardwareBin`). See [models.md](models.md).",

@@ -92,7 +92,7 @@ void ThermalUnit::SetFan(std::optional<int> speed) {
 }
 
 void ThermalUnit::Resume(const ThermalState& temperatures, double away) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   last_ = At(clock_.Seconds());
   last_.seconds -= away;
   last_.temperatures = temperatures;
