@@ -140,6 +140,7 @@ TEST_F(FlashBackups, NothingIsTouchedWhileCaptureRunsOrTheCameraIsClosed) {
     EXPECT_EQ(FilesInFolder(), 0U);
   };
   ASSERT_EQ(rig.camera->StartCapture(false), 1);
+  ASSERT_TRUE(rig.Fetch()) << "its start takes the image bus";
   expectRefused("capture runs");
   rig.camera->StopCapture();
   rig.camera->CloseCamera();
