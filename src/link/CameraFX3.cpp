@@ -3,10 +3,10 @@
 
 #include <utility>
 
-#include "link/CirBuf.h"
-#include "link/LibusbPort.h"
 #include "link/LinkState.h"
 #include "link/WireProtocol.h"
+#include "link/stream/CirBuf.h"
+#include "link/usb/LibusbPort.h"
 
 namespace wire = orq::wire;
 

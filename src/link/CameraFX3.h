@@ -8,10 +8,10 @@
 #include <string>
 
 #include "link/SettingsTag.h"
-#include "link/StreamCounters.h"
-#include "link/StreamFormat.h"
-#include "link/UsbPort.h"
-#include "support/Relaxed.h"
+#include "link/stream/StreamCounters.h"
+#include "link/stream/StreamFormat.h"
+#include "link/usb/UsbPort.h"
+#include "support/threads/Relaxed.h"
 
 class CirBuf;
 

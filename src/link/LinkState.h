@@ -9,10 +9,10 @@
 #include <string>
 
 #include "link/SettingsTag.h"
-#include "link/StreamEngine.h"
-#include "link/UsbPort.h"
-#include "support/Mutex.h"
-#include "support/Relaxed.h"
+#include "link/stream/StreamEngine.h"
+#include "link/usb/UsbPort.h"
+#include "support/threads/Mutex.h"
+#include "support/threads/Relaxed.h"
 
 namespace orq {
 

@@ -6,8 +6,8 @@
 #include <charconv>
 #include <optional>
 
-#include "link/LibusbPort.h"
 #include "link/WireProtocol.h"
+#include "link/usb/LibusbPort.h"
 #include "support/Hex.h"
 #include "virtual/bus/VirtualBus.h"
 #include "virtual/bus/VirtualCamera.h"

@@ -15,7 +15,7 @@
 #include "commands/report/Private.h"
 #include "files/SafeFile.h"
 #include "files/StateDirectory.h"
-#include "link/LibusbPort.h"
+#include "link/usb/LibusbPort.h"
 #include "output/CounterReport.h"
 #include "output/Signals.h"
 #include "output/Text.h"

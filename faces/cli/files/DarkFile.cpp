@@ -17,7 +17,7 @@
 
 #include "files/FileNames.h"
 #include "files/SafeFile.h"
-#include "image/BmpFile.h"
+#include "image/dark/BmpFile.h"
 #include "output/Text.h"
 #include "output/Units.h"
 #include "support/CheckSum.h"

@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "files/Stretch.h"
-#include "image/Algorithm.h"
+#include "image/frame/Algorithm.h"
 #include "output/ExitCodes.h"
 
 namespace orq::cli {

@@ -6,7 +6,7 @@
 
 #include "camera/Climate.h"
 #include "files/DarkStore.h"
-#include "image/DarkImage.h"
+#include "image/dark/DarkImage.h"
 #include "output/Text.h"
 #include "output/Units.h"
 

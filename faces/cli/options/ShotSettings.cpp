@@ -4,7 +4,7 @@
 
 #include "camera/ControlAccess.h"
 #include "files/Frame.h"
-#include "image/TimeMark.h"
+#include "image/timemark/TimeMark.h"
 #include "output/Text.h"
 #include "output/Units.h"
 

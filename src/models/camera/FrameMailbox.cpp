@@ -5,7 +5,7 @@
 #include <cstring>
 #include <utility>
 
-#include "image/FrameKernels.h"
+#include "image/frame/FrameKernels.h"
 
 namespace orq {
 

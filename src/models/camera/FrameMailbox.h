@@ -11,7 +11,7 @@
 
 #include "models/camera/FramePool.h"
 #include "models/camera/FrameTypes.h"
-#include "support/Mutex.h"
+#include "support/threads/Mutex.h"
 
 namespace orq {
 

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "models/camera/FrameTypes.h"
-#include "support/Mutex.h"
+#include "support/threads/Mutex.h"
 
 namespace orq {
 

@@ -5,8 +5,8 @@
 #include <utility>
 
 #include "controls/ElectronsPerAdu.h"
-#include "image/DarkImage.h"
-#include "image/TimeMark.h"
+#include "image/dark/DarkImage.h"
+#include "image/timemark/TimeMark.h"
 #include "link/WireProtocol.h"
 #include "models/camera/FrameLevels.h"
 #include "models/camera/FramePath.h"

@@ -8,14 +8,14 @@
 #include <optional>
 #include <string>
 
-#include "image/Algorithm.h"
+#include "image/frame/Algorithm.h"
 #include "models/camera/FrameGeometry.h"
 #include "models/camera/FrameMailbox.h"
 #include "models/camera/ModelCamera.h"
 #include "models/frametime/GpsCadence.h"
 #include "models/frametime/GpsLatchReader.h"
-#include "support/Mutex.h"
-#include "support/Relaxed.h"
+#include "support/threads/Mutex.h"
+#include "support/threads/Relaxed.h"
 
 namespace orq {
 
