@@ -3,7 +3,7 @@
 
 #include "api/Handles.h"
 #include "api/Structs.h"
-#include "link/LibusbPort.h"
+#include "link/usb/LibusbPort.h"
 
 using namespace orq;       // NOLINT(google-build-using-namespace): the functions of the interface are global
 using namespace orq::api;  // NOLINT(google-build-using-namespace)

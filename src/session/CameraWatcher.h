@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "session/CameraList.h"
-#include "support/Mutex.h"
+#include "support/threads/Mutex.h"
 
 namespace orq::session {
 

@@ -18,7 +18,7 @@
 #include "session/CameraList.h"
 #include "session/Failure.h"
 #include "session/camera/EventQueue.h"
-#include "support/Mutex.h"
+#include "support/threads/Mutex.h"
 
 namespace orq::session {
 

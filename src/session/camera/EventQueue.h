@@ -5,7 +5,7 @@
 #include <deque>
 #include <string>
 
-#include "support/Mutex.h"
+#include "support/threads/Mutex.h"
 
 namespace orq::session {
 
