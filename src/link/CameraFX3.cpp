@@ -131,6 +131,14 @@ bool CCameraFX3::DeviceLost() const {
   return engine && impl_->streaming && engine->DeviceLost();
 }
 
+void CCameraFX3::LookForDevice() {
+  if (bOpened != 0 && impl_->PortNow()->Pipe().Gone()) impl_->deviceLost = true;
+}
+
+void CCameraFX3::GiveUpAfterTimeout(bool on) {
+  impl_->givesUp = on;
+}
+
 std::string CCameraFX3::LinkError() const {
   const auto engine = impl_->Engine();
   if (engine && impl_->streaming && !engine->Error().empty()) return engine->Error();

@@ -160,8 +160,8 @@ void AddCamera(Pages& pages, const Context& context) {
     pages.Add(report);
     AddControls(pages, session);
     AddStream(pages, session);
-  } catch (const CliError& error) {
-    pages.Line(std::string(TextOf(error.Name())) + ": " + error.what());
+  } catch (const Failure& failure) {
+    pages.Line(std::string(TextOf(failure.Code())) + ": " + failure.what());
   }
 }
 

@@ -6,11 +6,13 @@
 #include <memory>
 #include <mutex>
 #include <span>
+#include <string>
 
 #include "camera/CameraBase.h"
 #include "image/dark/BmpFile.h"
 #include "image/dark/DarkImage.h"
 #include "support/DbgPrint.h"
+#include "support/TextSink.h"
 
 namespace {
 
@@ -37,6 +39,10 @@ bool Read(std::FILE* file, Bytes& bytes) {
   return std::fread(bytes.data(), 1, bytes.size(), file) == bytes.size();
 }
 
+void PrintSize(const char* what, std::size_t bytes) {
+  orq::PrintText(orq::TextStream::Output, std::string(what) + " size=" + std::to_string(bytes) + '\n');
+}
+
 /// Keeps `path`, which may be the kept path itself, cut to what fits with its end mark.
 void Remember(std::array<char, 256>& kept, const char* path) {
   const std::size_t length = ::strnlen(path, kept.size() - 1);
@@ -49,7 +55,7 @@ void Remember(std::array<char, 256>& kept, const char* path) {
 LoadStatus ReadHeaders(std::FILE* file, int width, int height, std::uint32_t& pixelOffset) {
   constexpr const char* kTag = "LoadBMPFromFile";
   orq::BmpFileHeader fileHeader;
-  std::printf("bmpheader size=%d\n", static_cast<int>(fileHeader.size()));
+  PrintSize("bmpheader", fileHeader.size());
   if (!Read(file, fileHeader)) {
     DbgPrint(-1, kTag, "Read bmp header failed!\n");
     return kUnusable;
@@ -60,7 +66,7 @@ LoadStatus ReadHeaders(std::FILE* file, int width, int height, std::uint32_t& pi
     return kUnusable;
   }
   orq::BmpInfoHeader infoHeader;
-  std::printf("bmpinfo size=%d\n", static_cast<int>(infoHeader.size()));
+  PrintSize("bmpinfo", infoHeader.size());
   if (!Read(file, infoHeader)) {
     DbgPrint(-1, kTag, "Read bmp information failed!\n");
     return kUnusable;

@@ -13,6 +13,7 @@
 #include "link/usb/LibusbDevices.h"
 #include "link/usb/LibusbPipe.h"
 #include "link/usb/UsbErrors.h"
+#include "support/TextSink.h"
 
 namespace orq {
 namespace {
@@ -21,6 +22,11 @@ using Clock = std::chrono::steady_clock;
 
 constexpr auto kOpenPatience = std::chrono::seconds(2);
 constexpr auto kOpenPause = std::chrono::milliseconds(50);
+
+/// One line of libusb's log, whole.
+void PrintLogLine(libusb_context*, libusb_log_level, const char* line) {
+  PrintText(TextStream::Error, line);
+}
 
 class LibusbPort : public UsbPort {
  public:
@@ -73,7 +79,10 @@ libusb_context* LibusbPort::Context() {
 }
 
 void LibusbPort::libusb_set_debug(libusb_context* context, int level) {
-  // Deprecated in favour of an option call, but the call that opening a camera is defined by.
+  // A context's own callback would only add to what libusb writes to standard error, the process's replaces it. So
+  // it is left alone until a camera's settings ask for the log.
+  if (level > LIBUSB_LOG_LEVEL_NONE) ::libusb_set_log_cb(nullptr, PrintLogLine, LIBUSB_LOG_CB_GLOBAL);
+    // Deprecated in favour of an option call, but the call that opening a camera is defined by.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
   if (context != nullptr) ::libusb_set_debug(context, level);

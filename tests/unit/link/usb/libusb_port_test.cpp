@@ -5,6 +5,8 @@
 
 #include <array>
 
+#include "support/CollectedText.h"
+
 namespace orq {
 namespace {
 
@@ -35,6 +37,21 @@ TEST_F(LibusbWithoutCamera, AnswersNoDeviceWhileClosed) {
   EXPECT_EQ(port_->Pipe().MakeTransfer(1024), nullptr);
   EXPECT_EQ(port_->Pipe().ClearHalt(), kUsbNoDevice);
   port_->ReleaseInterface(0);
+}
+
+TEST_F(LibusbWithoutCamera, PrintsItsLogThroughTheTextSink) {
+  constexpr int kEverything = 4;
+  port_->libusb_set_debug(port_->Context(), kEverything);
+  {
+    test::CollectedText text;
+    port_->List(kNobody);
+    EXPECT_EQ(text.Release(), "");
+    EXPECT_NE(text.Error().find("libusb"), std::string::npos) << text.Error();
+    EXPECT_EQ(text.Output(), "");
+  }
+  testing::internal::CaptureStderr();
+  port_->List(kNobody);
+  EXPECT_NE(testing::internal::GetCapturedStderr().find("libusb"), std::string::npos);
 }
 
 TEST_F(LibusbWithoutCamera, ClosesTwiceAndMakesANewContext) {
