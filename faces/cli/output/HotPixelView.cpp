@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
-#include "files/PngPreview.h"
 #include "image/BmpFile.h"
 #include "image/HotPixelTable.h"
-#include "output/Text.h"
+#include "session/pictures/PngPreview.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 
