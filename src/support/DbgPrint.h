@@ -3,7 +3,7 @@
 
 #include <cstdarg>
 
-#include "support/Relaxed.h"
+#include "support/threads/Relaxed.h"
 
 /// The log switch of the whole process; off until set.
 extern orq::Relaxed<bool> g_bDebugPrint;

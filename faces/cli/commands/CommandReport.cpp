@@ -12,7 +12,7 @@
 #include "commands/Commands.h"
 #include "commands/report/KernelLines.h"
 #include "commands/report/Private.h"
-#include "link/LibusbPort.h"
+#include "link/usb/LibusbPort.h"
 #include "output/CounterReport.h"
 #include "output/Signals.h"
 #include "session/cooling/Climate.h"

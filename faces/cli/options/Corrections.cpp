@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-#include "image/DarkImage.h"
+#include "image/dark/DarkImage.h"
 #include "session/files/StateDirectory.h"
 #include "session/text/Units.h"
 

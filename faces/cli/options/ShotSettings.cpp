@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "camera/ControlAccess.h"
-#include "image/TimeMark.h"
+#include "image/timemark/TimeMark.h"
 #include "session/frame/FrameFacts.h"
 #include "session/text/Units.h"
 #include "support/Text.h"

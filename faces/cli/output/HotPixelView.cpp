@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "image/BmpFile.h"
-#include "image/HotPixelTable.h"
+#include "image/dark/BmpFile.h"
+#include "image/hotpixels/HotPixelTable.h"
 #include "session/pictures/PngPreview.h"
 #include "support/Text.h"
 

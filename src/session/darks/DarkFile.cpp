@@ -16,7 +16,7 @@
 #include <string_view>
 #include <type_traits>
 
-#include "image/BmpFile.h"
+#include "image/dark/BmpFile.h"
 #include "session/Failure.h"
 #include "session/files/FileNames.h"
 #include "session/files/SafeFile.h"

@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <utility>
 
-#include "image/DarkImage.h"
+#include "image/dark/DarkImage.h"
 #include "session/Failure.h"
 #include "session/darks/DarkFile.h"
 

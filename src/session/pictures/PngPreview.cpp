@@ -6,7 +6,7 @@
 #include <cstring>
 #include <string>
 
-#include "image/Algorithm.h"
+#include "image/frame/Algorithm.h"
 #include "session/Failure.h"
 #include "session/frame/FrameFacts.h"
 #include "session/pictures/Stretch.h"
