@@ -279,10 +279,9 @@ bool CModelCamera::PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info) {
       worker.timeMark && info.region.format != ORQ_IMG_RAW16 && info.region.height >= kMarkLeastHeight;
   const bool corrected = bGettingDark != 0 || CutDark != 0 || HPC != 0;
   if (IsDeliveredRaw(info) && !corrected && !copyForAuto && !curved && !marked) {
-    worker.mailbox.Adopt(pImgBuf, worker.setup.msbFirst);
+    worker.mailbox.Adopt(pImgBuf);
     return true;
   }
-  ToHostOrder(worker.setup, pImgBuf.get());
   CorrectFrame();
   treatment.darkExcess = DarkExcess();
   info.hotPixelsRepaired = HPC != 0 && TablesDescribe(*this, worker.setup.region);
