@@ -152,8 +152,7 @@ CModelCamera::StreamEnd CModelCamera::DeliverFrames(bool* running, bool triggere
     SetTransferCount(static_cast<int>(worker.setup.WireBytes()));
     // The output of a stream that broke down may still run: nothing more is exposed for it from here on.
     FPGAStop();
-    WriteFPGAREG(wire::kFpgaSingle, snap ? 1 : 0);
-    if (!WriteTag(*this)) {
+    if (!WriteFPGAREG(wire::kFpgaSingle, snap ? 1 : 0) || !WriteTag(*this)) {
       trouble = StreamTrouble(*this);
       return StreamEnd::Failed;
     }
