@@ -67,6 +67,17 @@ ORQ_API const char* orq_status_name(orq_status status);
 /** Version of the library that runs; each pointer may be null. */
 ORQ_API void orq_library_version(int32_t* major, int32_t* minor, int32_t* patch);
 
+/** How much a log line matters. */
+enum { ORQ_LOG_WARNING = 2, ORQ_LOG_INFO = 3, ORQ_LOG_DEBUG = 4 };
+/** Takes one line without its newline; `level` is one of ORQ_LOG_... Any thread, also several at once. Must not
+ * call the library. */
+typedef void (*orq_log_callback)(void* user, int32_t level, const char* line);
+/** Lines up to `level` go to `callback`; null switches the log off, as at first. ORQ_LOG_DEBUG also switches the
+ * debug lines of all cameras on, which the log file orqcam.log in the user's state folder gets as well. When this
+ * returns, the callback that was set before is not running and will not be called again; so not from a callback.
+ */
+ORQ_API orq_status orq_log_set(int32_t level, orq_log_callback callback, void* user);
+
 /* ---- Cameras ---- */
 
 typedef struct orq_camera orq_camera;
@@ -236,6 +247,46 @@ ORQ_API orq_status orq_video_stop(orq_camera* camera);
  * once; this returns within 0.5 s in every state. Nothing when nothing runs. */
 ORQ_API orq_status orq_capture_abort(orq_camera* camera);
 
+/** What the stream that runs, or ran last, has counted. `started` is the sum of `completed`, `failed`, `stale`,
+ * `dropped`, `aborted` and `filling`; `failed` that of its kinds. */
+typedef struct orq_stream_counters {
+  uint32_t size;
+  uint32_t reserved;         /**< 0 */
+  uint64_t started;          /**< frames of which at least one byte came */
+  uint64_t completed;        /**< whole and good */
+  uint64_t failed;           /**< not delivered because of the stream; the kinds follow below */
+  uint64_t stale;            /**< exposed before this capture began */
+  uint64_t dropped;          /**< read and discarded because the computer was too slow */
+  uint64_t aborted;          /**< cut off by a stop */
+  uint64_t filling;          /**< in work now */
+  uint64_t failed_short;     /**< ended before their length */
+  uint64_t failed_oversize;  /**< longer than their length */
+  uint64_t failed_marks;     /**< header or trailer damaged, or of another geometry */
+  uint64_t failed_sequence;  /**< number repeated or going back */
+  uint64_t failed_stalled;   /**< in work when the endpoint stalled */
+  uint64_t failed_transport; /**< in work when a transfer failed or the camera vanished */
+  uint64_t failed_timed_out; /**< in work when a transfer timed out */
+  uint64_t lost;             /**< numbers that never arrived */
+  uint64_t overwritten;      /**< good frames that the default reader did not fetch in time */
+  uint64_t bytes;            /**< that transfers brought */
+  uint64_t bytes_discarded;  /**< of these, that were put nowhere */
+  uint64_t submit_retries;   /**< transfers tried again because the system had no USB memory */
+  uint64_t halts_cleared;
+  uint64_t resyncs;
+  uint64_t in_flight; /**< transfers under way */
+  uint64_t in_flight_max;
+  uint64_t longest_gap_us; /**< between two transfers */
+} orq_stream_counters;
+ORQ_API orq_status orq_stream_get_counters(orq_camera* camera, orq_stream_counters* counters);
+
+/** Prints local date and time into the frames that follow (1) or not (0, as at first): 8-bit formats of at least
+ * 200 x 23 pixels. */
+ORQ_API orq_status orq_time_mark_set(orq_camera* camera, int32_t on);
+
+/** Asks the GPS for the time of a frame at most every so many milliseconds; 0: of every frame, as at first;
+ * negative: never. Each time costs some short requests. Of cameras with ORQ_ABILITY_GPS, UNSUPPORTED by others. */
+ORQ_API orq_status orq_gps_stamp_every(orq_camera* camera, int32_t milliseconds);
+
 /** The next frame of the default reader: the newest one that was not fetched yet. TIMEOUT after `timeout_ms`
  * (ORQ_FOREVER: never), CANCELLED when the capture was ended, REFUSED when it failed, LOST, STATE when no capture
  * runs and no frame is left, MEMORY when frames came and none could be delivered because all frame memory is held.
@@ -269,6 +320,38 @@ typedef struct orq_reader_counters {
 ORQ_API orq_status orq_reader_get_counters(orq_reader* reader, orq_reader_counters* counters);
 /** Waiters wake with CANCELLED; frames in line are given back. Null does nothing. */
 ORQ_API void orq_reader_release(orq_reader* reader);
+
+/* ---- Triggers ---- */
+
+/** What begins an exposure. */
+enum {
+  ORQ_MODE_FREE = 0,           /**< frame after frame */
+  ORQ_MODE_SOFTWARE = 1,       /**< each software trigger */
+  ORQ_MODE_RISING = 2,         /**< each rising edge of the trigger input */
+  ORQ_MODE_FALLING = 3,        /**< each falling edge of the trigger input */
+  ORQ_MODE_SOFTWARE_LEVEL = 4, /**< each software trigger, by level */
+  ORQ_MODE_HIGH = 5,           /**< frame after frame while the trigger input is high */
+  ORQ_MODE_LOW = 6             /**< frame after frame while the trigger input is low */
+};
+/** The modes that the camera offers: bit n stands for mode n. */
+ORQ_API orq_status orq_trigger_get_modes(orq_camera* camera, uint32_t* modes);
+ORQ_API orq_status orq_trigger_get_mode(orq_camera* camera, int32_t* mode);
+/** UNSUPPORTED: the camera does not offer it; STATE: a capture runs. */
+ORQ_API orq_status orq_trigger_set_mode(orq_camera* camera, int32_t mode);
+/** Triggers one exposure of the capture that runs, in a software mode. Waits for a capture that has just been
+ * started. A camera that still exposes or reads out ignores it. STATE: no capture waits for a software trigger. */
+ORQ_API orq_status orq_trigger_send(orq_camera* camera);
+
+enum { ORQ_OUTPUT_A = 0, ORQ_OUTPUT_B = 1 };
+/** The pulse on a trigger output with each exposure. */
+typedef struct orq_trigger_output {
+  uint32_t size;
+  int32_t active_high; /**< 1: high during the pulse; 0: low */
+  int32_t delay_us;    /**< from the start of the exposure; 0 or more */
+  int32_t length_us;   /**< 0: no pulse */
+} orq_trigger_output;
+ORQ_API orq_status orq_trigger_get_output(orq_camera* camera, int32_t output, orq_trigger_output* pulse);
+ORQ_API orq_status orq_trigger_set_output(orq_camera* camera, int32_t output, const orq_trigger_output* pulse);
 
 /* ---- Frames ---- */
 

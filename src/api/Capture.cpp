@@ -1,5 +1,6 @@
 // Geometry, exposures and video.
 #include <chrono>
+#include <optional>
 
 #include "api/Handles.h"
 #include "api/Structs.h"
@@ -84,4 +85,53 @@ orq_status orq_video_stop(orq_camera* camera) {
 
 orq_status orq_capture_abort(orq_camera* camera) {
   return Guarded([&] { CameraOf(camera)->Abort(); });
+}
+
+orq_status orq_stream_get_counters(orq_camera* camera, orq_stream_counters* counters) {
+  return Guarded([&] {
+    const auto opened = CameraOf(camera);
+    DemandStruct(counters, "counters");
+    const StreamCounters now = session::Camera::Use(*opened)->Counters();
+    GiveStruct({.size = sizeof *counters,
+                .reserved = 0,
+                .started = now.started,
+                .completed = now.completed,
+                .failed = now.failed,
+                .stale = now.stale,
+                .dropped = now.dropped,
+                .aborted = now.aborted,
+                .filling = now.filling,
+                .failed_short = now.failedShort,
+                .failed_oversize = now.failedOversize,
+                .failed_marks = now.failedMarks,
+                .failed_sequence = now.failedSequence,
+                .failed_stalled = now.failedStalled,
+                .failed_transport = now.failedTransport,
+                .failed_timed_out = now.failedTimedOut,
+                .lost = now.lost,
+                .overwritten = now.overwritten,
+                .bytes = now.bytes,
+                .bytes_discarded = now.bytesDiscarded,
+                .submit_retries = now.submitRetries,
+                .halts_cleared = now.haltsCleared,
+                .resyncs = now.resyncs,
+                .in_flight = now.inFlight,
+                .in_flight_max = now.inFlightMax,
+                .longest_gap_us = now.longestGapUs},
+               counters);
+  });
+}
+
+orq_status orq_time_mark_set(orq_camera* camera, int32_t on) {
+  return Guarded([&] { session::Camera::Use(*CameraOf(camera))->SetTimeMark(on != 0); });
+}
+
+orq_status orq_gps_stamp_every(orq_camera* camera, int32_t milliseconds) {
+  return Guarded([&] {
+    const auto opened = CameraOf(camera);
+    const session::Camera::Use device(*opened);
+    if (!device->Model().gps) throw session::Failure(session::Status::Unsupported, "this camera has no GPS");
+    const bool asks = milliseconds >= 0;
+    device->StampFrames(asks ? std::optional(std::chrono::milliseconds(milliseconds)) : std::nullopt);
+  });
 }

@@ -8,6 +8,9 @@
 #include <exception>
 #include <new>
 
+#include "settings/XmlStore.h"
+#include "support/TextSink.h"
+
 namespace orq::api {
 namespace {
 
@@ -19,8 +22,13 @@ std::atomic<bool> forkedChild{false};
 }  // namespace
 
 bool IsForkedChild() {
-  static const int registered = pthread_atfork(nullptr, nullptr, [] { forkedChild = true; });
-  return registered == 0 && forkedChild;
+  // What the library prints belongs to nobody until a program asks for it.
+  static const bool registered = [] {
+    SetTextSink(DropText);
+    SetXmlDirectory(UserConfigDirectory());
+    return pthread_atfork(nullptr, nullptr, [] { forkedChild = true; }) == 0;
+  }();
+  return registered && forkedChild;
 }
 
 orq_status Refuse(session::Status status, const char* text) {

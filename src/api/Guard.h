@@ -9,7 +9,8 @@
 
 namespace orq::api {
 
-/// Whether this process is a child of one that has used the library: threads and devices are the parent's.
+/// Whether this process is a child of one that has used the library: threads and devices are the parent's. The
+/// first call in a process takes the library into use.
 bool IsForkedChild();
 /// Keeps `text` for orq_last_error on this thread; returns `status`.
 orq_status Refuse(session::Status status, const char* text);

@@ -30,6 +30,7 @@ void Camera::OpenDevice(std::string_view name, const OpenOptions& options) {
   if (options.frameMemoryBytes != 0) device.Mailbox().Pool().SetLimit(options.frameMemoryBytes);
   device.GiveUpAfterTimeout(true);
   device.ReadWithFrames(true);
+  if (device.Model().gps) device.StampFrames(std::chrono::milliseconds(0));
   device.OnCaptureEnd([this] {
     {
       const MutexLock lock(watchMutex_);
