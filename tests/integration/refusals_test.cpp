@@ -179,6 +179,30 @@ TEST_F(Refusing, IsAboutStepsThatAreMadeInThisOrder) {
   }
 }
 
+// What the program before counted, and frames that it left, are of no tag that this one will ever count.
+TEST_F(Refusing, ATagThatWasLeftBehindIsNeverCountedAgain) {
+  constexpr std::uint32_t kFar = 1U << 30U;
+  for (const char* key : test::CameraKeys()) {
+    const VirtualRig rig = Rig(key);
+    for (const std::uint32_t held : {0x12345678U, 0xFFFFFFF0U}) {
+      for (int i = 0; i < 4; ++i) {
+        rig.device->SetFpgaRegister(static_cast<std::uint16_t>(wire::kFpgaSettingsTag + i),
+                                    static_cast<std::uint8_t>(held >> (8 * i)));
+      }
+      ASSERT_TRUE(rig.Open()) << rig.camera->LinkError();
+      std::uint32_t tag = 0;
+      for (int i = 0; i < 4; ++i) {
+        tag |= std::uint32_t{rig.device->FpgaRegister(static_cast<std::uint16_t>(wire::kFpgaSettingsTag + i))}
+               << (8 * i);
+      }
+      EXPECT_EQ(tag, rig.camera->Tag().Newest());
+      EXPECT_GE(tag - held, kFar) << key;
+      EXPECT_LT(tag - held, 3 * kFar + 100) << key;
+      rig.camera->CloseCamera();
+    }
+  }
+}
+
 class Refusals : public Refusing, public testing::WithParamInterface<UsbError> {};
 
 TEST_P(Refusals, OfOneRequestEndTheOpenOrLetItGoOnAndTheNextFrameIsTheOneAskedFor) {
