@@ -136,7 +136,7 @@ void AutoControl::Settle(VideoShooter& shooter) {
   const auto start = Clock::now();
   const auto limit = std::chrono::duration<double>(timeoutSeconds_);
   StatusLine line;
-  Frame frame;
+  FramePtr frame;
   while (!AtRest()) {
     if (Clock::now() - start > limit) {
       throw CliError(Status::Timeout,
