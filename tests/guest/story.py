@@ -6,7 +6,7 @@ from dataclasses import dataclass, field
 # Verb, and whether it opens a block that `end` closes.
 VERBS = {"run": False, "root": False, "start": False, "shows": False, "ends": False, "kill": False, "usb": False,
          "status": False, "prints": False, "lacks": False, "frames": False, "within": False, "sees": False,
-         "sleep": False, "note": False, "repeat": True, "each": True}
+         "sleep": False, "note": False, "repeat": True, "each": True, "for": True}
 # What is said of the command before it.
 EXPECTATIONS = ("status", "prints", "lacks", "frames", "within")
 

@@ -12,6 +12,34 @@ usb replug 0
 sees 1
 run orqcam info
 
+== unplugged while it is opened
+# What the camera keeps is read then: that takes long enough to be met.
+cameras k1c,flashms=900
+start s orqcam info
+root p=$(cat /run/jobs/s.pid); until ls -l /proc/$p/fd | grep -q bus/usb; do sleep 0.05; done
+usb unplug 0
+ends s
+  within 20
+  status 4
+usb replug 0
+sees 1
+run orqcam info
+
+== unplugged at any moment of opening
+cameras k1c
+long
+for moment in 0.02 | 0.05 | 0.1 | 0.15 | 0.2 | 0.25 | 0.3 | 0.4 | 0.5 | 0.7
+  start s orqcam info
+  sleep {moment}
+  usb unplug 0
+  ends s
+    within 20
+    status 0 3 4
+  usb replug 0
+  sees 1
+  run orqcam info
+end
+
 == unplugged while streaming
 cameras k1c,prerender=2
 start s orqcam stream -e 5ms --center 640,480 -s 60
@@ -110,6 +138,30 @@ usb error 0
 ends s
   prints ^identity_holds = yes
 
+== a camera that falls silent while it streams
+cameras k1c,prerender=2
+start s orqcam stream -e 5ms --center 640,480 -s 3
+shows s fps
+usb silence 0
+ends s
+  within 60
+  status 1 4
+  prints ^identity_holds = yes
+usb replug 0
+sees 1
+run orqcam info
+
+== a camera that falls silent while it exposes
+cameras k1c
+start s orqcam capture -e 3s -o /tmp/a.fits
+sleep 1
+usb silence 0
+ends s
+  within 60
+  status 1 4
+run ls -A /tmp
+  lacks fits
+
 == a camera that answers nothing any more
 cameras k1c
 usb silence 0
@@ -156,5 +208,36 @@ cameras k1c,prerender=2
 start s orqcam stream --reconnect -e 5ms --center 640,480 -s 8
 shows s fps
 usb replug 0
+shows s (?s)is back.*fps = [1-9]
 ends s
+  prints ^reconnects = 1$
+  prints ^identity_holds = yes
+
+== a replug in a series of exposures, and on it goes
+cameras k1c
+start s orqcam --json capture --reconnect -e 500ms --center 320,240 -n 6 -o /tmp/{n:02}.raw
+shows s number":2
+usb replug 0
+ends s
+  prints "saved":6
+  prints "reconnects":1
+
+== nothing leaks in a program that lives through faults
+cameras k1c,prerender=2
+start s orqcam stream --reconnect -e 5ms --center 640,480 -s 600
+shows s fps = [1-9]
+repeat 6
+  usb stall 0
+  usb error 0
+  usb overflow 0
+  usb replug 0
+  shows s (?s)(is back.*){{turn}}is back.*fps = [1-9]
+  root [ {turn} = 1 ] && held s >/run/held1; held s >/run/held; cat /run/held
+end
+root paste -d ' ' /run/held1 /run/held | awk '{ print; exit !($4 <= $1 + 1 && $5 <= $2 && $6 <= $3 + 2048) }'
+kill s TERM
+ends s
+  within 15
+  status 1
+  prints ^reconnects = 6$
   prints ^identity_holds = yes

@@ -70,10 +70,16 @@ run orqcam --json capture --video -e 200ms --center 640,480 -n 5 -o /tmp/{n:02}.
   frames 5
 
 == binned in the camera
-cameras x26m b29m
-run orqcam -c serial:0000000000000001 --json capture -b 2 --hardware-bin -e 5ms --region 0,0,640,480 -o /tmp/x.raw
+cameras x26m
+run orqcam --json capture -b 2 --hardware-bin -e 5ms --region 0,0,640,480 -o /tmp/x.raw
   frames 1
-run orqcam -c serial:0000000000000002 --json capture -b 2 -e 5ms --region 0,0,640,480 -o /tmp/b.raw
+
+== binned by a camera that always does so itself
+cameras b29m
+for bin in 2 | 4
+  run orqcam --json capture -b {bin} -e 5ms --region 0,0,320,240 -n 2 -o /tmp/{n:02}.raw --overwrite
+    frames 2
+end
 
 == a camera on USB 2
 cameras k1c,usb=2
