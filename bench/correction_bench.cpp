@@ -6,10 +6,10 @@
 #include <cstring>
 #include <vector>
 
-#include "image/Algorithm.h"
-#include "image/DarkImage.h"
-#include "image/HotPixelTable.h"
-#include "image/PixelRepair.h"
+#include "image/dark/DarkImage.h"
+#include "image/frame/Algorithm.h"
+#include "image/hotpixels/HotPixelTable.h"
+#include "image/hotpixels/PixelRepair.h"
 
 namespace orq {
 namespace {

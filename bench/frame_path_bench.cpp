@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "image/Flip.h"
-#include "image/FrameKernels.h"
-#include "image/HostBin.h"
+#include "image/frame/Flip.h"
+#include "image/frame/FrameKernels.h"
+#include "image/frame/HostBin.h"
 #include "models/camera/FramePath.h"
 #include "models/camera/ModelCamera.h"
 #include "settings/XmlStore.h"

@@ -6,7 +6,7 @@
 #include <span>
 #include <vector>
 
-#include "image/FlashRecord.h"
+#include "image/flash/FlashRecord.h"
 
 namespace {
 

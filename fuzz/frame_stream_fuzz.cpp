@@ -5,8 +5,8 @@
 #include <cstdlib>
 #include <span>
 
-#include "link/FrameJudge.h"
-#include "link/FrameStreamParser.h"
+#include "link/stream/FrameJudge.h"
+#include "link/stream/FrameStreamParser.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "link/UsbTypes.h"
+#include "link/usb/UsbTypes.h"
 
 namespace orq {
 

@@ -6,7 +6,7 @@
 #include <memory>
 #include <span>
 
-#include "link/UsbTypes.h"
+#include "link/usb/UsbTypes.h"
 
 namespace orq {
 

@@ -128,13 +128,13 @@ template <class Action>
 ExitCode Guarded(Action&& action) {
   try {
     return action();
-  } catch (const CliError& error) {
-    ComplainLast(error);
-    return error.Code();
+  } catch (const Failure& failure) {
+    ComplainLast(failure);
+    return ExitCodeOf(failure);
   } catch (const std::bad_alloc&) {
-    ComplainLast({ErrorName::Memory, "out of memory; take a smaller region"});
+    ComplainLast({Status::Memory, "out of memory; take a smaller region"});
   } catch (const std::exception& error) {
-    ComplainLast({ErrorName::Internal, error.what()});
+    ComplainLast({Status::Internal, error.what()});
   }
   return kExitFailed;
 }

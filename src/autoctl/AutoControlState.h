@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <mutex>
 
-#include "support/Relaxed.h"
+#include "support/threads/Relaxed.h"
 
 namespace orq {
 

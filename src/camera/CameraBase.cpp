@@ -3,12 +3,15 @@
 #include <sys/utsname.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
+#include <cstring>
+#include <string>
 
 #include "devices/ThermistorTable.h"
 #include "support/DbgPrint.h"
+#include "support/TextSink.h"
 
 namespace {
 
@@ -73,7 +76,7 @@ void CCameraBase::InitVariable() {
 void CCameraBase::SysInfo() {
   utsname host{};
   if (uname(&host) != 0) {
-    std::perror("uname");
+    orq::PrintText(orq::TextStream::Error, std::string("uname: ") + std::strerror(errno) + '\n');
     return;
   }
   DbgPrint(-1, "SysInfo", "%s\n", host.sysname);

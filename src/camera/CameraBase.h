@@ -12,15 +12,15 @@
 #include "devices/DeviceState.h"
 #include "devices/GuideTypes.h"
 #include "gps/GpsTypes.h"
-#include "image/Algorithm.h"
 #include "image/IdentityTypes.h"
 #include "image/ImageState.h"
-#include "image/TimeMarkTypes.h"
+#include "image/frame/Algorithm.h"
+#include "image/timemark/TimeMarkTypes.h"
 #include "link/CameraFX3.h"
-#include "link/CirBuf.h"
+#include "link/stream/CirBuf.h"
 #include "settings/SettingsState.h"
-#include "support/CMutex.h"
-#include "support/ThreadCtrl.h"
+#include "support/threads/CMutex.h"
+#include "support/threads/ThreadCtrl.h"
 
 /// One physical camera. A model derives from it: its constructor sets identity, geometry, limits and flags and
 /// calls `InitVariable`; it supplies the abstract operations and the worker functions.

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "camera/CameraModeTypes.h"
-#include "support/Relaxed.h"
+#include "support/threads/Relaxed.h"
 
 /// Exposure status.
 enum ExpStatus : std::int32_t { ExpIdle = 0, ExpWorking = 1, ExpSuccess = 2, ExpFailed = 3 };

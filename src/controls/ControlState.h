@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "controls/ControlTypes.h"
-#include "support/Relaxed.h"
+#include "support/threads/Relaxed.h"
 
 namespace orq {
 

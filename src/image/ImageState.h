@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "support/Relaxed.h"
+#include "support/threads/Relaxed.h"
 
 namespace orq {
 

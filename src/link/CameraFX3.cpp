@@ -3,10 +3,10 @@
 
 #include <utility>
 
-#include "link/CirBuf.h"
-#include "link/LibusbPort.h"
 #include "link/LinkState.h"
 #include "link/WireProtocol.h"
+#include "link/stream/CirBuf.h"
+#include "link/usb/LibusbPort.h"
 
 namespace wire = orq::wire;
 
@@ -129,6 +129,14 @@ bool CCameraFX3::DeviceLost() const {
   if (impl_->deviceLost) return true;
   const auto engine = impl_->Engine();
   return engine && impl_->streaming && engine->DeviceLost();
+}
+
+void CCameraFX3::LookForDevice() {
+  if (bOpened != 0 && impl_->PortNow()->Pipe().Gone()) impl_->deviceLost = true;
+}
+
+void CCameraFX3::GiveUpAfterTimeout(bool on) {
+  impl_->givesUp = on;
 }
 
 std::string CCameraFX3::LinkError() const {

@@ -8,10 +8,10 @@
 #include <string>
 
 #include "link/SettingsTag.h"
-#include "link/StreamCounters.h"
-#include "link/StreamFormat.h"
-#include "link/UsbPort.h"
-#include "support/Relaxed.h"
+#include "link/stream/StreamCounters.h"
+#include "link/stream/StreamFormat.h"
+#include "link/usb/UsbPort.h"
+#include "support/threads/Relaxed.h"
 
 class CirBuf;
 
@@ -116,6 +116,11 @@ class CCameraFX3 {
   orq::StreamCounters Counters() const;
   /// True after the device answered that it is gone, until the next open. Any-thread.
   bool DeviceLost() const;
+  /// Asks the system whether it has taken the open device away, which then counts as gone. Any-thread.
+  void LookForDevice();
+  /// Whether a camera that does not answer a request in time counts as gone, and is sent none after that: who
+  /// closes it need not wait for each. Off at first; holds from the next open on. Any-thread.
+  void GiveUpAfterTimeout(bool on);
   /// The last failure of the link as one line for a user. Any-thread.
   std::string LinkError() const;
 

@@ -20,8 +20,10 @@ constexpr unsigned kFlashEraseTimeoutMs = 5000;  // a sector erase takes up to 2
 }  // namespace
 
 bool orq::LinkState::Transfer(const SetupPacket& setup, std::span<std::uint8_t> data, unsigned timeoutMs) {
+  if (givesUp && deviceLost) return false;
   const int result = PortNow()->ControlTransfer(setup, data, timeoutMs);
-  if (result == orq::kUsbNoDevice && opened != 0) deviceLost = true;
+  const bool lost = result == orq::kUsbNoDevice || (givesUp && result == orq::kUsbTimeout);
+  if (lost && opened != 0) deviceLost = true;
   return result == static_cast<int>(data.size());
 }
 

@@ -9,10 +9,10 @@
 #include <string>
 
 #include "link/SettingsTag.h"
-#include "link/StreamEngine.h"
-#include "link/UsbPort.h"
-#include "support/Mutex.h"
-#include "support/Relaxed.h"
+#include "link/stream/StreamEngine.h"
+#include "link/usb/UsbPort.h"
+#include "support/threads/Mutex.h"
+#include "support/threads/Relaxed.h"
 
 namespace orq {
 
@@ -48,6 +48,7 @@ struct LinkState {
   SettingsTag tag;
   Mutex controlMutex;  // serialises control transfers; held across a read-modify-write
   std::atomic<bool> deviceLost{false};
+  std::atomic<bool> givesUp{false};    // a request that times out is the last one
   std::atomic<bool> streaming{false};  // between StartStream and StopStream: the engine's state counts
 
   mutable Mutex stateMutex;  // never held across a transfer

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "support/Relaxed.h"
+#include "support/threads/Relaxed.h"
 
 namespace orq {
 

@@ -6,8 +6,8 @@
 #include <charconv>
 #include <optional>
 
-#include "link/LibusbPort.h"
 #include "link/WireProtocol.h"
+#include "link/usb/LibusbPort.h"
 #include "support/Hex.h"
 #include "virtual/bus/VirtualBus.h"
 #include "virtual/bus/VirtualCamera.h"
@@ -47,45 +47,8 @@ bool EqualAnyCase(std::string_view a, std::string_view b) {
                             [](unsigned char x, unsigned char y) { return std::tolower(x) == std::tolower(y); });
 }
 
-// The id fills its eight bytes with zeros; bytes that no terminal should see become question marks.
-std::string IdText(const _ORQ_ID& id) {
-  std::string text(id.id, id.id + sizeof(id.id));
-  text.resize(text.find_last_not_of('\0') + 1);
-  std::ranges::replace_if(
-      text, [](unsigned char c) { return std::isprint(c) == 0; }, '?');
-  return text;
-}
-
 const char* SpeedName(UsbSpeed speed) {
   return speed == UsbSpeed::Super || speed == UsbSpeed::SuperPlus ? "USB 3" : "USB 2";
-}
-
-/// The connected devices that are cameras of ours, in index order.
-std::vector<UsbDeviceEntry> ConnectedCameras(const PortMaker& makePort) {
-  std::vector<UsbDeviceEntry> devices = makePort()->List(wire::kVendorId);
-  std::erase_if(devices, [](const UsbDeviceEntry& device) {
-    const ModelData* model = FindModel(device.productId);
-    return model == nullptr || model->maxWidth == 0;  // recordings are not plugged in
-  });
-  return devices;
-}
-
-CameraEntry Describe(const UsbDeviceEntry& device, int index, const PortMaker& makePort) {
-  CameraEntry entry;
-  entry.index = index;
-  entry.model = FindModel(device.productId)->name;
-  entry.productId = device.productId;
-  entry.speed = SpeedName(device.speed);
-  CameraProbe probe(device, makePort());
-  if (probe.OpenCamera(device.index) == 0) {
-    entry.trouble = probe.LinkError();
-    if (entry.trouble.empty()) entry.trouble = "the camera does not answer";
-    return entry;
-  }
-  _ORQ_ID id{};
-  if (probe.GetSerialNumber(&id)) entry.serial = Hex(id.id);
-  if (probe.GetIDFromSPI(&id)) entry.userId = IdText(id);
-  return entry;
 }
 
 NamedCamera Trouble(NameTrouble trouble, std::string error) {
@@ -215,6 +178,45 @@ NamedCamera MakeVirtual(std::string_view text, SettingsUse settings) {
 }
 
 }  // namespace
+
+std::vector<UsbDeviceEntry> ConnectedCameras(const PortMaker& makePort) {
+  std::vector<UsbDeviceEntry> devices = makePort()->List(wire::kVendorId);
+  std::erase_if(devices, [](const UsbDeviceEntry& device) {
+    const ModelData* model = FindModel(device.productId);
+    return model == nullptr || model->maxWidth == 0;  // recordings are not plugged in
+  });
+  return devices;
+}
+
+CameraEntry Describe(const UsbDeviceEntry& device, int index, const PortMaker& makePort) {
+  CameraEntry entry;
+  entry.index = index;
+  entry.model = FindModel(device.productId)->name;
+  entry.productId = device.productId;
+  entry.speed = SpeedName(device.speed);
+  CameraProbe probe(device, makePort());
+  if (probe.OpenCamera(device.index) == 0) {
+    entry.trouble = probe.LinkError();
+    if (entry.trouble.empty()) entry.trouble = "the camera does not answer";
+    return entry;
+  }
+  _ORQ_ID id{};
+  if (probe.GetSerialNumber(&id)) entry.serial = Hex(id.id);
+  if (probe.GetIDFromSPI(&id)) entry.userId = IdText(id);
+  return entry;
+}
+
+std::string IdText(const _ORQ_ID& id) {
+  std::string text(id.id, id.id + sizeof(id.id));
+  text.resize(text.find_last_not_of('\0') + 1);
+  std::ranges::replace_if(
+      text, [](unsigned char c) { return std::isprint(c) == 0; }, '?');
+  return text;
+}
+
+std::string NameOf(const CameraEntry& entry) {
+  return entry.serial.empty() ? std::to_string(entry.index) : std::string(kSerialPrefix) + entry.serial;
+}
 
 std::vector<CameraEntry> ListCameras() {
   return ListCameras(MakeLibusbPort);

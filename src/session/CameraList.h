@@ -30,6 +30,18 @@ struct CameraEntry {
   std::string trouble;  ///< why it could not be opened, empty when it could
 };
 
+/// What `MakeCamera` takes for it wherever it is plugged in: its serial number, or its index when it has none.
+std::string NameOf(const CameraEntry& entry);
+
+/// The id in flash as a listing shows it: without the zeros that fill it up; bytes that no terminal should see
+/// become question marks.
+std::string IdText(const _ORQ_ID& id);
+
+/// The devices that are cameras of ours, in index order.
+std::vector<UsbDeviceEntry> ConnectedCameras(const PortMaker& makePort);
+/// Opens one of them for a moment.
+CameraEntry Describe(const UsbDeviceEntry& device, int index, const PortMaker& makePort);
+
 /// The cameras that are plugged in (USB only), in index order. Each is opened for a moment to read its serial
 /// number and id; one that cannot be opened is listed with its trouble.
 std::vector<CameraEntry> ListCameras();

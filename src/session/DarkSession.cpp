@@ -5,7 +5,7 @@
 #include <span>
 #include <thread>
 
-#include "image/HotPixelTable.h"
+#include "image/hotpixels/HotPixelTable.h"
 #include "models/cooling/SensorTemperature.h"
 
 namespace orq {

@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "support/Relaxed.h"
+#include "support/threads/Relaxed.h"
 
 namespace orq {
 

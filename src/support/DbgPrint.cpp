@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include "support/ORQLog.h"
+#include "support/TextSink.h"
 #include "support/TickCount.h"
 
 orq::Relaxed<bool> g_bDebugPrint{false};
@@ -36,11 +37,6 @@ std::size_t WritePrefix(Line& line, int handle, const char* func) {
   return Written(result, line.size());
 }
 
-void WriteToStandardError(const char* text, std::size_t length) {
-  // One call, so that lines of several threads do not mix; a standard error that is gone is nobody's failure.
-  [[maybe_unused]] const ssize_t ignored = ::write(STDERR_FILENO, text, length);
-}
-
 }  // namespace
 
 void DbgPrint(int handle, const char* func, const char* format, ...) {
@@ -61,7 +57,7 @@ void DbgPrintV(int handle, const char* func, const char* format, std::va_list ar
   const std::size_t space = line.size() - prefix;
   std::size_t length = prefix + Written(std::vsnprintf(line.data() + prefix, space, format, args), space);
 
-  WriteToStandardError(line.data(), length);
+  orq::PrintText(orq::TextStream::Error, {line.data(), length});
   if (length > 0 && line[length - 1] == '\n') line[length - 1] = '\0';
   ORQLog::get_instance().setPriority(kLogPriority);
   ORQLog::get_instance().info(line.data());

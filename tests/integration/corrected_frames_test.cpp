@@ -9,7 +9,7 @@
 #include <thread>
 #include <vector>
 
-#include "image/TimeMark.h"
+#include "image/timemark/TimeMark.h"
 #include "link/WireProtocol.h"
 #include "support/Cameras.h"
 #include "support/PlainFramePath.h"

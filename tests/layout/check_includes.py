@@ -22,7 +22,12 @@ HEADERS_MAY_INCLUDE = {
     "camera": SUBSYSTEMS + ("link", "support"),
     "models": ("camera", "link", "support") + SUBSYSTEMS,
     "session": ("models", "virtual", "camera", "link", "support") + SUBSYSTEMS,
+    "api": ("session", "models", "virtual", "camera", "link", "support") + SUBSYSTEMS,
 }
+
+# The installed headers stand beside the source tree; only what implements them may include them.
+PUBLIC_HEADERS = "orqcam/"
+IMPLEMENTS_PUBLIC_HEADERS = "api"
 
 # A source file of a subsystem defines members of the camera class, and talks to the device by its wire numbers.
 SOURCES_MAY_INCLUDE = {
@@ -47,7 +52,7 @@ def may_include(name, target):
     folder = folder_of(name)
     if folder not in table:
         return False
-    if target == CAMERA_CLASS and name.endswith(".h") and folder not in ("camera", "models", "session"):
+    if target == CAMERA_CLASS and name.endswith(".h") and folder not in ("camera", "models", "session", "api"):
         return False
     return folder_of(target) == folder or folder_of(target) in table[folder] or target in table[folder]
 
@@ -83,7 +88,11 @@ def check(source):
         name = path.relative_to(source).as_posix()
         graph[name] = includes_of(path)
         for target in graph[name]:
-            if not (source / target).is_file():
+            if target.startswith(PUBLIC_HEADERS):
+                if folder_of(name) != IMPLEMENTS_PUBLIC_HEADERS:
+                    breaches.append(f"{name}: must not include {target}")
+                graph[name] = [other for other in graph[name] if other != target]
+            elif not (source / target).is_file():
                 breaches.append(f"{name}: no such file in the source tree: {target}")
             elif not may_include(name, target):
                 breaches.append(f"{name}: must not include {target}")

@@ -50,6 +50,11 @@ class Includes(Tree):
         self.write("virtual/Firmware.cpp", '#include "camera/CameraBase.h"\n')
         self.assertEqual(self.breaches(), ["virtual/Firmware.cpp: must not include camera/CameraBase.h"])
 
+    def test_only_the_interface_itself_knows_the_public_headers(self):
+        self.write("api/Camera.cpp", '#include "orqcam/orqcam.h"\n')
+        self.write("session/Camera.cpp", '#include "orqcam/orqcam.h"\n')
+        self.assertEqual(self.breaches(), ["session/Camera.cpp: must not include orqcam/orqcam.h"])
+
     def test_circles_are_found(self):
         self.write("link/A.h", '#pragma once\n#include "link/B.h"\n')
         self.write("link/B.h", '#pragma once\n#include "link/A.h"\n')

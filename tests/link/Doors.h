@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "emulation/bus/EmulatedBus.h"
-#include "link/LibusbPort.h"
+#include "link/usb/LibusbPort.h"
 #include "unit/virtual/TestCamera.h"
 #include "virtual/bus/VirtualBus.h"
 #include "virtual/bus/VirtualPort.h"

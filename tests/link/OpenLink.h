@@ -11,10 +11,10 @@
 
 #include "Doors.h"
 #include "link/CameraFX3.h"
-#include "link/CirBuf.h"
 #include "link/ProductIds.h"
-#include "link/StreamFormat.h"
 #include "link/WireProtocol.h"
+#include "link/stream/CirBuf.h"
+#include "link/stream/StreamFormat.h"
 
 namespace orq::test {
 

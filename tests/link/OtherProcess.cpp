@@ -7,9 +7,9 @@
 
 #include <atomic>
 
-#include "link/LibusbPort.h"
 #include "link/ProductIds.h"
 #include "link/WireProtocol.h"
+#include "link/usb/LibusbPort.h"
 
 namespace orq::test {
 namespace {

@@ -2,7 +2,7 @@
 #include <array>
 
 #include "OpenLink.h"
-#include "image/Algorithm.h"
+#include "image/frame/Algorithm.h"
 #include "session/CameraList.h"
 
 namespace orq::test {

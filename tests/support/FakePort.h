@@ -14,7 +14,7 @@
 #include <utility>
 #include <vector>
 
-#include "link/UsbPort.h"
+#include "link/usb/UsbPort.h"
 
 namespace orq::test {
 

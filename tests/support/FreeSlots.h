@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "link/CirBuf.h"
+#include "link/stream/CirBuf.h"
 
 namespace orq::test {
 

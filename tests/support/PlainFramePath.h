@@ -10,8 +10,8 @@
 
 #include "models/camera/FrameTypes.h"
 #include "models/table/ModelData.h"
-#include "unit/image/PlainRepair.h"
-#include "unit/image/PlainTable.h"
+#include "unit/image/hotpixels/PlainRepair.h"
+#include "unit/image/hotpixels/PlainTable.h"
 
 namespace orq::test {
 

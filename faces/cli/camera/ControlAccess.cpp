@@ -120,7 +120,7 @@ Control FindControl(CModelCamera& camera, std::string_view name) {
     _ORQ_CONTROL_CAPS caps{};
     camera.GetCtrllCaps(static_cast<ORQ_CONTROL_TYPE>(id), &caps);
     if (Lower(caps.name) == wanted) {
-      throw CliError(ErrorName::Unsupported,
+      throw CliError(Status::Unsupported,
                      std::string(caps.name) + " is not supported by this camera; it has " + NamesOf(camera));
     }
   }
@@ -165,7 +165,7 @@ std::optional<ControlReading> TryReadControl(Session& session, const Control& co
 
 ControlReading ReadControl(Session& session, const Control& control) {
   const auto reading = TryReadControl(session, control);
-  if (!reading) throw CliError(ErrorName::Unsupported, control.Name() + " is not supported by this camera");
+  if (!reading) throw CliError(Status::Unsupported, control.Name() + " is not supported by this camera");
   return *reading;
 }
 
@@ -180,21 +180,21 @@ ControlSetting ParseSetting(const Control& control, std::string_view text) {
 
 void DemandWithin(const Control& control, const ControlSetting& setting) {
   if (setting.automatic) return;
-  if (const auto beyond = Beyond(control, setting.raw)) throw CliError(ErrorName::Range, *beyond);
+  if (const auto beyond = Beyond(control, setting.raw)) throw CliError(Status::Range, *beyond);
 }
 
 void WriteControl(Session& session, const Control& control, const ControlSetting& setting) {
-  if (control.caps.isWritable == 0) throw CliError(ErrorName::Unsupported, control.Name() + " is read-only");
+  if (control.caps.isWritable == 0) throw CliError(Status::Unsupported, control.Name() + " is read-only");
   if (setting.automatic && control.caps.isAutoSupported == 0) {
-    throw CliError(ErrorName::Unsupported, control.Name() + " cannot be automatic; give a value from " +
-                                               ValueText(control, control.caps.minValue) + " to " +
-                                               ValueText(control, control.caps.maxValue));
+    throw CliError(Status::Unsupported, control.Name() + " cannot be automatic; give a value from " +
+                                            ValueText(control, control.caps.minValue) + " to " +
+                                            ValueText(control, control.caps.maxValue));
   }
   if (session.Strict()) DemandWithin(control, setting);
   const std::int64_t raw = setting.automatic ? ReadControl(session, control).raw : Clamped(control, setting.raw);
   const int result = session.Camera().SetControlValue(control.id, static_cast<long>(raw), setting.automatic);
   if (result == CTRL_NOT_SUPPORTED) {
-    throw CliError(ErrorName::Unsupported, control.Name() + " is not supported by this camera");
+    throw CliError(Status::Unsupported, control.Name() + " is not supported by this camera");
   }
   if (result != CTRL_OK) session.Fail("the camera refused " + control.Name() + " " + ValueText(control, raw));
 }

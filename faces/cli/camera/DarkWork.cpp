@@ -27,9 +27,9 @@ void Demand(Session& session, const DarkOutcome& outcome) {
   if (outcome.result == DarkResult::CameraFailed && session.Camera().DeviceLost()) {
     throw CliError(kExitCameraLost, outcome.reason + "; check the camera's cable");
   }
-  throw CliError(outcome.result == DarkResult::Cancelled      ? ErrorName::Cancelled
-                 : outcome.result == DarkResult::CameraFailed ? ErrorName::Refused
-                                                              : ErrorName::State,
+  throw CliError(outcome.result == DarkResult::Cancelled      ? Status::Cancelled
+                 : outcome.result == DarkResult::CameraFailed ? Status::Refused
+                                                              : Status::State,
                  outcome.reason);
 }
 

@@ -22,16 +22,16 @@ FlashOutcome Watched(Work&& work) {
   });
 }
 
-ErrorName NameOf(FlashResult result) {
+Status NameOf(FlashResult result) {
   switch (result) {
     case FlashResult::Cancelled:
-      return ErrorName::Cancelled;
+      return Status::Cancelled;
     case FlashResult::CameraFailed:
-      return ErrorName::Refused;
+      return Status::Refused;
     case FlashResult::FileFailed:
-      return ErrorName::File;
+      return Status::File;
     default:
-      return ErrorName::State;
+      return Status::State;
   }
 }
 
@@ -45,10 +45,10 @@ void Demand(Session& session, const FlashOutcome& outcome) {
 void DemandStored(Session& session, const FlashOutcome& outcome, const FlashBackup& backup) {
   try {
     Demand(session, outcome);
-  } catch (const CliError& error) {
+  } catch (const Failure& failure) {
     if (outcome.result == FlashResult::Refused) throw;
-    throw CliError(error.Code(), error.Name(),
-                   error.what() + ("; what flash held before: orqcam flash restore '" + backup.path + "'"));
+    throw Failure(failure.Code(),
+                  failure.what() + ("; what flash held before: orqcam flash restore '" + backup.path + "'"));
   }
 }
 
@@ -56,7 +56,7 @@ std::string BackupDirectory(const OverwriteOptions& options) {
   if (!options.backupDirectory.empty()) return options.backupDirectory;
   const std::string state = StateDirectory();
   if (state.empty()) {
-    throw CliError(ErrorName::File, "there is no place for a backup of flash; name a directory with --backup");
+    throw CliError(Status::File, "there is no place for a backup of flash; name a directory with --backup");
   }
   return (std::filesystem::path(state) / "flash").string();
 }
@@ -85,7 +85,7 @@ FlashImage ReadFlash(Session& session) {
 FlashImage LoadFlash(const std::string& path) {
   FlashImage image;
   const FlashOutcome outcome = LoadFlashImage(path, image);
-  if (!outcome.Done()) throw CliError(ErrorName::File, outcome.reason);
+  if (!outcome.Done()) throw CliError(Status::File, outcome.reason);
   return image;
 }
 
@@ -101,8 +101,7 @@ FlashBackup PrepareOverwrite(Session& session, const OverwriteOptions& options, 
   const FlashOutcome outcome = Watched(
       [&](const FlashWatcher& watcher) { return BackUpFlash(session.Camera(), directory, backup, watcher); });
   if (outcome.result == FlashResult::FileFailed) {
-    throw CliError(ErrorName::File,
-                   outcome.reason + "; nothing was changed; name another directory with --backup");
+    throw CliError(Status::File, outcome.reason + "; nothing was changed; name another directory with --backup");
   }
   Demand(session, outcome);
   return backup;
@@ -140,7 +139,7 @@ HotPixelMarks ReadTable(Session& session) {
 }
 
 void SaveTable(Session& session, const FlashBackup& backup) {
-  if (StopRequested()) throw CliError(ErrorName::Cancelled, "interrupted; nothing was changed");
+  if (StopRequested()) throw CliError(Status::Cancelled, "interrupted; nothing was changed");
   const StopShield shield;  // a table of which half is there is worse than either
   const FlashOutcome outcome = Watched(
       [&](const FlashWatcher& watcher) { return StoreHotPixels(session.Camera(), backup.image, watcher); });

@@ -19,7 +19,7 @@ bool OnSensor(const CCameraBase& camera, int line) {
 void DemandGps(Session& session) {
   if (session.Camera().GPSCheck()) return;
   if (session.Camera().DeviceLost()) session.Fail("cannot ask the camera");
-  throw CliError(ErrorName::Unsupported, "this camera has no GPS receiver");
+  throw CliError(Status::Unsupported, "this camera has no GPS receiver");
 }
 
 void DemandGpsTimes(Session& session) {
@@ -30,7 +30,7 @@ void DemandGpsTimes(Session& session) {
   const int last = region.startY + region.height * region.bin - 1;
   const auto [top, bottom] = std::minmax(lines->start, lines->end);
   if (top >= region.startY && bottom <= last) return;
-  throw CliError(ErrorName::State,
+  throw CliError(Status::State,
                  Format("no frame can have GPS time: its lines %d and %d do not both lie in the region, "
                         "lines %d to %d; choose others with 'orqcam gps lines', or let them follow the "
                         "region with 'orqcam gps lines --follow'",

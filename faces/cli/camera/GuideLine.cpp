@@ -43,7 +43,7 @@ GuideLine::GuideLine(CCameraBase& camera, GuideD direction) : camera_(camera), d
   const std::string refused = std::string("the camera did not switch the guide line ") + GuideName(direction_) +
                               " on: " + camera_.LinkError();
   if (!Off()) throw CliError(CodeOf(camera_), refused + "; " + StillOn());
-  throw CliError(ErrorName::Refused, refused);
+  throw CliError(Status::Refused, refused);
 }
 
 GuideLine::~GuideLine() {

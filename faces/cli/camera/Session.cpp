@@ -39,18 +39,18 @@ void TellSettingsTrouble(const char* when) {
   if (!trouble.empty()) Complain(std::string(when) + ": " + trouble);
 }
 
-ErrorName NameOf(UsbError error) {
+Status NameOf(UsbError error) {
   switch (error) {
     case kUsbAccess:
-      return ErrorName::Permission;
+      return Status::Permission;
     case kUsbBusy:
-      return ErrorName::Busy;
+      return Status::Busy;
     case kUsbTimeout:
-      return ErrorName::Timeout;
+      return Status::Timeout;
     case kUsbNoMem:
-      return ErrorName::Memory;
+      return Status::Memory;
     default:
-      return ErrorName::Refused;
+      return Status::Refused;
   }
 }
 
@@ -163,11 +163,11 @@ void Session::KeepSettings() {
 
 void Session::DemandKept() {
   if (UserConfigDirectory().empty()) {
-    throw CliError(ErrorName::File, "set, but not kept: set HOME or XDG_CONFIG_HOME, or give --no-settings");
+    throw CliError(Status::File, "set, but not kept: set HOME or XDG_CONFIG_HOME, or give --no-settings");
   }
   if (SaveSettings() != 0) return TellSettingsTrouble(kWhileKeeping);
   const std::string trouble = TakeXmlTrouble();
-  throw CliError(ErrorName::File, "set, but not kept: " + (trouble.empty() ? "the file refused it" : trouble));
+  throw CliError(Status::File, "set, but not kept: " + (trouble.empty() ? "the file refused it" : trouble));
 }
 
 // What is wired to the camera is not to be driven, and the next program not to be kept waiting, when nobody is

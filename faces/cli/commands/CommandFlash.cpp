@@ -22,7 +22,7 @@ ExitCode RunDump(const Context& context, const FlashOptions& options) {
   Session session(context);
   const FlashImage image = ReadFlash(session);
   const FlashOutcome saved = SaveFlashImage(options.file, image, existing);
-  if (!saved.Done()) throw CliError(ErrorName::File, saved.reason);
+  if (!saved.Done()) throw CliError(Status::File, saved.reason);
   Report report;
   report.Add("file", options.file);
   report.Add("size", image.bytes.size(), "bytes");
@@ -34,7 +34,7 @@ ExitCode RunRestore(const Context& context, const FlashOptions& options) {
   const FlashImage image = LoadFlash(options.file);
   Session session(context);
   if (!options.otherCamera && !IsImageOf(session.Camera(), image)) {
-    throw CliError(ErrorName::File,
+    throw CliError(Status::File,
                    "'" + options.file + "' is from another camera; give --other-camera to use it here");
   }
   const FlashBackup backup =
@@ -56,7 +56,7 @@ ExitCode RunVerify(const Context& context, const FlashOptions& options) {
   report.Add("file", options.file);
   report.Add("same", same);
   report.Print(context.out, context.json);
-  if (!same) throw CliError(ErrorName::State, difference);
+  if (!same) throw CliError(Status::State, difference);
   return kExitOk;
 }
 

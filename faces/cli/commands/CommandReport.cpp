@@ -15,7 +15,7 @@
 #include "commands/report/Private.h"
 #include "files/SafeFile.h"
 #include "files/StateDirectory.h"
-#include "link/LibusbPort.h"
+#include "link/usb/LibusbPort.h"
 #include "output/CounterReport.h"
 #include "output/Signals.h"
 #include "output/Text.h"
@@ -160,8 +160,8 @@ void AddCamera(Pages& pages, const Context& context) {
     pages.Add(report);
     AddControls(pages, session);
     AddStream(pages, session);
-  } catch (const CliError& error) {
-    pages.Line(std::string(TextOf(error.Name())) + ": " + error.what());
+  } catch (const Failure& failure) {
+    pages.Line(std::string(TextOf(failure.Code())) + ": " + failure.what());
   }
 }
 

@@ -51,7 +51,7 @@ Json Object(const XmlKey& key) {
 
 void DemandPlace() {
   if (UserConfigDirectory().empty()) {
-    throw CliError(ErrorName::File, "there is no place for settings: set HOME or XDG_CONFIG_HOME");
+    throw CliError(Status::File, "there is no place for settings: set HOME or XDG_CONFIG_HOME");
   }
 }
 
@@ -71,7 +71,7 @@ ExitCode RunShow(const Context& context) {
   const std::string chosen = ChosenModel(context);
   std::string trouble;
   const std::vector<XmlKey> keys = ListXmlKeys(kSettingsFile, trouble);
-  if (!trouble.empty()) throw CliError(ErrorName::File, trouble);
+  if (!trouble.empty()) throw CliError(Status::File, trouble);
   Json models = Json::object();
   for (const XmlKey& key : keys) {
     if (!key.path.starts_with(kSettingsKeyPrefix)) continue;
@@ -109,7 +109,7 @@ ExitCode RunReset(const Context& context, const ResetOptions& options) {
   }
   const std::string key = all ? "software" : kSettingsKeyPrefix + model;
   std::string trouble;
-  if (!RemoveXmlKey(kSettingsFile, key, trouble)) throw CliError(ErrorName::File, trouble);
+  if (!RemoveXmlKey(kSettingsFile, key, trouble)) throw CliError(Status::File, trouble);
   return kExitOk;
 }
 

@@ -17,7 +17,7 @@
 
 #include "files/FileNames.h"
 #include "files/SafeFile.h"
-#include "image/BmpFile.h"
+#include "image/dark/BmpFile.h"
 #include "output/Text.h"
 #include "output/Units.h"
 #include "support/CheckSum.h"
@@ -34,7 +34,7 @@ constexpr std::size_t kLargestDescription = std::size_t{64} << 10;
 constexpr std::size_t kLargestDark = std::size_t{1} << 30;
 
 [[noreturn]] void NoDark(const std::string& path, const std::string& why) {
-  throw CliError(ErrorName::File, "'" + path + "' is no dark: " + why);
+  throw CliError(Status::File, "'" + path + "' is no dark: " + why);
 }
 
 template <class Header>
@@ -166,7 +166,7 @@ DarkFile MakeDarkFile(CModelCamera& camera, DarkDescription description) {
   append(GreyBmpPalette());
   {
     const std::scoped_lock lock(camera.DarkAccumMutex);
-    if (!camera.pDarkFull) throw CliError(ErrorName::State, "the camera has no dark");
+    if (!camera.pDarkFull) throw CliError(Status::State, "the camera has no dark");
     append(std::span<const std::uint8_t>(
         camera.pDarkFull.get(), static_cast<std::size_t>(dark.width) * static_cast<std::size_t>(dark.height)));
   }
@@ -179,7 +179,7 @@ DarkFile MakeDarkFile(CModelCamera& camera, DarkDescription description) {
 DarkFile ReadDarkFile(const std::string& path) {
   DarkFile dark;
   const int error = ReadWholeFile(path, kLargestDark, dark.bytes);
-  if (error != 0) throw CliError(ErrorName::File, "cannot read the dark '" + path + "': " + std::strerror(error));
+  if (error != 0) throw CliError(Status::File, "cannot read the dark '" + path + "': " + std::strerror(error));
   JudgeDark(path, dark);
   ReadDescription(path, dark);
   return dark;
@@ -187,7 +187,7 @@ DarkFile ReadDarkFile(const std::string& path) {
 
 void DemandGeometry(const CModelCamera& camera, const DarkFile& dark, const std::string& path) {
   if (dark.width == camera.iMaxWidth && dark.height == camera.iMaxHeight) return;
-  throw CliError(ErrorName::Range,
+  throw CliError(Status::Range,
                  Format("the dark '%s' has %d x %d pixels, the camera's sensor %d x %d", path.c_str(), dark.width,
                         dark.height, camera.iMaxWidth, camera.iMaxHeight));
 }

@@ -25,7 +25,7 @@ constexpr const char* kKeptName = "dark.bmp";
 constexpr const char* kChoiceName = "applied";  // holds the path of the dark, as it stands
 
 [[noreturn]] void Fail(const std::string& what, const std::string& path, int error) {
-  throw CliError(ErrorName::File, what + " '" + path + "': " + std::strerror(error));
+  throw CliError(Status::File, what + " '" + path + "': " + std::strerror(error));
 }
 
 }  // namespace
@@ -49,7 +49,7 @@ bool DarkStore::HasKept() const {
 
 void DarkStore::DemandPlace() const {
   if (directory_.empty()) {
-    throw CliError(ErrorName::File, "there is no place for darks: set HOME or XDG_STATE_HOME");
+    throw CliError(Status::File, "there is no place for darks: set HOME or XDG_STATE_HOME");
   }
   std::error_code error;
   fs::create_directories(directory_, error);
@@ -66,7 +66,7 @@ std::string DarkStore::Chosen() const {
   }
   std::string path{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
   if (file.bad() || path.empty() || path.front() != '/' || path.find('\0') != std::string::npos) {
-    throw CliError(ErrorName::File, "'" + choice_ + "' is damaged; choose again with orqcam dark use or dark off");
+    throw CliError(Status::File, "'" + choice_ + "' is damaged; choose again with orqcam dark use or dark off");
   }
   return path;
 }

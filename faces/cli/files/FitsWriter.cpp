@@ -67,7 +67,7 @@ class MemoryFits {
     if (status_ != 0) {
       char reason[FLEN_STATUS] = "";
       fits_get_errstatus(status_, reason);
-      throw CliError(ErrorName::File, std::string("cannot make the FITS file: ") + reason);
+      throw CliError(Status::File, std::string("cannot make the FITS file: ") + reason);
     }
     const auto* first = static_cast<const std::uint8_t*>(memory_);
     return {first, first + static_cast<std::size_t>(end)};

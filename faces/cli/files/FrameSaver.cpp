@@ -119,7 +119,7 @@ void FrameSaver::WriteRaw(const SavedFrame& names, const Frame& frame, std::uint
   Write(names.file, frame.bytes);
   try {
     Write(names.sidecar, DescribeRaw(frame, number, context_));
-  } catch (const CliError&) {
+  } catch (const Failure&) {
     unlink(names.file.c_str());  // pixels without their geometry are half a frame
     throw;
   }
@@ -141,9 +141,9 @@ SavedFrame FrameSaver::Save(const Frame& frame, std::uint64_t number) const {
   if (names.companion.empty()) return names;
   try {
     Write(names.companion, EncodePreview(frame));
-  } catch (const CliError& error) {
+  } catch (const Failure& failure) {
     names.companion.clear();
-    names.trouble = error.what();
+    names.trouble = failure.what();
   }
   return names;
 }

@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "files/Stretch.h"
-#include "image/Algorithm.h"
+#include "image/frame/Algorithm.h"
 #include "output/ExitCodes.h"
 
 namespace orq::cli {
@@ -81,7 +81,7 @@ std::vector<std::uint8_t> Encode(const std::vector<std::uint8_t>& samples, int w
   std::vector<std::uint8_t> png(PNG_IMAGE_PNG_SIZE_MAX(image));
   png_alloc_size_t bytes = png.size();
   if (png_image_write_to_memory(&image, png.data(), &bytes, 0, samples.data(), 0, nullptr) == 0) {
-    throw CliError(ErrorName::File, std::string("cannot make the PNG file: ") + image.message);
+    throw CliError(Status::File, std::string("cannot make the PNG file: ") + image.message);
   }
   png.resize(bytes);
   return png;

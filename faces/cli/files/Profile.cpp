@@ -78,14 +78,14 @@ double ParseNumber(const Field& field, std::string_view text) {
 }
 
 [[noreturn]] void Damaged(const std::string& path, const std::string& why) {
-  throw CliError(ErrorName::File, "the profile '" + path + "' cannot be used: " + why +
-                                      "; correct it, or start anew with orqcam profile clear");
+  throw CliError(Status::File, "the profile '" + path + "' cannot be used: " + why +
+                                   "; correct it, or start anew with orqcam profile clear");
 }
 
 std::string DemandPath() {
   std::string path = Profile::Path();
   if (path.empty()) {
-    throw CliError(ErrorName::File, "there is no place for a profile: set HOME or XDG_CONFIG_HOME");
+    throw CliError(Status::File, "there is no place for a profile: set HOME or XDG_CONFIG_HOME");
   }
   return path;
 }
@@ -104,7 +104,7 @@ Profile Profile::Load() {
   std::vector<std::uint8_t> bytes;
   const int error = ReadWholeFile(path, kLargestFile, bytes);
   if (error == ENOENT || error == ENOTDIR) return profile;
-  if (error != 0) throw CliError(ErrorName::File, "cannot read '" + path + "': " + std::strerror(error));
+  if (error != 0) throw CliError(Status::File, "cannot read '" + path + "': " + std::strerror(error));
   const Json json = Json::parse(bytes, nullptr, false);
   if (!json.is_object()) Damaged(path, "it is no JSON object");
   for (const auto& [key, value] : json.items()) {
@@ -120,7 +120,7 @@ Profile Profile::Load() {
       if (!value.is_string()) Damaged(path, key + " is no text");
       try {
         CheckTextValue(value.get<std::string>(), key);
-      } catch (const CliError& reason) {
+      } catch (const Failure& reason) {
         Damaged(path, reason.what());
       }
       kept = value.get<std::string>();
@@ -144,7 +144,7 @@ void Profile::Save() const {
 void Profile::Remove() {
   const std::string path = DemandPath();
   if (unlink(path.c_str()) == 0 || errno == ENOENT || errno == ENOTDIR) return;
-  throw CliError(ErrorName::File, "cannot remove '" + path + "': " + std::strerror(errno));
+  throw CliError(Status::File, "cannot remove '" + path + "': " + std::strerror(errno));
 }
 
 void Profile::Set(std::string_view word) {

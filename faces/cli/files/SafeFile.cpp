@@ -38,7 +38,7 @@ const char* Advice(int error) {
 }
 
 [[noreturn]] void Fail(const std::string& path, int error) {
-  throw CliError(ErrorName::File, "cannot write '" + path + "': " + std::strerror(error) + Advice(error));
+  throw CliError(Status::File, "cannot write '" + path + "': " + std::strerror(error) + Advice(error));
 }
 
 void CheckDirectory(const std::string& path, const std::string& directory) {
@@ -59,7 +59,7 @@ void WriteWholeFile(const std::string& path, std::span<const std::uint8_t> bytes
 
 void CannotWrite(const std::string& path, int error) {
   const std::string what = "cannot write '" + path + "': " + std::strerror(error);
-  throw CliError(ErrorName::File, error == EEXIST ? what + "; give another name, or --overwrite" : what);
+  throw CliError(Status::File, error == EEXIST ? what + "; give another name, or --overwrite" : what);
 }
 
 void DemandWritable(const std::string& path, Existing existing) {

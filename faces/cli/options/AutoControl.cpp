@@ -88,7 +88,7 @@ AutoControl::AutoControl(Session& session, const AutoSettings& settings)
       before_{session.Camera().AutoExp, session.Camera().AutoGain, session.Camera().autoWB} {
   CModelCamera& camera = session.Camera();
   if (settings.whiteBalance && camera.bIsColor == 0) {
-    throw CliError(ErrorName::Unsupported, "--auto-wb needs a colour camera");
+    throw CliError(Status::Unsupported, "--auto-wb needs a colour camera");
   }
   if (settings.target) {
     Write(session, ORQ_AUTO_EXP_TARGET_BRIGHTNESS, {ParseInteger(*settings.target, "--auto-target"), false});
@@ -102,7 +102,7 @@ AutoControl::AutoControl(Session& session, const AutoSettings& settings)
   const bool colours = camera.bIsColor != 0 && camera.autoWB != 0;
   if (camera.AutoExp == 0 && camera.AutoGain == 0 && !colours) return;
   if (camera.StartAutoControlThr() == 0)
-    throw CliError(ErrorName::Internal, "automatic control could not be started");
+    throw CliError(Status::Internal, "automatic control could not be started");
   runs_ = true;
 }
 
@@ -139,7 +139,7 @@ void AutoControl::Settle(VideoShooter& shooter) {
   Frame frame;
   while (!AtRest()) {
     if (Clock::now() - start > limit) {
-      throw CliError(ErrorName::Timeout,
+      throw CliError(Status::Timeout,
                      Format("automatic control has not settled after %g s: %s; allow it more time with %s",
                             timeoutSeconds_, Values(Read()).c_str(), kTimeoutOption));
     }
@@ -149,13 +149,13 @@ void AutoControl::Settle(VideoShooter& shooter) {
       case ShotResult::Failed:
         break;
       case ShotResult::Ended:
-        throw CliError(ErrorName::Refused, shooter.Reason());
+        throw CliError(Status::Refused, shooter.Reason());
       case ShotResult::Lost:
         throw CliError(kExitCameraLost, "the camera was lost; check its cable");
       case ShotResult::Interrupted:
         break;
     }
-    if (StopRequested()) throw CliError(ErrorName::Cancelled, "interrupted before automatic control had settled");
+    if (StopRequested()) throw CliError(Status::Cancelled, "interrupted before automatic control had settled");
   }
   const AutoReading now = Read();
   if (now.mean == 0 || std::abs(now.mean - now.target) <= ToleranceOf(now.target)) return;

@@ -54,7 +54,7 @@ std::string LateText(CModelCamera& camera, const std::optional<double>& celsius,
 }  // namespace
 
 void DemandCooler(Session& session) {
-  if (!session.Model().cooled) throw CliError(ErrorName::Unsupported, "this camera has no cooler");
+  if (!session.Model().cooled) throw CliError(Status::Unsupported, "this camera has no cooler");
 }
 
 void StartCooler(Session& session, const std::optional<std::string>& target, bool keep) {
@@ -76,16 +76,16 @@ void AwaitTarget(Session& session, double seconds) {
   for (int steady = 0;;) {
     const std::optional<double> celsius = SensorCelsius(camera);
     if (camera.DeviceLost()) session.Fail("cannot cool the sensor");
-    if (!IsOn(camera)) throw CliError(ErrorName::Refused, "the cooler has stopped: " + camera.CoolerTrouble());
+    if (!IsOn(camera)) throw CliError(Status::Refused, "the cooler has stopped: " + camera.CoolerTrouble());
     steady = celsius && std::abs(*celsius - target) <= kSettledWithin + kHundredth ? steady + 1 : 0;
     if (steady == kSteadyReadings) return;
-    if (camera.CoolerReach()) throw CliError(ErrorName::Range, camera.CoolerTrouble());
+    if (camera.CoolerReach()) throw CliError(Status::Range, camera.CoolerTrouble());
     const double passed = Seconds(Clock::now() - start).count();
-    if (passed > seconds) throw CliError(ErrorName::Timeout, LateText(camera, celsius, seconds));
+    if (passed > seconds) throw CliError(Status::Timeout, LateText(camera, celsius, seconds));
     line.Show(Format("cooling: %s, target %g C, power %.0f %%, %.0f s", Celsius(celsius).c_str(), target,
                      static_cast<double>(camera.coolPowerPerc), passed));
     if (WaitForStop(std::chrono::ceil<std::chrono::milliseconds>(period))) {
-      throw CliError(ErrorName::Cancelled, Format("interrupted before the sensor reached %g C", target));
+      throw CliError(Status::Cancelled, Format("interrupted before the sensor reached %g C", target));
     }
   }
 }
@@ -108,13 +108,13 @@ void WarmUp(Session& session, double seconds) {
     idle = power <= kHardlyAnyPower || warm ? idle + 1 : 0;
     const double passed = Seconds(Clock::now() - start).count();
     if (passed > seconds) {
-      throw CliError(ErrorName::Timeout,
+      throw CliError(Status::Timeout,
                      Format("after %g s the sensor is at %s and still warms up; allow it more time", seconds,
                             Celsius(celsius).c_str()));
     }
     line.Show(Format("warming up: %s, power %.0f %%, %.0f s", Celsius(celsius).c_str(), power, passed));
     if (WaitForStop(std::chrono::ceil<std::chrono::milliseconds>(period))) {
-      throw CliError(ErrorName::Cancelled, "interrupted while the sensor warmed up: the cooler goes off at once");
+      throw CliError(Status::Cancelled, "interrupted while the sensor warmed up: the cooler goes off at once");
     }
   }
   SwitchCoolerOff(session);

@@ -6,7 +6,7 @@
 
 #include "camera/Climate.h"
 #include "files/DarkStore.h"
-#include "image/DarkImage.h"
+#include "image/dark/DarkImage.h"
 #include "output/Text.h"
 #include "output/Units.h"
 
@@ -103,13 +103,13 @@ void Corrections::UseDark(const std::string& path) {
   try {
     dark = ReadDarkFile(path);
     DemandGeometry(camera, dark, path);
-  } catch (const CliError& error) {
-    throw CliError(error.Code(), std::string(error.what()) + "; give another one with --dark, or --no-dark");
+  } catch (const Failure& failure) {
+    throw Failure(failure.Code(), std::string(failure.what()) + "; give another one with --dark, or --no-dark");
   }
   if (!dark.trouble.empty()) Complain(dark.trouble);
   const QuietBelow quiet;
   if (camera.LoadBMPFromFile(path.c_str()) != kDarkLoaded) {
-    throw CliError(ErrorName::File, "cannot load the dark '" + path + "'");
+    throw CliError(Status::File, "cannot load the dark '" + path + "'");
   }
   name_ = std::filesystem::path(path).filename().string();
   description_ = std::move(dark.description);

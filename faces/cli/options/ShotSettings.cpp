@@ -4,7 +4,7 @@
 
 #include "camera/ControlAccess.h"
 #include "files/Frame.h"
-#include "image/TimeMark.h"
+#include "image/timemark/TimeMark.h"
 #include "output/Text.h"
 #include "output/Units.h"
 
@@ -73,8 +73,8 @@ void ApplyRegion(Session& session, const ShotSettings& settings) {
   if (!inside) {
     const std::string asked =
         settings.region.empty() ? "--center " + settings.center : "--region " + settings.region;
-    throw CliError(ErrorName::Range, Format("%s does not lie on the sensor: stay within its %d x %d pixels",
-                                            asked.c_str(), model.maxWidth, model.maxHeight));
+    throw CliError(Status::Range, Format("%s does not lie on the sensor: stay within its %d x %d pixels",
+                                         asked.c_str(), model.maxWidth, model.maxHeight));
   }
   FrameRegion request;
   request.startX = wanted.x;
@@ -87,7 +87,7 @@ void ApplyRegion(Session& session, const ShotSettings& settings) {
   std::string reason;
   if (!session.Camera().SetRegion(request, applied, reason)) {
     if (session.Camera().DeviceLost()) session.Fail("cannot set the region");
-    throw CliError(ErrorName::Range, reason);
+    throw CliError(Status::Range, reason);
   }
   const bool asked = !settings.region.empty() || !settings.center.empty();
   if (asked && Covered(applied) != wanted) {
@@ -97,7 +97,7 @@ void ApplyRegion(Session& session, const ShotSettings& settings) {
         "region %s is not on the camera's grid (width in steps of %d, height of %d output pixels, start "
         "of %d and %d sensor pixels): ",
         RegionText(wanted).c_str(), rules.widthStep, rules.heightStep, rules.startXStep, rules.startYStep);
-    if (session.Strict()) throw CliError(ErrorName::Range, text + "the nearest is " + nearest);
+    if (session.Strict()) throw CliError(Status::Range, text + "the nearest is " + nearest);
     Complain(text + "using " + nearest);
   }
 }
@@ -111,11 +111,11 @@ void ApplyTimeMark(Session& session, bool wanted) {
   if (!wanted) return;
   const FrameRegion region = session.Camera().Region();
   if (region.format == ORQ_IMG_RAW16) {
-    throw CliError(ErrorName::Unsupported, "a time mark needs an 8-bit format: add -f raw8, y8 or rgb24");
+    throw CliError(Status::Unsupported, "a time mark needs an 8-bit format: add -f raw8, y8 or rgb24");
   }
   if (region.width < kMarkLeastWidth || region.height < kMarkLeastHeight) {
-    throw CliError(ErrorName::Range, Format("a time mark needs frames of at least %d x %d pixels", kMarkLeastWidth,
-                                            kMarkLeastHeight));
+    throw CliError(Status::Range, Format("a time mark needs frames of at least %d x %d pixels", kMarkLeastWidth,
+                                         kMarkLeastHeight));
   }
   session.Camera().SetTimeMark(true);
 }

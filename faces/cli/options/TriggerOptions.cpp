@@ -110,12 +110,12 @@ void TriggerOptions::Apply(Session& session) const {
   const CAM_MODE wanted = Mode();
   if (std::find(offered.begin(), offered.end(), wanted) == offered.end() ||
       camera.SetCameraMode(wanted) != MODE_OK) {
-    throw CliError(ErrorName::Unsupported, std::string("the camera does not offer mode ") + kModes[wanted].name +
-                                               "; it offers " + NamesOf(offered));
+    throw CliError(Status::Unsupported, std::string("the camera does not offer mode ") + kModes[wanted].name +
+                                            "; it offers " + NamesOf(offered));
   }
   for (std::size_t i = 0; i < std::size(outputs); ++i) {
     if (outputs[i].empty()) continue;
-    if (camera.supportTrigger == 0) throw CliError(ErrorName::Unsupported, "the camera has no trigger outputs");
+    if (camera.supportTrigger == 0) throw CliError(Status::Unsupported, "the camera has no trigger outputs");
     const TriggerPulse pulse = ParsePulse(outputs[i], kOutputNames[i]);
     camera.SetTrigOutPinConf(static_cast<Trig_Output_Pin>(i), pulse.high, pulse.delayUs, pulse.lengthUs);
   }

@@ -1,7 +1,7 @@
 // The counters of a stream, for people and programs.
 #pragma once
 
-#include "link/StreamCounters.h"
+#include "link/stream/StreamCounters.h"
 #include "output/Output.h"
 
 namespace orq::cli {

@@ -2,51 +2,78 @@
 
 namespace orq::cli {
 
-const char* TextOf(ErrorName name) {
-  switch (name) {
-    case ErrorName::Invalid:
+namespace {
+
+Status StatusOf(ExitCode code) {
+  switch (code) {
+    case kExitUsage:
+      return Status::Invalid;
+    case kExitNoCamera:
+      return Status::NotFound;
+    case kExitCameraLost:
+      return Status::Lost;
+    default:
+      return Status::State;
+  }
+}
+
+ExitCode ExitCodeOf(Status status) {
+  switch (status) {
+    case Status::Invalid:
+      return kExitUsage;
+    case Status::Lost:
+      return kExitCameraLost;
+    default:
+      return kExitFailed;
+  }
+}
+
+}  // namespace
+
+const char* TextOf(Status status) {
+  switch (status) {
+    case Status::Ok:
+      return "ok";
+    case Status::Invalid:
       return "invalid";
-    case ErrorName::NotFound:
+    case Status::NotFound:
       return "not-found";
-    case ErrorName::Permission:
+    case Status::Permission:
       return "permission";
-    case ErrorName::Busy:
+    case Status::Busy:
       return "busy";
-    case ErrorName::Lost:
+    case Status::Lost:
       return "lost";
-    case ErrorName::Timeout:
+    case Status::Timeout:
       return "timeout";
-    case ErrorName::Cancelled:
+    case Status::Cancelled:
       return "cancelled";
-    case ErrorName::Unsupported:
+    case Status::Unsupported:
       return "unsupported";
-    case ErrorName::Refused:
+    case Status::Refused:
       return "refused";
-    case ErrorName::State:
+    case Status::State:
       return "state";
-    case ErrorName::Range:
+    case Status::Range:
       return "range";
-    case ErrorName::File:
+    case Status::File:
       return "file";
-    case ErrorName::Memory:
+    case Status::Memory:
       return "memory";
-    case ErrorName::Internal:
+    case Status::Internal:
       break;
   }
   return "internal";
 }
 
-ErrorName CliError::NameOf(ExitCode code) {
-  switch (code) {
-    case kExitUsage:
-      return ErrorName::Invalid;
-    case kExitNoCamera:
-      return ErrorName::NotFound;
-    case kExitCameraLost:
-      return ErrorName::Lost;
-    default:
-      return ErrorName::State;
-  }
+CliError::CliError(ExitCode code, const std::string& message) : Failure(StatusOf(code), message), exit_(code) {}
+
+CliError::CliError(Status status, const std::string& message)
+    : Failure(status, message), exit_(ExitCodeOf(status)) {}
+
+ExitCode ExitCodeOf(const Failure& failure) {
+  const auto* const own = dynamic_cast<const CliError*>(&failure);
+  return own != nullptr ? own->Exit() : ExitCodeOf(failure.Code());
 }
 
 }  // namespace orq::cli

@@ -1,10 +1,13 @@
 // How a run of orqcam ends.
 #pragma once
 
-#include <stdexcept>
 #include <string>
 
+#include "session/Failure.h"
+
 namespace orq::cli {
+
+using namespace session;  // the services that the commands are made of
 
 enum ExitCode : int {
   kExitOk = 0,
@@ -14,43 +17,23 @@ enum ExitCode : int {
   kExitCameraLost = 4,  ///< the camera vanished while in use
 };
 
-/// What kind of failure it was, for programs: each means one thing to do. The names are stable.
-enum class ErrorName {
-  Invalid,      ///< "invalid": the command line is wrong
-  NotFound,     ///< "not-found": no such camera, or nothing of what was asked for
-  Permission,   ///< "permission": the camera may not be opened
-  Busy,         ///< "busy": another program has the camera
-  Lost,         ///< "lost": the camera vanished while in use
-  Timeout,      ///< "timeout": what was waited for did not come
-  Cancelled,    ///< "cancelled": interrupted, or the question was answered with no
-  Unsupported,  ///< "unsupported": not with this camera
-  Refused,      ///< "refused": the camera refused, or what it sent was no good
-  State,        ///< "state": not as things are now
-  Range,        ///< "range": beyond a limit
-  File,         ///< "file": something cannot be read or written
-  Memory,       ///< "memory": none left
-  Internal,     ///< "internal": a fault of the program's own
-};
-/// As programs read it.
-const char* TextOf(ErrorName name);
+/// A status as programs read it. The names are stable.
+const char* TextOf(Status status);
 
-/// Ends the command: one line that says what is wrong and what to do, the exit code, and the failure's name.
-class CliError : public std::runtime_error {
+/// A failure of the command line's own; with an exit code that says more than the status, where there is one.
+class CliError : public Failure {
  public:
-  /// Named after the code: a wrong command line, no such camera, lost; else "state".
-  CliError(ExitCode code, const std::string& message) : CliError(code, NameOf(code), message) {}
-  /// The operation failed, or the camera was lost.
-  CliError(ErrorName name, const std::string& message)
-      : CliError(name == ErrorName::Lost ? kExitCameraLost : kExitFailed, name, message) {}
-  CliError(ExitCode code, ErrorName name, const std::string& message)
-      : std::runtime_error(message), code_(code), name_(name) {}
-  ExitCode Code() const { return code_; }
-  ErrorName Name() const { return name_; }
+  /// A wrong command line, no such camera, lost; any other is a matter of how things are now (`Status::State`).
+  CliError(ExitCode code, const std::string& message);
+  /// With the exit code of such a failure.
+  CliError(Status status, const std::string& message);
+  ExitCode Exit() const { return exit_; }
 
  private:
-  static ErrorName NameOf(ExitCode code);
-  ExitCode code_;
-  ErrorName name_;
+  ExitCode exit_;
 };
+
+/// What a failure ends the command with: a wrong argument was on the command line, a lost camera is lost.
+ExitCode ExitCodeOf(const Failure& failure);
 
 }  // namespace orq::cli

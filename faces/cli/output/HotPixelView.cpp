@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "files/PngPreview.h"
-#include "image/BmpFile.h"
-#include "image/HotPixelTable.h"
+#include "image/dark/BmpFile.h"
+#include "image/hotpixels/HotPixelTable.h"
 #include "output/Text.h"
 
 namespace orq::cli {

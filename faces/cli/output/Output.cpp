@@ -101,7 +101,7 @@ void Output::Flush() {
     if (count < 0 && errno == EINTR) continue;
     if (count <= 0) {
       failed_ = true;
-      throw CliError(ErrorName::File, std::string("cannot write to standard output: ") + std::strerror(errno));
+      throw CliError(Status::File, std::string("cannot write to standard output: ") + std::strerror(errno));
     }
     done += static_cast<std::size_t>(count);
   }
@@ -172,12 +172,12 @@ void Complain(std::string_view message) {
   }
 }
 
-void ComplainLast(const CliError& error) {
+void ComplainLast(const Failure& failure) {
   if (g_speaksJson) {
-    const int code = error.Code();
-    WriteError(OneLine({{"error", TextOf(error.Name())}, {"message", error.what()}, {"exit_code", code}}));
+    const int code = ExitCodeOf(failure);
+    WriteError(OneLine({{"error", TextOf(failure.Code())}, {"message", failure.what()}, {"exit_code", code}}));
   } else {
-    WriteError(Shown(error.what()));
+    WriteError(Shown(failure.what()));
   }
 }
 

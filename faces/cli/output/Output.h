@@ -77,7 +77,7 @@ void PrintTable(Output& out, const Table& table);
 /// One line for people, on standard error; for programs (`SpeakJson`) the object {"warning": message}.
 void Complain(std::string_view message);
 /// Why the run ends: a line like the above, or the object {"error": name, "message": ..., "exit_code": ...}.
-void ComplainLast(const CliError& error);
+void ComplainLast(const Failure& failure);
 /// From now on standard error speaks to programs. Before any thread is started.
 void SpeakJson();
 

@@ -53,7 +53,7 @@ void WatchEvery(const WatchLimits& limits, const std::function<bool()>& read) {
     const auto due =
         start + std::chrono::duration_cast<Clock::duration>(limits.interval * static_cast<double>(taken));
     if (SleepUntil(due) && read()) continue;
-    if (limits.count != 0) throw CliError(ErrorName::Cancelled, "interrupted");
+    if (limits.count != 0) throw CliError(Status::Cancelled, "interrupted");
     return;
   }
 }

@@ -4,9 +4,9 @@
 #include <cmath>
 
 #include "controls/ModelQuirks.h"
-#include "image/Algorithm.h"
-#include "link/StreamEngine.h"
+#include "image/frame/Algorithm.h"
 #include "link/WireProtocol.h"
+#include "link/stream/StreamEngine.h"
 
 namespace orq {
 namespace {

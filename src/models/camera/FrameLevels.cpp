@@ -4,8 +4,8 @@
 #include <cmath>
 
 #include "controls/ElectronsPerAdu.h"
-#include "image/FrameKernels.h"
-#include "image/Gamma.h"
+#include "image/frame/FrameKernels.h"
+#include "image/frame/Gamma.h"
 
 namespace orq {
 namespace {

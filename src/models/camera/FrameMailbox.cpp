@@ -5,7 +5,7 @@
 #include <cstring>
 #include <utility>
 
-#include "image/FrameKernels.h"
+#include "image/frame/FrameKernels.h"
 
 namespace orq {
 
@@ -42,7 +42,9 @@ void FrameMailbox::Publish(const FrameInfo& info) {
   if (!work_) return;
   {
     const MutexLock lock(mutex_);
-    work_->Describe(info, ++published_);
+    if (muted_) return;
+    work_->Describe(info, ++published_, origin_);
+    lastPublished_ = info;
     Put(own_, work_);
     for (const auto& reader : readers_) Put(*reader, work_);
     Ring();
@@ -168,6 +170,11 @@ void FrameMailbox::Await(int waitMs, const std::function<bool()>& done) {
   lock.WaitFor(changed_, std::chrono::milliseconds(waitMs), done);
 }
 
+void FrameMailbox::Ask(const std::function<void()>& question) const {
+  const MutexLock lock(mutex_);
+  question();
+}
+
 void FrameMailbox::Notify(const std::function<void()>& change) {
   {
     const MutexLock lock(mutex_);
@@ -186,10 +193,26 @@ void FrameMailbox::DiscardIf(const std::function<bool()>& stale) {
   if (stale()) DropNewest();
 }
 
+void FrameMailbox::Mute(bool on) {
+  const MutexLock lock(mutex_);
+  muted_ = on;
+  if (on) DropNewest();
+}
+
+void FrameMailbox::SetOrigin(std::shared_ptr<const void> origin) {
+  const MutexLock lock(mutex_);
+  origin_ = std::move(origin);
+}
+
 void FrameMailbox::SetDoorbell(std::function<void(bool)> doorbell) {
   const MutexLock lock(mutex_);
   doorbell_ = std::move(doorbell);
   Ring();
+}
+
+FrameInfo FrameMailbox::LastPublished() const {
+  const MutexLock lock(mutex_);
+  return lastPublished_;
 }
 
 FrameInfo FrameMailbox::LastFetched() const {

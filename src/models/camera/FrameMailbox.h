@@ -11,7 +11,7 @@
 
 #include "models/camera/FramePool.h"
 #include "models/camera/FrameTypes.h"
-#include "support/Mutex.h"
+#include "support/threads/Mutex.h"
 
 namespace orq {
 
@@ -87,23 +87,31 @@ class FrameMailbox {
   /// Waits up to `waitMs` until `done`, which is asked under the mailbox's lock, at first and after every
   /// `Notify`.
   void Await(int waitMs, const std::function<bool()>& done);
+  /// Runs `question` under the mailbox's lock.
+  void Ask(const std::function<void()>& question) const;
   /// Runs `change` under the mailbox's lock and wakes all readers.
   void Notify(const std::function<void()>& change);
   /// Drops frames that wait for readers of the newest one.
   void Discard();
   /// Drops them when `stale` says so, which is asked with the lock held.
   void DiscardIf(const std::function<bool()>& stale);
+  /// While muted, frames are left out, and those that wait for readers of the newest one are dropped.
+  void Mute(bool on);
+  /// Goes with every frame that is published from now on.
+  void SetOrigin(std::shared_ptr<const void> origin);
   /// Called with the lock held whenever the default reader's frame comes or goes: whether one waits. Empty: nobody
   /// is called.
   void SetDoorbell(std::function<void(bool waits)> doorbell);
 
-  /// Facts of the frame that the default reader fetched last.
+  /// Facts of the frame that was published last, and of the one that the default reader fetched last.
+  FrameInfo LastPublished() const;
   FrameInfo LastFetched() const;
   /// Frames replaced before the default reader fetched them, and frames that found no memory, since `ResetCounts`.
   std::uint64_t Overwritten() const;
   std::uint64_t NoBuffer() const;
   void ResetCounts();
 
+  FramePool& Pool() { return *pool_; }
   const FramePool& Pool() const { return *pool_; }
 
  private:
@@ -124,6 +132,9 @@ class FrameMailbox {
   FrameReader own_ ORQ_GUARDED_BY(mutex_){ReadMode::Newest, 1};
   std::vector<std::shared_ptr<FrameReader>> readers_ ORQ_GUARDED_BY(mutex_);
   std::function<void(bool)> doorbell_ ORQ_GUARDED_BY(mutex_);
+  bool muted_ ORQ_GUARDED_BY(mutex_) = false;
+  std::shared_ptr<const void> origin_ ORQ_GUARDED_BY(mutex_);
+  FrameInfo lastPublished_ ORQ_GUARDED_BY(mutex_);
   FrameInfo lastFetched_ ORQ_GUARDED_BY(mutex_);
   std::uint64_t published_ ORQ_GUARDED_BY(mutex_) = 0;
   std::uint64_t noBuffer_ ORQ_GUARDED_BY(mutex_) = 0;

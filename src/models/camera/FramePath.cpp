@@ -5,9 +5,9 @@
 #include <cassert>
 #include <utility>
 
-#include "image/Flip.h"
-#include "image/FrameKernels.h"
-#include "image/HostBin.h"
+#include "image/frame/Flip.h"
+#include "image/frame/FrameKernels.h"
+#include "image/frame/HostBin.h"
 
 namespace orq {
 namespace {

@@ -6,7 +6,7 @@
 #include <mutex>
 #include <span>
 
-#include "image/Algorithm.h"
+#include "image/frame/Algorithm.h"
 #include "models/camera/FrameGeometry.h"
 #include "models/camera/FrameTypes.h"
 

@@ -55,6 +55,7 @@ bool FramePool::MakeRoom(std::size_t bytes) {
 
 void FramePool::TakeBack(SharedFrame* frame) {
   std::unique_ptr<SharedFrame> owned(frame);
+  owned->origin_.reset();
   const MutexLock lock(mutex_);
   if (bytes_ > limit_) {
     bytes_ -= owned->capacity_;

@@ -10,11 +10,14 @@
 #include <vector>
 
 #include "models/camera/FrameTypes.h"
-#include "support/Mutex.h"
+#include "support/threads/Mutex.h"
 
 namespace orq {
 
 class FramePool;
+
+/// What every frame begins with, so that a pointer from outside can be told from one to something else.
+inline constexpr std::uint32_t kFrameMark = 0x4D415246;
 
 /// A frame's pixels and what is known about them. Filled by one thread, then published and shared by any number of
 /// holders that only read. Its memory goes back to its pool when the last one lets go, also when nobody else knows
@@ -24,9 +27,12 @@ class SharedFrame {
   SharedFrame(const SharedFrame&) = delete;
   SharedFrame& operator=(const SharedFrame&) = delete;
 
+  std::uint32_t Mark() const { return mark_; }
   std::span<const std::uint8_t> Pixels() const { return {bytes_.get(), size_}; }
   const FrameInfo& Info() const { return info_; }
   std::uint64_t Number() const { return number_; }  ///< of the frames that were published, from 1
+  /// What whoever opened the camera wants to find with its frames (`FrameMailbox::SetOrigin`); may be null.
+  const std::shared_ptr<const void>& Origin() const { return origin_; }
 
   /// Before it is published.
   std::span<std::uint8_t> Room() { return {bytes_.get(), size_}; }
@@ -36,9 +42,10 @@ class SharedFrame {
     bytes_.swap(bytes);
     return true;
   }
-  void Describe(const FrameInfo& info, std::uint64_t number) {
+  void Describe(const FrameInfo& info, std::uint64_t number, const std::shared_ptr<const void>& origin) {
     info_ = info;
     number_ = number;
+    origin_ = origin;
   }
 
   void Retain() { holders_.fetch_add(1, std::memory_order_relaxed); }
@@ -50,11 +57,13 @@ class SharedFrame {
   explicit SharedFrame(std::size_t capacity);
   ~SharedFrame() = default;
 
+  const std::uint32_t mark_ = kFrameMark;  // first
   const std::size_t capacity_;
   std::unique_ptr<std::uint8_t[]> bytes_;
   std::size_t size_ = 0;
   FrameInfo info_;
   std::uint64_t number_ = 0;
+  std::shared_ptr<const void> origin_;
   std::atomic<std::uint32_t> holders_{0};
   std::shared_ptr<FramePool> home_;  ///< while somebody holds it
 };

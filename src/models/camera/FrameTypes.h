@@ -70,6 +70,15 @@ struct PixelLevels {
   std::optional<double> saturated;
 };
 
+/// What the camera's own instruments said about when a frame was taken; empty where they did not, or were not
+/// asked.
+struct FrameReadings {
+  std::optional<float> sensorC;       ///< temperature of the sensor, degrees Celsius
+  std::optional<int> targetC;         ///< of the cooler, while that is on
+  std::optional<int> coolerPower;     ///< percent of the full drive, of cooled cameras
+  std::optional<int> realExposureMs;  ///< as the camera measured it; of single exposures from 1 s on
+};
+
 /// What is known about a delivered frame. The settings are those the frame was taken with.
 struct FrameInfo {
   FrameRegion region;
@@ -100,6 +109,9 @@ struct FrameInfo {
   int gamma = 50;          ///< brightness curve that was applied; 50: none
   bool highSpeed = false;  ///< read out in the fast mode
   PixelLevels levels;
+  bool darkSubtracted = false;
+  bool hotPixelsRepaired = false;
+  FrameReadings readings;
 };
 
 }  // namespace orq

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "camera/CameraBase.h"
+#include "models/camera/FrameMailbox.h"
 #include "models/camera/FrameTypes.h"
 #include "models/cooling/Cooler.h"
 #include "models/table/ModelData.h"
@@ -124,6 +125,21 @@ class CModelCamera : public CCameraBase {
   /// when `size` is too small (the frame stays). Frames that are not fetched before the next one are replaced and
   /// counted. A finished single exposure stays until it is fetched or the next capture starts. Any-thread.
   int GetFrame(unsigned char* buffer, int size, int waitMs, FrameInfo& info);
+  /// The same without a copy, for `reader` (null: the default one, which GetFrame uses), as long as `goOn` says
+  /// yes, which is asked like the mailbox's `mayCome`. Any-thread.
+  FrameMailbox::Result AwaitFrame(FrameReader* reader, int waitMs, const std::function<bool()>& goOn,
+                                  FramePtr& frame);
+  /// Frames for further readers, and the memory that all frames live in. Any-thread.
+  FrameMailbox& Mailbox();
+  /// True from a capture's start until it has handed over its last frame, said why there is none, or been stopped.
+  /// Any-thread.
+  bool IsCapturing();
+  /// Called by the worker of every capture that ends, whatever the reason, once `IsCapturing` says so. Set while
+  /// no capture runs; must not call the camera.
+  void OnCaptureEnd(std::function<void()> hook);
+  /// Whether the instruments are read for a single exposure's frame before it is delivered (some short requests),
+  /// and for a video's once a second. Off at first. Any-thread.
+  void ReadWithFrames(bool on);
 
   /// Waits up to `waitMs` until the capture in a trigger mode listens: triggers before that are lost. False on
   /// time-out, and as soon as no such capture runs. Any-thread.
@@ -163,8 +179,10 @@ class CModelCamera : public CCameraBase {
   void MoveGpsLines();
   void FollowCadence(std::uint32_t latch, const TimesOf& timesOf, FrameInfo& info);
   bool IsDeliveredRaw(const FrameInfo& info) const;
+  void TakeReadings(FrameInfo& info);
   void CorrectFrame();
   double DarkExcess();
+  bool IsDarkTaken();
   bool IsOfCurrentSettings(const FrameInfo& info, int wbRed, int wbBlue) const;
   bool AutoCopyDue(const FrameInfo& info, int wbRed, int wbBlue);
   void OpenAutoGate(const FrameInfo& info, int wbRed, int wbBlue);

@@ -2,10 +2,11 @@
 #include <algorithm>
 #include <chrono>
 #include <new>
+#include <utility>
 
 #include "controls/ElectronsPerAdu.h"
-#include "image/DarkImage.h"
-#include "image/TimeMark.h"
+#include "image/dark/DarkImage.h"
+#include "image/timemark/TimeMark.h"
 #include "link/WireProtocol.h"
 #include "models/camera/FrameLevels.h"
 #include "models/camera/FramePath.h"
@@ -128,6 +129,7 @@ void CModelCamera::Capture(bool* running, bool triggered) {
       expStatus = end == StreamEnd::Failed || snap ? ExpFailed : ExpIdle;
     }
   });
+  if (worker.captureEnded) worker.captureEnded();
 }
 
 // Until the capture is to stop, a single exposure's frame is ready in the mailbox's work buffer (its facts in
@@ -159,6 +161,7 @@ CModelCamera::StreamEnd CModelCamera::DeliverFrames(bool* running, bool triggere
     CloseAutoGate();  // what automatic control has seen is of another capture
   }
   worker.stampedAt = Clock::time_point{};
+  worker.readAt = Clock::time_point{};
   if (worker.gps) worker.gps->Begin();  // before an exposure takes up the lines
   worker.cadence.Begin();
   if (!StartStream(*ring, format)) {
@@ -247,6 +250,7 @@ bool CModelCamera::PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info) {
                                    info.flipVertical, info.region.width, info.region.height));
   }
   StampFrame(frame, header->gpsLatch, mono, info);
+  TakeReadings(info);
 
   const int red = WB_Red;
   const int blue = WB_Blue;
@@ -281,6 +285,8 @@ bool CModelCamera::PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info) {
   ToHostOrder(worker.setup, pImgBuf.get());
   CorrectFrame();
   treatment.darkExcess = DarkExcess();
+  info.hotPixelsRepaired = HPC != 0 && TablesDescribe(*this, worker.setup.region);
+  info.darkSubtracted = IsDarkTaken();
   info.levels = LevelsOf(model_, worker.setup, treatment);
   const std::span<std::uint8_t> out = worker.mailbox.Work();
   RunFramePath({.setup = worker.setup,
@@ -326,10 +332,17 @@ void CModelCamera::CorrectFrame() {
 
 // What subtracting the dark took from every sample beyond what it gave back.
 double CModelCamera::DarkExcess() {
-  const bool subtracted = CutDark != 0 && IsDarkSubtracted(AutoExp != 0, exposureUs);
-  if (!subtracted || !TablesDescribe(*this, worker_->setup.region)) return 0.0;
+  if (!IsDarkTaken()) return 0.0;
   const std::scoped_lock lock(DarkBufMutex);
-  return pDarkBuf ? darkExcess : 0.0;
+  return darkExcess;
+}
+
+// Whether a dark is subtracted from the frame under way.
+bool CModelCamera::IsDarkTaken() {
+  if (CutDark == 0 || !IsDarkSubtracted(AutoExp != 0, exposureUs)) return false;
+  if (!TablesDescribe(*this, worker_->setup.region)) return false;
+  const std::scoped_lock lock(DarkBufMutex);
+  return pDarkBuf != nullptr;
 }
 
 // Whether the frame shows the settings in force; only with `registers` held does the answer last.
@@ -382,6 +395,31 @@ int CModelCamera::GetFrame(unsigned char* buffer, int size, int waitMs, FrameInf
   // A worker ends right after it has handed over a single exposure's frame, or said that no more frames come.
   AwaitEndingWorker();
   return fetched ? 1 : 0;
+}
+
+FrameMailbox::Result CModelCamera::AwaitFrame(FrameReader* reader, int waitMs, const std::function<bool()>& goOn,
+                                              FramePtr& frame) {
+  const auto mayCome = [this, &goOn] { return MayBringFrames() && goOn(); };
+  FrameMailbox& mailbox = worker_->mailbox;
+  if (reader != nullptr) return mailbox.Fetch(*reader, waitMs, mayCome, frame);
+  // A worker that has not begun yet will discard what nobody fetched of the last capture.
+  mailbox.DiscardIf([this] { return captureStartMark != 0 && IsCaptureRunning(); });
+  return mailbox.Fetch(waitMs, mayCome, frame);
+}
+
+FrameMailbox& CModelCamera::Mailbox() {
+  return worker_->mailbox;
+}
+
+bool CModelCamera::IsCapturing() {
+  AwaitEndingWorker();  // a single exposure's frame is handed over a moment before
+  bool capturing = false;
+  worker_->mailbox.Ask([&] { capturing = MayBringFrames(); });
+  return capturing;
+}
+
+void CModelCamera::OnCaptureEnd(std::function<void()> hook) {
+  worker_->captureEnded = std::move(hook);
 }
 
 FrameInfo CModelCamera::LastFrame() const {

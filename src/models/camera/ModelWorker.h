@@ -3,18 +3,19 @@
 
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <string>
 
-#include "image/Algorithm.h"
+#include "image/frame/Algorithm.h"
 #include "models/camera/FrameGeometry.h"
 #include "models/camera/FrameMailbox.h"
 #include "models/camera/ModelCamera.h"
 #include "models/frametime/GpsCadence.h"
 #include "models/frametime/GpsLatchReader.h"
-#include "support/Mutex.h"
-#include "support/Relaxed.h"
+#include "support/threads/Mutex.h"
+#include "support/threads/Relaxed.h"
 
 namespace orq {
 
@@ -43,7 +44,12 @@ struct CModelCamera::Worker {
   mutable Mutex troubleMutex;
   std::string trouble ORQ_GUARDED_BY(troubleMutex);
 
+  std::function<void()> captureEnded;  ///< changes only while no worker runs
+
   std::atomic<bool> timeMark{false};
+  std::atomic<bool> readsWithFrames{false};
+  FrameReadings readings;                          ///< the last ones; worker-only, as the next
+  std::chrono::steady_clock::time_point readAt{};  ///< the clock's beginning: not in this capture
   static constexpr int kNoStamps = -1;
   std::atomic<int> stampEveryMs{kNoStamps};  ///< how often a frame is to have its GPS time
   /// Automatic control measures frames with this settings tag or a later one: written with the last change that

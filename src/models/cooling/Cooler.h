@@ -10,8 +10,8 @@
 
 #include "models/cooling/CoolerReach.h"
 #include "models/table/ModelData.h"
-#include "support/Mutex.h"
-#include "support/Relaxed.h"
+#include "support/threads/Mutex.h"
+#include "support/threads/Relaxed.h"
 
 class CCameraBase;
 

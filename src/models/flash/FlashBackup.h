@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "camera/CameraBase.h"
-#include "image/FlashLayout.h"
+#include "image/flash/FlashLayout.h"
 #include "support/WholeFile.h"
 
 namespace orq {

@@ -6,10 +6,10 @@
 #include <utility>
 
 #include "camera/CorrectionAccess.h"
-#include "image/Bitmap.h"
-#include "image/FlashRecord.h"
-#include "image/HotPixelTable.h"
-#include "image/HotRows.h"
+#include "image/flash/Bitmap.h"
+#include "image/flash/FlashRecord.h"
+#include "image/hotpixels/HotPixelTable.h"
+#include "image/hotpixels/HotRows.h"
 
 namespace orq {
 namespace {

@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <cctype>
 
-#include "image/FrameKernels.h"
+#include "image/frame/FrameKernels.h"
 #include "link/ProductIds.h"
 #include "link/WireProtocol.h"
 #include "models/table/ModelData.h"

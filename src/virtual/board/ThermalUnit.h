@@ -3,7 +3,7 @@
 
 #include <optional>
 
-#include "support/Mutex.h"
+#include "support/threads/Mutex.h"
 #include "virtual/board/ThermalModel.h"
 #include "virtual/bus/VirtualOptions.h"
 #include "virtual/device/DeviceClock.h"

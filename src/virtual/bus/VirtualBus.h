@@ -6,8 +6,8 @@
 #include <memory>
 #include <vector>
 
-#include "link/UsbTypes.h"
-#include "support/Mutex.h"
+#include "link/usb/UsbTypes.h"
+#include "support/threads/Mutex.h"
 #include "virtual/bus/VirtualCamera.h"
 
 namespace orq {

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "link/UsbTypes.h"
 #include "link/WireProtocol.h"
+#include "link/usb/UsbTypes.h"
 #include "virtual/bus/VirtualOptions.h"
 #include "virtual/device/DeviceReadings.h"
 #include "virtual/stream/SyncEdge.h"

@@ -9,7 +9,7 @@
 #include <mutex>
 #include <thread>
 
-#include "link/BulkPipe.h"
+#include "link/usb/BulkPipe.h"
 #include "virtual/bus/VirtualBus.h"
 
 namespace orq {

@@ -1,10 +1,10 @@
 #include "virtual/bus/VirtualPort.h"
-#include "support/Mutex.h"
+#include "support/threads/Mutex.h"
 
 #include <utility>
 
-#include "link/UsbErrors.h"
 #include "link/WireProtocol.h"
+#include "link/usb/UsbErrors.h"
 #include "virtual/bus/VirtualPipe.h"
 
 namespace orq {

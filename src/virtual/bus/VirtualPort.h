@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "link/UsbPort.h"
+#include "link/usb/UsbPort.h"
 #include "virtual/bus/VirtualBus.h"
 
 namespace orq {

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "link/UsbTypes.h"
+#include "link/usb/UsbTypes.h"
 #include "virtual/bus/VirtualOptions.h"
 
 namespace orq {

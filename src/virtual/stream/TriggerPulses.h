@@ -6,7 +6,7 @@
 #include <functional>
 #include <thread>
 
-#include "support/Mutex.h"
+#include "support/threads/Mutex.h"
 
 namespace orq {
 

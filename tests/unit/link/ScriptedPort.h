@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "ScriptedPipe.h"
-#include "link/UsbPort.h"
+#include "link/usb/UsbPort.h"
+#include "unit/link/stream/ScriptedPipe.h"
 
 namespace orq::test {
 

@@ -7,7 +7,7 @@
 
 #include "ScriptedPort.h"
 #include "link/CameraFX3.h"
-#include "link/CirBuf.h"
+#include "link/stream/CirBuf.h"
 
 namespace orq {
 namespace {

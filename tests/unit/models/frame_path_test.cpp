@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "autoctl/AutoFrame.h"
-#include "image/Gamma.h"
+#include "image/frame/Gamma.h"
 #include "support/Cameras.h"
 #include "support/FrameReference.h"
 #include "support/PlainFramePath.h"

@@ -9,6 +9,7 @@
 #include "SettingsFixture.h"
 #include "models/camera/OwnSettings.h"
 #include "session/CameraList.h"
+#include "support/CollectedText.h"
 #include "support/LogText.h"
 #include "support/RecordingCamera.h"
 #include "support/VirtualRig.h"
@@ -331,6 +332,29 @@ TEST_F(ModelSettings, ADarkReferenceIsLoadedAgain) {
   EXPECT_EQ(rig.camera->pDarkFull[128 * 128 - 1], 9);
   EXPECT_EQ(std::string(rig.camera->BMPPATH.data()), dark.string());
   EXPECT_TRUE(rig.Open());
+}
+
+TEST_F(ModelSettings, NothingOfAWholeLifeWithAKeptDarkPassesTheTextSink) {
+  const auto dark = directory / "dark.bmp";
+  std::ofstream(dark, std::ios::binary) << DarkBmp();
+  WriteK1C("<byte name='CutDark' value='1'/><text name='BMPPATH' value='" + dark.string() + "'/>");
+  CollectedText text;
+  g_bDebugPrint = true;
+  {
+    const VirtualRig rig("k1c");
+    ASSERT_TRUE(rig.Open());
+    FrameInfo info;
+    EXPECT_FALSE(rig.Snap(info).empty());
+    EXPECT_TRUE(rig.camera->SaveBMPToFile((directory / "saved.bmp").c_str()));
+    EXPECT_EQ(rig.camera->LoadBMPFromFile((directory / "saved.bmp").c_str()), 1);
+    rig.camera->CloseCamera();
+  }
+  g_bDebugPrint = false;
+  EXPECT_EQ(text.Release(), "");
+  const std::string sizes = "bmpheader size=14\nbmpinfo size=40\n";
+  EXPECT_EQ(text.Output(), sizes + sizes);
+  EXPECT_THAT(text.Error(), HasSubstr(" OpenCamera]: open camera success\n"));
+  EXPECT_THAT(text.Error(), HasSubstr("saved.bmp --> succeed!\n"));
 }
 
 TEST_F(ModelSettings, LoadingADarkReferenceLaterSetsTheWholeSensor) {

@@ -8,8 +8,8 @@
 
 #include "support/DbgPrint.h"
 #include "support/ORQLog.h"
-#include "unit/support/PthreadFaults.h"
 #include "unit/support/TempDirectory.h"
+#include "unit/support/threads/PthreadFaults.h"
 
 namespace {
 

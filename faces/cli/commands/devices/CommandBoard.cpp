@@ -44,7 +44,7 @@ int ParseLevel(const Output255& output, const std::string& text) {
 void DemandAdjustable(Session& session, const char* what) {
   if (session.Camera().FanAdjustCheck()) return;
   if (session.Camera().DeviceLost()) session.Fail("cannot ask the camera");
-  throw CliError(ErrorName::Unsupported, std::string("this camera cannot adjust ") + what);
+  throw CliError(Status::Unsupported, std::string("this camera cannot adjust ") + what);
 }
 
 void SetLevel(Session& session, const Output255& output, int level) {
@@ -53,7 +53,7 @@ void SetLevel(Session& session, const Output255& output, int level) {
   const int became = (camera.*output.get)();
   if (camera.DeviceLost()) session.Fail(std::string("cannot read ") + output.what);
   if (became != level) {
-    throw CliError(ErrorName::Refused, Format("%s is at %d instead of %d", output.what, became, level));
+    throw CliError(Status::Refused, Format("%s is at %d instead of %d", output.what, became, level));
   }
 }
 
@@ -91,10 +91,10 @@ ExitCode RunHub(const Context& context, bool reset) {
   while (!session.Camera().GetUSBHubOn()) {
     if (session.Camera().DeviceLost()) session.Fail("cannot read the USB hub");
     if (Clock::now() > giveUp) {
-      throw CliError(ErrorName::Timeout,
+      throw CliError(Status::Timeout,
                      "the USB hub stays off after its reset; unplug the camera and plug it in again");
     }
-    if (WaitForStop(kHubLook)) throw CliError(ErrorName::Cancelled, "interrupted while the USB hub resets");
+    if (WaitForStop(kHubLook)) throw CliError(Status::Cancelled, "interrupted while the USB hub resets");
   }
   ReportHub(context, session);
   return kExitOk;

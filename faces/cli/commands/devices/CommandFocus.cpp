@@ -39,7 +39,7 @@ std::optional<Target> ParseTarget(const std::string& text) {
 class Motor {
  public:
   explicit Motor(Session& session) : session_(session), request_(session.Model().focusMotorRequest) {
-    if (request_ == 0) throw CliError(ErrorName::Unsupported, "this camera has no focus motor");
+    if (request_ == 0) throw CliError(Status::Unsupported, "this camera has no focus motor");
     if (Camera().GetDW9800ID(request_, &id_) == 0) session_.Fail("the focus motor does not answer");
   }
 
@@ -66,13 +66,13 @@ class Motor {
     while (Moving()) {
       line.Show(Format("moving to %d", position));
       if (Clock::now() > giveUp) {
-        throw CliError(ErrorName::Timeout,
+        throw CliError(Status::Timeout,
                        Format("the lens still moves %lld s after it was sent to %d; check that nothing "
                               "blocks it",
                               static_cast<long long>(kPatience.count()), position));
       }
       if (WaitForStop(kLook)) {
-        throw CliError(ErrorName::Cancelled, Format("interrupted: the lens is on its way to %d", position));
+        throw CliError(Status::Cancelled, Format("interrupted: the lens is on its way to %d", position));
       }
     }
   }
@@ -104,7 +104,7 @@ int Resolve(Motor& motor, const Target& target) {
   const int from = motor.Position();
   const int to = from + target.steps;
   if (to >= 0 && to <= kLastPosition) return to;
-  throw CliError(ErrorName::Range,
+  throw CliError(Status::Range,
                  Format("%+d from position %d leads out of the range 0 to %d", target.steps, from, kLastPosition));
 }
 

@@ -39,7 +39,7 @@ ExitCode RunGuide(const Context& context, const GuideOptions& options) {
   const GuideD direction = ParseDirection(options.direction);
   const int ms = ParseMs(options.ms);
   Session session(context);
-  if (session.Camera().hasGuidePort == 0) throw CliError(ErrorName::Unsupported, "this camera has no guide port");
+  if (session.Camera().hasGuidePort == 0) throw CliError(Status::Unsupported, "this camera has no guide port");
   const GuideOutcome outcome = SendGuidePulse(session.Camera(), direction, ms);
   Report report;
   report.Add("direction", GuideName(direction));
@@ -47,7 +47,7 @@ ExitCode RunGuide(const Context& context, const GuideOptions& options) {
   report.Add("pulse", std::round(outcome.ms * 10.0) / 10.0, "ms");
   report.Print(context.out, context.json);
   if (!outcome.interrupted) return kExitOk;
-  throw CliError(ErrorName::Cancelled,
+  throw CliError(Status::Cancelled,
                  std::string("interrupted: the guide line ") + GuideName(direction) + " is off");
 }
 

@@ -19,7 +19,7 @@ ExitCode RunSensorId(const Context& context) {
   if (!session.Camera().ReadSONYREG(wire::kSensorIdentity, &byte)) session.Fail("the sensor does not answer");
   const std::string id(digits.begin(), digits.begin() + kDigits);
   if (id.find_first_not_of('0') == std::string::npos) {
-    throw CliError(ErrorName::Unsupported, "the sensor of this camera tells no identity");
+    throw CliError(Status::Unsupported, "the sensor of this camera tells no identity");
   }
   Report report;
   report.Add("sensor_id", id);

@@ -33,8 +33,7 @@ struct Readings {
 class Gauges {
  public:
   explicit Gauges(Session& session) : session_(session) {
-    if (!HasThermometer(session.Camera()))
-      throw CliError(ErrorName::Unsupported, "this camera has no thermometer");
+    if (!HasThermometer(session.Camera())) throw CliError(Status::Unsupported, "this camera has no thermometer");
   }
 
   Readings Read() {
@@ -109,7 +108,7 @@ ExitCode Watch(const Context& context, Session& session, const WatchLimits& limi
     return true;
   });
   if (failed == 0) return kExitOk;
-  throw CliError(ErrorName::Timeout,
+  throw CliError(Status::Timeout,
                  Format("the thermometer did not answer %llu of %llu times",
                         static_cast<unsigned long long>(failed), static_cast<unsigned long long>(taken)));
 }

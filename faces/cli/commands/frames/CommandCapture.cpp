@@ -209,13 +209,13 @@ void Keep(const Context& context, const FrameSaver& saver, const Frame& frame, s
   SavedFrame saved;
   try {
     saved = saver.Save(frame, number);
-  } catch (const CliError& error) {
+  } catch (const Failure& failure) {
     if (tally.count == 1) throw;
-    throw CliError(error.Code(), error.Name(), std::string(error.what()) + " (" + tally.Text() + ")");
+    throw Failure(failure.Code(), std::string(failure.what()) + " (" + tally.Text() + ")");
   }
   ++tally.saved;
   ReportFrame(context, frame, saved, number);
-  if (!saved.trouble.empty()) throw CliError(ErrorName::File, saved.trouble);
+  if (!saved.trouble.empty()) throw CliError(Status::File, saved.trouble);
 }
 
 // How hard a frame is tried for, and what it must have.
@@ -280,22 +280,22 @@ void TakeAll(const Context& context, Session& session, const Corrections& correc
         break;
       case ShotResult::Failed:
         tally.failures.push_back({number, reason});
-        if (tally.count == 1) throw CliError(ErrorName::Refused, "frame 1 failed: " + reason);
+        if (tally.count == 1) throw CliError(Status::Refused, "frame 1 failed: " + reason);
         Complain(Format("frame %llu failed: %s", static_cast<unsigned long long>(number), reason.c_str()));
         if (++failuresInARow == kMostFailuresInARow && number < tally.count) {
-          throw CliError(ErrorName::Refused,
+          throw CliError(Status::Refused,
                          Format("%d frames in a row failed, giving up: %s", failuresInARow, tally.Text().c_str()));
         }
         break;
       case ShotResult::Ended:
-        throw CliError(ErrorName::Timeout, reason + ": " + tally.Text());
+        throw CliError(Status::Timeout, reason + ": " + tally.Text());
       case ShotResult::Interrupted:
-        throw CliError(ErrorName::Cancelled, "interrupted: " + tally.Text());
+        throw CliError(Status::Cancelled, "interrupted: " + tally.Text());
       case ShotResult::Lost:
-        throw CliError(ErrorName::Lost, "the camera was lost; check its cable: " + tally.Text());
+        throw CliError(Status::Lost, "the camera was lost; check its cable: " + tally.Text());
     }
   }
-  if (!tally.failures.empty()) throw CliError(ErrorName::Refused, tally.Text());
+  if (!tally.failures.empty()) throw CliError(Status::Refused, tally.Text());
 }
 
 void ReportVideoLosses(const StreamCounters& counters) {
@@ -330,15 +330,15 @@ void Take(const Context& context, Session& session, const Corrections& correctio
   if (!options.timeout.empty()) shooter.SetTriggerPatience(options.settings.triggers.Patience(options.timeout));
   const Endurance endurance{
       .retries = ParseRetries(options.retries), .reconnect = options.reconnect, .requireGps = options.requireGps};
-  std::optional<CliError> failure;
+  std::exception_ptr failure;
   try {
     TakeAll(context, session, corrections, shooter, single, endurance, saver, tally);
-  } catch (const CliError& error) {
-    failure = error;  // what was done is told before why it ended
+  } catch (const Failure&) {
+    failure = std::current_exception();  // what was done is told before why it ended
   }
   if (!single) ReportVideoLosses(session.Camera().Counters());
   ReportEnd(context, tally);
-  if (failure) throw *failure;
+  if (failure) std::rethrow_exception(failure);
 }
 
 // Frames that become a dark or a bias themselves are not corrected by one, unless it is named.

@@ -42,7 +42,7 @@ DarkFile ReadFor(const Session& session, const std::string& path) {
 
 void DemandKept(const DarkStore& store) {
   if (!store.HasKept()) {
-    throw CliError(ErrorName::NotFound, "no dark is kept for this camera; take one with orqcam dark take");
+    throw CliError(Status::NotFound, "no dark is kept for this camera; take one with orqcam dark take");
   }
 }
 
@@ -59,14 +59,14 @@ ExitCode RunShow(const Context& context) {
     try {
       dark = ReadFor(session, chosen);
       AddFile(report, chosen, *dark);
-    } catch (const CliError& error) {
-      trouble = error.what();
+    } catch (const Failure& failure) {
+      trouble = failure.what();
       report.Add("file", chosen);
     }
   }
   report.Add("kept", store.HasKept() ? Json(store.KeptPath()) : Json());
   report.Print(context.out, context.json);
-  if (!trouble.empty()) throw CliError(ErrorName::File, trouble);
+  if (!trouble.empty()) throw CliError(Status::File, trouble);
   if (dark) TellShortExposures(session.Camera());
   return kExitOk;
 }

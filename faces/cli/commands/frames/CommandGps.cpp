@@ -107,7 +107,7 @@ class GpsProbe {
     std::string reason;
     const FrameRegion region = RegionOfLines(session);
     if (!session.Camera().SetRegion(region, applied, reason)) {
-      throw CliError(ErrorName::Refused, "cannot take a frame of the GPS lines: " + reason);
+      throw CliError(Status::Refused, "cannot take a frame of the GPS lines: " + reason);
     }
     session.Camera().StampFrames(std::chrono::milliseconds(0));
   }
@@ -122,7 +122,7 @@ class GpsProbe {
       case ShotResult::Lost:
         session_.Fail("cannot take a frame for the GPS");
       default:
-        throw CliError(ErrorName::Refused, "cannot take a frame for the GPS: " + shooter_.Reason());
+        throw CliError(Status::Refused, "cannot take a frame for the GPS: " + shooter_.Reason());
     }
   }
 
@@ -145,10 +145,10 @@ ExitCode RunRead(const Context& context) {
   Session session(context);
   DemandGps(session);
   const std::optional<FrameInfo> info = GpsProbe(session).Read();
-  if (!info) throw CliError(ErrorName::Cancelled, "interrupted");
+  if (!info) throw CliError(Status::Cancelled, "interrupted");
   Describe(*info).Print(context.out, context.json);
   if (HasGpsTime(*info)) return kExitOk;
-  throw CliError(ErrorName::State, "no GPS time: " + GpsTrouble(*info));
+  throw CliError(Status::State, "no GPS time: " + GpsTrouble(*info));
 }
 
 ExitCode RunWatch(const Context& context, const GpsOptions& options) {
@@ -183,8 +183,8 @@ void SetLines(Session& session, const GpsLines& wanted) {
     return;
   }
   if (result == CTRL_BAD_LINE) {
-    throw CliError(ErrorName::Range, Format("lines %d and %d do not both lie on the sensor: its lines are 0 to %d",
-                                            wanted.start, wanted.end, camera.iMaxHeight - 1));
+    throw CliError(Status::Range, Format("lines %d and %d do not both lie on the sensor: its lines are 0 to %d",
+                                         wanted.start, wanted.end, camera.iMaxHeight - 1));
   }
   session.Fail("cannot set the GPS lines (" + left + ")");
 }

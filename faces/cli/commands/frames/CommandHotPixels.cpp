@@ -84,7 +84,7 @@ ExitCode RunSwitch(const Context& context, bool on) {
   if (on) {
     // The core is content with a table whose end cannot be read; a user is not.
     HotPixelMarks marks = ReadTable(session);
-    if (marks.empty()) throw CliError(ErrorName::NotFound, kNoTable);
+    if (marks.empty()) throw CliError(Status::NotFound, kNoTable);
     if (!session.Camera().SetHPCStates(true)) session.Fail("the hot-pixel table cannot be loaded");
     report.Add("enabled", true);
     AddCounts(report, SensorView(session, std::move(marks)));
@@ -117,7 +117,7 @@ ExitCode RunExport(const Context& context, const HotPixelOptions& options) {
   }
   Session session(context);
   HotPixelMarks marks = ReadTable(session);
-  if (marks.empty()) throw CliError(ErrorName::NotFound, kNoTable);
+  if (marks.empty()) throw CliError(Status::NotFound, kNoTable);
   const HotPixelView view = SensorView(session, std::move(marks));
   for (const std::string& file : options.files) Write(file, EncoderFor(file)(view), options.ExistingFiles());
   Report report;

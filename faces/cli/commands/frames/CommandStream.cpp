@@ -205,23 +205,23 @@ ExitCode RunStream(const Context& context, const StreamOptions& options) {
   const StreamCounters counters = totals.Read();
   ReportEnd(context, run, counters);
   if (run.end == ShotResult::Lost) throw CliError(kExitCameraLost, "the camera was lost; check its cable");
-  if (run.end == ShotResult::Ended) throw CliError(ErrorName::Refused, run.reason);
+  if (run.end == ShotResult::Ended) throw CliError(Status::Refused, run.reason);
   if (!counters.IdentityHolds()) {
-    throw CliError(ErrorName::Internal,
+    throw CliError(Status::Internal,
                    "the counters contradict each other; please report this with the output above");
   }
   // Without a limit Ctrl-C is how a stream ends.
-  if (run.end == ShotResult::Interrupted && !unlimited) throw CliError(ErrorName::Cancelled, "interrupted");
+  if (run.end == ShotResult::Interrupted && !unlimited) throw CliError(Status::Cancelled, "interrupted");
   if (run.frames == 0 && run.end == ShotResult::Good) {
     const int mode = session.Camera().camMode;
     if (mode != 0 && !IsSoftwareTriggered(mode) && counters.started == 0) {
-      throw CliError(ErrorName::Timeout, Format("no trigger came in %g s", Rounded(run.seconds)));
+      throw CliError(Status::Timeout, Format("no trigger came in %g s", Rounded(run.seconds)));
     }
     // A frame that came was not good, however short the time was.
     const std::chrono::duration<double> limit = session.Camera().FrameTimeLimit();
     const bool tooShort = counters.failed == 0 && run.seconds < limit.count();
     throw CliError(
-        tooShort ? ErrorName::Timeout : ErrorName::Refused,
+        tooShort ? Status::Timeout : Status::Refused,
         tooShort
             ? Format("no frame arrived yet; one like this may take up to %.1f s: stream for longer", limit.count())
             : Format("the camera sent no good frame in %g s; see the counters above", Rounded(run.seconds)));

@@ -49,11 +49,11 @@ void Explain(ShotResult result, const std::string& reason, const std::string& ta
     case ShotResult::Good:
       return;
     case ShotResult::Interrupted:
-      throw CliError(ErrorName::Cancelled, "interrupted: " + tally);
+      throw CliError(Status::Cancelled, "interrupted: " + tally);
     case ShotResult::Lost:
-      throw CliError(ErrorName::Lost, "the camera was lost; check its cable: " + tally);
+      throw CliError(Status::Lost, "the camera was lost; check its cable: " + tally);
     default:
-      throw CliError(ErrorName::Timeout, reason + ": " + tally);
+      throw CliError(Status::Timeout, reason + ": " + tally);
   }
 }
 

@@ -30,8 +30,8 @@ std::string Expand(std::string_view pattern) {
 std::string Complaint(std::string_view pattern) {
   try {
     const FilePattern parsed(pattern);
-  } catch (const CliError& error) {
-    EXPECT_EQ(error.Code(), kExitUsage);
+  } catch (const Failure& error) {
+    EXPECT_EQ(error.Code(), Status::Invalid);
     return error.what();
   }
   ADD_FAILURE() << pattern << " was accepted";

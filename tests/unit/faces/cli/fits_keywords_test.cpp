@@ -89,8 +89,8 @@ TEST(FitsKeywords, EveryOwnKeywordIsRefusedOrWrittenOnceAsTheUserStatesIt) {
       try {
         ParseKeyword(text);
         ADD_FAILURE() << text << " was accepted";
-      } catch (const CliError& error) {
-        EXPECT_EQ(error.Code(), kExitUsage);
+      } catch (const Failure& error) {
+        EXPECT_EQ(error.Code(), Status::Invalid);
         const std::string advice = own.option.empty() ? "reserved: orqcam writes it" : std::string(own.option);
         EXPECT_THAT(error.what(), testing::HasSubstr(advice));
       }
@@ -105,9 +105,9 @@ TEST(FitsKeywords, EveryOwnKeywordIsRefusedOrWrittenOnceAsTheUserStatesIt) {
 
 TEST(FitsKeywords, WhatTheFormatDefinesIsRefused) {
   for (const std::string_view name : kFormatKeywords) {
-    EXPECT_THROW(ParseKeyword(std::string(name) + "=1"), CliError) << name;
+    EXPECT_THROW(ParseKeyword(std::string(name) + "=1"), Failure) << name;
   }
-  EXPECT_THROW(ParseKeyword("NAXIS3=1"), CliError);
+  EXPECT_THROW(ParseKeyword("NAXIS3=1"), Failure);
   EXPECT_NO_THROW(ParseKeyword("NAXES=1"));
 }
 

@@ -34,8 +34,8 @@ struct Refusal {
 Refusal RefusalOf(const auto& action) {
   try {
     action();
-  } catch (const CliError& error) {
-    return {error.Code(), error.what()};
+  } catch (const Failure& failure) {
+    return {ExitCodeOf(failure), failure.what()};
   }
   return {};
 }

@@ -58,12 +58,12 @@ TEST(ParseKeyword, TheCommentFollowsASlashBetweenBlanks) {
 
 TEST(ParseKeyword, TakesWhatJustFitsOneCard) {
   EXPECT_NO_THROW(ParseKeyword("A=" + std::string(68, 'x')));
-  EXPECT_THROW(ParseKeyword("A=" + std::string(69, 'x')), CliError);
+  EXPECT_THROW(ParseKeyword("A=" + std::string(69, 'x')), Failure);
   // Each quote counts twice.
-  EXPECT_THROW(ParseKeyword("A=" + std::string(67, 'x') + "'"), CliError);
+  EXPECT_THROW(ParseKeyword("A=" + std::string(67, 'x') + "'"), Failure);
   // "A       = " and a value of 20 characters and " / " leave 47.
   EXPECT_NO_THROW(ParseKeyword("A=1 / " + std::string(47, 'c')));
-  EXPECT_THROW(ParseKeyword("A=1 / " + std::string(48, 'c')), CliError);
+  EXPECT_THROW(ParseKeyword("A=1 / " + std::string(48, 'c')), Failure);
 }
 
 TEST(ParseKeyword, RefusesWithAUsageError) {
@@ -73,8 +73,8 @@ TEST(ParseKeyword, RefusesWithAUsageError) {
     try {
       ParseKeyword(text);
       ADD_FAILURE() << text << " was accepted";
-    } catch (const CliError& error) {
-      EXPECT_EQ(error.Code(), kExitUsage) << text;
+    } catch (const Failure& error) {
+      EXPECT_EQ(error.Code(), Status::Invalid) << text;
     }
   }
 }
@@ -82,9 +82,9 @@ TEST(ParseKeyword, RefusesWithAUsageError) {
 TEST(CheckTextValue, TakesPrintableAsciiOf68Characters) {
   EXPECT_NO_THROW(CheckTextValue("", "--object"));
   EXPECT_NO_THROW(CheckTextValue(std::string(68, 'x'), "--object"));
-  EXPECT_THROW(CheckTextValue(std::string(69, 'x'), "--object"), CliError);
-  EXPECT_THROW(CheckTextValue("na\xC3\xAFve", "--object"), CliError);
-  EXPECT_THROW(CheckTextValue("two\nlines", "--object"), CliError);
+  EXPECT_THROW(CheckTextValue(std::string(69, 'x'), "--object"), Failure);
+  EXPECT_THROW(CheckTextValue("na\xC3\xAFve", "--object"), Failure);
+  EXPECT_THROW(CheckTextValue("two\nlines", "--object"), Failure);
 }
 
 }  // namespace

@@ -44,8 +44,8 @@ class SafeFileTest : public testing::Test {
 std::string ErrorOf(const auto& action) {
   try {
     action();
-  } catch (const CliError& error) {
-    EXPECT_EQ(error.Code(), kExitFailed);
+  } catch (const Failure& error) {
+    EXPECT_EQ(error.Code(), Status::File);
     return error.what();
   }
   ADD_FAILURE() << "no error";
@@ -107,7 +107,7 @@ TEST_F(SafeFileTest, AFreeNameIsWritable) {
   EXPECT_NO_THROW(CheckWritable(Path("x"), Existing::Keep));
   std::ofstream(Path("x")) << "";
   EXPECT_NO_THROW(CheckWritable(Path("x"), Existing::Overwrite));
-  EXPECT_THROW(CheckWritable(Path("x"), Existing::Keep), CliError);
+  EXPECT_THROW(CheckWritable(Path("x"), Existing::Keep), Failure);
 }
 
 }  // namespace

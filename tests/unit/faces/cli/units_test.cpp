@@ -13,8 +13,8 @@ namespace {
 ExitCode CodeOf(const auto& action) {
   try {
     action();
-  } catch (const CliError& error) {
-    return error.Code();
+  } catch (const Failure& failure) {
+    return ExitCodeOf(failure);
   }
   return kExitOk;
 }
@@ -45,7 +45,7 @@ TEST(ParseExposure, AsksForAUnitByExample) {
   try {
     ParseExposure("5");
     FAIL();
-  } catch (const CliError& error) {
+  } catch (const Failure& error) {
     EXPECT_STREQ(error.what(), "exposure 5 needs a unit: write 5s, 5ms or 5us");
   }
 }
@@ -66,8 +66,8 @@ TEST(ParseTime, AnotherTimeIsReadLikeAnExposureAndNamedInItsErrors) {
     try {
       ParseTime(c.text, "--timeout");
       ADD_FAILURE() << c.text;
-    } catch (const CliError& error) {
-      EXPECT_EQ(error.Code(), kExitUsage);
+    } catch (const Failure& error) {
+      EXPECT_EQ(error.Code(), Status::Invalid);
       EXPECT_STREQ(error.what(), c.error);
     }
   }
@@ -111,7 +111,7 @@ TEST(ParseInteger, RefusesWhatIsNoWholeNumberAndNamesIt) {
   try {
     ParseInteger("ten", "--count");
     FAIL();
-  } catch (const CliError& error) {
+  } catch (const Failure& error) {
     EXPECT_STREQ(error.what(), "--count 'ten' is not a whole number");
   }
 }

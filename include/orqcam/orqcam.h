@@ -1,0 +1,423 @@
+/* orqcam: USB astronomy cameras, real and virtual. The C interface, and the only binary one; C99.
+ *
+ * Results. What can fail returns an orq_status: ORQ_OK or a negative ORQ_ERROR_...; results come through pointers
+ * that stand last and are written only with ORQ_OK, unless a function says otherwise. orq_last_error() is one line
+ * for a user: what is wrong and what to do about it.
+ *
+ * Growing structs. A struct that begins with `size` may grow. The caller sets `size` to its own sizeof before
+ * every call; the library reads and writes nothing beyond it, takes fields that lie beyond it as zero, and leaves
+ * those as zero that it does not know itself. A size of 0 is INVALID: it has been forgotten.
+ *
+ * Threads. Every function is any-thread: it may be called from any thread at any time, also while other calls on
+ * the same camera are under way. Calls that start and stop captures, change the region or take long wait for each
+ * other; one thread may wait for frames while another sets controls and a third stops. Different cameras never
+ * disturb each other. Callbacks run on a thread of the library; they may not open, close, reopen or release
+ * anything. After fork() every call in the child answers ORQ_ERROR_STATE, once the parent has used the library.
+ *
+ * Handles. A null handle or one of another kind is answered with ORQ_ERROR_INVALID. A released handle must not be
+ * used.
+ *
+ * Texts are UTF-8, zero-terminated; those in structs are cut to fit. Numbers and files never depend on the locale.
+ * The library installs no signal handlers, never ends the program and writes nothing to standard output or
+ * standard error.
+ */
+#ifndef ORQCAM_ORQCAM_H
+#define ORQCAM_ORQCAM_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#if defined(__GNUC__)
+#define ORQ_API __attribute__((visibility("default")))
+#else
+#define ORQ_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ---- Results ---- */
+
+typedef int32_t orq_status;
+enum {
+  ORQ_OK = 0,
+  ORQ_ERROR_INVALID = -1,     /**< an argument is wrong: mend the program */
+  ORQ_ERROR_NOT_FOUND = -2,   /**< no such camera, control, file: look at the list */
+  ORQ_ERROR_PERMISSION = -3,  /**< the user may not use the device or file */
+  ORQ_ERROR_BUSY = -4,        /**< another program, or other work on this camera: try again later */
+  ORQ_ERROR_LOST = -5,        /**< the camera is gone: plug it in and reopen */
+  ORQ_ERROR_TIMEOUT = -6,     /**< not in time: wait again */
+  ORQ_ERROR_CANCELLED = -7,   /**< somebody aborted, or closed the camera */
+  ORQ_ERROR_UNSUPPORTED = -8, /**< this camera cannot do that */
+  ORQ_ERROR_REFUSED = -9,     /**< the camera did not do what it was told */
+  ORQ_ERROR_STATE = -10,      /**< not now: closed, no capture runs, a child after fork */
+  ORQ_ERROR_RANGE = -11,      /**< a value that this camera does not offer */
+  ORQ_ERROR_FILE = -12,       /**< a file cannot be read or written */
+  ORQ_ERROR_MEMORY = -13,     /**< no memory, or no frame buffer is free: release frames */
+  ORQ_ERROR_INTERNAL = -14    /**< a fault of the library */
+};
+
+/** Why the last call on this thread that failed did so, as one line for a user; empty when none has. Valid until
+ * the next call that fails on this thread. */
+ORQ_API const char* orq_last_error(void);
+/** "busy" and so on, "ok" for ORQ_OK, "unknown" for numbers that mean nothing. */
+ORQ_API const char* orq_status_name(orq_status status);
+
+/** Version of the library that runs; each pointer may be null. */
+ORQ_API void orq_library_version(int32_t* major, int32_t* minor, int32_t* patch);
+
+/** How much a log line matters. */
+enum { ORQ_LOG_WARNING = 2, ORQ_LOG_INFO = 3, ORQ_LOG_DEBUG = 4 };
+/** Takes one line without its newline; `level` is one of ORQ_LOG_... Any thread, also several at once. Must not
+ * call the library. */
+typedef void (*orq_log_callback)(void* user, int32_t level, const char* line);
+/** Lines up to `level` go to `callback`; null switches the log off, as at first. ORQ_LOG_DEBUG also switches the
+ * debug lines of all cameras on, which the log file orqcam.log in the user's state folder gets as well. When this
+ * returns, the callback that was set before is not running and will not be called again; so not from a callback.
+ */
+ORQ_API orq_status orq_log_set(int32_t level, orq_log_callback callback, void* user);
+
+/* ---- Cameras ---- */
+
+typedef struct orq_camera orq_camera;
+typedef struct orq_camera_list orq_camera_list;
+
+/** How a device is connected. */
+enum { ORQ_SPEED_UNKNOWN = 0, ORQ_SPEED_USB2 = 2, ORQ_SPEED_USB3 = 3 };
+
+enum {
+  ORQ_LIST_USB = 1,    /**< cameras that are plugged in */
+  ORQ_LIST_VIRTUAL = 2 /**< one of every virtual model */
+};
+
+typedef struct orq_camera_entry {
+  uint32_t size;
+  int32_t speed;     /**< ORQ_SPEED_... */
+  char name[64];     /**< what orq_camera_open takes: "serial:9bdf8764f06b32e1", "virtual:k1c", or an index */
+  char model[64];    /**< "Tavix ORQ-K1C" */
+  char serial[24];   /**< 16 hexadecimal digits; empty: none, or not readable */
+  char user_id[16];  /**< the user's own name for it; empty: none */
+  char trouble[256]; /**< why it could not be asked (in use, no permission); empty: it could */
+} orq_camera_entry;
+
+/** Lists cameras; `flags` is a sum of ORQ_LIST_... Looks into every camera that no program uses, which takes some
+ * milliseconds each. */
+ORQ_API orq_status orq_list_cameras(uint32_t flags, orq_camera_list** list);
+ORQ_API orq_status orq_camera_list_count(const orq_camera_list* list, int32_t* count);
+/** The `index`-th camera of the list, from 0. RANGE: it has fewer. */
+ORQ_API orq_status orq_camera_list_get(const orq_camera_list* list, int32_t index, orq_camera_entry* entry);
+/** Null does nothing. */
+ORQ_API void orq_camera_list_release(orq_camera_list* list);
+
+/** Told when cameras are plugged in (`entry` as in a list) and unplugged (`entry` has what was known of it),
+ * within a second; once for each that is there at first. */
+typedef void (*orq_watch_callback)(void* user, int32_t plugged_in, const orq_camera_entry* entry);
+typedef struct orq_watch orq_watch;
+ORQ_API orq_status orq_watch_cameras(orq_watch_callback callback, void* user, orq_watch** watch);
+/** When this returns, the callback is not running and will not be called again; so not from it. Null does nothing.
+ */
+ORQ_API void orq_watch_release(orq_watch* watch);
+
+/** What becomes of settings that the core keeps in a file per model. */
+enum {
+  ORQ_SETTINGS_OFF = 0,          /**< neither read nor written */
+  ORQ_SETTINGS_LOAD = 1,         /**< read when the camera is opened */
+  ORQ_SETTINGS_LOAD_AND_KEEP = 2 /**< and written when a capture stops and when the camera is closed */
+};
+
+typedef struct orq_open_options {
+  uint32_t size;
+  int32_t settings;         /**< ORQ_SETTINGS_... */
+  uint32_t frame_memory_mb; /**< bound of all frames, ready and held; 0: four frames of the whole sensor, 3 bytes a
+                               pixel */
+  int32_t resume; /**< 1: after a loss the camera is reopened by itself when it is back, and a video goes on */
+} orq_open_options;
+
+/** Opens a camera by name: an index ("0"), "serial:HEX", "id:TEXT" or "virtual:MODEL[,option=value...]". A null or
+ * empty name: the only camera that is plugged in. `options` may be null: all zero. INVALID: a name that can mean
+ * no camera; NOT_FOUND: it is not there; BUSY: another program has it; PERMISSION: see the udev rule. */
+ORQ_API orq_status orq_camera_open(const char* name, const orq_open_options* options, orq_camera** camera);
+/** Ends capture and closes the device. Every waiter wakes with CANCELLED. Frames, readers and the event descriptor
+ * stay valid; every other call answers STATE from now on. Closing again does nothing. At most 2 s, also when the
+ * camera answers nothing. BUSY while its flash is read or written, which orq_capture_abort ends. */
+ORQ_API orq_status orq_camera_close(orq_camera* camera);
+/** Opens again after orq_camera_close or a loss: the camera with the same serial number, wherever it is plugged
+ * in. Controls, region, format, mode and cooler target are as they were; no capture runs. Nothing when it is open.
+ * NOT_FOUND: it is not there; REFUSED: only another one of its model is. */
+ORQ_API orq_status orq_camera_reopen(orq_camera* camera);
+/** Closes, and gives the handle up: using it afterwards is a fault of the program. Who waits with it meanwhile is
+ * cancelled. Null does nothing. Frames and readers live on until they are released themselves. */
+ORQ_API void orq_camera_release(orq_camera* camera);
+
+/** Pixel formats, as delivered. */
+enum {
+  ORQ_FORMAT_RAW8 = 0,  /**< one byte a pixel, Bayer mosaic or monochrome */
+  ORQ_FORMAT_RGB24 = 1, /**< three bytes a pixel: blue, green, red */
+  ORQ_FORMAT_RAW16 = 2, /**< two bytes a pixel in the host's order, left-aligned */
+  ORQ_FORMAT_Y8 = 3     /**< one byte a pixel: luminance */
+};
+
+/** Colours of the top left 2 x 2 pixels, row by row. */
+enum { ORQ_BAYER_NONE = -1, ORQ_BAYER_RGGB = 0, ORQ_BAYER_BGGR = 1, ORQ_BAYER_GRBG = 2, ORQ_BAYER_GBRG = 3 };
+
+/** Abilities, bits. */
+enum {
+  ORQ_ABILITY_COOLER = 1 << 0,
+  ORQ_ABILITY_GUIDE_PORT = 1 << 1,
+  ORQ_ABILITY_GPS = 1 << 2,
+  ORQ_ABILITY_TRIGGER = 1 << 3,
+  ORQ_ABILITY_FAN = 1 << 4,
+  ORQ_ABILITY_FOCUS_MOTOR = 1 << 5,
+  ORQ_ABILITY_HARDWARE_BIN = 1 << 6,
+  ORQ_ABILITY_HIGH_SPEED = 1 << 7,
+  ORQ_ABILITY_THERMOMETER = 1 << 8,
+  ORQ_ABILITY_VIRTUAL = 1 << 9
+};
+
+typedef struct orq_camera_info {
+  uint32_t size;
+  int32_t speed; /**< ORQ_SPEED_... */
+  char model[64];
+  char serial[24];       /**< empty: none */
+  char user_id[16];      /**< empty: none */
+  char firmware[16];     /**< "1.2.3" */
+  int32_t sensor_width;  /**< pixels */
+  int32_t sensor_height; /**< pixels */
+  double pixel_um;       /**< edge of a pixel, micrometres; 0: unknown */
+  int32_t adc_bits;
+  int32_t bayer;      /**< of the whole sensor, ORQ_BAYER_... */
+  uint32_t bins;      /**< bit n: bin n is offered */
+  uint32_t formats;   /**< bit ORQ_FORMAT_...: offered */
+  uint32_t abilities; /**< ORQ_ABILITY_... */
+  uint32_t reserved;  /**< 0 */
+} orq_camera_info;
+
+ORQ_API orq_status orq_camera_get_info(orq_camera* camera, orq_camera_info* info);
+
+/** Pulls the cable of a virtual camera, and plugs it in again. UNSUPPORTED for others. */
+ORQ_API orq_status orq_camera_unplug_virtual(orq_camera* camera);
+ORQ_API orq_status orq_camera_replug_virtual(orq_camera* camera);
+
+/* ---- Geometry ---- */
+
+/** Which part of the sensor frames show, and how. */
+typedef struct orq_region {
+  uint32_t size;
+  int32_t start_x; /**< sensor pixels */
+  int32_t start_y;
+  int32_t width; /**< delivered pixels: sensor pixels / bin */
+  int32_t height;
+  int32_t bin;      /**< 1 to 4 */
+  int32_t format;   /**< ORQ_FORMAT_... */
+  int32_t reserved; /**< 0 */
+} orq_region;
+
+/** The nearest region that the camera offers: sizes and starts are rounded down to its steps. RANGE when there is
+ * none. */
+ORQ_API orq_status orq_region_fit(orq_camera* camera, const orq_region* wanted, orq_region* fitted);
+/** Fits and applies. A running capture goes on with the new region (an exposure under way begins anew); no frame
+ * of the old one is delivered afterwards. `applied` may be null. */
+ORQ_API orq_status orq_region_set(orq_camera* camera, const orq_region* wanted, orq_region* applied);
+ORQ_API orq_status orq_region_get(orq_camera* camera, orq_region* region);
+
+/* ---- Capture ---- */
+
+typedef struct orq_frame orq_frame;
+typedef struct orq_reader orq_reader;
+
+/** Waits without end. */
+#define ORQ_FOREVER (-1)
+
+/** Starts one exposure of `exposure_us` microseconds (0: as the control says). Its frame goes to the readers.
+ * STATE: a capture runs; RANGE: the camera does not offer that exposure. */
+ORQ_API orq_status orq_exposure_start(orq_camera* camera, uint64_t exposure_us);
+typedef struct orq_exposure_progress {
+  uint32_t size;
+  int32_t running;     /**< 1 while an exposure or its readout is under way */
+  uint64_t elapsed_us; /**< since it began; at most `exposure_us` while it runs */
+  uint64_t exposure_us;
+} orq_exposure_progress;
+ORQ_API orq_status orq_exposure_get_progress(orq_camera* camera, orq_exposure_progress* progress);
+/** Starts and stops a video: frames one after the other, exposed as the controls say. Stopping does nothing when
+ * none runs; who waits for a frame is cancelled. */
+ORQ_API orq_status orq_video_start(orq_camera* camera);
+ORQ_API orq_status orq_video_stop(orq_camera* camera);
+/** Ends exposure or video without its frame, and other long work on this camera. Who waits wakes with CANCELLED at
+ * once; this returns within 0.5 s in every state. Nothing when nothing runs. */
+ORQ_API orq_status orq_capture_abort(orq_camera* camera);
+
+/** What the stream that runs, or ran last, has counted. `started` is the sum of `completed`, `failed`, `stale`,
+ * `dropped`, `aborted` and `filling`; `failed` that of its kinds. */
+typedef struct orq_stream_counters {
+  uint32_t size;
+  uint32_t reserved;         /**< 0 */
+  uint64_t started;          /**< frames of which at least one byte came */
+  uint64_t completed;        /**< whole and good */
+  uint64_t failed;           /**< not delivered because of the stream; the kinds follow below */
+  uint64_t stale;            /**< exposed before this capture began */
+  uint64_t dropped;          /**< read and discarded because the computer was too slow */
+  uint64_t aborted;          /**< cut off by a stop */
+  uint64_t filling;          /**< in work now */
+  uint64_t failed_short;     /**< ended before their length */
+  uint64_t failed_oversize;  /**< longer than their length */
+  uint64_t failed_marks;     /**< header or trailer damaged, or of another geometry */
+  uint64_t failed_sequence;  /**< number repeated or going back */
+  uint64_t failed_stalled;   /**< in work when the endpoint stalled */
+  uint64_t failed_transport; /**< in work when a transfer failed or the camera vanished */
+  uint64_t failed_timed_out; /**< in work when a transfer timed out */
+  uint64_t lost;             /**< numbers that never arrived */
+  uint64_t overwritten;      /**< good frames that the default reader did not fetch in time */
+  uint64_t bytes;            /**< that transfers brought */
+  uint64_t bytes_discarded;  /**< of these, that were put nowhere */
+  uint64_t submit_retries;   /**< transfers tried again because the system had no USB memory */
+  uint64_t halts_cleared;
+  uint64_t resyncs;
+  uint64_t in_flight; /**< transfers under way */
+  uint64_t in_flight_max;
+  uint64_t longest_gap_us; /**< between two transfers */
+} orq_stream_counters;
+ORQ_API orq_status orq_stream_get_counters(orq_camera* camera, orq_stream_counters* counters);
+
+/** Prints local date and time into the frames that follow (1) or not (0, as at first): 8-bit formats of at least
+ * 200 x 23 pixels. */
+ORQ_API orq_status orq_time_mark_set(orq_camera* camera, int32_t on);
+
+/** Asks the GPS for the time of a frame at most every so many milliseconds; 0: of every frame, as at first;
+ * negative: never. Each time costs some short requests. Of cameras with ORQ_ABILITY_GPS, UNSUPPORTED by others. */
+ORQ_API orq_status orq_gps_stamp_every(orq_camera* camera, int32_t milliseconds);
+
+/** The next frame of the default reader: the newest one that was not fetched yet. TIMEOUT after `timeout_ms`
+ * (ORQ_FOREVER: never), CANCELLED when the capture was ended, REFUSED when it failed, LOST, STATE when no capture
+ * runs and no frame is left, MEMORY when frames came and none could be delivered because all frame memory is held.
+ */
+ORQ_API orq_status orq_frame_wait(orq_camera* camera, int32_t timeout_ms, orq_frame** frame);
+
+enum {
+  ORQ_READ_NEWEST = 0, /**< a frame that is not fetched before the next one is replaced */
+  ORQ_READ_EVERY =
+      1 /**< frames wait in line, `depth` of them; when the line is full the newest is left out, and counted */
+};
+typedef struct orq_reader_options {
+  uint32_t size;
+  int32_t mode;     /**< ORQ_READ_... */
+  int32_t depth;    /**< of ORQ_READ_EVERY, 1 to 4096; 0: 8. Bounded by the frame memory as well */
+  int32_t reserved; /**< 0 */
+} orq_reader_options;
+/** One more reader of the camera's frames, from the next one on; 64 at most. `options` may be null: newest. */
+ORQ_API orq_status orq_reader_open(orq_camera* camera, const orq_reader_options* options, orq_reader** reader);
+/** As orq_frame_wait, and CANCELLED when the reader is released meanwhile. Frames in line can be fetched also when
+ * the camera has been closed. */
+ORQ_API orq_status orq_reader_wait(orq_reader* reader, int32_t timeout_ms, orq_frame** frame);
+typedef struct orq_reader_counters {
+  uint32_t size;
+  uint32_t waiting;   /**< frames in line now */
+  uint64_t delivered; /**< frames handed to the caller */
+  uint64_t missed;    /**< replaced or left out, because the reader was slow */
+  uint64_t no_buffer; /**< frames that this camera could not deliver to anybody since the capture began: no buffer
+                         was free */
+} orq_reader_counters;
+ORQ_API orq_status orq_reader_get_counters(orq_reader* reader, orq_reader_counters* counters);
+/** Waiters wake with CANCELLED; frames in line are given back. Null does nothing. */
+ORQ_API void orq_reader_release(orq_reader* reader);
+
+/* ---- Triggers ---- */
+
+/** What begins an exposure. */
+enum {
+  ORQ_MODE_FREE = 0,           /**< frame after frame */
+  ORQ_MODE_SOFTWARE = 1,       /**< each software trigger */
+  ORQ_MODE_RISING = 2,         /**< each rising edge of the trigger input */
+  ORQ_MODE_FALLING = 3,        /**< each falling edge of the trigger input */
+  ORQ_MODE_SOFTWARE_LEVEL = 4, /**< each software trigger, by level */
+  ORQ_MODE_HIGH = 5,           /**< frame after frame while the trigger input is high */
+  ORQ_MODE_LOW = 6             /**< frame after frame while the trigger input is low */
+};
+/** The modes that the camera offers: bit n stands for mode n. */
+ORQ_API orq_status orq_trigger_get_modes(orq_camera* camera, uint32_t* modes);
+ORQ_API orq_status orq_trigger_get_mode(orq_camera* camera, int32_t* mode);
+/** UNSUPPORTED: the camera does not offer it; STATE: a capture runs. */
+ORQ_API orq_status orq_trigger_set_mode(orq_camera* camera, int32_t mode);
+/** Triggers one exposure of the capture that runs, in a software mode. Waits for a capture that has just been
+ * started. A camera that still exposes or reads out ignores it. STATE: no capture waits for a software trigger. */
+ORQ_API orq_status orq_trigger_send(orq_camera* camera);
+
+enum { ORQ_OUTPUT_A = 0, ORQ_OUTPUT_B = 1 };
+/** The pulse on a trigger output with each exposure. */
+typedef struct orq_trigger_output {
+  uint32_t size;
+  int32_t active_high; /**< 1: high during the pulse; 0: low */
+  int32_t delay_us;    /**< from the start of the exposure; 0 or more */
+  int32_t length_us;   /**< 0: no pulse */
+} orq_trigger_output;
+ORQ_API orq_status orq_trigger_get_output(orq_camera* camera, int32_t output, orq_trigger_output* pulse);
+ORQ_API orq_status orq_trigger_set_output(orq_camera* camera, int32_t output, const orq_trigger_output* pulse);
+
+/* ---- Frames ---- */
+
+/** Where a frame's time comes from. */
+enum { ORQ_TIME_COMPUTER = 0, ORQ_TIME_GPS = 1, ORQ_TIME_GPS_PREDICTED = 2 };
+
+/** A flip swaps left and right, or top and bottom. */
+enum { ORQ_FLIP_HORIZONTAL = 1, ORQ_FLIP_VERTICAL = 2 };
+
+typedef struct orq_frame_info {
+  uint32_t size;
+  uint32_t sequence; /**< the camera's own frame number, 32 bits, wraps */
+  int32_t start_x;   /**< sensor pixels */
+  int32_t start_y;
+  int32_t width; /**< pixels */
+  int32_t height;
+  int32_t bin;
+  int32_t format; /**< ORQ_FORMAT_... */
+  int32_t bayer;  /**< of the delivered pixels, after region and flips; ORQ_BAYER_... */
+  int32_t bytes_per_pixel;
+  uint64_t exposure_us; /**< as the sensor exposed */
+  int64_t time_unix_ns; /**< start of exposure of the row that was read out first, UTC */
+  int64_t end_unix_ns;  /**< end of exposure of the row that was read out last, UTC */
+  int64_t time_uncertainty_ns;
+  int32_t time_source; /**< ORQ_TIME_... */
+  int32_t gain;
+  int32_t offset;
+  int32_t flips;            /**< a sum of ORQ_FLIP_... */
+  double electrons_per_adu; /**< of the delivered pixel values; 0: unknown */
+  uint64_t number;          /**< of the frames published since the camera was opened, from 1 */
+} orq_frame_info;
+
+/** The pixels: rows top down, without gaps, in the frame's format. Valid while the caller holds the frame; not to
+ * be written to. */
+ORQ_API orq_status orq_frame_data(const orq_frame* frame, const uint8_t** bytes, size_t* size);
+ORQ_API orq_status orq_frame_get_info(const orq_frame* frame, orq_frame_info* info);
+/** One more holder, and one less. A frame lives until its last holder releases it, also beyond its camera; its
+ * memory then goes to the next frame. Null does nothing. */
+ORQ_API orq_status orq_frame_retain(orq_frame* frame);
+ORQ_API void orq_frame_release(orq_frame* frame);
+
+/* ---- Events ---- */
+
+enum {
+  ORQ_EVENT_FRAME = 1,    /**< the default reader holds a frame that was not told of yet */
+  ORQ_EVENT_LOST = 2,     /**< the camera is gone */
+  ORQ_EVENT_RETURNED = 3, /**< the camera that was lost is there again: reopen it (with `resume` it is open) */
+  ORQ_EVENT_EXPOSURE_FAILED = 4, /**< an exposure or a video ended by itself: the text says why */
+  ORQ_EVENT_COOLER = 5,          /**< the cooler cannot keep its target, or can again (an empty text) */
+  ORQ_EVENT_GPS_LOST = 6,        /**< frames have the computer's time instead of GPS time */
+  ORQ_EVENT_GPS_BACK = 7
+};
+typedef struct orq_event {
+  uint32_t size;
+  int32_t kind;   /**< ORQ_EVENT_... */
+  char text[256]; /**< one line for a user; may be empty */
+} orq_event;
+/** A descriptor for poll(), select() and event loops: readable while the default reader or the event queue holds
+ * something, and after a loss until the camera is reopened. It is the library's: do not read or close it. It stays
+ * valid until the camera is released. */
+ORQ_API orq_status orq_camera_event_fd(orq_camera* camera, int32_t* fd);
+/** The next event; NOT_FOUND when there is none. Events of one kind that nobody fetched are one event, the latest.
+ * Also of a closed camera. */
+ORQ_API orq_status orq_event_next(orq_camera* camera, orq_event* event);
+
+#ifdef __cplusplus
+}
+#endif
+#endif

@@ -1,0 +1,410 @@
+/* orqcam: USB astronomy cameras, real and virtual. C++17 and later, header only, over orqcam.h.
+ *
+ *     orq::Camera camera("virtual:k1c");
+ *     orq::Frame frame = camera.expose(std::chrono::milliseconds(200));
+ *     for (const orq::Frame& frame : camera.video()) ...
+ *
+ * Everything throws orq::Error, or the class of it that stands for what a program can do about the failure.
+ * Threads, lifetimes, units and ranges are those of orqcam.h: all is any-thread, frames outlive their camera, and
+ * copies of a frame share its pixels. A camera and a reader can be moved, not copied.
+ */
+#ifndef ORQCAM_ORQCAM_HPP
+#define ORQCAM_ORQCAM_HPP
+
+#include <orqcam/orqcam.h>
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+#if __has_include(<version>)
+#include <version>
+#endif
+#if defined(__cpp_lib_span)
+#include <span>
+#endif
+
+namespace orq {
+
+/** Why a call failed: one line for a user. */
+class Error : public std::runtime_error {
+ public:
+  Error(orq_status status, const std::string& text) : std::runtime_error(text), status_(status) {}
+  orq_status status() const noexcept { return status_; }
+
+ private:
+  orq_status status_;
+};
+
+/** An error of one status. */
+template <orq_status kStatus>
+class ErrorOf : public Error {
+ public:
+  explicit ErrorOf(const std::string& text) : Error(kStatus, text) {}
+};
+using InvalidError = ErrorOf<ORQ_ERROR_INVALID>;
+using NotFoundError = ErrorOf<ORQ_ERROR_NOT_FOUND>;
+using PermissionError = ErrorOf<ORQ_ERROR_PERMISSION>;
+using BusyError = ErrorOf<ORQ_ERROR_BUSY>;
+using LostError = ErrorOf<ORQ_ERROR_LOST>;
+using TimeoutError = ErrorOf<ORQ_ERROR_TIMEOUT>;
+using CancelledError = ErrorOf<ORQ_ERROR_CANCELLED>;
+using UnsupportedError = ErrorOf<ORQ_ERROR_UNSUPPORTED>;
+using RefusedError = ErrorOf<ORQ_ERROR_REFUSED>;
+using StateError = ErrorOf<ORQ_ERROR_STATE>;
+using RangeError = ErrorOf<ORQ_ERROR_RANGE>;
+using FileError = ErrorOf<ORQ_ERROR_FILE>;
+using MemoryError = ErrorOf<ORQ_ERROR_MEMORY>;
+
+namespace detail {
+
+/** Throws what a status stands for; the text is this thread's last error. */
+[[noreturn]] inline void raise(orq_status status) {
+  const std::string text = orq_last_error();
+  switch (status) {
+    case ORQ_ERROR_INVALID:
+      throw InvalidError(text);
+    case ORQ_ERROR_NOT_FOUND:
+      throw NotFoundError(text);
+    case ORQ_ERROR_PERMISSION:
+      throw PermissionError(text);
+    case ORQ_ERROR_BUSY:
+      throw BusyError(text);
+    case ORQ_ERROR_LOST:
+      throw LostError(text);
+    case ORQ_ERROR_TIMEOUT:
+      throw TimeoutError(text);
+    case ORQ_ERROR_CANCELLED:
+      throw CancelledError(text);
+    case ORQ_ERROR_UNSUPPORTED:
+      throw UnsupportedError(text);
+    case ORQ_ERROR_REFUSED:
+      throw RefusedError(text);
+    case ORQ_ERROR_STATE:
+      throw StateError(text);
+    case ORQ_ERROR_RANGE:
+      throw RangeError(text);
+    case ORQ_ERROR_FILE:
+      throw FileError(text);
+    case ORQ_ERROR_MEMORY:
+      throw MemoryError(text);
+    default:
+      throw Error(status, text);
+  }
+}
+
+inline void check(orq_status status) {
+  if (status != ORQ_OK) raise(status);
+}
+
+/** A struct of the interface with its size set. */
+template <class Struct>
+Struct sized() {
+  Struct made{};
+  made.size = sizeof made;
+  return made;
+}
+
+/** Owns one handle. */
+template <class Handle, void (*kRelease)(Handle*)>
+class Owner {
+ public:
+  Owner() = default;
+  explicit Owner(Handle* handle) : handle_(handle) {}
+  Owner(Owner&& other) noexcept : handle_(std::exchange(other.handle_, nullptr)) {}
+  Owner& operator=(Owner&& other) noexcept {
+    std::swap(handle_, other.handle_);
+    return *this;
+  }
+  ~Owner() { kRelease(handle_); }
+
+  Handle* get() const noexcept { return handle_; }
+
+ private:
+  Handle* handle_ = nullptr;
+};
+
+/** Whole milliseconds for the C interface: at least as long, no longer than it can say. */
+inline std::int32_t milliseconds(std::chrono::nanoseconds time) {
+  const auto whole = std::chrono::ceil<std::chrono::milliseconds>(time).count();
+  constexpr auto kMost = std::numeric_limits<std::int32_t>::max();
+  return whole > kMost ? kMost : static_cast<std::int32_t>(whole < 0 ? 0 : whole);
+}
+
+}  // namespace detail
+
+/** A wait without end. */
+inline constexpr std::chrono::nanoseconds forever = std::chrono::nanoseconds::max();
+
+/** A frame: pixels that nobody changes any more, and what is known about them. Copies share it. Empty when moved
+ * from or made without one; then only the test for it may be called. */
+class Frame {
+ public:
+  Frame() = default;
+  /** Takes over one hold of the C interface's. */
+  explicit Frame(orq_frame* held) : frame_(held) {}
+  Frame(const Frame& other) : frame_(other.frame_) {
+    if (frame_ != nullptr) detail::check(orq_frame_retain(frame_));
+  }
+  Frame(Frame&& other) noexcept : frame_(std::exchange(other.frame_, nullptr)) {}
+  Frame& operator=(Frame other) noexcept {
+    std::swap(frame_, other.frame_);
+    return *this;
+  }
+  ~Frame() { orq_frame_release(frame_); }
+
+  explicit operator bool() const noexcept { return frame_ != nullptr; }
+  orq_frame* get() const noexcept { return frame_; }
+
+  orq_frame_info info() const {
+    auto info = detail::sized<orq_frame_info>();
+    detail::check(orq_frame_get_info(frame_, &info));
+    return info;
+  }
+  /** Rows top down, without gaps, in the frame's format; valid while somebody holds the frame. */
+  const std::uint8_t* data() const { return bytes().first; }
+  /** Bytes. */
+  std::size_t size() const { return bytes().second; }
+#if defined(__cpp_lib_span)
+  std::span<const std::uint8_t> pixels() const {
+    const auto [first, count] = bytes();
+    return {first, count};
+  }
+#endif
+  int width() const {
+    return info().width;
+  }
+  int height() const {
+    return info().height;
+  }
+  std::chrono::microseconds exposure() const {
+    return std::chrono::microseconds(info().exposure_us);
+  }
+  /** Start of the exposure of the row that was read out first. */
+  std::chrono::time_point<std::chrono::system_clock, std::chrono::nanoseconds> time() const {
+    return std::chrono::time_point<std::chrono::system_clock, std::chrono::nanoseconds>(
+        std::chrono::nanoseconds(info().time_unix_ns));
+  }
+
+ private:
+  std::pair<const std::uint8_t*, std::size_t> bytes() const {
+    const std::uint8_t* first = nullptr;
+    std::size_t count = 0;
+    detail::check(orq_frame_data(frame_, &first, &count));
+    return {first, count};
+  }
+
+  orq_frame* frame_ = nullptr;
+};
+
+/** One more reader of a camera's frames. Lives on when the camera is closed. */
+class Reader {
+ public:
+  explicit Reader(orq_reader* reader) : reader_(reader) {}
+
+  /** Throws TimeoutError when none comes in time. */
+  Frame wait(std::chrono::nanoseconds patience = forever) {
+    orq_frame* frame = nullptr;
+    detail::check(orq_reader_wait(reader_.get(),
+                                  patience == forever ? ORQ_FOREVER : detail::milliseconds(patience), &frame));
+    return Frame(frame);
+  }
+  orq_reader_counters counters() const {
+    auto counters = detail::sized<orq_reader_counters>();
+    detail::check(orq_reader_get_counters(reader_.get(), &counters));
+    return counters;
+  }
+  orq_reader* get() const noexcept { return reader_.get(); }
+
+ private:
+  detail::Owner<orq_reader, orq_reader_release> reader_;
+};
+
+class Camera;
+
+/** A running video: a range of frames, each the newest one that was not fetched yet. Stopped at the end of its
+ * life. The loop ends when the video is stopped or aborted, and throws when it fails. */
+class Video {
+ public:
+  class Iterator {
+   public:
+    using value_type = Frame;
+    using difference_type = std::ptrdiff_t;
+    using reference = const Frame&;
+    using pointer = const Frame*;
+    using iterator_category = std::input_iterator_tag;
+
+    Iterator() = default;
+    explicit Iterator(orq_camera* camera) : camera_(camera) { ++*this; }
+    const Frame& operator*() const { return frame_; }
+    const Frame* operator->() const { return &frame_; }
+    Iterator& operator++() {
+      orq_frame* next = nullptr;
+      frame_ = Frame();  // its memory may be what the next one needs
+      const orq_status status = orq_frame_wait(camera_, ORQ_FOREVER, &next);
+      if (status == ORQ_ERROR_CANCELLED) {
+        camera_ = nullptr;
+        return *this;
+      }
+      detail::check(status);
+      frame_ = Frame(next);
+      return *this;
+    }
+    void operator++(int) { ++*this; }
+    friend bool operator==(const Iterator& a, const Iterator& b) { return a.camera_ == b.camera_; }
+    friend bool operator!=(const Iterator& a, const Iterator& b) { return !(a == b); }
+
+   private:
+    orq_camera* camera_ = nullptr;
+    Frame frame_;
+  };
+
+  explicit Video(orq_camera* camera) : camera_(camera) { detail::check(orq_video_start(camera_)); }
+  Video(Video&& other) noexcept : camera_(std::exchange(other.camera_, nullptr)) {}
+  Video& operator=(Video&&) = delete;
+  ~Video() {
+    if (camera_ != nullptr) orq_video_stop(camera_);
+  }
+
+  Iterator begin() { return Iterator(camera_); }
+  Iterator end() { return {}; }
+
+ private:
+  orq_camera* camera_;
+};
+
+/** An open camera; closed and released at the end of its life. */
+class Camera {
+ public:
+  /** `name` as for orq_camera_open; empty: the only camera that is plugged in. */
+  explicit Camera(const std::string& name = {}, orq_open_options options = detail::sized<orq_open_options>()) {
+    orq_camera* opened = nullptr;
+    detail::check(orq_camera_open(name.c_str(), &options, &opened));
+    camera_ = detail::Owner<orq_camera, orq_camera_release>(opened);
+  }
+
+  orq_camera* get() const noexcept { return camera_.get(); }
+  orq_camera_info info() const { return filled<orq_camera_info>(orq_camera_get_info); }
+  void close() { detail::check(orq_camera_close(get())); }
+  void reopen() { detail::check(orq_camera_reopen(get())); }
+
+  orq_region region() const { return filled<orq_region>(orq_region_get); }
+  /** The nearest region that the camera offers. */
+  orq_region fit(orq_region wanted) const {
+    auto fitted = detail::sized<orq_region>();
+    wanted.size = sizeof wanted;
+    detail::check(orq_region_fit(get(), &wanted, &fitted));
+    return fitted;
+  }
+  /** Returns what was applied. */
+  orq_region region(orq_region wanted) {
+    auto applied = detail::sized<orq_region>();
+    wanted.size = sizeof wanted;
+    detail::check(orq_region_set(get(), &wanted, &applied));
+    return applied;
+  }
+
+  /** Starts one exposure; 0: as the control says. */
+  void startExposure(std::chrono::microseconds exposure = std::chrono::microseconds(0)) {
+    if (exposure.count() < 0) throw RangeError("an exposure is not negative");
+    detail::check(orq_exposure_start(get(), static_cast<std::uint64_t>(exposure.count())));
+  }
+  orq_exposure_progress progress() const { return filled<orq_exposure_progress>(orq_exposure_get_progress); }
+  /** The next frame of the default reader. Throws TimeoutError when none comes in time. */
+  Frame wait(std::chrono::nanoseconds patience = forever) {
+    orq_frame* frame = nullptr;
+    detail::check(
+        orq_frame_wait(get(), patience == forever ? ORQ_FOREVER : detail::milliseconds(patience), &frame));
+    return Frame(frame);
+  }
+  /** One exposure and its frame. */
+  Frame expose(std::chrono::microseconds exposure = std::chrono::microseconds(0)) {
+    startExposure(exposure);
+    return wait();
+  }
+  /** Starts a video. */
+  Video video() { return Video(get()); }
+  void abort() { detail::check(orq_capture_abort(get())); }
+  Reader reader(int mode = ORQ_READ_NEWEST, int depth = 0) {
+    orq_reader_options options = detail::sized<orq_reader_options>();
+    options.mode = mode;
+    options.depth = depth;
+    orq_reader* opened = nullptr;
+    detail::check(orq_reader_open(get(), &options, &opened));
+    return Reader(opened);
+  }
+  orq_stream_counters counters() const { return filled<orq_stream_counters>(orq_stream_get_counters); }
+
+  /** Bit n: the camera offers mode n. */
+  std::uint32_t triggerModes() const { return value<std::uint32_t>(orq_trigger_get_modes); }
+  int triggerMode() const { return value<std::int32_t>(orq_trigger_get_mode); }
+  void triggerMode(int mode) { detail::check(orq_trigger_set_mode(get(), mode)); }
+  void trigger() { detail::check(orq_trigger_send(get())); }
+  orq_trigger_output triggerOutput(int output) const {
+    auto pulse = detail::sized<orq_trigger_output>();
+    detail::check(orq_trigger_get_output(get(), output, &pulse));
+    return pulse;
+  }
+  void triggerOutput(int output, orq_trigger_output pulse) {
+    pulse.size = sizeof pulse;
+    detail::check(orq_trigger_set_output(get(), output, &pulse));
+  }
+
+  void timeMark(bool on) { detail::check(orq_time_mark_set(get(), on ? 1 : 0)); }
+  /** Nothing: never. */
+  void stampEvery(std::optional<std::chrono::milliseconds> interval) {
+    detail::check(orq_gps_stamp_every(get(), interval ? detail::milliseconds(*interval) : -1));
+  }
+
+  /** For poll() and event loops; the library's own. */
+  int eventDescriptor() const { return value<std::int32_t>(orq_camera_event_fd); }
+  std::optional<orq_event> nextEvent() {
+    auto event = detail::sized<orq_event>();
+    const orq_status status = orq_event_next(get(), &event);
+    if (status == ORQ_ERROR_NOT_FOUND) return std::nullopt;
+    detail::check(status);
+    return event;
+  }
+
+  void unplugVirtual() { detail::check(orq_camera_unplug_virtual(get())); }
+  void replugVirtual() { detail::check(orq_camera_replug_virtual(get())); }
+
+ private:
+  template <class Struct>
+  Struct filled(orq_status (*ask)(orq_camera*, Struct*)) const {
+    auto made = detail::sized<Struct>();
+    detail::check(ask(camera_.get(), &made));
+    return made;
+  }
+  template <class Value>
+  Value value(orq_status (*ask)(orq_camera*, Value*)) const {
+    Value read{};
+    detail::check(ask(camera_.get(), &read));
+    return read;
+  }
+
+  detail::Owner<orq_camera, orq_camera_release> camera_;
+};
+
+/** Cameras that are plugged in, and virtual ones: `flags` is a sum of ORQ_LIST_... */
+inline std::vector<orq_camera_entry> cameras(std::uint32_t flags = ORQ_LIST_USB) {
+  orq_camera_list* listed = nullptr;
+  detail::check(orq_list_cameras(flags, &listed));
+  const detail::Owner<orq_camera_list, orq_camera_list_release> list(listed);
+  std::int32_t count = 0;
+  detail::check(orq_camera_list_count(list.get(), &count));
+  std::vector<orq_camera_entry> entries(static_cast<std::size_t>(count), detail::sized<orq_camera_entry>());
+  for (std::int32_t i = 0; i < count; ++i) {
+    detail::check(orq_camera_list_get(list.get(), i, &entries[static_cast<std::size_t>(i)]));
+  }
+  return entries;
+}
+
+}  // namespace orq
+
+#endif

@@ -1,0 +1,115 @@
+// Opening, closing, and what a camera is.
+#include <memory>
+#include <utility>
+
+#include "api/Handles.h"
+#include "api/Structs.h"
+
+using namespace orq;       // NOLINT(google-build-using-namespace): the functions of the interface are global
+using namespace orq::api;  // NOLINT(google-build-using-namespace)
+
+namespace {
+
+constexpr std::uint32_t kMostFrameMemoryMb = 1U << 20U;
+
+session::OpenOptions OptionsOf(const orq_open_options* options) {
+  if (options == nullptr) return {};
+  const orq_open_options given = TakeStruct(options, "options");
+  if (given.settings < ORQ_SETTINGS_OFF || given.settings > ORQ_SETTINGS_LOAD_AND_KEEP) {
+    throw session::Failure(session::Status::Invalid, "options.settings must be one of ORQ_SETTINGS_...");
+  }
+  if (given.frame_memory_mb > kMostFrameMemoryMb) {
+    throw session::Failure(session::Status::Invalid, "options.frame_memory_mb must be at most 1048576");
+  }
+  constexpr SettingsUse kUses[] = {SettingsUse::Off, SettingsUse::Load, SettingsUse::LoadAndKeep};
+  return {.settings = kUses[given.settings],
+          .frameMemoryBytes = std::size_t{given.frame_memory_mb} * 1'000'000,
+          .resume = given.resume != 0};
+}
+
+std::uint32_t AbilitiesOf(CModelCamera& device, bool isVirtual) {
+  std::uint32_t abilities = 0;
+  const auto add = [&abilities](bool has, std::uint32_t ability) { abilities |= has ? ability : 0U; };
+  const ModelData& model = device.Model();
+  add(model.cooled, ORQ_ABILITY_COOLER);
+  add(model.guidePort, ORQ_ABILITY_GUIDE_PORT);
+  add(model.gps, ORQ_ABILITY_GPS);
+  add(device.supportTrigger != 0, ORQ_ABILITY_TRIGGER);
+  add(device.FanAdjustCheck(), ORQ_ABILITY_FAN);
+  add(model.focusMotorRequest != 0, ORQ_ABILITY_FOCUS_MOTOR);
+  add(model.hardwareBin || model.fpgaBin, ORQ_ABILITY_HARDWARE_BIN);
+  add(device.hasHighSpeed != 0, ORQ_ABILITY_HIGH_SPEED);
+  add(model.thermometer != Thermometer::None, ORQ_ABILITY_THERMOMETER);
+  add(isVirtual, ORQ_ABILITY_VIRTUAL);
+  return abilities;
+}
+
+orq_camera_info InfoOf(session::Camera& camera) {
+  const session::CameraFacts facts = camera.Facts();
+  const ModelData& model = camera.Model();
+  orq_camera_info info{};
+  info.size = sizeof info;
+  info.speed = facts.usb3 ? ORQ_SPEED_USB3 : ORQ_SPEED_USB2;
+  CopyText(facts.model, info.model);
+  CopyText(facts.serial, info.serial);
+  CopyText(facts.userId, info.user_id);
+  CopyText(facts.firmware, info.firmware);
+  info.sensor_width = model.maxWidth;
+  info.sensor_height = model.maxHeight;
+  info.pixel_um = model.pixelSizeUm;
+  info.adc_bits = model.adcBits;
+  info.bayer = model.colour ? model.bayerPattern : ORQ_BAYER_NONE;
+  for (const std::uint8_t bin : model.bins) {
+    if (bin != 0) info.bins |= 1U << bin;
+  }
+  for (std::size_t format = 0; format < model.formats.size(); ++format) {
+    if (model.formats[format]) info.formats |= 1U << format;
+  }
+  info.abilities = AbilitiesOf(*session::Camera::Use(camera), facts.isVirtual);
+  return info;
+}
+
+}  // namespace
+
+orq_status orq_camera_open(const char* name, const orq_open_options* options, orq_camera** camera) {
+  return Guarded([&] {
+    orq_camera*& result = DemandResult(camera, "camera");
+    const session::OpenOptions wanted = OptionsOf(options);
+    auto handle = std::make_unique<orq_camera>();
+    handle->camera = session::Camera::Open(name == nullptr ? "" : name, wanted);
+    result = handle.release();
+  });
+}
+
+orq_status orq_camera_close(orq_camera* camera) {
+  return Guarded([&] { CameraOf(camera)->Close(); });
+}
+
+orq_status orq_camera_reopen(orq_camera* camera) {
+  return Guarded([&] { CameraOf(camera)->Reopen(); });
+}
+
+void orq_camera_release(orq_camera* camera) {
+  Guarded([&] {
+    if (camera == nullptr) return;
+    Demand(camera, "camera").mark = 0;
+    const std::unique_ptr<orq_camera> handle(camera);
+    handle->camera->Leave();
+  });
+}
+
+orq_status orq_camera_get_info(orq_camera* camera, orq_camera_info* info) {
+  return Guarded([&] {
+    const auto opened = CameraOf(camera);
+    DemandStruct(info, "info");
+    GiveStruct(InfoOf(*opened), info);
+  });
+}
+
+orq_status orq_camera_unplug_virtual(orq_camera* camera) {
+  return Guarded([&] { CameraOf(camera)->UnplugVirtual(); });
+}
+
+orq_status orq_camera_replug_virtual(orq_camera* camera) {
+  return Guarded([&] { CameraOf(camera)->ReplugVirtual(); });
+}

@@ -1,0 +1,27 @@
+// Sample-wise steps of the frame path. Free functions over spans: no allocation, any-thread.
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "image/frame/Algorithm.h"
+
+namespace orq {
+
+/// Neutral white-balance value: the channel is left as it is.
+inline constexpr int kNeutralWhiteBalance = 50;
+
+/// Turns samples that arrived most significant byte first into host order, in place.
+void MsbFirstToHost(std::span<std::uint16_t> samples);
+/// Copies samples of 16 bits that arrived most significant byte first in host order, wherever they lie in memory.
+/// `out` is as large as `in` (an even number of bytes) and does not overlap it.
+void MsbFirstToHost(std::span<const std::uint8_t> in, std::span<std::uint8_t> out);
+/// The way back, in place.
+void HostToMsbFirst(std::span<std::uint16_t> samples);
+
+/// Multiplies the red and the blue samples of a Bayer frame by `red`/50 and `blue`/50 (values 1 to 99), rounded to
+/// nearest and saturating; green samples do not change. `samples` holds whole rows of `width`.
+void WhiteBalance(std::span<std::uint8_t> samples, int width, BayerPattern pattern, int red, int blue);
+void WhiteBalance(std::span<std::uint16_t> samples, int width, BayerPattern pattern, int red, int blue);
+
+}  // namespace orq

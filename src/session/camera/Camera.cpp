@@ -1,0 +1,186 @@
+// Opening and closing.
+#include "session/camera/Camera.h"
+
+#include <utility>
+
+#include "models/camera/OwnSettings.h"
+#include "session/camera/OpenTrouble.h"
+#include "support/Hex.h"
+#include "virtual/bus/VirtualBus.h"
+
+namespace orq::session {
+namespace {
+
+constexpr const char* kClosed = "the camera is closed: open it again first";
+constexpr const char* kLost = "the camera is gone: plug it in again and reopen it";
+
+}  // namespace
+
+std::shared_ptr<Camera> Camera::Open(std::string_view name, const OpenOptions& options) {
+  std::shared_ptr<Camera> camera(new Camera());
+  camera->OpenDevice(name, options);
+  return camera;
+}
+
+void Camera::OpenDevice(std::string_view name, const OpenOptions& options) {
+  options_ = options;
+  named_ = FindCamera(name, options.settings);
+  CModelCamera& device = Device();
+  if (options.settings != SettingsUse::Off) LoadOwnSettings(device);
+  if (options.frameMemoryBytes != 0) device.Mailbox().Pool().SetLimit(options.frameMemoryBytes);
+  device.GiveUpAfterTimeout(true);
+  device.ReadWithFrames(true);
+  if (device.Model().gps) device.StampFrames(std::chrono::milliseconds(0));
+  device.OnCaptureEnd([this] {
+    {
+      const MutexLock lock(watchMutex_);
+      captureEnded_ = true;
+    }
+    watchChanged_.notify_one();
+  });
+  if (device.OpenCamera(named_.openIndex) == 0) throw OpenFailure(device, std::string(name));
+  ReadFacts();
+  // One that was found on is left on.
+  long cools = 0;
+  cools_ = device.GetControlValue(ORQ_COOLER_ON, &cools, nullptr) == CTRL_OK && cools == 1;
+  device.Mailbox().SetDoorbell([events = events_.get()](bool waits) { events->FrameWaits(waits); });
+  state_ = State::Open;
+  watcher_ = std::thread(&Camera::Watch, this);
+}
+
+void Camera::ReadFacts() {
+  CModelCamera& device = Device();
+  CameraFacts facts;
+  facts.model = device.modelName;
+  _ORQ_ID id{};
+  if (device.GetSerialNumber(&id)) facts.serial = Hex(id.id);
+  if (device.GetIDFromSPI(&id)) facts.userId = IdText(id);
+  const auto& version = device.firmwareVersion;
+  facts.firmware =
+      std::to_string(version[0]) + "." + std::to_string(version[1]) + "." + std::to_string(version[2]);
+  facts.usb3 = device.usb3Host != 0;
+  facts.isVirtual = named_.bus != nullptr;
+  const MutexLock lock(factsMutex_);
+  facts_ = facts;
+}
+
+Camera::~Camera() {
+  {
+    const MutexLock lock(watchMutex_);
+    ending_ = true;
+  }
+  watchChanged_.notify_one();
+  if (watcher_.joinable()) watcher_.join();
+  if (!named_.camera) return;
+  if (state_ == State::Open) {
+    Device().StopCapture();
+    Device().CloseCamera();
+  }
+  Device().Mailbox().SetDoorbell({});
+  named_.camera.reset();  // its workers call this object
+}
+
+void Camera::Close() {
+  if (flashWork_) {
+    throw Failure(Status::Busy, "the camera's flash is being read or written: wait for it, or abort it");
+  }
+  Leave();
+}
+
+void Camera::Leave() {
+  const State before = state_.exchange(State::Closed);
+  WakeWaiters();
+  if (before == State::Closed) return;
+  const std::lock_guard turn(turn_);
+  const std::unique_lock life(life_);
+  state_ = State::Closed;  // it may just have come back
+  abortWanted_ = false;
+  Device().StopCapture();
+  Device().CloseCamera();
+  capture_ = Capture::None;
+}
+
+void Camera::Reopen() {
+  const std::lock_guard turn(turn_);
+  if (state_ != State::Open) ReopenNow();
+}
+
+// With the turn held.
+void Camera::ReopenNow() {
+  CModelCamera& device = Device();
+  const std::unique_lock life(life_);
+  device.StopCapture();
+  device.CloseCamera();
+  const std::string serial = Facts().serial;
+  const auto index = FindAgain(named_, serial);
+  if (!index) {
+    if (FindAgain(named_, {})) {
+      throw Failure(Status::Refused,
+                    "another camera of this model is plugged in: plug in the one with serial number " + serial +
+                        ", or open the other one as a new camera");
+    }
+    throw Failure(Status::NotFound, "the camera is not there: plug it in");
+  }
+  const std::int32_t bandwidth = device.bandwidthPerc;  // opening chooses its own
+  if (device.OpenCamera(*index) == 0) throw OpenFailure(device, "serial:" + serial);
+  ReadFacts();
+  if (Facts().serial != serial) {
+    device.CloseCamera();
+    throw Failure(Status::Refused, "another camera has been plugged in meanwhile");
+  }
+  device.SetFPSPerc(bandwidth, device.AutoFPS != 0);
+  if (cools_) device.SetControlValue(ORQ_COOLER_ON, 1, false);
+  capture_ = Capture::None;
+  abortWanted_ = false;
+  state_ = State::Open;
+  events_->KeepAwake(false);
+}
+
+CameraFacts Camera::Facts() {
+  const MutexLock lock(factsMutex_);
+  return facts_;
+}
+
+void Camera::DemandOpen() const {
+  switch (state_) {
+    case State::Open:
+      return;
+    case State::Lost:
+      throw Failure(Status::Lost, kLost);
+    case State::Closed:
+      throw Failure(Status::State, kClosed);
+  }
+}
+
+void Camera::Fail(const std::string& what) {
+  CModelCamera& device = Device();
+  if (device.DeviceLost()) {
+    watchChanged_.notify_one();
+    throw Failure(Status::Lost, what + ": " + kLost);
+  }
+  const std::string reason = device.LinkError();
+  throw Failure(StatusOf(device.Port().LastErrorCode()), reason.empty() ? what : what + ": " + reason);
+}
+
+Camera::Use::Use(Camera& camera) : camera_(camera.Device()) {
+  camera.DemandOpen();  // before the lock: whoever closes must not wait for a queue of users
+  lock_ = std::shared_lock(camera.life_);
+  camera.DemandOpen();
+}
+
+Camera::Turn::Turn(Camera& camera) : camera_(camera), lock_(camera.turn_), aborts_(camera.aborts_) {
+  camera.DemandOpen();
+  camera.FinishAbort();
+}
+
+void Camera::UnplugVirtual() {
+  if (!named_.bus) throw Failure(Status::Unsupported, "only a virtual camera can be unplugged by a program");
+  named_.bus->Unplug(named_.device);
+}
+
+void Camera::ReplugVirtual() {
+  if (!named_.bus) throw Failure(Status::Unsupported, "only a virtual camera can be plugged in by a program");
+  named_.bus->Attach(named_.device);
+}
+
+}  // namespace orq::session
