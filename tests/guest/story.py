@@ -26,6 +26,7 @@ class Story:
     cameras: str = ""
     long: bool = False
     waits_for: str = ""
+    rank: int = 2
     steps: list = field(default_factory=list)
 
 
@@ -48,6 +49,8 @@ def parse(text, file):
             stories[-1].cameras = words
         elif verb == "long":
             stories[-1].long = True
+        elif verb == "rank":
+            stories[-1].rank = int(words)
         elif verb == "waits":
             stories[-1].waits_for = words
         elif verb == "end":

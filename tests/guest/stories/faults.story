@@ -15,12 +15,14 @@ run orqcam info
 == unplugged while it is opened
 # What the camera keeps is read then: that takes long enough to be met.
 cameras k1c,flashms=900
+rank 1
 start s orqcam info
 root p=$(cat /run/jobs/s.pid); until ls -l /proc/$p/fd | grep -q bus/usb; do sleep 0.05; done
+sleep 0.4
 usb unplug 0
 ends s
   within 20
-  status 4
+  status 3 4
 usb replug 0
 sees 1
 run orqcam info
@@ -42,6 +44,7 @@ end
 
 == unplugged while streaming
 cameras k1c,prerender=2
+rank 1
 start s orqcam stream -e 5ms --center 640,480 -s 60
 shows s fps
 usb unplug 0
@@ -56,6 +59,7 @@ run orqcam stream -e 5ms --center 640,480 -n 5
 
 == unplugged while exposing
 cameras k1c
+rank 1
 start s orqcam capture -e 30s -o /tmp/a.fits
 sleep 2
 usb unplug 0
@@ -78,6 +82,7 @@ run ls -A /tmp
 
 == unplugged while it writes flash
 cameras k1c,flashms=200
+rank 1
 start s orqcam id set guider --yes
 sleep 3
 usb unplug 0
@@ -87,7 +92,7 @@ ends s
 
 == unplugged while guiding
 cameras k1c
-start s orqcam guide north 10000
+start s orqcam guide north 4000
 sleep 2
 usb unplug 0
 ends s
@@ -105,6 +110,7 @@ ends s
 
 == a stall in the middle of a frame costs that frame only
 cameras k1c,prerender=2,stall@7
+rank 1
 run orqcam stream -e 5ms --center 640,480 -n 20
   prints ^delivered = 20 frames
   prints ^failed_stalled = 1 frames
@@ -123,6 +129,7 @@ ends s
 
 == over-long data
 cameras k1c,prerender=2
+rank 1
 start s orqcam stream -e 5ms --center 640,480 -s 3
 shows s fps
 usb overflow 0
@@ -139,13 +146,16 @@ ends s
   prints ^identity_holds = yes
 
 == a camera that falls silent while it streams
+# 30 s later than a frame takes at most.
 cameras k1c,prerender=2
-start s orqcam stream -e 5ms --center 640,480 -s 3
+long
+start s orqcam stream -e 5ms --center 640,480 -n 1000000
 shows s fps
 usb silence 0
 ends s
-  within 60
-  status 1 4
+  within 100
+  status 1
+  prints the camera sends no frames any more: unplug it, and plug it in again
   prints ^identity_holds = yes
 usb replug 0
 sees 1
@@ -153,6 +163,7 @@ run orqcam info
 
 == a camera that falls silent while it exposes
 cameras k1c
+long
 start s orqcam capture -e 3s -o /tmp/a.fits
 sleep 1
 usb silence 0
@@ -164,6 +175,7 @@ run ls -A /tmp
 
 == a camera that answers nothing any more
 cameras k1c
+rank 1
 usb silence 0
 run orqcam info
   status 1
@@ -174,6 +186,7 @@ run orqcam info
 
 == lost, short, damaged frames
 cameras k1c,prerender=2,drop=0.1,short@3,badheader@9,badtrailer@15,oversize@21,order@27
+rank 1
 run orqcam stream -e 5ms --center 320,240 -n 60
   prints ^delivered = 60 frames
   prints ^failed_short = [1-9]
@@ -183,11 +196,13 @@ run orqcam stream -e 5ms --center 320,240 -n 60
 
 == saved frames among damaged ones are what the sensor sent
 cameras k1c,prerender=4,short@2,badheader@4,badtrailer@6
+rank 1
 run orqcam --json capture --video -e 200ms --center 320,240 -n 4 -o /tmp/{n:02}.raw
   frames 4
 
 == replugs, each followed at once by an open
 cameras k1c
+rank 1
 repeat 4
   usb replug 0
   run for i in $(seq 100); do orqcam list 2>/dev/null | grep -q serial: && exec orqcam info; sleep 0.02; done; exit 9
@@ -215,6 +230,7 @@ ends s
 
 == a replug in a series of exposures, and on it goes
 cameras k1c
+rank 1
 start s orqcam --json capture --reconnect -e 500ms --center 320,240 -n 6 -o /tmp/{n:02}.raw
 shows s number":2
 usb replug 0
@@ -224,6 +240,7 @@ ends s
 
 == nothing leaks in a program that lives through faults
 cameras k1c,prerender=2
+rank 1
 start s orqcam stream --reconnect -e 5ms --center 640,480 -s 600
 shows s fps = [1-9]
 repeat 6

@@ -2,6 +2,7 @@
 
 == little memory for USB, one camera
 cameras k1c,prerender=2
+rank 1
 root echo 4 >/sys/module/usbcore/parameters/usbfs_memory_mb
 run orqcam stream -e 5ms -n 10
   prints ^delivered = 10 frames
@@ -13,6 +14,7 @@ root echo 16 >/sys/module/usbcore/parameters/usbfs_memory_mb
 
 == little memory for USB, four cameras
 cameras k1c,prerender=2 k1m,prerender=2 k2m,prerender=2 h53m,prerender=2
+rank 1
 for megabytes in 4 | 1
   root echo {megabytes} >/sys/module/usbcore/parameters/usbfs_memory_mb
   start a orqcam -c serial:0000000000000001 stream -e 10ms --center 640,480 -s 60
@@ -34,6 +36,7 @@ root echo 16 >/sys/module/usbcore/parameters/usbfs_memory_mb
 
 == a program that is killed leaves a camera that the next one can use
 cameras k1c,prerender=2
+rank 1
 start s orqcam stream -e 5ms --center 640,480 -s 60
 shows s fps
 kill s KILL
@@ -81,6 +84,7 @@ end
 
 == SIGTERM ends a stream in order
 cameras k1c,prerender=2
+rank 1
 start s orqcam stream -e 5ms --center 640,480 -s 60
 shows s fps
 kill s TERM
@@ -102,6 +106,7 @@ ends s
 
 == deauthorised while streaming
 cameras k1c,prerender=2
+rank 1
 start s orqcam stream -e 5ms --center 640,480 -s 60
 shows s fps
 root echo 0 >$(dirname $(grep -l f055 /sys/bus/usb/devices/*/idVendor))/authorized
@@ -127,6 +132,7 @@ run orqcam info
 
 == nothing is left in the kernel's log or memory
 cameras k1c,prerender=2
+rank 3
 root dmesg
   lacks BUG|Oops|WARNING:|use-after-free|Call Trace
 # All transfers of one camera, and not a byte more, fit what is allowed now.
