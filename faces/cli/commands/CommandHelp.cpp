@@ -1,38 +1,18 @@
 // orqcam help: the same as --help.
-#include <algorithm>
 #include <memory>
 
 #include "commands/Commands.h"
 
 namespace orq::cli {
 
-namespace {
-
-// The parser prints the help of the command that was given: `help` itself, so that the one that is meant is shown
-// by its formatter.
-ExitCode RunHelp(const Context& context, const CLI::App& app, const std::vector<std::string>& words) {
-  const CLI::App* shown = &app;
-  std::string name = app.get_name();
-  for (const std::string& word : words) {
-    const auto commands = shown->get_subcommands({});
-    const auto next = std::ranges::find(commands, word, &CLI::App::get_name);
-    if (next == commands.end()) {
-      throw CliError(kExitUsage, "there is no command '" + name + " " + word + "'; see " + name + " --help");
-    }
-    shown = *next;
-    name += " " + word;
-  }
-  context.out.Line(shown->get_formatter()->make_help(shown, name, CLI::AppFormatMode::Normal));
-  return kExitOk;
-}
-
-}  // namespace
-
-CommandRun AddHelpCommand(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("help", "Show the help of orqcam, or of a command, like --help");
+CommandRun AddHelpCommand(const Command& app) {
+  const Command command = app.AddCommand("help", "Show the help of orqcam, or of a command, like --help");
   auto words = std::make_shared<std::vector<std::string>>();
-  command->add_option("COMMAND", *words, "The command: capture, dark take");
-  return [words, &app](const Context& context) { return RunHelp(context, app, *words); };
+  command.AddOption("COMMAND", *words, "The command: capture, dark take");
+  return [words, app](const Context& context) {
+    context.out.Line(app.HelpOf(*words));
+    return kExitOk;
+  };
 }
 
 }  // namespace orq::cli

@@ -1,13 +1,13 @@
 // The corrections of frames that `capture` and `stream` share: dark and hot pixels.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <optional>
 #include <string>
 
 #include "camera/Session.h"
 #include "files/DarkFile.h"
 #include "files/Frame.h"
+#include "options/CommandLine.h"
 
 namespace orq::cli {
 
@@ -17,7 +17,7 @@ struct CorrectionOptions {
   bool hotPixels = false;  ///< neither of the two: as the camera has it
   bool noHotPixels = false;
 
-  void AddTo(CLI::App& command);
+  void AddTo(const Command& command);
 };
 
 /// How the present settings differ from those of a dark, as far as it matters: exposure by more than a tenth, gain
