@@ -82,6 +82,16 @@ class Headers(Tree):
         self.assertEqual(list(troubles), ["support/Needy.h"])
         self.assertEqual(count, 3)
 
+    def test_only_what_stands_first_in_a_source_file_is_left_to_the_build(self):
+        self.write("support/First.h", "#pragma once\nstd::string First();\n")
+        self.write("support/Second.h", "#pragma once\nstd::string Second();\n")
+        self.write("support/Third.h", "#pragma once\nstd::string Third();\n")
+        self.write("support/First.cpp", '// Its own header.\n#include "support/First.h"\n\n#include "support/Second.h"\n')
+        self.write("support/Other.cpp", '#include <string>\n#include "support/Third.h"\n')
+        troubles, count = check_headers.check(self.source, "c++")
+        self.assertEqual(list(troubles), ["support/Second.h", "support/Third.h"])
+        self.assertEqual(count, 5)
+
 
 if __name__ == "__main__":
     unittest.main()
