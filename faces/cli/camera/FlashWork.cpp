@@ -2,10 +2,10 @@
 
 #include <filesystem>
 
-#include "files/StateDirectory.h"
 #include "output/Confirm.h"
 #include "output/Progress.h"
 #include "output/Signals.h"
+#include "session/files/StateDirectory.h"
 
 namespace orq::cli {
 

@@ -8,8 +8,8 @@
 #include "camera/ControlAccess.h"
 #include "output/Signals.h"
 #include "output/StatusLine.h"
-#include "output/Text.h"
-#include "output/Units.h"
+#include "session/text/Units.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 
@@ -136,7 +136,7 @@ void AutoControl::Settle(VideoShooter& shooter) {
   const auto start = Clock::now();
   const auto limit = std::chrono::duration<double>(timeoutSeconds_);
   StatusLine line;
-  Frame frame;
+  FramePtr frame;
   while (!AtRest()) {
     if (Clock::now() - start > limit) {
       throw CliError(Status::Timeout,

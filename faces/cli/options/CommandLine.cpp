@@ -1,10 +1,9 @@
 #include "options/CommandLine.h"
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 
 #include "output/ExitCodes.h"
-#include "output/Text.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 
@@ -120,20 +119,27 @@ bool Command::Given() const {
   return app_->parsed();
 }
 
+std::string Command::Name() const {
+  return app_->get_name();
+}
+
+std::string Command::Description() const {
+  return app_->get_description();
+}
+
+bool Command::NeedsCommand() const {
+  return app_->get_require_subcommand_min() > 0;
+}
+
+std::vector<Command> Command::Commands() const {
+  std::vector<Command> commands;
+  for (CLI::App* command : app_->get_subcommands({})) commands.emplace_back(*command);
+  return commands;
+}
+
 // By the formatter: the parser itself prints the help of the command that was given.
-std::string Command::HelpOf(const std::vector<std::string>& words) const {
-  const CLI::App* shown = app_;
-  std::string name = app_->get_name();
-  for (const std::string& word : words) {
-    const auto commands = shown->get_subcommands({});
-    const auto next = std::ranges::find(commands, word, &CLI::App::get_name);
-    if (next == commands.end()) {
-      throw CliError(kExitUsage, "there is no command '" + name + " " + word + "'; see " + name + " --help");
-    }
-    shown = *next;
-    name += " " + word;
-  }
-  return shown->get_formatter()->make_help(shown, name, CLI::AppFormatMode::Normal);
+std::string Command::HelpUnder(const std::string& name) const {
+  return app_->get_formatter()->make_help(app_, name, CLI::AppFormatMode::Normal);
 }
 
 // The whole --------------------------------------------------------------------------------------------------

@@ -54,8 +54,13 @@ class Command {
 
   /// Whether it was given.
   bool Given() const;
-  /// Help of the command that `words` lead to from here. Throws CliError when there is none.
-  std::string HelpOf(const std::vector<std::string>& words) const;
+  std::string Name() const;
+  std::string Description() const;
+  /// Whether one of the commands below it must be given.
+  bool NeedsCommand() const;
+  std::vector<Command> Commands() const;
+  /// Its help, as that of `name`: "orqcam dark take".
+  std::string HelpUnder(const std::string& name) const;
 
  private:
   CLI::App* app_;

@@ -4,12 +4,13 @@
 
 #include "camera/Shooter.h"
 #include "commands/Commands.h"
-#include "files/FrameTime.h"
 #include "options/ShootingOptions.h"
 #include "output/CounterReport.h"
+#include "output/FrameWatch.h"
 #include "output/Signals.h"
-#include "output/Text.h"
-#include "output/Units.h"
+#include "session/frame/FrameTime.h"
+#include "session/text/Units.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 
@@ -128,7 +129,7 @@ StreamRun Watch(const Context& context, Session& session, const Limits& limits, 
   session.Camera().StampFrames(kGpsEvery);
   VideoShooter shooter(session);
   SecondLines lines(context, totals, automatic);
-  Frame frame;
+  FramePtr frame;
   const auto start = Clock::now();
   const auto limit = std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(limits.seconds));
   CoolerWatch cooler;
@@ -153,7 +154,7 @@ StreamRun Watch(const Context& context, Session& session, const Limits& limits, 
     }
     if (result == ShotResult::Good) {
       ++run.frames;
-      gps.Look(frame.info);
+      gps.Look(frame->Info());
     }
     lines.Tick(run.frames);
     cooler.Look(session);
@@ -189,10 +190,10 @@ ExitCode RunStream(const Context& context, const StreamOptions& options) {
   options.automatic.Check();
   Session session(context);
   options.settings.Apply(session);
-  const Corrections corrections(session, options.corrections, context.settings);
+  const FrameCorrections corrections = ApplyCorrections(session, options.corrections, context.settings);
   options.cooling.Apply(session);
   const AutoControl automatic(session, options.automatic);
-  corrections.TellDifferences();
+  TellDifferences(session.Camera(), corrections);
   Totals totals(session.Camera());
   const StreamRun run = Watch(context, session, limits, options.reconnect, automatic, totals);
   const StreamCounters counters = totals.Read();
