@@ -8,6 +8,7 @@ from pathlib import Path
 
 import check_headers
 import check_includes
+import check_rooms
 
 
 class Tree(unittest.TestCase):
@@ -72,6 +73,32 @@ class Includes(Tree):
         for path in self.source.rglob("*.h"):
             path.unlink()
         self.assertEqual(len(self.breaches()), 1)
+
+
+class Rooms(Tree):
+    def fill(self, folder, count):
+        for number in range(count):
+            self.write(f"{folder}/{number}.h", "")
+
+    def full(self):
+        return {name.split("/", 1)[1]: count for name, count in check_rooms.check(self.source)[0].items()}
+
+    def test_25_files_are_a_room_and_26_are_too_many(self):
+        self.fill("link", 25)
+        self.fill("gps", 26)
+        self.assertEqual(self.full(), {"gps": 26})
+
+    def test_the_files_of_rooms_inside_do_not_count(self):
+        self.fill("link", 25)
+        self.fill("link/usb", 25)
+        self.fill("link/stream/ring", 30)
+        self.assertEqual(self.full(), {"link/stream/ring": 30})
+
+    def test_all_files_are_counted_whatever_they_are(self):
+        self.fill("link", 25)
+        self.write("link/README.md", "")
+        self.assertEqual(self.full(), {"link": 26})
+        self.assertEqual(check_rooms.check(self.source)[1], 28)
 
 
 @unittest.skipUnless(shutil.which("c++"), "no compiler called c++")
