@@ -1,6 +1,5 @@
 #include "camera/FlashWork.h"
 
-#include <CLI/CLI.hpp>
 #include <filesystem>
 
 #include "output/Confirm.h"
@@ -69,10 +68,10 @@ std::string Question(Session& session, const std::string& what) {
 
 }  // namespace
 
-void AddOverwriteOptions(CLI::App& command, OverwriteOptions& options) {
-  command.add_flag("--yes", options.yes, "Do not ask");
-  command.add_option("--backup", options.backupDirectory, "Directory for the backup that is made first")
-      ->default_str("~/.local/state/orqcam/flash");
+void AddOverwriteOptions(const Command& command, OverwriteOptions& options) {
+  command.AddFlag("--yes", options.yes, "Do not ask");
+  command.AddOption("--backup", options.backupDirectory, "Directory for the backup that is made first")
+      .Default("~/.local/state/orqcam/flash");
 }
 
 FlashImage ReadFlash(Session& session) {

@@ -153,22 +153,22 @@ ExitCode RunSet(const Context& context, const std::vector<std::string>& words) {
 
 }  // namespace
 
-CommandRun AddControlsCommand(CLI::App& app) {
-  app.add_subcommand("controls", "Show all controls of a camera with their values and limits");
+CommandRun AddControlsCommand(const Command& app) {
+  app.AddCommand("controls", "Show all controls of a camera with their values and limits");
   return RunControls;
 }
 
-CommandRun AddGetCommand(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("get", "Show the values of controls");
+CommandRun AddGetCommand(const Command& app) {
+  const Command command = app.AddCommand("get", "Show the values of controls");
   auto names = std::make_shared<std::vector<std::string>>();
-  command->add_option("NAME", *names, "Names of controls, in any case")->required();
+  command.AddOption("NAME", *names, "Names of controls, in any case").Required();
   return [names](const Context& context) { return RunGet(context, *names); };
 }
 
-CommandRun AddSetCommand(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("set", "Set controls and show what they became");
+CommandRun AddSetCommand(const Command& app) {
+  const Command command = app.AddCommand("set", "Set controls and show what they became");
   auto words = std::make_shared<std::vector<std::string>>();
-  command->add_option("NAME=VALUE", *words, "Settings: Gain=120, Exposure=200ms, WB_R=auto")->required();
+  command.AddOption("NAME=VALUE", *words, "Settings: Gain=120, Exposure=200ms, WB_R=auto").Required();
   return [words](const Context& context) { return RunSet(context, *words); };
 }
 

@@ -47,20 +47,20 @@ std::string Values(const AutoReading& now) {
 
 }  // namespace
 
-void AutoSettings::AddTo(CLI::App& command) {
-  command.add_flag("--auto-exposure", exposure, "Keep the brightness at its target by the exposure (from -e on)");
-  command.add_flag("--auto-gain", gain, "Keep the brightness at its target by the gain");
-  command.add_flag("--auto-wb", whiteBalance, "Keep the colours balanced (colour cameras)");
-  command.add_option("--auto-target", target,
-                     "Brightness to keep: mean of the frame's centre, 0 to 255 (default: the camera's)");
-  command.add_option("--auto-max-exposure", maxExposure,
-                     "Longest exposure that may be chosen: 500ms, 10s (default: the camera's)");
-  command.add_option("--auto-max-gain", maxGain, "Highest gain that may be chosen (default: the camera's)");
+void AutoSettings::AddTo(const Command& command) {
+  command.AddFlag("--auto-exposure", exposure, "Keep the brightness at its target by the exposure (from -e on)");
+  command.AddFlag("--auto-gain", gain, "Keep the brightness at its target by the gain");
+  command.AddFlag("--auto-wb", whiteBalance, "Keep the colours balanced (colour cameras)");
+  command.AddOption("--auto-target", target,
+                    "Brightness to keep: mean of the frame's centre, 0 to 255 (default: the camera's)");
+  command.AddOption("--auto-max-exposure", maxExposure,
+                    "Longest exposure that may be chosen: 500ms, 10s (default: the camera's)");
+  command.AddOption("--auto-max-gain", maxGain, "Highest gain that may be chosen (default: the camera's)");
 }
 
-void AutoSettings::AddTimeoutTo(CLI::App& command) {
-  command.add_option(kTimeoutOption, timeout, "Give up when nothing has settled after this many seconds")
-      ->default_str(timeout);
+void AutoSettings::AddTimeoutTo(const Command& command) {
+  command.AddOption(kTimeoutOption, timeout, "Give up when nothing has settled after this many seconds")
+      .Default(timeout);
 }
 
 void AutoSettings::Check() const {

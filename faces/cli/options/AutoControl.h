@@ -1,13 +1,13 @@
 // Automatic exposure, gain and white balance, as long as the command runs.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <optional>
 #include <string>
 
 #include "camera/Session.h"
 #include "camera/Shooter.h"
+#include "options/CommandLine.h"
 
 namespace orq::cli {
 
@@ -21,9 +21,9 @@ struct AutoSettings {
   std::optional<std::string> maxGain;
   std::string timeout = "120";
 
-  void AddTo(CLI::App& command);
+  void AddTo(const Command& command);
   /// Of commands that wait for it to settle.
-  void AddTimeoutTo(CLI::App& command);
+  void AddTimeoutTo(const Command& command);
   /// Throws CliError (usage) for what is wrong whatever the camera.
   void Check() const;
 };

@@ -135,16 +135,16 @@ void CoolerWatch::Look(Session& session) {
   if (!trouble.empty()) Complain(trouble);
 }
 
-void CoolSettings::AddTo(CLI::App& command) {
-  CLI::Option* cool = command.add_option(
+void CoolSettings::AddTo(const Command& command) {
+  const Option cool = command.AddOption(
       "--cool", target, "Cool the sensor to this temperature, degrees Celsius, while frames are taken");
-  CLI::Option* waitOption =
-      command.add_flag("--cool-wait", wait, "Take no frame before the sensor is within 0.2 C of it")->needs(cool);
-  command.add_option("--cool-timeout", timeout, "Give up waiting after this many seconds")
-      ->default_str("1800")
-      ->needs(waitOption);
-  command.add_flag("--keep-cooling", keep,
-                   "Leave the cooler on for the next command; without one the camera switches it off after 255 s");
+  const Option waitOption =
+      command.AddFlag("--cool-wait", wait, "Take no frame before the sensor is within 0.2 C of it").Needs(cool);
+  command.AddOption("--cool-timeout", timeout, "Give up waiting after this many seconds")
+      .Default("1800")
+      .Needs(waitOption);
+  command.AddFlag("--keep-cooling", keep,
+                  "Leave the cooler on for the next command; without one the camera switches it off after 255 s");
 }
 
 void CoolSettings::Check() const {

@@ -1,11 +1,11 @@
 // Cooling the sensor, as long as the command runs or longer.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <optional>
 #include <string>
 
 #include "camera/Session.h"
+#include "options/CommandLine.h"
 
 namespace orq::cli {
 
@@ -45,7 +45,7 @@ struct CoolSettings {
   bool keep = false;
   std::string timeout = "1800";
 
-  void AddTo(CLI::App& command);
+  void AddTo(const Command& command);
   /// Throws CliError (usage) for what is wrong whatever the camera.
   void Check() const;
   /// Throws CliError.

@@ -216,22 +216,21 @@ ExitCode RunLines(const Context& context, const GpsOptions& options) {
 
 }  // namespace
 
-CommandRun AddGpsCommand(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("gps", "Time and position by GPS");
-  command->require_subcommand(1);
+CommandRun AddGpsCommand(const Command& app) {
+  const Command command = app.AddCommand("gps", "Time and position by GPS");
+  command.RequireCommand();
   auto options = std::make_shared<GpsOptions>();
-  command->add_subcommand("status", "Show the receiver, its lines and what they latched last");
-  CLI::App* read = command->add_subcommand("read", "Take a frame and show its time and place");
-  CLI::App* watch = command->add_subcommand("watch", "Do so again and again (until Ctrl-C)");
-  options->watching.AddTo(*watch);
-  CLI::App* lines = command->add_subcommand("lines", "Show or set the sensor lines at which time is taken");
-  lines->add_option("START END", options->lines, "First and last line, counted from 0")->expected(0, 2);
-  lines->add_flag("--follow", options->follow, "First and last line of whatever region is taken, as at first");
-  for (CLI::App* each : command->get_subcommands({})) each->fallthrough();
+  command.AddCommand("status", "Show the receiver, its lines and what they latched last");
+  const Command read = command.AddCommand("read", "Take a frame and show its time and place");
+  const Command watch = command.AddCommand("watch", "Do so again and again (until Ctrl-C)");
+  options->watching.AddTo(watch);
+  const Command lines = command.AddCommand("lines", "Show or set the sensor lines at which time is taken");
+  lines.AddOption("START END", options->lines, "First and last line, counted from 0").Values(0, 2);
+  lines.AddFlag("--follow", options->follow, "First and last line of whatever region is taken, as at first");
   return [options, lines, read, watch](const Context& context) {
-    if (lines->parsed()) return RunLines(context, *options);
-    if (read->parsed()) return RunRead(context);
-    return watch->parsed() ? RunWatch(context, *options) : RunStatus(context);
+    if (lines.Given()) return RunLines(context, *options);
+    if (read.Given()) return RunRead(context);
+    return watch.Given() ? RunWatch(context, *options) : RunStatus(context);
   };
 }
 
