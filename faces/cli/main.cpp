@@ -10,8 +10,8 @@
 #include "output/ExitCodes.h"
 #include "output/Output.h"
 #include "output/Signals.h"
-#include "output/Text.h"
 #include "settings/XmlStore.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 namespace {

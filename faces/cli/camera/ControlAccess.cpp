@@ -6,9 +6,9 @@
 #include <cmath>
 
 #include "models/cooling/Cooler.h"
-#include "output/Text.h"
-#include "output/Units.h"
+#include "session/text/Units.h"
 #include "settings/XmlStore.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 

@@ -3,10 +3,10 @@
 #include <CLI/CLI.hpp>
 #include <filesystem>
 
-#include "files/StateDirectory.h"
 #include "output/Confirm.h"
 #include "output/Progress.h"
 #include "output/Signals.h"
+#include "session/files/StateDirectory.h"
 
 namespace orq::cli {
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "output/Text.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 

@@ -6,9 +6,9 @@
 
 #include "models/camera/OwnSettings.h"
 #include "output/Signals.h"
-#include "output/Text.h"
 #include "settings/XmlStore.h"
 #include "support/Hex.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 

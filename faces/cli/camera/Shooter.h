@@ -7,8 +7,8 @@
 #include <string>
 
 #include "camera/CameraModeTable.h"
+#include "camera/Frame.h"
 #include "camera/Session.h"
-#include "files/Frame.h"
 
 namespace orq::cli {
 

@@ -5,9 +5,9 @@
 
 #include "camera/ControlAccess.h"
 #include "commands/Commands.h"
-#include "output/Text.h"
-#include "output/Units.h"
+#include "session/text/Units.h"
 #include "settings/StoredSettings.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 

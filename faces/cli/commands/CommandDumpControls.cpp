@@ -4,7 +4,7 @@
 #include "camera/ControlAccess.h"
 #include "commands/Commands.h"
 #include "controls/ControlCatalogue.h"
-#include "output/Text.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 

@@ -3,7 +3,7 @@
 
 #include "camera/FlashWork.h"
 #include "commands/Commands.h"
-#include "files/SafeFile.h"
+#include "session/files/SafeFile.h"
 
 namespace orq::cli {
 

@@ -3,9 +3,9 @@
 #include <string_view>
 
 #include "commands/Commands.h"
-#include "files/Frame.h"
-#include "output/Text.h"
+#include "session/frame/FrameFacts.h"
 #include "support/BayerNames.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 

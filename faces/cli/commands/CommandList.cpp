@@ -2,8 +2,8 @@
 #include <memory>
 
 #include "commands/Commands.h"
-#include "output/Text.h"
 #include "session/CameraList.h"
+#include "support/Text.h"
 #include "virtual/bus/VirtualOptions.h"
 
 namespace orq::cli {

@@ -2,7 +2,7 @@
 #include <memory>
 
 #include "commands/Commands.h"
-#include "files/Profile.h"
+#include "session/files/Profile.h"
 
 namespace orq::cli {
 
@@ -10,20 +10,20 @@ namespace {
 
 ExitCode Show(const Context& context, const Profile& profile) {
   Report report;
-  profile.AddTo(report);
+  report.Add(profile.Fields());
   report.Print(context.out, context.json);
   return kExitOk;
 }
 
 ExitCode RunSet(const Context& context, const std::vector<std::string>& words) {
-  Profile profile = Profile::Load();
+  Profile profile = Profile::Load(Profile::UsersPath());
   for (const std::string& word : words) profile.Set(word);
-  profile.Save();
+  profile.Save(Profile::UsersPath());
   return Show(context, profile);
 }
 
 ExitCode RunClear() {
-  Profile::Remove();
+  Profile::Remove(Profile::UsersPath());
   return kExitOk;
 }
 
@@ -43,7 +43,7 @@ CommandRun AddProfileCommand(CLI::App& app) {
       ->required();
   return [words, set, clear](const Context& context) {
     if (set->parsed()) return RunSet(context, *words);
-    return clear->parsed() ? RunClear() : Show(context, Profile::Load());
+    return clear->parsed() ? RunClear() : Show(context, Profile::Load(Profile::UsersPath()));
   };
 }
 

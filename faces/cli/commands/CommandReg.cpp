@@ -2,8 +2,8 @@
 #include <memory>
 
 #include "commands/Commands.h"
-#include "output/Text.h"
-#include "output/Units.h"
+#include "session/text/Units.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 

@@ -7,21 +7,21 @@
 #include <fstream>
 #include <memory>
 
-#include "camera/Climate.h"
 #include "camera/ControlAccess.h"
 #include "camera/Shooter.h"
 #include "commands/Commands.h"
 #include "commands/report/KernelLines.h"
 #include "commands/report/Private.h"
-#include "files/SafeFile.h"
-#include "files/StateDirectory.h"
 #include "link/usb/LibusbPort.h"
 #include "output/CounterReport.h"
 #include "output/Signals.h"
-#include "output/Text.h"
-#include "output/Units.h"
+#include "session/cooling/Climate.h"
+#include "session/files/SafeFile.h"
+#include "session/files/StateDirectory.h"
+#include "session/text/Units.h"
 #include "settings/StoredSettings.h"
 #include "settings/XmlStore.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 

@@ -8,8 +8,8 @@
 #include "camera/ControlAccess.h"
 #include "output/Signals.h"
 #include "output/StatusLine.h"
-#include "output/Text.h"
-#include "output/Units.h"
+#include "session/text/Units.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 

@@ -4,12 +4,12 @@
 #include <chrono>
 #include <cmath>
 
-#include "camera/Climate.h"
 #include "camera/ControlAccess.h"
 #include "output/Signals.h"
 #include "output/StatusLine.h"
-#include "output/Text.h"
-#include "output/Units.h"
+#include "session/cooling/Climate.h"
+#include "session/text/Units.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 

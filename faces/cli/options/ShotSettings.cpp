@@ -3,10 +3,10 @@
 #include <algorithm>
 
 #include "camera/ControlAccess.h"
-#include "files/Frame.h"
 #include "image/timemark/TimeMark.h"
-#include "output/Text.h"
-#include "output/Units.h"
+#include "session/frame/FrameFacts.h"
+#include "session/text/Units.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 

@@ -6,8 +6,8 @@
 
 #include "camera/CameraModeTable.h"
 #include "camera/TriggerSettings.h"
-#include "output/Text.h"
-#include "output/Units.h"
+#include "session/text/Units.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 

@@ -2,7 +2,7 @@
 
 #include "output/ExitCodes.h"
 #include "output/Signals.h"
-#include "output/Units.h"
+#include "session/text/Units.h"
 
 namespace orq::cli {
 

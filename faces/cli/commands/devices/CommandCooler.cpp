@@ -3,12 +3,12 @@
 #include <cmath>
 #include <memory>
 
-#include "camera/Climate.h"
 #include "commands/Commands.h"
 #include "options/Cooling.h"
 #include "output/Signals.h"
-#include "output/Text.h"
-#include "output/Units.h"
+#include "session/cooling/Climate.h"
+#include "session/text/Units.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 

@@ -4,8 +4,8 @@
 
 #include "camera/GuideLine.h"
 #include "commands/Commands.h"
-#include "output/Text.h"
-#include "output/Units.h"
+#include "session/text/Units.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 

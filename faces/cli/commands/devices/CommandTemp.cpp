@@ -4,11 +4,11 @@
 #include <limits>
 #include <memory>
 
-#include "camera/Climate.h"
 #include "commands/Commands.h"
 #include "output/Chart.h"
-#include "output/Text.h"
 #include "output/Watch.h"
+#include "session/cooling/Climate.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 

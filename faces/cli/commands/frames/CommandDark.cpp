@@ -4,10 +4,10 @@
 #include "camera/ControlAccess.h"
 #include "camera/DarkWork.h"
 #include "commands/Commands.h"
-#include "files/DarkFile.h"
-#include "files/DarkStore.h"
 #include "options/Cooling.h"
 #include "options/Corrections.h"
+#include "session/darks/DarkFile.h"
+#include "session/darks/DarkStore.h"
 
 namespace orq::cli {
 
@@ -30,7 +30,7 @@ Existing ExistingOf(const DarkOptions& options) {
 
 void AddFile(Report& report, const std::string& path, const DarkFile& dark) {
   report.Add("file", path);
-  if (dark.description) AddDescription(report, *dark.description);
+  if (dark.description) report.Add(DescriptionValues(*dark.description));
 }
 
 DarkFile ReadFor(const Session& session, const std::string& path) {
@@ -49,7 +49,7 @@ void DemandKept(const DarkStore& store) {
 // What applies, what is kept, and what is to be known about it.
 ExitCode RunShow(const Context& context) {
   Session session(context);
-  const DarkStore store(session);
+  const DarkStore store = StoreOf(session);
   const std::string chosen = store.Chosen();
   Report report;
   report.Add("applied", !chosen.empty());
@@ -76,7 +76,7 @@ ExitCode RunTake(const Context& context, const DarkOptions& options) {
   options.cooling.Check();
   if (!options.output.empty()) DemandDarkName(options.output);
   Session session(context);
-  const DarkStore store(session);
+  const DarkStore store = StoreOf(session);
   const bool keep = options.output.empty();
   const std::string path = keep ? store.KeptPath() : options.output;
   const Existing existing = keep ? Existing::Overwrite : ExistingOf(options);
@@ -112,7 +112,7 @@ void ReportChoice(const Context& context, const std::string& path, const DarkFil
 
 ExitCode RunUse(const Context& context, const DarkOptions& options) {
   Session session(context);
-  const DarkStore store(session);
+  const DarkStore store = StoreOf(session);
   if (options.file.empty()) DemandKept(store);
   const std::string path = options.file.empty() ? store.KeptPath() : options.file;
   const DarkFile dark = ReadFor(session, path);
@@ -123,7 +123,7 @@ ExitCode RunUse(const Context& context, const DarkOptions& options) {
 
 ExitCode RunOff(const Context& context) {
   Session session(context);
-  DarkStore(session).ChooseNone();
+  StoreOf(session).ChooseNone();
   Report report;
   report.Add("applied", false);
   report.Print(context.out, context.json);
@@ -133,7 +133,7 @@ ExitCode RunOff(const Context& context) {
 ExitCode RunSave(const Context& context, const DarkOptions& options) {
   DemandDarkName(options.file);
   Session session(context);
-  const DarkStore store(session);
+  const DarkStore store = StoreOf(session);
   DemandKept(store);
   const DarkFile dark = ReadFor(session, store.KeptPath());
   WriteDarkFile(options.file, dark, ExistingOf(options));
@@ -145,7 +145,7 @@ ExitCode RunSave(const Context& context, const DarkOptions& options) {
 
 ExitCode RunLoad(const Context& context, const DarkOptions& options) {
   Session session(context);
-  const DarkStore store(session);
+  const DarkStore store = StoreOf(session);
   const DarkFile dark = ReadFor(session, options.file);
   store.DemandPlace();
   WriteDarkFile(store.KeptPath(), dark, Existing::Overwrite);

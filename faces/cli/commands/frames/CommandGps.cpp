@@ -7,11 +7,12 @@
 #include "camera/GpsLines.h"
 #include "camera/Shooter.h"
 #include "commands/Commands.h"
-#include "files/FrameTime.h"
-#include "output/Text.h"
-#include "output/Units.h"
+#include "output/FrameWatch.h"
 #include "output/Watch.h"
+#include "session/frame/FrameTime.h"
+#include "session/text/Units.h"
 #include "settings/XmlStore.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 
@@ -135,8 +136,8 @@ class GpsProbe {
 Report Describe(const FrameInfo& info) {
   Report report;
   report.Add("fix", HasGpsTime(info));
-  AddTimes(report, info);
-  AddGps(report, info);
+  report.Add(TimeValues(info));
+  report.Add(GpsValues(info));
   return report;
 }
 

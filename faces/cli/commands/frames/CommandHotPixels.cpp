@@ -7,10 +7,10 @@
 #include "camera/DarkWork.h"
 #include "camera/FlashWork.h"
 #include "commands/Commands.h"
-#include "files/SafeFile.h"
 #include "output/HotPixelView.h"
-#include "output/Text.h"
-#include "output/Units.h"
+#include "session/files/SafeFile.h"
+#include "session/text/Units.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 

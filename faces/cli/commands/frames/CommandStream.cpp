@@ -4,14 +4,15 @@
 
 #include "camera/Shooter.h"
 #include "commands/Commands.h"
-#include "files/FrameTime.h"
 #include "options/AutoControl.h"
 #include "options/Cooling.h"
 #include "options/Corrections.h"
 #include "output/CounterReport.h"
+#include "output/FrameWatch.h"
 #include "output/Signals.h"
-#include "output/Text.h"
-#include "output/Units.h"
+#include "session/frame/FrameTime.h"
+#include "session/text/Units.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 
@@ -196,10 +197,10 @@ ExitCode RunStream(const Context& context, const StreamOptions& options) {
   options.automatic.Check();
   Session session(context);
   options.settings.Apply(session);
-  const Corrections corrections(session, options.corrections, context.settings);
+  const FrameCorrections corrections = ApplyCorrections(session, options.corrections, context.settings);
   options.cooling.Apply(session);
   const AutoControl automatic(session, options.automatic);
-  corrections.TellDifferences();
+  TellDifferences(session.Camera(), corrections);
   Totals totals(session.Camera());
   const StreamRun run = Watch(context, session, limits, options.reconnect, automatic, totals);
   const StreamCounters counters = totals.Read();

@@ -4,9 +4,10 @@
 
 #include "camera/Shooter.h"
 #include "commands/Commands.h"
-#include "files/FrameTime.h"
-#include "output/Text.h"
-#include "output/Units.h"
+#include "output/FrameWatch.h"
+#include "session/frame/FrameTime.h"
+#include "session/text/Units.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 
