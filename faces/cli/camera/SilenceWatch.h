@@ -12,8 +12,8 @@ class SilenceWatch {
  public:
   using Clock = std::chrono::steady_clock;
 
-  /// Whether it has lasted too long. `started` counts the frames that have begun to arrive; `limit` is what one may
-  /// take with the present settings.
+  /// Whether it has lasted too long. `started` counts the frames that have begun to arrive; `limit` is what one
+  /// may take with the present settings.
   bool Overdue(Clock::time_point now, std::uint64_t started, Clock::duration limit);
   /// Begins anew with the next look.
   void Restart() { since_.reset(); }
@@ -22,7 +22,8 @@ class SilenceWatch {
   std::optional<Clock::time_point> since_;  ///< the last sign
   std::uint64_t started_ = 0;               ///< frames then
   Clock::duration limitThen_{};
-  Clock::duration limit_{};  ///< the longest since the sign before: a frame may still be under way with its settings
+  Clock::duration
+      limit_{};  ///< the longest since the sign before: a frame may still be under way with its settings
 };
 
 }  // namespace orq::cli
