@@ -22,8 +22,8 @@ class SilenceWatch {
   std::optional<Clock::time_point> since_;  ///< the last sign
   std::uint64_t started_ = 0;               ///< frames then
   Clock::duration limitThen_{};
-  Clock::duration
-      limit_{};  ///< the longest since the sign before: a frame may still be under way with its settings
+  /// The longest since the sign before: a frame may still be under way with its settings.
+  Clock::duration limit_{};
 };
 
 }  // namespace orq::cli
