@@ -1,14 +1,13 @@
 // The steps of the frame path, the whole of it, and the whole with every correction on, at the sizes of the two
 // cameras, beside a plain copy of the same bytes. One core. A USB 3 link brings about 400 MB/s: what is slower
 // than that here would cost frames. Rates are in bytes that come from the wire.
-#include <benchmark/benchmark.h>
-
 #include <algorithm>
 #include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "FrameBench.h"
 #include "image/frame/Flip.h"
 #include "image/frame/FrameKernels.h"
 #include "image/frame/HostBin.h"
@@ -21,45 +20,13 @@
 namespace orq {
 namespace {
 
-struct Size {
-  int width;
-  int height;
-};
-constexpr Size kK1C{1936, 1096};
-constexpr Size kX26M{6248, 4176};
+using bench::Cameras;
+using bench::CountBytes;
+using bench::Frame;
+using bench::Memcpy;
+using bench::Size;
+using bench::SizeOf;
 
-Size SizeOf(const benchmark::State& state) {
-  return state.range(0) == 0 ? kK1C : kX26M;
-}
-
-void Cameras(benchmark::internal::Benchmark* bench) {
-  bench->ArgName("x26m")->Arg(0)->Arg(1);
-}
-
-template <class Sample>
-std::vector<Sample> Frame(Size size) {
-  std::vector<Sample> samples(static_cast<std::size_t>(size.width) * static_cast<std::size_t>(size.height));
-  std::uint32_t value = 1;
-  for (Sample& sample : samples) sample = static_cast<Sample>((value = value * 1664525U + 1013904223U) >> 16);
-  return samples;
-}
-
-/// Bytes of input per second.
-void CountBytes(benchmark::State& state, std::size_t bytes) {
-  state.SetBytesProcessed(static_cast<std::int64_t>(bytes) * static_cast<std::int64_t>(state.iterations()));
-}
-
-template <class Sample>
-void Memcpy(benchmark::State& state) {
-  const auto in = Frame<Sample>(SizeOf(state));
-  auto out = in;
-  for (auto _ : state) {
-    std::memcpy(out.data(), in.data(), in.size() * sizeof(Sample));
-    benchmark::DoNotOptimize(out.data());
-    benchmark::ClobberMemory();
-  }
-  CountBytes(state, in.size() * sizeof(Sample));
-}
 BENCHMARK(Memcpy<std::uint8_t>)->Apply(Cameras);
 BENCHMARK(Memcpy<std::uint16_t>)->Apply(Cameras);
 

@@ -173,8 +173,8 @@ ExitCode RunDumpControls(const Context& context) {
 
 }  // namespace
 
-CommandRun AddDumpControlsCommand(CLI::App& app) {
-  app.add_subcommand("dump-controls", "Print the catalogue of controls as a Markdown table");
+CommandRun AddDumpControlsCommand(const Command& app) {
+  app.AddCommand("dump-controls", "Print the catalogue of controls as a Markdown table");
   return RunDumpControls;
 }
 

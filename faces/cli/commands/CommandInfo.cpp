@@ -95,8 +95,8 @@ ExitCode RunInfo(const Context& context) {
 
 }  // namespace
 
-CommandRun AddInfoCommand(CLI::App& app) {
-  app.add_subcommand("info", "Show what a camera is: model, identity, sensor, formats, region rules");
+CommandRun AddInfoCommand(const Command& app) {
+  app.AddCommand("info", "Show what a camera is: model, identity, sensor, formats, region rules");
   return RunInfo;
 }
 

@@ -29,21 +29,20 @@ ExitCode RunClear() {
 
 }  // namespace
 
-CommandRun AddProfileCommand(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("profile", "Telescope, filter, site and observer for all files");
-  command->require_subcommand(0, 1);
-  CLI::App* set = command->add_subcommand("set", "State fields, and show the profile");
-  CLI::App* clear = command->add_subcommand("clear", "Forget the whole profile");
-  for (CLI::App* each : {set, clear}) each->fallthrough();
+CommandRun AddProfileCommand(const Command& app) {
+  const Command command = app.AddCommand("profile", "Telescope, filter, site and observer for all files");
+  command.AllowOneCommand();
+  const Command set = command.AddCommand("set", "State fields, and show the profile");
+  const Command clear = command.AddCommand("clear", "Forget the whole profile");
   auto words = std::make_shared<std::vector<std::string>>();
-  set->add_option(
+  set.AddOption(
          "NAME=VALUE", *words,
          "observer, telescope, focal_length (mm), filter, site, latitude, longitude (degrees, north and east "
          "positive), elevation (m); an empty value forgets")
-      ->required();
+      .Required();
   return [words, set, clear](const Context& context) {
-    if (set->parsed()) return RunSet(context, *words);
-    return clear->parsed() ? RunClear() : Show(context, Profile::Load(Profile::UsersPath()));
+    if (set.Given()) return RunSet(context, *words);
+    return clear.Given() ? RunClear() : Show(context, Profile::Load(Profile::UsersPath()));
   };
 }
 

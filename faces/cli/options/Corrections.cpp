@@ -24,14 +24,14 @@ void UseDark(FrameCorrections& corrections, const std::string& path) {
 
 }  // namespace
 
-void CorrectionOptions::AddTo(CLI::App& command) {
-  CLI::Option* darkOption =
-      command.add_option("--dark", dark, "Subtract this dark (a .bmp file) instead of the one chosen by dark use");
-  command.add_flag("--no-dark", noDark, "Subtract no dark")->excludes(darkOption);
-  CLI::Option* hotPixelsOption = command.add_flag(
+void CorrectionOptions::AddTo(const Command& command) {
+  const Option darkOption =
+      command.AddOption("--dark", dark, "Subtract this dark (a .bmp file) instead of the one chosen by dark use");
+  command.AddFlag("--no-dark", noDark, "Subtract no dark").Excludes(darkOption);
+  const Option hotPixelsOption = command.AddFlag(
       "--hot-pixels", hotPixels, "Repair the hot pixels that the table in the camera's flash lists");
-  command.add_flag("--no-hot-pixels", noHotPixels, "Do not (default: as the camera has it)")
-      ->excludes(hotPixelsOption);
+  command.AddFlag("--no-hot-pixels", noHotPixels, "Do not (default: as the camera has it)")
+      .Excludes(hotPixelsOption);
 }
 
 DarkStore StoreOf(Session& session) {

@@ -1,11 +1,11 @@
 // The corrections of frames that `capture` and `stream` share: dark and hot pixels.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <optional>
 #include <string>
 
 #include "camera/Session.h"
+#include "options/CommandLine.h"
 #include "session/darks/DarkStore.h"
 #include "session/darks/FrameCorrections.h"
 
@@ -17,7 +17,7 @@ struct CorrectionOptions {
   bool hotPixels = false;  ///< neither of the two: as the camera has it
   bool noHotPixels = false;
 
-  void AddTo(CLI::App& command);
+  void AddTo(const Command& command);
 };
 
 /// Switches the corrections of one run on, until the session ends. `chosen`: the user's choice counts (not for

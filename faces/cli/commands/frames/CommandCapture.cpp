@@ -7,18 +7,16 @@
 #include <optional>
 #include <utility>
 
-#include "camera/GpsLines.h"
 #include "camera/Shooter.h"
 #include "commands/Commands.h"
-#include "options/AutoControl.h"
-#include "options/Cooling.h"
-#include "options/Corrections.h"
+#include "options/ShootingOptions.h"
 #include "output/FrameWatch.h"
 #include "output/Signals.h"
 #include "session/cooling/Climate.h"
 #include "session/files/FrameSaver.h"
 #include "session/files/Profile.h"
 #include "session/frame/FrameTime.h"
+#include "session/gps/GpsLines.h"
 #include "session/text/Units.h"
 #include "support/Text.h"
 
@@ -29,15 +27,10 @@ namespace {
 constexpr int kMostFailuresInARow = 3;
 constexpr std::uint64_t kMostFrames = 1'000'000;
 
-struct CaptureOptions {
-  ShotSettings settings;
-  CorrectionOptions corrections;
-  CoolSettings cooling;
-  AutoSettings automatic;
+struct CaptureOptions : ShootingOptions {
   std::string count = "1";
   std::string output = "{camera}-{date}-{time}-{n:04}.fits";
   std::string retries = "2";
-  bool reconnect = false;
   bool overwrite = false;
   bool preview = false;
   bool video = false;
@@ -364,7 +357,7 @@ bool TakesChosenDark(const Context& context, const Destination& destination) {
 void ReportSettled(const Context& context, const AutoControl& automatic) {
   Report report;
   report.Add("settled", true);
-  automatic.Read().AddTo(report);
+  AddTo(report, automatic.Read());
   report.Print(context.out, context.json);
   context.out.Flush();
 }
@@ -416,7 +409,7 @@ ExitCode RunCapture(const Context& context, const CaptureOptions& options) {
   std::vector<Keyword> keywords = MakeKeywords(options, profile);
   Session session(context);
   options.settings.Apply(session);
-  if (options.requireGps) DemandGpsTimes(session);
+  if (options.requireGps) DemandGpsTimes(session.Camera());
   session.Camera().StampFrames(std::chrono::milliseconds(0));  // from the very first frame on
   const Destination destination{FrameSaver(std::move(save)), std::make_shared<const FileContext>(MakeContext(
                                                                  session, options, profile, std::move(keywords)))};
@@ -437,38 +430,33 @@ ExitCode RunCapture(const Context& context, const CaptureOptions& options) {
 
 }  // namespace
 
-CommandRun AddCaptureCommand(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("capture", "Take frames and save them");
+CommandRun AddCaptureCommand(const Command& app) {
+  const Command command = app.AddCommand("capture", "Take frames and save them");
   auto options = std::make_shared<CaptureOptions>();
-  options->settings.AddTo(*command);
-  options->corrections.AddTo(*command);
-  options->cooling.AddTo(*command);
-  options->automatic.AddTo(*command);
-  options->automatic.AddTimeoutTo(*command);
-  command->add_option("-n,--count", options->count, "Number of frames")->default_str("1");
+  options->AddTo(command);
+  options->automatic.AddTimeoutTo(command);
+  command.AddOption("-n,--count", options->count, "Number of frames").Default("1");
   command
-      ->add_option("-o,--output", options->output,
-                   "File name; its extension decides: .fits, .fit, .png (8 bit, stretched), .raw (with a .json "
-                   "beside it). Placeholders: {n} {n:04} {date} {time} {camera} {serial} {object} {type} {format} "
-                   "{exposure} {gain} {offset} {bin}")
-      ->default_str(options->output);
-  command->add_flag("--overwrite", options->overwrite, "Replace files that exist");
-  command->add_flag("--png", options->preview, "Save a stretched 8-bit PNG beside each file");
-  command->add_flag("--video", options->video, "Take the frames from a running video, not by single exposures");
-  command->add_flag("--require-gps", options->requireGps,
-                    "A frame without GPS time fails and is not saved (predicted times count)");
-  command->add_option("--retries", options->retries, "How often a failed exposure is repeated")->default_str("2");
-  command->add_flag("--reconnect", options->reconnect,
-                    "After an unplug wait for the same camera and go on with the same settings");
-  command->add_option("--timeout", options->timeout,
-                      "How long to wait for each external trigger: 10s, 500ms (default: for ever)");
+      .AddOption("-o,--output", options->output,
+                 "File name; its extension decides: .fits, .fit, .png (8 bit, stretched), .raw (with a .json "
+                 "beside it). Placeholders: {n} {n:04} {date} {time} {camera} {serial} {object} {type} {format} "
+                 "{exposure} {gain} {offset} {bin}")
+      .Default(options->output);
+  command.AddFlag("--overwrite", options->overwrite, "Replace files that exist");
+  command.AddFlag("--png", options->preview, "Save a stretched 8-bit PNG beside each file");
+  command.AddFlag("--video", options->video, "Take the frames from a running video, not by single exposures");
+  command.AddFlag("--require-gps", options->requireGps,
+                  "A frame without GPS time fails and is not saved (predicted times count)");
+  command.AddOption("--retries", options->retries, "How often a failed exposure is repeated").Default("2");
+  options->AddReconnectTo(command);
+  command.AddOption("--timeout", options->timeout,
+                    "How long to wait for each external trigger: 10s, 500ms (default: for ever)");
   command
-      ->add_option("-k,--keyword", options->keywords,
-                   "FITS keyword KEY=VALUE or 'KEY=VALUE / comment' (repeatable)")
-      ->allow_extra_args(false);
-  command->add_option("--object", options->object, "Name of the object");
-  command->add_option("--observer", options->observer, "Name of the observer");
-  command->add_option("--image-type", options->imageType, "light, dark, bias or flat")->default_str("light");
+      .AddOption("-k,--keyword", options->keywords, "FITS keyword KEY=VALUE or 'KEY=VALUE / comment' (repeatable)")
+      .OneValueEach();
+  command.AddOption("--object", options->object, "Name of the object");
+  command.AddOption("--observer", options->observer, "Name of the observer");
+  command.AddOption("--image-type", options->imageType, "light, dark, bias or flat").Default("light");
   return [options](const Context& context) { return RunCapture(context, *options); };
 }
 

@@ -154,40 +154,39 @@ ExitCode RunLoad(const Context& context, const DarkOptions& options) {
   return kExitOk;
 }
 
-void AddTakeOptions(CLI::App& take, DarkOptions& options) {
-  take.add_option("-n,--frames", options.frames,
-                  "Number of frames, 1 to 16 (default: 5 to 1 by the exposure time)");
-  take.add_option("-e,--exposure", options.exposure,
-                  "Exposure time with its unit: 5s, 200ms, 1000us (default: the camera's)");
-  take.add_option("-g,--gain", options.gain, "Gain setting (default: the camera's)");
-  take.add_option("--offset", options.offset, "Offset setting (default: the camera's)");
+void AddTakeOptions(const Command& take, DarkOptions& options) {
+  take.AddOption("-n,--frames", options.frames,
+                 "Number of frames, 1 to 16 (default: 5 to 1 by the exposure time)");
+  take.AddOption("-e,--exposure", options.exposure,
+                 "Exposure time with its unit: 5s, 200ms, 1000us (default: the camera's)");
+  take.AddOption("-g,--gain", options.gain, "Gain setting (default: the camera's)");
+  take.AddOption("--offset", options.offset, "Offset setting (default: the camera's)");
   options.cooling.AddTo(take);
-  take.add_option("-o,--output", options.output, "Save it in this .bmp file instead of keeping and applying it");
-  take.add_flag("--overwrite", options.overwrite, "Replace the file if it exists");
+  take.AddOption("-o,--output", options.output, "Save it in this .bmp file instead of keeping and applying it");
+  take.AddFlag("--overwrite", options.overwrite, "Replace the file if it exists");
 }
 
 }  // namespace
 
-CommandRun AddDarkCommand(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("dark", "Take a dark, and say which one is subtracted from frames");
-  command->require_subcommand(0, 1);
+CommandRun AddDarkCommand(const Command& app) {
+  const Command command = app.AddCommand("dark", "Take a dark, and say which one is subtracted from frames");
+  command.AllowOneCommand();
   auto options = std::make_shared<DarkOptions>();
-  CLI::App* take = command->add_subcommand("take", "Cover the sensor, then take a dark and apply it from now on");
-  CLI::App* use = command->add_subcommand("use", "Apply the kept dark, or one in a file, from now on");
-  CLI::App* off = command->add_subcommand("off", "Apply no dark from now on; the kept one stays");
-  CLI::App* save = command->add_subcommand("save", "Copy the kept dark into a file");
-  CLI::App* load = command->add_subcommand("load", "Keep a dark from a file, and apply it from now on");
-  for (CLI::App* each : {take, use, off, save, load}) each->fallthrough();
-  AddTakeOptions(*take, *options);
-  use->add_option("FILE", options->file, "A .bmp file (default: the kept dark)");
-  for (CLI::App* each : {save, load}) each->add_option("FILE", options->file, "The .bmp file")->required();
-  save->add_flag("--overwrite", options->overwrite, "Replace the file if it exists");
+  const Command take = command.AddCommand("take", "Cover the sensor, then take a dark and apply it from now on");
+  const Command use = command.AddCommand("use", "Apply the kept dark, or one in a file, from now on");
+  const Command off = command.AddCommand("off", "Apply no dark from now on; the kept one stays");
+  const Command save = command.AddCommand("save", "Copy the kept dark into a file");
+  const Command load = command.AddCommand("load", "Keep a dark from a file, and apply it from now on");
+  AddTakeOptions(take, *options);
+  use.AddOption("FILE", options->file, "A .bmp file (default: the kept dark)");
+  for (const Command& each : {save, load}) each.AddOption("FILE", options->file, "The .bmp file").Required();
+  save.AddFlag("--overwrite", options->overwrite, "Replace the file if it exists");
   return [options, take, use, off, save, load](const Context& context) {
-    if (take->parsed()) return RunTake(context, *options);
-    if (use->parsed()) return RunUse(context, *options);
-    if (off->parsed()) return RunOff(context);
-    if (save->parsed()) return RunSave(context, *options);
-    return load->parsed() ? RunLoad(context, *options) : RunShow(context);
+    if (take.Given()) return RunTake(context, *options);
+    if (use.Given()) return RunUse(context, *options);
+    if (off.Given()) return RunOff(context);
+    if (save.Given()) return RunSave(context, *options);
+    return load.Given() ? RunLoad(context, *options) : RunShow(context);
   };
 }
 

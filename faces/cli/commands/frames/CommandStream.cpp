@@ -4,9 +4,7 @@
 
 #include "camera/Shooter.h"
 #include "commands/Commands.h"
-#include "options/AutoControl.h"
-#include "options/Cooling.h"
-#include "options/Corrections.h"
+#include "options/ShootingOptions.h"
 #include "output/CounterReport.h"
 #include "output/FrameWatch.h"
 #include "output/Signals.h"
@@ -24,14 +22,9 @@ constexpr double kBytesPerMegabyte = 1e6;
 constexpr std::chrono::milliseconds kWait{100};
 constexpr std::chrono::milliseconds kGpsEvery{1000};  // often enough to notice, too rare to slow a stream down
 
-struct StreamOptions {
-  ShotSettings settings;
-  CorrectionOptions corrections;
-  CoolSettings cooling;
-  AutoSettings automatic;
+struct StreamOptions : ShootingOptions {
   std::string seconds;  ///< empty: no limit
   std::string frames;   ///< empty: no limit
-  bool reconnect = false;
 };
 
 struct Limits {
@@ -104,7 +97,7 @@ class SecondLines {
     report.Add("frames", frames);
     report.Add("drops", Drops(counters));
     report.Add("failed", counters.failed);
-    if (automatic_.Runs()) automatic_.Read().AddTo(report);
+    if (automatic_.Runs()) AddTo(report, automatic_.Read());
     if (context_.json) {
       report.Print(context_.out, true);
     } else {
@@ -232,17 +225,13 @@ ExitCode RunStream(const Context& context, const StreamOptions& options) {
 
 }  // namespace
 
-CommandRun AddStreamCommand(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("stream", "Stream video without saving it; show rates and counters");
+CommandRun AddStreamCommand(const Command& app) {
+  const Command command = app.AddCommand("stream", "Stream video without saving it; show rates and counters");
   auto options = std::make_shared<StreamOptions>();
-  options->settings.AddTo(*command);
-  options->corrections.AddTo(*command);
-  options->cooling.AddTo(*command);
-  options->automatic.AddTo(*command);
-  command->add_option("-s,--seconds", options->seconds, "Stop after this time (default: at Ctrl-C)");
-  command->add_option("-n,--frames", options->frames, "Stop after this many frames");
-  command->add_flag("--reconnect", options->reconnect,
-                    "After an unplug wait for the same camera and go on with the same settings");
+  options->AddTo(command);
+  command.AddOption("-s,--seconds", options->seconds, "Stop after this time (default: at Ctrl-C)");
+  command.AddOption("-n,--frames", options->frames, "Stop after this many frames");
+  options->AddReconnectTo(command);
   return [options](const Context& context) { return RunStream(context, *options); };
 }
 
