@@ -23,7 +23,7 @@ HANDLES = {"orq_camera": "camera", "orq_camera_list": "list", "orq_reader": "rea
 # Where null is a value: "function parameter".
 MAY_BE_NULL = {
     "orq_camera_open name", "orq_camera_open options", "orq_region_set applied", "orq_reader_open options",
-    "orq_log_set callback", "orq_log_set user", "orq_watch_cameras user", "orq_control_get mode",
+    "orq_frame_save options", "orq_log_set callback", "orq_log_set user", "orq_watch_cameras user", "orq_control_get mode",
 }
 # What a closed camera still answers.
 WORKS_CLOSED = {"orq_camera_close", "orq_camera_reopen", "orq_camera_event_fd", "orq_event_next",
@@ -34,7 +34,7 @@ VALUES = {
     "size_t*": "&bytes", "double*": "&f64", "const uint8_t**": "&data", "orq_log_callback": "log_line",
     "orq_watch_callback": "watched", "char*": "text",
 }
-TEXTS = {"orq_camera_open name": '"virtual:k1c"'}
+TEXTS = {"orq_camera_open name": '"virtual:k1c"', "orq_keyword_set keyword": '"OBSERVAT=here"'}
 
 
 def target(parameter_type):

@@ -125,7 +125,7 @@ class Teller:
             self.steps(step.block, {**values, **self.values(number)})
 
     def do_repeat(self, step, values):
-        for turn in range(int(step.words)):
+        for turn in range(int(fill(step.words, values))):
             self.steps(step.block, {**values, "turn": turn})
 
     def do_for(self, step, values):
@@ -199,10 +199,10 @@ class Teller:
             raise Trouble(answer)
 
     def do_sees(self, step, values):
-        self.sees(int(step.words))
+        self.sees(int(fill(step.words, values)))
 
     def do_sleep(self, step, values):
-        time.sleep(float(step.words))
+        time.sleep(float(fill(step.words, values)))
 
     def compare(self, output, count, values):
         """The raw files that a capture has reported hold, byte for byte, what the sensor sent."""

@@ -203,6 +203,32 @@ TEST_F(Refusing, ATagThatWasLeftBehindIsNeverCountedAgain) {
   }
 }
 
+// The camera's own register says which settings a frame shows; a foreign value in it makes strangers of the
+// frames.
+TEST_F(Refusing, AFrameWithAForeignTagIsCountedAndNeverDelivered) {
+  for (const char* key : test::CameraKeys()) {
+    const VirtualRig rig = Rig(key);
+    ASSERT_TRUE(rig.Open()) << rig.camera->LinkError();
+    Ask(*rig.camera);
+    ASSERT_EQ(rig.camera->StartCapture(false), 1);
+    ASSERT_TRUE(NextIsAsAsked(rig)) << rig.camera->CaptureTrouble();
+    const std::uint32_t own = rig.camera->Tag().Newest();
+    constexpr auto kTopByte = static_cast<std::uint16_t>(wire::kFpgaSettingsTag + 3);
+    const auto top = static_cast<std::uint8_t>(own >> 24U);
+    rig.device->SetFpgaRegister(kTopByte, static_cast<std::uint8_t>(top ^ 0x80U));
+    ASSERT_TRUE(Eventually([&] { return rig.camera->Counters().stale >= 2; })) << key;
+    rig.device->SetFpgaRegister(kTopByte, top);
+    const std::uint64_t before = rig.camera->Counters().completed;
+    EXPECT_TRUE(Eventually([&] { return rig.camera->Counters().completed > before; }));
+    FrameInfo info;
+    ASSERT_TRUE(rig.Fetch(info));
+    EXPECT_EQ(info.settingsTag, own);
+    rig.camera->StopCapture();
+    EXPECT_TRUE(rig.camera->Counters().IdentityHolds());
+    rig.camera->CloseCamera();
+  }
+}
+
 class Refusals : public Refusing, public testing::WithParamInterface<UsbError> {};
 
 TEST_P(Refusals, OfOneRequestEndTheOpenOrLetItGoOnAndTheNextFrameIsTheOneAskedFor) {

@@ -56,6 +56,24 @@ class Includes(Tree):
         self.write("session/Camera.cpp", '#include "orqcam/orqcam.h"\n')
         self.assertEqual(self.breaches(), ["session/Camera.cpp: must not include orqcam/orqcam.h"])
 
+    def test_the_library_knows_no_signals_and_no_terminal(self):
+        self.write("session/Wait.cpp", "#include <csignal>\n#include <chrono>\n")
+        self.write("support/Say.h", "#pragma once\n# include <iostream>\n")
+        self.assertEqual(
+            self.breaches(),
+            ["session/Wait.cpp: must not include <csignal>", "support/Say.h: must not include <iostream>"],
+        )
+
+    def test_services_use_models_and_are_used_by_the_interface_only(self):
+        self.write("models/Model.h", "#pragma once\n")
+        self.write("session/Service.h", '#pragma once\n#include "models/Model.h"\n')
+        self.write("models/Up.cpp", '#include "session/Service.h"\n')
+        self.write("virtual/Up.cpp", '#include "session/Service.h"\n')
+        self.assertEqual(
+            self.breaches(),
+            ["models/Up.cpp: must not include session/Service.h", "virtual/Up.cpp: must not include session/Service.h"],
+        )
+
     def test_circles_are_found(self):
         self.write("link/A.h", '#pragma once\n#include "link/B.h"\n')
         self.write("link/B.h", '#pragma once\n#include "link/A.h"\n')

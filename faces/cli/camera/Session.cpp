@@ -6,7 +6,9 @@
 
 #include "models/camera/OwnSettings.h"
 #include "output/Signals.h"
+#include "session/LinkFailure.h"
 #include "session/camera/OpenTrouble.h"
+#include "session/cooling/CoolerWork.h"
 #include "settings/XmlStore.h"
 #include "support/Hex.h"
 #include "support/Text.h"
@@ -37,7 +39,7 @@ CliError OpenError(CModelCamera& camera, const std::string& what) {
   if (camera.DeviceLost()) return {kExitCameraLost, what};
   const UsbError error = camera.Port().LastErrorCode();
   if (error == kUsbNoDevice || error == kUsbNotFound) return {kExitNoCamera, what};
-  return {session::StatusOf(error), what};
+  return {StatusOf(error), what};
 }
 
 }  // namespace
@@ -73,12 +75,14 @@ Session::Session(const Context& context)
   }
 }
 
-bool Session::SwitchCooler(bool on, bool keep) {
-  if (Camera().SetControlValue(ORQ_COOLER_ON, on ? 1 : 0, false) != CTRL_OK) return false;
-  Camera().KeepCooling(keep);
+void Session::SwitchCooler(bool on, bool keep) {
+  session::SwitchCooler(Camera(), on, keep);
+  NoteCooling(on, keep);
+}
+
+void Session::NoteCooling(bool on, bool keep) {
   cools_ = on;
   keepsCooling_ = keep;
-  return true;
 }
 
 bool Session::Reconnect() {
@@ -114,7 +118,13 @@ bool Session::Reopen(int index, std::int32_t bandwidth) {
     return false;
   }
   camera.SetFPSPerc(bandwidth, camera.AutoFPS != 0);
-  if (cools_ && !SwitchCooler(true, keepsCooling_)) Complain("the cooler cannot be switched on again");
+  if (cools_) {
+    try {
+      SwitchCooler(true, keepsCooling_);
+    } catch (const Failure&) {
+      Complain("the cooler cannot be switched on again");
+    }
+  }
   return !camera.DeviceLost();
 }
 
@@ -183,9 +193,7 @@ std::string Session::Speed() const {
 }
 
 void Session::Fail(const std::string& what) {
-  if (Camera().DeviceLost()) throw CliError(kExitCameraLost, what + ": the camera was lost; check its cable");
-  const std::string reason = Camera().LinkError();
-  throw CliError(session::StatusOf(Camera().Port().LastErrorCode()), reason.empty() ? what : what + ": " + reason);
+  throw LinkFailure(Camera(), what);
 }
 
 }  // namespace orq::cli

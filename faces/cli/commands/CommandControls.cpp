@@ -5,6 +5,7 @@
 
 #include "camera/ControlAccess.h"
 #include "commands/Commands.h"
+#include "session/controls/FreshValues.h"
 #include "session/text/Units.h"
 #include "settings/StoredSettings.h"
 #include "support/Text.h"
@@ -68,11 +69,11 @@ std::vector<std::string> Row(const Control& control, const Reading& reading, con
 
 ExitCode RunControls(const Context& context) {
   Session session(context);
-  const FreshValues defaults(session);
+  const FreshValues defaults(session.Camera());
   Table table = {{"name", "value", "auto", "min", "max", "default", "unit", "writable", "description"}};
   Json list = Json::array();
   for (const Control& control : ListControls(session.Camera())) {
-    const Reading reading = TryReadControl(session, control);
+    const Reading reading = TryReadControl(session.Camera(), control);
     const Fresh fresh = defaults.Of(control);
     table.push_back(Row(control, reading, fresh));
     list.push_back(Describe(control, reading, fresh));
@@ -91,7 +92,7 @@ void PrintValues(const Context& context, Session& session, const std::vector<Con
   Json object = Json::object();
   std::vector<std::string> troubles;
   for (const Control& control : controls) {
-    const ControlReading reading = ReadControl(session, control);
+    const ControlReading reading = ReadControl(session.Camera(), control);
     const std::string unit = reading.trouble.empty() ? UnitOf(control.id).unit : "";
     Json& entry = object[control.Name()];
     entry = {

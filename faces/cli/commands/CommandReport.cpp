@@ -117,7 +117,7 @@ void AddSettings(Pages& pages) {
 void AddControls(Pages& pages, Session& session) {
   pages.Title("controls");
   for (const Control& control : ListControls(session.Camera())) {
-    const auto reading = TryReadControl(session, control);
+    const auto reading = TryReadControl(session.Camera(), control);
     const std::string value = reading ? ScaledValue(control.id, reading->raw).dump() : "none";
     pages.Line(control.Name() + " = " + value + (reading && reading->automatic ? " (auto)" : ""));
   }

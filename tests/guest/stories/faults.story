@@ -17,8 +17,7 @@ run orqcam info
 cameras k1c,flashms=900
 rank 1
 start s orqcam info
-root p=$(cat /run/jobs/s.pid); until ls -l /proc/$p/fd | grep -q bus/usb; do sleep 0.05; done
-sleep 0.4
+root p=$(cat /run/jobs/s.pid); o() { ls -l /proc/$p/fd | grep -q bus/usb; }; until o && sleep 0.1 && o; do sleep 0.02; done
 usb unplug 0
 ends s
   within 20

@@ -7,6 +7,7 @@
 #include "options/Cooling.h"
 #include "output/Signals.h"
 #include "session/cooling/Climate.h"
+#include "session/cooling/CoolerWork.h"
 #include "session/text/Units.h"
 #include "support/Text.h"
 
@@ -101,10 +102,10 @@ ExitCode RunCooler(const Context& context, const CoolerOptions& options) {
     throw CliError(kExitUsage, "--warm switches the cooler off when it is done: give it alone");
   }
   Session session(context);
-  DemandCooler(session);
+  DemandCooler(session.Camera());
   if (wanted.action != Action::On) {
     if (options.warm) WarmUp(session, timeout);
-    if (wanted.action == Action::Off) SwitchCoolerOff(session);
+    if (wanted.action == Action::Off) session.SwitchCooler(false, false);
     Describe(session).Print(context.out, context.json);
     return kExitOk;
   }
@@ -116,7 +117,8 @@ ExitCode RunCooler(const Context& context, const CoolerOptions& options) {
   } else {
     Hold(context, session);
   }
-  if (!options.keep) SwitchCoolerOff(session);
+  // The end of the session switches it off as well, but has nobody to tell when that fails.
+  if (!options.keep) session.SwitchCooler(false, false);
   return kExitOk;
 }
 

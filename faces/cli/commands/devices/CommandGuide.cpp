@@ -2,7 +2,7 @@
 #include <cmath>
 #include <memory>
 
-#include "camera/GuideLine.h"
+#include "camera/GuidePulse.h"
 #include "commands/Commands.h"
 #include "session/text/Units.h"
 #include "support/Text.h"

@@ -7,7 +7,6 @@
 #include <optional>
 #include <utility>
 
-#include "camera/GpsLines.h"
 #include "camera/Shooter.h"
 #include "commands/Commands.h"
 #include "options/ShootingOptions.h"
@@ -17,6 +16,7 @@
 #include "session/files/FrameSaver.h"
 #include "session/files/Profile.h"
 #include "session/frame/FrameTime.h"
+#include "session/gps/GpsLines.h"
 #include "session/text/Units.h"
 #include "support/Text.h"
 
@@ -357,7 +357,7 @@ bool TakesChosenDark(const Context& context, const Destination& destination) {
 void ReportSettled(const Context& context, const AutoControl& automatic) {
   Report report;
   report.Add("settled", true);
-  automatic.Read().AddTo(report);
+  AddTo(report, automatic.Read());
   report.Print(context.out, context.json);
   context.out.Flush();
 }
@@ -409,7 +409,7 @@ ExitCode RunCapture(const Context& context, const CaptureOptions& options) {
   std::vector<Keyword> keywords = MakeKeywords(options, profile);
   Session session(context);
   options.settings.Apply(session);
-  if (options.requireGps) DemandGpsTimes(session);
+  if (options.requireGps) DemandGpsTimes(session.Camera());
   session.Camera().StampFrames(std::chrono::milliseconds(0));  // from the very first frame on
   const Destination destination{FrameSaver(std::move(save)), std::make_shared<const FileContext>(MakeContext(
                                                                  session, options, profile, std::move(keywords)))};

@@ -4,12 +4,12 @@
 #include <memory>
 #include <optional>
 
-#include "camera/GpsLines.h"
 #include "camera/Shooter.h"
 #include "commands/Commands.h"
 #include "output/FrameWatch.h"
 #include "output/Watch.h"
 #include "session/frame/FrameTime.h"
+#include "session/gps/GpsLines.h"
 #include "session/text/Units.h"
 #include "settings/XmlStore.h"
 #include "support/Text.h"
@@ -56,7 +56,7 @@ void AddReading(Report& report, const std::string& prefix, const _ORQ_GPS_DATA& 
 
 ExitCode RunStatus(const Context& context) {
   Session session(context);
-  DemandGps(session);
+  DemandGps(session.Camera());
   CModelCamera& camera = session.Camera();
   _ORQ_GPS_DATA start{};
   _ORQ_GPS_DATA end{};
@@ -144,7 +144,7 @@ Report Describe(const FrameInfo& info) {
 ExitCode RunRead(const Context& context) {
   EnableXmlStore(false);
   Session session(context);
-  DemandGps(session);
+  DemandGps(session.Camera());
   const std::optional<FrameInfo> info = GpsProbe(session).Read();
   if (!info) throw CliError(Status::Cancelled, "interrupted");
   Describe(*info).Print(context.out, context.json);
@@ -156,7 +156,7 @@ ExitCode RunWatch(const Context& context, const GpsOptions& options) {
   const WatchLimits limits = options.watching.Limits();
   EnableXmlStore(false);
   Session session(context);
-  DemandGps(session);
+  DemandGps(session.Camera());
   GpsProbe probe(session);
   GpsWatch watch(true);
   WatchEvery(limits, [&] {
@@ -205,7 +205,7 @@ ExitCode RunLines(const Context& context, const GpsOptions& options) {
     wanted = {ParseLine(options.lines[0], "start line"), ParseLine(options.lines[1], "end line")};
   }
   Session session(context);
-  DemandGps(session);
+  DemandGps(session.Camera());
   if (wanted) SetLines(session, *wanted);
   if (options.follow && !session.Camera().FollowGpsLines(true)) session.Fail("cannot set the GPS lines");
   Report report;

@@ -97,7 +97,7 @@ class SecondLines {
     report.Add("frames", frames);
     report.Add("drops", Drops(counters));
     report.Add("failed", counters.failed);
-    if (automatic_.Runs()) automatic_.Read().AddTo(report);
+    if (automatic_.Runs()) AddTo(report, automatic_.Read());
     if (context_.json) {
       report.Print(context_.out, true);
     } else {

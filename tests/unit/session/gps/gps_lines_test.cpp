@@ -1,4 +1,4 @@
-#include "camera/GpsLines.h"
+#include "session/gps/GpsLines.h"
 
 #include <gtest/gtest.h>
 
@@ -6,7 +6,7 @@
 
 #include "unit/gps/GpsCamera.h"
 
-namespace orq::cli {
+namespace orq::session {
 namespace {
 
 /// Refuses the writes with these numbers, counted from 0.
@@ -80,4 +80,4 @@ TEST_F(GpsLinesTest, LinesThatCannotBeReadAreNotChanged) {
 }
 
 }  // namespace
-}  // namespace orq::cli
+}  // namespace orq::session

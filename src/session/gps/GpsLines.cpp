@@ -1,10 +1,11 @@
-#include "camera/GpsLines.h"
+#include "session/gps/GpsLines.h"
 
 #include <algorithm>
 
+#include "session/LinkFailure.h"
 #include "support/Text.h"
 
-namespace orq::cli {
+namespace orq::session {
 
 namespace {
 
@@ -16,25 +17,25 @@ bool OnSensor(const CCameraBase& camera, int line) {
 
 }  // namespace
 
-void DemandGps(Session& session) {
-  if (session.Camera().GPSCheck()) return;
-  if (session.Camera().DeviceLost()) session.Fail("cannot ask the camera");
-  throw CliError(Status::Unsupported, "this camera has no GPS receiver");
+void DemandGps(CModelCamera& camera) {
+  if (camera.GPSCheck()) return;
+  if (camera.DeviceLost()) throw LinkFailure(camera, "cannot ask the camera");
+  throw Failure(Status::Unsupported, "this camera has no GPS receiver");
 }
 
-void DemandGpsTimes(Session& session) {
-  DemandGps(session);
-  const std::optional<GpsLines> lines = ReadGpsLines(session.Camera());
-  if (!lines) session.Fail("cannot read the GPS lines");
-  const FrameRegion region = session.Camera().Region();
+void DemandGpsTimes(CModelCamera& camera) {
+  DemandGps(camera);
+  const std::optional<GpsLines> lines = ReadGpsLines(camera);
+  if (!lines) throw LinkFailure(camera, "cannot read the GPS lines");
+  const FrameRegion region = camera.Region();
   const int last = region.startY + region.height * region.bin - 1;
   const auto [top, bottom] = std::minmax(lines->start, lines->end);
   if (top >= region.startY && bottom <= last) return;
-  throw CliError(Status::State,
-                 Format("no frame can have GPS time: its lines %d and %d do not both lie in the region, "
-                        "lines %d to %d; choose others with 'orqcam gps lines', or let them follow the "
-                        "region with 'orqcam gps lines --follow'",
-                        lines->start, lines->end, region.startY, last));
+  throw Failure(Status::State,
+                Format("no frame can have GPS time: its lines %d and %d do not both lie in the region, "
+                       "lines %d to %d; choose others with 'orqcam gps lines', or let them follow the "
+                       "region with 'orqcam gps lines --follow'",
+                       lines->start, lines->end, region.startY, last));
 }
 
 std::optional<GpsLines> ReadGpsLines(CCameraBase& camera) {
@@ -69,4 +70,4 @@ int SetGpsLines(CCameraBase& camera, const GpsLines& wanted, std::string& left) 
   return result;
 }
 
-}  // namespace orq::cli
+}  // namespace orq::session

@@ -4,9 +4,9 @@
 #include <optional>
 #include <string>
 
-#include "camera/Session.h"
+#include "models/camera/ModelCamera.h"
 
-namespace orq::cli {
+namespace orq::session {
 
 struct GpsLines {
   int start = 0;
@@ -14,11 +14,12 @@ struct GpsLines {
   bool operator==(const GpsLines&) const = default;
 };
 
-/// Throws CliError (failed) when the camera has no GPS.
-void DemandGps(Session& session);
+/// Throws Failure (Unsupported) when the camera has no GPS.
+void DemandGps(CModelCamera& camera);
 
-/// The same when frames of the present region cannot have GPS time, with what to do about it.
-void DemandGpsTimes(Session& session);
+/// The same, and a Failure (State) when frames of the present region cannot have GPS time, with what to do about
+/// it.
+void DemandGpsTimes(CModelCamera& camera);
 
 /// Nothing when the camera does not answer.
 std::optional<GpsLines> ReadGpsLines(CCameraBase& camera);
@@ -27,4 +28,4 @@ std::optional<GpsLines> ReadGpsLines(CCameraBase& camera);
 /// end of a sentence what holds now. Lines outside the sensor touch nothing.
 int SetGpsLines(CCameraBase& camera, const GpsLines& wanted, std::string& left);
 
-}  // namespace orq::cli
+}  // namespace orq::session

@@ -1,16 +1,15 @@
-#include "camera/GuideLine.h"
+#include "session/guide/GuideLine.h"
 
 #include <array>
 #include <chrono>
 #include <thread>
+#include <utility>
 
 #include "link/WireProtocol.h"
-#include "output/ExitCodes.h"
-#include "output/Output.h"
-#include "output/Signals.h"
+#include "session/Failure.h"
 #include "support/DbgPrint.h"
 
-namespace orq::cli {
+namespace orq::session {
 
 namespace {
 
@@ -24,8 +23,8 @@ bool Switch(CCameraBase& camera, std::uint8_t request, GuideD direction) {
   return camera.SendCMD(request, static_cast<unsigned short>(direction), 0, false, nullptr, 0);
 }
 
-ExitCode CodeOf(const CCameraBase& camera) {
-  return camera.DeviceLost() ? kExitCameraLost : kExitFailed;
+Status StatusOf(const CCameraBase& camera) {
+  return camera.DeviceLost() ? Status::Lost : Status::State;
 }
 
 }  // namespace
@@ -34,7 +33,8 @@ const char* GuideName(GuideD direction) {
   return kNames.at(static_cast<std::size_t>(direction));
 }
 
-GuideLine::GuideLine(CCameraBase& camera, GuideD direction) : camera_(camera), direction_(direction) {
+GuideLine::GuideLine(CCameraBase& camera, GuideD direction, std::function<void(const std::string&)> warn)
+    : camera_(camera), direction_(direction), warn_(std::move(warn)) {
   if (Switch(camera_, wire::kReqGuideOn, direction_)) {
     since_ = Clock::now();
     DbgPrint(-1, "GuideLine", "line %d is on\n", direction_);
@@ -42,18 +42,18 @@ GuideLine::GuideLine(CCameraBase& camera, GuideD direction) : camera_(camera), d
   }
   const std::string refused = std::string("the camera did not switch the guide line ") + GuideName(direction_) +
                               " on: " + camera_.LinkError();
-  if (!Off()) throw CliError(CodeOf(camera_), refused + "; " + StillOn());
-  throw CliError(Status::Refused, refused);
+  if (!Off()) throw Failure(StatusOf(camera_), refused + "; " + StillOn());
+  throw Failure(Status::Refused, refused);
 }
 
 GuideLine::~GuideLine() {
-  if (on_ && !Off()) Complain(StillOn());
+  if (on_ && !Off() && warn_) warn_(StillOn());
 }
 
 void GuideLine::SwitchOff() {
   const bool off = Off();
   on_ = false;  // more tries would not help either
-  if (!off) throw CliError(CodeOf(camera_), StillOn());
+  if (!off) throw Failure(StatusOf(camera_), StillOn());
 }
 
 bool GuideLine::Off() {
@@ -79,19 +79,19 @@ std::string GuideLine::StillOn() const {
          "): stop the mount by its hand controller, then unplug the guide cable or the camera";
 }
 
-GuideOutcome SendGuidePulse(CCameraBase& camera, GuideD direction, int ms) {
-  const StopShield shield;
-  if (StopRequested()) return {0.0, true};
+GuideOutcome SendGuidePulse(CCameraBase& camera, GuideD direction, int ms, const Pause& pause,
+                            const std::function<void(const std::string&)>& warn) {
+  if (pause(std::chrono::milliseconds(0))) return {0.0, true};
   const auto before = Clock::now();
   GuideOutcome outcome;
-  GuideLine line(camera, direction);
+  GuideLine line(camera, direction, warn);
   const auto end = line.Since() + std::chrono::milliseconds(ms);
   for (auto now = Clock::now(); now < end && !outcome.interrupted; now = Clock::now()) {
-    outcome.interrupted = WaitForStop(std::chrono::ceil<std::chrono::milliseconds>(end - now));
+    outcome.interrupted = pause(std::chrono::ceil<std::chrono::milliseconds>(end - now));
   }
   line.SwitchOff();
   outcome.ms = std::chrono::duration<double, std::milli>(Clock::now() - before).count();
   return outcome;
 }
 
-}  // namespace orq::cli
+}  // namespace orq::session

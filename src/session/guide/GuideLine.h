@@ -2,23 +2,27 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <string>
 
 #include "models/camera/ModelCamera.h"
+#include "session/Pause.h"
 
-namespace orq::cli {
+namespace orq::session {
 
 /// "north", "south", "east" or "west".
 const char* GuideName(GuideD direction);
 
 /// Holds one guide line on for the length of its life. Unlike the camera's own guide operations it looks at the
-/// camera's answers: a line that stays on drives the telescope away. Throws CliError.
+/// camera's answers: a line that stays on drives the telescope away. Throws Failure.
 class GuideLine {
  public:
   /// When the camera refuses, the line is switched off again, for an answer that got lost does not tell whether it
   /// went on.
-  GuideLine(CCameraBase& camera, GuideD direction);
-  /// Switches it off when that has not been done; says on standard error when it cannot.
+  ///
+  /// `warn` is told one line for a user when the line is still on at the end of this life; must not throw.
+  GuideLine(CCameraBase& camera, GuideD direction, std::function<void(const std::string&)> warn);
+  /// Switches it off when that has not been done.
   ~GuideLine();
   GuideLine(const GuideLine&) = delete;
   GuideLine& operator=(const GuideLine&) = delete;
@@ -34,6 +38,7 @@ class GuideLine {
 
   CCameraBase& camera_;
   GuideD direction_;
+  std::function<void(const std::string&)> warn_;
   std::chrono::steady_clock::time_point since_;
   bool on_ = true;
 };
@@ -43,8 +48,9 @@ struct GuideOutcome {
   bool interrupted = false;
 };
 
-/// A pulse of at least `ms`, or a shorter one when the user asks to stop. However it ends, by signals or by an
-/// exception, the line is switched off; no number of Ctrl-C kills the tool meanwhile. Throws CliError.
-GuideOutcome SendGuidePulse(CCameraBase& camera, GuideD direction, int ms);
+/// A pulse of at least `ms`, or a shorter one when `pause` says so. However it ends, the line is switched off.
+/// Throws Failure.
+GuideOutcome SendGuidePulse(CCameraBase& camera, GuideD direction, int ms, const Pause& pause,
+                            const std::function<void(const std::string&)>& warn);
 
-}  // namespace orq::cli
+}  // namespace orq::session
