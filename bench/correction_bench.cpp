@@ -1,11 +1,10 @@
 // The image corrections at the sizes of the two cameras, beside a plain copy of the same bytes. One core. A USB 3
 // link brings about 400 MB/s: what runs on every frame must be well above that.
-#include <benchmark/benchmark.h>
-
 #include <cstdint>
 #include <cstring>
 #include <vector>
 
+#include "FrameBench.h"
 #include "image/dark/DarkImage.h"
 #include "image/frame/Algorithm.h"
 #include "image/hotpixels/HotPixelTable.h"
@@ -14,50 +13,18 @@
 namespace orq {
 namespace {
 
-struct Size {
-  int width;
-  int height;
-  std::size_t Samples() const { return static_cast<std::size_t>(width) * static_cast<std::size_t>(height); }
-};
-constexpr Size kK1C{1936, 1096};
-constexpr Size kX26M{6248, 4176};
-
-Size SizeOf(const benchmark::State& state) {
-  return state.range(0) == 0 ? kK1C : kX26M;
-}
-
-void Cameras(benchmark::internal::Benchmark* bench) {
-  bench->ArgName("x26m")->Arg(0)->Arg(1);
-}
+using bench::Cameras;
+using bench::CountBytes;
+using bench::Frame;
+using bench::Memcpy;
+using bench::Size;
+using bench::SizeOf;
 
 /// Cameras, and one hot pixel in how many.
 void CamerasAndDensities(benchmark::internal::Benchmark* bench) {
   bench->ArgNames({"x26m", "one in"})->Args({0, 10'000})->Args({0, 1'000})->Args({1, 10'000})->Args({1, 1'000});
 }
 
-template <class Sample>
-std::vector<Sample> Frame(Size size) {
-  std::vector<Sample> samples(size.Samples());
-  std::uint32_t value = 1;
-  for (Sample& sample : samples) sample = static_cast<Sample>((value = value * 1664525U + 1013904223U) >> 16);
-  return samples;
-}
-
-void CountBytes(benchmark::State& state, std::size_t bytes) {
-  state.SetBytesProcessed(static_cast<std::int64_t>(bytes) * static_cast<std::int64_t>(state.iterations()));
-}
-
-template <class Sample>
-void Memcpy(benchmark::State& state) {
-  const auto in = Frame<Sample>(SizeOf(state));
-  auto out = in;
-  for (auto _ : state) {
-    std::memcpy(out.data(), in.data(), in.size() * sizeof(Sample));
-    benchmark::DoNotOptimize(out.data());
-    benchmark::ClobberMemory();
-  }
-  CountBytes(state, in.size() * sizeof(Sample));
-}
 BENCHMARK(Memcpy<std::uint8_t>)->Apply(Cameras);
 BENCHMARK(Memcpy<std::uint16_t>)->Apply(Cameras);
 

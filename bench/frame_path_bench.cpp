@@ -1,75 +1,52 @@
 // The steps of the frame path, the whole of it, and the whole with every correction on, at the sizes of the two
 // cameras, beside a plain copy of the same bytes. One core. A USB 3 link brings about 400 MB/s: what is slower
 // than that here would cost frames. Rates are in bytes that come from the wire.
-#include <benchmark/benchmark.h>
-
 #include <algorithm>
 #include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "FrameBench.h"
 #include "image/frame/Flip.h"
 #include "image/frame/FrameKernels.h"
 #include "image/frame/HostBin.h"
+#include "link/stream/PayloadCopy.h"
 #include "models/camera/FramePath.h"
 #include "models/camera/ModelCamera.h"
 #include "settings/XmlStore.h"
+#include "support/LargeBuffer.h"
 
 namespace orq {
 namespace {
 
-struct Size {
-  int width;
-  int height;
-};
-constexpr Size kK1C{1936, 1096};
-constexpr Size kX26M{6248, 4176};
+using bench::Cameras;
+using bench::CountBytes;
+using bench::Frame;
+using bench::Memcpy;
+using bench::Size;
+using bench::SizeOf;
 
-Size SizeOf(const benchmark::State& state) {
-  return state.range(0) == 0 ? kK1C : kX26M;
-}
-
-void Cameras(benchmark::internal::Benchmark* bench) {
-  bench->ArgName("x26m")->Arg(0)->Arg(1);
-}
-
-template <class Sample>
-std::vector<Sample> Frame(Size size) {
-  std::vector<Sample> samples(static_cast<std::size_t>(size.width) * static_cast<std::size_t>(size.height));
-  std::uint32_t value = 1;
-  for (Sample& sample : samples) sample = static_cast<Sample>((value = value * 1664525U + 1013904223U) >> 16);
-  return samples;
-}
-
-/// Bytes of input per second.
-void CountBytes(benchmark::State& state, std::size_t bytes) {
-  state.SetBytesProcessed(static_cast<std::int64_t>(bytes) * static_cast<std::int64_t>(state.iterations()));
-}
-
-template <class Sample>
-void Memcpy(benchmark::State& state) {
-  const auto in = Frame<Sample>(SizeOf(state));
-  auto out = in;
-  for (auto _ : state) {
-    std::memcpy(out.data(), in.data(), in.size() * sizeof(Sample));
-    benchmark::DoNotOptimize(out.data());
-    benchmark::ClobberMemory();
-  }
-  CountBytes(state, in.size() * sizeof(Sample));
-}
 BENCHMARK(Memcpy<std::uint8_t>)->Apply(Cameras);
 BENCHMARK(Memcpy<std::uint16_t>)->Apply(Cameras);
 
-void MsbFirst(benchmark::State& state) {
-  auto frame = Frame<std::uint16_t>(SizeOf(state));
+// The copy out of the transfers' buffers, of which there are 3.9 MB.
+void Payload(benchmark::State& state) {
+  const PayloadCopy copy{.swapped = state.range(1) != 0, .pastCache = state.range(2) != 0};
+  const auto frame = Frame<std::uint8_t>(SizeOf(state));
+  const auto out = MakeLargeBuffer(frame.size());
+  constexpr std::size_t kTransfer = 491'520;
   for (auto _ : state) {
-    MsbFirstToHost(frame);
+    for (std::size_t at = 0; at < frame.size(); at += kTransfer) {
+      const std::size_t from = at % (8 * kTransfer);
+      const std::size_t bytes = std::min({kTransfer, frame.size() - at, frame.size() - from}) / 2 * 2;
+      copy.Put(std::span(frame).subspan(from, bytes), out.get(), at);
+    }
     benchmark::ClobberMemory();
   }
-  CountBytes(state, frame.size() * 2);
+  CountBytes(state, frame.size());
 }
-BENCHMARK(MsbFirst)->Apply(Cameras);
+BENCHMARK(Payload)->ArgNames({"x26m", "swapped", "past_cache"})->ArgsProduct({{0, 1}, {0, 1}, {0, 1}});
 
 template <class Sample>
 void Balance(benchmark::State& state) {
@@ -163,7 +140,6 @@ void WholePath(benchmark::State& state) {
                        .flipVertical = flip,
                        .outputPattern = model.colour ? (flip ? 1 : 0) : -1};
   for (auto _ : state) {
-    ToHostOrder(setup, path.image);
     RunFramePath(path, out);
     benchmark::ClobberMemory();
   }
@@ -249,7 +225,6 @@ void EveryCorrection(benchmark::State& state) {
     state.PauseTiming();  // the corrections work in place
     std::memcpy(camera->pImgBuf.get(), sent.data(), bytes);
     state.ResumeTiming();
-    ToHostOrder(setup, path.image);
     camera->SubtractDark();
     camera->HandleHotPixels();
     RunFramePath(path, out);

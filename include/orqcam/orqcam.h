@@ -321,6 +321,29 @@ ORQ_API orq_status orq_reader_get_counters(orq_reader* reader, orq_reader_counte
 /** Waiters wake with CANCELLED; frames in line are given back. Null does nothing. */
 ORQ_API void orq_reader_release(orq_reader* reader);
 
+/* ---- Files ---- */
+
+enum { ORQ_IMAGE_LIGHT = 0, ORQ_IMAGE_DARK = 1, ORQ_IMAGE_BIAS = 2, ORQ_IMAGE_FLAT = 3 };
+/** What files say about frames beside what the camera knows. Printable ASCII of at most 68 characters; empty: not
+ * told. */
+typedef struct orq_labels {
+  uint32_t size;
+  int32_t image_type; /**< ORQ_IMAGE_... */
+  char object[72];    /**< what the telescope looks at */
+  char observer[72];
+  char creator[72]; /**< program that writes the files; empty: this library with its version */
+} orq_labels;
+/** Of the frames that are published from now on. */
+ORQ_API orq_status orq_labels_set(orq_camera* camera, const orq_labels* labels);
+/** Adds a keyword of the user's, or replaces it: "TELESCOP=Newton 150/750 / its comment". INVALID: nothing that
+ * FITS allows, or a keyword that the library writes itself. */
+ORQ_API orq_status orq_keyword_set(orq_camera* camera, const char* keyword);
+/** Removes all of the user's keywords. */
+ORQ_API orq_status orq_keywords_clear(orq_camera* camera);
+/** Observer, telescope and site as the user has stated them once for all programs (orqcam profile): the keywords
+ * that are not set yet, and the observer when that is empty. FILE: the profile is damaged. */
+ORQ_API orq_status orq_profile_apply(orq_camera* camera);
+
 /* ---- Triggers ---- */
 
 /** What begins an exposure. */
@@ -361,6 +384,9 @@ enum { ORQ_TIME_COMPUTER = 0, ORQ_TIME_GPS = 1, ORQ_TIME_GPS_PREDICTED = 2 };
 /** A flip swaps left and right, or top and bottom. */
 enum { ORQ_FLIP_HORIZONTAL = 1, ORQ_FLIP_VERTICAL = 2 };
 
+/** What was done to raw pixels. */
+enum { ORQ_CORRECTED_DARK = 1, ORQ_CORRECTED_HOT_PIXELS = 2 };
+
 typedef struct orq_frame_info {
   uint32_t size;
   uint32_t sequence; /**< the camera's own frame number, 32 bits, wraps */
@@ -382,12 +408,96 @@ typedef struct orq_frame_info {
   int32_t flips;            /**< a sum of ORQ_FLIP_... */
   double electrons_per_adu; /**< of the delivered pixel values; 0: unknown */
   uint64_t number;          /**< of the frames published since the camera was opened, from 1 */
+  double sensor_c;          /**< temperature of the sensor; NaN: unknown */
+  double target_c;          /**< of the cooler, while that is on; NaN otherwise */
+  int32_t cooler_power;     /**< percent of the full drive; -1: no cooler */
+  int32_t gamma;            /**< brightness curve that was applied; 50: none */
+  int32_t corrections;      /**< a sum of ORQ_CORRECTED_... */
+  int32_t readout_mode;     /**< 0: normal; 1: high speed */
+  double black_level;       /**< what a pixel without any charge reads; NaN: unknown */
+  double saturated;         /**< what a full pixel reads; NaN: unknown */
 } orq_frame_info;
 
 /** The pixels: rows top down, without gaps, in the frame's format. Valid while the caller holds the frame; not to
  * be written to. */
 ORQ_API orq_status orq_frame_data(const orq_frame* frame, const uint8_t** bytes, size_t* size);
 ORQ_API orq_status orq_frame_get_info(const orq_frame* frame, orq_frame_info* info);
+
+/** What came of asking the camera's GPS for a frame's time. */
+enum {
+  ORQ_GPS_NONE = 0,          /**< the camera has none, or nobody asked */
+  ORQ_GPS_FIX = 1,           /**< the frame has GPS time */
+  ORQ_GPS_PREDICTED = 2,     /**< its latch was missed: the time of another frame's, carried on by the cadence */
+  ORQ_GPS_NO_FIX = 3,        /**< the receiver had no valid time and position */
+  ORQ_GPS_NO_LATCH = 4,      /**< the region does not hold both GPS lines */
+  ORQ_GPS_MISSED = 5,        /**< a later frame's latch had replaced that of this one */
+  ORQ_GPS_UNSETTLED = 6,     /**< lines or readout had just been changed */
+  ORQ_GPS_CONTRADICTORY = 7, /**< the times of the two lines do not fit one readout */
+  ORQ_GPS_UNCERTAIN = 8,     /**< the computer's time is the more certain one */
+  ORQ_GPS_UNREADABLE = 9     /**< the camera did not answer */
+};
+typedef struct orq_frame_gps {
+  uint32_t size;
+  int32_t state;      /**< ORQ_GPS_... */
+  int32_t satellites; /**< in use; of FIX and PREDICTED, as all below but the lines */
+  int32_t start_line; /**< sensor lines at which time is taken */
+  int32_t end_line;
+  int32_t reserved;      /**< 0 */
+  int64_t start_unix_ns; /**< start of the exposure of the first of them, UTC; 0: unknown, as all below */
+  int64_t end_unix_ns;   /**< and of the second */
+  int64_t row_ns;        /**< from the start of one row to the next */
+  double latitude;       /**< degrees, north positive; NaN: unknown, as the next two */
+  double longitude;      /**< degrees, east positive */
+  double altitude_m;
+} orq_frame_gps;
+ORQ_API orq_status orq_frame_get_gps(const orq_frame* frame, orq_frame_gps* gps);
+
+/** What a frame's pixel values are like, all colours together; 0 to 255, or 0 to 65535 with 16 bits. */
+typedef struct orq_statistics {
+  uint32_t size;
+  uint32_t minimum;
+  uint32_t maximum;
+  uint32_t reserved; /**< 0 */
+  uint64_t values;   /**< pixels; of RGB 24 three for each */
+  double mean;
+  double median;
+  double deviation;        /**< standard deviation */
+  double saturated;        /**< share of values that are full, 0 to 1 */
+  uint32_t histogram[256]; /**< how many values have these highest eight bits */
+} orq_statistics;
+/** Walks over the whole frame once. */
+ORQ_API orq_status orq_frame_get_statistics(const orq_frame* frame, orq_statistics* statistics);
+
+/** What kind of value a card has. */
+enum { ORQ_CARD_LOGICAL = 0, ORQ_CARD_INTEGER = 1, ORQ_CARD_REAL = 2, ORQ_CARD_TEXT = 3 };
+/** One line of a FITS header. */
+typedef struct orq_card {
+  uint32_t size;
+  int32_t type;     /**< ORQ_CARD_... */
+  int64_t integer;  /**< of logicals (0, 1) and integers */
+  double real;      /**< of reals */
+  char name[16];    /**< "EXPTIME"; "HISTORY" may come several times */
+  char text[160];   /**< the value as text, of every type */
+  char comment[80]; /**< may be empty; a unit stands in front in brackets */
+} orq_card;
+/** The cards that describe the frame, the user's own last; what belongs to one file only (its structure, the date
+ * of writing) is not among them. */
+ORQ_API orq_status orq_frame_header_count(const orq_frame* frame, int32_t* count);
+ORQ_API orq_status orq_frame_header_card(const orq_frame* frame, int32_t index, orq_card* card);
+
+typedef struct orq_save_options {
+  uint32_t size;
+  int32_t overwrite; /**< 1: an existing file is replaced; 0: it is kept, and saving fails */
+  int32_t preview;   /**< 1: a PNG for looking at is written beside it */
+  int32_t fast;      /**< 1: does not wait until the disk has it: a power cut may lose it */
+  uint64_t number;   /**< of the frame in its run, for {n} and FRAMENO; 0: as orq_frame_info.number */
+} orq_save_options;
+/** Writes the frame to a file that is either whole or not there. `path` ends in .fits (or .fit), .png (a picture
+ * for looking at) or .raw (the pixels alone, and a description beside them). It may hold {camera}, {serial},
+ * {object}, {type}, {date}, {time}, {n:04}, {exposure}, {gain}, {offset}, {bin} and {format}; a brace itself is
+ * doubled. `options` may be null: all zero. FILE: it cannot be written, or is there already. */
+ORQ_API orq_status orq_frame_save(const orq_frame* frame, const char* path, const orq_save_options* options);
+
 /** One more holder, and one less. A frame lives until its last holder releases it, also beyond its camera; its
  * memory then goes to the next frame. Null does nothing. */
 ORQ_API orq_status orq_frame_retain(orq_frame* frame);

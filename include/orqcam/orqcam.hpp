@@ -166,6 +166,30 @@ class Frame {
     detail::check(orq_frame_get_info(frame_, &info));
     return info;
   }
+  orq_frame_gps gps() const {
+    auto gps = detail::sized<orq_frame_gps>();
+    detail::check(orq_frame_get_gps(frame_, &gps));
+    return gps;
+  }
+  orq_statistics statistics() const {
+    auto statistics = detail::sized<orq_statistics>();
+    detail::check(orq_frame_get_statistics(frame_, &statistics));
+    return statistics;
+  }
+  /** The FITS cards that describe it. */
+  std::vector<orq_card> header() const {
+    std::int32_t count = 0;
+    detail::check(orq_frame_header_count(frame_, &count));
+    std::vector<orq_card> cards(static_cast<std::size_t>(count), detail::sized<orq_card>());
+    for (std::int32_t i = 0; i < count; ++i) {
+      detail::check(orq_frame_header_card(frame_, i, &cards[static_cast<std::size_t>(i)]));
+    }
+    return cards;
+  }
+  /** See orq_frame_save. */
+  void save(const std::string& path, orq_save_options options = detail::sized<orq_save_options>()) const {
+    detail::check(orq_frame_save(frame_, path.c_str(), &options));
+  }
   /** Rows top down, without gaps, in the frame's format; valid while somebody holds the frame. */
   const std::uint8_t* data() const { return bytes().first; }
   /** Bytes. */
@@ -354,6 +378,15 @@ class Camera {
     pulse.size = sizeof pulse;
     detail::check(orq_trigger_set_output(get(), output, &pulse));
   }
+
+  /** What files of frames to come say. */
+  void labels(orq_labels labels) {
+    labels.size = sizeof labels;
+    detail::check(orq_labels_set(get(), &labels));
+  }
+  void keyword(const std::string& keyword) { detail::check(orq_keyword_set(get(), keyword.c_str())); }
+  void clearKeywords() { detail::check(orq_keywords_clear(get())); }
+  void applyProfile() { detail::check(orq_profile_apply(get())); }
 
   void timeMark(bool on) { detail::check(orq_time_mark_set(get(), on ? 1 : 0)); }
   /** Nothing: never. */

@@ -77,6 +77,8 @@ orq_status orq_camera_open(const char* name, const orq_open_options* options, or
     const session::OpenOptions wanted = OptionsOf(options);
     auto handle = std::make_unique<orq_camera>();
     handle->camera = session::Camera::Open(name == nullptr ? "" : name, wanted);
+    handle->camera->ChangeOrigin(
+        [](session::FrameOrigin& origin) { origin.context.creator = "orqcam " ORQCAM_VERSION; });
     result = handle.release();
   });
 }

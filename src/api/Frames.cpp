@@ -1,6 +1,10 @@
 // Frames, and the readers that wait for them.
+#include <limits>
+#include <optional>
+
 #include "api/Handles.h"
 #include "api/Structs.h"
+#include "models/camera/FrameGeometry.h"
 
 using namespace orq;       // NOLINT(google-build-using-namespace): the functions of the interface are global
 using namespace orq::api;  // NOLINT(google-build-using-namespace)
@@ -20,9 +24,9 @@ int32_t TimeSourceOf(GpsState state) {
   return state == GpsState::Predicted ? ORQ_TIME_GPS_PREDICTED : ORQ_TIME_COMPUTER;
 }
 
-int32_t BytesPerPixel(IMG_TYPE format) {
-  if (format == ORQ_IMG_RGB24) return 3;
-  return format == ORQ_IMG_RAW16 ? 2 : 1;
+template <class Number>
+double OrUnknown(const std::optional<Number>& number) {
+  return number ? static_cast<double>(*number) : std::numeric_limits<double>::quiet_NaN();
 }
 
 orq_frame_info InfoOf(const SharedFrame& frame) {
@@ -38,7 +42,7 @@ orq_frame_info InfoOf(const SharedFrame& frame) {
   info.format = facts.region.format;
   const bool raw = facts.region.format == ORQ_IMG_RAW8 || facts.region.format == ORQ_IMG_RAW16;
   info.bayer = raw ? facts.bayerPattern : ORQ_BAYER_NONE;
-  info.bytes_per_pixel = BytesPerPixel(facts.region.format);
+  info.bytes_per_pixel = static_cast<int32_t>(BytesPerPixel(facts.region.format));
   info.exposure_us = facts.exposureUs;
   info.time_unix_ns = facts.times.begin * kNsPerTenth;
   info.end_unix_ns = facts.times.end * kNsPerTenth;
@@ -49,6 +53,16 @@ orq_frame_info InfoOf(const SharedFrame& frame) {
   info.flips = (facts.flipHorizontal ? ORQ_FLIP_HORIZONTAL : 0) | (facts.flipVertical ? ORQ_FLIP_VERTICAL : 0);
   info.electrons_per_adu = facts.electronsPerAdu;
   info.number = frame.Number();
+  const FrameReadings& readings = facts.readings;
+  info.sensor_c = OrUnknown(readings.sensorC);
+  info.target_c = OrUnknown(readings.targetC);
+  info.cooler_power = readings.coolerPower.value_or(-1);
+  info.gamma = facts.gamma;
+  info.corrections =
+      (facts.darkSubtracted ? ORQ_CORRECTED_DARK : 0) | (facts.hotPixelsRepaired ? ORQ_CORRECTED_HOT_PIXELS : 0);
+  info.readout_mode = facts.highSpeed ? 1 : 0;
+  info.black_level = OrUnknown(facts.levels.black);
+  info.saturated = OrUnknown(facts.levels.saturated);
   return info;
 }
 

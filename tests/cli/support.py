@@ -1,6 +1,7 @@
 """What the tests of the command line share."""
 
 import fcntl
+import importlib.util
 import json
 import os
 import pty
@@ -20,17 +21,23 @@ K1C = "virtual:k1c,timescale=0"
 X26M = "virtual:x26m,timescale=0"
 TIMEOUT = 100
 
-try:
-    import astropy.io.fits as fits
-except ImportError:
-    fits = None
-try:
-    from PIL import Image
-except ImportError:
-    Image = None
 
-needs_astropy = unittest.skipUnless(fits, "astropy is not installed")
-needs_pillow = unittest.skipUnless(Image, "Pillow is not installed")
+
+class Lazily:
+    """A module that is imported when it is first used: every test is a process, and most need neither of these."""
+
+    def __init__(self, name):
+        self._name = name
+
+    def __getattr__(self, attribute):
+        return getattr(importlib.import_module(self._name), attribute)
+
+
+fits = Lazily("astropy.io.fits")
+Image = Lazily("PIL.Image")
+
+needs_astropy = unittest.skipUnless(importlib.util.find_spec("astropy"), "astropy is not installed")
+needs_pillow = unittest.skipUnless(importlib.util.find_spec("PIL"), "Pillow is not installed")
 
 
 def realdata(name):
@@ -73,6 +80,23 @@ class CliTest(unittest.TestCase):
 
         self.addCleanup(clean_up)
         return process
+
+    def on_terminal(self, *arguments, stream):
+        """Runs with `stream` ("stdout" or "stderr") on a terminal; (exit status, what the terminal got)."""
+        master, slave = pty.openpty()
+        process = self.start_tool(*arguments, **{stream: slave})
+        os.close(slave)
+        seen = b""
+        while True:
+            try:
+                block = os.read(master, 4096)
+            except OSError:
+                break
+            if not block:
+                break
+            seen += block
+        os.close(master)
+        return process.wait(), seen.decode()
 
     def at_terminal(self, answer, *arguments):
         """Runs with a terminal as standard input and error, types `answer` at the question.

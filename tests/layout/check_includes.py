@@ -37,6 +37,10 @@ SOURCES_MAY_INCLUDE = {
 
 CAMERA_CLASS = "camera/CameraBase.h"
 
+# A terminal, signals and command lines are a program's, not the library's.
+SYSTEM_INCLUDE = re.compile(r"^\s*#\s*include\s+<([^>]+)>", re.MULTILINE)
+OF_PROGRAMS = ("csignal", "signal.h", "iostream", "termios.h", "getopt.h", "CLI/CLI.hpp")
+
 
 def includes_of(path):
     return INCLUDE.findall(path.read_text(encoding="utf-8"))
@@ -87,6 +91,8 @@ def check(source):
             continue
         name = path.relative_to(source).as_posix()
         graph[name] = includes_of(path)
+        used = SYSTEM_INCLUDE.findall(path.read_text(encoding="utf-8"))
+        breaches += [f"{name}: must not include <{header}>" for header in used if header in OF_PROGRAMS]
         for target in graph[name]:
             if target.startswith(PUBLIC_HEADERS):
                 if folder_of(name) != IMPLEMENTS_PUBLIC_HEADERS:

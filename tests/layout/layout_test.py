@@ -8,6 +8,7 @@ from pathlib import Path
 
 import check_headers
 import check_includes
+import check_rooms
 
 
 class Tree(unittest.TestCase):
@@ -55,6 +56,24 @@ class Includes(Tree):
         self.write("session/Camera.cpp", '#include "orqcam/orqcam.h"\n')
         self.assertEqual(self.breaches(), ["session/Camera.cpp: must not include orqcam/orqcam.h"])
 
+    def test_the_library_knows_no_signals_and_no_terminal(self):
+        self.write("session/Wait.cpp", "#include <csignal>\n#include <chrono>\n")
+        self.write("support/Say.h", "#pragma once\n# include <iostream>\n")
+        self.assertEqual(
+            self.breaches(),
+            ["session/Wait.cpp: must not include <csignal>", "support/Say.h: must not include <iostream>"],
+        )
+
+    def test_services_use_models_and_are_used_by_the_interface_only(self):
+        self.write("models/Model.h", "#pragma once\n")
+        self.write("session/Service.h", '#pragma once\n#include "models/Model.h"\n')
+        self.write("models/Up.cpp", '#include "session/Service.h"\n')
+        self.write("virtual/Up.cpp", '#include "session/Service.h"\n')
+        self.assertEqual(
+            self.breaches(),
+            ["models/Up.cpp: must not include session/Service.h", "virtual/Up.cpp: must not include session/Service.h"],
+        )
+
     def test_circles_are_found(self):
         self.write("link/A.h", '#pragma once\n#include "link/B.h"\n')
         self.write("link/B.h", '#pragma once\n#include "link/A.h"\n')
@@ -74,6 +93,32 @@ class Includes(Tree):
         self.assertEqual(len(self.breaches()), 1)
 
 
+class Rooms(Tree):
+    def fill(self, folder, count):
+        for number in range(count):
+            self.write(f"{folder}/{number}.h", "")
+
+    def full(self):
+        return {name.split("/", 1)[1]: count for name, count in check_rooms.check(self.source)[0].items()}
+
+    def test_25_files_are_a_room_and_26_are_too_many(self):
+        self.fill("link", 25)
+        self.fill("gps", 26)
+        self.assertEqual(self.full(), {"gps": 26})
+
+    def test_the_files_of_rooms_inside_do_not_count(self):
+        self.fill("link", 25)
+        self.fill("link/usb", 25)
+        self.fill("link/stream/ring", 30)
+        self.assertEqual(self.full(), {"link/stream/ring": 30})
+
+    def test_all_files_are_counted_whatever_they_are(self):
+        self.fill("link", 25)
+        self.write("link/README.md", "")
+        self.assertEqual(self.full(), {"link": 26})
+        self.assertEqual(check_rooms.check(self.source)[1], 28)
+
+
 @unittest.skipUnless(shutil.which("c++"), "no compiler called c++")
 class Headers(Tree):
     def test_a_header_that_needs_another_is_found(self):
@@ -81,6 +126,16 @@ class Headers(Tree):
         troubles, count = check_headers.check(self.source, "c++")
         self.assertEqual(list(troubles), ["support/Needy.h"])
         self.assertEqual(count, 3)
+
+    def test_only_what_stands_first_in_a_source_file_is_left_to_the_build(self):
+        self.write("support/First.h", "#pragma once\nstd::string First();\n")
+        self.write("support/Second.h", "#pragma once\nstd::string Second();\n")
+        self.write("support/Third.h", "#pragma once\nstd::string Third();\n")
+        self.write("support/First.cpp", '// Its own header.\n#include "support/First.h"\n\n#include "support/Second.h"\n')
+        self.write("support/Other.cpp", '#include <string>\n#include "support/Third.h"\n')
+        troubles, count = check_headers.check(self.source, "c++")
+        self.assertEqual(list(troubles), ["support/Second.h", "support/Third.h"])
+        self.assertEqual(count, 5)
 
 
 if __name__ == "__main__":

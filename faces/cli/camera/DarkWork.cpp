@@ -5,8 +5,8 @@
 
 #include "output/Progress.h"
 #include "output/Signals.h"
-#include "output/Text.h"
-#include "output/Units.h"
+#include "session/text/Units.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 

@@ -1,12 +1,12 @@
 #include "camera/FlashWork.h"
 
-#include <CLI/CLI.hpp>
 #include <filesystem>
 
-#include "files/StateDirectory.h"
 #include "output/Confirm.h"
 #include "output/Progress.h"
 #include "output/Signals.h"
+#include "session/files/StateDirectory.h"
+#include "session/flash/FlashFailure.h"
 
 namespace orq::cli {
 
@@ -22,29 +22,10 @@ FlashOutcome Watched(Work&& work) {
   });
 }
 
-Status NameOf(FlashResult result) {
-  switch (result) {
-    case FlashResult::Cancelled:
-      return Status::Cancelled;
-    case FlashResult::CameraFailed:
-      return Status::Refused;
-    case FlashResult::FileFailed:
-      return Status::File;
-    default:
-      return Status::State;
-  }
-}
-
-void Demand(Session& session, const FlashOutcome& outcome) {
-  if (outcome.Done()) return;
-  if (outcome.result == FlashResult::CameraFailed) session.Fail(outcome.reason);
-  throw CliError(NameOf(outcome.result), outcome.reason);
-}
-
 // A failure after which flash may have changed says how to put the backup back.
 void DemandStored(Session& session, const FlashOutcome& outcome, const FlashBackup& backup) {
   try {
-    Demand(session, outcome);
+    DemandDone(session.Camera(), outcome);
   } catch (const Failure& failure) {
     if (outcome.result == FlashResult::Refused) throw;
     throw Failure(failure.Code(),
@@ -69,16 +50,17 @@ std::string Question(Session& session, const std::string& what) {
 
 }  // namespace
 
-void AddOverwriteOptions(CLI::App& command, OverwriteOptions& options) {
-  command.add_flag("--yes", options.yes, "Do not ask");
-  command.add_option("--backup", options.backupDirectory, "Directory for the backup that is made first")
-      ->default_str("~/.local/state/orqcam/flash");
+void AddOverwriteOptions(const Command& command, OverwriteOptions& options) {
+  command.AddFlag("--yes", options.yes, "Do not ask");
+  command.AddOption("--backup", options.backupDirectory, "Directory for the backup that is made first")
+      .Default("~/.local/state/orqcam/flash");
 }
 
 FlashImage ReadFlash(Session& session) {
   FlashImage image;
-  Demand(session,
-         Watched([&](const FlashWatcher& watcher) { return ReadFlashImage(session.Camera(), image, watcher); }));
+  DemandDone(session.Camera(), Watched([&](const FlashWatcher& watcher) {
+               return ReadFlashImage(session.Camera(), image, watcher);
+             }));
   return image;
 }
 
@@ -103,7 +85,7 @@ FlashBackup PrepareOverwrite(Session& session, const OverwriteOptions& options, 
   if (outcome.result == FlashResult::FileFailed) {
     throw CliError(Status::File, outcome.reason + "; nothing was changed; name another directory with --backup");
   }
-  Demand(session, outcome);
+  DemandDone(session.Camera(), outcome);
   return backup;
 }
 
@@ -121,7 +103,7 @@ bool FlashIsLike(Session& session, const FlashImage& image, std::string& differe
   const FlashOutcome outcome =
       Watched([&](const FlashWatcher& watcher) { return CompareFlashImage(session.Camera(), image, watcher); });
   difference = outcome.reason;
-  if (outcome.result != FlashResult::Differs) Demand(session, outcome);
+  if (outcome.result != FlashResult::Differs) DemandDone(session.Camera(), outcome);
   return outcome.Done();
 }
 
@@ -134,7 +116,7 @@ void StoreId(Session& session, const _ORQ_ID& id, const FlashBackup& backup) {
 
 HotPixelMarks ReadTable(Session& session) {
   HotPixelMarks marks;
-  Demand(session, ReadHotPixels(session.Camera(), marks));
+  DemandDone(session.Camera(), ReadHotPixels(session.Camera(), marks));
   return marks;
 }
 

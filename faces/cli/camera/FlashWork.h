@@ -5,10 +5,7 @@
 
 #include "camera/Session.h"
 #include "models/flash/HotPixelStore.h"
-
-namespace CLI {
-class App;
-}
+#include "options/CommandLine.h"
 
 namespace orq::cli {
 
@@ -17,7 +14,7 @@ struct OverwriteOptions {
   bool yes = false;
   std::string backupDirectory;  ///< empty: beside the debug log
 };
-void AddOverwriteOptions(CLI::App& command, OverwriteOptions& options);
+void AddOverwriteOptions(const Command& command, OverwriteOptions& options);
 
 /// Flash work under a progress bar; Ctrl-C stops it where it can be stopped. Each throws CliError when it is not
 /// done.

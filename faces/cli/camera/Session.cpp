@@ -6,9 +6,12 @@
 
 #include "models/camera/OwnSettings.h"
 #include "output/Signals.h"
-#include "output/Text.h"
+#include "session/LinkFailure.h"
+#include "session/camera/OpenTrouble.h"
+#include "session/cooling/CoolerWork.h"
 #include "settings/XmlStore.h"
 #include "support/Hex.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 
@@ -24,13 +27,6 @@ std::string IdText(const _ORQ_ID& id) {
   return text;
 }
 
-std::string OpenTrouble(CModelCamera& camera) {
-  const std::string port = camera.Port().LastError();
-  if (!port.empty()) return port;
-  const std::string link = camera.LinkError();
-  return link.empty() ? "the camera does not answer; unplug it and plug it in again" : link;
-}
-
 constexpr std::chrono::milliseconds kReturnLook{250};
 constexpr const char* kWhileKeeping = "while keeping the settings";
 
@@ -39,26 +35,11 @@ void TellSettingsTrouble(const char* when) {
   if (!trouble.empty()) Complain(std::string(when) + ": " + trouble);
 }
 
-Status NameOf(UsbError error) {
-  switch (error) {
-    case kUsbAccess:
-      return Status::Permission;
-    case kUsbBusy:
-      return Status::Busy;
-    case kUsbTimeout:
-      return Status::Timeout;
-    case kUsbNoMem:
-      return Status::Memory;
-    default:
-      return Status::Refused;
-  }
-}
-
 CliError OpenError(CModelCamera& camera, const std::string& what) {
   if (camera.DeviceLost()) return {kExitCameraLost, what};
   const UsbError error = camera.Port().LastErrorCode();
   if (error == kUsbNoDevice || error == kUsbNotFound) return {kExitNoCamera, what};
-  return {NameOf(error), what};
+  return {StatusOf(error), what};
 }
 
 }  // namespace
@@ -82,8 +63,8 @@ Session::Session(const Context& context)
   if (context.debug) Camera().EnableDebugLog(1);
   const bool corrected = named_.camera->HPC != 0;
   if (named_.camera->OpenCamera(named_.openIndex) == 0) {
-    throw OpenError(*named_.camera,
-                    "cannot open camera '" + context.camera.value_or("0") + "': " + OpenTrouble(*named_.camera));
+    throw OpenError(*named_.camera, "cannot open camera '" + context.camera.value_or("0") +
+                                        "': " + session::OpenTrouble(*named_.camera));
   }
   serial_ = Serial();
   long cools = 0;
@@ -94,12 +75,14 @@ Session::Session(const Context& context)
   }
 }
 
-bool Session::SwitchCooler(bool on, bool keep) {
-  if (Camera().SetControlValue(ORQ_COOLER_ON, on ? 1 : 0, false) != CTRL_OK) return false;
-  Camera().KeepCooling(keep);
+void Session::SwitchCooler(bool on, bool keep) {
+  session::SwitchCooler(Camera(), on, keep);
+  NoteCooling(on, keep);
+}
+
+void Session::NoteCooling(bool on, bool keep) {
   cools_ = on;
   keepsCooling_ = keep;
-  return true;
 }
 
 bool Session::Reconnect() {
@@ -135,7 +118,13 @@ bool Session::Reopen(int index, std::int32_t bandwidth) {
     return false;
   }
   camera.SetFPSPerc(bandwidth, camera.AutoFPS != 0);
-  if (cools_ && !SwitchCooler(true, keepsCooling_)) Complain("the cooler cannot be switched on again");
+  if (cools_) {
+    try {
+      SwitchCooler(true, keepsCooling_);
+    } catch (const Failure&) {
+      Complain("the cooler cannot be switched on again");
+    }
+  }
   return !camera.DeviceLost();
 }
 
@@ -204,9 +193,7 @@ std::string Session::Speed() const {
 }
 
 void Session::Fail(const std::string& what) {
-  if (Camera().DeviceLost()) throw CliError(kExitCameraLost, what + ": the camera was lost; check its cable");
-  const std::string reason = Camera().LinkError();
-  throw CliError(NameOf(Camera().Port().LastErrorCode()), reason.empty() ? what : what + ": " + reason);
+  throw LinkFailure(Camera(), what);
 }
 
 }  // namespace orq::cli

@@ -56,8 +56,10 @@ class Session {
   /// The same for settings that the user asked to keep: throws CliError (file) when they cannot be.
   void DemandKept();
 
-  /// Switches the cooler; `keep`: it stays on after the session. False when the camera refuses.
-  bool SwitchCooler(bool on, bool keep);
+  /// Switches the cooler; `keep`: it stays on after the session. Throws Failure when the camera refuses.
+  void SwitchCooler(bool on, bool keep);
+  /// The cooler was switched by somebody else.
+  void NoteCooling(bool on, bool keep);
   /// After a loss: waits until the camera with the same serial number is back, however long, and opens it with
   /// everything as it was. False when the user asked to stop.
   bool Reconnect();

@@ -5,9 +5,10 @@
 
 #include "camera/ControlAccess.h"
 #include "commands/Commands.h"
-#include "output/Text.h"
-#include "output/Units.h"
+#include "session/controls/FreshValues.h"
+#include "session/text/Units.h"
 #include "settings/StoredSettings.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 
@@ -68,11 +69,11 @@ std::vector<std::string> Row(const Control& control, const Reading& reading, con
 
 ExitCode RunControls(const Context& context) {
   Session session(context);
-  const FreshValues defaults(session);
+  const FreshValues defaults(session.Camera());
   Table table = {{"name", "value", "auto", "min", "max", "default", "unit", "writable", "description"}};
   Json list = Json::array();
   for (const Control& control : ListControls(session.Camera())) {
-    const Reading reading = TryReadControl(session, control);
+    const Reading reading = TryReadControl(session.Camera(), control);
     const Fresh fresh = defaults.Of(control);
     table.push_back(Row(control, reading, fresh));
     list.push_back(Describe(control, reading, fresh));
@@ -91,7 +92,7 @@ void PrintValues(const Context& context, Session& session, const std::vector<Con
   Json object = Json::object();
   std::vector<std::string> troubles;
   for (const Control& control : controls) {
-    const ControlReading reading = ReadControl(session, control);
+    const ControlReading reading = ReadControl(session.Camera(), control);
     const std::string unit = reading.trouble.empty() ? UnitOf(control.id).unit : "";
     Json& entry = object[control.Name()];
     entry = {
@@ -153,22 +154,22 @@ ExitCode RunSet(const Context& context, const std::vector<std::string>& words) {
 
 }  // namespace
 
-CommandRun AddControlsCommand(CLI::App& app) {
-  app.add_subcommand("controls", "Show all controls of a camera with their values and limits");
+CommandRun AddControlsCommand(const Command& app) {
+  app.AddCommand("controls", "Show all controls of a camera with their values and limits");
   return RunControls;
 }
 
-CommandRun AddGetCommand(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("get", "Show the values of controls");
+CommandRun AddGetCommand(const Command& app) {
+  const Command command = app.AddCommand("get", "Show the values of controls");
   auto names = std::make_shared<std::vector<std::string>>();
-  command->add_option("NAME", *names, "Names of controls, in any case")->required();
+  command.AddOption("NAME", *names, "Names of controls, in any case").Required();
   return [names](const Context& context) { return RunGet(context, *names); };
 }
 
-CommandRun AddSetCommand(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("set", "Set controls and show what they became");
+CommandRun AddSetCommand(const Command& app) {
+  const Command command = app.AddCommand("set", "Set controls and show what they became");
   auto words = std::make_shared<std::vector<std::string>>();
-  command->add_option("NAME=VALUE", *words, "Settings: Gain=120, Exposure=200ms, WB_R=auto")->required();
+  command.AddOption("NAME=VALUE", *words, "Settings: Gain=120, Exposure=200ms, WB_R=auto").Required();
   return [words](const Context& context) { return RunSet(context, *words); };
 }
 

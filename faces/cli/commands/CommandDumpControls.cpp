@@ -4,7 +4,7 @@
 #include "camera/ControlAccess.h"
 #include "commands/Commands.h"
 #include "controls/ControlCatalogue.h"
-#include "output/Text.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 
@@ -173,8 +173,8 @@ ExitCode RunDumpControls(const Context& context) {
 
 }  // namespace
 
-CommandRun AddDumpControlsCommand(CLI::App& app) {
-  app.add_subcommand("dump-controls", "Print the catalogue of controls as a Markdown table");
+CommandRun AddDumpControlsCommand(const Command& app) {
+  app.AddCommand("dump-controls", "Print the catalogue of controls as a Markdown table");
   return RunDumpControls;
 }
 

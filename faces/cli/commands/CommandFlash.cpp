@@ -3,7 +3,7 @@
 
 #include "camera/FlashWork.h"
 #include "commands/Commands.h"
-#include "files/SafeFile.h"
+#include "session/files/SafeFile.h"
 
 namespace orq::cli {
 
@@ -62,23 +62,22 @@ ExitCode RunVerify(const Context& context, const FlashOptions& options) {
 
 }  // namespace
 
-CommandRun AddFlashCommand(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("flash", "Save, restore or verify what the camera's flash keeps for you");
-  command->require_subcommand(1);
+CommandRun AddFlashCommand(const Command& app) {
+  const Command command = app.AddCommand("flash", "Save, restore or verify what the camera's flash keeps for you");
+  command.RequireCommand();
   auto options = std::make_shared<FlashOptions>();
-  CLI::App* dump = command->add_subcommand("dump", "Save hot pixels, id and parameters in a file");
-  CLI::App* restore = command->add_subcommand("restore", "Write them back from a file");
-  CLI::App* verify = command->add_subcommand("verify", "Compare them with a file");
-  for (CLI::App* each : {dump, restore, verify}) {
-    each->fallthrough();
-    each->add_option("FILE", options->file, "The file")->required();
+  const Command dump = command.AddCommand("dump", "Save hot pixels, id and parameters in a file");
+  const Command restore = command.AddCommand("restore", "Write them back from a file");
+  const Command verify = command.AddCommand("verify", "Compare them with a file");
+  for (const Command& each : {dump, restore, verify}) {
+    each.AddOption("FILE", options->file, "The file").Required();
   }
-  dump->add_flag("--overwrite", options->replaceFile, "Replace the file if it exists");
-  restore->add_flag("--other-camera", options->otherCamera, "Also when the file is from another camera");
-  AddOverwriteOptions(*restore, options->overwrite);
+  dump.AddFlag("--overwrite", options->replaceFile, "Replace the file if it exists");
+  restore.AddFlag("--other-camera", options->otherCamera, "Also when the file is from another camera");
+  AddOverwriteOptions(restore, options->overwrite);
   return [options, dump, restore](const Context& context) {
-    if (dump->parsed()) return RunDump(context, *options);
-    return restore->parsed() ? RunRestore(context, *options) : RunVerify(context, *options);
+    if (dump.Given()) return RunDump(context, *options);
+    return restore.Given() ? RunRestore(context, *options) : RunVerify(context, *options);
   };
 }
 

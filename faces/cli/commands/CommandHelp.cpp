@@ -1,6 +1,7 @@
-// orqcam help: the same as --help.
+// orqcam help: the same as --help. For programs: which commands there are.
 #include <algorithm>
 #include <memory>
+#include <string>
 
 #include "commands/Commands.h"
 
@@ -8,31 +9,45 @@ namespace orq::cli {
 
 namespace {
 
-// The parser prints the help of the command that was given: `help` itself, so that the one that is meant is shown
-// by its formatter.
-ExitCode RunHelp(const Context& context, const CLI::App& app, const std::vector<std::string>& words) {
-  const CLI::App* shown = &app;
-  std::string name = app.get_name();
+// The command and those below it, each with all its words.
+void AddCommands(const Command& above, const std::string& before, Json& list) {
+  for (const Command& command : above.Commands()) {
+    const std::string words = before + command.Name();
+    list.push_back(
+        {{"command", words}, {"description", command.Description()}, {"runs", !command.NeedsCommand()}});
+    AddCommands(command, words + " ", list);
+  }
+}
+
+ExitCode RunHelp(const Context& context, const Command& app, const std::vector<std::string>& words) {
+  Command shown = app;
+  std::string name = app.Name();
   for (const std::string& word : words) {
-    const auto commands = shown->get_subcommands({});
-    const auto next = std::ranges::find(commands, word, &CLI::App::get_name);
+    const std::vector<Command> commands = shown.Commands();
+    const auto next = std::ranges::find(commands, word, &Command::Name);
     if (next == commands.end()) {
       throw CliError(kExitUsage, "there is no command '" + name + " " + word + "'; see " + name + " --help");
     }
     shown = *next;
     name += " " + word;
   }
-  context.out.Line(shown->get_formatter()->make_help(shown, name, CLI::AppFormatMode::Normal));
+  if (context.json) {
+    Json list = Json::array();
+    AddCommands(shown, words.empty() ? "" : name.substr(app.Name().size() + 1) + " ", list);
+    context.out.Object({{"commands", list}});
+    return kExitOk;
+  }
+  context.out.Line(shown.HelpUnder(name));
   return kExitOk;
 }
 
 }  // namespace
 
-CommandRun AddHelpCommand(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("help", "Show the help of orqcam, or of a command, like --help");
+CommandRun AddHelpCommand(const Command& app) {
+  const Command command = app.AddCommand("help", "Show the help of orqcam, or of a command, like --help");
   auto words = std::make_shared<std::vector<std::string>>();
-  command->add_option("COMMAND", *words, "The command: capture, dark take");
-  return [words, &app](const Context& context) { return RunHelp(context, app, *words); };
+  command.AddOption("COMMAND", *words, "The command: capture, dark take");
+  return [words, app](const Context& context) { return RunHelp(context, app, *words); };
 }
 
 }  // namespace orq::cli

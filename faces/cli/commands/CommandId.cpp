@@ -64,29 +64,28 @@ ExitCode RunSerial(const Context& context) {
 
 }  // namespace
 
-CommandRun AddIdCommand(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("id", "Show or change the id that tells cameras of one model apart");
-  command->require_subcommand(1);
+CommandRun AddIdCommand(const Command& app) {
+  const Command command = app.AddCommand("id", "Show or change the id that tells cameras of one model apart");
+  command.RequireCommand();
   auto options = std::make_shared<IdOptions>();
-  command->add_subcommand("get", "Show the id")->fallthrough();
-  CLI::App* set = command->add_subcommand("set", "Store an id of up to 8 characters: id set guider");
-  CLI::App* clear = command->add_subcommand("clear", "Remove the id");
-  set->add_option("TEXT", options->text, "The new id")->required();
-  for (CLI::App* each : {set, clear}) {
-    each->fallthrough();
-    AddOverwriteOptions(*each, options->overwrite);
+  command.AddCommand("get", "Show the id");
+  const Command set = command.AddCommand("set", "Store an id of up to 8 characters: id set guider");
+  const Command clear = command.AddCommand("clear", "Remove the id");
+  set.AddOption("TEXT", options->text, "The new id").Required();
+  for (const Command& each : {set, clear}) {
+    AddOverwriteOptions(each, options->overwrite);
   }
   return [options, set, clear](const Context& context) {
-    if (set->parsed()) {
+    if (set.Given()) {
       return RunStore(context, *options, IdOf(options->text), "store the id '" + options->text + "' in the flash");
     }
-    if (clear->parsed()) return RunStore(context, *options, _ORQ_ID{}, "remove the id from the flash");
+    if (clear.Given()) return RunStore(context, *options, _ORQ_ID{}, "remove the id from the flash");
     return RunGet(context);
   };
 }
 
-CommandRun AddSerialCommand(CLI::App& app) {
-  app.add_subcommand("serial", "Show the serial number");
+CommandRun AddSerialCommand(const Command& app) {
+  app.AddCommand("serial", "Show the serial number");
   return RunSerial;
 }
 

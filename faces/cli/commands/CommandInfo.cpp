@@ -3,9 +3,9 @@
 #include <string_view>
 
 #include "commands/Commands.h"
-#include "files/Frame.h"
-#include "output/Text.h"
+#include "session/frame/FrameFacts.h"
 #include "support/BayerNames.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 
@@ -95,8 +95,8 @@ ExitCode RunInfo(const Context& context) {
 
 }  // namespace
 
-CommandRun AddInfoCommand(CLI::App& app) {
-  app.add_subcommand("info", "Show what a camera is: model, identity, sensor, formats, region rules");
+CommandRun AddInfoCommand(const Command& app) {
+  app.AddCommand("info", "Show what a camera is: model, identity, sensor, formats, region rules");
   return RunInfo;
 }
 

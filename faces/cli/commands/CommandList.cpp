@@ -2,8 +2,8 @@
 #include <memory>
 
 #include "commands/Commands.h"
-#include "output/Text.h"
 #include "session/CameraList.h"
+#include "support/Text.h"
 #include "virtual/bus/VirtualOptions.h"
 
 namespace orq::cli {
@@ -62,10 +62,10 @@ ExitCode RunList(const Context& context, bool withVirtual) {
 
 }  // namespace
 
-CommandRun AddListCommand(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("list", "List the cameras that are plugged in");
+CommandRun AddListCommand(const Command& app) {
+  const Command command = app.AddCommand("list", "List the cameras that are plugged in");
   auto withVirtual = std::make_shared<bool>(false);
-  command->add_flag("--virtual", *withVirtual, "List the virtual models as well");
+  command.AddFlag("--virtual", *withVirtual, "List the virtual models as well");
   return [withVirtual](const Context& context) { return RunList(context, *withVirtual); };
 }
 

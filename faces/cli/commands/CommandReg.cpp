@@ -2,8 +2,8 @@
 #include <memory>
 
 #include "commands/Commands.h"
-#include "output/Text.h"
-#include "output/Units.h"
+#include "session/text/Units.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 
@@ -93,22 +93,21 @@ ExitCode RunWrite(const Context& context, const RegOptions& options) {
 
 }  // namespace
 
-CommandRun AddRegCommand(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("reg", "Read and write registers (only with --unsafe)");
-  command->require_subcommand(1);
+CommandRun AddRegCommand(const Command& app) {
+  const Command command = app.AddCommand("reg", "Read and write registers (only with --unsafe)");
+  command.RequireCommand();
   auto options = std::make_shared<RegOptions>();
-  command->add_flag("--unsafe", options->unsafe, "Yes, touch registers");
-  CLI::App* read = command->add_subcommand("read", "Read registers: reg --unsafe read fpga 0x1C");
-  CLI::App* write = command->add_subcommand("write", "Write a register: reg --unsafe write sensor 0x3008 1");
-  for (CLI::App* each : {read, write}) {
-    each->fallthrough();
-    each->add_option("CHIP", options->chip, "fpga or sensor")->required();
-    each->add_option("ADDRESS", options->address, "Register address, decimal or 0x...")->required();
+  command.AddFlag("--unsafe", options->unsafe, "Yes, touch registers");
+  const Command read = command.AddCommand("read", "Read registers: reg --unsafe read fpga 0x1C");
+  const Command write = command.AddCommand("write", "Write a register: reg --unsafe write sensor 0x3008 1");
+  for (const Command& each : {read, write}) {
+    each.AddOption("CHIP", options->chip, "fpga or sensor").Required();
+    each.AddOption("ADDRESS", options->address, "Register address, decimal or 0x...").Required();
   }
-  read->add_option("COUNT", options->count, "How many registers in a row")->default_str("1");
-  write->add_option("VALUE", options->value, "Byte to write")->required();
+  read.AddOption("COUNT", options->count, "How many registers in a row").Default("1");
+  write.AddOption("VALUE", options->value, "Byte to write").Required();
   return [options, write](const Context& context) {
-    return write->parsed() ? RunWrite(context, *options) : RunRead(context, *options);
+    return write.Given() ? RunWrite(context, *options) : RunRead(context, *options);
   };
 }
 

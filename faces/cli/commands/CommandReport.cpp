@@ -7,21 +7,21 @@
 #include <fstream>
 #include <memory>
 
-#include "camera/Climate.h"
 #include "camera/ControlAccess.h"
 #include "camera/Shooter.h"
 #include "commands/Commands.h"
 #include "commands/report/KernelLines.h"
 #include "commands/report/Private.h"
-#include "files/SafeFile.h"
-#include "files/StateDirectory.h"
 #include "link/usb/LibusbPort.h"
 #include "output/CounterReport.h"
 #include "output/Signals.h"
-#include "output/Text.h"
-#include "output/Units.h"
+#include "session/cooling/Climate.h"
+#include "session/files/SafeFile.h"
+#include "session/files/StateDirectory.h"
+#include "session/text/Units.h"
 #include "settings/StoredSettings.h"
 #include "settings/XmlStore.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 
@@ -117,7 +117,7 @@ void AddSettings(Pages& pages) {
 void AddControls(Pages& pages, Session& session) {
   pages.Title("controls");
   for (const Control& control : ListControls(session.Camera())) {
-    const auto reading = TryReadControl(session, control);
+    const auto reading = TryReadControl(session.Camera(), control);
     const std::string value = reading ? ScaledValue(control.id, reading->raw).dump() : "none";
     pages.Line(control.Name() + " = " + value + (reading && reading->automatic ? " (auto)" : ""));
   }
@@ -130,7 +130,7 @@ void AddStream(Pages& pages, Session& session) {
   std::string end;
   {
     VideoShooter shooter(session);
-    Frame frame;
+    FramePtr frame;
     const auto until = std::chrono::steady_clock::now() + kStreamFor;
     while (std::chrono::steady_clock::now() < until && !StopRequested() && end.empty()) {
       const ShotResult result = shooter.TakeWithin(frame, kFrameWait);
@@ -219,13 +219,13 @@ ExitCode RunReport(const Context& context, const ReportOptions& options) {
 
 }  // namespace
 
-CommandRun AddReportCommand(CLI::App& app) {
-  CLI::App* command = app.add_subcommand(
+CommandRun AddReportCommand(const Command& app) {
+  const Command command = app.AddCommand(
       "report",
       "Put what a bug report needs into one file: versions, controls, counters, settings, log, kernel lines");
   auto options = std::make_shared<ReportOptions>();
-  command->add_option("-o,--output", options->file, "Name of the file (default: orqcam-report-<time>.txt)");
-  command->add_flag("--overwrite", options->overwrite, "Replace a file that exists");
+  command.AddOption("-o,--output", options->file, "Name of the file (default: orqcam-report-<time>.txt)");
+  command.AddFlag("--overwrite", options->overwrite, "Replace a file that exists");
   return [options](const Context& context) { return RunReport(context, *options); };
 }
 

@@ -115,20 +115,19 @@ ExitCode RunReset(const Context& context, const ResetOptions& options) {
 
 }  // namespace
 
-CommandRun AddSettingsCommand(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("settings", "Show or forget what is kept from one run to the next");
-  command->require_subcommand(1);
-  CLI::App* path = command->add_subcommand("path", "Show where the settings are kept");
-  CLI::App* show = command->add_subcommand("show", "Show the settings of all models, or of one camera's model");
-  CLI::App* reset = command->add_subcommand("reset", "Forget the settings of one camera's model, or of all");
+CommandRun AddSettingsCommand(const Command& app) {
+  const Command command = app.AddCommand("settings", "Show or forget what is kept from one run to the next");
+  command.RequireCommand();
+  const Command path = command.AddCommand("path", "Show where the settings are kept");
+  const Command show = command.AddCommand("show", "Show the settings of all models, or of one camera's model");
+  const Command reset = command.AddCommand("reset", "Forget the settings of one camera's model, or of all");
   auto options = std::make_shared<ResetOptions>();
-  reset->add_flag("--all", options->all, "The settings of all models");
-  reset->add_flag("--yes", options->yes, "Do not ask");
-  for (CLI::App* each : {path, show, reset}) each->fallthrough();
+  reset.AddFlag("--all", options->all, "The settings of all models");
+  reset.AddFlag("--yes", options->yes, "Do not ask");
   return [options, path, show](const Context& context) {
     DemandPlace();
-    if (path->parsed()) return RunPath(context);
-    return show->parsed() ? RunShow(context) : RunReset(context, *options);
+    if (path.Given()) return RunPath(context);
+    return show.Given() ? RunShow(context) : RunReset(context, *options);
   };
 }
 

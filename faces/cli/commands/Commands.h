@@ -1,7 +1,6 @@
 // The commands. Each adds its options to the parser; its `Run` throws CliError or returns the exit code.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -9,6 +8,7 @@
 #include <vector>
 
 #include "camera/Session.h"
+#include "options/CommandLine.h"
 #include "options/ShotSettings.h"
 #include "output/ExitCodes.h"
 
@@ -16,34 +16,34 @@ namespace orq::cli {
 
 using CommandRun = std::function<ExitCode(const Context&)>;
 
-CommandRun AddListCommand(CLI::App& app);
-CommandRun AddInfoCommand(CLI::App& app);
-CommandRun AddControlsCommand(CLI::App& app);
-CommandRun AddGetCommand(CLI::App& app);
-CommandRun AddSetCommand(CLI::App& app);
-CommandRun AddCaptureCommand(CLI::App& app);
-CommandRun AddStreamCommand(CLI::App& app);
-CommandRun AddModeCommand(CLI::App& app);
-CommandRun AddTriggerCommand(CLI::App& app);
-CommandRun AddRegCommand(CLI::App& app);
-CommandRun AddIdCommand(CLI::App& app);
-CommandRun AddSerialCommand(CLI::App& app);
-CommandRun AddFlashCommand(CLI::App& app);
-CommandRun AddHotPixelsCommand(CLI::App& app);
-CommandRun AddSettingsCommand(CLI::App& app);
-CommandRun AddProfileCommand(CLI::App& app);
-CommandRun AddTempCommand(CLI::App& app);
-CommandRun AddCoolerCommand(CLI::App& app);
-CommandRun AddFanCommand(CLI::App& app);
-CommandRun AddLedCommand(CLI::App& app);
-CommandRun AddHubCommand(CLI::App& app);
-CommandRun AddGuideCommand(CLI::App& app);
-CommandRun AddFocusCommand(CLI::App& app);
-CommandRun AddSensorIdCommand(CLI::App& app);
-CommandRun AddGpsCommand(CLI::App& app);
-CommandRun AddDarkCommand(CLI::App& app);
-CommandRun AddDumpControlsCommand(CLI::App& app);
-CommandRun AddReportCommand(CLI::App& app);
-CommandRun AddHelpCommand(CLI::App& app);
+CommandRun AddListCommand(const Command& app);
+CommandRun AddInfoCommand(const Command& app);
+CommandRun AddControlsCommand(const Command& app);
+CommandRun AddGetCommand(const Command& app);
+CommandRun AddSetCommand(const Command& app);
+CommandRun AddCaptureCommand(const Command& app);
+CommandRun AddStreamCommand(const Command& app);
+CommandRun AddModeCommand(const Command& app);
+CommandRun AddTriggerCommand(const Command& app);
+CommandRun AddRegCommand(const Command& app);
+CommandRun AddIdCommand(const Command& app);
+CommandRun AddSerialCommand(const Command& app);
+CommandRun AddFlashCommand(const Command& app);
+CommandRun AddHotPixelsCommand(const Command& app);
+CommandRun AddSettingsCommand(const Command& app);
+CommandRun AddProfileCommand(const Command& app);
+CommandRun AddTempCommand(const Command& app);
+CommandRun AddCoolerCommand(const Command& app);
+CommandRun AddFanCommand(const Command& app);
+CommandRun AddLedCommand(const Command& app);
+CommandRun AddHubCommand(const Command& app);
+CommandRun AddGuideCommand(const Command& app);
+CommandRun AddFocusCommand(const Command& app);
+CommandRun AddSensorIdCommand(const Command& app);
+CommandRun AddGpsCommand(const Command& app);
+CommandRun AddDarkCommand(const Command& app);
+CommandRun AddDumpControlsCommand(const Command& app);
+CommandRun AddReportCommand(const Command& app);
+CommandRun AddHelpCommand(const Command& app);
 
 }  // namespace orq::cli

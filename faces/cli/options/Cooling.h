@@ -1,33 +1,27 @@
 // Cooling the sensor, as long as the command runs or longer.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <optional>
 #include <string>
 
 #include "camera/Session.h"
+#include "options/CommandLine.h"
 
 namespace orq::cli {
 
 /// Switches the cooler on; without a target it keeps the camera's. What is beyond the limits is clamped, and
-/// standard error says so. The cooler is off again when the session ends, unless `keep`. Throws CliError: no
+/// standard error says so. The cooler is off again when the session ends, unless `keep`. Throws Failure: no
 /// cooler, refused.
 void StartCooler(Session& session, const std::optional<std::string>& target, bool keep);
 
 /// Waits until the sensor has kept within 0.2 °C of the target for five seconds of the camera's time. Throws
-/// CliError: interrupted, lost, out of reach (with what is in reach), or not there after `seconds` of the
+/// Failure: interrupted, lost, out of reach (with what is in reach), or not there after `seconds` of the
 /// computer's time (with the reason).
 void AwaitTarget(Session& session, double seconds);
 
 /// Warms the sensor up at the ramp until the cooler has nothing left to do, and switches it off. Nothing when it
-/// is off. Throws CliError: interrupted or not done after `seconds` (it goes off with the session), lost.
+/// is off. Throws Failure: interrupted or not done after `seconds` (it goes off with the session), lost.
 void WarmUp(Session& session, double seconds);
-
-/// Switches the cooler off at once. Throws CliError when the camera refuses.
-void SwitchCoolerOff(Session& session);
-
-/// Throws CliError when the camera has no cooler.
-void DemandCooler(Session& session);
 
 /// Tells the user once about each new trouble of a running cooler.
 class CoolerWatch {
@@ -45,10 +39,10 @@ struct CoolSettings {
   bool keep = false;
   std::string timeout = "1800";
 
-  void AddTo(CLI::App& command);
-  /// Throws CliError (usage) for what is wrong whatever the camera.
+  void AddTo(const Command& command);
+  /// Throws Failure (usage) for what is wrong whatever the camera.
   void Check() const;
-  /// Throws CliError.
+  /// Throws Failure.
   void Apply(Session& session) const;
 };
 

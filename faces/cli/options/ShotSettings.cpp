@@ -3,10 +3,10 @@
 #include <algorithm>
 
 #include "camera/ControlAccess.h"
-#include "files/Frame.h"
 #include "image/timemark/TimeMark.h"
-#include "output/Text.h"
-#include "output/Units.h"
+#include "session/frame/FrameFacts.h"
+#include "session/text/Units.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 
@@ -102,11 +102,6 @@ void ApplyRegion(Session& session, const ShotSettings& settings) {
   }
 }
 
-// An empty value is most often a script's unset variable; the default is not what it meant.
-std::string NotEmpty(const std::string& text) {
-  return text.empty() ? "a value is missing" : "";
-}
-
 void ApplyTimeMark(Session& session, bool wanted) {
   if (!wanted) return;
   const FrameRegion region = session.Camera().Region();
@@ -122,35 +117,34 @@ void ApplyTimeMark(Session& session, bool wanted) {
 
 }  // namespace
 
-void ShotSettings::AddTo(CLI::App& command) {
-  const CLI::Validator notEmpty(NotEmpty, "");
+void ShotSettings::AddTo(const Command& command) {
   command
-      .add_option("-e,--exposure", exposure,
-                  "Exposure time with its unit: 5s, 200ms, 1000us (default: the camera's, see orqcam controls)")
-      ->check(notEmpty);
-  command.add_option("-g,--gain", gain, "Gain setting (default: the camera's)")->check(notEmpty);
-  command.add_option("--offset", offset, "Offset setting (default: the camera's)")->check(notEmpty);
-  auto* regionOption =
-      command.add_option("--region", region, "Part of the sensor: X,Y,W,H in sensor pixels (default: the whole)")
-          ->check(notEmpty);
-  command.add_option("--center,--centre", center, "Centred part of the sensor: W,H in sensor pixels")
-      ->excludes(regionOption)
-      ->check(notEmpty);
+      .AddOption("-e,--exposure", exposure,
+                 "Exposure time with its unit: 5s, 200ms, 1000us (default: the camera's, see orqcam controls)")
+      .NotEmpty();
+  command.AddOption("-g,--gain", gain, "Gain setting (default: the camera's)").NotEmpty();
+  command.AddOption("--offset", offset, "Offset setting (default: the camera's)").NotEmpty();
+  const Option regionOption =
+      command.AddOption("--region", region, "Part of the sensor: X,Y,W,H in sensor pixels (default: the whole)")
+          .NotEmpty();
+  command.AddOption("--center,--centre", center, "Centred part of the sensor: W,H in sensor pixels")
+      .Excludes(regionOption)
+      .NotEmpty();
   command
-      .add_option("-b,--bin", binText,
-                  "Bin factor: bin x bin pixels become one (raw16: their mean; 8-bit formats: their sum)")
-      ->default_str("1")
-      ->check(notEmpty);
-  command.add_option("-f,--format", format, "raw8, raw16, rgb24 or y8 (default: raw16 where offered)")
-      ->check(notEmpty);
-  command.add_option("--flip", flip, "none, h, v or both (default: the camera's)")->check(notEmpty);
-  auto* hardwareBinOption = command.add_flag("--hardware-bin", hardwareBin, "Bin in the camera (bin 2 and 4)");
-  command.add_flag("--no-hardware-bin", noHardwareBin, "Do not (default: as the camera has it)")
-      ->excludes(hardwareBinOption);
-  command.add_flag("--mono-bin", monoBin, "Bin all colours into one (colour cameras, bin 2 and more, not rgb24)");
-  command.add_option("--gamma", gamma, "Brightness curve of the delivered frames, 0 to 100 (default: 50, none)")
-      ->check(notEmpty);
-  command.add_flag("--time-mark", timeMark, "Print date and time into the frames (8-bit formats)");
+      .AddOption("-b,--bin", binText,
+                 "Bin factor: bin x bin pixels become one (raw16: their mean; 8-bit formats: their sum)")
+      .Default("1")
+      .NotEmpty();
+  command.AddOption("-f,--format", format, "raw8, raw16, rgb24 or y8 (default: raw16 where offered)").NotEmpty();
+  command.AddOption("--flip", flip, "none, h, v or both (default: the camera's)").NotEmpty();
+  const Option hardwareBinOption =
+      command.AddFlag("--hardware-bin", hardwareBin, "Bin in the camera (bin 2 and 4)");
+  command.AddFlag("--no-hardware-bin", noHardwareBin, "Do not (default: as the camera has it)")
+      .Excludes(hardwareBinOption);
+  command.AddFlag("--mono-bin", monoBin, "Bin all colours into one (colour cameras, bin 2 and more, not rgb24)");
+  command.AddOption("--gamma", gamma, "Brightness curve of the delivered frames, 0 to 100 (default: 50, none)")
+      .NotEmpty();
+  command.AddFlag("--time-mark", timeMark, "Print date and time into the frames (8-bit formats)");
   triggers.AddTo(command);
 }
 

@@ -1,11 +1,11 @@
 // The settings that `capture` and `stream` share.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <optional>
 #include <string>
 
 #include "camera/Session.h"
+#include "options/CommandLine.h"
 #include "options/TriggerOptions.h"
 
 namespace orq::cli {
@@ -26,7 +26,7 @@ struct ShotSettings {
   std::optional<std::string> gamma;
   TriggerOptions triggers;
 
-  void AddTo(CLI::App& command);
+  void AddTo(const Command& command);
   /// Throws CliError (usage).
   int Bin() const;
   /// Throws CliError (usage) for what is wrong whatever the camera.

@@ -6,8 +6,8 @@
 
 #include "camera/CameraModeTable.h"
 #include "camera/TriggerSettings.h"
-#include "output/Text.h"
-#include "output/Units.h"
+#include "session/text/Units.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 
@@ -71,13 +71,13 @@ std::vector<CAM_MODE> OfferedModes(CModelCamera& camera) {
   return {std::begin(list.modes), std::find(std::begin(list.modes), std::end(list.modes), -1)};
 }
 
-void TriggerOptions::AddTo(CLI::App& command) {
-  command.add_option("--mode", mode, "Camera mode, by number or name (see orqcam mode): " + AllNames())
-      ->default_str(mode.empty() ? kModes[0].name : mode);
-  command.add_option(
+void TriggerOptions::AddTo(const Command& command) {
+  command.AddOption("--mode", mode, "Camera mode, by number or name (see orqcam mode): " + AllNames())
+      .Default(mode.empty() ? kModes[0].name : mode);
+  command.AddOption(
       "--out-a", outputs[0],
       "Pulse on trigger output A for each exposure: DELAY,DURATION[,low] with units, as in 0us,10ms");
-  command.add_option("--out-b", outputs[1], "The same for output B");
+  command.AddOption("--out-b", outputs[1], "The same for output B");
 }
 
 CAM_MODE TriggerOptions::Mode() const {

@@ -1,13 +1,13 @@
 // Camera mode and trigger outputs as options of the commands that take frames.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <chrono>
 #include <span>
 #include <string>
 
 #include "camera/CameraModeTypes.h"
 #include "camera/Session.h"
+#include "options/CommandLine.h"
 
 namespace orq::cli {
 
@@ -25,7 +25,7 @@ struct TriggerOptions {
   std::string mode;        ///< number or name; empty: free running
   std::string outputs[2];  ///< `DELAY,DURATION[,low]` of A and B; empty: off
 
-  void AddTo(CLI::App& command);
+  void AddTo(const Command& command);
   /// Throws CliError (usage).
   CAM_MODE Mode() const;
   /// `timeout` with its unit; throws CliError (usage), also when the mode has no external trigger to wait for.

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <string_view>
 
-#include "output/Text.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 

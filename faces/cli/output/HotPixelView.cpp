@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
-#include "files/PngPreview.h"
 #include "image/dark/BmpFile.h"
 #include "image/hotpixels/HotPixelTable.h"
-#include "output/Text.h"
+#include "session/pictures/PngPreview.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 

@@ -8,7 +8,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "output/Text.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 
@@ -127,6 +127,12 @@ QuietBelow::~QuietBelow() {
 
 void Report::Add(std::string key, Json value, std::string unit) {
   entries_.push_back({std::move(key), std::move(value), std::move(unit)});
+}
+
+void Report::Add(const NamedValues& values) {
+  for (const NamedValue& each : values) {
+    std::visit([&](const auto& value) { Add(each.name, value, each.unit); }, each.value);
+  }
 }
 
 Json Report::ToJson() const {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "output/ExitCodes.h"
+#include "session/text/NamedValue.h"
 
 namespace orq::cli {
 
@@ -56,6 +57,7 @@ class Report {
  public:
   /// In JSON the unit joins the key: "pixel_size" and "um" make "pixel_size_um".
   void Add(std::string key, Json value, std::string unit = {});
+  void Add(const NamedValues& values);
   Json ToJson() const;
   std::vector<std::string> ToLines() const;
   void Print(Output& out, bool json) const;

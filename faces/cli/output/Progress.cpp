@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <string>
 
-#include "output/Text.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 

@@ -2,7 +2,7 @@
 
 #include "output/ExitCodes.h"
 #include "output/Signals.h"
-#include "output/Units.h"
+#include "session/text/Units.h"
 
 namespace orq::cli {
 
@@ -24,13 +24,12 @@ bool SleepUntil(Clock::time_point when) {
 
 }  // namespace
 
-void WatchOptions::AddTo(CLI::App& command, CLI::Option* needed) {
-  CLI::Option* every =
-      command.add_option("--interval", interval, "Seconds between two readings")->default_str("1");
-  CLI::Option* most = command.add_option("-n,--count", count, "Stop after this many readings");
+void WatchOptions::AddTo(const Command& command, const Option* needed) {
+  const Option every = command.AddOption("--interval", interval, "Seconds between two readings").Default("1");
+  const Option most = command.AddOption("-n,--count", count, "Stop after this many readings");
   if (needed == nullptr) return;
-  every->needs(needed);
-  most->needs(needed);
+  every.Needs(*needed);
+  most.Needs(*needed);
 }
 
 WatchLimits WatchOptions::Limits() const {

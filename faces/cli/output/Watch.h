@@ -1,11 +1,12 @@
 // Commands that read something again and again.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <chrono>
 #include <cstdint>
 #include <functional>
 #include <string>
+
+#include "options/CommandLine.h"
 
 namespace orq::cli {
 
@@ -19,7 +20,7 @@ struct WatchOptions {
   std::string count;  ///< empty: no limit
 
   /// Adds them to a command; they count only with `needed`, when there is one.
-  void AddTo(CLI::App& command, CLI::Option* needed = nullptr);
+  void AddTo(const Command& command, const Option* needed = nullptr);
   /// Throws CliError (usage).
   WatchLimits Limits() const;
 };

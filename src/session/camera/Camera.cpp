@@ -43,6 +43,14 @@ void Camera::OpenDevice(std::string_view name, const OpenOptions& options) {
   // One that was found on is left on.
   long cools = 0;
   cools_ = device.GetControlValue(ORQ_COOLER_ON, &cools, nullptr) == CTRL_OK && cools == 1;
+  const CameraFacts facts = Facts();
+  ChangeOrigin([&](FrameOrigin& origin) {
+    origin.context.instrument = facts.model;
+    origin.context.shortModel = device.Model().key;
+    origin.context.serial = facts.serial;
+    origin.context.pixelSizeUm = device.Model().pixelSizeUm;
+    origin.context.recorded = named_.recorded;
+  });
   device.Mailbox().SetDoorbell([events = events_.get()](bool waits) { events->FrameWaits(waits); });
   state_ = State::Open;
   watcher_ = std::thread(&Camera::Watch, this);
@@ -139,6 +147,19 @@ void Camera::ReopenNow() {
 CameraFacts Camera::Facts() {
   const MutexLock lock(factsMutex_);
   return facts_;
+}
+
+FrameOrigin Camera::Origin() {
+  const MutexLock lock(factsMutex_);
+  return origin_;
+}
+
+void Camera::ChangeOrigin(const std::function<void(FrameOrigin&)>& change) {
+  const MutexLock lock(factsMutex_);
+  FrameOrigin changed = origin_;
+  change(changed);
+  origin_ = changed;
+  Frames().SetOrigin(std::make_shared<const FrameOrigin>(std::move(changed)));
 }
 
 void Camera::DemandOpen() const {

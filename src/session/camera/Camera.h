@@ -6,6 +6,7 @@
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -18,6 +19,7 @@
 #include "session/CameraList.h"
 #include "session/Failure.h"
 #include "session/camera/EventQueue.h"
+#include "session/frame/FrameOrigin.h"
 #include "support/threads/Mutex.h"
 
 namespace orq::session {
@@ -84,6 +86,10 @@ class Camera {
   FramePtr AwaitFrame(FrameReader* reader, int waitMs);
   std::shared_ptr<FrameReader> OpenReader(ReadMode mode, std::size_t depth);
   FrameMailbox& Frames() { return named_.camera->Mailbox(); }
+
+  /// What goes with every frame that is published from now on; also of a closed camera.
+  FrameOrigin Origin();
+  void ChangeOrigin(const std::function<void(FrameOrigin&)>& change);
 
   void FitRegion(const FrameRegion& wanted, FrameRegion& fitted);
   void SetRegion(const FrameRegion& wanted, FrameRegion& applied);
@@ -181,6 +187,7 @@ class Camera {
   std::shared_mutex life_;
   mutable Mutex factsMutex_;
   CameraFacts facts_ ORQ_GUARDED_BY(factsMutex_);
+  FrameOrigin origin_ ORQ_GUARDED_BY(factsMutex_);
 
   std::atomic<State> state_{State::Closed};
   std::atomic<bool> flashWork_{false};

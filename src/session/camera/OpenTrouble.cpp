@@ -17,11 +17,15 @@ Status StatusOf(UsbError error) {
   }
 }
 
-Failure OpenFailure(CModelCamera& camera, const std::string& name) {
+std::string OpenTrouble(CModelCamera& camera) {
   std::string why = camera.Port().LastError();
   if (why.empty()) why = camera.LinkError();
-  if (why.empty()) why = "the camera does not answer; unplug it and plug it in again";
-  const std::string what = "cannot open " + (name.empty() ? "the camera" : "camera '" + name + "'") + ": " + why;
+  return why.empty() ? "the camera does not answer; unplug it and plug it in again" : why;
+}
+
+Failure OpenFailure(CModelCamera& camera, const std::string& name) {
+  const std::string who = name.empty() ? "the camera" : "camera '" + name + "'";
+  const std::string what = "cannot open " + who + ": " + OpenTrouble(camera);
   const UsbError error = camera.Port().LastErrorCode();
   if (camera.DeviceLost()) return {error == kUsbTimeout ? Status::Timeout : Status::Lost, what};
   if (error == kUsbNoDevice || error == kUsbNotFound) return {Status::NotFound, what};

@@ -11,7 +11,9 @@ namespace orq::session {
 
 /// Of a link's last error; Refused for those that say nothing.
 Status StatusOf(UsbError error);
-/// After an open that failed: what the port or the link says.
+/// Why an open failed: what the port or the link says.
+std::string OpenTrouble(CModelCamera& camera);
+/// The same as a failure of the camera of that name.
 Failure OpenFailure(CModelCamera& camera, const std::string& name);
 /// The camera that a name means, not yet open; throws what is wrong with the name or that there is none.
 NamedCamera FindCamera(std::string_view name, SettingsUse settings);

@@ -2,7 +2,6 @@
 
 import json
 import os
-import pty
 import re
 import signal
 
@@ -64,21 +63,9 @@ class Tests(CliTest):
         self.assertEqual((code, err), (0, ""))
 
     def test_watching_on_a_terminal_draws_a_chart(self):
-        master, slave = pty.openpty()
-        process = self.start_tool("-c", K1C, "temp", "--watch", "--count", "2", "--interval", "0.01", stdout=slave)
-        os.close(slave)
-        seen = b""
-        while True:
-            try:
-                block = os.read(master, 4096)
-            except OSError:
-                break
-            if not block:
-                break
-            seen += block
-        os.close(master)
-        self.assertEqual(process.wait(), 0)
-        text = seen.decode()
+        code, text = self.on_terminal("-c", K1C, "temp", "--watch", "--count", "2", "--interval", "0.01",
+                                      stream="stdout")
+        self.assertEqual(code, 0)
         # Six rows and a caption, then back over these seven lines for the second reading.
         self.assertEqual(text.count("|"), 12)
         self.assertEqual(text.count("\x1b[7A"), 1)

@@ -1,7 +1,6 @@
 """Ctrl-C, SIGTERM and the terminal."""
 
 import os
-import pty
 import signal
 
 from support import CliTest, K1C
@@ -64,31 +63,16 @@ class Tests(CliTest):
         self.assertEqual(code, 0, err)
         self.assertEqual(len(self.files()), 20)
 
-    def on_terminal(self, *arguments):
-        """Runs with standard error on a terminal; (exit status, what the terminal got)."""
-        master, slave = pty.openpty()
-        process = self.start_tool(*arguments, stderr=slave)
-        os.close(slave)
-        seen = b""
-        while True:
-            try:
-                block = os.read(master, 4096)
-            except OSError:
-                break
-            if not block:
-                break
-            seen += block
-        os.close(master)
-        return process.wait(), seen.decode()
-
     def test_a_terminal_gets_a_progress_bar_with_the_seconds_left(self):
-        code, seen = self.on_terminal("-c", "virtual:k1c", "capture", *SMALL, "-e", "1.3s", "-o", "x.fits")
+        code, seen = self.on_terminal("-c", "virtual:k1c", "capture", *SMALL, "-e", "1.3s", "-o", "x.fits",
+                                      stream="stderr")
         self.assertEqual(code, 0, seen)
         self.assertRegex(seen, r"\r\[#*\.*\] frame 1 of 1, \d\.\d s left\x1b\[K")
         self.assertTrue(seen.endswith("\r\x1b[K"), repr(seen[-80:]))
 
     def test_a_short_exposure_has_no_progress_bar(self):
-        code, seen = self.on_terminal("-c", "virtual:k1c", "capture", *SMALL, "-e", "20ms", "-o", "x.fits")
+        code, seen = self.on_terminal("-c", "virtual:k1c", "capture", *SMALL, "-e", "20ms", "-o", "x.fits",
+                                      stream="stderr")
         self.assertEqual((code, seen), (0, ""))
 
     def test_without_terminal_there_is_no_progress_bar(self):

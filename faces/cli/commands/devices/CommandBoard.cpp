@@ -5,8 +5,8 @@
 
 #include "commands/Commands.h"
 #include "output/Signals.h"
-#include "output/Text.h"
-#include "output/Units.h"
+#include "session/text/Units.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 
@@ -100,30 +100,29 @@ ExitCode RunHub(const Context& context, bool reset) {
   return kExitOk;
 }
 
-CommandRun AddLevelCommand(CLI::App& app, const Output255& output, const std::string& help) {
-  CLI::App* command = app.add_subcommand(output.name, help);
+CommandRun AddLevelCommand(const Command& app, const Output255& output, const std::string& help) {
+  const Command command = app.AddCommand(output.name, help);
   auto level = std::make_shared<std::optional<std::string>>();
-  command->add_option("LEVEL", *level, "0 to 255 or 0% to 100%; without it the level is shown");
+  command.AddOption("LEVEL", *level, "0 to 255 or 0% to 100%; without it the level is shown");
   return [level, &output](const Context& context) { return RunLevel(context, output, *level); };
 }
 
 }  // namespace
 
-CommandRun AddFanCommand(CLI::App& app) {
+CommandRun AddFanCommand(const Command& app) {
   return AddLevelCommand(app, kFan, "Show or set the speed of the fan");
 }
 
-CommandRun AddLedCommand(CLI::App& app) {
+CommandRun AddLedCommand(const Command& app) {
   return AddLevelCommand(app, kLed, "Show or set the brightness of the power LED");
 }
 
-CommandRun AddHubCommand(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("hub", "Show or reset the camera's USB hub");
-  command->require_subcommand(1);
-  command->add_subcommand("status", "Show whether the hub has power");
-  CLI::App* reset = command->add_subcommand("reset", "Take the power from everything on the hub for a moment");
-  for (CLI::App* each : command->get_subcommands({})) each->fallthrough();
-  return [reset](const Context& context) { return RunHub(context, reset->parsed()); };
+CommandRun AddHubCommand(const Command& app) {
+  const Command command = app.AddCommand("hub", "Show or reset the camera's USB hub");
+  command.RequireCommand();
+  command.AddCommand("status", "Show whether the hub has power");
+  const Command reset = command.AddCommand("reset", "Take the power from everything on the hub for a moment");
+  return [reset](const Context& context) { return RunHub(context, reset.Given()); };
 }
 
 }  // namespace orq::cli

@@ -3,12 +3,13 @@
 #include <cmath>
 #include <memory>
 
-#include "camera/Climate.h"
 #include "commands/Commands.h"
 #include "options/Cooling.h"
 #include "output/Signals.h"
-#include "output/Text.h"
-#include "output/Units.h"
+#include "session/cooling/Climate.h"
+#include "session/cooling/CoolerWork.h"
+#include "session/text/Units.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 
@@ -101,10 +102,10 @@ ExitCode RunCooler(const Context& context, const CoolerOptions& options) {
     throw CliError(kExitUsage, "--warm switches the cooler off when it is done: give it alone");
   }
   Session session(context);
-  DemandCooler(session);
+  DemandCooler(session.Camera());
   if (wanted.action != Action::On) {
     if (options.warm) WarmUp(session, timeout);
-    if (wanted.action == Action::Off) SwitchCoolerOff(session);
+    if (wanted.action == Action::Off) session.SwitchCooler(false, false);
     Describe(session).Print(context.out, context.json);
     return kExitOk;
   }
@@ -116,28 +117,28 @@ ExitCode RunCooler(const Context& context, const CoolerOptions& options) {
   } else {
     Hold(context, session);
   }
-  if (!options.keep) SwitchCoolerOff(session);
+  // The end of the session switches it off as well, but has nobody to tell when that fails.
+  if (!options.keep) session.SwitchCooler(false, false);
   return kExitOk;
 }
 
 }  // namespace
 
-CommandRun AddCoolerCommand(CLI::App& app) {
-  CLI::App* command =
-      app.add_subcommand("cooler", "Show the cooler, cool the sensor while orqcam runs, warm it up");
+CommandRun AddCoolerCommand(const Command& app) {
+  const Command command =
+      app.AddCommand("cooler", "Show the cooler, cool the sensor while orqcam runs, warm it up");
   auto options = std::make_shared<CoolerOptions>();
   command
-      ->add_option("ACTION", options->action,
-                   "status; on or a target in degrees Celsius: cool until Ctrl-C; off: off at once")
-      ->default_str("status");
-  command->add_flag("--wait", options->wait, "End as soon as the sensor is within 0.2 C of the target");
-  command->add_flag("--warm", options->warm,
-                    "Warm the sensor up at the ramp, 5 C per minute, and switch the cooler off");
-  command->add_flag(
+      .AddOption("ACTION", options->action,
+                 "status; on or a target in degrees Celsius: cool until Ctrl-C; off: off at once")
+      .Default("status");
+  command.AddFlag("--wait", options->wait, "End as soon as the sensor is within 0.2 C of the target");
+  command.AddFlag("--warm", options->warm,
+                  "Warm the sensor up at the ramp, 5 C per minute, and switch the cooler off");
+  command.AddFlag(
       "--keep-cooling", options->keep,
       "Leave the cooler on at the end; without another command the camera switches it off after 255 s");
-  command->add_option("--timeout", options->timeout, "Give up waiting after this many seconds")
-      ->default_str("1800");
+  command.AddOption("--timeout", options->timeout, "Give up waiting after this many seconds").Default("1800");
   return [options](const Context& context) { return RunCooler(context, *options); };
 }
 

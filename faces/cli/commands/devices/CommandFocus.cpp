@@ -5,8 +5,8 @@
 #include "commands/Commands.h"
 #include "output/Signals.h"
 #include "output/StatusLine.h"
-#include "output/Text.h"
-#include "output/Units.h"
+#include "session/text/Units.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 
@@ -119,12 +119,11 @@ ExitCode RunFocus(const Context& context, const std::string& text) {
 
 }  // namespace
 
-CommandRun AddFocusCommand(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("focus", "Show or move the focus motor");
+CommandRun AddFocusCommand(const Command& app) {
+  const Command command = app.AddCommand("focus", "Show or move the focus motor");
   auto target = std::make_shared<std::string>("status");
-  command
-      ->add_option("TARGET", *target, Format("status, a position from 0 to %d, or +N or -N steps", kLastPosition))
-      ->default_str("status");
+  command.AddOption("TARGET", *target, Format("status, a position from 0 to %d, or +N or -N steps", kLastPosition))
+      .Default("status");
   return [target](const Context& context) { return RunFocus(context, *target); };
 }
 

@@ -2,10 +2,10 @@
 #include <cmath>
 #include <memory>
 
-#include "camera/GuideLine.h"
+#include "camera/GuidePulse.h"
 #include "commands/Commands.h"
-#include "output/Text.h"
-#include "output/Units.h"
+#include "session/text/Units.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 
@@ -53,11 +53,11 @@ ExitCode RunGuide(const Context& context, const GuideOptions& options) {
 
 }  // namespace
 
-CommandRun AddGuideCommand(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("guide", "Move the mount by a pulse on the guide port");
+CommandRun AddGuideCommand(const Command& app) {
+  const Command command = app.AddCommand("guide", "Move the mount by a pulse on the guide port");
   auto options = std::make_shared<GuideOptions>();
-  command->add_option("DIRECTION", options->direction, "north, south, east or west")->required();
-  command->add_option("MS", options->ms, Format("Length of the pulse, 1 to %d ms", kLongestMs))->required();
+  command.AddOption("DIRECTION", options->direction, "north, south, east or west").Required();
+  command.AddOption("MS", options->ms, Format("Length of the pulse, 1 to %d ms", kLongestMs)).Required();
   return [options](const Context& context) { return RunGuide(context, *options); };
 }
 

@@ -29,8 +29,8 @@ ExitCode RunSensorId(const Context& context) {
 
 }  // namespace
 
-CommandRun AddSensorIdCommand(CLI::App& app) {
-  app.add_subcommand("sensor-id", "Show the identity of the image sensor");
+CommandRun AddSensorIdCommand(const Command& app) {
+  app.AddCommand("sensor-id", "Show the identity of the image sensor");
   return RunSensorId;
 }
 

@@ -4,11 +4,11 @@
 #include <limits>
 #include <memory>
 
-#include "camera/Climate.h"
 #include "commands/Commands.h"
 #include "output/Chart.h"
-#include "output/Text.h"
 #include "output/Watch.h"
+#include "session/cooling/Climate.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 
@@ -125,11 +125,11 @@ ExitCode RunTemp(const Context& context, const TempOptions& options) {
 
 }  // namespace
 
-CommandRun AddTempCommand(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("temp", "Show the sensor's temperature and the supply voltage");
+CommandRun AddTempCommand(const Command& app) {
+  const Command command = app.AddCommand("temp", "Show the sensor's temperature and the supply voltage");
   auto options = std::make_shared<TempOptions>();
-  CLI::Option* watch = command->add_flag("-w,--watch", options->watch, "Go on reading (until Ctrl-C)");
-  options->watching.AddTo(*command, watch);
+  const Option watch = command.AddFlag("-w,--watch", options->watch, "Go on reading (until Ctrl-C)");
+  options->watching.AddTo(command, &watch);
   return [options](const Context& context) { return RunTemp(context, *options); };
 }
 

@@ -1,25 +1,24 @@
 // orqcam capture: frames into files.
 #include <algorithm>
 #include <chrono>
+#include <exception>
 #include <iterator>
 #include <memory>
 #include <optional>
 #include <utility>
 
-#include "camera/Climate.h"
-#include "camera/GpsLines.h"
 #include "camera/Shooter.h"
 #include "commands/Commands.h"
-#include "files/Clipping.h"
-#include "files/FrameSaver.h"
-#include "files/FrameTime.h"
-#include "files/Profile.h"
-#include "options/AutoControl.h"
-#include "options/Cooling.h"
-#include "options/Corrections.h"
+#include "options/ShootingOptions.h"
+#include "output/FrameWatch.h"
 #include "output/Signals.h"
-#include "output/Text.h"
-#include "output/Units.h"
+#include "session/cooling/Climate.h"
+#include "session/files/FrameSaver.h"
+#include "session/files/Profile.h"
+#include "session/frame/FrameTime.h"
+#include "session/gps/GpsLines.h"
+#include "session/text/Units.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 
@@ -28,22 +27,10 @@ namespace {
 constexpr int kMostFailuresInARow = 3;
 constexpr std::uint64_t kMostFrames = 1'000'000;
 
-struct ImageType {
-  const char* name;
-  const char* keyword;
-};
-constexpr ImageType kImageTypes[] = {
-    {"light", "Light Frame"}, {"dark", "Dark Frame"}, {"bias", "Bias Frame"}, {"flat", "Flat Field"}};
-
-struct CaptureOptions {
-  ShotSettings settings;
-  CorrectionOptions corrections;
-  CoolSettings cooling;
-  AutoSettings automatic;
+struct CaptureOptions : ShootingOptions {
   std::string count = "1";
   std::string output = "{camera}-{date}-{time}-{n:04}.fits";
   std::string retries = "2";
-  bool reconnect = false;
   bool overwrite = false;
   bool preview = false;
   bool video = false;
@@ -55,10 +42,8 @@ struct CaptureOptions {
   std::string imageType = "light";
 };
 
-const ImageType& FindImageType(const std::string& name) {
-  for (const ImageType& type : kImageTypes) {
-    if (Lower(name) == type.name) return type;
-  }
+ImageType ParseImageType(const std::string& name) {
+  if (const std::optional<ImageType> type = FindImageType(name)) return *type;
   throw CliError(kExitUsage, "unknown image type '" + name + "'; there are light, dark, bias and flat");
 }
 
@@ -77,6 +62,14 @@ std::uint64_t ParseRetries(const std::string& text) {
   return static_cast<std::uint64_t>(retries);
 }
 
+// Where the frames go, and what their files say.
+struct Destination {
+  FrameSaver saver;
+  std::shared_ptr<const FileContext> context;
+
+  bool WithoutLight() const { return IsWithoutLight(context->imageType); }
+};
+
 SaveOptions MakeSaveOptions(const CaptureOptions& options, std::uint64_t count) {
   SaveOptions save;
   save.pattern = FilePattern(options.output);
@@ -87,30 +80,44 @@ SaveOptions MakeSaveOptions(const CaptureOptions& options, std::uint64_t count) 
   save.existing = options.overwrite ? Existing::Overwrite : Existing::Keep;
   // A video cannot wait for the disk after each frame.
   save.durability = options.video ? Durability::Cached : Durability::Synced;
-  for (const std::string& keyword : options.keywords) {
-    save.keywords.push_back(ParseKeyword(keyword));
-    const auto same = std::count_if(save.keywords.begin(), save.keywords.end(),
-                                    [&](const Keyword& other) { return other.name == save.keywords.back().name; });
-    if (same > 1) throw CliError(kExitUsage, "--keyword " + save.keywords.back().name + " is given twice");
-  }
   return save;
 }
 
-FileContext MakeContext(Session& session, const CaptureOptions& options, const Profile& profile) {
+// The user's own keywords, then those of the profile.
+std::vector<Keyword> MakeKeywords(const CaptureOptions& options, const Profile& profile) {
+  std::vector<Keyword> keywords;
+  for (const std::string& text : options.keywords) {
+    Keyword keyword = ParseKeyword(text);
+    if (std::ranges::find(keywords, keyword.name, &Keyword::name) != keywords.end()) {
+      throw CliError(kExitUsage, "--keyword " + keyword.name + " is given twice");
+    }
+    keywords.push_back(std::move(keyword));
+  }
+  std::ranges::copy(profile.KeywordsBeside(keywords), std::back_inserter(keywords));
+  return keywords;
+}
+
+FileContext MakeContext(Session& session, const CaptureOptions& options, const Profile& profile,
+                        std::vector<Keyword> keywords) {
   FileContext context;
+  context.creator = "orqcam " ORQCAM_VERSION;
   context.instrument = session.Camera().modelName;
+  context.shortModel = session.Model().key;
   context.serial = session.Serial();
   context.pixelSizeUm = session.Camera().pixelSizeUm;
   context.object = options.object;
   context.observer = options.observer.empty() ? profile.Observer() : options.observer;
-  context.imageType = FindImageType(options.imageType).keyword;
+  context.imageType = ParseImageType(options.imageType);
   context.recorded = session.Recorded();
+  context.keywords = std::move(keywords);
   return context;
 }
 
 // The settings as far as they are known before the first frame, and a time like that of the frames.
-FrameInfo Expected(const CModelCamera& camera) {
-  FrameInfo info;
+FrameFacts Expected(const CModelCamera& camera, const Destination& destination) {
+  FrameFacts frame;
+  frame.context = destination.context;
+  FrameInfo& info = frame.info;
   info.times.begin =
       std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::system_clock::now().time_since_epoch())
           .count() *
@@ -119,19 +126,19 @@ FrameInfo Expected(const CModelCamera& camera) {
   info.exposureUs = camera.exposureUs;
   info.gain = camera.gain;
   info.offset = camera.Brightness;
-  return info;
+  return frame;
 }
 
-void ReportFrame(const Context& context, const Frame& frame, const SavedFrame& saved, std::uint64_t number) {
+void ReportFrame(const Context& context, const Frame& frame, const SavedFrame& saved) {
   Report report;
   report.Add("file", saved.file);
   if (!saved.companion.empty()) report.Add("preview", saved.companion);
   if (!saved.sidecar.empty()) report.Add("sidecar", saved.sidecar);
   if (context.json) {
-    report.Add("number", number);
+    report.Add("number", frame.number);
     report.Add("sequence", frame.info.sequence);
-    AddTimes(report, frame.info);
-    AddClock(report, frame.clock);
+    report.Add(TimeValues(frame.info));
+    report.Add(ClockValues(frame.clock));
     report.Add("exposure", frame.info.exposureUs, "us");
     if (frame.realExposureMs) report.Add("real_exposure", *frame.realExposureMs, "ms");
     report.Add("gain", frame.info.gain);
@@ -139,14 +146,14 @@ void ReportFrame(const Context& context, const Frame& frame, const SavedFrame& s
     if (frame.sensorC) report.Add("temperature", *frame.sensorC, "C");
     if (frame.targetC) report.Add("target", *frame.targetC, "C");
     if (!frame.warning.empty()) report.Add("warning", frame.warning);
-    AddGps(report, frame.info);
+    report.Add(GpsValues(frame.info));
   }
   report.Print(context.out, context.json);
   context.out.Flush();
 }
 
 // What only the camera can tell about a frame that has just arrived.
-void AddReadings(Session& session, const Corrections& corrections, bool single, Frame& frame) {
+void AddReadings(Session& session, const FrameCorrections& corrections, bool single, Frame& frame) {
   constexpr std::uint64_t kCountedFromUs = 1'000'000;  // shorter ones are as they were set
   CModelCamera& camera = session.Camera();
   frame.corrections = corrections.FactsOf(frame.info);
@@ -203,18 +210,17 @@ Json Tally::FailuresAsJson() const {
   return list;
 }
 
-// Saves one frame and says so. Throws CliError when it could not be saved.
-void Keep(const Context& context, const FrameSaver& saver, const Frame& frame, std::uint64_t number,
-          Tally& tally) {
+// Saves one frame and says so. Throws Failure when it could not be saved.
+void Keep(const Context& context, const FrameSaver& saver, const Frame& frame, Tally& tally) {
   SavedFrame saved;
   try {
-    saved = saver.Save(frame, number);
+    saved = saver.Save(frame.bytes, frame);
   } catch (const Failure& failure) {
     if (tally.count == 1) throw;
     throw Failure(failure.Code(), std::string(failure.what()) + " (" + tally.Text() + ")");
   }
   ++tally.saved;
-  ReportFrame(context, frame, saved, number);
+  ReportFrame(context, frame, saved);
   if (!saved.trouble.empty()) throw CliError(Status::File, saved.trouble);
 }
 
@@ -258,24 +264,26 @@ ShotResult TakeOne(Session& session, Shooter& shooter, Frame& frame, std::uint64
   }
 }
 
-// Takes and saves all frames. Throws CliError when some are missing.
-void TakeAll(const Context& context, Session& session, const Corrections& corrections, Shooter& shooter,
-             bool single, const Endurance& endurance, const FrameSaver& saver, Tally& tally) {
+// Takes and saves all frames. Throws Failure when some are missing.
+void TakeAll(const Context& context, Session& session, const FrameCorrections& corrections, Shooter& shooter,
+             bool single, const Endurance& endurance, const Destination& destination, Tally& tally) {
   Frame frame;
+  frame.context = destination.context;
   CoolerWatch coolerWatch;
   GpsWatch gpsWatch(true);
-  ClippingWatch clippingWatch(saver.IsWithoutLight());
+  ClippingWatch clippingWatch(destination.WithoutLight());
   std::string reason;
   int failuresInARow = 0;
   for (std::uint64_t number = 1; number <= tally.count; ++number) {
     switch (TakeOne(session, shooter, frame, number, endurance, tally, reason)) {
       case ShotResult::Good:
+        frame.number = number;
         AddReadings(session, corrections, single, frame);
         clippingWatch.Look(frame);
         coolerWatch.Look(session);
         gpsWatch.Look(frame.info);
         tally.gps = frame.info.gps.predictions;
-        Keep(context, saver, frame, number, tally);
+        Keep(context, destination.saver, frame, tally);
         failuresInARow = 0;
         break;
       case ShotResult::Failed:
@@ -325,14 +333,14 @@ void ReportEnd(const Context& context, const Tally& tally) {
   report.Print(context.out, context.json);
 }
 
-void Take(const Context& context, Session& session, const Corrections& corrections, Shooter& shooter, bool single,
-          const CaptureOptions& options, const FrameSaver& saver, Tally& tally) {
+void Take(const Context& context, Session& session, const FrameCorrections& corrections, Shooter& shooter,
+          bool single, const CaptureOptions& options, const Destination& destination, Tally& tally) {
   if (!options.timeout.empty()) shooter.SetTriggerPatience(options.settings.triggers.Patience(options.timeout));
   const Endurance endurance{
       .retries = ParseRetries(options.retries), .reconnect = options.reconnect, .requireGps = options.requireGps};
   std::exception_ptr failure;
   try {
-    TakeAll(context, session, corrections, shooter, single, endurance, saver, tally);
+    TakeAll(context, session, corrections, shooter, single, endurance, destination, tally);
   } catch (const Failure&) {
     failure = std::current_exception();  // what was done is told before why it ended
   }
@@ -342,14 +350,14 @@ void Take(const Context& context, Session& session, const Corrections& correctio
 }
 
 // Frames that become a dark or a bias themselves are not corrected by one, unless it is named.
-bool TakesChosenDark(const Context& context, const FrameSaver& saver) {
-  return context.settings && !saver.IsWithoutLight();
+bool TakesChosenDark(const Context& context, const Destination& destination) {
+  return context.settings && !destination.WithoutLight();
 }
 
 void ReportSettled(const Context& context, const AutoControl& automatic) {
   Report report;
   report.Add("settled", true);
-  automatic.Read().AddTo(report);
+  AddTo(report, automatic.Read());
   report.Print(context.out, context.json);
   context.out.Flush();
 }
@@ -359,31 +367,31 @@ bool WaitsToSettle(Session& session, const AutoControl& automatic) {
   return automatic.Runs() && session.Camera().camMode == 0;
 }
 
-void TakeVideo(const Context& context, Session& session, const Corrections& corrections,
-               const CaptureOptions& options, const FrameSaver& saver, Tally& tally) {
+void TakeVideo(const Context& context, Session& session, const FrameCorrections& corrections,
+               const CaptureOptions& options, const Destination& destination, Tally& tally) {
   AutoControl automatic(session, options.automatic);
   const bool waits = WaitsToSettle(session, automatic);
-  if (!waits) corrections.TellDifferences();
+  if (!waits) TellDifferences(session.Camera(), corrections);
   VideoShooter shooter(session);
   if (waits) {
     automatic.Settle(shooter);
     ReportSettled(context, automatic);
-    corrections.TellDifferences();
+    TellDifferences(session.Camera(), corrections);
   }
-  Take(context, session, corrections, shooter, false, options, saver, tally);
+  Take(context, session, corrections, shooter, false, options, destination, tally);
 }
 
-void TakeSingles(const Context& context, Session& session, const Corrections& corrections,
-                 const CaptureOptions& options, const FrameSaver& saver, Tally& tally) {
+void TakeSingles(const Context& context, Session& session, const FrameCorrections& corrections,
+                 const CaptureOptions& options, const Destination& destination, Tally& tally) {
   AutoControl automatic(session, options.automatic);
   if (WaitsToSettle(session, automatic)) {
     VideoShooter video(session);
     automatic.Settle(video);
     ReportSettled(context, automatic);
   }
-  corrections.TellDifferences();
+  TellDifferences(session.Camera(), corrections);
   SingleShooter shooter(session);
-  Take(context, session, corrections, shooter, true, options, saver, tally);
+  Take(context, session, corrections, shooter, true, options, destination, tally);
 }
 
 ExitCode RunCapture(const Context& context, const CaptureOptions& options) {
@@ -393,65 +401,62 @@ ExitCode RunCapture(const Context& context, const CaptureOptions& options) {
   ParseRetries(options.retries);
   options.cooling.Check();
   options.automatic.Check();
-  FindImageType(options.imageType);
+  ParseImageType(options.imageType);
   CheckTextValue(options.object, "--object");
   CheckTextValue(options.observer, "--observer");
   SaveOptions save = MakeSaveOptions(options, count);
-  const Profile profile = context.settings ? Profile::Load() : Profile();
-  std::ranges::copy(profile.KeywordsBeside(save.keywords), std::back_inserter(save.keywords));
+  const Profile profile = context.settings ? Profile::Load(Profile::UsersPath()) : Profile();
+  std::vector<Keyword> keywords = MakeKeywords(options, profile);
   Session session(context);
   options.settings.Apply(session);
-  if (options.requireGps) DemandGpsTimes(session);
+  if (options.requireGps) DemandGpsTimes(session.Camera());
   session.Camera().StampFrames(std::chrono::milliseconds(0));  // from the very first frame on
-  const FrameSaver saver(std::move(save), MakeContext(session, options, profile), std::string(session.Model().key),
-                         Lower(options.imageType));
-  saver.CheckBeforehand(Expected(session.Camera()), count);
-  const Corrections corrections(session, options.corrections, TakesChosenDark(context, saver));
+  const Destination destination{FrameSaver(std::move(save)), std::make_shared<const FileContext>(MakeContext(
+                                                                 session, options, profile, std::move(keywords)))};
+  destination.saver.CheckBeforehand(Expected(session.Camera(), destination), count,
+                                    [] { return !StopRequested(); });
+  const FrameCorrections corrections =
+      ApplyCorrections(session, options.corrections, TakesChosenDark(context, destination));
   options.cooling.Apply(session);
   Tally tally;
   tally.count = count;
   if (options.video) {
-    TakeVideo(context, session, corrections, options, saver, tally);
+    TakeVideo(context, session, corrections, options, destination, tally);
   } else {
-    TakeSingles(context, session, corrections, options, saver, tally);
+    TakeSingles(context, session, corrections, options, destination, tally);
   }
   return kExitOk;
 }
 
 }  // namespace
 
-CommandRun AddCaptureCommand(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("capture", "Take frames and save them");
+CommandRun AddCaptureCommand(const Command& app) {
+  const Command command = app.AddCommand("capture", "Take frames and save them");
   auto options = std::make_shared<CaptureOptions>();
-  options->settings.AddTo(*command);
-  options->corrections.AddTo(*command);
-  options->cooling.AddTo(*command);
-  options->automatic.AddTo(*command);
-  options->automatic.AddTimeoutTo(*command);
-  command->add_option("-n,--count", options->count, "Number of frames")->default_str("1");
+  options->AddTo(command);
+  options->automatic.AddTimeoutTo(command);
+  command.AddOption("-n,--count", options->count, "Number of frames").Default("1");
   command
-      ->add_option("-o,--output", options->output,
-                   "File name; its extension decides: .fits, .fit, .png (8 bit, stretched), .raw (with a .json "
-                   "beside it). Placeholders: {n} {n:04} {date} {time} {camera} {serial} {object} {type} {format} "
-                   "{exposure} {gain} {offset} {bin}")
-      ->default_str(options->output);
-  command->add_flag("--overwrite", options->overwrite, "Replace files that exist");
-  command->add_flag("--png", options->preview, "Save a stretched 8-bit PNG beside each file");
-  command->add_flag("--video", options->video, "Take the frames from a running video, not by single exposures");
-  command->add_flag("--require-gps", options->requireGps,
-                    "A frame without GPS time fails and is not saved (predicted times count)");
-  command->add_option("--retries", options->retries, "How often a failed exposure is repeated")->default_str("2");
-  command->add_flag("--reconnect", options->reconnect,
-                    "After an unplug wait for the same camera and go on with the same settings");
-  command->add_option("--timeout", options->timeout,
-                      "How long to wait for each external trigger: 10s, 500ms (default: for ever)");
+      .AddOption("-o,--output", options->output,
+                 "File name; its extension decides: .fits, .fit, .png (8 bit, stretched), .raw (with a .json "
+                 "beside it). Placeholders: {n} {n:04} {date} {time} {camera} {serial} {object} {type} {format} "
+                 "{exposure} {gain} {offset} {bin}")
+      .Default(options->output);
+  command.AddFlag("--overwrite", options->overwrite, "Replace files that exist");
+  command.AddFlag("--png", options->preview, "Save a stretched 8-bit PNG beside each file");
+  command.AddFlag("--video", options->video, "Take the frames from a running video, not by single exposures");
+  command.AddFlag("--require-gps", options->requireGps,
+                  "A frame without GPS time fails and is not saved (predicted times count)");
+  command.AddOption("--retries", options->retries, "How often a failed exposure is repeated").Default("2");
+  options->AddReconnectTo(command);
+  command.AddOption("--timeout", options->timeout,
+                    "How long to wait for each external trigger: 10s, 500ms (default: for ever)");
   command
-      ->add_option("-k,--keyword", options->keywords,
-                   "FITS keyword KEY=VALUE or 'KEY=VALUE / comment' (repeatable)")
-      ->allow_extra_args(false);
-  command->add_option("--object", options->object, "Name of the object");
-  command->add_option("--observer", options->observer, "Name of the observer");
-  command->add_option("--image-type", options->imageType, "light, dark, bias or flat")->default_str("light");
+      .AddOption("-k,--keyword", options->keywords, "FITS keyword KEY=VALUE or 'KEY=VALUE / comment' (repeatable)")
+      .OneValueEach();
+  command.AddOption("--object", options->object, "Name of the object");
+  command.AddOption("--observer", options->observer, "Name of the observer");
+  command.AddOption("--image-type", options->imageType, "light, dark, bias or flat").Default("light");
   return [options](const Context& context) { return RunCapture(context, *options); };
 }
 

@@ -4,10 +4,10 @@
 #include "camera/ControlAccess.h"
 #include "camera/DarkWork.h"
 #include "commands/Commands.h"
-#include "files/DarkFile.h"
-#include "files/DarkStore.h"
 #include "options/Cooling.h"
 #include "options/Corrections.h"
+#include "session/darks/DarkFile.h"
+#include "session/darks/DarkStore.h"
 
 namespace orq::cli {
 
@@ -30,7 +30,7 @@ Existing ExistingOf(const DarkOptions& options) {
 
 void AddFile(Report& report, const std::string& path, const DarkFile& dark) {
   report.Add("file", path);
-  if (dark.description) AddDescription(report, *dark.description);
+  if (dark.description) report.Add(DescriptionValues(*dark.description));
 }
 
 DarkFile ReadFor(const Session& session, const std::string& path) {
@@ -49,7 +49,7 @@ void DemandKept(const DarkStore& store) {
 // What applies, what is kept, and what is to be known about it.
 ExitCode RunShow(const Context& context) {
   Session session(context);
-  const DarkStore store(session);
+  const DarkStore store = StoreOf(session);
   const std::string chosen = store.Chosen();
   Report report;
   report.Add("applied", !chosen.empty());
@@ -76,7 +76,7 @@ ExitCode RunTake(const Context& context, const DarkOptions& options) {
   options.cooling.Check();
   if (!options.output.empty()) DemandDarkName(options.output);
   Session session(context);
-  const DarkStore store(session);
+  const DarkStore store = StoreOf(session);
   const bool keep = options.output.empty();
   const std::string path = keep ? store.KeptPath() : options.output;
   const Existing existing = keep ? Existing::Overwrite : ExistingOf(options);
@@ -112,7 +112,7 @@ void ReportChoice(const Context& context, const std::string& path, const DarkFil
 
 ExitCode RunUse(const Context& context, const DarkOptions& options) {
   Session session(context);
-  const DarkStore store(session);
+  const DarkStore store = StoreOf(session);
   if (options.file.empty()) DemandKept(store);
   const std::string path = options.file.empty() ? store.KeptPath() : options.file;
   const DarkFile dark = ReadFor(session, path);
@@ -123,7 +123,7 @@ ExitCode RunUse(const Context& context, const DarkOptions& options) {
 
 ExitCode RunOff(const Context& context) {
   Session session(context);
-  DarkStore(session).ChooseNone();
+  StoreOf(session).ChooseNone();
   Report report;
   report.Add("applied", false);
   report.Print(context.out, context.json);
@@ -133,7 +133,7 @@ ExitCode RunOff(const Context& context) {
 ExitCode RunSave(const Context& context, const DarkOptions& options) {
   DemandDarkName(options.file);
   Session session(context);
-  const DarkStore store(session);
+  const DarkStore store = StoreOf(session);
   DemandKept(store);
   const DarkFile dark = ReadFor(session, store.KeptPath());
   WriteDarkFile(options.file, dark, ExistingOf(options));
@@ -145,7 +145,7 @@ ExitCode RunSave(const Context& context, const DarkOptions& options) {
 
 ExitCode RunLoad(const Context& context, const DarkOptions& options) {
   Session session(context);
-  const DarkStore store(session);
+  const DarkStore store = StoreOf(session);
   const DarkFile dark = ReadFor(session, options.file);
   store.DemandPlace();
   WriteDarkFile(store.KeptPath(), dark, Existing::Overwrite);
@@ -154,40 +154,39 @@ ExitCode RunLoad(const Context& context, const DarkOptions& options) {
   return kExitOk;
 }
 
-void AddTakeOptions(CLI::App& take, DarkOptions& options) {
-  take.add_option("-n,--frames", options.frames,
-                  "Number of frames, 1 to 16 (default: 5 to 1 by the exposure time)");
-  take.add_option("-e,--exposure", options.exposure,
-                  "Exposure time with its unit: 5s, 200ms, 1000us (default: the camera's)");
-  take.add_option("-g,--gain", options.gain, "Gain setting (default: the camera's)");
-  take.add_option("--offset", options.offset, "Offset setting (default: the camera's)");
+void AddTakeOptions(const Command& take, DarkOptions& options) {
+  take.AddOption("-n,--frames", options.frames,
+                 "Number of frames, 1 to 16 (default: 5 to 1 by the exposure time)");
+  take.AddOption("-e,--exposure", options.exposure,
+                 "Exposure time with its unit: 5s, 200ms, 1000us (default: the camera's)");
+  take.AddOption("-g,--gain", options.gain, "Gain setting (default: the camera's)");
+  take.AddOption("--offset", options.offset, "Offset setting (default: the camera's)");
   options.cooling.AddTo(take);
-  take.add_option("-o,--output", options.output, "Save it in this .bmp file instead of keeping and applying it");
-  take.add_flag("--overwrite", options.overwrite, "Replace the file if it exists");
+  take.AddOption("-o,--output", options.output, "Save it in this .bmp file instead of keeping and applying it");
+  take.AddFlag("--overwrite", options.overwrite, "Replace the file if it exists");
 }
 
 }  // namespace
 
-CommandRun AddDarkCommand(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("dark", "Take a dark, and say which one is subtracted from frames");
-  command->require_subcommand(0, 1);
+CommandRun AddDarkCommand(const Command& app) {
+  const Command command = app.AddCommand("dark", "Take a dark, and say which one is subtracted from frames");
+  command.AllowOneCommand();
   auto options = std::make_shared<DarkOptions>();
-  CLI::App* take = command->add_subcommand("take", "Cover the sensor, then take a dark and apply it from now on");
-  CLI::App* use = command->add_subcommand("use", "Apply the kept dark, or one in a file, from now on");
-  CLI::App* off = command->add_subcommand("off", "Apply no dark from now on; the kept one stays");
-  CLI::App* save = command->add_subcommand("save", "Copy the kept dark into a file");
-  CLI::App* load = command->add_subcommand("load", "Keep a dark from a file, and apply it from now on");
-  for (CLI::App* each : {take, use, off, save, load}) each->fallthrough();
-  AddTakeOptions(*take, *options);
-  use->add_option("FILE", options->file, "A .bmp file (default: the kept dark)");
-  for (CLI::App* each : {save, load}) each->add_option("FILE", options->file, "The .bmp file")->required();
-  save->add_flag("--overwrite", options->overwrite, "Replace the file if it exists");
+  const Command take = command.AddCommand("take", "Cover the sensor, then take a dark and apply it from now on");
+  const Command use = command.AddCommand("use", "Apply the kept dark, or one in a file, from now on");
+  const Command off = command.AddCommand("off", "Apply no dark from now on; the kept one stays");
+  const Command save = command.AddCommand("save", "Copy the kept dark into a file");
+  const Command load = command.AddCommand("load", "Keep a dark from a file, and apply it from now on");
+  AddTakeOptions(take, *options);
+  use.AddOption("FILE", options->file, "A .bmp file (default: the kept dark)");
+  for (const Command& each : {save, load}) each.AddOption("FILE", options->file, "The .bmp file").Required();
+  save.AddFlag("--overwrite", options->overwrite, "Replace the file if it exists");
   return [options, take, use, off, save, load](const Context& context) {
-    if (take->parsed()) return RunTake(context, *options);
-    if (use->parsed()) return RunUse(context, *options);
-    if (off->parsed()) return RunOff(context);
-    if (save->parsed()) return RunSave(context, *options);
-    return load->parsed() ? RunLoad(context, *options) : RunShow(context);
+    if (take.Given()) return RunTake(context, *options);
+    if (use.Given()) return RunUse(context, *options);
+    if (off.Given()) return RunOff(context);
+    if (save.Given()) return RunSave(context, *options);
+    return load.Given() ? RunLoad(context, *options) : RunShow(context);
   };
 }
 

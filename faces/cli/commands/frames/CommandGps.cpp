@@ -4,14 +4,15 @@
 #include <memory>
 #include <optional>
 
-#include "camera/GpsLines.h"
 #include "camera/Shooter.h"
 #include "commands/Commands.h"
-#include "files/FrameTime.h"
-#include "output/Text.h"
-#include "output/Units.h"
+#include "output/FrameWatch.h"
 #include "output/Watch.h"
+#include "session/frame/FrameTime.h"
+#include "session/gps/GpsLines.h"
+#include "session/text/Units.h"
 #include "settings/XmlStore.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 
@@ -55,7 +56,7 @@ void AddReading(Report& report, const std::string& prefix, const _ORQ_GPS_DATA& 
 
 ExitCode RunStatus(const Context& context) {
   Session session(context);
-  DemandGps(session);
+  DemandGps(session.Camera());
   CModelCamera& camera = session.Camera();
   _ORQ_GPS_DATA start{};
   _ORQ_GPS_DATA end{};
@@ -135,15 +136,15 @@ class GpsProbe {
 Report Describe(const FrameInfo& info) {
   Report report;
   report.Add("fix", HasGpsTime(info));
-  AddTimes(report, info);
-  AddGps(report, info);
+  report.Add(TimeValues(info));
+  report.Add(GpsValues(info));
   return report;
 }
 
 ExitCode RunRead(const Context& context) {
   EnableXmlStore(false);
   Session session(context);
-  DemandGps(session);
+  DemandGps(session.Camera());
   const std::optional<FrameInfo> info = GpsProbe(session).Read();
   if (!info) throw CliError(Status::Cancelled, "interrupted");
   Describe(*info).Print(context.out, context.json);
@@ -155,7 +156,7 @@ ExitCode RunWatch(const Context& context, const GpsOptions& options) {
   const WatchLimits limits = options.watching.Limits();
   EnableXmlStore(false);
   Session session(context);
-  DemandGps(session);
+  DemandGps(session.Camera());
   GpsProbe probe(session);
   GpsWatch watch(true);
   WatchEvery(limits, [&] {
@@ -204,7 +205,7 @@ ExitCode RunLines(const Context& context, const GpsOptions& options) {
     wanted = {ParseLine(options.lines[0], "start line"), ParseLine(options.lines[1], "end line")};
   }
   Session session(context);
-  DemandGps(session);
+  DemandGps(session.Camera());
   if (wanted) SetLines(session, *wanted);
   if (options.follow && !session.Camera().FollowGpsLines(true)) session.Fail("cannot set the GPS lines");
   Report report;
@@ -215,22 +216,21 @@ ExitCode RunLines(const Context& context, const GpsOptions& options) {
 
 }  // namespace
 
-CommandRun AddGpsCommand(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("gps", "Time and position by GPS");
-  command->require_subcommand(1);
+CommandRun AddGpsCommand(const Command& app) {
+  const Command command = app.AddCommand("gps", "Time and position by GPS");
+  command.RequireCommand();
   auto options = std::make_shared<GpsOptions>();
-  command->add_subcommand("status", "Show the receiver, its lines and what they latched last");
-  CLI::App* read = command->add_subcommand("read", "Take a frame and show its time and place");
-  CLI::App* watch = command->add_subcommand("watch", "Do so again and again (until Ctrl-C)");
-  options->watching.AddTo(*watch);
-  CLI::App* lines = command->add_subcommand("lines", "Show or set the sensor lines at which time is taken");
-  lines->add_option("START END", options->lines, "First and last line, counted from 0")->expected(0, 2);
-  lines->add_flag("--follow", options->follow, "First and last line of whatever region is taken, as at first");
-  for (CLI::App* each : command->get_subcommands({})) each->fallthrough();
+  command.AddCommand("status", "Show the receiver, its lines and what they latched last");
+  const Command read = command.AddCommand("read", "Take a frame and show its time and place");
+  const Command watch = command.AddCommand("watch", "Do so again and again (until Ctrl-C)");
+  options->watching.AddTo(watch);
+  const Command lines = command.AddCommand("lines", "Show or set the sensor lines at which time is taken");
+  lines.AddOption("START END", options->lines, "First and last line, counted from 0").Values(0, 2);
+  lines.AddFlag("--follow", options->follow, "First and last line of whatever region is taken, as at first");
   return [options, lines, read, watch](const Context& context) {
-    if (lines->parsed()) return RunLines(context, *options);
-    if (read->parsed()) return RunRead(context);
-    return watch->parsed() ? RunWatch(context, *options) : RunStatus(context);
+    if (lines.Given()) return RunLines(context, *options);
+    if (read.Given()) return RunRead(context);
+    return watch.Given() ? RunWatch(context, *options) : RunStatus(context);
   };
 }
 

@@ -7,10 +7,10 @@
 #include "camera/DarkWork.h"
 #include "camera/FlashWork.h"
 #include "commands/Commands.h"
-#include "files/SafeFile.h"
 #include "output/HotPixelView.h"
-#include "output/Text.h"
-#include "output/Units.h"
+#include "session/files/SafeFile.h"
+#include "session/text/Units.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 
@@ -177,37 +177,36 @@ ExitCode RunBuild(const Context& context, const HotPixelOptions& options) {
 
 }  // namespace
 
-CommandRun AddHotPixelsCommand(CLI::App& app) {
-  CLI::App* command =
-      app.add_subcommand("hotpixels", "Hot pixels: their table in the camera, and their correction");
-  command->require_subcommand(1);
+CommandRun AddHotPixelsCommand(const Command& app) {
+  const Command command =
+      app.AddCommand("hotpixels", "Hot pixels: their table in the camera, and their correction");
+  command.RequireCommand();
   auto options = std::make_shared<HotPixelOptions>();
-  CLI::App* build = command->add_subcommand("build", "Make a table from darks: cover the sensor first");
-  CLI::App* show = command->add_subcommand("show", "Show the camera's table and whether it is used");
-  CLI::App* enable = command->add_subcommand("enable", "Repair hot pixels in frames from now on");
-  CLI::App* disable = command->add_subcommand("disable", "Leave frames as they are");
-  CLI::App* save = command->add_subcommand("export", "Save the table in files");
-  for (CLI::App* each : {build, show, enable, disable, save}) each->fallthrough();
-  build->add_option("-n,--frames", options->frames, "Number of darks, 1 to 16")
-      ->default_str("5 for short exposures, 1 from 776ms on");
-  build->add_option("-e,--exposure", options->exposure,
-                    "Exposure time with its unit: 5s, 200ms (default: the camera's)");
-  build->add_option("-g,--gain", options->gain, "Gain setting (default: the camera's)");
-  build->add_flag("--save", options->save, "Save the table in the camera's flash");
-  AddOverwriteOptions(*build, options->overwrite);
-  for (CLI::App* each : {build, show}) {
-    each->add_flag("--list", options->list, "List the hot pixels and bad rows, counted from 0 at the top left");
-    each->add_option("--map", options->map, "Save a picture of the sensor: a PNG file, hot pixels white");
+  const Command build = command.AddCommand("build", "Make a table from darks: cover the sensor first");
+  const Command show = command.AddCommand("show", "Show the camera's table and whether it is used");
+  const Command enable = command.AddCommand("enable", "Repair hot pixels in frames from now on");
+  const Command disable = command.AddCommand("disable", "Leave frames as they are");
+  const Command save = command.AddCommand("export", "Save the table in files");
+  build.AddOption("-n,--frames", options->frames, "Number of darks, 1 to 16")
+      .Default("5 for short exposures, 1 from 776ms on");
+  build.AddOption("-e,--exposure", options->exposure,
+                  "Exposure time with its unit: 5s, 200ms (default: the camera's)");
+  build.AddOption("-g,--gain", options->gain, "Gain setting (default: the camera's)");
+  build.AddFlag("--save", options->save, "Save the table in the camera's flash");
+  AddOverwriteOptions(build, options->overwrite);
+  for (const Command& each : {build, show}) {
+    each.AddFlag("--list", options->list, "List the hot pixels and bad rows, counted from 0 at the top left");
+    each.AddOption("--map", options->map, "Save a picture of the sensor: a PNG file, hot pixels white");
   }
-  save->add_option("FILE", options->files, "Its name says the format: .csv (x, y, value) or .bmp")->required();
-  for (CLI::App* each : {build, show, save}) {
-    each->add_flag("--overwrite", options->replaceFiles, "Replace files that exist");
+  save.AddOption("FILE", options->files, "Its name says the format: .csv (x, y, value) or .bmp").Required();
+  for (const Command& each : {build, show, save}) {
+    each.AddFlag("--overwrite", options->replaceFiles, "Replace files that exist");
   }
   return [options, build, show, enable, save](const Context& context) {
-    if (build->parsed()) return RunBuild(context, *options);
-    if (show->parsed()) return RunShow(context, *options);
-    if (save->parsed()) return RunExport(context, *options);
-    return RunSwitch(context, enable->parsed());
+    if (build.Given()) return RunBuild(context, *options);
+    if (show.Given()) return RunShow(context, *options);
+    if (save.Given()) return RunExport(context, *options);
+    return RunSwitch(context, enable.Given());
   };
 }
 

@@ -25,11 +25,10 @@ ExitCode RunMode(const Context& context) {
 
 }  // namespace
 
-CommandRun AddModeCommand(CLI::App& app) {
-  app.add_subcommand(
-      "mode",
-      "Show the camera modes that a camera offers. A mode holds only while a command uses the camera, "
-      "which runs freely again afterwards: choose it with --mode of capture, stream or trigger");
+CommandRun AddModeCommand(const Command& app) {
+  app.AddCommand("mode",
+                 "Show the camera modes that a camera offers. A mode holds only while a command uses the camera, "
+                 "which runs freely again afterwards: choose it with --mode of capture, stream or trigger");
   return RunMode;
 }
 

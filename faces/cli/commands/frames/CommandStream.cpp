@@ -4,14 +4,13 @@
 
 #include "camera/Shooter.h"
 #include "commands/Commands.h"
-#include "files/FrameTime.h"
-#include "options/AutoControl.h"
-#include "options/Cooling.h"
-#include "options/Corrections.h"
+#include "options/ShootingOptions.h"
 #include "output/CounterReport.h"
+#include "output/FrameWatch.h"
 #include "output/Signals.h"
-#include "output/Text.h"
-#include "output/Units.h"
+#include "session/frame/FrameTime.h"
+#include "session/text/Units.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 
@@ -23,14 +22,9 @@ constexpr double kBytesPerMegabyte = 1e6;
 constexpr std::chrono::milliseconds kWait{100};
 constexpr std::chrono::milliseconds kGpsEvery{1000};  // often enough to notice, too rare to slow a stream down
 
-struct StreamOptions {
-  ShotSettings settings;
-  CorrectionOptions corrections;
-  CoolSettings cooling;
-  AutoSettings automatic;
+struct StreamOptions : ShootingOptions {
   std::string seconds;  ///< empty: no limit
   std::string frames;   ///< empty: no limit
-  bool reconnect = false;
 };
 
 struct Limits {
@@ -103,7 +97,7 @@ class SecondLines {
     report.Add("frames", frames);
     report.Add("drops", Drops(counters));
     report.Add("failed", counters.failed);
-    if (automatic_.Runs()) automatic_.Read().AddTo(report);
+    if (automatic_.Runs()) AddTo(report, automatic_.Read());
     if (context_.json) {
       report.Print(context_.out, true);
     } else {
@@ -135,7 +129,7 @@ StreamRun Watch(const Context& context, Session& session, const Limits& limits, 
   session.Camera().StampFrames(kGpsEvery);
   VideoShooter shooter(session);
   SecondLines lines(context, totals, automatic);
-  Frame frame;
+  FramePtr frame;
   const auto start = Clock::now();
   const auto limit = std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(limits.seconds));
   CoolerWatch cooler;
@@ -160,7 +154,7 @@ StreamRun Watch(const Context& context, Session& session, const Limits& limits, 
     }
     if (result == ShotResult::Good) {
       ++run.frames;
-      gps.Look(frame.info);
+      gps.Look(frame->Info());
     }
     lines.Tick(run.frames);
     cooler.Look(session);
@@ -196,10 +190,10 @@ ExitCode RunStream(const Context& context, const StreamOptions& options) {
   options.automatic.Check();
   Session session(context);
   options.settings.Apply(session);
-  const Corrections corrections(session, options.corrections, context.settings);
+  const FrameCorrections corrections = ApplyCorrections(session, options.corrections, context.settings);
   options.cooling.Apply(session);
   const AutoControl automatic(session, options.automatic);
-  corrections.TellDifferences();
+  TellDifferences(session.Camera(), corrections);
   Totals totals(session.Camera());
   const StreamRun run = Watch(context, session, limits, options.reconnect, automatic, totals);
   const StreamCounters counters = totals.Read();
@@ -231,17 +225,13 @@ ExitCode RunStream(const Context& context, const StreamOptions& options) {
 
 }  // namespace
 
-CommandRun AddStreamCommand(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("stream", "Stream video without saving it; show rates and counters");
+CommandRun AddStreamCommand(const Command& app) {
+  const Command command = app.AddCommand("stream", "Stream video without saving it; show rates and counters");
   auto options = std::make_shared<StreamOptions>();
-  options->settings.AddTo(*command);
-  options->corrections.AddTo(*command);
-  options->cooling.AddTo(*command);
-  options->automatic.AddTo(*command);
-  command->add_option("-s,--seconds", options->seconds, "Stop after this time (default: at Ctrl-C)");
-  command->add_option("-n,--frames", options->frames, "Stop after this many frames");
-  command->add_flag("--reconnect", options->reconnect,
-                    "After an unplug wait for the same camera and go on with the same settings");
+  options->AddTo(command);
+  command.AddOption("-s,--seconds", options->seconds, "Stop after this time (default: at Ctrl-C)");
+  command.AddOption("-n,--frames", options->frames, "Stop after this many frames");
+  options->AddReconnectTo(command);
   return [options](const Context& context) { return RunStream(context, *options); };
 }
 

@@ -4,9 +4,10 @@
 
 #include "camera/Shooter.h"
 #include "commands/Commands.h"
-#include "files/FrameTime.h"
-#include "output/Text.h"
-#include "output/Units.h"
+#include "output/FrameWatch.h"
+#include "session/frame/FrameTime.h"
+#include "session/text/Units.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 
@@ -100,17 +101,17 @@ ExitCode RunTrigger(const Context& context, const TriggerCommandOptions& options
 
 }  // namespace
 
-CommandRun AddTriggerCommand(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("trigger",
+CommandRun AddTriggerCommand(const Command& app) {
+  const Command command = app.AddCommand("trigger",
                                          "Wait for triggers and show when their frames were taken, without saving "
                                          "them. Software modes trigger each frame "
                                          "when the last one has arrived. To save frames: capture --mode");
   auto options = std::make_shared<TriggerCommandOptions>();
   options->settings.triggers.mode = "software";
-  options->settings.AddTo(*command);
-  command->add_option("-n,--count", options->count, "Number of frames")->default_str("1");
-  command->add_option("--timeout", options->timeout,
-                      "How long to wait for each external trigger: 10s, 500ms (default: for ever)");
+  options->settings.AddTo(command);
+  command.AddOption("-n,--count", options->count, "Number of frames").Default("1");
+  command.AddOption("--timeout", options->timeout,
+                    "How long to wait for each external trigger: 10s, 500ms (default: for ever)");
   return [options](const Context& context) { return RunTrigger(context, *options); };
 }
 

@@ -7,7 +7,7 @@
 #include <cstring>
 
 #include "link/WireProtocol.h"
-#include "output/Text.h"
+#include "support/Text.h"
 
 namespace orq::cli {
 

@@ -1,4 +1,4 @@
-#include "camera/GuideLine.h"
+#include "camera/GuidePulse.h"
 
 #include <gtest/gtest.h>
 
@@ -11,6 +11,7 @@
 
 #include "link/WireProtocol.h"
 #include "output/ExitCodes.h"
+#include "output/Output.h"
 #include "output/Signals.h"
 #include "support/VirtualRig.h"
 
@@ -57,7 +58,7 @@ TEST(GuideLine, IsOffAfterAnException) {
   const VirtualRig rig;
   ASSERT_TRUE(rig.Open());
   try {
-    const GuideLine line(*rig.camera, GUIDE_WEST);
+    const GuideLine line(*rig.camera, GUIDE_WEST, Complain);
     EXPECT_TRUE(AnyLineOn(rig));
     throw std::runtime_error("anything");
   } catch (const std::runtime_error&) {
@@ -69,7 +70,7 @@ TEST(GuideLine, SwitchingOffIsTriedAgain) {
   const VirtualRig rig;
   ASSERT_TRUE(rig.Open());
   rig.device->FailRequests(wire::kReqGuideOff, kUsbPipe, 0, kTries - 1);
-  GuideLine line(*rig.camera, GUIDE_NORTH);
+  GuideLine line(*rig.camera, GUIDE_NORTH, Complain);
   EXPECT_NO_THROW(line.SwitchOff());
   EXPECT_FALSE(AnyLineOn(rig));
 }
@@ -90,7 +91,7 @@ TEST(GuideLine, ThatWasRefusedIsSwitchedOff) {
   ASSERT_TRUE(rig.Open());
   rig.device->FailRequests(wire::kReqGuideOn, kUsbTimeout);
   rig.device->ClearRequests();
-  const Refusal refusal = RefusalOf([&] { const GuideLine line(*rig.camera, GUIDE_SOUTH); });
+  const Refusal refusal = RefusalOf([&] { const GuideLine line(*rig.camera, GUIDE_SOUTH, Complain); });
   EXPECT_EQ(refusal.code, kExitFailed);
   EXPECT_EQ(refusal.text.find("may still be on"), std::string::npos) << refusal.text;
   const auto requests = rig.device->Requests();
@@ -102,7 +103,7 @@ TEST(GuideLine, ThatWasRefusedIsSwitchedOff) {
 TEST(GuideLine, OfALostCameraSaysSo) {
   const VirtualRig rig;
   ASSERT_TRUE(rig.Open());
-  GuideLine line(*rig.camera, GUIDE_NORTH);
+  GuideLine line(*rig.camera, GUIDE_NORTH, Complain);
   rig.bus->Unplug(rig.device);
   const Refusal refusal = RefusalOf([&] { line.SwitchOff(); });
   EXPECT_EQ(refusal.code, kExitCameraLost);
@@ -138,7 +139,7 @@ TEST_P(GuidePulseDeathTest, NoNumberOfSignalsKillsUnderTheShield) {
     if (!rig.Open()) std::exit(2);
     {
       const StopShield shield;
-      const GuideLine line(*rig.camera, GUIDE_NORTH);
+      const GuideLine line(*rig.camera, GUIDE_NORTH, Complain);
       for (int i = 0; i < 10; ++i) raise(GetParam());
     }
     std::exit(StopRequested() && !AnyLineOn(rig) ? 0 : 4);

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <thread>
 
@@ -191,13 +192,20 @@ TEST_F(StreamingAfterAnother, AHaltAndAFailedTransferAreCleared) {
 }
 
 TEST_F(StreamingAfterAnother, DoesNotWaitForEverForACameraThatGoesOnSending) {
-  tuning_.emptyingMs = 60;
+  tuning_.quietMs = 500;  // in which the camera below, on however busy a computer, sends something
+  tuning_.emptyingMs = 800;
   Make(tuning_);
   std::atomic<bool> sending{true};
+  std::atomic<bool> tired{false};
   std::thread camera([&] {
-    while (sending) pipe_.Complete(TransferStatus::Completed, Bytes(kTransferBytes));
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (sending && !tired) {
+      pipe_.Complete(TransferStatus::Completed, Bytes(kTransferBytes));
+      tired = std::chrono::steady_clock::now() > end;
+    }
   });
   EXPECT_TRUE(engine_->Start()) << engine_->Error();
+  EXPECT_FALSE(tired) << "the camera stopped first";
   sending = false;
   camera.join();
   EXPECT_GT(Counters().bytesDiscarded, 0U);

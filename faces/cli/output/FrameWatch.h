@@ -1,0 +1,36 @@
+// What is told about the frames of a run as they come: each thing once.
+#pragma once
+
+#include <cstdint>
+
+#include "camera/Frame.h"
+
+namespace orq::cli {
+
+/// Tells the user once when frames lose GPS time, and once when it is back. That frames come too fast, so that now
+/// and then one's time is missed, is told once for all. Predicted times that proved wrong are told each time.
+class GpsWatch {
+ public:
+  /// `tellsMissed`: whether that matters.
+  explicit GpsWatch(bool tellsMissed) : missedTold_(!tellsMissed) {}
+  void Look(const FrameInfo& info);
+
+ private:
+  bool missedTold_;
+  bool lost_ = false;
+  std::uint64_t wrong_ = 0;  ///< predictions
+};
+
+/// Puts the warning of noise that is cut off into frames, and tells it once.
+class ClippingWatch {
+ public:
+  /// `judges`: the frames are darks or biases.
+  explicit ClippingWatch(bool judges) : judges_(judges) {}
+  void Look(Frame& frame);
+
+ private:
+  bool judges_;
+  bool told_ = false;
+};
+
+}  // namespace orq::cli

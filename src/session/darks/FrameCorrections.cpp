@@ -1,0 +1,63 @@
+#include "session/darks/FrameCorrections.h"
+
+#include <filesystem>
+#include <utility>
+
+#include "image/dark/DarkImage.h"
+#include "session/Failure.h"
+#include "session/darks/DarkFile.h"
+
+namespace orq::session {
+
+namespace {
+
+constexpr int kDarkLoaded = 1;  // what loading a BMP answers
+
+}  // namespace
+
+FrameCorrections::FrameCorrections(CModelCamera& camera, std::string serial)
+    : camera_(camera), serial_(std::move(serial)) {
+  camera.UsingDark(false);
+}
+
+std::string FrameCorrections::UseDark(const std::string& path) {
+  DarkFile dark = ReadDarkFile(path);
+  DemandGeometry(camera_, dark, path);
+  if (camera_.LoadBMPFromFile(path.c_str()) != kDarkLoaded) {
+    throw Failure(Status::File, "cannot load the dark '" + path + "'");
+  }
+  name_ = std::filesystem::path(path).filename().string();
+  description_ = std::move(dark.description);
+  return dark.trouble;
+}
+
+void FrameCorrections::RepairHotPixels(bool on) {
+  if (!on) {
+    camera_.SetHPCStates(false);
+    return;
+  }
+  // Opening the camera has loaded the table of a correction that is on.
+  if (camera_.HPC != 0 || camera_.SetHPCStates(true)) return;
+  if (camera_.DeviceLost()) {
+    throw Failure(Status::Lost, "cannot read the table of hot pixels: the camera was lost; check its cable");
+  }
+  throw Failure(
+      Status::State,
+      "the camera's flash holds no table of hot pixels that can be read; build one with orqcam hotpixels "
+      "build --save");
+}
+
+std::string FrameCorrections::Differences() const {
+  return description_ ? DarkDifferences(*description_, PresentSettings(camera_, serial_)) : std::string();
+}
+
+CorrectionFacts FrameCorrections::FactsOf(const FrameInfo& info) const {
+  CorrectionFacts facts;
+  facts.hotPixels = camera_.HPC != 0;
+  if (name_.empty() || !IsDarkSubtracted(camera_.AutoExp != 0, info.exposureUs)) return facts;
+  facts.darkFile = name_;
+  if (description_) facts.dark = DescriptionText(*description_);
+  return facts;
+}
+
+}  // namespace orq::session

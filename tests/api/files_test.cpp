@@ -1,0 +1,197 @@
+// Headers, statistics and files of frames through the C interface.
+#include <fitsio.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <map>
+
+#include "Camera.h"
+
+namespace orq {
+namespace {
+
+using test::ApiCamera;
+using test::ApiFrame;
+using test::kPatienceMs;
+using test::Quick;
+
+struct Folder {
+  Folder() {
+    std::string name = (std::filesystem::temp_directory_path() / "orq-api-XXXXXX").string();
+    path = ::mkdtemp(name.data());
+  }
+  ~Folder() { std::filesystem::remove_all(path); }
+  std::string File(const std::string& name) const { return (path / name).string(); }
+  std::filesystem::path path;
+};
+
+void Expose(const ApiCamera& camera, ApiFrame& frame) {
+  ASSERT_EQ(orq_exposure_start(camera.camera, 20'000), ORQ_OK) << orq_last_error();
+  ASSERT_EQ(orq_frame_wait(camera.camera, kPatienceMs, &frame.frame), ORQ_OK) << orq_last_error();
+}
+
+std::map<std::string, orq_card> HeaderOf(const orq_frame* frame) {
+  std::map<std::string, orq_card> cards;
+  int32_t count = 0;
+  EXPECT_EQ(orq_frame_header_count(frame, &count), ORQ_OK) << orq_last_error();
+  for (int32_t i = 0; i < count; ++i) {
+    orq_card card{};
+    card.size = sizeof card;
+    EXPECT_EQ(orq_frame_header_card(frame, i, &card), ORQ_OK) << orq_last_error();
+    cards[card.name] = card;
+  }
+  orq_card none{};
+  none.size = sizeof none;
+  EXPECT_EQ(orq_frame_header_card(frame, count, &none), ORQ_ERROR_RANGE);
+  return cards;
+}
+
+TEST(ApiFiles, TheHeaderSaysWhatTheCameraAndTheUserSay) {
+  const ApiCamera camera(Quick("x26m", ",temp=-10"));
+  camera.Corner(ORQ_FORMAT_RAW16);
+  orq_labels labels{};
+  labels.size = sizeof labels;
+  labels.image_type = ORQ_IMAGE_FLAT;
+  std::strcpy(labels.object, "M 42");
+  ASSERT_EQ(orq_labels_set(camera.camera, &labels), ORQ_OK) << orq_last_error();
+  ASSERT_EQ(orq_keyword_set(camera.camera, "TELESCOP=Newton 150/750 / the small one"), ORQ_OK) << orq_last_error();
+  ASSERT_EQ(orq_keyword_set(camera.camera, "TELESCOP=Newton 200/1000"), ORQ_OK);
+  EXPECT_EQ(orq_keyword_set(camera.camera, "EXPTIME=3"), ORQ_ERROR_INVALID);
+  ApiFrame frame;
+  Expose(camera, frame);
+  auto cards = HeaderOf(frame.frame);
+  EXPECT_STREQ(cards["OBJECT"].text, "M 42");
+  EXPECT_STREQ(cards["IMAGETYP"].text, "Flat Field");
+  EXPECT_STREQ(cards["TELESCOP"].text, "Newton 200/1000");
+  EXPECT_EQ(cards["EXPTIME"].type, ORQ_CARD_REAL);
+  EXPECT_DOUBLE_EQ(cards["EXPTIME"].real, 0.02);
+  EXPECT_STREQ(cards["EXPTIME"].text, "0.02");
+  EXPECT_EQ(cards["XBINNING"].integer, 1);
+  EXPECT_NEAR(cards["CCD-TEMP"].real, -10.0, 1.0);
+  EXPECT_STREQ(cards["SWCREATE"].text, "orqcam " ORQCAM_VERSION);
+  EXPECT_NEAR(frame.Info().sensor_c, cards["CCD-TEMP"].real, 0.01);
+  EXPECT_TRUE(std::isnan(frame.Info().target_c)) << "the cooler is off";
+  ASSERT_EQ(orq_keywords_clear(camera.camera), ORQ_OK);
+  ApiFrame second;
+  Expose(camera, second);
+  EXPECT_EQ(HeaderOf(second.frame).count("TELESCOP"), 0U);
+  EXPECT_EQ(HeaderOf(frame.frame).count("TELESCOP"), 1U) << "a frame keeps what was said when it was taken";
+}
+
+TEST(ApiFiles, ASavedFrameIsReadBackByCfitsio) {
+  const Folder folder;
+  const ApiCamera camera(Quick("k1c"));
+  camera.Corner(ORQ_FORMAT_RAW16);
+  ApiFrame frame;
+  Expose(camera, frame);
+  const std::string file = folder.File("m42-{n:03}.fits");
+  const orq_save_options options{sizeof options, 0, 1, 1, 7};
+  ASSERT_EQ(orq_frame_save(frame.frame, file.c_str(), &options), ORQ_OK) << orq_last_error();
+  EXPECT_EQ(orq_frame_save(frame.frame, file.c_str(), &options), ORQ_ERROR_FILE) << "it is there already";
+  EXPECT_TRUE(std::filesystem::exists(folder.File("m42-007.png")));
+  fitsfile* fits = nullptr;
+  int status = 0;
+  ASSERT_EQ(fits_open_file(&fits, folder.File("m42-007.fits").c_str(), READONLY, &status), 0);
+  long number = 0;
+  fits_read_key(fits, TLONG, "FRAMENO", &number, nullptr, &status);
+  std::vector<std::uint16_t> pixels(64 * 64);
+  fits_read_img(fits, TUSHORT, 1, 64 * 64, nullptr, pixels.data(), nullptr, &status);
+  fits_close_file(fits, &status);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(number, 7);
+  const std::vector<std::uint8_t> delivered = frame.Pixels();
+  EXPECT_EQ(std::memcmp(pixels.data(), delivered.data(), delivered.size()), 0);
+}
+
+TEST(ApiFiles, PathsThatCannotBeAreRefusedAndLeaveNothing) {
+  const Folder folder;
+  const ApiCamera camera;
+  camera.Corner();
+  ApiFrame frame;
+  Expose(camera, frame);
+  EXPECT_EQ(orq_frame_save(frame.frame, folder.File("a.jpeg").c_str(), nullptr), ORQ_ERROR_INVALID);
+  EXPECT_EQ(orq_frame_save(frame.frame, folder.File("{nothing}.fits").c_str(), nullptr), ORQ_ERROR_INVALID);
+  EXPECT_EQ(orq_frame_save(frame.frame, folder.File("no/such/folder.fits").c_str(), nullptr), ORQ_ERROR_FILE);
+  EXPECT_TRUE(std::filesystem::is_empty(folder.path));
+}
+
+TEST(ApiFiles, LabelsThatFitsCannotHoldAreRefused) {
+  const ApiCamera camera;
+  orq_labels labels{};
+  labels.size = sizeof labels;
+  std::memset(labels.object, 'x', sizeof labels.object);
+  EXPECT_EQ(orq_labels_set(camera.camera, &labels), ORQ_ERROR_INVALID) << "72 characters, and no end";
+  std::strcpy(labels.object, "caf\xC3\xA9");
+  EXPECT_EQ(orq_labels_set(camera.camera, &labels), ORQ_ERROR_INVALID);
+  labels.object[0] = '\0';
+  labels.image_type = 4;
+  EXPECT_EQ(orq_labels_set(camera.camera, &labels), ORQ_ERROR_INVALID);
+}
+
+TEST(ApiFiles, StatisticsAreThoseOfThePixels) {
+  for (const int32_t format : {ORQ_FORMAT_RAW8, ORQ_FORMAT_RAW16}) {
+    const ApiCamera camera(Quick("k1c"));
+    camera.Corner(format);
+    ApiFrame frame;
+    Expose(camera, frame);
+    orq_statistics statistics{};
+    statistics.size = sizeof statistics;
+    ASSERT_EQ(orq_frame_get_statistics(frame.frame, &statistics), ORQ_OK) << orq_last_error();
+    const std::vector<std::uint8_t> bytes = frame.Pixels();
+    std::vector<double> values;
+    for (std::size_t i = 0; i < bytes.size(); i += format == ORQ_FORMAT_RAW16 ? 2 : 1) {
+      values.push_back(format == ORQ_FORMAT_RAW16 ? bytes[i] + 256 * bytes[i + 1] : bytes[i]);
+    }
+    std::sort(values.begin(), values.end());
+    double sum = 0.0;
+    for (const double value : values) sum += value;
+    const double mean = sum / static_cast<double>(values.size());
+    double squares = 0.0;
+    for (const double value : values) squares += (value - mean) * (value - mean);
+    EXPECT_EQ(statistics.values, values.size());
+    EXPECT_EQ(statistics.minimum, values.front());
+    EXPECT_EQ(statistics.maximum, values.back());
+    EXPECT_EQ(statistics.median, values[values.size() / 2 - 1]);
+    EXPECT_NEAR(statistics.mean, mean, 1e-6 * mean);
+    EXPECT_NEAR(statistics.deviation, std::sqrt(squares / static_cast<double>(values.size())), 1e-6 * mean);
+    std::uint64_t counted = 0;
+    for (const std::uint32_t count : statistics.histogram) counted += count;
+    EXPECT_EQ(counted, values.size());
+  }
+}
+
+TEST(ApiFiles, AFullPixelCountsAsSaturated) {
+  const ApiCamera camera("virtual:k1c,timescale=0.01,scene=flat,flux=1e9");
+  camera.Corner(ORQ_FORMAT_RAW8);
+  ApiFrame frame;
+  Expose(camera, frame);
+  orq_statistics statistics{};
+  statistics.size = sizeof statistics;
+  ASSERT_EQ(orq_frame_get_statistics(frame.frame, &statistics), ORQ_OK);
+  EXPECT_GT(statistics.saturated, 0.99);
+}
+
+TEST(ApiFiles, AGpsFrameSaysWhereAndWhen) {
+  const ApiCamera camera(Quick("t46c", ",gpspos=-36.75/174.7/56"));
+  camera.Corner();
+  ApiFrame frame;
+  Expose(camera, frame);
+  orq_frame_gps gps{};
+  gps.size = sizeof gps;
+  ASSERT_EQ(orq_frame_get_gps(frame.frame, &gps), ORQ_OK);
+  EXPECT_EQ(gps.state, ORQ_GPS_FIX);
+  EXPECT_NEAR(gps.latitude, -36.75, 1e-3);
+  EXPECT_NEAR(gps.longitude, 174.7, 1e-3);
+  EXPECT_NEAR(gps.altitude_m, 56.0, 1.0);
+  EXPECT_EQ(gps.start_line, 0);
+  EXPECT_EQ(gps.end_line, 63);
+  EXPECT_GT(gps.end_unix_ns, gps.start_unix_ns);
+  EXPECT_NEAR(static_cast<double>(gps.end_unix_ns - gps.start_unix_ns), 63.0 * static_cast<double>(gps.row_ns),
+              2000.0);
+}
+
+}  // namespace
+}  // namespace orq
