@@ -12,9 +12,11 @@
 #include "image/frame/Flip.h"
 #include "image/frame/FrameKernels.h"
 #include "image/frame/HostBin.h"
+#include "link/stream/PayloadCopy.h"
 #include "models/camera/FramePath.h"
 #include "models/camera/ModelCamera.h"
 #include "settings/XmlStore.h"
+#include "support/LargeBuffer.h"
 
 namespace orq {
 namespace {
@@ -61,15 +63,23 @@ void Memcpy(benchmark::State& state) {
 BENCHMARK(Memcpy<std::uint8_t>)->Apply(Cameras);
 BENCHMARK(Memcpy<std::uint16_t>)->Apply(Cameras);
 
-void MsbFirst(benchmark::State& state) {
-  auto frame = Frame<std::uint16_t>(SizeOf(state));
+// The copy out of the transfers' buffers, of which there are 3.9 MB.
+void Payload(benchmark::State& state) {
+  const PayloadCopy copy{.swapped = state.range(1) != 0, .pastCache = state.range(2) != 0};
+  const auto frame = Frame<std::uint8_t>(SizeOf(state));
+  const auto out = MakeLargeBuffer(frame.size());
+  constexpr std::size_t kTransfer = 491'520;
   for (auto _ : state) {
-    MsbFirstToHost(frame);
+    for (std::size_t at = 0; at < frame.size(); at += kTransfer) {
+      const std::size_t from = at % (8 * kTransfer);
+      const std::size_t bytes = std::min({kTransfer, frame.size() - at, frame.size() - from}) / 2 * 2;
+      copy.Put(std::span(frame).subspan(from, bytes), out.get(), at);
+    }
     benchmark::ClobberMemory();
   }
-  CountBytes(state, frame.size() * 2);
+  CountBytes(state, frame.size());
 }
-BENCHMARK(MsbFirst)->Apply(Cameras);
+BENCHMARK(Payload)->ArgNames({"x26m", "swapped", "past_cache"})->ArgsProduct({{0, 1}, {0, 1}, {0, 1}});
 
 template <class Sample>
 void Balance(benchmark::State& state) {
@@ -163,7 +173,6 @@ void WholePath(benchmark::State& state) {
                        .flipVertical = flip,
                        .outputPattern = model.colour ? (flip ? 1 : 0) : -1};
   for (auto _ : state) {
-    ToHostOrder(setup, path.image);
     RunFramePath(path, out);
     benchmark::ClobberMemory();
   }
@@ -249,7 +258,6 @@ void EveryCorrection(benchmark::State& state) {
     state.PauseTiming();  // the corrections work in place
     std::memcpy(camera->pImgBuf.get(), sent.data(), bytes);
     state.ResumeTiming();
-    ToHostOrder(setup, path.image);
     camera->SubtractDark();
     camera->HandleHotPixels();
     RunFramePath(path, out);

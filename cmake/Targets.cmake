@@ -25,6 +25,11 @@ macro(orq_build_quickly)
   else()
     add_compile_options(-O1)
   endif()
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+    # Where it optimises little, gcc 12 takes the room inside a short string for all that std::string("x") + "y" can
+    # have, and warns under three names. The libraries, which are optimised, keep these warnings.
+    add_compile_options(-Wno-array-bounds -Wno-stringop-overflow -Wno-stringop-overread)
+  endif()
 endmacro()
 
 # ccache can only tell whether a precompiled header has changed when the compiler says that it used one.

@@ -42,7 +42,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   CirBuf ring(kFormat.PayloadBytes(), 2);
   StreamStats stats;
-  FrameStreamParser parser(ring, kFormat.PayloadBytes(), stats);
+  FrameStreamParser parser(ring, kFormat, stats);
   FrameCheck check(kFormat, stats);
   ring.SetCheck(&FrameCheck::Run, &check);
   ring.StartInstBufThr();

@@ -11,6 +11,7 @@
 
 #include "devices/ThermistorTable.h"
 #include "support/DbgPrint.h"
+#include "support/LargeBuffer.h"
 #include "support/TextSink.h"
 
 namespace {
@@ -63,14 +64,14 @@ void CCameraBase::InitVariable() {
   algorithm.SetBayer(bayerPattern);
   gammaTable16 = std::make_unique<std::uint16_t[]>(orq::kGammaTable16);
   const std::size_t pixels = FullFrameBytes(*this, 1);
-  pHPCFullMap = std::make_unique<std::uint8_t[]>(pixels);
-  pHPCMap = std::make_unique<std::uint8_t[]>(pixels);
+  pHPCFullMap = orq::MakeLargeBuffer(pixels);
+  pHPCMap = orq::MakeLargeBuffer(pixels);
   const std::size_t frameBytes = FullFrameBytes(*this, 2);
   ring = std::make_unique<CirBuf>(frameBytes, kRingFrames);
   ring->StartInstBufThr();
-  pImgBuf = std::make_unique<std::uint8_t[]>(frameBytes);
-  pBinBuf = std::make_unique<std::uint8_t[]>(frameBytes);
-  autoBuf = std::make_unique<std::uint8_t[]>(frameBytes);
+  pImgBuf = orq::MakeLargeBuffer(frameBytes);
+  pBinBuf = orq::MakeLargeBuffer(frameBytes);
+  autoBuf = orq::MakeLargeBuffer(frameBytes);
 }
 
 void CCameraBase::SysInfo() {

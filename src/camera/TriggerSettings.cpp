@@ -13,14 +13,15 @@ unsigned DeviceTime(std::int32_t us) {
 
 }  // namespace
 
-void ProgramTriggerInput(CCameraFX3& link, CAM_MODE mode, bool triggerInNormalMode) {
-  if (mode < 0 || mode > kLastCameraMode) return;
+bool ProgramTriggerInput(CCameraFX3& link, CAM_MODE mode, bool triggerInNormalMode) {
+  if (mode < 0 || mode > kLastCameraMode) return true;
   const TriggerInput& input = kTriggerInputs[static_cast<std::size_t>(mode)];
-  link.EnableFPGATriggerMode(mode == 0 ? triggerInNormalMode : input.onTriggerOnly);
-  link.SelectExtTrigSource(input.external);
-  link.SelectExtTrigSoftMode(input.ignoresInput);
-  if (input.edge) link.SelectExtTrigType(*input.edge);
-  if (input.activeHigh) link.SelectExtTrigValidType(*input.activeHigh);
+  bool done = link.EnableFPGATriggerMode(mode == 0 ? triggerInNormalMode : input.onTriggerOnly);
+  done = link.SelectExtTrigSource(input.external) && done;
+  done = link.SelectExtTrigSoftMode(input.ignoresInput) && done;
+  if (input.edge) done = link.SelectExtTrigType(*input.edge) && done;
+  if (input.activeHigh) done = link.SelectExtTrigValidType(*input.activeHigh) && done;
+  return done;
 }
 
 void ProgramTriggerOutput(CCameraFX3& link, Trig_Output_Pin pin, const TriggerPulse& pulse) {

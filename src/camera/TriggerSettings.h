@@ -10,8 +10,8 @@ class CCameraFX3;
 namespace orq {
 
 /// Programs the trigger input for `mode`; nothing when there is no such mode. `triggerInNormalMode` keeps the
-/// trigger unit on in mode 0. What the link answers is not examined.
-void ProgramTriggerInput(CCameraFX3& link, CAM_MODE mode, bool triggerInNormalMode);
+/// trigger unit on in mode 0. False when the link refused a part; the others are programmed all the same.
+bool ProgramTriggerInput(CCameraFX3& link, CAM_MODE mode, bool triggerInNormalMode);
 
 /// A pulse on a trigger output.
 struct TriggerPulse {

@@ -6,7 +6,6 @@
 #include <cstring>
 #include <filesystem>
 #include <functional>
-#include <mutex>
 #include <optional>
 #include <set>
 #include <string_view>
@@ -16,6 +15,7 @@
 #include "settings/SettingsFile.h"
 #include "support/ORQLog.h"
 #include "support/WholeFile.h"
+#include "support/threads/Mutex.h"
 
 namespace orq {
 namespace {
@@ -34,16 +34,16 @@ struct OpenKey {
 };
 
 struct Store {
-  std::mutex mutex;
-  bool enabled = true;
-  std::string directory;
-  std::array<OpenKey, kMostXmlHandles> keys;
-  std::uint32_t lastGeneration = 0;
-  std::set<std::string> reported;
-  std::string trouble;
+  Mutex mutex;
+  bool enabled ORQ_GUARDED_BY(mutex) = true;
+  std::string directory ORQ_GUARDED_BY(mutex);
+  std::array<OpenKey, kMostXmlHandles> keys ORQ_GUARDED_BY(mutex);
+  std::uint32_t lastGeneration ORQ_GUARDED_BY(mutex) = 0;
+  std::set<std::string> reported ORQ_GUARDED_BY(mutex);
+  std::string trouble ORQ_GUARDED_BY(mutex);
 
-  /// The key of a handle, or null. Call it with the mutex held.
-  OpenKey* Find(const xmlHandle& handle) {
+  /// The key of a handle, or null.
+  OpenKey* Find(const xmlHandle& handle) ORQ_REQUIRES(mutex) {
     const std::uint32_t slot = handle.words[0] - 1;  // 0 becomes the largest number
     if (slot >= keys.size() || handle.words[1] == 0 || keys[slot].generation != handle.words[1]) return nullptr;
     return &keys[slot];
@@ -59,7 +59,7 @@ Store& TheStore() {
 void Report(const std::string& trouble) {
   Store& store = TheStore();
   {
-    const std::lock_guard lock(store.mutex);
+    const MutexLock lock(store.mutex);
     store.trouble = trouble;
     if (store.reported.size() >= kMostReports || !store.reported.insert(trouble).second) return;
   }
@@ -72,7 +72,7 @@ std::string About(const std::string& path, const std::string& what) {
 
 bool IsEnabled() {
   Store& store = TheStore();
-  const std::lock_guard lock(store.mutex);
+  const MutexLock lock(store.mutex);
   return store.enabled;
 }
 
@@ -172,7 +172,7 @@ bool Change(const std::string& path, const std::function<bool(XmlDocument&)>& ch
 /// Puts a key into the table.
 void Open(OpenKey key, xmlHandle& handle) {
   Store& store = TheStore();
-  const std::lock_guard lock(store.mutex);
+  const MutexLock lock(store.mutex);
   // A free entry's number is lower than any in use, and of those in use the lowest was opened longest ago.
   OpenKey& entry = *std::ranges::min_element(store.keys, {}, &OpenKey::generation);
   if (++store.lastGeneration == 0) ++store.lastGeneration;
@@ -208,7 +208,7 @@ int SetValue(const xmlHandle& handle, const char* name, int type, const unsigned
   XmlValue value{type, {}};
   if (length > 0) value.data.assign(data, data + length);
   Store& store = TheStore();
-  const std::lock_guard lock(store.mutex);
+  const MutexLock lock(store.mutex);
   OpenKey* key = store.Find(handle);
   if (key == nullptr) return 0;
   if (XmlValue* older = FindStored(*key, name)) {
@@ -223,7 +223,7 @@ int SetValue(const xmlHandle& handle, const char* name, int type, const unsigned
 
 int QueryValue(const xmlHandle& handle, const char* name, int* type, unsigned char* data, int* length) {
   Store& store = TheStore();
-  const std::lock_guard lock(store.mutex);
+  const MutexLock lock(store.mutex);
   OpenKey* key = store.Find(handle);
   if (key == nullptr) return 0;
   const XmlValue* found = FindStored(*key, name);
@@ -246,7 +246,7 @@ int CloseKey(xmlHandle& handle) {
   OpenKey key;
   {
     Store& store = TheStore();
-    const std::lock_guard lock(store.mutex);
+    const MutexLock lock(store.mutex);
     OpenKey* open = store.Find(handle);
     handle = {};
     if (open == nullptr) return 0;
@@ -272,13 +272,13 @@ int Guarded(Operation&& operation) noexcept {
 
 void SetXmlDirectory(const std::string& directory) {
   Store& store = TheStore();
-  const std::lock_guard lock(store.mutex);
+  const MutexLock lock(store.mutex);
   store.directory = directory;
 }
 
 std::string XmlPath(const std::string& file) {
   Store& store = TheStore();
-  const std::lock_guard lock(store.mutex);
+  const MutexLock lock(store.mutex);
   return store.directory.empty() || file.starts_with('/') ? file : store.directory + '/' + file;
 }
 
@@ -292,7 +292,7 @@ std::string UserConfigDirectory() {
 
 void EnableXmlStore(bool on) {
   Store& store = TheStore();
-  const std::lock_guard lock(store.mutex);
+  const MutexLock lock(store.mutex);
   store.enabled = on;
 }
 
@@ -310,7 +310,7 @@ bool RemoveXmlKey(const std::string& file, const std::string& keyPath, std::stri
 
 std::string TakeXmlTrouble() {
   Store& store = TheStore();
-  const std::lock_guard lock(store.mutex);
+  const MutexLock lock(store.mutex);
   return std::exchange(store.trouble, {});
 }
 

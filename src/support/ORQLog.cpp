@@ -14,9 +14,10 @@
 #include <log4cpp/Priority.hh>
 #include <log4cpp/RollingFileAppender.hh>
 #include <memory>
-#include <mutex>
 #include <string_view>
 #include <system_error>
+
+#include "support/threads/Mutex.h"
 
 namespace {
 
@@ -66,7 +67,7 @@ struct ORQLog::Impl {
   }
 
   /// Opens the file with the first line, so that asking for the path leaves no trace on the disk.
-  void Open() {
+  void Open() ORQ_REQUIRES(mutex) {
     opened = true;
     if (path.empty()) return;
     MakePrivateDirectory(directory);
@@ -76,7 +77,7 @@ struct ORQLog::Impl {
     file->setLayout(new UtcLayout);  // NOLINT: owned by the appender
   }
 
-  void Append(std::string_view text) {
+  void Append(std::string_view text) ORQ_REQUIRES(mutex) {
     if (!opened) Open();
     if (file == nullptr) return;
     const log4cpp::LoggingEvent event("orqcam", std::string(text.substr(0, kMaxTextBytes)), "",
@@ -85,17 +86,17 @@ struct ORQLog::Impl {
   }
 
   void Close() {
-    const std::lock_guard lock(mutex);
+    const orq::MutexLock lock(mutex);
     opened = true;
     file.reset();
   }
 
   std::string directory;
   std::string path;  // empty: the log goes nowhere
-  std::mutex mutex;  // log4cpp does not promise that an appender may be used by two threads
-  int priority = log4cpp::Priority::DEBUG;
-  bool opened = false;
-  std::unique_ptr<log4cpp::RollingFileAppender> file;
+  orq::Mutex mutex;  // log4cpp does not promise that an appender may be used by two threads
+  int priority ORQ_GUARDED_BY(mutex) = log4cpp::Priority::DEBUG;
+  bool opened ORQ_GUARDED_BY(mutex) = false;
+  std::unique_ptr<log4cpp::RollingFileAppender> file ORQ_GUARDED_BY(mutex);
 };
 
 ORQLog& ORQLog::get_instance() {
@@ -122,13 +123,13 @@ ORQLog::~ORQLog() = default;
 
 void ORQLog::setPriority(int priority) {
   if (!impl_) return;
-  const std::lock_guard lock(impl_->mutex);
+  const orq::MutexLock lock(impl_->mutex);
   impl_->priority = priority;
 }
 
 void ORQLog::info(const char* line) {
   if (!impl_) return;
-  const std::lock_guard lock(impl_->mutex);
+  const orq::MutexLock lock(impl_->mutex);
   if (log4cpp::Priority::INFO > impl_->priority) return;
   try {
     impl_->Append(line);

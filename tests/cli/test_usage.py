@@ -21,6 +21,19 @@ class Tests(CliTest):
         for word in COMMANDS + ("Exit codes", "virtual:<model>"):
             self.assertIn(word, out)
 
+    def test_help_tells_programs_every_command(self):
+        told = json.loads(self.succeed("help", "--json")[0])["commands"]
+        self.assertEqual([entry["command"] for entry in told if " " not in entry["command"]], list(COMMANDS))
+        runs = {entry["command"]: entry["runs"] for entry in told}
+        for command, alone in {"capture": True, "flash": False, "flash dump": True, "dark": True, "dark take": True,
+                               "reg": False, "help": True}.items():
+            self.assertEqual(runs[command], alone, command)
+        for entry in told:  # what it says is what the parser does
+            self.succeed(*entry["command"].split(), "--help")
+            self.assertTrue(entry["description"])
+        below = json.loads(self.succeed("help", "flash", "--json")[0])["commands"]
+        self.assertEqual([entry["command"] for entry in below], ["flash dump", "flash restore", "flash verify"])
+
     def test_help_works_as_a_command(self):
         for words in ([], ["capture"], ["dark", "take"]):
             self.assertEqual(self.succeed("help", *words), self.succeed(*words, "--help"))

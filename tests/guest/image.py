@@ -86,6 +86,7 @@ def pack(folder, build):
     tree.put("/bin/busybox", "/bin/busybox")
     tree.put(HERE / "init", "/init")
     tree.put(HERE / "agent", "/agent")
+    tree.put(HERE / "held", "/usr/bin/held")
     tree.program(udev / "bin/udevadm", "/bin/udevadm")
     (tree.folder / "lib/systemd").mkdir(parents=True)
     (tree.folder / "lib/systemd/systemd-udevd").symlink_to("/bin/udevadm")

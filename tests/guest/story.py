@@ -6,7 +6,7 @@ from dataclasses import dataclass, field
 # Verb, and whether it opens a block that `end` closes.
 VERBS = {"run": False, "root": False, "start": False, "shows": False, "ends": False, "kill": False, "usb": False,
          "status": False, "prints": False, "lacks": False, "frames": False, "within": False, "sees": False,
-         "sleep": False, "note": False, "repeat": True, "each": True}
+         "sleep": False, "note": False, "repeat": True, "each": True, "for": True}
 # What is said of the command before it.
 EXPECTATIONS = ("status", "prints", "lacks", "frames", "within")
 
@@ -26,6 +26,7 @@ class Story:
     cameras: str = ""
     long: bool = False
     waits_for: str = ""
+    rank: int = 2
     steps: list = field(default_factory=list)
 
 
@@ -48,6 +49,8 @@ def parse(text, file):
             stories[-1].cameras = words
         elif verb == "long":
             stories[-1].long = True
+        elif verb == "rank":
+            stories[-1].rank = int(words)
         elif verb == "waits":
             stories[-1].waits_for = words
         elif verb == "end":

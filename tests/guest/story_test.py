@@ -2,6 +2,7 @@
 
 import re
 import unittest
+from fnmatch import fnmatch
 from pathlib import Path
 
 from story import fill, parse
@@ -30,6 +31,16 @@ class Stories(unittest.TestCase):
         self.assertGreater(len(named), 15)
         self.assertEqual([name for name in named if name not in names], [])
 
+    def test_the_documentation_names_tests_that_exist(self):
+        sources = "".join(file.read_text(encoding="utf-8") for file in (HERE.parent / "link").glob("*_test.cpp"))
+        tests = {f"{suite.removeprefix('Usb')}.{name}"
+                 for suite, name in re.findall(r"^(?:TYPED_)?TEST(?:_F)?\((\w+), (\w+)\)", sources, re.M)}
+        named = re.findall(r"`(\w+\.(?:\w+|\*))`", DOCUMENT.read_text(encoding="utf-8"))
+        named = [name for name in named if not name.startswith("usbcore")]
+        self.assertGreater(len(named), 3)
+        for name in named:
+            self.assertTrue(any(fnmatch(test, name) for test in tests), name)
+
 
 class Words(unittest.TestCase):
     def test_a_story_is_cameras_steps_and_what_is_expected_of_them(self):
@@ -37,6 +48,7 @@ class Words(unittest.TestCase):
             # a remark
             == a name
             cameras k1c,seed=2 x26m
+            rank 1
             run orqcam list
               status 3
               prints a  b
@@ -45,7 +57,7 @@ class Words(unittest.TestCase):
             end
             sleep 1
         """, "test")
-        self.assertEqual((story.name, story.cameras, story.long), ("a name", "k1c,seed=2 x26m", False))
+        self.assertEqual((story.name, story.cameras, story.long, story.rank), ("a name", "k1c,seed=2 x26m", False, 1))
         self.assertEqual([step.verb for step in story.steps], ["run", "each", "sleep"])
         self.assertEqual([(e.verb, e.words) for e in story.steps[0].expectations],
                          [("status", "3"), ("prints", "a  b")])

@@ -1,7 +1,10 @@
 // Frames over the device link: each one compared with what the sensor sent.
+#include <bit>
 #include <numeric>
+#include <utility>
 
 #include "OpenLink.h"
+#include "support/FrameReference.h"
 #include "support/VirtualRig.h"
 
 namespace orq::test {
@@ -38,7 +41,8 @@ constexpr Form kForms[] = {
     {"several transfers", 6200, 200, 1, k16LsbFirst, 0, 0},
 };
 
-/// Value of a sample on the 12-bit sensor in the frame's form: independent of the firmware's own packing.
+/// Value of a sample on the 12-bit sensor in the frame's form, samples of 16 bits as this computer reads them:
+/// independent of the firmware's own packing.
 std::vector<std::uint8_t> Expected(const wire::FrameHeader& header, std::uint64_t frameNumber) {
   ExposureSettings settings;
   settings.startX = header.startX;
@@ -54,12 +58,17 @@ std::vector<std::uint8_t> Expected(const wire::FrameHeader& header, std::uint64_
       }
       const auto low = static_cast<std::uint8_t>((sample << 4U) & 0xFFU);
       const auto high = static_cast<std::uint8_t>(sample >> 4U);
-      const bool lowFirst = header.format == k16LsbFirst;
+      constexpr bool lowFirst = std::endian::native == std::endian::little;
       bytes.push_back(lowFirst ? low : high);
       bytes.push_back(lowFirst ? high : low);
     }
   }
   return bytes;
+}
+
+/// What arrives of a payload that was sent.
+std::vector<std::uint8_t> Arrived(std::vector<std::uint8_t> sent, std::uint8_t format) {
+  return format == k8Bit ? sent : InHostOrder(std::move(sent), format == k16MsbFirst);
 }
 
 StreamFormat FormatOf(const Form& form) {
@@ -98,7 +107,8 @@ class Stream : public LinkTest<Door> {
       EXPECT_EQ(frame->header.format, form.format);
       EXPECT_EQ(frame->header.startX, form.startX);
       EXPECT_EQ(frame->header.startY, form.startY);
-      EXPECT_TRUE(frame->payload == this->camera->SentPayload(frame->header.sequence)) << "frame " << i;
+      EXPECT_TRUE(frame->payload == Arrived(this->camera->SentPayload(frame->header.sequence), form.format))
+          << "frame " << i;
       EXPECT_TRUE(frame->payload == Expected(frame->header, this->camera->FramesExposed() - 1)) << "frame " << i;
     }
     this->link.StopStream();
@@ -144,7 +154,7 @@ TYPED_TEST(Stream, BinnedFramesArriveAsTheSensorSentThem) {
     const auto frame = TakeFrame(this->Ring());
     ASSERT_TRUE(frame) << "bin " << int{bin};
     EXPECT_EQ(frame->header.bin, bin);
-    EXPECT_TRUE(frame->payload == this->camera->SentPayload(frame->header.sequence));
+    EXPECT_TRUE(frame->payload == Arrived(this->camera->SentPayload(frame->header.sequence), k16MsbFirst));
     this->link.StopStream();
   }
 }

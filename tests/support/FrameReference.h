@@ -2,8 +2,10 @@
 #pragma once
 
 #include <algorithm>
+#include <bit>
 #include <cstdint>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 namespace orq::test {
@@ -18,6 +20,13 @@ struct RawFrame {
   bool flipHorizontal = false;
   bool flipVertical = false;
 };
+
+/// What the link makes of the bytes of a frame: samples of 16 bits as this computer reads them.
+inline std::vector<std::uint8_t> InHostOrder(std::vector<std::uint8_t> wire, bool msbFirst) {
+  if (msbFirst != (std::endian::native == std::endian::little)) return wire;
+  for (std::size_t at = 0; at + 1 < wire.size(); at += 2) std::swap(wire[at], wire[at + 1]);
+  return wire;
+}
 
 inline std::uint32_t WireSample(const RawFrame& f, const std::vector<std::uint8_t>& wire, std::size_t at) {
   if (!f.wide) return wire.at(at);

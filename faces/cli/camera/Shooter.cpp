@@ -111,14 +111,13 @@ bool VideoShooter::Trigger() {
   return false;
 }
 
-ShotResult VideoShooter::TakeWithin(Frame& frame, std::chrono::milliseconds wait) {
+ShotResult VideoShooter::TakeWithin(FramePtr& frame, std::chrono::milliseconds wait) {
   reason_.clear();
-  const bool triggered = Trigger();
-  const int size = Camera().FrameBytes();
-  frame.bytes.resize(static_cast<std::size_t>(size));
-  if (triggered && Camera().GetFrame(frame.bytes.data(), size, static_cast<int>(wait.count()), frame.info) != 0) {
+  frame = FramePtr();  // its memory is for the frames to come
+  const auto goOn = [] { return true; };
+  if (Trigger() &&
+      Camera().AwaitFrame(nullptr, static_cast<int>(wait.count()), goOn, frame) == FrameMailbox::Result::Frame) {
     triggeredAt_.reset();
-    frame.clock = ReadClockState();
     return ShotResult::Good;
   }
   if (Camera().DeviceLost()) return ShotResult::Lost;
@@ -132,7 +131,13 @@ ShotResult VideoShooter::Take(Frame& frame, std::uint64_t, std::uint64_t) {
   const std::uint64_t framesBefore = Camera().Counters().started;
   for (;;) {
     if (StopRequested()) return ShotResult::Interrupted;
-    const ShotResult result = TakeWithin(frame, kVideoWait);
+    FramePtr shared;
+    const ShotResult result = TakeWithin(shared, kVideoWait);
+    if (result == ShotResult::Good) {
+      frame.bytes.assign(shared->Pixels().begin(), shared->Pixels().end());
+      frame.info = shared->Info();
+      frame.clock = ReadClockState();
+    }
     if (result != ShotResult::Failed || !reason_.empty()) return result;
     if (TriggerOverdue(begin, framesBefore)) return ShotResult::Ended;
   }

@@ -72,8 +72,8 @@ class VideoShooter : public Shooter {
   explicit VideoShooter(Session& session);
   ShotResult Take(Frame& frame, std::uint64_t number, std::uint64_t count) override;
   bool Resume() override;
-  /// The same with a limit: Failed, with an empty reason, when none came in time.
-  ShotResult TakeWithin(Frame& frame, std::chrono::milliseconds wait);
+  /// The same with a limit, and without a copy: Failed, with an empty reason, when none came in time.
+  ShotResult TakeWithin(FramePtr& frame, std::chrono::milliseconds wait);
 
  private:
   bool Dead();

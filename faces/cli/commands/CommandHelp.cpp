@@ -1,12 +1,24 @@
-// orqcam help: the same as --help.
+// orqcam help: the same as --help. For programs: which commands there are.
 #include <algorithm>
 #include <memory>
+#include <string>
 
 #include "commands/Commands.h"
 
 namespace orq::cli {
 
 namespace {
+
+// The command and those below it, each with all its words.
+void AddCommands(const CLI::App& app, const std::string& before, Json& list) {
+  for (const CLI::App* command : app.get_subcommands({})) {
+    const std::string words = before + command->get_name();
+    list.push_back({{"command", words},
+                    {"description", command->get_description()},
+                    {"runs", command->get_require_subcommand_min() == 0}});
+    AddCommands(*command, words + " ", list);
+  }
+}
 
 // The parser prints the help of the command that was given: `help` itself, so that the one that is meant is shown
 // by its formatter.
@@ -21,6 +33,12 @@ ExitCode RunHelp(const Context& context, const CLI::App& app, const std::vector<
     }
     shown = *next;
     name += " " + word;
+  }
+  if (context.json) {
+    Json list = Json::array();
+    AddCommands(*shown, shown == &app ? "" : name.substr(app.get_name().size() + 1) + " ", list);
+    context.out.Object({{"commands", list}});
+    return kExitOk;
   }
   context.out.Line(shown->get_formatter()->make_help(shown, name, CLI::AppFormatMode::Normal));
   return kExitOk;

@@ -130,7 +130,7 @@ void AddStream(Pages& pages, Session& session) {
   std::string end;
   {
     VideoShooter shooter(session);
-    Frame frame;
+    FramePtr frame;
     const auto until = std::chrono::steady_clock::now() + kStreamFor;
     while (std::chrono::steady_clock::now() < until && !StopRequested() && end.empty()) {
       const ShotResult result = shooter.TakeWithin(frame, kFrameWait);

@@ -84,7 +84,7 @@ AutoControl::AutoControl(Session& session, const AutoSettings& settings)
 
 void AutoControl::Settle(VideoShooter& shooter) {
   StatusLine line;
-  Frame frame;
+  FramePtr frame;
   const auto takeFrame = [&] {
     const ShotResult result = shooter.TakeWithin(frame, kWait);
     if (result == ShotResult::Ended) throw CliError(Status::Refused, shooter.Reason());

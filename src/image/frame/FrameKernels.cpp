@@ -86,25 +86,10 @@ void ScaleBayer(std::span<Sample> samples, int width, BayerPattern pattern, int 
 
 }  // namespace
 
-void MsbFirstToHost(std::span<std::uint16_t> samples) {
+void HostToMsbFirst(std::span<std::uint16_t> samples) {
   if constexpr (std::endian::native == std::endian::little) {
     for (std::uint16_t& sample : samples) sample = static_cast<std::uint16_t>((sample << 8) | (sample >> 8));
   }
-}
-
-void MsbFirstToHost(std::span<const std::uint8_t> in, std::span<std::uint8_t> out) {
-  for (std::size_t at = 0; at + 1 < in.size(); at += 2) {
-    std::uint16_t sample = 0;
-    std::memcpy(&sample, in.data() + at, sizeof sample);
-    if constexpr (std::endian::native == std::endian::little) {
-      sample = static_cast<std::uint16_t>((sample << 8) | (sample >> 8));
-    }
-    std::memcpy(out.data() + at, &sample, sizeof sample);
-  }
-}
-
-void HostToMsbFirst(std::span<std::uint16_t> samples) {
-  MsbFirstToHost(samples);  // swapping twice changes nothing
 }
 
 void WhiteBalance(std::span<std::uint8_t> samples, int width, BayerPattern pattern, int red, int blue) {

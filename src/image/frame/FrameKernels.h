@@ -11,12 +11,7 @@ namespace orq {
 /// Neutral white-balance value: the channel is left as it is.
 inline constexpr int kNeutralWhiteBalance = 50;
 
-/// Turns samples that arrived most significant byte first into host order, in place.
-void MsbFirstToHost(std::span<std::uint16_t> samples);
-/// Copies samples of 16 bits that arrived most significant byte first in host order, wherever they lie in memory.
-/// `out` is as large as `in` (an even number of bytes) and does not overlap it.
-void MsbFirstToHost(std::span<const std::uint8_t> in, std::span<std::uint8_t> out);
-/// The way back, in place.
+/// Turns samples in host order into such with the most significant byte first, in place.
 void HostToMsbFirst(std::span<std::uint16_t> samples);
 
 /// Multiplies the red and the blue samples of a Bayer frame by `red`/50 and `blue`/50 (values 1 to 99), rounded to

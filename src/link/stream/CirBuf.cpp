@@ -5,9 +5,11 @@
 #include <new>
 #include <system_error>
 
+#include "support/LargeBuffer.h"
+
 CirBuf::CirBuf(std::size_t frameBytes, int count)
     : frameBytes_(frameBytes), slots_(static_cast<std::size_t>(std::max(count, 1))), ended_(slots_.size()) {
-  for (Slot& slot : slots_) slot.payload = std::make_unique<std::uint8_t[]>(frameBytes_);
+  for (Slot& slot : slots_) slot.payload = orq::MakeLargeBuffer(frameBytes_);
   ready_.reserve(slots_.size());
 }
 

@@ -1,6 +1,7 @@
 #include "link/stream/FrameStreamParser.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 
 #include "link/WireProtocol.h"
@@ -9,8 +10,28 @@ namespace orq {
 
 static_assert(wire::kHeaderBytes + wire::kTrailerBytes <= CirBuf::kMarkBytes);
 
-FrameStreamParser::FrameStreamParser(CirBuf& ring, std::uint32_t payloadBytes, StreamStats& stats)
-    : ring_(ring), payloadBytes_(std::min<std::size_t>(payloadBytes, ring.FrameBytes())), stats_(stats) {}
+namespace {
+
+// Most processors' caches hold several frames below this.
+constexpr std::size_t kLargeFrame = std::size_t{1} << 20U;
+
+bool IsSwapped(const StreamFormat& format) {
+  const bool msbFirst = (format.format & wire::kFormatMsbFirst) != 0;
+  return (format.format & wire::kFormat16Bit) != 0 && msbFirst == (std::endian::native == std::endian::little);
+}
+
+std::size_t RoomFor(const StreamFormat& format, const CirBuf& ring) {
+  const std::size_t room = std::min<std::size_t>(format.PayloadBytes(), ring.FrameBytes());
+  return IsSwapped(format) ? room / 2 * 2 : room;
+}
+
+}  // namespace
+
+FrameStreamParser::FrameStreamParser(CirBuf& ring, const StreamFormat& format, StreamStats& stats)
+    : ring_(ring),
+      payloadBytes_(RoomFor(format, ring)),
+      copy_{.swapped = IsSwapped(format), .pastCache = payloadBytes_ >= kLargeFrame},
+      stats_(stats) {}
 
 void FrameStreamParser::Feed(std::span<const std::uint8_t> bytes, std::uint64_t nowNs) {
   if (bytes.empty()) return;
@@ -55,7 +76,7 @@ std::span<const std::uint8_t> FrameStreamParser::StoreMarks(std::span<const std:
 
 std::span<const std::uint8_t> FrameStreamParser::StorePayload(std::span<const std::uint8_t> bytes) {
   const std::size_t count = std::min(bytes.size(), payloadBytes_ - slot_->payloadBytes);
-  if (count != 0) std::memcpy(slot_->payload.get() + slot_->payloadBytes, bytes.data(), count);
+  copy_.Put(bytes.first(count), slot_->payload.get(), slot_->payloadBytes);
   slot_->payloadBytes += count;
   return bytes.subspan(count);
 }

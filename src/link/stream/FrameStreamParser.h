@@ -6,6 +6,8 @@
 #include <span>
 
 #include "link/stream/CirBuf.h"
+#include "link/stream/PayloadCopy.h"
+#include "link/stream/StreamFormat.h"
 #include "link/stream/StreamStats.h"
 
 namespace orq {
@@ -13,16 +15,16 @@ namespace orq {
 /// Fed with the bytes that transfers brought, in order, and with the ends of frames (short or zero-length
 /// packets). A frame begins only at the start of the stream, after the end of another, or after `Restart`;
 /// bytes elsewhere are skipped and counted. Header and trailer go to the slot's marks, the payload is copied
-/// once into the slot's buffer, whatever has no place is counted. A frame for which no slot is free is read
-/// and counted as dropped. Nothing is judged here: the ring's thread does that, by `FrameCheck`. Single-threaded;
-/// never blocks, never allocates.
+/// once into the slot's buffer, samples of 16 bits in host byte order, whatever has no place is counted. A frame
+/// for which no slot is free is read and counted as dropped. Nothing is judged here: the ring's thread does that,
+/// by `FrameCheck`. Single-threaded; never blocks, never allocates.
 class FrameStreamParser {
  public:
   /// Why a frame in work cannot be completed.
   enum class Fault : std::uint8_t { Stalled, Transport, TimedOut };
 
-  /// `payloadBytes`: length of every payload, at most `ring.FrameBytes()`.
-  FrameStreamParser(CirBuf& ring, std::uint32_t payloadBytes, StreamStats& stats);
+  /// `format`: of every frame; its payload is at most `ring.FrameBytes()` long.
+  FrameStreamParser(CirBuf& ring, const StreamFormat& format, StreamStats& stats);
 
   /// Bytes that arrived at `nowNs` (host monotonic time).
   void Feed(std::span<const std::uint8_t> bytes, std::uint64_t nowNs);
@@ -51,6 +53,7 @@ class FrameStreamParser {
 
   CirBuf& ring_;
   const std::size_t payloadBytes_;
+  const PayloadCopy copy_;
   StreamStats& stats_;
   State state_ = State::Between;
   CirBuf::Slot* slot_ = nullptr;

@@ -43,7 +43,7 @@ class StreamEngine::Core final : private TransferClient {
         tuning_(tuning),
         output_(std::move(output)),
         check_(format, stats_),
-        parser_(ring, format.PayloadBytes(), stats_),
+        parser_(ring, format, stats_),
         pool_(pipe, *this, stats_) {}
 
   bool Start();

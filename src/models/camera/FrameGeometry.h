@@ -34,7 +34,7 @@ struct FrameSetup {
   FrameRegion region;
   BinStages stages;
   bool wide = false;      ///< samples are transferred with 16 bits
-  bool msbFirst = false;  ///< and most significant byte first
+  bool msbFirst = false;  ///< and most significant byte first; the stream brings them into host order
   /// Automatic control, which goes by the model's name, takes 16-bit samples as most significant byte first.
   bool autoMsbFirst = false;
   int rawPattern = -1;  ///< Bayer pattern of the region as transferred; -1: none

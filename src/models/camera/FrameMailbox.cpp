@@ -5,8 +5,6 @@
 #include <cstring>
 #include <utility>
 
-#include "image/frame/FrameKernels.h"
-
 namespace orq {
 
 FrameReader::FrameReader(ReadMode mode, std::size_t depth)
@@ -29,13 +27,9 @@ std::span<std::uint8_t> FrameMailbox::Work() {
   return work_ ? work_->Room() : std::span<std::uint8_t>();
 }
 
-void FrameMailbox::Adopt(std::unique_ptr<std::uint8_t[]>& frame, bool msbFirst) {
+void FrameMailbox::Adopt(std::unique_ptr<std::uint8_t[]>& frame) {
   const std::span<std::uint8_t> work = Work();
-  if (msbFirst) {
-    MsbFirstToHost(std::span<const std::uint8_t>(frame.get(), work.size()), work);
-  } else if (adoptable_ == 0 || !work_->Swap(frame, adoptable_)) {
-    std::memcpy(work.data(), frame.get(), work.size());
-  }
+  if (adoptable_ == 0 || !work_->Swap(frame, adoptable_)) std::memcpy(work.data(), frame.get(), work.size());
 }
 
 void FrameMailbox::Publish(const FrameInfo& info) {

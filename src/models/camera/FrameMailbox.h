@@ -61,9 +61,8 @@ class FrameMailbox {
   /// Writer: where the next frame is to be put; empty while the frames that are held take all the memory.
   std::span<std::uint8_t> Work();
   /// Writer: makes what lies in `frame` the content of `Work`, which is not empty. A large frame is not copied: a
-  /// buffer of the same size is left in its place. `msbFirst`: its samples of 16 bits come in that order, and are
-  /// brought into host order.
-  void Adopt(std::unique_ptr<std::uint8_t[]>& frame, bool msbFirst);
+  /// buffer of the same size is left in its place.
+  void Adopt(std::unique_ptr<std::uint8_t[]>& frame);
   /// Writer: gives what is in `Work` to the readers.
   void Publish(const FrameInfo& info);
   /// Writer: a frame had to be left out, because `Work` was empty.

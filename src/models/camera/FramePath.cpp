@@ -111,10 +111,6 @@ void RunSteps(const FramePath& path, Sample* gamma, std::span<std::uint8_t> out)
 
 }  // namespace
 
-void ToHostOrder(const FrameSetup& setup, std::uint8_t* image) {
-  if (setup.msbFirst) MsbFirstToHost(Samples<std::uint16_t>(image, setup.TransferSamples()));
-}
-
 void RunFramePath(const FramePath& path, std::span<std::uint8_t> out) {
   assert(out.size() >= path.setup.OutputBytes());
   if (path.setup.wide) {

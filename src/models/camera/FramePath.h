@@ -36,9 +36,6 @@ struct FramePath {
   bool autoAfterBin = false;  ///< automatic control counts in delivered pixels: it gets the binned frame
 };
 
-/// Brings the frame that came into host byte order, in place. What corrects raw frames works on the result.
-void ToHostOrder(const FrameSetup& setup, std::uint8_t* image);
-
 /// Runs the steps after the corrections and puts the delivered frame into `out` (`setup.OutputBytes()` bytes). No
 /// allocation. Worker-only.
 void RunFramePath(const FramePath& path, std::span<std::uint8_t> out);

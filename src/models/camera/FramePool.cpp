@@ -4,10 +4,12 @@
 #include <new>
 #include <utility>
 
+#include "support/LargeBuffer.h"
+
 namespace orq {
 
 SharedFrame::SharedFrame(std::size_t capacity)
-    : capacity_(capacity), bytes_(std::make_unique_for_overwrite<std::uint8_t[]>(capacity)) {}
+    : capacity_(capacity), bytes_(MakeLargeBufferForOverwrite(capacity)) {}
 
 void SharedFrame::Release() {
   if (holders_.fetch_sub(1, std::memory_order_acq_rel) != 1) return;

@@ -234,7 +234,7 @@ bool CModelCamera::ProgramAll() {
   const RegisterBatch batches[] = {ExposureRegisters(exposureUs), GainRegisters(gain),
                                    BlackLevelRegisters(Brightness), BandwidthRegisters(bandwidthPerc),
                                    GeometryRegisters(worker_->setup)};
-  ProgramTriggers();
+  if (!ProgramTriggers()) return false;
   const auto write = [&](const RegisterBatch& batch) { return WriteHeld(*this, batch, batch); };
   if (!std::ranges::all_of(batches, write)) return false;
   MoveGpsLines();

@@ -188,7 +188,7 @@ class CModelCamera : public CCameraBase {
   void OpenAutoGate(const FrameInfo& info, int wbRed, int wbBlue);
   void AdjustCorrections(bool otherBin);
   bool MayBringFrames() const;
-  void ProgramTriggers();
+  bool ProgramTriggers();
   bool EnterKnownState();
   void CloseAutoGate();
   std::optional<int> SetClimate(ORQ_CONTROL_TYPE id, long value);

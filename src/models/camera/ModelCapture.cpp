@@ -152,8 +152,7 @@ CModelCamera::StreamEnd CModelCamera::DeliverFrames(bool* running, bool triggere
     SetTransferCount(static_cast<int>(worker.setup.WireBytes()));
     // The output of a stream that broke down may still run: nothing more is exposed for it from here on.
     FPGAStop();
-    WriteFPGAREG(wire::kFpgaSingle, snap ? 1 : 0);
-    if (!WriteTag(*this)) {
+    if (!WriteFPGAREG(wire::kFpgaSingle, snap ? 1 : 0) || !WriteTag(*this)) {
       trouble = StreamTrouble(*this);
       return StreamEnd::Failed;
     }
@@ -279,10 +278,9 @@ bool CModelCamera::PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info) {
       worker.timeMark && info.region.format != ORQ_IMG_RAW16 && info.region.height >= kMarkLeastHeight;
   const bool corrected = bGettingDark != 0 || CutDark != 0 || HPC != 0;
   if (IsDeliveredRaw(info) && !corrected && !copyForAuto && !curved && !marked) {
-    worker.mailbox.Adopt(pImgBuf, worker.setup.msbFirst);
+    worker.mailbox.Adopt(pImgBuf);
     return true;
   }
-  ToHostOrder(worker.setup, pImgBuf.get());
   CorrectFrame();
   treatment.darkExcess = DarkExcess();
   info.hotPixelsRepaired = HPC != 0 && TablesDescribe(*this, worker.setup.region);

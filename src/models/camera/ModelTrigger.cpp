@@ -1,6 +1,7 @@
 // Trigger modes of a model camera.
 #include "camera/CameraModeTable.h"
 #include "camera/TriggerSettings.h"
+#include "link/WireProtocol.h"
 #include "models/camera/ModelWorker.h"
 
 namespace orq {
@@ -12,14 +13,19 @@ constexpr int kStartMs = 5000;
 }  // namespace
 
 // Another program may have left the camera waiting for triggers, and a replug takes the mode away: what is stored
-// counts. Another camera may have been plugged in, too, that does not offer the mode.
-void CModelCamera::ProgramTriggers() {
+// counts. Another camera may have been plugged in, too, that does not offer the mode. False when the camera may go
+// on waiting for what it waited for: no frame would come, and nobody would know why. Outputs only tell others.
+bool CModelCamera::ProgramTriggers() {
   const TriggerSupport support = TriggerSupportOf(*this);
   if (!IsModeOffered(support, camMode)) camMode = 0;
-  if (!support.any) return;
-  ProgramTriggerInput(*this, camMode, normalModeFPGATrigger != 0);
+  if (!support.any) {
+    WriteFPGAREG(wire::kFpgaTriggerInput, 0);  // its unit may only have failed to say that it is there
+    return true;
+  }
+  const bool done = ProgramTriggerInput(*this, camMode, normalModeFPGATrigger != 0);
   ProgramTriggerOutput(*this, TRIG_OUTPUT_PINA, {pinAHigh != 0, pinADelay, pinADuration});
   ProgramTriggerOutput(*this, TRIG_OUTPUT_PINB, {pinBHigh != 0, pinBDelay, pinBDuration});
+  return done;
 }
 
 bool CModelCamera::AwaitTriggerReady(int waitMs) {

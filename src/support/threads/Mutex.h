@@ -36,6 +36,12 @@ class ORQ_SCOPED_CAPABILITY MutexLock {
   void Unlock() ORQ_RELEASE() { lock_.unlock(); }
   void Lock() ORQ_ACQUIRE() { lock_.lock(); }
 
+  /// Until the next notification, or `time`, or for no reason at all: for loops that look at their condition anew.
+  void WaitOnce(std::condition_variable& condition) { condition.wait(lock_); }
+  template <class Clock, class Duration>
+  void WaitOnceUntil(std::condition_variable& condition, const std::chrono::time_point<Clock, Duration>& time) {
+    condition.wait_until(lock_, time);
+  }
   template <class Done>
   void Wait(std::condition_variable& condition, Done done) {
     condition.wait(lock_, std::move(done));
@@ -53,7 +59,24 @@ class ORQ_SCOPED_CAPABILITY MutexLock {
   }
 
  private:
+  friend class MutexPause;
   std::unique_lock<std::mutex> lock_;
+};
+
+/// Lets go of a mutex that a caller's lock holds, from its making to its end.
+class ORQ_SCOPED_CAPABILITY MutexPause {
+ public:
+  /// `lock` holds `mutex`.
+  MutexPause(Mutex& mutex, MutexLock& lock) ORQ_RELEASE(mutex) : lock_(lock.lock_) {
+    static_cast<void>(mutex);
+    lock_.unlock();
+  }
+  ~MutexPause() ORQ_RELEASE() { lock_.lock(); }
+  MutexPause(const MutexPause&) = delete;
+  MutexPause& operator=(const MutexPause&) = delete;
+
+ private:
+  std::unique_lock<std::mutex>& lock_;
 };
 
 }  // namespace orq

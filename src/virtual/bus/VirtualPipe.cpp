@@ -32,7 +32,7 @@ class VirtualTransfer : public BulkTransfer {
 
 bool VirtualPipe::Start(std::shared_ptr<VirtualBus::Attachment> device) {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(signal_->mutex);
     device_ = std::move(device);
     closing_ = false;
   }
@@ -47,13 +47,13 @@ bool VirtualPipe::Start(std::shared_ptr<VirtualBus::Attachment> device) {
 void VirtualPipe::Enable(bool on) {
   std::shared_ptr<VirtualBus::Attachment> device;
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(signal_->mutex);
     enabled_ = on;
     device = device_;
   }
   if (on) {
     device->camera->SetWake([signal = signal_] {
-      const std::lock_guard lock(signal->mutex);
+      const MutexLock lock(signal->mutex);
       signal->woken = true;
       signal->events.notify_all();
     });
@@ -65,13 +65,13 @@ void VirtualPipe::Stop() {
     return;
   }
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(signal_->mutex);
     enabled_ = false;
     closing_ = true;
   }
-  events_.notify_all();
+  signal_->events.notify_all();
   thread_.join();
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(signal_->mutex);
   device_.reset();
 }
 
@@ -89,7 +89,7 @@ UsbError VirtualPipe::Submit(BulkTransfer& transfer) {
     return kUsbNoDevice;
   }
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(signal_->mutex);
     if (!enabled_) {
       return kUsbNotFound;
     }
@@ -101,16 +101,16 @@ UsbError VirtualPipe::Submit(BulkTransfer& transfer) {
     mine.cancelled = false;
     queue_.splice(queue_.end(), mine.place);
   }
-  events_.notify_all();
+  signal_->events.notify_all();
   return kUsbOk;
 }
 
 void VirtualPipe::Cancel(BulkTransfer& transfer) {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(signal_->mutex);
     static_cast<VirtualTransfer&>(transfer).cancelled = true;
   }
-  events_.notify_all();
+  signal_->events.notify_all();
 }
 
 UsbError VirtualPipe::ClearHalt() {
@@ -119,7 +119,7 @@ UsbError VirtualPipe::ClearHalt() {
   }
   std::shared_ptr<VirtualBus::Attachment> device;
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(signal_->mutex);
     if (!queue_.empty()) {
       return kUsbBusy;
     }
@@ -132,7 +132,7 @@ UsbError VirtualPipe::ClearHalt() {
 bool VirtualPipe::DevicePresent() const {
   std::shared_ptr<VirtualBus::Attachment> device;
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(signal_->mutex);
     device = device_;
   }
   return device != nullptr && bus_->Present(*device);
@@ -141,10 +141,10 @@ bool VirtualPipe::DevicePresent() const {
 // The usb-thread ---------------------------------------------------------------------------------------------
 
 void VirtualPipe::Run() {
-  Lock lock(mutex_);
+  MutexLock lock(signal_->mutex);
   while (!closing_ || !queue_.empty()) {
     if (queue_.empty()) {
-      events_.wait(lock);
+      lock.WaitOnce(signal_->events);
       continue;
     }
     if (VirtualTransfer* cancelled = CancelledOne()) {
@@ -163,17 +163,20 @@ VirtualTransfer* VirtualPipe::CancelledOne() const {
 }
 
 /// Gives the oldest transfer what the camera has for it.
-void VirtualPipe::Serve(Lock& lock) {
+void VirtualPipe::Serve(MutexLock& lock) {
   VirtualTransfer& transfer = *queue_.front();
   const auto device = device_;
   signal_->woken = false;
-  lock.unlock();
-  const bool present = bus_->Present(*device);
-  const BulkStep step = present ? device->camera->ReadStream(transfer.Rest()) : BulkStep{BulkStep::Kind::Gone};
-  if (present && step.kind == BulkStep::Kind::Gone) {
-    bus_->Unplug(*device);
+  BulkStep step{BulkStep::Kind::Gone};
+  {
+    const MutexPause open(signal_->mutex, lock);
+    if (bus_->Present(*device)) {
+      step = device->camera->ReadStream(transfer.Rest());
+      if (step.kind == BulkStep::Kind::Gone) {
+        bus_->Unplug(*device);
+      }
+    }
   }
-  lock.lock();
   switch (step.kind) {
     case BulkStep::Kind::Data:
       transfer.actual += static_cast<int>(step.bytes);
@@ -196,26 +199,27 @@ void VirtualPipe::Serve(Lock& lock) {
   }
 }
 
-void VirtualPipe::WaitUntil(std::chrono::steady_clock::time_point time, Lock& lock) {
-  const auto attention = [this] { return signal_->woken || closing_ || CancelledOne() != nullptr; };
+void VirtualPipe::WaitUntil(std::chrono::steady_clock::time_point time, MutexLock& lock) {
+  const auto attention = [this]() ORQ_REQUIRES(signal_->mutex) {
+    return signal_->woken || closing_ || CancelledOne() != nullptr;
+  };
   if (time == std::chrono::steady_clock::time_point::max()) {
-    events_.wait(lock, attention);
+    lock.Wait(signal_->events, attention);
   } else {
-    events_.wait_until(lock, time, attention);
+    lock.WaitUntil(signal_->events, time, attention);
   }
 }
 
 /// Hands the transfer back to its owner, who may submit or destroy it in the call: it is not touched afterwards.
-void VirtualPipe::Complete(VirtualTransfer& transfer, TransferStatus status, Lock& lock) {
+void VirtualPipe::Complete(VirtualTransfer& transfer, TransferStatus status, MutexLock& lock) {
   const auto place = std::ranges::find(queue_, &transfer);
   transfer.place.splice(transfer.place.end(), queue_, place);
   transfer.queued = false;
   transfer.status = status;
-  lock.unlock();
+  const MutexPause open(signal_->mutex, lock);
   if (transfer.onComplete != nullptr) {
     transfer.onComplete(transfer);
   }
-  lock.lock();
 }
 
 }  // namespace orq

@@ -6,10 +6,10 @@
 #include <functional>
 #include <list>
 #include <memory>
-#include <mutex>
 #include <thread>
 
 #include "link/usb/BulkPipe.h"
+#include "support/threads/Mutex.h"
 #include "virtual/bus/VirtualBus.h"
 
 namespace orq {
@@ -38,30 +38,26 @@ class VirtualPipe : public BulkPipe {
   bool Gone() override { return !DevicePresent(); }
 
  private:
-  using Lock = std::unique_lock<std::mutex>;
-
   /// Outlives the pipe where a camera still holds the wake-up.
   struct Signal {
-    std::mutex mutex;
+    Mutex mutex;  ///< the pipe's as well; never held while a camera or the bus is called
     std::condition_variable events;
-    bool woken = false;
+    bool woken ORQ_GUARDED_BY(mutex) = false;
   };
 
   bool DevicePresent() const;
   void Run();
-  void Serve(Lock& lock);
-  VirtualTransfer* CancelledOne() const;
-  void Complete(VirtualTransfer& transfer, TransferStatus status, Lock& lock);
-  void WaitUntil(std::chrono::steady_clock::time_point time, Lock& lock);
+  void Serve(MutexLock& lock) ORQ_REQUIRES(signal_->mutex);
+  VirtualTransfer* CancelledOne() const ORQ_REQUIRES(signal_->mutex);
+  void Complete(VirtualTransfer& transfer, TransferStatus status, MutexLock& lock) ORQ_REQUIRES(signal_->mutex);
+  void WaitUntil(std::chrono::steady_clock::time_point time, MutexLock& lock) ORQ_REQUIRES(signal_->mutex);
 
   const std::shared_ptr<VirtualBus> bus_;
   const std::shared_ptr<Signal> signal_ = std::make_shared<Signal>();
-  std::mutex& mutex_ = signal_->mutex;  ///< guards all below; never held while a camera or the bus is called
-  std::condition_variable& events_ = signal_->events;
-  std::shared_ptr<VirtualBus::Attachment> device_;
-  std::list<VirtualTransfer*> queue_;
-  bool enabled_ = false;
-  bool closing_ = false;
+  std::shared_ptr<VirtualBus::Attachment> device_ ORQ_GUARDED_BY(signal_->mutex);
+  std::list<VirtualTransfer*> queue_ ORQ_GUARDED_BY(signal_->mutex);
+  bool enabled_ ORQ_GUARDED_BY(signal_->mutex) = false;
+  bool closing_ ORQ_GUARDED_BY(signal_->mutex) = false;
   std::thread thread_;
 };
 

@@ -74,7 +74,7 @@ Firmware::Firmware(const VirtualOptions& options, std::unique_ptr<FrameSource> s
 }
 
 Firmware::~Firmware() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   SaveMemory();
 }
 
@@ -85,7 +85,7 @@ std::uint16_t Firmware::ProductId() const {
 // Bus --------------------------------------------------------------------------------------------------------
 
 void Firmware::PowerCycle() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   powerLost_ = false;
   PowerUpRegisters();
   if (memory_.registers) {
@@ -106,7 +106,7 @@ void Firmware::PowerCycle() {
 
 void Firmware::Disconnect() {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     devices_.PowerOff();
   }
   stream_.Disconnect();
@@ -144,7 +144,7 @@ void Firmware::PowerUpRegisters() {
 }
 
 void Firmware::SetConfiguration(int configuration) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   configured_ = configuration == wire::kConfiguration;
   ApplySettings();
   stream_.ClearHalt();
@@ -152,7 +152,7 @@ void Firmware::SetConfiguration(int configuration) {
 
 /// What the image path is to do by the registers as they stand.
 StreamSettings Firmware::CurrentSettings() const {
-  const auto number = [this](std::uint16_t reg, int bytes) {
+  const auto number = [this](std::uint16_t reg, int bytes) ORQ_REQUIRES(mutex_) {
     return static_cast<int>(fpga_.ReadWide(static_cast<std::uint8_t>(reg), bytes));
   };
   StreamSettings settings;
@@ -216,7 +216,7 @@ bool Firmware::SaveMemory() {
     memory_.registers = DeviceRegisters{fpga_.All(), sensor_, devices_.Warmth()};
   }
   std::string error;
-  const bool saved = SaveState(options_.state, ProductId(), memory_, error);
+  const bool saved = SaveState(options_.state, DeviceOf(options_).productId, memory_, error);
   if (pluggedIn) {
     memory_.registers.reset();
   }
@@ -226,22 +226,22 @@ bool Firmware::SaveMemory() {
 // For tests --------------------------------------------------------------------------------------------------
 
 std::vector<LoggedRequest> Firmware::Requests() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return {log_.begin(), log_.end()};
 }
 
 void Firmware::ClearRequests() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   log_.clear();
 }
 
 std::uint8_t Firmware::FpgaRegister(std::uint16_t reg) const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return reg < FpgaRegisters::kCount ? FpgaValue(reg) : std::uint8_t{0};
 }
 
 void Firmware::SetFpgaRegister(std::uint16_t reg, std::uint8_t value) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   if (reg < FpgaRegisters::kCount) {
     fpga_.Set(static_cast<std::uint8_t>(reg), value);
     devices_.AfterWrite(static_cast<std::uint8_t>(reg), fpga_);
@@ -250,18 +250,18 @@ void Firmware::SetFpgaRegister(std::uint16_t reg, std::uint8_t value) {
 }
 
 std::uint8_t Firmware::SensorRegister(std::uint16_t reg) const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return SensorByte(reg);
 }
 
 void Firmware::SetSensorRegister(std::uint16_t reg, std::uint8_t value) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   sensor_[reg] = value;
   ApplySettings();
 }
 
 std::vector<std::uint8_t> Firmware::Flash(std::uint32_t address, std::size_t bytes) const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   if (!SpiFlash::Contains(address, bytes)) {
     return {};
   }
@@ -270,7 +270,7 @@ std::vector<std::uint8_t> Firmware::Flash(std::uint32_t address, std::size_t byt
 }
 
 void Firmware::SetFlash(std::uint32_t address, std::span<const std::uint8_t> bytes) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   if (SpiFlash::Contains(address, bytes.size())) {
     std::ranges::copy(bytes, memory_.flash.Cells(address, bytes.size()).begin());
     SaveMemory();
@@ -278,27 +278,27 @@ void Firmware::SetFlash(std::uint32_t address, std::span<const std::uint8_t> byt
 }
 
 void Firmware::SetBoardType(std::uint8_t type) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   boardType_ = type;
 }
 
 void Firmware::AddFlashFault(const FlashFault& fault) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   flashFaults_.Add(fault);
 }
 
 DeviceReadings Firmware::Readings() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return devices_.Readings(fpga_);
 }
 
 void Firmware::FailRequests(std::uint8_t request, UsbError error, int skip, int count) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   faults_.Fail(request, error, skip, count);
 }
 
 void Firmware::ClearFailures() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   faults_.Clear();
 }
 

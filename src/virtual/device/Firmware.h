@@ -5,11 +5,11 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "support/threads/Mutex.h"
 #include "virtual/board/Peripherals.h"
 #include "virtual/bus/VirtualCamera.h"
 #include "virtual/device/FpgaRegisters.h"
@@ -83,58 +83,58 @@ class Firmware : public VirtualCamera {
   };
   static const std::array<RequestEntry, 24> kRequests;
 
-  int Execute(const SetupPacket& setup, Data data);
+  int Execute(const SetupPacket& setup, Data data) ORQ_REQUIRES(mutex_);
 
   // Requests: false refuses.
-  bool StopClock(const SetupPacket& setup, Data data);
-  bool StartClock(const SetupPacket& setup, Data data);
-  bool SwitchGuideLine(const SetupPacket& setup, Data data);
-  bool BoardTemperature(const SetupPacket& setup, Data data);
-  bool TransferCount(const SetupPacket& setup, Data data);
-  bool ReadFocusMotor(const SetupPacket& setup, Data data);
-  bool WriteFocusMotor(const SetupPacket& setup, Data data);
-  bool FlashWrite(const SetupPacket& setup, Data data);
-  bool FlashRead(const SetupPacket& setup, Data data);
-  bool FlashErase(const SetupPacket& setup, Data data);
-  bool TemperatureAdc(const SetupPacket& setup, Data data);
-  bool SerialNumber(const SetupPacket& setup, Data data);
-  bool ReadFpga(const SetupPacket& setup, Data data);
-  bool WriteFpga(const SetupPacket& setup, Data data);
-  bool ReadSensor(const SetupPacket& setup, Data data);
-  bool WriteSensor(const SetupPacket& setup, Data data);
-  bool FirmwareVersion(const SetupPacket& setup, Data data);
-  bool MainBoardType(const SetupPacket& setup, Data data);
-  bool GpifBusWidth(const SetupPacket& setup, Data data);
-  bool SoftTrigger(const SetupPacket& setup, Data data);
-  bool GpsBlock(const SetupPacket& setup, Data data);
-  bool GpsLatchAtOnce(const SetupPacket& setup, Data data);
-  bool AdcChannel(const SetupPacket& setup, Data data);
+  bool StopClock(const SetupPacket& setup, Data data) ORQ_REQUIRES(mutex_);
+  bool StartClock(const SetupPacket& setup, Data data) ORQ_REQUIRES(mutex_);
+  bool SwitchGuideLine(const SetupPacket& setup, Data data) ORQ_REQUIRES(mutex_);
+  bool BoardTemperature(const SetupPacket& setup, Data data) ORQ_REQUIRES(mutex_);
+  bool TransferCount(const SetupPacket& setup, Data data) ORQ_REQUIRES(mutex_);
+  bool ReadFocusMotor(const SetupPacket& setup, Data data) ORQ_REQUIRES(mutex_);
+  bool WriteFocusMotor(const SetupPacket& setup, Data data) ORQ_REQUIRES(mutex_);
+  bool FlashWrite(const SetupPacket& setup, Data data) ORQ_REQUIRES(mutex_);
+  bool FlashRead(const SetupPacket& setup, Data data) ORQ_REQUIRES(mutex_);
+  bool FlashErase(const SetupPacket& setup, Data data) ORQ_REQUIRES(mutex_);
+  bool TemperatureAdc(const SetupPacket& setup, Data data) ORQ_REQUIRES(mutex_);
+  bool SerialNumber(const SetupPacket& setup, Data data) ORQ_REQUIRES(mutex_);
+  bool ReadFpga(const SetupPacket& setup, Data data) ORQ_REQUIRES(mutex_);
+  bool WriteFpga(const SetupPacket& setup, Data data) ORQ_REQUIRES(mutex_);
+  bool ReadSensor(const SetupPacket& setup, Data data) ORQ_REQUIRES(mutex_);
+  bool WriteSensor(const SetupPacket& setup, Data data) ORQ_REQUIRES(mutex_);
+  bool FirmwareVersion(const SetupPacket& setup, Data data) ORQ_REQUIRES(mutex_);
+  bool MainBoardType(const SetupPacket& setup, Data data) ORQ_REQUIRES(mutex_);
+  bool GpifBusWidth(const SetupPacket& setup, Data data) ORQ_REQUIRES(mutex_);
+  bool SoftTrigger(const SetupPacket& setup, Data data) ORQ_REQUIRES(mutex_);
+  bool GpsBlock(const SetupPacket& setup, Data data) ORQ_REQUIRES(mutex_);
+  bool GpsLatchAtOnce(const SetupPacket& setup, Data data) ORQ_REQUIRES(mutex_);
+  bool AdcChannel(const SetupPacket& setup, Data data) ORQ_REQUIRES(mutex_);
 
-  void PowerUpRegisters();
-  bool FlashReachable();
-  void LosePower();
-  bool SaveMemory();
-  std::uint8_t FpgaValue(std::uint16_t reg) const;
-  std::uint8_t SensorByte(std::uint16_t reg) const;
-  int SensorValue(std::uint16_t reg) const;
-  StreamSettings CurrentSettings() const;
-  void ApplySettings();
+  void PowerUpRegisters() ORQ_REQUIRES(mutex_);
+  bool FlashReachable() ORQ_REQUIRES(mutex_);
+  void LosePower() ORQ_REQUIRES(mutex_);
+  bool SaveMemory() ORQ_REQUIRES(mutex_);
+  std::uint8_t FpgaValue(std::uint16_t reg) const ORQ_REQUIRES(mutex_);
+  std::uint8_t SensorByte(std::uint16_t reg) const ORQ_REQUIRES(mutex_);
+  int SensorValue(std::uint16_t reg) const ORQ_REQUIRES(mutex_);
+  StreamSettings CurrentSettings() const ORQ_REQUIRES(mutex_);
+  void ApplySettings() ORQ_REQUIRES(mutex_);
 
   const VirtualOptions options_;
-  mutable std::mutex mutex_;  ///< guards all below but the stream and the temperatures, which guard themselves
-  DeviceMemory memory_;
-  mutable FpgaRegisters fpga_;                ///< a read brings it up to date
-  mutable std::vector<std::uint8_t> sensor_;  ///< likewise
-  RequestFaults faults_;
-  FlashFaults flashFaults_;
-  std::deque<LoggedRequest> log_;
-  std::uint8_t boardType_;
-  bool clockOn_ = true;
-  bool busOn_ = true;
-  bool configured_ = false;
-  bool powerLost_ = false;
-  std::uint32_t transferBlocks_ = 0;
-  Peripherals devices_;
+  mutable Mutex mutex_;
+  DeviceMemory memory_ ORQ_GUARDED_BY(mutex_);
+  mutable FpgaRegisters fpga_ ORQ_GUARDED_BY(mutex_);                ///< a read brings it up to date
+  mutable std::vector<std::uint8_t> sensor_ ORQ_GUARDED_BY(mutex_);  ///< likewise
+  RequestFaults faults_ ORQ_GUARDED_BY(mutex_);
+  FlashFaults flashFaults_ ORQ_GUARDED_BY(mutex_);
+  std::deque<LoggedRequest> log_ ORQ_GUARDED_BY(mutex_);
+  std::uint8_t boardType_ ORQ_GUARDED_BY(mutex_);
+  bool clockOn_ ORQ_GUARDED_BY(mutex_) = true;
+  bool busOn_ ORQ_GUARDED_BY(mutex_) = true;
+  bool configured_ ORQ_GUARDED_BY(mutex_) = false;
+  bool powerLost_ ORQ_GUARDED_BY(mutex_) = false;
+  std::uint32_t transferBlocks_ ORQ_GUARDED_BY(mutex_) = 0;
+  Peripherals devices_;  ///< called with the mutex held, but for what is any-thread
   const std::optional<GpsUnit> gps_;
   FrameStream stream_;
   std::unique_ptr<TriggerPulses> triggerPulses_;  ///< ends before the stream

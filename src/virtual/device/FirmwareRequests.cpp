@@ -60,7 +60,7 @@ int Firmware::Control(const SetupPacket& setup, std::span<std::uint8_t> data) {
   if (!stream_.Connected()) {
     return kUsbNoDevice;
   }
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   const int result = Execute(setup, data);
   const std::size_t kept = setup.In() ? static_cast<std::size_t>(std::max(result, 0)) : data.size();
   log_.push_back({setup, {data.begin(), data.begin() + static_cast<std::ptrdiff_t>(kept)}, result});

@@ -17,7 +17,7 @@ std::size_t PayloadsToKeep(std::size_t bytes) {
 }  // namespace
 
 void FrameStream::Run() {
-  Lock lock(mutex_);
+  MutexLock lock(mutex_);
   while (true) {
     AwaitWork(lock);
     if (quit_) {
@@ -26,19 +26,19 @@ void FrameStream::Run() {
     Exposure exposure = Begin();
     exposing_ = exposure.epoch;
     std::shared_ptr<const Payload> payload = Render(exposure, lock);
-    const auto isVoid = [&] { return exposure.epoch != epoch_; };
+    const auto isVoid = [&]() ORQ_REQUIRES(mutex_) { return exposure.epoch != epoch_; };
     if (isVoid()) {
       continue;
     }
     if (Clock::now() > exposure.readoutAt && !exposure.readoutSeconds) {
       exposure.readoutAt = Clock::now();  // rendering took longer than the exposure
-    } else if (work_.wait_until(lock, exposure.readoutAt, isVoid)) {
+    } else if (lock.WaitUntil(work_, exposure.readoutAt, isVoid)) {
       continue;
     }
     ReadOut(exposure, std::move(payload));
-    lock.unlock();
+    lock.Unlock();
     Wake();
-    lock.lock();
+    lock.Lock();
   }
 }
 
@@ -49,12 +49,12 @@ bool FrameStream::GeometryValid() const {
 }
 
 /// Returns when an exposure is due or the thread is to end.
-void FrameStream::AwaitWork(Lock& lock) {
+void FrameStream::AwaitWork(MutexLock& lock) {
   while (!quit_ && !ExposureDue()) {
     if (Exposable() && !Exhausted() && trigger_.AtLevel()) {
-      work_.wait_until(lock, SensorFreeAt());
+      lock.WaitOnceUntil(work_, SensorFreeAt());
     } else {
-      work_.wait(lock);
+      lock.WaitOnce(work_);
     }
   }
 }
@@ -146,21 +146,20 @@ void FrameStream::AddFlash(Exposure& exposure) const {
 }
 
 /// The frame's payload; the lock is open meanwhile.
-std::shared_ptr<const Payload> FrameStream::Render(const Exposure& exposure, Lock& lock) {
+std::shared_ptr<const Payload> FrameStream::Render(const Exposure& exposure, MutexLock& lock) {
   if (options_.preRender > 0) {
     return RenderAhead(exposure, lock);
   }
   const std::size_t samples =
       static_cast<std::size_t>(exposure.sensor.width) * static_cast<std::size_t>(exposure.sensor.height);
   std::shared_ptr<Payload> payload = FreeBuffer(PayloadBytes(samples, exposure.geometry.format));
-  lock.unlock();
+  const MutexPause open(mutex_, lock);
   Fill(exposure.sensor, exposure.geometry, *payload);
-  lock.lock();
   return payload;
 }
 
 /// The same few payloads in turn, made when the geometry is first used.
-std::shared_ptr<const Payload> FrameStream::RenderAhead(const Exposure& exposure, Lock& lock) {
+std::shared_ptr<const Payload> FrameStream::RenderAhead(const Exposure& exposure, MutexLock& lock) {
   if (rendered_.empty() || renderedFor_ != exposure.geometry) {
     rendered_.clear();
     renderedFor_ = exposure.geometry;
@@ -171,9 +170,10 @@ std::shared_ptr<const Payload> FrameStream::RenderAhead(const Exposure& exposure
     for (int i = 0; i < options_.preRender; ++i) {
       auto payload = std::make_shared<Payload>(PayloadBytes(samples, exposure.geometry.format));
       settings.frameNumber = static_cast<std::uint64_t>(i);
-      lock.unlock();
-      Fill(settings, exposure.geometry, *payload);
-      lock.lock();
+      {
+        const MutexPause open(mutex_, lock);
+        Fill(settings, exposure.geometry, *payload);
+      }
       if (exposure.epoch != epoch_) {
         return nullptr;
       }
@@ -282,7 +282,8 @@ std::uint32_t FrameStream::Latch(const Exposure& exposure, double readoutSeconds
   const double firstRowSeconds = readoutSeconds - static_cast<double>(exposure.sensor.exposureUs) * 1e-6;
   const double rowSeconds = exposure.readoutUs * 1e-6 / geometry.height;
   const auto exposedAt = [&](int line) {  // sensor lines that are binned together begin together
-    return firstRowSeconds + (line - geometry.startY) / geometry.bin * rowSeconds;
+    const int row = (line - geometry.startY) / geometry.bin;
+    return firstRowSeconds + row * rowSeconds;
   };
   latching_ = {latches_, exposedAt(exposure.gpsLines->start), exposedAt(exposure.gpsLines->end)};
   return latches_;
@@ -297,7 +298,7 @@ void FrameStream::SettleLatch() {
 }
 
 GpsLatch FrameStream::LastLatch() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return latching_ && Clock::now() >= lastReadoutEnd_ ? *latching_ : latched_;
 }
 

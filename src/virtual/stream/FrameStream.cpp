@@ -32,7 +32,7 @@ FrameStream::FrameStream(std::unique_ptr<FrameSource> source, const VirtualOptio
 
 FrameStream::~FrameStream() {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     quit_ = true;
     ++epoch_;
   }
@@ -43,7 +43,7 @@ FrameStream::~FrameStream() {
 // Control side -----------------------------------------------------------------------------------------------
 
 void FrameStream::PowerUp(const StreamSettings& settings) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   Abort();
   endPending_ = false;
   cut_.reset();
@@ -64,7 +64,7 @@ void FrameStream::PowerUp(const StreamSettings& settings) {
 
 void FrameStream::Disconnect() {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     connected_ = false;
     Abort();
   }
@@ -72,13 +72,13 @@ void FrameStream::Disconnect() {
 }
 
 bool FrameStream::Connected() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return connected_;
 }
 
 void FrameStream::Apply(const StreamSettings& settings) {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     const bool started = settings.output && !settings_.output;
     const bool stopped = settings_.output && !settings.output;
     const bool other = settings.geometry != settings_.geometry || settings.trigger != settings_.trigger ||
@@ -108,7 +108,7 @@ void FrameStream::Apply(const StreamSettings& settings) {
 
 void FrameStream::SoftTrigger() {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     trigger_.SoftwareRequest(SensorNow(), Clock::now());
   }
   work_.notify_all();
@@ -116,24 +116,24 @@ void FrameStream::SoftTrigger() {
 
 void FrameStream::SetTriggerLine(bool high) {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     trigger_.SetLine(high, SensorNow(), Clock::now());
   }
   work_.notify_all();
 }
 
 void FrameStream::SetFlux(double electronsPerSecond) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   flatFlux_ = electronsPerSecond;
 }
 
 std::uint64_t FrameStream::TriggersMissed() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return trigger_.Missed();
 }
 
 std::vector<SyncEdge> FrameStream::SyncEdges(int output) const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   if (output < 0 || static_cast<std::size_t>(output) >= kSyncOutputs) {
     return {};
   }
@@ -141,22 +141,22 @@ std::vector<SyncEdge> FrameStream::SyncEdges(int output) const {
 }
 
 void FrameStream::AddFault(const FrameFault& fault) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   faults_.Add(fault);
 }
 
 std::uint64_t FrameStream::FramesExposed() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return framesExposed_;
 }
 
 std::uint64_t FrameStream::LastExposureUs() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return lastExposureUs_;
 }
 
 Payload FrameStream::SentPayload(std::uint32_t sequence) const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   for (const SentFrame& sent : sent_) {
     if (sent.payload != nullptr && sent.header.sequence == sequence) {
       return *sent.payload;
@@ -166,7 +166,7 @@ Payload FrameStream::SentPayload(std::uint32_t sequence) const {
 }
 
 std::vector<SentFrame> FrameStream::SentFrames() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   std::vector<SentFrame> frames;
   for (std::size_t i = 0; i < sent_.size(); ++i) {
     const SentFrame& sent = sent_[(nextSent_ + i) % sent_.size()];
@@ -223,7 +223,7 @@ void FrameStream::PopFrame() {
 // Endpoint ---------------------------------------------------------------------------------------------------
 
 BulkStep FrameStream::Read(std::span<std::uint8_t> out) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   BulkStep step;
   step.wakeAt = Clock::time_point::max();
   if (!connected_) {
@@ -325,7 +325,7 @@ BulkStep FrameStream::SendFrom(Waiting& waiting, std::span<std::uint8_t> out) {
 
 void FrameStream::ClearHalt() {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     halted_ = false;
     endPending_ = false;
     cut_.reset();
@@ -337,12 +337,12 @@ void FrameStream::ClearHalt() {
 }
 
 void FrameStream::SetWake(std::function<void()> onWake) {
-  const std::lock_guard lock(wakeMutex_);
+  const MutexLock lock(wakeMutex_);
   onWake_ = std::move(onWake);
 }
 
 void FrameStream::Wake() {
-  const std::lock_guard lock(wakeMutex_);
+  const MutexLock lock(wakeMutex_);
   if (onWake_) {
     onWake_();
   }

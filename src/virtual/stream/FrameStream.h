@@ -7,11 +7,11 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <thread>
 #include <vector>
 
+#include "support/threads/Mutex.h"
 #include "virtual/bus/VirtualCamera.h"
 #include "virtual/device/DeviceClock.h"
 #include "virtual/faults/FaultScript.h"
@@ -101,7 +101,6 @@ class FrameStream {
 
  private:
   using Clock = std::chrono::steady_clock;
-  using Lock = std::unique_lock<std::mutex>;
 
   /// One exposure from its start to the end of its readout.
   struct Exposure {
@@ -124,87 +123,90 @@ class FrameStream {
   };
 
   void Run();
-  bool ExposureDue() const;
-  void AwaitWork(Lock& lock);
-  bool Exposable() const;
-  bool GeometryValid() const;
-  TriggerUnit::Sensor SensorNow() const;
-  Clock::time_point SensorFreeAt() const;
-  bool Exhausted() const;
-  Exposure Begin();
-  std::shared_ptr<const Payload> Render(const Exposure& exposure, Lock& lock);
-  std::shared_ptr<const Payload> RenderAhead(const Exposure& exposure, Lock& lock);
-  std::shared_ptr<Payload> FreeBuffer(std::size_t bytes);
+  bool ExposureDue() const ORQ_REQUIRES(mutex_);
+  void AwaitWork(MutexLock& lock) ORQ_REQUIRES(mutex_);
+  bool Exposable() const ORQ_REQUIRES(mutex_);
+  bool GeometryValid() const ORQ_REQUIRES(mutex_);
+  TriggerUnit::Sensor SensorNow() const ORQ_REQUIRES(mutex_);
+  Clock::time_point SensorFreeAt() const ORQ_REQUIRES(mutex_);
+  bool Exhausted() const ORQ_REQUIRES(mutex_);
+  Exposure Begin() ORQ_REQUIRES(mutex_);
+  std::shared_ptr<const Payload> Render(const Exposure& exposure, MutexLock& lock) ORQ_REQUIRES(mutex_);
+  std::shared_ptr<const Payload> RenderAhead(const Exposure& exposure, MutexLock& lock) ORQ_REQUIRES(mutex_);
+  std::shared_ptr<Payload> FreeBuffer(std::size_t bytes) ORQ_REQUIRES(mutex_);
   std::uint64_t WholeLinesUs(std::uint64_t exposureUs) const;
   int AdcBits(const FrameGeometry& geometry) const;
   void Fill(const ExposureSettings& settings, const FrameGeometry& geometry, Payload& payload);
-  void ReadOut(const Exposure& exposure, std::shared_ptr<const Payload> payload);
-  void Remember(SentFrame frame);
-  double ReadoutSeconds(const Exposure& exposure) const;
-  void AddFlash(Exposure& exposure) const;
-  std::uint32_t Latch(const Exposure& exposure, double readoutSeconds);
-  void SettleLatch();
+  void ReadOut(const Exposure& exposure, std::shared_ptr<const Payload> payload) ORQ_REQUIRES(mutex_);
+  void Remember(SentFrame frame) ORQ_REQUIRES(mutex_);
+  double ReadoutSeconds(const Exposure& exposure) const ORQ_REQUIRES(mutex_);
+  void AddFlash(Exposure& exposure) const ORQ_REQUIRES(mutex_);
+  std::uint32_t Latch(const Exposure& exposure, double readoutSeconds) ORQ_REQUIRES(mutex_);
+  void SettleLatch() ORQ_REQUIRES(mutex_);
 
-  void Abort();
-  void DropFrames();
-  void PopFrame();
-  BulkStep Strike(FramePlan::Event event);
-  BulkStep SendFrom(Waiting& waiting, std::span<std::uint8_t> out);
-  BulkStep SendCut(std::span<std::uint8_t> out);
+  void Abort() ORQ_REQUIRES(mutex_);
+  void DropFrames() ORQ_REQUIRES(mutex_);
+  void PopFrame() ORQ_REQUIRES(mutex_);
+  BulkStep Strike(FramePlan::Event event) ORQ_REQUIRES(mutex_);
+  BulkStep SendFrom(Waiting& waiting, std::span<std::uint8_t> out) ORQ_REQUIRES(mutex_);
+  BulkStep SendCut(std::span<std::uint8_t> out) ORQ_REQUIRES(mutex_);
   std::size_t ReadOutBytes(const Waiting& waiting) const;
-  void CutFrame();
+  void CutFrame() ORQ_REQUIRES(mutex_);
   Clock::duration Scaled(double microseconds) const;
-  double ReadoutUs(const FrameGeometry& geometry) const;
-  std::uint64_t DeviceUs(Clock::time_point time) const;
+  double ReadoutUs(const FrameGeometry& geometry) const ORQ_REQUIRES(mutex_);
+  std::uint64_t DeviceUs(Clock::time_point time) const ORQ_REQUIRES(mutex_);
   void Wake();
 
   const std::unique_ptr<FrameSource> source_;
   const VirtualOptions options_;
   const DeviceClock& clock_;
   const std::function<double()> sensorC_;
-  std::optional<double> flatFlux_;  ///< set while the camera runs
+  std::optional<double> flatFlux_ ORQ_GUARDED_BY(mutex_);  ///< set while the camera runs
   const int packet_;
 
-  mutable std::mutex mutex_;
+  mutable Mutex mutex_;
   std::condition_variable work_;  ///< for the sensor thread
-  bool quit_ = false;
-  bool connected_ = false;
-  bool halted_ = false;
-  bool endPending_ = false;  ///< the host is owed a zero-length packet
-  StreamSettings settings_;
-  FrameFaults faults_;
-  std::uint64_t epoch_ = 0;            ///< changes whenever exposures under way become void
-  std::uint64_t exposedSinceRun_ = 0;  ///< frames since the output was started
-  TriggerUnit trigger_;
-  mutable std::array<SyncOutput, kSyncOutputs> sync_;  ///< reading the edges brings them up to date
-  Clock::time_point poweredAt_ = Clock::now();
-  Clock::time_point exposableSince_{};
-  std::optional<std::uint64_t> exposing_;  ///< epoch of the exposure in work
-  std::uint64_t framesExposed_ = 0;
-  std::uint32_t sequence_ = kFirstSequence;
-  std::uint64_t lastExposureUs_ = 0;
-  bool overlapping_ = false;  ///< the next exposure follows on the last one's readout
-  Clock::time_point lastReadoutAt_{};
-  Clock::time_point lastReadoutEnd_{};
-  double lastReadoutSeconds_ = 0;     ///< device time, as the latches count it
-  double lastReadoutEndSeconds_ = 0;  ///< likewise
-  std::uint32_t latches_ = 0;         ///< counter of the last one
-  GpsLatch latched_;                  ///< of the last frame whose readout has ended
-  std::optional<GpsLatch> latching_;  ///< of the frame that is read out until `lastReadoutEnd_`
-  std::array<Waiting, kDeviceFrames> frames_;
-  std::size_t firstFrame_ = 0;
-  std::size_t frameCount_ = 0;
-  std::vector<std::shared_ptr<Payload>> buffers_;
-  std::vector<std::shared_ptr<const Payload>> rendered_;  ///< made ahead for `renderedFor_`
-  FrameGeometry renderedFor_;
-  std::optional<WireFrame> cut_;  ///< what the controller holds of a frame that was ended early
-  std::array<SentFrame, 8> sent_;
-  std::size_t nextSent_ = 0;
+  bool quit_ ORQ_GUARDED_BY(mutex_) = false;
+  bool connected_ ORQ_GUARDED_BY(mutex_) = false;
+  bool halted_ ORQ_GUARDED_BY(mutex_) = false;
+  bool endPending_ ORQ_GUARDED_BY(mutex_) = false;  ///< the host is owed a zero-length packet
+  StreamSettings settings_ ORQ_GUARDED_BY(mutex_);
+  FrameFaults faults_ ORQ_GUARDED_BY(mutex_);
+  std::uint64_t epoch_ ORQ_GUARDED_BY(mutex_) = 0;            ///< changes whenever exposures under way become void
+  std::uint64_t exposedSinceRun_ ORQ_GUARDED_BY(mutex_) = 0;  ///< frames since the output was started
+  TriggerUnit trigger_ ORQ_GUARDED_BY(mutex_);
+  mutable std::array<SyncOutput, kSyncOutputs> sync_
+      ORQ_GUARDED_BY(mutex_);  ///< reading the edges brings them up to date
+  Clock::time_point poweredAt_ ORQ_GUARDED_BY(mutex_) = Clock::now();
+  Clock::time_point exposableSince_ ORQ_GUARDED_BY(mutex_){};
+  std::optional<std::uint64_t> exposing_ ORQ_GUARDED_BY(mutex_);  ///< epoch of the exposure in work
+  std::uint64_t framesExposed_ ORQ_GUARDED_BY(mutex_) = 0;
+  std::uint32_t sequence_ ORQ_GUARDED_BY(mutex_) = kFirstSequence;
+  std::uint64_t lastExposureUs_ ORQ_GUARDED_BY(mutex_) = 0;
+  bool overlapping_ ORQ_GUARDED_BY(mutex_) = false;  ///< the next exposure follows on the last one's readout
+  Clock::time_point lastReadoutAt_ ORQ_GUARDED_BY(mutex_){};
+  Clock::time_point lastReadoutEnd_ ORQ_GUARDED_BY(mutex_){};
+  double lastReadoutSeconds_ ORQ_GUARDED_BY(mutex_) = 0;     ///< device time, as the latches count it
+  double lastReadoutEndSeconds_ ORQ_GUARDED_BY(mutex_) = 0;  ///< likewise
+  std::uint32_t latches_ ORQ_GUARDED_BY(mutex_) = 0;         ///< counter of the last one
+  GpsLatch latched_ ORQ_GUARDED_BY(mutex_);                  ///< of the last frame whose readout has ended
+  std::optional<GpsLatch> latching_
+      ORQ_GUARDED_BY(mutex_);  ///< of the frame that is read out until `lastReadoutEnd_`
+  std::array<Waiting, kDeviceFrames> frames_ ORQ_GUARDED_BY(mutex_);
+  std::size_t firstFrame_ ORQ_GUARDED_BY(mutex_) = 0;
+  std::size_t frameCount_ ORQ_GUARDED_BY(mutex_) = 0;
+  std::vector<std::shared_ptr<Payload>> buffers_ ORQ_GUARDED_BY(mutex_);
+  std::vector<std::shared_ptr<const Payload>> rendered_ ORQ_GUARDED_BY(mutex_);  ///< made ahead for `renderedFor_`
+  FrameGeometry renderedFor_ ORQ_GUARDED_BY(mutex_);
+  std::optional<WireFrame> cut_
+      ORQ_GUARDED_BY(mutex_);  ///< what the controller holds of a frame that was ended early
+  std::array<SentFrame, 8> sent_ ORQ_GUARDED_BY(mutex_);
+  std::size_t nextSent_ ORQ_GUARDED_BY(mutex_) = 0;
 
   std::vector<std::uint16_t> adu_;  ///< sensor thread only
 
-  std::mutex wakeMutex_;
-  std::function<void()> onWake_;
+  Mutex wakeMutex_;
+  std::function<void()> onWake_ ORQ_GUARDED_BY(wakeMutex_);
 
   std::thread thread_;
 };

@@ -46,13 +46,13 @@ run orqcam temp
 
 == four cameras at once
 cameras k1c,prerender=2 k1m,prerender=2 k2m,prerender=2 h53m,prerender=2
-start a orqcam -c serial:0000000000000001 stream -e 10ms --center 640,480 -s 12
+start a orqcam -c serial:0000000000000001 stream -e 10ms --center 640,480 -s 8
 shows a fps
-start b orqcam -c serial:0000000000000002 stream -e 10ms --center 640,480 -s 9
+start b orqcam -c serial:0000000000000002 stream -e 10ms --center 640,480 -s 6
 shows b fps
-start c orqcam -c serial:0000000000000003 stream -e 10ms --center 640,480 -s 6
+start c orqcam -c serial:0000000000000003 stream -e 10ms --center 640,480 -s 4
 shows c fps
-start d orqcam -c serial:0000000000000004 stream -e 10ms --center 640,480 -s 3
+start d orqcam -c serial:0000000000000004 stream -e 10ms --center 640,480 -s 2
 ends a
   prints ^delivered = [1-9][0-9]
   prints ^identity_holds = yes

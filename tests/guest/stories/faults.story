@@ -12,8 +12,39 @@ usb replug 0
 sees 1
 run orqcam info
 
+== unplugged while it is opened
+# What the camera keeps is read then: that takes long enough to be met.
+cameras k1c,flashms=900
+rank 1
+start s orqcam info
+root p=$(cat /run/jobs/s.pid); until ls -l /proc/$p/fd | grep -q bus/usb; do sleep 0.05; done
+sleep 0.4
+usb unplug 0
+ends s
+  within 20
+  status 3 4
+usb replug 0
+sees 1
+run orqcam info
+
+== unplugged at any moment of opening
+cameras k1c
+long
+for moment in 0.02 | 0.05 | 0.1 | 0.15 | 0.2 | 0.25 | 0.3 | 0.4 | 0.5 | 0.7
+  start s orqcam info
+  sleep {moment}
+  usb unplug 0
+  ends s
+    within 20
+    status 0 3 4
+  usb replug 0
+  sees 1
+  run orqcam info
+end
+
 == unplugged while streaming
 cameras k1c,prerender=2
+rank 1
 start s orqcam stream -e 5ms --center 640,480 -s 60
 shows s fps
 usb unplug 0
@@ -28,6 +59,7 @@ run orqcam stream -e 5ms --center 640,480 -n 5
 
 == unplugged while exposing
 cameras k1c
+rank 1
 start s orqcam capture -e 30s -o /tmp/a.fits
 sleep 2
 usb unplug 0
@@ -50,6 +82,7 @@ run ls -A /tmp
 
 == unplugged while it writes flash
 cameras k1c,flashms=200
+rank 1
 start s orqcam id set guider --yes
 sleep 3
 usb unplug 0
@@ -59,7 +92,7 @@ ends s
 
 == unplugged while guiding
 cameras k1c
-start s orqcam guide north 10000
+start s orqcam guide north 4000
 sleep 2
 usb unplug 0
 ends s
@@ -77,6 +110,7 @@ ends s
 
 == a stall in the middle of a frame costs that frame only
 cameras k1c,prerender=2,stall@7
+rank 1
 run orqcam stream -e 5ms --center 640,480 -n 20
   prints ^delivered = 20 frames
   prints ^failed_stalled = 1 frames
@@ -95,6 +129,7 @@ ends s
 
 == over-long data
 cameras k1c,prerender=2
+rank 1
 start s orqcam stream -e 5ms --center 640,480 -s 3
 shows s fps
 usb overflow 0
@@ -110,8 +145,37 @@ usb error 0
 ends s
   prints ^identity_holds = yes
 
+== a camera that falls silent while it streams
+# 30 s later than a frame takes at most.
+cameras k1c,prerender=2
+long
+start s orqcam stream -e 5ms --center 640,480 -n 1000000
+shows s fps
+usb silence 0
+ends s
+  within 100
+  status 1
+  prints the camera sends no frames any more: unplug it, and plug it in again
+  prints ^identity_holds = yes
+usb replug 0
+sees 1
+run orqcam info
+
+== a camera that falls silent while it exposes
+cameras k1c
+long
+start s orqcam capture -e 3s -o /tmp/a.fits
+sleep 1
+usb silence 0
+ends s
+  within 60
+  status 1 4
+run ls -A /tmp
+  lacks fits
+
 == a camera that answers nothing any more
 cameras k1c
+rank 1
 usb silence 0
 run orqcam info
   status 1
@@ -122,6 +186,7 @@ run orqcam info
 
 == lost, short, damaged frames
 cameras k1c,prerender=2,drop=0.1,short@3,badheader@9,badtrailer@15,oversize@21,order@27
+rank 1
 run orqcam stream -e 5ms --center 320,240 -n 60
   prints ^delivered = 60 frames
   prints ^failed_short = [1-9]
@@ -131,11 +196,13 @@ run orqcam stream -e 5ms --center 320,240 -n 60
 
 == saved frames among damaged ones are what the sensor sent
 cameras k1c,prerender=4,short@2,badheader@4,badtrailer@6
+rank 1
 run orqcam --json capture --video -e 200ms --center 320,240 -n 4 -o /tmp/{n:02}.raw
   frames 4
 
 == replugs, each followed at once by an open
 cameras k1c
+rank 1
 repeat 4
   usb replug 0
   run for i in $(seq 100); do orqcam list 2>/dev/null | grep -q serial: && exec orqcam info; sleep 0.02; done; exit 9
@@ -156,5 +223,38 @@ cameras k1c,prerender=2
 start s orqcam stream --reconnect -e 5ms --center 640,480 -s 8
 shows s fps
 usb replug 0
+shows s (?s)is back.*fps = [1-9]
 ends s
+  prints ^reconnects = 1$
+  prints ^identity_holds = yes
+
+== a replug in a series of exposures, and on it goes
+cameras k1c
+rank 1
+start s orqcam --json capture --reconnect -e 500ms --center 320,240 -n 6 -o /tmp/{n:02}.raw
+shows s number":2
+usb replug 0
+ends s
+  prints "saved":6
+  prints "reconnects":1
+
+== nothing leaks in a program that lives through faults
+cameras k1c,prerender=2
+rank 1
+start s orqcam stream --reconnect -e 5ms --center 640,480 -s 600
+shows s fps = [1-9]
+repeat 6
+  usb stall 0
+  usb error 0
+  usb overflow 0
+  usb replug 0
+  shows s (?s)(is back.*){{turn}}is back.*fps = [1-9]
+  root [ {turn} = 1 ] && held s >/run/held1; held s >/run/held; cat /run/held
+end
+root paste -d ' ' /run/held1 /run/held | awk '{ print; exit !($4 <= $1 + 1 && $5 <= $2 && $6 <= $3 + 2048) }'
+kill s TERM
+ends s
+  within 15
+  status 1
+  prints ^reconnects = 6$
   prints ^identity_holds = yes

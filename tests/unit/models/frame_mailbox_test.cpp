@@ -66,7 +66,7 @@ TEST(FrameMailbox, TakesAFrameWithoutCopyingItAndLeavesABufferInItsPlace) {
     for (int i = 0; i < 4; ++i) frame[static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(first + i);
     const std::uint8_t* const filled = frame.get();
     buffers.insert(filled);
-    mailbox.Adopt(frame, false);
+    mailbox.Adopt(frame);
     EXPECT_EQ(mailbox.Work().data(), filled);
     ASSERT_NE(frame, nullptr);
     mailbox.Publish({});
@@ -80,21 +80,12 @@ TEST(FrameMailbox, TakesAFrameWithoutCopyingItAndLeavesABufferInItsPlace) {
   EXPECT_LE(buffers.size(), 4U) << "the same ones go round";
 }
 
-TEST(FrameMailbox, BringsAnAdoptedFrameIntoHostOrder) {
-  FrameMailbox mailbox(kPlenty);
-  mailbox.Prepare(4, 4);
-  auto frame = Frame(1);
-  mailbox.Adopt(frame, true);
-  mailbox.Publish({});
-  EXPECT_EQ(Fetch(mailbox, 4, 0, kMayCome).bytes, (std::vector<std::uint8_t>{2, 1, 4, 3}));
-}
-
 TEST(FrameMailbox, CopiesASmallFrameOutOfALargeBuffer) {
   FrameMailbox mailbox(kPlenty);
   mailbox.Prepare(4, 1000);
   auto frame = Frame(5, 1000);
   const std::uint8_t* const filled = frame.get();
-  mailbox.Adopt(frame, false);
+  mailbox.Adopt(frame);
   EXPECT_EQ(frame.get(), filled);
   mailbox.Publish({});
   EXPECT_EQ(Fetch(mailbox, 4, 0, kMayCome).bytes, (std::vector<std::uint8_t>{5, 6, 7, 8}));

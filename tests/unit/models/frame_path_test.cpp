@@ -43,7 +43,7 @@ std::vector<std::uint8_t> Delivered(const Case& c, std::vector<std::uint8_t> wir
     pattern = static_cast<int>(FlipBayer(static_cast<BayerPattern>(pattern), c.flipHorizontal, c.flipVertical,
                                          c.setup.region.width, c.setup.region.height));
   }
-  ToHostOrder(c.setup, wire.data());
+  wire = test::InHostOrder(std::move(wire), c.setup.msbFirst);
   RunFramePath({.setup = c.setup,
                 .image = wire.data(),
                 .scratch = scratch.data(),
@@ -212,7 +212,7 @@ struct Way {
                                            flipVertical, region.width, region.height));
     }
     autoFrame.assign(wire.size(), kGuard);
-    ToHostOrder(setup, wire.data());
+    wire = test::InHostOrder(std::move(wire), setup.msbFirst);
     RunFramePath({.setup = setup,
                   .image = wire.data(),
                   .scratch = scratch.data(),

@@ -136,7 +136,7 @@ StreamRun Watch(const Context& context, Session& session, const Limits& limits, 
   session.Camera().StampFrames(kGpsEvery);
   VideoShooter shooter(session);
   SecondLines lines(context, totals, automatic);
-  Frame frame;
+  FramePtr frame;
   const auto start = Clock::now();
   const auto limit = std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(limits.seconds));
   CoolerWatch cooler;
@@ -161,7 +161,7 @@ StreamRun Watch(const Context& context, Session& session, const Limits& limits, 
     }
     if (result == ShotResult::Good) {
       ++run.frames;
-      gps.Look(frame.info);
+      gps.Look(frame->Info());
     }
     lines.Tick(run.frames);
     cooler.Look(session);

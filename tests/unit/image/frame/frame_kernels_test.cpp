@@ -8,42 +8,17 @@
 namespace orq {
 namespace {
 
-TEST(MsbFirstToHost, CopiesFromAndToAnyPlaceInMemory) {
-  for (std::size_t from = 0; from < 3; ++from) {
-    for (std::size_t to = 0; to < 3; ++to) {
-      std::vector<std::uint8_t> in(from + 2 * 37);
-      for (std::size_t i = 0; i < in.size() - from; ++i) in[from + i] = static_cast<std::uint8_t>(3 * i + 1);
-      std::vector<std::uint8_t> out(to + 2 * 37 + 1, 0xEE);
-      MsbFirstToHost(std::span<const std::uint8_t>(in).subspan(from), std::span(out).subspan(to));
-      for (std::size_t i = 0; i < 37; ++i) {
-        std::uint16_t sample = 0;
-        std::memcpy(&sample, out.data() + to + 2 * i, sizeof sample);
-        ASSERT_EQ(sample, (6 * i + 1) % 256 * 256 + (6 * i + 4) % 256) << i;
-      }
-      EXPECT_EQ(out.back(), 0xEE);
-    }
-  }
-}
-
-TEST(MsbFirstToHost, ReadsTheFirstByteInMemoryAsTheHighByte) {
-  std::vector<std::uint16_t> samples(3);
-  const std::uint8_t wire[] = {0x12, 0x34, 0xFF, 0x00, 0x00, 0x01};
-  std::memcpy(samples.data(), wire, sizeof(wire));
-  MsbFirstToHost(samples);
-  EXPECT_EQ(samples, (std::vector<std::uint16_t>{0x1234, 0xFF00, 0x0001}));
-}
-
-TEST(MsbFirstToHost, ConvertsEverySampleWhateverTheCount) {
+TEST(HostToMsbFirst, PutsTheHighByteFirstInMemoryWhateverTheCount) {
   for (std::size_t count = 0; count < 70; ++count) {
-    std::vector<std::uint8_t> wire(2 * count);
-    for (std::size_t i = 0; i < count; ++i) {
-      wire[2 * i] = static_cast<std::uint8_t>(i);
-      wire[2 * i + 1] = static_cast<std::uint8_t>(200 - i);
-    }
     std::vector<std::uint16_t> samples(count);
-    if (count != 0) std::memcpy(samples.data(), wire.data(), wire.size());
-    MsbFirstToHost(samples);
-    for (std::size_t i = 0; i < count; ++i) ASSERT_EQ(samples[i], i * 256 + 200 - i) << count;
+    for (std::size_t i = 0; i < count; ++i) samples[i] = static_cast<std::uint16_t>(i * 256 + 200 - i);
+    HostToMsbFirst(samples);
+    std::vector<std::uint8_t> bytes(2 * count);
+    if (count != 0) std::memcpy(bytes.data(), samples.data(), bytes.size());
+    for (std::size_t i = 0; i < count; ++i) {
+      ASSERT_EQ(bytes[2 * i], i) << count;
+      ASSERT_EQ(bytes[2 * i + 1], 200 - i) << count;
+    }
   }
 }
 

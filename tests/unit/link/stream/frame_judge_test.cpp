@@ -46,7 +46,7 @@ class FrameJudging : public testing::Test {
   }
 
   CirBuf ring_{kPayload, 1};
-  FrameStreamParser parser_{ring_, kPayload, stats_};
+  FrameStreamParser parser_{ring_, kFormat, stats_};
   FrameJudge judge_{kFormat};
   const CirBuf::Slot* slot_ = nullptr;
 };

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
+#include <memory>
 
 #include "FrameMaker.h"
 #include "support/FreeSlots.h"
@@ -43,7 +45,7 @@ class FrameStreamParsing : public testing::Test {
 
   CirBuf ring_{kPayload, 2};
   StreamStats stats_;
-  FrameStreamParser parser_{ring_, kPayload, stats_};
+  FrameStreamParser parser_{ring_, kFormat, stats_};
 
  private:
   static bool Keep(void* context, const CirBuf::Slot& slot) {
@@ -221,11 +223,55 @@ TEST_F(FrameStreamParsing, AnAbortReturnsTheFrameInWork) {
 TEST(FrameStreamParser, NeverWritesBeyondASlotThatIsSmallerThanTheFrame) {
   CirBuf ring(100, 1);
   StreamStats stats;
-  FrameStreamParser parser(ring, 200, stats);
+  FrameStreamParser parser(ring, kFormat, stats);
   parser.Feed(MakeFrame(kFormat, 1), 1);
   parser.EndFrame(1);
   // 64 header + 100 payload + 16 marks; the rest had no place.
   EXPECT_EQ(stats.Snapshot().bytesDiscarded, kFrame - 180);
+}
+
+TEST(FrameStreamParser, NeverWritesHalfASampleBeyondASlotOfOddSize) {
+  constexpr StreamFormat kWide{.width = 40, .height = 5, .bin = 1, .format = 0x03};
+  CirBuf ring(101, 1);
+  StreamStats stats;
+  FrameStreamParser parser(ring, kWide, stats);
+  for (const std::uint8_t byte : Bytes(64 + 400 + 16)) parser.Feed({&byte, 1}, 1);
+  parser.EndFrame(1);
+  // 64 header + 100 payload + 16 marks; the rest had no place.
+  EXPECT_EQ(stats.Snapshot().bytesDiscarded, 480U - 180U);
+}
+
+// The samples 0x0102, 0x0304, ... in the order of the wire's format bits, cut anywhere, read as this computer
+// reads.
+TEST(FrameStreamParser, BringsSamplesOf16BitsIntoHostOrder) {
+  for (const bool msbFirst : {false, true}) {
+    const StreamFormat format{
+        .width = 4, .height = 3, .bin = 1, .format = static_cast<std::uint8_t>(msbFirst ? 0x03 : 0x01)};
+    for (const std::size_t cut : {1U, 64U, 65U, 70U, 77U, 88U, 100U}) {
+      Bytes frame(64 + 24 + 16);
+      for (std::size_t i = 0; i < 12; ++i) {
+        const auto high = static_cast<std::uint8_t>(2 * i + 1);
+        const auto low = static_cast<std::uint8_t>(2 * i + 2);
+        frame[64 + 2 * i] = msbFirst ? high : low;
+        frame[64 + 2 * i + 1] = msbFirst ? low : high;
+      }
+      CirBuf ring(24, 1);
+      StreamStats stats;
+      FrameStreamParser parser(ring, format, stats);
+      ring.StartInstBufThr();
+      parser.Feed(std::span(frame).first(cut), 1);
+      parser.Feed(std::span(frame).subspan(cut), 1);
+      parser.EndFrame(1);
+      auto samples = std::make_unique<std::uint8_t[]>(24);
+      CirBuf::Frame taken;
+      ASSERT_TRUE(ring.Take(samples, taken, 10'000));
+      for (std::size_t i = 0; i < 12; ++i) {
+        std::uint16_t sample = 0;
+        std::memcpy(&sample, samples.get() + 2 * i, sizeof sample);
+        EXPECT_EQ(sample, (2 * i + 1) * 256 + 2 * i + 2) << "cut at " << cut;
+      }
+    }
+  }
 }
 
 }  // namespace

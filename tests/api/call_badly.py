@@ -1,0 +1,181 @@
+#!/usr/bin/env python3
+"""Calls every function of the C interface with every bad argument, on a closed camera, and in a forked child.
+
+    call_badly.py LIBRARY_FOLDER CC
+
+Writes a C program from the header, so that a new function cannot be missed, and runs it.
+"""
+
+import subprocess
+import sys
+import tempfile
+from pathlib import Path
+
+import interface
+
+HERE = Path(__file__).resolve().parent
+INCLUDE = HERE.parent.parent / "include"
+HEADERS = sorted((INCLUDE / "orqcam").glob("*.h"))
+
+HANDLES = {"orq_camera": "camera", "orq_camera_list": "list", "orq_reader": "reader", "orq_frame": "frame",
+           "orq_watch": "watch"}
+
+# Where null is a value: "function parameter".
+MAY_BE_NULL = {
+    "orq_camera_open name", "orq_camera_open options", "orq_region_set applied", "orq_reader_open options",
+    "orq_log_set callback", "orq_log_set user", "orq_watch_cameras user", "orq_control_get mode",
+}
+# What a closed camera still answers.
+WORKS_CLOSED = {"orq_camera_close", "orq_camera_reopen", "orq_camera_event_fd", "orq_event_next",
+                "orq_camera_unplug_virtual", "orq_camera_replug_virtual"}
+VALUES = {
+    "orq_status": "0", "int32_t": "0", "uint32_t": "1", "uint64_t": "1000", "int64_t": "1", "double": "1.0", "size_t": "1",
+    "const char*": '"x"', "void*": "&user", "int32_t*": "&i32", "uint32_t*": "&u32", "int64_t*": "&i64",
+    "size_t*": "&bytes", "double*": "&f64", "const uint8_t**": "&data", "orq_log_callback": "log_line",
+    "orq_watch_callback": "watched", "char*": "text",
+}
+TEXTS = {"orq_camera_open name": '"virtual:k1c"'}
+
+
+def target(parameter_type):
+    return parameter_type.replace("const ", "").rstrip("*").strip()
+
+
+def is_handle(parameter):
+    return parameter.type.count("*") == 1 and target(parameter.type) in HANDLES
+
+
+def is_struct(parameter, structs):
+    return parameter.type.count("*") == 1 and target(parameter.type) in structs
+
+
+def good(function, parameter, structs):
+    key = f"{function.name} {parameter.name}"
+    if key in TEXTS:
+        return TEXTS[key]
+    if is_handle(parameter):
+        return HANDLES[target(parameter.type)]
+    if is_struct(parameter, structs):
+        return f"&{target(parameter.type)}_"
+    if parameter.type.count("*") == 2 and target(parameter.type) in HANDLES:
+        return f"&new_{HANDLES[target(parameter.type)]}"
+    if parameter.type not in VALUES:
+        sys.exit(f"{function.name}: no value is known for a parameter of type {parameter.type}")
+    return VALUES[parameter.type]
+
+
+def call(function, arguments):
+    return f"{function.name}({', '.join(arguments)})"
+
+
+def expect(function, arguments, status, what):
+    wanted = call(function, arguments)
+    if function.result == "void":
+        return f"{wanted}; calls++;"
+    return f'expect({wanted}, {status}, "{function.name}: {what}");'
+
+
+def program(functions, structs):
+    lines = []
+    for function in functions:
+        arguments = [good(function, parameter, structs) for parameter in function.parameters]
+        for i, parameter in enumerate(function.parameters):
+            bad = arguments.copy()
+            if "*" in parameter.type or parameter.type.endswith("_callback"):
+                bad[i] = "NULL"
+                if f"{function.name} {parameter.name}" not in MAY_BE_NULL and function.result == "orq_status":
+                    lines.append(expect(function, bad, "ORQ_ERROR_INVALID", f"{parameter.name} is null"))
+                elif function.result == "void":
+                    lines.append(expect(function, bad, "", ""))
+            if is_handle(parameter):
+                for kind, other in HANDLES.items():
+                    if kind == target(parameter.type):
+                        continue
+                    bad[i] = f"({parameter.type})(void*){other}"
+                    lines.append(expect(function, bad, "ORQ_ERROR_INVALID", f"{parameter.name} is an {kind}"))
+            if is_struct(parameter, structs):
+                bad[i] = f"({parameter.type})&no_size"
+                lines.append(expect(function, bad, "ORQ_ERROR_INVALID", f"{parameter.name} has no size"))
+    lines.append('expect(orq_camera_close(camera), ORQ_OK, "close");')
+    for function in functions:
+        takes_camera = any(parameter.type == "orq_camera*" for parameter in function.parameters)
+        if function.result == "orq_status" and takes_camera and function.name not in WORKS_CLOSED:
+            arguments = [good(function, parameter, structs) for parameter in function.parameters]
+            lines.append(expect(function, arguments, "ORQ_ERROR_STATE", "closed camera"))
+    lines.append("fflush(NULL); pid_t child = fork(); if (child == 0) {")
+    for function in functions:
+        if function.result in ("orq_status", "void") and function.name != "orq_library_version":
+            arguments = [good(function, parameter, structs) for parameter in function.parameters]
+            lines.append(expect(function, arguments, "ORQ_ERROR_STATE", "forked child"))
+    lines.append("_exit(failures != 0 || calls == 0); } int ended = 0; waitpid(child, &ended, 0);")
+    lines.append('if (ended != 0) { printf("the forked child failed: %d\\n", ended); failures++; }')
+    declarations = [f"static {name} {name}_ = {{.size = sizeof({name})}};" for name in sorted(structs)]
+    return TEMPLATE.replace("STRUCTS", "\n".join(declarations)).replace("CALLS", "\n  ".join(lines))
+
+
+TEMPLATE = r"""
+#include <orqcam/orqcam.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/types.h>
+#include <sys/wait.h>
+#include <unistd.h>
+extern pid_t fork(void);
+static int failures = 0, calls = 0;
+static void expect(orq_status status, orq_status wanted, const char* what) {
+  calls++;
+  if (status == wanted && (status == ORQ_OK || orq_last_error()[0] != '\0')) return;
+  printf("%s: %s instead of %s (%s)\n", what, orq_status_name(status), orq_status_name(wanted), orq_last_error());
+  failures++;
+}
+static void log_line(void* user, int32_t level, const char* line) { (void)user; (void)level; (void)line; }
+static void watched(void* user, int32_t in, const orq_camera_entry* entry) { (void)user; (void)in; (void)entry; }
+STRUCTS
+int main(void) {
+  static unsigned char no_size[16384];
+  static char text[256];
+  int user = 0; int32_t i32 = 0; uint32_t u32 = 0; int64_t i64 = 0; size_t bytes = sizeof text; double f64 = 0;
+  const uint8_t* data = NULL;
+  orq_camera *camera = NULL, *new_camera = NULL; orq_camera_list *list = NULL, *new_list = NULL;
+  orq_reader *reader = NULL, *new_reader = NULL; orq_frame *frame = NULL, *new_frame = NULL;
+  orq_watch *watch = NULL, *new_watch = NULL;
+  const orq_region corner = {sizeof corner, 0, 0, 64, 64, 1, ORQ_FORMAT_RAW8, 0};
+  expect(orq_camera_open("virtual:t46c,timescale=0", NULL, &camera), ORQ_OK, "open");
+  expect(orq_region_set(camera, &corner, NULL), ORQ_OK, "region");
+  expect(orq_list_cameras(ORQ_LIST_VIRTUAL, &list), ORQ_OK, "list");
+  expect(orq_reader_open(camera, NULL, &reader), ORQ_OK, "reader");
+  expect(orq_watch_cameras(watched, NULL, &watch), ORQ_OK, "watch");
+  expect(orq_exposure_start(camera, 1000), ORQ_OK, "exposure");
+  expect(orq_frame_wait(camera, 30000, &frame), ORQ_OK, "frame");
+  (void)no_size; (void)text; (void)user; (void)i32; (void)u32; (void)i64; (void)bytes; (void)f64; (void)data;
+  (void)new_camera; (void)new_list; (void)new_reader; (void)new_frame; (void)new_watch;
+  CALLS
+  orq_frame_release(frame);
+  orq_reader_release(reader);
+  orq_camera_list_release(list);
+  orq_watch_release(watch);
+  orq_camera_release(camera);
+  printf("%d calls, %d failures\n", calls, failures);
+  return failures != 0;
+}
+"""
+
+
+def main():
+    folder, compiler = sys.argv[1], sys.argv[2]
+    functions = [one for header in HEADERS for one in interface.functions(header)]
+    structs = {one.name for header in HEADERS for one in interface.structs(header)}
+    with tempfile.TemporaryDirectory() as work:
+        source = Path(work) / "bad_calls.c"
+        source.write_text(program(functions, structs), encoding="utf-8")
+        binary = Path(work) / "bad_calls"
+        subprocess.run([compiler, "-x", "c", "-std=c99", "-Wall", "-Wextra", "-Werror", f"-I{INCLUDE}", source, "-o", binary,
+                        f"-L{folder}", "-lorqcam", f"-Wl,-rpath,{folder}"], check=True)
+        ran = subprocess.run([binary], timeout=100, capture_output=True, text=True, check=False)
+        print(ran.stdout, ran.stderr, sep="")
+        return ran.returncode
+
+
+if __name__ == "__main__":
+    sys.exit(main())
