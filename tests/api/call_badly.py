@@ -110,7 +110,7 @@ def program(functions, structs):
             lines.append(expect(function, arguments, "ORQ_ERROR_STATE", "forked child"))
     lines.append("_exit(failures != 0 || calls == 0); } int ended = 0; waitpid(child, &ended, 0);")
     lines.append('if (ended != 0) { printf("the forked child failed: %d\\n", ended); failures++; }')
-    declarations = [f"static {name} {name}_ = {{.size = sizeof({name})}};" for name in sorted(structs)]
+    declarations = [f"{name} {name}_ = {{.size = sizeof({name})}};" for name in sorted(structs)]
     return TEMPLATE.replace("STRUCTS", "\n".join(declarations)).replace("CALLS", "\n  ".join(lines))
 
 
