@@ -13,6 +13,7 @@ from pathlib import Path
 
 SOURCE = Path(__file__).resolve().parent.parent.parent
 EXAMPLE = "first_light"
+PAGE = SOURCE / "docs" / "library.md"
 
 # What is to lie in the folder, as patterns; LIB is the folder of libraries. Documents and examples are those of the source.
 INSTALLED = [
@@ -109,6 +110,28 @@ class Installation:
             self.check_program(build / language / EXAMPLE, static)
 
 
+    def check_documented_commands(self):
+        """What the page about the library tells to type, where its source lies and with what has been installed."""
+        work = self.folder / "work"
+        work.mkdir()
+        (work / "examples").symlink_to(SOURCE / "examples")
+        environment = dict(self.environment, LD_LIBRARY_PATH=str(self.lib), CMAKE_PREFIX_PATH=str(self.prefix),
+                           PYTHONDONTWRITEBYTECODE="1")
+        shown = re.findall(r"^```sh\n(.*?)^```", PAGE.read_text(encoding="utf-8"), re.MULTILINE | re.DOTALL)
+        commands = [line for line in "".join(shown).splitlines() if not line.startswith("cmake --install ")]
+        if len(commands) < 5:
+            sys.exit(f"{PAGE} shows too few commands: {commands}")
+        for command in commands:
+            run(["sh", "-c", command], cwd=work, env=environment)
+        headers, statements = re.search(r"^```cpp\n(.*?)\n\n(.*?)^```", PAGE.read_text(encoding="utf-8"),
+                                        re.MULTILINE | re.DOTALL).groups()
+        (work / "shown.cpp").write_text(f"{headers}\nint main() {{\n{statements}}}\n", encoding="utf-8")
+        run([self.compilers["cpp"], "-std=c++17", "shown.cpp", "-o", "shown", *self.pkg_config_words(False)], cwd=work)
+        run(["./shown"], cwd=work, env=environment)
+        if not (work / "m42.fits").exists():
+            sys.exit(f"what {PAGE} shows has saved nothing")
+
+
 def main():
     cmake, build, c, cxx = sys.argv[1:]
     with tempfile.TemporaryDirectory(prefix="orqcam-install-") as folder:
@@ -118,6 +141,7 @@ def main():
             for language in ("c", "cpp"):
                 installation.check_pkg_config(language, static)
             installation.check_cmake("orqcam::static" if static else "orqcam::orqcam", static)
+        installation.check_documented_commands()
         run([installation.prefix / "bin" / "orqcam", "list", "--virtual"], env=installation.environment)
 
 
