@@ -185,7 +185,7 @@ CommandRun AddHotPixelsCommand(const Command& app) {
   const Command build = command.AddCommand("build", "Make a table from darks: cover the sensor first");
   const Command show = command.AddCommand("show", "Show the camera's table and whether it is used");
   const Command enable = command.AddCommand("enable", "Repair hot pixels in frames from now on");
-  const Command disable = command.AddCommand("disable", "Leave frames as they are");
+  command.AddCommand("disable", "Leave frames as they are");
   const Command save = command.AddCommand("export", "Save the table in files");
   build.AddOption("-n,--frames", options->frames, "Number of darks, 1 to 16")
       .Default("5 for short exposures, 1 from 776ms on");
