@@ -132,7 +132,7 @@ run orqcam info
 
 == nothing is left in the kernel's log or memory
 cameras k1c,prerender=2
-rank 3
+rank 1
 root dmesg
   lacks BUG|Oops|WARNING:|use-after-free|Call Trace
 # All transfers of one camera, and not a byte more, fit what is allowed now.
