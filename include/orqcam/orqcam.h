@@ -199,6 +199,154 @@ ORQ_API orq_status orq_camera_get_info(orq_camera* camera, orq_camera_info* info
 ORQ_API orq_status orq_camera_unplug_virtual(orq_camera* camera);
 ORQ_API orq_status orq_camera_replug_virtual(orq_camera* camera);
 
+/* ---- Controls ---- */
+
+/** What can be set and read. A camera offers some of them. Raw values; orq_control_info says their unit. */
+enum {
+  ORQ_CONTROL_GAIN = 0,
+  ORQ_CONTROL_EXPOSURE = 1, /**< microseconds */
+  ORQ_CONTROL_GAMMA = 2,
+  ORQ_CONTROL_WB_R = 3, /**< white balance, red: 1 to 99, 50 neutral */
+  ORQ_CONTROL_WB_B = 4,
+  ORQ_CONTROL_OFFSET = 5,
+  ORQ_CONTROL_BANDWIDTH = 6, /**< percent of the full readout rate */
+  ORQ_CONTROL_OVERCLOCK = 7,
+  ORQ_CONTROL_TEMPERATURE = 8, /**< of the sensor, tenths of a degree Celsius; read only */
+  ORQ_CONTROL_FLIP = 9,        /**< a sum of ORQ_FLIP_... */
+  ORQ_CONTROL_AUTO_MAX_GAIN = 10,
+  ORQ_CONTROL_AUTO_MAX_EXPOSURE_MS = 11,
+  ORQ_CONTROL_AUTO_TARGET_BRIGHTNESS = 12,
+  ORQ_CONTROL_HARDWARE_BIN = 13,
+  ORQ_CONTROL_HIGH_SPEED = 14,
+  ORQ_CONTROL_COOLER_POWER = 15,       /**< percent; read only */
+  ORQ_CONTROL_TARGET_TEMPERATURE = 16, /**< degrees Celsius */
+  ORQ_CONTROL_COOLER_ON = 17,
+  ORQ_CONTROL_MONO_BIN = 18,
+  ORQ_CONTROL_FAN_ON = 19,
+  ORQ_CONTROL_PATTERN_ADJUST = 20,
+  ORQ_CONTROL_ANTI_DEW_HEATER = 21,
+  ORQ_CONTROL_FAN_SPEED = 22,
+  ORQ_CONTROL_LED_BRIGHTNESS = 23,
+  ORQ_CONTROL_HUB_RESET = 24,
+  ORQ_CONTROL_GPS_SUPPORT = 25, /**< read only */
+  ORQ_CONTROL_GPS_START_LINE = 26,
+  ORQ_CONTROL_GPS_END_LINE = 27,
+  ORQ_CONTROL_ROLLING_INTERVAL = 28 /**< from row to row, tenths of a microsecond; read only */
+};
+/** How a control comes to its value. */
+enum { ORQ_MANUAL = 0, ORQ_AUTOMATIC = 1 };
+
+typedef struct orq_control_info {
+  uint32_t size;
+  int32_t id;    /**< ORQ_CONTROL_... */
+  char name[64]; /**< "Gain" */
+  char description[128];
+  char unit[8]; /**< of value / scale: "us", "ms", "C", "%"; empty: none */
+  int64_t minimum;
+  int64_t maximum;
+  int64_t default_value; /**< of a fresh camera */
+  int32_t scale;         /**< a value divided by this is in `unit`: 10 for tenths of a degree */
+  int32_t automatic;     /**< 1: can set itself */
+  int32_t writable;      /**< 1 or 0 */
+  int32_t reserved;      /**< 0 */
+} orq_control_info;
+
+/** Number of controls that this camera offers. */
+ORQ_API orq_status orq_control_count(orq_camera* camera, int32_t* count);
+/** Describes the `index`-th of them, from 0. RANGE: it offers fewer. */
+ORQ_API orq_status orq_control_describe(orq_camera* camera, int32_t index, orq_control_info* info);
+/** Describes a control by name, in any case of letters. UNSUPPORTED: other cameras have it; INVALID: none has. */
+ORQ_API orq_status orq_control_find(orq_camera* camera, const char* name, orq_control_info* info);
+/** Reads a control; `mode` (ORQ_MANUAL or ORQ_AUTOMATIC) may be null. REFUSED: its value is not known now. */
+ORQ_API orq_status orq_control_get(orq_camera* camera, int32_t id, int64_t* value, int32_t* mode);
+/** Sets a control. With ORQ_AUTOMATIC it goes on from where it is, whatever `value`, as long as video runs. RANGE,
+ * and nothing changes, outside its limits. A change of binning or readout mode restarts a running capture. */
+ORQ_API orq_status orq_control_set(orq_camera* camera, int32_t id, int64_t value, int32_t mode);
+
+/* ---- Cooling, guiding, GPS lines ---- */
+
+/** Temperature of the sensor, degrees Celsius. */
+ORQ_API orq_status orq_temperature_get(orq_camera* camera, double* sensor_c);
+
+typedef struct orq_cooler_state {
+  uint32_t size;
+  int32_t on; /**< 1 or 0 */
+  double target_c;
+  double sensor_c;   /**< NaN: the thermometer does not answer */
+  double power;      /**< percent of the full drive */
+  double reach_c;    /**< how cold it gets, once that is known to fall short of the target; NaN: not known */
+  char trouble[256]; /**< why it cannot regulate; empty: it can */
+} orq_cooler_state;
+ORQ_API orq_status orq_cooler_get(orq_camera* camera, orq_cooler_state* state);
+/** Switches the cooler on with a target in whole degrees, or off at once (`target_c` does not count then). It
+ * ramps down by itself. `keep` 1: it stays on when the camera is closed; 0: it goes off then. */
+ORQ_API orq_status orq_cooler_set(orq_camera* camera, int32_t on, double target_c, int32_t keep);
+/** Waits until the sensor has kept within 0.2 degrees of the target for five seconds. TIMEOUT after `seconds`;
+ * RANGE: the target is out of reach; REFUSED: the cooler has stopped; CANCELLED: somebody has aborted. */
+ORQ_API orq_status orq_cooler_wait(orq_camera* camera, double seconds);
+/** Warms the sensor up slowly and switches the cooler off. Nothing when it is off. TIMEOUT and CANCELLED leave it
+ * on. */
+ORQ_API orq_status orq_cooler_warm_up(orq_camera* camera, double seconds);
+
+enum { ORQ_GUIDE_NORTH = 0, ORQ_GUIDE_SOUTH = 1, ORQ_GUIDE_EAST = 2, ORQ_GUIDE_WEST = 3 };
+/** Holds a line of the guide port on for 1 to 60,000 ms; returns when it is off again, which it is in every case.
+ * CANCELLED: somebody has aborted. */
+ORQ_API orq_status orq_guide_pulse(orq_camera* camera, int32_t direction, int32_t milliseconds);
+
+/** The two sensor lines at which the GPS takes the time, from 0. */
+typedef struct orq_gps_lines {
+  uint32_t size;
+  int32_t follow; /**< 1: they are the first and last line of the region, as at first */
+  int32_t start;
+  int32_t end;
+} orq_gps_lines;
+ORQ_API orq_status orq_gps_get_lines(orq_camera* camera, orq_gps_lines* lines);
+/** With `follow` 1 the other fields do not count. */
+ORQ_API orq_status orq_gps_set_lines(orq_camera* camera, const orq_gps_lines* lines);
+
+/* ---- Darks and hot pixels ---- */
+
+typedef struct orq_dark_progress {
+  uint32_t size;
+  int32_t frame; /**< the one under way, from 1 */
+  int32_t frames;
+  int32_t reserved;    /**< 0 */
+  uint64_t elapsed_us; /**< of it */
+  uint64_t exposure_us;
+} orq_dark_progress;
+/** Called every few milliseconds on the calling thread. */
+typedef void (*orq_dark_callback)(void* user, const orq_dark_progress* progress);
+/** How a dark was taken, and what it shows. */
+typedef struct orq_dark_info {
+  uint32_t size;
+  int32_t frames;
+  uint64_t exposure_us;
+  int64_t taken_unix_ns;
+  int32_t gain;
+  int32_t offset;
+  double sensor_c;    /**< NaN: unknown */
+  int32_t average;    /**< of the whole dark, 0 to 255 */
+  int32_t hot_pixels; /**< sensor pixels more than 30 above the average, those of bad rows left out */
+  int32_t bad_rows;   /**< rows of which at least half is hot */
+  int32_t reserved;   /**< 0 */
+} orq_dark_info;
+typedef struct orq_dark_options {
+  uint32_t size;
+  int32_t frames;    /**< 1 to 16; 0: as many as the exposure asks for */
+  int32_t overwrite; /**< 1: an existing file is replaced */
+  int32_t reserved;  /**< 0 */
+} orq_dark_options;
+/** Takes a dark of the covered sensor with the present exposure, gain and offset, and writes it to `path`, a .bmp
+ * with its description beside it. A running capture is interrupted for it and goes on afterwards. Blocks;
+ * orq_capture_abort ends it. `options`, `callback`, `user` and `info` may be null. */
+ORQ_API orq_status orq_dark_take(orq_camera* camera, const char* path, const orq_dark_options* options,
+                                 orq_dark_callback callback, void* user, orq_dark_info* info);
+/** Subtracts the dark in a file from the frames to come; a null path: none. RANGE: it is of another sensor. */
+ORQ_API orq_status orq_dark_use(orq_camera* camera, const char* path);
+/** Repairs the hot pixels that the table in the camera's flash lists (1), or none (0). STATE: there is no table.
+ */
+ORQ_API orq_status orq_hot_pixels_repair(orq_camera* camera, int32_t on);
+
 /* ---- Geometry ---- */
 
 /** Which part of the sensor frames show, and how. */

@@ -364,6 +364,73 @@ class Camera {
   }
   orq_stream_counters counters() const { return filled<orq_stream_counters>(orq_stream_get_counters); }
 
+  std::vector<orq_control_info> controls() const {
+    std::int32_t count = value<std::int32_t>(orq_control_count);
+    std::vector<orq_control_info> infos(static_cast<std::size_t>(count), detail::sized<orq_control_info>());
+    for (std::int32_t i = 0; i < count; ++i) {
+      detail::check(orq_control_describe(get(), i, &infos[static_cast<std::size_t>(i)]));
+    }
+    return infos;
+  }
+  orq_control_info control(const std::string& name) const {
+    auto info = detail::sized<orq_control_info>();
+    detail::check(orq_control_find(get(), name.c_str(), &info));
+    return info;
+  }
+  std::int64_t control(std::int32_t id) const {
+    std::int64_t read = 0;
+    detail::check(orq_control_get(get(), id, &read, nullptr));
+    return read;
+  }
+  bool isAutomatic(std::int32_t id) const {
+    std::int64_t read = 0;
+    std::int32_t mode = ORQ_MANUAL;
+    detail::check(orq_control_get(get(), id, &read, &mode));
+    return mode == ORQ_AUTOMATIC;
+  }
+  void control(std::int32_t id, std::int64_t wanted) {
+    detail::check(orq_control_set(get(), id, wanted, ORQ_MANUAL));
+  }
+  void automatic(std::int32_t id) { detail::check(orq_control_set(get(), id, 0, ORQ_AUTOMATIC)); }
+  std::int64_t gain() const { return control(ORQ_CONTROL_GAIN); }
+  void gain(std::int64_t wanted) { control(ORQ_CONTROL_GAIN, wanted); }
+  std::int64_t offset() const { return control(ORQ_CONTROL_OFFSET); }
+  void offset(std::int64_t wanted) { control(ORQ_CONTROL_OFFSET, wanted); }
+  std::chrono::microseconds exposure() const { return std::chrono::microseconds(control(ORQ_CONTROL_EXPOSURE)); }
+  void exposure(std::chrono::microseconds wanted) { control(ORQ_CONTROL_EXPOSURE, wanted.count()); }
+
+  /** Degrees Celsius. */
+  double temperature() const { return value<double>(orq_temperature_get); }
+  orq_cooler_state cooler() const { return filled<orq_cooler_state>(orq_cooler_get); }
+  void cool(double target_c, bool keep = false) {
+    detail::check(orq_cooler_set(get(), 1, target_c, keep ? 1 : 0));
+  }
+  void coolerOff() { detail::check(orq_cooler_set(get(), 0, 0.0, 0)); }
+  void awaitCold(std::chrono::duration<double> patience) {
+    detail::check(orq_cooler_wait(get(), patience.count()));
+  }
+  void warmUp(std::chrono::duration<double> patience) {
+    detail::check(orq_cooler_warm_up(get(), patience.count()));
+  }
+  /** `direction`: ORQ_GUIDE_... */
+  void guide(int direction, std::chrono::milliseconds length) {
+    detail::check(orq_guide_pulse(get(), direction, detail::milliseconds(length)));
+  }
+  orq_gps_lines gpsLines() const { return filled<orq_gps_lines>(orq_gps_get_lines); }
+  void gpsLines(orq_gps_lines lines) {
+    lines.size = sizeof lines;
+    detail::check(orq_gps_set_lines(get(), &lines));
+  }
+
+  orq_dark_info takeDark(const std::string& path, orq_dark_options options = detail::sized<orq_dark_options>()) {
+    auto info = detail::sized<orq_dark_info>();
+    detail::check(orq_dark_take(get(), path.c_str(), &options, nullptr, nullptr, &info));
+    return info;
+  }
+  void useDark(const std::string& path) { detail::check(orq_dark_use(get(), path.c_str())); }
+  void noDark() { detail::check(orq_dark_use(get(), nullptr)); }
+  void repairHotPixels(bool on) { detail::check(orq_hot_pixels_repair(get(), on ? 1 : 0)); }
+
   /** Bit n: the camera offers mode n. */
   std::uint32_t triggerModes() const { return value<std::uint32_t>(orq_trigger_get_modes); }
   int triggerMode() const { return value<std::int32_t>(orq_trigger_get_mode); }

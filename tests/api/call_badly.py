@@ -23,7 +23,8 @@ HANDLES = {"orq_camera": "camera", "orq_camera_list": "list", "orq_reader": "rea
 # Where null is a value: "function parameter".
 MAY_BE_NULL = {
     "orq_camera_open name", "orq_camera_open options", "orq_region_set applied", "orq_reader_open options",
-    "orq_frame_save options", "orq_log_set callback", "orq_log_set user", "orq_watch_cameras user", "orq_control_get mode",
+    "orq_frame_save options", "orq_dark_take options", "orq_dark_take callback", "orq_dark_take user",
+    "orq_dark_take info", "orq_dark_use path", "orq_log_set callback", "orq_log_set user", "orq_watch_cameras user", "orq_control_get mode",
 }
 # What a closed camera still answers.
 WORKS_CLOSED = {"orq_camera_close", "orq_camera_reopen", "orq_camera_event_fd", "orq_event_next",
@@ -32,7 +33,7 @@ VALUES = {
     "orq_status": "0", "int32_t": "0", "uint32_t": "1", "uint64_t": "1000", "int64_t": "1", "double": "1.0", "size_t": "1",
     "const char*": '"x"', "void*": "&user", "int32_t*": "&i32", "uint32_t*": "&u32", "int64_t*": "&i64",
     "size_t*": "&bytes", "double*": "&f64", "const uint8_t**": "&data", "orq_log_callback": "log_line",
-    "orq_watch_callback": "watched", "char*": "text",
+    "orq_watch_callback": "watched", "orq_dark_callback": "dark_told", "char*": "text",
 }
 TEXTS = {"orq_camera_open name": '"virtual:k1c"', "orq_keyword_set keyword": '"OBSERVAT=here"'}
 
@@ -130,6 +131,7 @@ static void expect(orq_status status, orq_status wanted, const char* what) {
   failures++;
 }
 static void log_line(void* user, int32_t level, const char* line) { (void)user; (void)level; (void)line; }
+static void dark_told(void* user, const orq_dark_progress* progress) { (void)user; (void)progress; }
 static void watched(void* user, int32_t in, const orq_camera_entry* entry) { (void)user; (void)in; (void)entry; }
 STRUCTS
 int main(void) {

@@ -45,8 +45,8 @@ FrameCorrections ApplyCorrections(Session& session, const CorrectionOptions& opt
   } else if (chosen && !options.noDark) {
     if (const std::string path = StoreOf(session).Chosen(); !path.empty()) UseDark(corrections, path);
   }
-  if (options.noHotPixels) corrections.RepairHotPixels(false);
-  if (options.hotPixels) corrections.RepairHotPixels(true);
+  if (options.noHotPixels) RepairHotPixels(session.Camera(), false);
+  if (options.hotPixels) RepairHotPixels(session.Camera(), true);
   return corrections;
 }
 

@@ -4,7 +4,9 @@
 #include <utility>
 
 #include "models/camera/OwnSettings.h"
+#include "session/LinkFailure.h"
 #include "session/camera/OpenTrouble.h"
+#include "session/controls/FreshValues.h"
 #include "support/Hex.h"
 #include "virtual/bus/VirtualBus.h"
 
@@ -149,6 +151,16 @@ CameraFacts Camera::Facts() {
   return facts_;
 }
 
+std::int64_t Camera::DefaultOf(const Control& control) {
+  const std::vector<Control> controls = ListControls(*Use(*this));
+  const MutexLock lock(factsMutex_);
+  if (defaults_.empty()) {
+    const FreshValues fresh(Device());
+    for (const Control& one : controls) defaults_[one.id] = fresh.Of(one).value_or(0);
+  }
+  return defaults_[control.id];
+}
+
 FrameOrigin Camera::Origin() {
   const MutexLock lock(factsMutex_);
   return origin_;
@@ -174,13 +186,8 @@ void Camera::DemandOpen() const {
 }
 
 void Camera::Fail(const std::string& what) {
-  CModelCamera& device = Device();
-  if (device.DeviceLost()) {
-    watchChanged_.notify_one();
-    throw Failure(Status::Lost, what + ": " + kLost);
-  }
-  const std::string reason = device.LinkError();
-  throw Failure(StatusOf(device.Port().LastErrorCode()), reason.empty() ? what : what + ": " + reason);
+  watchChanged_.notify_one();  // it may be gone
+  throw LinkFailure(Device(), what);
 }
 
 Camera::Use::Use(Camera& camera) : camera_(camera.Device()) {

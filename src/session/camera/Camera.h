@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -18,7 +19,9 @@
 
 #include "session/CameraList.h"
 #include "session/Failure.h"
+#include "session/Pause.h"
 #include "session/camera/EventQueue.h"
+#include "session/controls/Controls.h"
 #include "session/frame/FrameOrigin.h"
 #include "support/threads/Mutex.h"
 
@@ -68,6 +71,8 @@ class Camera {
   void Reopen();
 
   CameraFacts Facts();
+  /// What a fresh camera of the model has; 0 for what can only be read.
+  std::int64_t DefaultOf(const Control& control);
   const ModelData& Model() const { return named_.camera->Model(); }
   const NamedCamera& Named() const { return named_; }
 
@@ -143,6 +148,8 @@ class Camera {
 
   /// Throws what fits a failure of the device: Lost when it is gone, else `what` with the link's reason.
   [[noreturn]] void Fail(const std::string& what);
+  /// For work that an abort, a stop or a close cuts short.
+  Pause UntilAborted();
   /// What is to be switched on again after a reopen.
   void NoteCooling(bool on) { cools_ = on; }
 
@@ -188,6 +195,8 @@ class Camera {
   mutable Mutex factsMutex_;
   CameraFacts facts_ ORQ_GUARDED_BY(factsMutex_);
   FrameOrigin origin_ ORQ_GUARDED_BY(factsMutex_);
+  /// By control; found out when somebody asks, because it takes a camera object to tell.
+  std::map<ORQ_CONTROL_TYPE, std::int64_t> defaults_ ORQ_GUARDED_BY(factsMutex_);
 
   std::atomic<State> state_{State::Closed};
   std::atomic<bool> flashWork_{false};

@@ -96,6 +96,14 @@ void Camera::Abort() {
   watchChanged_.notify_one();
 }
 
+Pause Camera::UntilAborted() {
+  return [this, before = aborts_.load()](std::chrono::milliseconds time) {
+    const auto aborted = [this, before] { return aborts_ != before; };
+    Frames().Await(static_cast<int>(time.count()), aborted);
+    return aborted();
+  };
+}
+
 // With the turn held.
 void Camera::FinishAbort() {
   if (abortWanted_.exchange(false)) StopNow();

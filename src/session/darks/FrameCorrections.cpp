@@ -31,33 +31,38 @@ std::string FrameCorrections::UseDark(const std::string& path) {
   return dark.trouble;
 }
 
-void FrameCorrections::RepairHotPixels(bool on) {
-  if (!on) {
-    camera_.SetHPCStates(false);
-    return;
-  }
-  // Opening the camera has loaded the table of a correction that is on.
-  if (camera_.HPC != 0 || camera_.SetHPCStates(true)) return;
-  if (camera_.DeviceLost()) {
-    throw Failure(Status::Lost, "cannot read the table of hot pixels: the camera was lost; check its cable");
-  }
-  throw Failure(
-      Status::State,
-      "the camera's flash holds no table of hot pixels that can be read; build one with orqcam hotpixels "
-      "build --save");
-}
-
 std::string FrameCorrections::Differences() const {
   return description_ ? DarkDifferences(*description_, PresentSettings(camera_, serial_)) : std::string();
 }
 
 CorrectionFacts FrameCorrections::FactsOf(const FrameInfo& info) const {
   CorrectionFacts facts;
+  if (IsDarkSubtracted(camera_.AutoExp != 0, info.exposureUs)) facts = Dark();
   facts.hotPixels = camera_.HPC != 0;
-  if (name_.empty() || !IsDarkSubtracted(camera_.AutoExp != 0, info.exposureUs)) return facts;
-  facts.darkFile = name_;
-  if (description_) facts.dark = DescriptionText(*description_);
   return facts;
+}
+
+CorrectionFacts FrameCorrections::Dark() const {
+  CorrectionFacts facts;
+  facts.darkFile = name_;
+  if (description_ && !name_.empty()) facts.dark = DescriptionText(*description_);
+  return facts;
+}
+
+void RepairHotPixels(CModelCamera& camera, bool on) {
+  if (!on) {
+    camera.SetHPCStates(false);
+    return;
+  }
+  // Opening the camera has loaded the table of a correction that is on.
+  if (camera.HPC != 0 || camera.SetHPCStates(true)) return;
+  if (camera.DeviceLost()) {
+    throw Failure(Status::Lost, "cannot read the table of hot pixels: the camera was lost; check its cable");
+  }
+  throw Failure(
+      Status::State,
+      "the camera's flash holds no table of hot pixels that can be read; build one with orqcam hotpixels "
+      "build --save");
 }
 
 }  // namespace orq::session

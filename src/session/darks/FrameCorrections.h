@@ -23,9 +23,8 @@ class FrameCorrections {
   std::string UseDark(const std::string& path);
   bool HasDark() const { return !name_.empty(); }
 
-  /// Repairs the hot pixels that the table in the camera's flash lists, or none. Throws Failure: the camera is
-  /// gone (lost), or it has no such table (state).
-  void RepairHotPixels(bool on);
+  /// What files say about frames from which the dark is subtracted.
+  CorrectionFacts Dark() const;
 
   /// How the camera's settings differ from those of the dark now; empty when they do not, or there is no dark of
   /// which that is known. Asks the camera for its temperature.
@@ -39,5 +38,9 @@ class FrameCorrections {
   std::string name_;  ///< of the dark's file, without directory; empty: no dark
   std::optional<DarkDescription> description_;
 };
+
+/// Repairs the hot pixels that the table in the camera's flash lists, or none. Throws Failure: the camera is gone
+/// (lost), or it has no such table (state).
+void RepairHotPixels(CModelCamera& camera, bool on);
 
 }  // namespace orq::session

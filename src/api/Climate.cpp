@@ -1,0 +1,92 @@
+// Temperatures, the cooler, guide pulses and GPS lines.
+#include <limits>
+#include <optional>
+
+#include "api/Handles.h"
+#include "api/Structs.h"
+#include "session/camera/CameraControls.h"
+
+using namespace orq;       // NOLINT(google-build-using-namespace): the functions of the interface are global
+using namespace orq::api;  // NOLINT(google-build-using-namespace)
+
+namespace {
+
+double OrUnknown(const std::optional<double>& number) {
+  return number.value_or(std::numeric_limits<double>::quiet_NaN());
+}
+
+// A wait that is no number, or negative, is over at once.
+double Seconds(double seconds) {
+  return seconds > 0.0 ? seconds : 0.0;
+}
+
+}  // namespace
+
+orq_status orq_temperature_get(orq_camera* camera, double* sensor_c) {
+  return Guarded([&] {
+    const auto opened = CameraOf(camera);
+    DemandResult(sensor_c, "sensor_c");
+    *sensor_c = session::Temperature(*opened);
+  });
+}
+
+orq_status orq_cooler_get(orq_camera* camera, orq_cooler_state* state) {
+  return Guarded([&] {
+    const auto opened = CameraOf(camera);
+    DemandStruct(state, "state");
+    const session::CoolerState now = session::Cooling(*opened);
+    orq_cooler_state given{};
+    given.on = now.on ? 1 : 0;
+    given.target_c = now.targetC;
+    given.sensor_c = OrUnknown(now.sensorC);
+    given.power = now.power;
+    given.reach_c = OrUnknown(now.reachC);
+    CopyText(now.trouble, given.trouble);
+    GiveStruct(given, state);
+  });
+}
+
+orq_status orq_cooler_set(orq_camera* camera, int32_t on, double target_c, int32_t keep) {
+  return Guarded([&] { session::Cool(*CameraOf(camera), on != 0, target_c, keep != 0); });
+}
+
+orq_status orq_cooler_wait(orq_camera* camera, double seconds) {
+  return Guarded([&] { session::AwaitCold(*CameraOf(camera), Seconds(seconds)); });
+}
+
+orq_status orq_cooler_warm_up(orq_camera* camera, double seconds) {
+  return Guarded([&] { session::Warm(*CameraOf(camera), Seconds(seconds)); });
+}
+
+orq_status orq_guide_pulse(orq_camera* camera, int32_t direction, int32_t milliseconds) {
+  return Guarded([&] {
+    const auto opened = CameraOf(camera);
+    constexpr GuideD kDirections[] = {GUIDE_NORTH, GUIDE_SOUTH, GUIDE_EAST, GUIDE_WEST};
+    if (direction < ORQ_GUIDE_NORTH || direction > ORQ_GUIDE_WEST) {
+      throw session::Failure(session::Status::Invalid, "direction must be one of ORQ_GUIDE_...");
+    }
+    session::Guide(*opened, kDirections[direction], milliseconds);
+  });
+}
+
+orq_status orq_gps_get_lines(orq_camera* camera, orq_gps_lines* lines) {
+  return Guarded([&] {
+    const auto opened = CameraOf(camera);
+    DemandStruct(lines, "lines");
+    bool follow = false;
+    const session::GpsLines now = session::LinesOf(*opened, follow);
+    GiveStruct({sizeof *lines, follow ? 1 : 0, now.start, now.end}, lines);
+  });
+}
+
+orq_status orq_gps_set_lines(orq_camera* camera, const orq_gps_lines* lines) {
+  return Guarded([&] {
+    const auto opened = CameraOf(camera);
+    const orq_gps_lines wanted = TakeStruct(lines, "lines");
+    if (wanted.follow != 0) {
+      session::FollowLines(*opened, true);
+    } else {
+      session::SetLines(*opened, {wanted.start, wanted.end});
+    }
+  });
+}

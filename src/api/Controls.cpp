@@ -1,0 +1,81 @@
+// Controls: described, read, set.
+#include <limits>
+#include <optional>
+#include <string>
+
+#include "api/Handles.h"
+#include "api/Structs.h"
+#include "session/camera/CameraControls.h"
+
+using namespace orq;       // NOLINT(google-build-using-namespace): the functions of the interface are global
+using namespace orq::api;  // NOLINT(google-build-using-namespace)
+
+namespace {
+
+orq_control_info InfoOf(session::Camera& camera, const session::Control& control) {
+  const session::ControlUnit unit = session::UnitOf(control.id);
+  orq_control_info info{};
+  info.size = sizeof info;
+  info.id = control.id;
+  CopyText(control.caps.name, info.name);
+  CopyText(control.caps.description, info.description);
+  CopyText(unit.unit, info.unit);
+  info.minimum = control.caps.minValue;
+  info.maximum = control.caps.maxValue;
+  info.default_value = camera.DefaultOf(control);
+  info.scale = unit.scale;
+  info.automatic = control.caps.isAutoSupported != 0 ? 1 : 0;
+  info.writable = control.caps.isWritable != 0 ? 1 : 0;
+  return info;
+}
+
+}  // namespace
+
+orq_status orq_control_count(orq_camera* camera, int32_t* count) {
+  return Guarded([&] {
+    const auto opened = CameraOf(camera);
+    DemandResult(count, "count") = static_cast<int32_t>(session::ControlsOf(*opened).size());
+  });
+}
+
+orq_status orq_control_describe(orq_camera* camera, int32_t index, orq_control_info* info) {
+  return Guarded([&] {
+    const auto opened = CameraOf(camera);
+    DemandStruct(info, "info");
+    const auto controls = session::ControlsOf(*opened);
+    if (index < 0 || static_cast<std::size_t>(index) >= controls.size()) {
+      throw session::Failure(session::Status::Range,
+                             "this camera has " + std::to_string(controls.size()) + " controls, counted from 0");
+    }
+    GiveStruct(InfoOf(*opened, controls[static_cast<std::size_t>(index)]), info);
+  });
+}
+
+orq_status orq_control_find(orq_camera* camera, const char* name, orq_control_info* info) {
+  return Guarded([&] {
+    const auto opened = CameraOf(camera);
+    if (name == nullptr) throw session::Failure(session::Status::Invalid, "name is null");
+    DemandStruct(info, "info");
+    GiveStruct(InfoOf(*opened, session::ControlOf(*opened, name)), info);
+  });
+}
+
+orq_status orq_control_get(orq_camera* camera, int32_t id, int64_t* value, int32_t* mode) {
+  return Guarded([&] {
+    const auto opened = CameraOf(camera);
+    DemandResult(value, "value");
+    const session::ControlReading reading = session::Read(*opened, session::ControlOf(*opened, id));
+    *value = reading.raw;
+    if (mode != nullptr) *mode = reading.automatic ? ORQ_AUTOMATIC : ORQ_MANUAL;
+  });
+}
+
+orq_status orq_control_set(orq_camera* camera, int32_t id, int64_t value, int32_t mode) {
+  return Guarded([&] {
+    const auto opened = CameraOf(camera);
+    if (mode != ORQ_MANUAL && mode != ORQ_AUTOMATIC) {
+      throw session::Failure(session::Status::Invalid, "mode must be ORQ_MANUAL or ORQ_AUTOMATIC");
+    }
+    session::Write(*opened, session::ControlOf(*opened, id), {.raw = value, .automatic = mode == ORQ_AUTOMATIC});
+  });
+}

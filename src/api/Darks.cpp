@@ -1,0 +1,52 @@
+// Darks and hot pixels.
+#include <limits>
+
+#include "api/Handles.h"
+#include "api/Structs.h"
+#include "session/camera/CameraControls.h"
+
+using namespace orq;       // NOLINT(google-build-using-namespace): the functions of the interface are global
+using namespace orq::api;  // NOLINT(google-build-using-namespace)
+
+namespace {
+
+orq_dark_info InfoOf(const DarkFacts& facts) {
+  orq_dark_info info{};
+  info.frames = facts.frames;
+  info.exposure_us = facts.exposureUs;
+  info.taken_unix_ns = facts.takenUnixUs * 1000;
+  info.gain = facts.gain;
+  info.offset = facts.offset;
+  info.sensor_c = facts.sensorC ? static_cast<double>(*facts.sensorC) : std::numeric_limits<double>::quiet_NaN();
+  info.average = static_cast<int32_t>(facts.average);
+  info.hot_pixels = static_cast<int32_t>(facts.hotPixels);
+  info.bad_rows = static_cast<int32_t>(facts.badRows);
+  return info;
+}
+
+}  // namespace
+
+orq_status orq_dark_take(orq_camera* camera, const char* path, const orq_dark_options* options,
+                         orq_dark_callback callback, void* user, orq_dark_info* info) {
+  return Guarded([&] {
+    const auto opened = CameraOf(camera);
+    if (path == nullptr) throw session::Failure(session::Status::Invalid, "path is null");
+    const orq_dark_options wanted = options == nullptr ? orq_dark_options{} : TakeStruct(options, "options");
+    if (info != nullptr) DemandStruct(info, "info");
+    const auto tell = [callback, user](const DarkProgress& at) {
+      if (callback == nullptr) return;
+      const orq_dark_progress progress{sizeof progress, at.frame, at.frames, 0, at.elapsedUs, at.exposureUs};
+      callback(user, &progress);
+    };
+    const DarkFacts facts = session::TakeDark(*opened, path, wanted.frames, wanted.overwrite != 0, tell);
+    if (info != nullptr) GiveStruct(InfoOf(facts), info);
+  });
+}
+
+orq_status orq_dark_use(orq_camera* camera, const char* path) {
+  return Guarded([&] { session::UseDark(*CameraOf(camera), path == nullptr ? "" : path); });
+}
+
+orq_status orq_hot_pixels_repair(orq_camera* camera, int32_t on) {
+  return Guarded([&] { session::RepairHotPixels(*CameraOf(camera), on != 0); });
+}

@@ -1,0 +1,152 @@
+#include "session/camera/CameraControls.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+#include "session/LinkFailure.h"
+#include "session/controls/FreshValues.h"
+#include "session/cooling/Climate.h"
+#include "session/cooling/CoolerWork.h"
+
+namespace orq::session {
+namespace {
+
+// Of these a change restarts a running capture.
+bool ChangesFrames(ORQ_CONTROL_TYPE id) {
+  constexpr std::array kThose = {ORQ_HARDWARE_BIN, ORQ_HIGH_SPEED_MODE, ORQ_MONO_BIN};
+  return std::ranges::find(kThose, id) != kThose.end();
+}
+
+bool IsAutomatic(CModelCamera& device) {
+  return device.AutoExp != 0 || device.AutoGain != 0 || (device.bIsColor != 0 && device.autoWB != 0);
+}
+
+// With the turn held.
+void RunAutomatic(CModelCamera& device) {
+  if (!IsAutomatic(device)) {
+    device.StopAutoControlThr();
+  } else if (device.StartAutoControlThr() == 0) {
+    throw Failure(Status::Internal, "automatic control could not be started");
+  }
+}
+
+}  // namespace
+
+std::vector<Control> ControlsOf(Camera& camera) {
+  return ListControls(*Camera::Use(camera));
+}
+
+Control ControlOf(Camera& camera, std::string_view name) {
+  return FindControl(*Camera::Use(camera), name);
+}
+
+Control ControlOf(Camera& camera, std::int32_t id) {
+  if (id < 0 || id >= kControlTypes) {
+    throw Failure(Status::Invalid, "there is no control with the number " + std::to_string(id));
+  }
+  return FindControl(*Camera::Use(camera), static_cast<ORQ_CONTROL_TYPE>(id));
+}
+
+ControlReading Read(Camera& camera, const Control& control) {
+  const ControlReading reading = ReadControl(*Camera::Use(camera), control);
+  if (!reading.trouble.empty()) throw Failure(Status::Refused, reading.trouble);
+  return reading;
+}
+
+void Write(Camera& camera, const Control& control, const ControlSetting& setting) {
+  if (setting.automatic || control.caps.isAutoSupported != 0 || ChangesFrames(control.id)) {
+    const Camera::Turn turn(camera);
+    WriteControl(*turn, control, setting, Limits::Demand);
+    if (control.caps.isAutoSupported != 0) RunAutomatic(*turn);
+    return;
+  }
+  WriteControl(*Camera::Use(camera), control, setting, Limits::Demand);
+  if (control.id == ORQ_COOLER_ON) camera.NoteCooling(setting.raw != 0);
+}
+
+CoolerState Cooling(Camera& camera) {
+  const Camera::Use device(camera);
+  DemandCooler(*device);
+  CoolerState state;
+  state.on = IsCoolerOn(*device);
+  state.targetC = device->TargetTemp;
+  state.sensorC = SensorCelsius(*device);
+  state.power = static_cast<double>(device->coolPowerPerc);
+  state.reachC = device->CoolerReach();
+  state.trouble = device->CoolerTrouble();
+  if (device->DeviceLost()) camera.Fail("the cooler cannot be read");
+  return state;
+}
+
+void Cool(Camera& camera, bool on, double targetC, bool keep) {
+  const Camera::Use device(camera);
+  DemandCooler(*device);
+  if (on) {
+    if (!std::isfinite(targetC)) throw Failure(Status::Range, "the target must be a temperature");
+    const Control target = FindControl(*device, ORQ_TARGET_TEMP);
+    const std::int64_t whole = std::llround(std::clamp(targetC, -1000.0, 1000.0));
+    WriteControl(*device, target, {.raw = whole}, Limits::Demand);
+  }
+  SwitchCooler(*device, on, keep);
+  camera.NoteCooling(on);
+}
+
+void AwaitCold(Camera& camera, double seconds) {
+  const Camera::Use device(camera);
+  AwaitTarget(*device, seconds, {.tell = {}, .pause = camera.UntilAborted()});
+}
+
+void Warm(Camera& camera, double seconds) {
+  const Camera::Use device(camera);
+  WarmUp(*device, seconds, {.tell = {}, .pause = camera.UntilAborted()});
+  camera.NoteCooling(false);
+}
+
+double Temperature(Camera& camera) {
+  const Camera::Use device(camera);
+  if (!HasThermometer(*device)) throw Failure(Status::Unsupported, "this camera has no thermometer");
+  const std::optional<double> celsius = SensorCelsius(*device);
+  if (device->DeviceLost()) camera.Fail("the temperature cannot be read");
+  if (!celsius) throw Failure(Status::Refused, "the thermometer does not answer");
+  return *celsius;
+}
+
+void Guide(Camera& camera, GuideD direction, int ms) {
+  const Camera::Use device(camera);
+  if (device->hasGuidePort == 0) throw Failure(Status::Unsupported, "this camera has no guide port");
+  constexpr int kLongestMs = 60'000;
+  if (ms < 1 || ms > kLongestMs) throw Failure(Status::Range, "a guide pulse lasts 1 to 60000 ms");
+  const GuideOutcome outcome = SendGuidePulse(*device, direction, ms, camera.UntilAborted(), [](const auto&) {});
+  if (outcome.interrupted) throw Failure(Status::Cancelled, "the guide pulse was cut short");
+}
+
+GpsLines LinesOf(Camera& camera, bool& follow) {
+  const Camera::Use device(camera);
+  DemandGps(*device);
+  const auto lines = ReadGpsLines(*device);
+  if (!lines) throw LinkFailure(*device, "the GPS lines cannot be read");
+  follow = device->GpsLinesFollow();
+  return *lines;
+}
+
+void SetLines(Camera& camera, const GpsLines& lines) {
+  const Camera::Use device(camera);
+  DemandGps(*device);
+  if (lines.start < 0 || lines.end < 0 || lines.start >= device->iMaxHeight || lines.end >= device->iMaxHeight) {
+    throw Failure(Status::Range, "GPS lines must be from 0 to " + std::to_string(device->iMaxHeight - 1));
+  }
+  std::string left;
+  if (SetGpsLines(*device, lines, left) != CTRL_OK) {
+    throw LinkFailure(*device, "the camera refused the GPS lines; " + left);
+  }
+  device->FollowGpsLines(false);
+}
+
+void FollowLines(Camera& camera, bool follow) {
+  const Camera::Use device(camera);
+  DemandGps(*device);
+  if (!device->FollowGpsLines(follow)) throw LinkFailure(*device, "the camera refused the GPS lines");
+}
+
+}  // namespace orq::session

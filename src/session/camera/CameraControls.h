@@ -1,0 +1,68 @@
+// Controls, cooling, guiding and the corrections of an open camera, beside whatever else it does.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "session/DarkSession.h"
+#include "session/camera/Camera.h"
+#include "session/controls/ControlValues.h"
+#include "session/gps/GpsLines.h"
+#include "session/guide/GuideLine.h"
+
+namespace orq::session {
+
+/// The controls that the camera offers, in catalogue order.
+std::vector<Control> ControlsOf(Camera& camera);
+/// By name in any case, or by number. Throws Failure: Invalid when no camera has such a control, Unsupported when
+/// this one does not.
+Control ControlOf(Camera& camera, std::string_view name);
+Control ControlOf(Camera& camera, std::int32_t id);
+/// Throws Failure, also when the value is not known (Refused).
+ControlReading Read(Camera& camera, const Control& control);
+/// Nothing is changed when the value is beyond the limits (Range). Controls that change the frames of a running
+/// capture restart it. Automatic control runs as long as a control is automatic.
+void Write(Camera& camera, const Control& control, const ControlSetting& setting);
+
+/// What the cooler does.
+struct CoolerState {
+  bool on = false;
+  double targetC = 0.0;
+  std::optional<double> sensorC;
+  double power = 0.0;            ///< percent of the full drive
+  std::optional<double> reachC;  ///< how cold it gets, once that is known to fall short of the target
+  std::string trouble;           ///< why it cannot regulate; empty: it can
+};
+CoolerState Cooling(Camera& camera);
+/// Switches the cooler on with a target, or off at once. `keep`: it stays on when the camera is closed.
+void Cool(Camera& camera, bool on, double targetC, bool keep);
+/// Both block until it is done, `seconds` have passed (Timeout) or somebody aborts (Cancelled).
+void AwaitCold(Camera& camera, double seconds);
+void Warm(Camera& camera, double seconds);
+
+/// The sensor's temperature. Unsupported: no thermometer. Refused: it does not answer.
+double Temperature(Camera& camera);
+
+/// Blocks until the line is off again, which it is in every case. Cancelled: somebody has aborted.
+void Guide(Camera& camera, GuideD direction, int ms);
+
+/// The lines at which the GPS takes the time, and whether they follow the region.
+GpsLines LinesOf(Camera& camera, bool& follow);
+void SetLines(Camera& camera, const GpsLines& lines);
+void FollowLines(Camera& camera, bool follow);
+
+/// Takes a dark of `frames` frames (0: as many as the exposure asks for) with the present exposure, gain and
+/// offset, and writes it to `path`, a .bmp with a description beside it. The sensor must be covered. A running
+/// capture is interrupted for it.
+DarkFacts TakeDark(Camera& camera, const std::string& path, int frames, bool overwrite,
+                   const std::function<void(const DarkProgress&)>& tell);
+/// Subtracts the dark in the file `path` from frames to come; empty: none.
+void UseDark(Camera& camera, const std::string& path);
+/// Repairs the hot pixels that the table in the camera's flash lists, or none.
+void RepairHotPixels(Camera& camera, bool on);
+
+}  // namespace orq::session
