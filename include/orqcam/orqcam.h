@@ -347,6 +347,51 @@ ORQ_API orq_status orq_dark_use(orq_camera* camera, const char* path);
  */
 ORQ_API orq_status orq_hot_pixels_repair(orq_camera* camera, int32_t on);
 
+/* ---- Flash ---- */
+
+/** How far work on the camera's flash memory is. */
+typedef struct orq_flash_progress {
+  uint32_t size;
+  uint32_t done; /**< bytes */
+  uint32_t total;
+  uint32_t reserved; /**< 0 */
+  char step[16];     /**< "reading", "restoring" or "comparing" */
+} orq_flash_progress;
+/** Called on the calling thread. */
+typedef void (*orq_flash_callback)(void* user, const orq_flash_progress* progress);
+/* Work on flash takes seconds and blocks; orq_capture_abort ends it between two sectors, and closing the camera
+ * answers BUSY meanwhile. STATE: a capture runs. What overwrites flash saves it first, to a new file in
+ * `backup_folder` (null: the user's state folder). `callback` and `user` may be null. */
+/** Saves the part of flash that belongs to the user, the table of hot pixels and the id, to a file. FILE: it is
+ * there already and `overwrite` is 0. */
+ORQ_API orq_status orq_flash_save(orq_camera* camera, const char* path, int32_t overwrite,
+                                  orq_flash_callback callback, void* user);
+/** Makes flash like such a file, and compares. INVALID: the file is of another camera. */
+ORQ_API orq_status orq_flash_restore(orq_camera* camera, const char* path, const char* backup_folder,
+                                     orq_flash_callback callback, void* user);
+/** Stores the user's name for the camera: up to 8 printable ASCII characters; empty: none. */
+ORQ_API orq_status orq_user_id_set(orq_camera* camera, const char* id, const char* backup_folder,
+                                   orq_flash_callback callback, void* user);
+/** Stores the hot pixels of the dark that was taken, or is in use, in flash. STATE: there is no dark. */
+ORQ_API orq_status orq_hot_pixels_save(orq_camera* camera, const char* backup_folder, orq_flash_callback callback,
+                                       void* user);
+
+/* ---- Focus motor ---- */
+
+typedef struct orq_focus_state {
+  uint32_t size;
+  int32_t position;   /**< 0 to 1023 */
+  int32_t moving;     /**< 1 or 0 */
+  int32_t lower_mark; /**< of the lens; -1: unknown */
+  int32_t upper_mark;
+  int32_t reserved; /**< 0 */
+} orq_focus_state;
+/** Of cameras with ORQ_ABILITY_FOCUS_MOTOR. */
+ORQ_API orq_status orq_focus_get(orq_camera* camera, orq_focus_state* state);
+/** Moves the lens to a position and waits until it is there. RANGE: there is none; TIMEOUT: something blocks it;
+ * CANCELLED: somebody has aborted, and the lens is on its way. */
+ORQ_API orq_status orq_focus_move(orq_camera* camera, int32_t position);
+
 /* ---- Geometry ---- */
 
 /** Which part of the sensor frames show, and how. */

@@ -431,6 +431,21 @@ class Camera {
   void noDark() { detail::check(orq_dark_use(get(), nullptr)); }
   void repairHotPixels(bool on) { detail::check(orq_hot_pixels_repair(get(), on ? 1 : 0)); }
 
+  void saveFlash(const std::string& path, bool overwrite = false) {
+    detail::check(orq_flash_save(get(), path.c_str(), overwrite ? 1 : 0, nullptr, nullptr));
+  }
+  /** Flash is saved first, in the user's state folder. */
+  void restoreFlash(const std::string& path) {
+    detail::check(orq_flash_restore(get(), path.c_str(), nullptr, nullptr, nullptr));
+  }
+  void userId(const std::string& id) {
+    detail::check(orq_user_id_set(get(), id.c_str(), nullptr, nullptr, nullptr));
+  }
+  void saveHotPixels() { detail::check(orq_hot_pixels_save(get(), nullptr, nullptr, nullptr)); }
+
+  orq_focus_state focus() const { return filled<orq_focus_state>(orq_focus_get); }
+  void focus(int position) { detail::check(orq_focus_move(get(), position)); }
+
   /** Bit n: the camera offers mode n. */
   std::uint32_t triggerModes() const { return value<std::uint32_t>(orq_trigger_get_modes); }
   int triggerMode() const { return value<std::int32_t>(orq_trigger_get_mode); }

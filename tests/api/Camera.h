@@ -3,7 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
+#include <future>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -74,6 +77,19 @@ bool Eventually(Done done) {
     std::this_thread::sleep_for(std::chrono::milliseconds(2));
   }
   return true;
+}
+
+/// A call that waits, on a thread of its own, and well into its waiting.
+template <class Call>
+std::future<orq_status> Waiting(Call call) {
+  auto begun = std::make_shared<std::atomic<bool>>(false);
+  auto waiter = std::async(std::launch::async, [begun, call] {
+    *begun = true;
+    return call();
+  });
+  EXPECT_TRUE(Eventually([&] { return begun->load(); }));
+  EXPECT_EQ(waiter.wait_for(std::chrono::milliseconds(300)), std::future_status::timeout) << "it did not wait";
+  return waiter;
 }
 
 }  // namespace orq::test

@@ -24,7 +24,10 @@ HANDLES = {"orq_camera": "camera", "orq_camera_list": "list", "orq_reader": "rea
 MAY_BE_NULL = {
     "orq_camera_open name", "orq_camera_open options", "orq_region_set applied", "orq_reader_open options",
     "orq_frame_save options", "orq_dark_take options", "orq_dark_take callback", "orq_dark_take user",
-    "orq_dark_take info", "orq_dark_use path", "orq_log_set callback", "orq_log_set user", "orq_watch_cameras user", "orq_control_get mode",
+    "orq_dark_take info", "orq_flash_save callback", "orq_flash_save user", "orq_flash_restore backup_folder",
+    "orq_flash_restore callback", "orq_flash_restore user", "orq_user_id_set backup_folder",
+    "orq_user_id_set callback", "orq_user_id_set user", "orq_hot_pixels_save backup_folder",
+    "orq_hot_pixels_save callback", "orq_hot_pixels_save user", "orq_dark_use path", "orq_log_set callback", "orq_log_set user", "orq_watch_cameras user", "orq_control_get mode",
 }
 # What a closed camera still answers.
 WORKS_CLOSED = {"orq_camera_close", "orq_camera_reopen", "orq_camera_event_fd", "orq_event_next",
@@ -33,7 +36,8 @@ VALUES = {
     "orq_status": "0", "int32_t": "0", "uint32_t": "1", "uint64_t": "1000", "int64_t": "1", "double": "1.0", "size_t": "1",
     "const char*": '"x"', "void*": "&user", "int32_t*": "&i32", "uint32_t*": "&u32", "int64_t*": "&i64",
     "size_t*": "&bytes", "double*": "&f64", "const uint8_t**": "&data", "orq_log_callback": "log_line",
-    "orq_watch_callback": "watched", "orq_dark_callback": "dark_told", "char*": "text",
+    "orq_watch_callback": "watched", "orq_dark_callback": "dark_told", "orq_flash_callback": "flash_told",
+    "uint8_t*": "&byte", "char*": "text",
 }
 TEXTS = {"orq_camera_open name": '"virtual:k1c"', "orq_keyword_set keyword": '"OBSERVAT=here"'}
 
@@ -110,12 +114,12 @@ def program(functions, structs):
             lines.append(expect(function, arguments, "ORQ_ERROR_STATE", "forked child"))
     lines.append("_exit(failures != 0 || calls == 0); } int ended = 0; waitpid(child, &ended, 0);")
     lines.append('if (ended != 0) { printf("the forked child failed: %d\\n", ended); failures++; }')
-    declarations = [f"static {name} {name}_ = {{.size = sizeof({name})}};" for name in sorted(structs)]
+    declarations = [f"{name} {name}_ = {{.size = sizeof({name})}};" for name in sorted(structs)]
     return TEMPLATE.replace("STRUCTS", "\n".join(declarations)).replace("CALLS", "\n  ".join(lines))
 
 
 TEMPLATE = r"""
-#include <orqcam/orqcam.h>
+#include <orqcam/orqcam-expert.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -132,12 +136,14 @@ static void expect(orq_status status, orq_status wanted, const char* what) {
 }
 static void log_line(void* user, int32_t level, const char* line) { (void)user; (void)level; (void)line; }
 static void dark_told(void* user, const orq_dark_progress* progress) { (void)user; (void)progress; }
+static void flash_told(void* user, const orq_flash_progress* progress) { (void)user; (void)progress; }
 static void watched(void* user, int32_t in, const orq_camera_entry* entry) { (void)user; (void)in; (void)entry; }
 STRUCTS
 int main(void) {
   static unsigned char no_size[16384];
   static char text[256];
   int user = 0; int32_t i32 = 0; uint32_t u32 = 0; int64_t i64 = 0; size_t bytes = sizeof text; double f64 = 0;
+  uint8_t byte = 0;
   const uint8_t* data = NULL;
   orq_camera *camera = NULL, *new_camera = NULL; orq_camera_list *list = NULL, *new_list = NULL;
   orq_reader *reader = NULL, *new_reader = NULL; orq_frame *frame = NULL, *new_frame = NULL;
@@ -150,7 +156,7 @@ int main(void) {
   expect(orq_watch_cameras(watched, NULL, &watch), ORQ_OK, "watch");
   expect(orq_exposure_start(camera, 1000), ORQ_OK, "exposure");
   expect(orq_frame_wait(camera, 30000, &frame), ORQ_OK, "frame");
-  (void)no_size; (void)text; (void)user; (void)i32; (void)u32; (void)i64; (void)bytes; (void)f64; (void)data;
+  (void)no_size; (void)text; (void)user; (void)i32; (void)u32; (void)i64; (void)bytes; (void)f64; (void)data; (void)byte;
   (void)new_camera; (void)new_list; (void)new_reader; (void)new_frame; (void)new_watch;
   CALLS
   orq_frame_release(frame);

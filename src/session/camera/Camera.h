@@ -71,6 +71,8 @@ class Camera {
   void Reopen();
 
   CameraFacts Facts();
+  /// Asks the device for them again.
+  void ReadFacts();
   /// What a fresh camera of the model has; 0 for what can only be read.
   std::int64_t DefaultOf(const Control& control);
   const ModelData& Model() const { return named_.camera->Model(); }
@@ -161,7 +163,6 @@ class Camera {
   CModelCamera& Device() const { return *named_.camera; }
   void OpenDevice(std::string_view name, const OpenOptions& options);
   void ReopenNow();
-  void ReadFacts();
   void DemandOpen() const;
   void Start(Capture capture);
   void StopNow();

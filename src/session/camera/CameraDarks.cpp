@@ -26,6 +26,7 @@ DarkFacts TakeDark(Camera& camera, const std::string& path, int frames, bool ove
   if (frames < 0 || frames > kMostDarkFrames) {
     throw Failure(Status::Range, "a dark is made of 1 to " + std::to_string(kMostDarkFrames) + " frames");
   }
+  { const Camera::Use open(camera); }  // what is wrong with the camera is told before what is wrong with the file
   const Existing existing = overwrite ? Existing::Overwrite : Existing::Keep;
   DemandDarkName(path);
   CheckDarkWritable(path, existing);

@@ -1,0 +1,98 @@
+#include "session/camera/CameraFlash.h"
+
+#include <algorithm>
+#include <filesystem>
+
+#include "models/flash/HotPixelStore.h"
+#include "session/files/StateDirectory.h"
+#include "session/flash/FlashFailure.h"
+
+namespace orq::session {
+namespace {
+
+std::string BackupFolder(const FlashSafety& safety) {
+  if (!safety.backupFolder.empty()) return safety.backupFolder;
+  const std::string state = StateDirectory();
+  if (state.empty()) throw Failure(Status::File, "there is no place for a backup of flash: name a folder for it");
+  return (std::filesystem::path(state) / "flash").string();
+}
+
+FlashWatcher WatcherOf(const Camera::Turn& turn, const FlashTeller& tell) {
+  return [&turn, tell](const FlashProgress& at) {
+    if (tell) tell(at);
+    return !turn.IsOver();
+  };
+}
+
+// A failure after which flash may have changed says where its contents are.
+void DemandStored(CModelCamera& camera, const FlashOutcome& outcome, const FlashBackup& backup) {
+  try {
+    DemandDone(camera, outcome);
+  } catch (const Failure& failure) {
+    if (outcome.result == FlashResult::Refused) throw;
+    throw Failure(failure.Code(), std::string(failure.what()) + "; what flash held before is in " + backup.path);
+  }
+}
+
+/// Backs flash up, and has `work` overwrite it.
+template <class Work>
+void Overwrite(Camera& camera, const FlashSafety& safety, Work work) {
+  const std::string folder = BackupFolder(safety);
+  const Camera::FlashTurn turn(camera);
+  const FlashWatcher watcher = WatcherOf(turn, safety.tell);
+  FlashBackup backup;
+  DemandDone(*turn, BackUpFlash(*turn, folder, backup, watcher));
+  DemandStored(*turn, work(*turn, backup, watcher), backup);
+}
+
+}  // namespace
+
+void SaveFlash(Camera& camera, const std::string& path, bool overwrite, const FlashTeller& tell) {
+  const Camera::FlashTurn turn(camera);
+  FlashImage image;
+  DemandDone(*turn, ReadFlashImage(*turn, image, WatcherOf(turn, tell)));
+  const FlashOutcome saved = SaveFlashImage(path, image, overwrite ? Existing::Overwrite : Existing::Keep);
+  if (!saved.Done()) throw Failure(Status::File, saved.reason);
+}
+
+void RestoreFlash(Camera& camera, const std::string& path, const FlashSafety& safety) {
+  { const Camera::Use open(camera); }
+  FlashImage image;
+  const FlashOutcome loaded = LoadFlashImage(path, image);
+  if (!loaded.Done()) throw Failure(Status::File, loaded.reason);
+  Overwrite(camera, safety, [&](CModelCamera& device, const FlashBackup&, const FlashWatcher& watcher) {
+    if (!IsImageOf(device, image)) throw Failure(Status::Invalid, "the file is of another camera");
+    return RestoreFlashImage(device, image, watcher);
+  });
+}
+
+void StoreUserId(Camera& camera, const std::string& id, const FlashSafety& safety) {
+  _ORQ_ID bytes{};
+  const bool plain = std::ranges::all_of(id, [](char c) { return c >= ' ' && c <= '~'; });
+  if (id.size() > sizeof bytes.id || !plain) {
+    throw Failure(Status::Invalid, "an id has up to 8 plain characters, not '" + id + "'");
+  }
+  std::ranges::copy(id, bytes.id);
+  Overwrite(camera, safety, [&](CModelCamera& device, const FlashBackup& backup, const FlashWatcher& watcher) {
+    return orq::StoreUserId(device, bytes, backup.image, watcher);
+  });
+  camera.ReadFacts();
+}
+
+void StoreHotPixels(Camera& camera, const FlashSafety& safety) {
+  Overwrite(camera, safety, [&](CModelCamera& device, const FlashBackup& backup, const FlashWatcher& watcher) {
+    return orq::StoreHotPixels(device, backup.image, watcher);
+  });
+}
+
+FocusState Focus(Camera& camera) {
+  const Camera::Use device(camera);
+  return FocusMotor(*device).State();
+}
+
+void MoveFocus(Camera& camera, int position) {
+  const Camera::Use device(camera);
+  FocusMotor(*device).MoveTo(position, camera.UntilAborted(), {});
+}
+
+}  // namespace orq::session

@@ -1,0 +1,34 @@
+// Work on the flash memory of an open camera, and its focus motor.
+#pragma once
+
+#include <string>
+
+#include "models/flash/FlashBackup.h"
+#include "session/camera/Camera.h"
+#include "session/focus/FocusMotor.h"
+
+namespace orq::session {
+
+/// Told between pieces of slow work; may be empty.
+using FlashTeller = std::function<void(const FlashProgress&)>;
+
+/// Where what overwrites flash saves it first. Empty: the user's state folder.
+struct FlashSafety {
+  std::string backupFolder;
+  FlashTeller tell;
+};
+
+// Each takes a turn: no capture may run (State), the camera is not closed meanwhile (Busy), and an abort ends it
+// between two sectors (Cancelled).
+
+void SaveFlash(Camera& camera, const std::string& path, bool overwrite, const FlashTeller& tell);
+void RestoreFlash(Camera& camera, const std::string& path, const FlashSafety& safety);
+/// Invalid: no plain text of up to 8 characters; empty: none.
+void StoreUserId(Camera& camera, const std::string& id, const FlashSafety& safety);
+/// The hot pixels of the dark in memory.
+void StoreHotPixels(Camera& camera, const FlashSafety& safety);
+
+FocusState Focus(Camera& camera);
+void MoveFocus(Camera& camera, int position);
+
+}  // namespace orq::session

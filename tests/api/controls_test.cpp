@@ -1,0 +1,276 @@
+// Controls, cooling, guiding and corrections through the C interface.
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+#include <future>
+#include <set>
+
+#include "Camera.h"
+#include "models/table/ModelData.h"
+#include "virtual/device/DeviceReadings.h"
+
+namespace orq {
+namespace {
+
+using test::ApiCamera;
+using test::ApiFrame;
+using test::Eventually;
+using test::kPatienceMs;
+using test::Quick;
+
+std::vector<orq_control_info> ControlsOf(orq_camera* camera) {
+  int32_t count = 0;
+  EXPECT_EQ(orq_control_count(camera, &count), ORQ_OK) << orq_last_error();
+  std::vector<orq_control_info> infos(static_cast<std::size_t>(count));
+  for (int32_t i = 0; i < count; ++i) {
+    infos[static_cast<std::size_t>(i)].size = sizeof(orq_control_info);
+    EXPECT_EQ(orq_control_describe(camera, i, &infos[static_cast<std::size_t>(i)]), ORQ_OK) << orq_last_error();
+  }
+  return infos;
+}
+
+TEST(ApiControls, EveryWritableControlOfEveryModelTakesItsLimitsAndNothingBeyond) {
+  // These do what they say at once, and say nothing of it afterwards.
+  const std::set<int32_t> notReadBack = {ORQ_CONTROL_HUB_RESET, ORQ_CONTROL_FAN_ON, ORQ_CONTROL_FAN_SPEED};
+  for (const ModelData& model : AllModels()) {
+    if (model.maxWidth == 0) continue;
+    const ApiCamera camera(Quick(std::string(model.key)));
+    camera.Corner();
+    const auto controls = ControlsOf(camera.camera);
+    ASSERT_FALSE(controls.empty());
+    for (const orq_control_info& control : controls) {
+      const std::string what = std::string(model.key) + " " + control.name;
+      int64_t before = 0;
+      int32_t mode = -1;
+      EXPECT_EQ(orq_control_get(camera.camera, control.id, &before, &mode), ORQ_OK) << what << orq_last_error();
+      if (control.writable == 0) {
+        EXPECT_EQ(orq_control_set(camera.camera, control.id, before, ORQ_MANUAL), ORQ_ERROR_UNSUPPORTED) << what;
+        continue;
+      }
+      EXPECT_GE(control.default_value, control.minimum) << what;
+      EXPECT_LE(control.default_value, control.maximum) << what;
+      for (const int64_t beyond : {control.minimum - 1, control.maximum + 1}) {
+        EXPECT_EQ(orq_control_set(camera.camera, control.id, beyond, ORQ_MANUAL), ORQ_ERROR_RANGE) << what;
+      }
+      int64_t now = 0;
+      EXPECT_EQ(orq_control_get(camera.camera, control.id, &now, nullptr), ORQ_OK);
+      EXPECT_EQ(now, before) << what << ": refused, and changed";
+      for (const int64_t value : {control.minimum, control.maximum, control.default_value}) {
+        ASSERT_EQ(orq_control_set(camera.camera, control.id, value, ORQ_MANUAL), ORQ_OK)
+            << what << orq_last_error();
+        if (notReadBack.contains(control.id)) continue;
+        ASSERT_EQ(orq_control_get(camera.camera, control.id, &now, &mode), ORQ_OK);
+        EXPECT_EQ(now, value) << what;
+        EXPECT_EQ(mode, ORQ_MANUAL) << what;
+      }
+      if (control.automatic == 0) {
+        EXPECT_EQ(orq_control_set(camera.camera, control.id, 0, ORQ_AUTOMATIC), ORQ_ERROR_UNSUPPORTED) << what;
+      }
+      orq_control_info found{};
+      found.size = sizeof found;
+      ASSERT_EQ(orq_control_find(camera.camera, control.name, &found), ORQ_OK);
+      EXPECT_EQ(found.id, control.id);
+    }
+  }
+}
+
+TEST(ApiControls, AControlIsFoundByNameInAnyCaseAndOthersSayWhatThereIs) {
+  const ApiCamera camera;
+  orq_control_info info{};
+  info.size = sizeof info;
+  ASSERT_EQ(orq_control_find(camera.camera, "gAIN", &info), ORQ_OK);
+  EXPECT_EQ(info.id, ORQ_CONTROL_GAIN);
+  EXPECT_EQ(orq_control_find(camera.camera, "CoolerOn", &info), ORQ_ERROR_UNSUPPORTED);
+  EXPECT_EQ(orq_control_find(camera.camera, "shutter", &info), ORQ_ERROR_INVALID);
+  int64_t value = 0;
+  EXPECT_EQ(orq_control_get(camera.camera, 29, &value, nullptr), ORQ_ERROR_INVALID);
+  EXPECT_EQ(orq_control_get(camera.camera, -1, &value, nullptr), ORQ_ERROR_INVALID);
+  EXPECT_EQ(orq_control_set(camera.camera, ORQ_CONTROL_GAIN, 1, 2), ORQ_ERROR_INVALID);
+}
+
+TEST(ApiControls, AnAutomaticExposureFindsItsTargetWhileVideoRuns) {
+  const ApiCamera camera("virtual:k1m,timescale=0.1,scene=flat,flux=200000");
+  camera.Corner(ORQ_FORMAT_RAW8, 128);
+  ASSERT_EQ(orq_control_set(camera.camera, ORQ_CONTROL_EXPOSURE, 1000, ORQ_MANUAL), ORQ_OK);
+  ASSERT_EQ(orq_control_set(camera.camera, ORQ_CONTROL_EXPOSURE, 0, ORQ_AUTOMATIC), ORQ_OK) << orq_last_error();
+  ASSERT_EQ(orq_video_start(camera.camera), ORQ_OK);
+  int64_t exposure = 1000;
+  int32_t mode = ORQ_MANUAL;
+  EXPECT_TRUE(Eventually([&] {
+    ApiFrame frame;
+    orq_frame_wait(camera.camera, kPatienceMs, &frame.frame);
+    orq_control_get(camera.camera, ORQ_CONTROL_EXPOSURE, &exposure, &mode);
+    return exposure > 1000;
+  }));
+  EXPECT_EQ(mode, ORQ_AUTOMATIC);
+  ASSERT_EQ(orq_control_set(camera.camera, ORQ_CONTROL_EXPOSURE, 5000, ORQ_MANUAL), ORQ_OK);
+  ASSERT_EQ(orq_control_get(camera.camera, ORQ_CONTROL_EXPOSURE, &exposure, &mode), ORQ_OK);
+  EXPECT_EQ(exposure, 5000);
+  EXPECT_EQ(mode, ORQ_MANUAL);
+}
+
+TEST(ApiCooler, TheSensorReachesItsTargetAndWarmsUpAgain) {
+  const ApiCamera camera("virtual:x26m,timescale=0.001");
+  ASSERT_EQ(orq_cooler_set(camera.camera, 1, 10.0, 0), ORQ_OK) << orq_last_error();
+  ASSERT_EQ(orq_cooler_wait(camera.camera, 60.0), ORQ_OK) << orq_last_error();
+  orq_cooler_state state{};
+  state.size = sizeof state;
+  ASSERT_EQ(orq_cooler_get(camera.camera, &state), ORQ_OK);
+  EXPECT_EQ(state.on, 1);
+  EXPECT_EQ(state.target_c, 10.0);
+  EXPECT_NEAR(state.sensor_c, 10.0, 0.5);
+  EXPECT_GT(state.power, 0.0);
+  double celsius = 0.0;
+  ASSERT_EQ(orq_temperature_get(camera.camera, &celsius), ORQ_OK);
+  EXPECT_NEAR(celsius, 10.0, 0.5);
+  ASSERT_EQ(orq_cooler_warm_up(camera.camera, 60.0), ORQ_OK) << orq_last_error();
+  ASSERT_EQ(orq_cooler_get(camera.camera, &state), ORQ_OK);
+  EXPECT_EQ(state.on, 0);
+}
+
+TEST(ApiCooler, AWaitIsCutShortByAnAbortAndByItsTime) {
+  const ApiCamera camera("virtual:x26m");
+  EXPECT_EQ(orq_cooler_set(camera.camera, 1, -41.0, 0), ORQ_ERROR_RANGE);
+  EXPECT_EQ(orq_cooler_set(camera.camera, 1, std::nan(""), 0), ORQ_ERROR_RANGE);
+  ASSERT_EQ(orq_cooler_set(camera.camera, 1, -20.0, 0), ORQ_OK);
+  EXPECT_EQ(orq_cooler_wait(camera.camera, 0.0), ORQ_ERROR_TIMEOUT) << orq_last_error();
+  auto waiter = test::Waiting([&] { return orq_cooler_wait(camera.camera, 600.0); });
+  ASSERT_EQ(orq_capture_abort(camera.camera), ORQ_OK);
+  EXPECT_EQ(waiter.get(), ORQ_ERROR_CANCELLED);
+}
+
+TEST(ApiCooler, ClosingDoesNotWaitForAWait) {
+  const ApiCamera camera("virtual:x26m");
+  ASSERT_EQ(orq_cooler_set(camera.camera, 1, -20.0, 0), ORQ_OK);
+  auto waiter = test::Waiting([&] { return orq_cooler_wait(camera.camera, 600.0); });
+  EXPECT_EQ(orq_camera_close(camera.camera), ORQ_OK);
+  EXPECT_EQ(waiter.get(), ORQ_ERROR_CANCELLED);
+}
+
+TEST(ApiCooler, CamerasWithoutOneSaySo) {
+  for (const ModelData& model : AllModels()) {
+    if (model.maxWidth == 0 || model.cooled) continue;
+    const ApiCamera camera(Quick(std::string(model.key)));
+    EXPECT_EQ(orq_cooler_set(camera.camera, 1, 0.0, 0), ORQ_ERROR_UNSUPPORTED) << model.key;
+  }
+}
+
+TEST(ApiGuide, APulseHoldsItsLineAndAnAbortEndsIt) {
+  for (const ModelData& model : AllModels()) {
+    if (model.maxWidth == 0) continue;
+    const ApiCamera camera(Quick(std::string(model.key)));
+    if (!model.guidePort) {
+      EXPECT_EQ(orq_guide_pulse(camera.camera, ORQ_GUIDE_EAST, 10), ORQ_ERROR_UNSUPPORTED) << model.key;
+      continue;
+    }
+    EXPECT_EQ(orq_guide_pulse(camera.camera, 4, 10), ORQ_ERROR_INVALID);
+    EXPECT_EQ(orq_guide_pulse(camera.camera, ORQ_GUIDE_EAST, 0), ORQ_ERROR_RANGE);
+    EXPECT_EQ(orq_guide_pulse(camera.camera, ORQ_GUIDE_EAST, 60'001), ORQ_ERROR_RANGE);
+    ASSERT_EQ(orq_guide_pulse(camera.camera, ORQ_GUIDE_EAST, 5), ORQ_OK) << orq_last_error();
+    auto pulse = test::Waiting([&] { return orq_guide_pulse(camera.camera, ORQ_GUIDE_WEST, 60'000); });
+    ASSERT_EQ(orq_capture_abort(camera.camera), ORQ_OK);
+    EXPECT_EQ(pulse.get(), ORQ_ERROR_CANCELLED);
+  }
+}
+
+TEST(ApiGps, LinesFollowTheRegionUntilTheyAreSet) {
+  const ApiCamera camera(Quick("t46c"));
+  camera.Corner(ORQ_FORMAT_RAW8, 64);
+  orq_gps_lines lines{};
+  lines.size = sizeof lines;
+  ASSERT_EQ(orq_gps_get_lines(camera.camera, &lines), ORQ_OK) << orq_last_error();
+  EXPECT_EQ(lines.follow, 1);
+  EXPECT_EQ(lines.end - lines.start, 63);
+  orq_gps_lines wanted{sizeof wanted, 0, 10, 50};
+  ASSERT_EQ(orq_gps_set_lines(camera.camera, &wanted), ORQ_OK) << orq_last_error();
+  camera.Corner(ORQ_FORMAT_RAW8, 96);
+  ASSERT_EQ(orq_gps_get_lines(camera.camera, &lines), ORQ_OK);
+  EXPECT_EQ(lines.follow, 0);
+  EXPECT_EQ(lines.start, 10);
+  EXPECT_EQ(lines.end, 50);
+  wanted.end = 1'000'000;
+  EXPECT_EQ(orq_gps_set_lines(camera.camera, &wanted), ORQ_ERROR_RANGE);
+  wanted.follow = 1;
+  ASSERT_EQ(orq_gps_set_lines(camera.camera, &wanted), ORQ_OK);
+  ASSERT_EQ(orq_gps_get_lines(camera.camera, &lines), ORQ_OK);
+  EXPECT_EQ(lines.follow, 1);
+  EXPECT_EQ(lines.end - lines.start, 95);
+}
+
+TEST(ApiDarks, ADarkIsTakenUsedAndToldOfInTheHeader) {
+  std::string folder = (std::filesystem::temp_directory_path() / "orq-dark-XXXXXX").string();
+  ASSERT_NE(::mkdtemp(folder.data()), nullptr);
+  const std::string path = folder + "/dark.bmp";
+  const ApiCamera camera("virtual:h53m,timescale=0.01,scene=dark");
+  ASSERT_EQ(orq_control_set(camera.camera, ORQ_CONTROL_EXPOSURE, 20'000, ORQ_MANUAL), ORQ_OK);
+  camera.Corner();
+  int told = 0;
+  const auto tell = [](void* user, const orq_dark_progress* at) {
+    EXPECT_EQ(at->frames, 3);
+    ++*static_cast<int*>(user);
+  };
+  const orq_dark_options options{sizeof options, 3, 0, 0};
+  orq_dark_info info{};
+  info.size = sizeof info;
+  ASSERT_EQ(orq_dark_take(camera.camera, path.c_str(), &options, tell, &told, &info), ORQ_OK) << orq_last_error();
+  EXPECT_EQ(info.frames, 3);
+  EXPECT_EQ(info.exposure_us, 20'000U);
+  EXPECT_GT(told, 0);
+  EXPECT_EQ(orq_dark_take(camera.camera, path.c_str(), &options, nullptr, nullptr, nullptr), ORQ_ERROR_FILE);
+  EXPECT_EQ(orq_dark_take(camera.camera, (folder + "/dark.fits").c_str(), nullptr, nullptr, nullptr, nullptr),
+            ORQ_ERROR_INVALID);
+  orq_region region{};
+  region.size = sizeof region;
+  ASSERT_EQ(orq_region_get(camera.camera, &region), ORQ_OK);
+  EXPECT_EQ(region.width, 64) << "as it was before";
+  ASSERT_EQ(orq_dark_use(camera.camera, path.c_str()), ORQ_OK) << orq_last_error();
+  for (const bool used : {true, false}) {
+    ASSERT_EQ(orq_exposure_start(camera.camera, 0), ORQ_OK);
+    ApiFrame frame;
+    ASSERT_EQ(orq_frame_wait(camera.camera, kPatienceMs, &frame.frame), ORQ_OK) << orq_last_error();
+    EXPECT_EQ((frame.Info().corrections & ORQ_CORRECTED_DARK) != 0, used);
+    int32_t count = 0;
+    bool named = false;
+    ASSERT_EQ(orq_frame_header_count(frame.frame, &count), ORQ_OK);
+    for (int32_t i = 0; i < count; ++i) {
+      orq_card card{};
+      card.size = sizeof card;
+      ASSERT_EQ(orq_frame_header_card(frame.frame, i, &card), ORQ_OK);
+      if (std::string(card.name) == "DARKFILE") named = std::string(card.text) == "dark.bmp";
+    }
+    EXPECT_EQ(named, used);
+    ASSERT_EQ(orq_dark_use(camera.camera, nullptr), ORQ_OK);
+  }
+  EXPECT_EQ(orq_dark_use(camera.camera, (folder + "/none.bmp").c_str()), ORQ_ERROR_FILE);
+  const ApiCamera other(Quick("k1c"));
+  EXPECT_EQ(orq_dark_use(other.camera, path.c_str()), ORQ_ERROR_RANGE) << orq_last_error();
+  std::filesystem::remove_all(folder);
+}
+
+TEST(ApiDarks, AnAbortEndsADarkAndLeavesNoFile) {
+  std::string folder = (std::filesystem::temp_directory_path() / "orq-dark-XXXXXX").string();
+  ASSERT_NE(::mkdtemp(folder.data()), nullptr);
+  const ApiCamera camera("virtual:h53m,scene=dark");
+  camera.Corner();
+  ASSERT_EQ(orq_control_set(camera.camera, ORQ_CONTROL_EXPOSURE, 60'000'000, ORQ_MANUAL), ORQ_OK);
+  auto dark = test::Waiting([&] {
+    return orq_dark_take(camera.camera, (folder + "/dark.bmp").c_str(), nullptr, nullptr, nullptr, nullptr);
+  });
+  ASSERT_EQ(orq_capture_abort(camera.camera), ORQ_OK);
+  EXPECT_EQ(dark.get(), ORQ_ERROR_CANCELLED);
+  EXPECT_TRUE(std::filesystem::is_empty(folder));
+  ASSERT_EQ(orq_exposure_start(camera.camera, 1000), ORQ_OK) << orq_last_error();
+  ApiFrame frame;
+  EXPECT_EQ(orq_frame_wait(camera.camera, kPatienceMs, &frame.frame), ORQ_OK) << orq_last_error();
+  std::filesystem::remove_all(folder);
+}
+
+TEST(ApiDarks, WithoutATableThereAreNoHotPixelsToRepair) {
+  const ApiCamera camera;
+  EXPECT_EQ(orq_hot_pixels_repair(camera.camera, 1), ORQ_ERROR_STATE) << orq_last_error();
+  EXPECT_EQ(orq_hot_pixels_repair(camera.camera, 0), ORQ_OK);
+}
+
+}  // namespace
+}  // namespace orq

@@ -1,0 +1,123 @@
+// Flash work, the focus motor and registers through the C interface.
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+#include "Camera.h"
+#include "models/table/ModelData.h"
+#include "orqcam/orqcam-expert.h"
+
+namespace orq {
+namespace {
+
+using test::ApiCamera;
+using test::Quick;
+
+struct Folder {
+  Folder() {
+    std::string name = (std::filesystem::temp_directory_path() / "orq-flash-XXXXXX").string();
+    path = ::mkdtemp(name.data());
+  }
+  ~Folder() { std::filesystem::remove_all(path); }
+  std::string File(const std::string& name) const { return (path / name).string(); }
+  std::filesystem::path path;
+};
+
+std::string UserIdOf(const ApiCamera& camera) {
+  orq_camera_info info{};
+  info.size = sizeof info;
+  EXPECT_EQ(orq_camera_get_info(camera.camera, &info), ORQ_OK);
+  return info.user_id;
+}
+
+TEST(ApiFlash, AnIdIsStoredAfterABackupThatBringsTheOldOneBack) {
+  const Folder folder;
+  const ApiCamera camera(Quick("k1c"));
+  int told = 0;
+  const auto tell = [](void* user, const orq_flash_progress* at) {
+    EXPECT_LE(at->done, at->total);
+    EXPECT_NE(at->step[0], '\0');
+    ++*static_cast<int*>(user);
+  };
+  ASSERT_EQ(orq_flash_save(camera.camera, folder.File("before").c_str(), 0, tell, &told), ORQ_OK)
+      << orq_last_error();
+  EXPECT_GT(told, 0);
+  EXPECT_EQ(orq_flash_save(camera.camera, folder.File("before").c_str(), 0, nullptr, nullptr), ORQ_ERROR_FILE);
+  const std::string backups = folder.File("backups");
+  ASSERT_EQ(orq_user_id_set(camera.camera, "north", backups.c_str(), nullptr, nullptr), ORQ_OK)
+      << orq_last_error();
+  EXPECT_EQ(UserIdOf(camera), "north");
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(backups), {}), 1);
+  EXPECT_EQ(orq_user_id_set(camera.camera, "too long an id", backups.c_str(), nullptr, nullptr),
+            ORQ_ERROR_INVALID);
+  ASSERT_EQ(orq_flash_restore(camera.camera, folder.File("before").c_str(), backups.c_str(), nullptr, nullptr),
+            ORQ_OK)
+      << orq_last_error();
+  ASSERT_EQ(orq_camera_close(camera.camera), ORQ_OK);
+  ASSERT_EQ(orq_camera_reopen(camera.camera), ORQ_OK);
+  EXPECT_EQ(UserIdOf(camera), "");
+  EXPECT_EQ(orq_flash_restore(camera.camera, folder.File("none").c_str(), backups.c_str(), nullptr, nullptr),
+            ORQ_ERROR_FILE);
+  const ApiCamera other(Quick("k1m"));
+  EXPECT_EQ(orq_flash_restore(other.camera, folder.File("before").c_str(), backups.c_str(), nullptr, nullptr),
+            ORQ_ERROR_INVALID);
+}
+
+TEST(ApiFlash, WorkKeepsTheCameraOpenAndIsEndedByAnAbort) {
+  const Folder folder;
+  const ApiCamera camera("virtual:k1c,flashms=20");
+  auto work = test::Waiting(
+      [&] { return orq_flash_save(camera.camera, folder.File("flash").c_str(), 0, nullptr, nullptr); });
+  EXPECT_EQ(orq_camera_close(camera.camera), ORQ_ERROR_BUSY) << orq_last_error();
+  ASSERT_EQ(orq_capture_abort(camera.camera), ORQ_OK);
+  EXPECT_EQ(work.get(), ORQ_ERROR_CANCELLED);
+  EXPECT_TRUE(std::filesystem::is_empty(folder.path));
+  EXPECT_EQ(orq_camera_close(camera.camera), ORQ_OK);
+}
+
+TEST(ApiFlash, NothingIsTouchedWhileACaptureRuns) {
+  const Folder folder;
+  const ApiCamera camera(Quick("k1c"));
+  camera.Corner();
+  ASSERT_EQ(orq_video_start(camera.camera), ORQ_OK);
+  EXPECT_EQ(orq_flash_save(camera.camera, folder.File("flash").c_str(), 0, nullptr, nullptr), ORQ_ERROR_STATE)
+      << orq_last_error();
+  EXPECT_EQ(orq_video_stop(camera.camera), ORQ_OK);
+}
+
+TEST(ApiFocus, TheLensGoesWhereItIsSent) {
+  for (const ModelData& model : AllModels()) {
+    if (model.maxWidth == 0) continue;
+    const ApiCamera camera(Quick(std::string(model.key)));
+    orq_focus_state state{};
+    state.size = sizeof state;
+    if (model.focusMotorRequest == 0) {
+      EXPECT_EQ(orq_focus_get(camera.camera, &state), ORQ_ERROR_UNSUPPORTED) << model.key;
+      continue;
+    }
+    ASSERT_EQ(orq_focus_move(camera.camera, 700), ORQ_OK) << orq_last_error();
+    ASSERT_EQ(orq_focus_get(camera.camera, &state), ORQ_OK) << orq_last_error();
+    EXPECT_EQ(state.position, 700);
+    EXPECT_EQ(state.moving, 0);
+    EXPECT_EQ(orq_focus_move(camera.camera, 1024), ORQ_ERROR_RANGE);
+    EXPECT_EQ(orq_focus_move(camera.camera, -1), ORQ_ERROR_RANGE);
+  }
+}
+
+TEST(ApiExpert, RegistersAreWrittenAndReadAtTheDevice) {
+  const ApiCamera camera;
+  constexpr std::uint32_t kSpare = 0x2F0;
+  ASSERT_EQ(orq_expert_register_write(camera.camera, ORQ_CHIP_SENSOR, kSpare, 0x5A), ORQ_OK) << orq_last_error();
+  EXPECT_EQ(camera.Device().SensorRegister(kSpare), 0x5A);
+  uint8_t value = 0;
+  ASSERT_EQ(orq_expert_register_read(camera.camera, ORQ_CHIP_SENSOR, kSpare, &value), ORQ_OK);
+  EXPECT_EQ(value, 0x5A);
+  EXPECT_EQ(orq_expert_register_read(camera.camera, 2, 0, &value), ORQ_ERROR_INVALID);
+  EXPECT_EQ(orq_expert_register_read(camera.camera, ORQ_CHIP_FPGA, 0x10000, &value), ORQ_ERROR_RANGE);
+  EXPECT_EQ(orq_expert_register_write(camera.camera, ORQ_CHIP_FPGA, 0, 256), ORQ_ERROR_RANGE);
+  EXPECT_EQ(orq_expert_request(camera.camera, 1, 0xEE, 0, 0, &value, 1), ORQ_ERROR_REFUSED) << orq_last_error();
+  EXPECT_EQ(orq_expert_request(camera.camera, 1, 0x100, 0, 0, &value, 1), ORQ_ERROR_RANGE);
+}
+
+}  // namespace
+}  // namespace orq
