@@ -1,4 +1,5 @@
-// What the benchmarks of frames share: the sizes of the two cameras, frames to work on, a plain copy to compare with.
+// What the benchmarks of frames share: the sizes of the two cameras, frames to work on, a plain copy to compare
+// with.
 #pragma once
 
 #include <benchmark/benchmark.h>

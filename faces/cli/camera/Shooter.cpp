@@ -15,8 +15,7 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds kLongestNap{20};
 constexpr milliseconds kVideoWait{100};
-constexpr std::chrono::seconds kFrameGrace{10};    // beyond its time: computers stall
-constexpr std::chrono::seconds kSilenceGrace{30};  // a video goes on by itself: no hurry to give it up
+constexpr std::chrono::seconds kFrameGrace{10};  // beyond its time: computers stall
 
 }  // namespace
 
@@ -85,7 +84,6 @@ VideoShooter::VideoShooter(Session& session) : Shooter(session) {
 bool VideoShooter::Resume() {
   wasAlive_ = false;
   triggeredAt_.reset();
-  silence_.Restart();
   if (Camera().StartCapture(false) != 0) return true;
   reason_ = Trouble("cannot start the video");
   return false;
@@ -98,16 +96,6 @@ bool VideoShooter::Dead() {
   }
   // Before its first sign of life the stream may still be on its way up.
   return wasAlive_ || Camera().expStatus == ExpFailed || !Camera().IsCaptureRunning();
-}
-
-// True, with a reason, when frames ought to come by themselves and have not for long.
-bool VideoShooter::Silent() {
-  if (Camera().camMode != 0 ||
-      !silence_.Overdue(Clock::now(), Camera().Counters().started, Camera().FrameTimeLimit() + kSilenceGrace)) {
-    return false;
-  }
-  reason_ = "the camera sends no frames any more: unplug it, and plug it in again";
-  return true;
 }
 
 // Sends the trigger of the next frame, unless one is under way; false, with a reason, when that came to nothing.
@@ -133,11 +121,9 @@ ShotResult VideoShooter::TakeWithin(FramePtr& frame, std::chrono::milliseconds w
     return ShotResult::Good;
   }
   if (Camera().DeviceLost()) return ShotResult::Lost;
-  if (Dead()) {
-    reason_ = Trouble("the video has stopped");
-    return ShotResult::Ended;
-  }
-  return Silent() ? ShotResult::Ended : ShotResult::Failed;
+  if (!Dead()) return ShotResult::Failed;
+  reason_ = Trouble("the video has stopped");
+  return ShotResult::Ended;
 }
 
 ShotResult VideoShooter::Take(Frame& frame, std::uint64_t, std::uint64_t) {

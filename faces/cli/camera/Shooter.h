@@ -9,7 +9,6 @@
 #include "camera/CameraModeTable.h"
 #include "camera/Frame.h"
 #include "camera/Session.h"
-#include "camera/SilenceWatch.h"
 
 namespace orq::cli {
 
@@ -78,10 +77,8 @@ class VideoShooter : public Shooter {
 
  private:
   bool Dead();
-  bool Silent();
   bool Trigger();
   bool wasAlive_ = false;
-  SilenceWatch silence_;
   std::optional<Clock::time_point> triggeredAt_;  ///< of the frame that is awaited
 };
 

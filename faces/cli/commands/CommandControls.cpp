@@ -113,6 +113,7 @@ void PrintValues(const Context& context, Session& session, const std::vector<Con
 ExitCode RunGet(const Context& context, const std::vector<std::string>& names) {
   Session session(context);
   std::vector<Control> controls;
+  controls.reserve(names.size());
   for (const std::string& name : names) controls.push_back(FindControl(session.Camera(), name));
   PrintValues(context, session, controls);
   return kExitOk;

@@ -188,6 +188,7 @@ class CModelCamera : public CCameraBase {
   void OpenAutoGate(const FrameInfo& info, int wbRed, int wbBlue);
   void AdjustCorrections(bool otherBin);
   bool MayBringFrames() const;
+  bool AskAgainForTriggers();
   bool ProgramTriggers();
   bool EnterKnownState();
   void CloseAutoGate();

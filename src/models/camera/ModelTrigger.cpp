@@ -12,16 +12,26 @@ constexpr int kStartMs = 5000;
 
 }  // namespace
 
+// A trigger unit that could not be asked counts as none. False when it still cannot be asked.
+bool CModelCamera::AskAgainForTriggers() {
+  unsigned char type = 0;
+  if (!ReadFPGAREG(wire::kFpgaType, &type)) return false;
+  if (TriggerSupportOf(type).any) CameraModeCheck();
+  return true;
+}
+
 // Another program may have left the camera waiting for triggers, and a replug takes the mode away: what is stored
 // counts. Another camera may have been plugged in, too, that does not offer the mode. False when the camera may go
 // on waiting for what it waited for: no frame would come, and nobody would know why. Outputs only tell others.
 bool CModelCamera::ProgramTriggers() {
-  const TriggerSupport support = TriggerSupportOf(*this);
-  if (!IsModeOffered(support, camMode)) camMode = 0;
-  if (!support.any) {
-    WriteFPGAREG(wire::kFpgaTriggerInput, 0);  // its unit may only have failed to say that it is there
+  if (supportTrigger == 0 && !AskAgainForTriggers()) {
+    WriteFPGAREG(wire::kFpgaTriggerInput, 0);
+    camMode = 0;
     return true;
   }
+  const TriggerSupport support = TriggerSupportOf(*this);
+  if (!IsModeOffered(support, camMode)) camMode = 0;
+  if (!support.any) return true;
   const bool done = ProgramTriggerInput(*this, camMode, normalModeFPGATrigger != 0);
   ProgramTriggerOutput(*this, TRIG_OUTPUT_PINA, {pinAHigh != 0, pinADelay, pinADuration});
   ProgramTriggerOutput(*this, TRIG_OUTPUT_PINB, {pinBHigh != 0, pinBDelay, pinBDuration});

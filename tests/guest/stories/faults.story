@@ -147,16 +147,14 @@ ends s
   prints ^identity_holds = yes
 
 == a camera that falls silent while it streams
-# 30 s later than a frame takes at most.
 cameras k1c,prerender=2
-long
 start s orqcam stream -e 5ms --center 640,480 -n 1000000
 shows s fps
 usb silence 0
 ends s
-  within 100
+  within 30
   status 1
-  prints the camera sends no frames any more: unplug it, and plug it in again
+  prints the camera sent no frame for [0-9]* s; close it and open it again
   prints ^identity_holds = yes
 usb replug 0
 sees 1

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "support/Bounded.h"
 #include "support/ParameterModel.h"
 
 namespace orq {
@@ -524,6 +525,15 @@ TEST(CoolerEnds, SettersFromSeveralThreadsLeaveItAsTheLastOneSays) {
   EXPECT_TRUE(rig.Steps(2));
   EXPECT_EQ(rig.camera.Set(ORQ_COOLER_ON, 0), CTRL_OK);
   EXPECT_EQ(rig.port->drive, 0);
+}
+
+TEST(CoolerLoop, IsEndedBetweenTwoStepsHoweverFarTheyAreApart) {
+  Rig rig([](ModelData& model) { model.timeScale = 86'400; });  // one step a day
+  ASSERT_TRUE(rig.Open());
+  ASSERT_EQ(rig.camera.Set(ORQ_COOLER_ON, 1), CTRL_OK);
+  ASSERT_TRUE(Rig::Until([&] { return rig.port->drives >= 1; }));
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));  // it waits by now; if not, it ends the sooner
+  test::MustReturn([&] { EXPECT_EQ(rig.camera.Set(ORQ_COOLER_ON, 0), CTRL_OK); });
 }
 
 }  // namespace
