@@ -1,4 +1,5 @@
-/* orqcam: registers and requests, for camera engineers. C99.
+/** @file
+ * orqcam: registers and requests, for camera engineers. C99.
  *
  * What is written here can upset or damage a camera, and the library does not know of it: it goes on with the
  * values that it has set itself. Everything else is as orqcam.h says; every function is any-thread.

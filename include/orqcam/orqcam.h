@@ -1,4 +1,5 @@
-/* orqcam: USB astronomy cameras, real and virtual. The C interface, and the only binary one; C99.
+/** @file
+ * orqcam: USB astronomy cameras, real and virtual. The C interface, and the only binary one; C99.
  *
  * Results. What can fail returns an orq_status: ORQ_OK or a negative ORQ_ERROR_...; results come through pointers
  * that stand last and are written only with ORQ_OK, unless a function says otherwise. orq_last_error() is one line
@@ -91,6 +92,7 @@ enum {
   ORQ_LIST_VIRTUAL = 2 /**< one of every virtual model */
 };
 
+/** A camera in a list. */
 typedef struct orq_camera_entry {
   uint32_t size;
   int32_t speed;     /**< ORQ_SPEED_... */
@@ -104,6 +106,7 @@ typedef struct orq_camera_entry {
 /** Lists cameras; `flags` is a sum of ORQ_LIST_... Looks into every camera that no program uses, which takes some
  * milliseconds each. */
 ORQ_API orq_status orq_list_cameras(uint32_t flags, orq_camera_list** list);
+/** How many cameras a list has. */
 ORQ_API orq_status orq_camera_list_count(const orq_camera_list* list, int32_t* count);
 /** The `index`-th camera of the list, from 0. RANGE: it has fewer. */
 ORQ_API orq_status orq_camera_list_get(const orq_camera_list* list, int32_t index, orq_camera_entry* entry);
@@ -114,6 +117,7 @@ ORQ_API void orq_camera_list_release(orq_camera_list* list);
  * within a second; once for each that is there at first. */
 typedef void (*orq_watch_callback)(void* user, int32_t plugged_in, const orq_camera_entry* entry);
 typedef struct orq_watch orq_watch;
+/** Watches what is plugged in and unplugged until it is released. */
 ORQ_API orq_status orq_watch_cameras(orq_watch_callback callback, void* user, orq_watch** watch);
 /** When this returns, the callback is not running and will not be called again; so not from it. Null does nothing.
  */
@@ -126,6 +130,7 @@ enum {
   ORQ_SETTINGS_LOAD_AND_KEEP = 2 /**< and written when a capture stops and when the camera is closed */
 };
 
+/** How a camera is opened. */
 typedef struct orq_open_options {
   uint32_t size;
   int32_t settings;         /**< ORQ_SETTINGS_... */
@@ -175,6 +180,7 @@ enum {
   ORQ_ABILITY_VIRTUAL = 1 << 9
 };
 
+/** What a camera is, and what it offers. */
 typedef struct orq_camera_info {
   uint32_t size;
   int32_t speed; /**< ORQ_SPEED_... */
@@ -193,10 +199,12 @@ typedef struct orq_camera_info {
   uint32_t reserved;  /**< 0 */
 } orq_camera_info;
 
+/** What the camera is. Stays the same while it is open, but for the user's name. */
 ORQ_API orq_status orq_camera_get_info(orq_camera* camera, orq_camera_info* info);
 
-/** Pulls the cable of a virtual camera, and plugs it in again. UNSUPPORTED for others. */
+/** Pulls the cable of a virtual camera. UNSUPPORTED for others. */
 ORQ_API orq_status orq_camera_unplug_virtual(orq_camera* camera);
+/** Plugs a virtual camera in again. UNSUPPORTED for others. */
 ORQ_API orq_status orq_camera_replug_virtual(orq_camera* camera);
 
 /* ---- Controls ---- */
@@ -236,6 +244,7 @@ enum {
 /** How a control comes to its value. */
 enum { ORQ_MANUAL = 0, ORQ_AUTOMATIC = 1 };
 
+/** A control: what it means, and which values it takes. */
 typedef struct orq_control_info {
   uint32_t size;
   int32_t id;    /**< ORQ_CONTROL_... */
@@ -268,6 +277,7 @@ ORQ_API orq_status orq_control_set(orq_camera* camera, int32_t id, int64_t value
 /** Temperature of the sensor, degrees Celsius. */
 ORQ_API orq_status orq_temperature_get(orq_camera* camera, double* sensor_c);
 
+/** What the cooler does. */
 typedef struct orq_cooler_state {
   uint32_t size;
   int32_t on; /**< 1 or 0 */
@@ -277,6 +287,7 @@ typedef struct orq_cooler_state {
   double reach_c;    /**< how cold it gets, once that is known to fall short of the target; NaN: not known */
   char trouble[256]; /**< why it cannot regulate; empty: it can */
 } orq_cooler_state;
+/** UNSUPPORTED: the camera has no cooler. */
 ORQ_API orq_status orq_cooler_get(orq_camera* camera, orq_cooler_state* state);
 /** Switches the cooler on with a target in whole degrees, or off at once (`target_c` does not count then). It
  * ramps down by itself. `keep` 1: it stays on when the camera is closed; 0: it goes off then. */
@@ -300,12 +311,14 @@ typedef struct orq_gps_lines {
   int32_t start;
   int32_t end;
 } orq_gps_lines;
+/** UNSUPPORTED: the camera has no GPS. */
 ORQ_API orq_status orq_gps_get_lines(orq_camera* camera, orq_gps_lines* lines);
 /** With `follow` 1 the other fields do not count. */
 ORQ_API orq_status orq_gps_set_lines(orq_camera* camera, const orq_gps_lines* lines);
 
 /* ---- Darks and hot pixels ---- */
 
+/** How far taking a dark is. */
 typedef struct orq_dark_progress {
   uint32_t size;
   int32_t frame; /**< the one under way, from 1 */
@@ -330,6 +343,7 @@ typedef struct orq_dark_info {
   int32_t bad_rows;   /**< rows of which at least half is hot */
   int32_t reserved;   /**< 0 */
 } orq_dark_info;
+/** How a dark is to be taken. */
 typedef struct orq_dark_options {
   uint32_t size;
   int32_t frames;    /**< 1 to 16; 0: as many as the exposure asks for */
@@ -378,6 +392,7 @@ ORQ_API orq_status orq_hot_pixels_save(orq_camera* camera, const char* backup_fo
 
 /* ---- Focus motor ---- */
 
+/** Where the focus motor is. */
 typedef struct orq_focus_state {
   uint32_t size;
   int32_t position;   /**< 0 to 1023 */
@@ -412,6 +427,7 @@ ORQ_API orq_status orq_region_fit(orq_camera* camera, const orq_region* wanted, 
 /** Fits and applies. A running capture goes on with the new region (an exposure under way begins anew); no frame
  * of the old one is delivered afterwards. `applied` may be null. */
 ORQ_API orq_status orq_region_set(orq_camera* camera, const orq_region* wanted, orq_region* applied);
+/** The region that holds now. */
 ORQ_API orq_status orq_region_get(orq_camera* camera, orq_region* region);
 
 /* ---- Capture ---- */
@@ -425,16 +441,18 @@ typedef struct orq_reader orq_reader;
 /** Starts one exposure of `exposure_us` microseconds (0: as the control says). Its frame goes to the readers.
  * STATE: a capture runs; RANGE: the camera does not offer that exposure. */
 ORQ_API orq_status orq_exposure_start(orq_camera* camera, uint64_t exposure_us);
+/** How far an exposure is. */
 typedef struct orq_exposure_progress {
   uint32_t size;
   int32_t running;     /**< 1 while an exposure or its readout is under way */
   uint64_t elapsed_us; /**< since it began; at most `exposure_us` while it runs */
   uint64_t exposure_us;
 } orq_exposure_progress;
+/** How far the exposure under way is. */
 ORQ_API orq_status orq_exposure_get_progress(orq_camera* camera, orq_exposure_progress* progress);
-/** Starts and stops a video: frames one after the other, exposed as the controls say. Stopping does nothing when
- * none runs; who waits for a frame is cancelled. */
+/** Starts a video: frames one after the other, exposed as the controls say. STATE: a capture runs. */
 ORQ_API orq_status orq_video_start(orq_camera* camera);
+/** Stops a video. Nothing when none runs; who waits for a frame is cancelled. */
 ORQ_API orq_status orq_video_stop(orq_camera* camera);
 /** Ends exposure or video without its frame, and other long work on this camera. Who waits wakes with CANCELLED at
  * once; this returns within 0.5 s in every state. Nothing when nothing runs. */
@@ -470,6 +488,7 @@ typedef struct orq_stream_counters {
   uint64_t in_flight_max;
   uint64_t longest_gap_us; /**< between two transfers */
 } orq_stream_counters;
+/** What the stream has counted so far. */
 ORQ_API orq_status orq_stream_get_counters(orq_camera* camera, orq_stream_counters* counters);
 
 /** Prints local date and time into the frames that follow (1) or not (0, as at first): 8-bit formats of at least
@@ -491,6 +510,7 @@ enum {
   ORQ_READ_EVERY =
       1 /**< frames wait in line, `depth` of them; when the line is full the newest is left out, and counted */
 };
+/** How a reader takes frames. */
 typedef struct orq_reader_options {
   uint32_t size;
   int32_t mode;     /**< ORQ_READ_... */
@@ -502,6 +522,7 @@ ORQ_API orq_status orq_reader_open(orq_camera* camera, const orq_reader_options*
 /** As orq_frame_wait, and CANCELLED when the reader is released meanwhile. Frames in line can be fetched also when
  * the camera has been closed. */
 ORQ_API orq_status orq_reader_wait(orq_reader* reader, int32_t timeout_ms, orq_frame** frame);
+/** What a reader has done since it was opened. */
 typedef struct orq_reader_counters {
   uint32_t size;
   uint32_t waiting;   /**< frames in line now */
@@ -510,6 +531,7 @@ typedef struct orq_reader_counters {
   uint64_t no_buffer; /**< frames that this camera could not deliver to anybody since the capture began: no buffer
                          was free */
 } orq_reader_counters;
+/** Also of a reader whose camera is closed. */
 ORQ_API orq_status orq_reader_get_counters(orq_reader* reader, orq_reader_counters* counters);
 /** Waiters wake with CANCELLED; frames in line are given back. Null does nothing. */
 ORQ_API void orq_reader_release(orq_reader* reader);
@@ -551,6 +573,7 @@ enum {
 };
 /** The modes that the camera offers: bit n stands for mode n. */
 ORQ_API orq_status orq_trigger_get_modes(orq_camera* camera, uint32_t* modes);
+/** What begins an exposure now: ORQ_MODE_... */
 ORQ_API orq_status orq_trigger_get_mode(orq_camera* camera, int32_t* mode);
 /** UNSUPPORTED: the camera does not offer it; STATE: a capture runs. */
 ORQ_API orq_status orq_trigger_set_mode(orq_camera* camera, int32_t mode);
@@ -566,7 +589,9 @@ typedef struct orq_trigger_output {
   int32_t delay_us;    /**< from the start of the exposure; 0 or more */
   int32_t length_us;   /**< 0: no pulse */
 } orq_trigger_output;
+/** The pulse on `output`, ORQ_OUTPUT_... UNSUPPORTED: the camera has no such output. */
 ORQ_API orq_status orq_trigger_get_output(orq_camera* camera, int32_t output, orq_trigger_output* pulse);
+/** Changes it; its times from the next exposure on. */
 ORQ_API orq_status orq_trigger_set_output(orq_camera* camera, int32_t output, const orq_trigger_output* pulse);
 
 /* ---- Frames ---- */
@@ -580,6 +605,7 @@ enum { ORQ_FLIP_HORIZONTAL = 1, ORQ_FLIP_VERTICAL = 2 };
 /** What was done to raw pixels. */
 enum { ORQ_CORRECTED_DARK = 1, ORQ_CORRECTED_HOT_PIXELS = 2 };
 
+/** What is known about a frame. */
 typedef struct orq_frame_info {
   uint32_t size;
   uint32_t sequence; /**< the camera's own frame number, 32 bits, wraps */
@@ -614,6 +640,7 @@ typedef struct orq_frame_info {
 /** The pixels: rows top down, without gaps, in the frame's format. Valid while the caller holds the frame; not to
  * be written to. */
 ORQ_API orq_status orq_frame_data(const orq_frame* frame, const uint8_t** bytes, size_t* size);
+/** What is known about the frame. */
 ORQ_API orq_status orq_frame_get_info(const orq_frame* frame, orq_frame_info* info);
 
 /** What came of asking the camera's GPS for a frame's time. */
@@ -629,6 +656,7 @@ enum {
   ORQ_GPS_UNCERTAIN = 8,     /**< the computer's time is the more certain one */
   ORQ_GPS_UNREADABLE = 9     /**< the camera did not answer */
 };
+/** What the GPS says about a frame. */
 typedef struct orq_frame_gps {
   uint32_t size;
   int32_t state;      /**< ORQ_GPS_... */
@@ -643,6 +671,7 @@ typedef struct orq_frame_gps {
   double longitude;      /**< degrees, east positive */
   double altitude_m;
 } orq_frame_gps;
+/** What the GPS says about the frame. */
 ORQ_API orq_status orq_frame_get_gps(const orq_frame* frame, orq_frame_gps* gps);
 
 /** What a frame's pixel values are like, all colours together; 0 to 255, or 0 to 65535 with 16 bits. */
@@ -676,8 +705,10 @@ typedef struct orq_card {
 /** The cards that describe the frame, the user's own last; what belongs to one file only (its structure, the date
  * of writing) is not among them. */
 ORQ_API orq_status orq_frame_header_count(const orq_frame* frame, int32_t* count);
+/** The `index`-th card, from 0. RANGE: there are fewer. */
 ORQ_API orq_status orq_frame_header_card(const orq_frame* frame, int32_t index, orq_card* card);
 
+/** How a frame is written to a file. */
 typedef struct orq_save_options {
   uint32_t size;
   int32_t overwrite; /**< 1: an existing file is replaced; 0: it is kept, and saving fails */
@@ -691,9 +722,10 @@ typedef struct orq_save_options {
  * doubled. `options` may be null: all zero. FILE: it cannot be written, or is there already. */
 ORQ_API orq_status orq_frame_save(const orq_frame* frame, const char* path, const orq_save_options* options);
 
-/** One more holder, and one less. A frame lives until its last holder releases it, also beyond its camera; its
- * memory then goes to the next frame. Null does nothing. */
+/** One more holder. A frame lives until its last holder releases it, also beyond its camera; its memory then goes
+ * to the next frame. */
 ORQ_API orq_status orq_frame_retain(orq_frame* frame);
+/** One holder less. Null does nothing. */
 ORQ_API void orq_frame_release(orq_frame* frame);
 
 /* ---- Events ---- */
@@ -707,6 +739,7 @@ enum {
   ORQ_EVENT_GPS_LOST = 6,        /**< frames have the computer's time instead of GPS time */
   ORQ_EVENT_GPS_BACK = 7
 };
+/** Something that has happened to a camera. */
 typedef struct orq_event {
   uint32_t size;
   int32_t kind;   /**< ORQ_EVENT_... */

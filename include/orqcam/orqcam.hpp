@@ -1,4 +1,5 @@
-/* orqcam: USB astronomy cameras, real and virtual. C++17 and later, header only, over orqcam.h.
+/** @file
+ * orqcam: USB astronomy cameras, real and virtual. C++17 and later, header only, over orqcam.h.
  *
  *     orq::Camera camera("virtual:k1c");
  *     orq::Frame frame = camera.expose(std::chrono::milliseconds(200));
