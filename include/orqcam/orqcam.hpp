@@ -272,7 +272,8 @@ class Video {
       orq_frame* next = nullptr;
       frame_ = Frame();  // its memory may be what the next one needs
       const orq_status status = orq_frame_wait(camera_, ORQ_FOREVER, &next);
-      if (status == ORQ_ERROR_CANCELLED) {
+      // Whoever ended the video may have done so while nobody waited.
+      if (status == ORQ_ERROR_CANCELLED || status == ORQ_ERROR_STATE) {
         camera_ = nullptr;
         return *this;
       }

@@ -77,7 +77,7 @@ orq_card CardOf(const session::FitsCard& from) {
 // A text of a struct; it may lack its end.
 template <std::size_t kBytes>
 std::string TextOf(const char (&text)[kBytes], const char* name) {
-  const std::string value(text, ::strnlen(text, kBytes));
+  std::string value(text, ::strnlen(text, kBytes));
   session::CheckTextValue(value, name);
   return value;
 }

@@ -20,12 +20,12 @@ orq_status RefuseCaught();
 /// Runs a call of the C interface. Nothing is thrown through.
 template <class Call>
 orq_status Guarded(Call&& call) noexcept {
-  if (IsForkedChild()) {
-    return Refuse(session::Status::State,
-                  "this process was forked from one that uses the library: use it in the parent only, "
-                  "or start a program of its own");
-  }
   try {
+    if (IsForkedChild()) {
+      return Refuse(session::Status::State,
+                    "this process was forked from one that uses the library: use it in the parent only, "
+                    "or start a program of its own");
+    }
     std::forward<Call>(call)();
     return ORQ_OK;
   } catch (...) {

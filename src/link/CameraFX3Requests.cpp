@@ -11,7 +11,6 @@
 
 namespace {
 
-using orq::SetupPacket;
 namespace wire = orq::wire;
 
 constexpr long kMaxCommandBytes = 4096;

@@ -1,6 +1,7 @@
 // Exposures, videos, aborts and readers through the C interface.
 #include <atomic>
 #include <future>
+#include <utility>
 
 #include "Camera.h"
 #include "models/table/ModelData.h"
@@ -282,6 +283,44 @@ TEST(ApiFrames, HeldFramesUseUpTheMemoryAndTheStreamGoesOn) {
   ApiFrame next;
   EXPECT_EQ(orq_frame_wait(camera.camera, kPatienceMs, &next.frame), ORQ_OK) << orq_last_error();
   EXPECT_EQ(orq_video_stop(camera.camera), ORQ_OK);
+}
+
+TEST(ApiFrames, AnExposureThatFindsNoMemorySaysSo) {
+  const orq_open_options options{sizeof options, ORQ_SETTINGS_OFF, 1, 0};
+  const ApiCamera camera(Quick("k1c"), &options);
+  camera.Corner(ORQ_FORMAT_RAW8, 512);
+  ApiFrame held[3];  // a megabyte has room for no more
+  for (ApiFrame& one : held) {
+    ASSERT_EQ(orq_exposure_start(camera.camera, 1000), ORQ_OK);
+    ASSERT_EQ(orq_frame_wait(camera.camera, kPatienceMs, &one.frame), ORQ_OK) << orq_last_error();
+  }
+  ASSERT_EQ(orq_exposure_start(camera.camera, 1000), ORQ_OK);
+  orq_frame* none = nullptr;
+  EXPECT_EQ(orq_frame_wait(camera.camera, kPatienceMs, &none), ORQ_ERROR_MEMORY) << orq_last_error();
+  orq_frame_release(std::exchange(held[0].frame, nullptr));
+  ASSERT_EQ(orq_exposure_start(camera.camera, 1000), ORQ_OK);
+  EXPECT_EQ(orq_frame_wait(camera.camera, kPatienceMs, &held[0].frame), ORQ_OK) << orq_last_error();
+}
+
+TEST(ApiFrames, AFailureAfterFramesWithoutMemoryIsNotTakenForOne) {
+  const orq_open_options options{sizeof options, ORQ_SETTINGS_OFF, 1, 0};
+  const ApiCamera camera(Quick("k1c"), &options);
+  camera.Corner(ORQ_FORMAT_RAW8, 512);
+  ASSERT_EQ(orq_video_start(camera.camera), ORQ_OK);
+  std::vector<orq_frame*> held(3);
+  for (orq_frame*& one : held) {
+    ASSERT_EQ(orq_frame_wait(camera.camera, kPatienceMs, &one), ORQ_OK) << orq_last_error();
+  }
+  orq_frame* none = nullptr;
+  ASSERT_EQ(orq_frame_wait(camera.camera, 500, &none), ORQ_ERROR_MEMORY) << orq_last_error();
+  for (orq_frame* one : held) orq_frame_release(one);
+  ASSERT_EQ(orq_camera_unplug_virtual(camera.camera), ORQ_OK);
+  orq_status status = ORQ_OK;
+  while (status == ORQ_OK) {
+    status = orq_frame_wait(camera.camera, kPatienceMs, &none);
+    if (status == ORQ_OK) orq_frame_release(none);
+  }
+  EXPECT_EQ(status, ORQ_ERROR_LOST) << orq_last_error();
 }
 
 TEST(ApiFrames, ManyKeptSmallFramesDoNotStopTheStream) {

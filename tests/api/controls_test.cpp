@@ -148,6 +148,12 @@ TEST(ApiCooler, ClosingDoesNotWaitForAWait) {
   EXPECT_EQ(waiter.get(), ORQ_ERROR_CANCELLED);
 }
 
+TEST(ApiCooler, NobodyWaitsForOneThatIsNotThere) {
+  const ApiCamera camera("virtual:k1c");
+  EXPECT_EQ(orq_cooler_wait(camera.camera, 1.0), ORQ_ERROR_UNSUPPORTED) << orq_last_error();
+  EXPECT_EQ(orq_cooler_warm_up(camera.camera, 1.0), ORQ_ERROR_UNSUPPORTED) << orq_last_error();
+}
+
 TEST(ApiCooler, CamerasWithoutOneSaySo) {
   for (const ModelData& model : AllModels()) {
     if (model.maxWidth == 0 || model.cooled) continue;

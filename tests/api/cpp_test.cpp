@@ -54,6 +54,18 @@ TEST(Cpp, AVideoIsARangeThatEndsWhenItIsAborted) {
   EXPECT_EQ(camera.expose(3ms).exposure(), 3ms) << "the video has ended with its range";
 }
 
+TEST(Cpp, AVideoIsARangeThatEndsWhenItsCameraIsClosed) {
+  orq::Camera camera(Quick("k1c"));
+  camera.region(Corner(64));
+  int frames = 0;
+  for (const orq::Frame& frame : camera.video()) {
+    EXPECT_EQ(frame.width(), 64);
+    if (++frames == 3) camera.close();
+    ASSERT_LT(frames, 4);
+  }
+  EXPECT_EQ(frames, 3);
+}
+
 TEST(Cpp, ReadersWaitInTime) {
   orq::Camera camera("virtual:k1c");
   camera.region(Corner(64));

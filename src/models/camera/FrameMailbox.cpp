@@ -189,6 +189,15 @@ void FrameMailbox::DiscardIf(const std::function<bool()>& stale) {
 
 void FrameMailbox::Mute(bool on) {
   const MutexLock lock(mutex_);
+  SetMuted(on);
+}
+
+void FrameMailbox::MuteIf(const std::function<bool()>& wanted) {
+  const MutexLock lock(mutex_);
+  if (wanted()) SetMuted(true);
+}
+
+void FrameMailbox::SetMuted(bool on) {
   muted_ = on;
   if (on) DropNewest();
 }

@@ -96,6 +96,8 @@ class FrameMailbox {
   void DiscardIf(const std::function<bool()>& stale);
   /// While muted, frames are left out, and those that wait for readers of the newest one are dropped.
   void Mute(bool on);
+  /// Mutes when `wanted` says so, which is asked with the lock held.
+  void MuteIf(const std::function<bool()>& wanted);
   /// Goes with every frame that is published from now on.
   void SetOrigin(std::shared_ptr<const void> origin);
   /// Called with the lock held whenever the default reader's frame comes or goes: whether one waits. Empty: nobody
@@ -118,6 +120,7 @@ class FrameMailbox {
   FramePtr Take(FrameReader& reader) ORQ_REQUIRES(mutex_);
   void Drop(FrameReader& reader) ORQ_REQUIRES(mutex_);
   void DropNewest() ORQ_REQUIRES(mutex_);
+  void SetMuted(bool on) ORQ_REQUIRES(mutex_);
   void Ring() const ORQ_REQUIRES(mutex_);
   Result Wait(MutexLock& lock, const FrameReader& reader, int waitMs, const std::function<bool()>& mayCome)
       ORQ_REQUIRES(mutex_);

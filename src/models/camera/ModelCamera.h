@@ -151,6 +151,8 @@ class CModelCamera : public CCameraBase {
 
   /// Why the capture that ran last ended by itself, as one line for a user; empty when it did not. Any-thread.
   std::string CaptureTrouble() const;
+  /// Whether that was that there was no memory for its frames. Any-thread.
+  bool CaptureLackedMemory() const;
   /// The link's counters, with the frames that the reader did not fetch in time added to `overwritten`.
   /// Any-thread.
   StreamCounters Counters() const;

@@ -111,6 +111,7 @@ void CModelCamera::Capture(bool* running, bool triggered) {
   } catch (const std::bad_alloc&) {
     trouble = kNoMemory;
   }
+  worker.lackedMemory = trouble == kFramesHeld || trouble == kNoMemory;
   worker.SetTrouble(trouble);  // known before anybody can see that the stream has ended
   worker.mailbox.Notify([&] { worker.armed = false; });
   StopStream();
@@ -427,6 +428,10 @@ FrameInfo CModelCamera::LastFrame() const {
 std::string CModelCamera::CaptureTrouble() const {
   const MutexLock lock(worker_->troubleMutex);
   return worker_->trouble;
+}
+
+bool CModelCamera::CaptureLackedMemory() const {
+  return worker_->lackedMemory;
 }
 
 StreamCounters CModelCamera::Counters() const {

@@ -43,6 +43,7 @@ struct CModelCamera::Worker {
 
   mutable Mutex troubleMutex;
   std::string trouble ORQ_GUARDED_BY(troubleMutex);
+  std::atomic<bool> lackedMemory{false};  ///< is the trouble
 
   std::function<void()> captureEnded;  ///< changes only while no worker runs
 

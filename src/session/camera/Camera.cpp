@@ -33,15 +33,9 @@ void Camera::OpenDevice(std::string_view name, const OpenOptions& options) {
   device.GiveUpAfterTimeout(true);
   device.ReadWithFrames(true);
   if (device.Model().gps) device.StampFrames(std::chrono::milliseconds(0));
-  device.OnCaptureEnd([this] {
-    {
-      const MutexLock lock(watchMutex_);
-      captureEnded_ = true;
-    }
-    watchChanged_.notify_one();
-  });
+  device.OnCaptureEnd([this] { LookSoon(true); });
   if (device.OpenCamera(named_.openIndex) == 0) throw OpenFailure(device, std::string(name));
-  ReadFacts();
+  KeepFacts(ReadFacts());
   // One that was found on is left on.
   long cools = 0;
   cools_ = device.GetControlValue(ORQ_COOLER_ON, &cools, nullptr) == CTRL_OK && cools == 1;
@@ -58,7 +52,7 @@ void Camera::OpenDevice(std::string_view name, const OpenOptions& options) {
   watcher_ = std::thread(&Camera::Watch, this);
 }
 
-void Camera::ReadFacts() {
+CameraFacts Camera::ReadFacts() {
   CModelCamera& device = Device();
   CameraFacts facts;
   facts.model = device.modelName;
@@ -70,8 +64,17 @@ void Camera::ReadFacts() {
       std::to_string(version[0]) + "." + std::to_string(version[1]) + "." + std::to_string(version[2]);
   facts.usb3 = device.usb3Host != 0;
   facts.isVirtual = named_.bus != nullptr;
+  return facts;
+}
+
+void Camera::KeepFacts(CameraFacts facts) {
   const MutexLock lock(factsMutex_);
-  facts_ = facts;
+  facts_ = std::move(facts);
+}
+
+void Camera::RefreshFacts() {
+  const Use use(*this);
+  KeepFacts(ReadFacts());
 }
 
 Camera::~Camera() {
@@ -98,21 +101,24 @@ void Camera::Close() {
 }
 
 void Camera::Leave() {
-  const State before = state_.exchange(State::Closed);
+  state_ = State::Closed;
   WakeWaiters();
-  if (before == State::Closed) return;
   const std::lock_guard turn(turn_);
+  state_ = State::Closed;  // whoever had the turn may have opened it again,
+  WakeWaiters();           // and others may wait since then
   const std::unique_lock life(life_);
-  state_ = State::Closed;  // it may just have come back
   abortWanted_ = false;
   Device().StopCapture();
   Device().CloseCamera();
   capture_ = Capture::None;
+  goOn_ = false;
 }
 
 void Camera::Reopen() {
   const std::lock_guard turn(turn_);
-  if (state_ != State::Open) ReopenNow();
+  if (state_ == State::Open) return;
+  ReopenNow();
+  goOn_ = false;
 }
 
 // With the turn held.
@@ -133,11 +139,12 @@ void Camera::ReopenNow() {
   }
   const std::int32_t bandwidth = device.bandwidthPerc;  // opening chooses its own
   if (device.OpenCamera(*index) == 0) throw OpenFailure(device, "serial:" + serial);
-  ReadFacts();
-  if (Facts().serial != serial) {
+  CameraFacts facts = ReadFacts();
+  if (facts.serial != serial) {
     device.CloseCamera();
     throw Failure(Status::Refused, "another camera has been plugged in meanwhile");
   }
+  KeepFacts(std::move(facts));
   device.SetFPSPerc(bandwidth, device.AutoFPS != 0);
   if (cools_) device.SetControlValue(ORQ_COOLER_ON, 1, false);
   capture_ = Capture::None;
@@ -186,7 +193,7 @@ void Camera::DemandOpen() const {
 }
 
 void Camera::Fail(const std::string& what) {
-  watchChanged_.notify_one();  // it may be gone
+  LookSoon(false);  // it may be gone
   throw LinkFailure(Device(), what);
 }
 

@@ -72,7 +72,7 @@ class Camera {
 
   CameraFacts Facts();
   /// Asks the device for them again.
-  void ReadFacts();
+  void RefreshFacts();
   /// What a fresh camera of the model has; 0 for what can only be read.
   std::int64_t DefaultOf(const Control& control);
   const ModelData& Model() const { return named_.camera->Model(); }
@@ -150,7 +150,7 @@ class Camera {
 
   /// Throws what fits a failure of the device: Lost when it is gone, else `what` with the link's reason.
   [[noreturn]] void Fail(const std::string& what);
-  /// For work that an abort, a stop or a close cuts short.
+  /// For work that an abort, a stop, a close or a loss cuts short.
   Pause UntilAborted();
   /// What is to be switched on again after a reopen.
   void NoteCooling(bool on) { cools_ = on; }
@@ -163,11 +163,16 @@ class Camera {
   CModelCamera& Device() const { return *named_.camera; }
   void OpenDevice(std::string_view name, const OpenOptions& options);
   void ReopenNow();
+  CameraFacts ReadFacts();
+  void KeepFacts(CameraFacts facts);
   void DemandOpen() const;
   void Start(Capture capture);
   void StopNow();
+  void EndCapture();
   void FinishAbort();
   void WakeWaiters();
+  /// Wakes the camera's own thread.
+  void LookSoon(bool captureEnded);
   [[noreturn]] void FailWait(FrameMailbox::Result result, std::uint64_t abortsBefore,
                              std::uint64_t noBufferBefore);
 
@@ -188,9 +193,10 @@ class Camera {
 
   /// Serialises what starts, stops, opens and closes, and long work. Taken before `life_`.
   std::mutex turn_;
-  Capture capture_ = Capture::None;  ///< that began last; guarded by turn_, as the next two
+  Capture capture_ = Capture::None;  ///< that began last; guarded by turn_, as the next three
   std::chrono::steady_clock::time_point exposureBegan_{};
   std::chrono::microseconds exposure_{0};
+  bool goOn_ = false;  ///< a video that a loss has ended is to go on
   /// Held for writing while the device is opened or closed.
   std::shared_mutex life_;
   mutable Mutex factsMutex_;
@@ -208,12 +214,12 @@ class Camera {
   Mutex watchMutex_;
   std::condition_variable watchChanged_;
   std::atomic<bool> abortWanted_{false};  ///< its device part is still to be done
+  bool look_ ORQ_GUARDED_BY(watchMutex_) = false;
   bool captureEnded_ ORQ_GUARDED_BY(watchMutex_) = false;
   bool ending_ ORQ_GUARDED_BY(watchMutex_) = false;
   std::thread watcher_;
 
   // Of the camera's own thread.
-  bool goOn_ = false;      ///< a video that was lost is to go on
   bool returned_ = false;  ///< the camera that was lost is there again, and the program has been told
   std::string coolerTrouble_;
   std::optional<bool> gpsTimes_;  ///< the last frame had GPS time; nothing: was not asked

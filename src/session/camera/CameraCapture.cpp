@@ -51,7 +51,10 @@ void Camera::Start(Capture capture) {
   exposure_ = microseconds(device.exposureUs);
   const bool started =
       capture == Capture::Exposure ? device.StartExposure() != 0 : device.StartCapture(false) != 0;
-  if (started) return;
+  if (started) {
+    goOn_ = false;
+    return;
+  }
   capture_ = Capture::None;
   Fail("the capture could not be started");
 }
@@ -84,21 +87,34 @@ void Camera::StopNow() {
   abortWanted_ = false;
   Device().Mailbox().Mute(true);
   WakeWaiters();
-  Device().StopCapture();
-  capture_ = Capture::None;
+  EndCapture();
 }
 
+// With the turn held.
+void Camera::EndCapture() {
+  Device().StopCapture();
+  capture_ = Capture::None;
+  goOn_ = false;
+}
+
+// A frame that nobody has fetched yet is left alone when its exposure is over. Whoever begins to wait after this is
+// not cancelled by the device's part of it, which comes later.
 void Camera::Abort() {
   DemandOpen();
-  Device().Mailbox().Mute(true);  // none may come after this, however long the device takes
-  WakeWaiters();
-  abortWanted_ = true;
-  watchChanged_.notify_one();
+  FrameMailbox& mailbox = Device().Mailbox();
+  mailbox.Notify([this] {
+    ++aborts_;
+    abortWanted_ = true;
+  });
+  // None may come after this, however long the device takes; but a capture that has been started meanwhile has
+  // finished this abort before.
+  if (Device().IsCapturing()) mailbox.MuteIf([this] { return abortWanted_.load(); });
+  LookSoon(false);
 }
 
 Pause Camera::UntilAborted() {
   return [this, before = aborts_.load()](std::chrono::milliseconds time) {
-    const auto aborted = [this, before] { return aborts_ != before; };
+    const auto aborted = [this, before] { return aborts_ != before || state_ != State::Open; };
     Frames().Await(static_cast<int>(time.count()), aborted);
     return aborted();
   };
@@ -106,7 +122,9 @@ Pause Camera::UntilAborted() {
 
 // With the turn held.
 void Camera::FinishAbort() {
-  if (abortWanted_.exchange(false)) StopNow();
+  if (!abortWanted_.exchange(false)) return;
+  if (Device().IsCapturing()) Device().Mailbox().Mute(true);
+  EndCapture();
 }
 
 void Camera::WakeWaiters() {
@@ -137,9 +155,8 @@ FramePtr Camera::AwaitFrame(FrameReader* reader, int waitMs) {
 void Camera::FailWait(FrameMailbox::Result result, std::uint64_t abortsBefore, std::uint64_t noBufferBefore) {
   if (result == FrameMailbox::Result::Closed) throw Failure(Status::Cancelled, "the reader was released");
   const std::uint64_t noBuffer = Device().Mailbox().NoBuffer();
-  const bool full = noBuffer > noBufferBefore || (result == FrameMailbox::Result::Ended && noBuffer != 0);
   if (result == FrameMailbox::Result::TimedOut) {
-    if (full) {
+    if (noBuffer > noBufferBefore) {
       throw Failure(Status::Memory,
                     "all memory for frames is in use: release frames that are no longer needed, or allow more");
     }
@@ -149,7 +166,7 @@ void Camera::FailWait(FrameMailbox::Result result, std::uint64_t abortsBefore, s
   DemandOpen();
   if (Device().DeviceLost()) Fail("no more frames come");
   const std::string trouble = Device().CaptureTrouble();
-  if (!trouble.empty()) throw Failure(full ? Status::Memory : Status::Refused, trouble);
+  if (!trouble.empty()) throw Failure(Device().CaptureLackedMemory() ? Status::Memory : Status::Refused, trouble);
   throw Failure(Status::State, "no capture runs: start an exposure or a video first");
 }
 

@@ -31,6 +31,16 @@ void RunAutomatic(CModelCamera& device) {
   }
 }
 
+// A loss cuts it short as an abort does.
+void RunCooling(Camera& camera, CModelCamera& device, const std::function<void(const CoolingWatch&)>& work) {
+  try {
+    work({.tell = {}, .pause = camera.UntilAborted()});
+  } catch (const Failure& failure) {
+    if (failure.Code() == Status::Cancelled && device.DeviceLost()) camera.Fail("the cooler cannot be watched");
+    throw;
+  }
+}
+
 }  // namespace
 
 std::vector<Control> ControlsOf(Camera& camera) {
@@ -94,12 +104,16 @@ void Cool(Camera& camera, bool on, double targetC, bool keep) {
 
 void AwaitCold(Camera& camera, double seconds) {
   const Camera::Use device(camera);
-  AwaitTarget(*device, seconds, {.tell = {}, .pause = camera.UntilAborted()});
+  DemandCooler(*device);
+  const auto work = [&](const CoolingWatch& watch) { AwaitTarget(*device, seconds, watch); };
+  RunCooling(camera, *device, work);
 }
 
 void Warm(Camera& camera, double seconds) {
   const Camera::Use device(camera);
-  WarmUp(*device, seconds, {.tell = {}, .pause = camera.UntilAborted()});
+  DemandCooler(*device);
+  const auto work = [&](const CoolingWatch& watch) { WarmUp(*device, seconds, watch); };
+  RunCooling(camera, *device, work);
   camera.NoteCooling(false);
 }
 

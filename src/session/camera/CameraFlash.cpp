@@ -76,7 +76,7 @@ void StoreUserId(Camera& camera, const std::string& id, const FlashSafety& safet
   Overwrite(camera, safety, [&](CModelCamera& device, const FlashBackup& backup, const FlashWatcher& watcher) {
     return orq::StoreUserId(device, bytes, backup.image, watcher);
   });
-  camera.ReadFacts();
+  camera.RefreshFacts();
 }
 
 void StoreHotPixels(Camera& camera, const FlashSafety& safety) {

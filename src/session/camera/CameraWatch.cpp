@@ -1,9 +1,12 @@
 // The camera's own thread: the device's part of an abort, and what a program is told without asking.
 #include <algorithm>
+#include <exception>
+#include <utility>
 
 #include "link/WireProtocol.h"
 #include "session/camera/Camera.h"
 #include "session/camera/OpenTrouble.h"
+#include "support/DbgPrint.h"
 
 namespace orq::session {
 namespace {
@@ -18,15 +21,29 @@ constexpr std::chrono::seconds kLookAgain{2};  // at a device that is there and 
 void Camera::Watch() {
   MutexLock lock(watchMutex_);
   while (!ending_) {
-    lock.WaitFor(watchChanged_, kLook,
-                 [this]() ORQ_REQUIRES(watchMutex_) { return ending_ || captureEnded_ || abortWanted_; });
+    lock.WaitFor(watchChanged_, kLook, [this]() ORQ_REQUIRES(watchMutex_) { return ending_ || look_; });
     if (ending_) return;
+    look_ = false;
     const bool ended = std::exchange(captureEnded_, false);
     lock.Unlock();
-    if (abortWanted_) RunAbort();
-    Look(ended);
+    try {
+      if (abortWanted_) RunAbort();
+      Look(ended);
+    } catch (const std::exception& trouble) {
+      // Without memory, or a port to look at: the next look may have it.
+      DbgPrint(-1, "Watch", "the camera could not be looked at: %s\n", trouble.what());
+    }
     lock.Lock();
   }
+}
+
+void Camera::LookSoon(bool captureEnded) {
+  {
+    const MutexLock lock(watchMutex_);
+    look_ = true;
+    captureEnded_ = captureEnded_ || captureEnded;
+  }
+  watchChanged_.notify_one();
 }
 
 void Camera::RunAbort() {
@@ -59,10 +76,11 @@ void Camera::NoticeLoss() {
   const std::lock_guard turn(turn_);
   State open = State::Open;
   if (!state_.compare_exchange_strong(open, State::Lost)) return;
+  Frames().Notify([] {});  // who waits with the device in use lets go of it
   const std::unique_lock life(life_);
-  Frames().Notify([] {});
   Device().StopCapture();
-  goOn_ = options_.resume && capture_ == Capture::Video && !abortWanted_;
+  // One that did not get going after the last loss is still to go on.
+  goOn_ = options_.resume && (goOn_ || capture_ == Capture::Video) && !abortWanted_;
   Device().CloseCamera();
   capture_ = Capture::None;
   abortWanted_ = false;
@@ -102,8 +120,11 @@ void Camera::Resume() {
     ReopenNow();
     events_->Put(EventKind::Returned, "the camera is back and open again");
     if (goOn_) Start(Capture::Video);
-  } catch (const Failure&) {
+  } catch (const Failure& failure) {
     // Not there yet, or gone again: looked for until it is.
+    if (state_ != State::Open || Device().DeviceLost()) return;
+    goOn_ = false;
+    events_->Put(EventKind::ExposureFailed, failure.what());
   }
 }
 
