@@ -6,6 +6,7 @@
 Exit code 77: the locale cannot be made here.
 """
 
+import re
 import subprocess
 import sys
 import tempfile
@@ -46,6 +47,8 @@ def main():
         wrong = [line for line in lines if "," in line]
         wrong += [card for card in cards if "," in card[9:].split("/")[0] and "'" not in card]
         wrong += [name for name in files if "," in name]
+        described = next(path for path in Path(work).glob("frame*") if path.suffix != ".raw").read_text("utf-8")
+        wrong += re.findall(r"^.*\d,\d.*$", described, re.MULTILINE)
         for name, number in (("EXPTIME", 1.5), ("FOCUSPOS", 12.75)):
             if float(texts[name]) != number or float(value(cards, name)) != number:
                 wrong.append(f"{name}: {texts[name]} and {value(cards, name)} instead of {number}")

@@ -33,6 +33,8 @@ int main(int argc, char** argv) {
   }
   snprintf(path, sizeof path, "%s/{exposure}.fits", argv[1]);
   DEMAND(orq_frame_save(frame, path, NULL));
+  snprintf(path, sizeof path, "%s/frame.raw", argv[1]);
+  DEMAND(orq_frame_save(frame, path, NULL));
   orq_frame_release(frame);
   orq_camera_release(camera);
   return 0;
