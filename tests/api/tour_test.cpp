@@ -234,7 +234,7 @@ TEST(ApiTour, AVideoGoesOnHoweverOftenTheCableSlips) {
     ASSERT_EQ(orq_camera_unplug_virtual(camera.camera), ORQ_OK);
     Pause(random, 400'000);
     ASSERT_EQ(orq_camera_replug_virtual(camera.camera), ORQ_OK);
-    Pause(random, 20'000 * (slip % 10));
+    Pause(random, 1 + 20'000 * (slip % 10));
   }
   ApiFrame frame;
   ASSERT_TRUE(Eventually([&] { return orq_frame_wait(camera.camera, 100, &frame.frame) == ORQ_OK; }))
