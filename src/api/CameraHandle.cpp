@@ -94,9 +94,10 @@ orq_status orq_camera_reopen(orq_camera* camera) {
 void orq_camera_release(orq_camera* camera) {
   Guarded([&] {
     if (camera == nullptr) return;
-    Demand(camera, "camera").mark = 0;
+    Demand(camera, "camera");
     const std::unique_ptr<orq_camera> handle(camera);
     handle->camera->Leave();
+    handle->mark = 0;  // after whoever waits with it has been told
   });
 }
 

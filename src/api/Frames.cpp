@@ -119,9 +119,10 @@ orq_status orq_reader_get_counters(orq_reader* reader, orq_reader_counters* coun
 void orq_reader_release(orq_reader* reader) {
   Guarded([&] {
     if (reader == nullptr) return;
-    Demand(reader, "reader").mark = 0;
+    Demand(reader, "reader");
     const std::unique_ptr<orq_reader> handle(reader);
     handle->camera->Frames().CloseReader(*handle->reader);
+    handle->mark = 0;  // after whoever waits with it has been told
   });
 }
 

@@ -110,6 +110,21 @@ TEST(ApiControls, AnAutomaticExposureFindsItsTargetWhileVideoRuns) {
   EXPECT_EQ(mode, ORQ_MANUAL);
 }
 
+TEST(ApiControls, OneAfterTheOtherBecomesAutomaticAndManualAgain) {
+  const ApiCamera camera;
+  constexpr int32_t kControls[] = {ORQ_CONTROL_EXPOSURE, ORQ_CONTROL_GAIN, ORQ_CONTROL_WB_B};
+  for (const int32_t mode : {ORQ_AUTOMATIC, ORQ_AUTOMATIC, ORQ_MANUAL}) {
+    for (const int32_t id : kControls) {
+      int64_t value = 0;
+      int32_t now = -1;
+      ASSERT_EQ(orq_control_get(camera.camera, id, &value, nullptr), ORQ_OK);
+      ASSERT_EQ(orq_control_set(camera.camera, id, value, mode), ORQ_OK) << id << ": " << orq_last_error();
+      ASSERT_EQ(orq_control_get(camera.camera, id, &value, &now), ORQ_OK);
+      EXPECT_EQ(now, mode) << id;
+    }
+  }
+}
+
 TEST(ApiCooler, TheSensorReachesItsTargetAndWarmsUpAgain) {
   const ApiCamera camera("virtual:x26m,timescale=0.001");
   ASSERT_EQ(orq_cooler_set(camera.camera, 1, 10.0, 0), ORQ_OK) << orq_last_error();

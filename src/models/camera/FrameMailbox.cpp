@@ -33,10 +33,14 @@ void FrameMailbox::Adopt(std::unique_ptr<std::uint8_t[]>& frame) {
 }
 
 void FrameMailbox::Publish(const FrameInfo& info) {
+  PublishIf(info, [] { return true; });
+}
+
+void FrameMailbox::PublishIf(const FrameInfo& info, const std::function<bool()>& wanted) {
   if (!work_) return;
   {
     const MutexLock lock(mutex_);
-    if (muted_) return;
+    if (muted_ || !wanted()) return;
     work_->Describe(info, ++published_, origin_);
     lastPublished_ = info;
     Put(own_, work_);

@@ -65,6 +65,8 @@ class FrameMailbox {
   void Adopt(std::unique_ptr<std::uint8_t[]>& frame);
   /// Writer: gives what is in `Work` to the readers.
   void Publish(const FrameInfo& info);
+  /// The same when `wanted` says so, which is asked with the lock held; not asked while muted.
+  void PublishIf(const FrameInfo& info, const std::function<bool()>& wanted);
   /// Writer: a frame had to be left out, because `Work` was empty.
   void CountNoBuffer();
 

@@ -120,7 +120,13 @@ void CModelCamera::Capture(bool* running, bool triggered) {
   (triggered ? exposureThr : captureThr).AnnounceEnd();
   // A single exposure's frame is handed over when nothing more is to be done, so that the next exposure can
   // follow.
-  if (end == StreamEnd::Delivered) worker.mailbox.Publish(info);
+  if (end == StreamEnd::Delivered) {
+    // Together: an exposure whose frame somebody has got must not begin anew, and the other way round.
+    worker.mailbox.PublishIf(info, [&worker] {
+      worker.ended = !worker.restarting;
+      return worker.ended;
+    });
+  }
   if (end == StreamEnd::Stopped) worker.mailbox.Discard();
   worker.mailbox.Notify([&] {
     worker.ended = true;

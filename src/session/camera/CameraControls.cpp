@@ -26,7 +26,7 @@ bool IsAutomatic(CModelCamera& device) {
 void RunAutomatic(CModelCamera& device) {
   if (!IsAutomatic(device)) {
     device.StopAutoControlThr();
-  } else if (device.StartAutoControlThr() == 0) {
+  } else if (!device.autoThr.IsActive() && device.StartAutoControlThr() == 0) {
     throw Failure(Status::Internal, "automatic control could not be started");
   }
 }

@@ -12,6 +12,7 @@
 #include "session/Failure.h"
 #include "session/fits/FitsCards.h"
 #include "session/fits/FitsKeywords.h"
+#include "support/PointLocale.h"
 
 namespace orq::session {
 
@@ -115,6 +116,7 @@ std::vector<std::uint8_t> EncodeFits(std::span<const std::uint8_t> bytes, const 
   if (bytes.size() != pixels * static_cast<std::size_t>(BytesPerPixel(region.format))) {
     throw Failure(Status::Invalid, "cannot make the FITS file: the pixels are not those of the region");
   }
+  const PointLocale points;  // CFITSIO formats with the locale, and mends only some of it
   MemoryFits fits(bytes.size() + kHeaderRoom);
   std::vector<long> axes = {region.width, region.height};
   if (region.format == ORQ_IMG_RGB24) axes.push_back(3);
