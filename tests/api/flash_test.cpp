@@ -85,6 +85,26 @@ TEST(ApiFlash, NothingIsTouchedWhileACaptureRuns) {
   EXPECT_EQ(orq_video_stop(camera.camera), ORQ_OK);
 }
 
+TEST(ApiFlash, AnExposureThatIsOverKeepsNobodyWaiting) {
+  const Folder folder;
+  const ApiCamera camera("virtual:h53m,timescale=0,scene=dark");
+  camera.Corner();
+  const orq_dark_options options{sizeof options, 1, 1, 0};
+  for (int round = 0; round < 20; ++round) {
+    ASSERT_EQ(orq_exposure_start(camera.camera, 1000), ORQ_OK) << orq_last_error();
+    test::ApiFrame frame;
+    ASSERT_EQ(orq_frame_wait(camera.camera, test::kPatienceMs, &frame.frame), ORQ_OK) << orq_last_error();
+    if (round % 2 == 0) {
+      ASSERT_EQ(orq_dark_take(camera.camera, folder.File("dark.bmp").c_str(), &options, nullptr, nullptr, nullptr),
+                ORQ_OK)
+          << orq_last_error();
+      continue;
+    }
+    ASSERT_EQ(orq_flash_save(camera.camera, folder.File("flash").c_str(), 1, nullptr, nullptr), ORQ_OK)
+        << orq_last_error();
+  }
+}
+
 TEST(ApiFocus, TheLensGoesWhereItIsSent) {
   for (const ModelData& model : AllModels()) {
     if (model.maxWidth == 0) continue;

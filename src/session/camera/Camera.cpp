@@ -206,6 +206,8 @@ Camera::Use::Use(Camera& camera) : camera_(camera.Device()) {
 Camera::Turn::Turn(Camera& camera) : camera_(camera), lock_(camera.turn_), aborts_(camera.aborts_) {
   camera.DemandOpen();
   camera.FinishAbort();
+  // A single exposure's frame is there a moment before its worker has gone, which services take for a capture.
+  camera.Device().AwaitEndingWorker();
 }
 
 void Camera::UnplugVirtual() {
