@@ -144,7 +144,8 @@ typedef struct orq_open_options {
  * no camera; NOT_FOUND: it is not there; BUSY: another program has it; PERMISSION: see the udev rule. */
 ORQ_API orq_status orq_camera_open(const char* name, const orq_open_options* options, orq_camera** camera);
 /** Ends capture and closes the device. Every waiter wakes with CANCELLED. Frames, readers and the event descriptor
- * stay valid; every other call answers STATE from now on. Closing again does nothing. At most 2 s, also when the
+ * stay valid, events can be fetched, and the cable of a virtual camera can be pulled and plugged in; every other
+ * call but orq_camera_reopen answers STATE from now on. Closing again does nothing. At most 2 s, also when the
  * camera answers nothing. BUSY while its flash is read or written, which orq_capture_abort ends. */
 ORQ_API orq_status orq_camera_close(orq_camera* camera);
 /** Opens again after orq_camera_close or a loss: the camera with the same serial number, wherever it is plugged
