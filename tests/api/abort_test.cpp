@@ -10,7 +10,6 @@ namespace {
 using test::ApiCamera;
 using test::ApiFrame;
 using test::Eventually;
-using test::kPatienceMs;
 using test::Quick;
 using Clock = std::chrono::steady_clock;
 

@@ -46,8 +46,14 @@ std::uint64_t Checksum(const ApiFrame& frame) {
 
 orq_region SomeRegion(Random& random) {
   const int side = 64 + 32 * Below(random, 3);
-  return {sizeof(orq_region), 16 * Below(random, 8), 16 * Below(random, 8), side, side, 1 + Below(random, 2),
-          Below(random, 4),   0};
+  return {sizeof(orq_region),
+          16 * Below(random, 8),
+          16 * Below(random, 8),
+          side,
+          side,
+          1 + Below(random, 2),
+          Below(random, 4),
+          0};
 }
 
 void TakeExposure(const ApiCamera& camera, Random& random) {
@@ -90,8 +96,7 @@ void SetControl(const ApiCamera& camera, Random& random) {
   const bool automatic = info.automatic != 0 && Below(random, 2) == 0;
   const std::int64_t most = info.id == ORQ_CONTROL_EXPOSURE ? 5000 : info.maximum;
   const auto value = std::uniform_int_distribution<std::int64_t>(info.minimum, most)(random);
-  const orq_status status =
-      orq_control_set(camera.camera, info.id, value, automatic ? ORQ_AUTOMATIC : ORQ_MANUAL);
+  const orq_status status = orq_control_set(camera.camera, info.id, value, automatic ? ORQ_AUTOMATIC : ORQ_MANUAL);
   // Mono bin would leave no colours in colour frames.
   if (info.id == ORQ_CONTROL_MONO_BIN && status == ORQ_ERROR_REFUSED) return;
   EXPECT_EQ(status, ORQ_OK) << info.name << " " << value << ": " << orq_last_error();
@@ -156,7 +161,9 @@ TEST(ApiTour, FramesAbortsControlsAndReadersAtOnceOnEveryModel) {
 using Step = std::function<orq_status(orq_camera*)>;
 
 std::vector<Step> Steps() {
-  const auto setGain = [](orq_camera* camera) { return orq_control_set(camera, ORQ_CONTROL_GAIN, 10, ORQ_MANUAL); };
+  const auto setGain = [](orq_camera* camera) {
+    return orq_control_set(camera, ORQ_CONTROL_GAIN, 10, ORQ_MANUAL);
+  };
   const auto setRegion = [](orq_camera* camera) {
     const orq_region region{sizeof region, 0, 0, 128, 128, 1, ORQ_FORMAT_RAW16, 0};
     return orq_region_set(camera, &region, nullptr);
@@ -179,9 +186,9 @@ std::vector<Step> Steps() {
     return orq_control_set(camera, ORQ_CONTROL_HIGH_SPEED, 1, ORQ_MANUAL);
   };
   const auto guide = [](orq_camera* camera) { return orq_guide_pulse(camera, ORQ_GUIDE_NORTH, 5); };
-  return {setGain,        setRegion,      expose,    wait,  readTemperature, cool,     awaitCold,
-          orq_video_start, wait,          automatic, guide, highSpeed,       setRegion, wait,
-          orq_video_stop, expose,         wait,      expose, orq_capture_abort};
+  return {setGain,         setRegion, expose,    wait,   readTemperature,  cool,      awaitCold,
+          orq_video_start, wait,      automatic, guide,  highSpeed,        setRegion, wait,
+          orq_video_stop,  expose,    wait,      expose, orq_capture_abort};
 }
 
 /// All steps, with the cable pulled `delayUs` after the one with the number `pulled` has begun.
@@ -196,8 +203,9 @@ void WalkWithoutCable(const ApiCamera& camera, std::size_t pulled, int delayUs) 
       });
     }
     const orq_status status = steps[i](camera.camera);
-    const std::set<orq_status> documented{ORQ_OK,           ORQ_ERROR_LOST,    ORQ_ERROR_UNSUPPORTED, ORQ_ERROR_STATE,
-                                          ORQ_ERROR_TIMEOUT, ORQ_ERROR_REFUSED, ORQ_ERROR_RANGE};
+    const std::set<orq_status> documented{ORQ_OK,          ORQ_ERROR_LOST,    ORQ_ERROR_UNSUPPORTED,
+                                          ORQ_ERROR_STATE, ORQ_ERROR_TIMEOUT, ORQ_ERROR_REFUSED,
+                                          ORQ_ERROR_RANGE};
     ExpectOneOf(status, documented, ("step " + std::to_string(i)).c_str());
     EXPECT_TRUE(i >= pulled || status != ORQ_ERROR_LOST) << i << ": " << orq_last_error();
     if (puller.joinable()) puller.join();

@@ -59,7 +59,7 @@ Control ControlOf(Camera& camera, std::int32_t id) {
 }
 
 ControlReading Read(Camera& camera, const Control& control) {
-  const ControlReading reading = ReadControl(*Camera::Use(camera), control);
+  ControlReading reading = ReadControl(*Camera::Use(camera), control);
   if (!reading.trouble.empty()) throw Failure(Status::Refused, reading.trouble);
   return reading;
 }

@@ -98,7 +98,8 @@ void WritePlanes(MemoryFits& fits, std::span<const std::uint8_t> bytes, std::siz
   for (std::size_t colour = 0; colour < 3; ++colour) {
     const std::uint8_t* from = bytes.data() + (2 - colour);
     for (std::size_t i = 0; i < pixels; ++i) plane[i] = from[3 * i];
-    fits.Pixels(TBYTE, static_cast<LONGLONG>(colour * pixels + 1), static_cast<LONGLONG>(pixels), plane.data());
+    fits.Pixels(TBYTE, static_cast<LONGLONG>(colour) * static_cast<LONGLONG>(pixels) + 1,
+                static_cast<LONGLONG>(pixels), plane.data());
   }
 }
 
