@@ -9,11 +9,12 @@ namespace {
 
 constexpr int kWidth = 64;
 constexpr int kHeight = 32;
+constexpr std::size_t kPayloadBytes = std::size_t{2} * kWidth * kHeight;
 constexpr StreamFormat kFormat{kWidth, kHeight, 1, wire::kFormat16Bit};
 
 /// Whether these are the pixels that the 12-bit sensor gave this frame, 16 bits a sample, low byte first.
 bool AreOfFrame(const std::vector<std::uint8_t>& payload, std::uint64_t frameNumber) {
-  if (payload.size() != 2U * kWidth * kHeight) return false;
+  if (payload.size() != kPayloadBytes) return false;
   ExposureSettings settings;
   settings.frameNumber = frameNumber;
   std::size_t at = 0;
@@ -74,7 +75,7 @@ class FaultRates : public LinkTest<Door> {
   }
 
  private:
-  CirBuf ring_{2U * kWidth * kHeight, 4};
+  CirBuf ring_{kPayloadBytes, 4};
 };
 TYPED_TEST_SUITE(FaultRates, BothDoors, DoorNames);
 

@@ -97,8 +97,8 @@ void Camera::EndCapture() {
   goOn_ = false;
 }
 
-// A frame that nobody has fetched yet is left alone when its exposure is over. Whoever begins to wait after this is
-// not cancelled by the device's part of it, which comes later.
+// A frame that nobody has fetched yet is left alone when its exposure is over. Whoever begins to wait after this
+// is not cancelled by the device's part of it, which comes later.
 void Camera::Abort() {
   DemandOpen();
   FrameMailbox& mailbox = Device().Mailbox();

@@ -509,6 +509,7 @@ TEST(CoolerEnds, SettersFromSeveralThreadsLeaveItAsTheLastOneSays) {
   Rig rig;
   ASSERT_TRUE(rig.Open());
   std::vector<std::thread> threads;
+  threads.reserve(3);
   for (int i = 0; i < 3; ++i) {
     threads.emplace_back([&rig, i] {
       for (int n = 0; n < 60; ++n) {
