@@ -82,6 +82,20 @@ TEST(ApiEvents, AnIdleCameraThatIsUnpluggedIsToldOfAndComesBackAsItWas) {
   EXPECT_EQ(frame.Info().exposure_us, 3000U);
 }
 
+TEST(ApiEvents, AReopenRightAfterAnUnplugDoesNotTakeTheDeadCameraForAnOpenOne) {
+  const ApiCamera camera;
+  camera.Corner();
+  for (int round = 0; round < 5; ++round) {
+    ASSERT_EQ(orq_camera_unplug_virtual(camera.camera), ORQ_OK);
+    EXPECT_EQ(orq_camera_reopen(camera.camera), ORQ_ERROR_NOT_FOUND) << round;
+    ASSERT_EQ(orq_camera_replug_virtual(camera.camera), ORQ_OK);
+    ASSERT_EQ(orq_camera_reopen(camera.camera), ORQ_OK) << round << orq_last_error();
+    ASSERT_EQ(orq_exposure_start(camera.camera, 1000), ORQ_OK) << round << orq_last_error();
+    ApiFrame frame;
+    ASSERT_EQ(orq_frame_wait(camera.camera, kPatienceMs, &frame.frame), ORQ_OK) << round << orq_last_error();
+  }
+}
+
 TEST(ApiEvents, AnUnplugDuringAVideoEndsTheWaitWithLost) {
   const ApiCamera camera;
   camera.Corner();

@@ -1,8 +1,6 @@
 #include "camera/Session.h"
 
-#include <cctype>
 #include <chrono>
-#include <iterator>
 
 #include "models/camera/OwnSettings.h"
 #include "output/Signals.h"
@@ -16,16 +14,6 @@
 namespace orq::cli {
 
 namespace {
-
-// As a listing shows it: without the zeros that fill it up, and with nothing that upsets a terminal.
-std::string IdText(const _ORQ_ID& id) {
-  std::string text(std::begin(id.id), std::end(id.id));
-  text.resize(text.find_last_not_of('\0') + 1);
-  for (char& c : text) {
-    if (std::isprint(static_cast<unsigned char>(c)) == 0) c = '?';
-  }
-  return text;
-}
 
 constexpr std::chrono::milliseconds kReturnLook{250};
 constexpr const char* kWhileKeeping = "while keeping the settings";

@@ -116,7 +116,12 @@ void Camera::Leave() {
 
 void Camera::Reopen() {
   const std::lock_guard turn(turn_);
-  if (state_ == State::Open) return;
+  if (state_ == State::Open) {
+    // The cable may just have been pulled: an open camera that is gone is not open.
+    Device().LookForDevice();
+    if (!Device().DeviceLost()) return;
+    BecomeLost();
+  }
   ReopenNow();
   goOn_ = false;
 }

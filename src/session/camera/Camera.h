@@ -181,6 +181,7 @@ class Camera {
   void RunAbort();
   void Look(bool captureEnded);
   void NoticeLoss();
+  void BecomeLost();
   void LookForReturn();
   void Resume();
   void TellFailure();

@@ -71,9 +71,14 @@ void Camera::Look(bool captureEnded) {
   NoticeLoss();
 }
 
-// The device is closed at once, so that it can be looked for; whoever waits learns that it is gone.
 void Camera::NoticeLoss() {
   const std::lock_guard turn(turn_);
+  if (Device().DeviceLost()) BecomeLost();  // it may have been reopened meanwhile
+}
+
+// With the turn held. The device is closed at once, so that it can be looked for; whoever waits learns that it is
+// gone.
+void Camera::BecomeLost() {
   State open = State::Open;
   if (!state_.compare_exchange_strong(open, State::Lost)) return;
   Frames().Notify([] {});  // who waits with the device in use lets go of it

@@ -375,7 +375,7 @@ class RealBmp : public testing::TestWithParam<RealFile> {};
 
 TEST_P(RealBmp, LoadsOrIsRefusedForItsReason) {
   const auto path = std::filesystem::path(ORQ_REALDATA_DIR) / "bmp" / GetParam().name;
-  if (!std::filesystem::exists(path)) GTEST_SKIP() << path << " is not here";
+  if (!std::filesystem::exists(path)) GTEST_SKIP() << "no real data: " << path << " is absent";
   BareCamera camera;
   camera.iMaxWidth = GetParam().width;
   camera.iMaxHeight = GetParam().height;
