@@ -280,9 +280,10 @@ class ComparingReader {
 };
 
 int RandomBin(Dice& dice, const ModelData& model) {
-  int bins = 0;
-  while (model.bins[static_cast<std::size_t>(bins)] != 0) ++bins;
-  return model.bins[static_cast<std::size_t>(dice.Roll(0, bins - 1))];
+  std::vector<int> bins;
+  for (const int bin : model.bins)
+    if (bin != 0) bins.push_back(bin);
+  return bins.at(static_cast<std::size_t>(dice.Roll(0, static_cast<int>(bins.size()) - 1)));
 }
 
 FrameRegion RandomRegion(Dice& dice, const ModelData& model) {
