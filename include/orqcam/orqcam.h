@@ -277,6 +277,8 @@ ORQ_API orq_status orq_control_set(orq_camera* camera, int32_t id, int64_t value
 
 /** Temperature of the sensor, degrees Celsius. */
 ORQ_API orq_status orq_temperature_get(orq_camera* camera, double* sensor_c);
+/** Supply voltage, volts. UNSUPPORTED: the camera does not measure it, or does not answer. */
+ORQ_API orq_status orq_supply_voltage_get(orq_camera* camera, double* volts);
 
 /** What the cooler does. */
 typedef struct orq_cooler_state {
