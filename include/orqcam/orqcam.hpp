@@ -142,6 +142,14 @@ inline std::int32_t milliseconds(std::chrono::nanoseconds time) {
 /** A wait without end. */
 inline constexpr std::chrono::nanoseconds forever = std::chrono::nanoseconds::max();
 
+/** A picture for looking at. */
+struct Picture {
+  int width = 0;
+  int height = 0;
+  int channels = 0;                 /**< 1: grey; 3: red, green, blue */
+  std::vector<std::uint8_t> pixels; /**< rows top down, without gaps */
+};
+
 /** A frame: pixels that nobody changes any more, and what is known about them. Copies share it. Empty when moved
  * from or made without one; then only the test for it may be called. */
 class Frame {
@@ -176,6 +184,19 @@ class Frame {
     auto statistics = sized<orq_statistics>();
     detail::check(orq_frame_get_statistics(frame_, &statistics));
     return statistics;
+  }
+  /** See orq_frame_preview. */
+  Picture preview(orq_preview_options options = sized<orq_preview_options>()) const {
+    Picture made;
+    auto told = sized<orq_picture>();
+    detail::check(orq_frame_preview(frame_, &options, nullptr, 0, &told));
+    made.pixels.resize(static_cast<std::size_t>(told.width) * static_cast<std::size_t>(told.height) *
+                       static_cast<std::size_t>(told.channels));
+    detail::check(orq_frame_preview(frame_, &options, made.pixels.data(), made.pixels.size(), &told));
+    made.width = told.width;
+    made.height = told.height;
+    made.channels = told.channels;
+    return made;
   }
   /** The FITS cards that describe it. */
   std::vector<orq_card> header() const {
