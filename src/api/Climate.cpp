@@ -6,15 +6,6 @@
 using namespace orq;       // NOLINT(google-build-using-namespace): the functions of the interface are global
 using namespace orq::api;  // NOLINT(google-build-using-namespace)
 
-namespace {
-
-// A wait that is no number, or negative, is over at once.
-double Seconds(double seconds) {
-  return seconds > 0.0 ? seconds : 0.0;
-}
-
-}  // namespace
-
 orq_status orq_temperature_get(orq_camera* camera, double* sensor_c) {
   return Guarded([&] {
     const auto opened = CameraOf(camera);

@@ -26,7 +26,7 @@ std::shared_ptr<Camera> Camera::Open(std::string_view name, const OpenOptions& o
 
 void Camera::OpenDevice(std::string_view name, const OpenOptions& options) {
   options_ = options;
-  named_ = FindCamera(name, options.settings);
+  named_ = FindCamera(name, {options.settings, options.settingsFolder});
   CModelCamera& device = Device();
   if (options.settings != SettingsUse::Off) LoadOwnSettings(device);
   if (options.frameMemoryBytes != 0) device.Mailbox().Pool().SetLimit(options.frameMemoryBytes);
@@ -155,7 +155,6 @@ void Camera::ReopenNow() {
   capture_ = Capture::None;
   abortWanted_ = false;
   state_ = State::Open;
-  events_->KeepAwake(false);
 }
 
 CameraFacts Camera::Facts() {

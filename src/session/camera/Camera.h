@@ -29,6 +29,7 @@ namespace orq::session {
 
 struct OpenOptions {
   SettingsUse settings = SettingsUse::Off;
+  std::string settingsFolder;        ///< where they are kept, from the root on; empty: the store decides
   std::size_t frameMemoryBytes = 0;  ///< bound of all frames, ready and held; 0: four frames of the whole sensor
   bool resume = false;  ///< after a loss: reopen by itself when the camera is back, and go on with a video
 };
@@ -173,8 +174,8 @@ class Camera {
   void WakeWaiters();
   /// Wakes the camera's own thread.
   void LookSoon(bool captureEnded);
-  [[noreturn]] void FailWait(FrameMailbox::Result result, std::uint64_t abortsBefore,
-                             std::uint64_t noBufferBefore);
+  /// `starved`: frames came, and there was no memory for them.
+  [[noreturn]] void FailWait(FrameMailbox::Result result, std::uint64_t abortsBefore, bool starved);
 
   // Camera's own thread.
   void Watch();
