@@ -306,6 +306,8 @@ ORQ_API orq_status orq_control_set(orq_camera* camera, int32_t id, int64_t value
 
 /** Temperature of the sensor, degrees Celsius. */
 ORQ_API orq_status orq_temperature_get(orq_camera* camera, double* sensor_c);
+/** Supply voltage, volts. UNSUPPORTED: the camera does not measure it, or does not answer. */
+ORQ_API orq_status orq_supply_voltage_get(orq_camera* camera, double* volts);
 
 /** What the cooler does. */
 typedef struct orq_cooler_state {
@@ -719,6 +721,32 @@ typedef struct orq_statistics {
 } orq_statistics;
 /** Walks over the whole frame once. */
 ORQ_API orq_status orq_frame_get_statistics(const orq_frame* frame, orq_statistics* statistics);
+
+/** How pixel values become the eight bits of a picture. */
+enum {
+  ORQ_STRETCH_AUTOMATIC = 0, /**< faint things can be seen: each colour of the whole frame by itself, its median on
+                                a quarter of full scale */
+  ORQ_STRETCH_NONE = 1       /**< their highest eight bits */
+};
+/** What a picture for looking at is to be like. */
+typedef struct orq_preview_options {
+  uint32_t size;
+  int32_t max_width; /**< pixels; 0: the frame's. The picture keeps the frame's proportions and is never larger */
+  int32_t max_height;
+  int32_t stretch; /**< ORQ_STRETCH_... */
+} orq_preview_options;
+/** A picture: rows top down, without gaps. */
+typedef struct orq_picture {
+  uint32_t size;
+  int32_t width; /**< pixels */
+  int32_t height;
+  int32_t channels; /**< bytes a pixel. 1: grey; 3: red, green, blue */
+} orq_picture;
+/** Makes a picture for looking at, in colour where the frame has colours, in the `capacity` bytes at `pixels`.
+ * With null and 0 for these it only tells of the picture; its pixels take width * height * channels bytes.
+ * `options` may be null: all zero. INVALID: `capacity` is too small. Walks over the whole frame. */
+ORQ_API orq_status orq_frame_preview(const orq_frame* frame, const orq_preview_options* options, uint8_t* pixels,
+                                     size_t capacity, orq_picture* picture);
 
 /** What kind of value a card has. */
 enum { ORQ_CARD_LOGICAL = 0, ORQ_CARD_INTEGER = 1, ORQ_CARD_REAL = 2, ORQ_CARD_TEXT = 3 };

@@ -62,6 +62,14 @@ using RangeError = ErrorOf<ORQ_ERROR_RANGE>;
 using FileError = ErrorOf<ORQ_ERROR_FILE>;
 using MemoryError = ErrorOf<ORQ_ERROR_MEMORY>;
 
+/** A struct of the interface, all zero, with its size set: `auto region = orq::sized<orq_region>();`. */
+template <class Struct>
+Struct sized() {
+  Struct made{};
+  made.size = sizeof made;
+  return made;
+}
+
 namespace detail {
 
 /** Throws what a status stands for; the text is this thread's last error. */
@@ -103,14 +111,6 @@ inline void check(orq_status status) {
   if (status != ORQ_OK) raise(status);
 }
 
-/** A struct of the interface with its size set. */
-template <class Struct>
-Struct sized() {
-  Struct made{};
-  made.size = sizeof made;
-  return made;
-}
-
 /** Owns one handle. */
 template <class Handle, void (*kRelease)(Handle*)>
 class Owner {
@@ -142,6 +142,14 @@ inline std::int32_t milliseconds(std::chrono::nanoseconds time) {
 /** A wait without end. */
 inline constexpr std::chrono::nanoseconds forever = std::chrono::nanoseconds::max();
 
+/** A picture for looking at. */
+struct Picture {
+  int width = 0;
+  int height = 0;
+  int channels = 0;                 /**< 1: grey; 3: red, green, blue */
+  std::vector<std::uint8_t> pixels; /**< rows top down, without gaps */
+};
+
 /** A frame: pixels that nobody changes any more, and what is known about them. Copies share it. Empty when moved
  * from or made without one; then only the test for it may be called. */
 class Frame {
@@ -163,32 +171,45 @@ class Frame {
   orq_frame* get() const noexcept { return frame_; }
 
   orq_frame_info info() const {
-    auto info = detail::sized<orq_frame_info>();
+    auto info = sized<orq_frame_info>();
     detail::check(orq_frame_get_info(frame_, &info));
     return info;
   }
   orq_frame_gps gps() const {
-    auto gps = detail::sized<orq_frame_gps>();
+    auto gps = sized<orq_frame_gps>();
     detail::check(orq_frame_get_gps(frame_, &gps));
     return gps;
   }
   orq_statistics statistics() const {
-    auto statistics = detail::sized<orq_statistics>();
+    auto statistics = sized<orq_statistics>();
     detail::check(orq_frame_get_statistics(frame_, &statistics));
     return statistics;
+  }
+  /** See orq_frame_preview. */
+  Picture preview(orq_preview_options options = sized<orq_preview_options>()) const {
+    Picture made;
+    auto told = sized<orq_picture>();
+    detail::check(orq_frame_preview(frame_, &options, nullptr, 0, &told));
+    made.pixels.resize(static_cast<std::size_t>(told.width) * static_cast<std::size_t>(told.height) *
+                       static_cast<std::size_t>(told.channels));
+    detail::check(orq_frame_preview(frame_, &options, made.pixels.data(), made.pixels.size(), &told));
+    made.width = told.width;
+    made.height = told.height;
+    made.channels = told.channels;
+    return made;
   }
   /** The FITS cards that describe it. */
   std::vector<orq_card> header() const {
     std::int32_t count = 0;
     detail::check(orq_frame_header_count(frame_, &count));
-    std::vector<orq_card> cards(static_cast<std::size_t>(count), detail::sized<orq_card>());
+    std::vector<orq_card> cards(static_cast<std::size_t>(count), sized<orq_card>());
     for (std::int32_t i = 0; i < count; ++i) {
       detail::check(orq_frame_header_card(frame_, i, &cards[static_cast<std::size_t>(i)]));
     }
     return cards;
   }
   /** See orq_frame_save. */
-  void save(const std::string& path, orq_save_options options = detail::sized<orq_save_options>()) const {
+  void save(const std::string& path, orq_save_options options = sized<orq_save_options>()) const {
     detail::check(orq_frame_save(frame_, path.c_str(), &options));
   }
   /** Rows top down, without gaps, in the frame's format; valid while somebody holds the frame. */
@@ -240,7 +261,7 @@ class Reader {
     return Frame(frame);
   }
   orq_reader_counters counters() const {
-    auto counters = detail::sized<orq_reader_counters>();
+    auto counters = sized<orq_reader_counters>();
     detail::check(orq_reader_get_counters(reader_.get(), &counters));
     return counters;
   }
@@ -314,7 +335,7 @@ struct ControlValue {
 class Camera {
  public:
   /** `name` as for orq_camera_open; empty: the only camera that is plugged in. */
-  explicit Camera(const std::string& name = {}, orq_open_options options = detail::sized<orq_open_options>()) {
+  explicit Camera(const std::string& name = {}, orq_open_options options = sized<orq_open_options>()) {
     orq_camera* opened = nullptr;
     detail::check(orq_camera_open(name.c_str(), &options, &opened));
     camera_ = detail::Owner<orq_camera, orq_camera_release>(opened);
@@ -328,14 +349,14 @@ class Camera {
   orq_region region() const { return filled<orq_region>(orq_region_get); }
   /** The nearest region that the camera offers. */
   orq_region fit(orq_region wanted) const {
-    auto fitted = detail::sized<orq_region>();
+    auto fitted = sized<orq_region>();
     wanted.size = sizeof wanted;
     detail::check(orq_region_fit(get(), &wanted, &fitted));
     return fitted;
   }
   /** Returns what was applied. */
   orq_region region(orq_region wanted) {
-    auto applied = detail::sized<orq_region>();
+    auto applied = sized<orq_region>();
     wanted.size = sizeof wanted;
     detail::check(orq_region_set(get(), &wanted, &applied));
     return applied;
@@ -363,7 +384,7 @@ class Camera {
   Video video() { return Video(get()); }
   void abort() { detail::check(orq_capture_abort(get())); }
   Reader reader(int mode = ORQ_READ_NEWEST, int depth = 0) {
-    orq_reader_options options = detail::sized<orq_reader_options>();
+    orq_reader_options options = sized<orq_reader_options>();
     options.mode = mode;
     options.depth = depth;
     orq_reader* opened = nullptr;
@@ -374,14 +395,14 @@ class Camera {
 
   std::vector<orq_control_info> controls() const {
     std::int32_t count = value<std::int32_t>(orq_control_count);
-    std::vector<orq_control_info> infos(static_cast<std::size_t>(count), detail::sized<orq_control_info>());
+    std::vector<orq_control_info> infos(static_cast<std::size_t>(count), sized<orq_control_info>());
     for (std::int32_t i = 0; i < count; ++i) {
       detail::check(orq_control_describe(get(), i, &infos[static_cast<std::size_t>(i)]));
     }
     return infos;
   }
   orq_control_info control(const std::string& name) const {
-    auto info = detail::sized<orq_control_info>();
+    auto info = sized<orq_control_info>();
     detail::check(orq_control_find(get(), name.c_str(), &info));
     return info;
   }
@@ -412,6 +433,8 @@ class Camera {
 
   /** Degrees Celsius. */
   double temperature() const { return value<double>(orq_temperature_get); }
+  /** Volts. */
+  double supplyVoltage() const { return value<double>(orq_supply_voltage_get); }
   orq_cooler_state cooler() const { return filled<orq_cooler_state>(orq_cooler_get); }
   void cool(double target_c, bool keep = false) {
     detail::check(orq_cooler_set(get(), 1, target_c, keep ? 1 : 0));
@@ -433,8 +456,8 @@ class Camera {
     detail::check(orq_gps_set_lines(get(), &lines));
   }
 
-  orq_dark_info takeDark(const std::string& path, orq_dark_options options = detail::sized<orq_dark_options>()) {
-    auto info = detail::sized<orq_dark_info>();
+  orq_dark_info takeDark(const std::string& path, orq_dark_options options = sized<orq_dark_options>()) {
+    auto info = sized<orq_dark_info>();
     detail::check(orq_dark_take(get(), path.c_str(), &options, nullptr, nullptr, &info));
     return info;
   }
@@ -463,7 +486,7 @@ class Camera {
   void triggerMode(int mode) { detail::check(orq_trigger_set_mode(get(), mode)); }
   void trigger() { detail::check(orq_trigger_send(get())); }
   orq_trigger_output triggerOutput(int output) const {
-    auto pulse = detail::sized<orq_trigger_output>();
+    auto pulse = sized<orq_trigger_output>();
     detail::check(orq_trigger_get_output(get(), output, &pulse));
     return pulse;
   }
@@ -490,7 +513,7 @@ class Camera {
   /** For poll() and event loops; the library's own. */
   int eventDescriptor() const { return value<std::int32_t>(orq_camera_event_fd); }
   std::optional<orq_event> nextEvent() {
-    auto event = detail::sized<orq_event>();
+    auto event = sized<orq_event>();
     const orq_status status = orq_event_next(get(), &event);
     if (status == ORQ_ERROR_NOT_FOUND) return std::nullopt;
     detail::check(status);
@@ -506,7 +529,7 @@ class Camera {
  private:
   template <class Struct>
   Struct filled(orq_status (*ask)(orq_camera*, Struct*)) const {
-    auto made = detail::sized<Struct>();
+    auto made = sized<Struct>();
     detail::check(ask(camera_.get(), &made));
     return made;
   }
@@ -527,7 +550,7 @@ inline std::vector<orq_camera_entry> cameras(std::uint32_t flags = ORQ_LIST_USB)
   const detail::Owner<orq_camera_list, orq_camera_list_release> list(listed);
   std::int32_t count = 0;
   detail::check(orq_camera_list_count(list.get(), &count));
-  std::vector<orq_camera_entry> entries(static_cast<std::size_t>(count), detail::sized<orq_camera_entry>());
+  std::vector<orq_camera_entry> entries(static_cast<std::size_t>(count), sized<orq_camera_entry>());
   for (std::int32_t i = 0; i < count; ++i) {
     detail::check(orq_camera_list_get(list.get(), i, &entries[static_cast<std::size_t>(i)]));
   }

@@ -1,7 +1,4 @@
 // Temperatures, the cooler, guide pulses and GPS lines.
-#include <limits>
-#include <optional>
-
 #include "api/Handles.h"
 #include "api/Structs.h"
 #include "session/camera/CameraControls.h"
@@ -10,10 +7,6 @@ using namespace orq;       // NOLINT(google-build-using-namespace): the function
 using namespace orq::api;  // NOLINT(google-build-using-namespace)
 
 namespace {
-
-double OrUnknown(const std::optional<double>& number) {
-  return number.value_or(std::numeric_limits<double>::quiet_NaN());
-}
 
 // A wait that is no number, or negative, is over at once.
 double Seconds(double seconds) {
@@ -27,6 +20,14 @@ orq_status orq_temperature_get(orq_camera* camera, double* sensor_c) {
     const auto opened = CameraOf(camera);
     DemandResult(sensor_c, "sensor_c");
     *sensor_c = session::Temperature(*opened);
+  });
+}
+
+orq_status orq_supply_voltage_get(orq_camera* camera, double* volts) {
+  return Guarded([&] {
+    const auto opened = CameraOf(camera);
+    DemandResult(volts, "volts");
+    *volts = session::SupplyVoltage(*opened);
   });
 }
 

@@ -4,7 +4,6 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
-#include <limits>
 #include <string>
 
 #include "api/Handles.h"
@@ -21,10 +20,6 @@ namespace {
 
 constexpr std::int64_t kNsPerTenth = 100;
 constexpr const char* kLibrary = "orqcam " ORQCAM_VERSION;
-
-double OrUnknown(const std::optional<double>& number) {
-  return number.value_or(std::numeric_limits<double>::quiet_NaN());
-}
 
 orq_frame_gps GpsOf(const FrameInfo& info) {
   const FrameGps& facts = info.gps;

@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <limits>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -51,6 +53,12 @@ void GiveStruct(const Struct& value, Struct* to) {
                 known - kAfterSize);
   }
   if (size > known) std::memset(bytes + known, 0, size - known);
+}
+
+/// NaN for nothing.
+template <class Number>
+double OrUnknown(const std::optional<Number>& number) {
+  return number ? static_cast<double>(*number) : std::numeric_limits<double>::quiet_NaN();
 }
 
 /// Cut to fit, never within a character of UTF-8.

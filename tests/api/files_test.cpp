@@ -3,12 +3,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <map>
 
 #include "Camera.h"
+#include "unit/support/TempDirectory.h"
 
 namespace orq {
 namespace {
@@ -17,16 +17,6 @@ using test::ApiCamera;
 using test::ApiFrame;
 using test::kPatienceMs;
 using test::Quick;
-
-struct Folder {
-  Folder() {
-    std::string name = (std::filesystem::temp_directory_path() / "orq-api-XXXXXX").string();
-    path = ::mkdtemp(name.data());
-  }
-  ~Folder() { std::filesystem::remove_all(path); }
-  std::string File(const std::string& name) const { return (path / name).string(); }
-  std::filesystem::path path;
-};
 
 void Expose(const ApiCamera& camera, ApiFrame& frame) {
   ASSERT_EQ(orq_exposure_start(camera.camera, 20'000), ORQ_OK) << orq_last_error();
@@ -82,7 +72,7 @@ TEST(ApiFiles, TheHeaderSaysWhatTheCameraAndTheUserSay) {
 }
 
 TEST(ApiFiles, ASavedFrameIsReadBackByCfitsio) {
-  const Folder folder;
+  const TempDirectory folder;
   const ApiCamera camera(Quick("k1c"));
   camera.Corner(ORQ_FORMAT_RAW16);
   ApiFrame frame;
@@ -107,7 +97,7 @@ TEST(ApiFiles, ASavedFrameIsReadBackByCfitsio) {
 }
 
 TEST(ApiFiles, PathsThatCannotBeAreRefusedAndLeaveNothing) {
-  const Folder folder;
+  const TempDirectory folder;
   const ApiCamera camera;
   camera.Corner();
   ApiFrame frame;
@@ -115,7 +105,7 @@ TEST(ApiFiles, PathsThatCannotBeAreRefusedAndLeaveNothing) {
   EXPECT_EQ(orq_frame_save(frame.frame, folder.File("a.jpeg").c_str(), nullptr), ORQ_ERROR_INVALID);
   EXPECT_EQ(orq_frame_save(frame.frame, folder.File("{nothing}.fits").c_str(), nullptr), ORQ_ERROR_INVALID);
   EXPECT_EQ(orq_frame_save(frame.frame, folder.File("no/such/folder.fits").c_str(), nullptr), ORQ_ERROR_FILE);
-  EXPECT_TRUE(std::filesystem::is_empty(folder.path));
+  EXPECT_TRUE(std::filesystem::is_empty(folder.Path()));
 }
 
 TEST(ApiFiles, LabelsThatFitsCannotHoldAreRefused) {

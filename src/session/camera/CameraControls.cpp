@@ -126,6 +126,14 @@ double Temperature(Camera& camera) {
   return *celsius;
 }
 
+double SupplyVoltage(Camera& camera) {
+  const Camera::Use device(camera);
+  const std::optional<double> volts = SupplyVolts(*device);
+  if (volts) return *volts;
+  if (device->DeviceLost()) camera.Fail("the supply voltage cannot be read");
+  throw Failure(Status::Unsupported, "this camera does not measure its supply voltage");
+}
+
 void Guide(Camera& camera, GuideD direction, int ms) {
   const Camera::Use device(camera);
   if (device->hasGuidePort == 0) throw Failure(Status::Unsupported, "this camera has no guide port");

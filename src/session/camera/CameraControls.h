@@ -46,6 +46,8 @@ void Warm(Camera& camera, double seconds);
 
 /// The sensor's temperature. Unsupported: no thermometer. Refused: it does not answer.
 double Temperature(Camera& camera);
+/// Volts. Unsupported: the board does not measure them.
+double SupplyVoltage(Camera& camera);
 
 /// Blocks until the line is off again, which it is in every case. Cancelled: somebody has aborted.
 void Guide(Camera& camera, GuideD direction, int ms);
