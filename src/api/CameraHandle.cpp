@@ -41,6 +41,7 @@ std::uint32_t AbilitiesOf(CModelCamera& device, bool isVirtual) {
   add(device.hasHighSpeed != 0, ORQ_ABILITY_HIGH_SPEED);
   add(model.thermometer != Thermometer::None, ORQ_ABILITY_THERMOMETER);
   add(isVirtual, ORQ_ABILITY_VIRTUAL);
+  add(model.usb3Camera, ORQ_ABILITY_USB3);
   return abilities;
 }
 
@@ -65,7 +66,18 @@ orq_camera_info InfoOf(session::Camera& camera) {
   for (std::size_t format = 0; format < model.formats.size(); ++format) {
     if (model.formats[format]) info.formats |= 1U << format;
   }
-  info.abilities = AbilitiesOf(*session::Camera::Use(camera), facts.isVirtual);
+  CopyText(model.key, info.key);
+  info.width_step = model.region.widthStep;
+  info.height_step = model.region.heightStep;
+  info.start_x_step = model.region.startXStep;
+  info.start_y_step = model.region.startYStep;
+  info.least_width = model.region.minWidth;
+  info.least_height = model.region.minHeight;
+  const session::Camera::Use device(camera);
+  info.abilities = AbilitiesOf(*device, facts.isVirtual);
+  _ORQ_CAMERA_INFO record{};
+  device->GetCameraProperty(&record);
+  info.electrons_per_adu = static_cast<double>(record.electronsPerAdu);
   return info;
 }
 
