@@ -559,7 +559,7 @@ inline std::vector<orq_camera_entry> cameras(std::uint32_t flags = ORQ_LIST_USB)
 
 /** The file in which settings are kept. Throws FileError when there is no place for it. */
 inline std::string settingsPath() {
-  auto path = detail::sized<orq_path>();
+  auto path = sized<orq_path>();
   detail::check(orq_settings_path(&path));
   return path.path;
 }

@@ -7,7 +7,7 @@ namespace orq::cli {
 namespace {
 
 bool HasSettingsPlace() {
-  auto path = detail::sized<orq_path>();
+  auto path = sized<orq_path>();
   return orq_settings_path(&path) == ORQ_OK;
 }
 
@@ -15,7 +15,7 @@ Camera Open(const Context& context) {
   if (context.camera == "") {
     throw CliError(kExitUsage, "\"\" names no camera: a camera is named by its index (0), serial:HEX, id:TEXT or virtual:MODEL");
   }
-  auto options = detail::sized<orq_open_options>();
+  auto options = sized<orq_open_options>();
   const bool loads = context.settings && HasSettingsPlace();
   options.settings = loads ? ORQ_SETTINGS_LOAD : ORQ_SETTINGS_OFF;  // an option of one command holds for that command
   try {
