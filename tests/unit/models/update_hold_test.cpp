@@ -163,5 +163,24 @@ TEST_F(HeldBatch, ThatIsRefusedGoesBackUnderATagOfItsOwn) {
 INSTANTIATE_TEST_SUITE_P(Link, UpdateHold, testing::ValuesIn(kUsers),
                          [](const auto& instance) { return std::string(instance.param.name); });
 
+// As long as a sensor's data sheet asks for.
+TEST(RegisterBatch, IsSentWholeHoweverLongItIs) {
+  const auto port = std::make_shared<WritesPort>();
+  test::BareCamera link;
+  link.UsePort(port);
+  link.usbHandle = port->Handle();
+  link.bOpened = 1;
+  constexpr std::uint16_t kWrites = 300;
+  RegisterBatch batch;
+  for (std::uint16_t i = 0; i < kWrites; ++i) batch.Sensor(static_cast<std::uint16_t>(0x3000 + i), i % 251U);
+  ASSERT_TRUE(WriteHeld(link, batch, batch));
+  const std::vector<WritesPort::Write> writes = port->Writes();
+  ASSERT_EQ(writes.size(), 1U + kWrites + 4U + 1U) << "hold, batch, tag, hold";
+  for (std::uint16_t i = 0; i < kWrites; ++i) {
+    EXPECT_EQ(writes[1U + i],
+              (WritesPort::Write{static_cast<std::uint16_t>(0x3000 + i), static_cast<std::uint16_t>(i % 251U)}));
+  }
+}
+
 }  // namespace
 }  // namespace orq
