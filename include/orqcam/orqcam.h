@@ -88,8 +88,9 @@ typedef struct orq_camera_list orq_camera_list;
 enum { ORQ_SPEED_UNKNOWN = 0, ORQ_SPEED_USB2 = 2, ORQ_SPEED_USB3 = 3 };
 
 enum {
-  ORQ_LIST_USB = 1,    /**< cameras that are plugged in */
-  ORQ_LIST_VIRTUAL = 2 /**< one of every virtual model */
+  ORQ_LIST_USB = 1,     /**< cameras that are plugged in, in the order of their index */
+  ORQ_LIST_VIRTUAL = 2, /**< one of every virtual model */
+  ORQ_LIST_REPLAY = 4 /**< "virtual:replay", which shows frames of a file and so is opened with the option file= */
 };
 
 /** A camera in a list. */
@@ -101,6 +102,7 @@ typedef struct orq_camera_entry {
   char serial[24];   /**< 16 hexadecimal digits; empty: none, or not readable */
   char user_id[16];  /**< the user's own name for it; empty: none */
   char trouble[256]; /**< why it could not be asked (in use, no permission); empty: it could */
+  char summary[128]; /**< of virtual models: what they are like, one line; empty for others */
 } orq_camera_entry;
 
 /** Lists cameras; `flags` is a sum of ORQ_LIST_... Looks into every camera that no program uses, which takes some
@@ -123,12 +125,16 @@ ORQ_API orq_status orq_watch_cameras(orq_watch_callback callback, void* user, or
  */
 ORQ_API void orq_watch_release(orq_watch* watch);
 
-/** What becomes of settings that the core keeps in a file per model. */
+/** What becomes of a model's settings, which are kept from one run to the next. */
 enum {
-  ORQ_SETTINGS_OFF = 0,          /**< neither read nor written */
+  ORQ_SETTINGS_OFF = 0,          /**< neither read nor written by themselves */
   ORQ_SETTINGS_LOAD = 1,         /**< read when the camera is opened */
   ORQ_SETTINGS_LOAD_AND_KEEP = 2 /**< and written when a capture stops and when the camera is closed */
 };
+
+/** A longer exposure is read from the settings as this one, microseconds: nobody wants to wait for one that was
+ * forgotten. */
+#define ORQ_LONGEST_KEPT_EXPOSURE_US 100000
 
 /** How a camera is opened. */
 typedef struct orq_open_options {
@@ -181,7 +187,8 @@ enum {
   ORQ_ABILITY_HARDWARE_BIN = 1 << 6,
   ORQ_ABILITY_HIGH_SPEED = 1 << 7,
   ORQ_ABILITY_THERMOMETER = 1 << 8,
-  ORQ_ABILITY_VIRTUAL = 1 << 9
+  ORQ_ABILITY_VIRTUAL = 1 << 9,
+  ORQ_ABILITY_USB3 = 1 << 10 /**< made for USB 3; `speed` says what it is plugged into */
 };
 
 /** What a camera is, and what it offers. */
@@ -201,10 +208,32 @@ typedef struct orq_camera_info {
   uint32_t formats;   /**< bit ORQ_FORMAT_...: offered */
   uint32_t abilities; /**< ORQ_ABILITY_... */
   uint32_t reserved;  /**< 0 */
+  char key[16];       /**< short name of the model, for file names: "k1c" */
+  /** Steps and smallest values of a region: sizes in delivered pixels, starts in sensor pixels. */
+  int32_t width_step;
+  int32_t height_step;
+  int32_t start_x_step;
+  int32_t start_y_step;
+  int32_t least_width;
+  int32_t least_height;
+  double electrons_per_adu; /**< of the converter's counts at the present gain; 0: unknown */
 } orq_camera_info;
 
-/** What the camera is. Stays the same while it is open, but for the user's name. */
+/** What the camera is. Stays the same while it is open, but for the user's name and what depends on the gain. */
 ORQ_API orq_status orq_camera_get_info(orq_camera* camera, orq_camera_info* info);
+
+/** Keeps the camera's controls as they are now for later runs (ORQ_SETTINGS_LOAD), whatever it was opened with.
+ * FILE: they cannot be kept. */
+ORQ_API orq_status orq_settings_keep(orq_camera* camera);
+
+/** Name of a file or folder. */
+typedef struct orq_path {
+  uint32_t size;
+  char path[4092];
+} orq_path;
+/** The file in which settings are kept; it need not exist. FILE: the environment names no place for it (HOME,
+ * XDG_CONFIG_HOME). */
+ORQ_API orq_status orq_settings_path(orq_path* path);
 
 /** Pulls the cable of a virtual camera. UNSUPPORTED for others. */
 ORQ_API orq_status orq_camera_unplug_virtual(orq_camera* camera);
@@ -789,7 +818,9 @@ enum {
   ORQ_EVENT_EXPOSURE_FAILED = 4, /**< an exposure or a video ended by itself: the text says why */
   ORQ_EVENT_COOLER = 5,          /**< the cooler cannot keep its target, or can again (an empty text) */
   ORQ_EVENT_GPS_LOST = 6,        /**< frames have the computer's time instead of GPS time */
-  ORQ_EVENT_GPS_BACK = 7
+  ORQ_EVENT_GPS_BACK = 7,
+  ORQ_EVENT_SETTINGS = 8, /**< kept settings could not be read when the camera was opened, or kept as they were */
+  ORQ_EVENT_UNCORRECTED = 9 /**< a correction that the settings have on is not made: the text says why */
 };
 /** Something that has happened to a camera. */
 typedef struct orq_event {

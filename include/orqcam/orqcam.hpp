@@ -325,6 +325,12 @@ class Video {
   orq_camera* camera_;
 };
 
+/** A control's raw value, and whether it sets itself. */
+struct ControlValue {
+  std::int64_t value = 0;
+  bool automatic = false;
+};
+
 /** An open camera; closed and released at the end of its life. */
 class Camera {
  public:
@@ -405,12 +411,15 @@ class Camera {
     detail::check(orq_control_get(get(), id, &read, nullptr));
     return read;
   }
-  bool isAutomatic(std::int32_t id) const {
-    std::int64_t read = 0;
+  /** Value and mode of one moment. */
+  ControlValue controlValue(std::int32_t id) const {
+    ControlValue now;
     std::int32_t mode = ORQ_MANUAL;
-    detail::check(orq_control_get(get(), id, &read, &mode));
-    return mode == ORQ_AUTOMATIC;
+    detail::check(orq_control_get(get(), id, &now.value, &mode));
+    now.automatic = mode == ORQ_AUTOMATIC;
+    return now;
   }
+  bool isAutomatic(std::int32_t id) const { return controlValue(id).automatic; }
   void control(std::int32_t id, std::int64_t wanted) {
     detail::check(orq_control_set(get(), id, wanted, ORQ_MANUAL));
   }
@@ -516,6 +525,9 @@ class Camera {
     return event;
   }
 
+  /** Keeps the controls as they are for later runs. */
+  void keepSettings() { detail::check(orq_settings_keep(get())); }
+
   void unplugVirtual() { detail::check(orq_camera_unplug_virtual(get())); }
   void replugVirtual() { detail::check(orq_camera_replug_virtual(get())); }
 
@@ -548,6 +560,13 @@ inline std::vector<orq_camera_entry> cameras(std::uint32_t flags = ORQ_LIST_USB)
     detail::check(orq_camera_list_get(list.get(), i, &entries[static_cast<std::size_t>(i)]));
   }
   return entries;
+}
+
+/** The file in which settings are kept. Throws FileError when there is no place for it. */
+inline std::string settingsPath() {
+  auto path = sized<orq_path>();
+  detail::check(orq_settings_path(&path));
+  return path.path;
 }
 
 }  // namespace orq

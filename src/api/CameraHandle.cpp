@@ -5,7 +5,7 @@
 
 #include "api/Handles.h"
 #include "api/Structs.h"
-#include "settings/XmlStore.h"
+#include "session/camera/CameraSettings.h"
 
 using namespace orq;       // NOLINT(google-build-using-namespace): the functions of the interface are global
 using namespace orq::api;  // NOLINT(google-build-using-namespace)
@@ -16,15 +16,9 @@ constexpr std::uint32_t kMostFrameMemoryMb = 1U << 20U;
 
 // From the root on: the current folder may change while the camera is open.
 std::string SettingsFolderOf(const orq_open_options& given) {
-  if (given.settings == ORQ_SETTINGS_OFF) return {};
   const std::string wanted = TextOf(given.settings_folder, "options.settings_folder");
   if (!wanted.empty()) return std::filesystem::absolute(wanted).string();
-  const std::string users = UserConfigDirectory();
-  if (users.empty()) {
-    throw session::Failure(session::Status::File,
-                           "there is no folder for settings: set HOME, or name one (settings_folder)");
-  }
-  return users;
+  return given.settings == ORQ_SETTINGS_OFF ? std::string() : session::UsersSettingsFolder();
 }
 
 session::OpenOptions OptionsOf(const orq_open_options* options) {
@@ -57,6 +51,7 @@ std::uint32_t AbilitiesOf(CModelCamera& device, bool isVirtual) {
   add(device.hasHighSpeed != 0, ORQ_ABILITY_HIGH_SPEED);
   add(model.thermometer != Thermometer::None, ORQ_ABILITY_THERMOMETER);
   add(isVirtual, ORQ_ABILITY_VIRTUAL);
+  add(model.usb3Camera, ORQ_ABILITY_USB3);
   return abilities;
 }
 
@@ -81,7 +76,18 @@ orq_camera_info InfoOf(session::Camera& camera) {
   for (std::size_t format = 0; format < model.formats.size(); ++format) {
     if (model.formats[format]) info.formats |= 1U << format;
   }
-  info.abilities = AbilitiesOf(*session::Camera::Use(camera), facts.isVirtual);
+  CopyText(model.key, info.key);
+  info.width_step = model.region.widthStep;
+  info.height_step = model.region.heightStep;
+  info.start_x_step = model.region.startXStep;
+  info.start_y_step = model.region.startYStep;
+  info.least_width = model.region.minWidth;
+  info.least_height = model.region.minHeight;
+  const session::Camera::Use device(camera);
+  info.abilities = AbilitiesOf(*device, facts.isVirtual);
+  _ORQ_CAMERA_INFO record{};
+  device->GetCameraProperty(&record);
+  info.electrons_per_adu = static_cast<double>(record.electronsPerAdu);
   return info;
 }
 

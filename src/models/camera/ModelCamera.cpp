@@ -75,7 +75,7 @@ std::size_t FrameMemory(const ModelData& model) {
 }  // namespace
 
 CModelCamera::CModelCamera(const ModelData& model, const SettingsChoice& settings)
-    : model_(model), worker_(std::make_unique<Worker>(FrameMemory(model))) {
+    : model_(UsablePart(model)), worker_(std::make_unique<Worker>(FrameMemory(model_))) {
   settingsUse = settings.use;
   settingsFolder = settings.folder;
   DescribeModel();

@@ -29,7 +29,7 @@ namespace orq::session {
 
 struct OpenOptions {
   SettingsUse settings = SettingsUse::Off;
-  std::string settingsFolder;        ///< where they are kept, from the root on; empty: the store decides
+  std::string settingsFolder;        ///< where they are kept, from the root on; empty: chosen when that is needed
   std::size_t frameMemoryBytes = 0;  ///< bound of all frames, ready and held; 0: four frames of the whole sensor
   bool resume = false;  ///< after a loss: reopen by itself when the camera is back, and go on with a video
 };

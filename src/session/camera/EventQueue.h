@@ -17,6 +17,8 @@ enum class EventKind : std::int32_t {
   CoolerTrouble = 5,   ///< the cooler cannot keep its target, or can again (an empty text)
   GpsLost = 6,         ///< frames have no GPS time any more
   GpsBack = 7,         ///< they have again
+  Settings = 8,        ///< kept settings could not be read or kept as they were
+  Uncorrected = 9,     ///< a correction that the settings have on is not made
 };
 
 struct Event {
