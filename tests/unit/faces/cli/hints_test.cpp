@@ -6,6 +6,7 @@
 #include <fstream>
 
 #include "session/CameraList.h"
+#include "session/Failure.h"
 #include "session/files/FileNames.h"
 #include "session/files/SafeFile.h"
 #include "session/fits/Keywords.h"
@@ -31,7 +32,7 @@ bool EndsWith(const std::string& text, std::string_view end) {
 
 TEST(Hints, NameTheOptionThatAFileNameOrAKeywordCameWith) {
   EXPECT_EQ(Hinted([] { session::FilePattern("x.jpg"); }).rfind("--output: 'x.jpg'", 0), 0U);
-  EXPECT_EQ(Hinted([] { session::ParseKeyword("lower=1"); }).rfind("--keyword lower=1: ", 0), 0U);
+  EXPECT_EQ(Hinted([] { session::ParseKeyword("FARTOOLONG=1"); }).rfind("--keyword FARTOOLONG=1: ", 0), 0U);
 }
 
 TEST(Hints, AdviseForFilesInOptions) {
