@@ -139,6 +139,11 @@ inline std::int32_t milliseconds(std::chrono::nanoseconds time) {
 
 }  // namespace detail
 
+/** Throws what a status stands for: for functions of the C interface that have no wrapper here. */
+inline void check(orq_status status) {
+  detail::check(status);
+}
+
 /** A wait without end. */
 inline constexpr std::chrono::nanoseconds forever = std::chrono::nanoseconds::max();
 
@@ -342,6 +347,7 @@ class Camera {
   }
 
   orq_camera* get() const noexcept { return camera_.get(); }
+  std::string sensorId() const { return filled<orq_sensor_id>(orq_sensor_id_get).id; }
   orq_camera_info info() const { return filled<orq_camera_info>(orq_camera_get_info); }
   void close() { detail::check(orq_camera_close(get())); }
   void reopen() { detail::check(orq_camera_reopen(get())); }
@@ -455,6 +461,9 @@ class Camera {
     lines.size = sizeof lines;
     detail::check(orq_gps_set_lines(get(), &lines));
   }
+  orq_gps_receiver gpsReceiver() const { return filled<orq_gps_receiver>(orq_gps_get_receiver); }
+  /** Throws StateError when frames of the present region cannot have GPS time. */
+  void checkGps() const { detail::check(orq_gps_check(get())); }
 
   orq_dark_info takeDark(const std::string& path, orq_dark_options options = sized<orq_dark_options>()) {
     auto info = sized<orq_dark_info>();
@@ -472,6 +481,7 @@ class Camera {
   void restoreFlash(const std::string& path) {
     detail::check(orq_flash_restore(get(), path.c_str(), nullptr, nullptr, nullptr));
   }
+  std::string userId() const { return filled<orq_user_id>(orq_user_id_get).id; }
   void userId(const std::string& id) {
     detail::check(orq_user_id_set(get(), id.c_str(), nullptr, nullptr, nullptr));
   }
@@ -559,7 +569,7 @@ inline std::vector<orq_camera_entry> cameras(std::uint32_t flags = ORQ_LIST_USB)
 
 /** The file in which settings are kept. Throws FileError when there is no place for it. */
 inline std::string settingsPath() {
-  auto path = detail::sized<orq_path>();
+  auto path = sized<orq_path>();
   detail::check(orq_settings_path(&path));
   return path.path;
 }

@@ -4,6 +4,7 @@
 
 #include "api/Handles.h"
 #include "api/Structs.h"
+#include "session/camera/CameraFlash.h"
 
 using namespace orq;       // NOLINT(google-build-using-namespace): the functions of the interface are global
 using namespace orq::api;  // NOLINT(google-build-using-namespace)
@@ -118,6 +119,16 @@ orq_status orq_camera_get_info(orq_camera* camera, orq_camera_info* info) {
     const auto opened = CameraOf(camera);
     DemandStruct(info, "info");
     GiveStruct(InfoOf(*opened), info);
+  });
+}
+
+orq_status orq_sensor_id_get(orq_camera* camera, orq_sensor_id* id) {
+  return Guarded([&] {
+    const auto opened = CameraOf(camera);
+    DemandStruct(id, "id");
+    orq_sensor_id given{};
+    CopyText(session::SensorId(*opened), given.id);
+    GiveStruct(given, id);
   });
 }
 

@@ -7,7 +7,7 @@ namespace orq::cli {
 namespace {
 
 bool HasSettingsPlace() {
-  auto path = detail::sized<orq_path>();
+  auto path = sized<orq_path>();
   return orq_settings_path(&path) == ORQ_OK;
 }
 
@@ -15,7 +15,7 @@ Camera Open(const Context& context) {
   if (context.camera == "") {
     throw CliError(kExitUsage, "\"\" names no camera: a camera is named by its index (0), serial:HEX, id:TEXT or virtual:MODEL");
   }
-  auto options = detail::sized<orq_open_options>();
+  auto options = sized<orq_open_options>();
   const bool loads = context.settings && HasSettingsPlace();
   options.settings = loads ? ORQ_SETTINGS_LOAD : ORQ_SETTINGS_OFF;  // an option of one command holds for that command
   try {
@@ -57,6 +57,25 @@ void Device::DemandKept() {
     throw CliError(Status::File, std::string("set, but not kept: ") + failure.what());
   }
   TellTroubles(camera_);
+}
+
+// The library words its own calls: "cannot do this: why".
+void Device::Rethrow(const std::string& what, const Error& error) {
+  switch (error.status()) {
+    case ORQ_ERROR_LOST:
+      throw CliError(Status::Lost, what + ": the camera was lost; check its cable");
+    case ORQ_ERROR_REFUSED:
+    case ORQ_ERROR_TIMEOUT:
+    case ORQ_ERROR_BUSY:
+    case ORQ_ERROR_PERMISSION: {
+      const std::string text = error.what();
+      const std::size_t reason = text.find(": ");
+      throw CliError(static_cast<Status>(error.status()),
+                     what + (reason == std::string::npos ? "" : text.substr(reason)));
+    }
+    default:
+      throw;
+  }
 }
 
 // What is wired to the camera is not to be driven, and the next program not to be kept waiting, when nobody is
