@@ -75,7 +75,7 @@ std::size_t FrameMemory(const ModelData& model) {
 }  // namespace
 
 CModelCamera::CModelCamera(const ModelData& model, SettingsUse settings)
-    : model_(model), worker_(std::make_unique<Worker>(FrameMemory(model))) {
+    : model_(UsablePart(model)), worker_(std::make_unique<Worker>(FrameMemory(model_))) {
   settingsUse = settings;
   DescribeModel();
   if (model_.cooled) cooler_ = std::make_unique<Cooler>(*this, model_.cooler, model_.timeScale);

@@ -196,7 +196,7 @@ class CModelCamera : public CCameraBase {
   void CloseAutoGate();
   std::optional<int> SetClimate(ORQ_CONTROL_TYPE id, long value);
 
-  const ModelData model_;
+  const ModelData model_;  // before what is made by it
   std::unique_ptr<Worker> worker_;
   std::unique_ptr<Cooler> cooler_;  ///< of cooled models, else null
 };
