@@ -143,11 +143,14 @@ typedef struct orq_open_options {
   uint32_t frame_memory_mb; /**< bound of all frames, ready and held; 0: four frames of the whole sensor, 3 bytes a
                                pixel */
   int32_t resume; /**< 1: after a loss the camera is reopened by itself when it is back, and a video goes on */
+  char settings_folder[1024]; /**< where settings are read and written; made when it is first written to. Empty:
+                                 the folder orqcam in XDG_CONFIG_HOME, by default in ~/.config */
 } orq_open_options;
 
 /** Opens a camera by name: an index ("0"), "serial:HEX", "id:TEXT" or "virtual:MODEL[,option=value...]". A null or
  * empty name: the only camera that is plugged in. `options` may be null: all zero. INVALID: a name that can mean
- * no camera; NOT_FOUND: it is not there; BUSY: another program has it; PERMISSION: see the udev rule. */
+ * no camera; NOT_FOUND: it is not there; BUSY: another program has it; PERMISSION: see the udev rule; FILE:
+ * settings are to be used, and there is no folder for them. */
 ORQ_API orq_status orq_camera_open(const char* name, const orq_open_options* options, orq_camera** camera);
 /** Ends capture and closes the device. Every waiter wakes with CANCELLED. Frames, readers and the event descriptor
  * stay valid, events can be fetched, and the cable of a virtual camera can be pulled and plugged in; every other
@@ -227,8 +230,8 @@ typedef struct orq_sensor_id {
 /** Asks the sensor. UNSUPPORTED: it has none; REFUSED: it does not answer. */
 ORQ_API orq_status orq_sensor_id_get(orq_camera* camera, orq_sensor_id* id);
 
-/** Keeps the camera's controls as they are now for later runs (ORQ_SETTINGS_LOAD), whatever it was opened with.
- * FILE: they cannot be kept. */
+/** Keeps the camera's controls as they are now, for later runs. STATE: it was opened with ORQ_SETTINGS_OFF; FILE:
+ * they cannot be kept. */
 ORQ_API orq_status orq_settings_keep(orq_camera* camera);
 
 /** Name of a file or folder. */
@@ -236,7 +239,7 @@ typedef struct orq_path {
   uint32_t size;
   char path[4092];
 } orq_path;
-/** The file in which settings are kept; it need not exist. FILE: the environment names no place for it (HOME,
+/** The user's file in which settings are kept; it need not exist. FILE: the environment names no place for it (HOME,
  * XDG_CONFIG_HOME). */
 ORQ_API orq_status orq_settings_path(orq_path* path);
 
@@ -309,6 +312,25 @@ ORQ_API orq_status orq_control_get(orq_camera* camera, int32_t id, int64_t* valu
 /** Sets a control. With ORQ_AUTOMATIC it goes on from where it is, whatever `value`, as long as video runs. RANGE,
  * and nothing changes, outside its limits. A change of binning or readout mode restarts a running capture. */
 ORQ_API orq_status orq_control_set(orq_camera* camera, int32_t id, int64_t value, int32_t mode);
+
+/** What automatic exposure, gain and white balance have come to. */
+typedef struct orq_automatic_state {
+  uint32_t size;
+  int32_t mean;   /**< brightness of the frame that was measured last, 1 to 255; 0: none was */
+  int32_t target; /**< for it */
+  int32_t gain;
+  uint64_t exposure_us;
+  int32_t wb_r; /**< white balance, red; 0: it is not automatic */
+  int32_t wb_b;
+  int32_t settled;   /**< 1: nothing has had to be changed for some frames */
+  int32_t on_target; /**< 1: the brightness is as near its target as it is brought, or none was measured */
+} orq_automatic_state;
+/** STATE: no control is automatic. */
+ORQ_API orq_status orq_automatic_get(orq_camera* camera, orq_automatic_state* state);
+/** Waits until nothing has had to be changed for some frames of the video that runs, counted from this call.
+ * TIMEOUT after `seconds`; STATE: no control is automatic, or no video runs; REFUSED: the video has failed;
+ * CANCELLED: somebody has aborted. */
+ORQ_API orq_status orq_automatic_wait(orq_camera* camera, double seconds);
 
 /* ---- Cooling, guiding, GPS lines ---- */
 
@@ -572,8 +594,8 @@ ORQ_API orq_status orq_gps_stamp_every(orq_camera* camera, int32_t milliseconds)
 
 /** The next frame of the default reader: the newest one that was not fetched yet. TIMEOUT after `timeout_ms`
  * (ORQ_FOREVER: never), CANCELLED when the capture was ended, REFUSED when it failed, LOST, STATE when no capture
- * runs and no frame is left, MEMORY when frames came and none could be delivered because all frame memory is held.
- */
+ * runs and no frame is left, MEMORY when frames came and none could be delivered, for the time-out or, with
+ * ORQ_FOREVER, for two seconds, because all frame memory is held. */
 ORQ_API orq_status orq_frame_wait(orq_camera* camera, int32_t timeout_ms, orq_frame** frame);
 
 enum {
@@ -817,7 +839,8 @@ typedef struct orq_save_options {
   int32_t fast;      /**< 1: does not wait until the disk has it: a power cut may lose it */
   uint64_t number;   /**< of the frame in its run, for {n} and FRAMENO; 0: as orq_frame_info.number */
 } orq_save_options;
-/** Writes the frame to a file that is either whole or not there. `path` ends in .fits (or .fit), .png (a picture
+/** Writes the frame to a file that is either whole or not there. `path` ends in .fits (or .fit), .fits.fz
+ * (compressed without loss by rows, which readers of FITS take like the other), .png (a picture
  * for looking at) or .raw (the pixels alone, and a description beside them). It may hold {camera}, {serial},
  * {object}, {type}, {date}, {time}, {n:04}, {exposure}, {gain}, {offset}, {bin} and {format}; a brace itself is
  * doubled. `options` may be null: all zero. FILE: it cannot be written, or is there already. */
@@ -848,9 +871,10 @@ typedef struct orq_event {
   int32_t kind;   /**< ORQ_EVENT_... */
   char text[256]; /**< one line for a user; may be empty */
 } orq_event;
-/** A descriptor for poll(), select() and event loops: readable while the default reader or the event queue holds
- * something, and after a loss until the camera is reopened. It is the library's: do not read or close it. It stays
- * valid until the camera is released. */
+/** A descriptor for poll(), select() and event loops: readable while orq_event_next has an event, so that a loop
+ * which takes all events sleeps until there is another, also while the camera is lost. A frame is one event, which
+ * is gone when the frame is fetched. It is the library's: do not read or close it. It stays valid until the camera
+ * is released. */
 ORQ_API orq_status orq_camera_event_fd(orq_camera* camera, int32_t* fd);
 /** The next event; NOT_FOUND when there is none. Events of one kind that nobody fetched are one event, the latest.
  * Also of a closed camera. */

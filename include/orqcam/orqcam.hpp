@@ -437,6 +437,11 @@ class Camera {
   std::chrono::microseconds exposure() const { return std::chrono::microseconds(control(ORQ_CONTROL_EXPOSURE)); }
   void exposure(std::chrono::microseconds wanted) { control(ORQ_CONTROL_EXPOSURE, wanted.count()); }
 
+  orq_automatic_state automaticState() const { return filled<orq_automatic_state>(orq_automatic_get); }
+  void awaitSettled(std::chrono::duration<double> patience) {
+    detail::check(orq_automatic_wait(get(), patience.count()));
+  }
+
   /** Degrees Celsius. */
   double temperature() const { return value<double>(orq_temperature_get); }
   /** Volts. */

@@ -1,10 +1,12 @@
 // Opening, closing, and what a camera is.
+#include <filesystem>
 #include <memory>
 #include <utility>
 
 #include "api/Handles.h"
 #include "api/Structs.h"
 #include "session/camera/CameraFlash.h"
+#include "settings/XmlStore.h"
 
 using namespace orq;       // NOLINT(google-build-using-namespace): the functions of the interface are global
 using namespace orq::api;  // NOLINT(google-build-using-namespace)
@@ -12,6 +14,19 @@ using namespace orq::api;  // NOLINT(google-build-using-namespace)
 namespace {
 
 constexpr std::uint32_t kMostFrameMemoryMb = 1U << 20U;
+
+// From the root on: the current folder may change while the camera is open.
+std::string SettingsFolderOf(const orq_open_options& given) {
+  if (given.settings == ORQ_SETTINGS_OFF) return {};
+  const std::string wanted = TextOf(given.settings_folder, "options.settings_folder");
+  if (!wanted.empty()) return std::filesystem::absolute(wanted).string();
+  const std::string users = UserConfigDirectory();
+  if (users.empty()) {
+    throw session::Failure(session::Status::File,
+                           "there is no folder for settings: set HOME, or name one (settings_folder)");
+  }
+  return users;
+}
 
 session::OpenOptions OptionsOf(const orq_open_options* options) {
   if (options == nullptr) return {};
@@ -24,6 +39,7 @@ session::OpenOptions OptionsOf(const orq_open_options* options) {
   }
   constexpr SettingsUse kUses[] = {SettingsUse::Off, SettingsUse::Load, SettingsUse::LoadAndKeep};
   return {.settings = kUses[given.settings],
+          .settingsFolder = SettingsFolderOf(given),
           .frameMemoryBytes = std::size_t{given.frame_memory_mb} * 1'000'000,
           .resume = given.resume != 0};
 }

@@ -9,11 +9,6 @@ using namespace orq::api;  // NOLINT(google-build-using-namespace)
 
 namespace {
 
-// A wait that is no number, or negative, is over at once.
-double Seconds(double seconds) {
-  return seconds > 0.0 ? seconds : 0.0;
-}
-
 constexpr double kTenthsOfMetre = 10.0;
 
 std::string UtcText(const _ORQ_DATE_TIME& time) {
@@ -23,7 +18,7 @@ std::string UtcText(const _ORQ_DATE_TIME& time) {
 
 // Zero-terminated, or as long as its room.
 template <std::size_t kBytes>
-std::string_view TextOf(const char (&text)[kBytes]) {
+std::string_view PlainText(const char (&text)[kBytes]) {
   return {text, ::strnlen(text, kBytes)};
 }
 
@@ -104,8 +99,8 @@ orq_status orq_gps_get_receiver(orq_camera* camera, orq_gps_receiver* receiver) 
       given.end_altitude_m = now.end.Altitude / kTenthsOfMetre;
       CopyText(UtcText(now.start.Datetime), given.start_utc);
       CopyText(UtcText(now.end.Datetime), given.end_utc);
-      CopyText(TextOf(now.start.PositionText), given.start_position);
-      CopyText(TextOf(now.end.PositionText), given.end_position);
+      CopyText(PlainText(now.start.PositionText), given.start_position);
+      CopyText(PlainText(now.end.PositionText), given.end_position);
     }
     GiveStruct(given, receiver);
   });

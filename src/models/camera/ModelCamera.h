@@ -25,7 +25,7 @@ namespace orq {
 class CModelCamera : public CCameraBase {
  public:
   /// Loads the model's settings from the settings file, within the model's limits, unless `settings` says not to.
-  explicit CModelCamera(const ModelData& model, SettingsUse settings = SettingsUse::LoadAndKeep);
+  explicit CModelCamera(const ModelData& model, const SettingsChoice& settings = SettingsUse::LoadAndKeep);
   /// Stops capture and closes.
   ~CModelCamera() override;
 

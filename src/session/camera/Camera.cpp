@@ -27,7 +27,7 @@ std::shared_ptr<Camera> Camera::Open(std::string_view name, const OpenOptions& o
 
 void Camera::OpenDevice(std::string_view name, const OpenOptions& options) {
   options_ = options;
-  named_ = FindCamera(name, options.settings);
+  named_ = FindCamera(name, {options.settings, options.settingsFolder});
   CModelCamera& device = Device();
   if (options.settings != SettingsUse::Off) {
     LoadOwnSettings(device);
@@ -164,7 +164,6 @@ void Camera::ReopenNow() {
   capture_ = Capture::None;
   abortWanted_ = false;
   state_ = State::Open;
-  events_->KeepAwake(false);
 }
 
 CameraFacts Camera::Facts() {

@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "session/LinkFailure.h"
+#include "session/camera/CameraAutomatic.h"
 #include "session/controls/FreshValues.h"
 #include "session/cooling/Climate.h"
 #include "session/cooling/CoolerWork.h"
@@ -18,17 +19,10 @@ bool ChangesFrames(ORQ_CONTROL_TYPE id) {
   return std::ranges::find(kThose, id) != kThose.end();
 }
 
-bool IsAutomatic(CModelCamera& device) {
-  return device.AutoExp != 0 || device.AutoGain != 0 || (device.bIsColor != 0 && device.autoWB != 0);
-}
-
-// With the turn held.
-void RunAutomatic(CModelCamera& device) {
-  if (!IsAutomatic(device)) {
-    device.StopAutoControlThr();
-  } else if (!device.autoThr.IsActive() && device.StartAutoControlThr() == 0) {
-    throw Failure(Status::Internal, "automatic control could not be started");
-  }
+// With a change of these automatic control has something new to settle.
+bool SteersAutomatic(const Control& control) {
+  constexpr std::array kLimits = {ORQ_AUTO_EXP_MAX_GAIN, ORQ_AUTO_EXP_MAX_EXP_MS, ORQ_AUTO_EXP_TARGET_BRIGHTNESS};
+  return control.caps.isAutoSupported != 0 || std::ranges::find(kLimits, control.id) != kLimits.end();
 }
 
 // A loss cuts it short as an abort does.
@@ -65,10 +59,10 @@ ControlReading Read(Camera& camera, const Control& control) {
 }
 
 void Write(Camera& camera, const Control& control, const ControlSetting& setting) {
-  if (setting.automatic || control.caps.isAutoSupported != 0 || ChangesFrames(control.id)) {
+  if (setting.automatic || SteersAutomatic(control) || ChangesFrames(control.id)) {
     const Camera::Turn turn(camera);
     WriteControl(*turn, control, setting, Limits::Demand);
-    if (control.caps.isAutoSupported != 0) RunAutomatic(*turn);
+    if (SteersAutomatic(control)) RunAutomatic(*turn);
     return;
   }
   WriteControl(*Camera::Use(camera), control, setting, Limits::Demand);

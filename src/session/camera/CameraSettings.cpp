@@ -10,12 +10,12 @@ std::string SettingsPath() {
   if (UserConfigDirectory().empty()) {
     throw Failure(Status::File, "there is no place for settings: set HOME or XDG_CONFIG_HOME");
   }
-  return XmlPath(kSettingsFile);
+  return SettingsFileIn(UserConfigDirectory());
 }
 
 void KeepSettings(Camera& camera) {
   const Camera::Use device(camera);
-  SettingsPath();
+  if (!camera.HasSettings()) throw Failure(Status::State, "the camera was opened without settings");
   const bool kept = device->SaveSetting() != 0;
   KeepOwnSettings(*device);
   const std::string trouble = TakeXmlTrouble();

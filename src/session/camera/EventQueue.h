@@ -37,12 +37,10 @@ class EventQueue {
   void Put(EventKind kind, std::string text);
   /// Whether the default reader holds a frame; each call with true is a new frame.
   void FrameWaits(bool waits);
-  /// Readable from now on whatever is fetched, until this is taken back.
-  void KeepAwake(bool on);
   /// False when there is none.
   bool Next(Event& event);
-  /// Readable while there is an event, a frame waits or the queue is kept awake. Stays this object's. Throws
-  /// Failure (Memory) when the system gives none.
+  /// Readable while `Next` has something, so that a loop which takes what there is sleeps until there is more.
+  /// Stays this object's. Throws Failure (Memory) when the system gives none.
   int Descriptor();
 
  private:
@@ -52,7 +50,6 @@ class EventQueue {
   std::deque<Event> events_ ORQ_GUARDED_BY(mutex_);
   bool frameWaits_ ORQ_GUARDED_BY(mutex_) = false;
   bool frameTold_ ORQ_GUARDED_BY(mutex_) = false;
-  bool awake_ ORQ_GUARDED_BY(mutex_) = false;
   int descriptor_ ORQ_GUARDED_BY(mutex_) = -1;  ///< made when somebody asks for it
   bool shown_ ORQ_GUARDED_BY(mutex_) = false;   ///< the descriptor is readable
 };
