@@ -169,7 +169,7 @@ class Device:
 
     def answered(self, send, name, seconds=PATIENCE):
         """Sends, and waits for the next word about `name`; returns the property."""
-        before = self(name)
+        before = self.wait(name)
         token = object()
         before.state = token
         send()

@@ -12,6 +12,8 @@ namespace orq::indi {
 namespace {
 
 constexpr int kTickMs = 250;
+constexpr std::uint32_t kAlways =
+    INDI::CCD::CCD_CAN_ABORT | INDI::CCD::CCD_CAN_BIN | INDI::CCD::CCD_CAN_SUBFRAME | INDI::CCD::CCD_HAS_STREAMING;
 constexpr const char* kVirtualProperty = "ORQ_VIRTUAL";
 constexpr const char* kVirtualElement = "NAME";
 constexpr const char* kDefaultVirtual = "k1c";
@@ -54,6 +56,7 @@ CameraDevice::~CameraDevice() {
 }
 
 void CameraDevice::release() {
+  if (pump_) pump_->stop();
   ticks_.stop();
   stopListening();
   camera_.reset();
@@ -61,7 +64,15 @@ void CameraDevice::release() {
 
 bool CameraDevice::initProperties() {
   if (!INDI::CCD::initProperties()) return false;
-  SetCCDCapability(CCD_CAN_ABORT | CCD_CAN_BIN | CCD_CAN_SUBFRAME);
+  SetCCDCapability(kAlways);
+  pump_ = std::make_unique<VideoPump>(*Streamer, [this, poster = posts_.poster()](std::string why) {
+    poster.post([this, why = std::move(why)] { endStream(why.c_str()); });
+  });
+  streamCounts_[0].fill("TARGET_FPS", "Wanted (frames/s)", "%.2f", 0, 1e6, 0, 0);
+  streamCounts_[1].fill("CAMERA_FRAMES", "Frames of the camera", "%.f", 0, 1e15, 0, 0);
+  streamCounts_[2].fill("DROPPED", "Left out: clients are slower", "%.f", 0, 1e15, 0, 0);
+  streamCounts_[3].fill("FAILED", "Lost on the cable", "%.f", 0, 1e15, 0, 0);
+  streamCounts_.fill(getDeviceName(), "ORQ_STREAM", "Stream counters", "Streaming", IP_RO, 0, IPS_IDLE);
   addDebugControl();
   addConfigurationControl();
   if (choice_.offersVirtual) {
@@ -115,7 +126,7 @@ bool CameraDevice::Connect() {
 }
 
 void CameraDevice::describeSensor() {
-  std::uint32_t can = CCD_CAN_ABORT | CCD_CAN_BIN | CCD_CAN_SUBFRAME;
+  std::uint32_t can = kAlways;
   if (info_.bayer != ORQ_BAYER_NONE) can |= CCD_HAS_BAYER;
   SetCCDCapability(can);
   const auto pixel = static_cast<float>(info_.pixel_um);
@@ -151,6 +162,7 @@ void CameraDevice::describeFormats() {
 }
 
 bool CameraDevice::Disconnect() {
+  endStream(nullptr);
   stopListening();
   ticks_.stop();
   if (exposing_.exchange(false)) PrimaryCCD.setExposureFailed();
@@ -158,12 +170,14 @@ bool CameraDevice::Disconnect() {
   shown_ = Frame();
   camera_.reset();
   lost_ = false;
+  if (released_) released_();
   return true;
 }
 
 bool CameraDevice::updateProperties() {
   INDI::CCD::updateProperties();
   if (!isConnected()) {
+    deleteProperty(streamCounts_);
     for (const auto& panel : panels_) panel->disconnected();
     return true;
   }
@@ -171,6 +185,8 @@ bool CameraDevice::updateProperties() {
     for (const auto& panel : panels_) panel->connected(*camera_);
     applyLabels();
   });
+  defineProperty(streamCounts_);
+  attempt([this] { showBayer(camera_->bayer()); });
   startListening();
   ticks_.start(kTickMs);
   return true;
@@ -188,6 +204,7 @@ void CameraDevice::stopListening() {
   listening_ = -1;
 }
 
+// While a video runs, its pump fetches the frames, and the descriptor is not listened to.
 void CameraDevice::listen() {
   attempt([this] {
     while (camera_) {
@@ -203,12 +220,13 @@ void CameraDevice::listen() {
 void CameraDevice::hear(const orq_event& event) {
   switch (event.kind) {
     case ORQ_EVENT_FRAME:
-      return takeFrame();
+      return pump_->isRunning() ? void() : takeFrame();
     case ORQ_EVENT_LOST:
       return becomeLost(event.text);
     case ORQ_EVENT_RETURNED:
       return comeBack();
     case ORQ_EVENT_EXPOSURE_FAILED:
+      endStream(event.text);
       return failExposure(event.text);
     default:
       if (event.text[0] != '\0') LOGF_WARN("%s", event.text);
@@ -216,7 +234,9 @@ void CameraDevice::hear(const orq_event& event) {
 }
 
 void CameraDevice::tick() {
-  if (lost_) return listen();
+  if (lost_ || listening_ < 0) listen();
+  if (lost_ || !camera_) return;
+  if (pump_->isRunning()) showStream();
   if (exposing_) {
     const auto now = std::chrono::steady_clock::now();
     if (now - countdownTold_ >= std::chrono::milliseconds(900)) {
@@ -236,6 +256,7 @@ void CameraDevice::becomeLost(const char* text) {
   lost_ = true;
   stopListening();  // the descriptor stays readable until the camera is open again
   LOGF_ERROR("%s", text[0] != '\0' ? text : "the camera is gone");
+  endStream("the camera was unplugged");
   failExposure("the camera was unplugged");
   for (const auto& panel : panels_) panel->lost();
   setConnected(true, IPS_ALERT);
@@ -262,23 +283,27 @@ bool CameraDevice::ISNewNumber(const char* device, const char* name, double valu
     NumberRequest request{name, {}};
     for (int i = 0; i < n; ++i) request.values.push_back({names[i], values[i]});
     for (const auto& panel : panels_) {
-      if (panel->set(request)) return true;
+      if (panel->set(request)) return afterChange();
     }
   }
-  return INDI::CCD::ISNewNumber(device, name, values, names, n);
+  const bool done = INDI::CCD::ISNewNumber(device, name, values, names, n);
+  if (std::strcmp(name, "STREAMING_EXPOSURE") == 0) applyStreamExposure();
+  return done;
 }
 
 bool CameraDevice::ISNewSwitch(const char* device, const char* name, ISState* states, char* names[], int n) {
   if (!isMine(device)) return false;
   uploads_.awaitIdle();
+  SwitchRequest request{name, {}};
+  for (int i = 0; i < n; ++i) request.values.push_back({names[i], states[i] == ISS_ON});
   if (isConnected()) {
-    SwitchRequest request{name, {}};
-    for (int i = 0; i < n; ++i) request.values.push_back({names[i], states[i] == ISS_ON});
     for (const auto& panel : panels_) {
-      if (panel->set(request)) return true;
+      if (panel->set(request)) return afterChange();
     }
   }
-  return INDI::CCD::ISNewSwitch(device, name, states, names, n);
+  const bool done = INDI::CCD::ISNewSwitch(device, name, states, names, n);
+  if (request.property == "RECORD_STREAM" && request.chosen() == "RECORD_OFF") closeRecording();
+  return done;
 }
 
 bool CameraDevice::ISNewText(const char* device, const char* name, char* texts[], char* names[], int n) {
@@ -301,6 +326,12 @@ bool CameraDevice::ISNewText(const char* device, const char* name, char* texts[]
   const bool done = INDI::CCD::ISNewText(device, name, texts, names, n);
   if (isConnected() && std::strcmp(name, FITSHeaderTP.name) == 0) attempt([this] { applyLabels(); });
   return done;
+}
+
+// Flips and mixed bins change which colour comes first.
+bool CameraDevice::afterChange() {
+  if (camera_ && !lost_) attempt([this] { showBayer(camera_->bayer()); });
+  return true;
 }
 
 bool CameraDevice::saveConfigItems(FILE* file) {

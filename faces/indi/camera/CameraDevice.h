@@ -16,6 +16,7 @@
 #include "loop/MainLoop.h"
 #include "loop/UploadGate.h"
 #include "panels/Panel.h"
+#include "stream/VideoPump.h"
 
 namespace orq::indi {
 
@@ -34,6 +35,11 @@ class CameraDevice : public INDI::CCD {
 
   /// Whether it is connected, or holds a camera that it has lost.
   bool isUsed() const { return camera_.has_value(); }
+  /// The camera that it is to open, as the library names it; empty: none is known.
+  const std::string& cameraName() const { return choice_.name; }
+  void choose(std::string cameraName) { choice_.name = std::move(cameraName); }
+  /// Told, on INDI's thread, when the device has let its camera go.
+  void onReleased(std::function<void()> told) { released_ = std::move(told); }
   /// Closes the camera, as at the end of the program.
   void release();
 
@@ -56,6 +62,8 @@ class CameraDevice : public INDI::CCD {
   bool UpdateCCDBin(int hor, int ver) override;
   bool UpdateCCDFrameType(INDI::CCDChip::CCD_FRAME type) override;
   bool SetCaptureFormat(uint8_t index) override;
+  bool StartStreaming() override;
+  bool StopStreaming() override;
   bool processFastExposure(INDI::CCDChip* chip) override;
   void addFITSKeywords(INDI::CCDChip* chip) override;
 
@@ -84,10 +92,20 @@ class CameraDevice : public INDI::CCD {
   void deliver(const Frame& frame);
   void failExposure(const char* text);
   void applyLabels();
+  bool afterChange();
+
+  // CameraStream.cpp
+  void showStream();
+  void endStream(const char* why);
+  void closeRecording();
+  void applyStreamExposure();
+  void setStreamExposure();
 
   std::string deviceName_;
   CameraChoice choice_;
+  std::function<void()> released_;
   INDI::PropertyText virtualName_{1};
+  INDI::PropertyNumber streamCounts_{4};
 
   std::optional<Camera> camera_;
   orq_camera_info info_{};
@@ -102,6 +120,8 @@ class CameraDevice : public INDI::CCD {
   std::chrono::steady_clock::time_point countdownTold_{};
   UploadGate uploads_;
   Frame shown_;  ///< that is being uploaded, or was last
+  std::unique_ptr<VideoPump> pump_;
+  std::chrono::steady_clock::time_point streamShown_{};
 
   PosterOwner posts_;
 };

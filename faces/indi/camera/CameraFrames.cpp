@@ -81,6 +81,7 @@ bool CameraDevice::UpdateCCDFrameType(INDI::CCDChip::CCD_FRAME type) {
 bool CameraDevice::applyRegion(const orq_region& wanted) {
   try {
     showRegion(camera_->region(wanted));
+    showBayer(camera_->bayer());
     return true;
   } catch (const Error& failure) {
     LOGF_ERROR("%s", failure.what());
