@@ -523,6 +523,9 @@ ORQ_API orq_status orq_region_set(orq_camera* camera, const orq_region* wanted, 
 /** The region that holds now. */
 ORQ_API orq_status orq_region_get(orq_camera* camera, orq_region* region);
 
+/** Colours of the top left 2 x 2 pixels of frames to come, ORQ_BAYER_...: after region, bin, format and flips. */
+ORQ_API orq_status orq_region_get_bayer(orq_camera* camera, int32_t* bayer);
+
 /* ---- Capture ---- */
 
 typedef struct orq_frame orq_frame;
