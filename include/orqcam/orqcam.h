@@ -90,7 +90,7 @@ enum { ORQ_SPEED_UNKNOWN = 0, ORQ_SPEED_USB2 = 2, ORQ_SPEED_USB3 = 3 };
 enum {
   ORQ_LIST_USB = 1,     /**< cameras that are plugged in, in the order of their index */
   ORQ_LIST_VIRTUAL = 2, /**< one of every virtual model */
-  ORQ_LIST_REPLAY = 4 /**< "virtual:replay", which shows frames of a file and so is opened with the option file= */
+  ORQ_LIST_REPLAY = 4   /**< "virtual:replay", which shows frames of a file and so is opened with the option file= */
 };
 
 /** A camera in a list. */
@@ -222,8 +222,16 @@ typedef struct orq_camera_info {
 /** What the camera is. Stays the same while it is open, but for the user's name and what depends on the gain. */
 ORQ_API orq_status orq_camera_get_info(orq_camera* camera, orq_camera_info* info);
 
-/** Keeps the camera's controls as they are now for later runs (ORQ_SETTINGS_LOAD), whatever it was opened with.
- * FILE: they cannot be kept. */
+/** The identity that the image sensor's maker has burnt in. */
+typedef struct orq_sensor_id {
+  uint32_t size;
+  char id[28]; /**< 22 hexadecimal digits */
+} orq_sensor_id;
+/** Asks the sensor. UNSUPPORTED: it has none; REFUSED: it does not answer. */
+ORQ_API orq_status orq_sensor_id_get(orq_camera* camera, orq_sensor_id* id);
+
+/** Keeps the camera's controls as they are now, for later runs. STATE: it was opened with ORQ_SETTINGS_OFF; FILE:
+ * they cannot be kept. */
 ORQ_API orq_status orq_settings_keep(orq_camera* camera);
 
 /** Name of a file or folder. */
@@ -231,7 +239,7 @@ typedef struct orq_path {
   uint32_t size;
   char path[4092];
 } orq_path;
-/** The file in which settings are kept; it need not exist. FILE: the environment names no place for it (HOME,
+/** The user's file in which settings are kept; it need not exist. FILE: the environment names no place for it (HOME,
  * XDG_CONFIG_HOME). */
 ORQ_API orq_status orq_settings_path(orq_path* path);
 
@@ -370,6 +378,30 @@ ORQ_API orq_status orq_gps_get_lines(orq_camera* camera, orq_gps_lines* lines);
 /** With `follow` 1 the other fields do not count. */
 ORQ_API orq_status orq_gps_set_lines(orq_camera* camera, const orq_gps_lines* lines);
 
+/** The GPS receiver, and what it latched last at the two lines. */
+typedef struct orq_gps_receiver {
+  uint32_t size;
+  int32_t version;
+  int32_t readable; /**< 0: too old to be read; its times are with the frames only */
+  int32_t fix;      /**< 1: it has latched valid time and position; 0: as all below */
+  int32_t start_satellites;
+  int32_t end_satellites;
+  double start_latitude; /**< degrees, north positive */
+  double start_longitude; /**< degrees, east positive */
+  double start_altitude_m;
+  double end_latitude;
+  double end_longitude;
+  double end_altitude_m;
+  char start_utc[32]; /**< "2026-11-21T04:42:31.1234567": start of the exposure of the first line */
+  char end_utc[32];
+  char start_position[64]; /**< as the receiver words it */
+  char end_position[64];
+} orq_gps_receiver;
+/** Asks the receiver. UNSUPPORTED: the camera has no GPS. */
+ORQ_API orq_status orq_gps_get_receiver(orq_camera* camera, orq_gps_receiver* receiver);
+/** Whether frames of the present region can have GPS time. STATE: both lines do not lie in it. */
+ORQ_API orq_status orq_gps_check(orq_camera* camera);
+
 /* ---- Darks and hot pixels ---- */
 
 /** How far taking a dark is. */
@@ -437,6 +469,13 @@ ORQ_API orq_status orq_flash_save(orq_camera* camera, const char* path, int32_t 
 /** Makes flash like such a file, and compares. INVALID: the file is of another camera. */
 ORQ_API orq_status orq_flash_restore(orq_camera* camera, const char* path, const char* backup_folder,
                                      orq_flash_callback callback, void* user);
+/** The user's name for a camera. */
+typedef struct orq_user_id {
+  uint32_t size;
+  char id[12]; /**< up to 8 characters; what no terminal should show is a question mark. Empty: none */
+} orq_user_id;
+/** Reads the user's name from flash. REFUSED: flash cannot be read. */
+ORQ_API orq_status orq_user_id_get(orq_camera* camera, orq_user_id* id);
 /** Stores the user's name for the camera: up to 8 printable ASCII characters; empty: none. */
 ORQ_API orq_status orq_user_id_set(orq_camera* camera, const char* id, const char* backup_folder,
                                    orq_flash_callback callback, void* user);
@@ -453,7 +492,7 @@ typedef struct orq_focus_state {
   int32_t moving;     /**< 1 or 0 */
   int32_t lower_mark; /**< of the lens; -1: unknown */
   int32_t upper_mark;
-  int32_t reserved; /**< 0 */
+  int32_t driver_id; /**< what the motor's driver says it is, 0 to 255 */
 } orq_focus_state;
 /** Of cameras with ORQ_ABILITY_FOCUS_MOTOR. */
 ORQ_API orq_status orq_focus_get(orq_camera* camera, orq_focus_state* state);
@@ -483,6 +522,9 @@ ORQ_API orq_status orq_region_fit(orq_camera* camera, const orq_region* wanted, 
 ORQ_API orq_status orq_region_set(orq_camera* camera, const orq_region* wanted, orq_region* applied);
 /** The region that holds now. */
 ORQ_API orq_status orq_region_get(orq_camera* camera, orq_region* region);
+
+/** Colours of the top left 2 x 2 pixels of frames to come, ORQ_BAYER_...: after region, bin, format and flips. */
+ORQ_API orq_status orq_region_get_bayer(orq_camera* camera, int32_t* bayer);
 
 /* ---- Capture ---- */
 
@@ -724,6 +766,10 @@ typedef struct orq_frame_gps {
   double latitude;       /**< degrees, north positive; NaN: unknown, as the next two */
   double longitude;      /**< degrees, east positive */
   double altitude_m;
+  double row_us;      /**< as `row_ns`, with its fraction */
+  uint64_t predicted; /**< frames of this capture, up to this one, with predicted time */
+  uint64_t confirmed; /**< predictions that a later latch has confirmed */
+  uint64_t wrong;     /**< predictions that a later latch has proved wrong */
 } orq_frame_gps;
 /** What the GPS says about the frame. */
 ORQ_API orq_status orq_frame_get_gps(const orq_frame* frame, orq_frame_gps* gps);
@@ -819,7 +865,7 @@ enum {
   ORQ_EVENT_COOLER = 5,          /**< the cooler cannot keep its target, or can again (an empty text) */
   ORQ_EVENT_GPS_LOST = 6,        /**< frames have the computer's time instead of GPS time */
   ORQ_EVENT_GPS_BACK = 7,
-  ORQ_EVENT_SETTINGS = 8, /**< kept settings could not be read when the camera was opened, or kept as they were */
+  ORQ_EVENT_SETTINGS = 8,   /**< kept settings could not be read when the camera was opened, or kept as they were */
   ORQ_EVENT_UNCORRECTED = 9 /**< a correction that the settings have on is not made: the text says why */
 };
 /** Something that has happened to a camera. */

@@ -17,7 +17,9 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <limits>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -138,6 +140,11 @@ inline std::int32_t milliseconds(std::chrono::nanoseconds time) {
 }
 
 }  // namespace detail
+
+/** Throws what a status stands for: for functions of the C interface that have no wrapper here. */
+inline void check(orq_status status) {
+  detail::check(status);
+}
 
 /** A wait without end. */
 inline constexpr std::chrono::nanoseconds forever = std::chrono::nanoseconds::max();
@@ -342,11 +349,14 @@ class Camera {
   }
 
   orq_camera* get() const noexcept { return camera_.get(); }
+  std::string sensorId() const { return filled<orq_sensor_id>(orq_sensor_id_get).id; }
   orq_camera_info info() const { return filled<orq_camera_info>(orq_camera_get_info); }
   void close() { detail::check(orq_camera_close(get())); }
   void reopen() { detail::check(orq_camera_reopen(get())); }
 
   orq_region region() const { return filled<orq_region>(orq_region_get); }
+  /** Colours of the top left 2 x 2 pixels of frames to come, ORQ_BAYER_... */
+  int bayer() const { return value<std::int32_t>(orq_region_get_bayer); }
   /** The nearest region that the camera offers. */
   orq_region fit(orq_region wanted) const {
     auto fitted = sized<orq_region>();
@@ -460,6 +470,9 @@ class Camera {
     lines.size = sizeof lines;
     detail::check(orq_gps_set_lines(get(), &lines));
   }
+  orq_gps_receiver gpsReceiver() const { return filled<orq_gps_receiver>(orq_gps_get_receiver); }
+  /** Throws StateError when frames of the present region cannot have GPS time. */
+  void checkGps() const { detail::check(orq_gps_check(get())); }
 
   orq_dark_info takeDark(const std::string& path, orq_dark_options options = sized<orq_dark_options>()) {
     auto info = sized<orq_dark_info>();
@@ -477,6 +490,7 @@ class Camera {
   void restoreFlash(const std::string& path) {
     detail::check(orq_flash_restore(get(), path.c_str(), nullptr, nullptr, nullptr));
   }
+  std::string userId() const { return filled<orq_user_id>(orq_user_id_get).id; }
   void userId(const std::string& id) {
     detail::check(orq_user_id_set(get(), id.c_str(), nullptr, nullptr, nullptr));
   }
@@ -568,6 +582,28 @@ inline std::string settingsPath() {
   detail::check(orq_settings_path(&path));
   return path.path;
 }
+
+/** Tells of cameras that are plugged in and unplugged, as long as it lives: see orq_watch_cameras. */
+class Watch {
+ public:
+  /** `told` is called on a thread of the library with whether the camera was plugged in; it must not throw, nor
+   * open, close or release anything. */
+  using Told = std::function<void(bool pluggedIn, const orq_camera_entry& camera)>;
+
+  explicit Watch(Told told) : told_(std::make_unique<Told>(std::move(told))) {
+    orq_watch* started = nullptr;
+    detail::check(orq_watch_cameras(
+        [](void* user, std::int32_t pluggedIn, const orq_camera_entry* camera) {
+          (*static_cast<Told*>(user))(pluggedIn != 0, *camera);
+        },
+        told_.get(), &started));
+    watch_ = detail::Owner<orq_watch, orq_watch_release>(started);
+  }
+
+ private:
+  std::unique_ptr<Told> told_;  // before the watch, which uses it to its end
+  detail::Owner<orq_watch, orq_watch_release> watch_;
+};
 
 }  // namespace orq
 

@@ -5,7 +5,8 @@
 
 #include "api/Handles.h"
 #include "api/Structs.h"
-#include "session/camera/CameraSettings.h"
+#include "session/camera/CameraFlash.h"
+#include "settings/XmlStore.h"
 
 using namespace orq;       // NOLINT(google-build-using-namespace): the functions of the interface are global
 using namespace orq::api;  // NOLINT(google-build-using-namespace)
@@ -16,9 +17,15 @@ constexpr std::uint32_t kMostFrameMemoryMb = 1U << 20U;
 
 // From the root on: the current folder may change while the camera is open.
 std::string SettingsFolderOf(const orq_open_options& given) {
+  if (given.settings == ORQ_SETTINGS_OFF) return {};
   const std::string wanted = TextOf(given.settings_folder, "options.settings_folder");
   if (!wanted.empty()) return std::filesystem::absolute(wanted).string();
-  return given.settings == ORQ_SETTINGS_OFF ? std::string() : session::UsersSettingsFolder();
+  const std::string users = UserConfigDirectory();
+  if (users.empty()) {
+    throw session::Failure(session::Status::File,
+                           "there is no folder for settings: set HOME, or name one (settings_folder)");
+  }
+  return users;
 }
 
 session::OpenOptions OptionsOf(const orq_open_options* options) {
@@ -128,6 +135,16 @@ orq_status orq_camera_get_info(orq_camera* camera, orq_camera_info* info) {
     const auto opened = CameraOf(camera);
     DemandStruct(info, "info");
     GiveStruct(InfoOf(*opened), info);
+  });
+}
+
+orq_status orq_sensor_id_get(orq_camera* camera, orq_sensor_id* id) {
+  return Guarded([&] {
+    const auto opened = CameraOf(camera);
+    DemandStruct(id, "id");
+    orq_sensor_id given{};
+    CopyText(session::SensorId(*opened), given.id);
+    GiveStruct(given, id);
   });
 }
 

@@ -19,6 +19,7 @@ using namespace orq::api;  // NOLINT(google-build-using-namespace)
 namespace {
 
 constexpr std::int64_t kNsPerTenth = 100;
+constexpr double kTenthsPerUs = 10.0;
 constexpr const char* kLibrary = "orqcam " ORQCAM_VERSION;
 
 orq_frame_gps GpsOf(const FrameInfo& info) {
@@ -30,10 +31,14 @@ orq_frame_gps GpsOf(const FrameInfo& info) {
   gps.latitude = OrUnknown(facts.latitude);
   gps.longitude = OrUnknown(facts.longitude);
   gps.altitude_m = OrUnknown(facts.altitude);
+  gps.predicted = facts.predictions.predicted;
+  gps.confirmed = facts.predictions.confirmed;
+  gps.wrong = facts.predictions.wrong;
   if (!HasGpsTimes(facts.state)) return gps;
   gps.satellites = facts.satellites;
   gps.start_unix_ns = facts.latched.start * kNsPerTenth;
   gps.end_unix_ns = facts.latched.end * kNsPerTenth;
+  gps.row_us = info.times.rowInterval / kTenthsPerUs;
   gps.row_ns = std::llround(info.times.rowInterval * static_cast<double>(kNsPerTenth));
   return gps;
 }

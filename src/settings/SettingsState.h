@@ -28,10 +28,10 @@ struct SettingsChoice {
 };
 
 struct SettingsState {
-  SettingsUse settingsUse = SettingsUse::LoadAndKeep;  ///< set before the camera is opened
-  std::string settingsFolder;              ///< from the root on; empty: where the store has relative names
-  std::unique_ptr<char[]> subKeyPath;      ///< 256 bytes, made on first use
-  std::string settingsName;                ///< name of the model's sub-key; set by the model
+  SettingsUse settingsUse = SettingsUse::LoadAndKeep;  ///< set before the camera is opened, as the next one
+  std::string settingsFolder;                          ///< of the settings file; empty: the store decides
+  std::unique_ptr<char[]> subKeyPath;                  ///< 256 bytes, made on first use
+  std::string settingsName;                            ///< name of the model's sub-key; set by the model
   Relaxed<std::int32_t> usb3Bandwidth{0};  ///< default bandwidth percent on a USB 3 host; "FPSPercentageUSB3"
   Relaxed<float> coolPowerPerc{0.0F};      ///< cooler power percent; "CoolPowerPctg"
   Relaxed<std::int32_t> TargetTemp{0};     ///< cooler target, degrees Celsius

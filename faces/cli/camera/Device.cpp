@@ -62,6 +62,25 @@ void Device::DemandKept() {
   TellTroubles(camera_);
 }
 
+// The library words its own calls: "cannot do this: why".
+void Device::Rethrow(const std::string& what, const Error& error) {
+  switch (error.status()) {
+    case ORQ_ERROR_LOST:
+      throw CliError(Status::Lost, what + ": the camera was lost; check its cable");
+    case ORQ_ERROR_REFUSED:
+    case ORQ_ERROR_TIMEOUT:
+    case ORQ_ERROR_BUSY:
+    case ORQ_ERROR_PERMISSION: {
+      const std::string text = error.what();
+      const std::size_t reason = text.find(": ");
+      throw CliError(static_cast<Status>(error.status()),
+                     what + (reason == std::string::npos ? "" : text.substr(reason)));
+    }
+    default:
+      throw;
+  }
+}
+
 // What is wired to the camera is not to be driven, and the next program not to be kept waiting, when nobody is
 // there any more.
 void Device::RunFreely() {

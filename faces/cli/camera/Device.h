@@ -34,17 +34,18 @@ class Device {
   /// file. Throws CliError (file) when they cannot be kept.
   void DemandKept();
 
-  /// What `ask` answers. When the camera is gone, `what` says what could not be done.
+  /// What `ask` answers. A failure of the link says that `what` could not be done, with the link's reason.
   template <class Ask>
   auto Do(const std::string& what, Ask&& ask) {
     try {
       return std::forward<Ask>(ask)(camera_);
-    } catch (const LostError&) {
-      throw CliError(kExitCameraLost, what + ": the camera was lost; check its cable");
+    } catch (const Error& error) {
+      Rethrow(what, error);
     }
   }
 
  private:
+  [[noreturn]] static void Rethrow(const std::string& what, const Error& error);
   void RunFreely();
 
   const bool strict_;

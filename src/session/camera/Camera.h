@@ -29,7 +29,7 @@ namespace orq::session {
 
 struct OpenOptions {
   SettingsUse settings = SettingsUse::Off;
-  std::string settingsFolder;        ///< where they are kept, from the root on; empty: chosen when that is needed
+  std::string settingsFolder;        ///< where they are kept, from the root on; empty: the store decides
   std::size_t frameMemoryBytes = 0;  ///< bound of all frames, ready and held; 0: four frames of the whole sensor
   bool resume = false;  ///< after a loss: reopen by itself when the camera is back, and go on with a video
 };
@@ -78,6 +78,8 @@ class Camera {
   std::int64_t DefaultOf(const Control& control);
   const ModelData& Model() const { return named_.camera->Model(); }
   const NamedCamera& Named() const { return named_; }
+  /// Whether kept settings have to do with this camera.
+  bool HasSettings() const { return options_.settings != SettingsUse::Off; }
 
   /// Starts one exposure. `exposure` 0: as the control says. State: a capture runs.
   void StartExposure(std::chrono::microseconds exposure);

@@ -79,7 +79,7 @@ CoolerState Cooling(Camera& camera) {
   state.power = static_cast<double>(device->coolPowerPerc);
   state.reachC = device->CoolerReach();
   state.trouble = device->CoolerTrouble();
-  if (device->DeviceLost()) camera.Fail("the cooler cannot be read");
+  if (device->DeviceLost()) camera.Fail("cannot read the cooler");
   return state;
 }
 
@@ -115,8 +115,8 @@ double Temperature(Camera& camera) {
   const Camera::Use device(camera);
   if (!HasThermometer(*device)) throw Failure(Status::Unsupported, "this camera has no thermometer");
   const std::optional<double> celsius = SensorCelsius(*device);
-  if (device->DeviceLost()) camera.Fail("the temperature cannot be read");
-  if (!celsius) throw Failure(Status::Refused, "the thermometer does not answer");
+  if (device->DeviceLost()) camera.Fail("cannot read the temperature");
+  if (!celsius) camera.Fail("the thermometer does not answer");
   return *celsius;
 }
 
@@ -137,11 +137,29 @@ void Guide(Camera& camera, GuideD direction, int ms) {
   if (outcome.interrupted) throw Failure(Status::Cancelled, "the guide pulse was cut short");
 }
 
+GpsReceiver ReceiverOf(Camera& camera) {
+  const Camera::Use device(camera);
+  DemandGps(*device);
+  GpsReceiver receiver;
+  const int result = device->GPSGetData(&receiver.start, &receiver.end);
+  if (result != CTRL_OK && result != CTRL_GPS_DATA_INVALID && result != CTRL_GPS_VER_TOO_LOW) {
+    camera.Fail("cannot read the GPS receiver");
+  }
+  receiver.version = device->GPSVer();
+  receiver.readable = result != CTRL_GPS_VER_TOO_LOW;
+  receiver.fix = result == CTRL_OK;
+  return receiver;
+}
+
+void CheckGpsTimes(Camera& camera) {
+  DemandGpsTimes(*Camera::Use(camera));
+}
+
 GpsLines LinesOf(Camera& camera, bool& follow) {
   const Camera::Use device(camera);
   DemandGps(*device);
   const auto lines = ReadGpsLines(*device);
-  if (!lines) throw LinkFailure(*device, "the GPS lines cannot be read");
+  if (!lines) throw LinkFailure(*device, "cannot read the GPS lines");
   follow = device->GpsLinesFollow();
   return *lines;
 }
@@ -154,15 +172,17 @@ void SetLines(Camera& camera, const GpsLines& lines) {
   }
   std::string left;
   if (SetGpsLines(*device, lines, left) != CTRL_OK) {
-    throw LinkFailure(*device, "the camera refused the GPS lines; " + left);
+    throw LinkFailure(*device, "cannot set the GPS lines (" + left + ")");
   }
-  device->FollowGpsLines(false);
+  if (!device->FollowGpsLines(false)) {
+    throw LinkFailure(*device, "the GPS lines were set, but move with the region still");
+  }
 }
 
 void FollowLines(Camera& camera, bool follow) {
   const Camera::Use device(camera);
   DemandGps(*device);
-  if (!device->FollowGpsLines(follow)) throw LinkFailure(*device, "the camera refused the GPS lines");
+  if (!device->FollowGpsLines(follow)) throw LinkFailure(*device, "cannot set the GPS lines");
 }
 
 }  // namespace orq::session

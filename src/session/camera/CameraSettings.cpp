@@ -6,19 +6,16 @@
 
 namespace orq::session {
 
-std::string UsersSettingsFolder() {
-  const std::string folder = UserConfigDirectory();
-  if (folder.empty()) throw Failure(Status::File, "there is no place for settings: set HOME or XDG_CONFIG_HOME");
-  return folder;
-}
-
 std::string SettingsPath() {
-  return SettingsFileIn(UsersSettingsFolder());
+  if (UserConfigDirectory().empty()) {
+    throw Failure(Status::File, "there is no place for settings: set HOME or XDG_CONFIG_HOME");
+  }
+  return SettingsFileIn(UserConfigDirectory());
 }
 
 void KeepSettings(Camera& camera) {
   const Camera::Use device(camera);
-  if (device->settingsFolder.empty()) device->settingsFolder = UsersSettingsFolder();
+  if (!camera.HasSettings()) throw Failure(Status::State, "the camera was opened without settings");
   const bool kept = device->SaveSetting() != 0;
   KeepOwnSettings(*device);
   const std::string trouble = TakeXmlTrouble();

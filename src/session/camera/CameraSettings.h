@@ -7,13 +7,9 @@
 
 namespace orq::session {
 
-/// Where they are kept unless a camera is opened with another folder. Throws Failure (File) when the environment
-/// names no place for them.
-std::string UsersSettingsFolder();
-/// The file in it. Throws as that.
+/// The file. Throws Failure (File) when the environment names no place for it.
 std::string SettingsPath();
-/// Keeps the controls as they are now in the folder that the camera was opened with. Throws Failure (File); what
-/// went wrong without harm becomes an event.
+/// Keeps the controls as they are now. Throws Failure (File); what went wrong without harm becomes an event.
 void KeepSettings(Camera& camera);
 
 }  // namespace orq::session
