@@ -112,6 +112,12 @@ bool FitRegionTo(const ModelData& model, const FrameRegion& wanted, FrameRegion&
   return true;
 }
 
+ModelData UsablePart(ModelData model) {
+  model.maxWidth = RoundDown(model.maxWidth, model.region.widthStep);
+  model.maxHeight = RoundDown(model.maxHeight, model.region.heightStep);
+  return model;
+}
+
 FrameRegion FullRegion(const ModelData& model) {
   FrameRegion region;
   region.width = RoundDown(model.maxWidth, model.region.widthStep);
@@ -161,6 +167,12 @@ FrameSetup SetupFor(const ModelData& model, const FrameRegion& region, bool hard
         static_cast<int>(ShiftBayer(static_cast<BayerPattern>(model.bayerPattern), region.startX, region.startY));
   }
   return setup;
+}
+
+int DeliveredPattern(const FrameSetup& setup, bool flipHorizontal, bool flipVertical, bool mixed) {
+  if (setup.rawPattern < 0 || mixed) return -1;
+  return static_cast<int>(FlipBayer(static_cast<BayerPattern>(setup.rawPattern), flipHorizontal, flipVertical,
+                                    setup.region.width, setup.region.height));
 }
 
 double ElectronsPerUnit(const ModelData& model, const FrameSetup& setup, double perAdc) {

@@ -18,6 +18,10 @@ const char* FormatName(IMG_TYPE format);
 
 /// The nearest region that the model's rules allow; see CModelCamera::FitRegion.
 bool FitRegionTo(const ModelData& model, const FrameRegion& wanted, FrameRegion& fitted, std::string& reason);
+/// The model with the part of its sensor that frames can show: a sensor whose width or height is no multiple of
+/// the region's step loses the last columns and rows. Dark and hot pixel images have the size of the largest
+/// frame.
+ModelData UsablePart(ModelData model);
 /// The whole sensor at bin 1, 16 bit.
 FrameRegion FullRegion(const ModelData& model);
 
@@ -51,6 +55,10 @@ struct FrameSetup {
 };
 /// `hardwareBin`: it is switched on; models whose FPGA bins bin in hardware without it.
 FrameSetup SetupFor(const ModelData& model, const FrameRegion& region, bool hardwareBin);
+
+/// Colours of the top left 2 x 2 delivered pixels of a raw frame, after flips and binning; -1: none. `mixed`: pixels of
+/// different colours are binned together.
+int DeliveredPattern(const FrameSetup& setup, bool flipHorizontal, bool flipVertical, bool mixed);
 
 /// Electrons per unit of the delivered values. `perAdc` is what one ADC unit is worth at the frame's gain.
 /// 16-bit samples are left-aligned and averaged by every binning on the host, 8-bit samples are the top bits and

@@ -16,6 +16,8 @@
 
 namespace orq {
 
+struct FrameSetup;
+
 /// One camera of any of the models.
 ///
 /// Setters of control values are any-thread (the application and the automatic-control worker may call them at
@@ -25,7 +27,7 @@ namespace orq {
 class CModelCamera : public CCameraBase {
  public:
   /// Loads the model's settings from the settings file, within the model's limits, unless `settings` says not to.
-  explicit CModelCamera(const ModelData& model, SettingsUse settings = SettingsUse::LoadAndKeep);
+  explicit CModelCamera(const ModelData& model, const SettingsChoice& settings = SettingsUse::LoadAndKeep);
   /// Stops capture and closes.
   ~CModelCamera() override;
 
@@ -94,6 +96,9 @@ class CModelCamera : public CCameraBase {
   /// starting and stopping. False with a reason: not allowed, registers refused, or capture did not start again.
   bool SetRegion(const FrameRegion& wanted, FrameRegion& applied, std::string& reason);
   FrameRegion Region() const;
+  /// Colours of the top left 2 x 2 pixels of frames to come, after region, binning and flips: a BayerPattern; -1: they
+  /// are no mosaic. Any-thread.
+  int FramePattern() const;
   /// Bytes of one delivered frame of the current region.
   int FrameBytes() const;
   /// The longest that a frame takes with the present settings, from the start of its exposure until it is here, on
@@ -175,6 +180,8 @@ class CModelCamera : public CCameraBase {
   static void RunTriggeredExposure(bool* running, void* camera);
   void Capture(bool* running, bool triggered);
   StreamEnd DeliverFrames(bool* running, bool triggered, FrameInfo& info, std::string& trouble);
+  /// Whether binning makes one pixel of several colours.
+  bool MixesColours(const FrameSetup& setup) const;
   bool PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info);
   void StampFrame(const CirBuf::Frame& frame, std::uint32_t latch, bool mono, FrameInfo& info);
   using TimesOf = std::function<std::optional<RowTimes>(const FrameGps&)>;
@@ -196,7 +203,7 @@ class CModelCamera : public CCameraBase {
   void CloseAutoGate();
   std::optional<int> SetClimate(ORQ_CONTROL_TYPE id, long value);
 
-  const ModelData model_;
+  const ModelData model_;  // before what is made by it
   std::unique_ptr<Worker> worker_;
   std::unique_ptr<Cooler> cooler_;  ///< of cooled models, else null
 };

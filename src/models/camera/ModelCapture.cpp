@@ -230,6 +230,18 @@ CModelCamera::StreamEnd CModelCamera::DeliverFrames(bool* running, bool triggere
   return StreamEnd::Failed;
 }
 
+bool CModelCamera::MixesColours(const FrameSetup& setup) const {
+  const bool colourBin = setup.stages.host > 1 || (fpgaBin != 0 && setup.stages.hardware > 1);
+  return monoBin != 0 && colourBin && setup.region.format != ORQ_IMG_RGB24;
+}
+
+int CModelCamera::FramePattern() const {
+  const std::lock_guard lock(worker_->registers);
+  const FrameSetup& setup = worker_->setup;
+  const bool raw = setup.region.format == ORQ_IMG_RAW8 || setup.region.format == ORQ_IMG_RAW16;
+  return raw ? DeliveredPattern(setup, FlipRow != 0, FlipColumn != 0, MixesColours(setup)) : -1;
+}
+
 // Runs the frame path into the mailbox's work buffer.
 bool CModelCamera::PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info) {
   Worker& worker = *worker_;
@@ -248,13 +260,8 @@ bool CModelCamera::PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info) {
   info.startUnixUs = UnixUs(frame.beginNs) - static_cast<std::int64_t>(header->exposureUs);
   info.uncertaintyUs = ArrivalUncertaintyUs(worker.setup, {model_.lineTimeNs, bandwidthPerc, usb3Host != 0},
                                             frame.endNs - frame.beginNs);
-  const bool colourBin = worker.setup.stages.host > 1 || (fpgaBin != 0 && worker.setup.stages.hardware > 1);
-  const bool mono = monoBin != 0 && colourBin && info.region.format != ORQ_IMG_RGB24;
-  if (worker.setup.rawPattern >= 0 && !mono) {
-    info.bayerPattern =
-        static_cast<int>(FlipBayer(static_cast<BayerPattern>(worker.setup.rawPattern), info.flipHorizontal,
-                                   info.flipVertical, info.region.width, info.region.height));
-  }
+  const bool mono = MixesColours(worker.setup);
+  info.bayerPattern = DeliveredPattern(worker.setup, info.flipHorizontal, info.flipVertical, mono);
   StampFrame(frame, header->gpsLatch, mono, info);
   TakeReadings(info);
 
