@@ -66,13 +66,14 @@ configure_and_build() {
     fail "the $preset build failed (the compiler's words stand above)"
 }
 
-# run_tests PRESET [ctest options...]: runs the tests and counts those that were skipped.
+# run_tests PRESET [ctest options...]: runs the tests and counts those that were skipped. Most wait more than they
+# compute, so there are more at a time than processors (ORQ_TEST_JOBS: how many).
 run_tests() {
   local preset=$1 log status=0
   shift
   say "Testing ($preset)"
   log=$(mktemp)
-  ctest --test-dir "$root/build/$preset" --output-on-failure --parallel "$jobs" --progress "$@" 2>&1 |
+  ctest --test-dir "$root/build/$preset" --output-on-failure --parallel "${ORQ_TEST_JOBS:-$((2 * jobs))}" --progress "$@" 2>&1 |
     tee "$log" | grep -vE '^\[[0-9]+/[0-9]+\]|^ *Start|Passed +[0-9.]+ sec$' || status=${PIPESTATUS[0]}
   status=$(grep -qE '^100% tests passed' "$log" && echo 0 || echo 1)
   printf 'skipped tests: %s\n' "$(grep -cE '^\s+[0-9]+ - .*\(Skipped\)' "$log" || true)"
