@@ -529,8 +529,8 @@ inline std::vector<orq_camera_entry> cameras(std::uint32_t flags = ORQ_LIST_USB)
 /** Tells of cameras that are plugged in and unplugged, as long as it lives: see orq_watch_cameras. */
 class Watch {
  public:
-  /** `told` is called on a thread of the library with whether the camera was plugged in; it must not throw, nor open,
-   * close or release anything. */
+  /** `told` is called on a thread of the library with whether the camera was plugged in; it must not throw, nor
+   * open, close or release anything. */
   using Told = std::function<void(bool pluggedIn, const orq_camera_entry& camera)>;
 
   explicit Watch(Told told) : told_(std::make_unique<Told>(std::move(told))) {
