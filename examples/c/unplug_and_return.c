@@ -3,10 +3,10 @@
  */
 #include <inttypes.h>
 #include <orqcam/orqcam.h>
+#include <poll.h>
 #include <stdbool.h>
 #include <stdio.h>
 #include <stdlib.h>
-#include <unistd.h>
 
 static void check(orq_status status) {
   if (status == ORQ_OK) return;
@@ -14,9 +14,10 @@ static void check(orq_status status) {
   exit(1);
 }
 
-/* Waits for one kind of event; others are left out. It looks now and then: the descriptor of a lost camera is
- * always readable. */
+/* Waits for one kind of event; others are left out. */
 static void await_event(orq_camera* camera, int32_t kind) {
+  struct pollfd more = {.events = POLLIN};
+  check(orq_camera_event_fd(camera, &more.fd));
   for (;;) {
     orq_event event = {.size = sizeof event};
     while (orq_event_next(camera, &event) == ORQ_OK) {
@@ -24,7 +25,7 @@ static void await_event(orq_camera* camera, int32_t kind) {
       printf("%s\n", event.text);
       return;
     }
-    usleep(100000);
+    poll(&more, 1, -1);
   }
 }
 

@@ -1,15 +1,15 @@
 // A loss and the return: the same camera is reopened with everything as it was.
 //     unplug_and_return [CAMERA]
+#include <poll.h>
+
 #include <iostream>
 #include <orqcam/orqcam.hpp>
-#include <thread>
 
 using namespace std::chrono_literals;
 
 namespace {
 
-/** Waits for one kind of event; others are left out. It looks now and then: the descriptor of a lost camera is
- * always readable. */
+/** Waits for one kind of event; others are left out. */
 void await(orq::Camera& camera, int kind) {
   for (;;) {
     while (const std::optional<orq_event> event = camera.nextEvent()) {
@@ -17,7 +17,8 @@ void await(orq::Camera& camera, int kind) {
       std::cout << event->text << '\n';
       return;
     }
-    std::this_thread::sleep_for(100ms);
+    pollfd more{camera.eventDescriptor(), POLLIN, 0};
+    ::poll(&more, 1, -1);
   }
 }
 

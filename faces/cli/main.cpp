@@ -1,5 +1,8 @@
 // orqcam: the command line.
+#include <unistd.h>
+
 #include <algorithm>
+#include <cstdint>
 #include <exception>
 #include <map>
 #include <new>
@@ -28,6 +31,12 @@ void ChooseSettings(const Context& context) {
   const std::string directory = UserConfigDirectory();
   SetXmlDirectory(directory);
   EnableXmlStore(context.settings && !directory.empty());
+}
+
+// What the library says of its own accord.
+void WriteLog(void* /*user*/, std::int32_t /*level*/, const char* line) {
+  const std::string text = std::string(line) + "\n";
+  [[maybe_unused]] const ssize_t ignored = write(STDERR_FILENO, text.data(), text.size());
 }
 
 ExitCode Run(int argc, char** argv, Output& out) {
@@ -80,6 +89,7 @@ ExitCode Run(int argc, char** argv, Output& out) {
   }
   context.settings = !noSettings;
   ChooseSettings(context);
+  orq_log_set(context.debug ? ORQ_LOG_DEBUG : ORQ_LOG_WARNING, WriteLog, nullptr);
   return commands.at(line.Chosen())(context);
 }
 
@@ -91,6 +101,9 @@ ExitCode Guarded(Action&& action) {
   } catch (const Failure& failure) {
     ComplainLast(failure);
     return ExitCodeOf(failure);
+  } catch (const Error& error) {
+    ComplainLast(error);
+    return ExitCodeOf(error);
   } catch (const std::bad_alloc&) {
     ComplainLast({Status::Memory, "out of memory; take a smaller region"});
   } catch (const std::exception& error) {

@@ -88,8 +88,9 @@ typedef struct orq_camera_list orq_camera_list;
 enum { ORQ_SPEED_UNKNOWN = 0, ORQ_SPEED_USB2 = 2, ORQ_SPEED_USB3 = 3 };
 
 enum {
-  ORQ_LIST_USB = 1,    /**< cameras that are plugged in */
-  ORQ_LIST_VIRTUAL = 2 /**< one of every virtual model */
+  ORQ_LIST_USB = 1,     /**< cameras that are plugged in, in the order of their index */
+  ORQ_LIST_VIRTUAL = 2, /**< one of every virtual model */
+  ORQ_LIST_REPLAY = 4   /**< "virtual:replay", which shows frames of a file and so is opened with the option file= */
 };
 
 /** A camera in a list. */
@@ -101,6 +102,7 @@ typedef struct orq_camera_entry {
   char serial[24];   /**< 16 hexadecimal digits; empty: none, or not readable */
   char user_id[16];  /**< the user's own name for it; empty: none */
   char trouble[256]; /**< why it could not be asked (in use, no permission); empty: it could */
+  char summary[128]; /**< of virtual models: what they are like, one line; empty for others */
 } orq_camera_entry;
 
 /** Lists cameras; `flags` is a sum of ORQ_LIST_... Looks into every camera that no program uses, which takes some
@@ -123,12 +125,16 @@ ORQ_API orq_status orq_watch_cameras(orq_watch_callback callback, void* user, or
  */
 ORQ_API void orq_watch_release(orq_watch* watch);
 
-/** What becomes of settings that the core keeps in a file per model. */
+/** What becomes of a model's settings, which are kept from one run to the next. */
 enum {
-  ORQ_SETTINGS_OFF = 0,          /**< neither read nor written */
+  ORQ_SETTINGS_OFF = 0,          /**< neither read nor written by themselves */
   ORQ_SETTINGS_LOAD = 1,         /**< read when the camera is opened */
   ORQ_SETTINGS_LOAD_AND_KEEP = 2 /**< and written when a capture stops and when the camera is closed */
 };
+
+/** A longer exposure is read from the settings as this one, microseconds: nobody wants to wait for one that was
+ * forgotten. */
+#define ORQ_LONGEST_KEPT_EXPOSURE_US 100000
 
 /** How a camera is opened. */
 typedef struct orq_open_options {
@@ -137,11 +143,14 @@ typedef struct orq_open_options {
   uint32_t frame_memory_mb; /**< bound of all frames, ready and held; 0: four frames of the whole sensor, 3 bytes a
                                pixel */
   int32_t resume; /**< 1: after a loss the camera is reopened by itself when it is back, and a video goes on */
+  char settings_folder[1024]; /**< where settings are read and written; made when it is first written to. Empty:
+                                 the folder orqcam in XDG_CONFIG_HOME, by default in ~/.config */
 } orq_open_options;
 
 /** Opens a camera by name: an index ("0"), "serial:HEX", "id:TEXT" or "virtual:MODEL[,option=value...]". A null or
  * empty name: the only camera that is plugged in. `options` may be null: all zero. INVALID: a name that can mean
- * no camera; NOT_FOUND: it is not there; BUSY: another program has it; PERMISSION: see the udev rule. */
+ * no camera; NOT_FOUND: it is not there; BUSY: another program has it; PERMISSION: see the udev rule; FILE:
+ * settings are to be used, and there is no folder for them. */
 ORQ_API orq_status orq_camera_open(const char* name, const orq_open_options* options, orq_camera** camera);
 /** Ends capture and closes the device. Every waiter wakes with CANCELLED. Frames, readers and the event descriptor
  * stay valid, events can be fetched, and the cable of a virtual camera can be pulled and plugged in; every other
@@ -178,7 +187,8 @@ enum {
   ORQ_ABILITY_HARDWARE_BIN = 1 << 6,
   ORQ_ABILITY_HIGH_SPEED = 1 << 7,
   ORQ_ABILITY_THERMOMETER = 1 << 8,
-  ORQ_ABILITY_VIRTUAL = 1 << 9
+  ORQ_ABILITY_VIRTUAL = 1 << 9,
+  ORQ_ABILITY_USB3 = 1 << 10 /**< made for USB 3; `speed` says what it is plugged into */
 };
 
 /** What a camera is, and what it offers. */
@@ -198,10 +208,40 @@ typedef struct orq_camera_info {
   uint32_t formats;   /**< bit ORQ_FORMAT_...: offered */
   uint32_t abilities; /**< ORQ_ABILITY_... */
   uint32_t reserved;  /**< 0 */
+  char key[16];       /**< short name of the model, for file names: "k1c" */
+  /** Steps and smallest values of a region: sizes in delivered pixels, starts in sensor pixels. */
+  int32_t width_step;
+  int32_t height_step;
+  int32_t start_x_step;
+  int32_t start_y_step;
+  int32_t least_width;
+  int32_t least_height;
+  double electrons_per_adu; /**< of the converter's counts at the present gain; 0: unknown */
 } orq_camera_info;
 
-/** What the camera is. Stays the same while it is open, but for the user's name. */
+/** What the camera is. Stays the same while it is open, but for the user's name and what depends on the gain. */
 ORQ_API orq_status orq_camera_get_info(orq_camera* camera, orq_camera_info* info);
+
+/** The identity that the image sensor's maker has burnt in. */
+typedef struct orq_sensor_id {
+  uint32_t size;
+  char id[28]; /**< 22 hexadecimal digits */
+} orq_sensor_id;
+/** Asks the sensor. UNSUPPORTED: it has none; REFUSED: it does not answer. */
+ORQ_API orq_status orq_sensor_id_get(orq_camera* camera, orq_sensor_id* id);
+
+/** Keeps the camera's controls as they are now, for later runs. STATE: it was opened with ORQ_SETTINGS_OFF; FILE:
+ * they cannot be kept. */
+ORQ_API orq_status orq_settings_keep(orq_camera* camera);
+
+/** Name of a file or folder. */
+typedef struct orq_path {
+  uint32_t size;
+  char path[4092];
+} orq_path;
+/** The user's file in which settings are kept; it need not exist. FILE: the environment names no place for it (HOME,
+ * XDG_CONFIG_HOME). */
+ORQ_API orq_status orq_settings_path(orq_path* path);
 
 /** Pulls the cable of a virtual camera. UNSUPPORTED for others. */
 ORQ_API orq_status orq_camera_unplug_virtual(orq_camera* camera);
@@ -273,10 +313,31 @@ ORQ_API orq_status orq_control_get(orq_camera* camera, int32_t id, int64_t* valu
  * and nothing changes, outside its limits. A change of binning or readout mode restarts a running capture. */
 ORQ_API orq_status orq_control_set(orq_camera* camera, int32_t id, int64_t value, int32_t mode);
 
+/** What automatic exposure, gain and white balance have come to. */
+typedef struct orq_automatic_state {
+  uint32_t size;
+  int32_t mean;   /**< brightness of the frame that was measured last, 1 to 255; 0: none was */
+  int32_t target; /**< for it */
+  int32_t gain;
+  uint64_t exposure_us;
+  int32_t wb_r; /**< white balance, red; 0: it is not automatic */
+  int32_t wb_b;
+  int32_t settled;   /**< 1: nothing has had to be changed for some frames */
+  int32_t on_target; /**< 1: the brightness is as near its target as it is brought, or none was measured */
+} orq_automatic_state;
+/** STATE: no control is automatic. */
+ORQ_API orq_status orq_automatic_get(orq_camera* camera, orq_automatic_state* state);
+/** Waits until nothing has had to be changed for some frames of the video that runs, counted from this call.
+ * TIMEOUT after `seconds`; STATE: no control is automatic, or no video runs; REFUSED: the video has failed;
+ * CANCELLED: somebody has aborted. */
+ORQ_API orq_status orq_automatic_wait(orq_camera* camera, double seconds);
+
 /* ---- Cooling, guiding, GPS lines ---- */
 
 /** Temperature of the sensor, degrees Celsius. */
 ORQ_API orq_status orq_temperature_get(orq_camera* camera, double* sensor_c);
+/** Supply voltage, volts. UNSUPPORTED: the camera does not measure it, or does not answer. */
+ORQ_API orq_status orq_supply_voltage_get(orq_camera* camera, double* volts);
 
 /** What the cooler does. */
 typedef struct orq_cooler_state {
@@ -316,6 +377,30 @@ typedef struct orq_gps_lines {
 ORQ_API orq_status orq_gps_get_lines(orq_camera* camera, orq_gps_lines* lines);
 /** With `follow` 1 the other fields do not count. */
 ORQ_API orq_status orq_gps_set_lines(orq_camera* camera, const orq_gps_lines* lines);
+
+/** The GPS receiver, and what it latched last at the two lines. */
+typedef struct orq_gps_receiver {
+  uint32_t size;
+  int32_t version;
+  int32_t readable; /**< 0: too old to be read; its times are with the frames only */
+  int32_t fix;      /**< 1: it has latched valid time and position; 0: as all below */
+  int32_t start_satellites;
+  int32_t end_satellites;
+  double start_latitude; /**< degrees, north positive */
+  double start_longitude; /**< degrees, east positive */
+  double start_altitude_m;
+  double end_latitude;
+  double end_longitude;
+  double end_altitude_m;
+  char start_utc[32]; /**< "2026-11-21T04:42:31.1234567": start of the exposure of the first line */
+  char end_utc[32];
+  char start_position[64]; /**< as the receiver words it */
+  char end_position[64];
+} orq_gps_receiver;
+/** Asks the receiver. UNSUPPORTED: the camera has no GPS. */
+ORQ_API orq_status orq_gps_get_receiver(orq_camera* camera, orq_gps_receiver* receiver);
+/** Whether frames of the present region can have GPS time. STATE: both lines do not lie in it. */
+ORQ_API orq_status orq_gps_check(orq_camera* camera);
 
 /* ---- Darks and hot pixels ---- */
 
@@ -384,6 +469,13 @@ ORQ_API orq_status orq_flash_save(orq_camera* camera, const char* path, int32_t 
 /** Makes flash like such a file, and compares. INVALID: the file is of another camera. */
 ORQ_API orq_status orq_flash_restore(orq_camera* camera, const char* path, const char* backup_folder,
                                      orq_flash_callback callback, void* user);
+/** The user's name for a camera. */
+typedef struct orq_user_id {
+  uint32_t size;
+  char id[12]; /**< up to 8 characters; what no terminal should show is a question mark. Empty: none */
+} orq_user_id;
+/** Reads the user's name from flash. REFUSED: flash cannot be read. */
+ORQ_API orq_status orq_user_id_get(orq_camera* camera, orq_user_id* id);
 /** Stores the user's name for the camera: up to 8 printable ASCII characters; empty: none. */
 ORQ_API orq_status orq_user_id_set(orq_camera* camera, const char* id, const char* backup_folder,
                                    orq_flash_callback callback, void* user);
@@ -400,7 +492,7 @@ typedef struct orq_focus_state {
   int32_t moving;     /**< 1 or 0 */
   int32_t lower_mark; /**< of the lens; -1: unknown */
   int32_t upper_mark;
-  int32_t reserved; /**< 0 */
+  int32_t driver_id; /**< what the motor's driver says it is, 0 to 255 */
 } orq_focus_state;
 /** Of cameras with ORQ_ABILITY_FOCUS_MOTOR. */
 ORQ_API orq_status orq_focus_get(orq_camera* camera, orq_focus_state* state);
@@ -505,8 +597,8 @@ ORQ_API orq_status orq_gps_stamp_every(orq_camera* camera, int32_t milliseconds)
 
 /** The next frame of the default reader: the newest one that was not fetched yet. TIMEOUT after `timeout_ms`
  * (ORQ_FOREVER: never), CANCELLED when the capture was ended, REFUSED when it failed, LOST, STATE when no capture
- * runs and no frame is left, MEMORY when frames came and none could be delivered because all frame memory is held.
- */
+ * runs and no frame is left, MEMORY when frames came and none could be delivered, for the time-out or, with
+ * ORQ_FOREVER, for two seconds, because all frame memory is held. */
 ORQ_API orq_status orq_frame_wait(orq_camera* camera, int32_t timeout_ms, orq_frame** frame);
 
 enum {
@@ -674,6 +766,10 @@ typedef struct orq_frame_gps {
   double latitude;       /**< degrees, north positive; NaN: unknown, as the next two */
   double longitude;      /**< degrees, east positive */
   double altitude_m;
+  double row_us;      /**< as `row_ns`, with its fraction */
+  uint64_t predicted; /**< frames of this capture, up to this one, with predicted time */
+  uint64_t confirmed; /**< predictions that a later latch has confirmed */
+  uint64_t wrong;     /**< predictions that a later latch has proved wrong */
 } orq_frame_gps;
 /** What the GPS says about the frame. */
 ORQ_API orq_status orq_frame_get_gps(const orq_frame* frame, orq_frame_gps* gps);
@@ -693,6 +789,32 @@ typedef struct orq_statistics {
 } orq_statistics;
 /** Walks over the whole frame once. */
 ORQ_API orq_status orq_frame_get_statistics(const orq_frame* frame, orq_statistics* statistics);
+
+/** How pixel values become the eight bits of a picture. */
+enum {
+  ORQ_STRETCH_AUTOMATIC = 0, /**< faint things can be seen: each colour of the whole frame by itself, its median on
+                                a quarter of full scale */
+  ORQ_STRETCH_NONE = 1       /**< their highest eight bits */
+};
+/** What a picture for looking at is to be like. */
+typedef struct orq_preview_options {
+  uint32_t size;
+  int32_t max_width; /**< pixels; 0: the frame's. The picture keeps the frame's proportions and is never larger */
+  int32_t max_height;
+  int32_t stretch; /**< ORQ_STRETCH_... */
+} orq_preview_options;
+/** A picture: rows top down, without gaps. */
+typedef struct orq_picture {
+  uint32_t size;
+  int32_t width; /**< pixels */
+  int32_t height;
+  int32_t channels; /**< bytes a pixel. 1: grey; 3: red, green, blue */
+} orq_picture;
+/** Makes a picture for looking at, in colour where the frame has colours, in the `capacity` bytes at `pixels`.
+ * With null and 0 for these it only tells of the picture; its pixels take width * height * channels bytes.
+ * `options` may be null: all zero. INVALID: `capacity` is too small. Walks over the whole frame. */
+ORQ_API orq_status orq_frame_preview(const orq_frame* frame, const orq_preview_options* options, uint8_t* pixels,
+                                     size_t capacity, orq_picture* picture);
 
 /** What kind of value a card has. */
 enum { ORQ_CARD_LOGICAL = 0, ORQ_CARD_INTEGER = 1, ORQ_CARD_REAL = 2, ORQ_CARD_TEXT = 3 };
@@ -720,7 +842,8 @@ typedef struct orq_save_options {
   int32_t fast;      /**< 1: does not wait until the disk has it: a power cut may lose it */
   uint64_t number;   /**< of the frame in its run, for {n} and FRAMENO; 0: as orq_frame_info.number */
 } orq_save_options;
-/** Writes the frame to a file that is either whole or not there. `path` ends in .fits (or .fit), .png (a picture
+/** Writes the frame to a file that is either whole or not there. `path` ends in .fits (or .fit), .fits.fz
+ * (compressed without loss by rows, which readers of FITS take like the other), .png (a picture
  * for looking at) or .raw (the pixels alone, and a description beside them). It may hold {camera}, {serial},
  * {object}, {type}, {date}, {time}, {n:04}, {exposure}, {gain}, {offset}, {bin} and {format}; a brace itself is
  * doubled. `options` may be null: all zero. FILE: it cannot be written, or is there already. */
@@ -741,7 +864,9 @@ enum {
   ORQ_EVENT_EXPOSURE_FAILED = 4, /**< an exposure or a video ended by itself: the text says why */
   ORQ_EVENT_COOLER = 5,          /**< the cooler cannot keep its target, or can again (an empty text) */
   ORQ_EVENT_GPS_LOST = 6,        /**< frames have the computer's time instead of GPS time */
-  ORQ_EVENT_GPS_BACK = 7
+  ORQ_EVENT_GPS_BACK = 7,
+  ORQ_EVENT_SETTINGS = 8,   /**< kept settings could not be read when the camera was opened, or kept as they were */
+  ORQ_EVENT_UNCORRECTED = 9 /**< a correction that the settings have on is not made: the text says why */
 };
 /** Something that has happened to a camera. */
 typedef struct orq_event {
@@ -749,9 +874,10 @@ typedef struct orq_event {
   int32_t kind;   /**< ORQ_EVENT_... */
   char text[256]; /**< one line for a user; may be empty */
 } orq_event;
-/** A descriptor for poll(), select() and event loops: readable while the default reader or the event queue holds
- * something, and after a loss until the camera is reopened. It is the library's: do not read or close it. It stays
- * valid until the camera is released. */
+/** A descriptor for poll(), select() and event loops: readable while orq_event_next has an event, so that a loop
+ * which takes all events sleeps until there is another, also while the camera is lost. A frame is one event, which
+ * is gone when the frame is fetched. It is the library's: do not read or close it. It stays valid until the camera
+ * is released. */
 ORQ_API orq_status orq_camera_event_fd(orq_camera* camera, int32_t* fd);
 /** The next event; NOT_FOUND when there is none. Events of one kind that nobody fetched are one event, the latest.
  * Also of a closed camera. */

@@ -64,6 +64,14 @@ using RangeError = ErrorOf<ORQ_ERROR_RANGE>;
 using FileError = ErrorOf<ORQ_ERROR_FILE>;
 using MemoryError = ErrorOf<ORQ_ERROR_MEMORY>;
 
+/** A struct of the interface, all zero, with its size set: `auto region = orq::sized<orq_region>();`. */
+template <class Struct>
+Struct sized() {
+  Struct made{};
+  made.size = sizeof made;
+  return made;
+}
+
 namespace detail {
 
 /** Throws what a status stands for; the text is this thread's last error. */
@@ -105,14 +113,6 @@ inline void check(orq_status status) {
   if (status != ORQ_OK) raise(status);
 }
 
-/** A struct of the interface with its size set. */
-template <class Struct>
-Struct sized() {
-  Struct made{};
-  made.size = sizeof made;
-  return made;
-}
-
 /** Owns one handle. */
 template <class Handle, void (*kRelease)(Handle*)>
 class Owner {
@@ -141,8 +141,21 @@ inline std::int32_t milliseconds(std::chrono::nanoseconds time) {
 
 }  // namespace detail
 
+/** Throws what a status stands for: for functions of the C interface that have no wrapper here. */
+inline void check(orq_status status) {
+  detail::check(status);
+}
+
 /** A wait without end. */
 inline constexpr std::chrono::nanoseconds forever = std::chrono::nanoseconds::max();
+
+/** A picture for looking at. */
+struct Picture {
+  int width = 0;
+  int height = 0;
+  int channels = 0;                 /**< 1: grey; 3: red, green, blue */
+  std::vector<std::uint8_t> pixels; /**< rows top down, without gaps */
+};
 
 /** A frame: pixels that nobody changes any more, and what is known about them. Copies share it. Empty when moved
  * from or made without one; then only the test for it may be called. */
@@ -165,32 +178,45 @@ class Frame {
   orq_frame* get() const noexcept { return frame_; }
 
   orq_frame_info info() const {
-    auto info = detail::sized<orq_frame_info>();
+    auto info = sized<orq_frame_info>();
     detail::check(orq_frame_get_info(frame_, &info));
     return info;
   }
   orq_frame_gps gps() const {
-    auto gps = detail::sized<orq_frame_gps>();
+    auto gps = sized<orq_frame_gps>();
     detail::check(orq_frame_get_gps(frame_, &gps));
     return gps;
   }
   orq_statistics statistics() const {
-    auto statistics = detail::sized<orq_statistics>();
+    auto statistics = sized<orq_statistics>();
     detail::check(orq_frame_get_statistics(frame_, &statistics));
     return statistics;
+  }
+  /** See orq_frame_preview. */
+  Picture preview(orq_preview_options options = sized<orq_preview_options>()) const {
+    Picture made;
+    auto told = sized<orq_picture>();
+    detail::check(orq_frame_preview(frame_, &options, nullptr, 0, &told));
+    made.pixels.resize(static_cast<std::size_t>(told.width) * static_cast<std::size_t>(told.height) *
+                       static_cast<std::size_t>(told.channels));
+    detail::check(orq_frame_preview(frame_, &options, made.pixels.data(), made.pixels.size(), &told));
+    made.width = told.width;
+    made.height = told.height;
+    made.channels = told.channels;
+    return made;
   }
   /** The FITS cards that describe it. */
   std::vector<orq_card> header() const {
     std::int32_t count = 0;
     detail::check(orq_frame_header_count(frame_, &count));
-    std::vector<orq_card> cards(static_cast<std::size_t>(count), detail::sized<orq_card>());
+    std::vector<orq_card> cards(static_cast<std::size_t>(count), sized<orq_card>());
     for (std::int32_t i = 0; i < count; ++i) {
       detail::check(orq_frame_header_card(frame_, i, &cards[static_cast<std::size_t>(i)]));
     }
     return cards;
   }
   /** See orq_frame_save. */
-  void save(const std::string& path, orq_save_options options = detail::sized<orq_save_options>()) const {
+  void save(const std::string& path, orq_save_options options = sized<orq_save_options>()) const {
     detail::check(orq_frame_save(frame_, path.c_str(), &options));
   }
   /** Rows top down, without gaps, in the frame's format; valid while somebody holds the frame. */
@@ -242,7 +268,7 @@ class Reader {
     return Frame(frame);
   }
   orq_reader_counters counters() const {
-    auto counters = detail::sized<orq_reader_counters>();
+    auto counters = sized<orq_reader_counters>();
     detail::check(orq_reader_get_counters(reader_.get(), &counters));
     return counters;
   }
@@ -306,17 +332,24 @@ class Video {
   orq_camera* camera_;
 };
 
+/** A control's raw value, and whether it sets itself. */
+struct ControlValue {
+  std::int64_t value = 0;
+  bool automatic = false;
+};
+
 /** An open camera; closed and released at the end of its life. */
 class Camera {
  public:
   /** `name` as for orq_camera_open; empty: the only camera that is plugged in. */
-  explicit Camera(const std::string& name = {}, orq_open_options options = detail::sized<orq_open_options>()) {
+  explicit Camera(const std::string& name = {}, orq_open_options options = sized<orq_open_options>()) {
     orq_camera* opened = nullptr;
     detail::check(orq_camera_open(name.c_str(), &options, &opened));
     camera_ = detail::Owner<orq_camera, orq_camera_release>(opened);
   }
 
   orq_camera* get() const noexcept { return camera_.get(); }
+  std::string sensorId() const { return filled<orq_sensor_id>(orq_sensor_id_get).id; }
   orq_camera_info info() const { return filled<orq_camera_info>(orq_camera_get_info); }
   void close() { detail::check(orq_camera_close(get())); }
   void reopen() { detail::check(orq_camera_reopen(get())); }
@@ -326,14 +359,14 @@ class Camera {
   int bayer() const { return value<std::int32_t>(orq_region_get_bayer); }
   /** The nearest region that the camera offers. */
   orq_region fit(orq_region wanted) const {
-    auto fitted = detail::sized<orq_region>();
+    auto fitted = sized<orq_region>();
     wanted.size = sizeof wanted;
     detail::check(orq_region_fit(get(), &wanted, &fitted));
     return fitted;
   }
   /** Returns what was applied. */
   orq_region region(orq_region wanted) {
-    auto applied = detail::sized<orq_region>();
+    auto applied = sized<orq_region>();
     wanted.size = sizeof wanted;
     detail::check(orq_region_set(get(), &wanted, &applied));
     return applied;
@@ -361,7 +394,7 @@ class Camera {
   Video video() { return Video(get()); }
   void abort() { detail::check(orq_capture_abort(get())); }
   Reader reader(int mode = ORQ_READ_NEWEST, int depth = 0) {
-    orq_reader_options options = detail::sized<orq_reader_options>();
+    orq_reader_options options = sized<orq_reader_options>();
     options.mode = mode;
     options.depth = depth;
     orq_reader* opened = nullptr;
@@ -372,14 +405,14 @@ class Camera {
 
   std::vector<orq_control_info> controls() const {
     std::int32_t count = value<std::int32_t>(orq_control_count);
-    std::vector<orq_control_info> infos(static_cast<std::size_t>(count), detail::sized<orq_control_info>());
+    std::vector<orq_control_info> infos(static_cast<std::size_t>(count), sized<orq_control_info>());
     for (std::int32_t i = 0; i < count; ++i) {
       detail::check(orq_control_describe(get(), i, &infos[static_cast<std::size_t>(i)]));
     }
     return infos;
   }
   orq_control_info control(const std::string& name) const {
-    auto info = detail::sized<orq_control_info>();
+    auto info = sized<orq_control_info>();
     detail::check(orq_control_find(get(), name.c_str(), &info));
     return info;
   }
@@ -388,12 +421,15 @@ class Camera {
     detail::check(orq_control_get(get(), id, &read, nullptr));
     return read;
   }
-  bool isAutomatic(std::int32_t id) const {
-    std::int64_t read = 0;
+  /** Value and mode of one moment. */
+  ControlValue controlValue(std::int32_t id) const {
+    ControlValue now;
     std::int32_t mode = ORQ_MANUAL;
-    detail::check(orq_control_get(get(), id, &read, &mode));
-    return mode == ORQ_AUTOMATIC;
+    detail::check(orq_control_get(get(), id, &now.value, &mode));
+    now.automatic = mode == ORQ_AUTOMATIC;
+    return now;
   }
+  bool isAutomatic(std::int32_t id) const { return controlValue(id).automatic; }
   void control(std::int32_t id, std::int64_t wanted) {
     detail::check(orq_control_set(get(), id, wanted, ORQ_MANUAL));
   }
@@ -405,8 +441,15 @@ class Camera {
   std::chrono::microseconds exposure() const { return std::chrono::microseconds(control(ORQ_CONTROL_EXPOSURE)); }
   void exposure(std::chrono::microseconds wanted) { control(ORQ_CONTROL_EXPOSURE, wanted.count()); }
 
+  orq_automatic_state automaticState() const { return filled<orq_automatic_state>(orq_automatic_get); }
+  void awaitSettled(std::chrono::duration<double> patience) {
+    detail::check(orq_automatic_wait(get(), patience.count()));
+  }
+
   /** Degrees Celsius. */
   double temperature() const { return value<double>(orq_temperature_get); }
+  /** Volts. */
+  double supplyVoltage() const { return value<double>(orq_supply_voltage_get); }
   orq_cooler_state cooler() const { return filled<orq_cooler_state>(orq_cooler_get); }
   void cool(double target_c, bool keep = false) {
     detail::check(orq_cooler_set(get(), 1, target_c, keep ? 1 : 0));
@@ -427,9 +470,12 @@ class Camera {
     lines.size = sizeof lines;
     detail::check(orq_gps_set_lines(get(), &lines));
   }
+  orq_gps_receiver gpsReceiver() const { return filled<orq_gps_receiver>(orq_gps_get_receiver); }
+  /** Throws StateError when frames of the present region cannot have GPS time. */
+  void checkGps() const { detail::check(orq_gps_check(get())); }
 
-  orq_dark_info takeDark(const std::string& path, orq_dark_options options = detail::sized<orq_dark_options>()) {
-    auto info = detail::sized<orq_dark_info>();
+  orq_dark_info takeDark(const std::string& path, orq_dark_options options = sized<orq_dark_options>()) {
+    auto info = sized<orq_dark_info>();
     detail::check(orq_dark_take(get(), path.c_str(), &options, nullptr, nullptr, &info));
     return info;
   }
@@ -444,6 +490,7 @@ class Camera {
   void restoreFlash(const std::string& path) {
     detail::check(orq_flash_restore(get(), path.c_str(), nullptr, nullptr, nullptr));
   }
+  std::string userId() const { return filled<orq_user_id>(orq_user_id_get).id; }
   void userId(const std::string& id) {
     detail::check(orq_user_id_set(get(), id.c_str(), nullptr, nullptr, nullptr));
   }
@@ -458,7 +505,7 @@ class Camera {
   void triggerMode(int mode) { detail::check(orq_trigger_set_mode(get(), mode)); }
   void trigger() { detail::check(orq_trigger_send(get())); }
   orq_trigger_output triggerOutput(int output) const {
-    auto pulse = detail::sized<orq_trigger_output>();
+    auto pulse = sized<orq_trigger_output>();
     detail::check(orq_trigger_get_output(get(), output, &pulse));
     return pulse;
   }
@@ -485,12 +532,15 @@ class Camera {
   /** For poll() and event loops; the library's own. */
   int eventDescriptor() const { return value<std::int32_t>(orq_camera_event_fd); }
   std::optional<orq_event> nextEvent() {
-    auto event = detail::sized<orq_event>();
+    auto event = sized<orq_event>();
     const orq_status status = orq_event_next(get(), &event);
     if (status == ORQ_ERROR_NOT_FOUND) return std::nullopt;
     detail::check(status);
     return event;
   }
+
+  /** Keeps the controls as they are for later runs. */
+  void keepSettings() { detail::check(orq_settings_keep(get())); }
 
   void unplugVirtual() { detail::check(orq_camera_unplug_virtual(get())); }
   void replugVirtual() { detail::check(orq_camera_replug_virtual(get())); }
@@ -498,7 +548,7 @@ class Camera {
  private:
   template <class Struct>
   Struct filled(orq_status (*ask)(orq_camera*, Struct*)) const {
-    auto made = detail::sized<Struct>();
+    auto made = sized<Struct>();
     detail::check(ask(camera_.get(), &made));
     return made;
   }
@@ -519,11 +569,18 @@ inline std::vector<orq_camera_entry> cameras(std::uint32_t flags = ORQ_LIST_USB)
   const detail::Owner<orq_camera_list, orq_camera_list_release> list(listed);
   std::int32_t count = 0;
   detail::check(orq_camera_list_count(list.get(), &count));
-  std::vector<orq_camera_entry> entries(static_cast<std::size_t>(count), detail::sized<orq_camera_entry>());
+  std::vector<orq_camera_entry> entries(static_cast<std::size_t>(count), sized<orq_camera_entry>());
   for (std::int32_t i = 0; i < count; ++i) {
     detail::check(orq_camera_list_get(list.get(), i, &entries[static_cast<std::size_t>(i)]));
   }
   return entries;
+}
+
+/** The file in which settings are kept. Throws FileError when there is no place for it. */
+inline std::string settingsPath() {
+  auto path = sized<orq_path>();
+  detail::check(orq_settings_path(&path));
+  return path.path;
 }
 
 /** Tells of cameras that are plugged in and unplugged, as long as it lives: see orq_watch_cameras. */

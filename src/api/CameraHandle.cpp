@@ -1,9 +1,12 @@
 // Opening, closing, and what a camera is.
+#include <filesystem>
 #include <memory>
 #include <utility>
 
 #include "api/Handles.h"
 #include "api/Structs.h"
+#include "session/camera/CameraFlash.h"
+#include "settings/XmlStore.h"
 
 using namespace orq;       // NOLINT(google-build-using-namespace): the functions of the interface are global
 using namespace orq::api;  // NOLINT(google-build-using-namespace)
@@ -11,6 +14,19 @@ using namespace orq::api;  // NOLINT(google-build-using-namespace)
 namespace {
 
 constexpr std::uint32_t kMostFrameMemoryMb = 1U << 20U;
+
+// From the root on: the current folder may change while the camera is open.
+std::string SettingsFolderOf(const orq_open_options& given) {
+  if (given.settings == ORQ_SETTINGS_OFF) return {};
+  const std::string wanted = TextOf(given.settings_folder, "options.settings_folder");
+  if (!wanted.empty()) return std::filesystem::absolute(wanted).string();
+  const std::string users = UserConfigDirectory();
+  if (users.empty()) {
+    throw session::Failure(session::Status::File,
+                           "there is no folder for settings: set HOME, or name one (settings_folder)");
+  }
+  return users;
+}
 
 session::OpenOptions OptionsOf(const orq_open_options* options) {
   if (options == nullptr) return {};
@@ -23,6 +39,7 @@ session::OpenOptions OptionsOf(const orq_open_options* options) {
   }
   constexpr SettingsUse kUses[] = {SettingsUse::Off, SettingsUse::Load, SettingsUse::LoadAndKeep};
   return {.settings = kUses[given.settings],
+          .settingsFolder = SettingsFolderOf(given),
           .frameMemoryBytes = std::size_t{given.frame_memory_mb} * 1'000'000,
           .resume = given.resume != 0};
 }
@@ -41,6 +58,7 @@ std::uint32_t AbilitiesOf(CModelCamera& device, bool isVirtual) {
   add(device.hasHighSpeed != 0, ORQ_ABILITY_HIGH_SPEED);
   add(model.thermometer != Thermometer::None, ORQ_ABILITY_THERMOMETER);
   add(isVirtual, ORQ_ABILITY_VIRTUAL);
+  add(model.usb3Camera, ORQ_ABILITY_USB3);
   return abilities;
 }
 
@@ -65,7 +83,18 @@ orq_camera_info InfoOf(session::Camera& camera) {
   for (std::size_t format = 0; format < model.formats.size(); ++format) {
     if (model.formats[format]) info.formats |= 1U << format;
   }
-  info.abilities = AbilitiesOf(*session::Camera::Use(camera), facts.isVirtual);
+  CopyText(model.key, info.key);
+  info.width_step = model.region.widthStep;
+  info.height_step = model.region.heightStep;
+  info.start_x_step = model.region.startXStep;
+  info.start_y_step = model.region.startYStep;
+  info.least_width = model.region.minWidth;
+  info.least_height = model.region.minHeight;
+  const session::Camera::Use device(camera);
+  info.abilities = AbilitiesOf(*device, facts.isVirtual);
+  _ORQ_CAMERA_INFO record{};
+  device->GetCameraProperty(&record);
+  info.electrons_per_adu = static_cast<double>(record.electronsPerAdu);
   return info;
 }
 
@@ -106,6 +135,16 @@ orq_status orq_camera_get_info(orq_camera* camera, orq_camera_info* info) {
     const auto opened = CameraOf(camera);
     DemandStruct(info, "info");
     GiveStruct(InfoOf(*opened), info);
+  });
+}
+
+orq_status orq_sensor_id_get(orq_camera* camera, orq_sensor_id* id) {
+  return Guarded([&] {
+    const auto opened = CameraOf(camera);
+    DemandStruct(id, "id");
+    orq_sensor_id given{};
+    CopyText(session::SensorId(*opened), given.id);
+    GiveStruct(given, id);
   });
 }
 

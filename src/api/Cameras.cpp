@@ -4,6 +4,7 @@
 #include "api/Handles.h"
 #include "api/Structs.h"
 #include "link/usb/LibusbPort.h"
+#include "virtual/bus/VirtualOptions.h"
 
 using namespace orq;       // NOLINT(google-build-using-namespace): the functions of the interface are global
 using namespace orq::api;  // NOLINT(google-build-using-namespace)
@@ -22,12 +23,13 @@ orq_camera_entry EntryOf(const CameraEntry& camera) {
   return entry;
 }
 
-orq_camera_entry VirtualEntry(const ModelData& model) {
+orq_camera_entry VirtualEntry(const VirtualModelName& named, const ModelData& model) {
   orq_camera_entry entry{};
   entry.size = sizeof entry;
   entry.speed = model.usb3Camera ? ORQ_SPEED_USB3 : ORQ_SPEED_USB2;
-  CopyText("virtual:" + std::string(model.key), entry.name);
+  CopyText("virtual:" + named.name, entry.name);
   CopyText(model.name, entry.model);
+  CopyText(named.summary, entry.summary);
   return entry;
 }
 
@@ -36,17 +38,19 @@ orq_camera_entry VirtualEntry(const ModelData& model) {
 orq_status orq_list_cameras(uint32_t flags, orq_camera_list** list) {
   return Guarded([&] {
     orq_camera_list*& result = DemandResult(list, "list");
-    constexpr uint32_t kAll = ORQ_LIST_USB | ORQ_LIST_VIRTUAL;
+    constexpr uint32_t kAll = ORQ_LIST_USB | ORQ_LIST_VIRTUAL | ORQ_LIST_REPLAY;
     if (flags == 0 || (flags & ~kAll) != 0) {
-      throw session::Failure(session::Status::Invalid, "flags must be a sum of ORQ_LIST_USB and ORQ_LIST_VIRTUAL");
+      throw session::Failure(session::Status::Invalid, "flags must be a sum of ORQ_LIST_...");
     }
     auto made = std::make_unique<orq_camera_list>();
     if ((flags & ORQ_LIST_USB) != 0) {
       for (const CameraEntry& camera : ListCameras()) made->entries.push_back(EntryOf(camera));
     }
-    if ((flags & ORQ_LIST_VIRTUAL) != 0) {
-      for (const ModelData& model : AllModels()) {
-        if (model.maxWidth != 0) made->entries.push_back(VirtualEntry(model));  // recordings need a file
+    for (const VirtualModelName& named : VirtualModels()) {
+      const ModelData& model = *FindModel(named.name);
+      const bool replays = model.maxWidth == 0;
+      if ((flags & (replays ? ORQ_LIST_REPLAY : ORQ_LIST_VIRTUAL)) != 0) {
+        made->entries.push_back(VirtualEntry(named, model));
       }
     }
     result = made.release();

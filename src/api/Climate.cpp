@@ -1,23 +1,25 @@
 // Temperatures, the cooler, guide pulses and GPS lines.
-#include <limits>
-#include <optional>
-
 #include "api/Handles.h"
 #include "api/Structs.h"
 #include "session/camera/CameraControls.h"
+#include "support/Text.h"
 
 using namespace orq;       // NOLINT(google-build-using-namespace): the functions of the interface are global
 using namespace orq::api;  // NOLINT(google-build-using-namespace)
 
 namespace {
 
-double OrUnknown(const std::optional<double>& number) {
-  return number.value_or(std::numeric_limits<double>::quiet_NaN());
+constexpr double kTenthsOfMetre = 10.0;
+
+std::string UtcText(const _ORQ_DATE_TIME& time) {
+  return Format("%04d-%02d-%02dT%02d:%02d:%02d.%03d%04d", time.Year, time.Month, time.Day, time.Hour, time.Minute,
+                time.Second, time.MSecond, time.USecond);
 }
 
-// A wait that is no number, or negative, is over at once.
-double Seconds(double seconds) {
-  return seconds > 0.0 ? seconds : 0.0;
+// Zero-terminated, or as long as its room.
+template <std::size_t kBytes>
+std::string_view PlainText(const char (&text)[kBytes]) {
+  return {text, ::strnlen(text, kBytes)};
 }
 
 }  // namespace
@@ -27,6 +29,14 @@ orq_status orq_temperature_get(orq_camera* camera, double* sensor_c) {
     const auto opened = CameraOf(camera);
     DemandResult(sensor_c, "sensor_c");
     *sensor_c = session::Temperature(*opened);
+  });
+}
+
+orq_status orq_supply_voltage_get(orq_camera* camera, double* volts) {
+  return Guarded([&] {
+    const auto opened = CameraOf(camera);
+    DemandResult(volts, "volts");
+    *volts = session::SupplyVoltage(*opened);
   });
 }
 
@@ -67,6 +77,37 @@ orq_status orq_guide_pulse(orq_camera* camera, int32_t direction, int32_t millis
     }
     session::Guide(*opened, kDirections[direction], milliseconds);
   });
+}
+
+orq_status orq_gps_get_receiver(orq_camera* camera, orq_gps_receiver* receiver) {
+  return Guarded([&] {
+    const auto opened = CameraOf(camera);
+    DemandStruct(receiver, "receiver");
+    const session::GpsReceiver now = session::ReceiverOf(*opened);
+    orq_gps_receiver given{};
+    given.version = now.version;
+    given.readable = now.readable ? 1 : 0;
+    given.fix = now.fix ? 1 : 0;
+    if (now.fix) {
+      given.start_satellites = now.start.SatelliteNum;
+      given.end_satellites = now.end.SatelliteNum;
+      given.start_latitude = now.start.Latitude;
+      given.start_longitude = now.start.Longitude;
+      given.start_altitude_m = now.start.Altitude / kTenthsOfMetre;
+      given.end_latitude = now.end.Latitude;
+      given.end_longitude = now.end.Longitude;
+      given.end_altitude_m = now.end.Altitude / kTenthsOfMetre;
+      CopyText(UtcText(now.start.Datetime), given.start_utc);
+      CopyText(UtcText(now.end.Datetime), given.end_utc);
+      CopyText(PlainText(now.start.PositionText), given.start_position);
+      CopyText(PlainText(now.end.PositionText), given.end_position);
+    }
+    GiveStruct(given, receiver);
+  });
+}
+
+orq_status orq_gps_check(orq_camera* camera) {
+  return Guarded([&] { session::CheckGpsTimes(*CameraOf(camera)); });
 }
 
 orq_status orq_gps_get_lines(orq_camera* camera, orq_gps_lines* lines) {

@@ -2,9 +2,11 @@
 #include <limits>
 #include <optional>
 #include <string>
+#include <tuple>
 
 #include "api/Handles.h"
 #include "api/Structs.h"
+#include "session/camera/CameraAutomatic.h"
 #include "session/camera/CameraControls.h"
 
 using namespace orq;       // NOLINT(google-build-using-namespace): the functions of the interface are global
@@ -78,4 +80,25 @@ orq_status orq_control_set(orq_camera* camera, int32_t id, int64_t value, int32_
     }
     session::Write(*opened, session::ControlOf(*opened, id), {.raw = value, .automatic = mode == ORQ_AUTOMATIC});
   });
+}
+
+orq_status orq_automatic_get(orq_camera* camera, orq_automatic_state* state) {
+  return Guarded([&] {
+    const auto opened = CameraOf(camera);
+    DemandStruct(state, "state");
+    const session::AutomaticState now = session::AutomaticNow(*opened);
+    orq_automatic_state given{};
+    given.mean = now.reading.mean;
+    given.target = now.reading.target;
+    given.gain = now.reading.gain;
+    given.exposure_us = now.reading.exposureUs;
+    if (now.reading.whiteBalance) std::tie(given.wb_r, given.wb_b) = *now.reading.whiteBalance;
+    given.settled = now.settled ? 1 : 0;
+    given.on_target = now.onTarget ? 1 : 0;
+    GiveStruct(given, state);
+  });
+}
+
+orq_status orq_automatic_wait(orq_camera* camera, double seconds) {
+  return Guarded([&] { session::AwaitSettled(*CameraOf(camera), Seconds(seconds)); });
 }

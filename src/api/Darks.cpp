@@ -1,6 +1,4 @@
 // Darks and hot pixels.
-#include <limits>
-
 #include "api/Handles.h"
 #include "api/Structs.h"
 #include "session/camera/CameraControls.h"
@@ -17,7 +15,7 @@ orq_dark_info InfoOf(const DarkFacts& facts) {
   info.taken_unix_ns = facts.takenUnixUs * 1000;
   info.gain = facts.gain;
   info.offset = facts.offset;
-  info.sensor_c = facts.sensorC ? static_cast<double>(*facts.sensorC) : std::numeric_limits<double>::quiet_NaN();
+  info.sensor_c = OrUnknown(facts.sensorC);
   info.average = static_cast<int32_t>(facts.average);
   info.hot_pixels = static_cast<int32_t>(facts.hotPixels);
   info.bad_rows = static_cast<int32_t>(facts.badRows);

@@ -47,6 +47,16 @@ orq_status orq_flash_restore(orq_camera* camera, const char* path, const char* b
   });
 }
 
+orq_status orq_user_id_get(orq_camera* camera, orq_user_id* id) {
+  return Guarded([&] {
+    const auto opened = CameraOf(camera);
+    DemandStruct(id, "id");
+    orq_user_id given{};
+    CopyText(session::UserId(*opened), given.id);
+    GiveStruct(given, id);
+  });
+}
+
 orq_status orq_user_id_set(orq_camera* camera, const char* id, const char* backup_folder,
                            orq_flash_callback callback, void* user) {
   return Guarded([&] {
@@ -66,7 +76,7 @@ orq_status orq_focus_get(orq_camera* camera, orq_focus_state* state) {
     DemandStruct(state, "state");
     const session::FocusState now = session::Focus(*opened);
     GiveStruct({sizeof *state, now.position, now.moving ? 1 : 0, now.lowerMark.value_or(-1),
-                now.upperMark.value_or(-1), 0},
+                now.upperMark.value_or(-1), now.driverId},
                state);
   });
 }

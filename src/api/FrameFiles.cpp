@@ -4,7 +4,6 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
-#include <limits>
 #include <string>
 
 #include "api/Handles.h"
@@ -20,11 +19,8 @@ using namespace orq::api;  // NOLINT(google-build-using-namespace)
 namespace {
 
 constexpr std::int64_t kNsPerTenth = 100;
+constexpr double kTenthsPerUs = 10.0;
 constexpr const char* kLibrary = "orqcam " ORQCAM_VERSION;
-
-double OrUnknown(const std::optional<double>& number) {
-  return number.value_or(std::numeric_limits<double>::quiet_NaN());
-}
 
 orq_frame_gps GpsOf(const FrameInfo& info) {
   const FrameGps& facts = info.gps;
@@ -35,10 +31,14 @@ orq_frame_gps GpsOf(const FrameInfo& info) {
   gps.latitude = OrUnknown(facts.latitude);
   gps.longitude = OrUnknown(facts.longitude);
   gps.altitude_m = OrUnknown(facts.altitude);
+  gps.predicted = facts.predictions.predicted;
+  gps.confirmed = facts.predictions.confirmed;
+  gps.wrong = facts.predictions.wrong;
   if (!HasGpsTimes(facts.state)) return gps;
   gps.satellites = facts.satellites;
   gps.start_unix_ns = facts.latched.start * kNsPerTenth;
   gps.end_unix_ns = facts.latched.end * kNsPerTenth;
+  gps.row_us = info.times.rowInterval / kTenthsPerUs;
   gps.row_ns = std::llround(info.times.rowInterval * static_cast<double>(kNsPerTenth));
   return gps;
 }
@@ -74,10 +74,10 @@ orq_card CardOf(const session::FitsCard& from) {
   return card;
 }
 
-// A text of a struct; it may lack its end.
+// One that FITS files can hold.
 template <std::size_t kBytes>
-std::string TextOf(const char (&text)[kBytes], const char* name) {
-  std::string value(text, ::strnlen(text, kBytes));
+std::string LabelOf(const char (&text)[kBytes], const char* name) {
+  const std::string value = TextOf(text, name);
   session::CheckTextValue(value, name);
   return value;
 }
@@ -159,9 +159,9 @@ orq_status orq_labels_set(orq_camera* camera, const orq_labels* labels) {
     if (given.image_type < ORQ_IMAGE_LIGHT || given.image_type > ORQ_IMAGE_FLAT) {
       throw session::Failure(session::Status::Invalid, "labels.image_type must be one of ORQ_IMAGE_...");
     }
-    const std::string object = TextOf(given.object, "labels.object");
-    const std::string observer = TextOf(given.observer, "labels.observer");
-    const std::string creator = TextOf(given.creator, "labels.creator");
+    const std::string object = LabelOf(given.object, "labels.object");
+    const std::string observer = LabelOf(given.observer, "labels.observer");
+    const std::string creator = LabelOf(given.creator, "labels.creator");
     const session::Camera::Use device(*opened);  // not of a closed camera
     opened->ChangeOrigin([&](session::FrameOrigin& origin) {
       origin.context.imageType = static_cast<session::ImageType>(given.image_type);
@@ -193,8 +193,8 @@ orq_status orq_keywords_clear(orq_camera* camera) {
 orq_status orq_profile_apply(orq_camera* camera) {
   return Guarded([&] {
     const auto opened = CameraOf(camera);
-    const session::Camera::Use device(*opened);
     const session::Profile profile = session::Profile::Load(session::Profile::UsersPath());
+    const session::Camera::Use device(*opened);  // after the file, which may be slow to read
     opened->ChangeOrigin([&](session::FrameOrigin& origin) {
       session::FileContext& context = origin.context;
       if (context.observer.empty()) context.observer = profile.Observer();

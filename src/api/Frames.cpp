@@ -1,7 +1,4 @@
 // Frames, and the readers that wait for them.
-#include <limits>
-#include <optional>
-
 #include "api/Handles.h"
 #include "api/Structs.h"
 #include "models/camera/FrameGeometry.h"
@@ -22,11 +19,6 @@ orq_frame* HandleOf(FramePtr frame) {
 int32_t TimeSourceOf(GpsState state) {
   if (state == GpsState::Fix) return ORQ_TIME_GPS;
   return state == GpsState::Predicted ? ORQ_TIME_GPS_PREDICTED : ORQ_TIME_COMPUTER;
-}
-
-template <class Number>
-double OrUnknown(const std::optional<Number>& number) {
-  return number ? static_cast<double>(*number) : std::numeric_limits<double>::quiet_NaN();
 }
 
 orq_frame_info InfoOf(const SharedFrame& frame) {

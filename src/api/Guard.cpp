@@ -8,7 +8,6 @@
 #include <exception>
 #include <new>
 
-#include "settings/XmlStore.h"
 #include "support/TextSink.h"
 
 namespace orq::api {
@@ -25,7 +24,6 @@ bool IsForkedChild() {
   // What the library prints belongs to nobody until a program asks for it.
   static const bool registered = [] {
     SetTextSink(DropText);
-    SetXmlDirectory(UserConfigDirectory());
     return pthread_atfork(nullptr, nullptr, [] { forkedChild = true; }) == 0;
   }();
   return registered && forkedChild;

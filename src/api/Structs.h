@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <limits>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -51,6 +53,27 @@ void GiveStruct(const Struct& value, Struct* to) {
                 known - kAfterSize);
   }
   if (size > known) std::memset(bytes + known, 0, size - known);
+}
+
+/// A text of a caller's struct. Throws Failure (Invalid) when it has no end.
+template <std::size_t kBytes>
+std::string TextOf(const char (&text)[kBytes], const char* name) {
+  const std::size_t length = ::strnlen(text, kBytes);
+  if (length == kBytes) {
+    throw session::Failure(session::Status::Invalid, std::string(name) + " must end with a zero byte");
+  }
+  return {text, length};
+}
+
+/// A wait that is no number, or negative, is over at once.
+inline double Seconds(double seconds) {
+  return seconds > 0.0 ? seconds : 0.0;
+}
+
+/// NaN for nothing.
+template <class Number>
+double OrUnknown(const std::optional<Number>& number) {
+  return number ? static_cast<double>(*number) : std::numeric_limits<double>::quiet_NaN();
 }
 
 /// Cut to fit, never within a character of UTF-8.

@@ -23,7 +23,8 @@ constexpr std::size_t kAtGpsLatch = 28;
 constexpr std::size_t kAtExposure = 32;
 constexpr std::size_t kAtGain = 40;
 constexpr std::size_t kAtBlackLevel = 42;
-constexpr std::size_t kAtSettingsTag = 44;  // bytes 48 to 63 are reserved and zero
+constexpr std::size_t kAtSettingsTag = 44;
+constexpr std::size_t kAtReadoutMode = 48;  // bytes 49 to 63 are reserved and zero
 
 // Byte offsets of the trailer.
 constexpr std::size_t kTrailerAtMagic = 0;
@@ -67,6 +68,7 @@ void PutHeader(const FrameHeader& header, std::span<std::uint8_t, kHeaderBytes> 
   Put(out, kAtGain, header.gain);
   Put(out, kAtBlackLevel, header.blackLevel);
   Put(out, kAtSettingsTag, header.settingsTag);
+  Put(out, kAtReadoutMode, header.readoutMode);
 }
 
 std::optional<FrameHeader> GetHeader(std::span<const std::uint8_t> bytes) {
@@ -91,6 +93,7 @@ std::optional<FrameHeader> GetHeader(std::span<const std::uint8_t> bytes) {
   header.gain = Get<std::uint16_t>(bytes, kAtGain);
   header.blackLevel = Get<std::uint16_t>(bytes, kAtBlackLevel);
   header.settingsTag = Get<std::uint32_t>(bytes, kAtSettingsTag);
+  header.readoutMode = bytes[kAtReadoutMode];
   return header;
 }
 

@@ -162,6 +162,7 @@ struct FrameHeader {
   std::uint16_t gain = 0;         ///< gain setting the frame was taken with
   std::uint16_t blackLevel = 0;   ///< offset setting the frame was taken with
   std::uint32_t settingsTag = 0;  ///< what register `kFpgaSettingsTag` held when the exposure began
+  std::uint8_t readoutMode = 0;   ///< of the sensor
 };
 
 void PutHeader(const FrameHeader& header, std::span<std::uint8_t, kHeaderBytes> out);

@@ -58,7 +58,8 @@ NamedCamera Trouble(NameTrouble trouble, std::string error) {
   return named;
 }
 
-NamedCamera MakeConnected(const UsbDeviceEntry& device, const PortMaker& makePort, SettingsUse settings) {
+NamedCamera MakeConnected(const UsbDeviceEntry& device, const PortMaker& makePort,
+                          const SettingsChoice& settings) {
   NamedCamera named;
   named.camera = std::make_unique<CModelCamera>(*FindModel(device.productId), settings);
   named.camera->UsePort(makePort());
@@ -85,7 +86,7 @@ NamedCamera NoneConnected() {
                  "no camera is connected; plug one in, or try a virtual one with virtual:k1c");
 }
 
-NamedCamera MakeByIndex(std::string_view name, const PortMaker& makePort, SettingsUse settings) {
+NamedCamera MakeByIndex(std::string_view name, const PortMaker& makePort, const SettingsChoice& settings) {
   std::size_t index = 0;
   const auto [end, result] = std::from_chars(name.data(), name.data() + name.size(), index);
   if (result != std::errc{} || end != name.data() + name.size()) {
@@ -110,7 +111,7 @@ std::string Listed(std::string_view prefix, const std::vector<std::string>& text
 /// Looks for the first camera whose `fact` fits.
 template <class Fits>
 NamedCamera MakeByFact(std::string_view prefix, std::string_view wanted, std::string CameraEntry::*fact, Fits fits,
-                       const PortMaker& makePort, SettingsUse settings) {
+                       const PortMaker& makePort, const SettingsChoice& settings) {
   if (wanted.empty()) return BadName(prefix);
   const auto devices = ConnectedCameras(makePort);
   if (devices.empty()) return NoneConnected();
@@ -159,7 +160,7 @@ std::optional<ModelData> VirtualModelData(const VirtualOptions& options, Recorde
   return model;
 }
 
-NamedCamera MakeVirtual(std::string_view text, SettingsUse settings) {
+NamedCamera MakeVirtual(std::string_view text, const SettingsChoice& settings) {
   std::string error;
   const auto options = ParseVirtualOptions(text, error);
   if (!options) return Trouble(NameTrouble::BadName, error);
@@ -231,11 +232,11 @@ std::vector<CameraEntry> ListCameras(const PortMaker& makePort) {
   return entries;
 }
 
-NamedCamera MakeCamera(std::string_view name, SettingsUse settings) {
+NamedCamera MakeCamera(std::string_view name, const SettingsChoice& settings) {
   return MakeCamera(name, MakeLibusbPort, settings);
 }
 
-NamedCamera MakeCamera(std::string_view name, const PortMaker& makePort, SettingsUse settings) {
+NamedCamera MakeCamera(std::string_view name, const PortMaker& makePort, const SettingsChoice& settings) {
   if (name.starts_with(kVirtualPrefix)) return MakeVirtual(name.substr(kVirtualPrefix.size()), settings);
   if (name.starts_with(kSerialPrefix)) {
     const std::string_view serial = name.substr(kSerialPrefix.size());
@@ -259,11 +260,11 @@ std::optional<int> FindAgain(const NamedCamera& named, std::string_view serial) 
   return std::nullopt;
 }
 
-NamedCamera MakeOnlyCamera(SettingsUse settings) {
+NamedCamera MakeOnlyCamera(const SettingsChoice& settings) {
   return MakeOnlyCamera(MakeLibusbPort, settings);
 }
 
-NamedCamera MakeOnlyCamera(const PortMaker& makePort, SettingsUse settings) {
+NamedCamera MakeOnlyCamera(const PortMaker& makePort, const SettingsChoice& settings) {
   const auto devices = ConnectedCameras(makePort);
   if (devices.empty()) return NoneConnected();
   if (devices.size() == 1) return MakeConnected(devices.front(), makePort, settings);

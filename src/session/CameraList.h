@@ -65,17 +65,17 @@ struct NamedCamera {
 /// Makes the camera called `name`: an index ("0"), "serial:HEX" (any case), "id:TEXT" (the id in flash), or
 /// "virtual:<model>[,option=value…]". Two cameras of one serial or id: the first in index order. `settings`: what
 /// becomes of the camera's kept settings.
-NamedCamera MakeCamera(std::string_view name, SettingsUse settings = SettingsUse::LoadAndKeep);
+NamedCamera MakeCamera(std::string_view name, const SettingsChoice& settings = SettingsUse::LoadAndKeep);
 /// The same on another port than libusb's.
 NamedCamera MakeCamera(std::string_view name, const PortMaker& makePort,
-                       SettingsUse settings = SettingsUse::LoadAndKeep);
+                       const SettingsChoice& settings = SettingsUse::LoadAndKeep);
 
 /// Where the camera of this model with this serial number is plugged in now: what to give to OpenCamera. An empty
 /// serial number is any camera's. Nothing when it is not there, or cannot be asked. The camera must be closed.
 std::optional<int> FindAgain(const NamedCamera& named, std::string_view serial);
 
 /// Makes the one camera that is connected; with several of them the error names each (a bad name: none was given).
-NamedCamera MakeOnlyCamera(SettingsUse settings = SettingsUse::LoadAndKeep);
-NamedCamera MakeOnlyCamera(const PortMaker& makePort, SettingsUse settings = SettingsUse::LoadAndKeep);
+NamedCamera MakeOnlyCamera(const SettingsChoice& settings = SettingsUse::LoadAndKeep);
+NamedCamera MakeOnlyCamera(const PortMaker& makePort, const SettingsChoice& settings = SettingsUse::LoadAndKeep);
 
 }  // namespace orq

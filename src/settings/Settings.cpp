@@ -189,8 +189,9 @@ void CCameraBase::InitSubKey() {
 int CCameraBase::SaveSetting() {
   InitSubKey();
   xmlHandle key{};
-  if (XMLOpenKey(orq::kSettingsFile, subKeyPath.get(), &key) == 0 &&
-      XMLCreateKey(orq::kSettingsFile, subKeyPath.get(), &key, nullptr) == 0) {
+  const std::string file = orq::SettingsFileIn(settingsFolder);
+  if (XMLOpenKey(file.c_str(), subKeyPath.get(), &key) == 0 &&
+      XMLCreateKey(file.c_str(), subKeyPath.get(), &key, nullptr) == 0) {
     return 0;
   }
   const Writer out(*this, key);
@@ -216,7 +217,7 @@ int CCameraBase::SaveSetting() {
 int CCameraBase::LoadSetting() {
   InitSubKey();
   xmlHandle key{};
-  if (XMLOpenKey(orq::kSettingsFile, subKeyPath.get(), &key) != 0) {
+  if (XMLOpenKey(orq::SettingsFileIn(settingsFolder).c_str(), subKeyPath.get(), &key) != 0) {
     Reader in(*this, key);
     LoadExposure(*this, in);
     LoadNumbers(*this, in);

@@ -255,7 +255,7 @@ TEST(ApiFrames, AFrameOutlivesItsCameraAndKeepsItsPixels) {
 }
 
 TEST(ApiFrames, HeldFramesUseUpTheMemoryAndTheStreamGoesOn) {
-  const orq_open_options options{sizeof options, ORQ_SETTINGS_OFF, 1, 0};
+  const orq_open_options options{sizeof options, ORQ_SETTINGS_OFF, 1, 0, ""};
   const ApiCamera camera(Quick("k1c"), &options);
   camera.Corner(ORQ_FORMAT_RAW8, 512);
   ASSERT_EQ(orq_video_start(camera.camera), ORQ_OK);
@@ -286,8 +286,23 @@ TEST(ApiFrames, HeldFramesUseUpTheMemoryAndTheStreamGoesOn) {
   EXPECT_EQ(orq_video_stop(camera.camera), ORQ_OK);
 }
 
+TEST(ApiFrames, AWaitForEverOfWhoHoldsAllFramesIsRefused) {
+  const orq_open_options options{sizeof options, ORQ_SETTINGS_OFF, 1, 0, ""};
+  const ApiCamera camera(Quick("k1c"), &options);
+  camera.Corner(ORQ_FORMAT_RAW8, 512);
+  ASSERT_EQ(orq_video_start(camera.camera), ORQ_OK);
+  ApiFrame held[3];  // a megabyte has room for no more
+  for (ApiFrame& one : held) {
+    ASSERT_EQ(orq_frame_wait(camera.camera, ORQ_FOREVER, &one.frame), ORQ_OK) << orq_last_error();
+  }
+  orq_frame* none = nullptr;
+  EXPECT_EQ(orq_frame_wait(camera.camera, ORQ_FOREVER, &none), ORQ_ERROR_MEMORY) << orq_last_error();
+  orq_frame_release(std::exchange(held[0].frame, nullptr));
+  EXPECT_EQ(orq_frame_wait(camera.camera, ORQ_FOREVER, &held[0].frame), ORQ_OK) << orq_last_error();
+}
+
 TEST(ApiFrames, AnExposureThatFindsNoMemorySaysSo) {
-  const orq_open_options options{sizeof options, ORQ_SETTINGS_OFF, 1, 0};
+  const orq_open_options options{sizeof options, ORQ_SETTINGS_OFF, 1, 0, ""};
   const ApiCamera camera(Quick("k1c"), &options);
   camera.Corner(ORQ_FORMAT_RAW8, 512);
   ApiFrame held[3];  // a megabyte has room for no more
@@ -304,7 +319,7 @@ TEST(ApiFrames, AnExposureThatFindsNoMemorySaysSo) {
 }
 
 TEST(ApiFrames, AFailureAfterFramesWithoutMemoryIsNotTakenForOne) {
-  const orq_open_options options{sizeof options, ORQ_SETTINGS_OFF, 1, 0};
+  const orq_open_options options{sizeof options, ORQ_SETTINGS_OFF, 1, 0, ""};
   const ApiCamera camera(Quick("k1c"), &options);
   camera.Corner(ORQ_FORMAT_RAW8, 512);
   ASSERT_EQ(orq_video_start(camera.camera), ORQ_OK);

@@ -8,6 +8,7 @@
 
 #include "Camera.h"
 #include "models/table/ModelData.h"
+#include "unit/support/TempDirectory.h"
 #include "virtual/device/DeviceReadings.h"
 
 namespace orq {
@@ -144,6 +145,18 @@ TEST(ApiCooler, TheSensorReachesItsTargetAndWarmsUpAgain) {
   EXPECT_EQ(state.on, 0);
 }
 
+TEST(ApiTemperature, TheSupplyVoltageIsToldWhereItIsMeasured) {
+  double volts = 0.0;
+  ASSERT_EQ(orq_supply_voltage_get(ApiCamera().camera, &volts), ORQ_OK) << orq_last_error();
+  EXPECT_NEAR(volts, 12.0, 0.02);
+  volts = -1.0;
+  EXPECT_EQ(orq_supply_voltage_get(ApiCamera(Quick("k1c", ",refuse=0xE9")).camera, &volts), ORQ_ERROR_UNSUPPORTED);
+  EXPECT_EQ(volts, -1.0) << "written although it failed";
+  const ApiCamera gone;
+  ASSERT_EQ(orq_camera_unplug_virtual(gone.camera), ORQ_OK);
+  EXPECT_EQ(orq_supply_voltage_get(gone.camera, &volts), ORQ_ERROR_LOST);
+}
+
 TEST(ApiCooler, AWaitIsCutShortByAnAbortAndByItsTime) {
   const ApiCamera camera("virtual:x26m");
   EXPECT_EQ(orq_cooler_set(camera.camera, 1, -41.0, 0), ORQ_ERROR_RANGE);
@@ -220,9 +233,8 @@ TEST(ApiGps, LinesFollowTheRegionUntilTheyAreSet) {
 }
 
 TEST(ApiDarks, ADarkIsTakenUsedAndToldOfInTheHeader) {
-  std::string folder = (std::filesystem::temp_directory_path() / "orq-dark-XXXXXX").string();
-  ASSERT_NE(::mkdtemp(folder.data()), nullptr);
-  const std::string path = folder + "/dark.bmp";
+  const TempDirectory folder;
+  const std::string path = folder.File("dark.bmp");
   const ApiCamera camera("virtual:h53m,timescale=0.01,scene=dark");
   ASSERT_EQ(orq_control_set(camera.camera, ORQ_CONTROL_EXPOSURE, 20'000, ORQ_MANUAL), ORQ_OK);
   camera.Corner();
@@ -239,7 +251,7 @@ TEST(ApiDarks, ADarkIsTakenUsedAndToldOfInTheHeader) {
   EXPECT_EQ(info.exposure_us, 20'000U);
   EXPECT_GT(told, 0);
   EXPECT_EQ(orq_dark_take(camera.camera, path.c_str(), &options, nullptr, nullptr, nullptr), ORQ_ERROR_FILE);
-  EXPECT_EQ(orq_dark_take(camera.camera, (folder + "/dark.fits").c_str(), nullptr, nullptr, nullptr, nullptr),
+  EXPECT_EQ(orq_dark_take(camera.camera, folder.File("dark.fits").c_str(), nullptr, nullptr, nullptr, nullptr),
             ORQ_ERROR_INVALID);
   orq_region region{};
   region.size = sizeof region;
@@ -263,28 +275,25 @@ TEST(ApiDarks, ADarkIsTakenUsedAndToldOfInTheHeader) {
     EXPECT_EQ(named, used);
     ASSERT_EQ(orq_dark_use(camera.camera, nullptr), ORQ_OK);
   }
-  EXPECT_EQ(orq_dark_use(camera.camera, (folder + "/none.bmp").c_str()), ORQ_ERROR_FILE);
+  EXPECT_EQ(orq_dark_use(camera.camera, folder.File("none.bmp").c_str()), ORQ_ERROR_FILE);
   const ApiCamera other(Quick("k1c"));
   EXPECT_EQ(orq_dark_use(other.camera, path.c_str()), ORQ_ERROR_RANGE) << orq_last_error();
-  std::filesystem::remove_all(folder);
 }
 
 TEST(ApiDarks, AnAbortEndsADarkAndLeavesNoFile) {
-  std::string folder = (std::filesystem::temp_directory_path() / "orq-dark-XXXXXX").string();
-  ASSERT_NE(::mkdtemp(folder.data()), nullptr);
+  const TempDirectory folder;
   const ApiCamera camera("virtual:h53m,scene=dark");
   camera.Corner();
   ASSERT_EQ(orq_control_set(camera.camera, ORQ_CONTROL_EXPOSURE, 60'000'000, ORQ_MANUAL), ORQ_OK);
   auto dark = test::Waiting([&] {
-    return orq_dark_take(camera.camera, (folder + "/dark.bmp").c_str(), nullptr, nullptr, nullptr, nullptr);
+    return orq_dark_take(camera.camera, folder.File("dark.bmp").c_str(), nullptr, nullptr, nullptr, nullptr);
   });
   ASSERT_EQ(orq_capture_abort(camera.camera), ORQ_OK);
   EXPECT_EQ(dark.get(), ORQ_ERROR_CANCELLED);
-  EXPECT_TRUE(std::filesystem::is_empty(folder));
+  EXPECT_TRUE(std::filesystem::is_empty(folder.Path()));
   ASSERT_EQ(orq_exposure_start(camera.camera, 1000), ORQ_OK) << orq_last_error();
   ApiFrame frame;
   EXPECT_EQ(orq_frame_wait(camera.camera, kPatienceMs, &frame.frame), ORQ_OK) << orq_last_error();
-  std::filesystem::remove_all(folder);
 }
 
 TEST(ApiDarks, WithoutATableThereAreNoHotPixelsToRepair) {

@@ -11,7 +11,10 @@ using namespace std::chrono_literals;
 using orq::test::Quick;
 
 orq_region Corner(int side) {
-  return {sizeof(orq_region), 0, 0, side, side, 1, ORQ_FORMAT_RAW8, 0};
+  auto corner = orq::sized<orq_region>();
+  corner.width = corner.height = side;
+  corner.bin = 1;
+  return corner;
 }
 
 TEST(Cpp, AnExposureIsAFrameWithItsTimeAndPixels) {

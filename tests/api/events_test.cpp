@@ -32,7 +32,7 @@ int32_t NextEvent(const ApiCamera& camera, std::string* text = nullptr) {
   return event.kind;
 }
 
-TEST(ApiEvents, TheDescriptorIsReadableWhileAFrameWaits) {
+TEST(ApiEvents, TheDescriptorIsReadableUntilTheFrameHasBeenToldOfOrFetched) {
   const ApiCamera camera;
   camera.Corner();
   const int32_t fd = FdOf(camera);
@@ -43,10 +43,62 @@ TEST(ApiEvents, TheDescriptorIsReadableWhileAFrameWaits) {
   orq_event event{};
   event.size = sizeof event;
   EXPECT_EQ(orq_event_next(camera.camera, &event), ORQ_ERROR_NOT_FOUND) << "told once";
-  EXPECT_TRUE(Readable(fd)) << "the frame still waits";
+  EXPECT_FALSE(Readable(fd)) << "told of";
   ApiFrame frame;
   ASSERT_EQ(orq_frame_wait(camera.camera, 0, &frame.frame), ORQ_OK);
   EXPECT_FALSE(Readable(fd));
+  ASSERT_EQ(orq_exposure_start(camera.camera, 1000), ORQ_OK);
+  ASSERT_TRUE(Eventually([&] { return Readable(fd); }));
+  ApiFrame next;
+  ASSERT_EQ(orq_frame_wait(camera.camera, 0, &next.frame), ORQ_OK);
+  EXPECT_FALSE(Readable(fd)) << "fetched without a word";
+  EXPECT_EQ(orq_event_next(camera.camera, &event), ORQ_ERROR_NOT_FOUND);
+}
+
+/// Polls and takes every event, as a loop does, until a poll has been in vain for `idleMs`. Counts the polls that
+/// were not, and the events.
+struct Loop {
+  void Run(const ApiCamera& camera, int idleMs) {
+    pollfd one{FdOf(camera), POLLIN, 0};
+    while (::poll(&one, 1, idleMs) == 1) {
+      ++wakes;
+      orq_event event{};
+      event.size = sizeof event;
+      while (orq_event_next(camera.camera, &event) == ORQ_OK) {
+        ++events;
+        lost = lost || event.kind == ORQ_EVENT_LOST;
+        returned = returned || event.kind == ORQ_EVENT_RETURNED;
+      }
+      ASSERT_LE(wakes, events) << "woken for nothing";
+    }
+  }
+  void RunUntil(const ApiCamera& camera, const bool& done) {
+    EXPECT_TRUE(Eventually([&] {
+      Run(camera, 100);
+      return done || ::testing::Test::HasFatalFailure();
+    }));
+  }
+  int wakes = 0;
+  int events = 0;
+  bool lost = false;
+  bool returned = false;
+};
+
+TEST(ApiEvents, ALoopThatTakesEventsAndNoFramesSleepsBetweenThemAlsoWhileTheCameraIsLost) {
+  const ApiCamera camera;
+  camera.Corner();
+  Loop loop;
+  ASSERT_EQ(orq_exposure_start(camera.camera, 1000), ORQ_OK);
+  ASSERT_TRUE(Eventually([&] { return Readable(FdOf(camera)); }));
+  loop.Run(camera, 200);
+  EXPECT_EQ(loop.events, 1) << "the frame, which stays";
+  ASSERT_EQ(orq_camera_unplug_virtual(camera.camera), ORQ_OK);
+  loop.RunUntil(camera, loop.lost);
+  const int wakes = loop.wakes;
+  loop.Run(camera, 300);
+  EXPECT_EQ(loop.wakes, wakes) << "nothing happens to a lost camera";
+  ASSERT_EQ(orq_camera_replug_virtual(camera.camera), ORQ_OK);
+  loop.RunUntil(camera, loop.returned);
 }
 
 TEST(ApiEvents, AFailedExposureIsToldOfWithItsReason) {
@@ -65,7 +117,7 @@ TEST(ApiEvents, AnIdleCameraThatIsUnpluggedIsToldOfAndComesBackAsItWas) {
   ASSERT_EQ(orq_camera_unplug_virtual(camera.camera), ORQ_OK);
   ASSERT_TRUE(Eventually([&] { return Readable(fd); }));
   EXPECT_EQ(NextEvent(camera), ORQ_EVENT_LOST);
-  EXPECT_TRUE(Readable(fd)) << "until it is reopened";
+  EXPECT_FALSE(Readable(fd)) << "told of";
   EXPECT_EQ(orq_exposure_start(camera.camera, 1000), ORQ_ERROR_LOST);
   EXPECT_EQ(orq_camera_reopen(camera.camera), ORQ_ERROR_NOT_FOUND);
   ASSERT_EQ(orq_camera_replug_virtual(camera.camera), ORQ_OK);
@@ -115,7 +167,7 @@ TEST(ApiEvents, AnUnplugDuringAVideoEndsTheWaitWithLost) {
 }
 
 TEST(ApiEvents, WithResumeAVideoGoesOnWhenTheCameraIsBack) {
-  const orq_open_options options{sizeof options, ORQ_SETTINGS_OFF, 0, 1};
+  const orq_open_options options{sizeof options, ORQ_SETTINGS_OFF, 0, 1, ""};
   const ApiCamera camera(Quick("k1c"), &options);
   camera.Corner();
   orq_reader* reader = nullptr;

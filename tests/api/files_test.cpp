@@ -3,12 +3,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <map>
 
 #include "Camera.h"
+#include "unit/support/TempDirectory.h"
 
 namespace orq {
 namespace {
@@ -17,16 +17,6 @@ using test::ApiCamera;
 using test::ApiFrame;
 using test::kPatienceMs;
 using test::Quick;
-
-struct Folder {
-  Folder() {
-    std::string name = (std::filesystem::temp_directory_path() / "orq-api-XXXXXX").string();
-    path = ::mkdtemp(name.data());
-  }
-  ~Folder() { std::filesystem::remove_all(path); }
-  std::string File(const std::string& name) const { return (path / name).string(); }
-  std::filesystem::path path;
-};
 
 void Expose(const ApiCamera& camera, ApiFrame& frame) {
   ASSERT_EQ(orq_exposure_start(camera.camera, 20'000), ORQ_OK) << orq_last_error();
@@ -82,7 +72,7 @@ TEST(ApiFiles, TheHeaderSaysWhatTheCameraAndTheUserSay) {
 }
 
 TEST(ApiFiles, ASavedFrameIsReadBackByCfitsio) {
-  const Folder folder;
+  const TempDirectory folder;
   const ApiCamera camera(Quick("k1c"));
   camera.Corner(ORQ_FORMAT_RAW16);
   ApiFrame frame;
@@ -106,8 +96,46 @@ TEST(ApiFiles, ASavedFrameIsReadBackByCfitsio) {
   EXPECT_EQ(std::memcmp(pixels.data(), delivered.data(), delivered.size()), 0);
 }
 
+// Read back by the image functions, which see the same image in both files.
+TEST(ApiFiles, ACompressedFitsHasTheSamePixelsAndCardsInLessSpace) {
+  const TempDirectory folder;
+  for (const int32_t format : {ORQ_FORMAT_RAW8, ORQ_FORMAT_RAW16, ORQ_FORMAT_RGB24, ORQ_FORMAT_Y8}) {
+    const ApiCamera camera("virtual:k1c,timescale=0.01,scene=dark");
+    camera.Corner(format, 256);
+    ApiFrame frame;
+    Expose(camera, frame);
+    const std::string names[] = {folder.File("plain.fits"), folder.File("small.fits.fz")};
+    const orq_save_options options{sizeof options, 1, 1, 1, 0};
+    std::vector<std::uint16_t> pixels[2];
+    std::string exposure[2];
+    for (int i = 0; i < 2; ++i) {
+      ASSERT_EQ(orq_frame_save(frame.frame, names[i].c_str(), &options), ORQ_OK) << orq_last_error();
+      fitsfile* fits = nullptr;
+      int status = 0;
+      ASSERT_EQ(fits_open_image(&fits, names[i].c_str(), READONLY, &status), 0);
+      EXPECT_EQ(fits_is_compressed_image(fits, &status), i);
+      long axes[3] = {1, 1, 1};
+      fits_get_img_size(fits, 3, axes, &status);
+      EXPECT_EQ(axes[0] * axes[1], 256 * 256);
+      EXPECT_EQ(axes[2], format == ORQ_FORMAT_RGB24 ? 3 : 1);
+      pixels[i].resize(static_cast<std::size_t>(axes[0] * axes[1] * axes[2]));
+      fits_read_img(fits, TUSHORT, 1, axes[0] * axes[1] * axes[2], nullptr, pixels[i].data(), nullptr, &status);
+      char value[FLEN_VALUE] = "";
+      fits_read_keyword(fits, "EXPTIME", value, nullptr, &status);
+      exposure[i] = value;
+      fits_close_file(fits, &status);
+      ASSERT_EQ(status, 0);
+    }
+    EXPECT_EQ(pixels[0], pixels[1]) << format;
+    EXPECT_EQ(exposure[0], exposure[1]);
+    EXPECT_NE(exposure[0], "");
+    EXPECT_LT(std::filesystem::file_size(names[1]), std::filesystem::file_size(names[0])) << format;
+    EXPECT_TRUE(std::filesystem::exists(folder.File("small.png"))) << "the preview beside it";
+  }
+}
+
 TEST(ApiFiles, PathsThatCannotBeAreRefusedAndLeaveNothing) {
-  const Folder folder;
+  const TempDirectory folder;
   const ApiCamera camera;
   camera.Corner();
   ApiFrame frame;
@@ -115,7 +143,7 @@ TEST(ApiFiles, PathsThatCannotBeAreRefusedAndLeaveNothing) {
   EXPECT_EQ(orq_frame_save(frame.frame, folder.File("a.jpeg").c_str(), nullptr), ORQ_ERROR_INVALID);
   EXPECT_EQ(orq_frame_save(frame.frame, folder.File("{nothing}.fits").c_str(), nullptr), ORQ_ERROR_INVALID);
   EXPECT_EQ(orq_frame_save(frame.frame, folder.File("no/such/folder.fits").c_str(), nullptr), ORQ_ERROR_FILE);
-  EXPECT_TRUE(std::filesystem::is_empty(folder.path));
+  EXPECT_TRUE(std::filesystem::is_empty(folder.Path()));
 }
 
 TEST(ApiFiles, LabelsThatFitsCannotHoldAreRefused) {

@@ -1,27 +1,17 @@
 // Flash work, the focus motor and registers through the C interface.
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 
 #include "Camera.h"
 #include "models/table/ModelData.h"
 #include "orqcam/orqcam-expert.h"
+#include "unit/support/TempDirectory.h"
 
 namespace orq {
 namespace {
 
 using test::ApiCamera;
 using test::Quick;
-
-struct Folder {
-  Folder() {
-    std::string name = (std::filesystem::temp_directory_path() / "orq-flash-XXXXXX").string();
-    path = ::mkdtemp(name.data());
-  }
-  ~Folder() { std::filesystem::remove_all(path); }
-  std::string File(const std::string& name) const { return (path / name).string(); }
-  std::filesystem::path path;
-};
 
 std::string UserIdOf(const ApiCamera& camera) {
   orq_camera_info info{};
@@ -31,7 +21,7 @@ std::string UserIdOf(const ApiCamera& camera) {
 }
 
 TEST(ApiFlash, AnIdIsStoredAfterABackupThatBringsTheOldOneBack) {
-  const Folder folder;
+  const TempDirectory folder;
   const ApiCamera camera(Quick("k1c"));
   int told = 0;
   const auto tell = [](void* user, const orq_flash_progress* at) {
@@ -64,19 +54,19 @@ TEST(ApiFlash, AnIdIsStoredAfterABackupThatBringsTheOldOneBack) {
 }
 
 TEST(ApiFlash, WorkKeepsTheCameraOpenAndIsEndedByAnAbort) {
-  const Folder folder;
+  const TempDirectory folder;
   const ApiCamera camera("virtual:k1c,flashms=20");
   auto work = test::Waiting(
       [&] { return orq_flash_save(camera.camera, folder.File("flash").c_str(), 0, nullptr, nullptr); });
   EXPECT_EQ(orq_camera_close(camera.camera), ORQ_ERROR_BUSY) << orq_last_error();
   ASSERT_EQ(orq_capture_abort(camera.camera), ORQ_OK);
   EXPECT_EQ(work.get(), ORQ_ERROR_CANCELLED);
-  EXPECT_TRUE(std::filesystem::is_empty(folder.path));
+  EXPECT_TRUE(std::filesystem::is_empty(folder.Path()));
   EXPECT_EQ(orq_camera_close(camera.camera), ORQ_OK);
 }
 
 TEST(ApiFlash, NothingIsTouchedWhileACaptureRuns) {
-  const Folder folder;
+  const TempDirectory folder;
   const ApiCamera camera(Quick("k1c"));
   camera.Corner();
   ASSERT_EQ(orq_video_start(camera.camera), ORQ_OK);
@@ -86,7 +76,7 @@ TEST(ApiFlash, NothingIsTouchedWhileACaptureRuns) {
 }
 
 TEST(ApiFlash, AnExposureThatIsOverKeepsNobodyWaiting) {
-  const Folder folder;
+  const TempDirectory folder;
   const ApiCamera camera("virtual:h53m,timescale=0,scene=dark");
   camera.Corner();
   const orq_dark_options options{sizeof options, 1, 1, 0};

@@ -38,6 +38,16 @@ TEST(ApiOpen, EveryVirtualModelIsListedOpenedAndDescribed) {
     EXPECT_GT(info.sensor_width, 0);
     EXPECT_NE(info.bins & 2U, 0U);
     EXPECT_NE(info.formats & 1U << ORQ_FORMAT_RAW16, 0U);
+    EXPECT_EQ("virtual:" + std::string(info.key), entry.name);
+    EXPECT_NE(std::strlen(entry.summary), 0U);
+    const ModelData& model = *FindModel(info.key);
+    EXPECT_EQ((std::vector{info.width_step, info.height_step, info.start_x_step, info.start_y_step,
+                           info.least_width, info.least_height}),
+              (std::vector{model.region.widthStep, model.region.heightStep, model.region.startXStep,
+                           model.region.startYStep, model.region.minWidth, model.region.minHeight}));
+    // The gain is 0, its factor 1.
+    EXPECT_EQ(info.electrons_per_adu, static_cast<double>(model.baseElectronsPerAdu));
+    EXPECT_EQ((info.abilities & ORQ_ABILITY_USB3) != 0, model.usb3Camera);
   }
   orq_camera_list_release(list);
   std::set<std::string> models;
@@ -45,6 +55,19 @@ TEST(ApiOpen, EveryVirtualModelIsListedOpenedAndDescribed) {
     if (model.maxWidth != 0) models.insert("virtual:" + std::string(model.key));
   }
   EXPECT_EQ(listed, models);
+}
+
+TEST(ApiOpen, TheReplayIsListedForThoseWhoAskForIt) {
+  orq_camera_list* list = nullptr;
+  ASSERT_EQ(orq_list_cameras(ORQ_LIST_REPLAY, &list), ORQ_OK);
+  int32_t count = 0;
+  ASSERT_EQ(orq_camera_list_count(list, &count), ORQ_OK);
+  EXPECT_EQ(count, 1);
+  orq_camera_entry entry{};
+  entry.size = sizeof entry;
+  ASSERT_EQ(orq_camera_list_get(list, 0, &entry), ORQ_OK);
+  EXPECT_STREQ(entry.name, "virtual:replay");
+  orq_camera_list_release(list);
 }
 
 TEST(ApiOpen, ANameThatMeansNoCameraSaysWhatIsWrongWithIt) {

@@ -233,7 +233,7 @@ TEST(ApiTour, TheCableIsPulledAtEveryStep) {
 }
 
 TEST(ApiTour, AVideoGoesOnHoweverOftenTheCableSlips) {
-  const orq_open_options options{sizeof options, ORQ_SETTINGS_OFF, 0, 1};
+  const orq_open_options options{sizeof options, ORQ_SETTINGS_OFF, 0, 1, ""};
   const ApiCamera camera("virtual:k1c,timescale=0", &options);
   camera.Corner();
   ASSERT_EQ(orq_video_start(camera.camera), ORQ_OK);

@@ -6,21 +6,11 @@
 #include <optional>
 #include <string>
 
+#include "camera/Context.h"
 #include "output/ExitCodes.h"
-#include "output/Output.h"
 #include "session/CameraList.h"
 
 namespace orq::cli {
-
-/// What every command is given.
-struct Context {
-  Output& out;
-  std::optional<std::string> camera = std::nullopt;  ///< name as the user wrote it; none: the only one connected
-  bool json = false;
-  bool strict = false;  ///< what is beyond the limits is an error
-  bool debug = false;
-  bool settings = true;  ///< settings are loaded, and may be kept
-};
 
 /// Makes the camera that the context names; not yet open. Says on standard error when its settings could not be
 /// loaded. Throws CliError: wrong name (usage), no such camera.

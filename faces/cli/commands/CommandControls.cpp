@@ -1,83 +1,79 @@
 // orqcam controls, get, set: the camera's controls.
-#include <algorithm>
 #include <memory>
 #include <optional>
 
-#include "camera/ControlAccess.h"
+#include "camera/ControlUse.h"
 #include "commands/Commands.h"
-#include "session/controls/FreshValues.h"
 #include "session/text/Units.h"
-#include "settings/StoredSettings.h"
 #include "support/Text.h"
 
 namespace orq::cli {
 
 namespace {
 
-std::string Shown(ORQ_CONTROL_TYPE id, std::int64_t raw) {
-  return ScaledValue(id, raw).dump();
+std::string Shown(const orq_control_info& control, std::int64_t raw) {
+  return ScaledValue(control, raw).dump();
 }
 
-std::string Shown(ORQ_CONTROL_TYPE id, const ControlReading& reading) {
-  return reading.trouble.empty() ? Shown(id, reading.raw) : "unknown";
+std::string Shown(const orq_control_info& control, const ControlState& state) {
+  return state.trouble.empty() ? Shown(control, state.raw) : "unknown";
 }
 
-Json Value(ORQ_CONTROL_TYPE id, const ControlReading& reading) {
-  return reading.trouble.empty() ? ScaledValue(id, reading.raw) : Json(nullptr);
+Json Value(const orq_control_info& control, const ControlState& state) {
+  return state.trouble.empty() ? ScaledValue(control, state.raw) : Json(nullptr);
 }
 
-std::string Unknown(const Control& control, const ControlReading& reading) {
-  return control.Name() + " is unknown: " + reading.trouble;
+std::string Unknown(const orq_control_info& control, const ControlState& state) {
+  return std::string(control.name) + " is unknown: " + state.trouble;
 }
 
-using Reading = std::optional<ControlReading>;
-using Fresh = std::optional<std::int64_t>;
+// What can only be read has no default.
+Json Default(const orq_control_info& control) {
+  return control.writable == 1 ? ScaledValue(control, control.default_value) : Json(nullptr);
+}
 
-Json Describe(const Control& control, const Reading& reading, const Fresh& fresh) {
-  const ORQ_CONTROL_TYPE id = control.id;
+using State = std::optional<ControlState>;
+
+Json Describe(const orq_control_info& control, const State& state) {
   Json json;
-  json["name"] = control.Name();
-  json["value"] = reading ? Value(id, *reading) : Json(nullptr);
-  if (reading && !reading->trouble.empty()) json["trouble"] = reading->trouble;
-  json["auto"] = reading && reading->automatic;
-  json["min"] = ScaledValue(id, control.caps.minValue);
-  json["max"] = ScaledValue(id, control.caps.maxValue);
-  json["default"] = fresh ? ScaledValue(id, *fresh) : Json(nullptr);
-  json["unit"] = UnitOf(id).unit;
-  json["auto_supported"] = control.caps.isAutoSupported == 1;
-  json["writable"] = control.caps.isWritable == 1;
-  json["description"] = control.caps.description;
+  json["name"] = control.name;
+  json["value"] = state ? Value(control, *state) : Json(nullptr);
+  if (state && !state->trouble.empty()) json["trouble"] = state->trouble;
+  json["auto"] = state && state->automatic;
+  json["min"] = ScaledValue(control, control.minimum);
+  json["max"] = ScaledValue(control, control.maximum);
+  json["default"] = Default(control);
+  json["unit"] = control.unit;
+  json["auto_supported"] = control.automatic == 1;
+  json["writable"] = control.writable == 1;
+  json["description"] = control.description;
   return json;
 }
 
-std::vector<std::string> Row(const Control& control, const Reading& reading, const Fresh& fresh) {
-  const ORQ_CONTROL_TYPE id = control.id;
-  const bool canAuto = control.caps.isAutoSupported == 1;
-  const std::string unit = UnitOf(id).unit;
-  return {control.Name(),
-          reading ? Shown(id, *reading) : "-",
-          !canAuto                        ? "-"
-          : reading && reading->automatic ? "on"
-                                          : "off",
-          Shown(id, control.caps.minValue),
-          Shown(id, control.caps.maxValue),
-          fresh ? Shown(id, *fresh) : "-",
+std::vector<std::string> Row(const orq_control_info& control, const State& state) {
+  const std::string unit = control.unit;
+  return {control.name,
+          state ? Shown(control, *state) : "-",
+          control.automatic != 1      ? "-"
+          : state && state->automatic ? "on"
+                                      : "off",
+          Shown(control, control.minimum),
+          Shown(control, control.maximum),
+          control.writable == 1 ? Shown(control, control.default_value) : "-",
           unit.empty() ? "-" : unit,
-          control.caps.isWritable == 1 ? "yes" : "no",
-          control.caps.description};
+          control.writable == 1 ? "yes" : "no",
+          control.description};
 }
 
 ExitCode RunControls(const Context& context) {
-  Session session(context);
-  const FreshValues defaults(session.Camera());
+  Device camera(context);
   Table table = {{"name", "value", "auto", "min", "max", "default", "unit", "writable", "description"}};
   Json list = Json::array();
-  for (const Control& control : ListControls(session.Camera())) {
-    const Reading reading = TryReadControl(session.Camera(), control);
-    const Fresh fresh = defaults.Of(control);
-    table.push_back(Row(control, reading, fresh));
-    list.push_back(Describe(control, reading, fresh));
-    if (reading && !reading->trouble.empty()) Complain(Unknown(control, *reading));
+  for (const orq_control_info& control : camera->controls()) {
+    const State state = TryReadControl(camera, control);
+    table.push_back(Row(control, state));
+    list.push_back(Describe(control, state));
+    if (state && !state->trouble.empty()) Complain(Unknown(control, *state));
   }
   if (context.json) {
     context.out.Object(list);
@@ -88,22 +84,21 @@ ExitCode RunControls(const Context& context) {
 }
 
 // The values of `controls` as they now are. Throws CliError after that when one is unknown.
-void PrintValues(const Context& context, Session& session, const std::vector<Control>& controls) {
+void PrintValues(const Context& context, Device& camera, const std::vector<orq_control_info>& controls) {
   Json object = Json::object();
   std::vector<std::string> troubles;
-  for (const Control& control : controls) {
-    const ControlReading reading = ReadControl(session.Camera(), control);
-    const std::string unit = reading.trouble.empty() ? UnitOf(control.id).unit : "";
-    Json& entry = object[control.Name()];
-    entry = {
-        {"value", Value(control.id, reading)}, {"unit", UnitOf(control.id).unit}, {"auto", reading.automatic}};
-    if (!reading.trouble.empty()) {
-      entry["trouble"] = reading.trouble;
-      troubles.push_back(Unknown(control, reading));
+  for (const orq_control_info& control : controls) {
+    const ControlState state = ReadControl(camera, control);
+    const std::string unit = state.trouble.empty() ? control.unit : "";
+    Json& entry = object[control.name];
+    entry = {{"value", Value(control, state)}, {"unit", control.unit}, {"auto", state.automatic}};
+    if (!state.trouble.empty()) {
+      entry["trouble"] = state.trouble;
+      troubles.push_back(Unknown(control, state));
     }
     if (!context.json) {
-      context.out.Line(control.Name() + " = " + Shown(control.id, reading) + (unit.empty() ? "" : " " + unit) +
-                       (reading.automatic ? " (auto)" : ""));
+      context.out.Line(std::string(control.name) + " = " + Shown(control, state) +
+                       (unit.empty() ? "" : " " + unit) + (state.automatic ? " (auto)" : ""));
     }
   }
   if (context.json) context.out.Object(object);
@@ -111,17 +106,17 @@ void PrintValues(const Context& context, Session& session, const std::vector<Con
 }
 
 ExitCode RunGet(const Context& context, const std::vector<std::string>& names) {
-  Session session(context);
-  std::vector<Control> controls;
+  Device camera(context);
+  std::vector<orq_control_info> controls;
   controls.reserve(names.size());
-  for (const std::string& name : names) controls.push_back(FindControl(session.Camera(), name));
-  PrintValues(context, session, controls);
+  for (const std::string& name : names) controls.push_back(camera->control(name));
+  PrintValues(context, camera, controls);
   return kExitOk;
 }
 
 void TellOfLongExposure(std::uint64_t exposureUs) {
-  if (exposureUs <= kLongestLoadedExposureUs) return;
-  Complain("later runs start with an exposure of " + ExposureText(kLongestLoadedExposureUs) +
+  if (exposureUs <= ORQ_LONGEST_KEPT_EXPOSURE_US) return;
+  Complain("later runs start with an exposure of " + ExposureText(ORQ_LONGEST_KEPT_EXPOSURE_US) +
            "; give capture and stream --exposure " + ExposureText(exposureUs));
 }
 
@@ -131,24 +126,26 @@ ExitCode RunSet(const Context& context, const std::vector<std::string>& words) {
       throw CliError(kExitUsage, "'" + word + "' is not a setting: write NAME=VALUE or NAME=auto");
     }
   }
-  Session session(context);
-  std::vector<Control> controls;
-  std::vector<ControlSetting> settings;
+  Device camera(context);
+  std::vector<orq_control_info> controls;
+  std::vector<ControlChange> changes;
   // All words are understood before the first control changes.
   for (const std::string& word : words) {
     const std::size_t equals = word.find('=');
-    controls.push_back(FindControl(session.Camera(), word.substr(0, equals)));
-    settings.push_back(ParseSetting(controls.back(), word.substr(equals + 1)));
+    controls.push_back(camera->control(word.substr(0, equals)));
+    changes.push_back(ParseChange(controls.back(), word.substr(equals + 1)));
   }
-  if (session.Strict()) {
-    for (std::size_t i = 0; i < controls.size(); ++i) DemandWithin(controls[i], settings[i]);
+  if (camera.Strict()) {
+    for (std::size_t i = 0; i < controls.size(); ++i) DemandWithin(controls[i], changes[i]);
   }
-  for (std::size_t i = 0; i < controls.size(); ++i) WriteControl(session, controls[i], settings[i]);
-  PrintValues(context, session, controls);
+  for (std::size_t i = 0; i < controls.size(); ++i) WriteControl(camera, controls[i], changes[i]);
+  PrintValues(context, camera, controls);
   if (!context.settings) return kExitOk;
-  session.DemandKept();
-  for (const Control& control : controls) {
-    if (control.id == ORQ_EXPOSURE) TellOfLongExposure(session.Camera().exposureUs);
+  camera.DemandKept();
+  for (const orq_control_info& control : controls) {
+    if (control.id == ORQ_CONTROL_EXPOSURE) {
+      TellOfLongExposure(static_cast<std::uint64_t>(camera->exposure().count()));
+    }
   }
   return kExitOk;
 }

@@ -3,6 +3,7 @@
 #include <array>
 #include <memory>
 
+#include "camera/Device.h"
 #include "camera/FlashWork.h"
 #include "commands/Commands.h"
 
@@ -53,9 +54,9 @@ ExitCode RunStore(const Context& context, const IdOptions& options, const _ORQ_I
 }
 
 ExitCode RunSerial(const Context& context) {
-  Session session(context);
-  const std::string serial = session.Serial();
-  if (serial.empty()) session.Fail("the camera gives no serial number");
+  const Device camera(context);
+  const std::string serial = camera.Info().serial;
+  if (serial.empty()) throw CliError(Status::Refused, "the camera gives no serial number");
   Report report;
   report.Add("serial", serial);
   report.Print(context.out, context.json);

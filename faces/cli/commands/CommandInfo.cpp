@@ -1,93 +1,96 @@
 // orqcam info: what a camera is.
+#include <algorithm>
 #include <cstdlib>
-#include <string_view>
 
+#include "camera/Device.h"
+#include "camera/Words.h"
 #include "commands/Commands.h"
-#include "session/frame/FrameFacts.h"
-#include "support/BayerNames.h"
 #include "support/Text.h"
 
 namespace orq::cli {
 
 namespace {
 
-Json OrNone(const std::string& text) {
-  return text.empty() ? Json(nullptr) : Json(text);
+constexpr int kMostBins = 32;
+
+Json OrNone(const char* text) {
+  return text[0] == '\0' ? Json(nullptr) : Json(text);
 }
 
-Json Bins(const ModelData& model) {
+Json Bins(const orq_camera_info& info) {
   Json bins = Json::array();
-  for (const std::uint8_t bin : model.bins) {
-    if (bin == 0) break;
-    bins.push_back(bin);
+  for (int bin = 1; bin < kMostBins; ++bin) {
+    if ((info.bins >> bin & 1U) != 0) bins.push_back(bin);
   }
   return bins;
 }
 
-Json Formats(CModelCamera& camera) {
+Json Formats(const orq_camera_info& info) {
   Json formats = Json::array();
-  for (const IMG_TYPE format : kFormats) {
-    if (camera.IsImgTypeSupported(format)) formats.push_back(FormatName(format));
+  for (std::size_t format = 0; format < kFormatNames.size(); ++format) {
+    if ((info.formats >> format & 1U) != 0) formats.push_back(kFormatNames[format]);
   }
   return formats;
 }
 
-Json Bayer(const ModelData& model) {
-  const std::string_view name = model.colour ? BayerNameOf(model.bayerPattern) : std::string_view{};
-  return name.empty() ? Json() : Json(name);
+Json Bayer(const orq_camera_info& info) {
+  const char* const name = BayerName(info.bayer);
+  return name == nullptr ? Json() : Json(name);
 }
 
-void AddRegion(Report& report, const CModelCamera& camera) {
-  const RegionRules& rules = camera.Model().region;
-  report.Add("region_width_step", rules.widthStep, "px");
-  report.Add("region_height_step", rules.heightStep, "px");
-  report.Add("region_start_x_step", rules.startXStep, "px");
-  report.Add("region_start_y_step", rules.startYStep, "px");
-  report.Add("region_least_width", rules.minWidth, "px");
-  report.Add("region_least_height", rules.minHeight, "px");
-  const FrameRegion region = camera.Region();
-  report.Add("region", Json{region.startX, region.startY, region.width * region.bin, region.height * region.bin},
-             "px");
+bool Has(Device& camera, std::int32_t control) {
+  const auto controls = camera->controls();
+  return std::ranges::find(controls, control, &orq_control_info::id) != controls.end();
+}
+
+void AddRegion(Report& report, Device& camera) {
+  const orq_camera_info& info = camera.Info();
+  report.Add("region_width_step", info.width_step, "px");
+  report.Add("region_height_step", info.height_step, "px");
+  report.Add("region_start_x_step", info.start_x_step, "px");
+  report.Add("region_start_y_step", info.start_y_step, "px");
+  report.Add("region_least_width", info.least_width, "px");
+  report.Add("region_least_height", info.least_height, "px");
+  const orq_region region = camera->region();
+  report.Add("region",
+             Json{region.start_x, region.start_y, region.width * region.bin, region.height * region.bin}, "px");
   report.Add("bin", region.bin);
-  report.Add("format", FormatName(region.format));
+  report.Add("format", kFormatNames.at(static_cast<std::size_t>(region.format)));
 }
 
-// From the camera's information record.
-void AddRecord(Report& report, CModelCamera& camera) {
-  _ORQ_CAMERA_INFO info{};
-  camera.GetCameraProperty(&info);
-  report.Add("cooled", info.hasCooler != 0);
-  report.Add("guide_port", info.hasGuidePort != 0);
-  report.Add("shutter", info.hasShutter != 0);
-  report.Add("trigger_modes", info.hasTriggerModes != 0);
-  report.Add("usb3_camera", info.usb3Camera != 0);
-  report.Add("usb3_port", info.usb3HostPort != 0);
+void AddAbilities(Report& report, const Device& camera) {
+  const orq_camera_info& info = camera.Info();
+  report.Add("cooled", camera.Can(ORQ_ABILITY_COOLER));
+  report.Add("guide_port", camera.Can(ORQ_ABILITY_GUIDE_PORT));
+  report.Add("shutter", false);  // no camera has one
+  report.Add("trigger_modes", camera.Can(ORQ_ABILITY_TRIGGER));
+  report.Add("usb3_camera", camera.Can(ORQ_ABILITY_USB3));
+  report.Add("usb3_port", info.speed == ORQ_SPEED_USB3);
   // Computed in single precision; 0: the model does not know.
-  const double electrons = std::strtod(Format("%.7g", static_cast<double>(info.electronsPerAdu)).c_str(), nullptr);
+  const double electrons = std::strtod(Format("%.7g", info.electrons_per_adu).c_str(), nullptr);
   report.Add("electrons_per_adu", electrons > 0.0 ? Json(electrons) : Json(nullptr));
 }
 
 ExitCode RunInfo(const Context& context) {
-  Session session(context);
-  const ModelData& model = session.Model();
-  CModelCamera& camera = session.Camera();
+  Device camera(context);
+  const orq_camera_info& info = camera.Info();
   Report report;
-  report.Add("model", camera.modelName);
-  report.Add("key", model.key);
-  report.Add("serial", OrNone(session.Serial()));
-  report.Add("id", OrNone(session.UserId()));
-  report.Add("firmware", session.Firmware());
-  report.Add("usb_speed", session.Speed());
-  report.Add("sensor_width", camera.iMaxWidth, "px");
-  report.Add("sensor_height", camera.iMaxHeight, "px");
-  report.Add("pixel_size", camera.pixelSizeUm > 0.0 ? Json(camera.pixelSizeUm) : Json(nullptr), "um");
-  report.Add("colour", camera.bIsColor != 0);
-  report.Add("bayer", Bayer(model));
-  report.Add("adc_bits", camera.iADCBits);
-  AddRecord(report, camera);
-  report.Add("bins", Bins(model));
-  report.Add("hardware_bin", camera.hasHardwareBin != 0);
-  report.Add("formats", Formats(camera));
+  report.Add("model", info.model);
+  report.Add("key", info.key);
+  report.Add("serial", OrNone(info.serial));
+  report.Add("id", OrNone(info.user_id));
+  report.Add("firmware", info.firmware);
+  report.Add("usb_speed", SpeedName(info.speed));
+  report.Add("sensor_width", info.sensor_width, "px");
+  report.Add("sensor_height", info.sensor_height, "px");
+  report.Add("pixel_size", info.pixel_um > 0.0 ? Json(info.pixel_um) : Json(nullptr), "um");
+  report.Add("colour", info.bayer != ORQ_BAYER_NONE);
+  report.Add("bayer", Bayer(info));
+  report.Add("adc_bits", info.adc_bits);
+  AddAbilities(report, camera);
+  report.Add("bins", Bins(info));
+  report.Add("hardware_bin", Has(camera, ORQ_CONTROL_HARDWARE_BIN));
+  report.Add("formats", Formats(info));
   AddRegion(report, camera);
   report.Print(context.out, context.json);
   return kExitOk;

@@ -1,6 +1,9 @@
 // orqcam reg: registers, for camera engineers.
+#include <orqcam/orqcam-expert.h>
+
 #include <memory>
 
+#include "camera/Device.h"
 #include "commands/Commands.h"
 #include "session/text/Units.h"
 #include "support/Text.h"
@@ -23,14 +26,9 @@ struct RegOptions {
 // The two register spaces of a camera.
 struct Chip {
   const char* name;
-  bool (CCameraFX3::*read)(unsigned short, unsigned char*);
-  bool (*write)(CCameraFX3&, unsigned short, unsigned char);
+  std::int32_t number;
 };
-constexpr Chip kChips[] = {
-    {"fpga", &CCameraFX3::ReadFPGAREG,
-     [](CCameraFX3& link, unsigned short reg, unsigned char value) { return link.WriteFPGAREG(reg, value); }},
-    {"sensor", &CCameraFX3::ReadSONYREG,
-     [](CCameraFX3& link, unsigned short reg, unsigned char value) { return link.WriteSONYREG(reg, value); }}};
+constexpr Chip kChips[] = {{"fpga", ORQ_CHIP_FPGA}, {"sensor", ORQ_CHIP_SENSOR}};
 
 const Chip& FindChip(const std::string& name) {
   for (const Chip& chip : kChips) {
@@ -53,13 +51,13 @@ void DemandUnsafe(const RegOptions& options) {
   throw CliError(kExitUsage, "registers can upset or damage a camera: give --unsafe if you know what you do");
 }
 
-void AddRegister(Report& report, const Context& context, Session& session, const Chip& chip, int address) {
-  unsigned char value = 0;
-  if (!(session.Camera().*chip.read)(static_cast<unsigned short>(address), &value)) {
-    session.Fail(Format("cannot read %s register 0x%04X", chip.name, static_cast<unsigned>(address)));
-  }
-  report.Add(Format("0x%04X", static_cast<unsigned>(address)),
-             context.json ? Json(value) : Json(Format("0x%02X", value)));
+void AddRegister(Report& report, const Context& context, Device& camera, const Chip& chip, int address) {
+  const auto reg = static_cast<unsigned>(address);
+  std::uint8_t value = 0;
+  camera.Do(Format("cannot read %s register 0x%04X", chip.name, reg), [&](const Camera& open) {
+    check(orq_expert_register_read(open.get(), chip.number, reg, &value));
+  });
+  report.Add(Format("0x%04X", reg), context.json ? Json(value) : Json(Format("0x%02X", value)));
 }
 
 ExitCode RunRead(const Context& context, const RegOptions& options) {
@@ -67,10 +65,10 @@ ExitCode RunRead(const Context& context, const RegOptions& options) {
   const Chip& chip = FindChip(options.chip);
   const int first = InRange(options.address, 0, kLastAddress, "address");
   const int count = InRange(options.count, 1, kLastAddress + 1 - first, "count");
-  Session session(context);
+  Device camera(context);
   Report report;
   for (int address = first; address < first + count; ++address)
-    AddRegister(report, context, session, chip, address);
+    AddRegister(report, context, camera, chip, address);
   report.Print(context.out, context.json);
   return kExitOk;
 }
@@ -81,12 +79,14 @@ ExitCode RunWrite(const Context& context, const RegOptions& options) {
   const Chip& chip = FindChip(options.chip);
   const int address = InRange(options.address, 0, kLastAddress, "address");
   const int value = InRange(options.value, 0, kLastValue, "value");
-  Session session(context);
-  if (!chip.write(session.Camera(), static_cast<unsigned short>(address), static_cast<unsigned char>(value))) {
-    session.Fail(Format("cannot write %s register 0x%04X", chip.name, static_cast<unsigned>(address)));
-  }
+  Device camera(context);
+  camera.Do(Format("cannot write %s register 0x%04X", chip.name, static_cast<unsigned>(address)),
+            [&](const Camera& open) {
+              check(orq_expert_register_write(open.get(), chip.number, static_cast<std::uint32_t>(address),
+                                              static_cast<std::uint32_t>(value)));
+            });
   Report report;
-  AddRegister(report, context, session, chip, address);
+  AddRegister(report, context, camera, chip, address);
   report.Print(context.out, context.json);
   return kExitOk;
 }

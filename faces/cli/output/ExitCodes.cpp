@@ -76,4 +76,8 @@ ExitCode ExitCodeOf(const Failure& failure) {
   return own != nullptr ? own->Exit() : ExitCodeOf(failure.Code());
 }
 
+ExitCode ExitCodeOf(const Error& error) {
+  return ExitCodeOf(static_cast<Status>(error.status()));
+}
+
 }  // namespace orq::cli

@@ -1,6 +1,7 @@
 // How a run of orqcam ends.
 #pragma once
 
+#include <orqcam/orqcam.hpp>
 #include <string>
 
 #include "session/Failure.h"
@@ -35,5 +36,6 @@ class CliError : public Failure {
 
 /// What a failure ends the command with: a wrong argument was on the command line, a lost camera is lost.
 ExitCode ExitCodeOf(const Failure& failure);
+ExitCode ExitCodeOf(const Error& error);
 
 }  // namespace orq::cli

@@ -3,6 +3,7 @@
 #include <string>
 #include <utility>
 
+#include "output/FrameReport.h"
 #include "output/Output.h"
 #include "session/frame/Clipping.h"
 #include "session/frame/FrameTime.h"
@@ -11,25 +12,32 @@
 namespace orq::cli {
 
 void GpsWatch::Look(const FrameInfo& info) {
-  const GpsState state = info.gps.state;
-  if (state == GpsState::None) return;
-  const std::uint64_t wrong = std::exchange(wrong_, info.gps.predictions.wrong);
-  if (wrong_ > wrong) {
+  Look(static_cast<std::int32_t>(info.gps.state), info.gps.predictions.wrong, info.sequence,
+       session::GpsTrouble(info));
+}
+
+void GpsWatch::Look(const orq_frame_info& info, const orq_frame_gps& gps) {
+  Look(gps.state, gps.wrong, info.sequence, GpsTrouble(gps));
+}
+
+void GpsWatch::Look(std::int32_t state, std::uint64_t wrong, std::uint32_t sequence, const std::string& trouble) {
+  if (state == ORQ_GPS_NONE) return;
+  const std::uint64_t before = std::exchange(wrong_, wrong);
+  if (wrong > before) {
     Complain(
         Format("the predicted GPS times of %llu frame%s before camera sequence %u were wrong: the camera "
                "did not keep its pace",
-               static_cast<unsigned long long>(wrong_ - wrong), wrong_ - wrong == 1 ? "" : "s", info.sequence));
+               static_cast<unsigned long long>(wrong - before), wrong - before == 1 ? "" : "s", sequence));
   }
-  if (state == GpsState::Missed) {
-    if (!missedTold_) Complain("not all frames have GPS time, but the computer's: " + GpsTrouble(info));
+  if (state == ORQ_GPS_MISSED) {
+    if (!missedTold_) Complain("not all frames have GPS time, but the computer's: " + trouble);
     missedTold_ = true;
     return;
   }
-  const bool lost = !HasGpsTime(info);
+  const bool lost = state != ORQ_GPS_FIX && state != ORQ_GPS_PREDICTED;
   if (lost == lost_) return;
   lost_ = lost;
-  Complain(lost ? "frames have the computer's time now, not GPS time: " + GpsTrouble(info)
-                : "frames have GPS time again");
+  Complain(lost ? "frames have the computer's time now, not GPS time: " + trouble : "frames have GPS time again");
 }
 
 void ClippingWatch::Look(Frame& frame) {

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstdint>
+#include <orqcam/orqcam.hpp>
+#include <string>
 
 #include "camera/Frame.h"
 
@@ -14,8 +16,11 @@ class GpsWatch {
   /// `tellsMissed`: whether that matters.
   explicit GpsWatch(bool tellsMissed) : missedTold_(!tellsMissed) {}
   void Look(const FrameInfo& info);
+  void Look(const orq_frame_info& info, const orq_frame_gps& gps);
 
  private:
+  void Look(std::int32_t state, std::uint64_t wrong, std::uint32_t sequence, const std::string& trouble);
+
   bool missedTold_;
   bool lost_ = false;
   std::uint64_t wrong_ = 0;  ///< predictions

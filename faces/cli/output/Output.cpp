@@ -60,6 +60,14 @@ void WriteError(std::string line) {
   [[maybe_unused]] const ssize_t ignored = write(STDERR_FILENO, line.data(), line.size());
 }
 
+void ComplainLast(const char* name, const char* message, int code) {
+  if (g_speaksJson) {
+    WriteError(OneLine({{"error", name}, {"message", message}, {"exit_code", code}}));
+  } else {
+    WriteError(Shown(message));
+  }
+}
+
 std::string JsonKey(const std::string& key, const std::string& unit) {
   // What is counted needs no unit in a key.
   if (unit.empty() || unit == "frames" || unit == "transfers" || unit == "px") return key;
@@ -179,12 +187,11 @@ void Complain(std::string_view message) {
 }
 
 void ComplainLast(const Failure& failure) {
-  if (g_speaksJson) {
-    const int code = ExitCodeOf(failure);
-    WriteError(OneLine({{"error", TextOf(failure.Code())}, {"message", failure.what()}, {"exit_code", code}}));
-  } else {
-    WriteError(Shown(failure.what()));
-  }
+  ComplainLast(TextOf(failure.Code()), failure.what(), ExitCodeOf(failure));
+}
+
+void ComplainLast(const Error& error) {
+  ComplainLast(orq_status_name(error.status()), error.what(), ExitCodeOf(error));
 }
 
 void SpeakJson() {

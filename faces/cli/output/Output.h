@@ -80,6 +80,7 @@ void PrintTable(Output& out, const Table& table);
 void Complain(std::string_view message);
 /// Why the run ends: a line like the above, or the object {"error": name, "message": ..., "exit_code": ...}.
 void ComplainLast(const Failure& failure);
+void ComplainLast(const Error& error);
 /// From now on standard error speaks to programs. Before any thread is started.
 void SpeakJson();
 

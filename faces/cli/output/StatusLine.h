@@ -15,6 +15,7 @@ class StatusLine {
   StatusLine(const StatusLine&) = delete;
   StatusLine& operator=(const StatusLine&) = delete;
 
+  bool IsShown() const { return active_; }
   /// Ten times a second at most; between that it does nothing.
   void Show(const std::string& text);
 

@@ -29,7 +29,7 @@ void toPlanes(const Frame& frame, std::uint8_t* to) {
 }
 
 orq_labels labelsOf(INDI::CCDChip::CCD_FRAME type, const char* observer, const char* object) {
-  orq_labels labels = detail::sized<orq_labels>();
+  orq_labels labels = sized<orq_labels>();
   switch (type) {
     case INDI::CCDChip::DARK_FRAME:
       labels.image_type = ORQ_IMAGE_DARK;

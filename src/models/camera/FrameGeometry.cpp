@@ -112,6 +112,12 @@ bool FitRegionTo(const ModelData& model, const FrameRegion& wanted, FrameRegion&
   return true;
 }
 
+ModelData UsablePart(ModelData model) {
+  model.maxWidth = RoundDown(model.maxWidth, model.region.widthStep);
+  model.maxHeight = RoundDown(model.maxHeight, model.region.heightStep);
+  return model;
+}
+
 FrameRegion FullRegion(const ModelData& model) {
   FrameRegion region;
   region.width = RoundDown(model.maxWidth, model.region.widthStep);

@@ -18,6 +18,10 @@ const char* FormatName(IMG_TYPE format);
 
 /// The nearest region that the model's rules allow; see CModelCamera::FitRegion.
 bool FitRegionTo(const ModelData& model, const FrameRegion& wanted, FrameRegion& fitted, std::string& reason);
+/// The model with the part of its sensor that frames can show: a sensor whose width or height is no multiple of
+/// the region's step loses the last columns and rows. Dark and hot pixel images have the size of the largest
+/// frame.
+ModelData UsablePart(ModelData model);
 /// The whole sensor at bin 1, 16 bit.
 FrameRegion FullRegion(const ModelData& model);
 

@@ -74,16 +74,17 @@ std::size_t FrameMemory(const ModelData& model) {
 
 }  // namespace
 
-CModelCamera::CModelCamera(const ModelData& model, SettingsUse settings)
-    : model_(model), worker_(std::make_unique<Worker>(FrameMemory(model))) {
-  settingsUse = settings;
+CModelCamera::CModelCamera(const ModelData& model, const SettingsChoice& settings)
+    : model_(UsablePart(model)), worker_(std::make_unique<Worker>(FrameMemory(model_))) {
+  settingsUse = settings.use;
+  settingsFolder = settings.folder;
   DescribeModel();
   if (model_.cooled) cooler_ = std::make_unique<Cooler>(*this, model_.cooler, model_.timeScale);
   if (model_.gps) worker_->gps.emplace(*this);
   worker_->converter.RGBYUV_Init();
   InitVariable();
   SetGamma(kNeutralGamma);
-  if (settings != SettingsUse::Off) LoadSetting();
+  if (settings.use != SettingsUse::Off) LoadSetting();
   AdoptFields();
   captureThr.InitFuncPt(&CModelCamera::RunCapture);
   exposureThr.InitFuncPt(&CModelCamera::RunTriggeredExposure);

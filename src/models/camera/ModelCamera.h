@@ -27,7 +27,7 @@ struct FrameSetup;
 class CModelCamera : public CCameraBase {
  public:
   /// Loads the model's settings from the settings file, within the model's limits, unless `settings` says not to.
-  explicit CModelCamera(const ModelData& model, SettingsUse settings = SettingsUse::LoadAndKeep);
+  explicit CModelCamera(const ModelData& model, const SettingsChoice& settings = SettingsUse::LoadAndKeep);
   /// Stops capture and closes.
   ~CModelCamera() override;
 
@@ -203,7 +203,7 @@ class CModelCamera : public CCameraBase {
   void CloseAutoGate();
   std::optional<int> SetClimate(ORQ_CONTROL_TYPE id, long value);
 
-  const ModelData model_;
+  const ModelData model_;  // before what is made by it
   std::unique_ptr<Worker> worker_;
   std::unique_ptr<Cooler> cooler_;  ///< of cooled models, else null
 };

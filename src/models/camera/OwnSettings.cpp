@@ -30,7 +30,7 @@ using Bytes = std::array<unsigned char, sizeof(std::int32_t)>;
 
 void LoadOwnSettings(CModelCamera& camera) {
   xmlHandle key{};
-  if (XMLOpenKey(kSettingsFile, PathOf(camera).c_str(), &key) == 0) return;
+  if (XMLOpenKey(SettingsFileIn(camera.settingsFolder).c_str(), PathOf(camera).c_str(), &key) == 0) return;
   for (const OwnSetting& setting : kOwnSettings) {
     if (!Has(camera, setting)) continue;
     Bytes bytes{};
@@ -46,7 +46,8 @@ void LoadOwnSettings(CModelCamera& camera) {
 
 void KeepOwnSettings(CModelCamera& camera) {
   xmlHandle key{};
-  if (XMLCreateKey(kSettingsFile, PathOf(camera).c_str(), &key, nullptr) == 0) return;
+  if (XMLCreateKey(SettingsFileIn(camera.settingsFolder).c_str(), PathOf(camera).c_str(), &key, nullptr) == 0)
+    return;
   for (const OwnSetting& setting : kOwnSettings) {
     long value = 0;
     if (!Has(camera, setting) || camera.GetControlValue(setting.control, &value, nullptr) != CTRL_OK) continue;

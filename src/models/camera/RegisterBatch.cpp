@@ -1,7 +1,6 @@
 #include "models/camera/RegisterBatch.h"
 
 #include <algorithm>
-#include <cassert>
 
 #include "link/CameraFX3.h"
 #include "link/WireProtocol.h"
@@ -20,7 +19,8 @@ bool WriteAll(CCameraFX3& link, const RegisterBatch& batch) {
   return std::ranges::all_of(batch.Writes(), [&](const RegisterWrite& write) { return Write(link, write); });
 }
 
-/// Last of a batch: registers of the sensor take effect at once, and a frame with the new tag has all of them.
+/// Last of a batch: a sensor may take its registers up before the FPGA does, and a frame with the new tag has all
+/// of them.
 bool WriteNextTag(CCameraFX3& link) {
   RegisterBatch tag;
   tag.Fpga(wire::kFpgaSettingsTag, link.Tag().CountUp(), kTagBytes);
@@ -31,8 +31,7 @@ bool WriteNextTag(CCameraFX3& link) {
 
 void RegisterBatch::Add(bool sensor, std::uint16_t reg, std::uint64_t value, int bytes) {
   for (int i = 0; i < bytes; ++i) {
-    assert(count_ < writes_.size());
-    writes_[count_++] = {sensor, static_cast<std::uint16_t>(reg + i), static_cast<std::uint8_t>(value >> (8 * i))};
+    writes_.push_back({sensor, static_cast<std::uint16_t>(reg + i), static_cast<std::uint8_t>(value >> (8 * i))});
   }
 }
 

@@ -1,10 +1,9 @@
 // Several registers of a camera that change together.
 #pragma once
 
-#include <array>
-#include <cstddef>
 #include <cstdint>
 #include <span>
+#include <vector>
 
 class CCameraFX3;
 
@@ -16,18 +15,17 @@ struct RegisterWrite {
   std::uint8_t value = 0;
 };
 
-/// Up to 24 byte writes, in order. Multi-byte values are split least significant byte first.
+/// Byte writes, in order. Multi-byte values are split least significant byte first.
 class RegisterBatch {
  public:
   void Fpga(std::uint16_t reg, std::uint64_t value, int bytes = 1) { Add(false, reg, value, bytes); }
   void Sensor(std::uint16_t reg, std::uint64_t value, int bytes = 1) { Add(true, reg, value, bytes); }
-  std::span<const RegisterWrite> Writes() const { return std::span(writes_).first(count_); }
+  std::span<const RegisterWrite> Writes() const { return writes_; }
 
  private:
   void Add(bool sensor, std::uint16_t reg, std::uint64_t value, int bytes);
 
-  std::array<RegisterWrite, 24> writes_{};
-  std::size_t count_ = 0;
+  std::vector<RegisterWrite> writes_;
 };
 
 /// Writes `batch` and a new settings tag inside the FPGA's update hold, so that a frame sees all of it or nothing,

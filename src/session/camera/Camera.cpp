@@ -7,6 +7,7 @@
 #include "session/LinkFailure.h"
 #include "session/camera/OpenTrouble.h"
 #include "session/controls/FreshValues.h"
+#include "settings/XmlStore.h"
 #include "support/Hex.h"
 #include "virtual/bus/VirtualBus.h"
 
@@ -26,15 +27,23 @@ std::shared_ptr<Camera> Camera::Open(std::string_view name, const OpenOptions& o
 
 void Camera::OpenDevice(std::string_view name, const OpenOptions& options) {
   options_ = options;
-  named_ = FindCamera(name, options.settings);
+  named_ = FindCamera(name, {options.settings, options.settingsFolder});
   CModelCamera& device = Device();
-  if (options.settings != SettingsUse::Off) LoadOwnSettings(device);
+  if (options.settings != SettingsUse::Off) {
+    LoadOwnSettings(device);
+    const std::string trouble = TakeXmlTrouble();
+    if (!trouble.empty()) events_->Put(EventKind::Settings, "going on without kept settings: " + trouble);
+  }
+  const bool repairs = device.HPC != 0;
   if (options.frameMemoryBytes != 0) device.Mailbox().Pool().SetLimit(options.frameMemoryBytes);
   device.GiveUpAfterTimeout(true);
   device.ReadWithFrames(true);
   if (device.Model().gps) device.StampFrames(std::chrono::milliseconds(0));
   device.OnCaptureEnd([this] { LookSoon(true); });
   if (device.OpenCamera(named_.openIndex) == 0) throw OpenFailure(device, std::string(name));
+  if (repairs && device.HPC == 0) {
+    events_->Put(EventKind::Uncorrected, "hot pixels are not repaired: their table cannot be loaded");
+  }
   KeepFacts(ReadFacts());
   // One that was found on is left on.
   long cools = 0;
@@ -155,7 +164,6 @@ void Camera::ReopenNow() {
   capture_ = Capture::None;
   abortWanted_ = false;
   state_ = State::Open;
-  events_->KeepAwake(false);
 }
 
 CameraFacts Camera::Facts() {

@@ -29,6 +29,7 @@ namespace orq::session {
 
 struct OpenOptions {
   SettingsUse settings = SettingsUse::Off;
+  std::string settingsFolder;        ///< where they are kept, from the root on; empty: the store decides
   std::size_t frameMemoryBytes = 0;  ///< bound of all frames, ready and held; 0: four frames of the whole sensor
   bool resume = false;  ///< after a loss: reopen by itself when the camera is back, and go on with a video
 };
@@ -77,6 +78,8 @@ class Camera {
   std::int64_t DefaultOf(const Control& control);
   const ModelData& Model() const { return named_.camera->Model(); }
   const NamedCamera& Named() const { return named_; }
+  /// Whether kept settings have to do with this camera.
+  bool HasSettings() const { return options_.settings != SettingsUse::Off; }
 
   /// Starts one exposure. `exposure` 0: as the control says. State: a capture runs.
   void StartExposure(std::chrono::microseconds exposure);
@@ -173,8 +176,8 @@ class Camera {
   void WakeWaiters();
   /// Wakes the camera's own thread.
   void LookSoon(bool captureEnded);
-  [[noreturn]] void FailWait(FrameMailbox::Result result, std::uint64_t abortsBefore,
-                             std::uint64_t noBufferBefore);
+  /// `starved`: frames came, and there was no memory for them.
+  [[noreturn]] void FailWait(FrameMailbox::Result result, std::uint64_t abortsBefore, bool starved);
 
   // Camera's own thread.
   void Watch();

@@ -9,6 +9,8 @@ namespace {
 using std::chrono::microseconds;
 using Clock = std::chrono::steady_clock;
 
+constexpr int kMemoryWaitMs = 2000;  // so long, others may hold all frames
+
 }  // namespace
 
 void Camera::StartExposure(microseconds exposure) {
@@ -141,22 +143,26 @@ std::shared_ptr<FrameReader> Camera::OpenReader(ReadMode mode, std::size_t depth
   return reader;
 }
 
+// Whoever waits for ever may be the one who holds all frames: that wait would never end.
 FramePtr Camera::AwaitFrame(FrameReader* reader, int waitMs) {
   if (reader == nullptr) DemandOpen();
   const std::uint64_t aborts = aborts_;
-  const std::uint64_t noBuffer = Device().Mailbox().NoBuffer();
   const auto goOn = [this, aborts] { return aborts_ == aborts && state_ == State::Open; };
-  FramePtr frame;
-  const FrameMailbox::Result result = Device().AwaitFrame(reader, waitMs, goOn, frame);
-  if (result == FrameMailbox::Result::Frame) return frame;
-  FailWait(result, aborts, noBuffer);
+  for (;;) {
+    const std::uint64_t noBuffer = Device().Mailbox().NoBuffer();
+    FramePtr frame;
+    const FrameMailbox::Result result =
+        Device().AwaitFrame(reader, waitMs < 0 ? kMemoryWaitMs : waitMs, goOn, frame);
+    if (result == FrameMailbox::Result::Frame) return frame;
+    const bool starved = Device().Mailbox().NoBuffer() > noBuffer;
+    if (result != FrameMailbox::Result::TimedOut || waitMs >= 0 || starved) FailWait(result, aborts, starved);
+  }
 }
 
-void Camera::FailWait(FrameMailbox::Result result, std::uint64_t abortsBefore, std::uint64_t noBufferBefore) {
+void Camera::FailWait(FrameMailbox::Result result, std::uint64_t abortsBefore, bool starved) {
   if (result == FrameMailbox::Result::Closed) throw Failure(Status::Cancelled, "the reader was released");
-  const std::uint64_t noBuffer = Device().Mailbox().NoBuffer();
   if (result == FrameMailbox::Result::TimedOut) {
-    if (noBuffer > noBufferBefore) {
+    if (starved) {
       throw Failure(Status::Memory,
                     "all memory for frames is in use: release frames that are no longer needed, or allow more");
     }

@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "session/LinkFailure.h"
+#include "session/camera/CameraAutomatic.h"
 #include "session/controls/FreshValues.h"
 #include "session/cooling/Climate.h"
 #include "session/cooling/CoolerWork.h"
@@ -18,17 +19,10 @@ bool ChangesFrames(ORQ_CONTROL_TYPE id) {
   return std::ranges::find(kThose, id) != kThose.end();
 }
 
-bool IsAutomatic(CModelCamera& device) {
-  return device.AutoExp != 0 || device.AutoGain != 0 || (device.bIsColor != 0 && device.autoWB != 0);
-}
-
-// With the turn held.
-void RunAutomatic(CModelCamera& device) {
-  if (!IsAutomatic(device)) {
-    device.StopAutoControlThr();
-  } else if (!device.autoThr.IsActive() && device.StartAutoControlThr() == 0) {
-    throw Failure(Status::Internal, "automatic control could not be started");
-  }
+// With a change of these automatic control has something new to settle.
+bool SteersAutomatic(const Control& control) {
+  constexpr std::array kLimits = {ORQ_AUTO_EXP_MAX_GAIN, ORQ_AUTO_EXP_MAX_EXP_MS, ORQ_AUTO_EXP_TARGET_BRIGHTNESS};
+  return control.caps.isAutoSupported != 0 || std::ranges::find(kLimits, control.id) != kLimits.end();
 }
 
 // A loss cuts it short as an abort does.
@@ -65,10 +59,10 @@ ControlReading Read(Camera& camera, const Control& control) {
 }
 
 void Write(Camera& camera, const Control& control, const ControlSetting& setting) {
-  if (setting.automatic || control.caps.isAutoSupported != 0 || ChangesFrames(control.id)) {
+  if (setting.automatic || SteersAutomatic(control) || ChangesFrames(control.id)) {
     const Camera::Turn turn(camera);
     WriteControl(*turn, control, setting, Limits::Demand);
-    if (control.caps.isAutoSupported != 0) RunAutomatic(*turn);
+    if (SteersAutomatic(control)) RunAutomatic(*turn);
     return;
   }
   WriteControl(*Camera::Use(camera), control, setting, Limits::Demand);
@@ -85,7 +79,7 @@ CoolerState Cooling(Camera& camera) {
   state.power = static_cast<double>(device->coolPowerPerc);
   state.reachC = device->CoolerReach();
   state.trouble = device->CoolerTrouble();
-  if (device->DeviceLost()) camera.Fail("the cooler cannot be read");
+  if (device->DeviceLost()) camera.Fail("cannot read the cooler");
   return state;
 }
 
@@ -121,9 +115,17 @@ double Temperature(Camera& camera) {
   const Camera::Use device(camera);
   if (!HasThermometer(*device)) throw Failure(Status::Unsupported, "this camera has no thermometer");
   const std::optional<double> celsius = SensorCelsius(*device);
-  if (device->DeviceLost()) camera.Fail("the temperature cannot be read");
-  if (!celsius) throw Failure(Status::Refused, "the thermometer does not answer");
+  if (device->DeviceLost()) camera.Fail("cannot read the temperature");
+  if (!celsius) camera.Fail("the thermometer does not answer");
   return *celsius;
+}
+
+double SupplyVoltage(Camera& camera) {
+  const Camera::Use device(camera);
+  const std::optional<double> volts = SupplyVolts(*device);
+  if (volts) return *volts;
+  if (device->DeviceLost()) camera.Fail("the supply voltage cannot be read");
+  throw Failure(Status::Unsupported, "this camera does not measure its supply voltage");
 }
 
 void Guide(Camera& camera, GuideD direction, int ms) {
@@ -135,11 +137,29 @@ void Guide(Camera& camera, GuideD direction, int ms) {
   if (outcome.interrupted) throw Failure(Status::Cancelled, "the guide pulse was cut short");
 }
 
+GpsReceiver ReceiverOf(Camera& camera) {
+  const Camera::Use device(camera);
+  DemandGps(*device);
+  GpsReceiver receiver;
+  const int result = device->GPSGetData(&receiver.start, &receiver.end);
+  if (result != CTRL_OK && result != CTRL_GPS_DATA_INVALID && result != CTRL_GPS_VER_TOO_LOW) {
+    camera.Fail("cannot read the GPS receiver");
+  }
+  receiver.version = device->GPSVer();
+  receiver.readable = result != CTRL_GPS_VER_TOO_LOW;
+  receiver.fix = result == CTRL_OK;
+  return receiver;
+}
+
+void CheckGpsTimes(Camera& camera) {
+  DemandGpsTimes(*Camera::Use(camera));
+}
+
 GpsLines LinesOf(Camera& camera, bool& follow) {
   const Camera::Use device(camera);
   DemandGps(*device);
   const auto lines = ReadGpsLines(*device);
-  if (!lines) throw LinkFailure(*device, "the GPS lines cannot be read");
+  if (!lines) throw LinkFailure(*device, "cannot read the GPS lines");
   follow = device->GpsLinesFollow();
   return *lines;
 }
@@ -152,15 +172,17 @@ void SetLines(Camera& camera, const GpsLines& lines) {
   }
   std::string left;
   if (SetGpsLines(*device, lines, left) != CTRL_OK) {
-    throw LinkFailure(*device, "the camera refused the GPS lines; " + left);
+    throw LinkFailure(*device, "cannot set the GPS lines (" + left + ")");
   }
-  device->FollowGpsLines(false);
+  if (!device->FollowGpsLines(false)) {
+    throw LinkFailure(*device, "the GPS lines were set, but move with the region still");
+  }
 }
 
 void FollowLines(Camera& camera, bool follow) {
   const Camera::Use device(camera);
   DemandGps(*device);
-  if (!device->FollowGpsLines(follow)) throw LinkFailure(*device, "the camera refused the GPS lines");
+  if (!device->FollowGpsLines(follow)) throw LinkFailure(*device, "cannot set the GPS lines");
 }
 
 }  // namespace orq::session

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "gps/GpsTypes.h"
 #include "session/DarkSession.h"
 #include "session/camera/Camera.h"
 #include "session/controls/ControlValues.h"
@@ -46,10 +47,23 @@ void Warm(Camera& camera, double seconds);
 
 /// The sensor's temperature. Unsupported: no thermometer. Refused: it does not answer.
 double Temperature(Camera& camera);
+/// Volts. Unsupported: the board does not measure them.
+double SupplyVoltage(Camera& camera);
 
 /// Blocks until the line is off again, which it is in every case. Cancelled: somebody has aborted.
 void Guide(Camera& camera, GuideD direction, int ms);
 
+/// What the GPS receiver latched last.
+struct GpsReceiver {
+  int version = 0;
+  bool readable = true;  ///< else it is too old for that
+  bool fix = false;      ///< valid time and position in both
+  _ORQ_GPS_DATA start{};
+  _ORQ_GPS_DATA end{};
+};
+GpsReceiver ReceiverOf(Camera& camera);
+/// Throws Failure (State) when frames of the present region cannot have GPS time.
+void CheckGpsTimes(Camera& camera);
 /// The lines at which the GPS takes the time, and whether they follow the region.
 GpsLines LinesOf(Camera& camera, bool& follow);
 void SetLines(Camera& camera, const GpsLines& lines);

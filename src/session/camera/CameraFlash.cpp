@@ -1,8 +1,10 @@
 #include "session/camera/CameraFlash.h"
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
 
+#include "link/WireProtocol.h"
 #include "models/flash/HotPixelStore.h"
 #include "session/files/StateDirectory.h"
 #include "session/flash/FlashFailure.h"
@@ -83,6 +85,29 @@ void StoreHotPixels(Camera& camera, const FlashSafety& safety) {
   Overwrite(camera, safety, [&](CModelCamera& device, const FlashBackup& backup, const FlashWatcher& watcher) {
     return orq::StoreHotPixels(device, backup.image, watcher);
   });
+}
+
+std::string UserId(Camera& camera) {
+  const Camera::Use device(camera);
+  std::array<unsigned char, 1> probe{};  // an id that cannot be read looks like none
+  _ORQ_ID id{};
+  if (!device->ReadSPI(probe.data(), 0, 1)) camera.Fail("cannot read the id");
+  return device->GetIDFromSPI(&id) ? IdText(id) : std::string();
+}
+
+std::string SensorId(Camera& camera) {
+  constexpr std::size_t kDigits = 22;
+  const Camera::Use device(camera);
+  std::array<unsigned char, kDigits + 1> digits{};
+  device->GetIMX582SensorId(digits.data());
+  // The operation does not tell whether the sensor answered.
+  unsigned char byte = 0;
+  if (!device->ReadSONYREG(wire::kSensorIdentity, &byte)) camera.Fail("the sensor does not answer");
+  std::string id(digits.begin(), digits.begin() + kDigits);
+  if (id.find_first_not_of('0') == std::string::npos) {
+    throw Failure(Status::Unsupported, "the sensor of this camera tells no identity");
+  }
+  return id;
 }
 
 FocusState Focus(Camera& camera) {

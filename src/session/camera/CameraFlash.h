@@ -28,6 +28,11 @@ void StoreUserId(Camera& camera, const std::string& id, const FlashSafety& safet
 /// The hot pixels of the dark in memory.
 void StoreHotPixels(Camera& camera, const FlashSafety& safety);
 
+/// The user's name for the camera as a listing shows it. Throws Failure when flash cannot be read.
+std::string UserId(Camera& camera);
+/// 22 hexadecimal digits of the image sensor's maker. Unsupported: it has none.
+std::string SensorId(Camera& camera);
+
 FocusState Focus(Camera& camera);
 void MoveFocus(Camera& camera, int position);
 

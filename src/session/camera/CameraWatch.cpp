@@ -92,7 +92,6 @@ void Camera::BecomeLost() {
   seen_.clear();
   lookedAt_ = {};
   returned_ = false;
-  events_->KeepAwake(true);
   events_->Put(EventKind::Lost, "the camera is gone: check its cable and its power");
 }
 

@@ -29,12 +29,6 @@ void EventQueue::FrameWaits(bool waits) {
   Show();
 }
 
-void EventQueue::KeepAwake(bool on) {
-  const MutexLock lock(mutex_);
-  awake_ = on;
-  Show();
-}
-
 bool EventQueue::Next(Event& event) {
   const MutexLock lock(mutex_);
   if (!events_.empty()) {
@@ -44,6 +38,7 @@ bool EventQueue::Next(Event& event) {
     return true;
   }
   if (!frameWaits_ || std::exchange(frameTold_, true)) return false;
+  Show();
   event = {EventKind::Frame};
   return true;
 }
@@ -62,7 +57,7 @@ int EventQueue::Descriptor() {
 
 // An event descriptor is readable while its count is not 0. Neither call can fail or wait: the count is 0 or 1.
 void EventQueue::Show() {
-  const bool readable = awake_ || frameWaits_ || !events_.empty();
+  const bool readable = (frameWaits_ && !frameTold_) || !events_.empty();
   if (descriptor_ < 0 || readable == shown_) return;
   std::uint64_t count = 1;
   [[maybe_unused]] const ssize_t bytes =

@@ -17,6 +17,8 @@ enum class EventKind : std::int32_t {
   CoolerTrouble = 5,   ///< the cooler cannot keep its target, or can again (an empty text)
   GpsLost = 6,         ///< frames have no GPS time any more
   GpsBack = 7,         ///< they have again
+  Settings = 8,        ///< kept settings could not be read or kept as they were
+  Uncorrected = 9,     ///< a correction that the settings have on is not made
 };
 
 struct Event {
@@ -35,12 +37,10 @@ class EventQueue {
   void Put(EventKind kind, std::string text);
   /// Whether the default reader holds a frame; each call with true is a new frame.
   void FrameWaits(bool waits);
-  /// Readable from now on whatever is fetched, until this is taken back.
-  void KeepAwake(bool on);
   /// False when there is none.
   bool Next(Event& event);
-  /// Readable while there is an event, a frame waits or the queue is kept awake. Stays this object's. Throws
-  /// Failure (Memory) when the system gives none.
+  /// Readable while `Next` has something, so that a loop which takes what there is sleeps until there is more.
+  /// Stays this object's. Throws Failure (Memory) when the system gives none.
   int Descriptor();
 
  private:
@@ -50,7 +50,6 @@ class EventQueue {
   std::deque<Event> events_ ORQ_GUARDED_BY(mutex_);
   bool frameWaits_ ORQ_GUARDED_BY(mutex_) = false;
   bool frameTold_ ORQ_GUARDED_BY(mutex_) = false;
-  bool awake_ ORQ_GUARDED_BY(mutex_) = false;
   int descriptor_ ORQ_GUARDED_BY(mutex_) = -1;  ///< made when somebody asks for it
   bool shown_ ORQ_GUARDED_BY(mutex_) = false;   ///< the descriptor is readable
 };

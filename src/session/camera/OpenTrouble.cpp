@@ -32,7 +32,7 @@ Failure OpenFailure(CModelCamera& camera, const std::string& name) {
   return {StatusOf(error), what};
 }
 
-NamedCamera FindCamera(std::string_view name, SettingsUse settings) {
+NamedCamera FindCamera(std::string_view name, const SettingsChoice& settings) {
   NamedCamera named = name.empty() ? MakeOnlyCamera(settings) : MakeCamera(name, settings);
   if (named.camera) return named;
   throw Failure(named.trouble == NameTrouble::BadName ? Status::Invalid : Status::NotFound, named.error);

@@ -16,6 +16,6 @@ std::string OpenTrouble(CModelCamera& camera);
 /// The same as a failure of the camera of that name.
 Failure OpenFailure(CModelCamera& camera, const std::string& name);
 /// The camera that a name means, not yet open; throws what is wrong with the name or that there is none.
-NamedCamera FindCamera(std::string_view name, SettingsUse settings);
+NamedCamera FindCamera(std::string_view name, const SettingsChoice& settings);
 
 }  // namespace orq::session

@@ -27,12 +27,21 @@ std::string Known() {
   throw Failure(Status::Invalid, "--output: " + message);
 }
 
+// Without the extension of compressed FITS files that stands after the other one.
+std::string_view Uncompressed(std::string_view path) {
+  constexpr std::string_view kBoth = ".fits.fz";
+  constexpr std::string_view kSecond = ".fz";
+  if (path.size() < kBoth.size() || Lower(path.substr(path.size() - kBoth.size())) != kBoth) return path;
+  return path.substr(0, path.size() - kSecond.size());
+}
+
 FileKind KindOf(std::string_view pattern) {
+  if (Uncompressed(pattern) != pattern) return FileKind::CompressedFits;
   const std::string extension = Lower(std::filesystem::path(pattern).extension().string());
   if (extension == ".fits" || extension == ".fit") return FileKind::Fits;
   if (extension == ".png") return FileKind::Png;
   if (extension == ".raw") return FileKind::Raw;
-  Refuse("'" + std::string(pattern) + "' must end in .fits, .fit, .png or .raw");
+  Refuse("'" + std::string(pattern) + "' must end in .fits.fz, .fits, .fit, .png or .raw");
 }
 
 int Digits(std::string_view name, std::string_view text) {
@@ -80,7 +89,7 @@ std::string Value(std::string_view name, const NameFacts& facts) {
 }  // namespace
 
 FilePattern::FilePattern(std::string_view pattern) : kind_(KindOf(pattern)) {
-  if (std::filesystem::path(pattern).stem().empty()) Refuse("the file has no name");
+  if (!std::filesystem::path(Uncompressed(pattern)).has_extension()) Refuse("the file has no name");
   std::string text;
   for (std::size_t i = 0; i < pattern.size(); ++i) {
     const char c = pattern[i];
@@ -131,7 +140,7 @@ bool FilePattern::Has(std::string_view placeholder) const {
 }
 
 std::string WithExtension(const std::string& path, std::string_view extension) {
-  return std::filesystem::path(path).replace_extension(extension).string();
+  return std::filesystem::path(Uncompressed(path)).replace_extension(extension).string();
 }
 
 }  // namespace orq::session

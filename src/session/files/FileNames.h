@@ -8,7 +8,7 @@
 
 namespace orq::session {
 
-enum class FileKind { Fits, Png, Raw };
+enum class FileKind { Fits, CompressedFits, Png, Raw };
 
 /// What a name can be made of.
 struct NameFacts {
@@ -45,7 +45,7 @@ class FilePattern {
   FileKind kind_ = FileKind::Fits;
 };
 
-/// `path` with its extension replaced (".png").
+/// `path` with its extension, which may be ".fits.fz", replaced (".png").
 std::string WithExtension(const std::string& path, std::string_view extension);
 
 }  // namespace orq::session

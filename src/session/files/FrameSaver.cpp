@@ -66,7 +66,10 @@ SavedFrame FrameSaver::Save(std::span<const std::uint8_t> pixels, const FrameFac
   SavedFrame names = NamesFor(frame);
   switch (options_.pattern.Kind()) {
     case FileKind::Fits:
-      Write(names.file, EncodeFits(pixels, frame));
+      Write(names.file, EncodeFits(pixels, frame, FitsForm::Plain));
+      break;
+    case FileKind::CompressedFits:
+      Write(names.file, EncodeFits(pixels, frame, FitsForm::Compressed));
       break;
     case FileKind::Png:
       Write(names.file, EncodePreview(pixels, frame.info));

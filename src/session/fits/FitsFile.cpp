@@ -21,10 +21,11 @@ namespace {
 constexpr std::size_t kFitsBlock = 2880;
 constexpr std::size_t kHeaderRoom = 8 * kFitsBlock;
 
-// A file in memory that CFITSIO writes; the first error sticks.
+// A file in memory that CFITSIO writes; the first error sticks. The memory is zero at first: CFITSIO looks there
+// for compressed rows that it might have written before.
 class MemoryFits {
  public:
-  explicit MemoryFits(std::size_t expectedBytes) : bytes_(expectedBytes), memory_(std::malloc(expectedBytes)) {
+  explicit MemoryFits(std::size_t expectedBytes) : bytes_(expectedBytes), memory_(std::calloc(expectedBytes, 1)) {
     if (memory_ == nullptr) throw std::bad_alloc();
     fits_create_memfile(&file_, &memory_, &bytes_, kFitsBlock, std::realloc, &status_);
   }
@@ -36,6 +37,8 @@ class MemoryFits {
   MemoryFits(const MemoryFits&) = delete;
   MemoryFits& operator=(const MemoryFits&) = delete;
 
+  /// The image that follows.
+  void Compress() { fits_set_compression_type(file_, RICE_1, &status_); }
   void Image(int bitpix, std::vector<long> axes) {
     fits_create_img(file_, bitpix, static_cast<int>(axes.size()), axes.data(), &status_);
   }
@@ -111,7 +114,7 @@ void WritePixels(MemoryFits& fits, std::span<const std::uint8_t> bytes, IMG_TYPE
 
 }  // namespace
 
-std::vector<std::uint8_t> EncodeFits(std::span<const std::uint8_t> bytes, const FrameFacts& frame) {
+std::vector<std::uint8_t> EncodeFits(std::span<const std::uint8_t> bytes, const FrameFacts& frame, FitsForm form) {
   const FrameRegion& region = frame.info.region;
   const std::size_t pixels = static_cast<std::size_t>(region.width) * static_cast<std::size_t>(region.height);
   if (bytes.size() != pixels * static_cast<std::size_t>(BytesPerPixel(region.format))) {
@@ -121,6 +124,7 @@ std::vector<std::uint8_t> EncodeFits(std::span<const std::uint8_t> bytes, const 
   MemoryFits fits(bytes.size() + kHeaderRoom);
   std::vector<long> axes = {region.width, region.height};
   if (region.format == ORQ_IMG_RGB24) axes.push_back(3);
+  if (form == FitsForm::Compressed) fits.Compress();
   fits.Image(region.format == ORQ_IMG_RAW16 ? USHORT_IMG : BYTE_IMG, std::move(axes));
   fits.Date();
   for (const FitsCard& card : HeaderCards(frame)) fits.Card(card);

@@ -30,6 +30,7 @@ FocusState FocusMotor::State() {
   if (!state.lowerMark || !state.upperMark) state.lowerMark = state.upperMark = std::nullopt;
   state.position = Position();
   state.moving = Moving();
+  state.driverId = id_;
   return state;
 }
 

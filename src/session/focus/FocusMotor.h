@@ -17,6 +17,7 @@ struct FocusState {
   bool moving = false;
   std::optional<int> lowerMark;  ///< empty: the lens has none
   std::optional<int> upperMark;
+  unsigned char driverId = 0;  ///< what the motor's driver says it is
 };
 
 /// Moves the lens and looks where it is. Caller-serialised; everything throws Failure.

@@ -1,4 +1,4 @@
-// Frames as pictures.
+// Frames as PNG files.
 #pragma once
 
 #include <cstdint>
@@ -9,10 +9,8 @@
 
 namespace orq::session {
 
-/// An 8-bit PNG of the frame with an automatic stretch: grey for mono frames and luminance, colour for RGB 24 and
-/// for raw Bayer frames, which are demosaiced. Each colour is stretched by itself, which makes the sky neutral.
-/// `bytes`: the pixels in the region's format. Throws Failure: not as many as the region has (invalid), no such
-/// file can be made (file).
+/// An 8-bit PNG of the frame with an automatic stretch (`MakePicture`). `bytes`: the pixels in the region's
+/// format. Throws Failure: not as many as the region has (invalid), no such file can be made (file).
 std::vector<std::uint8_t> EncodePreview(std::span<const std::uint8_t> bytes, const FrameInfo& info);
 
 /// An 8-bit grey PNG of `width` x `height` samples as they are. Throws Failure.

@@ -60,6 +60,7 @@ Firmware::Firmware(const VirtualOptions& options, std::unique_ptr<FrameSource> s
     : options_(options),
       memory_(std::move(memory)),
       sensor_(kSensorRegisters),
+      chip_(MakeSensorChip(options.model)),
       faults_(options),
       flashFaults_(options),
       boardType_(DeviceOf(options).boardType),
@@ -92,6 +93,7 @@ void Firmware::PowerCycle() {
     // The program before this one has left the camera powered; from here on the live registers count.
     fpga_.Restore(memory_.registers->fpga);
     sensor_ = memory_.registers->sensor;
+    chip_->TakeUp(sensor_);
     const std::optional<DeviceWarmth> warmth = memory_.registers->warmth;
     memory_.registers.reset();
     devices_.TakeUp(fpga_);
@@ -136,7 +138,7 @@ void Firmware::PowerUpRegisters() {
   fpga_.SetWide(wire::kFpgaWidth, 2, static_cast<std::uint64_t>(source.Width()));
   fpga_.SetWide(wire::kFpgaHeight, 2, static_cast<std::uint64_t>(source.Height()));
   fpga_.SetWide(wire::kFpgaExposure, 5, kPowerUpExposureUs);
-  std::ranges::fill(sensor_, std::uint8_t{0});
+  chip_->PowerUp(sensor_);
   clockOn_ = true;
   busOn_ = true;
   configured_ = true;  // the system configures a device when it is plugged in
@@ -155,9 +157,10 @@ StreamSettings Firmware::CurrentSettings() const {
   const auto number = [this](std::uint16_t reg, int bytes) ORQ_REQUIRES(mutex_) {
     return static_cast<int>(fpga_.ReadWide(static_cast<std::uint8_t>(reg), bytes));
   };
+  const ChipSetting chip = chip_->Setting(sensor_);
   StreamSettings settings;
   settings.output = configured_ && (number(wire::kFpgaRun, 1) & wire::kRunOutput) != 0;
-  settings.sensorOn = clockOn_ && (sensor_[wire::kSensorStandby] & 1U) == 0;
+  settings.sensorOn = clockOn_ && chip.running;
   settings.busOn = busOn_;
   settings.snap =
       (number(wire::kFpgaHostMode, 1) & wire::kHostSnap) != 0 || (number(wire::kFpgaSingle, 1) & 1) != 0;
@@ -169,10 +172,14 @@ StreamSettings Firmware::CurrentSettings() const {
                        .height = number(wire::kFpgaHeight, 2),
                        .bin = std::clamp(number(wire::kFpgaBin, 1), 1, 4),
                        .format = static_cast<std::uint8_t>(number(wire::kFpgaFormat, 1)),
-                       .fast = (number(wire::kFpgaHighSpeed, 1) & 1) != 0};
+                       .fast = (number(wire::kFpgaHighSpeed, 1) & 1) != 0,
+                       .mode = chip.mode,
+                       .lineTimeNs = chip.lineTimeNs != 0 ? chip.lineTimeNs : stream_.Source().LineTimeNs()};
+  settings.shutterUs = chip.exposureUs;
   settings.exposureUs = fpga_.ReadWide(wire::kFpgaExposure, 5);
-  settings.gain = SensorValue(wire::kSensorGain);
-  settings.blackLevel = SensorValue(wire::kSensorBlackLevel);
+  settings.gain = chip.gain;
+  settings.blackLevel = chip.blackLevel;
+  settings.readout = chip.readout;
   settings.settingsTag = static_cast<std::uint32_t>(fpga_.ReadWide(wire::kFpgaSettingsTag, 4));
   settings.bandwidthPercent = std::clamp(number(wire::kFpgaBandwidth, 1), 1, 100);
   settings.transferBlocks = transferBlocks_;
@@ -180,10 +187,6 @@ StreamSettings Firmware::CurrentSettings() const {
     settings.gpsLines = {number(wire::kFpgaGpsStartLine, 2), number(wire::kFpgaGpsEndLine, 2)};
   }
   return settings;
-}
-
-int Firmware::SensorValue(std::uint16_t reg) const {
-  return sensor_[reg] | sensor_[static_cast<std::uint16_t>(reg + 1)] << 8;
 }
 
 std::uint8_t Firmware::FpgaValue(std::uint16_t reg) const {

@@ -17,6 +17,7 @@
 #include "virtual/faults/FaultScript.h"
 #include "virtual/faults/FlashFaults.h"
 #include "virtual/gps/GpsUnit.h"
+#include "virtual/sensor/chips/SensorChip.h"
 #include "virtual/stream/FrameStream.h"
 #include "virtual/stream/TriggerPulses.h"
 
@@ -116,7 +117,6 @@ class Firmware : public VirtualCamera {
   bool SaveMemory() ORQ_REQUIRES(mutex_);
   std::uint8_t FpgaValue(std::uint16_t reg) const ORQ_REQUIRES(mutex_);
   std::uint8_t SensorByte(std::uint16_t reg) const ORQ_REQUIRES(mutex_);
-  int SensorValue(std::uint16_t reg) const ORQ_REQUIRES(mutex_);
   StreamSettings CurrentSettings() const ORQ_REQUIRES(mutex_);
   void ApplySettings() ORQ_REQUIRES(mutex_);
 
@@ -125,6 +125,7 @@ class Firmware : public VirtualCamera {
   DeviceMemory memory_ ORQ_GUARDED_BY(mutex_);
   mutable FpgaRegisters fpga_ ORQ_GUARDED_BY(mutex_);                ///< a read brings it up to date
   mutable std::vector<std::uint8_t> sensor_ ORQ_GUARDED_BY(mutex_);  ///< likewise
+  const std::unique_ptr<SensorChip> chip_ ORQ_PT_GUARDED_BY(mutex_);
   RequestFaults faults_ ORQ_GUARDED_BY(mutex_);
   FlashFaults flashFaults_ ORQ_GUARDED_BY(mutex_);
   std::deque<LoggedRequest> log_ ORQ_GUARDED_BY(mutex_);

@@ -93,12 +93,14 @@ int Firmware::Execute(const SetupPacket& setup, Data data) {
 
 bool Firmware::StopClock(const SetupPacket&, Data) {
   clockOn_ = false;
+  chip_->SetClock(false, SensorChip::Time::clock::now());
   ApplySettings();
   return true;
 }
 
 bool Firmware::StartClock(const SetupPacket&, Data) {
   clockOn_ = true;
+  chip_->SetClock(true, SensorChip::Time::clock::now());
   ApplySettings();
   return true;
 }
@@ -147,6 +149,9 @@ bool Firmware::WriteFpga(const SetupPacket& setup, Data) {
   }
   const auto reg = static_cast<std::uint8_t>(setup.value);
   fpga_.Write(reg, static_cast<std::uint8_t>(setup.index));
+  if (!fpga_.Holding()) {
+    chip_->EndFpgaHold(sensor_);
+  }
   devices_.AfterWrite(reg, fpga_);
   ApplySettings();
   return true;
@@ -162,7 +167,8 @@ bool Firmware::WriteSensor(const SetupPacket& setup, Data) {
     return false;
   }
   if (devices_.SensorWritable(setup.value)) {
-    sensor_[setup.value] = static_cast<std::uint8_t>(setup.index);
+    const auto value = static_cast<std::uint8_t>(setup.index);
+    chip_->Write(sensor_, setup.value, value, fpga_.Holding(), SensorChip::Time::clock::now());
     devices_.AfterSensorWrite(setup.value, sensor_);
     ApplySettings();
   }

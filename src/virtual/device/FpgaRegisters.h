@@ -15,6 +15,8 @@ class FpgaRegisters {
 
   /// A write by the host; writes to read-only registers are ignored.
   void Write(std::uint8_t reg, std::uint8_t value);
+  /// Whether the update hold is on.
+  bool Holding() const;
   std::uint8_t Read(std::uint8_t reg) const { return values_[reg]; }
   /// `bytes` registers from `reg` on, least significant first.
   std::uint64_t ReadWide(std::uint8_t reg, int bytes) const;
@@ -31,7 +33,6 @@ class FpgaRegisters {
   void Restore(const std::array<std::uint8_t, kCount>& values);
 
  private:
-  bool Holding() const;
   void TakeEffect();
 
   std::array<std::uint8_t, kCount> values_{};

@@ -9,6 +9,7 @@
 
 #include "virtual/bus/VirtualOptions.h"
 #include "virtual/replay/RecordedFacts.h"
+#include "virtual/sensor/SensorData.h"
 
 namespace orq {
 
@@ -22,6 +23,8 @@ struct ExposureSettings {
   std::uint64_t exposureUs = 0;
   int gain = 0;        ///< gain setting
   int blackLevel = 0;  ///< offset setting
+  /// What a pixel reads; none: by gain and offset setting.
+  std::optional<PixelReadout> readout = std::nullopt;
   double temperatureC = 20.0;
   double rowSeconds = 0.0;    ///< from the start of one output row's exposure to that of the next
   double flashStart = 0.0;    ///< of a flash of light, s after the start of the first row's exposure

@@ -173,4 +173,11 @@ int BlackLevelCounts(const SensorData& sensor, int offset) {
   return std::min(steps * sensor.countsPerOffsetStep, largest);
 }
 
+PixelReadout ReadoutOf(const SensorData& sensor, int gain, int offset) {
+  return {.electronsPerAdu = ElectronsPerAdu(sensor, gain),
+          .readNoiseElectrons = ReadNoiseElectrons(sensor, gain),
+          .fullWellElectrons = sensor.fullWellElectrons,
+          .blackCounts = BlackLevelCounts(sensor, offset)};
+}
+
 }  // namespace orq

@@ -49,6 +49,14 @@ struct SensorData {
 /// The table row of a model, or null.
 const SensorData* FindSensor(std::string_view key);
 
+/// What becomes of a pixel's charge.
+struct PixelReadout {
+  double electronsPerAdu = 1.0;
+  double readNoiseElectrons = 0.0;  ///< e- rms
+  double fullWellElectrons = 0.0;
+  int blackCounts = 0;  ///< ADC counts of a pixel without charge
+};
+
 /// Dark current doubles with this many degrees.
 inline constexpr double kDarkDoublingDegrees = 6.3;
 inline constexpr double kDarkReferenceC = 20.0;
@@ -59,6 +67,8 @@ double GainFactor(SensorGainLaw law, int gain);
 double ElectronsPerAdu(const SensorData& sensor, int gain);
 /// Read noise at a gain setting, e- rms.
 double ReadNoiseElectrons(const SensorData& sensor, int gain);
+/// Both with the full well and the black level at these settings.
+PixelReadout ReadoutOf(const SensorData& sensor, int gain, int offset);
 /// Dark current at a temperature relative to the reference temperature. Temperatures are held to -100 … 100.
 double DarkScale(double temperatureC);
 /// Black level in ADC counts of an offset setting, held to the ADC's range.

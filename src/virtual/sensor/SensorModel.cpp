@@ -23,7 +23,7 @@ double EvenLight(const SensorData& sensor, Scene scene, double flatFlux) {
 
 /// One exposure's settings as physics.
 struct SensorModel::Exposure {
-  Exposure(const SensorData& sensor, const ExposureSettings& settings, double white,
+  Exposure(const SensorData& sensor, const ExposureSettings& settings, const PixelReadout& readout, double white,
            const std::array<double, 3>& filters)
       : grid{HeldBin(settings.bin), sensor.bayerPattern >= 0 || sensor.binsTwoApart},
         frame(settings.frameNumber),
@@ -32,10 +32,10 @@ struct SensorModel::Exposure {
         flashTo(settings.flashStart + settings.flashSeconds),
         lightSeconds(static_cast<float>(static_cast<double>(settings.exposureUs) * 1e-6)),
         darkSeconds(lightSeconds * static_cast<float>(DarkScale(settings.temperatureC))),
-        fullWell(static_cast<float>(sensor.fullWellElectrons)),
-        readNoise(static_cast<float>(ReadNoiseElectrons(sensor, settings.gain))),
-        aduPerElectron(static_cast<float>(1.0 / ElectronsPerAdu(sensor, settings.gain))),
-        blackLevel(static_cast<std::uint16_t>(BlackLevelCounts(sensor, settings.blackLevel))),
+        fullWell(static_cast<float>(readout.fullWellElectrons)),
+        readNoise(static_cast<float>(readout.readNoiseElectrons)),
+        aduPerElectron(static_cast<float>(1.0 / readout.electronsPerAdu)),
+        blackLevel(static_cast<std::uint16_t>(std::clamp(readout.blackCounts, 0, (1 << sensor.adcBits) - 1))),
         roundedBlackLevel(static_cast<float>(blackLevel) + 0.5F),
         largest(static_cast<float>((1 << sensor.adcBits) - 1)) {
     for (std::size_t i = 0; i < glow.size(); ++i) glow[i] = static_cast<float>(white * filters[i]);
@@ -137,7 +137,8 @@ std::span<const float> SensorModel::CollectSamples(const Exposure& exposure, con
 
 void SensorModel::Expose(const ExposureSettings& settings, std::span<std::uint16_t> adu) {
   const double white = EvenLight(sensor_, scene_, settings.flatFlux.value_or(flatFlux_));
-  const Exposure exposure(sensor_, settings, white, filters_);
+  const PixelReadout readout = settings.readout.value_or(ReadoutOf(sensor_, settings.gain, settings.blackLevel));
+  const Exposure exposure(sensor_, settings, readout, white, filters_);
   std::fill(adu.begin(), adu.end(), exposure.blackLevel);
   if (settings.width <= 0 || settings.height <= 0) return;
   const auto width = static_cast<std::size_t>(settings.width);

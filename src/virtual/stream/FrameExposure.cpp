@@ -90,16 +90,24 @@ TriggerUnit::Sensor FrameStream::SensorNow() const {
   return busy ? TriggerUnit::Sensor::Busy : TriggerUnit::Sensor::Ready;
 }
 
+/// A sensor without a shutter of its own counts microseconds, or lines when the options say so.
+std::uint64_t FrameStream::ExposureUs() const {
+  if (settings_.shutterUs) {
+    return *settings_.shutterUs;
+  }
+  return options_.countLines ? WholeLinesUs(settings_.exposureUs) : settings_.exposureUs;
+}
+
 /// At least one line.
 std::uint64_t FrameStream::WholeLinesUs(std::uint64_t exposureUs) const {
-  const std::uint64_t lineNs = std::max<std::uint64_t>(source_->LineTimeNs(), 1);
+  const std::uint64_t lineNs = std::max<std::uint64_t>(settings_.geometry.lineTimeNs, 1);
   return std::max<std::uint64_t>(exposureUs * 1000 / lineNs, 1) * lineNs / 1000;
 }
 
 /// Takes the settings of the next frame. In video mode its exposure overlaps the readout of the frame before.
 FrameStream::Exposure FrameStream::Begin() {
   const FrameGeometry& geometry = settings_.geometry;
-  const std::uint64_t exposureUs = options_.countLines ? WholeLinesUs(settings_.exposureUs) : settings_.exposureUs;
+  const std::uint64_t exposureUs = ExposureUs();
   Exposure exposure;
   exposure.epoch = epoch_;
   exposure.geometry = geometry;
@@ -111,6 +119,7 @@ FrameStream::Exposure FrameStream::Begin() {
                      .exposureUs = exposureUs,
                      .gain = settings_.gain,
                      .blackLevel = settings_.blackLevel,
+                     .readout = settings_.readout,
                      .temperatureC = sensorC_(),
                      .flatFlux = flatFlux_,
                      .frameNumber = framesExposed_};
@@ -242,7 +251,8 @@ void FrameStream::ReadOut(const Exposure& exposure, std::shared_ptr<const Payloa
                                  .exposureUs = exposure.sensor.exposureUs,
                                  .gain = static_cast<std::uint16_t>(exposure.sensor.gain),
                                  .blackLevel = static_cast<std::uint16_t>(exposure.sensor.blackLevel),
-                                 .settingsTag = exposure.settingsTag};
+                                 .settingsTag = exposure.settingsTag,
+                                 .readoutMode = static_cast<std::uint8_t>(exposure.geometry.mode)};
   const auto age = std::chrono::duration_cast<std::chrono::system_clock::duration>(
       Clock::now() - exposure.readoutAt + Scaled(static_cast<double>(exposure.sensor.exposureUs)));
   Remember({header, std::chrono::system_clock::now() - age, payload});

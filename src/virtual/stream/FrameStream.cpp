@@ -363,7 +363,7 @@ std::uint64_t FrameStream::DeviceUs(Clock::time_point time) const {
 }
 
 double FrameStream::ReadoutUs(const FrameGeometry& geometry) const {
-  const double lineUs = static_cast<double>(source_->LineTimeNs()) / 1000.0;
+  const double lineUs = static_cast<double>(geometry.lineTimeNs) / 1000.0;
   double microseconds = geometry.height * lineUs * 100.0 / settings_.bandwidthPercent;
   if (geometry.fast) {
     microseconds /= 2;

@@ -31,7 +31,9 @@ struct FrameGeometry {
   int height = 0;
   int bin = 1;
   std::uint8_t format = 0;
-  bool fast = false;  ///< 10-bit conversion, half the time per row
+  bool fast = false;                 ///< 10-bit conversion, half the time per row
+  int mode = 0;                      ///< readout mode of the sensor
+  std::uint64_t lineTimeNs = 10000;  ///< of that mode, at full rate
   bool operator==(const FrameGeometry&) const = default;
 };
 
@@ -44,9 +46,11 @@ struct StreamSettings {
   TriggerSetting trigger;
   std::array<SyncSetting, kSyncOutputs> sync;
   FrameGeometry geometry;
-  std::uint64_t exposureUs = 0;
+  std::uint64_t exposureUs = 0;            ///< by the FPGA
+  std::optional<std::uint64_t> shutterUs;  ///< by the sensor's own shutter, which then counts
   int gain = 0;
   int blackLevel = 0;
+  std::optional<PixelReadout> readout;  ///< what gain and black level come to; none: by the sensor's table row
   std::uint32_t settingsTag = 0;
   int bandwidthPercent = 100;
   std::uint32_t transferBlocks = 0;  ///< longest frame in transfer blocks; 0: no limit
@@ -134,6 +138,7 @@ class FrameStream {
   std::shared_ptr<const Payload> Render(const Exposure& exposure, MutexLock& lock) ORQ_REQUIRES(mutex_);
   std::shared_ptr<const Payload> RenderAhead(const Exposure& exposure, MutexLock& lock) ORQ_REQUIRES(mutex_);
   std::shared_ptr<Payload> FreeBuffer(std::size_t bytes) ORQ_REQUIRES(mutex_);
+  std::uint64_t ExposureUs() const ORQ_REQUIRES(mutex_);
   std::uint64_t WholeLinesUs(std::uint64_t exposureUs) const;
   int AdcBits(const FrameGeometry& geometry) const;
   void Fill(const ExposureSettings& settings, const FrameGeometry& geometry, Payload& payload);

@@ -5,9 +5,9 @@
 cameras k1c,prerender=8
 long
 repeat 3
-  run (time -p orqcam --no-settings stream -e 1ms -f raw16 -s 5) >/tmp/o 2>&1; cat /tmp/o; sed -n 's/^rate = \([0-9.]*\) MB.*/orqcam \1 MB per s/p' /tmp/o | tail -n 1 >>/tmp/rates; (echo orqcam; grep -E '^(rate|delivered)' /tmp/o | tail -n 2; tail -n 3 /tmp/o) | tr '\n' ' ' >>/tmp/note; echo >>/tmp/note
+  run (time -p orqcam --no-settings stream -e 1ms -f raw16 -n 320) >/tmp/o 2>&1; cat /tmp/o; sed -n 's/^rate = \([0-9.]*\) MB.*/orqcam \1 MB per s/p' /tmp/o | tail -n 1 >>/tmp/rates; (echo orqcam; grep -E '^(rate|delivered)' /tmp/o | tail -n 2; tail -n 3 /tmp/o) | tr '\n' ' ' >>/tmp/note; echo >>/tmp/note
     prints ^identity_holds = yes
-  run (time -p libusb_reader 0x1101 1000 5) >/tmp/r 2>&1; cat /tmp/r; sed -n 's/^rate = \([0-9.]*\).*/reader \1 MB per s/p' /tmp/r >>/tmp/rates; (echo reader; tr '\n' ' ' </tmp/r) | tr '\n' ' ' >>/tmp/note; echo >>/tmp/note
+  run (time -p libusb_reader 0x1101 1000 16 320) >/tmp/r 2>&1; cat /tmp/r; sed -n 's/^rate = \([0-9.]*\).*/reader \1 MB per s/p' /tmp/r >>/tmp/rates; (echo reader; tr '\n' ' ' </tmp/r) | tr '\n' ' ' >>/tmp/note; echo >>/tmp/note
 end
 note speed
 run awk '{ sum[$1] += $2 } END { print "ratio", sum["orqcam"] / sum["reader"]; exit !(sum["orqcam"] >= 0.8 * sum["reader"]) }' /tmp/rates

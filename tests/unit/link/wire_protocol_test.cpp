@@ -27,6 +27,7 @@ wire::FrameHeader EveryFieldDifferent() {
   header.gain = 0x2221;
   header.blackLevel = 0x2423;
   header.settingsTag = 0x28272625;
+  header.readoutMode = 0x29;
   return header;
 }
 
@@ -38,7 +39,7 @@ constexpr Header kHeader = {
     0x11, 0x12, 0x13, 0x14, 0x15, 0x16, 0x17, 0x18,
     0x19, 0x1A, 0x1B, 0x1C, 0x1D, 0x1E, 0x1F, 0x20,
     0x21, 0x22, 0x23, 0x24, 0x25, 0x26, 0x27, 0x28,
-    0, 0, 0, 0, 0, 0, 0, 0,
+    0x29, 0, 0, 0, 0, 0, 0, 0,
     0, 0, 0, 0, 0, 0, 0, 0};
 constexpr Trailer kTrailer = {
     'O', 'R', 'Q', 'E', 0x01, 0x02, 0x03, 0x04,
@@ -70,6 +71,7 @@ TEST(WireProtocol, GetsEveryHeaderFieldFromItsOffset) {
   EXPECT_EQ(header->gain, 0x2221);
   EXPECT_EQ(header->blackLevel, 0x2423);
   EXPECT_EQ(header->settingsTag, 0x28272625U);
+  EXPECT_EQ(header->readoutMode, 0x29);
 }
 
 TEST(WireProtocol, GetsNoHeaderFromADamagedMagicVersionOrLength) {

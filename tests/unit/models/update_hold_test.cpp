@@ -70,9 +70,12 @@ const HoldUser kUsers[] = {
     {"RegisterBatch", WriteExposure, 0x30},
 };
 
-class UpdateHold : public testing::TestWithParam<HoldUser> {
+using Write = WritesPort::Write;
+
+/// A camera whose writes are noted.
+class UpdateHoldLink {
  protected:
-  UpdateHold() {
+  UpdateHoldLink() {
     link.UsePort(port);
     link.usbHandle = port->Handle();
     link.bOpened = 1;
@@ -82,6 +85,8 @@ class UpdateHold : public testing::TestWithParam<HoldUser> {
   std::shared_ptr<WritesPort> port = std::make_shared<WritesPort>();
   test::BareCamera link;
 };
+
+class UpdateHold : public UpdateHoldLink, public testing::TestWithParam<HoldUser> {};
 
 TEST_P(UpdateHold, IsNotEndedByAnotherThreadThatUsesIt) {
   auto hold = link.LockUpdateHold();
@@ -93,7 +98,6 @@ TEST_P(UpdateHold, IsNotEndedByAnotherThreadThatUsesIt) {
   hold.unlock();
   other.join();
 
-  using Write = WritesPort::Write;
   const std::vector<Write> writes = port->Writes();
   ASSERT_GT(writes.size(), 4U);
   EXPECT_EQ(writes[0], (Write{0x01, 1}));
@@ -112,8 +116,71 @@ TEST_P(UpdateHold, IsFreeAgainAfterARefusal) {
   EXPECT_TRUE(hold.owns_lock());
 }
 
+/// A batch of one register of the FPGA, and what to go back to.
+RegisterBatch One(std::uint16_t reg, std::uint8_t value) {
+  RegisterBatch batch;
+  batch.Fpga(reg, value, 1);
+  return batch;
+}
+
+class HeldBatch : public UpdateHoldLink, public testing::Test {};
+
+// A frame that carries the new tag was exposed with all of the new settings: the tag comes after them, and no
+// frame begins between the two.
+TEST_F(HeldBatch, EndsWithItsTagBeforeTheHoldIsReleased) {
+  const std::uint32_t before = link.Tag().CountUp();
+  ASSERT_TRUE(WriteHeld(link, One(0x30, 7), One(0x30, 6)));
+  const std::uint32_t tag = before + 1;
+  EXPECT_EQ(port->Writes(), (std::vector<Write>{{0x01, 1},
+                                                {0x30, 7},
+                                                {0x38, static_cast<std::uint16_t>(tag & 0xFF)},
+                                                {0x39, static_cast<std::uint16_t>(tag >> 8 & 0xFF)},
+                                                {0x3A, static_cast<std::uint16_t>(tag >> 16 & 0xFF)},
+                                                {0x3B, static_cast<std::uint16_t>(tag >> 24)},
+                                                {0x01, 0}}));
+}
+
+// Some of the refused batch may have reached the camera: frames from now on must not pass for frames of the
+// settings before it, so they have a tag of their own, again written under the hold.
+TEST_F(HeldBatch, ThatIsRefusedGoesBackUnderATagOfItsOwn) {
+  const std::uint32_t before = link.Tag().CountUp();
+  port->refusedRegisters.insert({0xD1, 0x34});
+  RegisterBatch batch = One(0x30, 7);
+  batch.Fpga(0x34, 9, 1);
+  ASSERT_FALSE(WriteHeld(link, batch, One(0x30, 6)));
+  const std::uint32_t tag = before + 1;
+  EXPECT_EQ(port->Writes(), (std::vector<Write>{{0x01, 1},
+                                                {0x30, 7},
+                                                {0x34, 9},
+                                                {0x30, 6},
+                                                {0x38, static_cast<std::uint16_t>(tag & 0xFF)},
+                                                {0x39, static_cast<std::uint16_t>(tag >> 8 & 0xFF)},
+                                                {0x3A, static_cast<std::uint16_t>(tag >> 16 & 0xFF)},
+                                                {0x3B, static_cast<std::uint16_t>(tag >> 24)},
+                                                {0x01, 0}}));
+}
+
 INSTANTIATE_TEST_SUITE_P(Link, UpdateHold, testing::ValuesIn(kUsers),
                          [](const auto& instance) { return std::string(instance.param.name); });
+
+// As long as a sensor's data sheet asks for.
+TEST(RegisterBatch, IsSentWholeHoweverLongItIs) {
+  const auto port = std::make_shared<WritesPort>();
+  test::BareCamera link;
+  link.UsePort(port);
+  link.usbHandle = port->Handle();
+  link.bOpened = 1;
+  constexpr std::uint16_t kWrites = 300;
+  RegisterBatch batch;
+  for (std::uint16_t i = 0; i < kWrites; ++i) batch.Sensor(static_cast<std::uint16_t>(0x3000 + i), i % 251U);
+  ASSERT_TRUE(WriteHeld(link, batch, batch));
+  const std::vector<WritesPort::Write> writes = port->Writes();
+  ASSERT_EQ(writes.size(), 1U + kWrites + 4U + 1U) << "hold, batch, tag, hold";
+  for (std::uint16_t i = 0; i < kWrites; ++i) {
+    EXPECT_EQ(writes[1U + i],
+              (WritesPort::Write{static_cast<std::uint16_t>(0x3000 + i), static_cast<std::uint16_t>(i % 251U)}));
+  }
+}
 
 }  // namespace
 }  // namespace orq

@@ -2,7 +2,9 @@
 #include <chrono>
 #include <cmath>
 #include <memory>
+#include <optional>
 
+#include "camera/Device.h"
 #include "commands/Commands.h"
 #include "output/Signals.h"
 #include "session/text/Units.h"
@@ -23,12 +25,10 @@ struct Output255 {
   const char* name;      ///< of the command and, in percent, of the value
   const char* levelKey;  ///< of the value from 0 to 255
   const char* what;
-  int (CCameraBase::*get)();
-  bool (CCameraBase::*set)(int);
+  std::int32_t control;
 };
-constexpr Output255 kFan = {"fan", "fan_speed", "the fan", &CCameraBase::GetFanSpeed, &CCameraBase::SetFanSpeed};
-constexpr Output255 kLed = {"led", "led_brightness", "the power LED", &CCameraBase::GetPowerLedBrightness,
-                            &CCameraBase::SetPowerLedBrightness};
+constexpr Output255 kFan = {"fan", "fan_speed", "the fan", ORQ_CONTROL_FAN_SPEED};
+constexpr Output255 kLed = {"led", "led_brightness", "the power LED", ORQ_CONTROL_LED_BRIGHTNESS};
 
 // "128" or "50%".
 int ParseLevel(const Output255& output, const std::string& text) {
@@ -41,17 +41,19 @@ int ParseLevel(const Output255& output, const std::string& text) {
   return static_cast<int>(percent ? (number * kFull + 50) / 100 : number);
 }
 
-void DemandAdjustable(Session& session, const char* what) {
-  if (session.Camera().FanAdjustCheck()) return;
-  if (session.Camera().DeviceLost()) session.Fail("cannot ask the camera");
+void DemandAdjustable(const Device& camera, const char* what) {
+  if (camera.Can(ORQ_ABILITY_FAN)) return;
   throw CliError(Status::Unsupported, std::string("this camera cannot adjust ") + what);
 }
 
-void SetLevel(Session& session, const Output255& output, int level) {
-  CModelCamera& camera = session.Camera();
-  if (!(camera.*output.set)(level)) session.Fail(std::string("the camera refused to set ") + output.what);
-  const int became = (camera.*output.get)();
-  if (camera.DeviceLost()) session.Fail(std::string("cannot read ") + output.what);
+std::int64_t Read(Device& camera, std::int32_t control, const std::string& what) {
+  return camera.Do("cannot read " + what, [control](const Camera& open) { return open.control(control); });
+}
+
+void SetLevel(Device& camera, const Output255& output, int level) {
+  camera.Do(std::string("the camera refused to set ") + output.what,
+            [&](Camera& open) { open.control(output.control, level); });
+  const auto became = static_cast<int>(Read(camera, output.control, output.what));
   if (became != level) {
     throw CliError(Status::Refused, Format("%s is at %d instead of %d", output.what, became, level));
   }
@@ -59,44 +61,44 @@ void SetLevel(Session& session, const Output255& output, int level) {
 
 ExitCode RunLevel(const Context& context, const Output255& output, const std::optional<std::string>& text) {
   const int wanted = text ? ParseLevel(output, *text) : 0;
-  Session session(context);
-  DemandAdjustable(session, output.what);
-  if (text) SetLevel(session, output, wanted);
-  const int level = (session.Camera().*output.get)();
-  if (session.Camera().DeviceLost()) session.Fail(std::string("cannot read ") + output.what);
+  Device camera(context);
+  DemandAdjustable(camera, output.what);
+  if (text) SetLevel(camera, output, wanted);
+  const std::int64_t level = Read(camera, output.control, output.what);
   Report report;
   report.Add(output.levelKey, level);
-  report.Add(output.name, std::lround(level * 100.0 / kFull), "%");
+  report.Add(output.name, std::lround(static_cast<double>(level) * 100.0 / kFull), "%");
   report.Print(context.out, context.json);
   return kExitOk;
 }
 
-void ReportHub(const Context& context, Session& session) {
-  const bool on = session.Camera().GetUSBHubOn();
-  if (session.Camera().DeviceLost()) session.Fail("cannot read the USB hub");
+bool IsHubOn(Device& camera) {
+  return Read(camera, ORQ_CONTROL_HUB_RESET, "the USB hub") != 0;
+}
+
+void ReportHub(const Context& context, Device& camera) {
   Report report;
-  report.Add("hub_on", on);
+  report.Add("hub_on", IsHubOn(camera));
   report.Print(context.out, context.json);
 }
 
 ExitCode RunHub(const Context& context, bool reset) {
-  Session session(context);
-  DemandAdjustable(session, "a USB hub");
+  Device camera(context);
+  DemandAdjustable(camera, "a USB hub");
   if (!reset) {
-    ReportHub(context, session);
+    ReportHub(context, camera);
     return kExitOk;
   }
-  if (!session.Camera().ResetUSBHub()) session.Fail("the camera refused to reset its USB hub");
+  camera.Do("the camera refused to reset its USB hub", [](Camera& open) { open.control(ORQ_CONTROL_HUB_RESET, 1); });
   const auto giveUp = Clock::now() + kHubPatience;
-  while (!session.Camera().GetUSBHubOn()) {
-    if (session.Camera().DeviceLost()) session.Fail("cannot read the USB hub");
+  while (!IsHubOn(camera)) {
     if (Clock::now() > giveUp) {
       throw CliError(Status::Timeout,
                      "the USB hub stays off after its reset; unplug the camera and plug it in again");
     }
     if (WaitForStop(kHubLook)) throw CliError(Status::Cancelled, "interrupted while the USB hub resets");
   }
-  ReportHub(context, session);
+  ReportHub(context, camera);
   return kExitOk;
 }
 

@@ -1,13 +1,13 @@
 // orqcam cooler: the sensor's cooler, by hand.
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <memory>
+#include <optional>
 
+#include "camera/CoolerUse.h"
 #include "commands/Commands.h"
-#include "options/Cooling.h"
 #include "output/Signals.h"
-#include "session/cooling/Climate.h"
-#include "session/cooling/CoolerWork.h"
 #include "session/text/Units.h"
 #include "support/Text.h"
 
@@ -49,33 +49,33 @@ Wanted ParseAction(const std::string& text) {
   return {Action::On, text};
 }
 
-long Value(Session& session, ORQ_CONTROL_TYPE id) {
-  long value = 0;
-  if (session.Camera().GetControlValue(id, &value, nullptr) != CTRL_OK) session.Fail("cannot read the cooler");
-  return value;
+bool HasHeater(const Camera& camera) {
+  const auto controls = camera.controls();
+  return std::ranges::find(controls, std::int32_t{ORQ_CONTROL_ANTI_DEW_HEATER}, &orq_control_info::id) !=
+         controls.end();
 }
 
-Report Describe(Session& session) {
-  CModelCamera& camera = session.Camera();
-  const std::optional<double> celsius = SensorCelsius(camera);
-  if (camera.DeviceLost()) session.Fail("cannot read the cooler");
-  Report report;
-  report.Add("temperature", celsius ? Json(*celsius) : Json(nullptr), "C");
-  report.Add("target", Value(session, ORQ_TARGET_TEMP), "C");
-  report.Add("cooler_on", Value(session, ORQ_COOLER_ON) == 1);
-  report.Add("power", Value(session, ORQ_COOL_POWER_PERC), "%");
-  if (session.Model().antiDewHeater) report.Add("heater_on", Value(session, ORQ_ANTI_DEW_HEATER) == 1);
-  return report;
+Report Describe(Device& camera) {
+  return camera.Do("cannot read the cooler", [](const Camera& open) {
+    const orq_cooler_state state = open.cooler();
+    Report report;
+    report.Add("temperature", std::isnan(state.sensor_c) ? Json(nullptr) : Json(state.sensor_c), "C");
+    report.Add("target", std::lround(state.target_c), "C");
+    report.Add("cooler_on", state.on != 0);
+    report.Add("power", std::lround(state.power), "%");
+    if (HasHeater(open)) report.Add("heater_on", open.control(ORQ_CONTROL_ANTI_DEW_HEATER) == 1);
+    return report;
+  });
 }
 
 // Keeps the sensor at its target and says each second how it is, until the user stops it.
-void Hold(const Context& context, Session& session) {
-  CoolerWatch watch;
+void Hold(const Context& context, Device& camera) {
+  CoolerTeller teller;
   const auto start = Clock::now();
   do {
     Report report;
     report.Add("time", std::round(std::chrono::duration<double>(Clock::now() - start).count()), "s");
-    const Report state = Describe(session);
+    const Report state = Describe(camera);
     if (context.json) {
       Json object = report.ToJson();
       object.update(state.ToJson());
@@ -84,7 +84,7 @@ void Hold(const Context& context, Session& session) {
       context.out.Line(Join(report.ToLines()) + ", " + Join(state.ToLines()));
     }
     context.out.Flush();
-    watch.Look(session);
+    teller.Look(camera);
   } while (!WaitForStop(std::chrono::seconds(1)));
 }
 
@@ -101,24 +101,24 @@ ExitCode RunCooler(const Context& context, const CoolerOptions& options) {
   if (options.warm && wanted.action != Action::Status) {
     throw CliError(kExitUsage, "--warm switches the cooler off when it is done: give it alone");
   }
-  Session session(context);
-  DemandCooler(session.Camera());
+  Device camera(context);
+  if (!camera.Can(ORQ_ABILITY_COOLER)) throw CliError(Status::Unsupported, "this camera has no cooler");
   if (wanted.action != Action::On) {
-    if (options.warm) WarmUp(session, timeout);
-    if (wanted.action == Action::Off) session.SwitchCooler(false, false);
-    Describe(session).Print(context.out, context.json);
+    if (options.warm) WarmUp(camera, timeout);
+    if (wanted.action == Action::Off) camera->coolerOff();
+    Describe(camera).Print(context.out, context.json);
     return kExitOk;
   }
-  StartCooler(session, wanted.target, options.keep);
+  StartCooler(camera, wanted.target, options.keep);
   if (!options.keep) Complain(kOnlyWhile);
   if (options.wait) {
-    AwaitTarget(session, timeout);
-    Describe(session).Print(context.out, context.json);
+    AwaitTarget(camera, timeout);
+    Describe(camera).Print(context.out, context.json);
   } else {
-    Hold(context, session);
+    Hold(context, camera);
   }
   // The end of the session switches it off as well, but has nobody to tell when that fails.
-  if (!options.keep) session.SwitchCooler(false, false);
+  if (!options.keep) camera->coolerOff();
   return kExitOk;
 }
 

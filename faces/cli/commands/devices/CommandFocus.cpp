@@ -1,16 +1,18 @@
 // orqcam focus: the focus motor.
 #include <memory>
+#include <optional>
 
+#include "camera/LongWork.h"
 #include "commands/Commands.h"
-#include "output/Signals.h"
 #include "output/StatusLine.h"
-#include "session/focus/FocusMotor.h"
 #include "session/text/Units.h"
 #include "support/Text.h"
 
 namespace orq::cli {
 
 namespace {
+
+constexpr int kLastFocusPosition = 1023;
 
 // A position, or a way from where the lens is.
 struct Target {
@@ -28,20 +30,24 @@ std::optional<Target> ParseTarget(const std::string& text) {
   return Target{static_cast<int>(number), relative};
 }
 
-void Print(const Context& context, FocusMotor& motor) {
-  const FocusState state = motor.State();
+// A mark; a lens may have none.
+Json Mark(std::int32_t mark) {
+  return mark < 0 ? Json(nullptr) : Json(mark);
+}
+
+void Print(const Context& context, const orq_focus_state& state) {
   Report report;
   report.Add("position", state.position);
-  report.Add("moving", state.moving);
-  report.Add("lower_mark", state.lowerMark ? Json(*state.lowerMark) : Json(nullptr));
-  report.Add("upper_mark", state.upperMark ? Json(*state.upperMark) : Json(nullptr));
-  report.Add("driver", Format("0x%02X", motor.DriverId()));
+  report.Add("moving", state.moving != 0);
+  report.Add("lower_mark", Mark(state.lower_mark));
+  report.Add("upper_mark", Mark(state.upper_mark));
+  report.Add("driver", Format("0x%02X", static_cast<unsigned>(state.driver_id)));
   report.Print(context.out, context.json);
 }
 
-int Resolve(FocusMotor& motor, const Target& target) {
+int Resolve(Device& camera, const Target& target) {
   if (!target.relative) return target.steps;
-  const int from = motor.Position();
+  const int from = camera->focus().position;
   const int to = from + target.steps;
   if (to >= 0 && to <= kLastFocusPosition) return to;
   throw CliError(Status::Range, Format("%+d from position %d leads out of the range 0 to %d", target.steps, from,
@@ -50,14 +56,14 @@ int Resolve(FocusMotor& motor, const Target& target) {
 
 ExitCode RunFocus(const Context& context, const std::string& text) {
   const std::optional<Target> target = ParseTarget(text);
-  Session session(context);
-  FocusMotor motor(session.Camera());
+  Device camera(context);
   if (target) {
-    const int position = Resolve(motor, *target);
+    const int position = Resolve(camera, *target);
     StatusLine line;
-    motor.MoveTo(position, WaitForStop, [&] { line.Show(Format("moving to %d", position)); });
+    RunAbortably(
+        camera, [&] { camera->focus(position); }, [&] { line.Show(Format("moving to %d", position)); });
   }
-  Print(context, motor);
+  Print(context, camera->focus());
   return kExitOk;
 }
 

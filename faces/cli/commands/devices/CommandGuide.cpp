@@ -1,15 +1,20 @@
 // orqcam guide: pulses on the guide port.
+#include <array>
+#include <chrono>
 #include <cmath>
 #include <memory>
 
-#include "camera/GuidePulse.h"
+#include "camera/LongWork.h"
 #include "commands/Commands.h"
+#include "output/Signals.h"
 #include "session/text/Units.h"
 #include "support/Text.h"
 
 namespace orq::cli {
 
 namespace {
+
+using Clock = std::chrono::steady_clock;
 
 // Autoguiders correct in tens to hundreds of milliseconds and calibrate in a few seconds; a longer pulse is a
 // slip of the keyboard, and drives a telescope far away.
@@ -20,9 +25,12 @@ struct GuideOptions {
   std::string ms;
 };
 
-GuideD ParseDirection(const std::string& text) {
-  for (const GuideD direction : {GUIDE_NORTH, GUIDE_SOUTH, GUIDE_EAST, GUIDE_WEST}) {
-    if (Lower(text) == GuideName(direction)) return direction;
+// By ORQ_GUIDE_...
+constexpr std::array kDirections = {"north", "south", "east", "west"};
+
+int ParseDirection(const std::string& text) {
+  for (std::size_t direction = 0; direction < kDirections.size(); ++direction) {
+    if (Lower(text) == kDirections.at(direction)) return static_cast<int>(direction);
   }
   throw CliError(kExitUsage, "unknown direction '" + text + "'; there are north, south, east and west");
 }
@@ -35,20 +43,41 @@ int ParseMs(const std::string& text) {
   return static_cast<int>(ms);
 }
 
+struct Pulse {
+  double ms = 0.0;  ///< from before the line went on until it was off for certain
+  bool interrupted = false;
+};
+
+// However it ends, the line is switched off; no number of Ctrl-C kills the tool meanwhile.
+Pulse Send(Device& camera, int direction, int ms) {
+  if (StopRequested()) return {0.0, true};
+  const StopShield shield;
+  Pulse pulse;
+  RunAbortably(camera, [&] {
+    const auto before = Clock::now();
+    try {
+      camera->guide(direction, std::chrono::milliseconds(ms));
+    } catch (const CancelledError&) {
+      pulse.interrupted = true;
+    }
+    pulse.ms = std::chrono::duration<double, std::milli>(Clock::now() - before).count();
+  });
+  return pulse;
+}
+
 ExitCode RunGuide(const Context& context, const GuideOptions& options) {
-  const GuideD direction = ParseDirection(options.direction);
+  const int direction = ParseDirection(options.direction);
+  const char* const name = kDirections.at(static_cast<std::size_t>(direction));
   const int ms = ParseMs(options.ms);
-  Session session(context);
-  if (session.Camera().hasGuidePort == 0) throw CliError(Status::Unsupported, "this camera has no guide port");
-  const GuideOutcome outcome = SendGuidePulse(session.Camera(), direction, ms);
+  Device camera(context);
+  const Pulse pulse = Send(camera, direction, ms);
   Report report;
-  report.Add("direction", GuideName(direction));
+  report.Add("direction", name);
   report.Add("asked", ms, "ms");
-  report.Add("pulse", std::round(outcome.ms * 10.0) / 10.0, "ms");
+  report.Add("pulse", std::round(pulse.ms * 10.0) / 10.0, "ms");
   report.Print(context.out, context.json);
-  if (!outcome.interrupted) return kExitOk;
-  throw CliError(Status::Cancelled,
-                 std::string("interrupted: the guide line ") + GuideName(direction) + " is off");
+  if (!pulse.interrupted) return kExitOk;
+  throw CliError(Status::Cancelled, std::string("interrupted: the guide line ") + name + " is off");
 }
 
 }  // namespace

@@ -3,11 +3,12 @@
 #include <cmath>
 #include <limits>
 #include <memory>
+#include <optional>
 
+#include "camera/Device.h"
 #include "commands/Commands.h"
 #include "output/Chart.h"
 #include "output/Watch.h"
-#include "session/cooling/Climate.h"
 #include "support/Text.h"
 
 namespace orq::cli {
@@ -26,28 +27,46 @@ struct TempOptions {
 
 struct Readings {
   std::optional<double> celsius;
+  std::string trouble;  ///< why there are none
   std::optional<double> volts;
 };
 
 // The voltage of a board that does not measure it is asked for once only.
 class Gauges {
  public:
-  explicit Gauges(Session& session) : session_(session) {
-    if (!HasThermometer(session.Camera())) throw CliError(Status::Unsupported, "this camera has no thermometer");
+  explicit Gauges(Device& camera) : camera_(camera) {
+    if (!camera.Can(ORQ_ABILITY_THERMOMETER)) throw CliError(Status::Unsupported, "this camera has no thermometer");
   }
 
   Readings Read() {
-    Readings readings;
-    readings.celsius = SensorCelsius(session_.Camera());
-    if (first_ || measuresSupply_) readings.volts = SupplyVolts(session_.Camera());
+    Readings readings = camera_.Do("cannot read the temperature", ReadCelsius);
+    if (first_ || measuresSupply_) readings.volts = camera_.Do("cannot read the temperature", ReadVolts);
     if (first_) measuresSupply_ = readings.volts.has_value();  // a later gap is only a gap
     first_ = false;
-    if (session_.Camera().DeviceLost()) session_.Fail("cannot read the temperature");
     return readings;
   }
 
  private:
-  Session& session_;
+  static Readings ReadCelsius(const Camera& camera) {
+    Readings readings;
+    try {
+      readings.celsius = camera.temperature();
+    } catch (const LostError&) {
+      throw;
+    } catch (const Error& error) {
+      readings.trouble = error.what();
+    }
+    return readings;
+  }
+  static std::optional<double> ReadVolts(const Camera& camera) {
+    try {
+      return camera.supplyVoltage();
+    } catch (const UnsupportedError&) {
+      return std::nullopt;
+    }
+  }
+
+  Device& camera_;
   bool first_ = true;
   bool measuresSupply_ = false;
 };
@@ -94,8 +113,8 @@ class WatchView {
   std::vector<double> history_;
 };
 
-ExitCode Watch(const Context& context, Session& session, const WatchLimits& limits) {
-  Gauges gauges(session);
+ExitCode Watch(const Context& context, Device& camera, const WatchLimits& limits) {
+  Gauges gauges(camera);
   WatchView view(context);
   std::uint64_t failed = 0;
   std::uint64_t taken = 0;
@@ -115,10 +134,10 @@ ExitCode Watch(const Context& context, Session& session, const WatchLimits& limi
 
 ExitCode RunTemp(const Context& context, const TempOptions& options) {
   const WatchLimits limits = options.watching.Limits();
-  Session session(context);
-  if (options.watch) return Watch(context, session, limits);
-  const Readings readings = Gauges(session).Read();
-  if (!readings.celsius) session.Fail("the thermometer does not answer");
+  Device camera(context);
+  if (options.watch) return Watch(context, camera, limits);
+  const Readings readings = Gauges(camera).Read();
+  if (!readings.celsius) throw CliError(Status::Refused, readings.trouble);
   Describe(readings).Print(context.out, context.json);
   return kExitOk;
 }

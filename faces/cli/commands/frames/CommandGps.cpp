@@ -1,17 +1,14 @@
 // orqcam gps: time and position by GPS, and the lines at which they are taken.
 #include <algorithm>
-#include <cstring>
 #include <memory>
 #include <optional>
 
-#include "camera/Shooter.h"
+#include "camera/Expose.h"
 #include "commands/Commands.h"
+#include "output/FrameReport.h"
 #include "output/FrameWatch.h"
 #include "output/Watch.h"
-#include "session/frame/FrameTime.h"
-#include "session/gps/GpsLines.h"
 #include "session/text/Units.h"
-#include "settings/XmlStore.h"
 #include "support/Text.h"
 
 namespace orq::cli {
@@ -24,58 +21,46 @@ struct GpsOptions {
   WatchOptions watching;
 };
 
-GpsLines DemandLines(Session& session) {
-  const std::optional<GpsLines> lines = ReadGpsLines(session.Camera());
-  if (!lines) session.Fail("cannot read the GPS lines");
-  return *lines;
+void DemandGps(const Device& camera) {
+  if (camera.Can(ORQ_ABILITY_GPS)) return;
+  throw CliError(Status::Unsupported, "this camera has no GPS receiver");
 }
 
-void AddLines(Report& report, Session& session) {
-  const GpsLines lines = DemandLines(session);
+void AddLines(Report& report, Device& camera) {
+  const orq_gps_lines lines =
+      camera.Do("cannot read the GPS lines", [](const Camera& open) { return open.gpsLines(); });
   report.Add("start_line", lines.start);
   report.Add("end_line", lines.end);
-  report.Add("lines_follow_region", session.Camera().GpsLinesFollow());
-}
-
-// A zero-terminated text of the camera's record.
-template <std::size_t N>
-std::string TextOf(const char (&text)[N]) {
-  return {text, strnlen(text, N)};
-}
-
-void AddReading(Report& report, const std::string& prefix, const _ORQ_GPS_DATA& data) {
-  const _ORQ_DATE_TIME& time = data.Datetime;
-  report.Add(prefix + "_utc", Format("%04d-%02d-%02dT%02d:%02d:%02d.%03d%04d", time.Year, time.Month, time.Day,
-                                     time.Hour, time.Minute, time.Second, time.MSecond, time.USecond));
-  report.Add(prefix + "_latitude", data.Latitude, "deg");
-  report.Add(prefix + "_longitude", data.Longitude, "deg");
-  report.Add(prefix + "_altitude", data.Altitude / 10.0, "m");
-  report.Add(prefix + "_satellites", data.SatelliteNum);
-  report.Add(prefix + "_position", TextOf(data.PositionText));
+  report.Add("lines_follow_region", lines.follow != 0);
 }
 
 ExitCode RunStatus(const Context& context) {
-  Session session(context);
-  DemandGps(session.Camera());
-  CModelCamera& camera = session.Camera();
-  _ORQ_GPS_DATA start{};
-  _ORQ_GPS_DATA end{};
-  const int result = camera.GPSGetData(&start, &end);
-  if (result != CTRL_OK && result != CTRL_GPS_DATA_INVALID && result != CTRL_GPS_VER_TOO_LOW) {
-    session.Fail("cannot read the GPS receiver");
-  }
+  Device camera(context);
+  DemandGps(camera);
+  const orq_gps_receiver receiver =
+      camera.Do("cannot read the GPS receiver", [](const Camera& open) { return open.gpsReceiver(); });
   Report report;
-  report.Add("version", camera.GPSVer());
-  AddLines(report, session);
-  report.Add("fix", result == CTRL_OK);
-  if (result == CTRL_OK) {
-    AddReading(report, "start", start);
-    AddReading(report, "end", end);
+  report.Add("version", receiver.version);
+  AddLines(report, camera);
+  report.Add("fix", receiver.fix != 0);
+  if (receiver.fix != 0) {
+    report.Add("start_utc", receiver.start_utc);
+    report.Add("start_latitude", receiver.start_latitude, "deg");
+    report.Add("start_longitude", receiver.start_longitude, "deg");
+    report.Add("start_altitude", receiver.start_altitude_m, "m");
+    report.Add("start_satellites", receiver.start_satellites);
+    report.Add("start_position", receiver.start_position);
+    report.Add("end_utc", receiver.end_utc);
+    report.Add("end_latitude", receiver.end_latitude, "deg");
+    report.Add("end_longitude", receiver.end_longitude, "deg");
+    report.Add("end_altitude", receiver.end_altitude_m, "m");
+    report.Add("end_satellites", receiver.end_satellites);
+    report.Add("end_position", receiver.end_position);
   }
   report.Print(context.out, context.json);
-  if (result == CTRL_GPS_VER_TOO_LOW) {
+  if (receiver.readable == 0) {
     Complain("this GPS receiver is too old to be read; its times stand in the frames");
-  } else if (result != CTRL_OK) {
+  } else if (receiver.fix == 0) {
     Complain(
         "the GPS receiver has latched no valid time yet: give its antenna a clear view of the sky, and take a "
         "frame ('gps read' does)");
@@ -85,109 +70,125 @@ ExitCode RunStatus(const Context& context) {
 
 // The smallest part of the sensor that holds both lines: quick to take. Lines that follow the region need no more
 // than the smallest there is.
-FrameRegion RegionOfLines(Session& session) {
-  const ModelData& model = session.Model();
-  const GpsLines lines = session.Camera().GpsLinesFollow() ? GpsLines{} : DemandLines(session);
-  const RegionRules& rules = model.region;
+orq_region RegionOfLines(Device& camera) {
+  const orq_camera_info& info = camera.Info();
+  orq_gps_lines lines = camera->gpsLines();
+  if (lines.follow != 0) lines.start = lines.end = 0;
   const auto [top, bottom] = std::minmax(lines.start, lines.end);
-  FrameRegion region;
-  region.width = std::max(rules.minWidth, rules.widthStep);
-  region.startY = top - top % rules.startYStep;
-  const int rows = std::max(bottom + 1 - region.startY, rules.minHeight);
-  region.height = (rows + rules.heightStep - 1) / rules.heightStep * rules.heightStep;
-  const int beyond = std::max(region.startY + region.height - model.maxHeight, 0);
-  region.startY -= (beyond + rules.startYStep - 1) / rules.startYStep * rules.startYStep;
+  auto region = sized<orq_region>();
+  region.bin = 1;
+  region.format = ORQ_FORMAT_RAW16;
+  region.width = std::max(info.least_width, info.width_step);
+  region.start_y = top - top % info.start_y_step;
+  const int rows = std::max(bottom + 1 - region.start_y, info.least_height);
+  region.height = (rows + info.height_step - 1) / info.height_step * info.height_step;
+  const int beyond = std::max(region.start_y + region.height - info.sensor_height, 0);
+  region.start_y -= (beyond + info.start_y_step - 1) / info.start_y_step * info.start_y_step;
   return region;
 }
 
-// Takes stamped frames, as small as they may be, that leave no trace in the user's settings.
+// Takes stamped frames, as small as they may be.
 class GpsProbe {
  public:
-  explicit GpsProbe(Session& session) : session_(session), shooter_(session) {
-    FrameRegion applied;
-    std::string reason;
-    const FrameRegion region = RegionOfLines(session);
-    if (!session.Camera().SetRegion(region, applied, reason)) {
-      throw CliError(Status::Refused, "cannot take a frame of the GPS lines: " + reason);
+  struct Reading {
+    orq_frame_info info;
+    orq_frame_gps gps;
+  };
+
+  explicit GpsProbe(Device& camera) : camera_(camera) {
+    const orq_region region = RegionOfLines(camera);
+    try {
+      camera->region(region);
+    } catch (const Error& error) {
+      throw CliError(Status::Refused, std::string("cannot take a frame of the GPS lines: ") + error.what());
     }
-    session.Camera().StampFrames(std::chrono::milliseconds(0));
+    camera->stampEvery(std::chrono::milliseconds(0));
   }
 
   /// Nothing when the user asked to stop.
-  std::optional<FrameInfo> Read() {
-    switch (shooter_.Take(frame_, 1, 1)) {
-      case ShotResult::Good:
-        return frame_.info;
-      case ShotResult::Interrupted:
-        return std::nullopt;
-      case ShotResult::Lost:
-        session_.Fail("cannot take a frame for the GPS");
-      default:
-        throw CliError(Status::Refused, "cannot take a frame for the GPS: " + shooter_.Reason());
+  std::optional<Reading> Read() {
+    try {
+      const std::optional<orq::Frame> frame = Expose(camera_);
+      if (!frame) return std::nullopt;
+      return Reading{frame->info(), frame->gps()};
+    } catch (const LostError&) {
+      throw CliError(Status::Lost, "cannot take a frame for the GPS: the camera was lost; check its cable");
+    } catch (const Error& error) {
+      throw CliError(Status::Refused, std::string("cannot take a frame for the GPS: ") + error.what());
     }
   }
 
  private:
-  Session& session_;
-  SingleShooter shooter_;
-  Frame frame_;
+  Device& camera_;
 };
 
-Report Describe(const FrameInfo& info) {
+Report Describe(const GpsProbe::Reading& reading) {
   Report report;
-  report.Add("fix", HasGpsTime(info));
-  report.Add(TimeValues(info));
-  report.Add(GpsValues(info));
+  report.Add("fix", HasGpsTime(reading.info));
+  AddTimes(report, reading.info, reading.gps);
+  AddGps(report, reading.info, reading.gps);
   return report;
 }
 
+// Frames of no use to anybody else leave no trace in the user's settings, and do not depend on them.
+Context WithoutSettings(Context context) {
+  context.settings = false;
+  return context;
+}
+
 ExitCode RunRead(const Context& context) {
-  EnableXmlStore(false);
-  Session session(context);
-  DemandGps(session.Camera());
-  const std::optional<FrameInfo> info = GpsProbe(session).Read();
-  if (!info) throw CliError(Status::Cancelled, "interrupted");
-  Describe(*info).Print(context.out, context.json);
-  if (HasGpsTime(*info)) return kExitOk;
-  throw CliError(Status::State, "no GPS time: " + GpsTrouble(*info));
+  Device camera(WithoutSettings(context));
+  DemandGps(camera);
+  const std::optional<GpsProbe::Reading> reading = GpsProbe(camera).Read();
+  if (!reading) throw CliError(Status::Cancelled, "interrupted");
+  Describe(*reading).Print(context.out, context.json);
+  if (HasGpsTime(reading->info)) return kExitOk;
+  throw CliError(Status::State, "no GPS time: " + GpsTrouble(reading->gps));
 }
 
 ExitCode RunWatch(const Context& context, const GpsOptions& options) {
   const WatchLimits limits = options.watching.Limits();
-  EnableXmlStore(false);
-  Session session(context);
-  DemandGps(session.Camera());
-  GpsProbe probe(session);
+  Device camera(WithoutSettings(context));
+  DemandGps(camera);
+  GpsProbe probe(camera);
   GpsWatch watch(true);
   WatchEvery(limits, [&] {
-    const std::optional<FrameInfo> info = probe.Read();
-    if (!info) return false;
-    const Report report = Describe(*info);
+    const std::optional<GpsProbe::Reading> reading = probe.Read();
+    if (!reading) return false;
+    const Report report = Describe(*reading);
     if (context.json) {
       report.Print(context.out, true);
     } else {
       context.out.Line(Join(report.ToLines()));
     }
     context.out.Flush();
-    watch.Look(*info);
+    watch.Look(reading->info, reading->gps);
     return true;
   });
   return kExitOk;
 }
 
-void SetLines(Session& session, const GpsLines& wanted) {
-  CModelCamera& camera = session.Camera();
-  std::string left;
-  const int result = SetGpsLines(camera, wanted, left);
-  if (result == CTRL_OK) {
-    if (!camera.FollowGpsLines(false)) session.Fail("the GPS lines were set, but move with the region still");
-    return;
-  }
-  if (result == CTRL_BAD_LINE) {
+struct Lines {
+  int start = 0;
+  int end = 0;
+};
+
+void SetLines(Device& camera, const Lines& wanted) {
+  auto lines = sized<orq_gps_lines>();
+  lines.start = wanted.start;
+  lines.end = wanted.end;
+  try {
+    camera->gpsLines(lines);
+  } catch (const RangeError&) {
     throw CliError(Status::Range, Format("lines %d and %d do not both lie on the sensor: its lines are 0 to %d",
-                                         wanted.start, wanted.end, camera.iMaxHeight - 1));
+                                         wanted.start, wanted.end, camera.Info().sensor_height - 1));
   }
-  session.Fail("cannot set the GPS lines (" + left + ")");
+}
+
+void FollowRegion(Device& camera) {
+  auto lines = sized<orq_gps_lines>();
+  lines.follow = 1;
+  camera->gpsLines(lines);
 }
 
 int ParseLine(const std::string& text, const char* what) {
@@ -200,16 +201,16 @@ int ParseLine(const std::string& text, const char* what) {
 ExitCode RunLines(const Context& context, const GpsOptions& options) {
   if (options.lines.size() == 1) throw CliError(kExitUsage, "give both lines, START and END, or none");
   if (options.follow && !options.lines.empty()) throw CliError(kExitUsage, "give lines or --follow, not both");
-  std::optional<GpsLines> wanted;
+  std::optional<Lines> wanted;
   if (!options.lines.empty()) {
-    wanted = {ParseLine(options.lines[0], "start line"), ParseLine(options.lines[1], "end line")};
+    wanted = Lines{ParseLine(options.lines[0], "start line"), ParseLine(options.lines[1], "end line")};
   }
-  Session session(context);
-  DemandGps(session.Camera());
-  if (wanted) SetLines(session, *wanted);
-  if (options.follow && !session.Camera().FollowGpsLines(true)) session.Fail("cannot set the GPS lines");
+  Device camera(context);
+  DemandGps(camera);
+  if (wanted) SetLines(camera, *wanted);
+  if (options.follow) FollowRegion(camera);
   Report report;
-  AddLines(report, session);
+  AddLines(report, camera);
   report.Print(context.out, context.json);
   return kExitOk;
 }

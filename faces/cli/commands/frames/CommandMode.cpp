@@ -1,4 +1,5 @@
 // orqcam mode: the camera modes that a camera offers.
+#include "camera/Device.h"
 #include "commands/Commands.h"
 #include "options/TriggerOptions.h"
 
@@ -7,11 +8,13 @@ namespace orq::cli {
 namespace {
 
 ExitCode RunMode(const Context& context) {
-  Session session(context);
+  Device camera(context);
+  const std::uint32_t offered = camera->triggerModes();
   Table table = {{"mode", "name", "meaning"}};
   Json list = Json::array();
-  for (const CAM_MODE mode : OfferedModes(session.Camera())) {
-    const ModeName& known = ModeNames()[static_cast<std::size_t>(mode)];
+  for (std::size_t mode = 0; mode < ModeNames().size(); ++mode) {
+    if ((offered >> mode & 1U) == 0) continue;
+    const ModeName& known = ModeNames()[mode];
     table.push_back({std::to_string(mode), known.name, known.meaning});
     list.push_back({{"mode", mode}, {"name", known.name}, {"meaning", known.meaning}});
   }

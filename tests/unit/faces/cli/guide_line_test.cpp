@@ -1,4 +1,4 @@
-#include "camera/GuidePulse.h"
+#include "session/guide/GuideLine.h"
 
 #include <gtest/gtest.h>
 
@@ -21,6 +21,12 @@ namespace {
 using test::VirtualRig;
 
 constexpr int kTries = 5;
+
+// As the tool sends it.
+GuideOutcome SendGuidePulse(CCameraBase& camera, GuideD direction, int ms) {
+  const StopShield shield;
+  return session::SendGuidePulse(camera, direction, ms, WaitForStop, Complain);
+}
 
 bool AnyLineOn(const VirtualRig& rig) {
   const auto lines = rig.device->Readings().guideLines;

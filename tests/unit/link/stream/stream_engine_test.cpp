@@ -863,6 +863,25 @@ TEST(StuckTransfers, AreGivenUpAndMayCompleteWhenEverythingElseIsGone) {
   EXPECT_EQ(pipe->Queued(), 0);
 }
 
+TEST(StuckTransfers, WhileThePipeIsEmptiedFailTheStartBeforeTheCameraSends) {
+  static auto* const pipe = new ScriptedPipe;  // never freed, as above
+  pipe->onCancel = ScriptedPipe::CancelMode::Hold;
+  bool outputOn = false;
+  {
+    CirBuf ring(kFormat.PayloadBytes(), 2);
+    StreamEngine engine(*pipe, ring, kFormat, {[&] { return outputOn = true; }, [] {}},
+                        {.transfers = 2, .blocksPerTransfer = 1, .drainMs = 20, .quietMs = 1});
+    EXPECT_FALSE(engine.Start());
+    EXPECT_NE(engine.Error().find("did not end"), std::string::npos);
+    EXPECT_FALSE(outputOn);
+    EXPECT_FALSE(engine.Alive());
+  }
+  EXPECT_EQ(pipe->Alive(), 2);
+  EXPECT_EQ(pipe->Count("clear"), 1);
+  pipe->ReleaseCancelled();
+  EXPECT_EQ(pipe->Queued(), 0);
+}
+
 // All at once ------------------------------------------------------------------------------------------------
 
 TEST_F(StreamingIntoTwoSlots, TheIdentityHoldsAtEveryMomentOfABusyStream) {

@@ -75,12 +75,23 @@ TEST(FilePattern, TheExtensionDecidesTheKindInAnyCase) {
   EXPECT_EQ(FilePattern("x.FIT").Kind(), FileKind::Fits);
   EXPECT_EQ(FilePattern("x.Png").Kind(), FileKind::Png);
   EXPECT_EQ(FilePattern("x.raw").Kind(), FileKind::Raw);
+  EXPECT_EQ(FilePattern("x.fits.fz").Kind(), FileKind::CompressedFits);
+  EXPECT_EQ(FilePattern("x.FITS.FZ").Kind(), FileKind::CompressedFits);
 }
 
 TEST(FilePattern, OtherExtensionsAreRefusedWithTheRightOnes) {
-  for (const char* pattern : {"x", "x.jpg", "", ".fits", "dir.fits/x", "x.fits.gz"}) {
+  for (const char* pattern : {"x", "x.jpg", "", ".fits", "dir.fits/x", "x.fits.gz", "x.fz", "x.png.fz"}) {
     EXPECT_NE(Complaint(pattern).find(".fits, .fit, .png or .raw"), std::string::npos) << pattern;
   }
+}
+
+TEST(FilePattern, AnExtensionAloneIsNoName) {
+  for (const char* pattern : {".fits.fz", "dir/.fits.fz", "dir/.fits"}) Complaint(pattern);
+}
+
+TEST(FilePattern, TheOtherExtensionReplacesBothOfACompressedFile) {
+  EXPECT_EQ(WithExtension("a/m42.fits.fz", ".png"), "a/m42.png");
+  EXPECT_EQ(WithExtension("a/m42.v2.fits", ".png"), "a/m42.v2.png");
 }
 
 TEST(FilePattern, UnknownPlaceholdersAreRefusedWithTheRightOnes) {

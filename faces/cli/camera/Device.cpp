@@ -1,0 +1,94 @@
+#include "camera/Device.h"
+
+#include <optional>
+
+namespace orq::cli {
+
+namespace {
+
+bool HasSettingsPlace() {
+  auto path = sized<orq_path>();
+  return orq_settings_path(&path) == ORQ_OK;
+}
+
+Camera Open(const Context& context) {
+  if (context.camera == "") {
+    throw CliError(kExitUsage, "\"\" names no camera: a camera is named by its index (0), serial:HEX, id:TEXT or virtual:MODEL");
+  }
+  auto options = sized<orq_open_options>();
+  const bool loads = context.settings && HasSettingsPlace();
+  options.settings = loads ? ORQ_SETTINGS_LOAD : ORQ_SETTINGS_OFF;  // an option of one command holds for that command
+  try {
+    return Camera(context.camera.value_or(""), options);
+  } catch (const NotFoundError& none) {
+    throw CliError(kExitNoCamera, none.what());
+  }
+}
+
+void TellTroubles(Camera& camera) {
+  while (const auto event = camera.nextEvent()) {
+    if (event->kind == ORQ_EVENT_SETTINGS) Complain(event->text);
+    if (event->kind == ORQ_EVENT_UNCORRECTED) Complain(std::string(event->text) + "; see orqcam hotpixels show");
+  }
+}
+
+}  // namespace
+
+Device::Device(const Context& context) : strict_(context.strict), camera_(Open(context)), info_(camera_.info()) {
+  TellTroubles(camera_);
+}
+
+Device::~Device() {
+  try {
+    camera_.abort();
+    RunFreely();
+  } catch (const Error&) {
+    // It is gone, and everything with it.
+  }
+}
+
+void Device::DemandKept() {
+  if (!HasSettingsPlace()) {
+    throw CliError(Status::File, "set, but not kept: set HOME or XDG_CONFIG_HOME, or give --no-settings");
+  }
+  try {
+    camera_.keepSettings();
+  } catch (const FileError& failure) {
+    throw CliError(Status::File, std::string("set, but not kept: ") + failure.what());
+  }
+  TellTroubles(camera_);
+}
+
+// The library words its own calls: "cannot do this: why".
+void Device::Rethrow(const std::string& what, const Error& error) {
+  switch (error.status()) {
+    case ORQ_ERROR_LOST:
+      throw CliError(Status::Lost, what + ": the camera was lost; check its cable");
+    case ORQ_ERROR_REFUSED:
+    case ORQ_ERROR_TIMEOUT:
+    case ORQ_ERROR_BUSY:
+    case ORQ_ERROR_PERMISSION: {
+      const std::string text = error.what();
+      const std::size_t reason = text.find(": ");
+      throw CliError(static_cast<Status>(error.status()),
+                     what + (reason == std::string::npos ? "" : text.substr(reason)));
+    }
+    default:
+      throw;
+  }
+}
+
+// What is wired to the camera is not to be driven, and the next program not to be kept waiting, when nobody is
+// there any more.
+void Device::RunFreely() {
+  if (camera_.triggerMode() != ORQ_MODE_FREE) camera_.triggerMode(ORQ_MODE_FREE);
+  if (!Can(ORQ_ABILITY_TRIGGER)) return;
+  for (const int output : {ORQ_OUTPUT_A, ORQ_OUTPUT_B}) {
+    orq_trigger_output pulse = camera_.triggerOutput(output);
+    if (pulse.length_us == 0) continue;
+    pulse.delay_us = pulse.length_us = 0;
+    camera_.triggerOutput(output, pulse);
+  }
+}
+
+}  // namespace orq::cli
