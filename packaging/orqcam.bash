@@ -24,7 +24,7 @@ _orqcam() {
   case $prev in
     -c | --camera)
       COMPREPLY=($(compgen -W "0 serial: id: virtual:k1c virtual:k1m virtual:k2m virtual:x26m virtual:t46c
-        virtual:h53m virtual:b29m virtual:replay,file=" -- "$cur"))
+        virtual:h53m virtual:b29m virtual:l3m virtual:d6m virtual:replay,file=" -- "$cur"))
       [[ ${COMPREPLY-} == *[:=] ]] && compopt -o nospace
       __ltrimcolons "$cur"
       return
