@@ -280,7 +280,8 @@ enum {
   ORQ_CONTROL_GPS_SUPPORT = 25, /**< read only */
   ORQ_CONTROL_GPS_START_LINE = 26,
   ORQ_CONTROL_GPS_END_LINE = 27,
-  ORQ_CONTROL_ROLLING_INTERVAL = 28 /**< from row to row, tenths of a microsecond; read only */
+  ORQ_CONTROL_ROLLING_INTERVAL = 28, /**< from row to row, tenths of a microsecond; read only */
+  ORQ_CONTROL_READOUT_MODE = 29      /**< of the sensor, from 0; the control's description names them */
 };
 /** How a control comes to its value. */
 enum { ORQ_MANUAL = 0, ORQ_AUTOMATIC = 1 };
@@ -728,7 +729,7 @@ typedef struct orq_frame_info {
   int32_t cooler_power;     /**< percent of the full drive; -1: no cooler */
   int32_t gamma;            /**< brightness curve that was applied; 50: none */
   int32_t corrections;      /**< a sum of ORQ_CORRECTED_... */
-  int32_t readout_mode;     /**< 0: normal; 1: high speed */
+  int32_t readout_mode;     /**< 0: normal; 1: high speed; where the camera has ORQ_CONTROL_READOUT_MODE: its value */
   double black_level;       /**< what a pixel without any charge reads; NaN: unknown */
   double saturated;         /**< what a full pixel reads; NaN: unknown */
 } orq_frame_info;
