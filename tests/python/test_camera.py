@@ -1,7 +1,6 @@
 """Opening, controls, geometry, services, errors."""
 
 import builtins
-import os
 import subprocess
 import sys
 import time
@@ -105,7 +104,7 @@ def test_errors_are_the_builtin_ones_too(camera):
         camera.expose(0.01)
     camera.close()
     with pytest.raises(LookupError):
-        orqcam.open("virtual:nothing")
+        orqcam.open("serial:0000000000000000")
     with pytest.raises(orqcam.InvalidError):
         orqcam.open("virtual:k1c", settings="sometimes")
 
@@ -147,9 +146,24 @@ def test_settings_are_kept_where_they_are_wanted(tmp_path):
                 next(video)
 
 
-def run(program, **more):
+def run(program):
     return subprocess.run([sys.executable, "-c", "import orqcam\n" + program], text=True, capture_output=True, timeout=60,
-                          check=False, **more)
+                          check=False)
+
+
+def test_processes_that_are_spawned_have_cameras_of_their_own(tmp_path):
+    (tmp_path / "program.py").write_text("""
+import multiprocessing, orqcam
+def mean(name):
+    with orqcam.open(name) as camera:
+        return float(camera.expose(0.01).array.mean())
+if __name__ == "__main__":
+    here = mean("virtual:k1c,timescale=0.01,seed=3")
+    with multiprocessing.get_context("spawn").Pool(1) as pool:
+        assert pool.map(mean, ["virtual:k1c,timescale=0.01,seed=3"]) == [here]
+""", encoding="utf-8")
+    done = subprocess.run([sys.executable, "program.py"], cwd=tmp_path, text=True, capture_output=True, timeout=60, check=False)
+    assert (done.returncode, done.stderr) == (0, "")
 
 
 @pytest.mark.parametrize("held", ["camera = orqcam.open('virtual:k1c')",

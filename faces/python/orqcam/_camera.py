@@ -49,9 +49,9 @@ class Camera:
     """
 
     def __init__(self, name="", *, settings="off", settings_folder="", frame_memory_mb=0, resume=False):
+        self._name = name
         self._device = _orqcam.Camera(name, _chosen(SETTINGS, settings, "settings"), str(settings_folder),
                                       frame_memory_mb, resume)
-        self._name = name
         self._infos = {info.id: info for info in self._device.controls()}
         self._events = Events()
         self._bell = Bell(self._device, self._events)

@@ -91,6 +91,7 @@ class MemoryError(Error, builtins.MemoryError):
 
 def _register(base):
     _orqcam.errors[base.status] = base
+    base.__module__ = "orqcam"
     for kind in base.__subclasses__():
         _register(kind)
 
