@@ -19,8 +19,8 @@ std::string deviceNameOf(const orq_camera_entry& camera) {
   return std::string(camera.model) + " " + (own[0] != '\0' ? own : camera.name);
 }
 
-/// A server that is ended tells its drivers so by a signal: cameras are then closed in order, and with that guide lines
-/// go off. Blocked here, before any thread is started, so that none takes it.
+/// A server that is ended tells its drivers so by a signal: cameras are then closed in order, and with that guide
+/// lines go off. Blocked here, before any thread is started, so that none takes it.
 int listenToSignals() {
   sigset_t ends;
   sigemptyset(&ends);
@@ -79,30 +79,42 @@ void Driver::start() {
   }
 }
 
+bool Driver::isPresent(const std::string& cameraName) const {
+  return std::any_of(present_.begin(), present_.end(), [&](const auto& one) { return one.second == cameraName; });
+}
+
+std::vector<CameraDevice*> Driver::devices() {
+  std::vector<CameraDevice*> all{std::addressof(first_)};  // INDI's devices have an operator & of their own
+  for (const auto& device : further_) all.push_back(device.get());
+  return all;
+}
+
 void Driver::pluggedIn(const orq_camera_entry& camera) {
   const std::string name = camera.name;
-  present_[name] = deviceNameOf(camera);
-  const bool known = first_.cameraName() == name ||
-                     std::any_of(further_.begin(), further_.end(),
-                                 [&](const auto& device) { return device->cameraName() == name; });
-  if (known) return;  // it was in use when it was unplugged, and is back
-  const bool firstIsFree = first_.cameraName().empty() || (!present_.contains(first_.cameraName()) && !first_.isUsed());
-  if (firstIsFree) return first_.choose(name);
-  auto device = std::make_unique<CameraDevice>(present_[name], CameraChoice{name, false});
+  present_[name] = name;
+  for (CameraDevice* device : devices()) {
+    // A camera that was in use may have been opened again before anybody could read its serial number.
+    const bool reopened = camera.serial[0] == '\0' && device->isUsed() && device->model() == camera.model &&
+                          !isPresent(device->cameraName());
+    if (reopened) present_[name] = device->cameraName();
+    if (reopened || device->cameraName() == name) return;
+  }
+  if (!first_.isUsed() && !isPresent(first_.cameraName())) return first_.choose(name);
+  auto device = std::make_unique<CameraDevice>(deviceNameOf(camera), CameraChoice{name, false});
   device->onReleased([this] { posts_.poster().post([this] { tidy(); }); });
   device->ISGetProperties(nullptr);  // clients that are there already hear of it
   further_.push_back(std::move(device));
 }
 
-void Driver::unplugged(const std::string& camera) {
-  present_.erase(camera);
+void Driver::unplugged(const std::string& reported) {
+  present_.erase(reported);
   tidy();
 }
 
 void Driver::tidy() {
-  if (!first_.cameraName().empty() && !first_.isUsed() && !present_.contains(first_.cameraName())) first_.choose({});
+  if (!first_.cameraName().empty() && !first_.isUsed() && !isPresent(first_.cameraName())) first_.choose({});
   const auto gone = std::stable_partition(further_.begin(), further_.end(), [this](const auto& device) {
-    return device->isUsed() || present_.contains(device->cameraName());
+    return device->isUsed() || isPresent(device->cameraName());
   });
   for (auto device = gone; device != further_.end(); ++device) {
     IDDelete((*device)->getDeviceName(), nullptr, nullptr);

@@ -175,11 +175,18 @@ class Device:
         send()
         return self.wait(name, lambda p: p.state is not token, seconds)
 
+    def done(self, send, name, seconds=PATIENCE):
+        """Sends, and waits until the property says how it went; returns it."""
+        before = self.wait(name)
+        before.state = "Sent"
+        send()
+        return self.wait(name, lambda p: p.state in ("Ok", "Alert"), seconds)
+
     def set_number(self, name, **values):
-        return self.answered(lambda: self.number(name, **values), name)
+        return self.done(lambda: self.number(name, **values), name)
 
     def set_switch(self, name, chosen, state="On"):
-        return self.answered(lambda: self.switch(name, chosen, state), name)
+        return self.done(lambda: self.switch(name, chosen, state), name)
 
     def connect(self, seconds=PATIENCE):
         self.wait("CONNECTION")

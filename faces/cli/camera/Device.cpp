@@ -13,11 +13,14 @@ bool HasSettingsPlace() {
 
 Camera Open(const Context& context) {
   if (context.camera == "") {
-    throw CliError(kExitUsage, "\"\" names no camera: a camera is named by its index (0), serial:HEX, id:TEXT or virtual:MODEL");
+    throw CliError(
+        kExitUsage,
+        "\"\" names no camera: a camera is named by its index (0), serial:HEX, id:TEXT or virtual:MODEL");
   }
   auto options = sized<orq_open_options>();
   const bool loads = context.settings && HasSettingsPlace();
-  options.settings = loads ? ORQ_SETTINGS_LOAD : ORQ_SETTINGS_OFF;  // an option of one command holds for that command
+  options.settings =
+      loads ? ORQ_SETTINGS_LOAD : ORQ_SETTINGS_OFF;  // an option of one command holds for that command
   try {
     return Camera(context.camera.value_or(""), options);
   } catch (const NotFoundError& none) {

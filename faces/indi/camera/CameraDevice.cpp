@@ -109,8 +109,9 @@ Camera CameraDevice::openWanted() const {
     if (entry.trouble[0] == '\0') return Camera(entry.name);
     trouble = std::string(entry.model) + ": " + entry.trouble;
   }
-  throw NotFoundError(trouble.empty() ? "no camera is plugged in: plug one in, or switch SIMULATION on for a virtual one"
-                                      : trouble);
+  throw NotFoundError(trouble.empty()
+                          ? "no camera is plugged in: plug one in, or switch SIMULATION on for a virtual one"
+                          : trouble);
 }
 
 bool CameraDevice::Connect() {
@@ -186,9 +187,10 @@ bool CameraDevice::updateProperties() {
     applyLabels();
   });
   defineProperty(streamCounts_);
-  attempt([this] { showBayer(camera_->bayer()); });
+  afterChange();
   startListening();
   ticks_.start(kTickMs);
+  loadConfig(true);
   return true;
 }
 
@@ -244,7 +246,8 @@ void CameraDevice::tick() {
       attempt([this] {
         const orq_exposure_progress progress = camera_->progress();
         const auto elapsed = static_cast<std::int64_t>(progress.elapsed_us);
-        if (exposing_) PrimaryCCD.setExposureLeft(static_cast<double>(std::max<std::int64_t>(exposureUs_ - elapsed, 0)) / 1e6);
+        if (exposing_)
+          PrimaryCCD.setExposureLeft(static_cast<double>(std::max<std::int64_t>(exposureUs_ - elapsed, 0)) / 1e6);
       });
     }
   }
@@ -328,10 +331,14 @@ bool CameraDevice::ISNewText(const char* device, const char* name, char* texts[]
   return done;
 }
 
-// Flips and mixed bins change which colour comes first.
+// Region, flips and mixed bins change which colour comes first.
 bool CameraDevice::afterChange() {
-  if (camera_ && !lost_) attempt([this] { showBayer(camera_->bayer()); });
-  return true;
+  if (!camera_ || lost_) return true;
+  return attempt([this] {
+    const int bayer = camera_->bayer();
+    showBayer(bayer);
+    pump_->expect(camera_->region(), bayer);
+  });
 }
 
 bool CameraDevice::saveConfigItems(FILE* file) {

@@ -26,8 +26,8 @@ struct CameraChoice {
   bool offersVirtual;  ///< has the switch SIMULATION, and a text for the virtual camera's name
 };
 
-/// Everything runs on INDI's thread, but for two steps of an upload (`processFastExposure`, `addFITSKeywords`), which
-/// the gate keeps apart from the rest.
+/// Everything runs on INDI's thread, but for two steps of an upload (`processFastExposure`, `addFITSKeywords`),
+/// which the gate keeps apart from the rest.
 class CameraDevice : public INDI::CCD {
  public:
   CameraDevice(std::string deviceName, CameraChoice choice);
@@ -38,6 +38,8 @@ class CameraDevice : public INDI::CCD {
   /// The camera that it is to open, as the library names it; empty: none is known.
   const std::string& cameraName() const { return choice_.name; }
   void choose(std::string cameraName) { choice_.name = std::move(cameraName); }
+  /// Of the camera that it opened last.
+  std::string model() const { return info_.model; }
   /// Told, on INDI's thread, when the device has let its camera go.
   void onReleased(std::function<void()> told) { released_ = std::move(told); }
   /// Closes the camera, as at the end of the program.

@@ -64,7 +64,8 @@ void CameraDevice::applyLabels() {
   const std::string observer = forCard(FITSHeaderT[FITS_OBSERVER].text);
   std::string object = forCard(FITSHeaderT[FITS_OBJECT].text);
   if (object == "Unknown") object.clear();  // INDI's words for nothing
-  camera_->labels(labelsOf(PrimaryCCD.getFrameType(), observer == "Unknown" ? "" : observer.c_str(), object.c_str()));
+  camera_->labels(
+      labelsOf(PrimaryCCD.getFrameType(), observer == "Unknown" ? "" : observer.c_str(), object.c_str()));
 }
 
 bool CameraDevice::UpdateCCDFrameType(INDI::CCDChip::CCD_FRAME type) {
@@ -81,8 +82,7 @@ bool CameraDevice::UpdateCCDFrameType(INDI::CCDChip::CCD_FRAME type) {
 bool CameraDevice::applyRegion(const orq_region& wanted) {
   try {
     showRegion(camera_->region(wanted));
-    showBayer(camera_->bayer());
-    return true;
+    return afterChange();
   } catch (const Error& failure) {
     LOGF_ERROR("%s", failure.what());
   }

@@ -9,9 +9,10 @@
 namespace orq::indi {
 namespace {
 
-/// INDI writes these from what clients have set or from the sensor as a whole; they are true only when the library says
-/// the same.
-constexpr const char* kOnlyOurs[] = {"BAYERPAT", "XBAYROFF", "YBAYROFF", "DATAMIN", "DATAMAX", "OBJECT", "OBSERVER"};
+/// INDI writes these from what clients have set or from the sensor as a whole; they are true only when the library
+/// says the same.
+constexpr const char* kOnlyOurs[] = {"BAYERPAT", "XBAYROFF", "YBAYROFF", "DATAMIN",
+                                     "DATAMAX",  "OBJECT",   "OBSERVER"};
 
 void writeCard(fitsfile* file, const orq_card& card, int* status) {
   const char* const comment = card.comment[0] == '\0' ? nullptr : card.comment;
@@ -32,8 +33,8 @@ void writeCard(fitsfile* file, const orq_card& card, int* status) {
     default: {
       // As text, with the digits that the library gives it.
       std::array<char, FLEN_CARD> line{};
-      std::snprintf(line.data(), line.size(), "%-8s= %20s%s%s", card.name, card.text, comment != nullptr ? " / " : "",
-                    comment != nullptr ? comment : "");
+      std::snprintf(line.data(), line.size(), "%-8s= %20s%s%s", card.name, card.text,
+                    comment != nullptr ? " / " : "", comment != nullptr ? comment : "");
       fits_update_card(file, card.name, line.data(), status);
     }
   }
@@ -46,8 +47,8 @@ void writeHeader(fitsfile* file, const Frame& frame) {
   const std::vector<orq_card> cards = frame.header();
   for (const char* name : kOnlyOurs) {
     int status = 0;
-    const bool ours =
-        std::any_of(cards.begin(), cards.end(), [&](const orq_card& card) { return std::strcmp(card.name, name) == 0; });
+    const bool ours = std::any_of(cards.begin(), cards.end(),
+                                  [&](const orq_card& card) { return std::strcmp(card.name, name) == 0; });
     if (!ours) fits_delete_key(file, name, &status);  // not there: nothing to do
   }
   for (const orq_card& card : cards) {

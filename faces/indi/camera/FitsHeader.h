@@ -7,8 +7,8 @@
 
 namespace orq::indi {
 
-/// Writes all cards of `frame`: those that INDI has written already are replaced, so that no keyword comes twice and
-/// every one says the same as in files of the command line.
+/// Writes all cards of `frame`: those that INDI has written already are replaced, so that no keyword comes twice
+/// and every one says the same as in files of the command line.
 void writeHeader(fitsfile* file, const Frame& frame);
 
 }  // namespace orq::indi

@@ -8,7 +8,8 @@
 namespace orq::indi {
 namespace {
 
-/// One block that is held. Taken by compare and exchange of `block`, so that no lock is needed within new and delete.
+/// One block that is held. Taken by compare and exchange of `block`, so that no lock is needed within new and
+/// delete.
 struct Slot {
   std::atomic<void*> block{nullptr};
   std::atomic<const HeldBuffers*> owner{nullptr};

@@ -5,9 +5,10 @@
 
 namespace orq::indi {
 
-/// The manager copies every frame into a vector, queues that for its own thread and tells nobody when it is done with it;
-/// when its queue outgrows a limit it complains and drops. Its vectors come from the C++ heap of this program, whose
-/// operators new and delete are replaced to count them: exact, whatever the manager does with a frame.
+/// The manager copies every frame into a vector, queues that for its own thread and tells nobody when it is done
+/// with it; when its queue outgrows a limit it complains and drops. Its vectors come from the C++ heap of this
+/// program, whose operators new and delete are replaced to count them: exact, whatever the manager does with a
+/// frame.
 class HeldBuffers {
  public:
   HeldBuffers() = default;

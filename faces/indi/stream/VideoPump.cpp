@@ -14,8 +14,8 @@ constexpr int kMostHeld = kKept + 1;
 constexpr int kLine = 16;
 constexpr auto kLook = 50ms;  // how often a pump that waits looks whether it is still wanted
 
-INDI_PIXEL_FORMAT pixelFormatOf(const orq_frame_info& info) {
-  switch (info.bayer) {
+INDI_PIXEL_FORMAT pixelFormatOf(int format, int bayer) {
+  switch (bayer) {
     case ORQ_BAYER_RGGB:
       return INDI_BAYER_RGGB;
     case ORQ_BAYER_BGGR:
@@ -25,7 +25,7 @@ INDI_PIXEL_FORMAT pixelFormatOf(const orq_frame_info& info) {
     case ORQ_BAYER_GBRG:
       return INDI_BAYER_GBRG;
     default:
-      return info.format == ORQ_FORMAT_RGB24 ? INDI_RGB : INDI_MONO;
+      return format == ORQ_FORMAT_RGB24 ? INDI_RGB : INDI_MONO;
   }
 }
 
@@ -108,19 +108,21 @@ bool VideoPump::awaitRoom() {
   return !stop_;
 }
 
-void VideoPump::describe(const orq_frame_info& info) {
-  const bool same = info.width == described_.width && info.height == described_.height &&
-                    info.format == described_.format && info.bayer == described_.bayer;
-  if (same) return;
-  while (held_.count() > kKept && !stop_) std::this_thread::sleep_for(500us);  // those are of the old geometry
-  manager_.setPixelFormat(pixelFormatOf(info), info.format == ORQ_FORMAT_RAW16 ? 16 : 8);
-  manager_.setSize(static_cast<std::uint16_t>(info.width), static_cast<std::uint16_t>(info.height));
-  described_ = info;
+void VideoPump::expect(const orq_region& region, int bayer) {
+  if (!running_) describe({region.width, region.height, region.format, bayer});
+}
+
+void VideoPump::describe(const Shape& shape) {
+  if (shape == described_) return;
+  while (running_ && !stop_ && held_.count() > kKept) std::this_thread::sleep_for(500us);  // they have the old one
+  manager_.setPixelFormat(pixelFormatOf(shape.format, shape.bayer), shape.format == ORQ_FORMAT_RAW16 ? 16 : 8);
+  manager_.setSize(static_cast<std::uint16_t>(shape.width), static_cast<std::uint16_t>(shape.height));
+  described_ = shape;
 }
 
 void VideoPump::pass(const Frame& frame) {
   const orq_frame_info info = frame.info();
-  describe(info);
+  describe({info.width, info.height, info.format, info.bayer});
   const std::uint8_t* bytes = frame.data();
   const std::size_t size = frame.size();
   if (info.format == ORQ_FORMAT_RGB24) {  // the library has blue first
