@@ -124,7 +124,7 @@ class Tests(CliTest):
         for mode, name in ((1, b"'Low noise'"), (0, b"'High full well'")):
             self.succeed("-c", d6m, "set", f"ReadoutMode={mode}")
             self.succeed("-c", d6m, "capture", "--region", "0,0,64,64", "-o", f"{mode}.fits")
-            with open(os.path.join(self.directory, f"{mode}.fits"), "rb") as file:
+            with open(os.path.join(self.work, f"{mode}.fits"), "rb") as file:
                 self.assertIn(b"READOUTM= " + name, file.read())
 
     def test_no_settings_neither_loads_nor_keeps(self):
