@@ -760,9 +760,9 @@ typedef struct orq_frame_info {
   int32_t cooler_power;     /**< percent of the full drive; -1: no cooler */
   int32_t gamma;            /**< brightness curve that was applied; 50: none */
   int32_t corrections;      /**< a sum of ORQ_CORRECTED_... */
-  int32_t readout_mode;     /**< 0: normal; 1: high speed; where the camera has ORQ_CONTROL_READOUT_MODE: its value */
-  double black_level;       /**< what a pixel without any charge reads; NaN: unknown */
-  double saturated;         /**< what a full pixel reads; NaN: unknown */
+  int32_t readout_mode; /**< 0: normal; 1: high speed; where the camera has ORQ_CONTROL_READOUT_MODE: its value */
+  double black_level;   /**< what a pixel without any charge reads; NaN: unknown */
+  double saturated;     /**< what a full pixel reads; NaN: unknown */
   int32_t
       real_exposure_ms; /**< as the camera has measured it, of single exposures from a second on; -1: it has not */
   int32_t reserved;     /**< 0 */
