@@ -86,9 +86,33 @@ TEST(ApiControls, AControlIsFoundByNameInAnyCaseAndOthersSayWhatThereIs) {
   EXPECT_EQ(orq_control_find(camera.camera, "CoolerOn", &info), ORQ_ERROR_UNSUPPORTED);
   EXPECT_EQ(orq_control_find(camera.camera, "shutter", &info), ORQ_ERROR_INVALID);
   int64_t value = 0;
-  EXPECT_EQ(orq_control_get(camera.camera, 29, &value, nullptr), ORQ_ERROR_INVALID);
+  EXPECT_EQ(orq_control_get(camera.camera, 30, &value, nullptr), ORQ_ERROR_INVALID);
   EXPECT_EQ(orq_control_get(camera.camera, -1, &value, nullptr), ORQ_ERROR_INVALID);
   EXPECT_EQ(orq_control_set(camera.camera, ORQ_CONTROL_GAIN, 1, 2), ORQ_ERROR_INVALID);
+}
+
+TEST(ApiControls, TheReadoutModeIsOneWhereTheSensorHasSeveralAndFramesSayIt) {
+  const ApiCamera camera(Quick("d6m"));
+  camera.Corner(ORQ_FORMAT_RAW16, 64);
+  orq_control_info info{};
+  info.size = sizeof info;
+  ASSERT_EQ(orq_control_find(camera.camera, "readoutmode", &info), ORQ_OK) << orq_last_error();
+  EXPECT_EQ(info.id, ORQ_CONTROL_READOUT_MODE);
+  EXPECT_STREQ(info.description, "Readout mode:0->High full well 1->Low noise");
+  EXPECT_EQ(info.maximum, 1);
+  for (const int64_t mode : {1, 0}) {
+    ASSERT_EQ(orq_control_set(camera.camera, info.id, mode, ORQ_MANUAL), ORQ_OK) << orq_last_error();
+    int64_t value = -1;
+    EXPECT_EQ(orq_control_get(camera.camera, info.id, &value, nullptr), ORQ_OK);
+    EXPECT_EQ(value, mode);
+    ASSERT_EQ(orq_exposure_start(camera.camera, 1000), ORQ_OK) << orq_last_error();
+    ApiFrame frame;
+    ASSERT_EQ(orq_frame_wait(camera.camera, kPatienceMs, &frame.frame), ORQ_OK) << orq_last_error();
+    EXPECT_EQ(frame.Info().readout_mode, mode);
+    EXPECT_NEAR(frame.Info().electrons_per_adu, (mode == 0 ? 3.8 : 0.95) / 4, 1e-5) << "14 bits in 16";
+  }
+  EXPECT_EQ(orq_control_set(camera.camera, info.id, 2, ORQ_MANUAL), ORQ_ERROR_RANGE);
+  EXPECT_EQ(orq_control_find(ApiCamera().camera, "ReadoutMode", &info), ORQ_ERROR_UNSUPPORTED);
 }
 
 TEST(ApiControls, AnAutomaticExposureFindsItsTargetWhileVideoRuns) {
