@@ -43,13 +43,16 @@ void ApplyCorrections(Device& camera, const CorrectionOptions& options, bool cho
   if (options.hotPixels) camera->repairHotPixels(true);
 }
 
+void TellShortExposures(Device& camera) {
+  if (!camera->isAutomatic(ORQ_CONTROL_EXPOSURE)) return;
+  Complain("automatic exposure is on: the dark is not subtracted from frames exposed for less than " +
+           ExposureText(ORQ_SHORTEST_AUTOMATIC_DARK_US));
+}
+
 void TellDifferences(Device& camera) {
   const orq_dark_state dark = camera->darkState();
   if (dark.in_use == 0) return;
-  if (camera->isAutomatic(ORQ_CONTROL_EXPOSURE)) {
-    Complain("automatic exposure is on: the dark is not subtracted from frames exposed for less than " +
-             ExposureText(ORQ_SHORTEST_AUTOMATIC_DARK_US));
-  }
+  TellShortExposures(camera);
   if (dark.differences[0] != '\0') Complain(std::string("the dark was taken differently: ") + dark.differences);
 }
 
