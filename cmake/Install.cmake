@@ -29,9 +29,11 @@ cmake_path(APPEND pc_includedir "\${prefix}" ${CMAKE_INSTALL_INCLUDEDIR})
 configure_file(packaging/orqcam.pc.in ${CMAKE_BINARY_DIR}/package/orqcam.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/package/orqcam.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
-install(FILES packaging/70-orqcam.rules DESTINATION lib/udev/rules.d)
+install(FILES packaging/70-orqcam.rules packaging/71-orqcam-usb-memory.rules DESTINATION lib/udev/rules.d)
 install(FILES packaging/orqcam.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 install(FILES packaging/orqcam.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME orqcam)
+install(FILES packaging/orqcam.zsh DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions RENAME _orqcam)
+install(FILES packaging/orqcam.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
 install(FILES LICENSE README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR}
         PATTERN "__pycache__" EXCLUDE PATTERN "Doxyfile*" EXCLUDE)

@@ -1,119 +1,139 @@
-# Bash completion for orqcam.
+# Bash completion for orqcam, made from what orqcam tells of itself by packaging/manual/make.py; do not edit.
 
 _orqcam_controls() {
   # Names of the chosen camera's controls; nothing when it cannot be opened.
-  local i camera=0
-  for ((i = 1; i < COMP_CWORD; i++)); do
-    [[ ${words[i]} == -c || ${words[i]} == --camera ]] && camera=${words[i + 1]}
+  local i camera=()
+  for ((i = 1; i < ${#words[@]} - 1; i++)); do
+    [[ ${words[i]} == -c || ${words[i]} == --camera ]] && camera=(-c "${words[i + 1]}")
   done
-  command orqcam -c "$camera" controls 2>/dev/null | awk 'NR > 1 { print $1 }'
+  command orqcam "${camera[@]}" controls 2>/dev/null | awk 'NR > 1 { print $1 }'
+}
+
+_orqcam_cameras() {
+  printf '%s\n' 0 serial: id: virtual:
+  command orqcam list --virtual 2>/dev/null | grep -oE 'virtual:[a-z0-9]+'
 }
 
 _orqcam() {
   local cur prev words cword
   _init_completion -n =: || return
-  local commands="list info controls get set capture stream mode trigger reg id serial flash hotpixels settings"
-  commands+=" profile temp cooler fan led hub guide focus sensor-id gps dark dump-controls report help"
-  local general="-c --camera --json --strict --debug --no-settings --help"
-  local shot="-e --exposure -g --gain --offset --region --center -b --bin -f --format --flip --hardware-bin
-    --no-hardware-bin --mono-bin --gamma --time-mark --mode --out-a --out-b"
-  local cool="--cool --cool-wait --cool-timeout --keep-cooling"
-  local correct="--dark --no-dark --hot-pixels --no-hot-pixels"
-  local auto="--auto-exposure --auto-gain --auto-wb --auto-target --auto-max-exposure --auto-max-gain"
+  local -A below=(
+    ["_"]="list info id serial sensor-id report capture stream trigger mode dark hotpixels controls get set settings profile temp cooler fan led hub guide focus gps reg flash dump-controls help"
+    ["_id"]="get set clear"
+    ["_dark"]="take use off save load"
+    ["_hotpixels"]="build show enable disable export"
+    ["_settings"]="path show reset"
+    ["_profile"]="set clear"
+    ["_hub"]="status reset"
+    ["_gps"]="status read watch lines"
+    ["_reg"]="read write"
+    ["_flash"]="dump restore verify"
+    ["_help"]="list info id serial sensor-id report capture stream trigger mode dark hotpixels controls get set settings profile temp cooler fan led hub guide focus gps reg flash dump-controls help"
+  )
+  local -A options=(
+    ["_"]="-c --camera --json --strict --debug --no-settings -h --help --version"
+    ["_list"]="--virtual -c --camera --json --strict --debug --no-settings -h --help"
+    ["_info"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_id"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_id get"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_id set"]="--yes --backup -c --camera --json --strict --debug --no-settings -h --help"
+    ["_id clear"]="--yes --backup -c --camera --json --strict --debug --no-settings -h --help"
+    ["_serial"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_sensor-id"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_report"]="-o --output --overwrite -c --camera --json --strict --debug --no-settings -h --help"
+    ["_capture"]="-e --exposure -g --gain --offset --region --center --centre -b --bin -f --format --flip --hardware-bin --no-hardware-bin --mono-bin --gamma --time-mark --mode --out-a --out-b --dark --no-dark --hot-pixels --no-hot-pixels --cool --cool-wait --cool-timeout --keep-cooling --auto-exposure --auto-gain --auto-wb --auto-target --auto-max-exposure --auto-max-gain --auto-timeout -n --count -o --output --overwrite --png --video --require-gps --retries --reconnect --timeout -k --keyword --object --observer --image-type -c --camera --json --strict --debug --no-settings -h --help"
+    ["_stream"]="-e --exposure -g --gain --offset --region --center --centre -b --bin -f --format --flip --hardware-bin --no-hardware-bin --mono-bin --gamma --time-mark --mode --out-a --out-b --dark --no-dark --hot-pixels --no-hot-pixels --cool --cool-wait --cool-timeout --keep-cooling --auto-exposure --auto-gain --auto-wb --auto-target --auto-max-exposure --auto-max-gain -s --seconds -n --frames --reconnect -c --camera --json --strict --debug --no-settings -h --help"
+    ["_trigger"]="-e --exposure -g --gain --offset --region --center --centre -b --bin -f --format --flip --hardware-bin --no-hardware-bin --mono-bin --gamma --time-mark --mode --out-a --out-b -n --count --timeout -c --camera --json --strict --debug --no-settings -h --help"
+    ["_mode"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_dark"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_dark take"]="-n --frames -e --exposure -g --gain --offset --cool --cool-wait --cool-timeout --keep-cooling -o --output --overwrite -c --camera --json --strict --debug --no-settings -h --help"
+    ["_dark use"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_dark off"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_dark save"]="--overwrite -c --camera --json --strict --debug --no-settings -h --help"
+    ["_dark load"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_hotpixels"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_hotpixels build"]="-n --frames -e --exposure -g --gain --save --yes --backup --list --map --overwrite -c --camera --json --strict --debug --no-settings -h --help"
+    ["_hotpixels show"]="--list --map --overwrite -c --camera --json --strict --debug --no-settings -h --help"
+    ["_hotpixels enable"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_hotpixels disable"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_hotpixels export"]="--overwrite -c --camera --json --strict --debug --no-settings -h --help"
+    ["_controls"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_get"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_set"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_settings"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_settings path"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_settings show"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_settings reset"]="--all --yes -c --camera --json --strict --debug --no-settings -h --help"
+    ["_profile"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_profile set"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_profile clear"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_temp"]="-w --watch --interval -n --count -c --camera --json --strict --debug --no-settings -h --help"
+    ["_cooler"]="--wait --warm --keep-cooling --timeout -c --camera --json --strict --debug --no-settings -h --help"
+    ["_fan"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_led"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_hub"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_hub status"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_hub reset"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_guide"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_focus"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_gps"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_gps status"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_gps read"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_gps watch"]="--interval -n --count -c --camera --json --strict --debug --no-settings -h --help"
+    ["_gps lines"]="--follow -c --camera --json --strict --debug --no-settings -h --help"
+    ["_reg"]="--unsafe -c --camera --json --strict --debug --no-settings -h --help"
+    ["_reg read"]="--unsafe -c --camera --json --strict --debug --no-settings -h --help"
+    ["_reg write"]="--unsafe -c --camera --json --strict --debug --no-settings -h --help"
+    ["_flash"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_flash dump"]="--overwrite -c --camera --json --strict --debug --no-settings -h --help"
+    ["_flash restore"]="--other-camera --yes --backup -c --camera --json --strict --debug --no-settings -h --help"
+    ["_flash verify"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_dump-controls"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_help"]="-c --camera --json --strict --debug --no-settings -h --help"
+  )
+  local -A choices=(
+    ["_profile set"]="observer= telescope= focal_length= filter= site= latitude= longitude= elevation="
+    ["_cooler"]="status on off"
+    ["_guide"]="north south east west"
+    ["_reg read"]="fpga sensor"
+    ["_reg write"]="fpga sensor"
+  )
 
   case $prev in
+    -o | --output | --dark | --map) _filedir; return ;;
+    --backup) _filedir -d; return ;;
     -c | --camera)
-      COMPREPLY=($(compgen -W "0 serial: id: virtual:k1c virtual:k1m virtual:k2m virtual:x26m virtual:t46c
-        virtual:h53m virtual:b29m virtual:replay,file=" -- "$cur"))
+      COMPREPLY=($(compgen -W "$(_orqcam_cameras)" -- "$cur"))
       [[ ${COMPREPLY-} == *[:=] ]] && compopt -o nospace
-      __ltrimcolons "$cur"
+      __ltrim_colon_completions "$cur"
       return
       ;;
-    -f | --format) COMPREPLY=($(compgen -W "raw8 raw16 rgb24 y8" -- "$cur")) && return ;;
-    --mode)
-      COMPREPLY=($(compgen -W "free software rising falling software-level high low" -- "$cur"))
-      return
-      ;;
-    --flip) COMPREPLY=($(compgen -W "none h v both" -- "$cur")) && return ;;
-    --image-type) COMPREPLY=($(compgen -W "light dark bias flat" -- "$cur")) && return ;;
-    -b | --bin) COMPREPLY=($(compgen -W "1 2 3 4" -- "$cur")) && return ;;
-    -o | --output | --dark | dump | restore | verify | export | --map) _filedir && return ;;
-    --backup) _filedir -d && return ;;
-    -e | --exposure | -g | --gain | --offset | --region | --center | -n | --count | --frames | -s | --seconds | \
-      --timeout | --retries | --interval | --cool | --cool-timeout | --auto-target | --auto-max-exposure | --auto-max-gain | --auto-timeout | \
-      --out-a | --out-b | -k | --keyword | --object | --observer) return ;;
+    -b | --bin) COMPREPLY=($(compgen -W "1 2 3 4" -- "$cur")); return ;;
+    -f | --format) COMPREPLY=($(compgen -W "raw8 raw16 rgb24 y8" -- "$cur")); return ;;
+    --flip) COMPREPLY=($(compgen -W "none h v both" -- "$cur")); return ;;
+    --mode) COMPREPLY=($(compgen -W "free software rising falling software-level high low" -- "$cur")); return ;;
+    --image-type) COMPREPLY=($(compgen -W "light dark bias flat" -- "$cur")); return ;;
+    -e | --exposure | -g | --gain | --offset | --region | --center | --centre | --gamma | --out-a | --out-b | --cool | --cool-timeout | --auto-target | --auto-max-exposure | --auto-max-gain | --auto-timeout | -n | --count | --retries | --timeout | -k | --keyword | --object | --observer | -s | --seconds | --frames | --interval) return ;;
   esac
 
-  local i command=
+  local i path=
   for ((i = 1; i < cword; i++)); do
-    [[ " $commands " == *" ${words[i]} "* ]] && command=${words[i]} && break
+    case ${words[i]} in
+      -c | --camera | --backup | -o | --output | -e | --exposure | -g | --gain | --offset | --region | --center | --centre | -b | --bin | -f | --format | --flip | --gamma | --mode | --out-a | --out-b | --dark | --cool | --cool-timeout | --auto-target | --auto-max-exposure | --auto-max-gain | --auto-timeout | -n | --count | --retries | --timeout | -k | --keyword | --object | --observer | --image-type | -s | --seconds | --frames | --map | --interval) ((i++)) ;;
+      -*) ;;
+      *) [[ " ${below[_$path]-} " == *" ${words[i]} "* ]] && path=${path:+$path }${words[i]} ;;
+    esac
   done
-  local choices
-  case $command in
-    "") choices="$commands $general --version" ;;
-    list) choices="--virtual $general" ;;
-    get) choices="$(_orqcam_controls) $general" ;;
-    set)
-      choices="$(_orqcam_controls | sed 's/$/=/') $general"
-      compopt -o nospace
-      ;;
-    capture)
-      choices="$shot $correct $cool $auto --auto-timeout -n --count -o --output --overwrite --png --video --require-gps --retries --reconnect --timeout -k --keyword --object --observer --image-type
-        $general"
-      ;;
-    stream) choices="$shot $correct $cool $auto -s --seconds -n --frames --reconnect $general" ;;
-    trigger) choices="$shot -n --count --timeout $general" ;;
-    settings) choices="show path reset --all --yes $general" ;;
-    profile)
-      choices="set clear $general"
-      if [[ ${words[*]} == *" set "* ]]; then
-        choices="observer= telescope= focal_length= filter= site= latitude= longitude= elevation= $general"
-        compopt -o nospace
-      fi
-      ;;
-    temp) choices="-w --watch --interval -n --count $general" ;;
-    cooler) choices="status on off --wait --warm --keep-cooling --timeout $general" ;;
-    report) choices="-o --output --overwrite $general" ;;
-    help) choices="$commands" ;;
-    hub) choices="status reset $general" ;;
-    guide) choices="north south east west $general" ;;
-    focus) choices="status $general" ;;
-    dark)
-      choices="take use off save load $general"
-      [[ ${words[*]} == *" take "* ]] &&
-        choices="-n --frames -e --exposure -g --gain --offset $cool -o --output --overwrite $general"
-      if [[ ${words[*]} == *" use "* || ${words[*]} == *" save "* || ${words[*]} == *" load "* ]]; then
-        [[ $cur == -* ]] || { _filedir && return; }
-        choices="$general"
-        [[ ${words[*]} == *" save "* ]] && choices="--overwrite $general"
-      fi
-      ;;
-    gps)
-      choices="status read watch lines $general"
-      [[ ${words[*]} == *" watch"* ]] && choices="--interval -n --count $general"
-      [[ ${words[*]} == *" lines"* ]] && choices="--follow $general"
-      ;;
-    reg) choices="--unsafe read write fpga sensor $general" ;;
-    id)
-      choices="get set clear $general"
-      [[ ${words[*]} == *" set "* || ${words[*]} == *" clear "* ]] && choices="--yes --backup $general"
-      ;;
-    flash)
-      choices="dump restore verify $general"
-      [[ ${words[*]} == *" dump "* ]] && choices="--overwrite $general"
-      [[ ${words[*]} == *" restore "* ]] && choices="--yes --backup --other-camera $general"
-      [[ ${words[*]} == *" verify "* ]] && choices="$general"
-      ;;
-    hotpixels)
-      choices="build show enable disable export $general"
-      [[ ${words[*]} == *" build "* ]] &&
-        choices="-e --exposure -g --gain -n --frames --save --yes --backup --list --map --overwrite $general"
-      [[ ${words[*]} == *" show "* ]] && choices="--list --map --overwrite $general"
-      [[ ${words[*]} == *" export "* ]] && choices="--overwrite $general"
-      [[ ${words[*]} == *" enable "* || ${words[*]} == *" disable "* ]] && choices="$general"
-      ;;
-    *) choices="$general" ;;
+
+  local offered="${below[_$path]-} ${choices[_$path]-}"
+  [[ $cur != -* ]] || offered=${options[_$path]-}
+  case $path in
+    get) [[ $cur == -* ]] || offered="$(_orqcam_controls)" ;;
+    set) [[ $cur == -* ]] || offered="$(_orqcam_controls | sed s/$/=/)" ;;
+    "dark use" | "dark save" | "dark load" | "hotpixels export" | "flash dump" | "flash restore" | "flash verify") [[ $cur == -* ]] || { _filedir; return; } ;;
   esac
-  COMPREPLY=($(compgen -W "$choices" -- "$cur"))
-}
-complete -F _orqcam orqcam
+  COMPREPLY=($(compgen -W "$offered" -- "$cur"))
+  [[ ${COMPREPLY-} == *= ]] && compopt -o nospace
+  return 0
+} &&
+  complete -F _orqcam orqcam

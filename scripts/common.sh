@@ -7,11 +7,13 @@ jobs=$(nproc 2>/dev/null || echo 2)
 build_packages=(g++ cmake ninja-build pkg-config libusb-1.0-0-dev liblog4cpp5-dev libpugixml-dev libcfitsio-dev
                 libpng-dev libcli11-dev nlohmann-json3-dev)
 test_packages=(locales libgtest-dev libgmock-dev python3 python3-numpy python3-astropy procps libumockdev-dev umockdev
-               usbutils python3-pil libusbredirparser-dev)
+               usbutils python3-pil libusbredirparser-dev libindi-dev indi-bin)
 fuzz_packages=(clang-14 llvm-14 libclang-rt-14-dev)
 guest_packages=(qemu-system-x86 libusbredirparser-dev busybox-static cpio)
 cross_packages=(g++-aarch64-linux-gnu g++-s390x-linux-gnu qemu-user-static)
 bench_packages=(libbenchmark-dev)
+package_packages=(debhelper dpkg-dev fakeroot libumockdev-dev umockdev libusbredirparser-dev pandoc)
+package_test_packages=(lintian mmdebstrap)
 
 say() { printf '\n\033[1m%s\033[0m\n' "$*"; }
 fail() { printf '%s: %s\n' "$(basename "$0")" "$*" >&2; exit 1; }
@@ -64,13 +66,14 @@ configure_and_build() {
     fail "the $preset build failed (the compiler's words stand above)"
 }
 
-# run_tests PRESET [ctest options...]: runs the tests and counts those that were skipped.
+# run_tests PRESET [ctest options...]: runs the tests and counts those that were skipped. Most wait more than they
+# compute, so there are more at a time than processors (ORQ_TEST_JOBS: how many).
 run_tests() {
   local preset=$1 log status=0
   shift
   say "Testing ($preset)"
   log=$(mktemp)
-  ctest --test-dir "$root/build/$preset" --output-on-failure --parallel "$jobs" --progress "$@" 2>&1 |
+  ctest --test-dir "$root/build/$preset" --output-on-failure --parallel "${ORQ_TEST_JOBS:-$((2 * jobs))}" --progress "$@" 2>&1 |
     tee "$log" | grep -vE '^\[[0-9]+/[0-9]+\]|^ *Start|Passed +[0-9.]+ sec$' || status=${PIPESTATUS[0]}
   status=$(grep -qE '^100% tests passed' "$log" && echo 0 || echo 1)
   printf 'skipped tests: %s\n' "$(grep -cE '^\s+[0-9]+ - .*\(Skipped\)' "$log" || true)"

@@ -9,6 +9,8 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "commands/Commands.h"
 #include "options/CommandLine.h"
@@ -25,6 +27,17 @@ constexpr const char* kFooter =
     "The options of orqcam (-c, --json, --strict, --debug, --no-settings) may also follow the command.\n"
     "A camera is named by its number (0), serial:HEX, id:TEXT or virtual:<model>[,option=value...].\n"
     "Exit codes: 0 done, 1 failed or interrupted, 2 wrong command line, 3 no such camera, 4 camera lost.";
+
+// As help lists them; the commands are added in this order.
+const std::vector<std::pair<const char*, std::vector<std::string>>> kGroups = {
+    {"Cameras", {"list", "info", "id", "serial", "sensor-id", "report"}},
+    {"Taking frames", {"capture", "stream", "trigger", "mode"}},
+    {"Better frames", {"dark", "hotpixels"}},
+    {"Controls and settings", {"controls", "get", "set", "settings", "profile"}},
+    {"Devices", {"temp", "cooler", "fan", "led", "hub", "guide", "focus", "gps"}},
+    {"For engineers", {"reg", "flash", "dump-controls"}},
+    {"Help", {"help"}},
+};
 
 // Settings belong to the user; without a place for them there are none.
 void ChooseSettings(const Context& context) {
@@ -55,18 +68,19 @@ ExitCode Run(int argc, char** argv, Output& out) {
   const std::map<std::string, CommandRun> commands = {
       {"list", AddListCommand(app)},
       {"info", AddInfoCommand(app)},
+      {"id", AddIdCommand(app)},
+      {"serial", AddSerialCommand(app)},
+      {"sensor-id", AddSensorIdCommand(app)},
+      {"report", AddReportCommand(app)},
+      {"capture", AddCaptureCommand(app)},
+      {"stream", AddStreamCommand(app)},
+      {"trigger", AddTriggerCommand(app)},
+      {"mode", AddModeCommand(app)},
+      {"dark", AddDarkCommand(app)},
+      {"hotpixels", AddHotPixelsCommand(app)},
       {"controls", AddControlsCommand(app)},
       {"get", AddGetCommand(app)},
       {"set", AddSetCommand(app)},
-      {"capture", AddCaptureCommand(app)},
-      {"stream", AddStreamCommand(app)},
-      {"mode", AddModeCommand(app)},
-      {"trigger", AddTriggerCommand(app)},
-      {"reg", AddRegCommand(app)},
-      {"id", AddIdCommand(app)},
-      {"serial", AddSerialCommand(app)},
-      {"flash", AddFlashCommand(app)},
-      {"hotpixels", AddHotPixelsCommand(app)},
       {"settings", AddSettingsCommand(app)},
       {"profile", AddProfileCommand(app)},
       {"temp", AddTempCommand(app)},
@@ -76,13 +90,13 @@ ExitCode Run(int argc, char** argv, Output& out) {
       {"hub", AddHubCommand(app)},
       {"guide", AddGuideCommand(app)},
       {"focus", AddFocusCommand(app)},
-      {"sensor-id", AddSensorIdCommand(app)},
       {"gps", AddGpsCommand(app)},
-      {"dark", AddDarkCommand(app)},
+      {"reg", AddRegCommand(app)},
+      {"flash", AddFlashCommand(app)},
       {"dump-controls", AddDumpControlsCommand(app)},
-      {"report", AddReportCommand(app)},
       {"help", AddHelpCommand(app)},
   };
+  for (const auto& [heading, names] : kGroups) app.Group(heading, names);
   if (const std::optional<std::string> text = line.Parse(argc, argv)) {
     out.Line(*text);
     return kExitOk;

@@ -280,7 +280,8 @@ enum {
   ORQ_CONTROL_GPS_SUPPORT = 25, /**< read only */
   ORQ_CONTROL_GPS_START_LINE = 26,
   ORQ_CONTROL_GPS_END_LINE = 27,
-  ORQ_CONTROL_ROLLING_INTERVAL = 28 /**< from row to row, tenths of a microsecond; read only */
+  ORQ_CONTROL_ROLLING_INTERVAL = 28, /**< from row to row, tenths of a microsecond; read only */
+  ORQ_CONTROL_READOUT_MODE = 29      /**< of the sensor, from 0; the control's description names them */
 };
 /** How a control comes to its value. */
 enum { ORQ_MANUAL = 0, ORQ_AUTOMATIC = 1 };
@@ -560,6 +561,9 @@ ORQ_API orq_status orq_region_set(orq_camera* camera, const orq_region* wanted, 
 /** The region that holds now. */
 ORQ_API orq_status orq_region_get(orq_camera* camera, orq_region* region);
 
+/** Colours of the top left 2 x 2 pixels of frames to come, ORQ_BAYER_...: after region, bin, format and flips. */
+ORQ_API orq_status orq_region_get_bayer(orq_camera* camera, int32_t* bayer);
+
 /* ---- Capture ---- */
 
 typedef struct orq_frame orq_frame;
@@ -767,7 +771,7 @@ typedef struct orq_frame_info {
   int32_t cooler_power;     /**< percent of the full drive; -1: no cooler */
   int32_t gamma;            /**< brightness curve that was applied; 50: none */
   int32_t corrections;      /**< a sum of ORQ_CORRECTED_... */
-  int32_t readout_mode;     /**< 0: normal; 1: high speed */
+  int32_t readout_mode;     /**< 0: normal; 1: high speed; where the camera has ORQ_CONTROL_READOUT_MODE: its value */
   double black_level;       /**< what a pixel without any charge reads; NaN: unknown */
   double saturated;         /**< what a full pixel reads; NaN: unknown */
   int32_t

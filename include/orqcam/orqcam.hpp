@@ -17,7 +17,9 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <limits>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -359,6 +361,8 @@ class Camera {
   void reopen() { detail::check(orq_camera_reopen(get())); }
 
   orq_region region() const { return filled<orq_region>(orq_region_get); }
+  /** Colours of the top left 2 x 2 pixels of frames to come, ORQ_BAYER_... */
+  int bayer() const { return value<std::int32_t>(orq_region_get_bayer); }
   /** The nearest region that the camera offers. */
   orq_region fit(orq_region wanted) const {
     auto fitted = sized<orq_region>();
@@ -605,6 +609,28 @@ inline std::string settingsPath() {
   detail::check(orq_settings_path(&path));
   return path.path;
 }
+
+/** Tells of cameras that are plugged in and unplugged, as long as it lives: see orq_watch_cameras. */
+class Watch {
+ public:
+  /** `told` is called on a thread of the library with whether the camera was plugged in; it must not throw, nor
+   * open, close or release anything. */
+  using Told = std::function<void(bool pluggedIn, const orq_camera_entry& camera)>;
+
+  explicit Watch(Told told) : told_(std::make_unique<Told>(std::move(told))) {
+    orq_watch* started = nullptr;
+    detail::check(orq_watch_cameras(
+        [](void* user, std::int32_t pluggedIn, const orq_camera_entry* camera) {
+          (*static_cast<Told*>(user))(pluggedIn != 0, *camera);
+        },
+        told_.get(), &started));
+    watch_ = detail::Owner<orq_watch, orq_watch_release>(started);
+  }
+
+ private:
+  std::unique_ptr<Told> told_;  // before the watch, which uses it to its end
+  detail::Owner<orq_watch, orq_watch_release> watch_;
+};
 
 }  // namespace orq
 

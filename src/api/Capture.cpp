@@ -55,6 +55,13 @@ orq_status orq_region_get(orq_camera* camera, orq_region* region) {
   });
 }
 
+orq_status orq_region_get_bayer(orq_camera* camera, int32_t* bayer) {
+  return Guarded([&] {
+    const auto opened = CameraOf(camera);
+    DemandResult(bayer, "bayer") = session::Camera::Use(*opened)->FramePattern();
+  });
+}
+
 orq_status orq_exposure_start(orq_camera* camera, uint64_t exposure_us) {
   return Guarded([&] {
     const auto opened = CameraOf(camera);

@@ -77,7 +77,7 @@ std::optional<std::string> SerialTrouble(std::string_view text) {
   const bool hex = std::ranges::all_of(text, [](unsigned char c) { return std::isxdigit(c) != 0; });
   if (hex && text.size() == kSerialDigits) return std::nullopt;
   return "\"" + std::string(text) + "\" is no serial number: one has " + std::to_string(kSerialDigits) +
-         " hexadecimal digits, as orqcam list shows it" +
+         " hexadecimal digits, as the list of cameras shows it" +
          (hex ? ", not " + std::to_string(text.size()) : std::string());
 }
 

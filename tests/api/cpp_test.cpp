@@ -103,6 +103,30 @@ TEST(Cpp, VirtualCamerasAreListed) {
   EXPECT_TRUE(found);
 }
 
+TEST(Cpp, TheBayerPatternOfFramesToComeFollowsFlipsAndFormats) {
+  orq::Camera camera(Quick("k1c"));
+  camera.region(Corner(64));
+  // Each flip of an even size swaps the two colours of a row, or the two rows.
+  constexpr int kOfFlips[] = {ORQ_BAYER_RGGB, ORQ_BAYER_GRBG, ORQ_BAYER_GBRG, ORQ_BAYER_BGGR};
+  for (int flips = 0; flips < 4; ++flips) {
+    camera.control(ORQ_CONTROL_FLIP, flips);
+    EXPECT_EQ(camera.bayer(), kOfFlips[flips]) << flips;
+    EXPECT_EQ(camera.expose(1ms).info().bayer, kOfFlips[flips]) << flips;
+  }
+  orq_region colours = camera.region();
+  colours.format = ORQ_FORMAT_RGB24;
+  camera.region(colours);
+  EXPECT_EQ(camera.bayer(), ORQ_BAYER_NONE);
+  EXPECT_EQ(orq::Camera(Quick("k1m")).bayer(), ORQ_BAYER_NONE);
+  EXPECT_EQ(orq_region_get_bayer(camera.get(), nullptr), ORQ_ERROR_INVALID);
+}
+
+TEST(Cpp, AWatchLivesAsLongAsItsObject) {
+  std::optional<orq::Watch> watch(std::in_place, [](bool, const orq_camera_entry&) {});
+  orq::Watch moved = std::move(*watch);
+  watch.reset();
+}
+
 TEST(Cpp, EventsComeOnceEach) {
   orq::Camera camera(Quick("k1c"));
   camera.region(Corner(64));

@@ -33,7 +33,8 @@ NOT_RUN = {
 }
 
 # Pages whose commands other tests run.
-ELSEWHERE = {"library.md": "needs an installed library: tests/install/check_install.py runs them"}
+ELSEWHERE = {"library.md": "needs an installed library: tests/install/check_install.py runs them",
+             "indi.md": "needs an INDI server: tests/indi/check_page.py runs them"}
 
 # Commands whose page states another end than success.
 OUTCOMES = {}

@@ -4,9 +4,9 @@ import json
 
 from support import CliTest, K1C
 
-COMMANDS = ("list", "info", "controls", "get", "set", "capture", "stream", "mode", "trigger", "reg", "id", "serial",
-            "flash", "hotpixels", "settings", "profile", "temp", "cooler", "fan", "led", "hub", "guide", "focus", "sensor-id", "gps",
-            "dark", "dump-controls", "report", "help")
+COMMANDS = ("list", "info", "id", "serial", "sensor-id", "report", "capture", "stream", "trigger", "mode", "dark", "hotpixels",
+            "controls", "get", "set", "settings", "profile", "temp", "cooler", "fan", "led", "hub", "guide", "focus", "gps",
+            "reg", "flash", "dump-controls", "help")
 
 
 class Tests(CliTest):

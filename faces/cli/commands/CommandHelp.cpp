@@ -1,7 +1,9 @@
-// orqcam help: the same as --help. For programs: which commands there are.
+// orqcam help: the same as --help. For programs, and for what is made from it: which commands and options there
+// are.
 #include <algorithm>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "commands/Commands.h"
 
@@ -9,12 +11,35 @@ namespace orq::cli {
 
 namespace {
 
+Json OptionsJson(const Command& command, bool arguments) {
+  Json list = Json::array();
+  for (const OptionView& option : command.Options()) {
+    if (option.argument != arguments) continue;
+    Json one = {{"description", option.description}, {"required", option.required}, {"repeated", option.repeated}};
+    if (arguments) {
+      one["name"] = option.names.front();
+    } else {
+      one["names"] = option.names;
+      one["group"] = option.group;
+    }
+    if (!option.value.empty()) one["value"] = option.value;
+    if (!option.defaultShown.empty()) one["default"] = option.defaultShown;
+    if (!option.choices.empty()) one["choices"] = option.choices;
+    list.push_back(std::move(one));
+  }
+  return list;
+}
+
 // The command and those below it, each with all its words.
 void AddCommands(const Command& above, const std::string& before, Json& list) {
   for (const Command& command : above.Commands()) {
     const std::string words = before + command.Name();
-    list.push_back(
-        {{"command", words}, {"description", command.Description()}, {"runs", !command.NeedsCommand()}});
+    list.push_back({{"command", words},
+                    {"description", command.Description()},
+                    {"group", command.Heading()},
+                    {"runs", !command.NeedsCommand()},
+                    {"arguments", OptionsJson(command, true)},
+                    {"options", OptionsJson(command, false)}});
     AddCommands(command, words + " ", list);
   }
 }
@@ -34,7 +59,7 @@ ExitCode RunHelp(const Context& context, const Command& app, const std::vector<s
   if (context.json) {
     Json list = Json::array();
     AddCommands(shown, words.empty() ? "" : name.substr(app.Name().size() + 1) + " ", list);
-    context.out.Object({{"commands", list}});
+    context.out.Object({{"commands", list}, {"options", OptionsJson(app, false)}});
     return kExitOk;
   }
   context.out.Line(shown.HelpUnder(name));

@@ -52,8 +52,8 @@ void AddRegion(Report& report, Device& camera) {
   report.Add("region_least_width", info.least_width, "px");
   report.Add("region_least_height", info.least_height, "px");
   const orq_region region = camera->region();
-  report.Add("region",
-             Json{region.start_x, region.start_y, region.width * region.bin, region.height * region.bin}, "px");
+  report.Add("region", Json{region.start_x, region.start_y, region.width * region.bin, region.height * region.bin},
+             "px");
   report.Add("bin", region.bin);
   report.Add("format", kFormatNames.at(static_cast<std::size_t>(region.format)));
 }

@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "options/OptionWords.h"
 #include "output/ExitCodes.h"
 #include "support/Text.h"
 
@@ -38,6 +39,62 @@ std::string UsageText(const CLI::App& app, const CLI::ParseError& error) {
   }
   const std::string name = chosen.empty() ? "" : command.get_name() + " ";
   return text + "; see orqcam " + name + "--help";
+}
+
+bool IsOfTheParser(const CLI::Option& option) {
+  return option.check_lname("help") || option.check_lname("version");
+}
+
+// "dark take"; nothing of the program itself.
+std::string PathOf(const CLI::App& app) {
+  if (app.get_parent() == nullptr) return "";
+  const std::string above = PathOf(*app.get_parent());
+  return above.empty() ? app.get_name() : above + " " + app.get_name();
+}
+
+const OptionWords* FindWords(const CLI::App& app, const CLI::Option& option) {
+  std::vector<std::string> names{option.get_name(true)};
+  for (const std::string& name : option.get_lnames()) names.push_back("--" + name);
+  const OptionWords* found = nullptr;
+  for (const OptionWords& words : AllOptionWords()) {
+    for (const std::string& name : names) {
+      if (words.option == PathOf(app) + " " + name) return &words;
+      if (words.option == name) found = &words;
+    }
+  }
+  return found;
+}
+
+// Gives the options of a command, and of those below it, the words that they have everywhere.
+void Describe(CLI::App& app) {
+  constexpr std::size_t kLong = 15;
+  const bool grouped = app.get_options().size() > kLong;
+  for (CLI::Option* option : app.get_options()) {
+    const OptionWords* words = FindWords(app, *option);
+    if (words == nullptr) continue;
+    if (!words->value.empty()) option->type_name(std::string(words->value));
+    if (grouped && !words->group.empty()) option->group(std::string(words->group));
+  }
+  for (CLI::App* command : app.get_subcommands({})) Describe(*command);
+}
+
+OptionView ViewOf(const CLI::App& app, const CLI::Option& option) {
+  OptionView view;
+  view.argument = option.get_positional();
+  if (view.argument) view.names.push_back(option.get_name(true));
+  for (const std::string& name : option.get_snames()) view.names.push_back("-" + name);
+  for (const std::string& name : option.get_lnames()) view.names.push_back("--" + name);
+  if (!view.argument && option.get_items_expected_max() > 0) view.value = option.get_type_name();
+  view.description = option.get_description();
+  view.defaultShown = option.get_default_str();
+  view.group = option.get_group();
+  view.required = option.get_required();
+  view.repeated = option.get_expected_max() > 1;
+  const OptionWords* words = FindWords(app, option);
+  if (words != nullptr && !words->choices.empty()) {
+    view.choices = CLI::detail::split(std::string(words->choices), ' ');
+  }
+  return view;
 }
 
 }  // namespace
@@ -127,6 +184,22 @@ std::string Command::Description() const {
   return app_->get_description();
 }
 
+void Command::Group(const std::string& heading, const std::vector<std::string>& commands) const {
+  for (const std::string& command : commands) app_->get_subcommand(command)->group(heading);
+}
+
+std::string Command::Heading() const {
+  return app_->get_group();
+}
+
+std::vector<OptionView> Command::Options() const {
+  std::vector<OptionView> views;
+  for (const CLI::Option* option : app_->get_options()) {
+    if (!IsOfTheParser(*option)) views.push_back(ViewOf(*app_, *option));
+  }
+  return views;
+}
+
 bool Command::NeedsCommand() const {
   return app_->get_require_subcommand_min() > 0;
 }
@@ -155,6 +228,7 @@ CommandLine::CommandLine(const std::string& program, const std::string& help, co
 CommandLine::~CommandLine() = default;
 
 std::optional<std::string> CommandLine::Parse(int argc, char** argv) {
+  Describe(*app_);
   try {
     app_->parse(argc, argv);
   } catch (const CLI::CallForHelp&) {

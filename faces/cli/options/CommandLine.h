@@ -34,6 +34,19 @@ class Option {
   CLI::Option* option_;
 };
 
+/// An option or an argument as help tells it.
+struct OptionView {
+  std::vector<std::string> names;  ///< "-e", "--exposure"; of an argument its name alone
+  std::string value;               ///< "TIME"; empty: a switch, or an argument
+  std::string description;
+  std::string defaultShown;
+  std::string group;
+  std::vector<std::string> choices;  ///< empty: anything
+  bool argument = false;
+  bool required = false;
+  bool repeated = false;
+};
+
 /// A command, or the program itself; a handle like `Option`.
 class Command {
  public:
@@ -56,6 +69,11 @@ class Command {
   bool Given() const;
   std::string Name() const;
   std::string Description() const;
+  /// Heading under which the program's help lists those of its commands.
+  void Group(const std::string& heading, const std::vector<std::string>& commands) const;
+  std::string Heading() const;
+  /// Its own options and arguments, but for help and version.
+  std::vector<OptionView> Options() const;
   /// Whether one of the commands below it must be given.
   bool NeedsCommand() const;
   std::vector<Command> Commands() const;

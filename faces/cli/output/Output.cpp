@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "output/Hints.h"
 #include "support/Text.h"
 
 namespace orq::cli {
@@ -60,7 +61,8 @@ void WriteError(std::string line) {
   [[maybe_unused]] const ssize_t ignored = write(STDERR_FILENO, line.data(), line.size());
 }
 
-void ComplainLast(const char* name, const char* message, int code) {
+void ComplainLast(const char* name, std::string_view why, int code) {
+  const std::string message = WithHints(why);
   if (g_speaksJson) {
     WriteError(OneLine({{"error", name}, {"message", message}, {"exit_code", code}}));
   } else {
@@ -178,7 +180,8 @@ void PrintTable(Output& out, const Table& table) {
   }
 }
 
-void Complain(std::string_view message) {
+void Complain(std::string_view what) {
+  const std::string message = WithHints(what);
   if (g_speaksJson) {
     WriteError(OneLine({{"warning", message}}));
   } else {

@@ -169,6 +169,12 @@ FrameSetup SetupFor(const ModelData& model, const FrameRegion& region, bool hard
   return setup;
 }
 
+int DeliveredPattern(const FrameSetup& setup, bool flipHorizontal, bool flipVertical, bool mixed) {
+  if (setup.rawPattern < 0 || mixed) return -1;
+  return static_cast<int>(FlipBayer(static_cast<BayerPattern>(setup.rawPattern), flipHorizontal, flipVertical,
+                                    setup.region.width, setup.region.height));
+}
+
 double ElectronsPerUnit(const ModelData& model, const FrameSetup& setup, double perAdc) {
   const int unitBits = setup.wide ? model.adcBits - 16 : model.adcBits - 8;
   const double perSample = std::ldexp(perAdc, unitBits);

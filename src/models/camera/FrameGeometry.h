@@ -56,6 +56,10 @@ struct FrameSetup {
 /// `hardwareBin`: it is switched on; models whose FPGA bins bin in hardware without it.
 FrameSetup SetupFor(const ModelData& model, const FrameRegion& region, bool hardwareBin);
 
+/// Colours of the top left 2 x 2 delivered pixels of a raw frame, after flips and binning; -1: none. `mixed`:
+/// pixels of different colours are binned together.
+int DeliveredPattern(const FrameSetup& setup, bool flipHorizontal, bool flipVertical, bool mixed);
+
 /// Electrons per unit of the delivered values. `perAdc` is what one ADC unit is worth at the frame's gain.
 /// 16-bit samples are left-aligned and averaged by every binning on the host, 8-bit samples are the top bits and
 /// summed by it: a sum keeps the electrons per unit, an average of n samples counts n times the electrons.

@@ -64,7 +64,7 @@ std::string DarkStore::Chosen() const {
   }
   std::string path{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
   if (file.bad() || path.empty() || path.front() != '/' || path.find('\0') != std::string::npos) {
-    throw Failure(Status::File, "'" + choice_ + "' is damaged; choose again with orqcam dark use or dark off");
+    throw Failure(Status::File, "'" + choice_ + "' is damaged; choose another dark, or none");
   }
   return path;
 }

@@ -47,10 +47,9 @@ void RepairHotPixels(CModelCamera& camera, bool on) {
   if (camera.DeviceLost()) {
     throw Failure(Status::Lost, "cannot read the table of hot pixels: the camera was lost; check its cable");
   }
-  throw Failure(
-      Status::State,
-      "the camera's flash holds no table of hot pixels that can be read; build one with orqcam hotpixels "
-      "build --save");
+  throw Failure(Status::State,
+                "the camera's flash holds no table of hot pixels that can be read; take a dark and store its hot "
+                "pixels first");
 }
 
 }  // namespace orq::session

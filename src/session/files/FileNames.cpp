@@ -24,7 +24,7 @@ std::string Known() {
 }
 
 [[noreturn]] void Refuse(const std::string& message) {
-  throw Failure(Status::Invalid, "--output: " + message);
+  throw Failure(Status::Invalid, "file name: " + message);
 }
 
 // Without the extension of compressed FITS files that stands after the other one.

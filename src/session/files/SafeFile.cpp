@@ -18,20 +18,20 @@ const char* Advice(int error) {
   switch (error) {
     case ENOENT:
     case ENOTDIR:
-      return "; make the directory first, or give another --output";
+      return "; make the directory first, or name another file";
     case EACCES:
     case EPERM:
     case EROFS:
-      return "; give an --output where you may write";
+      return "; name a file where you may write";
     case ENOSPC:
     case EDQUOT:
-      return "; free some space, or give an --output on another disk";
+      return "; free some space, or name a file on another disk";
     case EFBIG:
       return "; the file size limit (ulimit -f) is too small";
     case ENAMETOOLONG:
-      return "; give a shorter --output";
+      return "; give a shorter file name";
     case EEXIST:
-      return "; give another --output, or --overwrite";
+      return "; name another file, or allow overwriting";
     default:
       return "";
   }
@@ -59,7 +59,7 @@ void WriteWholeFile(const std::string& path, std::span<const std::uint8_t> bytes
 
 void CannotWrite(const std::string& path, int error) {
   const std::string what = "cannot write '" + path + "': " + std::strerror(error);
-  throw Failure(Status::File, error == EEXIST ? what + "; give another name, or --overwrite" : what);
+  throw Failure(Status::File, error == EEXIST ? what + "; give another name, or allow overwriting" : what);
 }
 
 void DemandWritable(const std::string& path, Existing existing) {

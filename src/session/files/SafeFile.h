@@ -15,7 +15,7 @@ namespace orq::session {
 void WriteWholeFile(const std::string& path, std::span<const std::uint8_t> bytes, Existing existing,
                     Durability durability);
 
-/// The same for files whose name is no --output: the error, and a look beforehand whether it would come.
+/// The same for files that are no frames: the error, and a look beforehand whether it would come.
 [[noreturn]] void CannotWrite(const std::string& path, int error);
 void DemandWritable(const std::string& path, Existing existing);
 

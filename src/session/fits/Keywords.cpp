@@ -20,7 +20,7 @@ constexpr std::size_t kValueColumn = 10;      // "KEYWORD = "
 constexpr std::size_t kLeastValueChars = 20;  // shorter values are padded up to the comment column
 
 [[noreturn]] void Refuse(std::string_view text, const std::string& reason) {
-  throw Failure(Status::Invalid, "--keyword " + std::string(text) + ": " + reason);
+  throw Failure(Status::Invalid, "the keyword " + std::string(text) + ": " + reason);
 }
 
 bool Printable(std::string_view text) {

@@ -75,9 +75,8 @@ std::string GpsTrouble(const FrameInfo& info) {
     case GpsState::NoFix:
       return "the receiver has no fix; give its antenna a clear view of the sky";
     case GpsState::NoLatch:
-      return Format(
-          "the GPS lines %d and %d do not both lie in the region; 'orqcam gps lines --follow' moves them there",
-          info.gps.latched.startLine, info.gps.latched.endLine);
+      return Format("the GPS lines %d and %d do not both lie in the region; let them follow it",
+                    info.gps.latched.startLine, info.gps.latched.endLine);
     case GpsState::Missed:
       return "the next frame's time had replaced it; take fewer frames per second";
     case GpsState::Unsettled:

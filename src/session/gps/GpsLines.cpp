@@ -33,8 +33,7 @@ void DemandGpsTimes(CModelCamera& camera) {
   if (top >= region.startY && bottom <= last) return;
   throw Failure(Status::State,
                 Format("no frame can have GPS time: its lines %d and %d do not both lie in the region, "
-                       "lines %d to %d; choose others with 'orqcam gps lines', or let them follow the "
-                       "region with 'orqcam gps lines --follow'",
+                       "lines %d to %d; choose others, or let them follow the region",
                        lines->start, lines->end, region.startY, last));
 }
 

@@ -70,7 +70,7 @@ run orqcam --json capture -e 5ms --center 320,240 -n 2 -o /tmp/{n:02}.raw
 == any command that is killed leaves a camera that the next one can use
 cameras k1c,prerender=2
 long
-for command in info | controls | get gain | serial | sensor-id | mode | temp | id get | id set x --yes | set gain=20 | guide north 5000 | flash dump /tmp/d | flash verify /tmp/d | reg --unsafe read fpga 0x1C | report --output /tmp/r | capture -e 20s -o /tmp/k.fits | capture -e 1ms -n 50 -o /tmp/k-{n}.fits | capture -e 1ms --video -n 50 --region 64,32,320,200 -o /tmp/k-{n}.fits | stream -e 1ms | stream -e 5ms -f raw8 --center 800,600 | stream -e 5ms -b 2 | stream -e 5ms --mode software | stream -e 5ms --auto-exposure --auto-gain | trigger --mode software -n 50 -e 5ms | trigger --mode rising -e 5ms | dark take -e 200ms | hotpixels build -e 200ms
+for command in info | controls | get gain | serial | sensor-id | mode | temp | id get | id set x --yes | set gain=20 | guide north 5000 | flash dump /tmp/d | flash verify /tmp/d | reg --unsafe read fpga 0x1C | report --output /tmp/r | capture -e 20s -o /tmp/k.fits | capture -e 1ms -n 50 -o /tmp/k-{n:02}.fits | capture -e 1ms --video -n 50 --region 64,32,320,200 -o /tmp/k-{n:02}.fits | stream -e 1ms | stream -e 5ms -f raw8 --center 800,600 | stream -e 5ms -b 2 | stream -e 5ms --mode software | stream -e 5ms --auto-exposure --auto-gain | trigger --mode software -n 50 -e 5ms | trigger --mode rising -e 5ms | dark take -e 200ms | hotpixels build -e 200ms
   for life in 0.3 | 0.9
     start s orqcam --no-settings {command}
     sleep {life}

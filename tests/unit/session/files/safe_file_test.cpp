@@ -73,7 +73,7 @@ TEST_F(SafeFileTest, KeepsAnExistingFile) {
   const std::string error = ErrorOf(
       [&] { WriteWholeFile(Path("x"), std::vector<std::uint8_t>{9}, Existing::Keep, Durability::Cached); });
   EXPECT_NE(error.find("File exists"), std::string::npos);
-  EXPECT_NE(error.find("--overwrite"), std::string::npos);
+  EXPECT_NE(error.find("allow overwriting"), std::string::npos);
   EXPECT_EQ(Read(Path("x")), precious);
   EXPECT_EQ(Names(), std::vector<std::string>{"x"});
 }

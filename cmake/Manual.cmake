@@ -1,0 +1,16 @@
+# The manual pages and the shells' completions are made from what the programs tell of themselves. They lie in packaging/,
+# since a build for another processor cannot ask the programs: `manual` makes them anew, a test compares.
+find_package(Python3 COMPONENTS Interpreter)
+set(ORQ_MAKE_MANUAL)
+if(NOT Python3_Interpreter_FOUND)
+  message(STATUS "No python3: manual pages and completions cannot be made anew")
+  return()
+endif()
+set(ORQ_MAKE_MANUAL ${Python3_EXECUTABLE} -B ${CMAKE_SOURCE_DIR}/packaging/manual/make.py $<TARGET_FILE:orqcam>)
+if(TARGET orq-emulate)
+  list(APPEND ORQ_MAKE_MANUAL --help-of $<TARGET_FILE:orq-emulate> "virtual cameras as USB devices of this computer")
+endif()
+if(TARGET orq-usbredir)
+  list(APPEND ORQ_MAKE_MANUAL --help-of $<TARGET_FILE:orq-usbredir> "virtual cameras as USB devices of virtual machines")
+endif()
+add_custom_target(manual COMMAND ${ORQ_MAKE_MANUAL} --write VERBATIM)

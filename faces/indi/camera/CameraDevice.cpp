@@ -1,0 +1,351 @@
+#include "camera/CameraDevice.h"
+
+#include <indilogger.h>
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "panels/ControlPanel.h"
+
+namespace orq::indi {
+namespace {
+
+constexpr int kTickMs = 250;
+constexpr std::uint32_t kAlways =
+    INDI::CCD::CCD_CAN_ABORT | INDI::CCD::CCD_CAN_BIN | INDI::CCD::CCD_CAN_SUBFRAME | INDI::CCD::CCD_HAS_STREAMING;
+constexpr const char* kVirtualProperty = "ORQ_VIRTUAL";
+constexpr const char* kVirtualElement = "NAME";
+constexpr const char* kDefaultVirtual = "k1c";
+
+/// What the switch of capture formats calls the library's.
+struct FormatName {
+  int format;
+  const char* name;
+  const char* label;
+  std::uint8_t bits;
+};
+constexpr FormatName kFormats[] = {{ORQ_FORMAT_RAW16, "INDI_RAW16", "Raw 16 bit", 16},
+                                   {ORQ_FORMAT_RAW8, "INDI_RAW8", "Raw 8 bit", 8},
+                                   {ORQ_FORMAT_RGB24, "INDI_RGB", "RGB 24 bit", 8},
+                                   {ORQ_FORMAT_Y8, "INDI_MONO_8", "Luminance 8 bit", 8}};
+
+}  // namespace
+
+bool CameraDevice::attempt(const std::function<void()>& work) {
+  try {
+    work();
+    return true;
+  } catch (const std::exception& failure) {
+    LOGF_ERROR("%s", failure.what());
+    return false;
+  }
+}
+
+CameraDevice::CameraDevice(std::string deviceName, CameraChoice choice)
+    : deviceName_(std::move(deviceName)), choice_(std::move(choice)) {
+  setDeviceName(deviceName_.c_str());
+  setVersion(ORQCAM_VERSION_MAJOR, ORQCAM_VERSION_MINOR);
+  panels_.push_back(std::make_unique<ControlPanel>(*this));
+  ticks_.callOnTimeout([this] { tick(); });
+}
+
+CameraDevice::~CameraDevice() {
+  release();
+  uploads_.awaitIdle();
+}
+
+void CameraDevice::release() {
+  if (pump_) pump_->stop();
+  ticks_.stop();
+  stopListening();
+  camera_.reset();
+}
+
+bool CameraDevice::initProperties() {
+  if (!INDI::CCD::initProperties()) return false;
+  SetCCDCapability(kAlways);
+  pump_ = std::make_unique<VideoPump>(*Streamer, [this, poster = posts_.poster()](std::string why) {
+    poster.post([this, why = std::move(why)] { endStream(why.c_str()); });
+  });
+  streamCounts_[0].fill("TARGET_FPS", "Wanted (frames/s)", "%.2f", 0, 1e6, 0, 0);
+  streamCounts_[1].fill("CAMERA_FRAMES", "Frames of the camera", "%.f", 0, 1e15, 0, 0);
+  streamCounts_[2].fill("DROPPED", "Left out: clients are slower", "%.f", 0, 1e15, 0, 0);
+  streamCounts_[3].fill("FAILED", "Lost on the cable", "%.f", 0, 1e15, 0, 0);
+  streamCounts_.fill(getDeviceName(), "ORQ_STREAM", "Stream counters", "Streaming", IP_RO, 0, IPS_IDLE);
+  addDebugControl();
+  addConfigurationControl();
+  if (choice_.offersVirtual) {
+    addSimulationControl();
+    virtualName_[0].fill(kVirtualElement, "Model and options", kDefaultVirtual);
+    virtualName_.fill(getDeviceName(), kVirtualProperty, "Virtual camera", MAIN_CONTROL_TAB, IP_RW, 0, IPS_IDLE);
+  }
+  return true;
+}
+
+void CameraDevice::ISGetProperties(const char* device) {
+  if (device != nullptr && !isMine(device)) return;
+  INDI::CCD::ISGetProperties(device);
+  if (!choice_.offersVirtual) return;
+  defineProperty(virtualName_);
+  loadConfig(true, kVirtualProperty);
+}
+
+bool CameraDevice::isMine(const char* device) const {
+  return device != nullptr && std::strcmp(device, getDeviceName()) == 0;
+}
+
+std::string CameraDevice::wantedName() const {
+  if (choice_.offersVirtual && isSimulation()) return std::string("virtual:") + virtualName_[0].getText();
+  return choice_.name;
+}
+
+Camera CameraDevice::openWanted() const {
+  const std::string name = wantedName();
+  if (!name.empty()) return Camera(name);
+  const auto plugged = cameras();
+  std::string trouble;
+  for (const orq_camera_entry& entry : plugged) {
+    if (entry.trouble[0] == '\0') return Camera(entry.name);
+    trouble = std::string(entry.model) + ": " + entry.trouble;
+  }
+  throw NotFoundError(trouble.empty()
+                          ? "no camera is plugged in: plug one in, or switch SIMULATION on for a virtual one"
+                          : trouble);
+}
+
+bool CameraDevice::Connect() {
+  return attempt([this] {
+    camera_.emplace(openWanted());
+    info_ = camera_->info();
+    lost_ = false;
+    describeSensor();
+    describeFormats();
+    LOGF_INFO("%s is open, serial number %s, firmware %s.", info_.model,
+              info_.serial[0] != '\0' ? info_.serial : "unknown", info_.firmware);
+  });
+}
+
+void CameraDevice::describeSensor() {
+  std::uint32_t can = kAlways;
+  if (info_.bayer != ORQ_BAYER_NONE) can |= CCD_HAS_BAYER;
+  SetCCDCapability(can);
+  const auto pixel = static_cast<float>(info_.pixel_um);
+  SetCCDParams(info_.sensor_width, info_.sensor_height, 8, pixel, pixel);
+  int most = 1;
+  for (int bin = 1; bin < 32; ++bin) {
+    if ((info_.bins >> bin & 1U) != 0) most = bin;
+  }
+  PrimaryCCD.setMinMaxStep("CCD_BINNING", "HOR_BIN", 1, most, 1, false);
+  PrimaryCCD.setMinMaxStep("CCD_BINNING", "VER_BIN", 1, most, 1, false);
+  const orq_control_info exposure = camera_->control("Exposure");
+  PrimaryCCD.setMinMaxStep("CCD_EXPOSURE", "CCD_EXPOSURE_VALUE", static_cast<double>(exposure.minimum) / 1e6,
+                           static_cast<double>(exposure.maximum) / 1e6, 0, false);
+}
+
+void CameraDevice::describeFormats() {
+  formats_.clear();
+  m_CaptureFormats.clear();
+  CaptureFormatSP.resize(0);
+  for (const FormatName& format : kFormats) {
+    if ((info_.formats >> format.format & 1U) == 0) continue;
+    addCaptureFormat({format.name, format.label, format.bits, formats_.empty()});
+    formats_.push_back(format.format);
+  }
+  int chosen = CaptureFormatSP.findOnSwitchIndex();
+  if (chosen < 0) {  // the configuration names a format of another camera
+    chosen = 0;
+    CaptureFormatSP[0].setState(ISS_ON);
+  }
+  orq_region region = camera_->region();
+  region.format = formats_[static_cast<std::size_t>(chosen)];
+  showRegion(camera_->region(region));
+}
+
+bool CameraDevice::Disconnect() {
+  endStream(nullptr);
+  stopListening();
+  ticks_.stop();
+  if (exposing_.exchange(false)) PrimaryCCD.setExposureFailed();
+  uploads_.awaitIdle();
+  shown_ = Frame();
+  camera_.reset();
+  lost_ = false;
+  if (released_) released_();
+  return true;
+}
+
+bool CameraDevice::updateProperties() {
+  INDI::CCD::updateProperties();
+  if (!isConnected()) {
+    deleteProperty(streamCounts_);
+    for (const auto& panel : panels_) panel->disconnected();
+    return true;
+  }
+  attempt([this] {
+    for (const auto& panel : panels_) panel->connected(*camera_);
+    applyLabels();
+  });
+  defineProperty(streamCounts_);
+  afterChange();
+  startListening();
+  ticks_.start(kTickMs);
+  loadConfig(true);
+  return true;
+}
+
+void CameraDevice::startListening() {
+  if (listening_ >= 0) return;
+  listening_ = IEAddCallback(
+      camera_->eventDescriptor(), [](int, void* self) { static_cast<CameraDevice*>(self)->listen(); }, this);
+}
+
+void CameraDevice::stopListening() {
+  if (listening_ < 0) return;
+  IERmCallback(listening_);
+  listening_ = -1;
+}
+
+// While a video runs, its pump fetches the frames, and the descriptor is not listened to.
+void CameraDevice::listen() {
+  attempt([this] {
+    while (camera_) {
+      const auto event = camera_->nextEvent();
+      if (!event) break;
+      hear(*event);
+    }
+    // A frame that nobody expects, of an exposure that was aborted, would keep the descriptor readable.
+    if (listening_ >= 0) takeFrame();
+  });
+}
+
+void CameraDevice::hear(const orq_event& event) {
+  switch (event.kind) {
+    case ORQ_EVENT_FRAME:
+      return pump_->isRunning() ? void() : takeFrame();
+    case ORQ_EVENT_LOST:
+      return becomeLost(event.text);
+    case ORQ_EVENT_RETURNED:
+      return comeBack();
+    case ORQ_EVENT_EXPOSURE_FAILED:
+      endStream(event.text);
+      return failExposure(event.text);
+    default:
+      if (event.text[0] != '\0') LOGF_WARN("%s", event.text);
+  }
+}
+
+void CameraDevice::tick() {
+  if (lost_ || listening_ < 0) listen();
+  if (lost_ || !camera_) return;
+  if (pump_->isRunning()) showStream();
+  if (exposing_) {
+    const auto now = std::chrono::steady_clock::now();
+    if (now - countdownTold_ >= std::chrono::milliseconds(900)) {
+      countdownTold_ = now;
+      attempt([this] {
+        const orq_exposure_progress progress = camera_->progress();
+        const auto elapsed = static_cast<std::int64_t>(progress.elapsed_us);
+        if (exposing_)
+          PrimaryCCD.setExposureLeft(static_cast<double>(std::max<std::int64_t>(exposureUs_ - elapsed, 0)) / 1e6);
+      });
+    }
+  }
+  for (const auto& panel : panels_) panel->tick();
+}
+
+void CameraDevice::becomeLost(const char* text) {
+  if (lost_) return;
+  lost_ = true;
+  stopListening();  // the descriptor stays readable until the camera is open again
+  LOGF_ERROR("%s", text[0] != '\0' ? text : "the camera is gone");
+  endStream("the camera was unplugged");
+  failExposure("the camera was unplugged");
+  for (const auto& panel : panels_) panel->lost();
+  setConnected(true, IPS_ALERT);
+}
+
+void CameraDevice::comeBack() {
+  if (!lost_) return;
+  try {
+    camera_->reopen();
+    lost_ = false;
+    startListening();
+    for (const auto& panel : panels_) panel->returned();
+    setConnected(true, IPS_OK);
+    LOG_INFO("The camera is back, with the settings that it had.");
+  } catch (const Error& failure) {
+    LOGF_WARN("The camera is back, but could not be opened: %s", failure.what());
+  }
+}
+
+bool CameraDevice::ISNewNumber(const char* device, const char* name, double values[], char* names[], int n) {
+  if (!isMine(device)) return false;
+  uploads_.awaitIdle();
+  if (isConnected()) {
+    NumberRequest request{name, {}};
+    for (int i = 0; i < n; ++i) request.values.push_back({names[i], values[i]});
+    for (const auto& panel : panels_) {
+      if (panel->set(request)) return afterChange();
+    }
+  }
+  const bool done = INDI::CCD::ISNewNumber(device, name, values, names, n);
+  if (std::strcmp(name, "STREAMING_EXPOSURE") == 0) applyStreamExposure();
+  return done;
+}
+
+bool CameraDevice::ISNewSwitch(const char* device, const char* name, ISState* states, char* names[], int n) {
+  if (!isMine(device)) return false;
+  uploads_.awaitIdle();
+  SwitchRequest request{name, {}};
+  for (int i = 0; i < n; ++i) request.values.push_back({names[i], states[i] == ISS_ON});
+  if (isConnected()) {
+    for (const auto& panel : panels_) {
+      if (panel->set(request)) return afterChange();
+    }
+  }
+  const bool done = INDI::CCD::ISNewSwitch(device, name, states, names, n);
+  if (request.property == "RECORD_STREAM" && request.chosen() == "RECORD_OFF") closeRecording();
+  return done;
+}
+
+bool CameraDevice::ISNewText(const char* device, const char* name, char* texts[], char* names[], int n) {
+  if (!isMine(device)) return false;
+  uploads_.awaitIdle();
+  if (choice_.offersVirtual && virtualName_.isNameMatch(name)) {
+    virtualName_.update(texts, names, n);
+    virtualName_.setState(IPS_OK);
+    virtualName_.apply();
+    if (!isConfigLoading()) saveConfig(true, kVirtualProperty);
+    return true;
+  }
+  if (isConnected()) {
+    TextRequest request{name, {}};
+    for (int i = 0; i < n; ++i) request.values.push_back({names[i], texts[i]});
+    for (const auto& panel : panels_) {
+      if (panel->set(request)) return true;
+    }
+  }
+  const bool done = INDI::CCD::ISNewText(device, name, texts, names, n);
+  if (isConnected() && std::strcmp(name, FITSHeaderTP.name) == 0) attempt([this] { applyLabels(); });
+  return done;
+}
+
+// Region, flips and mixed bins change which colour comes first.
+bool CameraDevice::afterChange() {
+  if (!camera_ || lost_) return true;
+  return attempt([this] {
+    const int bayer = camera_->bayer();
+    showBayer(bayer);
+    pump_->expect(camera_->region(), bayer);
+  });
+}
+
+bool CameraDevice::saveConfigItems(FILE* file) {
+  INDI::CCD::saveConfigItems(file);
+  if (choice_.offersVirtual) virtualName_.save(file);
+  for (const auto& panel : panels_) panel->save(file);
+  return true;
+}
+
+}  // namespace orq::indi

@@ -1,0 +1,131 @@
+// One camera as INDI's clients see it.
+#pragma once
+
+#include <indiccd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <orqcam/orqcam.hpp>
+#include <string>
+#include <vector>
+
+#include "loop/MainLoop.h"
+#include "loop/UploadGate.h"
+#include "panels/Panel.h"
+#include "stream/VideoPump.h"
+
+namespace orq::indi {
+
+/// Where a device gets its camera from.
+struct CameraChoice {
+  std::string name;    ///< as the library names it; empty: the first one that is plugged in and free
+  bool offersVirtual;  ///< has the switch SIMULATION, and a text for the virtual camera's name
+};
+
+/// Everything runs on INDI's thread, but for two steps of an upload (`processFastExposure`, `addFITSKeywords`),
+/// which the gate keeps apart from the rest.
+class CameraDevice : public INDI::CCD {
+ public:
+  CameraDevice(std::string deviceName, CameraChoice choice);
+  ~CameraDevice() override;
+
+  /// Whether it is connected, or holds a camera that it has lost.
+  bool isUsed() const { return camera_.has_value(); }
+  /// The camera that it is to open, as the library names it; empty: none is known.
+  const std::string& cameraName() const { return choice_.name; }
+  void choose(std::string cameraName) { choice_.name = std::move(cameraName); }
+  /// Of the camera that it opened last.
+  std::string model() const { return info_.model; }
+  /// Told, on INDI's thread, when the device has let its camera go.
+  void onReleased(std::function<void()> told) { released_ = std::move(told); }
+  /// Closes the camera, as at the end of the program.
+  void release();
+
+  const char* getDefaultName() override { return deviceName_.c_str(); }
+  bool initProperties() override;
+  void ISGetProperties(const char* device) override;
+  bool updateProperties() override;
+  bool ISNewNumber(const char* device, const char* name, double values[], char* names[], int n) override;
+  bool ISNewSwitch(const char* device, const char* name, ISState* states, char* names[], int n) override;
+  bool ISNewText(const char* device, const char* name, char* texts[], char* names[], int n) override;
+  bool saveConfigItems(FILE* file) override;
+
+ protected:
+  bool Connect() override;
+  bool Disconnect() override;
+
+  bool StartExposure(float seconds) override;
+  bool AbortExposure() override;
+  bool UpdateCCDFrame(int x, int y, int w, int h) override;
+  bool UpdateCCDBin(int hor, int ver) override;
+  bool UpdateCCDFrameType(INDI::CCDChip::CCD_FRAME type) override;
+  bool SetCaptureFormat(uint8_t index) override;
+  bool StartStreaming() override;
+  bool StopStreaming() override;
+  bool processFastExposure(INDI::CCDChip* chip) override;
+  void addFITSKeywords(INDI::CCDChip* chip) override;
+
+ private:
+  // CameraDevice.cpp
+  bool isMine(const char* device) const;
+  std::string wantedName() const;
+  Camera openWanted() const;
+  void describeSensor();
+  void describeFormats();
+  void startListening();
+  void stopListening();
+  void listen();
+  void hear(const orq_event& event);
+  void tick();
+  void becomeLost(const char* text);
+  void comeBack();
+  /// Runs `work`; what it throws is told to the clients. False: it threw.
+  bool attempt(const std::function<void()>& work);
+
+  // CameraFrames.cpp
+  bool applyRegion(const orq_region& wanted);
+  void showRegion(const orq_region& region);
+  void showBayer(int bayer);
+  void takeFrame();
+  void deliver(const Frame& frame);
+  void failExposure(const char* text);
+  void applyLabels();
+  bool afterChange();
+
+  // CameraStream.cpp
+  void showStream();
+  void endStream(const char* why);
+  void closeRecording();
+  void applyStreamExposure();
+  void setStreamExposure();
+
+  std::string deviceName_;
+  CameraChoice choice_;
+  std::function<void()> released_;
+  INDI::PropertyText virtualName_{1};
+  INDI::PropertyNumber streamCounts_{4};
+
+  std::optional<Camera> camera_;
+  orq_camera_info info_{};
+  std::vector<int> formats_;  ///< ORQ_FORMAT_... in the order of the switch
+  std::vector<std::unique_ptr<Panel>> panels_;
+  bool lost_ = false;
+  int listening_ = -1;  ///< of the event loop
+  INDI::Timer ticks_;
+
+  std::atomic<bool> exposing_{false};
+  std::atomic<std::int64_t> exposureUs_{0};
+  std::chrono::steady_clock::time_point countdownTold_{};
+  UploadGate uploads_;
+  Frame shown_;  ///< that is being uploaded, or was last
+  std::unique_ptr<VideoPump> pump_;
+  std::chrono::steady_clock::time_point streamShown_{};
+
+  PosterOwner posts_;
+};
+
+}  // namespace orq::indi

@@ -1,0 +1,95 @@
+// Videos, shown and recorded by INDI's stream manager.
+#include <indilogger.h>
+
+#include <algorithm>
+#include <thread>
+
+#include "camera/CameraDevice.h"
+
+namespace orq::indi {
+
+bool CameraDevice::StartStreaming() {
+  return attempt([this] {
+    if (!camera_ || lost_) throw LostError("the camera is gone: plug it in");
+    if (exposing_) throw StateError("an exposure is under way: wait for it, or abort it");
+    uploads_.awaitIdle();
+    setStreamExposure();
+    stopListening();
+    try {
+      pump_->start(*camera_);
+    } catch (...) {
+      startListening();
+      throw;
+    }
+  });
+}
+
+// Also called on the pump's thread, by the manager at the end of a recording.
+bool CameraDevice::StopStreaming() {
+  pump_->stop();
+  posts_.poster().post([this] {
+    if (camera_ && !lost_ && !pump_->isRunning()) startListening();
+  });
+  return true;
+}
+
+/// Ends it on behalf of the camera; `why` null: silently.
+void CameraDevice::endStream(const char* why) {
+  if (!Streamer || !Streamer->isBusy()) return;
+  if (why != nullptr) LOGF_ERROR("The stream has ended: %s", why);
+  const bool recording = Streamer->isRecording();
+  if (recording) {
+    // Recording OFF is carried out with the next frame, and none comes any more.
+    const char* off = "RECORD_OFF";
+    ISState on = ISS_ON;
+    char* names[] = {const_cast<char*>(off)};
+    Streamer->ISNewSwitch(getDeviceName(), "RECORD_STREAM", &on, names, 1);
+    Streamer->newFrame(nullptr, 0);
+  }
+  Streamer->setStream(false);
+  pump_->stop();
+  if (camera_ && !lost_) startListening();
+}
+
+/// The manager closes the file with the next frame; what clients ask for after that is to find it closed.
+void CameraDevice::closeRecording() {
+  pump_->closeRecording();
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+  while (Streamer->isRecording() && pump_->isRunning() && std::chrono::steady_clock::now() < end) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+  // Its end is also that of the video, unless that is shown as well.
+  while (!Streamer->isBusy() && pump_->isRunning() && std::chrono::steady_clock::now() < end) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+}
+
+/// Of the frames to come; automatic exposure goes its own way.
+void CameraDevice::applyStreamExposure() {
+  if (!camera_ || lost_ || !pump_->isRunning()) return;
+  attempt([this] { setStreamExposure(); });
+}
+
+void CameraDevice::setStreamExposure() {
+  if (camera_->isAutomatic(ORQ_CONTROL_EXPOSURE)) return;
+  const orq_control_info limits = camera_->control("Exposure");
+  const auto wanted = static_cast<std::int64_t>(Streamer->getTargetExposure() * 1e6);
+  camera_->control(ORQ_CONTROL_EXPOSURE, std::clamp(wanted, limits.minimum, limits.maximum));
+}
+
+void CameraDevice::showStream() {
+  const auto now = std::chrono::steady_clock::now();
+  if (now - streamShown_ < std::chrono::seconds(1)) return;
+  streamShown_ = now;
+  attempt([this] {
+    const orq_stream_counters counters = camera_->counters();
+    streamCounts_[0].setValue(Streamer->getTargetFPS());
+    streamCounts_[1].setValue(static_cast<double>(counters.completed));
+    streamCounts_[2].setValue(static_cast<double>(pump_->counters().dropped));
+    streamCounts_[3].setValue(static_cast<double>(counters.failed + counters.lost + counters.dropped));
+    streamCounts_.setState(IPS_OK);
+    streamCounts_.apply();
+  });
+}
+
+}  // namespace orq::indi

@@ -1,0 +1,66 @@
+// A group of properties that a camera has while it is connected.
+#pragma once
+
+#include <cstdio>
+#include <orqcam/orqcam.hpp>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace orq::indi {
+
+/// What a client wants of a number property.
+struct NumberRequest {
+  std::string_view property;
+  struct Value {
+    std::string_view element;
+    double value;
+  };
+  std::vector<Value> values;
+};
+
+/// What a client wants of a switch property.
+struct SwitchRequest {
+  std::string_view property;
+  struct Value {
+    std::string_view element;
+    bool on;
+  };
+  std::vector<Value> values;
+  /// The one that is to be on; empty: none, or several.
+  std::string_view chosen() const;
+};
+
+/// What a client wants of a text property.
+struct TextRequest {
+  std::string_view property;
+  struct Value {
+    std::string_view element;
+    std::string text;
+  };
+  std::vector<Value> values;
+};
+
+/// All on INDI's thread. `set` functions answer whether the property is theirs, and report their own failures.
+class Panel {
+ public:
+  virtual ~Panel() = default;
+  /// Defines what this camera has of it; the camera lives until `disconnected`.
+  virtual void connected(Camera& camera) = 0;
+  /// Takes it away. The camera may have been lost.
+  virtual void disconnected() = 0;
+  virtual bool set(const NumberRequest&) { return false; }
+  virtual bool set(const SwitchRequest&) { return false; }
+  virtual bool set(const TextRequest&) { return false; }
+  /// Writes what is to be as it is now when the configuration is loaded.
+  virtual void save(std::FILE*) {}
+  /// Twice a second while the camera answers.
+  virtual void tick() {}
+  /// A frame has come, before clients see it.
+  virtual void frame(const Frame&) {}
+  /// The camera is gone, or is there again.
+  virtual void lost() {}
+  virtual void returned() {}
+};
+
+}  // namespace orq::indi
