@@ -475,8 +475,9 @@ typedef struct orq_dark_choice {
   int32_t is_kept;   /**< 1: there is a dark at `kept` */
   char chosen[4096]; /**< its file; empty: none is chosen */
   char kept[4096];   /**< where the camera's own dark is kept; empty: the environment names no place for it */
+  char trouble[512]; /**< why it cannot be told what is chosen; empty: it can */
 } orq_dark_choice;
-/** What is chosen. FILE: that cannot be told. */
+/** What is chosen. */
 ORQ_API orq_status orq_dark_choice_get(orq_camera* camera, orq_dark_choice* choice);
 /** Chooses the dark in a file; a null path: none. */
 ORQ_API orq_status orq_dark_choice_set(orq_camera* camera, const char* path);
@@ -771,9 +772,9 @@ typedef struct orq_frame_info {
   int32_t cooler_power;     /**< percent of the full drive; -1: no cooler */
   int32_t gamma;            /**< brightness curve that was applied; 50: none */
   int32_t corrections;      /**< a sum of ORQ_CORRECTED_... */
-  int32_t readout_mode;     /**< 0: normal; 1: high speed; where the camera has ORQ_CONTROL_READOUT_MODE: its value */
-  double black_level;       /**< what a pixel without any charge reads; NaN: unknown */
-  double saturated;         /**< what a full pixel reads; NaN: unknown */
+  int32_t readout_mode; /**< 0: normal; 1: high speed; where the camera has ORQ_CONTROL_READOUT_MODE: its value */
+  double black_level;   /**< what a pixel without any charge reads; NaN: unknown */
+  double saturated;     /**< what a full pixel reads; NaN: unknown */
   int32_t
       real_exposure_ms; /**< as the camera has measured it, of single exposures from a second on; -1: it has not */
   int32_t reserved;     /**< 0 */

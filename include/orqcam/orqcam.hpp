@@ -493,7 +493,7 @@ class Camera {
   }
   void useDark(const std::string& path) { detail::check(orq_dark_use(get(), path.c_str())); }
   /** The camera's own dark, which is chosen then. */
-  orq_dark_info takeDark(orq_dark_options options = sized<orq_dark_options>()) {
+  orq_dark_info takeOwnDark(orq_dark_options options = sized<orq_dark_options>()) {
     auto info = sized<orq_dark_info>();
     detail::check(orq_dark_take(get(), nullptr, &options, nullptr, nullptr, &info));
     return info;

@@ -98,8 +98,12 @@ orq_status orq_dark_choice_get(orq_camera* camera, orq_dark_choice* choice) {
     const session::DarkStore store = session::DarkStoreOf(*opened);
     orq_dark_choice given{};
     given.is_kept = store.HasKept() ? 1 : 0;
-    CopyText(store.Chosen(), given.chosen);
     CopyText(store.KeptPath(), given.kept);
+    try {
+      CopyText(store.Chosen(), given.chosen);
+    } catch (const session::Failure& failure) {
+      CopyText(failure.what(), given.trouble);
+    }
     GiveStruct(given, choice);
   });
 }

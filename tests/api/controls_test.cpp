@@ -292,8 +292,13 @@ TEST(ApiDarks, TheUsersChoiceIsKeptForTheCamera) {
   EXPECT_EQ(choice(later.camera).chosen, chosen);
   EXPECT_EQ(choice(later.camera).is_kept, 1);
   EXPECT_STREQ(choice(ApiCamera(Quick("k1c", ",serial=fedcba9876543210")).camera).chosen, "") << "another camera";
+  std::ofstream(std::filesystem::path(choice(later.camera).kept).parent_path() / "applied") << "garbage";
+  EXPECT_STREQ(choice(later.camera).chosen, "");
+  EXPECT_STRNE(choice(later.camera).trouble, "");
+  EXPECT_EQ(choice(later.camera).is_kept, 1) << "also then";
   ASSERT_EQ(orq_dark_choice_set(later.camera, nullptr), ORQ_OK);
   EXPECT_STREQ(choice(later.camera).chosen, "");
+  EXPECT_STREQ(choice(later.camera).trouble, "");
   ::unsetenv("XDG_STATE_HOME");
 }
 

@@ -37,10 +37,15 @@ void ApplyCorrections(Device& camera, const CorrectionOptions& options, bool cho
   if (options.dark) {
     UseDark(camera, *options.dark);
   } else if (chosen && !options.noDark) {
-    if (const std::string path = camera->darkChoice().chosen; !path.empty()) UseDark(camera, path);
+    if (const std::string path = ChosenDark(camera->darkChoice()); !path.empty()) UseDark(camera, path);
   }
   if (options.noHotPixels) camera->repairHotPixels(false);
   if (options.hotPixels) camera->repairHotPixels(true);
+}
+
+std::string ChosenDark(const orq_dark_choice& choice) {
+  if (choice.trouble[0] != '\0') throw CliError(Status::File, choice.trouble);
+  return choice.chosen;
 }
 
 void TellShortExposures(Device& camera) {

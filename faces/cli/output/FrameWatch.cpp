@@ -3,8 +3,8 @@
 #include <string>
 #include <utility>
 
-#include "output/FrameReport.h"
 #include "output/Output.h"
+#include "output/frames/FrameReport.h"
 #include "support/Text.h"
 
 namespace orq::cli {

@@ -45,7 +45,7 @@ void DemandKept(const orq_dark_choice& choice) {
 ExitCode RunShow(const Context& context) {
   Device camera(context);
   const orq_dark_choice choice = camera->darkChoice();
-  const std::string chosen = choice.chosen;
+  const std::string chosen = ChosenDark(choice);
   Report report;
   report.Add("applied", !chosen.empty());
   bool applies = false;
