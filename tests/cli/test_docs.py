@@ -27,13 +27,16 @@ CONNECTED = {"corrections.md": NIGHT, "hot-pixels.md": NIGHT, "settings.md": NIG
 NOT_RUN = {
     "scripts/demo": "installs packages and builds: .ci/run runs it",
     "scripts/test": "installs packages and builds: .ci/run runs it",
+    "sudo ": "changes the system: tests/packaging/try_packages.py installs the packages",
+    "scripts/make-packages": "builds: scripts/test-packages runs it",
     "orqcam gps watch": "ends at Ctrl-C: test_gps.py interrupts it",
     "orqcam -c virtual:k1c,drop=0.01,stall@7,short@12 stream": "ends at Ctrl-C: test_stream.py runs it with --frames",
     "orq-emulate": "needs umockdev: tests/link/launcher_test.py runs them",
 }
 
 # Pages whose commands other tests run.
-ELSEWHERE = {"library.md": "needs an installed library: tests/install/check_install.py runs them"}
+ELSEWHERE = {"library.md": "needs an installed library: tests/install/check_install.py runs them",
+             "indi.md": "needs an INDI server: tests/indi/check_page.py runs them"}
 
 # Commands whose page states another end than success.
 OUTCOMES = {}

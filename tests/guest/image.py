@@ -92,7 +92,8 @@ def pack(folder, build):
     (tree.folder / "lib/systemd/systemd-udevd").symlink_to("/bin/udevadm")
     for rule in UDEV_RULES:
         tree.put(udev / "lib/udev/rules.d" / rule, f"/lib/udev/rules.d/{rule}")
-    tree.put(SOURCE / "packaging/70-orqcam.rules", "/etc/udev/rules.d/70-orqcam.rules")
+    for rule in (SOURCE / "packaging").glob("*.rules"):
+        tree.put(rule, f"/lib/udev/rules.d/{rule.name}")
     tree.write("/etc/passwd", PASSWD)
     tree.write("/etc/group", GROUPS)
     tree.write("/etc/nsswitch.conf", "passwd: files\ngroup: files\n")

@@ -7,8 +7,9 @@ namespace orq {
 std::string DescribeUsbError(UsbError error) {
   switch (error) {
     case kUsbAccess:
-      return "permission denied: install the udev rule packaging/70-orqcam.rules as "
-             "/etc/udev/rules.d/70-orqcam.rules, then plug the camera in again";
+      return "permission denied: install the package orqcam, or its udev rule 70-orqcam.rules in "
+             "/etc/udev/rules.d, "
+             "join the group plugdev (sudo adduser $USER plugdev), log in again, and plug the camera in again";
     case kUsbBusy:
       return "the camera is in use by another program: close it and try again";
     case kUsbNoDevice:

@@ -34,6 +34,40 @@ for megabytes in 4 | 1
 end
 root echo 16 >/sys/module/usbcore/parameters/usbfs_memory_mb
 
+== the rules give cameras to the group of a plain login, and to nobody else
+cameras k1c,prerender=2
+rank 1
+root su -l orq -c 'id -nG; orqcam info'
+  prints plugdev
+  prints ^model = .*K1C
+root su -s /bin/sh nobody -c 'orqcam info'
+  status 1
+  prints plugdev
+root d=$(dirname $(grep -l f055 /sys/bus/usb/devices/*/idVendor)); stat -c '%a %U %G' /dev/$(sed -n s/DEVNAME=//p $d/uevent)
+  prints ^660 root plugdev$
+
+== the kernel's usual limit of USB memory is raised for a camera, one that was chosen is not
+cameras k1c,prerender=2
+rank 1
+for limits in 16 256 | 40 40
+  root set -- {limits}; echo $1 >/sys/module/usbcore/parameters/usbfs_memory_mb; echo $2 >/run/expected
+  usb unplug 0
+  sees 0
+  usb replug 0
+  sees 1
+  root cat /sys/module/usbcore/parameters/usbfs_memory_mb; cmp /sys/module/usbcore/parameters/usbfs_memory_mb /run/expected
+end
+# As the rule itself says how to go without.
+root mkdir -p /etc/udev/rules.d; : >/etc/udev/rules.d/71-orqcam-usb-memory.rules; udevadm control --reload
+root echo 16 >/sys/module/usbcore/parameters/usbfs_memory_mb
+usb unplug 0
+sees 0
+usb replug 0
+sees 1
+root cat /sys/module/usbcore/parameters/usbfs_memory_mb
+  prints ^16$
+root rm /etc/udev/rules.d/71-orqcam-usb-memory.rules; udevadm control --reload
+
 == a program that is killed leaves a camera that the next one can use
 cameras k1c,prerender=2
 rank 1
