@@ -82,10 +82,10 @@ bool CameraDevice::setCooler(const SwitchRequest& request) {
     runLong(
         {}, [](Camera& camera) { camera.warmUp(kLongestWarmUp); },
         [this](bool done) {
+          showClimate();
           warmUp_.reset();
           warmUp_.setState(done ? IPS_OK : IPS_ALERT);
           warmUp_.apply();
-          showClimate();
         });
   }
   warmUp_.apply();

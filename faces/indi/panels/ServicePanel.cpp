@@ -109,7 +109,7 @@ bool ServicePanel::set(const SwitchRequest& request) {
     start(saveHotPixels_, "hot pixels are being kept", [](Camera& camera) { camera.saveHotPixels(); });
   } else if (request.property == "ORQ_DARK_TAKE") {
     const std::string file = dark_[0].getText()[0] != '\0' ? dark_[0].getText() : defaultDark();
-    start(takeDark_, "a dark is being taken", [this, file](Camera& camera) {
+    start(takeDark_, "a dark is being taken", [file](Camera& camera) {
       orq_dark_options options = sized<orq_dark_options>();
       options.overwrite = 1;
       camera.takeDark(file, options);
