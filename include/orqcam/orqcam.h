@@ -90,7 +90,7 @@ enum { ORQ_SPEED_UNKNOWN = 0, ORQ_SPEED_USB2 = 2, ORQ_SPEED_USB3 = 3 };
 enum {
   ORQ_LIST_USB = 1,     /**< cameras that are plugged in, in the order of their index */
   ORQ_LIST_VIRTUAL = 2, /**< one of every virtual model */
-  ORQ_LIST_REPLAY = 4   /**< "virtual:replay", which shows frames of a file and so is opened with the option file= */
+  ORQ_LIST_REPLAY = 4 /**< "virtual:replay", which shows frames of a file and so is opened with the option file= */
 };
 
 /** A camera in a list. */
@@ -239,8 +239,8 @@ typedef struct orq_path {
   uint32_t size;
   char path[4092];
 } orq_path;
-/** The user's file in which settings are kept; it need not exist. FILE: the environment names no place for it (HOME,
- * XDG_CONFIG_HOME). */
+/** The user's file in which settings are kept; it need not exist. FILE: the environment names no place for it
+ * (HOME, XDG_CONFIG_HOME). */
 ORQ_API orq_status orq_settings_path(orq_path* path);
 
 /** Pulls the cable of a virtual camera. UNSUPPORTED for others. */
@@ -280,7 +280,8 @@ enum {
   ORQ_CONTROL_GPS_SUPPORT = 25, /**< read only */
   ORQ_CONTROL_GPS_START_LINE = 26,
   ORQ_CONTROL_GPS_END_LINE = 27,
-  ORQ_CONTROL_ROLLING_INTERVAL = 28 /**< from row to row, tenths of a microsecond; read only */
+  ORQ_CONTROL_ROLLING_INTERVAL = 28, /**< from row to row, tenths of a microsecond; read only */
+  ORQ_CONTROL_READOUT_MODE = 29      /**< of the sensor, from 0; the control's description names them */
 };
 /** How a control comes to its value. */
 enum { ORQ_MANUAL = 0, ORQ_AUTOMATIC = 1 };
@@ -386,7 +387,7 @@ typedef struct orq_gps_receiver {
   int32_t fix;      /**< 1: it has latched valid time and position; 0: as all below */
   int32_t start_satellites;
   int32_t end_satellites;
-  double start_latitude; /**< degrees, north positive */
+  double start_latitude;  /**< degrees, north positive */
   double start_longitude; /**< degrees, east positive */
   double start_altitude_m;
   double end_latitude;
@@ -441,8 +442,34 @@ typedef struct orq_dark_options {
  * orq_capture_abort ends it. `options`, `callback`, `user` and `info` may be null. */
 ORQ_API orq_status orq_dark_take(orq_camera* camera, const char* path, const orq_dark_options* options,
                                  orq_dark_callback callback, void* user, orq_dark_info* info);
+/** While the exposure is automatic, frames that are exposed for less than this, microseconds, stay without the
+ * dark: it was taken with another exposure. */
+#define ORQ_SHORTEST_AUTOMATIC_DARK_US 500000
 /** Subtracts the dark in a file from the frames to come; a null path: none. RANGE: it is of another sensor. */
 ORQ_API orq_status orq_dark_use(orq_camera* camera, const char* path);
+/** What is known about the dark that is subtracted. */
+typedef struct orq_dark_state {
+  uint32_t size;
+  int32_t in_use;        /**< 1: a dark is subtracted; 0: none, and the texts are empty */
+  char trouble[512];     /**< why the description beside it does not count; empty: it does, or there is none */
+  char differences[512]; /**< how the camera is set differently from how the dark was taken, one line; empty: it is
+                            not, or that is not known */
+} orq_dark_state;
+/** Compares the dark in use with what is set now. */
+ORQ_API orq_status orq_dark_get_state(orq_camera* camera, orq_dark_state* state);
+
+/** The dark that the user has chosen for a camera, from one run to the next. Nothing is subtracted by it alone. */
+typedef struct orq_dark_choice {
+  uint32_t size;
+  int32_t is_kept;   /**< 1: there is a dark at `kept` */
+  char chosen[4096]; /**< its file; empty: none is chosen */
+  char kept[4096];   /**< where the camera's own dark is kept; empty: the environment names no place for it */
+} orq_dark_choice;
+/** What is chosen. FILE: that cannot be told. */
+ORQ_API orq_status orq_dark_choice_get(orq_camera* camera, orq_dark_choice* choice);
+/** Chooses the dark in a file; a null path: none. */
+ORQ_API orq_status orq_dark_choice_set(orq_camera* camera, const char* path);
+
 /** Repairs the hot pixels that the table in the camera's flash lists (1), or none (0). STATE: there is no table.
  */
 ORQ_API orq_status orq_hot_pixels_repair(orq_camera* camera, int32_t on);
@@ -543,6 +570,8 @@ typedef struct orq_exposure_progress {
   int32_t running;     /**< 1 while an exposure or its readout is under way */
   uint64_t elapsed_us; /**< since it began; at most `exposure_us` while it runs */
   uint64_t exposure_us;
+  uint64_t
+      limit_us; /**< in which a frame that is exposed as the controls say comes; one later than that is given up */
 } orq_exposure_progress;
 /** How far the exposure under way is. */
 ORQ_API orq_status orq_exposure_get_progress(orq_camera* camera, orq_exposure_progress* progress);
@@ -584,7 +613,7 @@ typedef struct orq_stream_counters {
   uint64_t in_flight_max;
   uint64_t longest_gap_us; /**< between two transfers */
 } orq_stream_counters;
-/** What the stream has counted so far. */
+/** What the stream has counted so far; also of a camera that is lost or closed. */
 ORQ_API orq_status orq_stream_get_counters(orq_camera* camera, orq_stream_counters* counters);
 
 /** Prints local date and time into the frames that follow (1) or not (0, as at first): 8-bit formats of at least
@@ -594,6 +623,9 @@ ORQ_API orq_status orq_time_mark_set(orq_camera* camera, int32_t on);
 /** Asks the GPS for the time of a frame at most every so many milliseconds; 0: of every frame, as at first;
  * negative: never. Each time costs some short requests. Of cameras with ORQ_ABILITY_GPS, UNSUPPORTED by others. */
 ORQ_API orq_status orq_gps_stamp_every(orq_camera* camera, int32_t milliseconds);
+
+/** Reads temperature and cooler with the frames (1, as at first; of a video once a second), or not (0). */
+ORQ_API orq_status orq_frame_readings_set(orq_camera* camera, int32_t on);
 
 /** The next frame of the default reader: the newest one that was not fetched yet. TIMEOUT after `timeout_ms`
  * (ORQ_FOREVER: never), CANCELLED when the capture was ended, REFUSED when it failed, LOST, STATE when no capture
@@ -728,9 +760,12 @@ typedef struct orq_frame_info {
   int32_t cooler_power;     /**< percent of the full drive; -1: no cooler */
   int32_t gamma;            /**< brightness curve that was applied; 50: none */
   int32_t corrections;      /**< a sum of ORQ_CORRECTED_... */
-  int32_t readout_mode;     /**< 0: normal; 1: high speed */
+  int32_t readout_mode;     /**< 0: normal; 1: high speed; where the camera has ORQ_CONTROL_READOUT_MODE: its value */
   double black_level;       /**< what a pixel without any charge reads; NaN: unknown */
   double saturated;         /**< what a full pixel reads; NaN: unknown */
+  int32_t
+      real_exposure_ms; /**< as the camera has measured it, of single exposures from a second on; -1: it has not */
+  int32_t reserved;     /**< 0 */
 } orq_frame_info;
 
 /** The pixels: rows top down, without gaps, in the frame's format. Valid while the caller holds the frame; not to
@@ -771,6 +806,15 @@ typedef struct orq_frame_gps {
   uint64_t confirmed; /**< predictions that a later latch has confirmed */
   uint64_t wrong;     /**< predictions that a later latch has proved wrong */
 } orq_frame_gps;
+/** Whether the computer's clock keeps UTC, as its system knows. */
+typedef struct orq_clock_state {
+  uint32_t size;
+  int32_t synchronised; /**< 1: something (NTP, PTP, a receiver) steers it; 0: nothing does; -1: unknown */
+  int64_t max_error_us; /**< how far it may be off then */
+} orq_clock_state;
+/** The clock that gives frames their time where there is no GPS. */
+ORQ_API orq_status orq_clock_get_state(orq_clock_state* state);
+
 /** What the GPS says about the frame. */
 ORQ_API orq_status orq_frame_get_gps(const orq_frame* frame, orq_frame_gps* gps);
 
@@ -849,6 +893,25 @@ typedef struct orq_save_options {
  * doubled. `options` may be null: all zero. FILE: it cannot be written, or is there already. */
 ORQ_API orq_status orq_frame_save(const orq_frame* frame, const char* path, const orq_save_options* options);
 
+/** What was written of a frame. */
+typedef struct orq_saved_files {
+  uint32_t size;
+  uint32_t reserved;  /**< 0 */
+  char file[4096];    /**< its name, with all placeholders filled in */
+  char preview[4096]; /**< the picture beside it; empty: none */
+  char sidecar[4096]; /**< the description beside bare pixels; empty: none */
+  char trouble[512];  /**< why there is no preview although one was wanted; empty: nothing is wrong */
+  char warning[160];  /**< what is wrong with the frame, as its file says: a dark or bias whose noise is cut off */
+} orq_saved_files;
+/** orq_frame_save that tells what it has written. Where only the preview could not be written this succeeds, and
+ * says so in `trouble`. */
+ORQ_API orq_status orq_frame_save_files(const orq_frame* frame, const char* path, const orq_save_options* options,
+                                        orq_saved_files* saved);
+/** Whether frames 1 to `count` like those that are taken now could be saved so: better to know before the night
+ * than after it. FILE otherwise; names that hold the time cannot be looked for. */
+ORQ_API orq_status orq_save_check(orq_camera* camera, const char* path, const orq_save_options* options,
+                                  uint64_t count);
+
 /** One more holder. A frame lives until its last holder releases it, also beyond its camera; its memory then goes
  * to the next frame. */
 ORQ_API orq_status orq_frame_retain(orq_frame* frame);
@@ -865,7 +928,7 @@ enum {
   ORQ_EVENT_COOLER = 5,          /**< the cooler cannot keep its target, or can again (an empty text) */
   ORQ_EVENT_GPS_LOST = 6,        /**< frames have the computer's time instead of GPS time */
   ORQ_EVENT_GPS_BACK = 7,
-  ORQ_EVENT_SETTINGS = 8,   /**< kept settings could not be read when the camera was opened, or kept as they were */
+  ORQ_EVENT_SETTINGS = 8, /**< kept settings could not be read when the camera was opened, or kept as they were */
   ORQ_EVENT_UNCORRECTED = 9 /**< a correction that the settings have on is not made: the text says why */
 };
 /** Something that has happened to a camera. */

@@ -219,6 +219,12 @@ class Frame {
   void save(const std::string& path, orq_save_options options = sized<orq_save_options>()) const {
     detail::check(orq_frame_save(frame_, path.c_str(), &options));
   }
+  /** See orq_frame_save_files. */
+  orq_saved_files saveFiles(const std::string& path, orq_save_options options = sized<orq_save_options>()) const {
+    auto saved = sized<orq_saved_files>();
+    detail::check(orq_frame_save_files(frame_, path.c_str(), &options, &saved));
+    return saved;
+  }
   /** Rows top down, without gaps, in the frame's format; valid while somebody holds the frame. */
   const std::uint8_t* data() const { return bytes().first; }
   /** Bytes. */
@@ -393,6 +399,12 @@ class Camera {
   /** Starts a video. */
   Video video() { return Video(get()); }
   void abort() { detail::check(orq_capture_abort(get())); }
+  /** Throws FileError when frames 1 to `count` could not be saved so. */
+  void checkSaving(const std::string& path, std::uint64_t count,
+                   orq_save_options options = sized<orq_save_options>()) const {
+    detail::check(orq_save_check(get(), path.c_str(), &options, count));
+  }
+  void frameReadings(bool on) { detail::check(orq_frame_readings_set(get(), on ? 1 : 0)); }
   Reader reader(int mode = ORQ_READ_NEWEST, int depth = 0) {
     orq_reader_options options = sized<orq_reader_options>();
     options.mode = mode;
@@ -480,6 +492,10 @@ class Camera {
     return info;
   }
   void useDark(const std::string& path) { detail::check(orq_dark_use(get(), path.c_str())); }
+  orq_dark_state darkState() const { return filled<orq_dark_state>(orq_dark_get_state); }
+  orq_dark_choice darkChoice() const { return filled<orq_dark_choice>(orq_dark_choice_get); }
+  void chooseDark(const std::string& path) { detail::check(orq_dark_choice_set(get(), path.c_str())); }
+  void chooseNoDark() { detail::check(orq_dark_choice_set(get(), nullptr)); }
   void noDark() { detail::check(orq_dark_use(get(), nullptr)); }
   void repairHotPixels(bool on) { detail::check(orq_hot_pixels_repair(get(), on ? 1 : 0)); }
 

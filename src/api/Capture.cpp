@@ -77,7 +77,7 @@ orq_status orq_exposure_get_progress(orq_camera* camera, orq_exposure_progress* 
     DemandStruct(progress, "progress");
     const session::ExposureProgress now = opened->Progress();
     GiveStruct({sizeof *progress, now.running ? 1 : 0, static_cast<uint64_t>(now.elapsed.count()),
-                static_cast<uint64_t>(now.exposure.count())},
+                static_cast<uint64_t>(now.exposure.count()), static_cast<uint64_t>(now.limit.count())},
                progress);
   });
 }
@@ -98,7 +98,7 @@ orq_status orq_stream_get_counters(orq_camera* camera, orq_stream_counters* coun
   return Guarded([&] {
     const auto opened = CameraOf(camera);
     DemandStruct(counters, "counters");
-    const StreamCounters now = session::Camera::Use(*opened)->Counters();
+    const StreamCounters now = opened->Counters();
     GiveStruct({.size = sizeof *counters,
                 .reserved = 0,
                 .started = now.started,
@@ -131,6 +131,10 @@ orq_status orq_stream_get_counters(orq_camera* camera, orq_stream_counters* coun
 
 orq_status orq_time_mark_set(orq_camera* camera, int32_t on) {
   return Guarded([&] { session::Camera::Use(*CameraOf(camera))->SetTimeMark(on != 0); });
+}
+
+orq_status orq_frame_readings_set(orq_camera* camera, int32_t on) {
+  return Guarded([&] { session::Camera::Use(*CameraOf(camera))->ReadWithFrames(on != 0); });
 }
 
 orq_status orq_gps_stamp_every(orq_camera* camera, int32_t milliseconds) {

@@ -42,7 +42,43 @@ orq_status orq_dark_take(orq_camera* camera, const char* path, const orq_dark_op
 }
 
 orq_status orq_dark_use(orq_camera* camera, const char* path) {
-  return Guarded([&] { session::UseDark(*CameraOf(camera), path == nullptr ? "" : path); });
+  return Guarded([&] {
+    session::UseDark(*CameraOf(camera), path == nullptr ? std::nullopt : std::optional<std::string>(path));
+  });
+}
+
+orq_status orq_dark_get_state(orq_camera* camera, orq_dark_state* state) {
+  return Guarded([&] {
+    const auto opened = CameraOf(camera);
+    DemandStruct(state, "state");
+    const session::DarkState now = session::DarkInUse(*opened);
+    orq_dark_state given{};
+    given.in_use = now.inUse ? 1 : 0;
+    CopyText(now.trouble, given.trouble);
+    CopyText(now.differences, given.differences);
+    GiveStruct(given, state);
+  });
+}
+
+orq_status orq_dark_choice_get(orq_camera* camera, orq_dark_choice* choice) {
+  return Guarded([&] {
+    const auto opened = CameraOf(camera);
+    DemandStruct(choice, "choice");
+    const session::DarkStore store = session::DarkStoreOf(*opened);
+    orq_dark_choice given{};
+    given.is_kept = store.HasKept() ? 1 : 0;
+    CopyText(store.Chosen(), given.chosen);
+    CopyText(store.KeptPath(), given.kept);
+    GiveStruct(given, choice);
+  });
+}
+
+orq_status orq_dark_choice_set(orq_camera* camera, const char* path) {
+  return Guarded([&] {
+    const session::DarkStore store = session::DarkStoreOf(*CameraOf(camera));
+    if (path == nullptr) return store.ChooseNone();
+    store.Choose(path);
+  });
 }
 
 orq_status orq_hot_pixels_repair(orq_camera* camera, int32_t on) {

@@ -8,9 +8,11 @@
 
 #include "api/Handles.h"
 #include "api/Structs.h"
+#include "session/camera/CameraFiles.h"
 #include "session/files/FrameSaver.h"
 #include "session/files/Profile.h"
 #include "session/fits/FitsCards.h"
+#include "session/frame/Clipping.h"
 #include "session/frame/Statistics.h"
 
 using namespace orq;       // NOLINT(google-build-using-namespace): the functions of the interface are global
@@ -87,6 +89,34 @@ void PutKeyword(session::FileContext& context, session::Keyword keyword) {
   context.keywords.push_back(std::move(keyword));
 }
 
+session::SaveOptions HowToSave(const char* path, const orq_save_options* options) {
+  if (path == nullptr) throw session::Failure(session::Status::Invalid, "path is null");
+  const orq_save_options wanted = options == nullptr ? orq_save_options{} : TakeStruct(options, "options");
+  session::SaveOptions how;
+  how.pattern = session::FilePattern(path);
+  how.preview = wanted.preview != 0;
+  how.existing = wanted.overwrite != 0 ? Existing::Overwrite : Existing::Keep;
+  how.durability = wanted.fast != 0 ? Durability::Cached : Durability::Synced;
+  return how;
+}
+
+struct Saved {
+  session::SavedFrame files;
+  std::string warning;
+};
+
+Saved Save(const orq_frame* frame, const char* path, const orq_save_options* options) {
+  const SharedFrame& shared = DemandFrame(frame);
+  const session::SaveOptions how = HowToSave(path, options);
+  session::FrameFacts facts = session::FactsOf(shared);
+  const uint64_t number = options == nullptr ? 0 : TakeStruct(options, "options").number;
+  if (number != 0) facts.number = number;
+  if (session::IsWithoutLight(session::ContextOf(facts).imageType)) {
+    facts.warning = session::ClippingWarning(shared.Pixels(), shared.Info());
+  }
+  return {session::FrameSaver(how).Save(shared.Pixels(), facts), facts.warning};
+}
+
 }  // namespace
 
 orq_status orq_frame_get_gps(const orq_frame* frame, orq_frame_gps* gps) {
@@ -137,18 +167,44 @@ orq_status orq_frame_header_card(const orq_frame* frame, int32_t index, orq_card
 
 orq_status orq_frame_save(const orq_frame* frame, const char* path, const orq_save_options* options) {
   return Guarded([&] {
-    const SharedFrame& shared = DemandFrame(frame);
-    if (path == nullptr) throw session::Failure(session::Status::Invalid, "path is null");
-    const orq_save_options wanted = options == nullptr ? orq_save_options{} : TakeStruct(options, "options");
-    session::SaveOptions how;
-    how.pattern = session::FilePattern(path);
-    how.preview = wanted.preview != 0;
-    how.existing = wanted.overwrite != 0 ? Existing::Overwrite : Existing::Keep;
-    how.durability = wanted.fast != 0 ? Durability::Cached : Durability::Synced;
-    session::FrameFacts facts = session::FactsOf(shared);
-    if (wanted.number != 0) facts.number = wanted.number;
-    const session::SavedFrame saved = session::FrameSaver(how).Save(shared.Pixels(), facts);
+    const session::SavedFrame saved = Save(frame, path, options).files;
     if (!saved.trouble.empty()) throw session::Failure(session::Status::File, saved.trouble);
+  });
+}
+
+orq_status orq_frame_save_files(const orq_frame* frame, const char* path, const orq_save_options* options,
+                                orq_saved_files* saved) {
+  return Guarded([&] {
+    DemandFrame(frame);
+    DemandStruct(saved, "saved");
+    const Saved written = Save(frame, path, options);
+    orq_saved_files given{};
+    CopyText(written.files.file, given.file);
+    CopyText(written.files.companion, given.preview);
+    CopyText(written.files.sidecar, given.sidecar);
+    CopyText(written.files.trouble, given.trouble);
+    CopyText(written.warning, given.warning);
+    GiveStruct(given, saved);
+  });
+}
+
+orq_status orq_save_check(orq_camera* camera, const char* path, const orq_save_options* options, uint64_t count) {
+  return Guarded([&] {
+    const auto opened = CameraOf(camera);
+    { const session::Camera::Use open(*opened); }  // what is wrong with the camera is told first
+    const session::SaveOptions how = HowToSave(path, options);
+    session::CheckSaving(*opened, how, count);
+  });
+}
+
+orq_status orq_clock_get_state(orq_clock_state* state) {
+  return Guarded([&] {
+    DemandStruct(state, "state");
+    orq_clock_state given{};
+    const auto clock = session::ReadClockState();
+    given.synchronised = !clock ? -1 : clock->synchronised ? 1 : 0;
+    given.max_error_us = clock ? clock->maxErrorUs : 0;
+    GiveStruct(given, state);
   });
 }
 

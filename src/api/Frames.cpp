@@ -52,9 +52,10 @@ orq_frame_info InfoOf(const SharedFrame& frame) {
   info.gamma = facts.gamma;
   info.corrections =
       (facts.darkSubtracted ? ORQ_CORRECTED_DARK : 0) | (facts.hotPixelsRepaired ? ORQ_CORRECTED_HOT_PIXELS : 0);
-  info.readout_mode = facts.highSpeed ? 1 : 0;
+  info.readout_mode = facts.highSpeed ? 1 : facts.readoutMode;
   info.black_level = OrUnknown(facts.levels.black);
   info.saturated = OrUnknown(facts.levels.saturated);
+  info.real_exposure_ms = readings.realExposureMs.value_or(-1);
   return info;
 }
 

@@ -25,7 +25,7 @@ struct IdentityState {
   Relaxed<std::uint8_t> sensorClockStopped{0};  ///< StopSensorCLK succeeded and StartSensorCLK has not since
   std::string modelName;                        ///< set by the model
   double pixelSizeUm = 0.0;                     ///< edge of a sensor pixel, µm; set by the model
-  float baseElectronsPerAdu = 0.0F;             ///< electrons per ADC unit at gain factor 1; set by the model
+  Relaxed<float> baseElectronsPerAdu{0.0F};     ///< electrons per ADC unit at gain factor 1; set by the model
   std::int32_t iADCBits = 0;                    ///< ADC depth: 12, 14 or 16; set by the model
   std::array<std::uint8_t, 16> binList{1};      ///< bin factors, 0 after the last; set by the model
   std::uint8_t hasGuidePort = 0;                ///< set by the model

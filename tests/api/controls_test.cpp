@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <future>
 #include <set>
 
@@ -232,6 +233,70 @@ TEST(ApiGps, LinesFollowTheRegionUntilTheyAreSet) {
   EXPECT_EQ(lines.end - lines.start, 95);
 }
 
+TEST(ApiGps, TheReceiverTellsWhatItLatchedLast) {
+  const ApiCamera camera(Quick("t46c", ",gpspos=-36.75/174.7/56,gpstime=2031-12-31T00:00:00"));
+  camera.Corner();
+  ASSERT_EQ(orq_exposure_start(camera.camera, 1000), ORQ_OK);
+  ApiFrame frame;
+  ASSERT_EQ(orq_frame_wait(camera.camera, kPatienceMs, &frame.frame), ORQ_OK) << orq_last_error();
+  orq_gps_receiver receiver{};
+  receiver.size = sizeof receiver;
+  ASSERT_EQ(orq_gps_get_receiver(camera.camera, &receiver), ORQ_OK) << orq_last_error();
+  EXPECT_EQ(receiver.version, 1);
+  EXPECT_EQ(receiver.readable, 1);
+  ASSERT_EQ(receiver.fix, 1);
+  EXPECT_NEAR(receiver.start_latitude, -36.75, 1e-3);
+  EXPECT_NEAR(receiver.end_longitude, 174.7, 1e-3);
+  EXPECT_NEAR(receiver.start_altitude_m, 56.0, 1.0);
+  EXPECT_EQ(std::string(receiver.start_utc).substr(0, 13), "2031-12-31T00");
+  EXPECT_LT(std::string(receiver.start_utc), std::string(receiver.end_utc));
+  const ApiCamera without;
+  EXPECT_EQ(orq_gps_get_receiver(without.camera, &receiver), ORQ_ERROR_UNSUPPORTED);
+  const ApiCamera dark(Quick("t46c", ",gps=nofix"));
+  ASSERT_EQ(orq_gps_get_receiver(dark.camera, &receiver), ORQ_OK) << orq_last_error();
+  EXPECT_EQ(receiver.fix, 0);
+  EXPECT_STREQ(receiver.start_utc, "");
+}
+
+TEST(ApiGps, LinesBeyondTheRegionMeanNoGpsTime) {
+  const ApiCamera camera(Quick("t46c"));
+  camera.Corner();
+  EXPECT_EQ(orq_gps_check(camera.camera), ORQ_OK) << orq_last_error();
+  const orq_gps_lines lines{sizeof lines, 0, 10, 500};
+  ASSERT_EQ(orq_gps_set_lines(camera.camera, &lines), ORQ_OK);
+  EXPECT_EQ(orq_gps_check(camera.camera), ORQ_ERROR_STATE);
+  EXPECT_EQ(orq_gps_check(ApiCamera().camera), ORQ_ERROR_UNSUPPORTED);
+}
+
+TEST(ApiDarks, TheUsersChoiceIsKeptForTheCamera) {
+  const TempDirectory folder;
+  ::setenv("XDG_STATE_HOME", folder.Path().c_str(), 1);
+  const std::string name = Quick("k1c", ",serial=0123456789abcdef");
+  const auto choice = [](orq_camera* camera) {
+    orq_dark_choice made{};
+    made.size = sizeof made;
+    EXPECT_EQ(orq_dark_choice_get(camera, &made), ORQ_OK) << orq_last_error();
+    return made;
+  };
+  const std::string chosen = folder.File("my.bmp");
+  {
+    const ApiCamera camera(name);
+    const orq_dark_choice none = choice(camera.camera);
+    EXPECT_STREQ(none.chosen, "");
+    EXPECT_EQ(none.is_kept, 0);
+    std::filesystem::create_directories(std::filesystem::path(none.kept).parent_path());
+    std::ofstream(none.kept) << "anything";
+    ASSERT_EQ(orq_dark_choice_set(camera.camera, chosen.c_str()), ORQ_OK) << orq_last_error();
+  }
+  const ApiCamera later(name);
+  EXPECT_EQ(choice(later.camera).chosen, chosen);
+  EXPECT_EQ(choice(later.camera).is_kept, 1);
+  EXPECT_STREQ(choice(ApiCamera(Quick("k1c", ",serial=fedcba9876543210")).camera).chosen, "") << "another camera";
+  ASSERT_EQ(orq_dark_choice_set(later.camera, nullptr), ORQ_OK);
+  EXPECT_STREQ(choice(later.camera).chosen, "");
+  ::unsetenv("XDG_STATE_HOME");
+}
+
 TEST(ApiDarks, ADarkIsTakenUsedAndToldOfInTheHeader) {
   const TempDirectory folder;
   const std::string path = folder.File("dark.bmp");
@@ -257,7 +322,20 @@ TEST(ApiDarks, ADarkIsTakenUsedAndToldOfInTheHeader) {
   region.size = sizeof region;
   ASSERT_EQ(orq_region_get(camera.camera, &region), ORQ_OK);
   EXPECT_EQ(region.width, 64) << "as it was before";
+  const auto state = [&camera] {
+    orq_dark_state now{};
+    now.size = sizeof now;
+    EXPECT_EQ(orq_dark_get_state(camera.camera, &now), ORQ_OK) << orq_last_error();
+    return now;
+  };
+  EXPECT_EQ(state().in_use, 0);
   ASSERT_EQ(orq_dark_use(camera.camera, path.c_str()), ORQ_OK) << orq_last_error();
+  EXPECT_EQ(state().in_use, 1);
+  EXPECT_STREQ(state().trouble, "");
+  EXPECT_STREQ(state().differences, "");
+  ASSERT_EQ(orq_control_set(camera.camera, ORQ_CONTROL_EXPOSURE, 30'000, ORQ_MANUAL), ORQ_OK);
+  EXPECT_NE(std::string(state().differences).find("20ms"), std::string::npos) << state().differences;
+  ASSERT_EQ(orq_control_set(camera.camera, ORQ_CONTROL_EXPOSURE, 20'000, ORQ_MANUAL), ORQ_OK);
   for (const bool used : {true, false}) {
     ASSERT_EQ(orq_exposure_start(camera.camera, 0), ORQ_OK);
     ApiFrame frame;
@@ -275,7 +353,9 @@ TEST(ApiDarks, ADarkIsTakenUsedAndToldOfInTheHeader) {
     EXPECT_EQ(named, used);
     ASSERT_EQ(orq_dark_use(camera.camera, nullptr), ORQ_OK);
   }
+  EXPECT_EQ(state().in_use, 0);
   EXPECT_EQ(orq_dark_use(camera.camera, folder.File("none.bmp").c_str()), ORQ_ERROR_FILE);
+  EXPECT_EQ(orq_dark_use(camera.camera, ""), ORQ_ERROR_FILE) << "an empty name is no wish for none";
   const ApiCamera other(Quick("k1c"));
   EXPECT_EQ(orq_dark_use(other.camera, path.c_str()), ORQ_ERROR_RANGE) << orq_last_error();
 }

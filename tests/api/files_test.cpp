@@ -1,10 +1,13 @@
 // Headers, statistics and files of frames through the C interface.
+#include <sys/timex.h>
+
 #include <fitsio.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <map>
 
 #include "Camera.h"
@@ -219,6 +222,73 @@ TEST(ApiFiles, AGpsFrameSaysWhereAndWhen) {
   EXPECT_GT(gps.end_unix_ns, gps.start_unix_ns);
   EXPECT_NEAR(static_cast<double>(gps.end_unix_ns - gps.start_unix_ns), 63.0 * static_cast<double>(gps.row_ns),
               2000.0);
+}
+
+TEST(ApiFiles, SavingTellsWhatWasWritten) {
+  const TempDirectory folder;
+  const ApiCamera camera;
+  camera.Corner();
+  ApiFrame frame;
+  Expose(camera, frame);
+  orq_save_options options{};
+  options.size = sizeof options;
+  options.preview = 1;
+  options.number = 7;
+  orq_saved_files saved{};
+  saved.size = sizeof saved;
+  ASSERT_EQ(orq_frame_save_files(frame.frame, folder.File("{camera}-{n:03}.raw").c_str(), &options, &saved), ORQ_OK)
+      << orq_last_error();
+  EXPECT_EQ(saved.file, folder.File("k1c-007.raw"));
+  EXPECT_EQ(saved.sidecar, folder.File("k1c-007.json"));
+  EXPECT_EQ(saved.preview, folder.File("k1c-007.png"));
+  for (const char* name : {saved.file, saved.sidecar, saved.preview}) EXPECT_TRUE(std::filesystem::exists(name));
+  EXPECT_STREQ(saved.trouble, "");
+  EXPECT_STREQ(saved.warning, "") << "a light frame";
+  // Where a folder has the preview's name, the frame itself is safe.
+  std::filesystem::create_directory(folder.File("b.png"));
+  ASSERT_EQ(orq_frame_save_files(frame.frame, folder.File("b.fits").c_str(), &options, &saved), ORQ_OK);
+  EXPECT_STRNE(saved.trouble, "");
+  EXPECT_STREQ(saved.preview, "");
+  EXPECT_TRUE(std::filesystem::exists(folder.File("b.fits")));
+}
+
+TEST(ApiFiles, ABiasWhoseNoiseIsCutOffSaysSo) {
+  const TempDirectory folder;
+  const ApiCamera camera("virtual:k1c,timescale=0.01,scene=dark");
+  camera.Corner();
+  ASSERT_EQ(orq_control_set(camera.camera, ORQ_CONTROL_OFFSET, 0, ORQ_MANUAL), ORQ_OK);
+  orq_labels labels{};
+  labels.size = sizeof labels;
+  labels.image_type = ORQ_IMAGE_BIAS;
+  ASSERT_EQ(orq_labels_set(camera.camera, &labels), ORQ_OK);
+  ApiFrame frame;
+  Expose(camera, frame);
+  orq_saved_files saved{};
+  saved.size = sizeof saved;
+  ASSERT_EQ(orq_frame_save_files(frame.frame, folder.File("bias.fits").c_str(), nullptr, &saved), ORQ_OK);
+  EXPECT_NE(std::string(saved.warning).find("of the pixels are 0"), std::string::npos) << saved.warning;
+}
+
+TEST(ApiFiles, WhatCouldNotBeSavedIsToldBeforehand) {
+  const TempDirectory folder;
+  const ApiCamera camera;
+  EXPECT_EQ(orq_save_check(camera.camera, folder.File("{n}.fits").c_str(), nullptr, 3), ORQ_OK);
+  EXPECT_EQ(orq_save_check(camera.camera, folder.File("none/{n}.fits").c_str(), nullptr, 3), ORQ_ERROR_FILE);
+  std::ofstream(folder.File("3.fits")) << "there";
+  EXPECT_EQ(orq_save_check(camera.camera, folder.File("{n}.fits").c_str(), nullptr, 2), ORQ_OK);
+  EXPECT_EQ(orq_save_check(camera.camera, folder.File("{n}.fits").c_str(), nullptr, 3), ORQ_ERROR_FILE);
+  const orq_save_options replace{sizeof replace, 1, 0, 0, 0};
+  EXPECT_EQ(orq_save_check(camera.camera, folder.File("{n}.fits").c_str(), &replace, 3), ORQ_OK);
+  EXPECT_EQ(orq_save_check(camera.camera, folder.File("{n}.txt").c_str(), nullptr, 3), ORQ_ERROR_INVALID);
+}
+
+TEST(ApiFiles, TheComputersClockIsAsItsSystemSays) {
+  orq_clock_state state{};
+  state.size = sizeof state;
+  ASSERT_EQ(orq_clock_get_state(&state), ORQ_OK);
+  timex time{};
+  const int result = ntp_adjtime(&time);
+  EXPECT_EQ(state.synchronised, result < 0 ? -1 : result != TIME_ERROR && (time.status & STA_UNSYNC) == 0 ? 1 : 0);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "Camera.h"
+#include "link/WireProtocol.h"
 #include "models/table/ModelData.h"
 #include "orqcam/orqcam-expert.h"
 #include "unit/support/TempDirectory.h"
@@ -37,6 +38,10 @@ TEST(ApiFlash, AnIdIsStoredAfterABackupThatBringsTheOldOneBack) {
   ASSERT_EQ(orq_user_id_set(camera.camera, "north", backups.c_str(), nullptr, nullptr), ORQ_OK)
       << orq_last_error();
   EXPECT_EQ(UserIdOf(camera), "north");
+  orq_user_id id{};
+  id.size = sizeof id;
+  ASSERT_EQ(orq_user_id_get(camera.camera, &id), ORQ_OK) << orq_last_error();
+  EXPECT_STREQ(id.id, "north");
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(backups), {}), 1);
   EXPECT_EQ(orq_user_id_set(camera.camera, "too long an id", backups.c_str(), nullptr, nullptr),
             ORQ_ERROR_INVALID);
@@ -95,6 +100,25 @@ TEST(ApiFlash, AnExposureThatIsOverKeepsNobodyWaiting) {
   }
 }
 
+TEST(ApiFlash, AnIdThatCannotBeReadIsRefused) {
+  const ApiCamera camera;
+  camera.Device().FailRequests(wire::kReqFlashRead, kUsbPipe);
+  orq_user_id id{};
+  id.size = sizeof id;
+  EXPECT_EQ(orq_user_id_get(camera.camera, &id), ORQ_ERROR_REFUSED);
+}
+
+TEST(ApiSensorId, ItBeginsWithTheSerialNumber) {
+  const ApiCamera camera(Quick("k1c", ",serial=0123456789abcdef"));
+  orq_sensor_id id{};
+  id.size = sizeof id;
+  ASSERT_EQ(orq_sensor_id_get(camera.camera, &id), ORQ_OK) << orq_last_error();
+  EXPECT_EQ(std::string(id.id).substr(0, 16), "0123456789abcdef");
+  EXPECT_EQ(std::strlen(id.id), 22U);
+  camera.Device().FailRequests(wire::kReqReadSensor, kUsbPipe);
+  EXPECT_EQ(orq_sensor_id_get(camera.camera, &id), ORQ_ERROR_REFUSED);
+}
+
 TEST(ApiFocus, TheLensGoesWhereItIsSent) {
   for (const ModelData& model : AllModels()) {
     if (model.maxWidth == 0) continue;
@@ -109,6 +133,7 @@ TEST(ApiFocus, TheLensGoesWhereItIsSent) {
     ASSERT_EQ(orq_focus_get(camera.camera, &state), ORQ_OK) << orq_last_error();
     EXPECT_EQ(state.position, 700);
     EXPECT_EQ(state.moving, 0);
+    EXPECT_EQ(state.driver_id, 0xF2) << "the number of this driver's kind";
     EXPECT_EQ(orq_focus_move(camera.camera, 1024), ORQ_ERROR_RANGE);
     EXPECT_EQ(orq_focus_move(camera.camera, -1), ORQ_ERROR_RANGE);
   }

@@ -1,4 +1,5 @@
 // Camera modes, triggers, outputs, counters and the log through the C interface.
+#include <cmath>
 #include <atomic>
 
 #include "Camera.h"
@@ -84,6 +85,36 @@ TEST(ApiCounters, TheStreamsIdentitiesHold) {
   EXPECT_EQ(c.failed_short, 1U);
   EXPECT_GE(c.completed, 4U);
   EXPECT_GT(c.bytes, 4U * 64 * 64);
+}
+
+TEST(ApiCounters, AreToldAlsoOfAClosedCamera) {
+  const ApiCamera camera;
+  camera.Corner();
+  ASSERT_EQ(orq_exposure_start(camera.camera, 1000), ORQ_OK);
+  ApiFrame frame;
+  ASSERT_EQ(orq_frame_wait(camera.camera, test::kPatienceMs, &frame.frame), ORQ_OK) << orq_last_error();
+  ASSERT_EQ(orq_camera_close(camera.camera), ORQ_OK);
+  orq_stream_counters counters{};
+  counters.size = sizeof counters;
+  ASSERT_EQ(orq_stream_get_counters(camera.camera, &counters), ORQ_OK) << orq_last_error();
+  EXPECT_EQ(counters.completed, 1U);
+}
+
+TEST(ApiReadings, ComeWithFramesUnlessNobodyWantsThem) {
+  const ApiCamera camera;
+  camera.Corner();
+  for (const bool wanted : {true, false}) {
+    ASSERT_EQ(orq_frame_readings_set(camera.camera, wanted ? 1 : 0), ORQ_OK);
+    ASSERT_EQ(orq_exposure_start(camera.camera, 1'200'000), ORQ_OK);
+    ApiFrame frame;
+    ASSERT_EQ(orq_frame_wait(camera.camera, test::kPatienceMs, &frame.frame), ORQ_OK) << orq_last_error();
+    EXPECT_EQ(std::isnan(frame.Info().sensor_c), !wanted);
+    EXPECT_EQ(frame.Info().real_exposure_ms, wanted ? 1200 : -1);
+  }
+  orq_exposure_progress progress{};
+  progress.size = sizeof progress;
+  ASSERT_EQ(orq_exposure_get_progress(camera.camera, &progress), ORQ_OK);
+  EXPECT_GT(progress.limit_us, 0U);
 }
 
 TEST(ApiGps, FramesHaveGpsTimeFromTheStartAndNotWhenNobodyAsks) {

@@ -17,7 +17,7 @@ class Tests(CliTest):
 
     def test_list_virtual_names_the_virtual_models(self):
         out, _ = self.succeed("list", "--virtual")
-        virtual = [f"virtual:{key}" for key in ("k1c", "k1m", "k2m", "x26m", "t46c", "h53m", "b29m", "replay")]
+        virtual = [f"virtual:{key}" for key in ("k1c", "k1m", "k2m", "x26m", "t46c", "h53m", "b29m", "l3m", "d6m", "replay")]
         for name in virtual:
             self.assertRegex(out, rf"(?m)^{name} = \w+")
         names = [entry["name"] for entry in self.json("list", "--virtual") if "name" in entry]
@@ -52,7 +52,9 @@ class Tests(CliTest):
                 "x26m": ("Tavix ORQ-X26M", 16, True, [1, 2, 3, 4], True, False),
                 "t46c": ("Tavix ORQ-T46C", 14, False, [1, 2, 3, 4], False, False),
                 "h53m": ("Tavix ORQ-H53M", 12, False, [1, 2, 3, 4], False, False),
-                "b29m": ("Tavix ORQ-B29M", 16, True, [1, 2, 4], False, False)}
+                "b29m": ("Tavix ORQ-B29M", 16, True, [1, 2, 4], False, False),
+                "l3m": ("Tavix ORQ-L3M", 12, False, [1, 2, 3, 4], False, True),
+                "d6m": ("Tavix ORQ-D6M", 14, False, [1, 2, 3, 4], False, False)}
         for key, expected in rows.items():
             info = self.json("-c", f"virtual:{key}", "info")
             names = ("model", "adc_bits", "cooled", "bins", "hardware_bin", "guide_port")
@@ -73,7 +75,8 @@ class Tests(CliTest):
             self.fail_with(2, "-c", name, "info")
 
     def test_a_wrong_virtual_model_lists_the_right_ones(self):
-        self.assertIn("k1c, k1m, k2m, x26m, t46c, h53m, b29m, replay", self.fail_with(2, "-c", "virtual:nosuch", "info"))
+        self.assertIn("k1c, k1m, k2m, x26m, t46c, h53m, b29m, l3m, d6m, replay",
+                      self.fail_with(2, "-c", "virtual:nosuch", "info"))
 
     def test_a_camera_that_is_not_there_has_its_own_exit_status(self):
         for name in ("99", "serial:ffffffffffffffff", "id:nobody", "virtual:replay,file=/no/such/file.fits"):

@@ -60,6 +60,8 @@ TEST(Models, ListTheirControlsInOrderOnceTheyAreOpen) {
       {"t46c", with(with(with(colour, {ORQ_TEMPERATURE}), gps), fan)},
       {"h53m", with(mono, {ORQ_HIGH_SPEED_MODE, ORQ_TEMPERATURE})},
       {"b29m", with(mono, cooling)},
+      {"l3m", with(mono, {ORQ_TEMPERATURE})},
+      {"d6m", with(mono, {ORQ_TEMPERATURE})},
   };
   for (const auto& [key, ids] : expected) {
     const VirtualRig rig(key.c_str());

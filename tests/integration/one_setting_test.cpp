@@ -68,6 +68,22 @@ TEST_P(OneSetting, IsSeenWholeByAFrame) {
   }
 }
 
+TEST_P(OneSetting, OfTheExposureIsSeenWholeByAFrame) {
+  const VirtualRig rig(GetParam(), FullSpeed, 32);
+  ASSERT_TRUE(rig.Open());
+  CModelCamera& camera = *rig.camera;
+  // 255 and 256 of what the camera counts, lines or microseconds.
+  const bool counts = camera.Model().sensor->NearestExposure(1, 1'000'000) != 1;
+  const std::uint64_t unitNs = counts ? camera.Model().lineTimeNs : 1000;
+  const std::array us{(255 * unitNs + 500) / 1000, (256 * unitNs + 500) / 1000};
+  const auto toggle = [&](int i) { camera.SetExp(us[static_cast<std::size_t>(i)], false); };
+  const auto seen = SeenWhile(rig, toggle, [](const FrameInfo& info) { return info.exposureUs; });
+  EXPECT_EQ(seen.size(), 2U);
+  for (const auto& [exposure, frames] : seen) {
+    EXPECT_TRUE(exposure == us[0] || exposure == us[1]) << frames << " frames of " << exposure << " us";
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(Models, OneSetting, testing::ValuesIn(test::CameraKeys()),
                          [](const auto& instance) { return std::string(instance.param); });
 

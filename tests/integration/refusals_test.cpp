@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <optional>
 #include <set>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -23,7 +24,7 @@ using test::VirtualRig;
 
 constexpr std::uint8_t kOut = 0x40;
 constexpr std::uint64_t kAskedUs = 40'000;
-constexpr int kAskedGain = 7;
+constexpr int kAskedGain = 6;  // a step of every sensor
 constexpr FrameRegion kAsked{16, 8, 64, 48, 1, ORQ_IMG_RAW8};
 
 std::size_t EntriesOf(const char* folder) {
@@ -229,6 +230,16 @@ TEST_F(Refusing, AFrameWithAForeignTagIsCountedAndNeverDelivered) {
   }
 }
 
+/// The writes of a sensor's long table are all alike: of each sixteen in a row one stands for all.
+bool IsOneOfMany(const std::vector<LoggedRequest>& requests, std::size_t i) {
+  constexpr std::size_t kAlike = 16;
+  const auto isTable = [](const LoggedRequest& request) { return request.setup.request == wire::kReqWriteSensor; };
+  const std::size_t first = i / kAlike * kAlike;
+  if (i == first || first + kAlike > requests.size()) return false;
+  const auto run = std::span(requests).subspan(first, kAlike);
+  return std::ranges::all_of(run, isTable);
+}
+
 class Refusals : public Refusing, public testing::WithParamInterface<UsbError> {};
 
 TEST_P(Refusals, OfOneRequestEndTheOpenOrLetItGoOnAndTheNextFrameIsTheOneAskedFor) {
@@ -247,6 +258,7 @@ TEST_P(Refusals, OfOneRequestEndTheOpenOrLetItGoOnAndTheNextFrameIsTheOneAskedFo
     bool early = true;
     for (std::size_t i = 0; i < requests.size(); ++i) {
       early = early && requests[i].setup.request != wire::kReqStartSensorClock;
+      if (IsOneOfMany(requests, i)) continue;
       const std::optional<bool> ends = EndsTheOpen(requests[i].setup, early);
       SCOPED_TRACE(std::string(key) + " request " + std::to_string(i) + ": " + Name(requests[i].setup));
       LeaveInDisorder(*rig.device);

@@ -49,6 +49,7 @@ void StartCooler(Device& camera, const std::optional<std::string>& target, bool 
   if (target) ApplyControl(camera, "TargetTemp", target);
   camera->cool(target ? static_cast<double>(camera->control(ORQ_CONTROL_TARGET_TEMPERATURE)) : before.target_c,
                keep);
+  camera.NoteCooling(true, keep);
 }
 
 void AwaitTarget(Device& camera, double seconds) {
@@ -65,6 +66,7 @@ void WarmUp(Device& camera, double seconds) {
   });
   RunAbortably(
       camera, [&] { camera->warmUp(std::chrono::duration<double>(seconds)); }, [&] { line.Look(); });
+  camera.NoteCooling(false, false);
 }
 
 void CoolerTeller::Look(Device& camera) {

@@ -5,6 +5,7 @@
 
 #include "camera/Session.h"
 #include "session/DarkSession.h"
+#include "session/darks/DarkStore.h"
 
 namespace orq::cli {
 
@@ -16,5 +17,11 @@ int ParseDarkFrames(const std::string& text);
 DarkFacts CollectDark(Session& session, DarkSession& dark, int frames);
 /// Throws CliError when something of the camera's state before cannot be brought back.
 void RestoreAfterDark(Session& session, DarkSession& dark);
+
+/// Says on standard error when automatic exposure leaves frames without the dark.
+void TellShortExposures(const CModelCamera& camera);
+
+/// The place of the camera's dark.
+DarkStore StoreOf(Session& session);
 
 }  // namespace orq::cli

@@ -1,6 +1,10 @@
 #include "camera/Device.h"
 
+#include <chrono>
 #include <optional>
+#include <string_view>
+
+#include "output/Signals.h"
 
 namespace orq::cli {
 
@@ -39,6 +43,8 @@ void TellTroubles(Camera& camera) {
 
 Device::Device(const Context& context) : strict_(context.strict), camera_(Open(context)), info_(camera_.info()) {
   TellTroubles(camera_);
+  // One that was found on is left on.
+  if (Can(ORQ_ABILITY_COOLER)) cools_ = keepsCooling_ = camera_.control(ORQ_CONTROL_COOLER_ON) == 1;
 }
 
 Device::~Device() {
@@ -47,6 +53,48 @@ Device::~Device() {
     RunFreely();
   } catch (const Error&) {
     // It is gone, and everything with it.
+  }
+}
+
+void Device::NoteCooling(bool on, bool keep) {
+  cools_ = on;
+  keepsCooling_ = keep;
+}
+
+bool Device::Reconnect() {
+  constexpr std::chrono::milliseconds kReturnLook{250};
+  Complain("the camera was lost: waiting for it to come back");
+  bool told = false;
+  while (!WaitForStop(kReturnLook)) {
+    if (!Reopen(told)) continue;
+    Complain("the camera is back: going on");
+    return true;
+  }
+  return false;
+}
+
+// False when it is not there yet, or gone again.
+bool Device::Reopen(bool& told) {
+  try {
+    camera_.reopen();
+    if (!cools_) return true;
+    try {
+      camera_.cool(camera_.cooler().target_c, keepsCooling_);
+    } catch (const LostError&) {
+      return false;
+    } catch (const Error&) {
+      Complain("the cooler cannot be switched on again");
+    }
+    return true;
+  } catch (const RefusedError& refused) {
+    if (!told && std::string_view(refused.what()).starts_with("another camera of this model")) {
+      Complain(std::string("another camera of this model is plugged in: waiting for serial number ") +
+               info_.serial);
+      told = true;
+    }
+    return false;
+  } catch (const Error&) {
+    return false;
   }
 }
 

@@ -30,6 +30,12 @@ class Device {
   /// Whether what is beyond the limits is an error.
   bool Strict() const { return strict_; }
 
+  /// The cooler was switched; `keep`: it stays on when the camera is closed.
+  void NoteCooling(bool on, bool keep);
+  /// After a loss: waits until the camera with the same serial number is back, however long, and opens it with
+  /// everything as it was. False when the user asked to stop.
+  bool Reconnect();
+
   /// Keeps the settings for later runs, as the user asked for; says on standard error what was wrong with the
   /// file. Throws CliError (file) when they cannot be kept.
   void DemandKept();
@@ -46,11 +52,14 @@ class Device {
 
  private:
   [[noreturn]] static void Rethrow(const std::string& what, const Error& error);
+  bool Reopen(bool& told);
   void RunFreely();
 
   const bool strict_;
   Camera camera_;
   const orq_camera_info info_;
+  bool cools_ = false;  ///< the cooler is to be on
+  bool keepsCooling_ = false;
 };
 
 }  // namespace orq::cli

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
+#include "options/TriggerOptions.h"
 #include "output/Progress.h"
 #include "output/Signals.h"
 #include "session/text/Units.h"
-#include "support/Text.h"
 
 namespace orq::cli {
 
@@ -17,25 +17,30 @@ constexpr milliseconds kLongestNap{20};
 constexpr milliseconds kVideoWait{100};
 constexpr std::chrono::seconds kFrameGrace{10};  // beyond its time: computers stall
 
-}  // namespace
-
-Shooter::Shooter(Session& session) : session_(session) {}
-
-Shooter::~Shooter() {
-  Camera().StopCapture();
+// Why a capture could not be started: the link's reason behind the library's words.
+std::string ReasonOf(const Error& error, const std::string& otherwise) {
+  const std::string text = error.what();
+  const std::size_t colon = text.find(": ");
+  return colon == std::string::npos ? otherwise : text.substr(colon + 2);
 }
 
-std::string Shooter::Trouble(const std::string& otherwise) {
-  std::string trouble = Camera().CaptureTrouble();
-  if (trouble.empty()) trouble = Camera().LinkError();
-  return trouble.empty() ? otherwise : trouble;
+}  // namespace
+
+Shooter::Shooter(Device& camera) : camera_(camera), mode_(camera->triggerMode()) {}
+
+bool Shooter::SoftwareTriggered() const {
+  return IsSoftwareTriggered(mode_);
+}
+
+bool Shooter::ExternallyTriggered() const {
+  return mode_ != ORQ_MODE_FREE && !SoftwareTriggered();
 }
 
 bool Shooter::TriggerOverdue(Clock::time_point since, std::uint64_t framesBefore) {
   if (!patience_ || !ExternallyTriggered()) return false;
   // The trigger shows only in the frame that comes after its exposure.
-  const auto limit = *patience_ + std::chrono::microseconds(ExposureUs());
-  if (Clock::now() - since <= limit || Camera().Counters().started != framesBefore) return false;
+  const auto limit = *patience_ + camera_->exposure();
+  if (Clock::now() - since <= limit || camera_->counters().started != framesBefore) return false;
   reason_ = "no trigger came within " +
             ExposureText(static_cast<std::uint64_t>(std::chrono::microseconds(*patience_).count()));
   return true;
@@ -43,59 +48,81 @@ bool Shooter::TriggerOverdue(Clock::time_point since, std::uint64_t framesBefore
 
 ShotResult SingleShooter::Take(Frame& frame, std::uint64_t number, std::uint64_t count) {
   reason_.clear();
-  const ShotResult result = Expose(frame, number, count);
-  // Joins the worker, and makes the camera forget an exposure that did not end well.
-  Camera().StopCapture();
-  if (result == ShotResult::Failed && Camera().DeviceLost()) return ShotResult::Lost;
-  if (result == ShotResult::Failed && reason_.empty()) {
-    reason_ = Trouble("the camera reported a failed exposure");
+  frame = Frame();  // its memory is for the frames to come
+  if (StopRequested()) return ShotResult::Interrupted;
+  try {
+    if (!Start()) return ShotResult::Failed;
+    const ShotResult result = Expose(frame, number, count);
+    if (result != ShotResult::Good) camera_->abort();
+    return result;
+  } catch (const LostError&) {
+    return ShotResult::Lost;
   }
-  return result;
+}
+
+// False, with a reason, when the camera does not expose.
+bool SingleShooter::Start() {
+  constexpr const char* kFailed = "the camera reported a failed exposure";
+  try {
+    camera_->startExposure();
+  } catch (const LostError&) {
+    throw;
+  } catch (const Error& error) {
+    reason_ = ReasonOf(error, kFailed);
+    return false;
+  }
+  if (!SoftwareTriggered()) return true;
+  try {
+    camera_->trigger();
+    return true;
+  } catch (const LostError&) {
+    throw;
+  } catch (const Error& error) {
+    reason_ = error.what();
+    camera_->abort();
+    return false;
+  }
 }
 
 ShotResult SingleShooter::Expose(Frame& frame, std::uint64_t number, std::uint64_t count) {
-  if (StopRequested()) return ShotResult::Interrupted;
-  if (Camera().StartExposure() == 0) return ShotResult::Failed;
-  if (SoftwareTriggered() && !Camera().SoftTrigger(reason_)) return ShotResult::Failed;
   const auto begin = Clock::now();
+  const auto exposure = static_cast<std::uint64_t>(camera_->exposure().count());
   // Nobody knows how much of the wait for a trigger is left.
   std::optional<Progress> progress;
-  if (!ExternallyTriggered()) progress.emplace(ExposureUs(), number, count);
-  const milliseconds nap = std::clamp(milliseconds(ExposureUs() / 10'000), milliseconds(1), kLongestNap);
-  // The camera's worker gives up by itself when a frame is overdue.
-  while (Camera().expStatus == ExpWorking) {
-    if (progress) progress->Update();
-    if (WaitForStop(nap)) return ShotResult::Interrupted;
-    if (Camera().DeviceLost()) return ShotResult::Lost;
-    if (TriggerOverdue(begin, 0)) return ShotResult::Ended;
+  if (!ExternallyTriggered()) progress.emplace(exposure, number, count);
+  const milliseconds nap = std::clamp(milliseconds(exposure / 10'000), milliseconds(1), kLongestNap);
+  // The library gives up by itself when a frame is overdue.
+  for (;;) {
+    try {
+      frame = camera_->wait(nap);
+      return ShotResult::Good;
+    } catch (const TimeoutError&) {
+      if (progress) progress->Update();
+      if (StopRequested()) return ShotResult::Interrupted;
+      if (TriggerOverdue(begin, 0)) return ShotResult::Ended;
+    } catch (const LostError&) {
+      throw;
+    } catch (const Error& error) {
+      reason_ = error.what();
+      return ShotResult::Failed;
+    }
   }
-  const int size = Camera().FrameBytes();
-  frame.bytes.resize(static_cast<std::size_t>(size));
-  if (Camera().GetImageAfterExp(frame.bytes.data(), size) == 0) return ShotResult::Failed;
-  frame.info = Camera().LastFrame();
-  frame.clock = ReadClockState();
-  return ShotResult::Good;
 }
 
-VideoShooter::VideoShooter(Session& session) : Shooter(session) {
-  if (session.Camera().StartCapture(false) == 0) session.Fail("cannot start the video");
+VideoShooter::VideoShooter(Device& camera) : Shooter(camera) {
+  camera.Do("cannot start the video", [this](Camera& open) { video_.emplace(open.get()); });
 }
 
 bool VideoShooter::Resume() {
-  wasAlive_ = false;
   triggeredAt_.reset();
-  if (Camera().StartCapture(false) != 0) return true;
-  reason_ = Trouble("cannot start the video");
-  return false;
-}
-
-bool VideoShooter::Dead() {
-  if (Camera().StreamAlive()) {
-    wasAlive_ = true;
+  video_.reset();
+  try {
+    video_.emplace(camera_->get());
+    return true;
+  } catch (const Error& error) {
+    reason_ = ReasonOf(error, "cannot start the video");
     return false;
   }
-  // Before its first sign of life the stream may still be on its way up.
-  return wasAlive_ || Camera().expStatus == ExpFailed || !Camera().IsCaptureRunning();
 }
 
 // Sends the trigger of the next frame, unless one is under way; false, with a reason, when that came to nothing.
@@ -103,41 +130,49 @@ bool VideoShooter::Trigger() {
   if (!SoftwareTriggered()) return true;
   if (!triggeredAt_) {
     triggeredAt_ = Clock::now();
-    return Camera().SoftTrigger(reason_);
+    try {
+      camera_->trigger();
+      return true;
+    } catch (const LostError&) {
+      throw;
+    } catch (const Error& error) {
+      reason_ = error.what();
+      return false;
+    }
   }
-  if (Clock::now() - *triggeredAt_ <= Camera().FrameTimeLimit() + kFrameGrace) return true;
+  const std::chrono::microseconds limit(camera_->progress().limit_us);
+  if (Clock::now() - *triggeredAt_ <= limit + kFrameGrace) return true;
   triggeredAt_.reset();
   reason_ = "no frame followed the trigger";
   return false;
 }
 
-ShotResult VideoShooter::TakeWithin(FramePtr& frame, std::chrono::milliseconds wait) {
+ShotResult VideoShooter::TakeWithin(Frame& frame, std::chrono::milliseconds wait) {
   reason_.clear();
-  frame = FramePtr();  // its memory is for the frames to come
-  const auto goOn = [] { return true; };
-  if (Trigger() &&
-      Camera().AwaitFrame(nullptr, static_cast<int>(wait.count()), goOn, frame) == FrameMailbox::Result::Frame) {
+  frame = Frame();  // its memory is for the frames to come
+  try {
+    if (!Trigger()) return ShotResult::Failed;
+    frame = camera_->wait(wait);
     triggeredAt_.reset();
     return ShotResult::Good;
+  } catch (const TimeoutError&) {
+    return ShotResult::Failed;
+  } catch (const LostError&) {
+    return ShotResult::Lost;
+  } catch (const StateError&) {
+    reason_ = "the video has stopped";
+  } catch (const Error& error) {
+    reason_ = error.what();
   }
-  if (Camera().DeviceLost()) return ShotResult::Lost;
-  if (!Dead()) return ShotResult::Failed;
-  reason_ = Trouble("the video has stopped");
   return ShotResult::Ended;
 }
 
 ShotResult VideoShooter::Take(Frame& frame, std::uint64_t, std::uint64_t) {
   const auto begin = Clock::now();
-  const std::uint64_t framesBefore = Camera().Counters().started;
+  const std::uint64_t framesBefore = camera_->counters().started;
   for (;;) {
     if (StopRequested()) return ShotResult::Interrupted;
-    FramePtr shared;
-    const ShotResult result = TakeWithin(shared, kVideoWait);
-    if (result == ShotResult::Good) {
-      frame.bytes.assign(shared->Pixels().begin(), shared->Pixels().end());
-      frame.info = shared->Info();
-      frame.clock = ReadClockState();
-    }
+    const ShotResult result = TakeWithin(frame, kVideoWait);
     if (result != ShotResult::Failed || !reason_.empty()) return result;
     if (TriggerOverdue(begin, framesBefore)) return ShotResult::Ended;
   }

@@ -6,9 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "camera/CameraModeTable.h"
-#include "camera/Frame.h"
-#include "camera/Session.h"
+#include "camera/Device.h"
 
 namespace orq::cli {
 
@@ -20,37 +18,35 @@ enum class ShotResult {
   Lost,         ///< the camera is gone
 };
 
-/// Takes frames with the camera's current settings. Stopped at the end of its life.
+/// Takes frames with the camera's current settings.
 class Shooter {
  public:
-  explicit Shooter(Session& session);
-  virtual ~Shooter();
+  explicit Shooter(Device& camera);
+  virtual ~Shooter() = default;
   Shooter(const Shooter&) = delete;
   Shooter& operator=(const Shooter&) = delete;
 
-  /// Waits for frame `number` of `count` (for the progress bar). On anything but Good, `Reason` says why.
+  /// Waits for frame `number` of `count` (for the progress bar). On anything but Good, `Reason` says why. What
+  /// `frame` held is let go of first.
   virtual ShotResult Take(Frame& frame, std::uint64_t number, std::uint64_t count) = 0;
   const std::string& Reason() const { return reason_; }
-  /// Goes on after the session has reconnected; false, with a reason, when it cannot.
+  /// Goes on after the camera has been opened again; false, with a reason, when it cannot.
   virtual bool Resume() { return true; }
   /// How long `Take` waits for an external trigger; by default for ever.
   void SetTriggerPatience(std::chrono::milliseconds patience) { patience_ = patience; }
 
  protected:
   using Clock = std::chrono::steady_clock;
-  CModelCamera& Camera() { return session_.Camera(); }
-  /// Why the last capture ended by itself.
-  std::string Trouble(const std::string& otherwise);
-  std::uint64_t ExposureUs() { return session_.Camera().exposureUs; }
-  bool SoftwareTriggered() { return IsSoftwareTriggered(Camera().camMode); }
-  bool ExternallyTriggered() { return Camera().camMode != 0 && !SoftwareTriggered(); }
+  bool SoftwareTriggered() const;
+  bool ExternallyTriggered() const;
   /// True, with a reason, when the patience with the external trigger is over and no frame has begun to arrive
   /// since.
   bool TriggerOverdue(Clock::time_point since, std::uint64_t framesBefore);
+  Device& camera_;
   std::string reason_;
 
  private:
-  Session& session_;
+  const int mode_;
   std::optional<std::chrono::milliseconds> patience_;
 };
 
@@ -61,6 +57,7 @@ class SingleShooter : public Shooter {
   ShotResult Take(Frame& frame, std::uint64_t number, std::uint64_t count) override;
 
  private:
+  bool Start();
   ShotResult Expose(Frame& frame, std::uint64_t number, std::uint64_t count);
 };
 
@@ -68,17 +65,16 @@ class SingleShooter : public Shooter {
 /// next frame when it is asked for one.
 class VideoShooter : public Shooter {
  public:
-  /// Throws CliError when the video cannot be started.
-  explicit VideoShooter(Session& session);
+  /// Throws Error when the video cannot be started.
+  explicit VideoShooter(Device& camera);
   ShotResult Take(Frame& frame, std::uint64_t number, std::uint64_t count) override;
   bool Resume() override;
-  /// The same with a limit, and without a copy: Failed, with an empty reason, when none came in time.
-  ShotResult TakeWithin(FramePtr& frame, std::chrono::milliseconds wait);
+  /// The same with a limit: Failed, with an empty reason, when none came in time.
+  ShotResult TakeWithin(Frame& frame, std::chrono::milliseconds wait);
 
  private:
-  bool Dead();
   bool Trigger();
-  bool wasAlive_ = false;
+  std::optional<Video> video_;
   std::optional<Clock::time_point> triggeredAt_;  ///< of the frame that is awaited
 };
 

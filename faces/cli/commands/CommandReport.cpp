@@ -7,15 +7,15 @@
 #include <fstream>
 #include <memory>
 
-#include "camera/ControlAccess.h"
+#include "camera/ControlUse.h"
 #include "camera/Shooter.h"
+#include "camera/Words.h"
 #include "commands/Commands.h"
 #include "commands/report/KernelLines.h"
 #include "commands/report/Private.h"
 #include "link/usb/LibusbPort.h"
 #include "output/CounterReport.h"
 #include "output/Signals.h"
-#include "session/cooling/Climate.h"
 #include "session/files/SafeFile.h"
 #include "session/files/StateDirectory.h"
 #include "session/text/Units.h"
@@ -86,12 +86,14 @@ void AddVersions(Pages& pages) {
 
 void AddCameras(Pages& pages) {
   pages.Title("cameras on USB");
-  const std::vector<CameraEntry> cameras = ListCameras();
-  for (const CameraEntry& entry : cameras) {
-    pages.Line(Format("%d = %s, %s", entry.index, entry.model.c_str(), entry.speed.c_str()) +
-               (entry.trouble.empty() ? "" : ", cannot be opened: " + entry.trouble));
+  const std::vector<orq_camera_entry> entries = cameras();
+  for (std::size_t index = 0; index < entries.size(); ++index) {
+    const orq_camera_entry& entry = entries[index];
+    const std::string trouble = entry.trouble;
+    pages.Line(Format("%zu = %s, %s", index, entry.model, SpeedName(entry.speed)) +
+               (trouble.empty() ? "" : ", cannot be opened: " + trouble));
   }
-  if (cameras.empty()) pages.Line("none");
+  if (entries.empty()) pages.Line("none");
 }
 
 std::string StoredNumber(const XmlValue& value) {
@@ -114,23 +116,24 @@ void AddSettings(Pages& pages) {
   if (!trouble.empty()) pages.Line(trouble);
 }
 
-void AddControls(Pages& pages, Session& session) {
+void AddControls(Pages& pages, Device& camera) {
   pages.Title("controls");
-  for (const Control& control : ListControls(session.Camera())) {
-    const auto reading = TryReadControl(session.Camera(), control);
-    const std::string value = reading ? ScaledValue(control.id, reading->raw).dump() : "none";
-    pages.Line(control.Name() + " = " + value + (reading && reading->automatic ? " (auto)" : ""));
+  for (const orq_control_info& control : camera->controls()) {
+    const auto state = TryReadControl(camera, control);
+    const std::string value = state ? ScaledValue(control, state->raw).dump() : "none";
+    pages.Line(control.name + (" = " + value) + (state && state->automatic ? " (auto)" : ""));
   }
 }
 
 // A short video with the camera as it is.
-void AddStream(Pages& pages, Session& session) {
+void AddStream(Pages& pages, Device& camera) {
   pages.Title("a stream of 2 s");
   std::uint64_t frames = 0;
   std::string end;
+  const auto exposure = static_cast<std::uint64_t>(camera->exposure().count());
   {
-    VideoShooter shooter(session);
-    FramePtr frame;
+    VideoShooter shooter(camera);
+    Frame frame;
     const auto until = std::chrono::steady_clock::now() + kStreamFor;
     while (std::chrono::steady_clock::now() < until && !StopRequested() && end.empty()) {
       const ShotResult result = shooter.TakeWithin(frame, kFrameWait);
@@ -140,28 +143,39 @@ void AddStream(Pages& pages, Session& session) {
     }
   }
   Report report;
-  report.Add("exposure", static_cast<std::uint64_t>(session.Camera().exposureUs), "us");
+  report.Add("exposure", exposure, "us");
   report.Add("delivered", frames, "frames");
-  AddCounters(report, session.Camera().Counters());
+  AddCounters(report, camera->counters());
   pages.Add(report);
   if (!end.empty()) pages.Line("ended = " + end);
+}
+
+Json Celsius(const Camera& camera) {
+  try {
+    return camera.temperature();
+  } catch (const LostError&) {
+    throw;
+  } catch (const Error&) {
+    return nullptr;
+  }
 }
 
 void AddCamera(Pages& pages, const Context& context) {
   pages.Title("camera");
   try {
-    Session session(context);
+    Device camera(context);
     Report report;
-    report.Add("model", session.Camera().modelName);
-    report.Add("firmware", session.Firmware());
-    report.Add("usb_speed", session.Speed());
-    const auto celsius = SensorCelsius(session.Camera());
-    report.Add("temperature", celsius ? Json(*celsius) : Json(nullptr), "C");
+    report.Add("model", camera.Info().model);
+    report.Add("firmware", camera.Info().firmware);
+    report.Add("usb_speed", SpeedName(camera.Info().speed));
+    report.Add("temperature", Celsius(*camera), "C");
     pages.Add(report);
-    AddControls(pages, session);
-    AddStream(pages, session);
+    AddControls(pages, camera);
+    AddStream(pages, camera);
   } catch (const Failure& failure) {
     pages.Line(std::string(TextOf(failure.Code())) + ": " + failure.what());
+  } catch (const Error& error) {
+    pages.Line(std::string(orq_status_name(error.status())) + ": " + error.what());
   }
 }
 

@@ -1,8 +1,11 @@
 #include "options/AutoControl.h"
 
+#include <algorithm>
+#include <array>
 #include <chrono>
+#include <future>
 
-#include "camera/ControlAccess.h"
+#include "camera/ControlUse.h"
 #include "output/Signals.h"
 #include "output/StatusLine.h"
 #include "session/text/Units.h"
@@ -20,12 +23,20 @@ std::int64_t Milliseconds(const std::string& time) {
   return static_cast<std::int64_t>((us + 999) / 1000);
 }
 
-void Write(Session& session, ORQ_CONTROL_TYPE id, const ControlSetting& setting) {
-  WriteControl(session, FindControl(session.Camera(), id), setting);
+void Write(Device& camera, std::int32_t id, std::int64_t raw) {
+  const auto controls = camera->controls();
+  const auto control = std::ranges::find(controls, id, &orq_control_info::id);
+  if (control != controls.end()) return WriteControl(camera, *control, {raw, false});
+  camera->control(id, raw);  // says what this camera has instead
 }
 
-void SwitchOn(Session& session, ORQ_CONTROL_TYPE id) {
-  Write(session, id, {.automatic = true});
+// "mean 80 of 100, exposure 20ms, gain 12".
+std::string AutoText(const orq_automatic_state& state) {
+  std::string text;
+  if (state.mean != 0) text = Format("mean %d of %d, ", state.mean, state.target);
+  text += "exposure " + ExposureText(state.exposure_us) + Format(", gain %d", state.gain);
+  if (state.wb_r != 0) text += Format(", white balance %d and %d", state.wb_r, state.wb_b);
+  return text;
 }
 
 }  // namespace
@@ -53,55 +64,77 @@ void AutoSettings::Check() const {
   ParseSeconds(timeout, kTimeoutOption);
 }
 
-void AddTo(Report& report, const AutoReading& reading) {
-  if (reading.mean != 0) {
-    report.Add("mean", reading.mean);
-    report.Add("target", reading.target);
+void AddTo(Report& report, const orq_automatic_state& state) {
+  if (state.mean != 0) {
+    report.Add("mean", state.mean);
+    report.Add("target", state.target);
   }
-  report.Add("exposure", reading.exposureUs, "us");
-  report.Add("gain", reading.gain);
-  if (!reading.whiteBalance) return;
-  report.Add("wb_red", reading.whiteBalance->first);
-  report.Add("wb_blue", reading.whiteBalance->second);
+  report.Add("exposure", state.exposure_us, "us");
+  report.Add("gain", state.gain);
+  if (state.wb_r == 0) return;
+  report.Add("wb_red", state.wb_r);
+  report.Add("wb_blue", state.wb_b);
 }
 
-AutoControl::AutoControl(Session& session, const AutoSettings& settings)
-    : timeoutSeconds_(ParseSeconds(settings.timeout, kTimeoutOption)), control_(session.Camera()) {
-  if (settings.whiteBalance && session.Camera().bIsColor == 0) {
+AutoControl::AutoControl(Device& camera, const AutoSettings& settings)
+    : camera_(camera), timeoutSeconds_(ParseSeconds(settings.timeout, kTimeoutOption)) {
+  if (settings.whiteBalance && camera.Info().bayer == ORQ_BAYER_NONE) {
     throw CliError(Status::Unsupported, "--auto-wb needs a colour camera");
   }
   if (settings.target) {
-    Write(session, ORQ_AUTO_EXP_TARGET_BRIGHTNESS, {ParseInteger(*settings.target, "--auto-target"), false});
+    Write(camera, ORQ_CONTROL_AUTO_TARGET_BRIGHTNESS, ParseInteger(*settings.target, "--auto-target"));
   }
-  if (settings.maxExposure) Write(session, ORQ_AUTO_EXP_MAX_EXP_MS, {Milliseconds(*settings.maxExposure), false});
-  if (settings.maxGain)
-    Write(session, ORQ_AUTO_EXP_MAX_GAIN, {ParseInteger(*settings.maxGain, "--auto-max-gain"), false});
-  if (settings.exposure) SwitchOn(session, ORQ_EXPOSURE);
-  if (settings.gain) SwitchOn(session, ORQ_GAIN);
-  if (settings.whiteBalance) SwitchOn(session, ORQ_WB_R);
-  control_.Start();
+  if (settings.maxExposure) {
+    Write(camera, ORQ_CONTROL_AUTO_MAX_EXPOSURE_MS, Milliseconds(*settings.maxExposure));
+  }
+  if (settings.maxGain) {
+    Write(camera, ORQ_CONTROL_AUTO_MAX_GAIN, ParseInteger(*settings.maxGain, "--auto-max-gain"));
+  }
+  if (settings.exposure) camera->automatic(ORQ_CONTROL_EXPOSURE);
+  if (settings.gain) camera->automatic(ORQ_CONTROL_GAIN);
+  if (settings.whiteBalance) camera->automatic(ORQ_CONTROL_WB_R);
+  runs_ = Start();
+}
+
+// What the settings have automatic begins as well.
+bool AutoControl::Start() {
+  constexpr std::array kFollowed = {ORQ_CONTROL_EXPOSURE, ORQ_CONTROL_GAIN, ORQ_CONTROL_WB_R};
+  for (const orq_control_info& control : camera_->controls()) {
+    const bool followed = std::ranges::find(kFollowed, control.id) != kFollowed.end();
+    if (!followed || control.automatic == 0 || !camera_->isAutomatic(control.id)) continue;
+    if (control.id == ORQ_CONTROL_WB_R && camera_.Info().bayer == ORQ_BAYER_NONE) continue;
+    camera_->automatic(control.id);
+    return true;
+  }
+  return false;
 }
 
 void AutoControl::Settle(VideoShooter& shooter) {
+  std::future<void> settled = std::async(
+      std::launch::async, [this] { camera_->awaitSettled(std::chrono::duration<double>(timeoutSeconds_)); });
   StatusLine line;
-  FramePtr frame;
-  const auto takeFrame = [&] {
+  Frame frame;
+  while (settled.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
+    if (StopRequested()) camera_->abort();
     const ShotResult result = shooter.TakeWithin(frame, kWait);
-    if (result == ShotResult::Ended) throw CliError(Status::Refused, shooter.Reason());
-    if (result == ShotResult::Lost) throw CliError(kExitCameraLost, "the camera was lost; check its cable");
-  };
-  const auto mayGoOn = [&line](const AutoReading& now) {
-    line.Show("settling: " + AutoText(now));
-    return !StopRequested();
-  };
-  try {
-    control_.Settle(timeoutSeconds_, {.takeFrame = takeFrame, .mayGoOn = mayGoOn});
-  } catch (const Failure& failure) {
-    if (failure.Code() != Status::Timeout) throw;
-    throw Failure(Status::Timeout, std::string(failure.what()) + " with " + kTimeoutOption);
+    if (result == ShotResult::Lost) break;
+    if (line.IsShown()) line.Show("settling: " + AutoText(Read()));
   }
-  if (control_.OnTarget()) return;
-  Complain("the brightness rests away from its target: " + AutoText(Read()) +
+  frame = Frame();
+  try {
+    settled.get();
+  } catch (const LostError&) {
+    throw CliError(kExitCameraLost, "the camera was lost; check its cable");
+  } catch (const TimeoutError& late) {
+    throw CliError(Status::Timeout, std::string(late.what()) + " with " + kTimeoutOption);
+  } catch (const Error&) {
+    // Whatever the wait met when it was aborted.
+    if (StopRequested()) throw CliError(Status::Cancelled, "interrupted before automatic control had settled");
+    throw;
+  }
+  const orq_automatic_state state = Read();
+  if (state.on_target != 0) return;
+  Complain("the brightness rests away from its target: " + AutoText(state) +
            "; what may be chosen goes no further (see --auto-max-exposure, --auto-max-gain)");
 }
 

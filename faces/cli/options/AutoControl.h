@@ -5,10 +5,8 @@
 #include <optional>
 #include <string>
 
-#include "camera/Session.h"
 #include "camera/Shooter.h"
 #include "options/CommandLine.h"
-#include "session/autocontrol/AutomaticControl.h"
 
 namespace orq::cli {
 
@@ -30,25 +28,28 @@ struct AutoSettings {
 };
 
 /// What it has come to.
-void AddTo(Report& report, const AutoReading& reading);
+void AddTo(Report& report, const orq_automatic_state& state);
 
-/// Runs from construction to destruction, when something is automatic: by an option, or because the camera's
-/// settings have it so. Then the camera's settings are kept as they were, with the values that were found.
+/// Automatic control from construction until the camera is closed, when something is automatic: by an option, or
+/// because the camera's settings have it so.
 class AutoControl {
  public:
-  /// Throws Failure: not supported, refused.
-  AutoControl(Session& session, const AutoSettings& settings);
+  /// Throws Error: not supported, refused.
+  AutoControl(Device& camera, const AutoSettings& settings);
 
-  bool Runs() const { return control_.Runs(); }
-  AutoReading Read() const { return control_.Read(); }
+  bool Runs() const { return runs_; }
+  orq_automatic_state Read() const { return camera_->automaticState(); }
   /// Takes frames of a running video until nothing has to be adjusted any more, and throws them away. Says on
-  /// standard error when it rests away from its target. Throws Failure: interrupted, lost, ended, or not at rest
-  /// in time.
+  /// standard error when it rests away from its target. Throws Error: interrupted, lost, ended, or not at rest in
+  /// time.
   void Settle(VideoShooter& shooter);
 
  private:
+  bool Start();
+
+  Device& camera_;
   const double timeoutSeconds_;
-  AutomaticControl control_;
+  bool runs_ = false;
 };
 
 }  // namespace orq::cli

@@ -1,6 +1,7 @@
 #include "options/Cooling.h"
 
 #include "camera/ControlAccess.h"
+#include "camera/CoolerUse.h"
 #include "output/Signals.h"
 #include "output/StatusLine.h"
 #include "session/cooling/CoolerWork.h"
@@ -77,6 +78,21 @@ void CoolSettings::Apply(Session& session) const {
   }
   StartCooler(session, target, keep);
   if (wait) AwaitTarget(session, ParseSeconds(timeout, "--cool-timeout"));
+}
+
+void CoolSettings::Apply(Device& camera) const {
+  const auto demandCooler = [&camera] {
+    if (!camera.Can(ORQ_ABILITY_COOLER)) throw CliError(Status::Unsupported, "this camera has no cooler");
+  };
+  if (keep) demandCooler();
+  if (!target) {
+    if (keep && camera->cooler().on == 0)
+      Complain("the cooler is off, there is nothing to keep; give --cool, too");
+    return;
+  }
+  demandCooler();
+  StartCooler(camera, target, keep);
+  if (wait) AwaitTarget(camera, ParseSeconds(timeout, "--cool-timeout"));
 }
 
 }  // namespace orq::cli

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "camera/Device.h"
 #include "camera/Session.h"
 #include "options/CommandLine.h"
 
@@ -44,6 +45,8 @@ struct CoolSettings {
   void Check() const;
   /// Throws Failure.
   void Apply(Session& session) const;
+  /// Throws Error.
+  void Apply(Device& camera) const;
 };
 
 }  // namespace orq::cli

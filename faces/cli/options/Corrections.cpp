@@ -3,22 +3,20 @@
 #include <optional>
 #include <string>
 
-#include "image/dark/DarkImage.h"
-#include "session/files/StateDirectory.h"
 #include "session/text/Units.h"
 
 namespace orq::cli {
 
 namespace {
 
-void UseDark(FrameCorrections& corrections, const std::string& path) {
-  std::string trouble;
+void UseDark(Device& camera, const std::string& path) {
   try {
-    const QuietBelow quiet;
-    trouble = corrections.UseDark(path);
-  } catch (const Failure& failure) {
-    throw Failure(failure.Code(), std::string(failure.what()) + "; give another one with --dark, or --no-dark");
+    camera->useDark(path);
+  } catch (const Error& error) {
+    throw CliError(static_cast<Status>(error.status()),
+                   std::string(error.what()) + "; give another one with --dark, or --no-dark");
   }
+  const std::string trouble = camera->darkState().trouble;
   if (!trouble.empty()) Complain(trouble);
 }
 
@@ -34,33 +32,25 @@ void CorrectionOptions::AddTo(const Command& command) {
       .Excludes(hotPixelsOption);
 }
 
-DarkStore StoreOf(Session& session) {
-  return {StateDirectory(), session.Model(), session.Serial()};
-}
-
-FrameCorrections ApplyCorrections(Session& session, const CorrectionOptions& options, bool chosen) {
-  FrameCorrections corrections(session.Camera(), session.Serial());
+void ApplyCorrections(Device& camera, const CorrectionOptions& options, bool chosen) {
+  camera->noDark();
   if (options.dark) {
-    UseDark(corrections, *options.dark);
+    UseDark(camera, *options.dark);
   } else if (chosen && !options.noDark) {
-    if (const std::string path = StoreOf(session).Chosen(); !path.empty()) UseDark(corrections, path);
+    if (const std::string path = camera->darkChoice().chosen; !path.empty()) UseDark(camera, path);
   }
-  if (options.noHotPixels) RepairHotPixels(session.Camera(), false);
-  if (options.hotPixels) RepairHotPixels(session.Camera(), true);
-  return corrections;
+  if (options.noHotPixels) camera->repairHotPixels(false);
+  if (options.hotPixels) camera->repairHotPixels(true);
 }
 
-void TellShortExposures(const CModelCamera& camera) {
-  if (camera.AutoExp == 0) return;
-  Complain("automatic exposure is on: the dark is not subtracted from frames exposed for less than " +
-           ExposureText(kShortAutoExposureUs));
-}
-
-void TellDifferences(const CModelCamera& camera, const FrameCorrections& corrections) {
-  if (!corrections.HasDark()) return;
-  TellShortExposures(camera);
-  const std::string differences = corrections.Differences();
-  if (!differences.empty()) Complain("the dark was taken differently: " + differences);
+void TellDifferences(Device& camera) {
+  const orq_dark_state dark = camera->darkState();
+  if (dark.in_use == 0) return;
+  if (camera->isAutomatic(ORQ_CONTROL_EXPOSURE)) {
+    Complain("automatic exposure is on: the dark is not subtracted from frames exposed for less than " +
+             ExposureText(ORQ_SHORTEST_AUTOMATIC_DARK_US));
+  }
+  if (dark.differences[0] != '\0') Complain(std::string("the dark was taken differently: ") + dark.differences);
 }
 
 }  // namespace orq::cli

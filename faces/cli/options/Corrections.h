@@ -4,10 +4,8 @@
 #include <optional>
 #include <string>
 
-#include "camera/Session.h"
+#include "camera/Device.h"
 #include "options/CommandLine.h"
-#include "session/darks/DarkStore.h"
-#include "session/darks/FrameCorrections.h"
 
 namespace orq::cli {
 
@@ -20,16 +18,11 @@ struct CorrectionOptions {
   void AddTo(const Command& command);
 };
 
-/// Switches the corrections of one run on, until the session ends. `chosen`: the user's choice counts (not for
-/// `--no-settings`, nor for frames that are to be a dark or a bias). Throws Failure for a dark that cannot be used
+/// Switches the corrections of one run on, until the camera is closed. `chosen`: the user's choice counts (not for
+/// `--no-settings`, nor for frames that are to be a dark or a bias). Throws Error for a dark that cannot be used
 /// and for a missing table of hot pixels.
-FrameCorrections ApplyCorrections(Session& session, const CorrectionOptions& options, bool chosen);
-/// Says on standard error what does not fit; call it when everything is set.
-void TellDifferences(const CModelCamera& camera, const FrameCorrections& corrections);
-/// Says on standard error when automatic exposure leaves frames without the dark.
-void TellShortExposures(const CModelCamera& camera);
-
-/// The place of the camera's dark.
-DarkStore StoreOf(Session& session);
+void ApplyCorrections(Device& camera, const CorrectionOptions& options, bool chosen);
+/// Says on standard error what of the dark does not fit; call it when everything is set.
+void TellDifferences(Device& camera);
 
 }  // namespace orq::cli

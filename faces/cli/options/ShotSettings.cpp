@@ -2,15 +2,18 @@
 
 #include <algorithm>
 
-#include "camera/ControlAccess.h"
-#include "image/timemark/TimeMark.h"
-#include "session/frame/FrameFacts.h"
+#include "camera/ControlUse.h"
+#include "camera/Words.h"
 #include "session/text/Units.h"
 #include "support/Text.h"
 
 namespace orq::cli {
 
 namespace {
+
+// Of frames that have room for a time mark.
+constexpr int kMarkLeastWidth = 200;
+constexpr int kMarkLeastHeight = 23;
 
 struct FlipName {
   const char* name;
@@ -25,11 +28,12 @@ int ParseFlip(const std::string& text) {
   throw CliError(kExitUsage, "unknown flip '" + text + "'; there are none, h, v and both");
 }
 
-IMG_TYPE ParseFormat(const std::string& text) {
+// ORQ_FORMAT_...
+int ParseFormat(const std::string& text) {
   std::vector<std::string> names;
-  for (const IMG_TYPE format : kFormats) {
-    if (Lower(text) == FormatName(format)) return format;
-    names.emplace_back(FormatName(format));
+  for (std::size_t format = 0; format < kFormatNames.size(); ++format) {
+    if (Lower(text) == kFormatNames.at(format)) return static_cast<int>(format);
+    names.emplace_back(kFormatNames.at(format));
   }
   throw CliError(kExitUsage, "unknown format '" + text + "'; there are " + Join(names));
 }
@@ -44,75 +48,71 @@ std::string RegionText(const SensorRegion& region) {
   return Format("%d,%d,%d,%d", region.x, region.y, region.width, region.height);
 }
 
-SensorRegion Covered(const FrameRegion& region) {
-  return {region.startX, region.startY, region.width * region.bin, region.height * region.bin};
+SensorRegion Covered(const orq_region& region) {
+  return {region.start_x, region.start_y, region.width * region.bin, region.height * region.bin};
 }
 
-IMG_TYPE ChooseFormat(CModelCamera& camera, const std::string& text) {
+int ChooseFormat(const Device& camera, const std::string& text) {
   if (!text.empty()) return ParseFormat(text);
-  return camera.IsImgTypeSupported(ORQ_IMG_RAW16) ? ORQ_IMG_RAW16 : ORQ_IMG_RAW8;
+  return (camera.Info().formats >> ORQ_FORMAT_RAW16 & 1U) != 0 ? ORQ_FORMAT_RAW16 : ORQ_FORMAT_RAW8;
 }
 
-SensorRegion WantedRegion(const ModelData& model, const ShotSettings& settings) {
+SensorRegion WantedRegion(const orq_camera_info& info, const ShotSettings& settings) {
   if (!settings.region.empty()) {
     const std::vector<int> numbers = ParseIntegers(settings.region, 4, "--region");
     return {numbers[0], numbers[1], numbers[2], numbers[3]};
   }
   if (!settings.center.empty()) {
     const std::vector<int> size = ParseIntegers(settings.center, 2, "--center");
-    return {(model.maxWidth - size[0]) / 2, (model.maxHeight - size[1]) / 2, size[0], size[1]};
+    return {(info.sensor_width - size[0]) / 2, (info.sensor_height - size[1]) / 2, size[0], size[1]};
   }
-  return {0, 0, model.maxWidth, model.maxHeight};
+  return {0, 0, info.sensor_width, info.sensor_height};
 }
 
-void ApplyRegion(Session& session, const ShotSettings& settings) {
-  const ModelData& model = session.Model();
-  const SensorRegion wanted = WantedRegion(model, settings);
+void ApplyRegion(Device& camera, const ShotSettings& settings) {
+  const orq_camera_info& info = camera.Info();
+  const SensorRegion wanted = WantedRegion(info, settings);
   const bool inside = wanted.x >= 0 && wanted.y >= 0 && wanted.width > 0 && wanted.height > 0 &&
-                      wanted.x + wanted.width <= model.maxWidth && wanted.y + wanted.height <= model.maxHeight;
+                      wanted.x + wanted.width <= info.sensor_width &&
+                      wanted.y + wanted.height <= info.sensor_height;
   if (!inside) {
     const std::string asked =
         settings.region.empty() ? "--center " + settings.center : "--region " + settings.region;
     throw CliError(Status::Range, Format("%s does not lie on the sensor: stay within its %d x %d pixels",
-                                         asked.c_str(), model.maxWidth, model.maxHeight));
+                                         asked.c_str(), info.sensor_width, info.sensor_height));
   }
-  FrameRegion request;
-  request.startX = wanted.x;
-  request.startY = wanted.y;
+  auto request = sized<orq_region>();
+  request.start_x = wanted.x;
+  request.start_y = wanted.y;
   request.bin = settings.Bin();
   request.width = wanted.width / request.bin;
   request.height = wanted.height / request.bin;
-  request.format = ChooseFormat(session.Camera(), settings.format);
-  FrameRegion applied;
-  std::string reason;
-  if (!session.Camera().SetRegion(request, applied, reason)) {
-    if (session.Camera().DeviceLost()) session.Fail("cannot set the region");
-    throw CliError(Status::Range, reason);
-  }
+  request.format = ChooseFormat(camera, settings.format);
+  const orq_region applied =
+      camera.Do("cannot set the region", [&request](Camera& open) { return open.region(request); });
   const bool asked = !settings.region.empty() || !settings.center.empty();
   if (asked && Covered(applied) != wanted) {
-    const RegionRules& rules = model.region;
     const std::string nearest = RegionText(Covered(applied));
     const std::string text = Format(
         "region %s is not on the camera's grid (width in steps of %d, height of %d output pixels, start "
         "of %d and %d sensor pixels): ",
-        RegionText(wanted).c_str(), rules.widthStep, rules.heightStep, rules.startXStep, rules.startYStep);
-    if (session.Strict()) throw CliError(Status::Range, text + "the nearest is " + nearest);
+        RegionText(wanted).c_str(), info.width_step, info.height_step, info.start_x_step, info.start_y_step);
+    if (camera.Strict()) throw CliError(Status::Range, text + "the nearest is " + nearest);
     Complain(text + "using " + nearest);
   }
 }
 
-void ApplyTimeMark(Session& session, bool wanted) {
+void ApplyTimeMark(Device& camera, bool wanted) {
   if (!wanted) return;
-  const FrameRegion region = session.Camera().Region();
-  if (region.format == ORQ_IMG_RAW16) {
+  const orq_region region = camera->region();
+  if (region.format == ORQ_FORMAT_RAW16) {
     throw CliError(Status::Unsupported, "a time mark needs an 8-bit format: add -f raw8, y8 or rgb24");
   }
   if (region.width < kMarkLeastWidth || region.height < kMarkLeastHeight) {
     throw CliError(Status::Range, Format("a time mark needs frames of at least %d x %d pixels", kMarkLeastWidth,
                                          kMarkLeastHeight));
   }
-  session.Camera().SetTimeMark(true);
+  camera->timeMark(true);
 }
 
 }  // namespace
@@ -168,18 +168,18 @@ void ShotSettings::Check() const {
   triggers.Check();
 }
 
-void ShotSettings::Apply(Session& session) const {
-  if (hardwareBin || noHardwareBin) ApplyControl(session, ORQ_HARDWARE_BIN, hardwareBin ? "1" : "0");
-  if (!flip.empty()) ApplyControl(session, ORQ_FLIP, std::to_string(ParseFlip(flip)));
-  if (monoBin) ApplyControl(session, ORQ_MONO_BIN, "1");
+void ShotSettings::Apply(Device& camera) const {
+  if (hardwareBin || noHardwareBin) ApplyControl(camera, "HardwareBin", hardwareBin ? "1" : "0");
+  if (!flip.empty()) ApplyControl(camera, "Flip", std::to_string(ParseFlip(flip)));
+  if (monoBin) ApplyControl(camera, "MonoBin", "1");
   if (monoBin && Bin() == 1) Complain("--mono-bin has no effect at bin 1");
-  ApplyRegion(session, *this);
-  ApplyTimeMark(session, timeMark);
-  ApplyControl(session, ORQ_GAMMA, gamma);
-  if (!exposure.empty()) ApplyControl(session, ORQ_EXPOSURE, exposure);
-  ApplyControl(session, ORQ_GAIN, gain);
-  ApplyControl(session, ORQ_OFFSET, offset);
-  triggers.Apply(session);
+  ApplyRegion(camera, *this);
+  ApplyTimeMark(camera, timeMark);
+  ApplyControl(camera, "Gamma", gamma);
+  if (!exposure.empty()) ApplyControl(camera, "Exposure", exposure);
+  ApplyControl(camera, "Gain", gain);
+  ApplyControl(camera, "Offset", offset);
+  triggers.Apply(camera);
 }
 
 }  // namespace orq::cli

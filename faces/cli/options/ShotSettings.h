@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "camera/Session.h"
+#include "camera/Device.h"
 #include "options/CommandLine.h"
 #include "options/TriggerOptions.h"
 
@@ -32,7 +32,7 @@ struct ShotSettings {
   /// Throws CliError (usage) for what is wrong whatever the camera.
   void Check() const;
   /// Sets the camera; says on standard error what had to be changed. Throws CliError.
-  void Apply(Session& session) const;
+  void Apply(Device& camera) const;
 };
 
 }  // namespace orq::cli

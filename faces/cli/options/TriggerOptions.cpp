@@ -1,11 +1,8 @@
 #include "options/TriggerOptions.h"
 
-#include <algorithm>
 #include <iterator>
 #include <limits>
 
-#include "camera/CameraModeTable.h"
-#include "camera/TriggerSettings.h"
 #include "session/text/Units.h"
 #include "support/Text.h"
 
@@ -13,7 +10,7 @@ namespace orq::cli {
 
 namespace {
 
-constexpr ModeName kModes[kLastCameraMode + 1] = {
+constexpr ModeName kModes[] = {
     {"free", "frame after frame, without triggers"},
     {"software", "a frame for each software trigger"},
     {"rising", "a frame for each rising edge of the trigger input"},
@@ -31,7 +28,7 @@ std::int32_t ParsePulseTime(const std::string& text, const std::string& what) {
   return static_cast<std::int32_t>(us);
 }
 
-TriggerPulse ParsePulse(const std::string& text, const std::string& option) {
+orq_trigger_output ParsePulse(const std::string& text, const std::string& option) {
   const std::vector<std::string> parts = Split(text, ',');
   const bool levelGiven = parts.size() == 3;
   if (parts.size() != 2 && !levelGiven) {
@@ -41,15 +38,20 @@ TriggerPulse ParsePulse(const std::string& text, const std::string& option) {
   if (level != "high" && level != "low") {
     throw CliError(kExitUsage, option + ": unknown level '" + parts[2] + "'; there are high and low");
   }
-  const TriggerPulse pulse{level == "high", ParsePulseTime(parts[0], option + " delay"),
-                           ParsePulseTime(parts[1], option + " duration")};
-  if (pulse.lengthUs == 0) throw CliError(kExitUsage, option + ": a pulse lasts for 1us or more");
+  auto pulse = sized<orq_trigger_output>();
+  pulse.active_high = level == "high" ? 1 : 0;
+  pulse.delay_us = ParsePulseTime(parts[0], option + " delay");
+  pulse.length_us = ParsePulseTime(parts[1], option + " duration");
+  if (pulse.length_us == 0) throw CliError(kExitUsage, option + ": a pulse lasts for 1us or more");
   return pulse;
 }
 
-std::string NamesOf(const std::vector<CAM_MODE>& modes) {
+// Of a sum of bits.
+std::string NamesOf(std::uint32_t modes) {
   std::vector<std::string> names;
-  for (const CAM_MODE mode : modes) names.emplace_back(kModes[mode].name);
+  for (std::size_t mode = 0; mode < std::size(kModes); ++mode) {
+    if ((modes >> mode & 1U) != 0) names.emplace_back(kModes[mode].name);
+  }
   return Join(names);
 }
 
@@ -65,10 +67,8 @@ std::span<const ModeName> ModeNames() {
   return kModes;
 }
 
-std::vector<CAM_MODE> OfferedModes(CModelCamera& camera) {
-  _ORQ_SUPPORTED_MODE list;
-  camera.GetCameraSupportedMode(&list);
-  return {std::begin(list.modes), std::find(std::begin(list.modes), std::end(list.modes), -1)};
+bool IsSoftwareTriggered(int mode) {
+  return mode == ORQ_MODE_SOFTWARE || mode == ORQ_MODE_SOFTWARE_LEVEL;
 }
 
 void TriggerOptions::AddTo(const Command& command) {
@@ -80,10 +80,10 @@ void TriggerOptions::AddTo(const Command& command) {
   command.AddOption("--out-b", outputs[1], "The same for output B");
 }
 
-CAM_MODE TriggerOptions::Mode() const {
-  if (mode.empty()) return 0;
-  for (CAM_MODE number = 0; number <= kLastCameraMode; ++number) {
-    if (Lower(mode) == kModes[number].name || mode == std::to_string(number)) return number;
+int TriggerOptions::Mode() const {
+  if (mode.empty()) return ORQ_MODE_FREE;
+  for (std::size_t number = 0; number < std::size(kModes); ++number) {
+    if (Lower(mode) == kModes[number].name || mode == std::to_string(number)) return static_cast<int>(number);
   }
   throw CliError(kExitUsage, "unknown mode '" + mode + "'; there are 0 to 6, or by name " + AllNames());
 }
@@ -104,20 +104,18 @@ void TriggerOptions::Check() const {
   }
 }
 
-void TriggerOptions::Apply(Session& session) const {
-  CModelCamera& camera = session.Camera();
-  const std::vector<CAM_MODE> offered = OfferedModes(camera);
-  const CAM_MODE wanted = Mode();
-  if (std::find(offered.begin(), offered.end(), wanted) == offered.end() ||
-      camera.SetCameraMode(wanted) != MODE_OK) {
+void TriggerOptions::Apply(Device& camera) const {
+  const std::uint32_t offered = camera->triggerModes();
+  const int wanted = Mode();
+  if ((offered >> wanted & 1U) == 0) {
     throw CliError(Status::Unsupported, std::string("the camera does not offer mode ") + kModes[wanted].name +
                                             "; it offers " + NamesOf(offered));
   }
+  camera->triggerMode(wanted);
   for (std::size_t i = 0; i < std::size(outputs); ++i) {
     if (outputs[i].empty()) continue;
-    if (camera.supportTrigger == 0) throw CliError(Status::Unsupported, "the camera has no trigger outputs");
-    const TriggerPulse pulse = ParsePulse(outputs[i], kOutputNames[i]);
-    camera.SetTrigOutPinConf(static_cast<Trig_Output_Pin>(i), pulse.high, pulse.delayUs, pulse.lengthUs);
+    if (!camera.Can(ORQ_ABILITY_TRIGGER)) throw CliError(Status::Unsupported, "the camera has no trigger outputs");
+    camera->triggerOutput(static_cast<int>(i), ParsePulse(outputs[i], kOutputNames[i]));
   }
 }
 

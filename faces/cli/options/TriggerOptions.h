@@ -5,8 +5,7 @@
 #include <span>
 #include <string>
 
-#include "camera/CameraModeTypes.h"
-#include "camera/Session.h"
+#include "camera/Device.h"
 #include "options/CommandLine.h"
 
 namespace orq::cli {
@@ -17,8 +16,8 @@ struct ModeName {
 };
 /// By mode.
 std::span<const ModeName> ModeNames();
-/// The modes that the camera offers, in order.
-std::vector<CAM_MODE> OfferedModes(CModelCamera& camera);
+/// Whether it takes software triggers.
+bool IsSoftwareTriggered(int mode);
 
 /// The mode and the outputs hold while the command has the camera open.
 struct TriggerOptions {
@@ -26,14 +25,14 @@ struct TriggerOptions {
   std::string outputs[2];  ///< `DELAY,DURATION[,low]` of A and B; empty: off
 
   void AddTo(const Command& command);
-  /// Throws CliError (usage).
-  CAM_MODE Mode() const;
+  /// ORQ_MODE_... Throws CliError (usage).
+  int Mode() const;
   /// `timeout` with its unit; throws CliError (usage), also when the mode has no external trigger to wait for.
   std::chrono::milliseconds Patience(const std::string& timeout) const;
   /// Throws CliError (usage) for what is wrong whatever the camera.
   void Check() const;
   /// Throws CliError when the camera does not offer it.
-  void Apply(Session& session) const;
+  void Apply(Device& camera) const;
 };
 
 }  // namespace orq::cli

@@ -5,7 +5,6 @@
 
 #include "output/FrameReport.h"
 #include "output/Output.h"
-#include "session/frame/Clipping.h"
 #include "session/frame/FrameTime.h"
 #include "support/Text.h"
 
@@ -40,11 +39,10 @@ void GpsWatch::Look(std::int32_t state, std::uint64_t wrong, std::uint32_t seque
   Complain(lost ? "frames have the computer's time now, not GPS time: " + trouble : "frames have GPS time again");
 }
 
-void ClippingWatch::Look(Frame& frame) {
-  frame.warning = judges_ ? ClippingWarning(frame.bytes, frame.info) : std::string();
-  if (frame.warning.empty() || told_) return;
+void WarningWatch::Look(const orq_saved_files& saved, const orq_frame_info& info) {
+  if (saved.warning[0] == '\0' || told_) return;
   told_ = true;
-  Complain(Format("%s, which is %d (--offset)", frame.warning.c_str(), frame.info.offset));
+  Complain(Format("%s, which is %d (--offset)", saved.warning, info.offset));
 }
 
 }  // namespace orq::cli

@@ -5,7 +5,7 @@
 #include <orqcam/orqcam.hpp>
 #include <string>
 
-#include "camera/Frame.h"
+#include "models/camera/FrameTypes.h"
 
 namespace orq::cli {
 
@@ -26,15 +26,12 @@ class GpsWatch {
   std::uint64_t wrong_ = 0;  ///< predictions
 };
 
-/// Puts the warning of noise that is cut off into frames, and tells it once.
-class ClippingWatch {
+/// Tells the warnings that files bear once.
+class WarningWatch {
  public:
-  /// `judges`: the frames are darks or biases.
-  explicit ClippingWatch(bool judges) : judges_(judges) {}
-  void Look(Frame& frame);
+  void Look(const orq_saved_files& saved, const orq_frame_info& info);
 
  private:
-  bool judges_;
   bool told_ = false;
 };
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "controls/ElectronsPerAdu.h"
 #include "image/frame/FrameKernels.h"
 #include "image/frame/Gamma.h"
 
@@ -19,11 +18,11 @@ double BlackCounts(const ModelData& model, const PixelTreatment& treatment) {
 
 /// Of a pixel whose well is full. The sensor adds the charge of pixels that it bins.
 double FullCounts(const ModelData& model, const FrameSetup& setup, const PixelTreatment& treatment) {
-  const double perCount =
-      static_cast<double>(ElectronsPerAdu(model.baseElectronsPerAdu, model.name, treatment.gain));
-  if (model.fullWellElectrons <= 0.0 || perCount <= 0.0) return HUGE_VAL;
+  const double perCount = ElectronsPerAdc(model, treatment.readoutMode, treatment.gain);
+  const double fullWell = ReadoutModeOf(model, treatment.readoutMode).fullWellElectrons;
+  if (fullWell <= 0.0 || perCount <= 0.0) return HUGE_VAL;
   const int pixels = setup.stages.hardware * setup.stages.hardware;
-  return BlackCounts(model, treatment) + pixels * model.fullWellElectrons / perCount;
+  return BlackCounts(model, treatment) + pixels * fullWell / perCount;
 }
 
 /// What the camera sends for so many counts.

@@ -11,6 +11,7 @@ namespace orq {
 struct PixelTreatment {
   int gain = 0;
   int offset = 0;
+  int readoutMode = 0;     ///< of the sensor
   bool highSpeed = false;  ///< the fast readout stops at 10 bits
   /// What subtracting a dark took from every sample beyond what it gave back, in units of 8-bit samples.
   double darkExcess = 0.0;

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string_view>
 
 #include "controls/ControlTypes.h"
 #include "models/frametime/RowTimes.h"
@@ -87,6 +88,8 @@ struct FrameInfo {
   std::uint64_t exposureUs = 0;
   int gain = 0;
   int offset = 0;
+  int readoutMode = 0;             ///< of the sensor
+  std::string_view readoutName{};  ///< its name; empty for a sensor with one mode
   bool flipHorizontal = false;
   bool flipVertical = false;
   /// Start of the exposure of the first row that was read out by the computer's clock, µs since 1970 UTC: the

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "controls/ElectronsPerAdu.h"
 #include "link/WireProtocol.h"
 #include "models/camera/ModelWorker.h"
 #include "models/camera/Overdue.h"
@@ -17,21 +18,15 @@ constexpr int kUsb2Bandwidth = 50;  // the catalogue's default
 // Before the model's name: what was tried on a virtual camera is nothing that the real one was set to.
 constexpr const char* kVirtualSettings = "virtual ";
 
-RegisterBatch ExposureRegisters(std::uint64_t exposureUs) {
+RegisterBatch GainRegisters(const Sensor& sensor, int gain) {
   RegisterBatch batch;
-  batch.Fpga(wire::kFpgaExposure, exposureUs, 5);
+  sensor.AddGain(batch, gain);
   return batch;
 }
 
-RegisterBatch GainRegisters(int gain) {
+RegisterBatch BlackLevelRegisters(const Sensor& sensor, int offset) {
   RegisterBatch batch;
-  batch.Sensor(wire::kSensorGain, static_cast<std::uint64_t>(gain), 2);
-  return batch;
-}
-
-RegisterBatch BlackLevelRegisters(int offset) {
-  RegisterBatch batch;
-  batch.Sensor(wire::kSensorBlackLevel, static_cast<std::uint64_t>(offset), 2);
+  sensor.AddBlackLevel(batch, offset);
   return batch;
 }
 
@@ -57,11 +52,6 @@ RegisterBatch GeometryRegisters(const FrameSetup& setup) {
   batch.Fpga(wire::kFpgaWidth, format.width, 2);
   batch.Fpga(wire::kFpgaHeight, format.height, 2);
   return batch;
-}
-
-int LinesOf(std::uint64_t exposureUs, std::uint32_t lineTimeNs) {
-  const std::uint64_t lines = exposureUs * 1000 / std::max(lineTimeNs, 1U);
-  return static_cast<int>(std::min<std::uint64_t>(lines, 0x7FFFFFFF));
 }
 
 // Four frames of the whole sensor in the widest format: one in work, one that waits, two that somebody holds.
@@ -110,7 +100,6 @@ void CModelCamera::DescribeModel() {
   modelName = model_.name;
   settingsName = std::string(model_.isVirtual ? kVirtualSettings : "") + modelName;
   pixelSizeUm = model_.pixelSizeUm;
-  baseElectronsPerAdu = model_.baseElectronsPerAdu;
   iADCBits = model_.adcBits;
   binList = model_.bins;
   hasGuidePort = model_.guidePort;
@@ -148,13 +137,14 @@ void CModelCamera::DescribeModel() {
   std::ranges::copy(model_.binOffsets, pBinOffsets.get());
 
   exposureUs = static_cast<std::uint64_t>(range.exposureDefault);
-  expReg = LinesOf(exposureUs, LineTimeNs());
   gain = range.gainDefault;
   Brightness = range.offsetDefault;
   WB_Red = range.wbRedDefault;
   WB_Blue = range.wbBlueDefault;
   usb3Bandwidth = model_.usb3Bandwidth;
   bandwidthPerc = kUsb2Bandwidth;
+  baseElectronsPerAdu = model_.baseElectronsPerAdu;
+  RoundToSensor();
   StoreGeometry(FullRegion(model_), false);
 }
 
@@ -183,7 +173,7 @@ int CModelCamera::OpenCamera(int index) {
 void CModelCamera::AdoptFields() {
   const std::lock_guard lock(worker_->registers);
   LimitFields(*this);
-  expReg = LinesOf(exposureUs, LineTimeNs());
+  RoundToSensor();
   FrameRegion region = worker_->setup.region;
   const bool changed = iWidth != region.width || iHeight != region.height || iBin != region.bin;
   if (changed) region = FullRegion(model_);  // loading a dark reference asks for the whole sensor
@@ -196,6 +186,10 @@ void CModelCamera::AdoptFields() {
 
 void CModelCamera::CloseCamera() {
   if (cooler_) cooler_->Leave();
+  if (IsOpen() && !model_.sensor->Standby().empty()) {
+    StopCapture();
+    RunSteps(*this, model_.sensor->Standby());  // a sensor that refuses stays awake; it does no harm
+  }
   CCameraBase::CloseCamera();
   // Stopping a video keeps the settings; one whose stream died left nothing to stop.
   if (worker_->videoDied.exchange(false) && settingsUse == SettingsUse::LoadAndKeep) SaveSetting();
@@ -230,16 +224,53 @@ bool CModelCamera::ProgramAll() {
   } else if (const RegisterBatch mode = HighSpeedRegisters(HighSpeed != 0); !WriteHeld(*this, mode, mode)) {
     return false;
   }
-  expReg = LinesOf(exposureUs, LineTimeNs());
+  if (!RunSteps(*this, model_.sensor->PowerUp())) return false;
+  RoundToSensor();
   if (fpgaBin != 0) SetFPGABinType(monoBin != 0);
-  const RegisterBatch batches[] = {ExposureRegisters(exposureUs), GainRegisters(gain),
-                                   BlackLevelRegisters(Brightness), BandwidthRegisters(bandwidthPerc),
-                                   GeometryRegisters(worker_->setup)};
+  const Sensor& sensor = *model_.sensor;
+  const RegisterBatch batches[] = {ModeRegisters(worker_->readoutMode), ExposureRegisters(exposureUs),
+                                   GainRegisters(sensor, gain),         BlackLevelRegisters(sensor, Brightness),
+                                   BandwidthRegisters(bandwidthPerc),   GeometryRegisters(worker_->setup)};
   if (!ProgramTriggers()) return false;
-  const auto write = [&](const RegisterBatch& batch) { return WriteHeld(*this, batch, batch); };
-  if (!std::ranges::all_of(batches, write)) return false;
+  const auto write = [&](const RegisterBatch& batch) {
+    return batch.Writes().empty() || WriteTogether(batch, batch);
+  };
+  if (!std::ranges::all_of(batches, write) || !RunSteps(*this, sensor.Wake())) return false;
   MoveGpsLines();
   return true;
+}
+
+// What is set from here on is what the sensor does. With `registers` held, or before any thread runs.
+void CModelCamera::RoundToSensor() {
+  const Sensor& sensor = *model_.sensor;
+  exposureUs = sensor.NearestExposure(exposureUs, LineTimeNs());
+  expReg = sensor.ExposureLines(exposureUs, LineTimeNs());
+  gain = sensor.NearestGain(gain);
+  DescribeGain();
+}
+
+// The property record divides this by what a gain in tenths of a decibel ought to be.
+void CModelCamera::DescribeGain() {
+  if (model_.sensor->Modes().empty()) return;
+  const double perAdc = ElectronsPerAdc(model_, worker_->readoutMode, gain);
+  baseElectronsPerAdu = static_cast<float>(perAdc * GainFactor(model_.name, gain));
+}
+
+RegisterBatch CModelCamera::ExposureRegisters(std::uint64_t us) const {
+  RegisterBatch batch;
+  model_.sensor->AddExposure(batch, us, LineTimeNs());
+  return batch;
+}
+
+// Empty for a sensor with one mode.
+RegisterBatch CModelCamera::ModeRegisters(int mode) const {
+  RegisterBatch batch;
+  model_.sensor->AddMode(batch, mode);
+  return batch;
+}
+
+bool CModelCamera::WriteTogether(const RegisterBatch& batch, const RegisterBatch& previous) {
+  return WriteHeld(*this, batch, previous, *model_.sensor);
 }
 
 int CModelCamera::ReservedModelOp1() {
@@ -253,19 +284,24 @@ int CModelCamera::ReservedModelOp3() {
 }
 
 bool CModelCamera::SetGain(int newGain, bool autoGain) {
-  const int clamped = std::clamp(newGain, limits.gainMin, limits.gainMax);
+  const Sensor& sensor = *model_.sensor;
+  const int nearest = sensor.NearestGain(std::clamp(newGain, limits.gainMin, limits.gainMax));
   const std::lock_guard lock(worker_->registers);
-  if (IsOpen() && !WriteHeld(*this, GainRegisters(clamped), GainRegisters(gain))) return false;
-  if (gain != clamped) CloseAutoGate();
-  gain = clamped;
+  if (IsOpen() && !WriteTogether(GainRegisters(sensor, nearest), GainRegisters(sensor, gain))) return false;
+  if (gain != nearest) CloseAutoGate();
+  gain = nearest;
+  DescribeGain();
   AutoGain = autoGain;
   return true;
 }
 
 bool CModelCamera::SetBrightness(int offset) {
   const int clamped = std::clamp(offset, limits.offsetMin, limits.offsetMax);
+  const Sensor& sensor = *model_.sensor;
   const std::lock_guard lock(worker_->registers);
-  if (IsOpen() && !WriteHeld(*this, BlackLevelRegisters(clamped), BlackLevelRegisters(Brightness))) return false;
+  if (IsOpen() && !WriteTogether(BlackLevelRegisters(sensor, clamped), BlackLevelRegisters(sensor, Brightness))) {
+    return false;
+  }
   Brightness = clamped;
   return true;
 }
@@ -284,10 +320,11 @@ bool CModelCamera::SetExp(unsigned long long newExposureUs, bool autoExp) {
       std::clamp<std::uint64_t>(newExposureUs, static_cast<std::uint64_t>(limits.exposureMin),
                                 static_cast<std::uint64_t>(limits.exposureMax));
   const std::lock_guard lock(worker_->registers);
-  if (IsOpen() && !WriteHeld(*this, ExposureRegisters(clamped), ExposureRegisters(exposureUs))) return false;
-  if (exposureUs != clamped) CloseAutoGate();
-  exposureUs = clamped;
-  expReg = LinesOf(clamped, LineTimeNs());
+  const std::uint64_t nearest = model_.sensor->NearestExposure(clamped, LineTimeNs());
+  if (IsOpen() && !WriteTogether(ExposureRegisters(nearest), ExposureRegisters(exposureUs))) return false;
+  if (exposureUs != nearest) CloseAutoGate();
+  exposureUs = nearest;
+  expReg = model_.sensor->ExposureLines(nearest, LineTimeNs());
   AutoExp = autoExp;
   return true;
 }
@@ -319,11 +356,43 @@ bool CModelCamera::SetHighSpeedMode(bool on) {
     const std::lock_guard lock(worker_->registers);
     if (IsOpen() && !WriteHeld(*this, HighSpeedRegisters(on), HighSpeedRegisters(HighSpeed != 0))) return false;
     HighSpeed = on;
-    expReg = LinesOf(exposureUs, LineTimeNs());
+    RoundToSensor();
     return true;
   };
   std::string reason;
   return ChangeFrames(change, reason);
+}
+
+bool CModelCamera::SetReadoutMode(int mode) {
+  if (mode < 0 || static_cast<std::size_t>(mode) >= model_.sensor->Modes().size()) return false;
+  const auto change = [&] {
+    const std::lock_guard lock(worker_->registers);
+    const int before = worker_->readoutMode;
+    if (IsOpen() && !ProgramMode(mode)) {
+      ProgramMode(before);
+      return false;
+    }
+    worker_->readoutMode = mode;
+    RoundToSensor();
+    CloseAutoGate();
+    return true;
+  };
+  std::string reason;
+  return ChangeFrames(change, reason);
+}
+
+int CModelCamera::GetReadoutMode() const {
+  return worker_->readoutMode;
+}
+
+// Its exposure in lines of that mode. The sensor takes a mode up when it wakes.
+bool CModelCamera::ProgramMode(int mode) {
+  const Sensor& sensor = *model_.sensor;
+  RegisterBatch batch;
+  sensor.AddMode(batch, mode);
+  const std::uint32_t lineNs = ReadoutModeOf(model_, mode).lineTimeNs;
+  sensor.AddExposure(batch, sensor.NearestExposure(exposureUs, lineNs), lineNs);
+  return RunSteps(*this, sensor.Standby()) && WriteTogether(batch, batch) && RunSteps(*this, sensor.Wake());
 }
 
 bool CModelCamera::IsHardBinRun() {
@@ -409,7 +478,8 @@ bool CModelCamera::ChangeFrames(const std::function<bool()>& change, std::string
 }
 
 std::uint32_t CModelCamera::LineTimeNs() const {
-  return HighSpeed != 0 ? model_.lineTimeNs / 2 : model_.lineTimeNs;
+  const std::uint32_t lineNs = ReadoutModeOf(model_, worker_->readoutMode).lineTimeNs;
+  return HighSpeed != 0 ? lineNs / 2 : lineNs;
 }
 
 // Called with `registers` held, or before any thread runs.

@@ -16,6 +16,10 @@
 
 namespace orq {
 
+/// The control of the readout mode, of models whose sensor has several: one more than the catalogue knows.
+inline constexpr auto ORQ_READOUT_MODE = static_cast<ORQ_CONTROL_TYPE>(kControlTypes);
+inline constexpr const char* kReadoutModeName = "ReadoutMode";
+
 struct FrameSetup;
 
 /// One camera of any of the models.
@@ -41,7 +45,7 @@ class CModelCamera : public CCameraBase {
   int ReservedModelOp1() override;
   int ReservedModelOp2() override;
   int ReservedModelOp3() override;
-  /// `gain` is clamped to the model's limits.
+  /// `gain` is clamped to the model's limits, and becomes what the sensor can do next to it.
   bool SetGain(int gain, bool autoGain) override;
   /// `offset` is clamped to the model's limits.
   bool SetBrightness(int offset) override;
@@ -51,11 +55,16 @@ class CModelCamera : public CCameraBase {
   /// Fast readout: half the time per line, 10-bit samples. Refused by models without it. Caller-serialised like
   /// SetHardwareBin.
   bool SetHighSpeedMode(bool on) override;
+  /// Of sensors with several readout modes (`Model().sensor->Modes()`): by number from 0. False when there is no
+  /// such mode or the camera refused. Caller-serialised like SetHardwareBin.
+  bool SetReadoutMode(int mode);
+  int GetReadoutMode() const;
   /// Percent of the full readout rate, clamped to the model's limits. `autoFPS` is stored.
   bool SetFPSPerc(int percent, bool autoFPS) override;
   /// White balance (1 to 99, 50 neutral), applied on the host from the next frame on. False on monochrome cameras.
   bool SetWB(int red, int blue, bool autoWB) override;
-  /// `exposureUs` is clamped to the model's limits. `expReg` becomes the exposure in sensor lines.
+  /// `exposureUs` is clamped to the model's limits, and becomes what the sensor can do next to it. `expReg`
+  /// becomes the exposure in sensor lines.
   bool SetExp(unsigned long long exposureUs, bool autoExp) override;
   /// `GetFrame` without the frame's facts.
   int GetImageData(unsigned char* buffer, int size, int waitMs) override;
@@ -68,10 +77,14 @@ class CModelCamera : public CCameraBase {
   int GetRollingInterval(int& interval) override;
   /// Of models with GPS: from the latch of a line to the start of its exposure.
   int GetSHR0Time(float& time) override;
-  /// Serves the controls of cooled models as well: target, cooler, heater, fan. Calls from several threads lose
-  /// none of each other's values; while one changes the frames of a running capture, the others wait.
+  /// Serves the controls of cooled models as well (target, cooler, heater, fan) and the readout mode. Calls from
+  /// several threads lose none of each other's values; while one changes the frames of a running capture, the
+  /// others wait.
   int SetControlValue(ORQ_CONTROL_TYPE id, long value, bool autoOn) override;
   int GetControlValue(ORQ_CONTROL_TYPE id, long* value, ORQ_BOOL* autoOn) override;
+
+  /// Describes the control of the readout mode; false for models without it. Any-thread.
+  bool DescribeReadoutMode(_ORQ_CONTROL_CAPS& caps) const;
 
   const ModelData& Model() const { return model_; }
 
@@ -173,6 +186,12 @@ class CModelCamera : public CCameraBase {
   bool ChangeGeometry(const FrameRegion& region, bool hardwareBin, std::string& reason);
   bool ChangeFrames(const std::function<bool()>& change, std::string& reason);
   std::uint32_t LineTimeNs() const;
+  void RoundToSensor();
+  void DescribeGain();
+  RegisterBatch ExposureRegisters(std::uint64_t us) const;
+  RegisterBatch ModeRegisters(int mode) const;
+  bool WriteTogether(const RegisterBatch& batch, const RegisterBatch& previous);
+  bool ProgramMode(int mode);
   void StoreGeometry(const FrameRegion& region, bool hardwareBin);
   bool IsOpen() const { return bOpened != 0; }
 
@@ -203,7 +222,7 @@ class CModelCamera : public CCameraBase {
   void CloseAutoGate();
   std::optional<int> SetClimate(ORQ_CONTROL_TYPE id, long value);
 
-  const ModelData model_;  // before what is made by it
+  const ModelData model_;
   std::unique_ptr<Worker> worker_;
   std::unique_ptr<Cooler> cooler_;  ///< of cooled models, else null
 };

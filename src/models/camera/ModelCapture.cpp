@@ -4,7 +4,6 @@
 #include <new>
 #include <utility>
 
-#include "controls/ElectronsPerAdu.h"
 #include "image/dark/DarkImage.h"
 #include "image/timemark/TimeMark.h"
 #include "link/WireProtocol.h"
@@ -253,12 +252,15 @@ bool CModelCamera::PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info) {
   info.sequence = header->sequence;
   info.settingsTag = header->settingsTag;
   info.exposureUs = header->exposureUs;
-  info.gain = header->gain;
-  info.offset = header->blackLevel;
+  info.gain = model_.sensor->GainOf(header->gain);
+  info.offset = model_.sensor->BlackLevelOf(header->blackLevel);
+  info.readoutMode = header->readoutMode;
+  const ReadoutMode mode = ReadoutModeOf(model_, info.readoutMode);
+  info.readoutName = mode.name;
   info.flipHorizontal = FlipRow != 0;
   info.flipVertical = FlipColumn != 0;
   info.startUnixUs = UnixUs(frame.beginNs) - static_cast<std::int64_t>(header->exposureUs);
-  info.uncertaintyUs = ArrivalUncertaintyUs(worker.setup, {model_.lineTimeNs, bandwidthPerc, usb3Host != 0},
+  info.uncertaintyUs = ArrivalUncertaintyUs(worker.setup, {mode.lineTimeNs, bandwidthPerc, usb3Host != 0},
                                             frame.endNs - frame.beginNs);
   const bool mono = MixesColours(worker.setup);
   info.bayerPattern = DeliveredPattern(worker.setup, info.flipHorizontal, info.flipVertical, mono);
@@ -275,6 +277,7 @@ bool CModelCamera::PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info) {
   info.highSpeed = HighSpeed != 0;
   PixelTreatment treatment{.gain = info.gain,
                            .offset = info.offset,
+                           .readoutMode = info.readoutMode,
                            .highSpeed = info.highSpeed,
                            .mixed = mono,
                            .red = red,
@@ -283,8 +286,7 @@ bool CModelCamera::PrepareFrame(const CirBuf::Frame& frame, FrameInfo& info) {
   info.levels = LevelsOf(model_, worker.setup, treatment);
   if (!curved) {  // along a curve no unit is worth the same as another
     info.electronsPerAdu =
-        ElectronsPerUnit(model_, worker.setup,
-                         static_cast<double>(ElectronsPerAdu(model_.baseElectronsPerAdu, model_.name, info.gain)));
+        ElectronsPerUnit(model_, worker.setup, ElectronsPerAdc(model_, info.readoutMode, info.gain));
   }
   const bool copyForAuto = AutoCopyDue(info, red, blue);
   // The mark goes by the height that the camera's fields ask for, which need not be that of this frame.

@@ -1,6 +1,7 @@
 // What the models add to the peripherals: the thermometer inside the sensor, line timing, the controls of cooling.
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 
 #include "controls/ControlResult.h"
 #include "link/WireProtocol.h"
@@ -56,6 +57,9 @@ int CModelCamera::SetControlValue(ORQ_CONTROL_TYPE id, long value, bool autoOn) 
   }
   if (const std::optional<int> result = SetClimate(id, value)) return *result;
   const std::lock_guard lock(worker_->controls);
+  if (_ORQ_CONTROL_CAPS caps; id == ORQ_READOUT_MODE && DescribeReadoutMode(caps)) {
+    return SetResult(SetReadoutMode(static_cast<int>(std::clamp<long>(value, caps.minValue, caps.maxValue))));
+  }
   const int result = CCameraBase::SetControlValue(id, value, autoOn);
   const bool chosen = result == CTRL_OK && (id == ORQ_GPS_START_LINE || id == ORQ_GPS_END_LINE) && model_.gps;
   return chosen && !FollowGpsLines(false) ? CTRL_SET_FAILED : result;
@@ -83,7 +87,28 @@ std::optional<int> CModelCamera::SetClimate(ORQ_CONTROL_TYPE id, long value) {
   }
 }
 
+bool CModelCamera::DescribeReadoutMode(_ORQ_CONTROL_CAPS& caps) const {
+  const std::span<const ReadoutMode> modes = model_.sensor->Modes();
+  if (modes.empty()) return false;
+  std::string names = "Readout mode:";
+  for (std::size_t i = 0; i < modes.size(); ++i) {
+    names.append(i == 0 ? "" : " ").append(std::to_string(i)).append("->").append(modes[i].name);
+  }
+  caps = {};
+  std::snprintf(caps.name, sizeof caps.name, "%s", kReadoutModeName);
+  std::snprintf(caps.description, sizeof caps.description, "%s", names.c_str());
+  caps.maxValue = static_cast<std::int32_t>(modes.size()) - 1;
+  caps.isWritable = 1;
+  caps.controlType = ORQ_READOUT_MODE;
+  return true;
+}
+
 int CModelCamera::GetControlValue(ORQ_CONTROL_TYPE id, long* value, ORQ_BOOL* autoOn) {
+  if (id == ORQ_READOUT_MODE && !model_.sensor->Modes().empty()) {
+    if (value != nullptr) *value = worker_->readoutMode;
+    if (autoOn != nullptr) *autoOn = 0;
+    return CTRL_OK;
+  }
   if (!cooler_) return CCameraBase::GetControlValue(id, value, autoOn);
   long read = 0;
   switch (id) {

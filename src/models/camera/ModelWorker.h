@@ -30,6 +30,8 @@ struct CModelCamera::Worker {
   mutable std::mutex registers;
   FrameSetup setup;  ///< of the frames that the stream brings; changes only while no worker runs
 
+  Relaxed<int> readoutMode{0};  ///< of the sensor; written with `registers` held while no worker runs
+
   FrameMailbox mailbox;
   // Guarded by the mailbox.
   bool ended = true;        ///< the worker that ran last has ended

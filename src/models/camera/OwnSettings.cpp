@@ -14,9 +14,11 @@ struct OwnSetting {
   ORQ_CONTROL_TYPE control;
   const char* key;
 };
-constexpr OwnSetting kOwnSettings[] = {{ORQ_GAMMA, "Gamma"}, {ORQ_MONO_BIN, "MonoBin"}};
+constexpr OwnSetting kOwnSettings[] = {
+    {ORQ_GAMMA, "Gamma"}, {ORQ_MONO_BIN, "MonoBin"}, {ORQ_READOUT_MODE, kReadoutModeName}};
 
 bool Has(const CModelCamera& camera, const OwnSetting& setting) {
+  if (setting.control == ORQ_READOUT_MODE) return !camera.Model().sensor->Modes().empty();
   return setting.control != ORQ_MONO_BIN || camera.bIsColor != 0;
 }
 

@@ -1,9 +1,12 @@
 #include "models/camera/RegisterBatch.h"
 
 #include <algorithm>
+#include <chrono>
+#include <thread>
 
 #include "link/CameraFX3.h"
 #include "link/WireProtocol.h"
+#include "models/sensors/PlainSensor.h"
 #include "support/LittleEndian.h"
 
 namespace orq {
@@ -35,12 +38,31 @@ void RegisterBatch::Add(bool sensor, std::uint16_t reg, std::uint64_t value, int
   }
 }
 
+bool RunSteps(CCameraFX3& link, std::span<const SensorStep> steps) {
+  return std::ranges::all_of(steps, [&](const SensorStep& step) {
+    if (!link.WriteSONYREG(step.reg, step.value)) return false;
+    if (step.waitUs != 0) std::this_thread::sleep_for(std::chrono::microseconds(step.waitUs));
+    return true;
+  });
+}
+
 bool WriteHeld(CCameraFX3& link, const RegisterBatch& batch, const RegisterBatch& previous) {
+  return WriteHeld(link, batch, previous, kPlainSensor);
+}
+
+bool WriteHeld(CCameraFX3& link, const RegisterBatch& batch, const RegisterBatch& previous, const Sensor& sensor) {
   const auto hold = link.LockUpdateHold();
   if (!link.WriteFPGAREG(wire::kFpgaUpdateHold, 1)) return false;
-  if (WriteAll(link, batch) && WriteNextTag(link) && link.WriteFPGAREG(wire::kFpgaUpdateHold, 0)) return true;
+  const bool ofSensor = std::ranges::any_of(batch.Writes(), &RegisterWrite::sensor);
+  const auto begin = ofSensor ? sensor.BeginTogether() : std::span<const SensorStep>();
+  const auto end = ofSensor ? sensor.EndTogether() : std::span<const SensorStep>();
+  if (RunSteps(link, begin) && WriteAll(link, batch) && RunSteps(link, end) && WriteNextTag(link) &&
+      link.WriteFPGAREG(wire::kFpgaUpdateHold, 0)) {
+    return true;
+  }
   // Each on its own: one refused register must not keep the others from going back.
   for (const RegisterWrite& write : previous.Writes()) Write(link, write);
+  RunSteps(link, end);
   WriteNextTag(link);
   link.WriteFPGAREG(wire::kFpgaUpdateHold, 0);
   return false;

@@ -28,10 +28,17 @@ class RegisterBatch {
   std::vector<RegisterWrite> writes_;
 };
 
+class Sensor;
+struct SensorStep;
+
 /// Writes `batch` and a new settings tag inside the FPGA's update hold, so that a frame sees all of it or nothing,
 /// and its header says which. When a write is refused, `previous` (what the registers held) is written again
 /// before the hold ends, under one more tag (sensor registers know no hold), and the result is false.
 bool WriteHeld(CCameraFX3& link, const RegisterBatch& batch, const RegisterBatch& previous);
+/// The same for registers of a sensor that has a way of its own to take them up together.
+bool WriteHeld(CCameraFX3& link, const RegisterBatch& batch, const RegisterBatch& previous, const Sensor& sensor);
+/// A power sequence of a sensor, with its waits; ends at the first refused write, and is false then.
+bool RunSteps(CCameraFX3& link, std::span<const SensorStep> steps);
 /// A new settings tag alone: frames exposed before bear another one. False when it was refused.
 bool WriteTag(CCameraFX3& link);
 /// The tag that the camera has; false when it cannot be read.

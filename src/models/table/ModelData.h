@@ -9,6 +9,7 @@
 #include "controls/ControlTypes.h"
 #include "image/ImageState.h"
 #include "models/cooling/CoolerRegulator.h"
+#include "models/sensors/PlainSensor.h"
 
 namespace orq {
 
@@ -44,10 +45,12 @@ struct ModelData {
   std::uint16_t productId = 0;
   int maxWidth = 0, maxHeight = 0;
   double pixelSizeUm = 0.0;
+  const Sensor* sensor = &kPlainSensor;  ///< its power sequence, and which registers a setting becomes
   int adcBits = 12;
   bool colour = false;
   int bayerPattern = 0;
-  bool msbFirst = false;             ///< 16-bit samples arrive most significant byte first
+  bool msbFirst = false;  ///< 16-bit samples arrive most significant byte first
+  // The next three are of a sensor's first readout mode.
   std::uint32_t lineTimeNs = 10000;  ///< time to read one sensor row at full bandwidth
   float baseElectronsPerAdu = 1.0F;  ///< electrons per ADC unit at gain factor 1; 0: unknown
   double fullWellElectrons = 0.0;    ///< that a pixel holds; 0: unknown
@@ -79,6 +82,11 @@ struct ModelData {
   double timeScale = 1.0;
   bool isVirtual = false;  ///< no camera of this name is there: what is kept of it is kept apart
 };
+
+/// A readout mode of the model's sensor; numbers that it does not have count as the first.
+ReadoutMode ReadoutModeOf(const ModelData& model, int mode);
+/// What one ADC unit is worth in a readout mode at a gain setting, electrons; 0: unknown.
+double ElectronsPerAdc(const ModelData& model, int mode, int gain);
 
 /// All models; the order is that of listings.
 std::span<const ModelData> AllModels();

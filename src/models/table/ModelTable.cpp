@@ -4,6 +4,8 @@
 #include "image/frame/FrameKernels.h"
 #include "link/ProductIds.h"
 #include "link/WireProtocol.h"
+#include "models/sensors/D6Sensor.h"
+#include "models/sensors/L3Sensor.h"
 #include "models/table/ModelData.h"
 
 namespace orq {
@@ -62,6 +64,7 @@ constexpr ModelData K1M() {
   model.baseElectronsPerAdu = 3.6F;
   model.fullWellElectrons = 14'700;
   model.limits.gainMax = 100;
+  model.sensor = &kSteppedSensor;
   model.limits.offsetDefault = 70;
   model.thermometer = Thermometer::Adc081;
   return model;
@@ -216,6 +219,56 @@ constexpr ModelData B29M() {
   return model;
 }
 
+constexpr ModelData L3M() {
+  ModelData model;
+  model.key = "l3m";
+  model.name = "Tavix ORQ-L3M";
+  model.summary = "0.5 megapixel monochrome camera, 12 bit, for guiding";
+  model.productId = 0x3101;
+  model.sensor = &kL3Sensor;
+  model.maxWidth = 800;
+  model.maxHeight = 600;
+  model.pixelSizeUm = 4.0;
+  model.adcBits = 12;
+  model.lineTimeNs = 12'500;
+  model.baseElectronsPerAdu = 2.4F;
+  model.fullWellElectrons = 9'800;
+  model.countsPerOffset = 1;
+  model.limits = CommonLimits();
+  model.limits.exposureMin = 38;  // three lines
+  model.limits.gainMax = L3Sensor::kHighestCode * L3Sensor::kTenthsPerCode;
+  model.limits.offsetMax = 240;
+  model.limits.offsetDefault = 90;
+  model.guidePort = true;
+  model.thermometer = Thermometer::Tmp100;
+  return model;
+}
+
+// What a readout mode has of its own are the numbers of the first.
+constexpr ModelData D6M() {
+  ModelData model;
+  model.key = "d6m";
+  model.name = "Tavix ORQ-D6M";
+  model.summary = "0.6 megapixel monochrome camera, 14 bit, two readout modes, for deep sky";
+  model.productId = 0x6201;
+  model.sensor = &kD6Sensor;
+  model.maxWidth = 960;
+  model.maxHeight = 640;
+  model.pixelSizeUm = 4.6;
+  model.adcBits = 14;
+  model.lineTimeNs = 10'000;
+  model.baseElectronsPerAdu = 3.8F;
+  model.fullWellElectrons = 60'000;
+  model.countsPerOffset = 4;
+  model.limits = CommonLimits();
+  model.limits.exposureMin = 40;  // whole lines of both modes
+  model.limits.gainMax = 360;
+  model.limits.offsetMax = 240;
+  model.limits.offsetDefault = 80;
+  model.thermometer = Thermometer::Tmp100;
+  return model;
+}
+
 // Geometry, depth and colour come from the recording. Recorded pixels answer to no gain or offset, so there are
 // none, and what an ADC unit was worth is not known.
 constexpr ModelData Replay() {
@@ -231,9 +284,19 @@ constexpr ModelData Replay() {
   return model;
 }
 
-constexpr std::array kModels{K1C(), K1M(), K2M(), X26M(), T46C(), H53M(), B29M(), Replay()};
+constexpr std::array kModels{K1C(), K1M(), K2M(), X26M(), T46C(), H53M(), B29M(), L3M(), D6M(), Replay()};
 
 }  // namespace
+
+ReadoutMode ReadoutModeOf(const ModelData& model, int mode) {
+  const std::span<const ReadoutMode> modes = model.sensor->Modes();
+  if (modes.empty()) return {{}, model.lineTimeNs, model.baseElectronsPerAdu, model.fullWellElectrons};
+  return modes[mode >= 0 && static_cast<std::size_t>(mode) < modes.size() ? static_cast<std::size_t>(mode) : 0];
+}
+
+double ElectronsPerAdc(const ModelData& model, int mode, int gain) {
+  return static_cast<double>(model.sensor->ElectronsPerAdu(ReadoutModeOf(model, mode).baseElectronsPerAdu, gain));
+}
 
 std::span<const ModelData> AllModels() {
   return kModels;

@@ -48,6 +48,7 @@ struct ExposureProgress {
   bool running = false;  ///< an exposure or its readout is under way
   std::chrono::microseconds elapsed{0};
   std::chrono::microseconds exposure{0};
+  std::chrono::microseconds limit{0};  ///< in which a frame comes that is exposed as the controls say
 };
 
 /// One camera from its opening to its closing; frames and readers outlive both. Any-thread throughout: what must
@@ -91,6 +92,8 @@ class Camera {
   /// device's part may take longer than the call. Nothing when nothing runs.
   void Abort();
   bool IsCapturing();
+  /// Of the stream that runs or ran last; also of a camera that is lost or closed.
+  StreamCounters Counters();
 
   /// A frame of `reader`, or of the default one when that is null. Waits up to `waitMs`; negative: for ever.
   FramePtr AwaitFrame(FrameReader* reader, int waitMs);

@@ -67,6 +67,7 @@ ExposureProgress Camera::Progress() {
   ExposureProgress progress;
   progress.running = use->IsCapturing();
   progress.exposure = microseconds(use->exposureUs);
+  progress.limit = std::chrono::ceil<microseconds>(use->FrameTimeLimit());
   if (!turn.owns_lock() || capture_ == Capture::None) return progress;
   if (capture_ == Capture::Exposure) progress.exposure = exposure_;
   const auto elapsed = std::chrono::duration_cast<microseconds>(Clock::now() - exposureBegan_);
@@ -76,6 +77,11 @@ ExposureProgress Camera::Progress() {
 
 bool Camera::IsCapturing() {
   return Use(*this)->IsCapturing();
+}
+
+StreamCounters Camera::Counters() {
+  const std::shared_lock life(life_);
+  return Device().Counters();
 }
 
 void Camera::StopVideo() {

@@ -15,7 +15,7 @@ namespace {
 
 // Of these a change restarts a running capture.
 bool ChangesFrames(ORQ_CONTROL_TYPE id) {
-  constexpr std::array kThose = {ORQ_HARDWARE_BIN, ORQ_HIGH_SPEED_MODE, ORQ_MONO_BIN};
+  constexpr std::array kThose = {ORQ_HARDWARE_BIN, ORQ_HIGH_SPEED_MODE, ORQ_MONO_BIN, ORQ_READOUT_MODE};
   return std::ranges::find(kThose, id) != kThose.end();
 }
 
@@ -46,7 +46,7 @@ Control ControlOf(Camera& camera, std::string_view name) {
 }
 
 Control ControlOf(Camera& camera, std::int32_t id) {
-  if (id < 0 || id >= kControlTypes) {
+  if (id < 0 || id > ORQ_READOUT_MODE) {
     throw Failure(Status::Invalid, "there is no control with the number " + std::to_string(id));
   }
   return FindControl(*Camera::Use(camera), static_cast<ORQ_CONTROL_TYPE>(id));

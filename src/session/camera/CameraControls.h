@@ -12,6 +12,7 @@
 #include "session/DarkSession.h"
 #include "session/camera/Camera.h"
 #include "session/controls/ControlValues.h"
+#include "session/darks/DarkStore.h"
 #include "session/gps/GpsLines.h"
 #include "session/guide/GuideLine.h"
 
@@ -74,8 +75,16 @@ void FollowLines(Camera& camera, bool follow);
 /// capture is interrupted for it.
 DarkFacts TakeDark(Camera& camera, const std::string& path, int frames, bool overwrite,
                    const std::function<void(const DarkProgress&)>& tell);
-/// Subtracts the dark in the file `path` from frames to come; empty: none.
-void UseDark(Camera& camera, const std::string& path);
+/// Subtracts the dark in the file `path` from frames to come; nothing: none.
+void UseDark(Camera& camera, const std::optional<std::string>& path);
+struct DarkState {
+  bool inUse = false;
+  std::string trouble;      ///< why its description does not count; empty: it does, or there is none
+  std::string differences;  ///< how the camera is set differently; empty: it is not, or that is not known
+};
+DarkState DarkInUse(Camera& camera);
+/// The place of the camera's own dark, and of the user's choice.
+DarkStore DarkStoreOf(Camera& camera);
 /// Repairs the hot pixels that the table in the camera's flash lists, or none.
 void RepairHotPixels(Camera& camera, bool on);
 

@@ -2,6 +2,7 @@
 #include "session/camera/CameraControls.h"
 #include "session/darks/DarkFile.h"
 #include "session/darks/FrameCorrections.h"
+#include "session/files/StateDirectory.h"
 
 namespace orq::session {
 namespace {
@@ -47,15 +48,35 @@ DarkFacts TakeDark(Camera& camera, const std::string& path, int frames, bool ove
   return description.facts;
 }
 
-void UseDark(Camera& camera, const std::string& path) {
+void UseDark(Camera& camera, const std::optional<std::string>& path) {
   const Camera::Turn turn(camera);
-  CorrectionFacts dark;
+  FrameOrigin used;
   FrameCorrections corrections(*turn, camera.Facts().serial);
-  if (!path.empty()) {
-    corrections.UseDark(path);
-    dark = corrections.Dark();
+  if (path) {
+    used.darkTrouble = corrections.UseDark(*path);
+    used.dark = corrections.Dark();
+    used.darkDescription = corrections.Description();
   }
-  camera.ChangeOrigin([&](FrameOrigin& origin) { origin.dark = dark; });
+  camera.ChangeOrigin([&](FrameOrigin& origin) {
+    origin.dark = used.dark;
+    origin.darkDescription = used.darkDescription;
+    origin.darkTrouble = used.darkTrouble;
+  });
+}
+
+DarkState DarkInUse(Camera& camera) {
+  const Camera::Use device(camera);
+  const FrameOrigin origin = camera.Origin();
+  DarkState state{.inUse = !origin.dark.darkFile.empty(), .trouble = origin.darkTrouble, .differences = {}};
+  if (origin.darkDescription) {
+    state.differences = DarkDifferences(*origin.darkDescription, PresentSettings(*device, camera.Facts().serial));
+  }
+  return state;
+}
+
+DarkStore DarkStoreOf(Camera& camera) {
+  const Camera::Use open(camera);
+  return {StateDirectory(), camera.Model(), camera.Facts().serial};
 }
 
 void RepairHotPixels(Camera& camera, bool on) {

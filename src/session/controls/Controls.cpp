@@ -61,6 +61,7 @@ std::vector<Control> ListControls(CModelCamera& camera) {
     control.id = control.caps.controlType;
     controls.push_back(control);
   }
+  if (Control mode{.id = ORQ_READOUT_MODE}; camera.DescribeReadoutMode(mode.caps)) controls.push_back(mode);
   return controls;
 }
 
@@ -77,11 +78,16 @@ Control FindControl(CModelCamera& camera, std::string_view name) {
                     std::string(caps.name) + " is not supported by this camera; it has " + NamesOf(camera));
     }
   }
+  if (wanted == Lower(kReadoutModeName)) {
+    throw Failure(Status::Unsupported,
+                  std::string(kReadoutModeName) + " is not supported by this camera; it has " + NamesOf(camera));
+  }
   throw Failure(Status::Invalid,
                 "unknown control '" + std::string(name) + "'; this camera has " + NamesOf(camera));
 }
 
 Control FindControl(CModelCamera& camera, ORQ_CONTROL_TYPE id) {
+  if (id == ORQ_READOUT_MODE) return FindControl(camera, kReadoutModeName);
   _ORQ_CONTROL_CAPS caps{};
   camera.GetCtrllCaps(id, &caps);
   return FindControl(camera, caps.name);

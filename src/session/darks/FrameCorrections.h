@@ -23,6 +23,8 @@ class FrameCorrections {
   std::string UseDark(const std::string& path);
   bool HasDark() const { return !name_.empty(); }
 
+  /// How the dark was taken; nothing when that is not known.
+  const std::optional<DarkDescription>& Description() const { return description_; }
   /// What files say about frames from which the dark is subtracted.
   CorrectionFacts Dark() const;
 

@@ -40,6 +40,7 @@ std::vector<std::uint8_t> DescribeRaw(const FrameFacts& frame) {
   if (info.levels.saturated) json["saturation_level"] = *info.levels.saturated;
   json["gamma"] = info.gamma;
   json["high_speed"] = info.highSpeed;
+  if (!info.readoutName.empty()) json["readout_mode"] = info.readoutName;
   if (info.bayerPattern >= 0) {
     json["white_balance_red"] = info.whiteBalanceRed;
     json["white_balance_blue"] = info.whiteBalanceBlue;

@@ -1,5 +1,7 @@
 #include "session/frame/FrameOrigin.h"
 
+#include <cmath>
+
 namespace orq::session {
 
 FrameFacts FactsOf(const SharedFrame& frame) {
@@ -8,7 +10,8 @@ FrameFacts FactsOf(const SharedFrame& frame) {
   FrameFacts facts;
   facts.info = info;
   facts.number = frame.Number();
-  if (info.readings.sensorC) facts.sensorC = static_cast<double>(*info.readings.sensorC);
+  if (info.readings.sensorC)
+    facts.sensorC = std::round(static_cast<double>(*info.readings.sensorC) * 100.0) / 100.0;
   if (info.readings.targetC) facts.targetC = *info.readings.targetC;
   facts.coolerPower = info.readings.coolerPower;
   facts.realExposureMs = info.readings.realExposureMs;

@@ -102,7 +102,7 @@ void Firmware::PowerCycle() {
     }
   }
   const StreamSettings settings = CurrentSettings();
-  devices_.SetSensorRunning(settings.sensorOn);
+  devices_.SetSensorRunning(settings.sensorWarm);
   stream_.PowerUp(settings);
 }
 
@@ -161,6 +161,7 @@ StreamSettings Firmware::CurrentSettings() const {
   StreamSettings settings;
   settings.output = configured_ && (number(wire::kFpgaRun, 1) & wire::kRunOutput) != 0;
   settings.sensorOn = clockOn_ && chip.running;
+  settings.sensorWarm = clockOn_ && chip.warm;
   settings.busOn = busOn_;
   settings.snap =
       (number(wire::kFpgaHostMode, 1) & wire::kHostSnap) != 0 || (number(wire::kFpgaSingle, 1) & 1) != 0;
@@ -205,7 +206,7 @@ std::uint8_t Firmware::SensorByte(std::uint16_t reg) const {
 
 void Firmware::ApplySettings() {
   const StreamSettings settings = CurrentSettings();
-  devices_.SetSensorRunning(settings.sensorOn);
+  devices_.SetSensorRunning(settings.sensorWarm);
   stream_.Apply(settings);
 }
 

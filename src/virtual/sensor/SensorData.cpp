@@ -139,7 +139,48 @@ constexpr SensorData B29M() {
           .faintestStar = 60.0};
 }
 
-constexpr std::array kSensors{K1C(), K1M(), K2M(), X26M(), T46C(), H53M(), B29M()};
+// The next two have registers of their own, which decide what a pixel reads (chips/).
+constexpr SensorData L3M() {
+  return {.key = "l3m",
+          .width = 800,
+          .height = 600,
+          .adcBits = 12,
+          .pixelSizeUm = 4.0,
+          .lineTimeNs = 12'500,
+          .baseElectronsPerAdu = 2.4F,
+          .fullWellElectrons = 9'800.0,
+          .readNoiseBeforeGain = 1.1,
+          .readNoiseAfterGain = 2.3,
+          .darkElectronsPerSecond = 0.1,
+          .hotPixelFraction = 1.0e-4,
+          .hotRows = 2,
+          .skyElectronsPerSecond = 2.0,
+          .starCount = 1000,
+          .faintestStar = 40.0};
+}
+
+// Numbers of its first readout mode, at low conversion gain.
+constexpr SensorData D6M() {
+  return {.key = "d6m",
+          .width = 960,
+          .height = 640,
+          .adcBits = 14,
+          .pixelSizeUm = 4.6,
+          .lineTimeNs = 10'000,
+          .baseElectronsPerAdu = 3.8F,
+          .countsPerOffsetStep = 4,
+          .fullWellElectrons = 60'000.0,
+          .readNoiseBeforeGain = 2.2,
+          .readNoiseAfterGain = 6.0,
+          .darkElectronsPerSecond = 0.08,
+          .hotPixelFraction = 1.0e-4,
+          .hotRows = 2,
+          .skyElectronsPerSecond = 3.0,
+          .starCount = 1000,
+          .faintestStar = 50.0};
+}
+
+constexpr std::array kSensors{K1C(), K1M(), K2M(), X26M(), T46C(), H53M(), B29M(), L3M(), D6M()};
 
 }  // namespace
 

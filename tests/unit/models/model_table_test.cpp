@@ -13,7 +13,7 @@ namespace orq {
 namespace {
 
 TEST(ModelTable, KnowsEachModelByIdAndByName) {
-  ASSERT_EQ(AllModels().size(), 8U) << "seven cameras and the player of recordings";
+  ASSERT_EQ(AllModels().size(), 10U) << "nine cameras and the player of recordings";
   for (const ModelData& model : AllModels()) {
     EXPECT_EQ(FindModel(model.productId), &model);
     EXPECT_EQ(FindModel(model.key), &model);
@@ -82,7 +82,9 @@ TEST(ModelTable, StatesEachCamera) {
       {"x26m", "Tavix ORQ-X26M", 0x2601, 6248, 4176, 16, false, false, false, true, 450, Tmp100, 1'000},
       {"t46c", "Tavix ORQ-T46C", 0x461E, 4080, 3000, 14, true, false, false, false, 380, Sensor, 20'000},
       {"h53m", "Tavix ORQ-H53M", 0x533E, 3200, 2160, 12, false, false, false, false, 420, Tmp451, 74'250},
-      {"b29m", "Tavix ORQ-B29M", 0x294A, 4192, 2816, 16, false, false, false, true, 450, Ad7142, 37'125}};
+      {"b29m", "Tavix ORQ-B29M", 0x294A, 4192, 2816, 16, false, false, false, true, 450, Ad7142, 37'125},
+      {"l3m", "Tavix ORQ-L3M", 0x3101, 800, 600, 12, false, false, true, false, 300, Tmp100, 1'000},
+      {"d6m", "Tavix ORQ-D6M", 0x6201, 960, 640, 14, false, false, false, false, 360, Tmp100, 1'000}};
   ASSERT_EQ(std::size(all) + 1, AllModels().size());
   for (const Facts& facts : all) {
     const ModelData* model = FindModel(facts.key);

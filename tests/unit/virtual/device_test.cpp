@@ -48,7 +48,9 @@ TEST(DeviceTable, HasEveryModelOnce) {
     EXPECT_FALSE(device.summary.empty());
     EXPECT_EQ(&device, FindDevice(device.key));
   }
-  EXPECT_EQ((std::set<std::string_view>{"k1c", "k1m", "k2m", "x26m", "t46c", "h53m", "b29m", "replay"}), keys);
+  EXPECT_EQ(
+      (std::set<std::string_view>{"k1c", "k1m", "k2m", "x26m", "t46c", "h53m", "b29m", "l3m", "d6m", "replay"}),
+      keys);
   EXPECT_EQ(nullptr, FindDevice("k9"));
 }
 
@@ -60,7 +62,8 @@ TEST(DeviceTable, DecidesWhatTheBoardAnswers) {
   constexpr Row kRows[] = {
       {"k1c", 0x1101, 1, 0xA5, 0, 0, 0},  {"k1m", 0x1102, 1, 0xA5, 0, 0, 0},  {"k2m", 0x1201, 2, 0xA5, 0, 0, 0},
       {"x26m", 0x2601, 6, 0xC0, 1, 0, 4}, {"t46c", 0x461E, 5, 0xC0, 1, 3, 4}, {"h53m", 0x533E, 3, 6, 0, 0, 0},
-      {"b29m", 0x294A, 4, 0xB0, 0, 0, 0}, {"replay", 0x0F01, 1, 1, 0, 0, 0},
+      {"b29m", 0x294A, 4, 0xB0, 0, 0, 0}, {"l3m", 0x3101, 1, 0xA5, 0, 0, 0},  {"d6m", 0x6201, 2, 0xB0, 0, 0, 0},
+      {"replay", 0x0F01, 1, 1, 0, 0, 0},
   };
   for (const Row& row : kRows) {
     auto camera = Camera(row.model);

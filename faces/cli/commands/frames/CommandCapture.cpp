@@ -1,22 +1,24 @@
 // orqcam capture: frames into files.
 #include <algorithm>
+#include <array>
+#include <cctype>
 #include <chrono>
+#include <cmath>
 #include <exception>
-#include <iterator>
 #include <memory>
 #include <optional>
+#include <string>
 #include <utility>
+#include <vector>
 
+#include "camera/CoolerUse.h"
+#include "camera/LongWork.h"
 #include "camera/Shooter.h"
 #include "commands/Commands.h"
 #include "options/ShootingOptions.h"
+#include "output/FrameReport.h"
 #include "output/FrameWatch.h"
 #include "output/Signals.h"
-#include "session/cooling/Climate.h"
-#include "session/files/FrameSaver.h"
-#include "session/files/Profile.h"
-#include "session/frame/FrameTime.h"
-#include "session/gps/GpsLines.h"
 #include "session/text/Units.h"
 #include "support/Text.h"
 
@@ -42,9 +44,36 @@ struct CaptureOptions : ShootingOptions {
   std::string imageType = "light";
 };
 
-ImageType ParseImageType(const std::string& name) {
-  if (const std::optional<ImageType> type = FindImageType(name)) return *type;
+// ORQ_IMAGE_...
+int ParseImageType(const std::string& name) {
+  constexpr std::array kTypes = {"light", "dark", "bias", "flat"};
+  for (std::size_t type = 0; type < kTypes.size(); ++type) {
+    if (Lower(name) == kTypes.at(type)) return static_cast<int>(type);
+  }
   throw CliError(kExitUsage, "unknown image type '" + name + "'; there are light, dark, bias and flat");
+}
+
+// What FITS takes as a text.
+void CheckLabel(const std::string& text, const std::string& option) {
+  constexpr std::size_t kMost = 68;
+  const auto quotes = static_cast<std::size_t>(std::ranges::count(text, '\''));  // they are written twice
+  const bool printable = std::ranges::all_of(text, [](char c) { return c >= ' ' && c <= '~'; });
+  if (printable && text.size() + quotes <= kMost) return;
+  throw CliError(kExitUsage, option + " '" + text + "': FITS takes at most 68 printable ASCII characters");
+}
+
+// Of "KEY=VALUE / comment", in FITS' letters.
+std::string KeywordName(const std::string& text) {
+  std::string name;
+  for (const char c : text.substr(0, text.find('='))) {
+    if (c != ' ') name += static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  }
+  return name;
+}
+
+// Whether a pattern of file names counts the frames.
+bool HasNumber(const std::string& pattern) {
+  return pattern.find("{n}") != std::string::npos || pattern.find("{n:") != std::string::npos;
 }
 
 std::uint64_t ParseCount(const std::string& text) {
@@ -62,112 +91,94 @@ std::uint64_t ParseRetries(const std::string& text) {
   return static_cast<std::uint64_t>(retries);
 }
 
-// Where the frames go, and what their files say.
+// Where the frames go.
 struct Destination {
-  FrameSaver saver;
-  std::shared_ptr<const FileContext> context;
-
-  bool WithoutLight() const { return IsWithoutLight(context->imageType); }
+  std::string pattern;
+  orq_save_options options = sized<orq_save_options>();
+  bool withoutLight = false;  ///< they are darks or biases
 };
 
-SaveOptions MakeSaveOptions(const CaptureOptions& options, std::uint64_t count) {
-  SaveOptions save;
-  save.pattern = FilePattern(options.output);
-  if (count > 1 && !save.pattern.Has("n")) {
+Destination MakeDestination(const CaptureOptions& options, std::uint64_t count) {
+  Destination destination;
+  destination.pattern = options.output;
+  if (count > 1 && !HasNumber(options.output)) {
     throw CliError(kExitUsage, "--output needs {n} for more than one frame, as in image-{n:04}.fits");
   }
-  save.preview = options.preview;
-  save.existing = options.overwrite ? Existing::Overwrite : Existing::Keep;
-  // A video cannot wait for the disk after each frame.
-  save.durability = options.video ? Durability::Cached : Durability::Synced;
-  return save;
+  destination.options.preview = options.preview ? 1 : 0;
+  destination.options.overwrite = options.overwrite ? 1 : 0;
+  destination.options.fast = options.video ? 1 : 0;  // a video cannot wait for the disk after each frame
+  const int type = ParseImageType(options.imageType);
+  destination.withoutLight = type == ORQ_IMAGE_DARK || type == ORQ_IMAGE_BIAS;
+  return destination;
 }
 
-// The user's own keywords, then those of the profile.
-std::vector<Keyword> MakeKeywords(const CaptureOptions& options, const Profile& profile) {
-  std::vector<Keyword> keywords;
+// In the room of a struct; a text that is too long stays too long.
+template <std::size_t kBytes>
+void CopyTo(char (&room)[kBytes], const std::string& text) {
+  text.copy(room, kBytes - 1);
+}
+
+// What the files say: the user's own words first, then those of the profile.
+void Describe(const Context& context, Device& camera, const CaptureOptions& options) {
+  auto labels = sized<orq_labels>();
+  labels.image_type = ParseImageType(options.imageType);
+  CopyTo(labels.object, options.object);
+  CopyTo(labels.observer, options.observer);
+  camera->labels(labels);
+  std::vector<std::string> names;
   for (const std::string& text : options.keywords) {
-    Keyword keyword = ParseKeyword(text);
-    if (std::ranges::find(keywords, keyword.name, &Keyword::name) != keywords.end()) {
-      throw CliError(kExitUsage, "--keyword " + keyword.name + " is given twice");
+    camera->keyword(text);
+    const std::string name = KeywordName(text);
+    if (std::ranges::find(names, name) != names.end()) {
+      throw CliError(kExitUsage, "--keyword " + name + " is given twice");
     }
-    keywords.push_back(std::move(keyword));
+    names.push_back(name);
   }
-  std::ranges::copy(profile.KeywordsBeside(keywords), std::back_inserter(keywords));
-  return keywords;
+  if (context.settings) camera->applyProfile();
 }
 
-FileContext MakeContext(Session& session, const CaptureOptions& options, const Profile& profile,
-                        std::vector<Keyword> keywords) {
-  FileContext context;
-  context.creator = "orqcam " ORQCAM_VERSION;
-  context.instrument = session.Camera().modelName;
-  context.shortModel = session.Model().key;
-  context.serial = session.Serial();
-  context.pixelSizeUm = session.Camera().pixelSizeUm;
-  context.object = options.object;
-  context.observer = options.observer.empty() ? profile.Observer() : options.observer;
-  context.imageType = ParseImageType(options.imageType);
-  context.recorded = session.Recorded();
-  context.keywords = std::move(keywords);
-  return context;
+void AddClock(Report& report) {
+  auto clock = sized<orq_clock_state>();
+  check(orq_clock_get_state(&clock));
+  if (clock.synchronised < 0) return;
+  report.Add("clock_synchronised", clock.synchronised != 0);
+  if (clock.synchronised != 0) report.Add("clock_max_error", clock.max_error_us, "us");
 }
 
-// The settings as far as they are known before the first frame, and a time like that of the frames.
-FrameFacts Expected(const CModelCamera& camera, const Destination& destination) {
-  FrameFacts frame;
-  frame.context = destination.context;
-  FrameInfo& info = frame.info;
-  info.times.begin =
-      std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::system_clock::now().time_since_epoch())
-          .count() *
-      kTenthsPerMicrosecond;
-  info.region = camera.Region();
-  info.exposureUs = camera.exposureUs;
-  info.gain = camera.gain;
-  info.offset = camera.Brightness;
-  return frame;
+double Hundredths(double value) {
+  return std::round(value * 100.0) / 100.0;
 }
 
-void ReportFrame(const Context& context, const Frame& frame, const SavedFrame& saved) {
+// One good frame, with its number in the run.
+struct Shot {
+  Frame frame;
+  std::uint64_t number = 0;
+  orq_frame_info info{};
+  orq_frame_gps gps{};
+};
+
+void ReportFrame(const Context& context, const Shot& shot, const orq_saved_files& saved) {
+  const orq_frame_info& info = shot.info;
   Report report;
   report.Add("file", saved.file);
-  if (!saved.companion.empty()) report.Add("preview", saved.companion);
-  if (!saved.sidecar.empty()) report.Add("sidecar", saved.sidecar);
+  if (saved.preview[0] != '\0') report.Add("preview", saved.preview);
+  if (saved.sidecar[0] != '\0') report.Add("sidecar", saved.sidecar);
   if (context.json) {
-    report.Add("number", frame.number);
-    report.Add("sequence", frame.info.sequence);
-    report.Add(TimeValues(frame.info));
-    report.Add(ClockValues(frame.clock));
-    report.Add("exposure", frame.info.exposureUs, "us");
-    if (frame.realExposureMs) report.Add("real_exposure", *frame.realExposureMs, "ms");
-    report.Add("gain", frame.info.gain);
-    report.Add("offset", frame.info.offset);
-    if (frame.sensorC) report.Add("temperature", *frame.sensorC, "C");
-    if (frame.targetC) report.Add("target", *frame.targetC, "C");
-    if (!frame.warning.empty()) report.Add("warning", frame.warning);
-    report.Add(GpsValues(frame.info));
+    report.Add("number", shot.number);
+    report.Add("sequence", info.sequence);
+    AddTimes(report, info, shot.gps);
+    AddClock(report);
+    report.Add("exposure", info.exposure_us, "us");
+    if (info.real_exposure_ms >= 0) report.Add("real_exposure", info.real_exposure_ms, "ms");
+    report.Add("gain", info.gain);
+    report.Add("offset", info.offset);
+    if (!std::isnan(info.sensor_c)) report.Add("temperature", Hundredths(info.sensor_c), "C");
+    if (!std::isnan(info.target_c)) report.Add("target", info.target_c, "C");
+    if (saved.warning[0] != '\0') report.Add("warning", saved.warning);
+    AddGps(report, info, shot.gps);
   }
   report.Print(context.out, context.json);
   context.out.Flush();
-}
-
-// What only the camera can tell about a frame that has just arrived.
-void AddReadings(Session& session, const FrameCorrections& corrections, bool single, Frame& frame) {
-  constexpr std::uint64_t kCountedFromUs = 1'000'000;  // shorter ones are as they were set
-  CModelCamera& camera = session.Camera();
-  frame.corrections = corrections.FactsOf(frame.info);
-  frame.sensorC = SensorCelsius(camera);
-  long coolerOn = 0;
-  const bool cooled = session.Model().cooled &&
-                      camera.GetControlValue(ORQ_COOLER_ON, &coolerOn, nullptr) == CTRL_OK && coolerOn == 1;
-  frame.targetC = cooled ? std::optional<double>(camera.TargetTemp) : std::nullopt;
-  long power = 0;
-  const bool powered =
-      session.Model().cooled && camera.GetControlValue(ORQ_COOL_POWER_PERC, &power, nullptr) == CTRL_OK;
-  frame.coolerPower = powered ? std::optional(static_cast<int>(power)) : std::nullopt;
-  const bool counted = single && frame.info.exposureUs >= kCountedFromUs;
-  frame.realExposureMs = counted ? std::optional(camera.RealExposureMs()) : std::nullopt;
 }
 
 // What has become of the frames so far.
@@ -181,7 +192,9 @@ struct Tally {
   std::uint64_t repeated = 0;    ///< exposures that were taken again
   std::uint64_t reconnects = 0;  ///< losses of the camera that were survived
   std::vector<Failure> failures;
-  GpsPredictions gps = {};  ///< up to the last frame
+  std::uint64_t predicted = 0;  ///< GPS times, up to the last frame
+  std::uint64_t confirmed = 0;
+  std::uint64_t wrong = 0;
 
   std::string Text() const;
   Json FailuresAsJson() const;
@@ -210,18 +223,22 @@ Json Tally::FailuresAsJson() const {
   return list;
 }
 
-// Saves one frame and says so. Throws Failure when it could not be saved.
-void Keep(const Context& context, const FrameSaver& saver, const Frame& frame, Tally& tally) {
-  SavedFrame saved;
+// Saves one frame and says so. Throws Error when it could not be saved.
+void Keep(const Context& context, const Destination& destination, const Shot& shot, WarningWatch& warnings,
+          Tally& tally) {
+  orq_save_options options = destination.options;
+  options.number = shot.number;
+  orq_saved_files saved;
   try {
-    saved = saver.Save(frame.bytes, frame);
-  } catch (const Failure& failure) {
+    saved = shot.frame.saveFiles(destination.pattern, options);
+  } catch (const Error& error) {
     if (tally.count == 1) throw;
-    throw Failure(failure.Code(), std::string(failure.what()) + " (" + tally.Text() + ")");
+    throw CliError(static_cast<Status>(error.status()), std::string(error.what()) + " (" + tally.Text() + ")");
   }
+  warnings.Look(saved, shot.info);
   ++tally.saved;
-  ReportFrame(context, frame, saved);
-  if (!saved.trouble.empty()) throw CliError(Status::File, saved.trouble);
+  ReportFrame(context, shot, saved);
+  if (saved.trouble[0] != '\0') throw CliError(Status::File, saved.trouble);
 }
 
 // How hard a frame is tried for, and what it must have.
@@ -232,26 +249,29 @@ struct Endurance {
 };
 
 // Why the frame has no GPS time; empty when it has.
-std::string WithoutGps(const Frame& frame) {
-  if (HasGpsTime(frame.info)) return {};
-  const std::string trouble = GpsTrouble(frame.info);
+std::string WithoutGps(const Shot& shot) {
+  if (HasGpsTime(shot.info)) return {};
+  const std::string trouble = GpsTrouble(shot.gps);
   return "it has no GPS time: " + (trouble.empty() ? "the camera did not say that it has a GPS" : trouble);
 }
 
 // Takes one frame: a failed exposure is repeated, a camera that was lost is waited for. A frame without the GPS
 // time that is demanded has failed as well, but its moment does not come again. `reason` says why on anything but
 // Good.
-ShotResult TakeOne(Session& session, Shooter& shooter, Frame& frame, std::uint64_t number,
-                   const Endurance& endurance, Tally& tally, std::string& reason) {
+ShotResult TakeOne(Device& camera, Shooter& shooter, Shot& shot, const Endurance& endurance, Tally& tally,
+                   std::string& reason) {
   for (std::uint64_t failed = 0;;) {
-    const ShotResult result = shooter.Take(frame, number, tally.count);
+    const ShotResult result = shooter.Take(shot.frame, shot.number, tally.count);
     reason = shooter.Reason();
-    if (result == ShotResult::Good && endurance.requireGps) {
-      reason = WithoutGps(frame);
+    if (result == ShotResult::Good) {
+      shot.info = shot.frame.info();
+      shot.gps = shot.frame.gps();
+      if (!endurance.requireGps) return result;
+      reason = WithoutGps(shot);
       return reason.empty() ? ShotResult::Good : ShotResult::Failed;
     }
     if (result == ShotResult::Lost && endurance.reconnect) {
-      if (!session.Reconnect()) return ShotResult::Interrupted;
+      if (!camera.Reconnect()) return ShotResult::Interrupted;
       ++tally.reconnects;
       if (!shooter.Resume()) return ShotResult::Ended;
       continue;
@@ -259,38 +279,36 @@ ShotResult TakeOne(Session& session, Shooter& shooter, Frame& frame, std::uint64
     if (result != ShotResult::Failed || failed == endurance.retries) return result;
     ++failed;
     ++tally.repeated;
-    Complain(
-        Format("frame %llu failed: %s; taking it again", static_cast<unsigned long long>(number), reason.c_str()));
+    Complain(Format("frame %llu failed: %s; taking it again", static_cast<unsigned long long>(shot.number),
+                    reason.c_str()));
   }
 }
 
-// Takes and saves all frames. Throws Failure when some are missing.
-void TakeAll(const Context& context, Session& session, const FrameCorrections& corrections, Shooter& shooter,
-             bool single, const Endurance& endurance, const Destination& destination, Tally& tally) {
-  Frame frame;
-  frame.context = destination.context;
-  CoolerWatch coolerWatch;
+// Takes and saves all frames. Throws Error when some are missing.
+void TakeAll(const Context& context, Device& camera, Shooter& shooter, const Endurance& endurance,
+             const Destination& destination, Tally& tally) {
+  Shot shot;
+  CoolerTeller cooler;
   GpsWatch gpsWatch(true);
-  ClippingWatch clippingWatch(destination.WithoutLight());
+  WarningWatch warnings;
   std::string reason;
   int failuresInARow = 0;
-  for (std::uint64_t number = 1; number <= tally.count; ++number) {
-    switch (TakeOne(session, shooter, frame, number, endurance, tally, reason)) {
+  for (shot.number = 1; shot.number <= tally.count; ++shot.number) {
+    switch (TakeOne(camera, shooter, shot, endurance, tally, reason)) {
       case ShotResult::Good:
-        frame.number = number;
-        AddReadings(session, corrections, single, frame);
-        clippingWatch.Look(frame);
-        coolerWatch.Look(session);
-        gpsWatch.Look(frame.info);
-        tally.gps = frame.info.gps.predictions;
-        Keep(context, destination.saver, frame, tally);
+        cooler.Look(camera);
+        gpsWatch.Look(shot.info, shot.gps);
+        tally.predicted = shot.gps.predicted;
+        tally.confirmed = shot.gps.confirmed;
+        tally.wrong = shot.gps.wrong;
+        Keep(context, destination, shot, warnings, tally);
         failuresInARow = 0;
         break;
       case ShotResult::Failed:
-        tally.failures.push_back({number, reason});
+        tally.failures.push_back({shot.number, reason});
         if (tally.count == 1) throw CliError(Status::Refused, "frame 1 failed: " + reason);
-        Complain(Format("frame %llu failed: %s", static_cast<unsigned long long>(number), reason.c_str()));
-        if (++failuresInARow == kMostFailuresInARow && number < tally.count) {
+        Complain(Format("frame %llu failed: %s", static_cast<unsigned long long>(shot.number), reason.c_str()));
+        if (++failuresInARow == kMostFailuresInARow && shot.number < tally.count) {
           throw CliError(Status::Refused,
                          Format("%d frames in a row failed, giving up: %s", failuresInARow, tally.Text().c_str()));
         }
@@ -306,7 +324,7 @@ void TakeAll(const Context& context, Session& session, const FrameCorrections& c
   if (!tally.failures.empty()) throw CliError(Status::Refused, tally.Text());
 }
 
-void ReportVideoLosses(const StreamCounters& counters) {
+void ReportVideoLosses(const orq_stream_counters& counters) {
   const std::uint64_t missed = counters.failed + counters.dropped + counters.lost + counters.overwritten;
   if (missed == 0) return;
   Complain(Format(
@@ -325,33 +343,30 @@ void ReportEnd(const Context& context, const Tally& tally) {
     report.Add("failed", tally.failures.size());
     if (context.json) report.Add("failures", tally.FailuresAsJson());
   }
-  if (tally.gps.predicted != 0) {
-    report.Add("gps_predicted", tally.gps.predicted);
-    report.Add("gps_confirmed", tally.gps.confirmed);
-    report.Add("gps_wrong", tally.gps.wrong);
+  if (tally.predicted != 0) {
+    report.Add("gps_predicted", tally.predicted);
+    report.Add("gps_confirmed", tally.confirmed);
+    report.Add("gps_wrong", tally.wrong);
   }
   report.Print(context.out, context.json);
 }
 
-void Take(const Context& context, Session& session, const FrameCorrections& corrections, Shooter& shooter,
-          bool single, const CaptureOptions& options, const Destination& destination, Tally& tally) {
+void Take(const Context& context, Device& camera, Shooter& shooter, const CaptureOptions& options,
+          const Destination& destination, Tally& tally) {
   if (!options.timeout.empty()) shooter.SetTriggerPatience(options.settings.triggers.Patience(options.timeout));
   const Endurance endurance{
       .retries = ParseRetries(options.retries), .reconnect = options.reconnect, .requireGps = options.requireGps};
   std::exception_ptr failure;
   try {
-    TakeAll(context, session, corrections, shooter, single, endurance, destination, tally);
+    TakeAll(context, camera, shooter, endurance, destination, tally);
   } catch (const Failure&) {
     failure = std::current_exception();  // what was done is told before why it ended
+  } catch (const Error&) {
+    failure = std::current_exception();
   }
-  if (!single) ReportVideoLosses(session.Camera().Counters());
+  if (options.video) ReportVideoLosses(camera->counters());
   ReportEnd(context, tally);
   if (failure) std::rethrow_exception(failure);
-}
-
-// Frames that become a dark or a bias themselves are not corrected by one, unless it is named.
-bool TakesChosenDark(const Context& context, const Destination& destination) {
-  return context.settings && !destination.WithoutLight();
 }
 
 void ReportSettled(const Context& context, const AutoControl& automatic) {
@@ -363,35 +378,35 @@ void ReportSettled(const Context& context, const AutoControl& automatic) {
 }
 
 // Nobody knows when triggered frames come: they are all kept, and automatic control follows them.
-bool WaitsToSettle(Session& session, const AutoControl& automatic) {
-  return automatic.Runs() && session.Camera().camMode == 0;
+bool WaitsToSettle(Device& camera, const AutoControl& automatic) {
+  return automatic.Runs() && camera->triggerMode() == ORQ_MODE_FREE;
 }
 
-void TakeVideo(const Context& context, Session& session, const FrameCorrections& corrections,
-               const CaptureOptions& options, const Destination& destination, Tally& tally) {
-  AutoControl automatic(session, options.automatic);
-  const bool waits = WaitsToSettle(session, automatic);
-  if (!waits) TellDifferences(session.Camera(), corrections);
-  VideoShooter shooter(session);
+void TakeVideo(const Context& context, Device& camera, const CaptureOptions& options,
+               const Destination& destination, Tally& tally) {
+  AutoControl automatic(camera, options.automatic);
+  const bool waits = WaitsToSettle(camera, automatic);
+  if (!waits) TellDifferences(camera);
+  VideoShooter shooter(camera);
   if (waits) {
     automatic.Settle(shooter);
     ReportSettled(context, automatic);
-    TellDifferences(session.Camera(), corrections);
+    TellDifferences(camera);
   }
-  Take(context, session, corrections, shooter, false, options, destination, tally);
+  Take(context, camera, shooter, options, destination, tally);
 }
 
-void TakeSingles(const Context& context, Session& session, const FrameCorrections& corrections,
-                 const CaptureOptions& options, const Destination& destination, Tally& tally) {
-  AutoControl automatic(session, options.automatic);
-  if (WaitsToSettle(session, automatic)) {
-    VideoShooter video(session);
+void TakeSingles(const Context& context, Device& camera, const CaptureOptions& options,
+                 const Destination& destination, Tally& tally) {
+  AutoControl automatic(camera, options.automatic);
+  if (WaitsToSettle(camera, automatic)) {
+    VideoShooter video(camera);
     automatic.Settle(video);
     ReportSettled(context, automatic);
   }
-  TellDifferences(session.Camera(), corrections);
-  SingleShooter shooter(session);
-  Take(context, session, corrections, shooter, true, options, destination, tally);
+  TellDifferences(camera);
+  SingleShooter shooter(camera);
+  Take(context, camera, shooter, options, destination, tally);
 }
 
 ExitCode RunCapture(const Context& context, const CaptureOptions& options) {
@@ -401,29 +416,23 @@ ExitCode RunCapture(const Context& context, const CaptureOptions& options) {
   ParseRetries(options.retries);
   options.cooling.Check();
   options.automatic.Check();
-  ParseImageType(options.imageType);
-  CheckTextValue(options.object, "--object");
-  CheckTextValue(options.observer, "--observer");
-  SaveOptions save = MakeSaveOptions(options, count);
-  const Profile profile = context.settings ? Profile::Load(Profile::UsersPath()) : Profile();
-  std::vector<Keyword> keywords = MakeKeywords(options, profile);
-  Session session(context);
-  options.settings.Apply(session);
-  if (options.requireGps) DemandGpsTimes(session.Camera());
-  session.Camera().StampFrames(std::chrono::milliseconds(0));  // from the very first frame on
-  const Destination destination{FrameSaver(std::move(save)), std::make_shared<const FileContext>(MakeContext(
-                                                                 session, options, profile, std::move(keywords)))};
-  destination.saver.CheckBeforehand(Expected(session.Camera(), destination), count,
-                                    [] { return !StopRequested(); });
-  const FrameCorrections corrections =
-      ApplyCorrections(session, options.corrections, TakesChosenDark(context, destination));
-  options.cooling.Apply(session);
+  CheckLabel(options.object, "--object");
+  CheckLabel(options.observer, "--observer");
+  const Destination destination = MakeDestination(options, count);
+  Device camera(context);
+  Describe(context, camera, options);
+  options.settings.Apply(camera);
+  if (options.requireGps) camera->checkGps();
+  RunAbortably(camera, [&] { camera->checkSaving(destination.pattern, count, destination.options); });
+  // Frames that become a dark or a bias themselves are not corrected by one, unless it is named.
+  ApplyCorrections(camera, options.corrections, context.settings && !destination.withoutLight);
+  options.cooling.Apply(camera);
   Tally tally;
   tally.count = count;
   if (options.video) {
-    TakeVideo(context, session, corrections, options, destination, tally);
+    TakeVideo(context, camera, options, destination, tally);
   } else {
-    TakeSingles(context, session, corrections, options, destination, tally);
+    TakeSingles(context, camera, options, destination, tally);
   }
   return kExitOk;
 }

@@ -5,7 +5,6 @@
 #include "camera/DarkWork.h"
 #include "commands/Commands.h"
 #include "options/Cooling.h"
-#include "options/Corrections.h"
 #include "session/darks/DarkFile.h"
 #include "session/darks/DarkStore.h"
 

@@ -2,13 +2,13 @@
 #include <chrono>
 #include <memory>
 
+#include "camera/CoolerUse.h"
 #include "camera/Shooter.h"
 #include "commands/Commands.h"
 #include "options/ShootingOptions.h"
 #include "output/CounterReport.h"
 #include "output/FrameWatch.h"
 #include "output/Signals.h"
-#include "session/frame/FrameTime.h"
 #include "session/text/Units.h"
 #include "support/Text.h"
 
@@ -43,7 +43,7 @@ Limits ParseLimits(const StreamOptions& options) {
   return limits;
 }
 
-std::uint64_t Drops(const StreamCounters& counters) {
+std::uint64_t Drops(const orq_stream_counters& counters) {
   return counters.dropped + counters.lost + counters.overwritten;
 }
 
@@ -59,14 +59,14 @@ double Rounded(double value) {
 // What was counted since the stream began, over all reconnects.
 class Totals {
  public:
-  explicit Totals(CModelCamera& camera) : camera_(camera) {}
-  StreamCounters Read() const { return Total(before_, camera_.Counters()); }
+  explicit Totals(Device& camera) : camera_(camera) {}
+  orq_stream_counters Read() const { return Total(before_, camera_->counters()); }
   /// The next capture begins to count anew.
   void Bank() { before_ = Read(); }
 
  private:
-  CModelCamera& camera_;
-  StreamCounters before_;
+  Device& camera_;
+  orq_stream_counters before_ = sized<orq_stream_counters>();
 };
 
 // Prints a line whenever a second has passed.
@@ -78,7 +78,7 @@ class SecondLines {
   void Tick(std::uint64_t frames) {
     const auto now = Clock::now();
     if (now - last_ < std::chrono::seconds(1)) return;
-    const StreamCounters counters = totals_.Read();
+    const orq_stream_counters counters = totals_.Read();
     const double span = Seconds(now - last_);
     const double fps = Rounded(static_cast<double>(frames - frames_) / span);
     const double rate = Rounded(static_cast<double>(counters.bytes - bytes_) / kBytesPerMegabyte / span);
@@ -89,7 +89,7 @@ class SecondLines {
   }
 
  private:
-  void Print(double time, double fps, double rate, std::uint64_t frames, const StreamCounters& counters) {
+  void Print(double time, double fps, double rate, std::uint64_t frames, const orq_stream_counters& counters) {
     Report report;
     report.Add("time", time, "s");
     report.Add("fps", fps);
@@ -123,16 +123,17 @@ struct StreamRun {
   std::string reason;
 };
 
-StreamRun Watch(const Context& context, Session& session, const Limits& limits, bool reconnect,
+StreamRun Watch(const Context& context, Device& camera, const Limits& limits, bool reconnect,
                 const AutoControl& automatic, Totals& totals) {
   StreamRun run;
-  session.Camera().StampFrames(kGpsEvery);
-  VideoShooter shooter(session);
+  if (camera.Can(ORQ_ABILITY_GPS)) camera->stampEvery(kGpsEvery);
+  camera->frameReadings(false);  // nobody sees them
+  VideoShooter shooter(camera);
   SecondLines lines(context, totals, automatic);
-  FramePtr frame;
+  Frame frame;
   const auto start = Clock::now();
   const auto limit = std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(limits.seconds));
-  CoolerWatch cooler;
+  CoolerTeller cooler;
   GpsWatch gps(false);
   while (limits.frames == 0 || run.frames < limits.frames) {
     const auto elapsed = Clock::now() - start;
@@ -147,17 +148,17 @@ StreamRun Watch(const Context& context, Session& session, const Limits& limits, 
     }
     ShotResult result = shooter.TakeWithin(frame, wait);
     if (result == ShotResult::Lost && reconnect) {
-      if (!session.Reconnect()) continue;  // the user asked to stop
+      if (!camera.Reconnect()) continue;  // the user asked to stop
       totals.Bank();
       ++run.reconnects;
       result = shooter.Resume() ? ShotResult::Failed : ShotResult::Ended;
     }
     if (result == ShotResult::Good) {
       ++run.frames;
-      gps.Look(frame->Info());
+      gps.Look(frame.info(), frame.gps());
     }
     lines.Tick(run.frames);
-    cooler.Look(session);
+    cooler.Look(camera);
     if (result == ShotResult::Lost || result == ShotResult::Ended) {
       run.end = result;
       run.reason = shooter.Reason();
@@ -168,7 +169,7 @@ StreamRun Watch(const Context& context, Session& session, const Limits& limits, 
   return run;
 }
 
-void ReportEnd(const Context& context, const StreamRun& run, const StreamCounters& counters) {
+void ReportEnd(const Context& context, const StreamRun& run, const orq_stream_counters& counters) {
   Report report;
   report.Add("seconds", Rounded(run.seconds));
   report.Add("delivered", run.frames, "frames");
@@ -188,31 +189,31 @@ ExitCode RunStream(const Context& context, const StreamOptions& options) {
   options.settings.Check();
   options.cooling.Check();
   options.automatic.Check();
-  Session session(context);
-  options.settings.Apply(session);
-  const FrameCorrections corrections = ApplyCorrections(session, options.corrections, context.settings);
-  options.cooling.Apply(session);
-  const AutoControl automatic(session, options.automatic);
-  TellDifferences(session.Camera(), corrections);
-  Totals totals(session.Camera());
-  const StreamRun run = Watch(context, session, limits, options.reconnect, automatic, totals);
-  const StreamCounters counters = totals.Read();
+  Device camera(context);
+  options.settings.Apply(camera);
+  ApplyCorrections(camera, options.corrections, context.settings);
+  options.cooling.Apply(camera);
+  const AutoControl automatic(camera, options.automatic);
+  TellDifferences(camera);
+  Totals totals(camera);
+  const StreamRun run = Watch(context, camera, limits, options.reconnect, automatic, totals);
+  const orq_stream_counters counters = totals.Read();
   ReportEnd(context, run, counters);
   if (run.end == ShotResult::Lost) throw CliError(kExitCameraLost, "the camera was lost; check its cable");
   if (run.end == ShotResult::Ended) throw CliError(Status::Refused, run.reason);
-  if (!counters.IdentityHolds()) {
+  if (!IdentityHolds(counters)) {
     throw CliError(Status::Internal,
                    "the counters contradict each other; please report this with the output above");
   }
   // Without a limit Ctrl-C is how a stream ends.
   if (run.end == ShotResult::Interrupted && !unlimited) throw CliError(Status::Cancelled, "interrupted");
   if (run.frames == 0 && run.end == ShotResult::Good) {
-    const int mode = session.Camera().camMode;
-    if (mode != 0 && !IsSoftwareTriggered(mode) && counters.started == 0) {
+    const int mode = camera->triggerMode();
+    if (mode != ORQ_MODE_FREE && !IsSoftwareTriggered(mode) && counters.started == 0) {
       throw CliError(Status::Timeout, Format("no trigger came in %g s", Rounded(run.seconds)));
     }
     // A frame that came was not good, however short the time was.
-    const std::chrono::duration<double> limit = session.Camera().FrameTimeLimit();
+    const std::chrono::duration<double> limit = std::chrono::microseconds(camera->progress().limit_us);
     const bool tooShort = counters.failed == 0 && run.seconds < limit.count();
     throw CliError(
         tooShort ? Status::Timeout : Status::Refused,

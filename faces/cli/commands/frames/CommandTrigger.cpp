@@ -4,8 +4,9 @@
 
 #include "camera/Shooter.h"
 #include "commands/Commands.h"
+#include "options/ShotSettings.h"
+#include "output/FrameReport.h"
 #include "output/FrameWatch.h"
-#include "session/frame/FrameTime.h"
 #include "session/text/Units.h"
 #include "support/Text.h"
 
@@ -27,15 +28,17 @@ std::int64_t ParseCount(const std::string& text) {
   return count;
 }
 
-void ReportFrame(const Context& context, std::int64_t number, const FrameInfo& info,
+constexpr std::int64_t kNsPerUs = 1000;
+
+void ReportFrame(const Context& context, std::int64_t number, const orq_frame_info& info, const orq_frame_gps& gps,
                  std::optional<std::int64_t> previousUs) {
   Report report;
   report.Add("frame", number);
   report.Add("sequence", info.sequence);
-  report.Add("start_utc", FrameUtc(info, info.times.begin));
-  report.Add("exposure", info.exposureUs, "us");
-  if (previousUs) report.Add("since_last", info.times.begin / kTenthsPerMicrosecond - *previousUs, "us");
-  if (info.gps.state != GpsState::None) report.Add("time_source", Lower(TimeSource(info)));
+  report.Add("start_utc", FrameUtc(info, info.time_unix_ns));
+  report.Add("exposure", info.exposure_us, "us");
+  if (previousUs) report.Add("since_last", info.time_unix_ns / kNsPerUs - *previousUs, "us");
+  if (gps.state != ORQ_GPS_NONE) report.Add("time_source", TimeSource(info));
   if (context.json) {
     report.Print(context.out, true);
   } else {
@@ -66,29 +69,30 @@ ExitCode RunTrigger(const Context& context, const TriggerCommandOptions& options
   std::optional<std::chrono::milliseconds> patience;
   if (!options.timeout.empty()) patience = triggers.Patience(options.timeout);
 
-  Session session(context);
-  options.settings.Apply(session);
+  Device camera(context);
+  options.settings.Apply(camera);
   std::int64_t frames = 0;
   ShotResult result = ShotResult::Good;
   std::string reason;
   {
     // A running video listens between the frames, too: no external trigger is lost to a stop and a start.
-    session.Camera().StampFrames(std::chrono::milliseconds(0));
-    VideoShooter shooter(session);
-    GpsWatch gps(true);
+    VideoShooter shooter(camera);
+    GpsWatch gpsWatch(true);
     if (patience) shooter.SetTriggerPatience(*patience);
     Frame frame;
     std::optional<std::int64_t> previousUs;
     while (frames < count && result == ShotResult::Good) {
       result = shooter.Take(frame, 0, 0);
       if (result != ShotResult::Good) break;
-      ReportFrame(context, ++frames, frame.info, previousUs);
-      gps.Look(frame.info);
-      previousUs = frame.info.times.begin / kTenthsPerMicrosecond;
+      const orq_frame_info info = frame.info();
+      const orq_frame_gps gps = frame.gps();
+      ReportFrame(context, ++frames, info, gps, previousUs);
+      gpsWatch.Look(info, gps);
+      previousUs = info.time_unix_ns / kNsPerUs;
     }
     reason = shooter.Reason();
   }
-  const StreamCounters counters = session.Camera().Counters();
+  const orq_stream_counters counters = camera->counters();
   Report report;
   report.Add("frames", frames);
   report.Add("failed", counters.failed);

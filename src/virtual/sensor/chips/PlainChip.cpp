@@ -30,6 +30,7 @@ void PlainChip::Write(Registers registers, std::uint16_t reg, std::uint8_t value
 ChipSetting PlainChip::Setting(std::span<const std::uint8_t> registers) const {
   ChipSetting setting;
   setting.running = (registers[wire::kSensorStandby] & 1U) == 0;
+  setting.warm = setting.running;
   setting.gain = Word(registers, wire::kSensorGain);
   setting.blackLevel = Word(registers, wire::kSensorBlackLevel);
   return setting;

@@ -17,6 +17,7 @@ namespace orq {
 /// What its registers make a sensor do from the next exposure on.
 struct ChipSetting {
   bool running = false;                     ///< gives frames, as long as it has its clock
+  bool warm = true;                         ///< heats itself, as long as it has its clock
   std::optional<std::uint64_t> exposureUs;  ///< by a shutter of its own; none: the FPGA's exposure counts
   std::uint64_t lineTimeNs = 0;         ///< of the readout mode, at full rate; 0: that of the sensor's table row
   int gain = 0;                         ///< as the frame's header states it

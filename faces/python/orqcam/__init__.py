@@ -1,0 +1,28 @@
+"""USB astronomy cameras, real and virtual, with frames as NumPy arrays.
+
+    import orqcam
+
+    with orqcam.open("virtual:k1c") as camera:
+        camera.gain = 40
+        frame = camera.expose(0.5)          # seconds
+        print(frame.array.mean(), frame.time, camera.gain.max)
+        frame.save("m42.fits")
+        for frame in camera.video(timeout=5):
+            ...
+
+Everything may be called from any thread; what waits lets other threads run, and Ctrl-C ends it. Failures are orqcam.Error
+and its classes, whose text says what to do.
+"""
+
+from ._camera import Camera, Event, Region, cameras, open
+from ._controls import AUTO, FloatControl, IntControl
+from ._errors import (BusyError, CancelledError, Error, FileError, InvalidError, LostError, MemoryError, NotFoundError,
+                      PermissionError, RangeError, RefusedError, StateError, TimeoutError, UnsupportedError)
+from ._frame import Frame
+from ._orqcam import library_version as _library_version
+from ._video import Video
+
+__version__ = _library_version()
+__all__ = ["AUTO", "Camera", "Event", "FloatControl", "Frame", "IntControl", "Region", "Video", "cameras", "open", "Error",
+           "BusyError", "CancelledError", "FileError", "InvalidError", "LostError", "MemoryError", "NotFoundError",
+           "PermissionError", "RangeError", "RefusedError", "StateError", "TimeoutError", "UnsupportedError"]

@@ -1,0 +1,330 @@
+import builtins
+import datetime
+from collections.abc import AsyncIterator, Iterator
+from os import PathLike
+from typing import Any, Literal, NamedTuple, Optional, Union
+
+import numpy
+from numpy.typing import NDArray
+
+__version__: str
+AUTO: Literal["auto"]
+
+class Error(Exception):
+    status: int
+
+class InvalidError(Error, ValueError): ...
+class NotFoundError(Error, LookupError): ...
+class PermissionError(Error, builtins.PermissionError): ...
+class BusyError(Error): ...
+class LostError(Error, ConnectionError): ...
+class TimeoutError(Error, builtins.TimeoutError): ...
+class CancelledError(Error): ...
+class UnsupportedError(Error): ...
+class RefusedError(Error): ...
+class StateError(Error): ...
+class RangeError(Error, ValueError): ...
+class FileError(Error, OSError): ...
+class MemoryError(Error, builtins.MemoryError): ...
+
+class IntControl(int):
+    name: str
+    min: float
+    max: float
+    step: float
+    default: float
+    unit: str
+    auto: bool
+    can_auto: bool
+    writable: bool
+
+class FloatControl(float):
+    name: str
+    min: float
+    max: float
+    step: float
+    default: float
+    unit: str
+    auto: bool
+    can_auto: bool
+    writable: bool
+
+_Setting = Union[int, float, Literal["auto"]]
+_Path = Union[str, PathLike[str]]
+_Format = Literal["raw8", "rgb24", "raw16", "y8"]
+
+class _IntControl:
+    def __get__(self, camera: object, kind: type) -> IntControl: ...
+    def __set__(self, camera: object, value: _Setting) -> None: ...
+
+class _FloatControl:
+    def __get__(self, camera: object, kind: type) -> FloatControl: ...
+    def __set__(self, camera: object, value: _Setting) -> None: ...
+
+class _Region:
+    def __get__(self, camera: object, kind: type) -> Region: ...
+    def __set__(self, camera: object, value: Optional[tuple[int, int, int, int]]) -> None: ...
+
+class _GpsLines:
+    def __get__(self, camera: object, kind: type) -> tuple[int, int]: ...
+    def __set__(self, camera: object, value: Optional[tuple[int, int]]) -> None: ...
+
+class Region(NamedTuple):
+    x: int
+    y: int
+    width: int
+    height: int
+
+class Event(NamedTuple):
+    kind: str
+    text: str
+
+class CameraEntry:
+    name: str
+    model: str
+    serial: str
+    user_id: str
+    trouble: str
+    speed: int
+
+class CameraInfo:
+    model: str
+    serial: str
+    user_id: str
+    firmware: str
+    speed: int
+    sensor_width: int
+    sensor_height: int
+    pixel_um: float
+    adc_bits: int
+    bayer: int
+    bins: int
+    formats: int
+    abilities: int
+
+class CoolerState:
+    on: bool
+    target_c: float
+    sensor_c: float
+    power: float
+    reach_c: float
+    trouble: str
+
+class ExposureProgress:
+    running: bool
+    elapsed_us: int
+    exposure_us: int
+
+class ReaderCounters:
+    waiting: int
+    delivered: int
+    missed: int
+    no_buffer: int
+
+class DarkInfo:
+    frames: int
+    exposure_us: int
+    taken_unix_ns: int
+    gain: int
+    offset: int
+    sensor_c: float
+    average: int
+    hot_pixels: int
+    bad_rows: int
+
+class AutomaticState:
+    mean: int
+    target: int
+    gain: int
+    exposure_us: int
+    wb_r: int
+    wb_b: int
+    settled: bool
+    on_target: bool
+
+class FrameInfo:
+    sequence: int
+    start_x: int
+    start_y: int
+    width: int
+    height: int
+    bin: int
+    format: int
+    bayer: int
+    exposure_us: int
+    time_unix_ns: int
+    end_unix_ns: int
+    time_uncertainty_ns: int
+    time_source: int
+    gain: int
+    offset: int
+    flips: int
+    electrons_per_adu: float
+    number: int
+    sensor_c: float
+    target_c: float
+    cooler_power: int
+    corrections: int
+    black_level: float
+    saturated: float
+
+class FrameGps:
+    state: int
+    satellites: int
+    start_line: int
+    end_line: int
+    start_unix_ns: int
+    end_unix_ns: int
+    row_ns: int
+    latitude: float
+    longitude: float
+    altitude_m: float
+
+class Statistics:
+    minimum: int
+    maximum: int
+    mean: float
+    median: float
+    deviation: float
+    saturated: float
+    histogram: list[int]
+
+class Frame:
+    @property
+    def array(self) -> NDArray[Any]: ...
+    @property
+    def __array_interface__(self) -> dict[str, Any]: ...
+    @property
+    def address(self) -> int: ...
+    @property
+    def info(self) -> FrameInfo: ...
+    @property
+    def gps(self) -> FrameGps: ...
+    @property
+    def time(self) -> datetime.datetime: ...
+    @property
+    def time_ns(self) -> int: ...
+    @property
+    def time_source(self) -> Literal["computer", "gps", "gps-predicted"]: ...
+    @property
+    def time_uncertainty_ns(self) -> int: ...
+    @property
+    def exposure(self) -> float: ...
+    @property
+    def format(self) -> _Format: ...
+    @property
+    def bayer(self) -> Optional[str]: ...
+    @property
+    def number(self) -> int: ...
+    @property
+    def header(self) -> Any: ...
+    def cards(self) -> list[tuple[str, Union[bool, int, float, str], str]]: ...
+    def statistics(self) -> Statistics: ...
+    def preview(self, max_width: int = ..., max_height: int = ..., *, stretch: bool = ...) -> NDArray[numpy.uint8]: ...
+    def save(self, path: _Path, *, overwrite: bool = ..., preview: bool = ..., fast: bool = ..., number: int = ...) -> None: ...
+
+class Video:
+    def __iter__(self) -> Iterator[Frame]: ...
+    def __next__(self) -> Frame: ...
+    def __aiter__(self) -> AsyncIterator[Frame]: ...
+    async def __anext__(self) -> Frame: ...
+    def __enter__(self) -> Video: ...
+    def __exit__(self, *_: object) -> None: ...
+    async def __aenter__(self) -> Video: ...
+    async def __aexit__(self, *_: object) -> None: ...
+    @property
+    def counters(self) -> ReaderCounters: ...
+    def close(self) -> None: ...
+
+class Camera:
+    def __init__(self, name: str = ..., *, settings: Literal["off", "load", "keep"] = ..., settings_folder: _Path = ...,
+                 frame_memory_mb: int = ..., resume: bool = ...) -> None: ...
+    def __enter__(self) -> Camera: ...
+    def __exit__(self, *_: object) -> None: ...
+    def close(self) -> None: ...
+    def reopen(self) -> None: ...
+    @property
+    def info(self) -> CameraInfo: ...
+    @property
+    def controls(self) -> dict[str, Union[IntControl, FloatControl]]: ...
+    gain: _IntControl
+    exposure_us: _IntControl
+    gamma: _IntControl
+    wb_r: _IntControl
+    wb_b: _IntControl
+    offset: _IntControl
+    bandwidth: _IntControl
+    overclock: _IntControl
+    temperature: _FloatControl
+    flip: _IntControl
+    auto_max_gain: _IntControl
+    auto_max_exposure_ms: _IntControl
+    auto_target_brightness: _IntControl
+    hardware_bin: _IntControl
+    high_speed: _IntControl
+    cooler_power: _IntControl
+    target_temperature: _IntControl
+    cooler_on: _IntControl
+    mono_bin: _IntControl
+    fan_on: _IntControl
+    pattern_adjust: _IntControl
+    anti_dew_heater: _IntControl
+    fan_speed: _IntControl
+    led_brightness: _IntControl
+    hub_reset: _IntControl
+    gps_support: _IntControl
+    gps_start_line: _IntControl
+    gps_end_line: _IntControl
+    rolling_interval: _IntControl
+    @property
+    def automatic_state(self) -> AutomaticState: ...
+    def await_settled(self, timeout: float) -> None: ...
+    region: _Region
+    @property
+    def bin(self) -> int: ...
+    @bin.setter
+    def bin(self, wanted: int) -> None: ...
+    @property
+    def format(self) -> _Format: ...
+    @format.setter
+    def format(self, wanted: _Format) -> None: ...
+    def expose(self, seconds: Optional[float] = ..., *, timeout: Optional[float] = ...) -> Frame: ...
+    async def expose_async(self, seconds: Optional[float] = ..., *, timeout: Optional[float] = ...) -> Frame: ...
+    def video(self, *, reader: Literal["newest", "every"] = ..., depth: int = ..., timeout: Optional[float] = ...) -> Video: ...
+    def abort(self) -> None: ...
+    @property
+    def progress(self) -> ExposureProgress: ...
+    def label(self, *, image_type: Literal["light", "dark", "bias", "flat"] = ..., object: str = ..., observer: str = ...) -> None: ...
+    def keyword(self, keyword: str) -> None: ...
+    def clear_keywords(self) -> None: ...
+    def next_event(self) -> Optional[Event]: ...
+    def events(self) -> AsyncIterator[Event]: ...
+    @property
+    def event_fd(self) -> int: ...
+    @property
+    def cooler(self) -> CoolerState: ...
+    def cool(self, target_c: float, *, keep: bool = ...) -> None: ...
+    def cooler_off(self) -> None: ...
+    def await_cold(self, timeout: float) -> None: ...
+    def warm_up(self, timeout: float) -> None: ...
+    @property
+    def supply_voltage(self) -> float: ...
+    def guide(self, direction: Literal["north", "south", "east", "west"], milliseconds: int) -> None: ...
+    gps_lines: _GpsLines
+    def take_dark(self, path: _Path, *, frames: int = ..., overwrite: bool = ...) -> DarkInfo: ...
+    def use_dark(self, path: Optional[_Path]) -> None: ...
+    def repair_hot_pixels(self, on: bool = ...) -> None: ...
+    def save_hot_pixels(self) -> None: ...
+    @property
+    def trigger_modes(self) -> tuple[str, ...]: ...
+    @property
+    def trigger_mode(self) -> str: ...
+    @trigger_mode.setter
+    def trigger_mode(self, wanted: str) -> None: ...
+    def trigger(self) -> None: ...
+    def unplug(self) -> None: ...
+    def replug(self) -> None: ...
+
+def open(name: str = ..., *, settings: Literal["off", "load", "keep"] = ..., settings_folder: _Path = ...,
+         frame_memory_mb: int = ..., resume: bool = ...) -> Camera: ...
+def cameras(*, usb: bool = ..., virtual: bool = ...) -> list[CameraEntry]: ...

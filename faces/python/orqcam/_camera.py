@@ -1,0 +1,352 @@
+"""An open camera."""
+
+import atexit
+import collections
+import weakref
+
+from . import _orqcam
+from ._controls import AUTO, CONTROLS, reading
+from ._errors import InvalidError, UnsupportedError
+from ._frame import FORMATS
+from ._video import Bell, Events, Video, next_frame
+
+Region = collections.namedtuple("Region", "x y width height")
+Region.__doc__ = "Part of the sensor: x and y in sensor pixels, width and height in delivered ones."
+
+SETTINGS = {"off": 0, "load": 1, "keep": 2}
+EVENTS = {1: "frame", 2: "lost", 3: "returned", 4: "exposure-failed", 5: "cooler", 6: "gps-lost", 7: "gps-back",
+          8: "settings", 9: "uncorrected"}
+TRIGGERS = ("free", "software", "rising", "falling", "software-level", "high", "low")
+DIRECTIONS = {"north": 0, "south": 1, "east": 2, "west": 3}
+
+Event = collections.namedtuple("Event", "kind text")
+Event.__doc__ = "Something that has happened: frame, lost, returned, exposure-failed, cooler, gps-lost, gps-back ..."
+
+_open = weakref.WeakSet()
+
+
+@atexit.register
+def _close_all():
+    """Threads of the library must not outlive the interpreter that they call."""
+    for camera in list(_open):
+        try:
+            camera.close()
+        except Exception:
+            pass
+
+
+def _chosen(words, word, what):
+    if word not in words:
+        raise InvalidError(f"{what} must be one of {', '.join(words)}, not {word!r}")
+    return words[word] if isinstance(words, dict) else words.index(word)
+
+
+class Camera:
+    """An open camera: `with orqcam.open("virtual:k1c") as camera:` closes it at the end.
+
+    Controls are attributes: `camera.gain = 120`, `camera.gain.max`, `camera.gain = "auto"`. All calls may come from any
+    thread at any time; what waits lets other threads run, and Ctrl-C ends it.
+    """
+
+    def __init__(self, name="", *, settings="off", settings_folder="", frame_memory_mb=0, resume=False):
+        self._name = name
+        self._device = _orqcam.Camera(name, _chosen(SETTINGS, settings, "settings"), str(settings_folder),
+                                      frame_memory_mb, resume)
+        self._infos = {info.id: info for info in self._device.controls()}
+        self._events = Events()
+        self._bell = Bell(self._device, self._events)
+        _open.add(self)
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.close()
+
+    def __repr__(self):
+        return f"<orqcam.Camera {self._name!r}>"
+
+    def close(self):
+        """Ends the capture and closes the device; who waits is cancelled. Frames live on. Closing again does nothing."""
+        self._device.close()
+
+    def reopen(self):
+        """Opens again after close() or a loss, with everything as it was."""
+        self._device.reopen()
+
+    @property
+    def info(self):
+        """What the camera is and offers: model, serial, sensor_width, pixel_um, adc_bits ..."""
+        return self._device.info()
+
+    # Controls
+
+    @property
+    def controls(self):
+        """The controls that this camera offers, by attribute, each as it is now."""
+        return {name: self._get(number) for name, number, _ in CONTROLS if number in self._infos}
+
+    def _info(self, number):
+        if number not in self._infos:
+            raise UnsupportedError("this camera has no such control: camera.controls are those that it has")
+        return self._infos[number]
+
+    def _get(self, number):
+        info = self._info(number)
+        raw, auto = self._device.get_control(number)
+        return reading(info, raw, auto)
+
+    def _set(self, number, value):
+        info = self._info(number)
+        if isinstance(value, str):
+            if value != AUTO:
+                raise InvalidError(f"a control takes a number or {AUTO!r}, not {value!r}")
+            self._device.automatic(number)
+        else:
+            self._device.set_control(number, round(value * info.scale))
+
+    @property
+    def automatic_state(self):
+        """What automatic exposure, gain and white balance have come to."""
+        return self._device.automatic_state()
+
+    def await_settled(self, timeout):
+        """Waits until automatic control has had nothing to change for some frames of the running video."""
+        self._device.await_settled(timeout)
+
+    # Geometry
+
+    def _change_region(self, **changes):
+        names = ("x", "y", "width", "height", "bin", "format")
+        wanted = dict(zip(names, self._device.get_region()))
+        wanted.update(changes)
+        self._device.set_region(tuple(wanted[name] for name in names))
+
+    @property
+    def region(self):
+        """Part of the sensor that frames show. Set to (x, y, width, height), or None for all of it."""
+        return Region(*self._device.get_region()[:4])
+
+    @region.setter
+    def region(self, wanted):
+        if wanted is None:
+            info, now = self.info, self._device.get_region()
+            wanted = (0, 0, info.sensor_width // now[4], info.sensor_height // now[4])
+        x, y, width, height = wanted
+        self._change_region(x=x, y=y, width=width, height=height)
+
+    @property
+    def bin(self):
+        """Pixels of the sensor that make one, along each side. The part of the sensor stays when it is set."""
+        return self._device.get_region()[4]
+
+    @bin.setter
+    def bin(self, wanted):
+        _, _, width, height, before, _ = self._device.get_region()
+        if wanted < 1:
+            raise InvalidError("a bin is 1 or more")
+        self._change_region(bin=wanted, width=width * before // wanted, height=height * before // wanted)
+
+    @property
+    def format(self):
+        """raw8, rgb24, raw16 or y8."""
+        return FORMATS[self._device.get_region()[5]]
+
+    @format.setter
+    def format(self, wanted):
+        self._change_region(format=_chosen(FORMATS, wanted, "format"))
+
+    # Frames
+
+    def _start(self, seconds):
+        if seconds is not None and seconds < 0:
+            raise InvalidError("an exposure is not negative")
+        self._device.start_exposure(0 if seconds is None else max(1, round(seconds * 1e6)))
+
+    def expose(self, seconds=None, *, timeout=None):
+        """One exposure of `seconds` (None: as exposure_us says) and its frame."""
+        self._start(seconds)
+        try:
+            return self._device.wait(timeout)
+        except BaseException:
+            self._abort_quietly()
+            raise
+
+    async def expose_async(self, seconds=None, *, timeout=None):
+        """expose() while other coroutines run; the exposure is aborted when it is cancelled."""
+        self._start(seconds)
+        try:
+            return await next_frame(self._device, self._bell, timeout)
+        except BaseException:
+            self._abort_quietly()
+            raise
+
+    def _abort_quietly(self):
+        try:
+            self._device.abort()
+        except Exception:  # the reason that is under way counts
+            pass
+
+    def video(self, *, reader="newest", depth=0, timeout=None):
+        """Starts a video: `for frame in camera.video():`, or `async for`.
+
+        `reader` "newest": a frame that is not fetched before the next one is replaced; "every": frames wait in line,
+        `depth` of them (0: 8). TimeoutError when none comes in `timeout` seconds (None: never).
+        """
+        return Video(self, self._device, self._bell, reader, depth, timeout)
+
+    def abort(self):
+        """Ends an exposure, a video or other long work; from any thread."""
+        self._device.abort()
+
+    @property
+    def progress(self):
+        """How far the exposure under way is: running, elapsed_us, exposure_us."""
+        return self._device.progress()
+
+    # Files
+
+    def label(self, *, image_type="light", object="", observer=""):
+        """What files of frames to come say."""
+        kinds = ("light", "dark", "bias", "flat")
+        self._device.label(_chosen(kinds, image_type, "image_type"), object, observer)
+
+    def keyword(self, keyword):
+        """Adds a keyword to headers of frames to come: "TELESCOP=Newton 150/750 / its comment"."""
+        self._device.keyword(keyword)
+
+    def clear_keywords(self):
+        """Removes all of them."""
+        self._device.clear_keywords()
+
+    # Events
+
+    def next_event(self):
+        """What has happened to the camera: an Event, or None when nothing has."""
+        event = self._events.popleft() if self._events else self._device.next_event()
+        return event and Event(EVENTS.get(event.kind, str(event.kind)), event.text)
+
+    async def events(self):
+        """What happens to the camera, as it happens: `async for event in camera.events()`."""
+        while True:
+            while (event := self.next_event()) is not None:
+                yield event
+            await self._bell.wait(float("inf"))
+
+    @property
+    def event_fd(self):
+        """Descriptor for select() and event loops, readable while there is an event. The library's own."""
+        return self._device.event_fd()
+
+    # Cooling and what else is around the sensor
+
+    @property
+    def cooler(self):
+        """What the cooler does: on, target_c, sensor_c, power, trouble."""
+        return self._device.cooler()
+
+    def cool(self, target_c, *, keep=False):
+        """Switches the cooler on. `keep`: it stays on when the camera is closed."""
+        self._device.cool(target_c, keep)
+
+    def cooler_off(self):
+        """Switches it off at once; warm_up() is gentler."""
+        self._device.cooler_off()
+
+    def await_cold(self, timeout):
+        """Waits until the target has been kept for five seconds; `timeout` in seconds."""
+        self._device.await_cold(timeout)
+
+    def warm_up(self, timeout):
+        """Warms the sensor up slowly and switches the cooler off."""
+        self._device.warm_up(timeout)
+
+    @property
+    def supply_voltage(self):
+        """Volts."""
+        return self._device.supply_voltage()
+
+    def guide(self, direction, milliseconds):
+        """Holds a line of the guide port on: north, south, east or west; returns when it is off again."""
+        self._device.guide(_chosen(DIRECTIONS, direction, "direction"), milliseconds)
+
+    @property
+    def gps_lines(self):
+        """Sensor lines at which the GPS takes the time: (start, end). Set to None, they follow the region."""
+        return self._device.get_gps_lines()[:2]
+
+    @gps_lines.setter
+    def gps_lines(self, wanted):
+        start, end = (0, 0) if wanted is None else wanted
+        self._device.set_gps_lines(start, end, wanted is None)
+
+    # Corrections
+
+    def take_dark(self, path, *, frames=0, overwrite=False):
+        """Takes a dark of the covered sensor and writes it to a .bmp; frames 0: as many as the exposure asks for."""
+        return self._device.take_dark(str(path), frames, overwrite)
+
+    def use_dark(self, path):
+        """Subtracts the dark in a file from frames to come; None: none."""
+        self._device.no_dark() if path is None else self._device.use_dark(str(path))
+
+    def repair_hot_pixels(self, on=True):
+        """Repairs the hot pixels that the table in the camera's flash lists."""
+        self._device.repair_hot_pixels(on)
+
+    def save_hot_pixels(self):
+        """Stores the hot pixels of the dark that was taken in the camera's flash, which is saved first."""
+        self._device.save_hot_pixels()
+
+    # Triggers
+
+    @property
+    def trigger_modes(self):
+        """What can begin an exposure: free, software, rising, falling, software-level, high, low."""
+        return tuple(word for mode, word in enumerate(TRIGGERS) if self._device.trigger_modes() >> mode & 1)
+
+    @property
+    def trigger_mode(self):
+        """What begins an exposure now."""
+        return TRIGGERS[self._device.get_trigger_mode()]
+
+    @trigger_mode.setter
+    def trigger_mode(self, wanted):
+        self._device.set_trigger_mode(_chosen(TRIGGERS, wanted, "trigger_mode"))
+
+    def trigger(self):
+        """Begins an exposure of the capture that runs in a software mode."""
+        self._device.trigger()
+
+    # Virtual cameras
+
+    def unplug(self):
+        """Pulls the cable of a virtual camera."""
+        self._device.unplug()
+
+    def replug(self):
+        """Plugs it in again."""
+        self._device.replug()
+
+
+def _control(number, doc):
+    return property(lambda self: self._get(number), lambda self, value: self._set(number, value), doc=doc)
+
+
+for _name, _number, _doc in CONTROLS:
+    setattr(Camera, _name, _control(_number, _doc))
+
+
+def open(name="", **options):
+    """Opens a camera: an index, "serial:HEX", "id:TEXT", or "virtual:MODEL[,option=value...]"; "": the only one there is.
+
+    `settings`: "off", "load" or "keep", what becomes of kept settings, in `settings_folder`. `frame_memory_mb` bounds
+    the frames that are held and in line (0: four of the whole sensor). `resume`: after a loss the camera is reopened by
+    itself when it is back.
+    """
+    return Camera(name, **options)
+
+
+def cameras(*, usb=True, virtual=False):
+    """Cameras that are plugged in, and models of virtual ones: name, model, serial, user_id, speed, trouble."""
+    return _orqcam.cameras(usb, virtual)

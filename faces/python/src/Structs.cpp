@@ -1,0 +1,162 @@
+// What the library tells, as read-only objects.
+#include <orqcam/orqcam.hpp>
+
+#include "Bindings.h"
+
+namespace py = pybind11;
+
+namespace orq::python {
+namespace {
+
+/// A field that is an array of characters.
+template <auto kField, class Struct>
+void DefText(py::class_<Struct>& described, const char* name) {
+  described.def_property_readonly(name, [](const Struct& from) { return Text(from.*kField); });
+}
+
+void BindCameraStructs(py::module_& module) {
+  py::class_<orq_camera_entry> entry(module, "CameraEntry");
+  DefText<&orq_camera_entry::name>(entry, "name");
+  DefText<&orq_camera_entry::model>(entry, "model");
+  DefText<&orq_camera_entry::serial>(entry, "serial");
+  DefText<&orq_camera_entry::user_id>(entry, "user_id");
+  DefText<&orq_camera_entry::trouble>(entry, "trouble");
+  entry.def_readonly("speed", &orq_camera_entry::speed);
+
+  py::class_<orq_camera_info> info(module, "CameraInfo");
+  DefText<&orq_camera_info::model>(info, "model");
+  DefText<&orq_camera_info::serial>(info, "serial");
+  DefText<&orq_camera_info::user_id>(info, "user_id");
+  DefText<&orq_camera_info::firmware>(info, "firmware");
+  info.def_readonly("speed", &orq_camera_info::speed)
+      .def_readonly("sensor_width", &orq_camera_info::sensor_width)
+      .def_readonly("sensor_height", &orq_camera_info::sensor_height)
+      .def_readonly("pixel_um", &orq_camera_info::pixel_um)
+      .def_readonly("adc_bits", &orq_camera_info::adc_bits)
+      .def_readonly("bayer", &orq_camera_info::bayer)
+      .def_readonly("bins", &orq_camera_info::bins)
+      .def_readonly("formats", &orq_camera_info::formats)
+      .def_readonly("abilities", &orq_camera_info::abilities);
+
+  py::class_<orq_control_info> control(module, "ControlInfo");
+  DefText<&orq_control_info::name>(control, "name");
+  DefText<&orq_control_info::description>(control, "description");
+  DefText<&orq_control_info::unit>(control, "unit");
+  control.def_readonly("id", &orq_control_info::id)
+      .def_readonly("minimum", &orq_control_info::minimum)
+      .def_readonly("maximum", &orq_control_info::maximum)
+      .def_readonly("default", &orq_control_info::default_value)
+      .def_readonly("scale", &orq_control_info::scale)
+      .def_readonly("automatic", &orq_control_info::automatic)
+      .def_readonly("writable", &orq_control_info::writable);
+
+  py::class_<orq_event> event(module, "Event");
+  event.def_readonly("kind", &orq_event::kind);
+  DefText<&orq_event::text>(event, "text");
+}
+
+void BindWorkStructs(py::module_& module) {
+  py::class_<orq_cooler_state> cooler(module, "CoolerState");
+  cooler.def_property_readonly("on", [](const orq_cooler_state& state) { return state.on != 0; })
+      .def_readonly("target_c", &orq_cooler_state::target_c)
+      .def_readonly("sensor_c", &orq_cooler_state::sensor_c)
+      .def_readonly("power", &orq_cooler_state::power)
+      .def_readonly("reach_c", &orq_cooler_state::reach_c);
+  DefText<&orq_cooler_state::trouble>(cooler, "trouble");
+
+  py::class_<orq_exposure_progress>(module, "ExposureProgress")
+      .def_property_readonly("running",
+                             [](const orq_exposure_progress& progress) { return progress.running != 0; })
+      .def_readonly("elapsed_us", &orq_exposure_progress::elapsed_us)
+      .def_readonly("exposure_us", &orq_exposure_progress::exposure_us);
+
+  py::class_<orq_reader_counters>(module, "ReaderCounters")
+      .def_readonly("waiting", &orq_reader_counters::waiting)
+      .def_readonly("delivered", &orq_reader_counters::delivered)
+      .def_readonly("missed", &orq_reader_counters::missed)
+      .def_readonly("no_buffer", &orq_reader_counters::no_buffer);
+
+  py::class_<orq_dark_info>(module, "DarkInfo")
+      .def_readonly("frames", &orq_dark_info::frames)
+      .def_readonly("exposure_us", &orq_dark_info::exposure_us)
+      .def_readonly("taken_unix_ns", &orq_dark_info::taken_unix_ns)
+      .def_readonly("gain", &orq_dark_info::gain)
+      .def_readonly("offset", &orq_dark_info::offset)
+      .def_readonly("sensor_c", &orq_dark_info::sensor_c)
+      .def_readonly("average", &orq_dark_info::average)
+      .def_readonly("hot_pixels", &orq_dark_info::hot_pixels)
+      .def_readonly("bad_rows", &orq_dark_info::bad_rows);
+
+  py::class_<orq_automatic_state>(module, "AutomaticState")
+      .def_readonly("mean", &orq_automatic_state::mean)
+      .def_readonly("target", &orq_automatic_state::target)
+      .def_readonly("gain", &orq_automatic_state::gain)
+      .def_readonly("exposure_us", &orq_automatic_state::exposure_us)
+      .def_readonly("wb_r", &orq_automatic_state::wb_r)
+      .def_readonly("wb_b", &orq_automatic_state::wb_b)
+      .def_property_readonly("settled", [](const orq_automatic_state& state) { return state.settled != 0; })
+      .def_property_readonly("on_target", [](const orq_automatic_state& state) { return state.on_target != 0; });
+}
+
+void BindFrameStructs(py::module_& module) {
+  py::class_<orq_frame_info>(module, "FrameInfo")
+      .def_readonly("sequence", &orq_frame_info::sequence)
+      .def_readonly("start_x", &orq_frame_info::start_x)
+      .def_readonly("start_y", &orq_frame_info::start_y)
+      .def_readonly("width", &orq_frame_info::width)
+      .def_readonly("height", &orq_frame_info::height)
+      .def_readonly("bin", &orq_frame_info::bin)
+      .def_readonly("format", &orq_frame_info::format)
+      .def_readonly("bayer", &orq_frame_info::bayer)
+      .def_readonly("exposure_us", &orq_frame_info::exposure_us)
+      .def_readonly("time_unix_ns", &orq_frame_info::time_unix_ns)
+      .def_readonly("end_unix_ns", &orq_frame_info::end_unix_ns)
+      .def_readonly("time_uncertainty_ns", &orq_frame_info::time_uncertainty_ns)
+      .def_readonly("time_source", &orq_frame_info::time_source)
+      .def_readonly("gain", &orq_frame_info::gain)
+      .def_readonly("offset", &orq_frame_info::offset)
+      .def_readonly("flips", &orq_frame_info::flips)
+      .def_readonly("electrons_per_adu", &orq_frame_info::electrons_per_adu)
+      .def_readonly("number", &orq_frame_info::number)
+      .def_readonly("sensor_c", &orq_frame_info::sensor_c)
+      .def_readonly("target_c", &orq_frame_info::target_c)
+      .def_readonly("cooler_power", &orq_frame_info::cooler_power)
+      .def_readonly("corrections", &orq_frame_info::corrections)
+      .def_readonly("black_level", &orq_frame_info::black_level)
+      .def_readonly("saturated", &orq_frame_info::saturated);
+
+  py::class_<orq_frame_gps>(module, "FrameGps")
+      .def_readonly("state", &orq_frame_gps::state)
+      .def_readonly("satellites", &orq_frame_gps::satellites)
+      .def_readonly("start_line", &orq_frame_gps::start_line)
+      .def_readonly("end_line", &orq_frame_gps::end_line)
+      .def_readonly("start_unix_ns", &orq_frame_gps::start_unix_ns)
+      .def_readonly("end_unix_ns", &orq_frame_gps::end_unix_ns)
+      .def_readonly("row_ns", &orq_frame_gps::row_ns)
+      .def_readonly("latitude", &orq_frame_gps::latitude)
+      .def_readonly("longitude", &orq_frame_gps::longitude)
+      .def_readonly("altitude_m", &orq_frame_gps::altitude_m);
+
+  py::class_<orq_statistics>(module, "Statistics")
+      .def_readonly("minimum", &orq_statistics::minimum)
+      .def_readonly("maximum", &orq_statistics::maximum)
+      .def_readonly("mean", &orq_statistics::mean)
+      .def_readonly("median", &orq_statistics::median)
+      .def_readonly("deviation", &orq_statistics::deviation)
+      .def_readonly("saturated", &orq_statistics::saturated)
+      .def_property_readonly("histogram", [](const orq_statistics& statistics) {
+        py::list counts;
+        for (const std::uint32_t count : statistics.histogram) counts.append(count);
+        return counts;
+      });
+}
+
+}  // namespace
+
+void BindStructs(py::module_& module) {
+  BindCameraStructs(module);
+  BindWorkStructs(module);
+  BindFrameStructs(module);
+}
+
+}  // namespace orq::python

@@ -1,0 +1,57 @@
+"""The package's type hints say what there is, and what is written by them is well typed."""
+
+import ast
+import importlib.util
+import inspect
+import subprocess
+import sys
+from pathlib import Path
+
+import orqcam
+import pytest
+
+HINTS = Path(orqcam.__file__).with_name("__init__.pyi")
+PROGRAM = """
+import orqcam
+with orqcam.open("virtual:k1c", settings="load") as camera:
+    camera.gain = 40
+    camera.exposure_us = "auto"
+    highest: float = camera.gain.max
+    frame: orqcam.Frame = camera.expose(0.5)
+    mean: float = float(frame.array.mean())
+    for each in camera.video(reader="every", timeout=5.0):
+        each.save("x.fits", overwrite=True)
+"""
+
+
+def public(members):
+    return {name for name in members if not name.startswith("_")}
+
+
+def test_hints_name_what_there_is():
+    hinted = {node.name: node for node in ast.parse(HINTS.read_text(encoding="utf-8")).body
+              if isinstance(node, (ast.ClassDef, ast.FunctionDef))}
+    for name in public(orqcam.__all__) - {"AUTO"}:
+        assert name in hinted, name
+    for name in ("Camera", "Frame", "Video"):
+        there = public(dir(getattr(orqcam, name)))
+        told = public(node.target.id if isinstance(node, ast.AnnAssign) else node.name for node in hinted[name].body)
+        assert there == told, name
+
+
+def test_everything_has_a_docstring():
+    for name in public(orqcam.__all__) - {"AUTO"}:
+        assert inspect.getdoc(getattr(orqcam, name)), name
+    for name, member in vars(orqcam.Camera).items():
+        if not name.startswith("_"):
+            assert inspect.getdoc(member), name
+
+
+@pytest.mark.skipif(importlib.util.find_spec("mypy") is None, reason="needs mypy")
+@pytest.mark.parametrize("program, ends", [(PROGRAM, 0), (PROGRAM.replace("= 40", "= []"), 1)], ids=["good", "bad"])
+def test_a_program_is_checked_by_its_types(program, ends, tmp_path):
+    (tmp_path / "program.py").write_text(program, encoding="utf-8")
+    done = subprocess.run([sys.executable, "-m", "mypy", "--strict", "--cache-dir", str(tmp_path / "cache"), "program.py"],
+                          cwd=tmp_path, env={"MYPYPATH": str(HINTS.parent.parent), "PATH": "/usr/bin:/bin"}, text=True,
+                          capture_output=True, timeout=100, check=False)
+    assert done.returncode == ends, done.stdout + done.stderr
