@@ -316,8 +316,55 @@ TEST(ApiDarks, TheUsersChoiceIsKeptForTheCamera) {
   EXPECT_EQ(choice(later.camera).chosen, chosen);
   EXPECT_EQ(choice(later.camera).is_kept, 1);
   EXPECT_STREQ(choice(ApiCamera(Quick("k1c", ",serial=fedcba9876543210")).camera).chosen, "") << "another camera";
+  std::ofstream(std::filesystem::path(choice(later.camera).kept).parent_path() / "applied") << "garbage";
+  EXPECT_STREQ(choice(later.camera).chosen, "");
+  EXPECT_STRNE(choice(later.camera).trouble, "");
+  EXPECT_EQ(choice(later.camera).is_kept, 1) << "also then";
   ASSERT_EQ(orq_dark_choice_set(later.camera, nullptr), ORQ_OK);
   EXPECT_STREQ(choice(later.camera).chosen, "");
+  EXPECT_STREQ(choice(later.camera).trouble, "");
+  ::unsetenv("XDG_STATE_HOME");
+}
+
+TEST(ApiDarks, TheCamerasOwnDarkIsKeptChosenReadAndCopied) {
+  const TempDirectory folder;
+  ::setenv("XDG_STATE_HOME", folder.Path().c_str(), 1);
+  const ApiCamera camera("virtual:h53m,timescale=0.01,scene=dark,serial=0123456789abcdef");
+  EXPECT_EQ(orq_dark_check(camera.camera, nullptr, 0), ORQ_OK) << orq_last_error();
+  EXPECT_EQ(orq_dark_check(camera.camera, folder.File("none/x.bmp").c_str(), 0), ORQ_ERROR_FILE);
+  EXPECT_EQ(orq_dark_check(camera.camera, folder.File("x.png").c_str(), 0), ORQ_ERROR_INVALID);
+  const orq_dark_options options{sizeof options, 2, 0, 0};
+  orq_dark_info taken{};
+  taken.size = sizeof taken;
+  for (int i = 0; i < 2; ++i) {  // the second one replaces the first
+    ASSERT_EQ(orq_dark_take(camera.camera, nullptr, &options, nullptr, nullptr, &taken), ORQ_OK)
+        << orq_last_error();
+  }
+  EXPECT_STREQ(taken.serial, "0123456789abcdef");
+  EXPECT_STREQ(taken.model, "Tavix ORQ-H53M");
+  orq_dark_choice choice{};
+  choice.size = sizeof choice;
+  ASSERT_EQ(orq_dark_choice_get(camera.camera, &choice), ORQ_OK);
+  EXPECT_EQ(choice.is_kept, 1);
+  EXPECT_STREQ(choice.chosen, choice.kept);
+  const std::string copy = folder.File("copy.bmp");
+  ASSERT_EQ(orq_dark_copy(camera.camera, choice.kept, copy.c_str(), 0), ORQ_OK) << orq_last_error();
+  EXPECT_EQ(orq_dark_copy(camera.camera, choice.kept, copy.c_str(), 0), ORQ_ERROR_FILE) << "it is there";
+  orq_dark_info read{};
+  read.size = sizeof read;
+  ASSERT_EQ(orq_dark_read(camera.camera, copy.c_str(), &read), ORQ_OK) << orq_last_error();
+  EXPECT_EQ(read.frames, 2);
+  EXPECT_EQ(read.taken_unix_ns, taken.taken_unix_ns);
+  EXPECT_STREQ(read.serial, taken.serial);
+  EXPECT_STREQ(read.trouble, "");
+  std::filesystem::remove(folder.File("copy.json"));
+  ASSERT_EQ(orq_dark_read(camera.camera, copy.c_str(), &read), ORQ_OK) << orq_last_error();
+  EXPECT_EQ(read.frames, 0) << "nothing is known without a description";
+  ASSERT_EQ(orq_dark_choice_set(camera.camera, nullptr), ORQ_OK);
+  ASSERT_EQ(orq_dark_copy(camera.camera, copy.c_str(), nullptr, 0), ORQ_OK) << orq_last_error();
+  ASSERT_EQ(orq_dark_choice_get(camera.camera, &choice), ORQ_OK);
+  EXPECT_STREQ(choice.chosen, choice.kept) << "a dark that comes to the own place is chosen";
+  EXPECT_EQ(orq_dark_read(ApiCamera().camera, copy.c_str(), &read), ORQ_ERROR_RANGE) << "of another sensor";
   ::unsetenv("XDG_STATE_HOME");
 }
 
