@@ -140,7 +140,7 @@ class FrameStream {
   std::shared_ptr<const Payload> RenderAhead(const Exposure& exposure, MutexLock& lock) ORQ_REQUIRES(mutex_);
   std::shared_ptr<Payload> FreeBuffer(std::size_t bytes) ORQ_REQUIRES(mutex_);
   std::uint64_t ExposureUs() const ORQ_REQUIRES(mutex_);
-  std::uint64_t WholeLinesUs(std::uint64_t exposureUs) const;
+  std::uint64_t WholeLinesUs(std::uint64_t exposureUs) const ORQ_REQUIRES(mutex_);
   int AdcBits(const FrameGeometry& geometry) const;
   void Fill(const ExposureSettings& settings, const FrameGeometry& geometry, Payload& payload);
   void ReadOut(const Exposure& exposure, std::shared_ptr<const Payload> payload) ORQ_REQUIRES(mutex_);
