@@ -37,18 +37,18 @@ _orqcam_below() {
 _orqcam() {
   local -a takers
   takers=(-c --camera --backup -o --output -e --exposure -g --gain --offset --region --center --centre -b --bin -f --format --flip --gamma --mode --out-a --out-b --dark --cool --cool-timeout --auto-target --auto-max-exposure --auto-max-gain --auto-timeout -n --count --retries --timeout -k --keyword --object --observer --image-type -s --seconds --frames --map --interval)
-  local i word known path=
+  local i word known given=
   for ((i = 2; i < CURRENT; i++)); do
     word=$words[i]
     if (( ${takers[(Ie)$word]} )); then (( i++ )); continue; fi
     [[ $word == -* ]] && continue
-    known=${path:+$path }$word
+    known=${given:+$given }$word
     case $known in
-      "list" | "info" | "id" | "id get" | "id set" | "id clear" | "serial" | "sensor-id" | "report" | "capture" | "stream" | "trigger" | "mode" | "dark" | "dark take" | "dark use" | "dark off" | "dark save" | "dark load" | "hotpixels" | "hotpixels build" | "hotpixels show" | "hotpixels enable" | "hotpixels disable" | "hotpixels export" | "controls" | "get" | "set" | "settings" | "settings path" | "settings show" | "settings reset" | "profile" | "profile set" | "profile clear" | "temp" | "cooler" | "fan" | "led" | "hub" | "hub status" | "hub reset" | "guide" | "focus" | "gps" | "gps status" | "gps read" | "gps watch" | "gps lines" | "reg" | "reg read" | "reg write" | "flash" | "flash dump" | "flash restore" | "flash verify" | "dump-controls" | "help") path=$known ;;
+      "list" | "info" | "id" | "id get" | "id set" | "id clear" | "serial" | "sensor-id" | "report" | "capture" | "stream" | "trigger" | "mode" | "dark" | "dark take" | "dark use" | "dark off" | "dark save" | "dark load" | "hotpixels" | "hotpixels build" | "hotpixels show" | "hotpixels enable" | "hotpixels disable" | "hotpixels export" | "controls" | "get" | "set" | "settings" | "settings path" | "settings show" | "settings reset" | "profile" | "profile set" | "profile clear" | "temp" | "cooler" | "fan" | "led" | "hub" | "hub status" | "hub reset" | "guide" | "focus" | "gps" | "gps status" | "gps read" | "gps watch" | "gps lines" | "reg" | "reg read" | "reg write" | "flash" | "flash dump" | "flash restore" | "flash verify" | "dump-controls" | "help") given=$known ;;
     esac
   done
   local -a specs
-  case $path in
+  case $given in
     "") specs=('*-c[Name of the camera\: 0, serial\:HEX, id\:TEXT or virtual\:MODEL]:CAMERA:_orqcam_cameras' '*--camera[Name of the camera\: 0, serial\:HEX, id\:TEXT or virtual\:MODEL]:CAMERA:_orqcam_cameras' '*--json[Output for programs]' '*--strict[A value beyond its limits is an error, not brought within them]' '*--debug[Write the debug log to standard error]' '*--no-settings[Start from the camera'\''s defaults and keep nothing]' '(-h --help)'{-h,--help}'[Show help]' '--version[Show the version]' '*:: :_orqcam_below ""') ;;
     "list") specs=('*--virtual[List the virtual models as well]' '*-c[Name of the camera\: 0, serial\:HEX, id\:TEXT or virtual\:MODEL]:CAMERA:_orqcam_cameras' '*--camera[Name of the camera\: 0, serial\:HEX, id\:TEXT or virtual\:MODEL]:CAMERA:_orqcam_cameras' '*--json[Output for programs]' '*--strict[A value beyond its limits is an error, not brought within them]' '*--debug[Write the debug log to standard error]' '*--no-settings[Start from the camera'\''s defaults and keep nothing]' '(-h --help)'{-h,--help}'[Show help]') ;;
     "info") specs=('*-c[Name of the camera\: 0, serial\:HEX, id\:TEXT or virtual\:MODEL]:CAMERA:_orqcam_cameras' '*--camera[Name of the camera\: 0, serial\:HEX, id\:TEXT or virtual\:MODEL]:CAMERA:_orqcam_cameras' '*--json[Output for programs]' '*--strict[A value beyond its limits is an error, not brought within them]' '*--debug[Write the debug log to standard error]' '*--no-settings[Start from the camera'\''s defaults and keep nothing]' '(-h --help)'{-h,--help}'[Show help]') ;;

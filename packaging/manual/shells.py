@@ -164,18 +164,18 @@ _orqcam_below() {
 _orqcam() {
   local -a takers
   takers=(@WITH_VALUE@)
-  local i word known path=
+  local i word known given=
   for ((i = 2; i < CURRENT; i++)); do
     word=$words[i]
     if (( ${takers[(Ie)$word]} )); then (( i++ )); continue; fi
     [[ $word == -* ]] && continue
-    known=${path:+$path }$word
+    known=${given:+$given }$word
     case $known in
-      @PATHS@) path=$known ;;
+      @PATHS@) given=$known ;;
     esac
   done
   local -a specs
-  case $path in
+  case $given in
 @SPECS@
   esac
   _arguments -s : $specs
