@@ -213,7 +213,7 @@ def zsh_specs(table, path):
         specs.append("'--version[Show the version]'")
     command = table.commands.get(path)
     if table.below(path) or path == "help":
-        specs.append(f"'*:: :_orqcam_below \"{path}\"'")
+        specs.append(f"'*:: : _orqcam_below \"{path}\"'")
     elif path in CONTROLS:
         after = CONTROLS[path]
         specs.append(f"'*:control:_orqcam_controls{f' -S {after}' if after else ''}'")
