@@ -419,7 +419,7 @@ typedef void (*orq_dark_callback)(void* user, const orq_dark_progress* progress)
 /** How a dark was taken, and what it shows. */
 typedef struct orq_dark_info {
   uint32_t size;
-  int32_t frames;
+  int32_t frames; /**< 0, of a file: nothing is known about it */
   uint64_t exposure_us;
   int64_t taken_unix_ns;
   int32_t gain;
@@ -429,6 +429,9 @@ typedef struct orq_dark_info {
   int32_t hot_pixels; /**< sensor pixels more than 30 above the average, those of bad rows left out */
   int32_t bad_rows;   /**< rows of which at least half is hot */
   int32_t reserved;   /**< 0 */
+  char model[64];     /**< of the camera that took it */
+  char serial[24];    /**< of that camera; empty: it has none */
+  char trouble[512];  /**< of a file: why its description does not count; empty: it does, or there is none */
 } orq_dark_info;
 /** How a dark is to be taken. */
 typedef struct orq_dark_options {
@@ -438,8 +441,9 @@ typedef struct orq_dark_options {
   int32_t reserved;  /**< 0 */
 } orq_dark_options;
 /** Takes a dark of the covered sensor with the present exposure, gain and offset, and writes it to `path`, a .bmp
- * with its description beside it. A running capture is interrupted for it and goes on afterwards. Blocks;
- * orq_capture_abort ends it. `options`, `callback`, `user` and `info` may be null. */
+ * with its description beside it. A null `path` is the camera's own (orq_dark_choice.kept), which is replaced and
+ * chosen. A running capture is interrupted for it and goes on afterwards. Blocks; orq_capture_abort ends it.
+ * `options`, `callback`, `user` and `info` may be null. */
 ORQ_API orq_status orq_dark_take(orq_camera* camera, const char* path, const orq_dark_options* options,
                                  orq_dark_callback callback, void* user, orq_dark_info* info);
 /** While the exposure is automatic, frames that are exposed for less than this, microseconds, stay without the
@@ -447,6 +451,13 @@ ORQ_API orq_status orq_dark_take(orq_camera* camera, const char* path, const orq
 #define ORQ_SHORTEST_AUTOMATIC_DARK_US 500000
 /** Subtracts the dark in a file from the frames to come; a null path: none. RANGE: it is of another sensor. */
 ORQ_API orq_status orq_dark_use(orq_camera* camera, const char* path);
+/** Whether a dark could be written to `path`, as in orq_dark_take: better to know before its exposures than after
+ * them. */
+ORQ_API orq_status orq_dark_check(orq_camera* camera, const char* path, int32_t overwrite);
+/** What is known about the dark in a file. FILE: it is none; RANGE: it is of another sensor. */
+ORQ_API orq_status orq_dark_read(orq_camera* camera, const char* path, orq_dark_info* info);
+/** Copies a dark with its description; a null `to` is the camera's own place, which is replaced and chosen. */
+ORQ_API orq_status orq_dark_copy(orq_camera* camera, const char* from, const char* to, int32_t overwrite);
 /** What is known about the dark that is subtracted. */
 typedef struct orq_dark_state {
   uint32_t size;
@@ -464,8 +475,9 @@ typedef struct orq_dark_choice {
   int32_t is_kept;   /**< 1: there is a dark at `kept` */
   char chosen[4096]; /**< its file; empty: none is chosen */
   char kept[4096];   /**< where the camera's own dark is kept; empty: the environment names no place for it */
+  char trouble[512]; /**< why it cannot be told what is chosen; empty: it can */
 } orq_dark_choice;
-/** What is chosen. FILE: that cannot be told. */
+/** What is chosen. */
 ORQ_API orq_status orq_dark_choice_get(orq_camera* camera, orq_dark_choice* choice);
 /** Chooses the dark in a file; a null path: none. */
 ORQ_API orq_status orq_dark_choice_set(orq_camera* camera, const char* path);
@@ -760,9 +772,9 @@ typedef struct orq_frame_info {
   int32_t cooler_power;     /**< percent of the full drive; -1: no cooler */
   int32_t gamma;            /**< brightness curve that was applied; 50: none */
   int32_t corrections;      /**< a sum of ORQ_CORRECTED_... */
-  int32_t readout_mode;     /**< 0: normal; 1: high speed; where the camera has ORQ_CONTROL_READOUT_MODE: its value */
-  double black_level;       /**< what a pixel without any charge reads; NaN: unknown */
-  double saturated;         /**< what a full pixel reads; NaN: unknown */
+  int32_t readout_mode; /**< 0: normal; 1: high speed; where the camera has ORQ_CONTROL_READOUT_MODE: its value */
+  double black_level;   /**< what a pixel without any charge reads; NaN: unknown */
+  double saturated;     /**< what a full pixel reads; NaN: unknown */
   int32_t
       real_exposure_ms; /**< as the camera has measured it, of single exposures from a second on; -1: it has not */
   int32_t reserved;     /**< 0 */

@@ -492,6 +492,17 @@ class Camera {
     return info;
   }
   void useDark(const std::string& path) { detail::check(orq_dark_use(get(), path.c_str())); }
+  /** The camera's own dark, which is chosen then. */
+  orq_dark_info takeOwnDark(orq_dark_options options = sized<orq_dark_options>()) {
+    auto info = sized<orq_dark_info>();
+    detail::check(orq_dark_take(get(), nullptr, &options, nullptr, nullptr, &info));
+    return info;
+  }
+  orq_dark_info readDark(const std::string& path) const {
+    auto info = sized<orq_dark_info>();
+    detail::check(orq_dark_read(get(), path.c_str(), &info));
+    return info;
+  }
   orq_dark_state darkState() const { return filled<orq_dark_state>(orq_dark_get_state); }
   orq_dark_choice darkChoice() const { return filled<orq_dark_choice>(orq_dark_choice_get); }
   void chooseDark(const std::string& path) { detail::check(orq_dark_choice_set(get(), path.c_str())); }

@@ -8,7 +8,8 @@ using namespace orq::api;  // NOLINT(google-build-using-namespace)
 
 namespace {
 
-orq_dark_info InfoOf(const DarkFacts& facts) {
+orq_dark_info InfoOf(const session::DarkDescription& description) {
+  const DarkFacts& facts = description.facts;
   orq_dark_info info{};
   info.frames = facts.frames;
   info.exposure_us = facts.exposureUs;
@@ -19,7 +20,13 @@ orq_dark_info InfoOf(const DarkFacts& facts) {
   info.average = static_cast<int32_t>(facts.average);
   info.hot_pixels = static_cast<int32_t>(facts.hotPixels);
   info.bad_rows = static_cast<int32_t>(facts.badRows);
+  CopyText(description.model, info.model);
+  CopyText(description.serial, info.serial);
   return info;
+}
+
+session::DarkTarget TargetOf(const char* path, bool overwrite) {
+  return {path == nullptr ? std::nullopt : std::optional<std::string>(path), overwrite};
 }
 
 }  // namespace
@@ -28,7 +35,6 @@ orq_status orq_dark_take(orq_camera* camera, const char* path, const orq_dark_op
                          orq_dark_callback callback, void* user, orq_dark_info* info) {
   return Guarded([&] {
     const auto opened = CameraOf(camera);
-    if (path == nullptr) throw session::Failure(session::Status::Invalid, "path is null");
     const orq_dark_options wanted = options == nullptr ? orq_dark_options{} : TakeStruct(options, "options");
     if (info != nullptr) DemandStruct(info, "info");
     const auto tell = [callback, user](const DarkProgress& at) {
@@ -36,8 +42,33 @@ orq_status orq_dark_take(orq_camera* camera, const char* path, const orq_dark_op
       const orq_dark_progress progress{sizeof progress, at.frame, at.frames, 0, at.elapsedUs, at.exposureUs};
       callback(user, &progress);
     };
-    const DarkFacts facts = session::TakeDark(*opened, path, wanted.frames, wanted.overwrite != 0, tell);
-    if (info != nullptr) GiveStruct(InfoOf(facts), info);
+    const session::DarkDescription taken =
+        session::TakeDark(*opened, TargetOf(path, wanted.overwrite != 0), wanted.frames, tell);
+    if (info != nullptr) GiveStruct(InfoOf(taken), info);
+  });
+}
+
+orq_status orq_dark_check(orq_camera* camera, const char* path, int32_t overwrite) {
+  return Guarded([&] { session::CheckDarkTarget(*CameraOf(camera), TargetOf(path, overwrite != 0)); });
+}
+
+orq_status orq_dark_read(orq_camera* camera, const char* path, orq_dark_info* info) {
+  return Guarded([&] {
+    const auto opened = CameraOf(camera);
+    if (path == nullptr) throw session::Failure(session::Status::Invalid, "path is null");
+    DemandStruct(info, "info");
+    const session::DarkFile dark = session::ReadDark(*opened, path);
+    orq_dark_info given = dark.description ? InfoOf(*dark.description) : orq_dark_info{};
+    CopyText(dark.trouble, given.trouble);
+    GiveStruct(given, info);
+  });
+}
+
+orq_status orq_dark_copy(orq_camera* camera, const char* from, const char* to, int32_t overwrite) {
+  return Guarded([&] {
+    const auto opened = CameraOf(camera);
+    if (from == nullptr) throw session::Failure(session::Status::Invalid, "from is null");
+    session::CopyDark(*opened, from, TargetOf(to, overwrite != 0));
   });
 }
 
@@ -67,8 +98,12 @@ orq_status orq_dark_choice_get(orq_camera* camera, orq_dark_choice* choice) {
     const session::DarkStore store = session::DarkStoreOf(*opened);
     orq_dark_choice given{};
     given.is_kept = store.HasKept() ? 1 : 0;
-    CopyText(store.Chosen(), given.chosen);
     CopyText(store.KeptPath(), given.kept);
+    try {
+      CopyText(store.Chosen(), given.chosen);
+    } catch (const session::Failure& failure) {
+      CopyText(failure.what(), given.trouble);
+    }
     GiveStruct(given, choice);
   });
 }

@@ -23,7 +23,7 @@ HANDLES = {"orq_camera": "camera", "orq_camera_list": "list", "orq_reader": "rea
 # Where null is a value: "function parameter".
 MAY_BE_NULL = {
     "orq_camera_open name", "orq_camera_open options", "orq_region_set applied", "orq_reader_open options",
-    "orq_frame_save options", "orq_frame_save_files options", "orq_save_check options", "orq_dark_choice_set path", "orq_frame_preview options", "orq_dark_take options", "orq_dark_take callback", "orq_dark_take user",
+    "orq_frame_save options", "orq_frame_save_files options", "orq_save_check options", "orq_dark_choice_set path", "orq_dark_take path", "orq_dark_check path", "orq_dark_copy to", "orq_frame_preview options", "orq_dark_take options", "orq_dark_take callback", "orq_dark_take user",
     "orq_dark_take info", "orq_flash_save callback", "orq_flash_save user", "orq_flash_restore backup_folder",
     "orq_flash_restore callback", "orq_flash_restore user", "orq_user_id_set backup_folder",
     "orq_user_id_set callback", "orq_user_id_set user", "orq_hot_pixels_save backup_folder",

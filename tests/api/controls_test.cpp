@@ -86,9 +86,33 @@ TEST(ApiControls, AControlIsFoundByNameInAnyCaseAndOthersSayWhatThereIs) {
   EXPECT_EQ(orq_control_find(camera.camera, "CoolerOn", &info), ORQ_ERROR_UNSUPPORTED);
   EXPECT_EQ(orq_control_find(camera.camera, "shutter", &info), ORQ_ERROR_INVALID);
   int64_t value = 0;
-  EXPECT_EQ(orq_control_get(camera.camera, 29, &value, nullptr), ORQ_ERROR_INVALID);
+  EXPECT_EQ(orq_control_get(camera.camera, 30, &value, nullptr), ORQ_ERROR_INVALID);
   EXPECT_EQ(orq_control_get(camera.camera, -1, &value, nullptr), ORQ_ERROR_INVALID);
   EXPECT_EQ(orq_control_set(camera.camera, ORQ_CONTROL_GAIN, 1, 2), ORQ_ERROR_INVALID);
+}
+
+TEST(ApiControls, TheReadoutModeIsOneWhereTheSensorHasSeveralAndFramesSayIt) {
+  const ApiCamera camera(Quick("d6m"));
+  camera.Corner(ORQ_FORMAT_RAW16, 64);
+  orq_control_info info{};
+  info.size = sizeof info;
+  ASSERT_EQ(orq_control_find(camera.camera, "readoutmode", &info), ORQ_OK) << orq_last_error();
+  EXPECT_EQ(info.id, ORQ_CONTROL_READOUT_MODE);
+  EXPECT_STREQ(info.description, "Readout mode:0->High full well 1->Low noise");
+  EXPECT_EQ(info.maximum, 1);
+  for (const int64_t mode : {1, 0}) {
+    ASSERT_EQ(orq_control_set(camera.camera, info.id, mode, ORQ_MANUAL), ORQ_OK) << orq_last_error();
+    int64_t value = -1;
+    EXPECT_EQ(orq_control_get(camera.camera, info.id, &value, nullptr), ORQ_OK);
+    EXPECT_EQ(value, mode);
+    ASSERT_EQ(orq_exposure_start(camera.camera, 1000), ORQ_OK) << orq_last_error();
+    ApiFrame frame;
+    ASSERT_EQ(orq_frame_wait(camera.camera, kPatienceMs, &frame.frame), ORQ_OK) << orq_last_error();
+    EXPECT_EQ(frame.Info().readout_mode, mode);
+    EXPECT_NEAR(frame.Info().electrons_per_adu, (mode == 0 ? 3.8 : 0.95) / 4, 1e-5) << "14 bits in 16";
+  }
+  EXPECT_EQ(orq_control_set(camera.camera, info.id, 2, ORQ_MANUAL), ORQ_ERROR_RANGE);
+  EXPECT_EQ(orq_control_find(ApiCamera().camera, "ReadoutMode", &info), ORQ_ERROR_UNSUPPORTED);
 }
 
 TEST(ApiControls, AnAutomaticExposureFindsItsTargetWhileVideoRuns) {
@@ -292,8 +316,55 @@ TEST(ApiDarks, TheUsersChoiceIsKeptForTheCamera) {
   EXPECT_EQ(choice(later.camera).chosen, chosen);
   EXPECT_EQ(choice(later.camera).is_kept, 1);
   EXPECT_STREQ(choice(ApiCamera(Quick("k1c", ",serial=fedcba9876543210")).camera).chosen, "") << "another camera";
+  std::ofstream(std::filesystem::path(choice(later.camera).kept).parent_path() / "applied") << "garbage";
+  EXPECT_STREQ(choice(later.camera).chosen, "");
+  EXPECT_STRNE(choice(later.camera).trouble, "");
+  EXPECT_EQ(choice(later.camera).is_kept, 1) << "also then";
   ASSERT_EQ(orq_dark_choice_set(later.camera, nullptr), ORQ_OK);
   EXPECT_STREQ(choice(later.camera).chosen, "");
+  EXPECT_STREQ(choice(later.camera).trouble, "");
+  ::unsetenv("XDG_STATE_HOME");
+}
+
+TEST(ApiDarks, TheCamerasOwnDarkIsKeptChosenReadAndCopied) {
+  const TempDirectory folder;
+  ::setenv("XDG_STATE_HOME", folder.Path().c_str(), 1);
+  const ApiCamera camera("virtual:h53m,timescale=0.01,scene=dark,serial=0123456789abcdef");
+  EXPECT_EQ(orq_dark_check(camera.camera, nullptr, 0), ORQ_OK) << orq_last_error();
+  EXPECT_EQ(orq_dark_check(camera.camera, folder.File("none/x.bmp").c_str(), 0), ORQ_ERROR_FILE);
+  EXPECT_EQ(orq_dark_check(camera.camera, folder.File("x.png").c_str(), 0), ORQ_ERROR_INVALID);
+  const orq_dark_options options{sizeof options, 2, 0, 0};
+  orq_dark_info taken{};
+  taken.size = sizeof taken;
+  for (int i = 0; i < 2; ++i) {  // the second one replaces the first
+    ASSERT_EQ(orq_dark_take(camera.camera, nullptr, &options, nullptr, nullptr, &taken), ORQ_OK)
+        << orq_last_error();
+  }
+  EXPECT_STREQ(taken.serial, "0123456789abcdef");
+  EXPECT_STREQ(taken.model, "Tavix ORQ-H53M");
+  orq_dark_choice choice{};
+  choice.size = sizeof choice;
+  ASSERT_EQ(orq_dark_choice_get(camera.camera, &choice), ORQ_OK);
+  EXPECT_EQ(choice.is_kept, 1);
+  EXPECT_STREQ(choice.chosen, choice.kept);
+  const std::string copy = folder.File("copy.bmp");
+  ASSERT_EQ(orq_dark_copy(camera.camera, choice.kept, copy.c_str(), 0), ORQ_OK) << orq_last_error();
+  EXPECT_EQ(orq_dark_copy(camera.camera, choice.kept, copy.c_str(), 0), ORQ_ERROR_FILE) << "it is there";
+  orq_dark_info read{};
+  read.size = sizeof read;
+  ASSERT_EQ(orq_dark_read(camera.camera, copy.c_str(), &read), ORQ_OK) << orq_last_error();
+  EXPECT_EQ(read.frames, 2);
+  EXPECT_EQ(read.taken_unix_ns, taken.taken_unix_ns);
+  EXPECT_STREQ(read.serial, taken.serial);
+  EXPECT_STREQ(read.trouble, "");
+  std::filesystem::remove(folder.File("copy.json"));
+  ASSERT_EQ(orq_dark_read(camera.camera, copy.c_str(), &read), ORQ_OK) << orq_last_error();
+  EXPECT_EQ(read.frames, 0) << "nothing is known without a description";
+  ASSERT_EQ(orq_dark_choice_set(camera.camera, nullptr), ORQ_OK);
+  ASSERT_EQ(orq_dark_copy(camera.camera, copy.c_str(), nullptr, 0), ORQ_OK) << orq_last_error();
+  ASSERT_EQ(orq_dark_choice_get(camera.camera, &choice), ORQ_OK);
+  EXPECT_STREQ(choice.chosen, choice.kept) << "a dark that comes to the own place is chosen";
+  EXPECT_EQ(orq_dark_read(ApiCamera().camera, copy.c_str(), &read), ORQ_ERROR_RANGE) << "of another sensor";
   ::unsetenv("XDG_STATE_HOME");
 }
 

@@ -236,7 +236,8 @@ TEST(ApiFiles, SavingTellsWhatWasWritten) {
   options.number = 7;
   orq_saved_files saved{};
   saved.size = sizeof saved;
-  ASSERT_EQ(orq_frame_save_files(frame.frame, folder.File("{camera}-{n:03}.raw").c_str(), &options, &saved), ORQ_OK)
+  ASSERT_EQ(orq_frame_save_files(frame.frame, folder.File("{camera}-{n:03}.raw").c_str(), &options, &saved),
+            ORQ_OK)
       << orq_last_error();
   EXPECT_EQ(saved.file, folder.File("k1c-007.raw"));
   EXPECT_EQ(saved.sidecar, folder.File("k1c-007.json"));

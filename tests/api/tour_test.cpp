@@ -136,10 +136,10 @@ void Together(const ApiCamera& camera, const std::vector<void (*)(const ApiCamer
 
 void ExpectTheNextExposure(const ApiCamera& camera, const std::string& when) {
   camera.Corner();
-  ASSERT_EQ(orq_exposure_start(camera.camera, 1234), ORQ_OK) << when << ": " << orq_last_error();
+  ASSERT_EQ(orq_exposure_start(camera.camera, 1300), ORQ_OK) << when << ": " << orq_last_error();
   ApiFrame frame;
   ASSERT_EQ(orq_frame_wait(camera.camera, kPatienceMs, &frame.frame), ORQ_OK) << when << ": " << orq_last_error();
-  EXPECT_EQ(frame.Info().exposure_us, 1234U) << when;
+  EXPECT_EQ(frame.Info().exposure_us, 1300U) << when;
   EXPECT_EQ(frame.Info().width, 64) << when;
 }
 

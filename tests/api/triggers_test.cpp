@@ -1,6 +1,6 @@
 // Camera modes, triggers, outputs, counters and the log through the C interface.
-#include <cmath>
 #include <atomic>
+#include <cmath>
 
 #include "Camera.h"
 #include "models/table/ModelData.h"

@@ -117,6 +117,16 @@ class Tests(CliTest):
             file.write(text.replace('name="Gamma" value="80"', 'name="Gamma" value="-2147483648"'))
         self.assertEqual(self.json("-c", K1C, "get", "gamma")["Gamma"]["value"], 0)
 
+    def test_a_readout_mode_is_kept_and_filed(self):
+        d6m = "virtual:d6m,timescale=0"
+        self.succeed("-c", d6m, "set", "ReadoutMode=1")
+        self.assertEqual(self.json("-c", d6m, "get", "readoutmode")["ReadoutMode"]["value"], 1)
+        for mode, name in ((1, b"'Low noise'"), (0, b"'High full well'")):
+            self.succeed("-c", d6m, "set", f"ReadoutMode={mode}")
+            self.succeed("-c", d6m, "capture", "--region", "0,0,64,64", "-o", f"{mode}.fits")
+            with open(os.path.join(self.work, f"{mode}.fits"), "rb") as file:
+                self.assertIn(b"READOUTM= " + name, file.read())
+
     def test_no_settings_neither_loads_nor_keeps(self):
         self.succeed("-c", K1C, "set", "gain=42")
         self.assertEqual(self.gain("--no-settings"), 0)

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Installs into a folder of its own, and builds and runs programs that know nothing but what lies there.
 
-    check_install.py CMAKE BUILD CC CXX
+    check_install.py CMAKE BUILD CC CXX [indi]     indi: the INDI driver is built
 """
 
 import os
@@ -34,19 +34,20 @@ INSTALLED = [
     r"share/doc/orqcam/docs/[a-z-]+\.(md|png)",
     r"share/doc/orqcam/examples/(CMakeLists\.txt|c/\w+\.c|cpp/\w+\.cpp|python/\w+\.py)",
 ]
+WITH_INDI = [r"bin/indi_orqcam_ccd", r"share/indi/indi_orqcam_ccd\.xml"]
 
 
-def run(command, **options):
-    """Its standard output; ends the test when it fails."""
+def run(command, ends=0, **options):
+    """Its standard output; ends the test when it does not end as it is to."""
     done = subprocess.run([str(word) for word in command], text=True, capture_output=True, check=False, **options)
-    if done.returncode != 0:
+    if done.returncode != ends:
         sys.exit(f"{' '.join(map(str, command))} ended with {done.returncode}:\n{done.stdout}{done.stderr}")
     return done.stdout
 
 
 class Installation:
-    def __init__(self, folder, cmake, build, compilers):
-        self.folder, self.cmake, self.compilers = folder, cmake, compilers
+    def __init__(self, folder, cmake, build, compilers, patterns):
+        self.folder, self.cmake, self.compilers, self.patterns = folder, cmake, compilers, patterns
         run([cmake, "--install", build, "--prefix", folder / "installed"])
         # Moved away: nothing may still point to where it was installed.
         self.prefix = (folder / "installed").rename(folder / "moved")
@@ -57,7 +58,7 @@ class Installation:
 
     def check_files(self):
         lib = re.escape(str(self.lib.relative_to(self.prefix)))
-        patterns = [pattern.replace("LIB", lib) for pattern in INSTALLED]
+        patterns = [pattern.replace("LIB", lib) for pattern in self.patterns]
         files = [str(path.relative_to(self.prefix)) for path in self.prefix.rglob("*") if not path.is_dir()]
         strangers = [name for name in files if not any(re.fullmatch(pattern, name) for pattern in patterns)]
         missing = [pattern for pattern in patterns
@@ -139,9 +140,10 @@ class Installation:
 
 
 def main():
-    cmake, build, c, cxx = sys.argv[1:]
+    cmake, build, c, cxx, *parts = sys.argv[1:]
+    indi = "indi" in parts
     with tempfile.TemporaryDirectory(prefix="orqcam-install-") as folder:
-        installation = Installation(Path(folder), cmake, build, {"c": c, "cpp": cxx})
+        installation = Installation(Path(folder), cmake, build, {"c": c, "cpp": cxx}, INSTALLED + (WITH_INDI if indi else []))
         installation.check_files()
         for static in (False, True):
             for language in ("c", "cpp"):
@@ -149,6 +151,11 @@ def main():
             installation.check_cmake("orqcam::static" if static else "orqcam::orqcam", static)
         installation.check_documented_commands()
         run([installation.prefix / "bin" / "orqcam", "list", "--virtual"], env=installation.environment)
+        if indi:
+            told = run([installation.prefix / "bin" / "indi_orqcam_ccd"], env=installation.environment | {"HOME": folder},
+                       input='<getProperties version="1.7"/>', ends=1)
+            if "ORQ Camera" not in told:
+                sys.exit(f"the INDI driver that was installed says: {told}")
 
 
 if __name__ == "__main__":

@@ -6,6 +6,7 @@ import tempfile
 import unittest
 from pathlib import Path
 
+import check_faces
 import check_headers
 import check_includes
 import check_rooms
@@ -23,6 +24,34 @@ class Tree(unittest.TestCase):
         path = self.source / name
         path.parent.mkdir(parents=True, exist_ok=True)
         path.write_text(text, encoding="utf-8")
+
+
+class Faces(Tree):
+    def breaches(self, *still_below):
+        return check_faces.check(self.source, frozenset(still_below))
+
+    def setUp(self):
+        super().setUp()
+        shutil.rmtree(self.source / "support")
+        shutil.rmtree(self.source / "camera")
+        self.write("indi/Driver.h", "#pragma once\n#include <orqcam/orqcam.hpp>\n")
+
+    def test_a_face_includes_its_own_files_and_the_installed_headers(self):
+        self.write("indi/main.cpp", '#include "Driver.h"\n')
+        self.write("indi/wire/Text.cpp", '#include "Driver.h"\n#include "../Driver.h"\n')
+        self.write("cli/main.cpp", '#include "support/Text.h"\n')
+        self.assertEqual(self.breaches(), [])
+
+    def test_a_face_must_not_go_below_the_library_nor_use_another_face(self):
+        self.write("indi/main.cpp", '#include "session/Failure.h"\n')
+        self.write("cli/main.cpp", '#include "Driver.h"\n')
+        self.assertEqual([line.split(":")[0] for line in self.breaches()], ["cli/main.cpp", "indi/main.cpp"])
+        self.assertEqual(len(self.breaches("indi/main.cpp")), 1)
+
+    def test_the_list_of_those_that_do_only_gets_shorter(self):
+        self.assertEqual(self.breaches("indi/Driver.h", "indi/gone.cpp"),
+                         ["indi/Driver.h: goes below no more: take it off the list",
+                          "indi/gone.cpp: is not there any more: take it off the list"])
 
 
 class Includes(Tree):

@@ -5,7 +5,6 @@
 
 #include "output/Progress.h"
 #include "output/Signals.h"
-#include "session/files/StateDirectory.h"
 #include "session/text/Units.h"
 #include "support/Text.h"
 
@@ -67,20 +66,6 @@ DarkFacts CollectDark(Session& session, DarkSession& dark, int frames) {
     Complain(Format("the dark is bright (%u of 255 on average): was the sensor covered?", facts.average));
   }
   return facts;
-}
-
-void RestoreAfterDark(Session& session, DarkSession& dark) {
-  Demand(session, dark.Restore());
-}
-
-void TellShortExposures(const CModelCamera& camera) {
-  if (camera.AutoExp == 0) return;
-  Complain("automatic exposure is on: the dark is not subtracted from frames exposed for less than " +
-           ExposureText(ORQ_SHORTEST_AUTOMATIC_DARK_US));
-}
-
-DarkStore StoreOf(Session& session) {
-  return {StateDirectory(), session.Model(), session.Serial()};
 }
 
 }  // namespace orq::cli

@@ -5,7 +5,6 @@
 
 #include "camera/Session.h"
 #include "session/DarkSession.h"
-#include "session/darks/DarkStore.h"
 
 namespace orq::cli {
 
@@ -15,13 +14,5 @@ int ParseDarkFrames(const std::string& text);
 /// Collects a dark; Ctrl-C stops it, and then the camera is as it was before. Says on standard error when the dark
 /// shows nothing, or looks as if the sensor had not been covered. Throws CliError when it is not done.
 DarkFacts CollectDark(Session& session, DarkSession& dark, int frames);
-/// Throws CliError when something of the camera's state before cannot be brought back.
-void RestoreAfterDark(Session& session, DarkSession& dark);
-
-/// Says on standard error when automatic exposure leaves frames without the dark.
-void TellShortExposures(const CModelCamera& camera);
-
-/// The place of the camera's dark.
-DarkStore StoreOf(Session& session);
 
 }  // namespace orq::cli

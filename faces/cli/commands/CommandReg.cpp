@@ -54,9 +54,8 @@ void DemandUnsafe(const RegOptions& options) {
 void AddRegister(Report& report, const Context& context, Device& camera, const Chip& chip, int address) {
   const auto reg = static_cast<unsigned>(address);
   std::uint8_t value = 0;
-  camera.Do(Format("cannot read %s register 0x%04X", chip.name, reg), [&](const Camera& open) {
-    check(orq_expert_register_read(open.get(), chip.number, reg, &value));
-  });
+  camera.Do(Format("cannot read %s register 0x%04X", chip.name, reg),
+            [&](const Camera& open) { check(orq_expert_register_read(open.get(), chip.number, reg, &value)); });
   report.Add(Format("0x%04X", reg), context.json ? Json(value) : Json(Format("0x%02X", value)));
 }
 

@@ -37,19 +37,27 @@ void ApplyCorrections(Device& camera, const CorrectionOptions& options, bool cho
   if (options.dark) {
     UseDark(camera, *options.dark);
   } else if (chosen && !options.noDark) {
-    if (const std::string path = camera->darkChoice().chosen; !path.empty()) UseDark(camera, path);
+    if (const std::string path = ChosenDark(camera->darkChoice()); !path.empty()) UseDark(camera, path);
   }
   if (options.noHotPixels) camera->repairHotPixels(false);
   if (options.hotPixels) camera->repairHotPixels(true);
 }
 
+std::string ChosenDark(const orq_dark_choice& choice) {
+  if (choice.trouble[0] != '\0') throw CliError(Status::File, choice.trouble);
+  return choice.chosen;
+}
+
+void TellShortExposures(Device& camera) {
+  if (!camera->isAutomatic(ORQ_CONTROL_EXPOSURE)) return;
+  Complain("automatic exposure is on: the dark is not subtracted from frames exposed for less than " +
+           ExposureText(ORQ_SHORTEST_AUTOMATIC_DARK_US));
+}
+
 void TellDifferences(Device& camera) {
   const orq_dark_state dark = camera->darkState();
   if (dark.in_use == 0) return;
-  if (camera->isAutomatic(ORQ_CONTROL_EXPOSURE)) {
-    Complain("automatic exposure is on: the dark is not subtracted from frames exposed for less than " +
-             ExposureText(ORQ_SHORTEST_AUTOMATIC_DARK_US));
-  }
+  TellShortExposures(camera);
   if (dark.differences[0] != '\0') Complain(std::string("the dark was taken differently: ") + dark.differences);
 }
 

@@ -22,6 +22,10 @@ struct CorrectionOptions {
 /// `--no-settings`, nor for frames that are to be a dark or a bias). Throws Error for a dark that cannot be used
 /// and for a missing table of hot pixels.
 void ApplyCorrections(Device& camera, const CorrectionOptions& options, bool chosen);
+/// The file of the dark that the user has chosen; empty: none is. Throws CliError when that cannot be told.
+std::string ChosenDark(const orq_dark_choice& choice);
+/// Says on standard error when automatic exposure leaves frames without the dark.
+void TellShortExposures(Device& camera);
 /// Says on standard error what of the dark does not fit; call it when everything is set.
 void TellDifferences(Device& camera);
 

@@ -3,40 +3,39 @@
 #include <string>
 #include <utility>
 
-#include "output/FrameReport.h"
 #include "output/Output.h"
-#include "session/frame/FrameTime.h"
+#include "output/frames/FrameReport.h"
 #include "support/Text.h"
 
 namespace orq::cli {
 
-void GpsWatch::Look(const FrameInfo& info) {
-  Look(static_cast<std::int32_t>(info.gps.state), info.gps.predictions.wrong, info.sequence,
-       session::GpsTrouble(info));
+namespace {
+
+bool HasGpsTime(const orq_frame_gps& gps) {
+  return gps.state == ORQ_GPS_FIX || gps.state == ORQ_GPS_PREDICTED;
 }
+
+}  // namespace
 
 void GpsWatch::Look(const orq_frame_info& info, const orq_frame_gps& gps) {
-  Look(gps.state, gps.wrong, info.sequence, GpsTrouble(gps));
-}
-
-void GpsWatch::Look(std::int32_t state, std::uint64_t wrong, std::uint32_t sequence, const std::string& trouble) {
-  if (state == ORQ_GPS_NONE) return;
-  const std::uint64_t before = std::exchange(wrong_, wrong);
-  if (wrong > before) {
+  if (gps.state == ORQ_GPS_NONE) return;
+  const std::uint64_t before = std::exchange(wrong_, gps.wrong);
+  if (wrong_ > before) {
     Complain(
         Format("the predicted GPS times of %llu frame%s before camera sequence %u were wrong: the camera "
                "did not keep its pace",
-               static_cast<unsigned long long>(wrong - before), wrong - before == 1 ? "" : "s", sequence));
+               static_cast<unsigned long long>(wrong_ - before), wrong_ - before == 1 ? "" : "s", info.sequence));
   }
-  if (state == ORQ_GPS_MISSED) {
-    if (!missedTold_) Complain("not all frames have GPS time, but the computer's: " + trouble);
+  if (gps.state == ORQ_GPS_MISSED) {
+    if (!missedTold_) Complain("not all frames have GPS time, but the computer's: " + GpsTrouble(gps));
     missedTold_ = true;
     return;
   }
-  const bool lost = state != ORQ_GPS_FIX && state != ORQ_GPS_PREDICTED;
+  const bool lost = !HasGpsTime(gps);
   if (lost == lost_) return;
   lost_ = lost;
-  Complain(lost ? "frames have the computer's time now, not GPS time: " + trouble : "frames have GPS time again");
+  Complain(lost ? "frames have the computer's time now, not GPS time: " + GpsTrouble(gps)
+                : "frames have GPS time again");
 }
 
 void WarningWatch::Look(const orq_saved_files& saved, const orq_frame_info& info) {

@@ -5,8 +5,6 @@
 #include <orqcam/orqcam.hpp>
 #include <string>
 
-#include "models/camera/FrameTypes.h"
-
 namespace orq::cli {
 
 /// Tells the user once when frames lose GPS time, and once when it is back. That frames come too fast, so that now
@@ -15,12 +13,9 @@ class GpsWatch {
  public:
   /// `tellsMissed`: whether that matters.
   explicit GpsWatch(bool tellsMissed) : missedTold_(!tellsMissed) {}
-  void Look(const FrameInfo& info);
   void Look(const orq_frame_info& info, const orq_frame_gps& gps);
 
  private:
-  void Look(std::int32_t state, std::uint64_t wrong, std::uint32_t sequence, const std::string& trouble);
-
   bool missedTold_;
   bool lost_ = false;
   std::uint64_t wrong_ = 0;  ///< predictions

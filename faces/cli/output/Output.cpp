@@ -8,7 +8,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "output/Hints.h"
+#include "options/Hints.h"
 #include "support/Text.h"
 
 namespace orq::cli {

@@ -7,11 +7,15 @@
 #include <utility>
 
 #include "panels/ControlPanel.h"
+#include "panels/GpsPanel.h"
+#include "panels/ServicePanel.h"
+#include "panels/TriggerPanel.h"
 
 namespace orq::indi {
 namespace {
 
 constexpr int kTickMs = 250;
+constexpr unsigned kTicksPerLook = 4;
 constexpr std::uint32_t kAlways =
     INDI::CCD::CCD_CAN_ABORT | INDI::CCD::CCD_CAN_BIN | INDI::CCD::CCD_CAN_SUBFRAME | INDI::CCD::CCD_HAS_STREAMING;
 constexpr const char* kVirtualProperty = "ORQ_VIRTUAL";
@@ -43,10 +47,15 @@ bool CameraDevice::attempt(const std::function<void()>& work) {
 }
 
 CameraDevice::CameraDevice(std::string deviceName, CameraChoice choice)
-    : deviceName_(std::move(deviceName)), choice_(std::move(choice)) {
+    : INDI::FocuserInterface(this), deviceName_(std::move(deviceName)), choice_(std::move(choice)) {
   setDeviceName(deviceName_.c_str());
   setVersion(ORQCAM_VERSION_MAJOR, ORQCAM_VERSION_MINOR);
   panels_.push_back(std::make_unique<ControlPanel>(*this));
+  panels_.push_back(std::make_unique<TriggerPanel>(*this));
+  panels_.push_back(std::make_unique<GpsPanel>(*this));
+  panels_.push_back(std::make_unique<ServicePanel>(*this, [this](auto what, auto job, auto told) {
+    runLong(std::move(what), std::move(job), std::move(told));
+  }));
   ticks_.callOnTimeout([this] { tick(); });
 }
 
@@ -59,6 +68,20 @@ void CameraDevice::release() {
   if (pump_) pump_->stop();
   ticks_.stop();
   stopListening();
+  letGo();
+}
+
+/// Ends what other threads do with the camera, and closes it.
+void CameraDevice::letGo() {
+  if (!camera_) return;
+  guideNorthSouth_.cancel();
+  guideEastWest_.cancel();
+  longWork_.cancel();
+  orq_capture_abort(camera_->get());  // guide lines go off, work that takes long ends
+  guideNorthSouth_.finish();
+  guideEastWest_.finish();
+  longWork_.finish();
+  busyWith_.clear();
   camera_.reset();
 }
 
@@ -75,6 +98,8 @@ bool CameraDevice::initProperties() {
   streamCounts_.fill(getDeviceName(), "ORQ_STREAM", "Stream counters", "Streaming", IP_RO, 0, IPS_IDLE);
   addDebugControl();
   addConfigurationControl();
+  initClimate();
+  initFocus();
   if (choice_.offersVirtual) {
     addSimulationControl();
     virtualName_[0].fill(kVirtualElement, "Model and options", kDefaultVirtual);
@@ -127,9 +152,16 @@ bool CameraDevice::Connect() {
 }
 
 void CameraDevice::describeSensor() {
-  std::uint32_t can = kAlways;
-  if (info_.bayer != ORQ_BAYER_NONE) can |= CCD_HAS_BAYER;
-  SetCCDCapability(can);
+  std::uint32_t has = kAlways;
+  if (info_.bayer != ORQ_BAYER_NONE) has |= CCD_HAS_BAYER;
+  if (can(ORQ_ABILITY_COOLER)) has |= CCD_HAS_COOLER;
+  if (can(ORQ_ABILITY_GUIDE_PORT)) has |= CCD_HAS_ST4_PORT;
+  SetCCDCapability(has);
+  std::uint32_t interfaces = CCD_INTERFACE;
+  if (can(ORQ_ABILITY_GUIDE_PORT)) interfaces |= GUIDER_INTERFACE;
+  if (can(ORQ_ABILITY_FOCUS_MOTOR)) interfaces |= FOCUSER_INTERFACE;
+  setDriverInterface(static_cast<std::uint16_t>(interfaces));
+  syncDriverInfo();
   const auto pixel = static_cast<float>(info_.pixel_um);
   SetCCDParams(info_.sensor_width, info_.sensor_height, 8, pixel, pixel);
   int most = 1;
@@ -169,7 +201,7 @@ bool CameraDevice::Disconnect() {
   if (exposing_.exchange(false)) PrimaryCCD.setExposureFailed();
   uploads_.awaitIdle();
   shown_ = Frame();
-  camera_.reset();
+  letGo();
   lost_ = false;
   if (released_) released_();
   return true;
@@ -179,13 +211,20 @@ bool CameraDevice::updateProperties() {
   INDI::CCD::updateProperties();
   if (!isConnected()) {
     deleteProperty(streamCounts_);
+    deleteClimate();
+    if (can(ORQ_ABILITY_FOCUS_MOTOR)) FI::updateProperties();
     for (const auto& panel : panels_) panel->disconnected();
     return true;
   }
   attempt([this] {
     for (const auto& panel : panels_) panel->connected(*camera_);
     applyLabels();
+    defineClimate();
   });
+  if (can(ORQ_ABILITY_FOCUS_MOTOR)) {
+    showFocus();
+    FI::updateProperties();
+  }
   defineProperty(streamCounts_);
   afterChange();
   startListening();
@@ -251,6 +290,8 @@ void CameraDevice::tick() {
       });
     }
   }
+  if (++tickCount_ % kTicksPerLook != 0) return;
+  showClimate();
   for (const auto& panel : panels_) panel->tick();
 }
 
@@ -289,6 +330,8 @@ bool CameraDevice::ISNewNumber(const char* device, const char* name, double valu
       if (panel->set(request)) return afterChange();
     }
   }
+  if (isConnected() && can(ORQ_ABILITY_FOCUS_MOTOR) && FI::processNumber(device, name, values, names, n))
+    return true;
   const bool done = INDI::CCD::ISNewNumber(device, name, values, names, n);
   if (std::strcmp(name, "STREAMING_EXPOSURE") == 0) applyStreamExposure();
   return done;
@@ -303,6 +346,10 @@ bool CameraDevice::ISNewSwitch(const char* device, const char* name, ISState* st
     for (const auto& panel : panels_) {
       if (panel->set(request)) return afterChange();
     }
+  }
+  if (isConnected()) {
+    if (can(ORQ_ABILITY_COOLER) && setCooler(request)) return true;
+    if (can(ORQ_ABILITY_FOCUS_MOTOR) && FI::processSwitch(device, name, states, names, n)) return true;
   }
   const bool done = INDI::CCD::ISNewSwitch(device, name, states, names, n);
   if (request.property == "RECORD_STREAM" && request.chosen() == "RECORD_OFF") closeRecording();

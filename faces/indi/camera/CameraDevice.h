@@ -2,6 +2,7 @@
 #pragma once
 
 #include <indiccd.h>
+#include <indifocuserinterface.h>
 
 #include <atomic>
 #include <chrono>
@@ -15,6 +16,7 @@
 
 #include "loop/MainLoop.h"
 #include "loop/UploadGate.h"
+#include "loop/Worker.h"
 #include "panels/Panel.h"
 #include "stream/VideoPump.h"
 
@@ -28,7 +30,7 @@ struct CameraChoice {
 
 /// Everything runs on INDI's thread, but for two steps of an upload (`processFastExposure`, `addFITSKeywords`),
 /// which the gate keeps apart from the rest.
-class CameraDevice : public INDI::CCD {
+class CameraDevice : public INDI::CCD, public INDI::FocuserInterface {
  public:
   CameraDevice(std::string deviceName, CameraChoice choice);
   ~CameraDevice() override;
@@ -66,6 +68,14 @@ class CameraDevice : public INDI::CCD {
   bool SetCaptureFormat(uint8_t index) override;
   bool StartStreaming() override;
   bool StopStreaming() override;
+  int SetTemperature(double celsius) override;
+  IPState GuideNorth(uint32_t ms) override { return guide(ORQ_GUIDE_NORTH, ms); }
+  IPState GuideSouth(uint32_t ms) override { return guide(ORQ_GUIDE_SOUTH, ms); }
+  IPState GuideEast(uint32_t ms) override { return guide(ORQ_GUIDE_EAST, ms); }
+  IPState GuideWest(uint32_t ms) override { return guide(ORQ_GUIDE_WEST, ms); }
+  IPState MoveAbsFocuser(uint32_t target) override;
+  IPState MoveRelFocuser(FocusDirection direction, uint32_t steps) override;
+  bool AbortFocuser() override;
   bool processFastExposure(INDI::CCDChip* chip) override;
   void addFITSKeywords(INDI::CCDChip* chip) override;
 
@@ -73,6 +83,7 @@ class CameraDevice : public INDI::CCD {
   // CameraDevice.cpp
   bool isMine(const char* device) const;
   std::string wantedName() const;
+  void letGo();
   Camera openWanted() const;
   void describeSensor();
   void describeFormats();
@@ -87,6 +98,7 @@ class CameraDevice : public INDI::CCD {
   bool attempt(const std::function<void()>& work);
 
   // CameraFrames.cpp
+  void demandFree() const;
   bool applyRegion(const orq_region& wanted);
   void showRegion(const orq_region& region);
   void showBayer(int bayer);
@@ -95,6 +107,20 @@ class CameraDevice : public INDI::CCD {
   void failExposure(const char* text);
   void applyLabels();
   bool afterChange();
+
+  // CameraClimate.cpp
+  bool can(std::uint32_t ability) const;
+  void initClimate();
+  void defineClimate();
+  void deleteClimate();
+  bool setCooler(const SwitchRequest& request);
+  void showClimate();
+  IPState guide(int direction, std::uint32_t ms);
+
+  // CameraFocus.cpp
+  void runLong(std::string what, std::function<void(Camera&)> job, std::function<void(bool done)> told);
+  void initFocus();
+  void showFocus();
 
   // CameraStream.cpp
   void showStream();
@@ -108,6 +134,9 @@ class CameraDevice : public INDI::CCD {
   std::function<void()> released_;
   INDI::PropertyText virtualName_{1};
   INDI::PropertyNumber streamCounts_{4};
+  INDI::PropertyNumber power_{1};
+  INDI::PropertySwitch cooler_{2};
+  INDI::PropertySwitch warmUp_{1};
 
   std::optional<Camera> camera_;
   orq_camera_info info_{};
@@ -125,6 +154,10 @@ class CameraDevice : public INDI::CCD {
   std::unique_ptr<VideoPump> pump_;
   std::chrono::steady_clock::time_point streamShown_{};
 
+  unsigned tickCount_ = 0;
+  std::string busyWith_;  ///< work that has the camera to itself; empty: none
+
+  Worker guideNorthSouth_, guideEastWest_, longWork_;
   PosterOwner posts_;
 };
 

@@ -81,6 +81,7 @@ bool CameraDevice::UpdateCCDFrameType(INDI::CCDChip::CCD_FRAME type) {
 
 bool CameraDevice::applyRegion(const orq_region& wanted) {
   try {
+    demandFree();
     showRegion(camera_->region(wanted));
     return afterChange();
   } catch (const Error& failure) {
@@ -155,11 +156,17 @@ void CameraDevice::showBayer(int bayer) {
 
 // ---- Exposures ----
 
+/// The library would wait for the end of such work, and with it all cameras of the driver.
+void CameraDevice::demandFree() const {
+  if (!busyWith_.empty()) throw BusyError(busyWith_ + ": wait for its end");
+}
+
 bool CameraDevice::StartExposure(float seconds) {
   // INDI hands over a float, which is not exact enough for the microseconds of long exposures.
   const double exact = std::fabs(ExposureTime - seconds) < 1e-6 * seconds ? ExposureTime : seconds;
   return attempt([&] {
     if (lost_ || !camera_) throw LostError("the camera is gone: plug it in");
+    demandFree();
     uploads_.awaitIdle();
     const auto exposure = std::chrono::microseconds(std::llround(exact * 1e6));
     camera_->startExposure(exposure);

@@ -11,6 +11,7 @@ namespace orq::indi {
 bool CameraDevice::StartStreaming() {
   return attempt([this] {
     if (!camera_ || lost_) throw LostError("the camera is gone: plug it in");
+    demandFree();
     if (exposing_) throw StateError("an exposure is under way: wait for it, or abort it");
     uploads_.awaitIdle();
     setStreamExposure();

@@ -9,7 +9,6 @@ namespace orq::indi {
 namespace {
 
 constexpr const char* kControlsTab = "Controls";
-constexpr unsigned kTicksPerRefresh = 4;
 
 /// What has properties of its own, under names that clients know.
 bool isElsewhere(int id) {
@@ -20,6 +19,9 @@ bool isElsewhere(int id) {
     case ORQ_CONTROL_TARGET_TEMPERATURE:
     case ORQ_CONTROL_COOLER_ON:
     case ORQ_CONTROL_GPS_SUPPORT:
+    case ORQ_CONTROL_GPS_START_LINE:
+    case ORQ_CONTROL_GPS_END_LINE:
+    case ORQ_CONTROL_HUB_RESET:  // not to be cut off by a configuration that is loaded
       return true;
     default:
       return false;
@@ -190,7 +192,7 @@ void ControlPanel::refreshModes() {
 }
 
 void ControlPanel::tick() {
-  if (camera_ == nullptr || ++ticks_ % kTicksPerRefresh != 0) return;
+  if (camera_ == nullptr) return;
   for (Group* group : {&gain_, &offset_, &rest_, &readings_}) {
     if (!group->controls.empty() && refresh(*group)) group->property.apply();
   }

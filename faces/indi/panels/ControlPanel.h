@@ -40,7 +40,6 @@ class ControlPanel : public Panel {
   Group gain_, offset_, rest_, readings_;
   INDI::PropertySwitch modes_{0};
   std::vector<orq_control_info> automatic_;
-  unsigned ticks_ = 0;
 };
 
 }  // namespace orq::indi

@@ -54,7 +54,7 @@ class Panel {
   virtual bool set(const TextRequest&) { return false; }
   /// Writes what is to be as it is now when the configuration is loaded.
   virtual void save(std::FILE*) {}
-  /// Twice a second while the camera answers.
+  /// Once a second while the camera answers.
   virtual void tick() {}
   /// A frame has come, before clients see it.
   virtual void frame(const Frame&) {}

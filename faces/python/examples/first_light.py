@@ -12,4 +12,4 @@ with orqcam.open(sys.argv[1] if len(sys.argv) > 1 else "virtual:k1c,timescale=0.
 
 print(f"{frame.array.shape[1]} x {frame.array.shape[0]} pixels, mean {frame.array.mean():.1f}, {frame.time_source} time")
 frame.save("first-light.fits", overwrite=True)
-plt.imsave("first-light.png", frame.preview(640))
+plt.imsave("first-light.png", frame.preview(320))

@@ -1,4 +1,4 @@
-"""An occultation's light curve: a star in every frame, with the time of the camera's GPS."""
+"""A light curve, as of an occultation: a star in every frame, with the time of the camera's GPS."""
 
 import sys
 
@@ -7,13 +7,13 @@ import numpy
 import orqcam
 
 NAME = "virtual:t46c,scene=stars,seed=5"
-FRAMES = 40
+FRAMES = 50
 
 with orqcam.open(sys.argv[1] if len(sys.argv) > 1 else NAME) as camera:
     camera.format = "raw8"
-    camera.exposure_us = 20_000
     camera.gain = 40
-    finder = camera.expose(1.0, timeout=30).array
+    finder = camera.expose(0.5, timeout=30).array
+    camera.exposure_us = 20_000
     y, x = numpy.unravel_index(finder[64:-64, 64:-64].argmax(), finder[64:-64, 64:-64].shape)
     camera.region = (int(x) // 16 * 16, int(y) // 16 * 16, 128, 128)  # the star stands in its middle
     times, fluxes, sources = [], [], set()

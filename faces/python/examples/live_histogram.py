@@ -6,7 +6,7 @@ import matplotlib.pyplot as plt
 import numpy
 import orqcam
 
-with orqcam.open(sys.argv[1] if len(sys.argv) > 1 else "virtual:k1c") as camera:
+with orqcam.open(sys.argv[1] if len(sys.argv) > 1 else "virtual:k1c,timescale=0.1") as camera:
     camera.format = "raw8"
     camera.exposure_us = 5000
     figure, axes = plt.subplots(figsize=(6, 3))

@@ -20,7 +20,7 @@ with orqcam.open(sys.argv[1] if len(sys.argv) > 1 else NAME) as camera:
     camera.region = (0, 0, 320, 240)
     camera.gain = 0
     bias, read = pair(camera, camera.exposure_us.min / 1e6)
-    points = numpy.array([pair(camera, seconds) for seconds in numpy.geomspace(0.005, 0.1, 8)])
+    points = numpy.array([pair(camera, seconds) for seconds in numpy.geomspace(0.002, 0.03, 8)])
     told = camera.expose(0.01).info.electrons_per_adu
 
 signal, variance = points[:, 0] - bias, points[:, 1] - read

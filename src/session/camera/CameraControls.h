@@ -12,6 +12,7 @@
 #include "session/DarkSession.h"
 #include "session/camera/Camera.h"
 #include "session/controls/ControlValues.h"
+#include "session/darks/DarkFile.h"
 #include "session/darks/DarkStore.h"
 #include "session/gps/GpsLines.h"
 #include "session/guide/GuideLine.h"
@@ -70,11 +71,21 @@ GpsLines LinesOf(Camera& camera, bool& follow);
 void SetLines(Camera& camera, const GpsLines& lines);
 void FollowLines(Camera& camera, bool follow);
 
+/// Where a dark is to be written; no path: the camera's own place, which is replaced and chosen.
+struct DarkTarget {
+  std::optional<std::string> path;
+  bool overwrite = false;
+};
+/// Throws Failure when no dark could be written there.
+void CheckDarkTarget(Camera& camera, const DarkTarget& target);
 /// Takes a dark of `frames` frames (0: as many as the exposure asks for) with the present exposure, gain and
-/// offset, and writes it to `path`, a .bmp with a description beside it. The sensor must be covered. A running
-/// capture is interrupted for it.
-DarkFacts TakeDark(Camera& camera, const std::string& path, int frames, bool overwrite,
-                   const std::function<void(const DarkProgress&)>& tell);
+/// offset, and writes it, a .bmp with a description beside it. The sensor must be covered. A running capture is
+/// interrupted for it.
+DarkDescription TakeDark(Camera& camera, const DarkTarget& target, int frames,
+                         const std::function<void(const DarkProgress&)>& tell);
+/// The dark in a file, which must be of this camera's sensor.
+DarkFile ReadDark(Camera& camera, const std::string& path);
+void CopyDark(Camera& camera, const std::string& from, const DarkTarget& to);
 /// Subtracts the dark in the file `path` from frames to come; nothing: none.
 void UseDark(Camera& camera, const std::optional<std::string>& path);
 struct DarkState {

@@ -7,7 +7,7 @@
 namespace orq::session {
 namespace {
 
-void Demand(Camera& camera, const DarkOutcome& outcome) {
+void Demand(const CModelCamera& device, const DarkOutcome& outcome) {
   switch (outcome.result) {
     case DarkResult::Done:
       return;
@@ -16,21 +16,53 @@ void Demand(Camera& camera, const DarkOutcome& outcome) {
     case DarkResult::Refused:
       throw Failure(Status::State, outcome.reason);
     case DarkResult::CameraFailed:
-      camera.Fail(outcome.reason);
+      if (device.DeviceLost()) {
+        throw Failure(Status::Lost, outcome.reason + "; check the camera's cable");
+      }
+      throw Failure(Status::Refused, outcome.reason);
   }
+}
+
+/// A place that a dark can be written to.
+struct DarkPlace {
+  std::string path;
+  Existing existing = Existing::Keep;
+  std::optional<DarkStore> store;  ///< whose own dark it is
+
+  void Write(const DarkFile& dark) const {
+    WriteDarkFile(path, dark, existing);
+    if (store) store->Choose(path);
+  }
+};
+
+// What is wrong with the camera is told before what is wrong with the file.
+DarkPlace Place(Camera& camera, const DarkTarget& target) {
+  DarkStore store = DarkStoreOf(camera);
+  DarkPlace place;
+  if (target.path) {
+    place.path = *target.path;
+    place.existing = target.overwrite ? Existing::Overwrite : Existing::Keep;
+    DemandDarkName(place.path);
+  } else {
+    store.DemandPlace();
+    place = {store.KeptPath(), Existing::Overwrite, store};
+  }
+  CheckDarkWritable(place.path, place.existing);
+  return place;
 }
 
 }  // namespace
 
-DarkFacts TakeDark(Camera& camera, const std::string& path, int frames, bool overwrite,
-                   const std::function<void(const DarkProgress&)>& tell) {
+void CheckDarkTarget(Camera& camera, const DarkTarget& target) {
+  Place(camera, target);
+}
+
+DarkDescription TakeDark(Camera& camera, const DarkTarget& target, int frames,
+                         const std::function<void(const DarkProgress&)>& tell) {
   if (frames < 0 || frames > kMostDarkFrames) {
     throw Failure(Status::Range, "a dark is made of 1 to " + std::to_string(kMostDarkFrames) + " frames");
   }
-  { const Camera::Use open(camera); }  // what is wrong with the camera is told before what is wrong with the file
-  const Existing existing = overwrite ? Existing::Overwrite : Existing::Keep;
-  DemandDarkName(path);
-  CheckDarkWritable(path, existing);
+  const DarkPlace place = Place(camera, target);
   const CameraFacts facts = camera.Facts();
   const Camera::Turn turn(camera);
   turn->Mailbox().Mute(false);
@@ -42,16 +74,28 @@ DarkFacts TakeDark(Camera& camera, const std::string& path, int frames, bool ove
   };
   const DarkOutcome outcome = work.Collect(frames, watch, description.facts);
   const DarkOutcome restored = work.Restore();
-  Demand(camera, outcome);
-  Demand(camera, restored);
-  WriteDarkFile(path, MakeDarkFile(*turn, description), existing);
-  return description.facts;
+  Demand(*turn, outcome);
+  Demand(*turn, restored);
+  place.Write(MakeDarkFile(*turn, description));
+  return description;
+}
+
+DarkFile ReadDark(Camera& camera, const std::string& path) {
+  const Camera::Use device(camera);
+  DarkFile dark = ReadDarkFile(path);
+  DemandGeometry(*device, dark, path);
+  return dark;
+}
+
+void CopyDark(Camera& camera, const std::string& from, const DarkTarget& to) {
+  const DarkFile dark = ReadDark(camera, from);
+  Place(camera, to).Write(dark);
 }
 
 void UseDark(Camera& camera, const std::optional<std::string>& path) {
   const Camera::Turn turn(camera);
   FrameOrigin used;
-  FrameCorrections corrections(*turn, camera.Facts().serial);
+  FrameCorrections corrections(*turn);
   if (path) {
     used.darkTrouble = corrections.UseDark(*path);
     used.dark = corrections.Dark();

@@ -14,10 +14,18 @@ bool IsHeldByDevice(ORQ_CONTROL_TYPE id) {
   return std::ranges::find(kHeld, id) != kHeld.end();
 }
 
+// A camera object has buffers for its sensor, and no control's value follows from that.
+ModelData WithSmallSensor(ModelData model) {
+  constexpr int kEdge = 64;
+  model.maxWidth = std::min(model.maxWidth, kEdge);
+  model.maxHeight = std::min(model.maxHeight, kEdge);
+  return model;
+}
+
 }  // namespace
 
 FreshValues::FreshValues(const CModelCamera& camera)
-    : camera_(std::make_unique<CModelCamera>(camera.Model(), SettingsUse::Off)) {
+    : camera_(std::make_unique<CModelCamera>(WithSmallSensor(camera.Model()), SettingsUse::Off)) {
   if (camera.usb3Host != 0) camera_->bandwidthPerc = camera_->usb3Bandwidth.Load();
 }
 

@@ -15,8 +15,7 @@ constexpr int kDarkLoaded = 1;  // what loading a BMP answers
 
 }  // namespace
 
-FrameCorrections::FrameCorrections(CModelCamera& camera, std::string serial)
-    : camera_(camera), serial_(std::move(serial)) {
+FrameCorrections::FrameCorrections(CModelCamera& camera) : camera_(camera) {
   camera.UsingDark(false);
 }
 
@@ -29,17 +28,6 @@ std::string FrameCorrections::UseDark(const std::string& path) {
   name_ = std::filesystem::path(path).filename().string();
   description_ = std::move(dark.description);
   return dark.trouble;
-}
-
-std::string FrameCorrections::Differences() const {
-  return description_ ? DarkDifferences(*description_, PresentSettings(camera_, serial_)) : std::string();
-}
-
-CorrectionFacts FrameCorrections::FactsOf(const FrameInfo& info) const {
-  CorrectionFacts facts;
-  if (IsDarkSubtracted(camera_.AutoExp != 0, info.exposureUs)) facts = Dark();
-  facts.hotPixels = camera_.HPC != 0;
-  return facts;
 }
 
 CorrectionFacts FrameCorrections::Dark() const {

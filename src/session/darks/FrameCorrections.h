@@ -10,33 +10,23 @@
 namespace orq::session {
 
 /// What a camera's frames are corrected with, from one dark to the next. Caller-serialised with everything that
-/// handles darks; `FactsOf` may meanwhile be called on another thread.
+/// handles darks.
 class FrameCorrections {
  public:
-  /// Leaves the camera as it is, but for a dark: none is subtracted any more. `camera` outlives the object;
-  /// `serial`: its serial number, empty when it has none.
-  FrameCorrections(CModelCamera& camera, std::string serial);
+  /// Leaves the camera as it is, but for a dark: none is subtracted any more. `camera` outlives the object.
+  explicit FrameCorrections(CModelCamera& camera);
 
   /// Subtracts the dark in the file `path` from the frames to come. Returns why its description does not count;
   /// empty when it does, or there is none. Throws Failure: no such file or no dark (file), of another sensor
   /// (range).
   std::string UseDark(const std::string& path);
-  bool HasDark() const { return !name_.empty(); }
-
   /// How the dark was taken; nothing when that is not known.
   const std::optional<DarkDescription>& Description() const { return description_; }
   /// What files say about frames from which the dark is subtracted.
   CorrectionFacts Dark() const;
 
-  /// How the camera's settings differ from those of the dark now; empty when they do not, or there is no dark of
-  /// which that is known. Asks the camera for its temperature.
-  std::string Differences() const;
-  /// What files say about a frame; the dark only where it was subtracted.
-  CorrectionFacts FactsOf(const FrameInfo& info) const;
-
  private:
   CModelCamera& camera_;
-  std::string serial_;
   std::string name_;  ///< of the dark's file, without directory; empty: no dark
   std::optional<DarkDescription> description_;
 };

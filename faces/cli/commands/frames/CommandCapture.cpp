@@ -16,9 +16,9 @@
 #include "camera/Shooter.h"
 #include "commands/Commands.h"
 #include "options/ShootingOptions.h"
-#include "output/FrameReport.h"
 #include "output/FrameWatch.h"
 #include "output/Signals.h"
+#include "output/frames/FrameReport.h"
 #include "session/text/Units.h"
 #include "support/Text.h"
 

@@ -1,12 +1,13 @@
 // orqcam dark: the dark that is subtracted from frames.
 #include <memory>
+#include <optional>
+#include <string>
 
-#include "camera/ControlAccess.h"
-#include "camera/DarkWork.h"
+#include "camera/ControlUse.h"
+#include "camera/DarkUse.h"
 #include "commands/Commands.h"
 #include "options/Cooling.h"
-#include "session/darks/DarkFile.h"
-#include "session/darks/DarkStore.h"
+#include "options/Corrections.h"
 
 namespace orq::cli {
 
@@ -23,86 +24,74 @@ struct DarkOptions {
   bool overwrite = false;
 };
 
-Existing ExistingOf(const DarkOptions& options) {
-  return options.overwrite ? Existing::Overwrite : Existing::Keep;
-}
-
-void AddFile(Report& report, const std::string& path, const DarkFile& dark) {
+void AddFile(Report& report, const std::string& path, const orq_dark_info& dark) {
   report.Add("file", path);
-  if (dark.description) report.Add(DescriptionValues(*dark.description));
+  AddDark(report, dark);
 }
 
-DarkFile ReadFor(const Session& session, const std::string& path) {
-  DarkFile dark = ReadDarkFile(path);
-  DemandGeometry(session.Camera(), dark, path);
-  if (!dark.trouble.empty()) Complain(dark.trouble);
+orq_dark_info ReadFor(Device& camera, const std::string& path) {
+  const orq_dark_info dark = camera->readDark(path);
+  if (dark.trouble[0] != '\0') Complain(dark.trouble);
   return dark;
 }
 
-void DemandKept(const DarkStore& store) {
-  if (!store.HasKept()) {
+void DemandKept(const orq_dark_choice& choice) {
+  if (choice.is_kept == 0) {
     throw CliError(Status::NotFound, "no dark is kept for this camera; take one with orqcam dark take");
   }
 }
 
 // What applies, what is kept, and what is to be known about it.
 ExitCode RunShow(const Context& context) {
-  Session session(context);
-  const DarkStore store = StoreOf(session);
-  const std::string chosen = store.Chosen();
+  Device camera(context);
+  const orq_dark_choice choice = camera->darkChoice();
+  const std::string chosen = ChosenDark(choice);
   Report report;
   report.Add("applied", !chosen.empty());
-  std::optional<DarkFile> dark;
+  bool applies = false;
   std::string trouble;
   if (!chosen.empty()) {
     try {
-      dark = ReadFor(session, chosen);
-      AddFile(report, chosen, *dark);
-    } catch (const Failure& failure) {
-      trouble = failure.what();
+      AddFile(report, chosen, ReadFor(camera, chosen));
+      applies = true;
+    } catch (const Error& error) {
+      trouble = error.what();
       report.Add("file", chosen);
     }
   }
-  report.Add("kept", store.HasKept() ? Json(store.KeptPath()) : Json());
+  report.Add("kept", choice.is_kept != 0 ? Json(choice.kept) : Json());
   report.Print(context.out, context.json);
   if (!trouble.empty()) throw CliError(Status::File, trouble);
-  if (dark) TellShortExposures(session.Camera());
+  if (applies) TellShortExposures(camera);
   return kExitOk;
 }
 
-ExitCode RunTake(const Context& context, const DarkOptions& options) {
-  const int frames = ParseDarkFrames(options.frames);
-  options.cooling.Check();
-  if (!options.output.empty()) DemandDarkName(options.output);
-  Session session(context);
-  const DarkStore store = StoreOf(session);
-  const bool keep = options.output.empty();
-  const std::string path = keep ? store.KeptPath() : options.output;
-  const Existing existing = keep ? Existing::Overwrite : ExistingOf(options);
-  if (keep) store.DemandPlace();
-  CheckDarkWritable(path, existing);
-  ApplyControl(session, ORQ_EXPOSURE, options.exposure);
-  ApplyControl(session, ORQ_GAIN, options.gain);
-  ApplyControl(session, ORQ_OFFSET, options.offset);
-  options.cooling.Apply(session);
+void DemandDarkName(const std::string& path) {
+  if (path.ends_with(".bmp") && path != ".bmp") return;
+  throw CliError(kExitUsage, "the name of a dark ends in .bmp: '" + path + "'");
+}
 
-  DarkSession work(session.Camera());
-  DarkDescription description;
-  description.model = session.Camera().modelName;
-  description.serial = session.Serial();
-  description.facts = CollectDark(session, work, frames);
-  RestoreAfterDark(session, work);
-  const DarkFile dark = MakeDarkFile(session.Camera(), std::move(description));
-  WriteDarkFile(path, dark, existing);
-  if (keep) store.Choose(path);
+ExitCode RunTake(const Context& context, const DarkOptions& options) {
+  const int frames = ParseFrames(options.frames);
+  options.cooling.Check();
+  const bool keep = options.output.empty();
+  if (!keep) DemandDarkName(options.output);
+  Device camera(context);
+  const std::optional<std::string> path = keep ? std::nullopt : std::optional<std::string>(options.output);
+  check(orq_dark_check(camera->get(), path ? path->c_str() : nullptr, options.overwrite ? 1 : 0));
+  ApplyControl(camera, "Exposure", options.exposure);
+  ApplyControl(camera, "Gain", options.gain);
+  ApplyControl(camera, "Offset", options.offset);
+  options.cooling.Apply(camera);
+  const orq_dark_info dark = TakeDark(camera, path, frames, options.overwrite);
   Report report;
-  AddFile(report, path, dark);
+  AddFile(report, keep ? camera->darkChoice().kept : *path, dark);
   report.Add("applied", keep);
   report.Print(context.out, context.json);
   return kExitOk;
 }
 
-void ReportChoice(const Context& context, const std::string& path, const DarkFile& dark) {
+void ReportChoice(const Context& context, const std::string& path, const orq_dark_info& dark) {
   Report report;
   report.Add("applied", true);
   AddFile(report, path, dark);
@@ -110,19 +99,19 @@ void ReportChoice(const Context& context, const std::string& path, const DarkFil
 }
 
 ExitCode RunUse(const Context& context, const DarkOptions& options) {
-  Session session(context);
-  const DarkStore store = StoreOf(session);
-  if (options.file.empty()) DemandKept(store);
-  const std::string path = options.file.empty() ? store.KeptPath() : options.file;
-  const DarkFile dark = ReadFor(session, path);
-  store.Choose(path);
+  Device camera(context);
+  const orq_dark_choice choice = camera->darkChoice();
+  if (options.file.empty()) DemandKept(choice);
+  const std::string path = options.file.empty() ? choice.kept : options.file;
+  const orq_dark_info dark = ReadFor(camera, path);
+  camera->chooseDark(path);
   ReportChoice(context, path, dark);
   return kExitOk;
 }
 
 ExitCode RunOff(const Context& context) {
-  Session session(context);
-  StoreOf(session).ChooseNone();
+  Device camera(context);
+  camera->chooseNoDark();
   Report report;
   report.Add("applied", false);
   report.Print(context.out, context.json);
@@ -131,11 +120,11 @@ ExitCode RunOff(const Context& context) {
 
 ExitCode RunSave(const Context& context, const DarkOptions& options) {
   DemandDarkName(options.file);
-  Session session(context);
-  const DarkStore store = StoreOf(session);
-  DemandKept(store);
-  const DarkFile dark = ReadFor(session, store.KeptPath());
-  WriteDarkFile(options.file, dark, ExistingOf(options));
+  Device camera(context);
+  const orq_dark_choice choice = camera->darkChoice();
+  DemandKept(choice);
+  const orq_dark_info dark = ReadFor(camera, choice.kept);
+  check(orq_dark_copy(camera->get(), choice.kept, options.file.c_str(), options.overwrite ? 1 : 0));
   Report report;
   AddFile(report, options.file, dark);
   report.Print(context.out, context.json);
@@ -143,13 +132,10 @@ ExitCode RunSave(const Context& context, const DarkOptions& options) {
 }
 
 ExitCode RunLoad(const Context& context, const DarkOptions& options) {
-  Session session(context);
-  const DarkStore store = StoreOf(session);
-  const DarkFile dark = ReadFor(session, options.file);
-  store.DemandPlace();
-  WriteDarkFile(store.KeptPath(), dark, Existing::Overwrite);
-  store.Choose(store.KeptPath());
-  ReportChoice(context, store.KeptPath(), dark);
+  Device camera(context);
+  const orq_dark_info dark = ReadFor(camera, options.file);
+  check(orq_dark_copy(camera->get(), options.file.c_str(), nullptr, 0));
+  ReportChoice(context, camera->darkChoice().kept, dark);
   return kExitOk;
 }
 

@@ -5,9 +5,9 @@
 
 #include "camera/Expose.h"
 #include "commands/Commands.h"
-#include "output/FrameReport.h"
 #include "output/FrameWatch.h"
 #include "output/Watch.h"
+#include "output/frames/FrameReport.h"
 #include "session/text/Units.h"
 #include "support/Text.h"
 

@@ -6,9 +6,9 @@
 #include "camera/Shooter.h"
 #include "commands/Commands.h"
 #include "options/ShootingOptions.h"
-#include "output/CounterReport.h"
 #include "output/FrameWatch.h"
 #include "output/Signals.h"
+#include "output/frames/CounterReport.h"
 #include "session/text/Units.h"
 #include "support/Text.h"
 

@@ -5,8 +5,8 @@
 #include "camera/Shooter.h"
 #include "commands/Commands.h"
 #include "options/ShotSettings.h"
-#include "output/FrameReport.h"
 #include "output/FrameWatch.h"
+#include "output/frames/FrameReport.h"
 #include "session/text/Units.h"
 #include "support/Text.h"
 

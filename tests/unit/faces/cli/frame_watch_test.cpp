@@ -4,18 +4,21 @@
 
 #include <string>
 
+#include "models/camera/FrameTypes.h"
+
 namespace orq::cli {
 namespace {
 
 class WatchedGps : public testing::Test {
  protected:
   std::string Look(GpsState state, std::uint64_t wrong = 0) {
-    FrameInfo info;
+    auto info = sized<orq_frame_info>();
     info.sequence = 77;
-    info.gps.state = state;
-    info.gps.predictions.wrong = wrong;
+    auto gps = sized<orq_frame_gps>();
+    gps.state = static_cast<std::int32_t>(state);
+    gps.wrong = wrong;
     testing::internal::CaptureStderr();
-    watch.Look(info);
+    watch.Look(info, gps);
     return testing::internal::GetCapturedStderr();
   }
   GpsWatch watch{true};

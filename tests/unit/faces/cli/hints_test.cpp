@@ -1,5 +1,5 @@
 // The library's advice in the tool's words: of what the library says in earnest.
-#include "output/Hints.h"
+#include "options/Hints.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "output/FrameReport.h"
+#include "output/frames/FrameReport.h"
 
 #include <array>
 #include <cmath>

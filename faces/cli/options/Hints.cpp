@@ -1,4 +1,4 @@
-#include "output/Hints.h"
+#include "options/Hints.h"
 
 namespace orq::cli {
 

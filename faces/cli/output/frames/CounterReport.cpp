@@ -1,4 +1,4 @@
-#include "output/CounterReport.h"
+#include "output/frames/CounterReport.h"
 
 #include <algorithm>
 

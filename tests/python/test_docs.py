@@ -1,0 +1,55 @@
+"""docs/python.md: its programs are those in faces/python/examples, which run and make its pictures."""
+
+import ast
+import os
+import re
+import subprocess
+import sys
+from pathlib import Path
+
+import pytest
+
+ROOT = Path(os.environ["ORQ_ROOT"])
+PAGE = (ROOT / "docs/python.md").read_text(encoding="utf-8")
+EXAMPLES = sorted((ROOT / "faces/python/examples").glob("*.py"))
+BLOCKS = re.findall(r"^```python\n(.*?)^```$", PAGE, flags=re.MULTILINE | re.DOTALL)
+
+
+def test_the_page_has_every_example_and_every_picture():
+    assert len(EXAMPLES) >= 4
+    for example in EXAMPLES:
+        assert example.read_text(encoding="utf-8") in BLOCKS, f"{example.name} is not on the page as it is"
+    for picture in re.findall(r"!\[[^]]*\]\(([^)]+)\)", PAGE):
+        assert (ROOT / "docs" / picture).is_file(), picture
+
+
+def test_the_other_programs_are_programs():
+    for block in BLOCKS:
+        ast.parse(block)
+
+
+# Short programs of the page, one after the other as a reader tries them.
+def test_the_short_programs_run(tmp_path):
+    texts = {example.read_text(encoding="utf-8") for example in EXAMPLES}
+    program = "import orqcam\n" + "".join(block for block in BLOCKS if block not in texts)
+    run(program, tmp_path)
+
+
+@pytest.mark.parametrize("example", EXAMPLES, ids=lambda path: path.stem)
+def test_an_example_runs_and_makes_its_picture(example, tmp_path):
+    pytest.importorskip("matplotlib")
+    printed = run(example.read_text(encoding="utf-8"), tmp_path)
+    picture = f"{example.stem.replace('_', '-')}.png"
+    assert (tmp_path / picture).stat().st_size > 1000
+    assert f"(python/{picture})" in PAGE
+    if example.stem == "photon_transfer":
+        gain, told = map(float, re.match(r"([\d.]+) electrons per unit \(the camera says ([\d.]+)\)", printed).groups())
+        assert gain == pytest.approx(told, rel=0.1)
+
+
+def run(program, folder):
+    environment = dict(os.environ, MPLBACKEND="Agg", MPLCONFIGDIR=str(folder / "mpl"), HOME=str(folder))
+    done = subprocess.run([sys.executable, "-c", program], cwd=folder, env=environment, text=True, capture_output=True,
+                          timeout=100, check=False)
+    assert (done.returncode, done.stderr) == (0, "")
+    return done.stdout
