@@ -221,8 +221,8 @@ def zsh_specs(table, path):
         specs.append("'*:file:_files'")
     elif command and argument_choices(command):
         specs.append(f"'*:value:({' '.join(argument_choices(command))})'")
-    elif command and command.arguments:
-        specs.append("'*: : '")
+    else:
+        specs.append("'*: : '")  # the command's own words: without it no option is offered after them
     return specs
 
 
