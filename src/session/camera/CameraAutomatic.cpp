@@ -47,8 +47,9 @@ AutomaticState AutomaticNow(Camera& camera) {
   return {control.Read(), control.AtRest(), control.OnTarget()};
 }
 
-void AwaitSettled(Camera& camera, double seconds) {
-  const Pause pause = camera.UntilAborted();
+namespace {
+
+void Settle(Camera& camera, const Pause& pause, double seconds) {
   BeginAnew(camera);
   const Camera::Use device(camera);
   bool ended = false;
@@ -60,6 +61,20 @@ void AwaitSettled(Camera& camera, double seconds) {
                                 return !ended;
                               }};
   AutomaticControl(*device).Settle(seconds, steps);
+}
+
+}  // namespace
+
+void AwaitSettled(Camera& camera, double seconds) {
+  const Pause pause = camera.UntilAborted();
+  const bool over = pause(std::chrono::milliseconds(0));
+  try {
+    Settle(camera, pause, seconds);
+  } catch (const Failure& failure) {
+    // Whoever closes the camera or ends its video cancels the wait, however far that has come.
+    if (failure.Code() != Status::State || over || !pause(std::chrono::milliseconds(0))) throw;
+    throw Failure(Status::Cancelled, "interrupted before automatic control had settled");
+  }
 }
 
 }  // namespace orq::session
