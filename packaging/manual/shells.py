@@ -164,18 +164,18 @@ _orqcam_below() {
 _orqcam() {
   local -a takers
   takers=(@WITH_VALUE@)
-  local i word known path=
+  local i word known given=
   for ((i = 2; i < CURRENT; i++)); do
     word=$words[i]
     if (( ${takers[(Ie)$word]} )); then (( i++ )); continue; fi
     [[ $word == -* ]] && continue
-    known=${path:+$path }$word
+    known=${given:+$given }$word
     case $known in
-      @PATHS@) path=$known ;;
+      @PATHS@) given=$known ;;
     esac
   done
   local -a specs
-  case $path in
+  case $given in
 @SPECS@
   esac
   _arguments -s : $specs
@@ -213,7 +213,7 @@ def zsh_specs(table, path):
         specs.append("'--version[Show the version]'")
     command = table.commands.get(path)
     if table.below(path) or path == "help":
-        specs.append(f"'*:: :_orqcam_below \"{path}\"'")
+        specs.append(f"'*:: : _orqcam_below \"{path}\"'")
     elif path in CONTROLS:
         after = CONTROLS[path]
         specs.append(f"'*:control:_orqcam_controls{f' -S {after}' if after else ''}'")
@@ -221,8 +221,8 @@ def zsh_specs(table, path):
         specs.append("'*:file:_files'")
     elif command and argument_choices(command):
         specs.append(f"'*:value:({' '.join(argument_choices(command))})'")
-    elif command and command.arguments:
-        specs.append("'*: : '")
+    else:
+        specs.append("'*: : '")  # the command's own words: without it no option is offered after them
     return specs
 
 
