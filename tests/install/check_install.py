@@ -31,7 +31,7 @@ INSTALLED = [
     r"share/man/man1/orqcam\.1",
     r"share/man/man1/orq-(emulate|usbredir)\.1",
     r"share/doc/orqcam/(LICENSE|README\.md|CHANGELOG\.md)",
-    r"share/doc/orqcam/docs/[a-z-]+\.(md|png)",
+    r"share/doc/orqcam/docs/([a-z]+/)?[A-Za-z0-9-]+\.(md|png)",
     r"share/doc/orqcam/examples/(CMakeLists\.txt|c/\w+\.c|cpp/\w+\.cpp|python/\w+\.py)",
 ]
 WITH_INDI = [r"bin/indi_orqcam_ccd", r"share/indi/indi_orqcam_ccd\.xml"]
