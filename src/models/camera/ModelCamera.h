@@ -109,8 +109,8 @@ class CModelCamera : public CCameraBase {
   /// starting and stopping. False with a reason: not allowed, registers refused, or capture did not start again.
   bool SetRegion(const FrameRegion& wanted, FrameRegion& applied, std::string& reason);
   FrameRegion Region() const;
-  /// Colours of the top left 2 x 2 pixels of frames to come, after region, binning and flips: a BayerPattern; -1: they
-  /// are no mosaic. Any-thread.
+  /// Colours of the top left 2 x 2 pixels of frames to come, after region, binning and flips: a BayerPattern; -1:
+  /// they are no mosaic. Any-thread.
   int FramePattern() const;
   /// Bytes of one delivered frame of the current region.
   int FrameBytes() const;

@@ -39,11 +39,11 @@ struct FrameGeometry {
 
 /// What the registers tell the image path.
 struct StreamSettings {
-  bool output = false;    ///< frame output runs
-  bool sensorOn = false;  ///< the sensor has its clock and is not in standby
+  bool output = false;      ///< frame output runs
+  bool sensorOn = false;    ///< the sensor has its clock and is not in standby
   bool sensorWarm = false;  ///< it has its clock, and heats itself
-  bool busOn = false;     ///< the image bus is connected to the endpoint
-  bool snap = false;      ///< one exposure per start of the output
+  bool busOn = false;       ///< the image bus is connected to the endpoint
+  bool snap = false;        ///< one exposure per start of the output
   TriggerSetting trigger;
   std::array<SyncSetting, kSyncOutputs> sync;
   FrameGeometry geometry;

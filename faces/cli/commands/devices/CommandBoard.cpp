@@ -89,7 +89,8 @@ ExitCode RunHub(const Context& context, bool reset) {
     ReportHub(context, camera);
     return kExitOk;
   }
-  camera.Do("the camera refused to reset its USB hub", [](Camera& open) { open.control(ORQ_CONTROL_HUB_RESET, 1); });
+  camera.Do("the camera refused to reset its USB hub",
+            [](Camera& open) { open.control(ORQ_CONTROL_HUB_RESET, 1); });
   const auto giveUp = Clock::now() + kHubPatience;
   while (!IsHubOn(camera)) {
     if (Clock::now() > giveUp) {

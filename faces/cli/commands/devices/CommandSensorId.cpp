@@ -8,7 +8,8 @@ namespace {
 
 ExitCode RunSensorId(const Context& context) {
   Device camera(context);
-  const std::string id = camera.Do("the sensor does not answer", [](const Camera& open) { return open.sensorId(); });
+  const std::string id =
+      camera.Do("the sensor does not answer", [](const Camera& open) { return open.sensorId(); });
   Report report;
   report.Add("sensor_id", id);
   report.Print(context.out, context.json);

@@ -35,7 +35,8 @@ struct Readings {
 class Gauges {
  public:
   explicit Gauges(Device& camera) : camera_(camera) {
-    if (!camera.Can(ORQ_ABILITY_THERMOMETER)) throw CliError(Status::Unsupported, "this camera has no thermometer");
+    if (!camera.Can(ORQ_ABILITY_THERMOMETER))
+      throw CliError(Status::Unsupported, "this camera has no thermometer");
   }
 
   Readings Read() {
