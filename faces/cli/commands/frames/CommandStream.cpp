@@ -1,5 +1,6 @@
 // orqcam stream: how fast and how well frames arrive.
 #include <chrono>
+#include <cmath>
 #include <memory>
 
 #include "camera/CoolerUse.h"
@@ -53,7 +54,7 @@ double Seconds(Clock::duration time) {
 
 // Two decimals are enough for people and steady for scripts.
 double Rounded(double value) {
-  return static_cast<double>(static_cast<std::int64_t>(value * 100.0 + 0.5)) / 100.0;
+  return std::round(value * 100.0) / 100.0;
 }
 
 // What was counted since the stream began, over all reconnects.
