@@ -31,9 +31,10 @@ class CollectedText {
   /// Brings standard output and error back; what reached them meanwhile.
   std::string Release() {
     released_ = true;
-    SetTextSink({});
     const std::string output = testing::internal::GetCapturedStdout();
-    return output + testing::internal::GetCapturedStderr();
+    const std::string error = testing::internal::GetCapturedStderr();
+    SetTextSink({});  // last: a thread that prints meanwhile prints by the sink
+    return output + error;
   }
 
   std::string Output() const {
