@@ -90,8 +90,8 @@ TEST(ApiFiles, ASavedFrameIsReadBackByCfitsio) {
   ASSERT_EQ(fits_open_file(&fits, folder.File("m42-007.fits").c_str(), READONLY, &status), 0);
   long number = 0;
   fits_read_key(fits, TLONG, "FRAMENO", &number, nullptr, &status);
-  std::vector<std::uint16_t> pixels(64 * 64);
-  fits_read_img(fits, TUSHORT, 1, 64 * 64, nullptr, pixels.data(), nullptr, &status);
+  std::vector<std::uint16_t> pixels(std::size_t{64} * 64);
+  fits_read_img(fits, TUSHORT, 1, LONGLONG{64} * 64, nullptr, pixels.data(), nullptr, &status);
   fits_close_file(fits, &status);
   EXPECT_EQ(status, 0);
   EXPECT_EQ(number, 7);
