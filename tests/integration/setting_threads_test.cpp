@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <barrier>
+#include <chrono>
 #include <thread>
 #include <vector>
 
@@ -81,7 +82,11 @@ TEST(SettingThreads, WhoSetsOneColourUndoesNoStepOfAutomaticWhiteBalance) {
   const VirtualRig rig;
   std::atomic<bool> done{false};
   std::thread user([&] {
-    for (int round = 0; !done; ++round) rig.camera->SetControlValue(ORQ_WB_R, 1 + round % 99, true);
+    for (int round = 0; !done; ++round) {
+      rig.camera->SetControlValue(ORQ_WB_R, 1 + round % 99, true);
+      // Who takes a lock again at once may keep everybody else from it for ever.
+      if (round % 8 == 0) std::this_thread::sleep_for(std::chrono::microseconds(1));
+    }
   });
   int lost = 0;
   for (int round = 0; round < kRounds; ++round) {  // as the automatic-control worker does it

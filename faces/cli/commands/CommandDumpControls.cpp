@@ -31,9 +31,8 @@ constexpr const char* kActions[] = {
     "- Binning on the host sums 8-bit samples (at most 255) and averages 16-bit ones; in hardware it adds charge",
     "  (`HardwareBin`). See [models.md](models.md).",
     "- `Offset`: the black level. By default it leaves room for the noise at the highest gain.",
-    "- `ReadoutMode` (29): which way the sensor is read out, from 0; of sensors that have several "
-    "([models.md](models.md)). The",
-    "  control's description names them."};
+    "- `ReadoutMode` (29): which way the sensor is read out, from 0; of sensors that have several",
+    "  ([models.md](models.md)). The control's description names them."};
 
 constexpr const char* kByModel = "by model";
 
