@@ -226,6 +226,8 @@ class Camera {
   bool ending_ ORQ_GUARDED_BY(watchMutex_) = false;
   std::thread watcher_;
 
+  std::atomic<bool> justLost_{false};  ///< the camera's own thread is to look for a return from the beginning
+
   // Of the camera's own thread.
   bool returned_ = false;  ///< the camera that was lost is there again, and the program has been told
   std::string coolerTrouble_;

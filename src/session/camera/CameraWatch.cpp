@@ -89,14 +89,17 @@ void Camera::BecomeLost() {
   Device().CloseCamera();
   capture_ = Capture::None;
   abortWanted_ = false;
-  seen_.clear();
-  lookedAt_ = {};
-  returned_ = false;
+  justLost_ = true;
   events_->Put(EventKind::Lost, "the camera is gone: check its cable and its power");
 }
 
 // Each look opens what is there: only when something has changed, or after a while.
 void Camera::LookForReturn() {
+  if (justLost_.exchange(false)) {
+    seen_.clear();
+    lookedAt_ = {};
+    returned_ = false;
+  }
   if (returned_ && !options_.resume) return;
   auto devices = named_.makePort()->List(wire::kVendorId);
   std::erase_if(devices, [this](const UsbDeviceEntry& device) {
