@@ -264,7 +264,8 @@ TEST(AutoControl, HardwareBinFourIn16BitRestsAtAQuarterOfTheTarget) {
             1);
   double sum = 0;
   for (std::size_t i = 1; i < frame.size(); i += 2) sum += frame[i];
-  EXPECT_NEAR(sum / static_cast<double>(frame.size() / 2), kTarget / 4.0, 5);
+  const std::size_t samples = frame.size() / 2;
+  EXPECT_NEAR(sum / static_cast<double>(samples), kTarget / 4.0, 5);
 }
 
 /// Mean of the colours (red, green, blue) of the RGGB frame in `autoBuf`, on the 0 to 255 scale.
@@ -491,7 +492,8 @@ TEST(AutoFrame, FramesOfOldSettingsAreNotCopied) {
   ASSERT_TRUE(loop.camera().SetExp(2000, true));
   // As if the sensor still had the settings from before.
   for (std::uint16_t i = 0; i < 4; ++i) loop.rig.device->SetFpgaRegister(wire::kFpgaSettingsTag + i, old[i]);
-  const std::uint32_t oldTag = old[0] | old[1] << 8U | old[2] << 16U | std::uint32_t{old[3]} << 24U;
+  const std::uint32_t oldTag = std::uint32_t{old[0]} | std::uint32_t{old[1]} << 8U | std::uint32_t{old[2]} << 16U |
+                               std::uint32_t{old[3]} << 24U;
   FrameInfo info;
   do {
     ASSERT_TRUE(loop.rig.Fetch(info));
