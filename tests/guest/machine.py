@@ -8,6 +8,7 @@ import subprocess
 import time
 
 READY = re.compile(rb"=== ready 0\r?\n")
+PORTS_OF_A_CONTROLLER = 15
 
 
 class Trouble(Exception):
@@ -65,12 +66,15 @@ class Machine:
         words = ["qemu-system-x86_64", "-nodefaults", "-no-user-config", "-display", "none", "-no-reboot", "-M", "q35",
                  "-accel", "tcg", "-smp", str(processors), "-m", str(memory_mb), "-kernel", str(kernel),
                  "-initrd", str(image), "-append", "console=ttyS0 panic=-1 quiet", "-serial", f"file:{console}",
-                 "-chardev", f"socket,id=agent,path={agent}", "-serial", "chardev:agent",
-                 "-device", "qemu-xhci,id=xhci,p2=15,p3=15"]
+                 "-chardev", f"socket,id=agent,path={agent}", "-serial", "chardev:agent"]
         for port in range(ports):
+            controller, place = divmod(port, PORTS_OF_A_CONTROLLER)
+            if place == 0:
+                words += ["-device", f"qemu-xhci,id=xhci{controller},p2={PORTS_OF_A_CONTROLLER},"
+                                     f"p3={PORTS_OF_A_CONTROLLER}"]
             path = os.path.join(folder, "usb" if port == 0 else f"usb.{port}")
             words += ["-chardev", f"socket,id=cam{port},path={path},reconnect=1",
-                      "-device", f"usb-redir,chardev=cam{port},bus=xhci.0"]
+                      "-device", f"usb-redir,chardev=cam{port},bus=xhci{controller}.0,port={place + 1}"]
         with open(os.path.join(folder, "qemu.log"), "w", encoding="utf-8") as log:  # it grumbles at free places, too
             self._process = subprocess.Popen(words, stdin=subprocess.DEVNULL, stderr=log)
         listener.settimeout(30)

@@ -22,12 +22,14 @@ from machine import Cameras, Machine, Trouble
 from story import fill, parse
 
 HERE = Path(__file__).resolve().parent
-PORTS = 8
 MEMORY_MB = 3072
 HEADER_BYTES = 64  # of a frame as it is sent; the format's bits stand at byte 25
 FORMAT_AT = 25
 MSB_FIRST = 2
 PATIENCE = 60  # seconds, for what must come
+
+
+EVERY_MODEL = "every model"
 
 
 def models(build):
@@ -40,11 +42,11 @@ def models(build):
 class Teller:
     """Carries out the steps of stories."""
 
-    def __init__(self, machine, build, folder):
+    def __init__(self, machine, build, folder, every_model):
         self.machine = machine
         self.build = build
         self.folder = folder
-        self.models = models(build)
+        self.models = every_model
         self.cameras = None
         self.plugged = ""  # what the cameras are, when another story may go on with them
 
@@ -55,7 +57,7 @@ class Teller:
         if text == self.plugged and "@" not in text:  # faults are counted from the beginning
             return self.plug_again()
         self.plugged = text
-        if text == "every model":
+        if text == EVERY_MODEL:
             text = " ".join(self.models)
         words = [f"{word},serial={number + 1:016x}" for number, word in enumerate(text.split())]
         self.close()
@@ -285,9 +287,12 @@ def main():
     os.mkdir(folder, 0o700)
     machine = teller = None
     try:
-        machine = Machine(kernel, initramfs, folder, PORTS, options.cpus, MEMORY_MB, deadline)
+        every_model = models(options.build.resolve())
+        ports = max((len(every_model if story.cameras == EVERY_MODEL else story.cameras.split()) for story in stories),
+                    default=1)
+        machine = Machine(kernel, initramfs, folder, max(1, ports), options.cpus, MEMORY_MB, deadline)
         print(machine.console(1).strip())
-        teller = Teller(machine, options.build.resolve(), folder)
+        teller = Teller(machine, options.build.resolve(), folder, every_model)
         failed = tell_all(teller, stories, enough)
     except Trouble as trouble:
         failed = 1
