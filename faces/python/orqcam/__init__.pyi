@@ -145,6 +145,7 @@ class DarkInfo:
     average: int
     hot_pixels: int
     bad_rows: int
+    readout_mode: int
 
 class AutomaticState:
     mean: int

@@ -98,7 +98,8 @@ void BindWorkStructs(py::module_& module) {
       .def_readonly("sensor_c", &orq_dark_info::sensor_c)
       .def_readonly("average", &orq_dark_info::average)
       .def_readonly("hot_pixels", &orq_dark_info::hot_pixels)
-      .def_readonly("bad_rows", &orq_dark_info::bad_rows);
+      .def_readonly("bad_rows", &orq_dark_info::bad_rows)
+      .def_readonly("readout_mode", &orq_dark_info::readout_mode);
 
   py::class_<orq_automatic_state>(module, "AutomaticState")
       .def_readonly("mean", &orq_automatic_state::mean)

@@ -35,7 +35,7 @@ def main():
         except (OSError, subprocess.CalledProcessError) as trouble:
             print(f"skipped: the locale {LOCALE} cannot be made: {trouble}")
             return SKIPPED
-        ran = programs.run(programs.build("comma", sys.argv[1], sys.argv[2], work), work, LC_ALL=LOCALE,
+        ran = programs.run([programs.build("comma", sys.argv[1], sys.argv[2], work), work], work, LC_ALL=LOCALE,
                            LOCPATH=work)
         lines = ran.stdout.decode().splitlines()
         print("\n".join(lines))
