@@ -8,6 +8,7 @@
 #include "orqcam/orqcam.h"
 #include "session/CameraWatcher.h"
 #include "session/camera/Camera.h"
+#include "session/recording/Recording.h"
 
 // Every handle begins with a mark, so that one of another kind is noticed.
 struct orq_camera {
@@ -33,6 +34,12 @@ struct orq_reader {
   std::uint32_t mark = kMark;
   std::shared_ptr<orq::session::Camera> camera;
   std::shared_ptr<orq::FrameReader> reader;
+};
+
+struct orq_recording {
+  static constexpr std::uint32_t kMark = 0x43455252;
+  std::uint32_t mark = kMark;
+  std::unique_ptr<orq::session::Recording> recording;
 };
 
 namespace orq::api {
