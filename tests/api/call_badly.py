@@ -6,6 +6,7 @@
 Writes a C program from the header, so that a new function cannot be missed, and runs it.
 """
 
+import os
 import subprocess
 import sys
 import tempfile
@@ -18,7 +19,7 @@ INCLUDE = HERE.parent.parent / "include"
 HEADERS = sorted((INCLUDE / "orqcam").glob("*.h"))
 
 HANDLES = {"orq_camera": "camera", "orq_camera_list": "list", "orq_reader": "reader", "orq_frame": "frame",
-           "orq_watch": "watch"}
+           "orq_watch": "watch", "orq_setting_list": "settings", "orq_hot_pixel_table": "table"}
 
 # Where null is a value: "function parameter".
 MAY_BE_NULL = {
@@ -28,16 +29,18 @@ MAY_BE_NULL = {
     "orq_flash_restore callback", "orq_flash_restore user", "orq_user_id_set backup_folder",
     "orq_user_id_set callback", "orq_user_id_set user", "orq_hot_pixels_save backup_folder",
     "orq_hot_pixels_save callback", "orq_hot_pixels_save user", "orq_dark_use path", "orq_log_set callback", "orq_log_set user", "orq_watch_cameras user", "orq_control_get mode",
+    "orq_flash_compare callback", "orq_flash_compare user", "orq_hot_pixels_find options", "orq_hot_pixels_find callback",
+    "orq_hot_pixels_find user", "orq_hot_pixels_find info", "orq_settings_get_owner camera_name", "orq_settings_forget owner",
 }
 # What a closed camera still answers.
 WORKS_CLOSED = {"orq_camera_close", "orq_camera_reopen", "orq_camera_event_fd", "orq_event_next",
-                "orq_camera_unplug_virtual", "orq_camera_replug_virtual", "orq_stream_get_counters"}
+                "orq_camera_unplug_virtual", "orq_camera_replug_virtual", "orq_stream_get_counters", "orq_flash_get_backup"}
 VALUES = {
     "orq_status": "0", "int32_t": "0", "uint32_t": "1", "uint64_t": "1000", "int64_t": "1", "double": "1.0", "size_t": "1",
     "const char*": '"x"', "void*": "&user", "int32_t*": "&i32", "uint32_t*": "&u32", "int64_t*": "&i64",
     "size_t*": "&bytes", "double*": "&f64", "const uint8_t**": "&data", "orq_log_callback": "log_line",
     "orq_watch_callback": "watched", "orq_dark_callback": "dark_told", "orq_flash_callback": "flash_told",
-    "uint8_t*": "&byte", "char*": "text",
+    "const uint8_t*": "&byte", "uint8_t*": "&byte", "char*": "text",
 }
 TEXTS = {"orq_camera_open name": '"virtual:k1c"', "orq_keyword_set keyword": '"OBSERVAT=here"'}
 
@@ -148,21 +151,27 @@ int main(void) {
   orq_camera *camera = NULL, *new_camera = NULL; orq_camera_list *list = NULL, *new_list = NULL;
   orq_reader *reader = NULL, *new_reader = NULL; orq_frame *frame = NULL, *new_frame = NULL;
   orq_watch *watch = NULL, *new_watch = NULL;
+  orq_setting_list *settings = NULL, *new_settings = NULL; orq_hot_pixel_table *table = NULL, *new_table = NULL;
+  const orq_dark_options one_frame = {sizeof one_frame, 1, 0, 0};
   const orq_region corner = {sizeof corner, 0, 0, 64, 64, 1, ORQ_FORMAT_RAW8, 0};
   expect(orq_camera_open("virtual:t46c,timescale=0", NULL, &camera), ORQ_OK, "open");
   expect(orq_region_set(camera, &corner, NULL), ORQ_OK, "region");
   expect(orq_list_cameras(ORQ_LIST_VIRTUAL, &list), ORQ_OK, "list");
   expect(orq_reader_open(camera, NULL, &reader), ORQ_OK, "reader");
   expect(orq_watch_cameras(watched, NULL, &watch), ORQ_OK, "watch");
+  expect(orq_settings_list(&settings), ORQ_OK, "settings");
+  expect(orq_hot_pixels_find(camera, &one_frame, NULL, NULL, NULL, &table), ORQ_OK, "table");
   expect(orq_exposure_start(camera, 1000), ORQ_OK, "exposure");
   expect(orq_frame_wait(camera, 30000, &frame), ORQ_OK, "frame");
   (void)no_size; (void)text; (void)user; (void)i32; (void)u32; (void)i64; (void)bytes; (void)f64; (void)data; (void)byte;
-  (void)new_camera; (void)new_list; (void)new_reader; (void)new_frame; (void)new_watch;
+  (void)new_camera; (void)new_list; (void)new_reader; (void)new_frame; (void)new_watch; (void)new_settings; (void)new_table;
   CALLS
   orq_frame_release(frame);
   orq_reader_release(reader);
   orq_camera_list_release(list);
   orq_watch_release(watch);
+  orq_setting_list_release(settings);
+  orq_hot_pixel_table_release(table);
   orq_camera_release(camera);
   printf("%d calls, %d failures\n", calls, failures);
   return failures != 0;
@@ -180,7 +189,8 @@ def main():
         binary = Path(work) / "bad_calls"
         subprocess.run([compiler, "-x", "c", "-std=c99", "-Wall", "-Wextra", "-Werror", f"-I{INCLUDE}", source, "-o", binary,
                         f"-L{folder}", "-lorqcam", f"-Wl,-rpath,{folder}"], check=True)
-        ran = subprocess.run([binary], timeout=100, capture_output=True, text=True, check=False)
+        ran = subprocess.run([binary], timeout=100, capture_output=True, text=True, check=False,
+                             env={**os.environ, "XDG_CONFIG_HOME": work})
         print(ran.stdout, ran.stderr, sep="")
         return ran.returncode
 
