@@ -467,14 +467,14 @@ typedef struct orq_dark_info {
   int64_t taken_unix_ns;
   int32_t gain;
   int32_t offset;
-  double sensor_c;    /**< NaN: unknown */
-  int32_t average;    /**< of the whole dark, 0 to 255 */
-  int32_t hot_pixels; /**< sensor pixels more than 30 above the average, those of bad rows left out */
-  int32_t bad_rows;   /**< rows of which at least half is hot */
-  int32_t reserved;   /**< 0 */
-  char model[64];     /**< of the camera that took it */
-  char serial[24];    /**< of that camera; empty: it has none */
-  char trouble[512];  /**< of a file: why its description does not count; empty: it does, or there is none */
+  double sensor_c;      /**< NaN: unknown */
+  int32_t average;      /**< of the whole dark, 0 to 255 */
+  int32_t hot_pixels;   /**< sensor pixels more than 30 above the average, those of bad rows left out */
+  int32_t bad_rows;     /**< rows of which at least half is hot */
+  int32_t readout_mode; /**< as orq_frame_info.readout_mode; -1: unknown */
+  char model[64];       /**< of the camera that took it */
+  char serial[24];      /**< of that camera; empty: it has none */
+  char trouble[512];    /**< of a file: why its description does not count; empty: it does, or there is none */
 } orq_dark_info;
 /** How a dark is to be taken. */
 typedef struct orq_dark_options {
@@ -911,7 +911,7 @@ typedef struct orq_frame_info {
   double saturated;     /**< what a full pixel reads; NaN: unknown */
   int32_t
       real_exposure_ms; /**< as the camera has measured it, of single exposures from a second on; -1: it has not */
-  int32_t reserved;     /**< 0 */
+  int32_t after_gap;    /**< 1: the first one of a video that goes on after a loss (orq_open_options.resume) */
 } orq_frame_info;
 
 /** The pixels: rows top down, without gaps, in the frame's format. Valid while the caller holds the frame; not to

@@ -70,7 +70,7 @@ void AddVersions(Pages& pages) {
   pages.Title("versions");
   pages.Line("written = " + session::IsoUtc(NowUnixUs()) + " UTC");
   pages.Line("orqcam = " ORQCAM_VERSION);
-  pages.Line(std::string("libusb = ") + orq_usb_version());
+  pages.Line("libusb = " + usbVersion());
   utsname system{};
   uname(&system);  // its node name is private
   pages.Line(Format("kernel = %s %s %s", system.sysname, system.release, system.machine));

@@ -66,15 +66,16 @@ FlashImage Load(const std::string& path) {
 }
 
 // What is wrong with the camera is told before what is wrong with a file.
-void DemandOpen(Camera& camera) {
-  const Camera::Use open(camera);
+void DemandUsable(Camera& camera) {
+  const Camera::Turn turn(camera);
+  DemandDone(*turn, FlashUsable(*turn));
 }
 
 }  // namespace
 
 void SaveFlash(Camera& camera, const std::string& path, bool overwrite, const FlashTeller& tell) {
   const Existing existing = overwrite ? Existing::Overwrite : Existing::Keep;
-  DemandOpen(camera);
+  DemandUsable(camera);
   DemandWritable(path, existing);
   const Camera::FlashTurn turn(camera);
   FlashImage image;
@@ -84,7 +85,7 @@ void SaveFlash(Camera& camera, const std::string& path, bool overwrite, const Fl
 }
 
 FlashFile ReadFlashFile(Camera& camera, const std::string& path) {
-  DemandOpen(camera);
+  { const Camera::Use open(camera); }
   FlashFile file{.image = Load(path), .isOfCamera = false};
   const Camera::Use device(camera);
   file.isOfCamera = IsImageOf(*device, file.image);
@@ -92,6 +93,7 @@ FlashFile ReadFlashFile(Camera& camera, const std::string& path) {
 }
 
 void RestoreFlash(Camera& camera, const std::string& path, bool otherCamera, const FlashSafety& safety) {
+  DemandUsable(camera);
   const FlashFile file = ReadFlashFile(camera, path);
   if (!otherCamera && !file.isOfCamera) throw Failure(Status::Invalid, "the file is of another camera");
   Overwrite(camera, safety, [&](CModelCamera& device, const FlashBackup&, const FlashWatcher& watcher) {
@@ -105,7 +107,7 @@ void RestoreFlash(Camera& camera, const std::string& path, bool otherCamera, con
 }
 
 std::string FlashDifference(Camera& camera, const std::string& path, const FlashTeller& tell) {
-  DemandOpen(camera);
+  DemandUsable(camera);
   const FlashImage image = Load(path);
   const Camera::FlashTurn turn(camera);
   const FlashOutcome outcome = CompareFlashImage(*turn, image, WatcherOf(turn, tell));
