@@ -777,7 +777,7 @@ typedef struct orq_frame_info {
   double saturated;     /**< what a full pixel reads; NaN: unknown */
   int32_t
       real_exposure_ms; /**< as the camera has measured it, of single exposures from a second on; -1: it has not */
-  int32_t reserved;     /**< 0 */
+  int32_t after_gap;    /**< 1: the first one of a video that goes on after a loss (orq_open_options.resume) */
 } orq_frame_info;
 
 /** The pixels: rows top down, without gaps, in the frame's format. Valid while the caller holds the frame; not to
