@@ -17,7 +17,6 @@
 #include "output/ExitCodes.h"
 #include "output/Output.h"
 #include "output/Signals.h"
-#include "settings/XmlStore.h"
 #include "support/Text.h"
 
 namespace orq::cli {
@@ -38,13 +37,6 @@ const std::vector<std::pair<const char*, std::vector<std::string>>> kGroups = {
     {"For engineers", {"reg", "flash", "dump-controls"}},
     {"Help", {"help"}},
 };
-
-// Settings belong to the user; without a place for them there are none.
-void ChooseSettings(const Context& context) {
-  const std::string directory = UserConfigDirectory();
-  SetXmlDirectory(directory);
-  EnableXmlStore(context.settings && !directory.empty());
-}
 
 // What the library says of its own accord.
 void WriteLog(void* /*user*/, std::int32_t /*level*/, const char* line) {
@@ -104,7 +96,6 @@ ExitCode Run(int argc, char** argv, Output& out) {
     return kExitOk;
   }
   context.settings = !noSettings;
-  ChooseSettings(context);
   orq_log_set(context.debug ? ORQ_LOG_DEBUG : ORQ_LOG_WARNING, WriteLog, nullptr);
   return commands.at(line.Chosen())(context);
 }
@@ -114,16 +105,13 @@ template <class Action>
 ExitCode Guarded(Action&& action) {
   try {
     return action();
-  } catch (const Failure& failure) {
-    ComplainLast(failure);
-    return ExitCodeOf(failure);
   } catch (const Error& error) {
     ComplainLast(error);
     return ExitCodeOf(error);
   } catch (const std::bad_alloc&) {
-    ComplainLast({Status::Memory, "out of memory; take a smaller region"});
+    ComplainLast(Error(ORQ_ERROR_MEMORY, "out of memory; take a smaller region"));
   } catch (const std::exception& error) {
-    ComplainLast({Status::Internal, error.what()});
+    ComplainLast(Error(ORQ_ERROR_INTERNAL, error.what()));
   }
   return kExitFailed;
 }

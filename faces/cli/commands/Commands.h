@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "camera/Session.h"
+#include "camera/Context.h"
 #include "options/CommandLine.h"
 #include "options/ShotSettings.h"
 #include "output/ExitCodes.h"
