@@ -214,9 +214,12 @@ TEST_F(ApiSettings, WhatIsKeptIsListedAndForgottenOwnerByOwner) {
   int gains = 0;
   bool hasText = false;
   for (const orq_setting& setting : settings()) {
-    if (std::string(setting.name) == "Exposure") EXPECT_STREQ(setting.unit, "us");
-    if (std::string(setting.name) == "BMPPATH") hasText = setting.is_text == 1;
-    if (std::string(setting.name) != "Gain") continue;
+    const std::string name = setting.name;
+    if (name == "Exposure") {
+      EXPECT_STREQ(setting.unit, "us");
+    }
+    if (name == "BMPPATH") hasText = setting.is_text == 1;
+    if (name != "Gain") continue;
     ++gains;
     EXPECT_EQ(setting.is_text, 0);
     EXPECT_EQ(setting.number, 42);
