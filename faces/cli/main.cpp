@@ -30,7 +30,7 @@ constexpr const char* kFooter =
 // As help lists them; the commands are added in this order.
 const std::vector<std::pair<const char*, std::vector<std::string>>> kGroups = {
     {"Cameras", {"list", "info", "id", "serial", "sensor-id", "report"}},
-    {"Taking frames", {"capture", "stream", "trigger", "mode"}},
+    {"Taking frames", {"capture", "record", "ser", "stream", "trigger", "mode"}},
     {"Better frames", {"dark", "hotpixels"}},
     {"Controls and settings", {"controls", "get", "set", "settings", "profile"}},
     {"Devices", {"temp", "cooler", "fan", "led", "hub", "guide", "focus", "gps"}},
@@ -65,6 +65,8 @@ ExitCode Run(int argc, char** argv, Output& out) {
       {"sensor-id", AddSensorIdCommand(app)},
       {"report", AddReportCommand(app)},
       {"capture", AddCaptureCommand(app)},
+      {"record", AddRecordCommand(app)},
+      {"ser", AddSerCommand(app)},
       {"stream", AddStreamCommand(app)},
       {"trigger", AddTriggerCommand(app)},
       {"mode", AddModeCommand(app)},

@@ -1064,6 +1064,166 @@ ORQ_API orq_status orq_frame_retain(orq_frame* frame);
 /** One holder less. Null does nothing. */
 ORQ_API void orq_frame_release(orq_frame* frame);
 
+/* ---- Recordings ---- */
+
+/** A video that is written to a file, frame by frame. */
+typedef struct orq_recording orq_recording;
+
+/** How a video is recorded. It ends with the first limit that is reached; 0: there is no such limit. */
+typedef struct orq_recording_options {
+  uint32_t size;
+  int32_t overwrite; /**< 1: existing files are replaced; 0: they are kept, and recording fails */
+  uint64_t frames;
+  uint64_t duration_us; /**< from the first frame on */
+  uint64_t bytes;       /**< the file gets no larger */
+  uint32_t ring_mb;     /**< memory for frames that wait for the disk; 0: 256. At least two frames */
+  uint32_t reserved;    /**< 0 */
+} orq_recording_options;
+
+/** What a recording would be like as the camera is set now. */
+typedef struct orq_recording_plan {
+  uint32_t size;
+  int32_t width; /**< pixels */
+  int32_t height;
+  int32_t bin;
+  int32_t format;   /**< ORQ_FORMAT_... */
+  int32_t reserved; /**< 0 */
+  uint64_t frame_bytes;
+  uint64_t ring_frames;  /**< that can wait for the disk */
+  uint64_t free_bytes;   /**< of the disk */
+  uint64_t free_frames;  /**< that fit there */
+  char file[4096];       /**< its name, with all placeholders filled in */
+  char times_file[4096]; /**< the text beside it */
+} orq_recording_plan;
+
+/** Why a recording has ended. */
+enum {
+  ORQ_RECORDING_RUNS = 0,
+  ORQ_RECORDING_FRAMES = 1, /**< a limit was reached */
+  ORQ_RECORDING_TIME = 2,   /**< likewise */
+  ORQ_RECORDING_SIZE = 3,   /**< likewise */
+  ORQ_RECORDING_STOPPED = 4,
+  ORQ_RECORDING_VIDEO_ENDED = 5,
+  ORQ_RECORDING_LOST = 6,      /**< the camera is gone */
+  ORQ_RECORDING_CHANGED = 7,   /**< frames of another size, format or colour pattern came */
+  ORQ_RECORDING_DISK_FULL = 8, /**< or the file may not grow any more */
+  ORQ_RECORDING_FAILED = 9     /**< the file cannot be written */
+};
+/** How far a recording is. */
+typedef struct orq_recording_state {
+  uint32_t size;
+  int32_t end;           /**< ORQ_RECORDING_...; its file is finished unless it is ORQ_RECORDING_RUNS */
+  uint64_t frames;       /**< in the file */
+  uint64_t missed;       /**< frames that were left out because the disk was too slow */
+  uint64_t lost;         /**< frames that did not come from the camera */
+  uint64_t waiting;      /**< frames that wait for the disk */
+  uint64_t bytes;        /**< of the finished file, if it ended now */
+  uint64_t free_bytes;   /**< of the disk */
+  double seconds;        /**< since the first frame was there */
+  int64_t first_unix_ns; /**< time of the first frame, as in orq_frame_info; 0: there is none yet */
+  int64_t last_unix_ns;
+  int32_t direct;    /**< 1: it is written past the system's cache; 0: the file system does not offer that */
+  int32_t reserved;  /**< 0 */
+  char trouble[512]; /**< of an end that nobody wanted: why; empty: nothing is wrong */
+} orq_recording_state;
+
+/** What a recording would be like, and whether it could be made: better to know before than after. `options` may
+ * be null: all zero. INVALID: no such name; FILE: there is such a file, or none can be written there. */
+ORQ_API orq_status orq_recording_plan_get(orq_camera* camera, const char* path,
+                                          const orq_recording_options* options, orq_recording_plan* plan);
+/** Records every frame of the camera from the next one on, beside all other readers, into a SER file (version 3):
+ * `path` ends in .ser and may hold the placeholders of orq_frame_save but for {n}. A text beside it, its name and
+ * ".txt", tells the time of every frame, where it comes from, how uncertain it is, and which frames are missing.
+ * The video may be started before or after this; the recording ends with it. Frames wait for the disk in a ring,
+ * which adds to the camera's frame memory; those that find it full are counted and named. The file announces no
+ * frame before it is finished; one that was cut off is mended by orq_ser_repair. `options` may be null: all zero.
+ * Errors as of orq_recording_plan_get. */
+ORQ_API orq_status orq_recording_start(orq_camera* camera, const char* path, const orq_recording_options* options,
+                                       orq_recording** recording);
+/** Ends it with the frames that have come by now. Returns at once: those that wait for the disk are still written,
+ * see orq_recording_wait. */
+ORQ_API orq_status orq_recording_stop(orq_recording* recording);
+/** Waits until it has ended and its file is finished. TIMEOUT after `timeout_ms` (ORQ_FOREVER: never). */
+ORQ_API orq_status orq_recording_wait(orq_recording* recording, int32_t timeout_ms);
+/** How far it is. Also when it has ended, and of a camera that is closed. */
+ORQ_API orq_status orq_recording_get_state(orq_recording* recording, orq_recording_state* state);
+
+/** Why frames are missing. */
+enum {
+  ORQ_MISSING_DISK = 0,   /**< the disk was too slow */
+  ORQ_MISSING_CAMERA = 1, /**< they did not come from the camera */
+  ORQ_MISSING_MOVED = 2   /**< the region was moved, which begins the stream anew */
+};
+/** Frames in a row that a recording lacks, by the camera's count, in which its first frame has number 1. */
+typedef struct orq_missing_frames {
+  uint32_t size;
+  int32_t cause; /**< ORQ_MISSING_... */
+  uint64_t first;
+  uint64_t last;
+} orq_missing_frames;
+/** The `index`-th gap of a recording, from 0. NOT_FOUND: it has no more by now. */
+ORQ_API orq_status orq_recording_get_missing(orq_recording* recording, uint64_t index,
+                                             orq_missing_frames* missing);
+/** Stops it if it runs, waits until its file is finished, and gives the handle up. Null does nothing. */
+ORQ_API void orq_recording_release(orq_recording* recording);
+
+/** A SER file: what its header says, and what it holds. */
+typedef struct orq_ser_info {
+  uint32_t size;
+  int32_t colour;      /**< colour id as the format has it: 0 mono, 8 to 11 Bayer, 100 RGB, 101 BGR */
+  char colour_name[8]; /**< "mono", "RGGB" and so on */
+  int32_t width;       /**< pixels */
+  int32_t height;
+  int32_t depth;         /**< bits of a sample */
+  int32_t header_frames; /**< that the header announces; 0: the recording was not finished */
+  uint64_t frames;       /**< of these, that are there */
+  uint64_t whole_frames; /**< of a recording that was not finished: what orq_ser_repair makes of it */
+  uint64_t frame_bytes;
+  uint64_t bytes;        /**< of the file */
+  uint64_t stamps;       /**< time stamps */
+  uint64_t unstamped;    /**< of them, that are no time */
+  uint64_t backwards;    /**< of them, that are earlier than the one before */
+  uint64_t differing;    /**< of them, that are not what the text beside the file says */
+  int64_t first_unix_ns; /**< time stamps of the first frame and the last one; 0: none */
+  int64_t last_unix_ns;
+  int64_t header_unix_ns; /**< UTC of the header; 0: none */
+  int32_t described;      /**< 1: the text of a recording is beside it */
+  int32_t whole;          /**< 1: nothing is wrong; 0: see `trouble` */
+  char observer[44];
+  char instrument[44];
+  char telescope[44];
+  char trouble[512]; /**< what is wrong with it, one line; empty: nothing */
+  int32_t reserved;  /**< 0 */
+} orq_ser_info;
+/** Looks at a SER file of any program; reads header and time stamps. FILE: it cannot be read, or is none. */
+ORQ_API orq_status orq_ser_get_info(const char* path, orq_ser_info* info);
+/** What a repair has come to. */
+typedef struct orq_ser_repaired {
+  uint32_t size;
+  int32_t changed; /**< 0: the file was whole */
+  uint64_t frames;
+  uint64_t timed; /**< of them, whose time is known */
+} orq_ser_repaired;
+/** Makes a SER file whole that was cut off: with every whole frame that it has, and the times that the text beside
+ * it or its own trailer tell. Frames whose time nobody has told have none. FILE: not one frame is whole, or the
+ * file cannot be written. */
+ORQ_API orq_status orq_ser_repair(const char* path, orq_ser_repaired* repaired);
+/** Writes frame `frame`, from 1, of a SER file to `to`, as orq_frame_save does: .fits (or .fit), .fits.fz, or
+ * .png; {n} is the frame's number. `options` may be null: all zero. RANGE: there is no such frame. */
+ORQ_API orq_status orq_ser_extract(const char* path, uint64_t frame, const char* to,
+                                   const orq_save_options* options, orq_path* written);
+
+/** A bright disc in a frame, a planet. */
+typedef struct orq_disc {
+  uint32_t size;
+  uint32_t reserved; /**< 0 */
+  double x;          /**< centre, pixels of the frame from its top left corner */
+  double y;
+  double diameter; /**< pixels */
+} orq_disc;
+/** Looks for the brightest disc of a frame. NOT_FOUND: there is nothing but noise. Walks over the whole frame. */
+ORQ_API orq_status orq_frame_get_disc(const orq_frame* frame, orq_disc* disc);
+
 /* ---- Events ---- */
 
 enum {

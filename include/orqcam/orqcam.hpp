@@ -263,6 +263,12 @@ class Frame {
   const std::uint8_t* data() const { return bytes().first; }
   /** Bytes. */
   std::size_t size() const { return bytes().second; }
+  /** Throws NotFoundError when there is nothing but noise. */
+  orq_disc disc() const {
+    auto found = sized<orq_disc>();
+    detail::check(orq_frame_get_disc(frame_, &found));
+    return found;
+  }
 #if defined(__cpp_lib_span)
   std::span<const std::uint8_t> pixels() const {
     const auto [first, count] = bytes();
@@ -412,6 +418,38 @@ class HotPixels {
   detail::Owner<orq_hot_pixel_table, orq_hot_pixel_table_release> table_;
 };
 
+/** A video that is written to a file. Stopped and finished at the end of its life. */
+class Recording {
+ public:
+  explicit Recording(orq_recording* recording) : recording_(recording) {}
+
+  void stop() { detail::check(orq_recording_stop(get())); }
+  /** Throws TimeoutError when it still runs then. */
+  void wait(std::chrono::nanoseconds patience = forever) {
+    detail::check(orq_recording_wait(get(), patience == forever ? ORQ_FOREVER : detail::milliseconds(patience)));
+  }
+  orq_recording_state state() const {
+    auto now = sized<orq_recording_state>();
+    detail::check(orq_recording_get_state(get(), &now));
+    return now;
+  }
+  /** Frames that it lacks so far. */
+  std::vector<orq_missing_frames> missing() const {
+    std::vector<orq_missing_frames> found;
+    for (;;) {
+      auto gap = sized<orq_missing_frames>();
+      const orq_status status = orq_recording_get_missing(get(), found.size(), &gap);
+      if (status == ORQ_ERROR_NOT_FOUND) return found;
+      detail::check(status);
+      found.push_back(gap);
+    }
+  }
+  orq_recording* get() const noexcept { return recording_.get(); }
+
+ private:
+  detail::Owner<orq_recording, orq_recording_release> recording_;
+};
+
 /** A control's raw value, and whether it sets itself. */
 struct ControlValue {
   std::int64_t value = 0;
@@ -486,6 +524,19 @@ class Camera {
     orq_reader* opened = nullptr;
     detail::check(orq_reader_open(get(), &options, &opened));
     return Reader(opened);
+  }
+  /** What recording so would be like. */
+  orq_recording_plan planRecording(const std::string& path,
+                                   orq_recording_options options = sized<orq_recording_options>()) const {
+    auto plan = sized<orq_recording_plan>();
+    detail::check(orq_recording_plan_get(get(), path.c_str(), &options, &plan));
+    return plan;
+  }
+  /** Records every frame from the next one on. */
+  Recording record(const std::string& path, orq_recording_options options = sized<orq_recording_options>()) {
+    orq_recording* started = nullptr;
+    detail::check(orq_recording_start(get(), path.c_str(), &options, &started));
+    return Recording(started);
   }
   orq_stream_counters counters() const { return filled<orq_stream_counters>(orq_stream_get_counters); }
 
@@ -781,6 +832,28 @@ inline void checkFile(const std::string& path, bool overwrite = false) {
 inline void writeFile(const std::string& path, const std::string& text, bool overwrite = false) {
   detail::check(orq_file_write(path.c_str(), reinterpret_cast<const std::uint8_t*>(text.data()), text.size(),
                                overwrite ? 1 : 0));
+}
+
+/** Looks at a SER file of any program. */
+inline orq_ser_info serInfo(const std::string& path) {
+  auto info = sized<orq_ser_info>();
+  detail::check(orq_ser_get_info(path.c_str(), &info));
+  return info;
+}
+
+/** Makes a SER file whole that was cut off. */
+inline orq_ser_repaired repairSer(const std::string& path) {
+  auto repaired = sized<orq_ser_repaired>();
+  detail::check(orq_ser_repair(path.c_str(), &repaired));
+  return repaired;
+}
+
+/** Writes frame `frame`, from 1, of a SER file; the name of what was written. */
+inline std::string extractSer(const std::string& path, std::uint64_t frame, const std::string& to,
+                              orq_save_options options = sized<orq_save_options>()) {
+  auto written = sized<orq_path>();
+  detail::check(orq_ser_extract(path.c_str(), frame, to.c_str(), &options, &written));
+  return written.path;
 }
 
 /** Tells of cameras that are plugged in and unplugged, as long as it lives: see orq_watch_cameras. */

@@ -10,6 +10,7 @@
 #include "session/camera/Camera.h"
 #include "session/hotpixels/HotPixelView.h"
 #include "session/settings/KeptSettings.h"
+#include "session/recording/Recording.h"
 
 // Every handle begins with a mark, so that one of another kind is noticed.
 struct orq_camera {
@@ -47,6 +48,12 @@ struct orq_hot_pixel_table {
   static constexpr std::uint32_t kMark = 0x50544F48;
   std::uint32_t mark = kMark;
   orq::session::HotPixelView view;
+};
+
+struct orq_recording {
+  static constexpr std::uint32_t kMark = 0x43455252;
+  std::uint32_t mark = kMark;
+  std::unique_ptr<orq::session::Recording> recording;
 };
 
 namespace orq::api {

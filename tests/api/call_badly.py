@@ -20,10 +20,12 @@ INCLUDE = HERE.parent.parent / "include"
 HEADERS = sorted((INCLUDE / "orqcam").glob("*.h"))
 
 HANDLES = {"orq_camera": "camera", "orq_camera_list": "list", "orq_reader": "reader", "orq_frame": "frame",
-           "orq_watch": "watch", "orq_setting_list": "settings", "orq_hot_pixel_table": "table"}
+           "orq_watch": "watch", "orq_setting_list": "settings", "orq_hot_pixel_table": "table",
+           "orq_recording": "recording"}
 
 # Where null is a value: "function parameter".
 MAY_BE_NULL = {
+    "orq_recording_plan_get options", "orq_recording_start options", "orq_ser_extract options",
     "orq_camera_open name", "orq_camera_open options", "orq_region_set applied", "orq_reader_open options",
     "orq_frame_save options", "orq_frame_save_files options", "orq_save_check options", "orq_dark_choice_set path", "orq_dark_take path", "orq_dark_check path", "orq_dark_copy to", "orq_frame_preview options", "orq_dark_take options", "orq_dark_take callback", "orq_dark_take user",
     "orq_dark_take info", "orq_flash_save callback", "orq_flash_save user", "orq_flash_restore backup_folder",
@@ -254,7 +256,8 @@ static void dark_told(void* user, const orq_dark_progress* progress) { (void)use
 static void flash_told(void* user, const orq_flash_progress* progress) { (void)user; (void)progress; }
 static void watched(void* user, int32_t in, const orq_camera_entry* entry) { (void)user; (void)in; (void)entry; }
 STRUCTS
-int main(void) {
+int main(int argc, char** argv) {
+  (void)argc;
   static unsigned char no_size[16384];
   static char text[256], endless[5001];
   int user = 0; int32_t i32 = 0; uint32_t u32 = 0; int64_t i64 = 0; size_t bytes = sizeof text; double f64 = 0;
@@ -264,6 +267,7 @@ int main(void) {
   orq_reader *reader = NULL, *new_reader = NULL; orq_frame *frame = NULL, *new_frame = NULL;
   orq_watch *watch = NULL, *new_watch = NULL;
   orq_setting_list *settings = NULL, *new_settings = NULL; orq_hot_pixel_table *table = NULL, *new_table = NULL;
+  orq_recording *recording = NULL, *new_recording = NULL;
   const orq_dark_options one_frame = {sizeof one_frame, 1, 0, 0};
   memset(endless, 'x', sizeof endless - 1);
   const orq_region corner = {sizeof corner, 0, 0, 64, 64, 1, ORQ_FORMAT_RAW8, 0};
@@ -278,7 +282,10 @@ int main(void) {
   expect(orq_frame_wait(camera, 30000, &frame), ORQ_OK, "frame");
   (void)no_size; (void)text; (void)user; (void)i32; (void)u32; (void)i64; (void)bytes; (void)f64; (void)data; (void)byte;
   (void)new_camera; (void)new_list; (void)new_reader; (void)new_frame; (void)new_watch; (void)new_settings; (void)new_table;
+  (void)new_recording;
+  expect(orq_recording_start(camera, argv[1], NULL, &recording), ORQ_OK, "recording");
   CALLS
+  orq_recording_release(recording);
   orq_frame_release(frame);
   orq_reader_release(reader);
   orq_camera_list_release(list);
@@ -304,7 +311,7 @@ def main():
                         f"-L{folder}", "-lorqcam", f"-Wl,-rpath,{folder}"], check=True)
         # Some calls write files: nothing of the user's.
         own = {"HOME": work, "XDG_CONFIG_HOME": work, "XDG_STATE_HOME": work}
-        ran = subprocess.run([binary], timeout=100, capture_output=True, text=True, check=False, cwd=work,
+        ran = subprocess.run([binary, Path(work) / "a.ser"], timeout=100, capture_output=True, text=True, check=False, cwd=work,
                              env=os.environ | own)
         print(ran.stdout, ran.stderr, sep="")
         return ran.returncode
