@@ -69,7 +69,7 @@ DarkOutcome DarkSession::Collect(int frames, const DarkWatcher& watcher, DarkFac
   const int wanted = frames == 0 ? usual : frames;
   camera_.iDarkFrames = wanted;
   int taken = 0;
-  const DarkOutcome outcome = TakeFrames(wanted, watcher, taken);
+  DarkOutcome outcome = TakeFrames(wanted, watcher, taken);
   if (outcome.Done()) {
     Describe(taken, facts);
   } else {
@@ -159,6 +159,7 @@ void DarkSession::Describe(int frames, DarkFacts& facts) const {
   facts.offset = camera_.Brightness;
   facts.sensorC = ReadSensorTemperature(camera_);
   facts.takenUnixUs = NowUnixUs();
+  facts.readout = session::ReadoutOf(camera_);
   facts.frames = frames;
   // The worker that wrote these has been joined.
   facts.average = camera_.iDarkAverage;

@@ -26,9 +26,11 @@ class StateError(Error): ...
 class RangeError(Error, ValueError): ...
 class FileError(Error, OSError): ...
 class MemoryError(Error, builtins.MemoryError): ...
+class InternalError(Error): ...
 
 class IntControl(int):
     name: str
+    description: str
     min: float
     max: float
     step: float
@@ -40,6 +42,7 @@ class IntControl(int):
 
 class FloatControl(float):
     name: str
+    description: str
     min: float
     max: float
     step: float
@@ -92,6 +95,7 @@ class CameraInfo:
     serial: str
     user_id: str
     firmware: str
+    key: str
     speed: int
     sensor_width: int
     sensor_height: int
@@ -101,6 +105,7 @@ class CameraInfo:
     bins: int
     formats: int
     abilities: int
+    electrons_per_adu: float
 
 class CoolerState:
     on: bool
@@ -109,6 +114,17 @@ class CoolerState:
     power: float
     reach_c: float
     trouble: str
+
+class FocusState:
+    position: int
+    moving: bool
+    lower_mark: int
+    upper_mark: int
+
+class TriggerOutput:
+    active_high: bool
+    delay_us: int
+    length_us: int
 
 class ExposureProgress:
     running: bool
@@ -131,6 +147,7 @@ class DarkInfo:
     average: int
     hot_pixels: int
     bad_rows: int
+    readout_mode: int
 
 class AutomaticState:
     mean: int
@@ -164,9 +181,13 @@ class FrameInfo:
     sensor_c: float
     target_c: float
     cooler_power: int
+    gamma: int
     corrections: int
+    readout_mode: int
     black_level: float
     saturated: float
+    real_exposure_ms: int
+    after_gap: bool
 
 class FrameGps:
     state: int
@@ -276,6 +297,7 @@ class Camera:
     gps_start_line: _IntControl
     gps_end_line: _IntControl
     rolling_interval: _IntControl
+    readout_mode: _IntControl
     @property
     def automatic_state(self) -> AutomaticState: ...
     def await_settled(self, timeout: float) -> None: ...
@@ -310,11 +332,22 @@ class Camera:
     @property
     def supply_voltage(self) -> float: ...
     def guide(self, direction: Literal["north", "south", "east", "west"], milliseconds: int) -> None: ...
+    @property
+    def sensor_id(self) -> str: ...
+    @property
+    def focus(self) -> FocusState: ...
+    def move_focus(self, position: int) -> None: ...
     gps_lines: _GpsLines
+    def check_gps(self) -> None: ...
     def take_dark(self, path: _Path, *, frames: int = ..., overwrite: bool = ...) -> DarkInfo: ...
     def use_dark(self, path: Optional[_Path]) -> None: ...
     def repair_hot_pixels(self, on: bool = ...) -> None: ...
-    def save_hot_pixels(self) -> None: ...
+    def save_hot_pixels(self, *, backup_folder: Optional[_Path] = ...) -> None: ...
+    @property
+    def user_id(self) -> str: ...
+    def set_user_id(self, name: str, *, backup_folder: Optional[_Path] = ...) -> None: ...
+    def save_flash(self, path: _Path, *, overwrite: bool = ...) -> None: ...
+    def restore_flash(self, path: _Path, *, backup_folder: Optional[_Path] = ...) -> None: ...
     @property
     def trigger_modes(self) -> tuple[str, ...]: ...
     @property
@@ -322,6 +355,8 @@ class Camera:
     @trigger_mode.setter
     def trigger_mode(self, wanted: str) -> None: ...
     def trigger(self) -> None: ...
+    def trigger_output(self, output: Literal["a", "b"]) -> TriggerOutput: ...
+    def set_trigger_output(self, output: Literal["a", "b"], length_us: int, *, delay_us: int = ..., active_high: bool = ...) -> None: ...
     def unplug(self) -> None: ...
     def replug(self) -> None: ...
 
