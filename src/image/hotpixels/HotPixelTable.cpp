@@ -66,6 +66,7 @@ void VisitMarked(std::span<const std::uint8_t> bytes, Visit visit) {
 }
 
 std::int32_t ScaledRow(std::int32_t row, float twiceFactor) {
+  // NOLINTNEXTLINE(bugprone-incorrect-roundings): as the FPGA rounds, in single precision
   return static_cast<std::int32_t>(2.0F * (static_cast<float>(row) / twiceFactor) + 0.5F);
 }
 
