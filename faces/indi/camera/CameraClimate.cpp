@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "camera/CameraDevice.h"
+#include "loop/CrashAid.h"
 
 namespace orq::indi {
 namespace {
@@ -131,6 +132,7 @@ IPState CameraDevice::guide(int direction, std::uint32_t ms) {
   worker.run([this, direction, ms, northSouth, poster = posts_.poster()] {
     std::string trouble;
     try {
+      const PulseUnderWay pulse(camera_->get());
       camera_->guide(direction, std::chrono::milliseconds(ms));
     } catch (const CancelledError&) {
       // Somebody has aborted: the line is off.

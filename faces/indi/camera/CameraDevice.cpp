@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <thread>
 #include <utility>
 
 #include "panels/ControlPanel.h"
@@ -15,6 +16,8 @@ namespace orq::indi {
 namespace {
 
 constexpr int kTickMs = 250;
+constexpr auto kBusyPatience = std::chrono::seconds(3);
+constexpr auto kBetweenTries = std::chrono::milliseconds(50);
 constexpr unsigned kTicksPerLook = 4;
 constexpr std::uint32_t kAlways =
     INDI::CCD::CCD_CAN_ABORT | INDI::CCD::CCD_CAN_BIN | INDI::CCD::CCD_CAN_SUBFRAME | INDI::CCD::CCD_HAS_STREAMING;
@@ -125,18 +128,30 @@ std::string CameraDevice::wantedName() const {
   return choice_.name;
 }
 
-Camera CameraDevice::openWanted() const {
+Camera CameraDevice::openNow() const {
   const std::string name = wantedName();
   if (!name.empty()) return Camera(name);
-  const auto plugged = cameras();
   std::string trouble;
-  for (const orq_camera_entry& entry : plugged) {
+  for (const orq_camera_entry& entry : cameras()) {
     if (entry.trouble[0] == '\0') return Camera(entry.name);
     trouble = std::string(entry.model) + ": " + entry.trouble;
   }
-  throw NotFoundError(trouble.empty()
-                          ? "no camera is plugged in: plug one in, or switch SIMULATION on for a virtual one"
-                          : trouble);
+  if (!trouble.empty()) throw BusyError(trouble);
+  throw NotFoundError("no camera is plugged in: plug one in, or switch SIMULATION on for a virtual one");
+}
+
+/// Of a camera that has just been plugged in somebody may still be reading the serial number: this driver's own
+/// watch, or another program.
+Camera CameraDevice::openWanted() const {
+  const auto end = std::chrono::steady_clock::now() + kBusyPatience;
+  for (;;) {
+    try {
+      return openNow();
+    } catch (const BusyError&) {
+      if (std::chrono::steady_clock::now() > end) throw;
+    }
+    std::this_thread::sleep_for(kBetweenTries);
+  }
 }
 
 bool CameraDevice::Connect() {

@@ -84,6 +84,7 @@ class CameraDevice : public INDI::CCD, public INDI::FocuserInterface {
   bool isMine(const char* device) const;
   std::string wantedName() const;
   void letGo();
+  Camera openNow() const;
   Camera openWanted() const;
   void describeSensor();
   void describeFormats();
