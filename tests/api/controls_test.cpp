@@ -453,5 +453,27 @@ TEST(ApiDarks, WithoutATableThereAreNoHotPixelsToRepair) {
   EXPECT_EQ(orq_hot_pixels_repair(camera.camera, 0), ORQ_OK);
 }
 
+// Gains by hand: units of 0.1 dB divide what a count is worth at gain 0 by 10^(gain / 200).
+TEST(ApiGainPresets, AreThoseOfTheSensorsNumbers) {
+  struct Expected {
+    const char* model;
+    int preset;
+    int gain;
+    double electrons, most;
+  };
+  // d6m, first mode: 3.8 e- and 14 bit. 16383 counts of 3.8 e- are 62255, of the next step 60948, and then less than
+  // the full well of 60000.
+  // x26m: 0.78 e- and 16 bit take 51117 of 51000 e-; no gain has more electrons per count.
+  const ApiCamera x26m(Quick("x26m"));
+  orq_gain_preset found{};
+  found.size = sizeof found;
+  ASSERT_EQ(orq_gain_preset_get(x26m.camera, ORQ_GAIN_UNITY, &found), ORQ_OK) << orq_last_error();
+  EXPECT_EQ(found.gain, 0);
+  EXPECT_NEAR(found.electrons_per_adu, 0.78, 1e-6);
+  EXPECT_EQ(found.most_electrons, 51000.0);
+  ASSERT_EQ(orq_gain_preset_get(x26m.camera, ORQ_GAIN_LARGEST_RANGE, &found), ORQ_OK);
+  EXPECT_EQ(found.gain, 0);
+}
+
 }  // namespace
 }  // namespace orq

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "panels/ControlPanel.h"
+#include "panels/GainPanel.h"
 #include "panels/GpsPanel.h"
 #include "panels/ServicePanel.h"
 #include "panels/TriggerPanel.h"
@@ -54,6 +55,7 @@ CameraDevice::CameraDevice(std::string deviceName, CameraChoice choice)
   setDeviceName(deviceName_.c_str());
   setVersion(ORQCAM_VERSION_MAJOR, ORQCAM_VERSION_MINOR);
   panels_.push_back(std::make_unique<ControlPanel>(*this));
+  panels_.push_back(std::make_unique<GainPanel>(*this, [controls = panels_.back().get()] { controls->tick(); }));
   panels_.push_back(std::make_unique<TriggerPanel>(*this));
   panels_.push_back(std::make_unique<GpsPanel>(*this));
   panels_.push_back(std::make_unique<ServicePanel>(*this, [this](auto what, auto job, auto told) {
