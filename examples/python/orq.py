@@ -15,6 +15,10 @@ MANUAL = 0
 FORMAT_RAW8 = 0
 READ_EVERY = 1
 FOREVER = -1
+ERROR_NOT_FOUND = -2
+EVENT_FRAME = 1
+EVENT_LOST = 2
+EVENT_EXPOSURE_FAILED = 4
 
 
 class CameraInfo(ctypes.Structure):
@@ -36,6 +40,10 @@ class FrameInfo(ctypes.Structure):
 
 class ReaderOptions(ctypes.Structure):
     _fields_ = [("size", c_uint32), ("mode", c_int32), ("depth", c_int32)]
+
+
+class Event(ctypes.Structure):
+    _fields_ = [("size", c_uint32), ("kind", c_int32), ("text", c_char * 256)]
 
 
 class SaveOptions(ctypes.Structure):
@@ -72,6 +80,8 @@ for name, arguments in {
         "orq_frame_get_info": [c_void_p, POINTER(FrameInfo)],
         "orq_frame_data": [c_void_p, POINTER(POINTER(c_uint8)), POINTER(c_size_t)],
         "orq_frame_save": [c_void_p, c_char_p, POINTER(SaveOptions)],
+        "orq_camera_event_fd": [c_void_p, POINTER(c_int32)],
+        "orq_event_next": [c_void_p, POINTER(Event)],
         "orq_video_start": [c_void_p],
         "orq_video_stop": [c_void_p],
         "orq_reader_open": [c_void_p, POINTER(ReaderOptions), POINTER(c_void_p)],

@@ -334,16 +334,17 @@ ORQ_API orq_status orq_automatic_get(orq_camera* camera, orq_automatic_state* st
 ORQ_API orq_status orq_automatic_wait(orq_camera* camera, double seconds);
 
 /** Gains with a meaning of their own. */
-#define ORQ_GAIN_UNITY 0         /**< one count of the converter is one electron, as nearly as the camera comes to it */
-#define ORQ_GAIN_LOWEST_NOISE 1  /**< the converter adds the least to what the pixels read: the least electrons per count */
-#define ORQ_GAIN_LARGEST_RANGE 2 /**< the most gain at which the converter still takes a pixel's full well; the least when \
-                                      it never does */
+enum {
+  ORQ_GAIN_UNITY = 0,        /**< a count of the converter is an electron, as nearly as the camera comes to it */
+  ORQ_GAIN_LOWEST_NOISE = 1, /**< least electrons per count: the converter adds least to what the pixels read */
+  ORQ_GAIN_LARGEST_RANGE = 2 /**< most gain at which the converter takes the full well; least when it never does */
+};
 /** What such a gain comes to. */
 typedef struct orq_gain_preset {
   uint32_t size;
   int32_t gain;             /**< for ORQ_CONTROL_GAIN */
   double electrons_per_adu; /**< of the converter's counts */
-  double most_electrons;    /**< that a pixel can tell: its full well or the converter's end, whichever comes first */
+  double most_electrons; /**< that a pixel can tell: its full well or the converter's end, whichever comes first */
 } orq_gain_preset;
 /** `preset`: ORQ_GAIN_..., computed from what a count is worth at each gain of the present readout mode. Sets
  * nothing. UNSUPPORTED: that is not known of this camera. */
@@ -440,14 +441,14 @@ typedef struct orq_dark_info {
   int64_t taken_unix_ns;
   int32_t gain;
   int32_t offset;
-  double sensor_c;    /**< NaN: unknown */
-  int32_t average;    /**< of the whole dark, 0 to 255 */
-  int32_t hot_pixels; /**< sensor pixels more than 30 above the average, those of bad rows left out */
-  int32_t bad_rows;   /**< rows of which at least half is hot */
-  int32_t reserved;   /**< 0 */
-  char model[64];     /**< of the camera that took it */
-  char serial[24];    /**< of that camera; empty: it has none */
-  char trouble[512];  /**< of a file: why its description does not count; empty: it does, or there is none */
+  double sensor_c;      /**< NaN: unknown */
+  int32_t average;      /**< of the whole dark, 0 to 255 */
+  int32_t hot_pixels;   /**< sensor pixels more than 30 above the average, those of bad rows left out */
+  int32_t bad_rows;     /**< rows of which at least half is hot */
+  int32_t readout_mode; /**< as orq_frame_info.readout_mode; -1: unknown */
+  char model[64];       /**< of the camera that took it */
+  char serial[24];      /**< of that camera; empty: it has none */
+  char trouble[512];    /**< of a file: why its description does not count; empty: it does, or there is none */
 } orq_dark_info;
 /** How a dark is to be taken. */
 typedef struct orq_dark_options {
@@ -793,7 +794,7 @@ typedef struct orq_frame_info {
   double saturated;     /**< what a full pixel reads; NaN: unknown */
   int32_t
       real_exposure_ms; /**< as the camera has measured it, of single exposures from a second on; -1: it has not */
-  int32_t reserved;     /**< 0 */
+  int32_t after_gap;    /**< 1: the first one of a video that goes on after a loss (orq_open_options.resume) */
 } orq_frame_info;
 
 /** The pixels: rows top down, without gaps, in the frame's format. Valid while the caller holds the frame; not to

@@ -12,6 +12,7 @@
 #ifndef ORQCAM_ORQCAM_HPP
 #define ORQCAM_ORQCAM_HPP
 
+#include <orqcam/orqcam-expert.h>
 #include <orqcam/orqcam.h>
 
 #include <chrono>
@@ -144,6 +145,34 @@ inline std::int32_t milliseconds(std::chrono::nanoseconds time) {
 /** Throws what a status stands for: for functions of the C interface that have no wrapper here. */
 inline void check(orq_status status) {
   detail::check(status);
+}
+
+/** "busy" and so on, "ok" for ORQ_OK, "unknown" for numbers that mean nothing. */
+inline std::string statusName(orq_status status) {
+  return orq_status_name(status);
+}
+
+/** A version of the library. */
+struct Version {
+  int major = 0;
+  int minor = 0;
+  int patch = 0;
+};
+
+/** The version of the library that runs. */
+inline Version libraryVersion() {
+  std::int32_t major = 0;
+  std::int32_t minor = 0;
+  std::int32_t patch = 0;
+  orq_library_version(&major, &minor, &patch);
+  return {major, minor, patch};
+}
+
+/** The clock that gives frames their time where there is no GPS. */
+inline orq_clock_state clockState() {
+  auto state = sized<orq_clock_state>();
+  detail::check(orq_clock_get_state(&state));
+  return state;
 }
 
 /** A wait without end. */
@@ -504,6 +533,18 @@ class Camera {
     detail::check(orq_dark_take(get(), nullptr, &options, nullptr, nullptr, &info));
     return info;
   }
+  /** Throws FileError when no dark could be written there: better to know before its exposures than after them. */
+  void checkDark(const std::string& path, bool overwrite = false) const {
+    detail::check(orq_dark_check(get(), path.c_str(), overwrite ? 1 : 0));
+  }
+  /** The same for the camera's own dark, which is replaced. */
+  void checkOwnDark() const { detail::check(orq_dark_check(get(), nullptr, 0)); }
+  /** Copies a dark with its description. */
+  void copyDark(const std::string& from, const std::string& to, bool overwrite = false) const {
+    detail::check(orq_dark_copy(get(), from.c_str(), to.c_str(), overwrite ? 1 : 0));
+  }
+  /** Makes it the camera's own dark, which is replaced and chosen. */
+  void copyToOwnDark(const std::string& from) { detail::check(orq_dark_copy(get(), from.c_str(), nullptr, 0)); }
   orq_dark_info readDark(const std::string& path) const {
     auto info = sized<orq_dark_info>();
     detail::check(orq_dark_read(get(), path.c_str(), &info));
@@ -637,6 +678,63 @@ class Watch {
   std::unique_ptr<Told> told_;  // before the watch, which uses it to its end
   detail::Owner<orq_watch, orq_watch_release> watch_;
 };
+
+/** Hears the library's log lines as long as it lives: see orq_log_set. One at a time: a later one takes over from
+ * it, and the log is off when either ends. */
+class Log {
+ public:
+  /** `told` is called on any thread, also on several at once, with one of ORQ_LOG_... and a line; it must not
+   * throw, nor call the library. */
+  using Told = std::function<void(int level, const char* line)>;
+
+  /** Hears lines up to `level`, ORQ_LOG_... */
+  Log(int level, Told told) : told_(std::make_unique<Told>(std::move(told))) {
+    detail::check(orq_log_set(
+        level, [](void* user, std::int32_t at, const char* line) { (*static_cast<Told*>(user))(at, line); },
+        told_.get()));
+  }
+  Log(Log&& other) noexcept = default;
+  Log& operator=(Log&&) = delete;
+  ~Log() {
+    if (told_) orq_log_set(ORQ_LOG_WARNING, nullptr, nullptr);
+  }
+
+ private:
+  std::unique_ptr<Told> told_;
+};
+
+/** Registers and requests, for camera engineers: what is written can upset or damage a camera, and the library
+ * does not know of it. See orqcam-expert.h. */
+namespace expert {
+
+/** `chip`: ORQ_CHIP_...; `address`: 0 to 65535. */
+inline std::uint8_t readRegister(const Camera& camera, int chip, std::uint32_t address) {
+  std::uint8_t value = 0;
+  detail::check(orq_expert_register_read(camera.get(), chip, address, &value));
+  return value;
+}
+/** `value`: 0 to 255. Not all registers keep what they are given. */
+inline void writeRegister(const Camera& camera, int chip, std::uint32_t address, std::uint32_t value) {
+  detail::check(orq_expert_register_write(camera.get(), chip, address, value));
+}
+/** A vendor request that reads `size` bytes, at most 4096. */
+inline std::vector<std::uint8_t> receive(const Camera& camera, std::uint32_t request, std::uint32_t value,
+                                         std::uint32_t index, std::size_t size) {
+  // One byte more than can be asked for is as wrong as any number of them.
+  constexpr std::size_t kTooMany = 4097;
+  std::vector<std::uint8_t> bytes(size < kTooMany ? size : kTooMany);
+  detail::check(orq_expert_request(camera.get(), 1, request, value, index, bytes.data(),
+                                   static_cast<std::uint32_t>(bytes.size())));
+  return bytes;
+}
+/** A vendor request that writes `bytes`, at most 4096. */
+inline void send(const Camera& camera, std::uint32_t request, std::uint32_t value, std::uint32_t index,
+                 std::vector<std::uint8_t> bytes = {}) {
+  detail::check(orq_expert_request(camera.get(), 0, request, value, index, bytes.data(),
+                                   static_cast<std::uint32_t>(bytes.size())));
+}
+
+}  // namespace expert
 
 }  // namespace orq
 

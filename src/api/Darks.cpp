@@ -20,6 +20,7 @@ orq_dark_info InfoOf(const session::DarkDescription& description) {
   info.average = static_cast<int32_t>(facts.average);
   info.hot_pixels = static_cast<int32_t>(facts.hotPixels);
   info.bad_rows = static_cast<int32_t>(facts.badRows);
+  info.readout_mode = facts.readout ? facts.readout->mode : -1;
   CopyText(description.model, info.model);
   CopyText(description.serial, info.serial);
   return info;

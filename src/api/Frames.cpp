@@ -55,6 +55,7 @@ orq_frame_info InfoOf(const SharedFrame& frame) {
   info.readout_mode = facts.highSpeed ? 1 : facts.readoutMode;
   info.black_level = OrUnknown(facts.levels.black);
   info.saturated = OrUnknown(facts.levels.saturated);
+  info.after_gap = frame.AfterGap() ? 1 : 0;
   info.real_exposure_ms = readings.realExposureMs.value_or(-1);
   return info;
 }

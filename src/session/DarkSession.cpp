@@ -159,6 +159,7 @@ void DarkSession::Describe(int frames, DarkFacts& facts) const {
   facts.offset = camera_.Brightness;
   facts.sensorC = ReadSensorTemperature(camera_);
   facts.takenUnixUs = NowUnixUs();
+  facts.readout = session::ReadoutOf(camera_);
   facts.frames = frames;
   // The worker that wrote these has been joined.
   facts.average = camera_.iDarkAverage;

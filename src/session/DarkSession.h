@@ -7,6 +7,7 @@
 #include <string>
 
 #include "models/camera/ModelCamera.h"
+#include "session/frame/Readout.h"
 
 namespace orq {
 
@@ -44,6 +45,7 @@ struct DarkFacts {
   int offset = 0;
   std::optional<float> sensorC;  ///< after the last frame; empty when the sensor's temperature cannot be read
   std::int64_t takenUnixUs = 0;  ///< when the last frame had come, by the computer's clock
+  std::optional<session::Readout> readout;  ///< empty: not known
   int frames = 0;
   std::uint32_t average = 0;    ///< of the whole dark, 0 to 255
   std::uint32_t hotPixels = 0;  ///< sensor pixels more than 30 above the average, those of bad rows left out

@@ -145,6 +145,62 @@ TEST(ApiCapture, ClosingWakesWhoeverWaits) {
   EXPECT_EQ(waiter.get(), ORQ_ERROR_CANCELLED);
 }
 
+TEST(ApiCapture, AReleaseWakesWhoeverWaits) {
+  orq_camera* camera = nullptr;
+  orq_reader* reader = nullptr;
+  ASSERT_EQ(orq_camera_open("virtual:k1c", nullptr, &camera), ORQ_OK);
+  ASSERT_EQ(orq_reader_open(camera, nullptr, &reader), ORQ_OK);
+  ASSERT_EQ(orq_exposure_start(camera, 60'000'000), ORQ_OK) << orq_last_error();
+  orq_frame* frame = nullptr;
+  auto waiter = test::Waiting([&] { return orq_frame_wait(camera, ORQ_FOREVER, &frame); });
+  auto other = test::Waiting([&] { return orq_reader_wait(reader, ORQ_FOREVER, &frame); });
+  orq_camera_release(camera);
+  EXPECT_EQ(waiter.get(), ORQ_ERROR_CANCELLED);
+  EXPECT_EQ(other.get(), ORQ_ERROR_CANCELLED);
+  orq_reader_release(reader);
+}
+
+double MedianUs(std::vector<Clock::duration> times) {
+  std::ranges::nth_element(times, times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2));
+  return std::chrono::duration<double, std::micro>(times[times.size() / 2]).count();
+}
+
+// From a notification to the thread that slept for it.
+double WakeUpUs() {
+  std::vector<Clock::duration> times;
+  for (int i = 0; i < 40; ++i) {
+    std::promise<Clock::time_point> promise;
+    std::thread other([&promise] {
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+      promise.set_value(Clock::now());
+    });
+    const Clock::time_point set = promise.get_future().get();
+    times.push_back(Clock::now() - set);
+    other.join();
+  }
+  return MedianUs(times);
+}
+
+// The bench measures it: 0.2 ms are the aim. Here the machine may be busy, but who looks every now and then
+// whether there is a frame is later than that.
+TEST(ApiCapture, WhoWaitsWakesWhenTheFrameIsPublished) {
+  const ApiCamera camera("virtual:k1c,scene=flat");
+  camera.Corner();
+  std::atomic<Clock::time_point> published{};
+  camera.camera->camera->Frames().SetDoorbell([&published](bool waits) {
+    if (waits) published = Clock::now();
+  });
+  std::vector<Clock::duration> times;
+  for (int i = 0; i < 40; ++i) {
+    ASSERT_EQ(orq_exposure_start(camera.camera, 5000), ORQ_OK) << orq_last_error();
+    ApiFrame frame;
+    ASSERT_EQ(orq_frame_wait(camera.camera, kPatienceMs, &frame.frame), ORQ_OK) << orq_last_error();
+    times.push_back(Clock::now() - published.load());
+  }
+  camera.camera->camera->Frames().SetDoorbell({});
+  EXPECT_LT(MedianUs(times), 2000 + 4 * WakeUpUs());
+}
+
 TEST(ApiCapture, TwoThreadsMayCloseAtOnceWhileAThirdWaitsAndAFourthReleases) {
   for (int round = 0; round < 20; ++round) {
     orq_camera* camera = nullptr;
@@ -185,20 +241,22 @@ TEST(ApiCapture, AFailedExposureSaysWhyAndTheNextOneDelivers) {
   ASSERT_EQ(orq_frame_wait(camera.camera, kPatienceMs, &frame.frame), ORQ_OK) << orq_last_error();
 }
 
-TEST(ApiReaders, TwoReadersShareTheSameFrames) {
+TEST(ApiReaders, FourReadersShareTheSameFrames) {
   const ApiCamera camera(Quick("k1c"));
   camera.Corner();
-  orq_reader* readers[2] = {};
+  orq_reader* readers[4] = {};
   const orq_reader_options every{sizeof every, ORQ_READ_EVERY, 64, 0};
   for (orq_reader*& reader : readers) ASSERT_EQ(orq_reader_open(camera.camera, &every, &reader), ORQ_OK);
   ASSERT_EQ(orq_video_start(camera.camera), ORQ_OK);
   for (int i = 0; i < 20; ++i) {
     ApiFrame first;
-    ApiFrame second;
     ASSERT_EQ(orq_reader_wait(readers[0], kPatienceMs, &first.frame), ORQ_OK) << orq_last_error();
-    ASSERT_EQ(orq_reader_wait(readers[1], kPatienceMs, &second.frame), ORQ_OK) << orq_last_error();
-    EXPECT_EQ(first.frame, second.frame) << "one frame, two holders";
     EXPECT_EQ(first.Info().number, static_cast<std::uint64_t>(i) + 1);
+    for (int other = 1; other < 4; ++other) {
+      ApiFrame same;
+      ASSERT_EQ(orq_reader_wait(readers[other], kPatienceMs, &same.frame), ORQ_OK) << orq_last_error();
+      EXPECT_EQ(first.frame, same.frame) << "one frame, several holders";
+    }
   }
   ASSERT_EQ(orq_video_stop(camera.camera), ORQ_OK);
   orq_reader_counters counters{};

@@ -4,9 +4,10 @@
     check_interface.py LIBRARY CC [--write]
 
 The promise stands in interface.txt; --write renews it, for a change that is meant. Layouts must be those of 32-bit
-hosts as well.
+hosts as well. Programs in C++ must not need C for anything.
 """
 
+import re
 import subprocess
 import sys
 import tempfile
@@ -69,6 +70,11 @@ def main():
     if names != declared:
         print("declared but not exported:", sorted(set(declared) - set(names)))
         print("exported but not declared:", sorted(set(names) - set(declared)))
+        return 1
+    wrapper = (INCLUDE / "orqcam" / "orqcam.hpp").read_text(encoding="utf-8")
+    unwrapped = [name for name in names if not re.search(rf"\b{name}\b", wrapper)]
+    if unwrapped:
+        print("orqcam.hpp has nothing for", *unwrapped)
         return 1
     lines = layout(compiler)
     now = "\n".join([f"function {name}" for name in names] + [f"layout {line}" for line in lines]) + "\n"

@@ -1,15 +1,11 @@
-// Controls, cooling, guiding and corrections through the C interface.
+// Controls, cooling, guiding and GPS lines through the C interface.
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <future>
 #include <set>
 
 #include "Camera.h"
 #include "models/table/ModelData.h"
-#include "unit/support/TempDirectory.h"
 #include "virtual/device/DeviceReadings.h"
 
 namespace orq {
@@ -292,187 +288,75 @@ TEST(ApiGps, LinesBeyondTheRegionMeanNoGpsTime) {
   EXPECT_EQ(orq_gps_check(ApiCamera().camera), ORQ_ERROR_UNSUPPORTED);
 }
 
-TEST(ApiDarks, TheUsersChoiceIsKeptForTheCamera) {
-  const TempDirectory folder;
-  ::setenv("XDG_STATE_HOME", folder.Path().c_str(), 1);
-  const std::string name = Quick("k1c", ",serial=0123456789abcdef");
-  const auto choice = [](orq_camera* camera) {
-    orq_dark_choice made{};
-    made.size = sizeof made;
-    EXPECT_EQ(orq_dark_choice_get(camera, &made), ORQ_OK) << orq_last_error();
-    return made;
-  };
-  const std::string chosen = folder.File("my.bmp");
-  {
-    const ApiCamera camera(name);
-    const orq_dark_choice none = choice(camera.camera);
-    EXPECT_STREQ(none.chosen, "");
-    EXPECT_EQ(none.is_kept, 0);
-    std::filesystem::create_directories(std::filesystem::path(none.kept).parent_path());
-    std::ofstream(none.kept) << "anything";
-    ASSERT_EQ(orq_dark_choice_set(camera.camera, chosen.c_str()), ORQ_OK) << orq_last_error();
-  }
-  const ApiCamera later(name);
-  EXPECT_EQ(choice(later.camera).chosen, chosen);
-  EXPECT_EQ(choice(later.camera).is_kept, 1);
-  EXPECT_STREQ(choice(ApiCamera(Quick("k1c", ",serial=fedcba9876543210")).camera).chosen, "") << "another camera";
-  std::ofstream(std::filesystem::path(choice(later.camera).kept).parent_path() / "applied") << "garbage";
-  EXPECT_STREQ(choice(later.camera).chosen, "");
-  EXPECT_STRNE(choice(later.camera).trouble, "");
-  EXPECT_EQ(choice(later.camera).is_kept, 1) << "also then";
-  ASSERT_EQ(orq_dark_choice_set(later.camera, nullptr), ORQ_OK);
-  EXPECT_STREQ(choice(later.camera).chosen, "");
-  EXPECT_STREQ(choice(later.camera).trouble, "");
-  ::unsetenv("XDG_STATE_HOME");
-}
-
-TEST(ApiDarks, TheCamerasOwnDarkIsKeptChosenReadAndCopied) {
-  const TempDirectory folder;
-  ::setenv("XDG_STATE_HOME", folder.Path().c_str(), 1);
-  const ApiCamera camera("virtual:h53m,timescale=0.01,scene=dark,serial=0123456789abcdef");
-  EXPECT_EQ(orq_dark_check(camera.camera, nullptr, 0), ORQ_OK) << orq_last_error();
-  EXPECT_EQ(orq_dark_check(camera.camera, folder.File("none/x.bmp").c_str(), 0), ORQ_ERROR_FILE);
-  EXPECT_EQ(orq_dark_check(camera.camera, folder.File("x.png").c_str(), 0), ORQ_ERROR_INVALID);
-  const orq_dark_options options{sizeof options, 2, 0, 0};
-  orq_dark_info taken{};
-  taken.size = sizeof taken;
-  for (int i = 0; i < 2; ++i) {  // the second one replaces the first
-    ASSERT_EQ(orq_dark_take(camera.camera, nullptr, &options, nullptr, nullptr, &taken), ORQ_OK)
-        << orq_last_error();
-  }
-  EXPECT_STREQ(taken.serial, "0123456789abcdef");
-  EXPECT_STREQ(taken.model, "Tavix ORQ-H53M");
-  orq_dark_choice choice{};
-  choice.size = sizeof choice;
-  ASSERT_EQ(orq_dark_choice_get(camera.camera, &choice), ORQ_OK);
-  EXPECT_EQ(choice.is_kept, 1);
-  EXPECT_STREQ(choice.chosen, choice.kept);
-  const std::string copy = folder.File("copy.bmp");
-  ASSERT_EQ(orq_dark_copy(camera.camera, choice.kept, copy.c_str(), 0), ORQ_OK) << orq_last_error();
-  EXPECT_EQ(orq_dark_copy(camera.camera, choice.kept, copy.c_str(), 0), ORQ_ERROR_FILE) << "it is there";
-  orq_dark_info read{};
-  read.size = sizeof read;
-  ASSERT_EQ(orq_dark_read(camera.camera, copy.c_str(), &read), ORQ_OK) << orq_last_error();
-  EXPECT_EQ(read.frames, 2);
-  EXPECT_EQ(read.taken_unix_ns, taken.taken_unix_ns);
-  EXPECT_STREQ(read.serial, taken.serial);
-  EXPECT_STREQ(read.trouble, "");
-  std::filesystem::remove(folder.File("copy.json"));
-  ASSERT_EQ(orq_dark_read(camera.camera, copy.c_str(), &read), ORQ_OK) << orq_last_error();
-  EXPECT_EQ(read.frames, 0) << "nothing is known without a description";
-  ASSERT_EQ(orq_dark_choice_set(camera.camera, nullptr), ORQ_OK);
-  ASSERT_EQ(orq_dark_copy(camera.camera, copy.c_str(), nullptr, 0), ORQ_OK) << orq_last_error();
-  ASSERT_EQ(orq_dark_choice_get(camera.camera, &choice), ORQ_OK);
-  EXPECT_STREQ(choice.chosen, choice.kept) << "a dark that comes to the own place is chosen";
-  EXPECT_EQ(orq_dark_read(ApiCamera().camera, copy.c_str(), &read), ORQ_ERROR_RANGE) << "of another sensor";
-  ::unsetenv("XDG_STATE_HOME");
-}
-
-TEST(ApiDarks, ADarkIsTakenUsedAndToldOfInTheHeader) {
-  const TempDirectory folder;
-  const std::string path = folder.File("dark.bmp");
-  const ApiCamera camera("virtual:h53m,timescale=0.01,scene=dark");
-  ASSERT_EQ(orq_control_set(camera.camera, ORQ_CONTROL_EXPOSURE, 20'000, ORQ_MANUAL), ORQ_OK);
-  camera.Corner();
-  int told = 0;
-  const auto tell = [](void* user, const orq_dark_progress* at) {
-    EXPECT_EQ(at->frames, 3);
-    ++*static_cast<int*>(user);
-  };
-  const orq_dark_options options{sizeof options, 3, 0, 0};
-  orq_dark_info info{};
-  info.size = sizeof info;
-  ASSERT_EQ(orq_dark_take(camera.camera, path.c_str(), &options, tell, &told, &info), ORQ_OK) << orq_last_error();
-  EXPECT_EQ(info.frames, 3);
-  EXPECT_EQ(info.exposure_us, 20'000U);
-  EXPECT_GT(told, 0);
-  EXPECT_EQ(orq_dark_take(camera.camera, path.c_str(), &options, nullptr, nullptr, nullptr), ORQ_ERROR_FILE);
-  EXPECT_EQ(orq_dark_take(camera.camera, folder.File("dark.fits").c_str(), nullptr, nullptr, nullptr, nullptr),
-            ORQ_ERROR_INVALID);
-  orq_region region{};
-  region.size = sizeof region;
-  ASSERT_EQ(orq_region_get(camera.camera, &region), ORQ_OK);
-  EXPECT_EQ(region.width, 64) << "as it was before";
-  const auto state = [&camera] {
-    orq_dark_state now{};
-    now.size = sizeof now;
-    EXPECT_EQ(orq_dark_get_state(camera.camera, &now), ORQ_OK) << orq_last_error();
-    return now;
-  };
-  EXPECT_EQ(state().in_use, 0);
-  ASSERT_EQ(orq_dark_use(camera.camera, path.c_str()), ORQ_OK) << orq_last_error();
-  EXPECT_EQ(state().in_use, 1);
-  EXPECT_STREQ(state().trouble, "");
-  EXPECT_STREQ(state().differences, "");
-  ASSERT_EQ(orq_control_set(camera.camera, ORQ_CONTROL_EXPOSURE, 30'000, ORQ_MANUAL), ORQ_OK);
-  EXPECT_NE(std::string(state().differences).find("20ms"), std::string::npos) << state().differences;
-  ASSERT_EQ(orq_control_set(camera.camera, ORQ_CONTROL_EXPOSURE, 20'000, ORQ_MANUAL), ORQ_OK);
-  for (const bool used : {true, false}) {
-    ASSERT_EQ(orq_exposure_start(camera.camera, 0), ORQ_OK);
-    ApiFrame frame;
-    ASSERT_EQ(orq_frame_wait(camera.camera, kPatienceMs, &frame.frame), ORQ_OK) << orq_last_error();
-    EXPECT_EQ((frame.Info().corrections & ORQ_CORRECTED_DARK) != 0, used);
-    int32_t count = 0;
-    bool named = false;
-    ASSERT_EQ(orq_frame_header_count(frame.frame, &count), ORQ_OK);
-    for (int32_t i = 0; i < count; ++i) {
-      orq_card card{};
-      card.size = sizeof card;
-      ASSERT_EQ(orq_frame_header_card(frame.frame, i, &card), ORQ_OK);
-      if (std::string(card.name) == "DARKFILE") named = std::string(card.text) == "dark.bmp";
-    }
-    EXPECT_EQ(named, used);
-    ASSERT_EQ(orq_dark_use(camera.camera, nullptr), ORQ_OK);
-  }
-  EXPECT_EQ(state().in_use, 0);
-  EXPECT_EQ(orq_dark_use(camera.camera, folder.File("none.bmp").c_str()), ORQ_ERROR_FILE);
-  EXPECT_EQ(orq_dark_use(camera.camera, ""), ORQ_ERROR_FILE) << "an empty name is no wish for none";
-  const ApiCamera other(Quick("k1c"));
-  EXPECT_EQ(orq_dark_use(other.camera, path.c_str()), ORQ_ERROR_RANGE) << orq_last_error();
-}
-
-TEST(ApiDarks, AnAbortEndsADarkAndLeavesNoFile) {
-  const TempDirectory folder;
-  const ApiCamera camera("virtual:h53m,scene=dark");
-  camera.Corner();
-  ASSERT_EQ(orq_control_set(camera.camera, ORQ_CONTROL_EXPOSURE, 60'000'000, ORQ_MANUAL), ORQ_OK);
-  auto dark = test::Waiting([&] {
-    return orq_dark_take(camera.camera, folder.File("dark.bmp").c_str(), nullptr, nullptr, nullptr, nullptr);
-  });
-  ASSERT_EQ(orq_capture_abort(camera.camera), ORQ_OK);
-  EXPECT_EQ(dark.get(), ORQ_ERROR_CANCELLED);
-  EXPECT_TRUE(std::filesystem::is_empty(folder.Path()));
-  ASSERT_EQ(orq_exposure_start(camera.camera, 1000), ORQ_OK) << orq_last_error();
-  ApiFrame frame;
-  EXPECT_EQ(orq_frame_wait(camera.camera, kPatienceMs, &frame.frame), ORQ_OK) << orq_last_error();
-}
-
-TEST(ApiDarks, WithoutATableThereAreNoHotPixelsToRepair) {
-  const ApiCamera camera;
-  EXPECT_EQ(orq_hot_pixels_repair(camera.camera, 1), ORQ_ERROR_STATE) << orq_last_error();
-  EXPECT_EQ(orq_hot_pixels_repair(camera.camera, 0), ORQ_OK);
-}
-
-// Gains by hand: units of 0.1 dB divide what a count is worth at gain 0 by 10^(gain / 200).
-TEST(ApiGainPresets, AreThoseOfTheSensorsNumbers) {
-  struct Expected {
-    const char* model;
-    int preset;
-    int gain;
-    double electrons, most;
-  };
-  // d6m, first mode: 3.8 e- and 14 bit. 16383 counts of 3.8 e- are 62255, of the next step 60948, and then less than
-  // the full well of 60000.
-  // x26m: 0.78 e- and 16 bit take 51117 of 51000 e-; no gain has more electrons per count.
-  const ApiCamera x26m(Quick("x26m"));
+orq_gain_preset PresetOf(orq_camera* camera, int32_t preset) {
   orq_gain_preset found{};
   found.size = sizeof found;
-  ASSERT_EQ(orq_gain_preset_get(x26m.camera, ORQ_GAIN_UNITY, &found), ORQ_OK) << orq_last_error();
-  EXPECT_EQ(found.gain, 0);
-  EXPECT_NEAR(found.electrons_per_adu, 0.78, 1e-6);
-  EXPECT_EQ(found.most_electrons, 51000.0);
-  ASSERT_EQ(orq_gain_preset_get(x26m.camera, ORQ_GAIN_LARGEST_RANGE, &found), ORQ_OK);
-  EXPECT_EQ(found.gain, 0);
+  EXPECT_EQ(orq_gain_preset_get(camera, preset, &found), ORQ_OK) << orq_last_error();
+  return found;
+}
+
+// By hand, from what a count is worth at gain 0 and 10^(gain / 200). k2m, 2.75 e-, 12 bit, 11200 e-: unity is
+// 200 log10 2.75 = 87.9; 4095 counts are 11261 e- at gain 0, 11132 at 1. x26m, 0.78 e-, 16 bit, 51000 e-: less
+// than an electron from the start, and 51117 e- are full. d6m, 3.8 e-, 14 bit, 60000 e-, gain 512 / (512 - code):
+// code 377 is 3.793, which reads as 116; code 17 leaves 60189 e- (3), code 23 59469 (4). Its other mode has 0.95
+// e-.
+TEST(ApiGainPresets, AreWhatTheSensorsNumbersSay) {
+  struct Expected {
+    const char* model;
+    int32_t readoutMode, preset, gain;
+    double electrons, most;
+  };
+  for (const Expected& one : {Expected{"k2m", -1, ORQ_GAIN_UNITY, 88, 0.99847, 4088.7},
+                              Expected{"k2m", -1, ORQ_GAIN_LOWEST_NOISE, 400, 0.0275, 112.6},
+                              Expected{"k2m", -1, ORQ_GAIN_LARGEST_RANGE, 0, 2.75, 11200},
+                              Expected{"x26m", -1, ORQ_GAIN_UNITY, 0, 0.78, 51000},
+                              Expected{"x26m", -1, ORQ_GAIN_LARGEST_RANGE, 0, 0.78, 51000},
+                              Expected{"d6m", 0, ORQ_GAIN_UNITY, 116, 1.00195, 16415},
+                              Expected{"d6m", 0, ORQ_GAIN_LARGEST_RANGE, 3, 3.67383, 60000},
+                              Expected{"d6m", 1, ORQ_GAIN_UNITY, 0, 0.95, 15000},
+                              Expected{"d6m", 1, ORQ_GAIN_LARGEST_RANGE, 3, 0.91846, 15000}}) {
+    const ApiCamera camera(Quick(one.model));
+    if (one.readoutMode >= 0) {
+      ASSERT_EQ(orq_control_set(camera.camera, ORQ_CONTROL_READOUT_MODE, one.readoutMode, ORQ_MANUAL), ORQ_OK);
+    }
+    const orq_gain_preset found = PresetOf(camera.camera, one.preset);
+    const std::string what = std::string(one.model) + " preset " + std::to_string(one.preset);
+    EXPECT_EQ(found.gain, one.gain) << what;
+    EXPECT_NEAR(found.electrons_per_adu, one.electrons, 1e-4) << what;
+    EXPECT_NEAR(found.most_electrons, one.most, 0.5) << what;
+  }
+}
+
+TEST(ApiGainPresets, OfEveryModelAreGainsThatItTakes) {
+  for (const ModelData& model : AllModels()) {
+    if (model.maxWidth == 0) continue;
+    const ApiCamera camera(Quick(std::string(model.key)));
+    for (const int32_t preset : {ORQ_GAIN_UNITY, ORQ_GAIN_LOWEST_NOISE, ORQ_GAIN_LARGEST_RANGE}) {
+      const orq_gain_preset found = PresetOf(camera.camera, preset);
+      const std::string what = std::string(model.key) + " preset " + std::to_string(preset);
+      ASSERT_EQ(orq_control_set(camera.camera, ORQ_CONTROL_GAIN, found.gain, ORQ_MANUAL), ORQ_OK) << what;
+      int64_t gain = -1;
+      EXPECT_EQ(orq_control_get(camera.camera, ORQ_CONTROL_GAIN, &gain, nullptr), ORQ_OK);
+      EXPECT_EQ(gain, found.gain) << what;
+      orq_camera_info info{};
+      info.size = sizeof info;
+      EXPECT_EQ(orq_camera_get_info(camera.camera, &info), ORQ_OK);
+      EXPECT_NEAR(info.electrons_per_adu, found.electrons_per_adu, 1e-3 * found.electrons_per_adu) << what;
+      EXPECT_LE(found.most_electrons, model.fullWellElectrons) << what;
+    }
+    EXPECT_LE(PresetOf(camera.camera, ORQ_GAIN_LOWEST_NOISE).electrons_per_adu,
+              PresetOf(camera.camera, ORQ_GAIN_UNITY).electrons_per_adu);
+  }
+}
+
+TEST(ApiGainPresets, RefuseWhatIsNone) {
+  const ApiCamera camera(Quick("k1c"));
+  orq_gain_preset found{};
+  EXPECT_EQ(orq_gain_preset_get(camera.camera, ORQ_GAIN_UNITY, &found), ORQ_ERROR_INVALID);  // its size is not set
+  found.size = sizeof found;
+  EXPECT_EQ(orq_gain_preset_get(camera.camera, ORQ_GAIN_LARGEST_RANGE + 1, &found), ORQ_ERROR_INVALID);
+  EXPECT_EQ(orq_gain_preset_get(camera.camera, -1, &found), ORQ_ERROR_INVALID);
+  EXPECT_EQ(orq_gain_preset_get(nullptr, ORQ_GAIN_UNITY, &found), ORQ_ERROR_INVALID);
 }
 
 }  // namespace

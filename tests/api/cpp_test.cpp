@@ -1,9 +1,13 @@
 // The C++ header: values, ranges, exceptions.
 #include "orqcam/orqcam.hpp"
 
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <thread>
 
 #include "Camera.h"
+#include "unit/support/TempDirectory.h"
 
 namespace {
 
@@ -125,6 +129,85 @@ TEST(Cpp, AWatchLivesAsLongAsItsObject) {
   std::optional<orq::Watch> watch(std::in_place, [](bool, const orq_camera_entry&) {});
   orq::Watch moved = std::move(*watch);
   watch.reset();
+}
+
+TEST(Cpp, ADarkIsCheckedTakenAndCopied) {
+  const TempDirectory folder;
+  ::setenv("XDG_STATE_HOME", folder.Path().c_str(), 1);
+  orq::Camera camera("virtual:h53m,timescale=0,scene=dark");
+  const std::string path = folder.File("dark.bmp");
+  EXPECT_THROW(camera.checkDark(folder.File("none/dark.bmp")), orq::FileError);
+  camera.checkDark(path);
+  auto one = orq::sized<orq_dark_options>();
+  one.frames = 1;
+  camera.takeDark(path, one);
+  EXPECT_THROW(camera.checkDark(path), orq::FileError) << "it is there";
+  camera.checkDark(path, true);
+  const std::string copy = folder.File("copy.bmp");
+  camera.copyDark(path, copy);
+  EXPECT_EQ(camera.readDark(copy).frames, 1);
+  EXPECT_THROW(camera.copyDark(path, copy), orq::FileError) << "it is there";
+  camera.copyDark(path, copy, true);
+  camera.checkOwnDark();
+  EXPECT_EQ(camera.darkChoice().is_kept, 0);
+  const auto place = std::filesystem::path(camera.darkChoice().kept).parent_path();
+  std::filesystem::remove_all(place);
+  std::ofstream(place) << "a file";
+  EXPECT_THROW(camera.checkOwnDark(), orq::FileError) << "no folder can be made there";
+  std::filesystem::remove(place);
+  camera.copyToOwnDark(path);
+  EXPECT_EQ(camera.darkChoice().is_kept, 1);
+  EXPECT_STREQ(camera.darkChoice().chosen, camera.darkChoice().kept);
+  ::unsetenv("XDG_STATE_HOME");
+}
+
+TEST(Cpp, RegistersAreWrittenReadAndRequested) {
+  orq::Camera camera(Quick("k1c"));
+  const orq::VirtualCamera& device = *camera.get()->camera->Named().device;
+  constexpr std::uint32_t kSpare = 0x2F0;
+  orq::expert::writeRegister(camera, ORQ_CHIP_SENSOR, kSpare, 0x5A);
+  EXPECT_EQ(device.SensorRegister(kSpare), 0x5A);
+  EXPECT_EQ(orq::expert::readRegister(camera, ORQ_CHIP_SENSOR, kSpare), 0x5A);
+  EXPECT_THROW(orq::expert::writeRegister(camera, ORQ_CHIP_FPGA, 0, 256), orq::RangeError);
+  EXPECT_THROW(orq::expert::readRegister(camera, 2, 0), orq::InvalidError);
+  // Sensor registers by hand: written by request D3, read by D2.
+  orq::expert::send(camera, 0xD3, kSpare, 0xA5);
+  EXPECT_EQ(device.SensorRegister(kSpare), 0xA5);
+  EXPECT_EQ(orq::expert::receive(camera, 0xD2, kSpare, 0, 1), std::vector<std::uint8_t>{0xA5});
+  EXPECT_THROW(orq::expert::receive(camera, 0xEE, 0, 0, 1), orq::RefusedError);
+  EXPECT_THROW(orq::expert::receive(camera, 0xD2, 0, 0, 4097), orq::RangeError);
+  EXPECT_THROW(orq::expert::receive(camera, 0xD2, 0, 0, (std::size_t{1} << 32U) + 1), orq::RangeError);
+  EXPECT_THROW(orq::expert::send(camera, 0xD3, 0, 0, std::vector<std::uint8_t>(4097)), orq::RangeError);
+}
+
+TEST(Cpp, TheLogIsHeardAsLongAsItsObjectLives) {
+  std::atomic<int> lines{0};
+  {
+    orq::Log log(ORQ_LOG_DEBUG, [&lines](int level, const char* line) {
+      EXPECT_EQ(level, ORQ_LOG_DEBUG);
+      EXPECT_NE(line[0], '\0');
+      ++lines;
+    });
+    const orq::Log moved = std::move(log);
+    const orq::Camera camera(Quick("k1c"));
+    EXPECT_GT(lines, 0);
+  }
+  const int heard = lines;
+  const orq::Camera camera(Quick("k1c"));
+  EXPECT_EQ(lines, heard);
+  EXPECT_THROW(orq::Log(1, [](int, const char*) {}), orq::InvalidError);
+}
+
+TEST(Cpp, TheLibraryTellsItsVersionItsStatusesAndItsClock) {
+  const orq::Version version = orq::libraryVersion();
+  EXPECT_EQ(
+      std::to_string(version.major) + "." + std::to_string(version.minor) + "." + std::to_string(version.patch),
+      ORQCAM_VERSION);
+  EXPECT_EQ(orq::statusName(ORQ_ERROR_BUSY), "busy");
+  EXPECT_EQ(orq::statusName(1), "unknown");
+  const orq_clock_state clock = orq::clockState();
+  EXPECT_GE(clock.synchronised, -1);
+  EXPECT_LE(clock.synchronised, 1);
 }
 
 TEST(Cpp, EventsComeOnceEach) {

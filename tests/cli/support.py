@@ -20,6 +20,15 @@ REALDATA = os.environ.get("ORQ_REALDATA_DIR", "")
 K1C = "virtual:k1c,timescale=0"
 X26M = "virtual:x26m,timescale=0"
 TIMEOUT = 100
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+
+
+def models():
+    """The table "Which is which" of docs/models.md, in its order: cells by the head of their column, of each key."""
+    with open(os.path.join(ROOT, "docs", "models.md"), encoding="utf-8") as page:
+        table = page.read().split("## Which is which\n\n")[1].split("\n\n")[0]
+    head, _, *rows = ([cell.strip() for cell in line.strip("|").split("|")] for line in table.splitlines())
+    return {cells[0].strip("`"): dict(zip(head, cells)) for cells in rows}
 
 
 

@@ -1,6 +1,6 @@
 """list and info: which cameras there are and what they are; how a camera is named."""
 
-from support import CliTest, K1C, realdata
+from support import CliTest, K1C, models, realdata
 
 
 class Tests(CliTest):
@@ -17,7 +17,7 @@ class Tests(CliTest):
 
     def test_list_virtual_names_the_virtual_models(self):
         out, _ = self.succeed("list", "--virtual")
-        virtual = [f"virtual:{key}" for key in ("k1c", "k1m", "k2m", "x26m", "t46c", "h53m", "b29m", "l3m", "d6m", "replay")]
+        virtual = [f"virtual:{key}" for key in (*models(), "replay")]
         for name in virtual:
             self.assertRegex(out, rf"(?m)^{name} = \w+")
         names = [entry["name"] for entry in self.json("list", "--virtual") if "name" in entry]
@@ -47,7 +47,8 @@ class Tests(CliTest):
         self.assertIs(info["colour"], False)
 
     def test_info_tells_what_is_special_about_each_model(self):
-        rows = {"k1m": ("Tavix ORQ-K1M", 12, False, [1, 2, 3, 4], False, True),
+        rows = {"k1c": ("Tavix ORQ-K1C", 12, False, [1, 2, 3, 4], False, True),
+                "k1m": ("Tavix ORQ-K1M", 12, False, [1, 2, 3, 4], False, True),
                 "k2m": ("Tavix ORQ-K2M", 12, False, [1, 2, 3, 4], False, True),
                 "x26m": ("Tavix ORQ-X26M", 16, True, [1, 2, 3, 4], True, False),
                 "t46c": ("Tavix ORQ-T46C", 14, False, [1, 2, 3, 4], False, False),
@@ -55,10 +56,20 @@ class Tests(CliTest):
                 "b29m": ("Tavix ORQ-B29M", 16, True, [1, 2, 4], False, False),
                 "l3m": ("Tavix ORQ-L3M", 12, False, [1, 2, 3, 4], False, True),
                 "d6m": ("Tavix ORQ-D6M", 14, False, [1, 2, 3, 4], False, False)}
+        self.assertEqual(list(rows), list(models()), "a new model wants a row here")
         for key, expected in rows.items():
             info = self.json("-c", f"virtual:{key}", "info")
             names = ("model", "adc_bits", "cooled", "bins", "hardware_bin", "guide_port")
             self.assertEqual(tuple(info[name] for name in names), expected)
+
+    def test_info_says_what_the_page_about_models_says(self):
+        for key, row in models().items():
+            info = self.json("-c", f"virtual:{key}", "info")
+            self.assertEqual(info["model"], row["Name"])
+            self.assertEqual(f"{info['sensor_width']} × {info['sensor_height']}", row["Pixels"], key)
+            self.assertEqual(f"{info['pixel_size_um']:g} µm", f"{float(row['Pixel size'].split()[0]):g} µm", key)
+            self.assertEqual(info["bayer"] or "", row["Colour"], key)
+            self.assertEqual(str(info["adc_bits"]), row["Bits"].split()[0], key)
 
     def test_info_shows_the_usb_speed_and_the_serial_number(self):
         info = self.json("-c", "virtual:k1c,usb=2,serial=0123456789abcdef", "info")
@@ -75,7 +86,7 @@ class Tests(CliTest):
             self.fail_with(2, "-c", name, "info")
 
     def test_a_wrong_virtual_model_lists_the_right_ones(self):
-        self.assertIn("k1c, k1m, k2m, x26m, t46c, h53m, b29m, l3m, d6m, replay",
+        self.assertIn(", ".join((*models(), "replay")),
                       self.fail_with(2, "-c", "virtual:nosuch", "info"))
 
     def test_a_camera_that_is_not_there_has_its_own_exit_status(self):

@@ -2,7 +2,7 @@
 
 import json
 
-from support import CliTest, K1C, X26M
+from support import CliTest, K1C, X26M, models
 
 
 class Tests(CliTest):
@@ -99,7 +99,7 @@ class Tests(CliTest):
         self.assertEqual(self.files(), [])
 
     def test_the_default_is_what_a_fresh_camera_has(self):
-        for model in ("k1c", "k1m", "k2m", "x26m", "t46c", "h53m", "b29m", "l3m", "d6m"):
+        for model in models():
             for usb in ("2", "3"):
                 camera = f"virtual:{model},timescale=0,usb={usb}"
                 for control in self.json("-c", camera, "--no-settings", "controls"):

@@ -34,7 +34,7 @@ INSTALLED = [
     r"share/doc/orqcam/docs/([a-z]+/)?[A-Za-z0-9-]+\.(md|png)",
     r"share/doc/orqcam/examples/(CMakeLists\.txt|c/\w+\.c|cpp/\w+\.cpp|python/\w+\.py)",
 ]
-WITH_INDI = [r"bin/indi_orqcam_ccd", r"share/indi/indi_orqcam_ccd\.xml"]
+WITH_INDI = [r"bin/indi_orqcam_ccd", r"share/indi/indi_orqcam_ccd\.xml", r"share/man/man1/indi_orqcam_ccd\.1"]
 
 
 def run(command, ends=0, **options):

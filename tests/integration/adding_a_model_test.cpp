@@ -1,8 +1,10 @@
 // The page about adding a model: its code is that of the tree, and goes from a product id to a corrected frame.
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <fstream>
 #include <numeric>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -35,6 +37,26 @@ TEST(AddingAModel, ThePagesCodeStandsInTheFilesThatItNames) {
     ++blocks;
   }
   EXPECT_EQ(blocks, 6);
+}
+
+// A pattern that matches nothing lets ctest succeed.
+TEST(AddingAModel, TheTestsThatThePageNamesAreThere) {
+  std::string tests;
+  for (const auto& file : std::filesystem::recursive_directory_iterator(std::string(ORQ_SOURCE_DIR) + "/tests")) {
+    const std::string name = std::filesystem::relative(file.path(), ORQ_SOURCE_DIR);
+    if (name.ends_with("_test.cpp")) tests += Text(name);
+    if (name.starts_with("tests/cli/test_")) tests += "cli." + file.path().stem().string().substr(5) + "\n";
+  }
+  const std::string page = Text("docs/adding-a-model.md");
+  const std::regex pattern("ctest .* -R '([^']+)'");
+  int names = 0;
+  for (std::sregex_iterator at(page.begin(), page.end(), pattern), end; at != end; ++at) {
+    std::istringstream words((*at)[1]);
+    for (std::string word; std::getline(words, word, '|'); ++names) {
+      EXPECT_NE(tests.find(word), std::string::npos) << word;
+    }
+  }
+  EXPECT_GT(names, 5);
 }
 
 double Mean(const std::vector<std::uint8_t>& frame) {

@@ -63,6 +63,7 @@ TEST(Models, ListTheirControlsInOrderOnceTheyAreOpen) {
       {"l3m", with(mono, {ORQ_TEMPERATURE})},
       {"d6m", with(mono, {ORQ_TEMPERATURE})},
   };
+  EXPECT_EQ(expected.size(), test::CameraKeys().size()) << "a new model wants its controls in the list above";
   for (const auto& [key, ids] : expected) {
     const VirtualRig rig(key.c_str());
     ASSERT_TRUE(rig.Open()) << key;

@@ -40,7 +40,7 @@ std::map<std::uint64_t, int> SeenWhile(const VirtualRig& rig, Toggle toggle, Of 
   for (int i = 0; i < kFrames || (seen.size() < 2 && std::chrono::steady_clock::now() < giveUp); ++i) {
     FrameInfo info;
     if (!rig.Fetch(info)) break;
-    ++seen[of(info)];
+    ++seen[static_cast<std::uint64_t>(of(info))];
   }
   over = true;
   other.join();

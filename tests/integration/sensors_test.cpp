@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <map>
 #include <string>
@@ -23,6 +24,10 @@ struct Page {
   double pixelNoise;         ///< e- rms
   double converterNoise;     ///< e- rms at factor 1
   double fullWell;
+  // High conversion gain has a pixel noise of its own; what is multiplied digitally lowers no noise.
+  int highFrom = INT_MAX;  ///< gain setting
+  double highPixelNoise = 0;
+  int digitalFrom = INT_MAX;  ///< gain setting
 };
 
 const std::map<std::string, std::vector<Page>>& Pages() {
@@ -35,7 +40,7 @@ const std::map<std::string, std::vector<Page>>& Pages() {
       {"h53m", {{2.3, 1.0, 2.2, 9'400}}},
       {"b29m", {{1.05, 1.3, 4.1, 66'000}}},
       {"l3m", {{2.4, 1.1, 2.3, 9'800}}},
-      {"d6m", {{3.8, 2.2, 6.0, 60'000}, {0.95, 1.6, 2.4, 15'000}}}};
+      {"d6m", {{3.8, 2.2, 6.0, 60'000, 120, 1.3, 302}, {0.95, 1.6, 2.4, 15'000, 120, 0.9, 302}}}};
   return kPages;
 }
 
@@ -97,6 +102,7 @@ class PhotonTransfers : public testing::TestWithParam<const char*> {};
 // the sensor's page says, and of what files say.
 TEST_P(PhotonTransfers, OfFourGainsGiveTheStatedGainAndReadNoise) {
   const std::string key = GetParam();
+  ASSERT_TRUE(Pages().contains(key)) << "a new model wants its sensor's numbers in Pages()";
   const VirtualRig rig(
       key.c_str(), [](VirtualOptions& options) { options.timeScale = 0; }, kSide);
   ASSERT_TRUE(rig.Open());
@@ -114,10 +120,8 @@ TEST_P(PhotonTransfers, OfFourGainsGiveTheStatedGainAndReadNoise) {
       const double factor = FactorOf(key, gain);
       const Page& page = modes[mode];
       const double stated = page.electronsPerCount / factor;
-      // High conversion gain has a pixel noise of its own.
-      const double pixel = key == "d6m" && gain >= 120 ? (mode == 0 ? 1.3 : 0.9) : page.pixelNoise;
-      // What the D6 multiplies digitally lowers no noise.
-      const double analog = key == "d6m" && gain > 301 ? factor / 2 : factor;
+      const double pixel = gain >= page.highFrom ? page.highPixelNoise : page.pixelNoise;
+      const double analog = gain >= page.digitalFrom ? factor / 2 : factor;
       const double readNoise = std::hypot(pixel, page.converterNoise / analog);
 
       FrameInfo info;

@@ -6,16 +6,18 @@
 SYSTEM is the folder of a minimal Debian with compilers, which is used up; PACKAGES has the .deb files. Needs root.
 """
 
+import contextlib
 import os
 import re
 import shutil
+import socket
 import subprocess
 import sys
 import tempfile
 import time
 from pathlib import Path
 
-NAMES = ("liborqcam0", "liborqcam-dev", "orqcam", "orqcam-emulation")
+NAMES = ("liborqcam0", "liborqcam-dev", "orqcam", "orqcam-emulation", "indi-orqcam", "python3-orqcam")
 USER = "astro"
 COVERED = "virtual:k1c,scene=dark,timescale=0,state=k1c.state"
 # What the packages' own administration and the user leave behind.
@@ -34,19 +36,33 @@ class System:
             shutil.copy(f"/etc/{name}", folder / "etc" / name)
         self.run("useradd", "--create-home", "--groups", "plugdev", USER)
 
-    def run(self, *words, user="root", status=0, cwd=None):
-        """Output of a command in it; `status` is what it is to end with."""
+    def command(self, words, user, cwd):
+        """What starts a command in it, as a user with no more than a login has."""
         home = "/root" if user == "root" else f"/home/{user}"
         inner = f'cd "{cwd or home}" && exec "$@"'
         who = [] if user == "root" else [f"--userspec={user}:{user}", "--groups=plugdev"]
         proxies = [f"{name}={value}" for name, value in os.environ.items() if name.lower() in ("http_proxy", "https_proxy")]
-        done = subprocess.run(["env", "-i", "PATH=/usr/sbin:/usr/bin:/sbin:/bin", f"HOME={home}", "LANG=C.UTF-8",
-                               "DEBIAN_FRONTEND=noninteractive", *proxies, "chroot", *who, self.folder,
-                               "sh", "-c", inner, "sh", *words], text=True, stdin=subprocess.DEVNULL,
-                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+        return ["env", "-i", "PATH=/usr/sbin:/usr/bin:/sbin:/bin", f"HOME={home}", "LANG=C.UTF-8",
+                "DEBIAN_FRONTEND=noninteractive", *proxies, "chroot", *who, self.folder, "sh", "-c", inner, "sh", *words]
+
+    def run(self, *words, user="root", status=0, cwd=None):
+        """Output of a command in it; `status` is what it is to end with."""
+        done = subprocess.run(self.command(words, user, cwd), text=True, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                              stderr=subprocess.STDOUT)
         if done.returncode != status:
             raise Trouble(f"{' '.join(words)} ends with {done.returncode}:\n{done.stdout[-3000:]}")
         return done.stdout
+
+    @contextlib.contextmanager
+    def running(self, *words, user):
+        """A command that runs meanwhile; yields where what it prints can be read."""
+        with tempfile.NamedTemporaryFile("w+", encoding="utf-8") as said:
+            started = subprocess.Popen(self.command(words, user, None), stdin=subprocess.DEVNULL, stdout=said, stderr=said)
+            try:
+                yield Path(said.name)
+            finally:
+                started.terminate()
+                started.wait(30)
 
     def apt(self, *words):
         return self.run("apt-get", "-y", "-qq", "--no-install-recommends", *words)
@@ -81,7 +97,7 @@ def older(deb, target):
         control = Path(work, "x", "DEBIAN", "control")
         text = control.read_text(encoding="utf-8")
         version = re.search(r"^Version: (\S+)$", text, re.M)[1]
-        control.write_text(re.sub(rf"(^Version: |\(= ){re.escape(version)}(?=$|\))", rf"\g<1>{version}~before", text,
+        control.write_text(re.sub(rf"(^Version: |\(>?= ){re.escape(version)}(?=$|\))", rf"\g<1>{version}~before", text,
                                   flags=re.M), encoding="utf-8")
         subprocess.run(["dpkg-deb", "--root-owner-group", "-Znone", "--build", work + "/x", target],
                        check=True, stdout=subprocess.DEVNULL)
@@ -184,6 +200,46 @@ class Trial:
             demand((self.home / "first-light.fits").exists() and "1936 x 1096 pixels" in out, f"{command} says:\n{out}")
         self.system.run("python3", "-B", f"{examples}/python/video.py", user=USER)
 
+    def python_gets_frames(self):
+        out = self.system.run("python3", "-c", """
+import orqcam
+with orqcam.open("virtual:k1c,timescale=0.01") as camera:
+    camera.gain = 40
+    frame = camera.expose(0.5)
+    print(orqcam.__version__, frame.array.shape, frame.array.mean() > 0, camera.gain)
+    frame.save("python.fits")
+""", user=USER)
+        demand(out.strip() == f"{self.version} (1096, 1936) True 40", f"Python says: {out}")
+        header = fits_header(self.home / "python.fits")
+        demand(header.get("GAIN") == "40" and header.get("NAXIS1") == "1936", f"a wrong file: {header}")
+
+    def indi_clients_find_the_driver(self):
+        description = self.system.folder / "usr/share/indi/indi_orqcam_ccd.xml"
+        demand(">indi_orqcam_ccd<" in description.read_text(encoding="utf-8"), "clients are not told of the driver")
+        with socket.socket() as free:
+            free.bind(("127.0.0.1", 0))
+            port = str(free.getsockname()[1])
+        ask = ("indi_getprop", "-p", port, "-t", "2", "ORQ Camera.CCD_INFO.CCD_MAX_X")
+        with self.system.running("indiserver", "-p", port, "indi_orqcam_ccd", user=USER) as said:
+            self.eventually(lambda: self.indi("indi_getprop", "-p", port, "-t", "2", "ORQ Camera.DRIVER_INFO.DRIVER_EXEC"),
+                            "indi_orqcam_ccd", said)
+            for wanted in ("SIMULATION.ENABLE=On;DISABLE=Off", "CONNECTION.CONNECT=On"):
+                self.system.run("indi_setprop", "-p", port, "-s", f"ORQ Camera.{wanted}", user=USER)
+            self.eventually(lambda: self.indi(*ask), "CCD_MAX_X=1936", said)
+
+    def indi(self, *words):
+        """What a client says, who may be too early."""
+        try:
+            return self.system.run(*words, user=USER)
+        except Trouble as early:
+            return str(early)
+
+    def eventually(self, ask, wanted, said):
+        end = time.monotonic() + 60
+        while wanted not in (answer := ask()):
+            demand(time.monotonic() < end, f"no {wanted} but {answer}; the server says:\n{said.read_text(encoding='utf-8')}")
+            time.sleep(0.2)
+
     def nothing_is_left_but_the_users_files(self):
         kept = self.state_of_the_user()
         self.system.apt("remove", *NAMES[2:])
@@ -203,7 +259,8 @@ def main():
     trial = Trial(System(Path(sys.argv[1]).resolve()), Path(sys.argv[2]))
     for step in (trial.an_astronomer_installs_the_tool, trial.an_upgrade_keeps_settings_and_darks,
                  trial.the_emulating_programs_start, trial.the_pages_lead_nowhere_else,
-                 trial.a_program_is_built_with_the_packages, trial.nothing_is_left_but_the_users_files):
+                 trial.a_program_is_built_with_the_packages, trial.python_gets_frames,
+                 trial.indi_clients_find_the_driver, trial.nothing_is_left_but_the_users_files):
         began = time.monotonic()
         name = step.__name__.replace("_", " ")
         try:

@@ -76,19 +76,21 @@ def test_async_for_gives_frames_while_others_run(camera):
     assert len(set(numbers)) == 20 and ticks > 5
 
 
-def test_a_coroutine_is_cancelled_soon(camera):
+def test_a_coroutine_is_cancelled_within_half_a_second(camera):
     camera.exposure_us = 60_000_000
 
     async def cancelled():
         task = asyncio.create_task(camera.expose_async(60))
-        await asyncio.sleep(0.2)
+        while not camera.progress.running:
+            await asyncio.sleep(0.01)
         begin = time.monotonic()
         task.cancel()
         with pytest.raises(asyncio.CancelledError):
             await task
         return time.monotonic() - begin
 
-    assert asyncio.run(cancelled()) < 5
+    # The quickest of some: a busy machine delays one or the other, what waits for the exposure or polls delays all.
+    assert min(asyncio.run(cancelled()) for _ in range(5)) < 0.5
     camera.expose(0.01, timeout=PATIENCE)
 
 

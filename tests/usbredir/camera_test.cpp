@@ -127,8 +127,8 @@ TEST_F(Redir, AFrameArrivesAsItWasSent) {
   ASSERT_EQ(frame.status, usb_redir_success);
   ASSERT_EQ(frame.data.size(), 64U + 64 * 32 + 16) << "header, pixels, trailer; a short packet ends it";
   EXPECT_EQ(std::memcmp(frame.data.data(), "ORQF", 4), 0);
-  const std::uint32_t sequence =
-      frame.data[8] | frame.data[9] << 8 | frame.data[10] << 16 | static_cast<std::uint32_t>(frame.data[11]) << 24;
+  std::uint32_t sequence = 0;
+  for (int byte = 11; byte >= 8; --byte) sequence = sequence << 8 | frame.data[static_cast<std::size_t>(byte)];
   const Bytes pixels(frame.data.begin() + 64, frame.data.end() - 16);
   EXPECT_TRUE(pixels == model->SentPayload(sequence));
   const std::string file = path + ".sent";

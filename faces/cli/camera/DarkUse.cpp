@@ -69,6 +69,7 @@ void AddDark(Report& report, const orq_dark_info& info) {
   report.Add("gain", info.gain);
   report.Add("offset", info.offset);
   if (!std::isnan(info.sensor_c)) report.Add("temperature", std::round(info.sensor_c * 100) / 100, "C");
+  if (info.readout_mode >= 0) report.Add("readout_mode", info.readout_mode);
   report.Add("taken", IsoUtc(info.taken_unix_ns / kNsPerUs));
   report.Add("frames", info.frames);
   report.Add("average", info.average);

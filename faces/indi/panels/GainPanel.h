@@ -10,8 +10,8 @@
 
 namespace orq::indi {
 
-/// ORQ_GAIN_PRESET chooses one, ORQ_GAINS tells what they are in the present readout mode; of cameras of which it is
-/// known what a count is worth.
+/// ORQ_GAIN_PRESET chooses one, ORQ_GAINS tells what they are in the present readout mode; of cameras of which it
+/// is known what a count is worth.
 class GainPanel : public Panel {
  public:
   /// `changed` is told when the gain has been set.

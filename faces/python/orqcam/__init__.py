@@ -16,13 +16,13 @@ and its classes, whose text says what to do.
 
 from ._camera import Camera, Event, Region, cameras, open
 from ._controls import AUTO, FloatControl, IntControl
-from ._errors import (BusyError, CancelledError, Error, FileError, InvalidError, LostError, MemoryError, NotFoundError,
-                      PermissionError, RangeError, RefusedError, StateError, TimeoutError, UnsupportedError)
+from ._errors import (BusyError, CancelledError, Error, FileError, InternalError, InvalidError, LostError, MemoryError,
+                      NotFoundError, PermissionError, RangeError, RefusedError, StateError, TimeoutError, UnsupportedError)
 from ._frame import Frame
 from ._orqcam import library_version as _library_version
 from ._video import Video
 
 __version__ = _library_version()
 __all__ = ["AUTO", "Camera", "Event", "FloatControl", "Frame", "IntControl", "Region", "Video", "cameras", "open", "Error",
-           "BusyError", "CancelledError", "FileError", "InvalidError", "LostError", "MemoryError", "NotFoundError",
+           "BusyError", "CancelledError", "FileError", "InternalError", "InvalidError", "LostError", "MemoryError", "NotFoundError",
            "PermissionError", "RangeError", "RefusedError", "StateError", "TimeoutError", "UnsupportedError"]

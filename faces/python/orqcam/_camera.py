@@ -8,6 +8,7 @@ from . import _orqcam
 from ._controls import AUTO, CONTROLS, reading
 from ._errors import InvalidError, UnsupportedError
 from ._frame import FORMATS
+from ._services import Services, chosen
 from ._video import Bell, Events, Video, next_frame
 
 Region = collections.namedtuple("Region", "x y width height")
@@ -16,8 +17,6 @@ Region.__doc__ = "Part of the sensor: x and y in sensor pixels, width and height
 SETTINGS = {"off": 0, "load": 1, "keep": 2}
 EVENTS = {1: "frame", 2: "lost", 3: "returned", 4: "exposure-failed", 5: "cooler", 6: "gps-lost", 7: "gps-back",
           8: "settings", 9: "uncorrected"}
-TRIGGERS = ("free", "software", "rising", "falling", "software-level", "high", "low")
-DIRECTIONS = {"north": 0, "south": 1, "east": 2, "west": 3}
 
 Event = collections.namedtuple("Event", "kind text")
 Event.__doc__ = "Something that has happened: frame, lost, returned, exposure-failed, cooler, gps-lost, gps-back ..."
@@ -35,13 +34,7 @@ def _close_all():
             pass
 
 
-def _chosen(words, word, what):
-    if word not in words:
-        raise InvalidError(f"{what} must be one of {', '.join(words)}, not {word!r}")
-    return words[word] if isinstance(words, dict) else words.index(word)
-
-
-class Camera:
+class Camera(Services):
     """An open camera: `with orqcam.open("virtual:k1c") as camera:` closes it at the end.
 
     Controls are attributes: `camera.gain = 120`, `camera.gain.max`, `camera.gain = "auto"`. All calls may come from any
@@ -50,7 +43,7 @@ class Camera:
 
     def __init__(self, name="", *, settings="off", settings_folder="", frame_memory_mb=0, resume=False):
         self._name = name
-        self._device = _orqcam.Camera(name, _chosen(SETTINGS, settings, "settings"), str(settings_folder),
+        self._device = _orqcam.Camera(name, chosen(SETTINGS, settings, "settings"), str(settings_folder),
                                       frame_memory_mb, resume)
         self._infos = {info.id: info for info in self._device.controls()}
         self._events = Events()
@@ -154,7 +147,7 @@ class Camera:
 
     @format.setter
     def format(self, wanted):
-        self._change_region(format=_chosen(FORMATS, wanted, "format"))
+        self._change_region(format=chosen(FORMATS, wanted, "format"))
 
     # Frames
 
@@ -209,7 +202,7 @@ class Camera:
     def label(self, *, image_type="light", object="", observer=""):
         """What files of frames to come say."""
         kinds = ("light", "dark", "bias", "flat")
-        self._device.label(_chosen(kinds, image_type, "image_type"), object, observer)
+        self._device.label(chosen(kinds, image_type, "image_type"), object, observer)
 
     def keyword(self, keyword):
         """Adds a keyword to headers of frames to come: "TELESCOP=Newton 150/750 / its comment"."""
@@ -237,86 +230,6 @@ class Camera:
     def event_fd(self):
         """Descriptor for select() and event loops, readable while there is an event. The library's own."""
         return self._device.event_fd()
-
-    # Cooling and what else is around the sensor
-
-    @property
-    def cooler(self):
-        """What the cooler does: on, target_c, sensor_c, power, trouble."""
-        return self._device.cooler()
-
-    def cool(self, target_c, *, keep=False):
-        """Switches the cooler on. `keep`: it stays on when the camera is closed."""
-        self._device.cool(target_c, keep)
-
-    def cooler_off(self):
-        """Switches it off at once; warm_up() is gentler."""
-        self._device.cooler_off()
-
-    def await_cold(self, timeout):
-        """Waits until the target has been kept for five seconds; `timeout` in seconds."""
-        self._device.await_cold(timeout)
-
-    def warm_up(self, timeout):
-        """Warms the sensor up slowly and switches the cooler off."""
-        self._device.warm_up(timeout)
-
-    @property
-    def supply_voltage(self):
-        """Volts."""
-        return self._device.supply_voltage()
-
-    def guide(self, direction, milliseconds):
-        """Holds a line of the guide port on: north, south, east or west; returns when it is off again."""
-        self._device.guide(_chosen(DIRECTIONS, direction, "direction"), milliseconds)
-
-    @property
-    def gps_lines(self):
-        """Sensor lines at which the GPS takes the time: (start, end). Set to None, they follow the region."""
-        return self._device.get_gps_lines()[:2]
-
-    @gps_lines.setter
-    def gps_lines(self, wanted):
-        start, end = (0, 0) if wanted is None else wanted
-        self._device.set_gps_lines(start, end, wanted is None)
-
-    # Corrections
-
-    def take_dark(self, path, *, frames=0, overwrite=False):
-        """Takes a dark of the covered sensor and writes it to a .bmp; frames 0: as many as the exposure asks for."""
-        return self._device.take_dark(str(path), frames, overwrite)
-
-    def use_dark(self, path):
-        """Subtracts the dark in a file from frames to come; None: none."""
-        self._device.no_dark() if path is None else self._device.use_dark(str(path))
-
-    def repair_hot_pixels(self, on=True):
-        """Repairs the hot pixels that the table in the camera's flash lists."""
-        self._device.repair_hot_pixels(on)
-
-    def save_hot_pixels(self):
-        """Stores the hot pixels of the dark that was taken in the camera's flash, which is saved first."""
-        self._device.save_hot_pixels()
-
-    # Triggers
-
-    @property
-    def trigger_modes(self):
-        """What can begin an exposure: free, software, rising, falling, software-level, high, low."""
-        return tuple(word for mode, word in enumerate(TRIGGERS) if self._device.trigger_modes() >> mode & 1)
-
-    @property
-    def trigger_mode(self):
-        """What begins an exposure now."""
-        return TRIGGERS[self._device.get_trigger_mode()]
-
-    @trigger_mode.setter
-    def trigger_mode(self, wanted):
-        self._device.set_trigger_mode(_chosen(TRIGGERS, wanted, "trigger_mode"))
-
-    def trigger(self):
-        """Begins an exposure of the capture that runs in a software mode."""
-        self._device.trigger()
 
     # Virtual cameras
 

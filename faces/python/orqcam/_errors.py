@@ -8,7 +8,7 @@ from . import _orqcam
 class Error(Exception):
     """Why a call failed: one line for a user. `status` is the library's number."""
 
-    status = -14
+    status = 0
 
 
 class InvalidError(Error, ValueError):
@@ -87,6 +87,12 @@ class MemoryError(Error, builtins.MemoryError):
     """No memory, or all frame memory is held: drop frames, or open with more frame_memory_mb."""
 
     status = -13
+
+
+class InternalError(Error):
+    """A fault of the library: report it, with `orqcam report`."""
+
+    status = -14
 
 
 def _register(base):

@@ -2,6 +2,8 @@
 
 import datetime
 
+import numpy  # noqa: F401  now, not when the first frame becomes an array
+
 from . import _orqcam
 
 FORMATS = ("raw8", "rgb24", "raw16", "y8")

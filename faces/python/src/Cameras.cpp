@@ -1,28 +1,15 @@
-// Cameras: what blocks lets other threads run, and ends with Ctrl-C.
+// Cameras: opening, geometry, controls, captures.
 #include <pybind11/functional.h>
 #include <pybind11/stl.h>
 
-#include <memory>
 #include <orqcam/orqcam.hpp>
 
-#include "Bindings.h"
-#include "Waiting.h"
+#include "CameraClass.h"
 
 namespace py = pybind11;
 
 namespace orq::python {
 namespace {
-
-/// Closing a camera waits for its threads, which may wait for the interpreter.
-struct CloseWithoutLock {
-  void operator()(Camera* camera) const {
-    const py::gil_scoped_release others;
-    delete camera;
-  }
-};
-using Holder = std::unique_ptr<Camera, CloseWithoutLock>;
-using Class = py::class_<Camera, Holder>;
-using Alone = py::call_guard<py::gil_scoped_release>;
 
 Holder Open(const std::string& name, int settings, const std::string& settingsFolder, unsigned frameMemoryMb,
             bool resume) {
@@ -35,12 +22,6 @@ Holder Open(const std::string& name, int settings, const std::string& settingsFo
   settingsFolder.copy(options.settings_folder, sizeof options.settings_folder - 1);
   const py::gil_scoped_release others;
   return Holder(new Camera(name, options));
-}
-
-/// A call of `camera` that takes long; a signal aborts it.
-template <class Work>
-auto Long(Camera& camera, Work work) {
-  return Interruptible([&camera, work] { return work(camera); }, [&camera] { orq_capture_abort(camera.get()); });
 }
 
 /// left, top, width, height, bin, format.
@@ -65,13 +46,6 @@ void Label(Camera& camera, int imageType, const std::string& object, const std::
   object.copy(labels.object, sizeof labels.object - 1);
   observer.copy(labels.observer, sizeof labels.observer - 1);
   camera.labels(labels);
-}
-
-orq_dark_info TakeDark(Camera& camera, const std::string& path, int frames, bool overwrite) {
-  auto options = sized<orq_dark_options>();
-  options.frames = frames;
-  options.overwrite = overwrite ? 1 : 0;
-  return Long(camera, [path, options](Camera& device) { return device.takeDark(path, options); });
 }
 
 void BindCapture(Class& camera) {
@@ -127,57 +101,6 @@ void BindControls(Class& camera) {
       });
 }
 
-void BindDevices(Class& camera) {
-  using Seconds = std::chrono::duration<double>;
-  camera.def("temperature", &Camera::temperature, Alone())
-      .def("supply_voltage", &Camera::supplyVoltage, Alone())
-      .def("cooler", &Camera::cooler, Alone())
-      .def("cool", &Camera::cool, Alone())
-      .def("cooler_off", &Camera::coolerOff, Alone())
-      .def("await_cold",
-           [](Camera& camera_, double seconds) {
-             Long(camera_, [seconds](Camera& device) { device.awaitCold(Seconds(seconds)); });
-           })
-      .def("warm_up",
-           [](Camera& camera_, double seconds) {
-             Long(camera_, [seconds](Camera& device) { device.warmUp(Seconds(seconds)); });
-           })
-      .def("guide",
-           [](Camera& camera_, int direction, int ms) {
-             Long(camera_,
-                  [direction, ms](Camera& device) { device.guide(direction, std::chrono::milliseconds(ms)); });
-           })
-      .def("take_dark", &TakeDark)
-      .def("use_dark", &Camera::useDark, Alone())
-      .def("no_dark", &Camera::noDark, Alone())
-      .def("repair_hot_pixels", &Camera::repairHotPixels, Alone())
-      .def("save_hot_pixels",
-           [](Camera& camera_) { Long(camera_, [](Camera& device) { device.saveHotPixels(); }); })
-      .def("trigger_modes", &Camera::triggerModes, Alone())
-      .def(
-          "get_trigger_mode", [](Camera& device) { return device.triggerMode(); }, Alone())
-      .def(
-          "set_trigger_mode", [](Camera& device, int mode) { device.triggerMode(mode); }, Alone())
-      .def("trigger", &Camera::trigger, Alone())
-      .def(
-          "get_gps_lines",
-          [](Camera& device) {
-            const orq_gps_lines lines = device.gpsLines();
-            return std::tuple(lines.start, lines.end, lines.follow != 0);
-          },
-          Alone())
-      .def(
-          "set_gps_lines",
-          [](Camera& device, int start, int end, bool follow) {
-            auto lines = sized<orq_gps_lines>();
-            lines.start = start;
-            lines.end = end;
-            lines.follow = follow ? 1 : 0;
-            device.gpsLines(lines);
-          },
-          Alone());
-}
-
 }  // namespace
 
 void BindCamera(py::module_& module) {
@@ -195,6 +118,8 @@ void BindCamera(py::module_& module) {
   BindCapture(camera);
   BindControls(camera);
   BindDevices(camera);
+  BindCorrections(camera);
+  BindExpert(camera);
 }
 
 }  // namespace orq::python

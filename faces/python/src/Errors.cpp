@@ -16,8 +16,8 @@ void BindErrors(py::module_& module) {
     } catch (const Error& error) {
       const py::dict classes = py::module_::import("orqcam._orqcam").attr("errors");
       const py::int_ status(error.status());
-      const py::object kind = classes.contains(status) ? py::object(classes[status])
-                                                       : py::reinterpret_borrow<py::object>(PyExc_RuntimeError);
+      // A library that is newer than this module may have a status more: Error, which stands at 0.
+      const py::object kind = classes[classes.contains(status) ? status : py::int_(0)];
       PyErr_SetString(kind.ptr(), error.what());
     }
   });

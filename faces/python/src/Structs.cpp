@@ -28,6 +28,7 @@ void BindCameraStructs(py::module_& module) {
   DefText<&orq_camera_info::serial>(info, "serial");
   DefText<&orq_camera_info::user_id>(info, "user_id");
   DefText<&orq_camera_info::firmware>(info, "firmware");
+  DefText<&orq_camera_info::key>(info, "key");
   info.def_readonly("speed", &orq_camera_info::speed)
       .def_readonly("sensor_width", &orq_camera_info::sensor_width)
       .def_readonly("sensor_height", &orq_camera_info::sensor_height)
@@ -36,7 +37,8 @@ void BindCameraStructs(py::module_& module) {
       .def_readonly("bayer", &orq_camera_info::bayer)
       .def_readonly("bins", &orq_camera_info::bins)
       .def_readonly("formats", &orq_camera_info::formats)
-      .def_readonly("abilities", &orq_camera_info::abilities);
+      .def_readonly("abilities", &orq_camera_info::abilities)
+      .def_readonly("electrons_per_adu", &orq_camera_info::electrons_per_adu);
 
   py::class_<orq_control_info> control(module, "ControlInfo");
   DefText<&orq_control_info::name>(control, "name");
@@ -64,6 +66,17 @@ void BindWorkStructs(py::module_& module) {
       .def_readonly("reach_c", &orq_cooler_state::reach_c);
   DefText<&orq_cooler_state::trouble>(cooler, "trouble");
 
+  py::class_<orq_focus_state>(module, "FocusState")
+      .def_readonly("position", &orq_focus_state::position)
+      .def_property_readonly("moving", [](const orq_focus_state& state) { return state.moving != 0; })
+      .def_readonly("lower_mark", &orq_focus_state::lower_mark)
+      .def_readonly("upper_mark", &orq_focus_state::upper_mark);
+
+  py::class_<orq_trigger_output>(module, "TriggerOutput")
+      .def_property_readonly("active_high", [](const orq_trigger_output& pulse) { return pulse.active_high != 0; })
+      .def_readonly("delay_us", &orq_trigger_output::delay_us)
+      .def_readonly("length_us", &orq_trigger_output::length_us);
+
   py::class_<orq_exposure_progress>(module, "ExposureProgress")
       .def_property_readonly("running",
                              [](const orq_exposure_progress& progress) { return progress.running != 0; })
@@ -85,7 +98,8 @@ void BindWorkStructs(py::module_& module) {
       .def_readonly("sensor_c", &orq_dark_info::sensor_c)
       .def_readonly("average", &orq_dark_info::average)
       .def_readonly("hot_pixels", &orq_dark_info::hot_pixels)
-      .def_readonly("bad_rows", &orq_dark_info::bad_rows);
+      .def_readonly("bad_rows", &orq_dark_info::bad_rows)
+      .def_readonly("readout_mode", &orq_dark_info::readout_mode);
 
   py::class_<orq_automatic_state>(module, "AutomaticState")
       .def_readonly("mean", &orq_automatic_state::mean)

@@ -41,7 +41,7 @@ void FrameMailbox::PublishIf(const FrameInfo& info, const std::function<bool()>&
   {
     const MutexLock lock(mutex_);
     if (muted_ || !wanted()) return;
-    work_->Describe(info, ++published_, origin_);
+    work_->Describe(info, ++published_, origin_, std::exchange(gap_, false));
     lastPublished_ = info;
     Put(own_, work_);
     for (const auto& reader : readers_) Put(*reader, work_);
@@ -204,6 +204,11 @@ void FrameMailbox::MuteIf(const std::function<bool()>& wanted) {
 void FrameMailbox::SetMuted(bool on) {
   muted_ = on;
   if (on) DropNewest();
+}
+
+void FrameMailbox::SetGap(bool on) {
+  const MutexLock lock(mutex_);
+  gap_ = on;
 }
 
 void FrameMailbox::SetOrigin(std::shared_ptr<const void> origin) {

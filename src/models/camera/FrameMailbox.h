@@ -100,6 +100,8 @@ class FrameMailbox {
   void Mute(bool on);
   /// Mutes when `wanted` says so, which is asked with the lock held.
   void MuteIf(const std::function<bool()>& wanted);
+  /// Whether the next frame that is published comes after a gap.
+  void SetGap(bool on);
   /// Goes with every frame that is published from now on.
   void SetOrigin(std::shared_ptr<const void> origin);
   /// Called with the lock held whenever the default reader's frame comes or goes: whether one waits. Empty: nobody
@@ -137,6 +139,7 @@ class FrameMailbox {
   std::vector<std::shared_ptr<FrameReader>> readers_ ORQ_GUARDED_BY(mutex_);
   std::function<void(bool)> doorbell_ ORQ_GUARDED_BY(mutex_);
   bool muted_ ORQ_GUARDED_BY(mutex_) = false;
+  bool gap_ ORQ_GUARDED_BY(mutex_) = false;
   std::shared_ptr<const void> origin_ ORQ_GUARDED_BY(mutex_);
   FrameInfo lastPublished_ ORQ_GUARDED_BY(mutex_);
   FrameInfo lastFetched_ ORQ_GUARDED_BY(mutex_);

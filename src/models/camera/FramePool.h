@@ -34,6 +34,9 @@ class SharedFrame {
   /// What whoever opened the camera wants to find with its frames (`FrameMailbox::SetOrigin`); may be null.
   const std::shared_ptr<const void>& Origin() const { return origin_; }
 
+  /// The first one of a video that goes on after its camera was lost.
+  bool AfterGap() const { return afterGap_; }
+
   /// Before it is published.
   std::span<std::uint8_t> Room() { return {bytes_.get(), size_}; }
   /// Takes a buffer of `capacity` bytes in exchange for this frame's, which is as large; false when it is not.
@@ -42,10 +45,12 @@ class SharedFrame {
     bytes_.swap(bytes);
     return true;
   }
-  void Describe(const FrameInfo& info, std::uint64_t number, const std::shared_ptr<const void>& origin) {
+  void Describe(const FrameInfo& info, std::uint64_t number, const std::shared_ptr<const void>& origin,
+                bool afterGap) {
     info_ = info;
     number_ = number;
     origin_ = origin;
+    afterGap_ = afterGap;
   }
 
   void Retain() { holders_.fetch_add(1, std::memory_order_relaxed); }
@@ -64,6 +69,7 @@ class SharedFrame {
   FrameInfo info_;
   std::uint64_t number_ = 0;
   std::shared_ptr<const void> origin_;
+  bool afterGap_ = false;
   std::atomic<std::uint32_t> holders_{0};
   std::shared_ptr<FramePool> home_;  ///< while somebody holds it
 };

@@ -286,6 +286,29 @@ constexpr ModelData Replay() {
 
 constexpr std::array kModels{K1C(), K1M(), K2M(), X26M(), T46C(), H53M(), B29M(), L3M(), D6M(), Replay()};
 
+// Of two rows with one name or number the second would never be found.
+constexpr bool AreAllDifferent() {
+  for (std::size_t i = 0; i < kModels.size(); ++i) {
+    for (std::size_t j = 0; j < i; ++j) {
+      if (kModels[i].productId == kModels[j].productId || kModels[i].key == kModels[j].key ||
+          kModels[i].name == kModels[j].name) {
+        return false;
+      }
+    }
+  }
+  return true;
+}
+static_assert(AreAllDifferent(), "two models have the same key, name or product id");
+
+constexpr bool IsWhole(const ModelData& model) {
+  const ControlLimits& limits = model.limits;
+  return !model.key.empty() && !model.name.empty() && !model.summary.empty() && model.productId != 0 &&
+         model.bayerPattern >= 0 && model.bayerPattern <= 3 && limits.exposureMin > 0 &&
+         limits.exposureMin <= limits.exposureMax;
+}
+static_assert(std::ranges::all_of(kModels, IsWhole),
+              "a model lacks its key, name, summary, product id or limits, or has no such mosaic");
+
 }  // namespace
 
 ReadoutMode ReadoutModeOf(const ModelData& model, int mode) {

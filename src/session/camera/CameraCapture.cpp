@@ -48,6 +48,7 @@ void Camera::Start(Capture capture) {
   CModelCamera& device = Device();
   device.StopCapture();  // the last one's worker may still have to return
   device.Mailbox().Mute(false);
+  device.Mailbox().SetGap(goOn_);
   capture_ = capture;
   exposureBegan_ = Clock::now();
   exposure_ = microseconds(device.exposureUs);

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "session/cooling/Climate.h"
+#include "session/frame/Readout.h"
 #include "session/text/Units.h"
 #include "support/Text.h"
 
@@ -24,26 +25,6 @@ bool ExposuresDiffer(std::uint64_t dark, std::uint64_t now) {
 
 }  // namespace
 
-NamedValues DescriptionValues(const DarkDescription& description) {
-  const DarkFacts& facts = description.facts;
-  NamedValues values = {
-      {"model", description.model},
-      {"serial", description.serial},
-      {"exposure", static_cast<std::int64_t>(facts.exposureUs), "us"},
-      {"gain", facts.gain},
-      {"offset", facts.offset},
-  };
-  if (facts.sensorC) {
-    values.push_back({"temperature", std::round(static_cast<double>(*facts.sensorC) * 100) / 100, "C"});
-  }
-  values.push_back({"taken", IsoUtc(facts.takenUnixUs)});
-  values.push_back({"frames", facts.frames});
-  values.push_back({"average", facts.average});
-  values.push_back({"hot_pixels", facts.hotPixels});
-  values.push_back({"bad_rows", facts.badRows});
-  return values;
-}
-
 std::string DescriptionText(const DarkDescription& description) {
   const DarkFacts& facts = description.facts;
   std::string text = Format("%d x %s, gain %d", facts.frames, ExposureText(facts.exposureUs).c_str(), facts.gain);
@@ -59,6 +40,7 @@ DarkDescription PresentSettings(CModelCamera& camera, const std::string& serial)
   now.facts.exposureUs = camera.exposureUs;
   now.facts.gain = camera.gain;
   now.facts.offset = camera.Brightness;
+  now.facts.readout = ReadoutOf(camera);
   if (const std::optional<double> celsius = SensorCelsius(camera)) {
     now.facts.sensorC = static_cast<float>(*celsius);
   }
@@ -73,6 +55,9 @@ std::string DarkDifferences(const DarkDescription& dark, const DarkDescription& 
   }
   if (now.facts.gain != dark.facts.gain) {
     differences.push_back(Format("gain %d, now %d", dark.facts.gain, now.facts.gain));
+  }
+  if (now.facts.readout && dark.facts.readout && *now.facts.readout != *dark.facts.readout) {
+    differences.push_back("readout mode " + dark.facts.readout->name + ", now " + now.facts.readout->name);
   }
   if (now.facts.sensorC && dark.facts.sensorC) {
     const double was = static_cast<double>(*dark.facts.sensorC);

@@ -4,7 +4,6 @@
 #include <string>
 
 #include "session/DarkSession.h"
-#include "session/text/NamedValue.h"
 
 namespace orq::session {
 
@@ -14,15 +13,13 @@ struct DarkDescription {
   DarkFacts facts;
 };
 
-/// All of it.
-NamedValues DescriptionValues(const DarkDescription& description);
-/// The same, short enough for one FITS card: "5 x 200ms, gain 120, -10.1 C, 2026-11-21T22:10:05".
+/// What matters of it, short enough for one FITS card: "5 x 200ms, gain 120, -10.1 C, 2026-11-21T22:10:05".
 std::string DescriptionText(const DarkDescription& description);
 
 /// The camera's settings and temperature at this moment.
 DarkDescription PresentSettings(CModelCamera& camera, const std::string& serial);
 /// How the present settings differ from those of a dark, as far as it matters: exposure by more than a tenth, gain
-/// at all, temperature by more than 2 °C, another camera. Empty when nothing does.
+/// at all, readout mode, temperature by more than 2 °C, another camera. Empty when nothing does.
 std::string DarkDifferences(const DarkDescription& dark, const DarkDescription& now);
 
 }  // namespace orq::session

@@ -79,6 +79,10 @@ Json DescriptionJson(const DarkFile& dark) {
   json["gain"] = facts.gain;
   json["offset"] = facts.offset;
   if (facts.sensorC) json["temperature_c"] = *facts.sensorC;
+  if (facts.readout) {
+    json["readout_mode"] = facts.readout->mode;
+    json["readout_name"] = facts.readout->name;
+  }
   json["taken_unix_us"] = facts.takenUnixUs;
   json["taken_utc"] = IsoUtc(facts.takenUnixUs);
   json["frames"] = facts.frames;
@@ -126,6 +130,9 @@ bool ParseDescription(const Json& json, DarkDescription& description, std::strin
   if (!json.is_object() || !Take(json, kFormatKey, format) || format != kFormat) return false;
   float celsius = 0.0F;
   if (Take(json, "temperature_c", celsius)) facts.sensorC = celsius;
+  Readout readout;
+  if (Take(json, "readout_mode", readout.mode) && Take(json, "readout_name", readout.name))
+    facts.readout = readout;
   return Take(json, "model", description.model) && Take(json, "serial", description.serial) &&
          Take(json, "exposure_us", facts.exposureUs) && Take(json, "gain", facts.gain) &&
          Take(json, "offset", facts.offset) && Take(json, "taken_unix_us", facts.takenUnixUs) &&

@@ -70,6 +70,7 @@ std::string DarkStore::Chosen() const {
 }
 
 void DarkStore::Choose(const std::string& path) const {
+  if (path.empty()) throw Failure(Status::Invalid, "the name of the dark is empty");
   DemandPlace();
   const std::string whole = fs::absolute(path).string();
   const std::vector<std::uint8_t> bytes(whole.begin(), whole.end());

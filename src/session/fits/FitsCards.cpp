@@ -5,6 +5,7 @@
 
 #include "session/fits/FitsKeywords.h"
 #include "session/frame/FrameTime.h"
+#include "session/frame/Readout.h"
 
 namespace orq::session {
 
@@ -97,8 +98,7 @@ void AddSettings(CardList& cards, const FrameInfo& info, const FileContext& cont
   if (info.electronsPerAdu > 0.0) {
     cards.Real("EGAIN", info.electronsPerAdu, "[e-/ADU] electrons per unit of the pixel values", 7);
   }
-  const std::string_view mode = info.readoutName.empty() ? "Normal" : info.readoutName;
-  cards.Text("READOUTM", std::string(info.highSpeed ? "High speed" : mode), "readout mode");
+  cards.Text("READOUTM", ReadoutName(info.readoutName, info.highSpeed), "readout mode");
   cards.Integer("GAMMA", info.gamma, "brightness curve that was applied; 50: none");
   cards.Text("IMAGETYP", ImageTypeText(context.imageType), "kind of image");
   if (!context.object.empty()) cards.Text("OBJECT", context.object, "what the telescope looks at");

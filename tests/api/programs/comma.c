@@ -4,10 +4,10 @@
 #include <stdio.h>
 #include <string.h>
 
-#define DEMAND(call)                                                  \
-  if ((call) != ORQ_OK) {                                             \
-    printf("line %d: %s\n", __LINE__, orq_last_error());              \
-    return 1;                                                         \
+#define DEMAND(call)                                     \
+  if ((call) != ORQ_OK) {                                \
+    printf("line %d: %s\n", __LINE__, orq_last_error()); \
+    return 1;                                            \
   }
 
 int main(int argc, char** argv) {

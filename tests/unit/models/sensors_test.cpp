@@ -49,17 +49,19 @@ class SensorPort : public test::FakePort {
 };
 
 struct Desk {
-  explicit Desk(const char* key) : camera(*FindModel(key), SettingsUse::Off) { camera.UsePort(port); }
+  explicit Desk(const std::string& key) : camera(*FindModel(key), SettingsUse::Off) { camera.UsePort(port); }
   ~Desk() { camera.CloseCamera(); }
   std::shared_ptr<SensorPort> port = std::make_shared<SensorPort>();
   CModelCamera camera;
 };
 
-class PowerUps : public testing::TestWithParam<const char*> {};
+class PowerUps : public testing::TestWithParam<std::string> {};
 
 TEST_P(PowerUps, AreThoseOfTheDataSheetStepByStepAndInItsTime) {
   const DataSheet sheet(GetParam());
-  Desk desk(sheet.model.c_str());
+  ASSERT_FALSE(sheet.models.empty());
+  ASSERT_NE(FindModel(sheet.models[0]), nullptr) << sheet.models[0] << " has no row in ModelTable.cpp";
+  Desk desk(sheet.models[0]);
   ASSERT_EQ(desk.camera.OpenCamera(0), 1);
   const std::vector<SensorPort::Write>& writes = desk.port->writes;
   ASSERT_GT(writes.size(), sheet.powerUp.size() + sheet.wake.size());
@@ -80,8 +82,8 @@ TEST_P(PowerUps, AreThoseOfTheDataSheetStepByStepAndInItsTime) {
   check(sheet.standby, 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(All, PowerUps, testing::Values("l3", "d6"),
-                         [](const auto& instance) { return std::string(instance.param); });
+INSTANTIATE_TEST_SUITE_P(All, PowerUps, testing::ValuesIn(test::SheetNames()),
+                         [](const auto& instance) { return instance.param; });
 
 TEST(L3, CountsLinesHighByteFirstAndGainsOfThreeTenths) {
   Desk desk("l3m");
@@ -164,7 +166,10 @@ TEST(Sensors, KeepWhatTheyRoundedTo) {
     EXPECT_EQ(sensor.NearestGain(model.limits.gainMax), model.limits.gainMax) << key;
     for (std::size_t mode = 0; mode < std::max<std::size_t>(sensor.Modes().size(), 1); ++mode) {
       const std::uint32_t lineNs = ReadoutModeOf(model, static_cast<int>(mode)).lineTimeNs;
-      for (std::uint64_t us = 32; us < 10'000'000; us += us / 7 + 1) {
+      const auto shortest = static_cast<std::uint64_t>(model.limits.exposureMin);
+      EXPECT_EQ(sensor.NearestExposure(shortest, lineNs), shortest)
+          << key << ": a limit is a thing that it can do";
+      for (std::uint64_t us = shortest; us < 10'000'000; us += us / 7 + 1) {
         const std::uint64_t nearest = sensor.NearestExposure(us, lineNs);
         EXPECT_EQ(sensor.NearestExposure(nearest, lineNs), nearest) << key << " " << us;
         EXPECT_LE(std::abs(static_cast<double>(nearest) - static_cast<double>(us)), lineNs / 2000.0 + 0.5) << key;

@@ -114,7 +114,7 @@ TEST_F(SettingsFile, ComesBackWhenItWasDeletedMeanwhile) {
 
 TEST_F(SettingsFile, KeepsItsPermissions) {
   Store("software\\Model", "a", 1);
-  for (const mode_t mode : {0600, 0640, 0664}) {
+  for (const mode_t mode : {0600U, 0640U, 0664U}) {
     ASSERT_EQ(::chmod(File().c_str(), mode), 0);
     Store("software\\Model", "a", static_cast<std::int32_t>(mode));
     struct stat status {};

@@ -2,7 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <vector>
 
 namespace orq {
 namespace {
@@ -20,6 +24,32 @@ TEST(LargeBuffer, IsZeroWhateverItsSize) {
     EXPECT_TRUE(std::all_of(buffer.get(), buffer.get() + bytes, [](std::uint8_t byte) { return byte == 0; }))
         << bytes;
   }
+}
+
+/// Pages of a buffer, its first and last left out, and how many of them are in memory.
+struct Pages {
+  std::size_t all = 0;
+  std::size_t resident = 0;
+};
+
+Pages PagesOf(const std::uint8_t* buffer, std::size_t bytes) {
+  const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+  const auto first = (reinterpret_cast<std::uintptr_t>(buffer) + page - 1) / page * page;
+  std::vector<unsigned char> states((bytes / page) - 1);
+  EXPECT_EQ(::mincore(reinterpret_cast<void*>(first), states.size() * page, states.data()), 0);
+  const auto resident = std::ranges::count_if(states, [](unsigned char state) { return (state & 1U) != 0; });
+  return {states.size(), static_cast<std::size_t>(resident)};
+}
+
+TEST(LargeBuffer, TakesMemoryOnlyWhereItIsTouched) {
+  constexpr std::size_t kBytes = std::size_t{64} << 20U;
+  const auto buffer = MakeLargeBuffer(kBytes);
+  const Pages untouched = PagesOf(buffer.get(), kBytes);
+  EXPECT_LT(untouched.resident, untouched.all / 8);
+  std::fill_n(buffer.get(), kBytes / 2, std::uint8_t{1});
+  const Pages half = PagesOf(buffer.get(), kBytes);
+  EXPECT_NEAR(static_cast<double>(half.resident), static_cast<double>(half.all) / 2,
+              static_cast<double>(half.all) / 8);
 }
 
 }  // namespace

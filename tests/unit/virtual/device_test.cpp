@@ -50,7 +50,8 @@ TEST(DeviceTable, HasEveryModelOnce) {
   }
   EXPECT_EQ(
       (std::set<std::string_view>{"k1c", "k1m", "k2m", "x26m", "t46c", "h53m", "b29m", "l3m", "d6m", "replay"}),
-      keys);
+      keys)
+      << "a new model wants to be named here and in the rows of the next test";
   EXPECT_EQ(nullptr, FindDevice("k9"));
 }
 

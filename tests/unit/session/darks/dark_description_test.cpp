@@ -52,6 +52,17 @@ TEST(DarkDifferences, TheTemperatureMayDifferByTwoDegrees) {
   EXPECT_EQ(DarkDifferences(Description(), now), "") << "what is not known does not differ";
 }
 
+TEST(DarkDifferences, TheReadoutModeMayNotDiffer) {
+  DarkDescription dark = Description();
+  DarkDescription now = Description();
+  now.facts.readout = Readout{0, "High full well"};
+  EXPECT_EQ(DarkDifferences(dark, now), "") << "of an older file it is not known";
+  dark.facts.readout = Readout{1, "Low noise"};
+  EXPECT_EQ(DarkDifferences(dark, now), "readout mode Low noise, now High full well");
+  now.facts.readout = dark.facts.readout;
+  EXPECT_EQ(DarkDifferences(dark, now), "");
+}
+
 TEST(DarkDifferences, TheOffsetMayDiffer) {
   DarkDescription now = Description();
   now.facts.offset = 50;

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """Under a locale with a decimal comma, what the library reads and writes has decimal points.
 
-    check_locale.py LIBRARY_FOLDER CC
+    check_locale.py LIBRARY_FOLDER CC TEST_API
 
-Exit code 77: the locale cannot be made here.
+Saves a frame with a program of its own, and tours the library with its tests. Exit code 77: the locale cannot be made here.
 """
 
 import re
@@ -16,6 +16,8 @@ import programs
 
 SKIPPED = 77
 LOCALE = "de_DE.UTF-8"
+# What reads or writes numbers, and one of everything else.
+TOUR = "Locale.*:ApiTour.F*:ApiFiles.*:ApiSettings.*:ApiDarks.*:ApiGps*:ApiProfile.*:ApiControls.*:ApiOpen.*:Cpp.*"
 
 
 def fits_cards(path):
@@ -35,7 +37,7 @@ def main():
         except (OSError, subprocess.CalledProcessError) as trouble:
             print(f"skipped: the locale {LOCALE} cannot be made: {trouble}")
             return SKIPPED
-        ran = programs.run(programs.build("comma", sys.argv[1], sys.argv[2], work), work, LC_ALL=LOCALE,
+        ran = programs.run([programs.build("comma", sys.argv[1], sys.argv[2], work), work], work, LC_ALL=LOCALE,
                            LOCPATH=work)
         lines = ran.stdout.decode().splitlines()
         print("\n".join(lines))
@@ -52,6 +54,10 @@ def main():
         for name, number in (("EXPTIME", 1.5), ("FOCUSPOS", 12.75)):
             if float(texts[name]) != number or float(value(cards, name)) != number:
                 wrong.append(f"{name}: {texts[name]} and {value(cards, name)} instead of {number}")
+        toured = programs.run([sys.argv[3], f"--gtest_filter={TOUR}", "--gtest_brief=1"], work, LC_ALL=LOCALE,
+                              LOCPATH=work, ORQ_API_DECIMAL_POINT=",")
+        if toured.returncode != 0:
+            wrong.append(toured.stdout.decode() + toured.stderr.decode())
         print("\n".join(wrong))
         return 1 if wrong else 0
 

@@ -12,7 +12,7 @@ import programs
 
 def main():
     with tempfile.TemporaryDirectory() as work:
-        ran = programs.run(programs.build("silent", sys.argv[1], sys.argv[2], work), work)
+        ran = programs.run([programs.build("silent", sys.argv[1], sys.argv[2], work), work], work)
     if ran.returncode == 0 and not ran.stdout and not ran.stderr:
         return 0
     print(f"exit code {ran.returncode}\nstandard output: {ran.stdout!r}\nstandard error: {ran.stderr!r}")

@@ -1,0 +1,127 @@
+"""What a camera does beside frames: focus, outputs, GPS lines, hot pixels, what its flash keeps, registers."""
+
+import re
+from pathlib import Path
+
+import numpy
+import orqcam
+import pytest
+from conftest import PATIENCE, QUICK, corner
+from orqcam import expert
+
+
+def test_the_lens_is_moved_and_stays_where_it_is():
+    with orqcam.open(f"virtual:h53m,{QUICK}") as camera:
+        assert camera.focus.position == 0
+        camera.move_focus(600)
+        assert camera.focus.position == 600 and not camera.focus.moving
+        assert 0 < camera.focus.lower_mark < camera.focus.upper_mark < 1024
+        with pytest.raises(orqcam.RangeError):
+            camera.move_focus(1024)
+        assert camera.focus.position == 600
+    with orqcam.open(f"virtual:k1c,{QUICK}") as camera, pytest.raises(orqcam.UnsupportedError):
+        camera.move_focus(1)
+
+
+def test_the_outputs_have_pulses_of_their_own(camera):
+    camera.set_trigger_output("a", 250, delay_us=30, active_high=False)
+    camera.set_trigger_output("b", 0)
+    pulse = camera.trigger_output("a")
+    assert (pulse.active_high, pulse.delay_us, pulse.length_us) == (False, 30, 250)
+    pulse = camera.trigger_output("b")
+    assert (pulse.active_high, pulse.delay_us, pulse.length_us) == (True, 0, 0)
+    with pytest.raises(orqcam.RangeError):
+        camera.set_trigger_output("a", -1)
+    with pytest.raises(orqcam.InvalidError, match="a, b"):
+        camera.trigger_output("c")
+    with orqcam.open(f"virtual:h53m,{QUICK}") as other, pytest.raises(orqcam.UnsupportedError):
+        other.trigger_output("a")
+
+
+def test_gps_lines_follow_the_region_until_they_are_set(camera):
+    with pytest.raises(orqcam.UnsupportedError):
+        camera.gps_lines
+    with orqcam.open(f"virtual:t46c,{QUICK}") as timed:
+        timed.format = "raw8"
+        timed.region = (64, 128, 64, 32)
+        assert timed.gps_lines == (128, 159)
+        timed.gps_lines = (130, 150)
+        timed.check_gps()
+        told = timed.expose(0.01, timeout=PATIENCE).gps
+        assert (told.start_line, told.end_line) == (130, 150)
+        assert told.end_unix_ns - told.start_unix_ns == pytest.approx(10e6 * 0.01 + 20 * told.row_ns, abs=1e6)
+        timed.region = (0, 0, 64, 32)
+        assert timed.gps_lines == (130, 150)
+        with pytest.raises(orqcam.StateError):
+            timed.check_gps()
+        timed.gps_lines = None
+        assert timed.gps_lines == (0, 31)
+
+
+def test_hot_pixels_are_stored_and_repaired(tmp_path):
+    with orqcam.open("virtual:h53m,timescale=0.001,scene=dark,temp=30") as camera:
+        with pytest.raises(orqcam.StateError):
+            camera.repair_hot_pixels()
+        camera.exposure_us = 5_000_000
+        assert camera.take_dark(tmp_path / "dark.bmp", frames=2).hot_pixels > 10
+        camera.save_hot_pixels(backup_folder=tmp_path / "backups")
+        assert len(list((tmp_path / "backups").iterdir())) == 1
+        camera.format = "raw8"
+        frames = []
+        for repaired in (False, True):
+            camera.repair_hot_pixels(repaired)
+            frame = camera.expose(5, timeout=PATIENCE)
+            assert frame.info.corrections == (2 if repaired else 0)
+            frames.append(frame.array)
+        before, after = (numpy.count_nonzero(array > 80) for array in frames)  # the noise ends far below
+    assert before > 100 and after < before / 20
+
+
+def test_a_camera_keeps_its_name_and_gets_its_flash_back(tmp_path):
+    name = f"virtual:k1c,{QUICK},state={tmp_path}/camera.state"
+    with orqcam.open(name) as camera:
+        assert camera.user_id == ""
+        camera.set_user_id("guider", backup_folder=tmp_path / "backups")
+        camera.save_flash(tmp_path / "kept.orqflash")
+    with orqcam.open(name) as camera:
+        assert camera.user_id == camera.info.user_id == "guider"
+        camera.set_user_id("", backup_folder=tmp_path / "backups")
+        assert camera.user_id == ""
+        camera.restore_flash(tmp_path / "kept.orqflash", backup_folder=tmp_path / "backups")
+        assert camera.user_id == "guider"
+        with pytest.raises(orqcam.InvalidError):
+            camera.set_user_id("ninechars", backup_folder=tmp_path / "backups")
+        with pytest.raises(orqcam.FileError):
+            camera.save_flash(tmp_path / "kept.orqflash")
+        camera.save_flash(tmp_path / "kept.orqflash", overwrite=True)
+        assert re.fullmatch("[0-9a-f]+", camera.sensor_id)
+    with orqcam.open(f"virtual:k1m,{QUICK}") as other, pytest.raises(orqcam.InvalidError):
+        other.restore_flash(tmp_path / "kept.orqflash", backup_folder=tmp_path / "backups")
+    assert len(list((tmp_path / "backups").iterdir())) >= 3
+
+
+def test_engineers_read_and_write_registers(camera):
+    expert.write_register(camera, "sensor", 0x300, 0xA5)
+    assert expert.read_register(camera, "sensor", 0x300) == 0xA5
+    assert expert.request_in(camera, 0xD2, value=0x300, size=1) == b"\xa5"
+    expert.request_out(camera, 0xD3, value=0x300, index=0x5A)
+    assert expert.read_register(camera, "sensor", 0x300) == 0x5A
+    version = expert.request_in(camera, 0xD4, size=4)
+    assert camera.info.firmware == ".".join(str(byte) for byte in version[:3])
+    with pytest.raises(orqcam.RefusedError):
+        expert.request_in(camera, 0xEE, size=1)
+    with pytest.raises(orqcam.RangeError):
+        expert.read_register(camera, "fpga", 65536)
+    with pytest.raises(orqcam.RangeError):
+        expert.request_in(camera, 0xD4, size=4097)
+    with pytest.raises(orqcam.InvalidError, match="fpga, sensor"):
+        expert.read_register(camera, "cooler", 0)
+
+
+def test_every_status_has_its_exception():
+    header = (Path(__file__).resolve().parents[2] / "include/orqcam/orqcam.h").read_text(encoding="utf-8")
+    there = {name.replace("_", "").lower(): int(number)
+             for name, number in re.findall(r"ORQ_ERROR_(\w+) = (-\d+)", header)}
+    classes = {kind.__name__.removesuffix("Error").lower(): kind.status for kind in vars(orqcam).values()
+               if isinstance(kind, type) and issubclass(kind, orqcam.Error) and kind is not orqcam.Error}
+    assert len(there) >= 14 and classes == there
