@@ -3,6 +3,7 @@
 #include <indilogger.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <thread>
 #include <utility>
@@ -93,6 +94,11 @@ void CameraDevice::letGo() {
 bool CameraDevice::initProperties() {
   if (!INDI::CCD::initProperties()) return false;
   SetCCDCapability(kAlways);
+  // Plain memory, which INDI's library then only resizes: what it takes by itself is closed for writing once it has
+  // been sent as it is (FORMAT_NATIVE), and the next picture would end the program.
+  PrimaryCCD.setFrameBuffer(static_cast<std::uint8_t*>(std::malloc(1)));
+  // Until a camera is known; a configuration that is saved without any would otherwise name no format at all.
+  addCaptureFormat({kFormats[0].name, kFormats[0].label, kFormats[0].bits, true});
   pump_ = std::make_unique<VideoPump>(*Streamer, [this, poster = posts_.poster()](std::string why) {
     poster.post([this, why = std::move(why)] { endStream(why.c_str()); });
   });
@@ -319,6 +325,7 @@ void CameraDevice::becomeLost(const char* text) {
   LOGF_ERROR("%s", text[0] != '\0' ? text : "the camera is gone");
   endStream("the camera was unplugged");
   failExposure("the camera was unplugged");
+  markClimate(IPS_ALERT);
   for (const auto& panel : panels_) panel->lost();
   setConnected(true, IPS_ALERT);
 }
@@ -329,6 +336,7 @@ void CameraDevice::comeBack() {
     camera_->reopen();
     lost_ = false;
     startListening();
+    markClimate(IPS_OK);
     for (const auto& panel : panels_) panel->returned();
     setConnected(true, IPS_OK);
     LOG_INFO("The camera is back, with the settings that it had.");

@@ -116,6 +116,7 @@ class CameraDevice : public INDI::CCD, public INDI::FocuserInterface {
   void deleteClimate();
   bool setCooler(const SwitchRequest& request);
   void showClimate();
+  void markClimate(IPState state);
   IPState guide(int direction, std::uint32_t ms);
 
   // CameraFocus.cpp
