@@ -17,7 +17,6 @@
 #include "output/ExitCodes.h"
 #include "output/Output.h"
 #include "output/Signals.h"
-#include "settings/XmlStore.h"
 #include "support/Text.h"
 
 namespace orq::cli {
@@ -31,20 +30,13 @@ constexpr const char* kFooter =
 // As help lists them; the commands are added in this order.
 const std::vector<std::pair<const char*, std::vector<std::string>>> kGroups = {
     {"Cameras", {"list", "info", "id", "serial", "sensor-id", "report"}},
-    {"Taking frames", {"capture", "stream", "trigger", "mode"}},
+    {"Taking frames", {"capture", "record", "ser", "stream", "trigger", "mode"}},
     {"Better frames", {"dark", "hotpixels"}},
     {"Controls and settings", {"controls", "get", "set", "settings", "profile"}},
     {"Devices", {"temp", "cooler", "fan", "led", "hub", "guide", "focus", "gps"}},
     {"For engineers", {"reg", "flash", "dump-controls"}},
     {"Help", {"help"}},
 };
-
-// Settings belong to the user; without a place for them there are none.
-void ChooseSettings(const Context& context) {
-  const std::string directory = UserConfigDirectory();
-  SetXmlDirectory(directory);
-  EnableXmlStore(context.settings && !directory.empty());
-}
 
 // What the library says of its own accord.
 void WriteLog(void* /*user*/, std::int32_t /*level*/, const char* line) {
@@ -73,6 +65,8 @@ ExitCode Run(int argc, char** argv, Output& out) {
       {"sensor-id", AddSensorIdCommand(app)},
       {"report", AddReportCommand(app)},
       {"capture", AddCaptureCommand(app)},
+      {"record", AddRecordCommand(app)},
+      {"ser", AddSerCommand(app)},
       {"stream", AddStreamCommand(app)},
       {"trigger", AddTriggerCommand(app)},
       {"mode", AddModeCommand(app)},
@@ -102,7 +96,6 @@ ExitCode Run(int argc, char** argv, Output& out) {
     return kExitOk;
   }
   context.settings = !noSettings;
-  ChooseSettings(context);
   orq_log_set(context.debug ? ORQ_LOG_DEBUG : ORQ_LOG_WARNING, WriteLog, nullptr);
   return commands.at(line.Chosen())(context);
 }
@@ -112,16 +105,13 @@ template <class Action>
 ExitCode Guarded(Action&& action) {
   try {
     return action();
-  } catch (const Failure& failure) {
-    ComplainLast(failure);
-    return ExitCodeOf(failure);
   } catch (const Error& error) {
     ComplainLast(error);
     return ExitCodeOf(error);
   } catch (const std::bad_alloc&) {
-    ComplainLast({Status::Memory, "out of memory; take a smaller region"});
+    ComplainLast(Error(ORQ_ERROR_MEMORY, "out of memory; take a smaller region"));
   } catch (const std::exception& error) {
-    ComplainLast({Status::Internal, error.what()});
+    ComplainLast(Error(ORQ_ERROR_INTERNAL, error.what()));
   }
   return kExitFailed;
 }

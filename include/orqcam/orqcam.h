@@ -67,6 +67,10 @@ ORQ_API const char* orq_status_name(orq_status status);
 
 /** Version of the library that runs; each pointer may be null. */
 ORQ_API void orq_library_version(int32_t* major, int32_t* minor, int32_t* patch);
+/** Version of the USB library that it runs on, libusb: "1.0.26". */
+ORQ_API const char* orq_usb_version(void);
+/** The vendor number of all cameras on USB, by which udev rules and the kernel's log know them. */
+#define ORQ_USB_VENDOR_ID 0xF055
 
 /** How much a log line matters. */
 enum { ORQ_LOG_WARNING = 2, ORQ_LOG_INFO = 3, ORQ_LOG_DEBUG = 4 };
@@ -242,6 +246,40 @@ typedef struct orq_path {
 /** The user's file in which settings are kept; it need not exist. FILE: the environment names no place for it
  * (HOME, XDG_CONFIG_HOME). */
 ORQ_API orq_status orq_settings_path(orq_path* path);
+/** The user's log file, which ORQ_LOG_DEBUG writes; it need not exist. FILE: the environment names no place for it
+ * (HOME, XDG_STATE_HOME). */
+ORQ_API orq_status orq_log_path(orq_path* path);
+
+/** Whose settings some are: cameras of one model have them in common, virtual ones apart from real ones. */
+typedef struct orq_settings_owner {
+  uint32_t size;
+  char name[68]; /**< "Tavix ORQ-K1C", "virtual Tavix ORQ-K1C" */
+} orq_settings_owner;
+/** Whose settings the camera of that name has; it is not opened. A null or empty name: the only camera that is
+ * plugged in. INVALID: a name that can mean no camera; NOT_FOUND: it is not there. */
+ORQ_API orq_status orq_settings_get_owner(const char* camera_name, orq_settings_owner* owner);
+/** One value that is kept. */
+typedef struct orq_setting {
+  uint32_t size;
+  int32_t is_text; /**< 1: `text` holds it; 0: `number` */
+  int64_t number;
+  char owner[64]; /**< as orq_settings_owner.name */
+  char name[64];  /**< "Gain" */
+  char unit[8];   /**< "us", "ms", "s", "C", "%"; empty: none */
+  char text[4096];
+} orq_setting;
+typedef struct orq_setting_list orq_setting_list;
+/** Lists what is kept in the user's file, owner by owner. FILE: it is damaged, or cannot be read. */
+ORQ_API orq_status orq_settings_list(orq_setting_list** list);
+/** How many values a list has. */
+ORQ_API orq_status orq_setting_list_count(const orq_setting_list* list, int32_t* count);
+/** The `index`-th of them, from 0. RANGE: it has fewer. */
+ORQ_API orq_status orq_setting_list_get(const orq_setting_list* list, int32_t index, orq_setting* setting);
+/** Null does nothing. */
+ORQ_API void orq_setting_list_release(orq_setting_list* list);
+/** Forgets the settings of one owner, or of all of them (null). Nothing where none are kept. FILE: the file cannot
+ * be changed. */
+ORQ_API orq_status orq_settings_forget(const char* owner);
 
 /** Pulls the cable of a virtual camera. UNSUPPORTED for others. */
 ORQ_API orq_status orq_camera_unplug_virtual(orq_camera* camera);
@@ -313,6 +351,11 @@ ORQ_API orq_status orq_control_get(orq_camera* camera, int32_t id, int64_t* valu
 /** Sets a control. With ORQ_AUTOMATIC it goes on from where it is, whatever `value`, as long as video runs. RANGE,
  * and nothing changes, outside its limits. A change of binning or readout mode restarts a running capture. */
 ORQ_API orq_status orq_control_set(orq_camera* camera, int32_t id, int64_t value, int32_t mode);
+
+/** Describes control `id` of the model with that key ("k1c") without a camera; its default is the catalogue's.
+ * Both limits are 0 when the model has no such control. NOT_FOUND: no such model; RANGE: the catalogue, which ends
+ * with ORQ_CONTROL_ROLLING_INTERVAL, has no such control. */
+ORQ_API orq_status orq_model_control(const char* model, int32_t id, orq_control_info* info);
 
 /** What automatic exposure, gain and white balance have come to. */
 typedef struct orq_automatic_state {
@@ -502,6 +545,48 @@ ORQ_API orq_status orq_dark_choice_set(orq_camera* camera, const char* path);
 /** Repairs the hot pixels that the table in the camera's flash lists (1), or none (0). STATE: there is no table.
  */
 ORQ_API orq_status orq_hot_pixels_repair(orq_camera* camera, int32_t on);
+/** Whether they are repaired: 1 or 0. */
+ORQ_API orq_status orq_hot_pixels_get_repair(orq_camera* camera, int32_t* on);
+
+/** The hot pixels of a whole sensor, as they were when the table was made; the camera may be gone. */
+typedef struct orq_hot_pixel_table orq_hot_pixel_table;
+/** Reads the table in the camera's flash. NOT_FOUND: there is none; STATE: it is damaged, or a capture runs. */
+ORQ_API orq_status orq_hot_pixels_read(orq_camera* camera, orq_hot_pixel_table** table);
+/** Takes a dark as orq_dark_take does, but writes it to no file, and finds the pixels that stand out in it;
+ * orq_hot_pixels_save then puts them into flash. A dark in use is subtracted no more. `options` (of which only
+ * `frames` counts), `callback`, `user` and `info` may be null. */
+ORQ_API orq_status orq_hot_pixels_find(orq_camera* camera, const orq_dark_options* options,
+                                       orq_dark_callback callback, void* user, orq_dark_info* info,
+                                       orq_hot_pixel_table** table);
+/** How much a table has. */
+typedef struct orq_hot_pixel_counts {
+  uint32_t size;
+  int32_t width; /**< of the sensor, pixels */
+  int32_t height;
+  int32_t pixels;   /**< hot ones that are repaired by themselves */
+  int32_t bad_rows; /**< rows of which at least half is hot: they are repaired as a whole */
+  int32_t left_out; /**< hot pixels beyond the number that is repaired */
+} orq_hot_pixel_counts;
+/** Counts what the table has. */
+ORQ_API orq_status orq_hot_pixel_table_get_counts(const orq_hot_pixel_table* table, orq_hot_pixel_counts* counts);
+/** The place of the `index`-th pixel that is repaired by itself, from 0, row by row; `x` and `y` count from 0 at
+ * the top left. RANGE: there are fewer. */
+ORQ_API orq_status orq_hot_pixel_table_get_pixel(const orq_hot_pixel_table* table, int32_t index, int32_t* x,
+                                                 int32_t* y);
+/** The `index`-th bad row, from 0. RANGE: there are fewer. */
+ORQ_API orq_status orq_hot_pixel_table_get_bad_row(const orq_hot_pixel_table* table, int32_t index, int32_t* y);
+/** Files that a table can be saved as. */
+enum {
+  ORQ_TABLE_CSV = 0, /**< "x_px,y_px,value" of every hot pixel; value 1, or 2 in a bad row */
+  ORQ_TABLE_BMP = 1, /**< as a dark: hot pixels 255, good ones 0 */
+  ORQ_TABLE_PNG = 2  /**< a picture: hot pixels white, those of bad rows grey, good ones black */
+};
+/** Writes the table to a file that is either whole or not there. `format`: ORQ_TABLE_... FILE: it cannot be
+ * written, or is there already and `overwrite` is 0. */
+ORQ_API orq_status orq_hot_pixel_table_save(const orq_hot_pixel_table* table, const char* path, int32_t format,
+                                            int32_t overwrite);
+/** Null does nothing. */
+ORQ_API void orq_hot_pixel_table_release(orq_hot_pixel_table* table);
 
 /* ---- Flash ---- */
 
@@ -511,20 +596,42 @@ typedef struct orq_flash_progress {
   uint32_t done; /**< bytes */
   uint32_t total;
   uint32_t reserved; /**< 0 */
-  char step[16];     /**< "reading", "restoring" or "comparing" */
+  char step[16];     /**< "reading", "restoring", "saving" or "comparing" */
 } orq_flash_progress;
 /** Called on the calling thread. */
 typedef void (*orq_flash_callback)(void* user, const orq_flash_progress* progress);
-/* Work on flash takes seconds and blocks; orq_capture_abort ends it between two sectors, and closing the camera
- * answers BUSY meanwhile. STATE: a capture runs. What overwrites flash saves it first, to a new file in
- * `backup_folder` (null: the user's state folder). `callback` and `user` may be null. */
+/* Work on flash takes seconds and blocks; orq_capture_abort ends it between two sectors, also from the callback,
+ * and closing the camera answers BUSY meanwhile. STATE: a capture runs. What overwrites flash saves it first, to a
+ * new file in `backup_folder` (null: the user's state folder). `callback` and `user` may be null. */
 /** Saves the part of flash that belongs to the user, the table of hot pixels and the id, to a file. FILE: it is
  * there already and `overwrite` is 0. */
 ORQ_API orq_status orq_flash_save(orq_camera* camera, const char* path, int32_t overwrite,
                                   orq_flash_callback callback, void* user);
-/** Makes flash like such a file, and compares. INVALID: the file is of another camera. */
-ORQ_API orq_status orq_flash_restore(orq_camera* camera, const char* path, const char* backup_folder,
-                                     orq_flash_callback callback, void* user);
+/** Makes flash like such a file, and compares. INVALID: the file is of another camera, and `other_camera` is 0. */
+ORQ_API orq_status orq_flash_restore(orq_camera* camera, const char* path, int32_t other_camera,
+                                     const char* backup_folder, orq_flash_callback callback, void* user);
+/** The file to which flash was saved before this camera's was last overwritten; empty: it was not. Also of a
+ * camera that is lost or closed. */
+ORQ_API orq_status orq_flash_get_backup(orq_camera* camera, orq_path* path);
+/** What is known about such a file. */
+typedef struct orq_flash_file {
+  uint32_t size;
+  uint32_t bytes;         /**< of flash that it holds */
+  int32_t is_of_camera;   /**< 1: of this camera; 0: of another one, or that cannot be told */
+  int32_t usb_product_id; /**< of the camera that it is of */
+  char serial[24];        /**< of that camera; empty: it has none */
+} orq_flash_file;
+/** Looks into such a file. FILE: it is none, or damaged. */
+ORQ_API orq_status orq_flash_read_file(orq_camera* camera, const char* path, orq_flash_file* file);
+/** How the camera's flash compares with such a file. */
+typedef struct orq_flash_comparison {
+  uint32_t size;
+  int32_t same;         /**< 1 or 0 */
+  char difference[256]; /**< where the first one is, one line; empty: nowhere */
+} orq_flash_comparison;
+/** Compares the camera's flash with such a file. FILE: it is none, or damaged. */
+ORQ_API orq_status orq_flash_compare(orq_camera* camera, const char* path, orq_flash_callback callback, void* user,
+                                     orq_flash_comparison* comparison);
 /** The user's name for a camera. */
 typedef struct orq_user_id {
   uint32_t size;
@@ -712,9 +819,36 @@ ORQ_API orq_status orq_labels_set(orq_camera* camera, const orq_labels* labels);
 ORQ_API orq_status orq_keyword_set(orq_camera* camera, const char* keyword);
 /** Removes all of the user's keywords. */
 ORQ_API orq_status orq_keywords_clear(orq_camera* camera);
-/** Observer, telescope and site as the user has stated them once for all programs (orqcam profile): the keywords
- * that are not set yet, and the observer when that is empty. FILE: the profile is damaged. */
+/** What the user states once for the files of all programs. Printable ASCII of at most 68 characters; empty texts
+ * and NaN: not stated. */
+typedef struct orq_profile {
+  uint32_t size;
+  uint32_t reserved; /**< 0 */
+  char observer[72];
+  char telescope[72];
+  char filter[72];
+  char site[72];
+  double focal_length_mm; /**< 1 to 1e6 */
+  double latitude_deg;    /**< -90 to 90, north positive */
+  double longitude_deg;   /**< -180 to 180, east positive */
+  double elevation_m;     /**< -1000 to 10000 */
+} orq_profile;
+/** The user's profile; nothing is stated where none is kept. FILE: it is damaged, or cannot be read. */
+ORQ_API orq_status orq_profile_get(orq_profile* profile);
+/** Replaces it. INVALID, and nothing changes: a field that cannot be; FILE: there is no place for it. */
+ORQ_API orq_status orq_profile_set(const orq_profile* profile);
+/** Forgets all of it, also when it is damaged. */
+ORQ_API orq_status orq_profile_clear(void);
+/** The user's profile becomes that of a camera's files: the keywords that are not set yet, and the observer when
+ * that is empty. FILE: the profile is damaged. */
 ORQ_API orq_status orq_profile_apply(orq_camera* camera);
+
+/** Whether a program could write that file with orq_file_write: better to know before long work than after it.
+ * FILE: it could not. */
+ORQ_API orq_status orq_file_check(const char* path, int32_t overwrite);
+/** Writes a file of the program's own that is either whole or not there. FILE: it cannot be written, or is there
+ * already and `overwrite` is 0. */
+ORQ_API orq_status orq_file_write(const char* path, const uint8_t* bytes, size_t size, int32_t overwrite);
 
 /* ---- Triggers ---- */
 
@@ -946,6 +1080,166 @@ ORQ_API orq_status orq_save_check(orq_camera* camera, const char* path, const or
 ORQ_API orq_status orq_frame_retain(orq_frame* frame);
 /** One holder less. Null does nothing. */
 ORQ_API void orq_frame_release(orq_frame* frame);
+
+/* ---- Recordings ---- */
+
+/** A video that is written to a file, frame by frame. */
+typedef struct orq_recording orq_recording;
+
+/** How a video is recorded. It ends with the first limit that is reached; 0: there is no such limit. */
+typedef struct orq_recording_options {
+  uint32_t size;
+  int32_t overwrite; /**< 1: existing files are replaced; 0: they are kept, and recording fails */
+  uint64_t frames;
+  uint64_t duration_us; /**< from the first frame on */
+  uint64_t bytes;       /**< the file gets no larger */
+  uint32_t ring_mb;     /**< memory for frames that wait for the disk; 0: 256. At least two frames */
+  uint32_t reserved;    /**< 0 */
+} orq_recording_options;
+
+/** What a recording would be like as the camera is set now. */
+typedef struct orq_recording_plan {
+  uint32_t size;
+  int32_t width; /**< pixels */
+  int32_t height;
+  int32_t bin;
+  int32_t format;   /**< ORQ_FORMAT_... */
+  int32_t reserved; /**< 0 */
+  uint64_t frame_bytes;
+  uint64_t ring_frames;  /**< that can wait for the disk */
+  uint64_t free_bytes;   /**< of the disk */
+  uint64_t free_frames;  /**< that fit there */
+  char file[4096];       /**< its name, with all placeholders filled in */
+  char times_file[4096]; /**< the text beside it */
+} orq_recording_plan;
+
+/** Why a recording has ended. */
+enum {
+  ORQ_RECORDING_RUNS = 0,
+  ORQ_RECORDING_FRAMES = 1, /**< a limit was reached */
+  ORQ_RECORDING_TIME = 2,   /**< likewise */
+  ORQ_RECORDING_SIZE = 3,   /**< likewise */
+  ORQ_RECORDING_STOPPED = 4,
+  ORQ_RECORDING_VIDEO_ENDED = 5,
+  ORQ_RECORDING_LOST = 6,      /**< the camera is gone */
+  ORQ_RECORDING_CHANGED = 7,   /**< frames of another size, format or colour pattern came */
+  ORQ_RECORDING_DISK_FULL = 8, /**< or the file may not grow any more */
+  ORQ_RECORDING_FAILED = 9     /**< the file cannot be written */
+};
+/** How far a recording is. */
+typedef struct orq_recording_state {
+  uint32_t size;
+  int32_t end;           /**< ORQ_RECORDING_...; its file is finished unless it is ORQ_RECORDING_RUNS */
+  uint64_t frames;       /**< in the file */
+  uint64_t missed;       /**< frames that were left out because the disk was too slow */
+  uint64_t lost;         /**< frames that did not come from the camera */
+  uint64_t waiting;      /**< frames that wait for the disk */
+  uint64_t bytes;        /**< of the finished file, if it ended now */
+  uint64_t free_bytes;   /**< of the disk */
+  double seconds;        /**< since the first frame was there */
+  int64_t first_unix_ns; /**< time of the first frame, as in orq_frame_info; 0: there is none yet */
+  int64_t last_unix_ns;
+  int32_t direct;    /**< 1: it is written past the system's cache; 0: the file system does not offer that */
+  int32_t reserved;  /**< 0 */
+  char trouble[512]; /**< of an end that nobody wanted: why; empty: nothing is wrong */
+} orq_recording_state;
+
+/** What a recording would be like, and whether it could be made: better to know before than after. `options` may
+ * be null: all zero. INVALID: no such name; FILE: there is such a file, or none can be written there. */
+ORQ_API orq_status orq_recording_plan_get(orq_camera* camera, const char* path,
+                                          const orq_recording_options* options, orq_recording_plan* plan);
+/** Records every frame of the camera from the next one on, beside all other readers, into a SER file (version 3):
+ * `path` ends in .ser and may hold the placeholders of orq_frame_save but for {n}. A text beside it, its name and
+ * ".txt", tells the time of every frame, where it comes from, how uncertain it is, and which frames are missing.
+ * The video may be started before or after this; the recording ends with it. Frames wait for the disk in a ring,
+ * which adds to the camera's frame memory; those that find it full are counted and named. The file announces no
+ * frame before it is finished; one that was cut off is mended by orq_ser_repair. `options` may be null: all zero.
+ * Errors as of orq_recording_plan_get. */
+ORQ_API orq_status orq_recording_start(orq_camera* camera, const char* path, const orq_recording_options* options,
+                                       orq_recording** recording);
+/** Ends it with the frames that have come by now. Returns at once: those that wait for the disk are still written,
+ * see orq_recording_wait. */
+ORQ_API orq_status orq_recording_stop(orq_recording* recording);
+/** Waits until it has ended and its file is finished. TIMEOUT after `timeout_ms` (ORQ_FOREVER: never). */
+ORQ_API orq_status orq_recording_wait(orq_recording* recording, int32_t timeout_ms);
+/** How far it is. Also when it has ended, and of a camera that is closed. */
+ORQ_API orq_status orq_recording_get_state(orq_recording* recording, orq_recording_state* state);
+
+/** Why frames are missing. */
+enum {
+  ORQ_MISSING_DISK = 0,   /**< the disk was too slow */
+  ORQ_MISSING_CAMERA = 1, /**< they did not come from the camera */
+  ORQ_MISSING_MOVED = 2   /**< the region was moved, which begins the stream anew */
+};
+/** Frames in a row that a recording lacks, by the camera's count, in which its first frame has number 1. */
+typedef struct orq_missing_frames {
+  uint32_t size;
+  int32_t cause; /**< ORQ_MISSING_... */
+  uint64_t first;
+  uint64_t last;
+} orq_missing_frames;
+/** The `index`-th gap of a recording, from 0. NOT_FOUND: it has no more by now. */
+ORQ_API orq_status orq_recording_get_missing(orq_recording* recording, uint64_t index,
+                                             orq_missing_frames* missing);
+/** Stops it if it runs, waits until its file is finished, and gives the handle up. Null does nothing. */
+ORQ_API void orq_recording_release(orq_recording* recording);
+
+/** A SER file: what its header says, and what it holds. */
+typedef struct orq_ser_info {
+  uint32_t size;
+  int32_t colour;      /**< colour id as the format has it: 0 mono, 8 to 11 Bayer, 100 RGB, 101 BGR */
+  char colour_name[8]; /**< "mono", "RGGB" and so on */
+  int32_t width;       /**< pixels */
+  int32_t height;
+  int32_t depth;         /**< bits of a sample */
+  int32_t header_frames; /**< that the header announces; 0: the recording was not finished */
+  uint64_t frames;       /**< of these, that are there */
+  uint64_t whole_frames; /**< of a recording that was not finished: what orq_ser_repair makes of it */
+  uint64_t frame_bytes;
+  uint64_t bytes;        /**< of the file */
+  uint64_t stamps;       /**< time stamps */
+  uint64_t unstamped;    /**< of them, that are no time */
+  uint64_t backwards;    /**< of them, that are earlier than the one before */
+  uint64_t differing;    /**< of them, that are not what the text beside the file says */
+  int64_t first_unix_ns; /**< time stamps of the first frame and the last one; 0: none */
+  int64_t last_unix_ns;
+  int64_t header_unix_ns; /**< UTC of the header; 0: none */
+  int32_t described;      /**< 1: the text of a recording is beside it */
+  int32_t whole;          /**< 1: nothing is wrong; 0: see `trouble` */
+  char observer[44];
+  char instrument[44];
+  char telescope[44];
+  char trouble[512]; /**< what is wrong with it, one line; empty: nothing */
+  int32_t reserved;  /**< 0 */
+} orq_ser_info;
+/** Looks at a SER file of any program; reads header and time stamps. FILE: it cannot be read, or is none. */
+ORQ_API orq_status orq_ser_get_info(const char* path, orq_ser_info* info);
+/** What a repair has come to. */
+typedef struct orq_ser_repaired {
+  uint32_t size;
+  int32_t changed; /**< 0: the file was whole */
+  uint64_t frames;
+  uint64_t timed; /**< of them, whose time is known */
+} orq_ser_repaired;
+/** Makes a SER file whole that was cut off: with every whole frame that it has, and the times that the text beside
+ * it or its own trailer tell. Frames whose time nobody has told have none. FILE: not one frame is whole, or the
+ * file cannot be written. */
+ORQ_API orq_status orq_ser_repair(const char* path, orq_ser_repaired* repaired);
+/** Writes frame `frame`, from 1, of a SER file to `to`, as orq_frame_save does: .fits (or .fit), .fits.fz, or
+ * .png; {n} is the frame's number. `options` may be null: all zero. RANGE: there is no such frame. */
+ORQ_API orq_status orq_ser_extract(const char* path, uint64_t frame, const char* to,
+                                   const orq_save_options* options, orq_path* written);
+
+/** A bright disc in a frame, a planet. */
+typedef struct orq_disc {
+  uint32_t size;
+  uint32_t reserved; /**< 0 */
+  double x;          /**< centre, pixels of the frame from its top left corner */
+  double y;
+  double diameter; /**< pixels */
+} orq_disc;
+/** Looks for the brightest disc of a frame. NOT_FOUND: there is nothing but noise. Walks over the whole frame. */
+ORQ_API orq_status orq_frame_get_disc(const orq_frame* frame, orq_disc* disc);
 
 /* ---- Events ---- */
 

@@ -159,6 +159,11 @@ struct Version {
   int patch = 0;
 };
 
+/** The version of the USB library that it runs on. */
+inline std::string usbVersion() {
+  return orq_usb_version();
+}
+
 /** The version of the library that runs. */
 inline Version libraryVersion() {
   std::int32_t major = 0;
@@ -258,6 +263,12 @@ class Frame {
   const std::uint8_t* data() const { return bytes().first; }
   /** Bytes. */
   std::size_t size() const { return bytes().second; }
+  /** Throws NotFoundError when there is nothing but noise. */
+  orq_disc disc() const {
+    auto found = sized<orq_disc>();
+    detail::check(orq_frame_get_disc(frame_, &found));
+    return found;
+  }
 #if defined(__cpp_lib_span)
   std::span<const std::uint8_t> pixels() const {
     const auto [first, count] = bytes();
@@ -367,6 +378,78 @@ class Video {
   orq_camera* camera_;
 };
 
+/** A place on the sensor, pixels from the top left. */
+struct SensorPixel {
+  int x = 0;
+  int y = 0;
+};
+
+/** The hot pixels of a whole sensor, as they were when it was made. Outlives its camera. */
+class HotPixels {
+ public:
+  explicit HotPixels(orq_hot_pixel_table* table) : table_(table) {}
+
+  orq_hot_pixel_counts counts() const {
+    auto counts = sized<orq_hot_pixel_counts>();
+    detail::check(orq_hot_pixel_table_get_counts(table_.get(), &counts));
+    return counts;
+  }
+  /** Those that are repaired by themselves, row by row. */
+  std::vector<SensorPixel> pixels() const {
+    std::vector<SensorPixel> places(static_cast<std::size_t>(counts().pixels));
+    std::int32_t index = 0;
+    for (SensorPixel& place : places) {
+      detail::check(orq_hot_pixel_table_get_pixel(table_.get(), index++, &place.x, &place.y));
+    }
+    return places;
+  }
+  std::vector<int> badRows() const {
+    std::vector<int> rows(static_cast<std::size_t>(counts().bad_rows));
+    std::int32_t index = 0;
+    for (int& row : rows) detail::check(orq_hot_pixel_table_get_bad_row(table_.get(), index++, &row));
+    return rows;
+  }
+  /** `format`: ORQ_TABLE_... */
+  void save(const std::string& path, int format, bool overwrite = false) const {
+    detail::check(orq_hot_pixel_table_save(table_.get(), path.c_str(), format, overwrite ? 1 : 0));
+  }
+
+ private:
+  detail::Owner<orq_hot_pixel_table, orq_hot_pixel_table_release> table_;
+};
+
+/** A video that is written to a file. Stopped and finished at the end of its life. */
+class Recording {
+ public:
+  explicit Recording(orq_recording* recording) : recording_(recording) {}
+
+  void stop() { detail::check(orq_recording_stop(get())); }
+  /** Throws TimeoutError when it still runs then. */
+  void wait(std::chrono::nanoseconds patience = forever) {
+    detail::check(orq_recording_wait(get(), patience == forever ? ORQ_FOREVER : detail::milliseconds(patience)));
+  }
+  orq_recording_state state() const {
+    auto now = sized<orq_recording_state>();
+    detail::check(orq_recording_get_state(get(), &now));
+    return now;
+  }
+  /** Frames that it lacks so far. */
+  std::vector<orq_missing_frames> missing() const {
+    std::vector<orq_missing_frames> found;
+    for (;;) {
+      auto gap = sized<orq_missing_frames>();
+      const orq_status status = orq_recording_get_missing(get(), found.size(), &gap);
+      if (status == ORQ_ERROR_NOT_FOUND) return found;
+      detail::check(status);
+      found.push_back(gap);
+    }
+  }
+  orq_recording* get() const noexcept { return recording_.get(); }
+
+ private:
+  detail::Owner<orq_recording, orq_recording_release> recording_;
+};
+
 /** A control's raw value, and whether it sets itself. */
 struct ControlValue {
   std::int64_t value = 0;
@@ -441,6 +524,19 @@ class Camera {
     orq_reader* opened = nullptr;
     detail::check(orq_reader_open(get(), &options, &opened));
     return Reader(opened);
+  }
+  /** What recording so would be like. */
+  orq_recording_plan planRecording(const std::string& path,
+                                   orq_recording_options options = sized<orq_recording_options>()) const {
+    auto plan = sized<orq_recording_plan>();
+    detail::check(orq_recording_plan_get(get(), path.c_str(), &options, &plan));
+    return plan;
+  }
+  /** Records every frame from the next one on. */
+  Recording record(const std::string& path, orq_recording_options options = sized<orq_recording_options>()) {
+    orq_recording* started = nullptr;
+    detail::check(orq_recording_start(get(), path.c_str(), &options, &started));
+    return Recording(started);
   }
   orq_stream_counters counters() const { return filled<orq_stream_counters>(orq_stream_get_counters); }
 
@@ -556,13 +652,36 @@ class Camera {
   void chooseNoDark() { detail::check(orq_dark_choice_set(get(), nullptr)); }
   void noDark() { detail::check(orq_dark_use(get(), nullptr)); }
   void repairHotPixels(bool on) { detail::check(orq_hot_pixels_repair(get(), on ? 1 : 0)); }
+  bool repairsHotPixels() const { return value<std::int32_t>(orq_hot_pixels_get_repair) != 0; }
+  /** The table in flash. Throws NotFoundError when there is none. */
+  HotPixels hotPixels() const { return HotPixels(value<orq_hot_pixel_table*>(orq_hot_pixels_read)); }
+  /** Takes a dark of the covered sensor and finds what stands out in it; saveHotPixels() puts that into flash. */
+  HotPixels findHotPixels(int frames = 0) {
+    auto options = sized<orq_dark_options>();
+    options.frames = frames;
+    orq_hot_pixel_table* found = nullptr;
+    detail::check(orq_hot_pixels_find(get(), &options, nullptr, nullptr, nullptr, &found));
+    return HotPixels(found);
+  }
 
   void saveFlash(const std::string& path, bool overwrite = false) {
     detail::check(orq_flash_save(get(), path.c_str(), overwrite ? 1 : 0, nullptr, nullptr));
   }
   /** Flash is saved first, in the user's state folder. */
-  void restoreFlash(const std::string& path) {
-    detail::check(orq_flash_restore(get(), path.c_str(), nullptr, nullptr, nullptr));
+  void restoreFlash(const std::string& path, bool otherCamera = false) {
+    detail::check(orq_flash_restore(get(), path.c_str(), otherCamera ? 1 : 0, nullptr, nullptr, nullptr));
+  }
+  /** Where flash was saved before it was last overwritten; empty: it was not. */
+  std::string flashBackup() const { return filled<orq_path>(orq_flash_get_backup).path; }
+  orq_flash_file flashFile(const std::string& path) const {
+    auto file = sized<orq_flash_file>();
+    detail::check(orq_flash_read_file(get(), path.c_str(), &file));
+    return file;
+  }
+  orq_flash_comparison compareFlash(const std::string& path) {
+    auto comparison = sized<orq_flash_comparison>();
+    detail::check(orq_flash_compare(get(), path.c_str(), nullptr, nullptr, &comparison));
+    return comparison;
   }
   std::string userId() const { return filled<orq_user_id>(orq_user_id_get).id; }
   void userId(const std::string& id) {
@@ -650,11 +769,97 @@ inline std::vector<orq_camera_entry> cameras(std::uint32_t flags = ORQ_LIST_USB)
   return entries;
 }
 
+/** Control `id` of the model with that key ("k1c") as the catalogue has it: see orq_model_control. */
+inline orq_control_info modelControl(const std::string& model, std::int32_t id) {
+  auto info = sized<orq_control_info>();
+  detail::check(orq_model_control(model.c_str(), id, &info));
+  return info;
+}
+
 /** The file in which settings are kept. Throws FileError when there is no place for it. */
 inline std::string settingsPath() {
   auto path = sized<orq_path>();
   detail::check(orq_settings_path(&path));
   return path.path;
+}
+
+/** Whose settings the camera of that name has: see orq_settings_get_owner. */
+inline std::string settingsOwner(const std::string& cameraName) {
+  auto owner = sized<orq_settings_owner>();
+  detail::check(orq_settings_get_owner(cameraName.c_str(), &owner));
+  return owner.name;
+}
+
+/** What is kept from one run to the next, owner by owner. */
+inline std::vector<orq_setting> settings() {
+  orq_setting_list* listed = nullptr;
+  detail::check(orq_settings_list(&listed));
+  const detail::Owner<orq_setting_list, orq_setting_list_release> list(listed);
+  std::int32_t count = 0;
+  detail::check(orq_setting_list_count(list.get(), &count));
+  std::vector<orq_setting> kept(static_cast<std::size_t>(count), sized<orq_setting>());
+  for (std::int32_t i = 0; i < count; ++i) {
+    detail::check(orq_setting_list_get(list.get(), i, &kept[static_cast<std::size_t>(i)]));
+  }
+  return kept;
+}
+
+/** Forgets the settings of one owner; nothing: of all of them. */
+inline void forgetSettings(const std::optional<std::string>& owner = std::nullopt) {
+  detail::check(orq_settings_forget(owner ? owner->c_str() : nullptr));
+}
+
+/** The user's log file. Throws FileError when there is no place for it. */
+inline std::string logPath() {
+  auto path = sized<orq_path>();
+  detail::check(orq_log_path(&path));
+  return path.path;
+}
+
+/** What the user states once for the files of all programs: see orq_profile. */
+inline orq_profile profile() {
+  auto stated = sized<orq_profile>();
+  detail::check(orq_profile_get(&stated));
+  return stated;
+}
+inline void profile(orq_profile stated) {
+  stated.size = sizeof stated;
+  detail::check(orq_profile_set(&stated));
+}
+inline void clearProfile() {
+  detail::check(orq_profile_clear());
+}
+
+/** Throws FileError when a program could not write that file with writeFile(). */
+inline void checkFile(const std::string& path, bool overwrite = false) {
+  detail::check(orq_file_check(path.c_str(), overwrite ? 1 : 0));
+}
+/** Writes a file that is either whole or not there. */
+inline void writeFile(const std::string& path, const std::string& text, bool overwrite = false) {
+  detail::check(orq_file_write(path.c_str(), reinterpret_cast<const std::uint8_t*>(text.data()), text.size(),
+                               overwrite ? 1 : 0));
+}
+
+/** Looks at a SER file of any program. */
+inline orq_ser_info serInfo(const std::string& path) {
+  auto info = sized<orq_ser_info>();
+  detail::check(orq_ser_get_info(path.c_str(), &info));
+  return info;
+}
+
+/** Makes a SER file whole that was cut off. */
+inline orq_ser_repaired repairSer(const std::string& path) {
+  auto repaired = sized<orq_ser_repaired>();
+  detail::check(orq_ser_repair(path.c_str(), &repaired));
+  return repaired;
+}
+
+/** Writes frame `frame`, from 1, of a SER file; the name of what was written. */
+inline std::string extractSer(const std::string& path, std::uint64_t frame, const std::string& to,
+                              orq_save_options options = sized<orq_save_options>()) {
+  auto written = sized<orq_path>();
+  detail::check(orq_ser_extract(path.c_str(), frame, to.c_str(), &options, &written));
+  return written.path;
 }
 
 /** Tells of cameras that are plugged in and unplugged, as long as it lives: see orq_watch_cameras. */

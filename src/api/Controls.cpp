@@ -14,7 +14,7 @@ using namespace orq::api;  // NOLINT(google-build-using-namespace)
 
 namespace {
 
-orq_control_info InfoOf(session::Camera& camera, const session::Control& control) {
+orq_control_info InfoOf(const session::Control& control, std::int64_t usual) {
   const session::ControlUnit unit = session::UnitOf(control.id);
   orq_control_info info{};
   info.size = sizeof info;
@@ -24,7 +24,7 @@ orq_control_info InfoOf(session::Camera& camera, const session::Control& control
   CopyText(unit.unit, info.unit);
   info.minimum = control.caps.minValue;
   info.maximum = control.caps.maxValue;
-  info.default_value = camera.DefaultOf(control);
+  info.default_value = usual;
   info.scale = unit.scale;
   info.automatic = control.caps.isAutoSupported != 0 ? 1 : 0;
   info.writable = control.caps.isWritable != 0 ? 1 : 0;
@@ -32,6 +32,19 @@ orq_control_info InfoOf(session::Camera& camera, const session::Control& control
 }
 
 }  // namespace
+
+orq_status orq_model_control(const char* model, int32_t id, orq_control_info* info) {
+  return Guarded([&] {
+    DemandText(model, "model");
+    DemandStruct(info, "info");
+    const ModelData* const found = FindModel(std::string_view(model));
+    if (found == nullptr) {
+      throw session::Failure(session::Status::NotFound, std::string("no model is called '") + model + "'");
+    }
+    const session::Control control = session::ControlOfModel(*found, id);
+    GiveStruct(InfoOf(control, control.caps.defaultValue), info);
+  });
+}
 
 orq_status orq_control_count(orq_camera* camera, int32_t* count) {
   return Guarded([&] {
@@ -49,7 +62,8 @@ orq_status orq_control_describe(orq_camera* camera, int32_t index, orq_control_i
       throw session::Failure(session::Status::Range,
                              "this camera has " + std::to_string(controls.size()) + " controls, counted from 0");
     }
-    GiveStruct(InfoOf(*opened, controls[static_cast<std::size_t>(index)]), info);
+    const session::Control& control = controls[static_cast<std::size_t>(index)];
+    GiveStruct(InfoOf(control, opened->DefaultOf(control)), info);
   });
 }
 
@@ -58,7 +72,8 @@ orq_status orq_control_find(orq_camera* camera, const char* name, orq_control_in
     const auto opened = CameraOf(camera);
     if (name == nullptr) throw session::Failure(session::Status::Invalid, "name is null");
     DemandStruct(info, "info");
-    GiveStruct(InfoOf(*opened, session::ControlOf(*opened, name)), info);
+    const session::Control control = session::ControlOf(*opened, name);
+    GiveStruct(InfoOf(control, opened->DefaultOf(control)), info);
   });
 }
 

@@ -1,4 +1,5 @@
-// Darks and hot pixels.
+#include "api/Darks.h"
+
 #include "api/Handles.h"
 #include "api/Structs.h"
 #include "session/camera/CameraControls.h"
@@ -6,7 +7,7 @@
 using namespace orq;       // NOLINT(google-build-using-namespace): the functions of the interface are global
 using namespace orq::api;  // NOLINT(google-build-using-namespace)
 
-namespace {
+namespace orq::api {
 
 orq_dark_info InfoOf(const session::DarkDescription& description) {
   const DarkFacts& facts = description.facts;
@@ -26,6 +27,18 @@ orq_dark_info InfoOf(const session::DarkDescription& description) {
   return info;
 }
 
+std::function<void(const DarkProgress&)> TellerOf(orq_dark_callback callback, void* user) {
+  if (callback == nullptr) return {};
+  return [callback, user](const DarkProgress& at) {
+    const orq_dark_progress progress{sizeof progress, at.frame, at.frames, 0, at.elapsedUs, at.exposureUs};
+    callback(user, &progress);
+  };
+}
+
+}  // namespace orq::api
+
+namespace {
+
 session::DarkTarget TargetOf(const char* path, bool overwrite) {
   return {path == nullptr ? std::nullopt : std::optional<std::string>(path), overwrite};
 }
@@ -38,13 +51,8 @@ orq_status orq_dark_take(orq_camera* camera, const char* path, const orq_dark_op
     const auto opened = CameraOf(camera);
     const orq_dark_options wanted = options == nullptr ? orq_dark_options{} : TakeStruct(options, "options");
     if (info != nullptr) DemandStruct(info, "info");
-    const auto tell = [callback, user](const DarkProgress& at) {
-      if (callback == nullptr) return;
-      const orq_dark_progress progress{sizeof progress, at.frame, at.frames, 0, at.elapsedUs, at.exposureUs};
-      callback(user, &progress);
-    };
     const session::DarkDescription taken =
-        session::TakeDark(*opened, TargetOf(path, wanted.overwrite != 0), wanted.frames, tell);
+        session::TakeDark(*opened, TargetOf(path, wanted.overwrite != 0), wanted.frames, TellerOf(callback, user));
     if (info != nullptr) GiveStruct(InfoOf(taken), info);
   });
 }
@@ -115,8 +123,4 @@ orq_status orq_dark_choice_set(orq_camera* camera, const char* path) {
     if (path == nullptr) return store.ChooseNone();
     store.Choose(path);
   });
-}
-
-orq_status orq_hot_pixels_repair(orq_camera* camera, int32_t on) {
-  return Guarded([&] { session::RepairHotPixels(*CameraOf(camera), on != 0); });
 }

@@ -1,7 +1,11 @@
 // Flash memory and the focus motor.
+#include <algorithm>
+#include <span>
+
 #include "api/Handles.h"
 #include "api/Structs.h"
 #include "session/camera/CameraFlash.h"
+#include "support/Hex.h"
 
 using namespace orq;       // NOLINT(google-build-using-namespace): the functions of the interface are global
 using namespace orq::api;  // NOLINT(google-build-using-namespace)
@@ -24,11 +28,6 @@ session::FlashSafety SafetyOf(const char* folder, orq_flash_callback callback, v
   return {folder == nullptr ? "" : folder, TellerOf(callback, user)};
 }
 
-const char* DemandText(const char* text, const char* name) {
-  if (text == nullptr) throw session::Failure(session::Status::Invalid, std::string(name) + " is null");
-  return text;
-}
-
 }  // namespace
 
 orq_status orq_flash_save(orq_camera* camera, const char* path, int32_t overwrite, orq_flash_callback callback,
@@ -39,11 +38,50 @@ orq_status orq_flash_save(orq_camera* camera, const char* path, int32_t overwrit
   });
 }
 
-orq_status orq_flash_restore(orq_camera* camera, const char* path, const char* backup_folder,
+orq_status orq_flash_restore(orq_camera* camera, const char* path, int32_t other_camera, const char* backup_folder,
                              orq_flash_callback callback, void* user) {
   return Guarded([&] {
     const auto opened = CameraOf(camera);
-    session::RestoreFlash(*opened, DemandText(path, "path"), SafetyOf(backup_folder, callback, user));
+    session::RestoreFlash(*opened, DemandText(path, "path"), other_camera != 0,
+                          SafetyOf(backup_folder, callback, user));
+  });
+}
+
+orq_status orq_flash_get_backup(orq_camera* camera, orq_path* path) {
+  return Guarded([&] {
+    const auto opened = CameraOf(camera);
+    DemandStruct(path, "path");
+    GivePath(opened->LastBackup(), path);
+  });
+}
+
+orq_status orq_flash_read_file(orq_camera* camera, const char* path, orq_flash_file* file) {
+  return Guarded([&] {
+    const auto opened = CameraOf(camera);
+    DemandStruct(file, "file");
+    const session::FlashFile read = session::ReadFlashFile(*opened, DemandText(path, "path"));
+    orq_flash_file given{};
+    given.bytes = static_cast<uint32_t>(read.image.bytes.size());
+    given.is_of_camera = read.isOfCamera ? 1 : 0;
+    given.usb_product_id = read.image.productId;
+    const std::span<const std::uint8_t> serial(read.image.serial.id);
+    if (std::ranges::any_of(serial, [](std::uint8_t byte) { return byte != 0; }))
+      CopyText(Hex(serial), given.serial);
+    GiveStruct(given, file);
+  });
+}
+
+orq_status orq_flash_compare(orq_camera* camera, const char* path, orq_flash_callback callback, void* user,
+                             orq_flash_comparison* comparison) {
+  return Guarded([&] {
+    const auto opened = CameraOf(camera);
+    DemandStruct(comparison, "comparison");
+    const std::string difference =
+        session::FlashDifference(*opened, DemandText(path, "path"), TellerOf(callback, user));
+    orq_flash_comparison given{};
+    given.same = difference.empty() ? 1 : 0;
+    CopyText(difference, given.difference);
+    GiveStruct(given, comparison);
   });
 }
 

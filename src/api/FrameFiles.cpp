@@ -4,13 +4,14 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <span>
 #include <string>
 
 #include "api/Handles.h"
 #include "api/Structs.h"
 #include "session/camera/CameraFiles.h"
 #include "session/files/FrameSaver.h"
-#include "session/files/Profile.h"
+#include "session/files/SafeFile.h"
 #include "session/fits/FitsCards.h"
 #include "session/frame/Clipping.h"
 #include "session/frame/Statistics.h"
@@ -246,17 +247,16 @@ orq_status orq_keywords_clear(orq_camera* camera) {
   });
 }
 
-orq_status orq_profile_apply(orq_camera* camera) {
+orq_status orq_file_check(const char* path, int32_t overwrite) {
   return Guarded([&] {
-    const auto opened = CameraOf(camera);
-    const session::Profile profile = session::Profile::Load(session::Profile::UsersPath());
-    const session::Camera::Use device(*opened);  // after the file, which may be slow to read
-    opened->ChangeOrigin([&](session::FrameOrigin& origin) {
-      session::FileContext& context = origin.context;
-      if (context.observer.empty()) context.observer = profile.Observer();
-      for (session::Keyword& keyword : profile.KeywordsBeside(context.keywords)) {
-        context.keywords.push_back(std::move(keyword));
-      }
-    });
+    session::DemandWritable(DemandText(path, "path"), overwrite != 0 ? Existing::Overwrite : Existing::Keep);
+  });
+}
+
+orq_status orq_file_write(const char* path, const uint8_t* bytes, size_t size, int32_t overwrite) {
+  return Guarded([&] {
+    DemandText(path, "path");
+    if (bytes == nullptr) throw session::Failure(session::Status::Invalid, "bytes is null");
+    session::WriteFile(path, std::span(bytes, size), overwrite != 0 ? Existing::Overwrite : Existing::Keep);
   });
 }

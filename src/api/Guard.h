@@ -40,4 +40,10 @@ Result& DemandResult(Result* result, const char* name) {
   return *result;
 }
 
+/// The same for a text.
+inline const char* DemandText(const char* text, const char* name) {
+  if (text == nullptr) throw session::Failure(session::Status::Invalid, std::string(name) + " is null");
+  return text;
+}
+
 }  // namespace orq::api

@@ -8,6 +8,9 @@
 #include "orqcam/orqcam.h"
 #include "session/CameraWatcher.h"
 #include "session/camera/Camera.h"
+#include "session/hotpixels/HotPixelView.h"
+#include "session/settings/KeptSettings.h"
+#include "session/recording/Recording.h"
 
 // Every handle begins with a mark, so that one of another kind is noticed.
 struct orq_camera {
@@ -33,6 +36,24 @@ struct orq_reader {
   std::uint32_t mark = kMark;
   std::shared_ptr<orq::session::Camera> camera;
   std::shared_ptr<orq::FrameReader> reader;
+};
+
+struct orq_setting_list {
+  static constexpr std::uint32_t kMark = 0x54544553;
+  std::uint32_t mark = kMark;
+  std::vector<orq::session::KeptSetting> settings;
+};
+
+struct orq_hot_pixel_table {
+  static constexpr std::uint32_t kMark = 0x50544F48;
+  std::uint32_t mark = kMark;
+  orq::session::HotPixelView view;
+};
+
+struct orq_recording {
+  static constexpr std::uint32_t kMark = 0x43455252;
+  std::uint32_t mark = kMark;
+  std::unique_ptr<orq::session::Recording> recording;
 };
 
 namespace orq::api {

@@ -1,5 +1,11 @@
-// Version and words.
+// Versions and words.
+#include <string>
+
 #include "api/Guard.h"
+#include "link/WireProtocol.h"
+#include "link/usb/LibusbPort.h"
+
+static_assert(ORQ_USB_VENDOR_ID == orq::wire::kVendorId);
 
 const char* orq_status_name(orq_status status) {
   switch (status) {
@@ -42,4 +48,9 @@ void orq_library_version(int32_t* major, int32_t* minor, int32_t* patch) {
   if (major != nullptr) *major = ORQCAM_VERSION_MAJOR;
   if (minor != nullptr) *minor = ORQCAM_VERSION_MINOR;
   if (patch != nullptr) *patch = ORQCAM_VERSION_PATCH;
+}
+
+const char* orq_usb_version(void) {
+  static const std::string version = orq::LibusbVersion();
+  return version.c_str();
 }

@@ -3,6 +3,8 @@
 #include <string_view>
 
 #include "api/Guard.h"
+#include "api/Structs.h"
+#include "session/files/StateDirectory.h"
 #include "support/DbgPrint.h"
 #include "support/TextSink.h"
 
@@ -39,5 +41,16 @@ orq_status orq_log_set(int32_t level, orq_log_callback callback, void* user) {
       const std::int32_t importance = LevelOf(stream, text);
       if (importance <= level) TellLines(text, importance, callback, user);
     });
+  });
+}
+
+orq_status orq_log_path(orq_path* path) {
+  return Guarded([&] {
+    DemandStruct(path, "path");
+    const std::string file = session::LogPath();
+    if (file.empty()) {
+      throw session::Failure(session::Status::File, "there is no place for a log: set HOME or XDG_STATE_HOME");
+    }
+    GivePath(file, path);
   });
 }

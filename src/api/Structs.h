@@ -87,4 +87,11 @@ void CopyText(std::string_view text, char (&to)[kBytes]) {
   std::memset(to + length, 0, kBytes - length);
 }
 
+/// Fills the caller's struct, which has passed `DemandStruct`.
+inline void GivePath(std::string_view text, orq_path* path) {
+  orq_path given{};
+  CopyText(text, given.path);
+  GiveStruct(given, path);
+}
+
 }  // namespace orq::api

@@ -69,9 +69,10 @@ void CCameraBase::InitVariable() {
   const std::size_t frameBytes = FullFrameBytes(*this, 2);
   ring = std::make_unique<CirBuf>(frameBytes, kRingFrames);
   ring->StartInstBufThr();
-  pImgBuf = orq::MakeLargeBuffer(frameBytes);
-  pBinBuf = orq::MakeLargeBuffer(frameBytes);
-  autoBuf = orq::MakeLargeBuffer(frameBytes);
+  // Written before they are read: what a camera's settings leave unused is never touched.
+  pImgBuf = orq::MakeLargeBufferForOverwrite(frameBytes);
+  pBinBuf = orq::MakeLargeBufferForOverwrite(frameBytes);
+  autoBuf = orq::MakeLargeBufferForOverwrite(frameBytes);
 }
 
 void CCameraBase::SysInfo() {

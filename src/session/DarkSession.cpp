@@ -69,7 +69,7 @@ DarkOutcome DarkSession::Collect(int frames, const DarkWatcher& watcher, DarkFac
   const int wanted = frames == 0 ? usual : frames;
   camera_.iDarkFrames = wanted;
   int taken = 0;
-  const DarkOutcome outcome = TakeFrames(wanted, watcher, taken);
+  DarkOutcome outcome = TakeFrames(wanted, watcher, taken);
   if (outcome.Done()) {
     Describe(taken, facts);
   } else {

@@ -20,26 +20,30 @@ INCLUDE = HERE.parent.parent / "include"
 HEADERS = sorted((INCLUDE / "orqcam").glob("*.h"))
 
 HANDLES = {"orq_camera": "camera", "orq_camera_list": "list", "orq_reader": "reader", "orq_frame": "frame",
-           "orq_watch": "watch"}
+           "orq_watch": "watch", "orq_setting_list": "settings", "orq_hot_pixel_table": "table",
+           "orq_recording": "recording"}
 
 # Where null is a value: "function parameter".
 MAY_BE_NULL = {
+    "orq_recording_plan_get options", "orq_recording_start options", "orq_ser_extract options",
     "orq_camera_open name", "orq_camera_open options", "orq_region_set applied", "orq_reader_open options",
     "orq_frame_save options", "orq_frame_save_files options", "orq_save_check options", "orq_dark_choice_set path", "orq_dark_take path", "orq_dark_check path", "orq_dark_copy to", "orq_frame_preview options", "orq_dark_take options", "orq_dark_take callback", "orq_dark_take user",
     "orq_dark_take info", "orq_flash_save callback", "orq_flash_save user", "orq_flash_restore backup_folder",
     "orq_flash_restore callback", "orq_flash_restore user", "orq_user_id_set backup_folder",
     "orq_user_id_set callback", "orq_user_id_set user", "orq_hot_pixels_save backup_folder",
     "orq_hot_pixels_save callback", "orq_hot_pixels_save user", "orq_dark_use path", "orq_log_set callback", "orq_log_set user", "orq_watch_cameras user", "orq_control_get mode",
+    "orq_flash_compare callback", "orq_flash_compare user", "orq_hot_pixels_find options", "orq_hot_pixels_find callback",
+    "orq_hot_pixels_find user", "orq_hot_pixels_find info", "orq_settings_get_owner camera_name", "orq_settings_forget owner",
 }
 # What a closed camera still answers.
 WORKS_CLOSED = {"orq_camera_close", "orq_camera_reopen", "orq_camera_event_fd", "orq_event_next",
-                "orq_camera_unplug_virtual", "orq_camera_replug_virtual", "orq_stream_get_counters"}
+                "orq_camera_unplug_virtual", "orq_camera_replug_virtual", "orq_stream_get_counters", "orq_flash_get_backup"}
 # What ends a video, or the camera.
 ENDS_VIDEO = {"orq_camera_close", "orq_camera_reopen", "orq_camera_unplug_virtual", "orq_camera_replug_virtual",
               "orq_capture_abort", "orq_video_stop"}
 # Refused as long as a capture runs.
 NOT_IN_VIDEO = {"orq_exposure_start", "orq_video_start", "orq_trigger_set_mode", "orq_flash_save", "orq_flash_restore",
-                "orq_user_id_set", "orq_hot_pixels_save"}
+                "orq_user_id_set", "orq_hot_pixels_save", "orq_hot_pixels_read", "orq_flash_compare"}
 # Values that mean nothing nearly everywhere. Whatever they are answered with, it is documented.
 ODD = {
     "int32_t": ["INT32_MIN", "-1", "INT32_MAX"], "uint32_t": ["UINT32_MAX"], "int64_t": ["INT64_MIN", "INT64_MAX"],
@@ -51,7 +55,7 @@ VALUES = {
     "const char*": '"x"', "void*": "&user", "int32_t*": "&i32", "uint32_t*": "&u32", "int64_t*": "&i64",
     "size_t*": "&bytes", "double*": "&f64", "const uint8_t**": "&data", "orq_log_callback": "log_line",
     "orq_watch_callback": "watched", "orq_dark_callback": "dark_told", "orq_flash_callback": "flash_told",
-    "uint8_t*": "&byte", "char*": "text",
+    "const uint8_t*": "&byte", "uint8_t*": "&byte", "char*": "text",
 }
 TEXTS = {"orq_camera_open name": '"virtual:k1c"', "orq_keyword_set keyword": '"OBSERVAT=here"'}
 
@@ -252,7 +256,8 @@ static void dark_told(void* user, const orq_dark_progress* progress) { (void)use
 static void flash_told(void* user, const orq_flash_progress* progress) { (void)user; (void)progress; }
 static void watched(void* user, int32_t in, const orq_camera_entry* entry) { (void)user; (void)in; (void)entry; }
 STRUCTS
-int main(void) {
+int main(int argc, char** argv) {
+  (void)argc;
   static unsigned char no_size[16384];
   static char text[256], endless[5001];
   int user = 0; int32_t i32 = 0; uint32_t u32 = 0; int64_t i64 = 0; size_t bytes = sizeof text; double f64 = 0;
@@ -261,6 +266,9 @@ int main(void) {
   orq_camera *camera = NULL, *new_camera = NULL; orq_camera_list *list = NULL, *new_list = NULL;
   orq_reader *reader = NULL, *new_reader = NULL; orq_frame *frame = NULL, *new_frame = NULL;
   orq_watch *watch = NULL, *new_watch = NULL;
+  orq_setting_list *settings = NULL, *new_settings = NULL; orq_hot_pixel_table *table = NULL, *new_table = NULL;
+  orq_recording *recording = NULL, *new_recording = NULL;
+  const orq_dark_options one_frame = {sizeof one_frame, 1, 0, 0};
   memset(endless, 'x', sizeof endless - 1);
   const orq_region corner = {sizeof corner, 0, 0, 64, 64, 1, ORQ_FORMAT_RAW8, 0};
   expect(orq_camera_open("virtual:t46c,timescale=0", NULL, &camera), ORQ_OK, "open");
@@ -268,15 +276,22 @@ int main(void) {
   expect(orq_list_cameras(ORQ_LIST_VIRTUAL, &list), ORQ_OK, "list");
   expect(orq_reader_open(camera, NULL, &reader), ORQ_OK, "reader");
   expect(orq_watch_cameras(watched, NULL, &watch), ORQ_OK, "watch");
+  expect(orq_settings_list(&settings), ORQ_OK, "settings");
+  expect(orq_hot_pixels_find(camera, &one_frame, NULL, NULL, NULL, &table), ORQ_OK, "table");
   expect(orq_exposure_start(camera, 1000), ORQ_OK, "exposure");
   expect(orq_frame_wait(camera, 30000, &frame), ORQ_OK, "frame");
   (void)no_size; (void)text; (void)user; (void)i32; (void)u32; (void)i64; (void)bytes; (void)f64; (void)data; (void)byte;
-  (void)new_camera; (void)new_list; (void)new_reader; (void)new_frame; (void)new_watch;
+  (void)new_camera; (void)new_list; (void)new_reader; (void)new_frame; (void)new_watch; (void)new_settings; (void)new_table;
+  (void)new_recording;
+  expect(orq_recording_start(camera, argv[1], NULL, &recording), ORQ_OK, "recording");
   CALLS
+  orq_recording_release(recording);
   orq_frame_release(frame);
   orq_reader_release(reader);
   orq_camera_list_release(list);
   orq_watch_release(watch);
+  orq_setting_list_release(settings);
+  orq_hot_pixel_table_release(table);
   orq_camera_release(camera);
   printf("%d calls, %d failures\n", calls, failures);
   return failures != 0;
@@ -296,7 +311,7 @@ def main():
                         f"-L{folder}", "-lorqcam", f"-Wl,-rpath,{folder}"], check=True)
         # Some calls write files: nothing of the user's.
         own = {"HOME": work, "XDG_CONFIG_HOME": work, "XDG_STATE_HOME": work}
-        ran = subprocess.run([binary], timeout=100, capture_output=True, text=True, check=False, cwd=work,
+        ran = subprocess.run([binary, Path(work) / "a.ser"], timeout=100, capture_output=True, text=True, check=False, cwd=work,
                              env=os.environ | own)
         print(ran.stdout, ran.stderr, sep="")
         return ran.returncode

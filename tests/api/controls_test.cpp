@@ -6,6 +6,7 @@
 
 #include "Camera.h"
 #include "models/table/ModelData.h"
+#include "orqcam/orqcam.hpp"
 #include "virtual/device/DeviceReadings.h"
 
 namespace orq {
@@ -286,6 +287,20 @@ TEST(ApiGps, LinesBeyondTheRegionMeanNoGpsTime) {
   ASSERT_EQ(orq_gps_set_lines(camera.camera, &lines), ORQ_OK);
   EXPECT_EQ(orq_gps_check(camera.camera), ORQ_ERROR_STATE);
   EXPECT_EQ(orq_gps_check(ApiCamera().camera), ORQ_ERROR_UNSUPPORTED);
+}
+
+TEST(ApiModelControl, EveryModelsLimitsAreThoseOfItsRow) {
+  for (const ModelData& model : AllModels()) {
+    const std::string key(model.key);
+    const orq_control_info gain = modelControl(key, ORQ_CONTROL_GAIN);
+    EXPECT_STREQ(gain.name, "Gain");
+    EXPECT_EQ(gain.minimum, model.limits.gainMin) << key;
+    EXPECT_EQ(gain.maximum, model.limits.gainMax) << key;
+    EXPECT_EQ(modelControl(key, ORQ_CONTROL_TEMPERATURE).scale, 10);
+    EXPECT_THROW(modelControl(key, ORQ_CONTROL_ROLLING_INTERVAL + 1), RangeError);
+    EXPECT_THROW(modelControl(key, -1), RangeError);
+  }
+  EXPECT_THROW(modelControl("none", ORQ_CONTROL_GAIN), NotFoundError);
 }
 
 orq_gain_preset PresetOf(orq_camera* camera, int32_t preset) {

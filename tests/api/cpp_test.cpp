@@ -1,7 +1,6 @@
 // The C++ header: values, ranges, exceptions.
 #include "orqcam/orqcam.hpp"
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <thread>
@@ -133,7 +132,6 @@ TEST(Cpp, AWatchLivesAsLongAsItsObject) {
 
 TEST(Cpp, ADarkIsCheckedTakenAndCopied) {
   const TempDirectory folder;
-  ::setenv("XDG_STATE_HOME", folder.Path().c_str(), 1);
   orq::Camera camera("virtual:h53m,timescale=0,scene=dark");
   const std::string path = folder.File("dark.bmp");
   EXPECT_THROW(camera.checkDark(folder.File("none/dark.bmp")), orq::FileError);
@@ -158,7 +156,6 @@ TEST(Cpp, ADarkIsCheckedTakenAndCopied) {
   camera.copyToOwnDark(path);
   EXPECT_EQ(camera.darkChoice().is_kept, 1);
   EXPECT_STREQ(camera.darkChoice().chosen, camera.darkChoice().kept);
-  ::unsetenv("XDG_STATE_HOME");
 }
 
 TEST(Cpp, RegistersAreWrittenReadAndRequested) {

@@ -1,11 +1,14 @@
 // Darks and hot pixels through the C interface.
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <future>
+#include <iterator>
+#include <utility>
+#include <vector>
 
 #include "Camera.h"
 #include "models/table/ModelData.h"
+#include "orqcam/orqcam.hpp"
 #include "unit/support/TempDirectory.h"
 
 namespace orq {
@@ -18,7 +21,6 @@ using test::Quick;
 
 TEST(ApiDarks, TheUsersChoiceIsKeptForTheCamera) {
   const TempDirectory folder;
-  ::setenv("XDG_STATE_HOME", folder.Path().c_str(), 1);
   const std::string name = Quick("k1c", ",serial=0123456789abcdef");
   const auto choice = [](orq_camera* camera) {
     orq_dark_choice made{};
@@ -48,13 +50,11 @@ TEST(ApiDarks, TheUsersChoiceIsKeptForTheCamera) {
   ASSERT_EQ(orq_dark_choice_set(later.camera, nullptr), ORQ_OK);
   EXPECT_STREQ(choice(later.camera).chosen, "");
   EXPECT_STREQ(choice(later.camera).trouble, "");
-  ::unsetenv("XDG_STATE_HOME");
 }
 
 TEST(ApiDarks, TheCamerasOwnDarkIsKeptChosenReadAndCopied) {
   const TempDirectory folder;
-  ::setenv("XDG_STATE_HOME", folder.Path().c_str(), 1);
-  const ApiCamera camera("virtual:h53m,timescale=0.01,scene=dark,serial=0123456789abcdef");
+  const ApiCamera camera("virtual:h53m,timescale=0.01,scene=dark,serial=0011223344556677");
   EXPECT_EQ(orq_dark_check(camera.camera, nullptr, 0), ORQ_OK) << orq_last_error();
   EXPECT_EQ(orq_dark_check(camera.camera, folder.File("none/x.bmp").c_str(), 0), ORQ_ERROR_FILE);
   EXPECT_EQ(orq_dark_check(camera.camera, folder.File("x.png").c_str(), 0), ORQ_ERROR_INVALID);
@@ -65,7 +65,7 @@ TEST(ApiDarks, TheCamerasOwnDarkIsKeptChosenReadAndCopied) {
     ASSERT_EQ(orq_dark_take(camera.camera, nullptr, &options, nullptr, nullptr, &taken), ORQ_OK)
         << orq_last_error();
   }
-  EXPECT_STREQ(taken.serial, "0123456789abcdef");
+  EXPECT_STREQ(taken.serial, "0011223344556677");
   EXPECT_STREQ(taken.model, "Tavix ORQ-H53M");
   orq_dark_choice choice{};
   choice.size = sizeof choice;
@@ -90,7 +90,6 @@ TEST(ApiDarks, TheCamerasOwnDarkIsKeptChosenReadAndCopied) {
   ASSERT_EQ(orq_dark_choice_get(camera.camera, &choice), ORQ_OK);
   EXPECT_STREQ(choice.chosen, choice.kept) << "a dark that comes to the own place is chosen";
   EXPECT_EQ(orq_dark_read(ApiCamera().camera, copy.c_str(), &read), ORQ_ERROR_RANGE) << "of another sensor";
-  ::unsetenv("XDG_STATE_HOME");
 }
 
 TEST(ApiDarks, ADarkIsTakenUsedAndToldOfInTheHeader) {
@@ -239,6 +238,99 @@ TEST(ApiDarks, WithoutATableThereAreNoHotPixelsToRepair) {
   const ApiCamera camera;
   EXPECT_EQ(orq_hot_pixels_repair(camera.camera, 1), ORQ_ERROR_STATE) << orq_last_error();
   EXPECT_EQ(orq_hot_pixels_repair(camera.camera, 0), ORQ_OK);
+}
+
+constexpr int kWidth = 64;
+constexpr int kHeight = 48;
+constexpr int kBadRow = 30;
+const std::vector<std::pair<int, int>> kHot = {{10, 7}, {11, 7}, {40, 20}, {63, 47}};
+
+/// A camera that plays a dark in which some pixels and every second one of a row stand out.
+class ApiHotPixelTable : public ::testing::Test {
+ protected:
+  ApiHotPixelTable() : camera_(Name()) {}
+
+  std::string Name() const {
+    std::string pixels(std::size_t{kWidth} * kHeight, 10);
+    const auto mark = [&](int x, int y) { pixels[static_cast<std::size_t>(y * kWidth + x)] = 90; };
+    for (const auto& [x, y] : kHot) mark(x, y);
+    for (int x = 0; x < kWidth; x += 2) mark(x, kBadRow);
+    std::ofstream(folder_.File("dark.pgm"), std::ios::binary) << "P5\n"
+                                                              << kWidth << " " << kHeight << "\n255\n"
+                                                              << pixels;
+    return "virtual:replay,timescale=0,file=" + folder_.File("dark.pgm");
+  }
+  std::string Text(const std::string& name) const {
+    std::ifstream file(folder_.File(name), std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+
+  const TempDirectory folder_;
+  Camera camera_;
+};
+
+void ExpectTheMarked(const HotPixels& table) {
+  const orq_hot_pixel_counts counts = table.counts();
+  EXPECT_EQ(counts.width, kWidth);
+  EXPECT_EQ(counts.height, kHeight);
+  EXPECT_EQ(counts.left_out, 0);
+  std::vector<std::pair<int, int>> places;
+  for (const SensorPixel& pixel : table.pixels()) places.emplace_back(pixel.x, pixel.y);
+  EXPECT_EQ(places, kHot);
+  EXPECT_EQ(table.badRows(), std::vector<int>{kBadRow});
+}
+
+TEST_F(ApiHotPixelTable, AreFoundInADarkStoredAndReadAgain) {
+  EXPECT_THROW(camera_.hotPixels(), NotFoundError) << "a new camera's flash is empty";
+  EXPECT_THROW(camera_.repairHotPixels(true), StateError);
+  EXPECT_FALSE(camera_.repairsHotPixels());
+  const auto before = std::distance(std::filesystem::directory_iterator(folder_.Path()), {});
+  const HotPixels found = camera_.findHotPixels(2);
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder_.Path()), {}), before) << "it is in no file";
+  ExpectTheMarked(found);
+  const std::string backups = folder_.File("backups");
+  check(orq_hot_pixels_save(camera_.get(), backups.c_str(), nullptr, nullptr));
+  EXPECT_EQ(camera_.flashBackup().rfind(backups, 0), 0U);
+  ExpectTheMarked(camera_.hotPixels());
+  camera_.repairHotPixels(true);
+  EXPECT_TRUE(camera_.repairsHotPixels());
+  camera_.repairHotPixels(false);
+  EXPECT_FALSE(camera_.repairsHotPixels());
+}
+
+TEST_F(ApiHotPixelTable, ATableOutlivesItsCameraAndBecomesFiles) {
+  const HotPixels table = camera_.findHotPixels(1);
+  camera_.close();
+  table.save(folder_.File("hot.csv"), ORQ_TABLE_CSV);
+  std::string expected = "x_px,y_px,value\n10,7,1\n11,7,1\n40,20,1\n";
+  for (int x = 0; x < kWidth; x += 2) expected += std::to_string(x) + ",30,2\n";
+  EXPECT_EQ(Text("hot.csv"), expected + "63,47,1\n");
+  EXPECT_THROW(table.save(folder_.File("hot.csv"), ORQ_TABLE_BMP), FileError) << "it is there";
+  table.save(folder_.File("hot.csv"), ORQ_TABLE_BMP, true);
+  EXPECT_EQ(Text("hot.csv").substr(0, 2), "BM");
+  table.save(folder_.File("hot"), ORQ_TABLE_PNG);
+  EXPECT_EQ(Text("hot").substr(0, 4), "\x89PNG");
+  EXPECT_THROW(table.save(folder_.File("x"), 3), InvalidError);
+  EXPECT_THROW(table.save(folder_.File("none/x"), ORQ_TABLE_CSV), FileError);
+}
+
+TEST_F(ApiHotPixelTable, TheTableKnowsItsEnd) {
+  orq_hot_pixel_table* table = nullptr;
+  orq_dark_info info{};
+  info.size = sizeof info;
+  check(orq_hot_pixels_find(camera_.get(), nullptr, nullptr, nullptr, &info, &table));
+  EXPECT_EQ(info.frames, 5) << "of a short exposure";
+  EXPECT_EQ(info.bad_rows, 1);
+  std::int32_t x = 0;
+  std::int32_t y = 0;
+  EXPECT_EQ(orq_hot_pixel_table_get_pixel(table, 3, &x, &y), ORQ_OK);
+  EXPECT_EQ(std::pair(x, y), kHot.back());
+  EXPECT_EQ(orq_hot_pixel_table_get_pixel(table, 4, &x, &y), ORQ_ERROR_RANGE);
+  EXPECT_EQ(orq_hot_pixel_table_get_pixel(table, -1, &x, &y), ORQ_ERROR_RANGE);
+  EXPECT_EQ(orq_hot_pixel_table_get_bad_row(table, 1, &y), ORQ_ERROR_RANGE);
+  orq_hot_pixel_table_release(table);
+  const orq_dark_options many{sizeof many, 17, 0, 0};
+  EXPECT_EQ(orq_hot_pixels_find(camera_.get(), &many, nullptr, nullptr, nullptr, &table), ORQ_ERROR_RANGE);
 }
 
 }  // namespace

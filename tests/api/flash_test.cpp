@@ -45,17 +45,76 @@ TEST(ApiFlash, AnIdIsStoredAfterABackupThatBringsTheOldOneBack) {
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(backups), {}), 1);
   EXPECT_EQ(orq_user_id_set(camera.camera, "too long an id", backups.c_str(), nullptr, nullptr),
             ORQ_ERROR_INVALID);
-  ASSERT_EQ(orq_flash_restore(camera.camera, folder.File("before").c_str(), backups.c_str(), nullptr, nullptr),
+  ASSERT_EQ(orq_flash_restore(camera.camera, folder.File("before").c_str(), 0, backups.c_str(), nullptr, nullptr),
             ORQ_OK)
       << orq_last_error();
-  ASSERT_EQ(orq_camera_close(camera.camera), ORQ_OK);
-  ASSERT_EQ(orq_camera_reopen(camera.camera), ORQ_OK);
   EXPECT_EQ(UserIdOf(camera), "");
-  EXPECT_EQ(orq_flash_restore(camera.camera, folder.File("none").c_str(), backups.c_str(), nullptr, nullptr),
+  EXPECT_EQ(orq_flash_restore(camera.camera, folder.File("none").c_str(), 0, backups.c_str(), nullptr, nullptr),
             ORQ_ERROR_FILE);
   const ApiCamera other(Quick("k1m"));
-  EXPECT_EQ(orq_flash_restore(other.camera, folder.File("before").c_str(), backups.c_str(), nullptr, nullptr),
+  EXPECT_EQ(orq_flash_restore(other.camera, folder.File("before").c_str(), 0, backups.c_str(), nullptr, nullptr),
             ORQ_ERROR_INVALID);
+}
+
+orq_flash_file FileOf(const ApiCamera& camera, const std::string& path) {
+  orq_flash_file file{};
+  file.size = sizeof file;
+  EXPECT_EQ(orq_flash_read_file(camera.camera, path.c_str(), &file), ORQ_OK) << orq_last_error();
+  return file;
+}
+
+std::string BackupOf(const ApiCamera& camera) {
+  orq_path path{};
+  path.size = sizeof path;
+  EXPECT_EQ(orq_flash_get_backup(camera.camera, &path), ORQ_OK) << orq_last_error();
+  return path.path;
+}
+
+TEST(ApiFlash, AFileTellsWhoseItIsAndAnotherCameraTakesItWhenTold) {
+  const TempDirectory folder;
+  const std::string path = folder.File("flash");
+  const std::string backups = folder.File("backups");
+  const ApiCamera camera(Quick("k1c", ",serial=0123456789abcdef"));
+  const ApiCamera other(Quick("k1c", ",serial=fedcba9876543210"));
+  ASSERT_EQ(orq_user_id_set(camera.camera, "north", backups.c_str(), nullptr, nullptr), ORQ_OK)
+      << orq_last_error();
+  ASSERT_EQ(orq_flash_save(camera.camera, path.c_str(), 0, nullptr, nullptr), ORQ_OK) << orq_last_error();
+  const orq_flash_file file = FileOf(camera, path);
+  EXPECT_EQ(file.bytes, 262'144U) << "a record area of three sectors and the parameters' sector, 64 KiB each";
+  EXPECT_EQ(file.is_of_camera, 1);
+  EXPECT_STREQ(file.serial, "0123456789abcdef");
+  EXPECT_EQ(FileOf(other, path).is_of_camera, 0);
+
+  EXPECT_EQ(BackupOf(other), "");
+  EXPECT_EQ(orq_flash_restore(other.camera, path.c_str(), 0, backups.c_str(), nullptr, nullptr),
+            ORQ_ERROR_INVALID);
+  EXPECT_EQ(BackupOf(other), "") << "nothing was to be overwritten";
+  orq_flash_comparison comparison{};
+  comparison.size = sizeof comparison;
+  ASSERT_EQ(orq_flash_compare(other.camera, path.c_str(), nullptr, nullptr, &comparison), ORQ_OK);
+  EXPECT_EQ(comparison.same, 0);
+  EXPECT_NE(std::string(comparison.difference).find("at 0x70000"), std::string::npos) << "the id's page";
+  ASSERT_EQ(orq_flash_restore(other.camera, path.c_str(), 1, backups.c_str(), nullptr, nullptr), ORQ_OK)
+      << orq_last_error();
+  ASSERT_EQ(orq_flash_compare(other.camera, path.c_str(), nullptr, nullptr, &comparison), ORQ_OK);
+  EXPECT_EQ(comparison.same, 1);
+  EXPECT_STREQ(comparison.difference, "");
+  EXPECT_EQ(UserIdOf(other), "north");
+  ASSERT_EQ(orq_camera_close(other.camera), ORQ_OK);
+  EXPECT_EQ(BackupOf(other).rfind(backups + "/flash-fedcba9876543210-", 0), 0U) << BackupOf(other);
+}
+
+TEST(ApiFlash, AnAbortAfterTheBackupChangesNothing) {
+  const TempDirectory folder;
+  const ApiCamera camera(Quick("k1c"));
+  const auto stopAtTheEnd = [](void* user, const orq_flash_progress* at) {
+    if (at->done == at->total) orq_capture_abort(static_cast<orq_camera*>(user));
+  };
+  EXPECT_EQ(orq_user_id_set(camera.camera, "north", folder.File("backups").c_str(), stopAtTheEnd, camera.camera),
+            ORQ_ERROR_CANCELLED);
+  EXPECT_STREQ(orq_last_error(), "interrupted; nothing was changed");
+  EXPECT_EQ(BackupOf(camera), "");
+  EXPECT_EQ(UserIdOf(camera), "");
 }
 
 TEST(ApiFlash, WorkKeepsTheCameraOpenAndIsEndedByAnAbort) {

@@ -1,10 +1,14 @@
 // Settings that a camera keeps, each in the folder that it was opened with.
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <optional>
 
 #include "Camera.h"
+#include "orqcam/orqcam.hpp"
 #include "settings/XmlStore.h"
 #include "unit/support/TempDirectory.h"
 
@@ -193,6 +197,91 @@ TEST_F(ApiSettings, ATableOfHotPixelsThatIsGoneIsTold) {
   }
   const ApiCamera later(Quick("k1c"), &load);
   EXPECT_EQ(Told(later, ORQ_EVENT_UNCORRECTED), "hot pixels are not repaired: their table cannot be loaded");
+}
+
+TEST_F(ApiSettings, WhatIsKeptIsListedAndForgottenOwnerByOwner) {
+  EXPECT_TRUE(settings().empty());
+  forgetSettings();
+  const orq_open_options load = Options(ORQ_SETTINGS_LOAD, "");
+  for (const char* const model : {"k1c", "x26m"}) {
+    const ApiCamera camera(Quick(model), &load);
+    SetGain(camera, 42);
+    EXPECT_EQ(orq_settings_keep(camera.camera), ORQ_OK) << orq_last_error();
+  }
+  EXPECT_EQ(settingsOwner("virtual:k1c"), "virtual Tavix ORQ-K1C");
+  EXPECT_THROW(settingsOwner("virtual:none"), InvalidError);
+  EXPECT_THROW(settingsOwner("serial:0123456789abcdef"), NotFoundError);
+  int gains = 0;
+  bool hasText = false;
+  for (const orq_setting& setting : settings()) {
+    const std::string name = setting.name;
+    if (name == "Exposure") {
+      EXPECT_STREQ(setting.unit, "us");
+    }
+    if (name == "BMPPATH") hasText = setting.is_text == 1;
+    if (name != "Gain") continue;
+    ++gains;
+    EXPECT_EQ(setting.is_text, 0);
+    EXPECT_EQ(setting.number, 42);
+  }
+  EXPECT_EQ(gains, 2);
+  EXPECT_TRUE(hasText);
+  forgetSettings("virtual Tavix ORQ-K1C");
+  ASSERT_FALSE(settings().empty());
+  for (const orq_setting& setting : settings()) EXPECT_STREQ(setting.owner, "virtual Tavix ORQ-X26M");
+  forgetSettings();
+  EXPECT_TRUE(settings().empty());
+  std::ofstream(Path()) << "wreck";
+  EXPECT_THROW(settings(), FileError);
+}
+
+TEST_F(ApiSettings, AProfileIsStatedAsAWhole) {
+  EXPECT_STREQ(profile().observer, "");
+  EXPECT_TRUE(std::isnan(profile().latitude_deg));
+  orq_profile stated = profile();
+  std::snprintf(stated.telescope, sizeof stated.telescope, "Newton 150/750");
+  stated.latitude_deg = -33.25;
+  profile(stated);
+  EXPECT_STREQ(profile().telescope, "Newton 150/750");
+  EXPECT_EQ(profile().latitude_deg, -33.25);
+  EXPECT_TRUE(std::isnan(profile().elevation_m));
+
+  stated.latitude_deg = 90.5;
+  try {
+    profile(stated);
+    ADD_FAILURE();
+  } catch (const InvalidError& error) {
+    EXPECT_STREQ(error.what(), "latitude 90.5 is not from -90 to 90 deg");
+  }
+  stated.latitude_deg = 0;
+  stated.site[0] = '\n';
+  EXPECT_THROW(profile(stated), InvalidError);
+  std::fill(std::begin(stated.site), std::end(stated.site), 'x');
+  EXPECT_THROW(profile(stated), InvalidError) << "it has no end";
+  EXPECT_EQ(profile().latitude_deg, -33.25) << "nothing was changed";
+  clearProfile();
+  EXPECT_STREQ(profile().telescope, "");
+}
+
+TEST_F(ApiSettings, AFileIsWholeOrNotThere) {
+  const std::string path = folder.File("report.txt");
+  EXPECT_NO_THROW(checkFile(path));
+  writeFile(path, "first");
+  EXPECT_THROW(checkFile(path), FileError);
+  EXPECT_THROW(writeFile(path, "second"), FileError);
+  writeFile(path, "second", true);
+  std::string text;
+  std::getline(std::ifstream(path), text);
+  EXPECT_EQ(text, "second");
+  EXPECT_THROW(checkFile(folder.File("none/report.txt")), FileError);
+}
+
+TEST(ApiLibrary, TellsWhatAReportOfAFaultNeeds) {
+  EXPECT_EQ(std::string(orq_usb_version()).rfind("1.", 0), 0U);
+  ::setenv("XDG_STATE_HOME", "/tmp/state", 0);  // asked for once in a process
+  const std::string log = logPath();
+  EXPECT_EQ(log.front(), '/') << log;
+  EXPECT_NE(log.find("/orqcam/orqcam.log"), std::string::npos) << log;
 }
 
 }  // namespace

@@ -83,7 +83,7 @@ class Tests(CliTest):
         self.assertEqual(values["id"], "guider")
 
     def test_without_a_backup_no_id_is_stored(self):
-        message = self.fail_with(1, "-c", self.camera + ",flashread@9,flashread@10,flashread@11", "id", "set", "x",
+        message = self.fail_with(1, "-c", self.camera + ",flashread@10,flashread@11,flashread@12", "id", "set", "x",
                                  "--yes")
         self.assertIn("cannot read flash at 0x44000", message)
         open(self.path("file"), "w", encoding="ascii").close()

@@ -3,9 +3,8 @@
 
     check_faces.py FACES
 
-A file of a face includes files of its own face and the installed headers. What still goes below is listed here, file by
-file, and a listed file that has no need of it any more is a breach as well: the list only gets shorter. Prints one line
-per breach and fails if there is any.
+A file of a face includes files of its own face and the installed headers. Prints one line per breach and fails if there
+is any.
 """
 
 import re
@@ -16,16 +15,6 @@ INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
 
 # Words and numbers as users write and read them; no device is behind them.
 PLAIN_TEXT = {"cli": ("support/Text.h", "session/text/Units.h")}
-
-STILL_BELOW = {
-    "cli/camera/ControlAccess.h", "cli/camera/DarkWork.h", "cli/camera/FlashWork.cpp", "cli/camera/FlashWork.h",
-    "cli/camera/Session.cpp", "cli/camera/Session.h", "cli/commands/CommandDumpControls.cpp",
-    "cli/commands/CommandFlash.cpp", "cli/commands/CommandProfile.cpp", "cli/commands/CommandReport.cpp",
-    "cli/commands/CommandSettings.cpp", "cli/commands/frames/CommandHotPixels.cpp",
-    "cli/commands/report/KernelLines.cpp", "cli/main.cpp", "cli/output/ExitCodes.h", "cli/output/HotPixelView.cpp",
-    "cli/output/HotPixelView.h", "cli/output/Output.h",
-}
-
 
 def below(faces, path):
     """What `path` includes that is neither its face's nor plain text."""
@@ -38,22 +27,17 @@ def below(faces, path):
     return found
 
 
-def check(faces, still_below=frozenset(STILL_BELOW)):
+def check(faces):
     """All breaches under `faces`, as lines of text."""
     breaches = []
-    seen = set()
+    seen = False
     for path in sorted(faces.rglob("*")):
         if path.suffix not in (".h", ".hpp", ".cpp", ".c"):
             continue
+        seen = True
         name = path.relative_to(faces).as_posix()
-        seen.add(name)
-        found = below(faces, path)
-        if name not in still_below:
-            breaches += [f"{name}: must not include {target}: what it needs belongs into the public library"
-                         for target in found]
-        elif not found:
-            breaches.append(f"{name}: goes below no more: take it off the list")
-    breaches += [f"{name}: is not there any more: take it off the list" for name in sorted(still_below - seen)]
+        breaches += [f"{name}: must not include {target}: what it needs belongs into the public library"
+                     for target in below(faces, path)]
     if not seen:
         breaches.append(f"{faces}: no sources found")
     return breaches

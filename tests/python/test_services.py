@@ -8,6 +8,9 @@ import orqcam
 import pytest
 from conftest import PATIENCE, QUICK, corner
 from orqcam import expert
+from orqcam._controls import CONTROLS
+
+HEADER = (Path(__file__).resolve().parents[2] / "include/orqcam/orqcam.h").read_text(encoding="utf-8")
 
 
 def test_the_lens_is_moved_and_stays_where_it_is():
@@ -118,10 +121,18 @@ def test_engineers_read_and_write_registers(camera):
         expert.read_register(camera, "cooler", 0)
 
 
+def test_every_control_is_an_attribute():
+    there = {int(number) for number in re.findall(r"ORQ_CONTROL_\w+ = (\d+)", HEADER)}
+    assert len(there) >= 30 and {number for _, number, _ in CONTROLS} == there
+    with orqcam.open(f"virtual:d6m,{QUICK}") as camera:
+        camera.readout_mode = 1
+        assert camera.readout_mode == 1 == camera.readout_mode.max and camera.readout_mode.description
+        assert corner(camera).expose(0.01, timeout=PATIENCE).info.readout_mode == 1
+
+
 def test_every_status_has_its_exception():
-    header = (Path(__file__).resolve().parents[2] / "include/orqcam/orqcam.h").read_text(encoding="utf-8")
     there = {name.replace("_", "").lower(): int(number)
-             for name, number in re.findall(r"ORQ_ERROR_(\w+) = (-\d+)", header)}
+             for name, number in re.findall(r"ORQ_ERROR_(\w+) = (-\d+)", HEADER)}
     classes = {kind.__name__.removesuffix("Error").lower(): kind.status for kind in vars(orqcam).values()
                if isinstance(kind, type) and issubclass(kind, orqcam.Error) and kind is not orqcam.Error}
     assert len(there) >= 14 and classes == there

@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cmath>
 
+#include "options/Quantities.h"
 #include "session/text/Units.h"
 #include "support/Text.h"
 
@@ -17,7 +18,8 @@ bool IsSwitch(const orq_control_info& control) {
 
 // As a user writes it: "200ms" for exposures, "12.0", "300".
 std::string ValueText(const orq_control_info& control, std::int64_t raw) {
-  if (control.id == ORQ_CONTROL_EXPOSURE && raw >= 0) return ExposureText(static_cast<std::uint64_t>(raw));
+  if (control.id == ORQ_CONTROL_EXPOSURE && raw >= 0)
+    return session::ExposureText(static_cast<std::uint64_t>(raw));
   if (control.scale == 1) return std::to_string(raw);
   const std::string text = Number(static_cast<double>(raw) / control.scale);
   return text.find_first_of(".e") == std::string::npos ? text + ".0" : text;
@@ -77,7 +79,7 @@ ControlChange ParseChange(const orq_control_info& control, std::string_view text
 
 void DemandWithin(const orq_control_info& control, const ControlChange& change) {
   if (change.automatic) return;
-  if (const auto beyond = Beyond(control, change.raw)) throw CliError(Status::Range, *beyond);
+  if (const auto beyond = Beyond(control, change.raw)) throw CliError(ORQ_ERROR_RANGE, *beyond);
 }
 
 void WriteControl(Device& camera, const orq_control_info& control, const ControlChange& change) {

@@ -28,7 +28,7 @@ struct ControlChange {
   std::int64_t raw = 0;
   bool automatic = false;
 };
-/// "300", "on", "auto", "200ms" (exposure), "-5.5" (temperatures). Throws Failure (usage).
+/// "300", "on", "auto", "200ms" (exposure), "-5.5" (temperatures). Throws CliError (usage).
 ControlChange ParseChange(const orq_control_info& control, std::string_view text);
 /// Throws CliError when the value is beyond the control's limits.
 void DemandWithin(const orq_control_info& control, const ControlChange& change);

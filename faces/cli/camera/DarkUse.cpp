@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "options/Quantities.h"
 #include "output/Progress.h"
 #include "output/Signals.h"
 #include "session/text/Units.h"
@@ -42,14 +43,11 @@ int ParseFrames(const std::string& text) {
   return static_cast<int>(frames);
 }
 
-orq_dark_info TakeDark(Device& camera, const std::optional<std::string>& path, int frames, bool overwrite) {
-  auto options = sized<orq_dark_options>();
-  options.frames = frames;
-  options.overwrite = overwrite ? 1 : 0;
+orq_dark_info WatchDark(Device& camera, const DarkCall& call) {
   auto info = sized<orq_dark_info>();
   {
     Watcher watcher{camera, {}};
-    check(orq_dark_take(camera->get(), path ? path->c_str() : nullptr, &options, Watcher::Look, &watcher, &info));
+    check(call(Watcher::Look, &watcher, &info));
   }
   if (info.average == 0 && info.hot_pixels == 0 && info.bad_rows == 0) {
     Complain("the dark is black and corrects nothing: expose longer, raise gain or offset, or take fewer frames");
@@ -58,6 +56,15 @@ orq_dark_info TakeDark(Device& camera, const std::optional<std::string>& path, i
     Complain(Format("the dark is bright (%d of 255 on average): was the sensor covered?", info.average));
   }
   return info;
+}
+
+orq_dark_info TakeDark(Device& camera, const std::optional<std::string>& path, int frames, bool overwrite) {
+  auto options = sized<orq_dark_options>();
+  options.frames = frames;
+  options.overwrite = overwrite ? 1 : 0;
+  return WatchDark(camera, [&](orq_dark_callback callback, void* user, orq_dark_info* info) {
+    return orq_dark_take(camera->get(), path ? path->c_str() : nullptr, &options, callback, user, info);
+  });
 }
 
 void AddDark(Report& report, const orq_dark_info& info) {
@@ -70,7 +77,7 @@ void AddDark(Report& report, const orq_dark_info& info) {
   report.Add("offset", info.offset);
   if (!std::isnan(info.sensor_c)) report.Add("temperature", std::round(info.sensor_c * 100) / 100, "C");
   if (info.readout_mode >= 0) report.Add("readout_mode", info.readout_mode);
-  report.Add("taken", IsoUtc(info.taken_unix_ns / kNsPerUs));
+  report.Add("taken", session::IsoUtc(info.taken_unix_ns / kNsPerUs));
   report.Add("frames", info.frames);
   report.Add("average", info.average);
   report.Add("hot_pixels", info.hot_pixels);

@@ -16,17 +16,13 @@ bool HasSettingsPlace() {
 }
 
 Camera Open(const Context& context) {
-  if (context.camera == "") {
-    throw CliError(
-        kExitUsage,
-        "\"\" names no camera: a camera is named by its index (0), serial:HEX, id:TEXT or virtual:MODEL");
-  }
+  const std::string name = Device::NameIn(context);
   auto options = sized<orq_open_options>();
   const bool loads = context.settings && HasSettingsPlace();
   options.settings =
       loads ? ORQ_SETTINGS_LOAD : ORQ_SETTINGS_OFF;  // an option of one command holds for that command
   try {
-    return Camera(context.camera.value_or(""), options);
+    return Camera(name, options);
   } catch (const NotFoundError& none) {
     throw CliError(kExitNoCamera, none.what());
   }
@@ -40,6 +36,15 @@ void TellTroubles(Camera& camera) {
 }
 
 }  // namespace
+
+std::string Device::NameIn(const Context& context) {
+  if (context.camera == "") {
+    throw CliError(
+        kExitUsage,
+        "\"\" names no camera: a camera is named by its index (0), serial:HEX, id:TEXT or virtual:MODEL");
+  }
+  return context.camera.value_or("");
+}
 
 Device::Device(const Context& context) : strict_(context.strict), camera_(Open(context)), info_(camera_.info()) {
   TellTroubles(camera_);
@@ -100,12 +105,12 @@ bool Device::Reopen(bool& told) {
 
 void Device::DemandKept() {
   if (!HasSettingsPlace()) {
-    throw CliError(Status::File, "set, but not kept: set HOME or XDG_CONFIG_HOME, or give --no-settings");
+    throw CliError(ORQ_ERROR_FILE, "set, but not kept: set HOME or XDG_CONFIG_HOME, or give --no-settings");
   }
   try {
     camera_.keepSettings();
   } catch (const FileError& failure) {
-    throw CliError(Status::File, std::string("set, but not kept: ") + failure.what());
+    throw CliError(ORQ_ERROR_FILE, std::string("set, but not kept: ") + failure.what());
   }
   TellTroubles(camera_);
 }
@@ -114,15 +119,14 @@ void Device::DemandKept() {
 void Device::Rethrow(const std::string& what, const Error& error) {
   switch (error.status()) {
     case ORQ_ERROR_LOST:
-      throw CliError(Status::Lost, what + ": the camera was lost; check its cable");
+      throw CliError(ORQ_ERROR_LOST, what + ": the camera was lost; check its cable");
     case ORQ_ERROR_REFUSED:
     case ORQ_ERROR_TIMEOUT:
     case ORQ_ERROR_BUSY:
     case ORQ_ERROR_PERMISSION: {
       const std::string text = error.what();
       const std::size_t reason = text.find(": ");
-      throw CliError(static_cast<Status>(error.status()),
-                     what + (reason == std::string::npos ? "" : text.substr(reason)));
+      throw CliError(error.status(), what + (reason == std::string::npos ? "" : text.substr(reason)));
     }
     default:
       throw;

@@ -14,6 +14,10 @@ namespace orq::cli {
 /// the end of its life. What is set meanwhile ends with it, unless it is kept.
 class Device {
  public:
+  /// The name of the camera that the user has chosen; empty: the only one that is plugged in. Throws CliError
+  /// (usage).
+  static std::string NameIn(const Context& context);
+
   /// Says on standard error what is wrong with the settings. Throws CliError: wrong name (usage), no such camera,
   /// cannot be opened.
   explicit Device(const Context& context);
@@ -23,6 +27,7 @@ class Device {
 
   Camera& operator*() { return camera_; }
   Camera* operator->() { return &camera_; }
+  const Camera* operator->() const { return &camera_; }
 
   /// As it was when the camera was opened.
   const orq_camera_info& Info() const { return info_; }

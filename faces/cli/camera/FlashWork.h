@@ -1,10 +1,10 @@
 // What the commands that use a camera's flash share.
 #pragma once
 
+#include <functional>
 #include <string>
 
-#include "camera/Session.h"
-#include "models/flash/HotPixelStore.h"
+#include "camera/Device.h"
 #include "options/CommandLine.h"
 
 namespace orq::cli {
@@ -16,23 +16,18 @@ struct OverwriteOptions {
 };
 void AddOverwriteOptions(const Command& command, OverwriteOptions& options);
 
-/// Flash work under a progress bar; Ctrl-C stops it where it can be stopped. Each throws CliError when it is not
-/// done.
-FlashImage ReadFlash(Session& session);
-FlashImage LoadFlash(const std::string& path);
-/// Throws CliError when `PrepareOverwrite` would have nobody to ask: before long work whose result is to be saved.
-void DemandAnswerable(Session& session, const OverwriteOptions& options, const std::string& what);
-/// Asks the user, then backs flash up; returns the backup. `what` ends the question "this will ...".
-FlashBackup PrepareOverwrite(Session& session, const OverwriteOptions& options, const std::string& what);
-/// These three overwrite flash. No number of signals kills the tool meanwhile; a failure says how to put the
-/// backup back.
-void RestoreFlash(Session& session, const FlashImage& image, const FlashBackup& backup);
-void StoreId(Session& session, const _ORQ_ID& id, const FlashBackup& backup);
-/// Saves the hot pixels of the dark that was taken.
-void SaveTable(Session& session, const FlashBackup& backup);
-/// False when flash differs; the reason is then in `difference`.
-bool FlashIsLike(Session& session, const FlashImage& image, std::string& difference);
-/// Empty: the camera has no table.
-HotPixelMarks ReadTable(Session& session);
+/// A call of the library that works on flash.
+using FlashCall = std::function<orq_status(orq_flash_callback callback, void* user)>;
+/// Makes it under a progress bar; Ctrl-C stops it where it can be stopped. Throws Error.
+void RunFlashWork(Device& camera, const FlashCall& call);
+
+/// Throws CliError when `OverwriteFlash` would have nobody to ask: before long work whose result is to be saved.
+void DemandAnswerable(const Device& camera, const OverwriteOptions& options, const std::string& what);
+/// The same of a call that overwrites flash, and is told where to save it first.
+using OverwriteCall = std::function<orq_status(const char* backupFolder, orq_flash_callback callback, void* user)>;
+/// Asks the user, then makes the call; no number of signals kills the tool meanwhile. Returns the file that flash
+/// was saved to. `what` ends the question "this will ...". Throws Error, CliError.
+std::string OverwriteFlash(Device& camera, const OverwriteOptions& options, const std::string& what,
+                           const OverwriteCall& call);
 
 }  // namespace orq::cli

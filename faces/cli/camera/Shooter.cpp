@@ -42,7 +42,7 @@ bool Shooter::TriggerOverdue(Clock::time_point since, std::uint64_t framesBefore
   const auto limit = *patience_ + camera_->exposure();
   if (Clock::now() - since <= limit || camera_->counters().started != framesBefore) return false;
   reason_ = "no trigger came within " +
-            ExposureText(static_cast<std::uint64_t>(std::chrono::microseconds(*patience_).count()));
+            session::ExposureText(static_cast<std::uint64_t>(std::chrono::microseconds(*patience_).count()));
   return true;
 }
 

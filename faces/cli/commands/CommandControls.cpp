@@ -116,8 +116,8 @@ ExitCode RunGet(const Context& context, const std::vector<std::string>& names) {
 
 void TellOfLongExposure(std::uint64_t exposureUs) {
   if (exposureUs <= ORQ_LONGEST_KEPT_EXPOSURE_US) return;
-  Complain("later runs start with an exposure of " + ExposureText(ORQ_LONGEST_KEPT_EXPOSURE_US) +
-           "; give capture and stream --exposure " + ExposureText(exposureUs));
+  Complain("later runs start with an exposure of " + session::ExposureText(ORQ_LONGEST_KEPT_EXPOSURE_US) +
+           "; give capture and stream --exposure " + session::ExposureText(exposureUs));
 }
 
 ExitCode RunSet(const Context& context, const std::vector<std::string>& words) {

@@ -1,9 +1,11 @@
 // orqcam dump-controls: the catalogue of controls as it was compiled, for documentation and for programs.
-#include <algorithm>
+#include <orqcam/orqcam.hpp>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
 
-#include "camera/ControlAccess.h"
 #include "commands/Commands.h"
-#include "controls/ControlCatalogue.h"
 #include "support/Text.h"
 
 namespace orq::cli {
@@ -39,66 +41,58 @@ constexpr const char* kByModel = "by model";
 using Cells = std::vector<std::string>;
 
 // What the catalogue says of one control for each model.
-struct Entry {
-  ORQ_CONTROL_TYPE id = ORQ_GAIN;
-  std::vector<_ORQ_CONTROL_CAPS> caps;  ///< in the order of the models
-};
+using Entry = std::vector<orq_control_info>;
 
-// Recordings take their height, and with it some limits, from the file.
-std::vector<const ModelData*> Models() {
-  std::vector<const ModelData*> models;
-  for (const ModelData& model : AllModels()) {
-    if (model.maxHeight > 0) models.push_back(&model);
+// Keys of the models. Recordings take their size, and with it some limits, from the file.
+std::vector<std::string> Models() {
+  constexpr std::string_view kVirtual = "virtual:";
+  std::vector<std::string> models;
+  for (const orq_camera_entry& entry : cameras(ORQ_LIST_VIRTUAL)) {
+    models.emplace_back(entry.name + kVirtual.size());
   }
   return models;
 }
 
-std::vector<Entry> Catalogue(const std::vector<const ModelData*>& models) {
+std::vector<Entry> Catalogue(const std::vector<std::string>& models) {
   std::vector<Entry> entries;
-  for (int id = 0; id < kControlTypes; ++id) {
-    Entry entry{static_cast<ORQ_CONTROL_TYPE>(id), {}};
-    for (const ModelData* model : models) {
-      CapabilityFlags flags;
-      flags.bandwidthAutoSupported = model->bandwidthAuto;
-      _ORQ_CONTROL_CAPS caps{};
-      DescribeControl(entry.id, {model->limits, flags, model->maxHeight}, caps);
-      entry.caps.push_back(caps);
-    }
+  for (std::int32_t id = ORQ_CONTROL_GAIN; id <= ORQ_CONTROL_ROLLING_INTERVAL; ++id) {
+    Entry entry;
+    for (const std::string& model : models) entry.push_back(modelControl(model, id));
     entries.push_back(std::move(entry));
   }
   return entries;
 }
 
 // Of a control that a model has not, both limits are 0.
-bool Has(const _ORQ_CONTROL_CAPS& caps) {
-  return caps.minValue != caps.maxValue;
+bool Has(const orq_control_info& control) {
+  return control.minimum != control.maximum;
 }
 
 // The value in which all models that have the control agree.
 template <class Value>
 std::string Common(const Entry& entry, Value value) {
   std::string common;
-  for (const _ORQ_CONTROL_CAPS& caps : entry.caps) {
-    if (!Has(caps)) continue;
-    const std::string text = value(caps);
+  for (const orq_control_info& control : entry) {
+    if (!Has(control)) continue;
+    const std::string text = value(control);
     if (!common.empty() && common != text) return kByModel;
     common = text;
   }
   return common.empty() ? "-" : common;
 }
 
-std::string YesNo(ORQ_BOOL value) {
+std::string YesNo(std::int32_t value) {
   return value == 1 ? "yes" : "no";
 }
 
-std::string UnitText(ORQ_CONTROL_TYPE id) {
-  const ControlUnit unit = UnitOf(id);
-  return unit.scale == 1 ? unit.unit : Number(1.0 / unit.scale) + " " + unit.unit;
+std::string UnitText(const orq_control_info& control) {
+  return control.scale == 1 ? control.unit : Number(1.0 / control.scale) + " " + control.unit;
 }
 
-std::string RangeText(const _ORQ_CONTROL_CAPS& caps) {
-  if (!Has(caps)) return "-";
-  return Format("%d to %d, %d", caps.minValue, caps.maxValue, caps.defaultValue);
+std::string RangeText(const orq_control_info& control) {
+  if (!Has(control)) return "-";
+  return std::to_string(control.minimum) + " to " + std::to_string(control.maximum) + ", " +
+         std::to_string(control.default_value);
 }
 
 void PrintRow(Output& out, const Cells& cells) {
@@ -110,51 +104,53 @@ void PrintHeading(Output& out, const Cells& cells) {
   out.Line("|" + Join(Cells(cells.size(), "---"), "|") + "|");
 }
 
-void PrintMarkdown(Output& out, const std::vector<const ModelData*>& models, const std::vector<Entry>& entries) {
+void PrintMarkdown(Output& out, const std::vector<std::string>& models, const std::vector<Entry>& entries) {
   for (const char* line : kIntroduction) out.Line(line);
   PrintHeading(out,
                {"Id", "Name", "Unit", "Minimum", "Maximum", "Default", "Automatic", "Writable", "Description"});
   for (const Entry& entry : entries) {
-    const auto number = [](std::int32_t _ORQ_CONTROL_CAPS::*field) {
-      return [field](const _ORQ_CONTROL_CAPS& caps) { return std::to_string(caps.*field); };
+    const auto number = [](std::int64_t orq_control_info::*field) {
+      return [field](const orq_control_info& control) { return std::to_string(control.*field); };
     };
-    PrintRow(out, {std::to_string(entry.id), entry.caps.front().name, UnitText(entry.id),
-                   Common(entry, number(&_ORQ_CONTROL_CAPS::minValue)),
-                   Common(entry, number(&_ORQ_CONTROL_CAPS::maxValue)),
-                   Common(entry, number(&_ORQ_CONTROL_CAPS::defaultValue)),
-                   Common(entry, [](const auto& caps) { return YesNo(caps.isAutoSupported); }),
-                   YesNo(entry.caps.front().isWritable), entry.caps.front().description});
+    const orq_control_info& any = entry.front();
+    PrintRow(out,
+             {std::to_string(any.id), any.name, UnitText(any), Common(entry, number(&orq_control_info::minimum)),
+              Common(entry, number(&orq_control_info::maximum)),
+              Common(entry, number(&orq_control_info::default_value)),
+              Common(entry, [](const orq_control_info& control) { return YesNo(control.automatic); }),
+              YesNo(any.writable), any.description});
   }
   for (const char* line : kModelIntroduction) out.Line(line);
   Cells heading = {"Name"};
-  for (const ModelData* model : models) heading.emplace_back(model->key);
+  heading.insert(heading.end(), models.begin(), models.end());
   PrintHeading(out, heading);
   for (const Entry& entry : entries) {
     if (Common(entry, RangeText) != kByModel) continue;
-    Cells cells = {entry.caps.front().name};
-    for (const _ORQ_CONTROL_CAPS& caps : entry.caps) cells.push_back(RangeText(caps));
+    Cells cells = {entry.front().name};
+    for (const orq_control_info& control : entry) cells.push_back(RangeText(control));
     PrintRow(out, cells);
   }
   for (const char* line : kActions) out.Line(line);
 }
 
-Json ToJson(const std::vector<const ModelData*>& models, const std::vector<Entry>& entries) {
+Json ToJson(const std::vector<std::string>& models, const std::vector<Entry>& entries) {
   Json list = Json::array();
   for (const Entry& entry : entries) {
+    const orq_control_info& any = entry.front();
     Json json;
-    json["id"] = static_cast<int>(entry.id);
-    json["name"] = entry.caps.front().name;
-    json["description"] = entry.caps.front().description;
-    json["unit"] = UnitText(entry.id);
-    json["writable"] = entry.caps.front().isWritable == 1;
+    json["id"] = any.id;
+    json["name"] = any.name;
+    json["description"] = any.description;
+    json["unit"] = UnitText(any);
+    json["writable"] = any.writable == 1;
     Json limits = Json::object();
     for (std::size_t i = 0; i < models.size(); ++i) {
-      const _ORQ_CONTROL_CAPS& caps = entry.caps[i];
-      if (!Has(caps)) continue;
-      limits[std::string(models[i]->key)] = {{"min", caps.minValue},
-                                             {"max", caps.maxValue},
-                                             {"default", caps.defaultValue},
-                                             {"auto_supported", caps.isAutoSupported == 1}};
+      const orq_control_info& control = entry[i];
+      if (!Has(control)) continue;
+      limits[models[i]] = {{"min", control.minimum},
+                           {"max", control.maximum},
+                           {"default", control.default_value},
+                           {"auto_supported", control.automatic == 1}};
     }
     json["models"] = limits;
     list.push_back(json);
@@ -163,7 +159,7 @@ Json ToJson(const std::vector<const ModelData*>& models, const std::vector<Entry
 }
 
 ExitCode RunDumpControls(const Context& context) {
-  const std::vector<const ModelData*> models = Models();
+  const std::vector<std::string> models = Models();
   const std::vector<Entry> entries = Catalogue(models);
   if (context.json) {
     context.out.Object(ToJson(models, entries));

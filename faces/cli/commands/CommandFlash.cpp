@@ -3,7 +3,6 @@
 
 #include "camera/FlashWork.h"
 #include "commands/Commands.h"
-#include "session/files/SafeFile.h"
 
 namespace orq::cli {
 
@@ -17,46 +16,47 @@ struct FlashOptions {
 };
 
 ExitCode RunDump(const Context& context, const FlashOptions& options) {
-  const Existing existing = options.replaceFile ? Existing::Overwrite : Existing::Keep;
-  DemandWritable(options.file, existing);
-  Session session(context);
-  const FlashImage image = ReadFlash(session);
-  const FlashOutcome saved = SaveFlashImage(options.file, image, existing);
-  if (!saved.Done()) throw CliError(Status::File, saved.reason);
+  Device camera(context);
+  RunFlashWork(camera, [&](orq_flash_callback callback, void* user) {
+    return orq_flash_save(camera->get(), options.file.c_str(), options.replaceFile ? 1 : 0, callback, user);
+  });
   Report report;
   report.Add("file", options.file);
-  report.Add("size", image.bytes.size(), "bytes");
+  report.Add("size", camera->flashFile(options.file).bytes, "bytes");
   report.Print(context.out, context.json);
   return kExitOk;
 }
 
 ExitCode RunRestore(const Context& context, const FlashOptions& options) {
-  const FlashImage image = LoadFlash(options.file);
-  Session session(context);
-  if (!options.otherCamera && !IsImageOf(session.Camera(), image)) {
-    throw CliError(Status::File,
+  Device camera(context);
+  if (camera->flashFile(options.file).is_of_camera == 0 && !options.otherCamera) {
+    throw CliError(ORQ_ERROR_FILE,
                    "'" + options.file + "' is from another camera; give --other-camera to use it here");
   }
-  const FlashBackup backup =
-      PrepareOverwrite(session, options.overwrite, "overwrite hot pixels, id and parameters in the flash");
-  RestoreFlash(session, image, backup);
+  const std::string backup =
+      OverwriteFlash(camera, options.overwrite, "overwrite hot pixels, id and parameters in the flash",
+                     [&](const char* folder, orq_flash_callback callback, void* user) {
+                       return orq_flash_restore(camera->get(), options.file.c_str(), options.otherCamera ? 1 : 0,
+                                                folder, callback, user);
+                     });
   Report report;
   report.Add("restored", options.file);
-  report.Add("backup", backup.path);
+  report.Add("backup", backup);
   report.Print(context.out, context.json);
   return kExitOk;
 }
 
 ExitCode RunVerify(const Context& context, const FlashOptions& options) {
-  const FlashImage image = LoadFlash(options.file);
-  Session session(context);
-  std::string difference;
-  const bool same = FlashIsLike(session, image, difference);
+  Device camera(context);
+  auto comparison = sized<orq_flash_comparison>();
+  RunFlashWork(camera, [&](orq_flash_callback callback, void* user) {
+    return orq_flash_compare(camera->get(), options.file.c_str(), callback, user, &comparison);
+  });
   Report report;
   report.Add("file", options.file);
-  report.Add("same", same);
+  report.Add("same", comparison.same != 0);
   report.Print(context.out, context.json);
-  if (!same) throw CliError(Status::State, difference);
+  if (comparison.same == 0) throw CliError(ORQ_ERROR_STATE, comparison.difference);
   return kExitOk;
 }
 

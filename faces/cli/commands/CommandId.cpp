@@ -1,7 +1,7 @@
 // orqcam id, orqcam serial: which camera it is.
 #include <algorithm>
-#include <array>
 #include <memory>
+#include <string>
 
 #include "camera/Device.h"
 #include "camera/FlashWork.h"
@@ -11,28 +11,23 @@ namespace orq::cli {
 
 namespace {
 
-constexpr std::size_t kIdBytes = sizeof(_ORQ_ID::id);
+constexpr std::size_t kIdBytes = 8;
 
 struct IdOptions {
   std::string text;
   OverwriteOptions overwrite;
 };
 
-_ORQ_ID IdOf(const std::string& text) {
+void CheckId(const std::string& text) {
   const bool plain = std::ranges::all_of(text, [](char c) { return c >= ' ' && c <= '~'; });
   if (text.empty() || text.size() > kIdBytes || !plain) {
     throw CliError(kExitUsage,
                    "an id has 1 to 8 plain characters, not '" + text + "'; orqcam id clear removes it");
   }
-  _ORQ_ID id{};
-  std::ranges::copy(text, id.id);
-  return id;
 }
 
-void PrintId(const Context& context, Session& session, const std::string& backup) {
-  std::array<unsigned char, 1> probe{};
-  if (!session.Camera().ReadSPI(probe.data(), 0, 1)) session.Fail("cannot read the id");
-  const std::string id = session.UserId();
+void PrintId(const Context& context, const Device& camera, const std::string& backup) {
+  const std::string id = camera->userId();
   Report report;
   report.Add("id", id.empty() ? Json(nullptr) : Json(id));
   if (!backup.empty()) report.Add("backup", backup);
@@ -40,23 +35,26 @@ void PrintId(const Context& context, Session& session, const std::string& backup
 }
 
 ExitCode RunGet(const Context& context) {
-  Session session(context);
-  PrintId(context, session, {});
+  const Device camera(context);
+  PrintId(context, camera, {});
   return kExitOk;
 }
 
-ExitCode RunStore(const Context& context, const IdOptions& options, const _ORQ_ID& id, const std::string& what) {
-  Session session(context);
-  const FlashBackup backup = PrepareOverwrite(session, options.overwrite, what);
-  StoreId(session, id, backup);
-  PrintId(context, session, backup.path);
+ExitCode RunStore(const Context& context, const IdOptions& options, const std::string& id,
+                  const std::string& what) {
+  Device camera(context);
+  const std::string backup = OverwriteFlash(
+      camera, options.overwrite, what, [&](const char* folder, orq_flash_callback callback, void* user) {
+        return orq_user_id_set(camera->get(), id.c_str(), folder, callback, user);
+      });
+  PrintId(context, camera, backup);
   return kExitOk;
 }
 
 ExitCode RunSerial(const Context& context) {
   const Device camera(context);
   const std::string serial = camera.Info().serial;
-  if (serial.empty()) throw CliError(Status::Refused, "the camera gives no serial number");
+  if (serial.empty()) throw CliError(ORQ_ERROR_REFUSED, "the camera gives no serial number");
   Report report;
   report.Add("serial", serial);
   report.Print(context.out, context.json);
@@ -78,9 +76,10 @@ CommandRun AddIdCommand(const Command& app) {
   }
   return [options, set, clear](const Context& context) {
     if (set.Given()) {
-      return RunStore(context, *options, IdOf(options->text), "store the id '" + options->text + "' in the flash");
+      CheckId(options->text);
+      return RunStore(context, *options, options->text, "store the id '" + options->text + "' in the flash");
     }
-    if (clear.Given()) return RunStore(context, *options, _ORQ_ID{}, "remove the id from the flash");
+    if (clear.Given()) return RunStore(context, *options, "", "remove the id from the flash");
     return RunGet(context);
   };
 }

@@ -5,7 +5,7 @@
 
 #include "camera/Device.h"
 #include "commands/Commands.h"
-#include "session/text/Units.h"
+#include "options/Quantities.h"
 #include "support/Text.h"
 
 namespace orq::cli {

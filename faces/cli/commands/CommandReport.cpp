@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstring>
 #include <fstream>
 #include <memory>
 
@@ -13,14 +12,9 @@
 #include "commands/Commands.h"
 #include "commands/report/KernelLines.h"
 #include "commands/report/Private.h"
-#include "link/usb/LibusbPort.h"
 #include "output/Signals.h"
 #include "output/frames/CounterReport.h"
-#include "session/files/SafeFile.h"
-#include "session/files/StateDirectory.h"
 #include "session/text/Units.h"
-#include "settings/StoredSettings.h"
-#include "settings/XmlStore.h"
 #include "support/Text.h"
 
 namespace orq::cli {
@@ -74,9 +68,9 @@ std::string Distribution() {
 
 void AddVersions(Pages& pages) {
   pages.Title("versions");
-  pages.Line("written = " + IsoUtc(NowUnixUs()) + " UTC");
+  pages.Line("written = " + session::IsoUtc(NowUnixUs()) + " UTC");
   pages.Line("orqcam = " ORQCAM_VERSION);
-  pages.Line("libusb = " + LibusbVersion());
+  pages.Line("libusb = " + usbVersion());
   utsname system{};
   uname(&system);  // its node name is private
   pages.Line(Format("kernel = %s %s %s", system.sysname, system.release, system.machine));
@@ -96,24 +90,18 @@ void AddCameras(Pages& pages) {
   if (entries.empty()) pages.Line("none");
 }
 
-std::string StoredNumber(const XmlValue& value) {
-  std::int32_t number = 0;
-  std::memcpy(&number, value.data.data(), std::min(value.data.size(), sizeof number));  // least significant first
-  return std::to_string(number);
-}
-
 void AddSettings(Pages& pages) {
   pages.Title("settings");
-  std::string trouble;
-  for (const XmlKey& key : ListXmlKeys(kSettingsFile, trouble)) {
-    for (const auto& [name, value] : key.values) {
+  try {
+    for (const orq_setting& setting : settings()) {
       // A path is the user's own affair.
-      const bool isNumber = value.type == kXmlInteger || value.data.size() == 1;
-      const std::string shown = isNumber ? StoredNumber(value) : value.data.empty() ? "" : "(text)";
-      pages.Line(key.path + ": " + name + " = " + shown);
+      const char* const text = setting.text[0] == '\0' ? "" : "(text)";
+      const std::string shown = setting.is_text != 0 ? text : std::to_string(setting.number);
+      pages.Line(std::string(setting.owner) + ": " + setting.name + " = " + shown);
     }
+  } catch (const FileError& failure) {
+    pages.Line(failure.what());
   }
-  if (!trouble.empty()) pages.Line(trouble);
 }
 
 void AddControls(Pages& pages, Device& camera) {
@@ -172,8 +160,6 @@ void AddCamera(Pages& pages, const Context& context) {
     pages.Add(report);
     AddControls(pages, camera);
     AddStream(pages, camera);
-  } catch (const Failure& failure) {
-    pages.Line(std::string(TextOf(failure.Code())) + ": " + failure.what());
   } catch (const Error& error) {
     pages.Line(std::string(orq_status_name(error.status())) + ": " + error.what());
   }
@@ -181,8 +167,13 @@ void AddCamera(Pages& pages, const Context& context) {
 
 void AddLog(Pages& pages) {
   pages.Title(Format("log, the last %zu lines", kLogLines));
-  const std::string directory = StateDirectory();
-  std::ifstream file(directory + "/orqcam.log");
+  std::ifstream file;
+  try {
+    file.open(logPath());
+  } catch (const FileError& failure) {
+    pages.Line(failure.what());
+    return;
+  }
   std::vector<std::string> lines;
   for (std::string line; std::getline(file, line);) {
     if (line.find("GPS") == std::string::npos) lines.push_back(line);  // it tells where the observer is
@@ -205,15 +196,14 @@ void AddKernel(Pages& pages) {
 }
 
 std::string DefaultName() {
-  std::string when = IsoUtc(NowUnixUs()).substr(0, 19);  // to the second
+  std::string when = session::IsoUtc(NowUnixUs()).substr(0, 19);  // to the second
   std::erase(when, ':');
   return "orqcam-report-" + when + ".txt";
 }
 
 ExitCode RunReport(const Context& context, const ReportOptions& options) {
   const std::string file = options.file.empty() ? DefaultName() : options.file;
-  const Existing existing = options.overwrite ? Existing::Overwrite : Existing::Keep;
-  DemandWritable(file, existing);
+  checkFile(file, options.overwrite);
   Pages pages;
   AddVersions(pages);
   AddCameras(pages);
@@ -221,9 +211,7 @@ ExitCode RunReport(const Context& context, const ReportOptions& options) {
   AddSettings(pages);
   AddLog(pages);
   AddKernel(pages);
-  const std::string& text = pages.Text();
-  const std::vector<std::uint8_t> bytes(text.begin(), text.end());
-  WriteWholeFile(file, bytes, existing, Durability::Synced);
+  writeFile(file, pages.Text(), options.overwrite);
   Report report;
   report.Add("file", file);
   report.Print(context.out, context.json);

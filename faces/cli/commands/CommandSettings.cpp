@@ -1,91 +1,55 @@
 // orqcam settings: what is kept from one run to the next.
-#include <cstring>
 #include <memory>
+#include <optional>
+#include <string>
 
+#include "camera/Device.h"
 #include "commands/Commands.h"
 #include "output/Confirm.h"
-#include "settings/StoredSettings.h"
-#include "settings/XmlStore.h"
 
 namespace orq::cli {
 
 namespace {
 
-struct SettingUnit {
-  std::string_view key;
-  const char* unit;
-};
-constexpr SettingUnit kUnits[] = {{"Exposure", "us"},     {"FPSPercentageUSB3", "%"}, {"FPSPercentageUSB2", "%"},
-                                  {"CoolPowerPctg", "%"}, {"TargetTemp", "C"},        {"OverCLKPerc", "%"},
-                                  {"AutoExpMaxMs", "ms"}, {"AutoExpMax", "s"}};
+Json Shown(const orq_setting& setting) {
+  return setting.is_text != 0 ? Json(setting.text) : Json(setting.number);
+}
 
-std::string UnitOfSetting(std::string_view key) {
-  for (const SettingUnit& unit : kUnits) {
-    if (unit.key == key) return unit.unit;
+/// Whose settings the chosen camera has; empty when none was chosen.
+std::string ChosenOwner(const Context& context) {
+  if (!context.camera) return {};
+  try {
+    return settingsOwner(Device::NameIn(context));
+  } catch (const NotFoundError& none) {
+    throw CliError(kExitNoCamera, none.what());
   }
-  return "";
-}
-
-Json Shown(const XmlValue& value) {
-  std::int32_t number = 0;
-  if (value.type == kXmlInteger && value.data.size() == sizeof number) {
-    std::memcpy(&number, value.data.data(), sizeof number);
-    return number;
-  }
-  if (value.data.size() == 1) return value.data[0];
-  return std::string(value.data.begin(), value.data.end());
-}
-
-std::vector<std::string> Lines(const XmlKey& key) {
-  Report report;
-  for (const auto& [name, value] : key.values) report.Add(name, Shown(value), UnitOfSetting(name));
-  return report.ToLines();
-}
-
-// Under the names that the settings bear in the file.
-Json Object(const XmlKey& key) {
-  Json object = Json::object();
-  for (const auto& [name, value] : key.values) object[name] = Shown(value);
-  return object;
-}
-
-void DemandPlace() {
-  if (UserConfigDirectory().empty()) {
-    throw CliError(Status::File, "there is no place for settings: set HOME or XDG_CONFIG_HOME");
-  }
-}
-
-/// The name under which the chosen camera's settings are kept; empty when none was chosen.
-std::string ChosenModel(const Context& context) {
-  return context.camera ? FindCamera(context).camera->settingsName : std::string();
 }
 
 ExitCode RunPath(const Context& context) {
   Report report;
-  report.Add("path", XmlPath(kSettingsFile));
+  report.Add("path", settingsPath());
   report.Print(context.out, context.json);
   return kExitOk;
 }
 
 ExitCode RunShow(const Context& context) {
-  const std::string chosen = ChosenModel(context);
-  std::string trouble;
-  const std::vector<XmlKey> keys = ListXmlKeys(kSettingsFile, trouble);
-  if (!trouble.empty()) throw CliError(Status::File, trouble);
-  Json models = Json::object();
-  for (const XmlKey& key : keys) {
-    if (!key.path.starts_with(kSettingsKeyPrefix)) continue;
-    const std::string model = key.path.substr(std::strlen(kSettingsKeyPrefix));
-    if (!chosen.empty() && model != chosen) continue;
-    models[model] = Object(key);
+  const std::string chosen = ChosenOwner(context);
+  Json owners = Json::object();
+  for (const orq_setting& setting : settings()) {
+    const std::string owner = setting.owner;
+    if (!chosen.empty() && owner != chosen) continue;
+    // Under the names that the settings bear in the file.
+    owners[owner][setting.name] = Shown(setting);
     if (context.json) continue;
-    for (const std::string& line : Lines(key)) {
-      context.out.Line(chosen.empty() ? model + ": " + line : line);
+    Report report;
+    report.Add(setting.name, Shown(setting), setting.unit);
+    for (const std::string& line : report.ToLines()) {
+      context.out.Line(chosen.empty() ? owner + ": " + line : line);
     }
   }
   if (context.json) {
-    context.out.Object(models);
-  } else if (models.empty()) {
+    context.out.Object(owners);
+  } else if (owners.empty()) {
     Complain("no settings are kept" + (chosen.empty() ? "" : " for " + chosen));
   }
   return kExitOk;
@@ -101,15 +65,13 @@ ExitCode RunReset(const Context& context, const ResetOptions& options) {
   if (all == context.camera.has_value()) {
     throw CliError(kExitUsage, "say whose settings to forget: --camera for one model's, or --all");
   }
-  const std::string model = all ? std::string() : ChosenModel(context);
-  const std::string question = "this will forget the settings of " + (all ? "all cameras" : "the " + model);
+  const std::optional<std::string> owner = all ? std::nullopt : std::optional(ChosenOwner(context));
+  const std::string question = "this will forget the settings of " + (owner ? "the " + *owner : "all cameras");
   if (!options.yes) {
     DemandSomebodyToAsk(question);
     Confirm(question);
   }
-  const std::string key = all ? "software" : kSettingsKeyPrefix + model;
-  std::string trouble;
-  if (!RemoveXmlKey(kSettingsFile, key, trouble)) throw CliError(Status::File, trouble);
+  forgetSettings(owner);
   return kExitOk;
 }
 
@@ -125,7 +87,7 @@ CommandRun AddSettingsCommand(const Command& app) {
   reset.AddFlag("--all", options->all, "The settings of all models");
   reset.AddFlag("--yes", options->yes, "Do not ask");
   return [options, path, show](const Context& context) {
-    DemandPlace();
+    settingsPath();  // without a place for them there is nothing to do
     if (path.Given()) return RunPath(context);
     return show.Given() ? RunShow(context) : RunReset(context, *options);
   };

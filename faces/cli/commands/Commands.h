@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "camera/Session.h"
+#include "camera/Context.h"
 #include "options/CommandLine.h"
 #include "options/ShotSettings.h"
 #include "output/ExitCodes.h"
@@ -23,6 +23,8 @@ CommandRun AddGetCommand(const Command& app);
 CommandRun AddSetCommand(const Command& app);
 CommandRun AddCaptureCommand(const Command& app);
 CommandRun AddStreamCommand(const Command& app);
+CommandRun AddRecordCommand(const Command& app);
+CommandRun AddSerCommand(const Command& app);
 CommandRun AddModeCommand(const Command& app);
 CommandRun AddTriggerCommand(const Command& app);
 CommandRun AddRegCommand(const Command& app);

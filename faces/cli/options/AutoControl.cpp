@@ -6,6 +6,7 @@
 #include <future>
 
 #include "camera/ControlUse.h"
+#include "options/Quantities.h"
 #include "output/Signals.h"
 #include "output/StatusLine.h"
 #include "session/text/Units.h"
@@ -34,7 +35,7 @@ void Write(Device& camera, std::int32_t id, std::int64_t raw) {
 std::string AutoText(const orq_automatic_state& state) {
   std::string text;
   if (state.mean != 0) text = Format("mean %d of %d, ", state.mean, state.target);
-  text += "exposure " + ExposureText(state.exposure_us) + Format(", gain %d", state.gain);
+  text += "exposure " + session::ExposureText(state.exposure_us) + Format(", gain %d", state.gain);
   if (state.wb_r != 0) text += Format(", white balance %d and %d", state.wb_r, state.wb_b);
   return text;
 }
@@ -79,7 +80,7 @@ void AddTo(Report& report, const orq_automatic_state& state) {
 AutoControl::AutoControl(Device& camera, const AutoSettings& settings)
     : camera_(camera), timeoutSeconds_(ParseSeconds(settings.timeout, kTimeoutOption)) {
   if (settings.whiteBalance && camera.Info().bayer == ORQ_BAYER_NONE) {
-    throw CliError(Status::Unsupported, "--auto-wb needs a colour camera");
+    throw CliError(ORQ_ERROR_UNSUPPORTED, "--auto-wb needs a colour camera");
   }
   if (settings.target) {
     Write(camera, ORQ_CONTROL_AUTO_TARGET_BRIGHTNESS, ParseInteger(*settings.target, "--auto-target"));
@@ -126,10 +127,10 @@ void AutoControl::Settle(VideoShooter& shooter) {
   } catch (const LostError&) {
     throw CliError(kExitCameraLost, "the camera was lost; check its cable");
   } catch (const TimeoutError& late) {
-    throw CliError(Status::Timeout, std::string(late.what()) + " with " + kTimeoutOption);
+    throw CliError(ORQ_ERROR_TIMEOUT, std::string(late.what()) + " with " + kTimeoutOption);
   } catch (const Error&) {
     // Whatever the wait met when it was aborted.
-    if (StopRequested()) throw CliError(Status::Cancelled, "interrupted before automatic control had settled");
+    if (StopRequested()) throw CliError(ORQ_ERROR_CANCELLED, "interrupted before automatic control had settled");
     throw;
   }
   const orq_automatic_state state = Read();

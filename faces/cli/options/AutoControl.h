@@ -23,7 +23,7 @@ struct AutoSettings {
   void AddTo(const Command& command);
   /// Of commands that wait for it to settle.
   void AddTimeoutTo(const Command& command);
-  /// Throws Failure (usage) for what is wrong whatever the camera.
+  /// Throws CliError (usage) for what is wrong whatever the camera.
   void Check() const;
 };
 

@@ -1,7 +1,7 @@
 #include "options/Cooling.h"
 
 #include "camera/CoolerUse.h"
-#include "session/text/Units.h"
+#include "options/Quantities.h"
 
 namespace orq::cli {
 
@@ -24,7 +24,7 @@ void CoolSettings::Check() const {
 
 void CoolSettings::Apply(Device& camera) const {
   const auto demandCooler = [&camera] {
-    if (!camera.Can(ORQ_ABILITY_COOLER)) throw CliError(Status::Unsupported, "this camera has no cooler");
+    if (!camera.Can(ORQ_ABILITY_COOLER)) throw CliError(ORQ_ERROR_UNSUPPORTED, "this camera has no cooler");
   };
   if (keep) demandCooler();
   if (!target) {

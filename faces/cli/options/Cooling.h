@@ -17,7 +17,7 @@ struct CoolSettings {
   std::string timeout = "1800";
 
   void AddTo(const Command& command);
-  /// Throws Failure (usage) for what is wrong whatever the camera.
+  /// Throws CliError (usage) for what is wrong whatever the camera.
   void Check() const;
   /// Throws Error.
   void Apply(Device& camera) const;

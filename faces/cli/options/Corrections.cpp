@@ -13,8 +13,7 @@ void UseDark(Device& camera, const std::string& path) {
   try {
     camera->useDark(path);
   } catch (const Error& error) {
-    throw CliError(static_cast<Status>(error.status()),
-                   std::string(error.what()) + "; give another one with --dark, or --no-dark");
+    throw CliError(error.status(), std::string(error.what()) + "; give another one with --dark, or --no-dark");
   }
   const std::string trouble = camera->darkState().trouble;
   if (!trouble.empty()) Complain(trouble);
@@ -44,14 +43,14 @@ void ApplyCorrections(Device& camera, const CorrectionOptions& options, bool cho
 }
 
 std::string ChosenDark(const orq_dark_choice& choice) {
-  if (choice.trouble[0] != '\0') throw CliError(Status::File, choice.trouble);
+  if (choice.trouble[0] != '\0') throw CliError(ORQ_ERROR_FILE, choice.trouble);
   return choice.chosen;
 }
 
 void TellShortExposures(Device& camera) {
   if (!camera->isAutomatic(ORQ_CONTROL_EXPOSURE)) return;
   Complain("automatic exposure is on: the dark is not subtracted from frames exposed for less than " +
-           ExposureText(ORQ_SHORTEST_AUTOMATIC_DARK_US));
+           session::ExposureText(ORQ_SHORTEST_AUTOMATIC_DARK_US));
 }
 
 void TellDifferences(Device& camera) {

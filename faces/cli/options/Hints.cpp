@@ -22,11 +22,12 @@ constexpr Hint kPhrases[] = {
     {"name another file, or allow overwriting", "give another --output, or --overwrite"},
     {"give another name, or allow overwriting", "give another name, or --overwrite"},
     {"as the list of cameras shows it", "as orqcam list shows it"},
-    {"both lie in the region; let them follow it",
-     "both lie in the region; 'orqcam gps lines --follow' moves them there"},
     {"choose others, or let them follow the region",
      "choose others with 'orqcam gps lines', or let them follow the region with 'orqcam gps lines --follow'"},
     {"choose another dark, or none", "choose again with orqcam dark use or dark off"},
+    {"name a folder for it", "name a directory with --backup"},
+    {"name another folder for the backup", "name another directory with --backup"},
+    {"what flash held before is in '", "what flash held before: orqcam flash restore '"},
     {"take a dark and store its hot pixels first", "build one with orqcam hotpixels build --save"},
 };
 

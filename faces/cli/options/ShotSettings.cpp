@@ -4,7 +4,7 @@
 
 #include "camera/ControlUse.h"
 #include "camera/Words.h"
-#include "session/text/Units.h"
+#include "options/Quantities.h"
 #include "support/Text.h"
 
 namespace orq::cli {
@@ -78,8 +78,8 @@ void ApplyRegion(Device& camera, const ShotSettings& settings) {
   if (!inside) {
     const std::string asked =
         settings.region.empty() ? "--center " + settings.center : "--region " + settings.region;
-    throw CliError(Status::Range, Format("%s does not lie on the sensor: stay within its %d x %d pixels",
-                                         asked.c_str(), info.sensor_width, info.sensor_height));
+    throw CliError(ORQ_ERROR_RANGE, Format("%s does not lie on the sensor: stay within its %d x %d pixels",
+                                           asked.c_str(), info.sensor_width, info.sensor_height));
   }
   auto request = sized<orq_region>();
   request.start_x = wanted.x;
@@ -97,7 +97,7 @@ void ApplyRegion(Device& camera, const ShotSettings& settings) {
         "region %s is not on the camera's grid (width in steps of %d, height of %d output pixels, start "
         "of %d and %d sensor pixels): ",
         RegionText(wanted).c_str(), info.width_step, info.height_step, info.start_x_step, info.start_y_step);
-    if (camera.Strict()) throw CliError(Status::Range, text + "the nearest is " + nearest);
+    if (camera.Strict()) throw CliError(ORQ_ERROR_RANGE, text + "the nearest is " + nearest);
     Complain(text + "using " + nearest);
   }
 }
@@ -106,11 +106,11 @@ void ApplyTimeMark(Device& camera, bool wanted) {
   if (!wanted) return;
   const orq_region region = camera->region();
   if (region.format == ORQ_FORMAT_RAW16) {
-    throw CliError(Status::Unsupported, "a time mark needs an 8-bit format: add -f raw8, y8 or rgb24");
+    throw CliError(ORQ_ERROR_UNSUPPORTED, "a time mark needs an 8-bit format: add -f raw8, y8 or rgb24");
   }
   if (region.width < kMarkLeastWidth || region.height < kMarkLeastHeight) {
-    throw CliError(Status::Range, Format("a time mark needs frames of at least %d x %d pixels", kMarkLeastWidth,
-                                         kMarkLeastHeight));
+    throw CliError(ORQ_ERROR_RANGE, Format("a time mark needs frames of at least %d x %d pixels", kMarkLeastWidth,
+                                           kMarkLeastHeight));
   }
   camera->timeMark(true);
 }

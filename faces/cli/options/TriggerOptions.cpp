@@ -3,7 +3,7 @@
 #include <iterator>
 #include <limits>
 
-#include "session/text/Units.h"
+#include "options/Quantities.h"
 #include "support/Text.h"
 
 namespace orq::cli {
@@ -108,13 +108,14 @@ void TriggerOptions::Apply(Device& camera) const {
   const std::uint32_t offered = camera->triggerModes();
   const int wanted = Mode();
   if ((offered >> wanted & 1U) == 0) {
-    throw CliError(Status::Unsupported, std::string("the camera does not offer mode ") + kModes[wanted].name +
-                                            "; it offers " + NamesOf(offered));
+    throw CliError(ORQ_ERROR_UNSUPPORTED, std::string("the camera does not offer mode ") + kModes[wanted].name +
+                                              "; it offers " + NamesOf(offered));
   }
   camera->triggerMode(wanted);
   for (std::size_t i = 0; i < std::size(outputs); ++i) {
     if (outputs[i].empty()) continue;
-    if (!camera.Can(ORQ_ABILITY_TRIGGER)) throw CliError(Status::Unsupported, "the camera has no trigger outputs");
+    if (!camera.Can(ORQ_ABILITY_TRIGGER))
+      throw CliError(ORQ_ERROR_UNSUPPORTED, "the camera has no trigger outputs");
     camera->triggerOutput(static_cast<int>(i), ParsePulse(outputs[i], kOutputNames[i]));
   }
 }

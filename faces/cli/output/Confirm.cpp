@@ -33,7 +33,7 @@ void Confirm(const std::string& what) {
   const std::string text = "orqcam: " + what + ". Go on? [y/N] ";
   [[maybe_unused]] const ssize_t ignored = write(STDERR_FILENO, text.data(), text.size());
   const char answer = Answer();
-  if (answer != 'y' && answer != 'Y') throw CliError(Status::Cancelled, "nothing was changed");
+  if (answer != 'y' && answer != 'Y') throw CliError(ORQ_ERROR_CANCELLED, "nothing was changed");
 }
 
 void DemandSomebodyToAsk(const std::string& what) {

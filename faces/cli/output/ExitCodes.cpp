@@ -4,24 +4,24 @@ namespace orq::cli {
 
 namespace {
 
-Status StatusOf(ExitCode code) {
+orq_status StatusOf(ExitCode code) {
   switch (code) {
     case kExitUsage:
-      return Status::Invalid;
+      return ORQ_ERROR_INVALID;
     case kExitNoCamera:
-      return Status::NotFound;
+      return ORQ_ERROR_NOT_FOUND;
     case kExitCameraLost:
-      return Status::Lost;
+      return ORQ_ERROR_LOST;
     default:
-      return Status::State;
+      return ORQ_ERROR_STATE;
   }
 }
 
-ExitCode ExitCodeOf(Status status) {
+ExitCode ExitCodeOf(orq_status status) {
   switch (status) {
-    case Status::Invalid:
+    case ORQ_ERROR_INVALID:
       return kExitUsage;
-    case Status::Lost:
+    case ORQ_ERROR_LOST:
       return kExitCameraLost;
     default:
       return kExitFailed;
@@ -30,54 +30,14 @@ ExitCode ExitCodeOf(Status status) {
 
 }  // namespace
 
-const char* TextOf(Status status) {
-  switch (status) {
-    case Status::Ok:
-      return "ok";
-    case Status::Invalid:
-      return "invalid";
-    case Status::NotFound:
-      return "not-found";
-    case Status::Permission:
-      return "permission";
-    case Status::Busy:
-      return "busy";
-    case Status::Lost:
-      return "lost";
-    case Status::Timeout:
-      return "timeout";
-    case Status::Cancelled:
-      return "cancelled";
-    case Status::Unsupported:
-      return "unsupported";
-    case Status::Refused:
-      return "refused";
-    case Status::State:
-      return "state";
-    case Status::Range:
-      return "range";
-    case Status::File:
-      return "file";
-    case Status::Memory:
-      return "memory";
-    case Status::Internal:
-      break;
-  }
-  return "internal";
-}
+CliError::CliError(ExitCode code, const std::string& message) : Error(StatusOf(code), message), exit_(code) {}
 
-CliError::CliError(ExitCode code, const std::string& message) : Failure(StatusOf(code), message), exit_(code) {}
-
-CliError::CliError(Status status, const std::string& message)
-    : Failure(status, message), exit_(ExitCodeOf(status)) {}
-
-ExitCode ExitCodeOf(const Failure& failure) {
-  const auto* const own = dynamic_cast<const CliError*>(&failure);
-  return own != nullptr ? own->Exit() : ExitCodeOf(failure.Code());
-}
+CliError::CliError(orq_status status, const std::string& message)
+    : Error(status, message), exit_(ExitCodeOf(status)) {}
 
 ExitCode ExitCodeOf(const Error& error) {
-  return ExitCodeOf(static_cast<Status>(error.status()));
+  const auto* const own = dynamic_cast<const CliError*>(&error);
+  return own != nullptr ? own->Exit() : ExitCodeOf(error.status());
 }
 
 }  // namespace orq::cli

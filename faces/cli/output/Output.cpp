@@ -111,7 +111,7 @@ void Output::Flush() {
     if (count < 0 && errno == EINTR) continue;
     if (count <= 0) {
       failed_ = true;
-      throw CliError(Status::File, std::string("cannot write to standard output: ") + std::strerror(errno));
+      throw CliError(ORQ_ERROR_FILE, std::string("cannot write to standard output: ") + std::strerror(errno));
     }
     done += static_cast<std::size_t>(count);
   }
@@ -121,28 +121,8 @@ bool Output::IsTerminal() const {
   return isatty(fd_) == 1;
 }
 
-QuietBelow::QuietBelow() : before_(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)) {
-  const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
-  std::fflush(stdout);
-  if (before_ >= 0 && nowhere >= 0) dup2(nowhere, STDOUT_FILENO);
-  if (nowhere >= 0) close(nowhere);
-}
-
-QuietBelow::~QuietBelow() {
-  std::fflush(stdout);
-  if (before_ < 0) return;
-  dup2(before_, STDOUT_FILENO);
-  close(before_);
-}
-
 void Report::Add(std::string key, Json value, std::string unit) {
   entries_.push_back({std::move(key), std::move(value), std::move(unit)});
-}
-
-void Report::Add(const NamedValues& values) {
-  for (const NamedValue& each : values) {
-    std::visit([&](const auto& value) { Add(each.name, value, each.unit); }, each.value);
-  }
 }
 
 Json Report::ToJson() const {
@@ -187,10 +167,6 @@ void Complain(std::string_view what) {
   } else {
     WriteError(Shown(message));
   }
-}
-
-void ComplainLast(const Failure& failure) {
-  ComplainLast(TextOf(failure.Code()), failure.what(), ExitCodeOf(failure));
 }
 
 void ComplainLast(const Error& error) {

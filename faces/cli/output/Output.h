@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "output/ExitCodes.h"
-#include "session/text/NamedValue.h"
 
 namespace orq::cli {
 
@@ -39,25 +38,11 @@ class Output {
   bool failed_ = false;
 };
 
-/// While one lives, what code below prints on descriptor 1 of its own accord goes nowhere: for calls whose words
-/// tell a user nothing.
-class QuietBelow {
- public:
-  QuietBelow();
-  ~QuietBelow();
-  QuietBelow(const QuietBelow&) = delete;
-  QuietBelow& operator=(const QuietBelow&) = delete;
-
- private:
-  int before_;  ///< -1: nothing was changed
-};
-
 /// Named values that are shown as `key = value unit` lines or as one JSON object.
 class Report {
  public:
   /// In JSON the unit joins the key: "pixel_size" and "um" make "pixel_size_um".
   void Add(std::string key, Json value, std::string unit = {});
-  void Add(const NamedValues& values);
   Json ToJson() const;
   std::vector<std::string> ToLines() const;
   void Print(Output& out, bool json) const;
@@ -79,7 +64,6 @@ void PrintTable(Output& out, const Table& table);
 /// One line for people, on standard error; for programs (`SpeakJson`) the object {"warning": message}.
 void Complain(std::string_view message);
 /// Why the run ends: a line like the above, or the object {"error": name, "message": ..., "exit_code": ...}.
-void ComplainLast(const Failure& failure);
 void ComplainLast(const Error& error);
 /// From now on standard error speaks to programs. Before any thread is started.
 void SpeakJson();

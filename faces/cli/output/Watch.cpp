@@ -1,8 +1,8 @@
 #include "output/Watch.h"
 
+#include "options/Quantities.h"
 #include "output/ExitCodes.h"
 #include "output/Signals.h"
-#include "session/text/Units.h"
 
 namespace orq::cli {
 
@@ -52,7 +52,7 @@ void WatchEvery(const WatchLimits& limits, const std::function<bool()>& read) {
     const auto due =
         start + std::chrono::duration_cast<Clock::duration>(limits.interval * static_cast<double>(taken));
     if (SleepUntil(due) && read()) continue;
-    if (limits.count != 0) throw CliError(Status::Cancelled, "interrupted");
+    if (limits.count != 0) throw CliError(ORQ_ERROR_CANCELLED, "interrupted");
     return;
   }
 }

@@ -30,6 +30,7 @@ class InternalError(Error): ...
 
 class IntControl(int):
     name: str
+    description: str
     min: float
     max: float
     step: float
@@ -41,6 +42,7 @@ class IntControl(int):
 
 class FloatControl(float):
     name: str
+    description: str
     min: float
     max: float
     step: float
@@ -179,9 +181,13 @@ class FrameInfo:
     sensor_c: float
     target_c: float
     cooler_power: int
+    gamma: int
     corrections: int
+    readout_mode: int
     black_level: float
     saturated: float
+    real_exposure_ms: int
+    after_gap: bool
 
 class FrameGps:
     state: int
@@ -291,6 +297,7 @@ class Camera:
     gps_start_line: _IntControl
     gps_end_line: _IntControl
     rolling_interval: _IntControl
+    readout_mode: _IntControl
     @property
     def automatic_state(self) -> AutomaticState: ...
     def await_settled(self, timeout: float) -> None: ...
@@ -340,7 +347,7 @@ class Camera:
     def user_id(self) -> str: ...
     def set_user_id(self, name: str, *, backup_folder: Optional[_Path] = ...) -> None: ...
     def save_flash(self, path: _Path, *, overwrite: bool = ...) -> None: ...
-    def restore_flash(self, path: _Path, *, backup_folder: Optional[_Path] = ...) -> None: ...
+    def restore_flash(self, path: _Path, *, other_camera: bool = ..., backup_folder: Optional[_Path] = ...) -> None: ...
     @property
     def trigger_modes(self) -> tuple[str, ...]: ...
     @property

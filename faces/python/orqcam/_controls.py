@@ -33,6 +33,7 @@ CONTROLS = (
     ("gps_start_line", 26, "Sensor line at which the GPS takes the start of an exposure."),
     ("gps_end_line", 27, "Sensor line at which the GPS takes its end."),
     ("rolling_interval", 28, "From row to row, tenths of a microsecond; read only."),
+    ("readout_mode", 29, "Readout mode of the sensor, from 0; its `description` names them."),
 )
 
 
@@ -40,6 +41,7 @@ class _Described:
     """What a value read from a camera knows beside itself."""
 
     name: str
+    description: str
     min: float
     max: float
     step: float
@@ -51,6 +53,7 @@ class _Described:
 
     def _describe(self, info, auto):
         self.name = info.name
+        self.description = info.description
         self.min, self.max, self.default = (
             each if info.scale == 1 else each / info.scale for each in (info.minimum, info.maximum, info.default))
         self.step = 1 if info.scale == 1 else 1 / info.scale

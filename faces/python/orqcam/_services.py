@@ -121,9 +121,12 @@ class Services:
         """Saves what is the user's in the camera's flash, hot pixels and name, to a file. Takes seconds."""
         self._device.save_flash(str(path), overwrite)
 
-    def restore_flash(self, path, *, backup_folder=None):
-        """Makes flash like such a file and compares, after it was saved as set_user_id() does. Takes seconds."""
-        self._device.restore_flash(str(path), _folder(backup_folder))
+    def restore_flash(self, path, *, other_camera=False, backup_folder=None):
+        """Makes flash like such a file and compares, after it was saved as set_user_id() does. Takes seconds.
+
+        InvalidError: the file is of another camera and `other_camera` is false.
+        """
+        self._device.restore_flash(str(path), other_camera, _folder(backup_folder))
 
     # Triggers
 

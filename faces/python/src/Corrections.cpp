@@ -29,9 +29,9 @@ void SaveFlash(Camera& camera, const std::string& path, bool overwrite) {
   Long(camera, [path, overwrite](Camera& device) { device.saveFlash(path, overwrite); });
 }
 
-void RestoreFlash(Camera& camera, const std::string& path, const Folder& backups) {
-  Long(camera, [path, backups](Camera& device) {
-    check(orq_flash_restore(device.get(), path.c_str(), NameOf(backups), nullptr, nullptr));
+void RestoreFlash(Camera& camera, const std::string& path, bool otherCamera, const Folder& backups) {
+  Long(camera, [path, otherCamera, backups](Camera& device) {
+    check(orq_flash_restore(device.get(), path.c_str(), otherCamera ? 1 : 0, NameOf(backups), nullptr, nullptr));
   });
 }
 

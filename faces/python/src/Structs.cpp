@@ -135,9 +135,13 @@ void BindFrameStructs(py::module_& module) {
       .def_readonly("sensor_c", &orq_frame_info::sensor_c)
       .def_readonly("target_c", &orq_frame_info::target_c)
       .def_readonly("cooler_power", &orq_frame_info::cooler_power)
+      .def_readonly("gamma", &orq_frame_info::gamma)
       .def_readonly("corrections", &orq_frame_info::corrections)
+      .def_readonly("readout_mode", &orq_frame_info::readout_mode)
       .def_readonly("black_level", &orq_frame_info::black_level)
-      .def_readonly("saturated", &orq_frame_info::saturated);
+      .def_readonly("saturated", &orq_frame_info::saturated)
+      .def_readonly("real_exposure_ms", &orq_frame_info::real_exposure_ms)
+      .def_property_readonly("after_gap", [](const orq_frame_info& info) { return info.after_gap != 0; });
 
   py::class_<orq_frame_gps>(module, "FrameGps")
       .def_readonly("state", &orq_frame_gps::state)

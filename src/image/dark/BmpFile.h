@@ -10,7 +10,7 @@ namespace orq {
 
 inline constexpr std::size_t kBmpFileHeaderBytes = 14;
 inline constexpr std::size_t kBmpInfoHeaderBytes = 40;
-inline constexpr std::size_t kBmpPaletteBytes = 256 * 4;
+inline constexpr std::size_t kBmpPaletteBytes = std::size_t{256} * 4;
 inline constexpr std::size_t kBmpPixelOffset = kBmpFileHeaderBytes + kBmpInfoHeaderBytes + kBmpPaletteBytes;
 inline constexpr std::uint16_t kBmpType = 0x4D42;  ///< "BM"
 

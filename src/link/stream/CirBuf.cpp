@@ -9,7 +9,7 @@
 
 CirBuf::CirBuf(std::size_t frameBytes, int count)
     : frameBytes_(frameBytes), slots_(static_cast<std::size_t>(std::max(count, 1))), ended_(slots_.size()) {
-  for (Slot& slot : slots_) slot.payload = orq::MakeLargeBuffer(frameBytes_);
+  for (Slot& slot : slots_) slot.payload = orq::MakeLargeBufferForOverwrite(frameBytes_);
   ready_.reserve(slots_.size());
 }
 

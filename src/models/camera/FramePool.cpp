@@ -47,19 +47,19 @@ FramePtr FramePool::Acquire(std::size_t bytes, std::size_t capacity) {
 }
 
 bool FramePool::MakeRoom(std::size_t bytes) {
-  while (!spare_.empty() && bytes_ + bytes > limit_) {
+  while (!spare_.empty() && bytes_ + bytes > limit_ + beyond_) {
     bytes_ -= spare_.back()->capacity_;
     --frames_;
     spare_.pop_back();
   }
-  return bytes_ + bytes <= limit_;
+  return bytes_ + bytes <= limit_ + beyond_;
 }
 
 void FramePool::TakeBack(SharedFrame* frame) {
   std::unique_ptr<SharedFrame> owned(frame);
   owned->origin_.reset();
   const MutexLock lock(mutex_);
-  if (bytes_ > limit_) {
+  if (bytes_ > limit_ + beyond_) {
     bytes_ -= owned->capacity_;
     --frames_;
     return;
@@ -70,6 +70,17 @@ void FramePool::TakeBack(SharedFrame* frame) {
 void FramePool::SetLimit(std::size_t bytes) {
   const MutexLock lock(mutex_);
   limit_ = bytes;
+  MakeRoom(0);
+}
+
+void FramePool::Widen(std::size_t bytes) {
+  const MutexLock lock(mutex_);
+  beyond_ += bytes;
+}
+
+void FramePool::Narrow(std::size_t bytes) {
+  const MutexLock lock(mutex_);
+  beyond_ -= bytes;
   MakeRoom(0);
 }
 

@@ -115,6 +115,10 @@ class FramePool : public std::enable_shared_from_this<FramePool> {
   /// Holds from the next frame on; what is held already stays.
   void SetLimit(std::size_t bytes);
   std::size_t Limit() const;
+  /// Room for so many more bytes beyond the limit, for somebody who holds many frames, until `Narrow` takes it
+  /// back.
+  void Widen(std::size_t bytes);
+  void Narrow(std::size_t bytes);
   /// Bytes of all frames, held ones and spare ones.
   std::size_t Bytes() const;
 
@@ -127,6 +131,7 @@ class FramePool : public std::enable_shared_from_this<FramePool> {
 
   mutable Mutex mutex_;
   std::size_t limit_ ORQ_GUARDED_BY(mutex_);
+  std::size_t beyond_ ORQ_GUARDED_BY(mutex_) = 0;
   std::size_t bytes_ ORQ_GUARDED_BY(mutex_) = 0;
   std::size_t frames_ ORQ_GUARDED_BY(mutex_) = 0;
   std::vector<std::unique_ptr<SharedFrame>> spare_ ORQ_GUARDED_BY(mutex_);

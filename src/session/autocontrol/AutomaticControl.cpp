@@ -34,25 +34,6 @@ std::string AutoText(const AutoReading& reading) {
   return text;
 }
 
-AutomaticControl::AutomaticControl(CModelCamera& camera)
-    : camera_(camera), before_{camera.AutoExp, camera.AutoGain, camera.autoWB} {}
-
-AutomaticControl::~AutomaticControl() {
-  if (!runs_) return;
-  camera_.StopAutoControlThr();
-  camera_.AutoExp = before_.exposure;
-  camera_.AutoGain = before_.gain;
-  camera_.autoWB = before_.whiteBalance;
-}
-
-void AutomaticControl::Start() {
-  if (camera_.AutoExp == 0 && camera_.AutoGain == 0 && !BalancesColours(camera_)) return;
-  if (camera_.StartAutoControlThr() == 0) {
-    throw Failure(Status::Internal, "automatic control could not be started");
-  }
-  runs_ = true;
-}
-
 AutoReading AutomaticControl::Read() const {
   AutoReading now{.mean = camera_.autoMean,
                   .target = camera_.DestBrightness,

@@ -1,4 +1,4 @@
-// Automatic exposure, gain and white balance, until they have settled or for as long as somebody takes frames.
+// What automatic exposure, gain and white balance come to, and waiting until they have settled.
 #pragma once
 
 #include <cstdint>
@@ -28,20 +28,12 @@ struct SettleSteps {
   std::function<bool(const AutoReading&)> mayGoOn;  ///< called before each; false asks to stop
 };
 
-/// Runs automatic control of a camera from `Start` to the end of its life; which controls are automatic is then as
-/// it was at its beginning, with the values that were found. Caller-serialised with everything that starts and
-/// stops automatic control.
+/// What automatic control of a camera, which somebody runs, has come to.
 class AutomaticControl {
  public:
-  /// Remembers which controls are automatic. `camera` outlives the object.
-  explicit AutomaticControl(CModelCamera& camera);
-  ~AutomaticControl();
-  AutomaticControl(const AutomaticControl&) = delete;
-  AutomaticControl& operator=(const AutomaticControl&) = delete;
+  /// `camera` outlives the object.
+  explicit AutomaticControl(const CModelCamera& camera) : camera_(camera) {}
 
-  /// Begins when a control is automatic. Throws Failure (Internal).
-  void Start();
-  bool Runs() const { return runs_; }
   AutoReading Read() const;
   /// Whether nothing has had to be adjusted for some frames.
   bool AtRest() const;
@@ -52,15 +44,7 @@ class AutomaticControl {
   void Settle(double seconds, const SettleSteps& steps) const;
 
  private:
-  struct Flags {
-    std::uint8_t exposure = 0;
-    std::uint8_t gain = 0;
-    std::uint8_t whiteBalance = 0;
-  };
-
-  CModelCamera& camera_;
-  const Flags before_;
-  bool runs_ = false;
+  const CModelCamera& camera_;
 };
 
 }  // namespace orq::session

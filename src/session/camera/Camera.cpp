@@ -171,6 +171,16 @@ CameraFacts Camera::Facts() {
   return facts_;
 }
 
+std::string Camera::LastBackup() {
+  const MutexLock lock(factsMutex_);
+  return lastBackup_;
+}
+
+void Camera::NoteBackup(const std::string& path) {
+  const MutexLock lock(factsMutex_);
+  lastBackup_ = path;
+}
+
 std::int64_t Camera::DefaultOf(const Control& control) {
   const std::vector<Control> controls = ListControls(*Use(*this));
   const MutexLock lock(factsMutex_);

@@ -75,6 +75,9 @@ class Camera {
   CameraFacts Facts();
   /// Asks the device for them again.
   void RefreshFacts();
+  /// The file that flash was saved to before it was last overwritten; empty: it was not. Also of a closed camera.
+  std::string LastBackup();
+  void NoteBackup(const std::string& path);
   /// What a fresh camera of the model has; 0 for what can only be read.
   std::int64_t DefaultOf(const Control& control);
   const ModelData& Model() const { return named_.camera->Model(); }
@@ -209,6 +212,7 @@ class Camera {
   mutable Mutex factsMutex_;
   CameraFacts facts_ ORQ_GUARDED_BY(factsMutex_);
   FrameOrigin origin_ ORQ_GUARDED_BY(factsMutex_);
+  std::string lastBackup_ ORQ_GUARDED_BY(factsMutex_);
   /// By control; found out when somebody asks, because it takes a camera object to tell.
   std::map<ORQ_CONTROL_TYPE, std::int64_t> defaults_ ORQ_GUARDED_BY(factsMutex_);
 

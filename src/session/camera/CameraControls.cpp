@@ -61,11 +61,11 @@ ControlReading Read(Camera& camera, const Control& control) {
 void Write(Camera& camera, const Control& control, const ControlSetting& setting) {
   if (setting.automatic || SteersAutomatic(control) || ChangesFrames(control.id)) {
     const Camera::Turn turn(camera);
-    WriteControl(*turn, control, setting, Limits::Demand);
+    WriteControl(*turn, control, setting);
     if (SteersAutomatic(control)) RunAutomatic(*turn);
     return;
   }
-  WriteControl(*Camera::Use(camera), control, setting, Limits::Demand);
+  WriteControl(*Camera::Use(camera), control, setting);
   if (control.id == ORQ_COOLER_ON) camera.NoteCooling(setting.raw != 0);
 }
 
@@ -94,7 +94,7 @@ void Cool(Camera& camera, bool on, double targetC, bool keep) {
     if (!std::isfinite(targetC)) throw Failure(Status::Range, "the target must be a temperature");
     const Control target = FindControl(*device, ORQ_TARGET_TEMP);
     const std::int64_t whole = std::llround(std::clamp(targetC, -1000.0, 1000.0));
-    WriteControl(*device, target, {.raw = whole}, Limits::Demand);
+    WriteControl(*device, target, {.raw = whole});
   }
   SwitchCooler(*device, on, keep);
   camera.NoteCooling(on);

@@ -82,6 +82,11 @@ struct DarkTarget {
 };
 /// Throws Failure when no dark could be written there.
 void CheckDarkTarget(Camera& camera, const DarkTarget& target);
+/// Throws Failure (Range) for a number of frames that no dark has.
+void DemandDarkFrames(int frames);
+/// Takes a dark into memory with the turn held, and brings the camera back to what it did.
+DarkDescription CollectDark(Camera& camera, const Camera::Turn& turn, int frames,
+                            const std::function<void(const DarkProgress&)>& tell);
 /// Takes a dark of `frames` frames (0: as many as the exposure asks for) with the present exposure, gain and
 /// offset, and writes it, a .bmp with a description beside it. The sensor must be covered. A running capture is
 /// interrupted for it.
@@ -100,7 +105,5 @@ struct DarkState {
 DarkState DarkInUse(Camera& camera);
 /// The place of the camera's own dark, and of the user's choice.
 DarkStore DarkStoreOf(Camera& camera);
-/// Repairs the hot pixels that the table in the camera's flash lists, or none.
-void RepairHotPixels(Camera& camera, bool on);
 
 }  // namespace orq::session

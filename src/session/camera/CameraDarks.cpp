@@ -1,4 +1,4 @@
-// Darks and hot pixels of an open camera.
+// Darks of an open camera.
 #include "session/camera/CameraControls.h"
 #include "session/darks/DarkFile.h"
 #include "session/darks/FrameCorrections.h"
@@ -57,14 +57,14 @@ void CheckDarkTarget(Camera& camera, const DarkTarget& target) {
   Place(camera, target);
 }
 
-DarkDescription TakeDark(Camera& camera, const DarkTarget& target, int frames,
-                         const std::function<void(const DarkProgress&)>& tell) {
-  if (frames < 0 || frames > kMostDarkFrames) {
-    throw Failure(Status::Range, "a dark is made of 1 to " + std::to_string(kMostDarkFrames) + " frames");
-  }
-  const DarkPlace place = Place(camera, target);
+void DemandDarkFrames(int frames) {
+  if (frames >= 0 && frames <= kMostDarkFrames) return;
+  throw Failure(Status::Range, "a dark is made of 1 to " + std::to_string(kMostDarkFrames) + " frames");
+}
+
+DarkDescription CollectDark(Camera& camera, const Camera::Turn& turn, int frames,
+                            const std::function<void(const DarkProgress&)>& tell) {
   const CameraFacts facts = camera.Facts();
-  const Camera::Turn turn(camera);
   turn->Mailbox().Mute(false);
   DarkSession work(*turn);
   DarkDescription description{.model = facts.model, .serial = facts.serial, .facts = {}};
@@ -76,6 +76,15 @@ DarkDescription TakeDark(Camera& camera, const DarkTarget& target, int frames,
   const DarkOutcome restored = work.Restore();
   Demand(*turn, outcome);
   Demand(*turn, restored);
+  return description;
+}
+
+DarkDescription TakeDark(Camera& camera, const DarkTarget& target, int frames,
+                         const std::function<void(const DarkProgress&)>& tell) {
+  DemandDarkFrames(frames);
+  const DarkPlace place = Place(camera, target);
+  const Camera::Turn turn(camera);
+  DarkDescription description = CollectDark(camera, turn, frames, tell);
   place.Write(MakeDarkFile(*turn, description));
   return description;
 }
@@ -121,11 +130,6 @@ DarkState DarkInUse(Camera& camera) {
 DarkStore DarkStoreOf(Camera& camera) {
   const Camera::Use open(camera);
   return {StateDirectory(), camera.Model(), camera.Facts().serial};
-}
-
-void RepairHotPixels(Camera& camera, bool on) {
-  const Camera::Turn turn(camera);
-  RepairHotPixels(*turn, on);
 }
 
 }  // namespace orq::session

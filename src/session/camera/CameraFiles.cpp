@@ -3,10 +3,8 @@
 #include <chrono>
 
 namespace orq::session {
-namespace {
 
-// The settings as far as they are known before the first frame, and a time like that of the frames.
-FrameFacts Expected(Camera& camera) {
+FrameFacts ExpectedFrame(Camera& camera) {
   const Camera::Use device(camera);
   FrameFacts frame;
   frame.context = std::make_shared<const FileContext>(camera.Origin().context);
@@ -14,18 +12,17 @@ FrameFacts Expected(Camera& camera) {
   frame.info.times.begin =
       std::chrono::duration_cast<std::chrono::microseconds>(now).count() * kTenthsPerMicrosecond;
   frame.info.region = device->Region();
+  frame.info.bayerPattern = device->FramePattern();
   frame.info.exposureUs = device->exposureUs;
   frame.info.gain = device->gain;
   frame.info.offset = device->Brightness;
   return frame;
 }
 
-}  // namespace
-
 void CheckSaving(Camera& camera, const SaveOptions& options, std::uint64_t count) {
   const Pause aborted = camera.UntilAborted();
   bool goOn = true;
-  FrameSaver(options).CheckBeforehand(Expected(camera), count, [&] {
+  FrameSaver(options).CheckBeforehand(ExpectedFrame(camera), count, [&] {
     goOn = !aborted(std::chrono::milliseconds(0));
     return goOn;
   });

@@ -6,6 +6,7 @@
 
 #include "link/WireProtocol.h"
 #include "models/flash/HotPixelStore.h"
+#include "session/files/SafeFile.h"
 #include "session/files/StateDirectory.h"
 #include "session/flash/FlashFailure.h"
 
@@ -15,7 +16,7 @@ namespace {
 std::string BackupFolder(const FlashSafety& safety) {
   if (!safety.backupFolder.empty()) return safety.backupFolder;
   const std::string state = StateDirectory();
-  if (state.empty()) throw Failure(Status::File, "there is no place for a backup of flash: name a folder for it");
+  if (state.empty()) throw Failure(Status::File, "there is no place for a backup of flash; name a folder for it");
   return (std::filesystem::path(state) / "flash").string();
 }
 
@@ -32,7 +33,8 @@ void DemandStored(CModelCamera& camera, const FlashOutcome& outcome, const Flash
     DemandDone(camera, outcome);
   } catch (const Failure& failure) {
     if (outcome.result == FlashResult::Refused) throw;
-    throw Failure(failure.Code(), std::string(failure.what()) + "; what flash held before is in " + backup.path);
+    throw Failure(failure.Code(),
+                  std::string(failure.what()) + "; what flash held before is in '" + backup.path + "'");
   }
 }
 
@@ -43,29 +45,74 @@ void Overwrite(Camera& camera, const FlashSafety& safety, Work work) {
   const Camera::FlashTurn turn(camera);
   const FlashWatcher watcher = WatcherOf(turn, safety.tell);
   FlashBackup backup;
-  DemandDone(*turn, BackUpFlash(*turn, folder, backup, watcher));
+  FlashOutcome saved = BackUpFlash(*turn, folder, backup, watcher);
+  if (saved.result == FlashResult::FileFailed) {
+    saved.reason += "; nothing was changed; name another folder for the backup";
+  }
+  DemandDone(*turn, saved);
+  // The last moment at which stopping costs nothing.
+  if (!watcher({"reading", kBackupBytes, kBackupBytes})) {
+    throw Failure(Status::Cancelled, "interrupted; nothing was changed");
+  }
+  camera.NoteBackup(backup.path);
   DemandStored(*turn, work(*turn, backup, watcher), backup);
+}
+
+FlashImage Load(const std::string& path) {
+  FlashImage image;
+  const FlashOutcome loaded = LoadFlashImage(path, image);
+  if (!loaded.Done()) throw Failure(Status::File, loaded.reason);
+  return image;
+}
+
+// What is wrong with the camera is told before what is wrong with a file.
+void DemandUsable(Camera& camera) {
+  const Camera::Turn turn(camera);
+  DemandDone(*turn, FlashUsable(*turn));
 }
 
 }  // namespace
 
 void SaveFlash(Camera& camera, const std::string& path, bool overwrite, const FlashTeller& tell) {
+  const Existing existing = overwrite ? Existing::Overwrite : Existing::Keep;
+  DemandUsable(camera);
+  DemandWritable(path, existing);
   const Camera::FlashTurn turn(camera);
   FlashImage image;
   DemandDone(*turn, ReadFlashImage(*turn, image, WatcherOf(turn, tell)));
-  const FlashOutcome saved = SaveFlashImage(path, image, overwrite ? Existing::Overwrite : Existing::Keep);
+  const FlashOutcome saved = SaveFlashImage(path, image, existing);
   if (!saved.Done()) throw Failure(Status::File, saved.reason);
 }
 
-void RestoreFlash(Camera& camera, const std::string& path, const FlashSafety& safety) {
+FlashFile ReadFlashFile(Camera& camera, const std::string& path) {
   { const Camera::Use open(camera); }
-  FlashImage image;
-  const FlashOutcome loaded = LoadFlashImage(path, image);
-  if (!loaded.Done()) throw Failure(Status::File, loaded.reason);
+  FlashFile file{.image = Load(path), .isOfCamera = false};
+  const Camera::Use device(camera);
+  file.isOfCamera = IsImageOf(*device, file.image);
+  return file;
+}
+
+void RestoreFlash(Camera& camera, const std::string& path, bool otherCamera, const FlashSafety& safety) {
+  DemandUsable(camera);
+  const FlashFile file = ReadFlashFile(camera, path);
+  if (!otherCamera && !file.isOfCamera) throw Failure(Status::Invalid, "the file is of another camera");
   Overwrite(camera, safety, [&](CModelCamera& device, const FlashBackup&, const FlashWatcher& watcher) {
-    if (!IsImageOf(device, image)) throw Failure(Status::Invalid, "the file is of another camera");
-    return RestoreFlashImage(device, image, watcher);
+    FlashOutcome outcome = RestoreFlashImage(device, file.image, watcher);
+    if (outcome.result == FlashResult::Cancelled || outcome.result == FlashResult::CameraFailed) {
+      outcome.reason += "; restore it again to finish";
+    }
+    return outcome;
   });
+  camera.RefreshFacts();  // the id may be another
+}
+
+std::string FlashDifference(Camera& camera, const std::string& path, const FlashTeller& tell) {
+  DemandUsable(camera);
+  const FlashImage image = Load(path);
+  const Camera::FlashTurn turn(camera);
+  const FlashOutcome outcome = CompareFlashImage(*turn, image, WatcherOf(turn, tell));
+  if (outcome.result != FlashResult::Differs) DemandDone(*turn, outcome);
+  return outcome.reason;
 }
 
 void StoreUserId(Camera& camera, const std::string& id, const FlashSafety& safety) {

@@ -22,11 +22,21 @@ struct FlashSafety {
 // between two sectors (Cancelled).
 
 void SaveFlash(Camera& camera, const std::string& path, bool overwrite, const FlashTeller& tell);
-void RestoreFlash(Camera& camera, const std::string& path, const FlashSafety& safety);
+/// Invalid: the file is of another camera, unless `otherCamera` allows that.
+void RestoreFlash(Camera& camera, const std::string& path, bool otherCamera, const FlashSafety& safety);
+/// Where flash differs from such a file, as one line; empty: nowhere.
+std::string FlashDifference(Camera& camera, const std::string& path, const FlashTeller& tell);
 /// Invalid: no plain text of up to 8 characters; empty: none.
 void StoreUserId(Camera& camera, const std::string& id, const FlashSafety& safety);
 /// The hot pixels of the dark in memory.
 void StoreHotPixels(Camera& camera, const FlashSafety& safety);
+
+/// What a saved flash says about itself.
+struct FlashFile {
+  FlashImage image;
+  bool isOfCamera = false;  ///< false as well when that cannot be told
+};
+FlashFile ReadFlashFile(Camera& camera, const std::string& path);
 
 /// The user's name for the camera as a listing shows it. Throws Failure when flash cannot be read.
 std::string UserId(Camera& camera);

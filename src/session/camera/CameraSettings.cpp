@@ -1,17 +1,9 @@
 #include "session/camera/CameraSettings.h"
 
 #include "models/camera/OwnSettings.h"
-#include "settings/StoredSettings.h"
 #include "settings/XmlStore.h"
 
 namespace orq::session {
-
-std::string SettingsPath() {
-  if (UserConfigDirectory().empty()) {
-    throw Failure(Status::File, "there is no place for settings: set HOME or XDG_CONFIG_HOME");
-  }
-  return SettingsFileIn(UserConfigDirectory());
-}
 
 void KeepSettings(Camera& camera) {
   const Camera::Use device(camera);

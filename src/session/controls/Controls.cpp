@@ -1,5 +1,6 @@
 #include "session/controls/Controls.h"
 
+#include "controls/ControlCatalogue.h"
 #include "session/Failure.h"
 #include "session/text/Units.h"
 #include "support/Text.h"
@@ -38,18 +39,23 @@ ControlUnit UnitOf(ORQ_CONTROL_TYPE id) {
   }
 }
 
-std::variant<std::int64_t, double> InUnit(ORQ_CONTROL_TYPE id, std::int64_t raw) {
-  const int scale = UnitOf(id).scale;
-  if (scale == 1) return raw;
-  return static_cast<double>(raw) / scale;
-}
-
 std::string ValueText(const Control& control, std::int64_t raw) {
   if (control.id == ORQ_EXPOSURE && raw >= 0) return ExposureText(static_cast<std::uint64_t>(raw));
-  const auto value = InUnit(control.id, raw);
-  if (const auto* const whole = std::get_if<std::int64_t>(&value)) return std::to_string(*whole);
-  const std::string text = Number(std::get<double>(value));
+  const int scale = UnitOf(control.id).scale;
+  if (scale == 1) return std::to_string(raw);
+  const std::string text = Number(static_cast<double>(raw) / scale);
   return text.find_first_of(".e") == std::string::npos ? text + ".0" : text;
+}
+
+Control ControlOfModel(const ModelData& model, std::int32_t id) {
+  if (id < 0 || id >= kControlTypes) {
+    throw Failure(Status::Range, Format("the catalogue has the controls 0 to %d", kControlTypes - 1));
+  }
+  CapabilityFlags flags;
+  flags.bandwidthAutoSupported = model.bandwidthAuto;
+  Control control{.id = static_cast<ORQ_CONTROL_TYPE>(id)};
+  DescribeControl(control.id, {model.limits, flags, model.maxHeight}, control.caps);
+  return control;
 }
 
 std::vector<Control> ListControls(CModelCamera& camera) {

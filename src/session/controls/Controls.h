@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <variant>
 #include <vector>
 
 #include "models/camera/ModelCamera.h"
@@ -24,10 +23,12 @@ struct ControlUnit {
   int scale;
 };
 ControlUnit UnitOf(ORQ_CONTROL_TYPE id);
-/// A raw value in its unit: whole where the scale is 1.
-std::variant<std::int64_t, double> InUnit(ORQ_CONTROL_TYPE id, std::int64_t raw);
-/// The same as a user writes it: "200ms" for exposures, "12.0", "300".
+/// A raw value as a user writes it: "200ms" for exposures, "12.0", "300".
 std::string ValueText(const Control& control, std::int64_t raw);
+
+/// One control of a model as the catalogue has it, without a camera; both limits are 0 when the model has it not.
+/// Throws Failure (Range) for an id that is not in the catalogue.
+Control ControlOfModel(const ModelData& model, std::int32_t id);
 
 /// The camera's controls in catalogue order.
 std::vector<Control> ListControls(CModelCamera& camera);

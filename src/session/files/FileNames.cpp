@@ -35,9 +35,13 @@ std::string_view Uncompressed(std::string_view path) {
   return path.substr(0, path.size() - kSecond.size());
 }
 
-FileKind KindOf(std::string_view pattern) {
-  if (Uncompressed(pattern) != pattern) return FileKind::CompressedFits;
+FileKind KindOf(std::string_view pattern, FileUse use) {
   const std::string extension = Lower(std::filesystem::path(pattern).extension().string());
+  if (use == FileUse::Recording) {
+    if (extension == ".ser") return FileKind::Ser;
+    Refuse("'" + std::string(pattern) + "' must end in .ser");
+  }
+  if (Uncompressed(pattern) != pattern) return FileKind::CompressedFits;
   if (extension == ".fits" || extension == ".fit") return FileKind::Fits;
   if (extension == ".png") return FileKind::Png;
   if (extension == ".raw") return FileKind::Raw;
@@ -88,7 +92,7 @@ std::string Value(std::string_view name, const NameFacts& facts) {
 
 }  // namespace
 
-FilePattern::FilePattern(std::string_view pattern) : kind_(KindOf(pattern)) {
+FilePattern::FilePattern(std::string_view pattern, FileUse use) : kind_(KindOf(pattern, use)) {
   if (!std::filesystem::path(Uncompressed(pattern)).has_extension()) Refuse("the file has no name");
   std::string text;
   for (std::size_t i = 0; i < pattern.size(); ++i) {

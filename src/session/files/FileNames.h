@@ -8,7 +8,9 @@
 
 namespace orq::session {
 
-enum class FileKind { Fits, CompressedFits, Png, Raw };
+enum class FileKind { Fits, CompressedFits, Png, Raw, Ser };
+/// What a file holds, which decides the kinds that it may be of.
+enum class FileUse { Frame, Recording };
 
 /// What a name can be made of.
 struct NameFacts {
@@ -29,7 +31,7 @@ struct NameFacts {
 class FilePattern {
  public:
   /// Throws Failure (invalid) that lists the right placeholders or extensions.
-  explicit FilePattern(std::string_view pattern);
+  explicit FilePattern(std::string_view pattern, FileUse use = FileUse::Frame);
 
   std::string Expand(const NameFacts& facts) const;
   FileKind Kind() const { return kind_; }

@@ -13,7 +13,7 @@ namespace orq::session {
 
 FrameSaver::FrameSaver(SaveOptions options) : options_(std::move(options)) {}
 
-SavedFrame FrameSaver::NamesFor(const FrameFacts& frame) const {
+NameFacts NameFactsOf(const FrameFacts& frame) {
   const FileContext& context = ContextOf(frame);
   const FrameInfo& info = frame.info;
   NameFacts facts;
@@ -28,8 +28,12 @@ SavedFrame FrameSaver::NamesFor(const FrameFacts& frame) const {
   facts.gain = info.gain;
   facts.offset = info.offset;
   facts.bin = info.region.bin;
+  return facts;
+}
+
+SavedFrame FrameSaver::NamesFor(const FrameFacts& frame) const {
   SavedFrame names;
-  names.file = options_.pattern.Expand(facts);
+  names.file = options_.pattern.Expand(NameFactsOf(frame));
   const FileKind kind = options_.pattern.Kind();
   if (kind == FileKind::Raw) names.sidecar = WithExtension(names.file, ".json");
   if (options_.preview && kind != FileKind::Png) names.companion = WithExtension(names.file, ".png");
@@ -77,6 +81,8 @@ SavedFrame FrameSaver::Save(std::span<const std::uint8_t> pixels, const FrameFac
     case FileKind::Raw:
       WriteRaw(names, pixels, frame);
       break;
+    case FileKind::Ser:
+      throw Failure(Status::Invalid, "one frame is not saved as a SER file: record a video");
   }
   if (names.companion.empty()) return names;
   try {

@@ -27,6 +27,9 @@ struct SavedFrame {
   std::string trouble;    ///< why there is no preview although one was wanted; the frame itself is safe
 };
 
+/// What the name of a frame's file can be made of.
+NameFacts NameFactsOf(const FrameFacts& frame);
+
 class FrameSaver {
  public:
   explicit FrameSaver(SaveOptions options);

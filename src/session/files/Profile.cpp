@@ -4,13 +4,13 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <cstring>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
 #include "session/Failure.h"
 #include "session/files/SafeFile.h"
+#include "session/text/NamedValue.h"
 #include "settings/XmlStore.h"
 #include "support/Text.h"
 
@@ -42,8 +42,6 @@ constexpr std::array<Field, kProfileFields> kFields{{
     {"longitude", "SITELONG", "deg", -180, 180, "[deg] longitude of the site, east positive"},
     {"elevation", "SITEELEV", "m", -1000, 10000, "[m] elevation of the site"},
 }};
-constexpr std::size_t kObserver = 0;
-
 bool IsNumber(const Field& field) {
   return field.unit[0] != '\0';
 }
@@ -53,10 +51,8 @@ std::string KeyOf(const Field& field) {
   return NamedValue{field.name, {}, field.unit}.Key();
 }
 
-std::string NamesOfFields() {
-  std::vector<std::string> names;
-  for (const Field& field : kFields) names.emplace_back(field.name);
-  return Join(names);
+std::size_t IndexOf(ProfileField field) {
+  return static_cast<std::size_t>(field);
 }
 
 std::string RangeOf(const Field& field) {
@@ -65,17 +61,6 @@ std::string RangeOf(const Field& field) {
 
 bool Fits(const Field& field, double number) {
   return number >= field.least && number <= field.most;
-}
-
-double ParseNumber(const Field& field, std::string_view text) {
-  double number = 0.0;
-  const char* const end = text.data() + text.size();
-  const auto [rest, error] = std::from_chars(text.data(), end, number);
-  if (error != std::errc() || rest != end || !Fits(field, number)) {
-    throw Failure(Status::Invalid,
-                  std::string(field.name) + " '" + std::string(text) + "' is no number " + RangeOf(field));
-  }
-  return number;
 }
 
 [[noreturn]] void Damaged(const std::string& path, const std::string& why) {
@@ -132,8 +117,9 @@ void Profile::Save(const std::string& path) const {
   std::error_code none;
   fs::create_directories(fs::path(path).parent_path(), none);  // what is wrong shows in writing
   nlohmann::ordered_json json = nlohmann::ordered_json::object();
-  for (const NamedValue& field : Fields()) {
-    std::visit([&](const auto& value) { json[field.Key()] = value; }, field.value);
+  for (std::size_t i = 0; i < kProfileFields; ++i) {
+    if (!values_[i]) continue;
+    std::visit([&](const auto& value) { json[KeyOf(kFields[i])] = value; }, *values_[i]);
   }
   const std::string text = json.dump(2) + "\n";
   const std::vector<std::uint8_t> bytes(text.begin(), text.end());
@@ -147,41 +133,28 @@ void Profile::Remove(const std::string& path) {
   throw Failure(Status::File, "cannot remove '" + path + "': " + std::strerror(errno));
 }
 
-void Profile::Set(std::string_view word) {
-  const std::size_t equals = word.find('=');
-  if (equals == std::string_view::npos) {
-    throw Failure(Status::Invalid, "'" + std::string(word) + "' is no field of the profile: write NAME=VALUE");
-  }
-  std::string name = Lower(word.substr(0, equals));
-  std::ranges::replace(name, '-', '_');
-  const std::string_view text = word.substr(equals + 1);
-  const auto field =
-      std::ranges::find(kFields, name, [](const Field& each) { return std::string_view(each.name); });
-  if (field == kFields.end()) {
-    throw Failure(Status::Invalid, "unknown field '" + name + "' of the profile; there are " + NamesOfFields());
-  }
-  std::optional<Value>& value = values_[static_cast<std::size_t>(field - kFields.begin())];
-  if (text.empty()) {
-    value.reset();
-  } else if (IsNumber(*field)) {
-    value = ParseNumber(*field, text);
-  } else {
-    CheckTextValue(text, name);
-    value = std::string(text);
-  }
+std::string Profile::Text(ProfileField field) const {
+  const std::optional<Value>& value = values_[IndexOf(field)];
+  return value ? std::get<std::string>(*value) : std::string();
 }
 
-NamedValues Profile::Fields() const {
-  NamedValues fields;
-  for (std::size_t i = 0; i < kProfileFields; ++i) {
-    if (!values_[i]) continue;
-    std::visit(
-        [&](const auto& value) {
-          fields.push_back({kFields[i].name, value, kFields[i].unit});
-        },
-        *values_[i]);
+std::optional<double> Profile::Number(ProfileField field) const {
+  const std::optional<Value>& value = values_[IndexOf(field)];
+  return value ? std::optional(std::get<double>(*value)) : std::nullopt;
+}
+
+void Profile::SetText(ProfileField field, std::string_view text) {
+  CheckTextValue(text, kFields[IndexOf(field)].name);
+  values_[IndexOf(field)] = text.empty() ? std::nullopt : std::optional<Value>(std::string(text));
+}
+
+void Profile::SetNumber(ProfileField field, std::optional<double> number) {
+  const Field& known = kFields[IndexOf(field)];
+  if (number && !Fits(known, *number)) {
+    throw Failure(Status::Invalid,
+                  Format("%s %s is not ", known.name, orq::Number(*number).c_str()) + RangeOf(known));
   }
-  return fields;
+  values_[IndexOf(field)] = number;
 }
 
 std::vector<Keyword> Profile::KeywordsBeside(const std::vector<Keyword>& stated) const {
@@ -189,7 +162,7 @@ std::vector<Keyword> Profile::KeywordsBeside(const std::vector<Keyword>& stated)
   for (std::size_t i = 0; i < kProfileFields; ++i) {
     const Field& field = kFields[i];
     const bool given = std::ranges::find(stated, field.keyword, &Keyword::name) != stated.end();
-    if (i == kObserver || !values_[i] || given) continue;
+    if (i == IndexOf(ProfileField::Observer) || !values_[i] || given) continue;
     Keyword keyword{.name = field.keyword, .value = {}, .comment = {}};
     std::visit([&](const auto& value) { keyword.value = value; }, *values_[i]);
     const auto* const text = std::get_if<std::string>(&*values_[i]);
@@ -197,10 +170,6 @@ std::vector<Keyword> Profile::KeywordsBeside(const std::vector<Keyword>& stated)
     keywords.push_back(std::move(keyword));
   }
   return keywords;
-}
-
-std::string Profile::Observer() const {
-  return values_[kObserver] ? std::get<std::string>(*values_[kObserver]) : std::string();
 }
 
 }  // namespace orq::session

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -9,10 +11,20 @@
 #include <vector>
 
 #include "session/fits/Keywords.h"
-#include "session/text/NamedValue.h"
 
 namespace orq::session {
 
+/// What a profile may state; of numbers the unit is in the name.
+enum class ProfileField : std::uint8_t {
+  Observer,
+  Telescope,
+  FocalLengthMm,
+  Filter,
+  Site,
+  LatitudeDeg,
+  LongitudeDeg,
+  ElevationM,
+};
 inline constexpr std::size_t kProfileFields = 8;
 
 /// The observer's profile. Kept as one JSON file, which is the user's configuration directory's unless a program
@@ -28,14 +40,14 @@ class Profile {
   /// Throws Failure (file), also for an empty path.
   static void Remove(const std::string& path);
 
-  /// "telescope=Newton 150/750"; an empty value forgets. Throws Failure (invalid) for other names and for values
-  /// that cannot be.
-  void Set(std::string_view word);
-  /// What is stated, in the order of the fields.
-  NamedValues Fields() const;
+  /// Empty: not stated.
+  std::string Text(ProfileField field) const;
+  std::optional<double> Number(ProfileField field) const;
+  /// Throw Failure (invalid) for what cannot be.
+  void SetText(ProfileField field, std::string_view text);
+  void SetNumber(ProfileField field, std::optional<double> number);
   /// The keywords for files, all but the observer, without those that `stated` names already.
   std::vector<Keyword> KeywordsBeside(const std::vector<Keyword>& stated) const;
-  std::string Observer() const;
 
  private:
   using Value = std::variant<std::string, double>;

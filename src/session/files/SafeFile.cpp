@@ -76,6 +76,12 @@ void DemandWritable(const std::string& path, Existing existing) {
   if (access(directory.c_str(), W_OK | X_OK) != 0) CannotWrite(path, errno);
 }
 
+void WriteFile(const std::string& path, std::span<const std::uint8_t> bytes, Existing existing) {
+  DemandWritable(path, existing);
+  const int error = PutFile(path, bytes, existing, Durability::Synced);
+  if (error != 0) CannotWrite(path, error);
+}
+
 void WriteChecker::Check(const std::string& path) {
   const std::string directory = DirectoryOf(path);
   if (directory != lastDirectory_) CheckDirectory(path, directory);

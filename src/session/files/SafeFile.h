@@ -18,6 +18,8 @@ void WriteWholeFile(const std::string& path, std::span<const std::uint8_t> bytes
 /// The same for files that are no frames: the error, and a look beforehand whether it would come.
 [[noreturn]] void CannotWrite(const std::string& path, int error);
 void DemandWritable(const std::string& path, Existing existing);
+/// Both, and the file on the disk.
+void WriteFile(const std::string& path, std::span<const std::uint8_t> bytes, Existing existing);
 
 /// An errno, or 0 with the whole file in `bytes`. Waits for nothing: only for regular files.
 int ReadWholeFile(const std::string& path, std::size_t atMost, std::vector<std::uint8_t>& bytes);

@@ -9,10 +9,14 @@ namespace orq::session {
 
 // The debug log knows it already.
 std::string StateDirectory() {
+  return std::filesystem::path(LogPath()).parent_path().string();
+}
+
+std::string LogPath() {
   constexpr std::size_t kPathBytes = 4096;
   std::array<char, kPathBytes> log{};
   ORQGetDebugLogPath(log.data());
-  return log[0] == '\0' ? std::string() : std::filesystem::path(log.data()).parent_path().string();
+  return log.data();
 }
 
 }  // namespace orq::session

@@ -132,4 +132,19 @@ std::vector<std::uint8_t> EncodeFits(std::span<const std::uint8_t> bytes, const 
   return fits.Finish();
 }
 
+std::vector<std::uint8_t> EncodeFits(const PlainImage& image, const std::vector<FitsCard>& cards, FitsForm form) {
+  const bool wide = image.bytesPerSample == 2;
+  const PointLocale points;
+  MemoryFits fits(image.samples.size() + kHeaderRoom);
+  std::vector<long> axes = {image.width, image.height};
+  if (image.planes > 1) axes.push_back(image.planes);
+  if (form == FitsForm::Compressed) fits.Compress();
+  fits.Image(wide ? USHORT_IMG : BYTE_IMG, std::move(axes));
+  fits.Date();
+  for (const FitsCard& card : cards) fits.Card(card);
+  const std::size_t samples = image.samples.size() / static_cast<std::size_t>(image.bytesPerSample);
+  fits.Pixels(wide ? TUSHORT : TBYTE, 1, static_cast<LONGLONG>(samples), image.samples.data());
+  return fits.Finish();
+}
+
 }  // namespace orq::session

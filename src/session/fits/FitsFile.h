@@ -5,6 +5,7 @@
 #include <span>
 #include <vector>
 
+#include "session/fits/FitsCards.h"
 #include "session/frame/FrameFacts.h"
 
 namespace orq::session {
@@ -19,5 +20,16 @@ enum class FitsForm : std::uint8_t {
 /// as many as the region has. Throws Failure: not as many (invalid), no such file can be made (file).
 std::vector<std::uint8_t> EncodeFits(std::span<const std::uint8_t> bytes, const FrameFacts& frame,
                                      FitsForm form = FitsForm::Plain);
+
+/// An image that no camera of this library has just taken: planes one after the other, rows top down.
+struct PlainImage {
+  int width = 0;
+  int height = 0;
+  int planes = 1;                         ///< 1, or 3: red, green, blue
+  int bytesPerSample = 1;                 ///< 1, or 2 in the host's order
+  std::span<const std::uint8_t> samples;  ///< as many as that makes
+};
+/// The same of such an image, with these cards.
+std::vector<std::uint8_t> EncodeFits(const PlainImage& image, const std::vector<FitsCard>& cards, FitsForm form);
 
 }  // namespace orq::session

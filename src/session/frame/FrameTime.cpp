@@ -66,31 +66,6 @@ const char* GpsStateName(GpsState state) {
   return "";
 }
 
-std::string GpsTrouble(const FrameInfo& info) {
-  switch (info.gps.state) {
-    case GpsState::None:
-    case GpsState::Fix:
-    case GpsState::Predicted:
-      return "";
-    case GpsState::NoFix:
-      return "the receiver has no fix; give its antenna a clear view of the sky";
-    case GpsState::NoLatch:
-      return Format("the GPS lines %d and %d do not both lie in the region; let them follow it",
-                    info.gps.latched.startLine, info.gps.latched.endLine);
-    case GpsState::Missed:
-      return "the next frame's time had replaced it; take fewer frames per second";
-    case GpsState::Unsettled:
-      return "the GPS lines or the bandwidth have just been changed";
-    case GpsState::Contradictory:
-      return "the times of the two GPS lines contradict each other";
-    case GpsState::Unreadable:
-      return "the camera does not tell it";
-    case GpsState::Uncertain:
-      return "it is less certain than the computer's; set the GPS lines to the region's first and last one";
-  }
-  return "";
-}
-
 NamedValues TimeValues(const FrameInfo& info) {
   NamedValues values = {
       {"start_utc", FrameUtc(info, info.times.begin)},

@@ -27,8 +27,6 @@ inline UtcTenths MiddleOf(const FrameInfo& info) {
 double ModifiedJulianDate(UtcTenths time);
 /// One or two words for files: "FIX", "NO FIX" and so on; empty when the GPS was not asked.
 const char* GpsStateName(GpsState state);
-/// Why the frame has no GPS time, as the end of a sentence; empty when it has, or the GPS was not asked.
-std::string GpsTrouble(const FrameInfo& info);
 
 /// Start, middle and end of exposure, source and uncertainty.
 NamedValues TimeValues(const FrameInfo& info);

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <new>
 
+#include "support/ser/SerHeader.h"
 #include "virtual/replay/FitsReader.h"
 #include "virtual/replay/PgmReader.h"
 #include "virtual/replay/SerReader.h"

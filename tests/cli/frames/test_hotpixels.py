@@ -406,7 +406,7 @@ class Tests(CliTest):
 
     def test_without_a_backup_nothing_is_saved(self):
         self.dark_camera()
-        message = self.hot_fails(1, "build", "--save", "--yes", more=",flashread@9,flashread@10,flashread@11")
+        message = self.hot_fails(1, "build", "--save", "--yes", more=",flashread@10,flashread@11,flashread@12")
         self.assertIn("cannot read flash at 0x44000", message)
         message = self.hot_fails(1, "build", "--save", "--yes", "--backup", self.path("dark.pgm"))
         self.assertIn("nothing was changed", message)
@@ -414,18 +414,18 @@ class Tests(CliTest):
 
     def test_faults_that_another_attempt_overcomes_do_not_show(self):
         for faults in (",flasherase@1", ",flashflip@1,flashflip@2,flashflip@3,flashflip@4",
-                       ",flashread@129,flashread@130,flashread@131,flashread@132"):
+                       ",flashread@130,flashread@131,flashread@132,flashread@133"):
             self.put_flash(b"something else")
             self.dark_camera()
             self.assertTrue(self.hot_json("build", "--save", "--yes", more=faults)["saved"], faults)
             self.assertEqual(self.flash(), self.erased_with(compress(WIDTH, HEIGHT, self.HOT)), faults)
 
     def test_a_save_that_failed_says_how_to_put_back_what_was_there(self):
-        reads = "".join(f",flashread@{n}" for n in range(129, 135))
+        reads = "".join(f",flashread@{n}" for n in range(130, 136))
         for faults, code, reason in ((",refuse=0xC4", 1, "cannot erase flash at 0x40000"),
                                      (",refuse=0xC2", 1, "flash does not keep what is written at 0x40000"),
                                      (reads, 1, "cannot read flash at 0x40000"),
-                                     (",flashread@258", 1, "was saved, but cannot be loaded"),
+                                     (",flashread@259", 1, "was saved, but cannot be loaded"),
                                      (",flashpower@1", 4, "the camera was lost")):
             self.put_flash(b"the table that was there")
             before = self.flash()

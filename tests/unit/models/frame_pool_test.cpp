@@ -21,6 +21,22 @@ TEST(FramePool, GivesNoMoreThanItsLimit) {
   EXPECT_TRUE(pool->Acquire(100));
 }
 
+TEST(FramePool, HasMoreRoomWhileSomebodyHoldsMany) {
+  const auto pool = FramePool::Make(250);
+  const FramePtr a = pool->Acquire(200);
+  EXPECT_FALSE(pool->Acquire(100));
+  pool->Widen(100);
+  {
+    const FramePtr b = pool->Acquire(100);
+    EXPECT_TRUE(b);
+    EXPECT_EQ(pool->Limit(), 250U);
+    EXPECT_FALSE(pool->Acquire(100));
+  }
+  pool->Narrow(100);
+  EXPECT_EQ(pool->Bytes(), 200U) << "spare frames beyond the limit are given up";
+  EXPECT_FALSE(pool->Acquire(100));
+}
+
 TEST(FramePool, UsesReleasedBuffersAgain) {
   const auto pool = FramePool::Make(1000);
   FramePtr frame = pool->Acquire(100);

@@ -3,7 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
+#include <cmath>
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>

@@ -6,8 +6,8 @@
 
 #include "camera/Device.h"
 #include "commands/Commands.h"
+#include "options/Quantities.h"
 #include "output/Signals.h"
-#include "session/text/Units.h"
 #include "support/Text.h"
 
 namespace orq::cli {
@@ -43,7 +43,7 @@ int ParseLevel(const Output255& output, const std::string& text) {
 
 void DemandAdjustable(const Device& camera, const char* what) {
   if (camera.Can(ORQ_ABILITY_FAN)) return;
-  throw CliError(Status::Unsupported, std::string("this camera cannot adjust ") + what);
+  throw CliError(ORQ_ERROR_UNSUPPORTED, std::string("this camera cannot adjust ") + what);
 }
 
 std::int64_t Read(Device& camera, std::int32_t control, const std::string& what) {
@@ -55,7 +55,7 @@ void SetLevel(Device& camera, const Output255& output, int level) {
             [&](Camera& open) { open.control(output.control, level); });
   const auto became = static_cast<int>(Read(camera, output.control, output.what));
   if (became != level) {
-    throw CliError(Status::Refused, Format("%s is at %d instead of %d", output.what, became, level));
+    throw CliError(ORQ_ERROR_REFUSED, Format("%s is at %d instead of %d", output.what, became, level));
   }
 }
 
@@ -94,10 +94,10 @@ ExitCode RunHub(const Context& context, bool reset) {
   const auto giveUp = Clock::now() + kHubPatience;
   while (!IsHubOn(camera)) {
     if (Clock::now() > giveUp) {
-      throw CliError(Status::Timeout,
+      throw CliError(ORQ_ERROR_TIMEOUT,
                      "the USB hub stays off after its reset; unplug the camera and plug it in again");
     }
-    if (WaitForStop(kHubLook)) throw CliError(Status::Cancelled, "interrupted while the USB hub resets");
+    if (WaitForStop(kHubLook)) throw CliError(ORQ_ERROR_CANCELLED, "interrupted while the USB hub resets");
   }
   ReportHub(context, camera);
   return kExitOk;

@@ -7,8 +7,8 @@
 
 #include "camera/CoolerUse.h"
 #include "commands/Commands.h"
+#include "options/Quantities.h"
 #include "output/Signals.h"
-#include "session/text/Units.h"
 #include "support/Text.h"
 
 namespace orq::cli {
@@ -102,7 +102,7 @@ ExitCode RunCooler(const Context& context, const CoolerOptions& options) {
     throw CliError(kExitUsage, "--warm switches the cooler off when it is done: give it alone");
   }
   Device camera(context);
-  if (!camera.Can(ORQ_ABILITY_COOLER)) throw CliError(Status::Unsupported, "this camera has no cooler");
+  if (!camera.Can(ORQ_ABILITY_COOLER)) throw CliError(ORQ_ERROR_UNSUPPORTED, "this camera has no cooler");
   if (wanted.action != Action::On) {
     if (options.warm) WarmUp(camera, timeout);
     if (wanted.action == Action::Off) camera->coolerOff();

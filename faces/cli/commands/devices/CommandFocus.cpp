@@ -4,8 +4,8 @@
 
 #include "camera/LongWork.h"
 #include "commands/Commands.h"
+#include "options/Quantities.h"
 #include "output/StatusLine.h"
-#include "session/text/Units.h"
 #include "support/Text.h"
 
 namespace orq::cli {
@@ -50,8 +50,8 @@ int Resolve(Device& camera, const Target& target) {
   const int from = camera->focus().position;
   const int to = from + target.steps;
   if (to >= 0 && to <= kLastFocusPosition) return to;
-  throw CliError(Status::Range, Format("%+d from position %d leads out of the range 0 to %d", target.steps, from,
-                                       kLastFocusPosition));
+  throw CliError(ORQ_ERROR_RANGE, Format("%+d from position %d leads out of the range 0 to %d", target.steps, from,
+                                         kLastFocusPosition));
 }
 
 ExitCode RunFocus(const Context& context, const std::string& text) {

@@ -6,8 +6,8 @@
 
 #include "camera/LongWork.h"
 #include "commands/Commands.h"
+#include "options/Quantities.h"
 #include "output/Signals.h"
-#include "session/text/Units.h"
 #include "support/Text.h"
 
 namespace orq::cli {
@@ -77,7 +77,7 @@ ExitCode RunGuide(const Context& context, const GuideOptions& options) {
   report.Add("pulse", std::round(pulse.ms * 10.0) / 10.0, "ms");
   report.Print(context.out, context.json);
   if (!pulse.interrupted) return kExitOk;
-  throw CliError(Status::Cancelled, std::string("interrupted: the guide line ") + name + " is off");
+  throw CliError(ORQ_ERROR_CANCELLED, std::string("interrupted: the guide line ") + name + " is off");
 }
 
 }  // namespace

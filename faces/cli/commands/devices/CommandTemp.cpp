@@ -36,7 +36,7 @@ class Gauges {
  public:
   explicit Gauges(Device& camera) : camera_(camera) {
     if (!camera.Can(ORQ_ABILITY_THERMOMETER))
-      throw CliError(Status::Unsupported, "this camera has no thermometer");
+      throw CliError(ORQ_ERROR_UNSUPPORTED, "this camera has no thermometer");
   }
 
   Readings Read() {
@@ -128,7 +128,7 @@ ExitCode Watch(const Context& context, Device& camera, const WatchLimits& limits
     return true;
   });
   if (failed == 0) return kExitOk;
-  throw CliError(Status::Timeout,
+  throw CliError(ORQ_ERROR_TIMEOUT,
                  Format("the thermometer did not answer %llu of %llu times",
                         static_cast<unsigned long long>(failed), static_cast<unsigned long long>(taken)));
 }
@@ -138,7 +138,7 @@ ExitCode RunTemp(const Context& context, const TempOptions& options) {
   Device camera(context);
   if (options.watch) return Watch(context, camera, limits);
   const Readings readings = Gauges(camera).Read();
-  if (!readings.celsius) throw CliError(Status::Refused, readings.trouble);
+  if (!readings.celsius) throw CliError(ORQ_ERROR_REFUSED, readings.trouble);
   Describe(readings).Print(context.out, context.json);
   return kExitOk;
 }

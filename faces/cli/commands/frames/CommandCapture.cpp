@@ -15,11 +15,11 @@
 #include "camera/LongWork.h"
 #include "camera/Shooter.h"
 #include "commands/Commands.h"
+#include "options/Quantities.h"
 #include "options/ShootingOptions.h"
 #include "output/FrameWatch.h"
 #include "output/Signals.h"
 #include "output/frames/FrameReport.h"
-#include "session/text/Units.h"
 #include "support/Text.h"
 
 namespace orq::cli {
@@ -233,12 +233,12 @@ void Keep(const Context& context, const Destination& destination, const Shot& sh
     saved = shot.frame.saveFiles(destination.pattern, options);
   } catch (const Error& error) {
     if (tally.count == 1) throw;
-    throw CliError(static_cast<Status>(error.status()), std::string(error.what()) + " (" + tally.Text() + ")");
+    throw CliError(error.status(), std::string(error.what()) + " (" + tally.Text() + ")");
   }
   warnings.Look(saved, shot.info);
   ++tally.saved;
   ReportFrame(context, shot, saved);
-  if (saved.trouble[0] != '\0') throw CliError(Status::File, saved.trouble);
+  if (saved.trouble[0] != '\0') throw CliError(ORQ_ERROR_FILE, saved.trouble);
 }
 
 // How hard a frame is tried for, and what it must have.
@@ -306,22 +306,22 @@ void TakeAll(const Context& context, Device& camera, Shooter& shooter, const End
         break;
       case ShotResult::Failed:
         tally.failures.push_back({shot.number, reason});
-        if (tally.count == 1) throw CliError(Status::Refused, "frame 1 failed: " + reason);
+        if (tally.count == 1) throw CliError(ORQ_ERROR_REFUSED, "frame 1 failed: " + reason);
         Complain(Format("frame %llu failed: %s", static_cast<unsigned long long>(shot.number), reason.c_str()));
         if (++failuresInARow == kMostFailuresInARow && shot.number < tally.count) {
-          throw CliError(Status::Refused,
+          throw CliError(ORQ_ERROR_REFUSED,
                          Format("%d frames in a row failed, giving up: %s", failuresInARow, tally.Text().c_str()));
         }
         break;
       case ShotResult::Ended:
-        throw CliError(Status::Timeout, reason + ": " + tally.Text());
+        throw CliError(ORQ_ERROR_TIMEOUT, reason + ": " + tally.Text());
       case ShotResult::Interrupted:
-        throw CliError(Status::Cancelled, "interrupted: " + tally.Text());
+        throw CliError(ORQ_ERROR_CANCELLED, "interrupted: " + tally.Text());
       case ShotResult::Lost:
-        throw CliError(Status::Lost, "the camera was lost; check its cable: " + tally.Text());
+        throw CliError(ORQ_ERROR_LOST, "the camera was lost; check its cable: " + tally.Text());
     }
   }
-  if (!tally.failures.empty()) throw CliError(Status::Refused, tally.Text());
+  if (!tally.failures.empty()) throw CliError(ORQ_ERROR_REFUSED, tally.Text());
 }
 
 void ReportVideoLosses(const orq_stream_counters& counters) {
@@ -359,10 +359,8 @@ void Take(const Context& context, Device& camera, Shooter& shooter, const Captur
   std::exception_ptr failure;
   try {
     TakeAll(context, camera, shooter, endurance, destination, tally);
-  } catch (const Failure&) {
-    failure = std::current_exception();  // what was done is told before why it ended
   } catch (const Error&) {
-    failure = std::current_exception();
+    failure = std::current_exception();  // what was done is told before why it ended
   }
   if (options.video) ReportVideoLosses(camera->counters());
   ReportEnd(context, tally);

@@ -37,7 +37,7 @@ orq_dark_info ReadFor(Device& camera, const std::string& path) {
 
 void DemandKept(const orq_dark_choice& choice) {
   if (choice.is_kept == 0) {
-    throw CliError(Status::NotFound, "no dark is kept for this camera; take one with orqcam dark take");
+    throw CliError(ORQ_ERROR_NOT_FOUND, "no dark is kept for this camera; take one with orqcam dark take");
   }
 }
 
@@ -61,7 +61,7 @@ ExitCode RunShow(const Context& context) {
   }
   report.Add("kept", choice.is_kept != 0 ? Json(choice.kept) : Json());
   report.Print(context.out, context.json);
-  if (!trouble.empty()) throw CliError(Status::File, trouble);
+  if (!trouble.empty()) throw CliError(ORQ_ERROR_FILE, trouble);
   if (applies) TellShortExposures(camera);
   return kExitOk;
 }

@@ -5,10 +5,10 @@
 
 #include "camera/Expose.h"
 #include "commands/Commands.h"
+#include "options/Quantities.h"
 #include "output/FrameWatch.h"
 #include "output/Watch.h"
 #include "output/frames/FrameReport.h"
-#include "session/text/Units.h"
 #include "support/Text.h"
 
 namespace orq::cli {
@@ -23,7 +23,7 @@ struct GpsOptions {
 
 void DemandGps(const Device& camera) {
   if (camera.Can(ORQ_ABILITY_GPS)) return;
-  throw CliError(Status::Unsupported, "this camera has no GPS receiver");
+  throw CliError(ORQ_ERROR_UNSUPPORTED, "this camera has no GPS receiver");
 }
 
 void AddLines(Report& report, Device& camera) {
@@ -100,7 +100,7 @@ class GpsProbe {
     try {
       camera->region(region);
     } catch (const Error& error) {
-      throw CliError(Status::Refused, std::string("cannot take a frame of the GPS lines: ") + error.what());
+      throw CliError(ORQ_ERROR_REFUSED, std::string("cannot take a frame of the GPS lines: ") + error.what());
     }
     camera->stampEvery(std::chrono::milliseconds(0));
   }
@@ -112,9 +112,9 @@ class GpsProbe {
       if (!frame) return std::nullopt;
       return Reading{frame->info(), frame->gps()};
     } catch (const LostError&) {
-      throw CliError(Status::Lost, "cannot take a frame for the GPS: the camera was lost; check its cable");
+      throw CliError(ORQ_ERROR_LOST, "cannot take a frame for the GPS: the camera was lost; check its cable");
     } catch (const Error& error) {
-      throw CliError(Status::Refused, std::string("cannot take a frame for the GPS: ") + error.what());
+      throw CliError(ORQ_ERROR_REFUSED, std::string("cannot take a frame for the GPS: ") + error.what());
     }
   }
 
@@ -140,10 +140,10 @@ ExitCode RunRead(const Context& context) {
   Device camera(WithoutSettings(context));
   DemandGps(camera);
   const std::optional<GpsProbe::Reading> reading = GpsProbe(camera).Read();
-  if (!reading) throw CliError(Status::Cancelled, "interrupted");
+  if (!reading) throw CliError(ORQ_ERROR_CANCELLED, "interrupted");
   Describe(*reading).Print(context.out, context.json);
   if (HasGpsTime(reading->info)) return kExitOk;
-  throw CliError(Status::State, "no GPS time: " + GpsTrouble(reading->gps));
+  throw CliError(ORQ_ERROR_STATE, "no GPS time: " + GpsTrouble(reading->gps));
 }
 
 ExitCode RunWatch(const Context& context, const GpsOptions& options) {
@@ -180,8 +180,8 @@ void SetLines(Device& camera, const Lines& wanted) {
   try {
     camera->gpsLines(lines);
   } catch (const RangeError&) {
-    throw CliError(Status::Range, Format("lines %d and %d do not both lie on the sensor: its lines are 0 to %d",
-                                         wanted.start, wanted.end, camera.Info().sensor_height - 1));
+    throw CliError(ORQ_ERROR_RANGE, Format("lines %d and %d do not both lie on the sensor: its lines are 0 to %d",
+                                           wanted.start, wanted.end, camera.Info().sensor_height - 1));
   }
 }
 

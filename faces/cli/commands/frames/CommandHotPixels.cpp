@@ -2,14 +2,15 @@
 #include <cmath>
 #include <memory>
 #include <optional>
+#include <string>
+#include <utility>
+#include <vector>
 
-#include "camera/ControlAccess.h"
-#include "camera/DarkWork.h"
+#include "camera/ControlUse.h"
+#include "camera/DarkUse.h"
 #include "camera/FlashWork.h"
 #include "commands/Commands.h"
-#include "output/HotPixelView.h"
-#include "session/files/SafeFile.h"
-#include "session/text/Units.h"
+#include "options/Quantities.h"
 #include "support/Text.h"
 
 namespace orq::cli {
@@ -29,147 +30,176 @@ struct HotPixelOptions {
   std::optional<std::string> gain;      ///< the same
   bool save = false;
   OverwriteOptions overwrite;
-
-  Existing ExistingFiles() const { return replaceFiles ? Existing::Overwrite : Existing::Keep; }
 };
 
-HotPixelView SensorView(Session& session, HotPixelMarks marks) {
-  return ViewOf(std::move(marks), session.Camera().iMaxWidth, session.Camera().iMaxHeight);
+// The table in the camera's flash; nothing when it holds none.
+std::optional<HotPixels> FindTable(const Device& camera) {
+  try {
+    return camera->hotPixels();
+  } catch (const NotFoundError&) {
+    return std::nullopt;
+  }
 }
 
-void Write(const std::string& path, const std::vector<std::uint8_t>& bytes, Existing existing) {
-  const int error = PutFile(path, bytes, existing, Durability::Synced);
-  if (error != 0) CannotWrite(path, error);
+HotPixels DemandTable(const Device& camera) {
+  std::optional<HotPixels> table = FindTable(camera);
+  if (!table) throw CliError(ORQ_ERROR_NOT_FOUND, kNoTable);
+  return std::move(*table);
+}
+
+void AddCounts(Report& report, const HotPixels& table) {
+  const orq_hot_pixel_counts counts = table.counts();
+  report.Add("hot_pixels", counts.pixels);
+  report.Add("bad_rows", counts.bad_rows);
+}
+
+// What they are; in text the pixels are a table of their own.
+void AddList(Report& report, const HotPixels& table, bool json) {
+  const std::vector<int> rows = table.badRows();
+  if (json || !rows.empty()) report.Add("bad_row_list", rows);
+  if (!json) return;
+  Json pixels = Json::array();
+  for (const SensorPixel& pixel : table.pixels()) pixels.push_back({{"x", pixel.x}, {"y", pixel.y}});
+  report.Add("hot_pixel_list", std::move(pixels));
+}
+
+void PrintPixels(Output& out, const HotPixels& table) {
+  Table rows = {{"x", "y"}};
+  for (const SensorPixel& pixel : table.pixels()) {
+    rows.push_back({std::to_string(pixel.x), std::to_string(pixel.y)});
+  }
+  PrintTable(out, rows);
 }
 
 // The table as the user wants to see it.
-void Show(const Context& context, const HotPixelOptions& options, Report& report, const HotPixelView& view) {
-  AddCounts(report, view);
-  if (options.list) AddList(report, view, context.json);
+void Show(const Context& context, const HotPixelOptions& options, Report& report, const HotPixels& table) {
+  AddCounts(report, table);
+  if (options.list) AddList(report, table, context.json);
   if (!options.map.empty()) {
-    Write(options.map, EncodeMap(view), options.ExistingFiles());
+    table.save(options.map, ORQ_TABLE_PNG, options.replaceFiles);
     report.Add("map", options.map);
   }
-  if (view.leftOut != 0) {
-    Complain(Format("%zu more hot pixels are in the table than are repaired", view.leftOut));
-  }
+  const std::int32_t leftOut = table.counts().left_out;
+  if (leftOut != 0) Complain(Format("%d more hot pixels are in the table than are repaired", leftOut));
 }
 
 void PrintWithList(const Context& context, const HotPixelOptions& options, const Report& report,
-                   const HotPixelView& view) {
+                   const HotPixels& table) {
   report.Print(context.out, context.json);
-  if (options.list && !context.json) PrintPixels(context.out, view);
+  if (options.list && !context.json) PrintPixels(context.out, table);
 }
 
 ExitCode RunShow(const Context& context, const HotPixelOptions& options) {
-  if (!options.map.empty()) DemandWritable(options.map, options.ExistingFiles());
-  Session session(context);
-  HotPixelMarks marks = ReadTable(session);
+  if (!options.map.empty()) checkFile(options.map, options.replaceFiles);
+  const Device camera(context);
+  const std::optional<HotPixels> table = FindTable(camera);
   Report report;
-  report.Add("table", !marks.empty());
-  report.Add("enabled", session.Camera().HPC != 0);
-  if (marks.empty()) {
+  report.Add("table", table.has_value());
+  report.Add("enabled", camera->repairsHotPixels());
+  if (!table) {
     report.Print(context.out, context.json);
     return kExitOk;
   }
-  const HotPixelView view = SensorView(session, std::move(marks));
-  Show(context, options, report, view);
-  PrintWithList(context, options, report, view);
+  Show(context, options, report, *table);
+  PrintWithList(context, options, report, *table);
   return kExitOk;
 }
 
 ExitCode RunSwitch(const Context& context, bool on) {
-  Session session(context);
+  Device camera(context);
+  // The camera is content with a table whose end cannot be read; a user is not.
+  const std::optional<HotPixels> table = on ? std::optional(DemandTable(camera)) : std::nullopt;
+  camera->repairHotPixels(on);
   Report report;
-  if (on) {
-    // The core is content with a table whose end cannot be read; a user is not.
-    HotPixelMarks marks = ReadTable(session);
-    if (marks.empty()) throw CliError(Status::NotFound, kNoTable);
-    if (!session.Camera().SetHPCStates(true)) session.Fail("the hot-pixel table cannot be loaded");
-    report.Add("enabled", true);
-    AddCounts(report, SensorView(session, std::move(marks)));
-  } else {
-    session.Camera().SetHPCStates(false);
-    report.Add("enabled", false);
-  }
+  report.Add("enabled", on);
+  if (table) AddCounts(report, *table);
   report.Print(context.out, context.json);
   if (context.settings) {
-    session.KeepSettings();
+    camera.DemandKept();
   } else {
     Complain("nothing is kept with --no-settings: later runs do as before");
   }
   return kExitOk;
 }
 
-using Encoder = std::vector<std::uint8_t> (*)(const HotPixelView&);
-
-Encoder EncoderFor(const std::string& path) {
+int FormatOf(const std::string& path) {
   const std::string name = Lower(path);
-  if (name.ends_with(".csv")) return EncodeCsv;
-  if (name.ends_with(".bmp")) return EncodeBmp;
+  if (name.ends_with(".csv")) return ORQ_TABLE_CSV;
+  if (name.ends_with(".bmp")) return ORQ_TABLE_BMP;
   throw CliError(kExitUsage, "'" + path + "' tells no format: let its name end in .csv or .bmp");
 }
 
 ExitCode RunExport(const Context& context, const HotPixelOptions& options) {
   for (const std::string& file : options.files) {
-    EncoderFor(file);
-    DemandWritable(file, options.ExistingFiles());
+    FormatOf(file);
+    checkFile(file, options.replaceFiles);
   }
-  Session session(context);
-  HotPixelMarks marks = ReadTable(session);
-  if (marks.empty()) throw CliError(Status::NotFound, kNoTable);
-  const HotPixelView view = SensorView(session, std::move(marks));
-  for (const std::string& file : options.files) Write(file, EncoderFor(file)(view), options.ExistingFiles());
+  const Device camera(context);
+  const HotPixels table = DemandTable(camera);
+  for (const std::string& file : options.files) table.save(file, FormatOf(file), options.replaceFiles);
   Report report;
   report.Add("files", options.files);
-  AddCounts(report, view);
+  AddCounts(report, table);
   report.Print(context.out, context.json);
   return kExitOk;
 }
 
-// Beyond the bright dark that `CollectDark` tells of.
-void TellCrowd(const HotPixelView& view) {
-  constexpr std::size_t kOneIn = 100;
-  if (kOneIn * view.pixels.size() <= view.marks.size()) return;
-  Complain(Format("more than 1 in %zu pixels is hot: was the sensor covered?", kOneIn));
+// Beyond the bright dark that `WatchDark` tells of.
+void TellCrowd(const orq_hot_pixel_counts& counts) {
+  constexpr std::int64_t kOneIn = 100;
+  if (kOneIn * counts.pixels <= std::int64_t{counts.width} * counts.height) return;
+  Complain(Format("more than 1 in %d pixels is hot: was the sensor covered?", static_cast<int>(kOneIn)));
 }
 
-void AddFacts(Report& report, const DarkFacts& facts) {
-  report.Add("exposure", facts.exposureUs, "us");
-  report.Add("gain", facts.gain);
-  if (facts.sensorC) report.Add("temperature", std::round(10.0 * static_cast<double>(*facts.sensorC)) / 10.0, "C");
-  report.Add("frames", facts.frames);
-  report.Add("average", facts.average);
+void AddFacts(Report& report, const orq_dark_info& dark) {
+  report.Add("exposure", dark.exposure_us, "us");
+  report.Add("gain", dark.gain);
+  if (!std::isnan(dark.sensor_c)) report.Add("temperature", std::round(10.0 * dark.sensor_c) / 10.0, "C");
+  report.Add("frames", dark.frames);
+  report.Add("average", dark.average);
+}
+
+// What stands out in a dark that is taken now, and how that was taken.
+HotPixels FindInDark(Device& camera, int frames, orq_dark_info& dark) {
+  auto options = sized<orq_dark_options>();
+  options.frames = frames;
+  orq_hot_pixel_table* found = nullptr;
+  dark = WatchDark(camera, [&](orq_dark_callback callback, void* user, orq_dark_info* info) {
+    return orq_hot_pixels_find(camera->get(), &options, callback, user, info, &found);
+  });
+  return HotPixels(found);
+}
+
+// Returns the backup.
+std::string SaveInFlash(Device& camera, const OverwriteOptions& options, const orq_hot_pixel_counts& counts) {
+  const std::string what =
+      Format("put a table of %d hot pixels and %d bad rows into the flash", counts.pixels, counts.bad_rows);
+  return OverwriteFlash(camera, options, what, [&](const char* folder, orq_flash_callback callback, void* user) {
+    return orq_hot_pixels_save(camera->get(), folder, callback, user);
+  });
 }
 
 ExitCode RunBuild(const Context& context, const HotPixelOptions& options) {
-  const int frames = ParseDarkFrames(options.frames);
+  const int frames = ParseFrames(options.frames);
   if (options.exposure) ParseExposure(*options.exposure);
   if (options.gain) ParseInteger(*options.gain, "--gain");
-  if (!options.map.empty()) DemandWritable(options.map, options.ExistingFiles());
-  Session session(context);
-  if (options.save) DemandAnswerable(session, options.overwrite, "replace the hot-pixel table in the flash");
-  ApplyControl(session, ORQ_EXPOSURE, options.exposure);
-  ApplyControl(session, ORQ_GAIN, options.gain);
-  DarkSession darks(session.Camera());
-  const DarkFacts facts = CollectDark(session, darks, frames);
-  const HotPixelView view = SensorView(session, HotPixelsOfDark(session.Camera()));
-  TellCrowd(view);
+  if (!options.map.empty()) checkFile(options.map, options.replaceFiles);
+  Device camera(context);
+  if (options.save) DemandAnswerable(camera, options.overwrite, "replace the hot-pixel table in the flash");
+  ApplyControl(camera, "Exposure", options.exposure);
+  ApplyControl(camera, "Gain", options.gain);
+  orq_dark_info dark{};
+  const HotPixels table = FindInDark(camera, frames, dark);
+  TellCrowd(table.counts());
   Report report;
-  AddFacts(report, facts);
-  Show(context, options, report, view);
-  if (options.save) {
-    const std::string what = Format("put a table of %zu hot pixels and %zu bad rows into the flash",
-                                    view.pixels.size(), view.badRows.size());
-    const FlashBackup backup = PrepareOverwrite(session, options.overwrite, what);
-    SaveTable(session, backup);
-    report.Add("backup", backup.path);
-  }
+  AddFacts(report, dark);
+  Show(context, options, report, table);
+  if (options.save) report.Add("backup", SaveInFlash(camera, options.overwrite, table.counts()));
   report.Add("saved", options.save);
-  PrintWithList(context, options, report, view);
+  PrintWithList(context, options, report, table);
   if (!options.save) {
     Complain("this table ends with the command; --save keeps it in the camera's flash");
-  } else if (session.Camera().HPC == 0) {
+  } else if (!camera->repairsHotPixels()) {
     Complain("the table is not used yet; switch that on with orqcam hotpixels enable");
   }
   return kExitOk;

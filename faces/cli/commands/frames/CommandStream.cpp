@@ -6,11 +6,11 @@
 #include "camera/CoolerUse.h"
 #include "camera/Shooter.h"
 #include "commands/Commands.h"
+#include "options/Quantities.h"
 #include "options/ShootingOptions.h"
 #include "output/FrameWatch.h"
 #include "output/Signals.h"
 #include "output/frames/CounterReport.h"
-#include "session/text/Units.h"
 #include "support/Text.h"
 
 namespace orq::cli {
@@ -201,23 +201,23 @@ ExitCode RunStream(const Context& context, const StreamOptions& options) {
   const orq_stream_counters counters = totals.Read();
   ReportEnd(context, run, counters);
   if (run.end == ShotResult::Lost) throw CliError(kExitCameraLost, "the camera was lost; check its cable");
-  if (run.end == ShotResult::Ended) throw CliError(Status::Refused, run.reason);
+  if (run.end == ShotResult::Ended) throw CliError(ORQ_ERROR_REFUSED, run.reason);
   if (!IdentityHolds(counters)) {
-    throw CliError(Status::Internal,
+    throw CliError(ORQ_ERROR_INTERNAL,
                    "the counters contradict each other; please report this with the output above");
   }
   // Without a limit Ctrl-C is how a stream ends.
-  if (run.end == ShotResult::Interrupted && !unlimited) throw CliError(Status::Cancelled, "interrupted");
+  if (run.end == ShotResult::Interrupted && !unlimited) throw CliError(ORQ_ERROR_CANCELLED, "interrupted");
   if (run.frames == 0 && run.end == ShotResult::Good) {
     const int mode = camera->triggerMode();
     if (mode != ORQ_MODE_FREE && !IsSoftwareTriggered(mode) && counters.started == 0) {
-      throw CliError(Status::Timeout, Format("no trigger came in %g s", Rounded(run.seconds)));
+      throw CliError(ORQ_ERROR_TIMEOUT, Format("no trigger came in %g s", Rounded(run.seconds)));
     }
     // A frame that came was not good, however short the time was.
     const std::chrono::duration<double> limit = std::chrono::microseconds(camera->progress().limit_us);
     const bool tooShort = counters.failed == 0 && run.seconds < limit.count();
     throw CliError(
-        tooShort ? Status::Timeout : Status::Refused,
+        tooShort ? ORQ_ERROR_TIMEOUT : ORQ_ERROR_REFUSED,
         tooShort
             ? Format("no frame arrived yet; one like this may take up to %.1f s: stream for longer", limit.count())
             : Format("the camera sent no good frame in %g s; see the counters above", Rounded(run.seconds)));

@@ -4,10 +4,10 @@
 
 #include "camera/Shooter.h"
 #include "commands/Commands.h"
+#include "options/Quantities.h"
 #include "options/ShotSettings.h"
 #include "output/FrameWatch.h"
 #include "output/frames/FrameReport.h"
-#include "session/text/Units.h"
 #include "support/Text.h"
 
 namespace orq::cli {
@@ -53,11 +53,11 @@ void Explain(ShotResult result, const std::string& reason, const std::string& ta
     case ShotResult::Good:
       return;
     case ShotResult::Interrupted:
-      throw CliError(Status::Cancelled, "interrupted: " + tally);
+      throw CliError(ORQ_ERROR_CANCELLED, "interrupted: " + tally);
     case ShotResult::Lost:
-      throw CliError(Status::Lost, "the camera was lost; check its cable: " + tally);
+      throw CliError(ORQ_ERROR_LOST, "the camera was lost; check its cable: " + tally);
     default:
-      throw CliError(Status::Timeout, reason + ": " + tally);
+      throw CliError(ORQ_ERROR_TIMEOUT, reason + ": " + tally);
   }
 }
 

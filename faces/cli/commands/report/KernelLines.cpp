@@ -1,12 +1,12 @@
 #include "commands/report/KernelLines.h"
 
+#include <orqcam/orqcam.h>
 #include <sys/klog.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 
-#include "link/WireProtocol.h"
 #include "support/Text.h"
 
 namespace orq::cli {
@@ -31,7 +31,7 @@ bool ConcernsUsbItself(const std::string& line) {
 }  // namespace
 
 std::vector<std::string> CameraLines(std::string_view kernelLog) {
-  const std::string vendor = Format("idVendor=%04x", wire::kVendorId);
+  const std::string vendor = Format("idVendor=%04x", ORQ_USB_VENDOR_ID);
   const std::vector<std::string> lines = Split(kernelLog, '\n');
   std::vector<std::string> places;
   for (const std::string& line : lines) {

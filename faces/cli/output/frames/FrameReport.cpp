@@ -34,7 +34,7 @@ const char* TimeSource(const orq_frame_info& info) {
 }
 
 std::string FrameUtc(const orq_frame_info& info, std::int64_t unixNs) {
-  return HasGpsTime(info) ? IsoUtcTenths(unixNs / kNsPerTenth) : IsoUtc(unixNs / kNsPerUs);
+  return HasGpsTime(info) ? session::IsoUtcTenths(unixNs / kNsPerTenth) : session::IsoUtc(unixNs / kNsPerUs);
 }
 
 std::string GpsTrouble(const orq_frame_gps& gps) {

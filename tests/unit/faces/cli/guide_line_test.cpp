@@ -10,14 +10,18 @@
 #include <thread>
 
 #include "link/WireProtocol.h"
-#include "output/ExitCodes.h"
 #include "output/Output.h"
 #include "output/Signals.h"
+#include "session/Failure.h"
 #include "support/VirtualRig.h"
 
 namespace orq::cli {
 namespace {
 
+using session::Failure;
+using session::GuideLine;
+using session::GuideOutcome;
+using session::Status;
 using test::VirtualRig;
 
 constexpr int kTries = 5;
@@ -33,16 +37,16 @@ bool AnyLineOn(const VirtualRig& rig) {
   return std::find(lines.begin(), lines.end(), true) != lines.end();
 }
 
-// Message and code of what `action` throws.
+// Status and message of what `action` throws.
 struct Refusal {
-  ExitCode code = kExitOk;
+  Status code = Status::Ok;
   std::string text;
 };
 Refusal RefusalOf(const auto& action) {
   try {
     action();
   } catch (const Failure& failure) {
-    return {ExitCodeOf(failure), failure.what()};
+    return {failure.Code(), failure.what()};
   }
   return {};
 }
@@ -86,7 +90,7 @@ TEST(GuideLine, ThatStaysOnIsAnError) {
   ASSERT_TRUE(rig.Open());
   rig.device->FailRequests(wire::kReqGuideOff, kUsbPipe);
   const Refusal refusal = RefusalOf([&] { SendGuidePulse(*rig.camera, GUIDE_SOUTH, 1); });
-  EXPECT_EQ(refusal.code, kExitFailed);
+  EXPECT_EQ(refusal.code, Status::Refused);
   EXPECT_NE(refusal.text.find("guide line south could not be switched off and may still be on"), std::string::npos)
       << refusal.text;
   EXPECT_TRUE(AnyLineOn(rig));
@@ -98,7 +102,7 @@ TEST(GuideLine, ThatWasRefusedIsSwitchedOff) {
   rig.device->FailRequests(wire::kReqGuideOn, kUsbTimeout);
   rig.device->ClearRequests();
   const Refusal refusal = RefusalOf([&] { const GuideLine line(*rig.camera, GUIDE_SOUTH, Complain); });
-  EXPECT_EQ(refusal.code, kExitFailed);
+  EXPECT_EQ(refusal.code, Status::Refused);
   EXPECT_EQ(refusal.text.find("may still be on"), std::string::npos) << refusal.text;
   const auto requests = rig.device->Requests();
   EXPECT_TRUE(std::any_of(requests.begin(), requests.end(), [](const LoggedRequest& request) {
@@ -112,7 +116,7 @@ TEST(GuideLine, OfALostCameraSaysSo) {
   GuideLine line(*rig.camera, GUIDE_NORTH, Complain);
   rig.bus->Unplug(rig.device);
   const Refusal refusal = RefusalOf([&] { line.SwitchOff(); });
-  EXPECT_EQ(refusal.code, kExitCameraLost);
+  EXPECT_EQ(refusal.code, Status::Lost);
   EXPECT_NE(refusal.text.find("the camera was lost"), std::string::npos) << refusal.text;
 }
 

@@ -10,7 +10,6 @@
 #include "session/files/FileNames.h"
 #include "session/files/SafeFile.h"
 #include "session/fits/Keywords.h"
-#include "session/frame/FrameTime.h"
 #include "unit/support/TempDirectory.h"
 
 namespace orq::cli {
@@ -53,10 +52,6 @@ TEST(Hints, AdviseForFilesInOptions) {
 
 TEST(Hints, AdviseInCommands) {
   EXPECT_NE(WithHints(MakeCamera("serial:12").error).find("as orqcam list shows it"), std::string::npos);
-  FrameInfo info;
-  info.gps.state = GpsState::NoLatch;
-  const std::string lines = WithHints("no GPS time: " + session::GpsTrouble(info));
-  EXPECT_TRUE(EndsWith(lines, "'orqcam gps lines --follow' moves them there")) << lines;
 }
 
 TEST(Hints, LeaveOtherTextAlone) {

@@ -20,31 +20,10 @@ TEST(AutoText, TellsWhatIsKnown) {
   EXPECT_EQ(AutoText(reading), "exposure 20ms, gain 12, white balance 52 and 95");
 }
 
-TEST(AutomaticControl, RunsOnlyForWhatIsAutomatic) {
-  const VirtualRig rig;
-  ASSERT_TRUE(rig.Open());
-  {
-    AutomaticControl control(*rig.camera);
-    control.Start();
-    EXPECT_FALSE(control.Runs());
-  }
-  {
-    AutomaticControl control(*rig.camera);
-    rig.camera->AutoGain = 1;
-    control.Start();
-    EXPECT_TRUE(control.Runs());
-    EXPECT_TRUE(rig.camera->autoThr.IsActive());
-  }
-  EXPECT_FALSE(rig.camera->autoThr.IsActive());
-  EXPECT_EQ(rig.camera->AutoGain, 0) << "as it was before";
-}
-
 TEST(AutomaticControl, SettlingEndsWhenItIsNotWantedAnyMoreAndInTime) {
   const VirtualRig rig;
   ASSERT_TRUE(rig.Open());
-  AutomaticControl control(*rig.camera);
-  rig.camera->AutoGain = 1;
-  control.Start();
+  const AutomaticControl control(*rig.camera);
   int frames = 0;
   const auto settle = [&](double seconds, bool goOn) {
     try {

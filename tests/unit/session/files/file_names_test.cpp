@@ -117,5 +117,16 @@ TEST(WithExtension, ReplacesTheLastOneOnly) {
   EXPECT_EQ(WithExtension("a.b/x.123.fits", ".png"), "a.b/x.123.png");
 }
 
+TEST(FilePattern, OfRecordingsEndsInSer) {
+  const FilePattern pattern("{camera}-{gain}.ser", FileUse::Recording);
+  EXPECT_EQ(pattern.Kind(), FileKind::Ser);
+  NameFacts facts;
+  facts.camera = "k1c";
+  facts.gain = 7;
+  EXPECT_EQ(pattern.Expand(facts), "k1c-7.ser");
+  EXPECT_THROW(FilePattern("a.fits", FileUse::Recording), Failure);
+  EXPECT_THROW(FilePattern("a.ser"), Failure) << "one frame is not saved so";
+}
+
 }  // namespace
 }  // namespace orq::session

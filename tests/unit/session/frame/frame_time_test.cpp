@@ -47,19 +47,6 @@ TEST(TimeSource, CallsAPredictedTimeSo) {
   }
 }
 
-TEST(GpsTrouble, IsToldForEveryFrameThatWasAskedForAndHasNone) {
-  FrameInfo info;
-  for (const GpsState state : {GpsState::NoFix, GpsState::NoLatch, GpsState::Missed, GpsState::Unsettled,
-                               GpsState::Contradictory, GpsState::Uncertain, GpsState::Unreadable}) {
-    info.gps.state = state;
-    EXPECT_FALSE(GpsTrouble(info).empty()) << GpsStateName(state);
-  }
-  for (const GpsState state : {GpsState::None, GpsState::Fix, GpsState::Predicted}) {
-    info.gps.state = state;
-    EXPECT_EQ(GpsTrouble(info), "");
-  }
-}
-
 timex Clock(int status, long maxErrorUs) {
   timex time{};
   time.status = status;

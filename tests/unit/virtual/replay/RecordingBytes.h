@@ -70,12 +70,12 @@ inline void Put32(Bytes& bytes, std::int32_t value) {
 }
 
 struct SerFields {
-  std::int32_t colour = 0, littleEndian = 1, width = 4, height = 2, depth = 8, frames = 1;
+  std::int32_t colour = 0, byteOrder = 0, width = 4, height = 2, depth = 8, frames = 1;
 };
 
 inline Bytes SerHeaderBytes(const SerFields& f) {
   Bytes bytes = FromText("LUCAM-RECORDER");
-  for (const std::int32_t field : {0, f.colour, f.littleEndian, f.width, f.height, f.depth, f.frames}) {
+  for (const std::int32_t field : {0, f.colour, f.byteOrder, f.width, f.height, f.depth, f.frames}) {
     Put32(bytes, field);
   }
   bytes.resize(178, 0);

@@ -47,12 +47,12 @@ TEST(SerReader, MapsTheColourCodes) {
   }
 }
 
-TEST(SerReader, FollowsTheByteOrderFieldWhereThePixelsDoNotTell) {
+TEST(SerReader, TakesTheByteOrderFieldAsOtherReadersDoWhereThePixelsDoNotTell) {
   // 0x0102, 0x0201 …: as rough one way as the other.
   const Bytes pixels{1, 2, 2, 1, 2, 1, 1, 2, 1, 2, 2, 1, 2, 1, 1, 2};
   std::string error;
-  const auto little = ReadSer(Join(SerHeaderBytes({.littleEndian = 1, .depth = 16}), pixels), error);
-  const auto big = ReadSer(Join(SerHeaderBytes({.littleEndian = 0, .depth = 16}), pixels), error);
+  const auto little = ReadSer(Join(SerHeaderBytes({.byteOrder = 0, .depth = 16}), pixels), error);
+  const auto big = ReadSer(Join(SerHeaderBytes({.byteOrder = 1, .depth = 16}), pixels), error);
   ASSERT_TRUE(little && big) << error;
   EXPECT_EQ(little->samples[0], 0x0201);
   EXPECT_EQ(big->samples[0], 0x0102);
@@ -63,7 +63,7 @@ TEST(SerReader, TrustsSmoothPixelsMoreThanTheByteOrderField) {
   const std::vector<std::uint16_t> ramp{1000, 1010, 1021, 1029, 1040, 1052, 1061, 1070};
   for (const std::int32_t field : {0, 1}) {
     std::string error;
-    const SerFields fields{.littleEndian = field, .depth = 12};
+    const SerFields fields{.byteOrder = field, .depth = 12};
     const auto little = ReadSer(Join(SerHeaderBytes(fields), test::LittleEndian(ramp)), error);
     const auto big = ReadSer(Join(SerHeaderBytes(fields), test::BigEndian(ramp)), error);
     ASSERT_TRUE(little && big) << error;

@@ -1,4 +1,4 @@
-#include "output/HotPixelView.h"
+#include "session/hotpixels/HotPixelView.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -10,7 +10,7 @@
 #include "support/RecordingCamera.h"
 #include "unit/support/TempDirectory.h"
 
-namespace orq::cli {
+namespace orq::session {
 namespace {
 
 using testing::ElementsAre;
@@ -80,4 +80,4 @@ TEST(HotPixelView, ABmpFileIsWhatTheCameraMakesOfADark) {
 }
 
 }  // namespace
-}  // namespace orq::cli
+}  // namespace orq::session

@@ -1,13 +1,15 @@
-#include "output/HotPixelView.h"
+#include "session/hotpixels/HotPixelView.h"
 
 #include <algorithm>
+#include <string>
+#include <utility>
 
 #include "image/dark/BmpFile.h"
 #include "image/hotpixels/HotPixelTable.h"
 #include "session/pictures/PngPreview.h"
 #include "support/Text.h"
 
-namespace orq::cli {
+namespace orq::session {
 
 namespace {
 
@@ -55,25 +57,6 @@ HotPixelView ViewOf(HotPixelMarks marks, int width, int height) {
   return view;
 }
 
-void AddCounts(Report& report, const HotPixelView& view) {
-  report.Add("hot_pixels", view.pixels.size());
-  report.Add("bad_rows", view.badRows.size());
-}
-
-void AddList(Report& report, const HotPixelView& view, bool json) {
-  if (json || !view.badRows.empty()) report.Add("bad_row_list", view.badRows);
-  if (!json) return;
-  Json pixels = Json::array();
-  for (const auto& pixel : view.pixels) pixels.push_back({{"x", pixel.x}, {"y", pixel.y}});
-  report.Add("hot_pixel_list", std::move(pixels));
-}
-
-void PrintPixels(Output& out, const HotPixelView& view) {
-  Table table = {{"x", "y"}};
-  for (const auto& pixel : view.pixels) table.push_back({std::to_string(pixel.x), std::to_string(pixel.y)});
-  PrintTable(out, table);
-}
-
 std::vector<std::uint8_t> EncodeCsv(const HotPixelView& view) {
   std::string text = "x_px,y_px,value\n";
   VisitMarks(view, [&text](int x, int y, int value) { text += Format("%d,%d,%d\n", x, y, value); });
@@ -99,4 +82,4 @@ std::vector<std::uint8_t> EncodeMap(const HotPixelView& view) {
   return EncodeGrey(picture, view.width, view.height);
 }
 
-}  // namespace orq::cli
+}  // namespace orq::session

@@ -1,14 +1,13 @@
-// A hot-pixel table as users see it: numbers, lists, pictures.
+// A hot-pixel table as users see it: what is repaired how, lists, pictures.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
-#include <string>
 #include <vector>
 
 #include "models/flash/HotPixelStore.h"
-#include "output/Output.h"
 
-namespace orq::cli {
+namespace orq::session {
 
 /// A table of the whole sensor. Rows that are bad as a whole are repaired as rows; their pixels are not among the
 /// hot ones.
@@ -25,11 +24,6 @@ struct HotPixelView {
 /// `marks` of a sensor of `width` x `height` pixels.
 HotPixelView ViewOf(HotPixelMarks marks, int width, int height);
 
-/// `hot_pixels` and `bad_rows`; with `list` what they are, too (in JSON: text has `PrintPixels` for the first).
-void AddCounts(Report& report, const HotPixelView& view);
-void AddList(Report& report, const HotPixelView& view, bool json);
-void PrintPixels(Output& out, const HotPixelView& view);
-
 /// "x_px,y_px,value": every marked pixel, counted from the top left; 1 hot, 2 in a bad row.
 std::vector<std::uint8_t> EncodeCsv(const HotPixelView& view);
 /// An 8-bit BMP as `SaveBMPToFile` makes it of a dark: 255 marked, 0 good.
@@ -37,4 +31,4 @@ std::vector<std::uint8_t> EncodeBmp(const HotPixelView& view);
 /// A grey PNG: white hot, grey in a bad row, black good.
 std::vector<std::uint8_t> EncodeMap(const HotPixelView& view);
 
-}  // namespace orq::cli
+}  // namespace orq::session

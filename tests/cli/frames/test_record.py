@@ -1,0 +1,222 @@
+"""orqcam record and orqcam ser: nothing is lost silently, and no file is ever corrupt."""
+
+import json
+import os
+import random
+import resource
+import signal
+import time
+import unittest
+
+from ser_format import Ser, Times, ticks, write
+from support import TIMEOUT, CliTest, needs_astropy
+
+SLOW_DISK = os.environ.get("ORQ_SLOW_DISK", "")
+KILLS = int(os.environ.get("ORQ_KILLS", "20"))
+WIDTH, HEIGHT = 96, 64
+SIZE = ("--region", f"0,0,{WIDTH},{HEIGHT}", "-f", "raw8")
+PERIOD = 251
+LATER = [bytes((value + shift) % PERIOD for value in range(256)) for shift in range(PERIOD)]
+
+
+def source(index, width=WIDTH, height=HEIGHT):
+    """Frame `index` of what the camera plays: every pixel tells which frame it is of, and where it belongs."""
+    row = bytes(3 * x % PERIOD for x in range(width))
+    return b"".join(row.translate(LATER[(index + 5 * y) % PERIOD]) for y in range(height))
+
+
+class Tests(CliTest):
+    sources, width, height = 50, WIDTH, HEIGHT
+
+    def camera(self, more=""):
+        path = os.path.join(self.directory, "source.ser")
+        if not os.path.exists(path):
+            write(path, self.width, self.height, 8, "mono",
+                  [source(i, self.width, self.height) for i in range(self.sources)])
+        return f"virtual:replay,file={path}{more}"
+
+    def check(self, name):
+        """The recording is whole, and has what the camera has played, in its order, without those that it says are missing."""
+        ser, times = Ser(self.path(name)), Times(self.path(name + ".txt"))
+        self.assertEqual([frame["stamp"] for frame in times.frames], ser.times)
+        self.assertEqual([frame["frame"] for frame in times.frames], list(range(1, len(ser.frames) + 1)))
+        self.assertEqual(ser.times, sorted(ser.times))
+        self.assertEqual(ser.utc, ser.times[0])
+        first = ser.frames[0][0]
+        for pixels, line in zip(ser.frames, times.frames):
+            self.assertEqual(ticks(line["utc"]), line["stamp"])
+            self.assertEqual(line["number"] - 1, (line["sequence"] - times.frames[0]["sequence"]) % 2**32)
+            self.assertEqual(pixels, source((first + line["number"] - 1) % self.sources, ser.width, ser.height), line)
+        self.assertIn(f"frames = {len(ser.frames)}", times.remarks)
+        return ser, times
+
+    def missing(self, times):
+        """Numbers between the first frame and the last one that are not there."""
+        there = {frame["number"] for frame in times.frames}
+        return [number for number in range(1, max(there) + 1) if number not in there]
+
+    def test_what_is_recorded_is_what_the_sensor_sent(self):
+        lines = self.json_lines(self.succeed("-c", self.camera(), "record", *SIZE, "-e", "2ms", "-n", "150", "-o", "a.ser",
+                                             "--observer", "Ann", "--json")[0])
+        ser, times = self.check("a.ser")
+        self.assertEqual(len(ser.frames), 150)
+        self.assertEqual((ser.colour, ser.depth, ser.endian, ser.width, ser.height), (0, 8, 0, WIDTH, HEIGHT))
+        self.assertEqual(ser.observer, "Ann")
+        begin, final = lines[0], lines[-1]
+        self.assertTrue(begin["begin"])
+        self.assertEqual((begin["width"], begin["height"], begin["format"]), (WIDTH, HEIGHT, "raw8"))
+        self.assertGreater(begin["fps"], 0)
+        self.assertGreater(begin["free_mb"], 0)
+        self.assertEqual((final["end"], final["frames"]), ("frames", 150))
+        gaps = [number for gap in final["missing"] for number in range(gap["first"], gap["last"] + 1)]
+        self.assertEqual(gaps, self.missing(times))
+        self.assertEqual(final["missed"] + final["lost"], len(gaps))
+
+    def test_frames_that_the_link_loses_are_named(self):
+        out, err = self.succeed("-c", self.camera(",drop=0.1,seed=5"), "record", *SIZE, "-e", "2ms", "-n", "100", "-o",
+                                "a.ser")
+        _, times = self.check("a.ser")
+        missing = self.missing(times)
+        self.assertGreater(len(missing), 0)
+        self.assertIn("did not come from the camera", err)
+        self.assertEqual(self.values("end = " + out.split("end = ")[1])["lost"], str(len(missing)))
+
+    @unittest.skipUnless(SLOW_DISK, "no slow disk with a sanitizer")
+    def test_frames_that_the_disk_is_too_slow_for_are_named(self):
+        self.environment["LD_PRELOAD"] = SLOW_DISK
+        # Each block of 4 MB, eight frames, takes 300 ms, and the ring has room for two.
+        self.sources, self.width, self.height = 10, 1024, 512
+        lines = self.json_lines(self.succeed("-c", self.camera(), "record", "-f", "raw8", "-e", "2ms", "--ring", "1", "-n", "36",
+                                             "-o", "a.ser", "--json")[0])
+        ser, times = self.check("a.ser")
+        self.assertEqual(len(ser.frames), 36)
+        final = lines[-1]
+        self.assertGreater(final["missed"], 0)
+        gaps = [number for gap in final["missing"] for number in range(gap["first"], gap["last"] + 1)]
+        self.assertEqual(gaps, self.missing(times))
+        self.assertTrue(any(gap["cause"] == "disk" for gap in final["missing"]))
+        self.assertTrue(any("the disk was too slow" in remark for remark in times.remarks))
+
+    def test_ctrl_c_ends_a_recording_without_a_limit(self):
+        process = self.start_tool("-c", self.camera(), "record", *SIZE, "-e", "2ms", "-o", "a.ser", "--json")
+        self.assertTrue(json.loads(process.stdout.readline())["begin"])
+        process.stdout.readline()
+        code, out, err = self.interrupt(process)
+        self.assertEqual(code, 0, err)
+        ser, _ = self.check("a.ser")
+        self.assertEqual(json.loads(out.splitlines()[-1])["frames"], len(ser.frames))
+
+    def test_a_disk_that_fills_up_leaves_a_whole_file(self):
+        limit = 1_500_000
+
+        def few_bytes():
+            resource.setrlimit(resource.RLIMIT_FSIZE, (limit, limit))
+
+        done = self.run_tool("-c", self.camera(), "record", *SIZE, "-e", "2ms", "-n", "900", "-o", "a.ser",
+                             preexec_fn=few_bytes)
+        self.assertEqual(done.returncode, 1, done.stderr)
+        self.assertIn("frames recorded", done.stderr)
+        ser, _ = self.check("a.ser")
+        self.assertEqual(len(ser.frames), (limit - 178) // (WIDTH * HEIGHT + 8))
+
+    def test_an_unplugged_camera_leaves_a_whole_file(self):
+        done = self.run_tool("-c", self.camera(",unplug@600"), "record", *SIZE, "-e", "2ms", "-o", "a.ser")
+        self.assertEqual(done.returncode, 4, done.stderr)
+        self.check("a.ser")
+
+    def test_a_kill_at_any_moment_loses_no_frame_that_is_in_the_file(self):
+        drawn = random.Random(7)
+        recorded = 0
+        for first in range(0, KILLS, 10):
+            names = [f"{i}.ser" for i in range(first, min(first + 10, KILLS))]
+            running = [self.start_tool("-c", self.camera(), "record", *SIZE, "-e", "2ms", "-o", name, "--json") for name in names]
+            for process in running:
+                process.stdout.readline()  # it begins
+            for process in running:
+                time.sleep(drawn.uniform(0, 0.15))
+                process.send_signal(signal.SIGKILL)
+                process.wait(timeout=TIMEOUT)
+            for name in names:
+                size = os.path.getsize(self.path(name)) if os.path.exists(self.path(name)) else 0
+                whole = (size - 178) // (WIDTH * HEIGHT)
+                if whole < 1:
+                    continue
+                recorded += 1
+                self.fail_with(1, "ser", "check", name)
+                repaired = self.json("ser", "repair", name)
+                self.assertEqual((repaired["frames"], repaired["with_time"]), (whole, whole))
+                self.succeed("ser", "check", name)
+                self.check(name)
+                os.remove(self.path(name))
+        self.assertGreater(recorded, KILLS // 4)
+
+    def test_the_box_around_a_planet_follows_it(self):
+        side, radius, path = 480, 24, os.path.join(self.directory, "planet.ser")
+        frames, centres = [], []
+        for i in range(12):
+            x, y = 120 + 16 * i, 200 + 4 * i
+            rows = []
+            for row in range(side):
+                half = max(radius**2 - (row - y)**2, 0)**0.5
+                line = bytearray(bytes((7 * row + 3 * column * column) % 5 for column in range(side)))
+                line[round(x - half):round(x + half)] = bytes([200]) * (round(x + half) - round(x - half))
+                rows.append(bytes(line))
+            frames.append(b"".join(rows))
+            centres.append((x, y))
+        write(path, side, side, 8, "mono", frames)
+        self.succeed("-c", f"virtual:replay,file={path}", "record", "--preset", "planet", "-e", "150ms", "-f", "raw8", "-s",
+                     "2", "-o", "p.ser")
+        ser, times = Ser(self.path("p.ser")), Times(self.path("p.ser.txt"))
+        self.assertLess(ser.width, 160)
+        self.assertGreater(len({(frame["x"], frame["y"]) for frame in times.frames}), 1)
+        # The pixels of every frame are those of the place that its line names.
+        for pixels, line in zip(ser.frames, times.frames):
+            cut = [b"".join(frame[(line["y"] + row) * side + line["x"]:][:ser.width] for row in range(ser.height))
+                   for frame in frames]
+            self.assertIn(pixels, cut, line)
+
+    def test_presets_and_limits_that_cannot_be_are_refused(self):
+        camera = ("-c", self.camera())
+        for words in (["--preset", "huge"], ["--size", "5"], ["--frames", "0"], ["--ring", "0"], ["-o", "a.avi"],
+                      ["-o", "{n}.ser"]):
+            self.fail_with(2, *camera, "record", *SIZE, *words)
+        self.fail_with(1, *camera, "record", "--preset", "1280x720")
+        with open(self.path("a.ser"), "w", encoding="utf-8") as file:
+            file.write("mine")
+        self.fail_with(1, *camera, "record", *SIZE, "-n", "1", "-o", "a.ser")
+        self.assertEqual(self.files(), ["a.ser"])
+
+    def test_ser_tools_take_files_of_any_program(self):
+        frames = [bytes([i]) * (8 * 6 * 3 * 2) for i in range(1, 5)]
+        times = [ticks("2026-11-21T04:42:31.0") + 10**6 * i for i in range(4)]
+        write(self.path("rgb.ser"), 8, 6, 16, "RGB", frames, times)
+        info = self.json("ser", "info", "rgb.ser")
+        self.assertEqual((info["colour"], info["frames"], info["observer"], info["fps"], info["first_utc"], info["whole"]),
+                         ("RGB", 4, "Observer", 10.0, "2026-11-21T04:42:31.0000000", True))
+        self.assertTrue(self.json("ser", "check", "rgb.ser")["whole"])
+        self.succeed("ser", "extract", "rgb.ser", "-n", "2-3", "-o", "f{n}.fits")
+        self.succeed("ser", "extract", "rgb.ser", "-n", "all", "-o", "p{n}.png")
+        self.assertEqual(self.files(), ["f2.fits", "f3.fits", "p1.png", "p2.png", "p3.png", "p4.png", "rgb.ser"])
+        self.fail_with(2, "ser", "extract", "rgb.ser", "-n", "2-3", "-o", "f.fits")
+        self.fail_with(1, "ser", "extract", "rgb.ser", "-n", "5")
+        os.truncate(self.path("rgb.ser"), 178 + 3 * len(frames[0]) + 7)
+        self.assertIn("3 of 4 frames are whole", self.fail_with(1, "ser", "check", "rgb.ser"))
+        self.assertEqual(self.json("ser", "repair", "rgb.ser"), {"repaired": True, "frames": 3, "with_time": 0})
+        self.succeed("ser", "check", "rgb.ser")
+        self.fail_with(1, "ser", "info", "p1.png")
+
+    @needs_astropy
+    def test_frames_that_are_taken_out_have_their_values_and_times(self):
+        for colour, depth in (("mono", 8), ("GRBG", 16), ("BGR", 8), ("RGB", 16), ("MYYC", 16)):
+            planes = 3 if colour in ("RGB", "BGR") else 1
+            values = [(17 * i) % (256 if depth == 8 else 65536) for i in range(5 * 4 * planes)]
+            pixels = b"".join(value.to_bytes(depth // 8, "little") for value in values)
+            write(self.path("a.ser"), 5, 4, depth, colour, [pixels], [ticks("2026-11-21T04:42:31.1234567")])
+            self.succeed("ser", "extract", "a.ser", "-o", "a.fits", "--overwrite")
+            header, data = self.open_fits("a.fits")
+            self.assertEqual(header["DATE-OBS"], "2026-11-21T04:42:31.1234567")
+            self.assertEqual(header.get("BAYERPAT"), colour if colour in ("GRBG", "MYYC") else None)
+            wanted = [values[plane::planes] for plane in range(planes)]
+            if colour == "BGR":
+                wanted.reverse()
+            self.assertEqual(data.reshape(planes, -1).tolist(), wanted, colour)
