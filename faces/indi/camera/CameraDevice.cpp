@@ -94,8 +94,8 @@ void CameraDevice::letGo() {
 bool CameraDevice::initProperties() {
   if (!INDI::CCD::initProperties()) return false;
   SetCCDCapability(kAlways);
-  // Plain memory, which INDI's library then only resizes: what it takes by itself is closed for writing once it has
-  // been sent as it is (FORMAT_NATIVE), and the next picture would end the program.
+  // Plain memory, which INDI's library then only resizes: what it takes by itself is closed for writing once it
+  // has been sent as it is (FORMAT_NATIVE), and the next picture would end the program.
   PrimaryCCD.setFrameBuffer(static_cast<std::uint8_t*>(std::malloc(1)));
   // Until a camera is known; a configuration that is saved without any would otherwise name no format at all.
   addCaptureFormat({kFormats[0].name, kFormats[0].label, kFormats[0].bits, true});

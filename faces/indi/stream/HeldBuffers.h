@@ -8,7 +8,8 @@ namespace orq::indi {
 /// The manager copies every frame into a vector, queues that for its own thread and tells nobody when it is done
 /// with it; when its queue outgrows a limit it complains and drops. Its vectors come from the C++ heap of this
 /// program, whose operators new and delete are replaced to count them: exact, whatever the manager does with a
-/// frame.
+/// frame. Nothing else tells: its queue and its thread are private, and what it sends is only some of the frames
+/// of a live view and none of a recording.
 class HeldBuffers {
  public:
   HeldBuffers() = default;
