@@ -18,8 +18,9 @@ _orqcam() {
   local cur prev words cword
   _init_completion -n =: || return
   local -A below=(
-    ["_"]="list info id serial sensor-id report capture stream trigger mode dark hotpixels controls get set settings profile temp cooler fan led hub guide focus gps reg flash dump-controls help"
+    ["_"]="list info id serial sensor-id report capture record ser stream trigger mode dark hotpixels controls get set settings profile temp cooler fan led hub guide focus gps reg flash dump-controls help"
     ["_id"]="get set clear"
+    ["_ser"]="info check repair extract"
     ["_dark"]="take use off save load"
     ["_hotpixels"]="build show enable disable export"
     ["_settings"]="path show reset"
@@ -28,7 +29,7 @@ _orqcam() {
     ["_gps"]="status read watch lines"
     ["_reg"]="read write"
     ["_flash"]="dump restore verify"
-    ["_help"]="list info id serial sensor-id report capture stream trigger mode dark hotpixels controls get set settings profile temp cooler fan led hub guide focus gps reg flash dump-controls help"
+    ["_help"]="list info id serial sensor-id report capture record ser stream trigger mode dark hotpixels controls get set settings profile temp cooler fan led hub guide focus gps reg flash dump-controls help"
   )
   local -A options=(
     ["_"]="-c --camera --json --strict --debug --no-settings -h --help --version"
@@ -42,6 +43,12 @@ _orqcam() {
     ["_sensor-id"]="-c --camera --json --strict --debug --no-settings -h --help"
     ["_report"]="-o --output --overwrite -c --camera --json --strict --debug --no-settings -h --help"
     ["_capture"]="-e --exposure -g --gain --offset --region --center --centre -b --bin -f --format --flip --hardware-bin --no-hardware-bin --mono-bin --gamma --time-mark --mode --out-a --out-b --dark --no-dark --hot-pixels --no-hot-pixels --cool --cool-wait --cool-timeout --keep-cooling --auto-exposure --auto-gain --auto-wb --auto-target --auto-max-exposure --auto-max-gain --auto-timeout -n --count -o --output --overwrite --png --video --require-gps --retries --reconnect --timeout -k --keyword --object --observer --image-type -c --camera --json --strict --debug --no-settings -h --help"
+    ["_record"]="-e --exposure -g --gain --offset --region --center --centre -b --bin -f --format --flip --hardware-bin --no-hardware-bin --mono-bin --gamma --time-mark --mode --out-a --out-b --dark --no-dark --hot-pixels --no-hot-pixels --cool --cool-wait --cool-timeout --keep-cooling --auto-exposure --auto-gain --auto-wb --auto-target --auto-max-exposure --auto-max-gain --auto-timeout --preset -o --output --overwrite -s --seconds -n --frames --size --ring --object --observer -c --camera --json --strict --debug --no-settings -h --help"
+    ["_ser"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_ser info"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_ser check"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_ser repair"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_ser extract"]="-n --frames -o --output --overwrite -c --camera --json --strict --debug --no-settings -h --help"
     ["_stream"]="-e --exposure -g --gain --offset --region --center --centre -b --bin -f --format --flip --hardware-bin --no-hardware-bin --mono-bin --gamma --time-mark --mode --out-a --out-b --dark --no-dark --hot-pixels --no-hot-pixels --cool --cool-wait --cool-timeout --keep-cooling --auto-exposure --auto-gain --auto-wb --auto-target --auto-max-exposure --auto-max-gain -s --seconds -n --frames --reconnect -c --camera --json --strict --debug --no-settings -h --help"
     ["_trigger"]="-e --exposure -g --gain --offset --region --center --centre -b --bin -f --format --flip --hardware-bin --no-hardware-bin --mono-bin --gamma --time-mark --mode --out-a --out-b -n --count --timeout -c --camera --json --strict --debug --no-settings -h --help"
     ["_mode"]="-c --camera --json --strict --debug --no-settings -h --help"
@@ -113,13 +120,14 @@ _orqcam() {
     --flip) COMPREPLY=($(compgen -W "none h v both" -- "$cur")); return ;;
     --mode) COMPREPLY=($(compgen -W "free software rising falling software-level high low" -- "$cur")); return ;;
     --image-type) COMPREPLY=($(compgen -W "light dark bias flat" -- "$cur")); return ;;
-    -e | --exposure | -g | --gain | --offset | --region | --center | --centre | --gamma | --out-a | --out-b | --cool | --cool-timeout | --auto-target | --auto-max-exposure | --auto-max-gain | --auto-timeout | -n | --count | --retries | --timeout | -k | --keyword | --object | --observer | -s | --seconds | --frames | --interval) return ;;
+    --preset) COMPREPLY=($(compgen -W "full 1280x720 640x480 planet" -- "$cur")); return ;;
+    -e | --exposure | -g | --gain | --offset | --region | --center | --centre | --gamma | --out-a | --out-b | --cool | --cool-timeout | --auto-target | --auto-max-exposure | --auto-max-gain | --auto-timeout | -n | --count | --retries | --timeout | -k | --keyword | --object | --observer | -s | --seconds | --frames | --size | --ring | --interval) return ;;
   esac
 
   local i path=
   for ((i = 1; i < cword; i++)); do
     case ${words[i]} in
-      -c | --camera | --backup | -o | --output | -e | --exposure | -g | --gain | --offset | --region | --center | --centre | -b | --bin | -f | --format | --flip | --gamma | --mode | --out-a | --out-b | --dark | --cool | --cool-timeout | --auto-target | --auto-max-exposure | --auto-max-gain | --auto-timeout | -n | --count | --retries | --timeout | -k | --keyword | --object | --observer | --image-type | -s | --seconds | --frames | --map | --interval) ((i++)) ;;
+      -c | --camera | --backup | -o | --output | -e | --exposure | -g | --gain | --offset | --region | --center | --centre | -b | --bin | -f | --format | --flip | --gamma | --mode | --out-a | --out-b | --dark | --cool | --cool-timeout | --auto-target | --auto-max-exposure | --auto-max-gain | --auto-timeout | -n | --count | --retries | --timeout | -k | --keyword | --object | --observer | --image-type | --preset | -s | --seconds | --frames | --size | --ring | --map | --interval) ((i++)) ;;
       -*) ;;
       *) [[ " ${below[_$path]-} " == *" ${words[i]} "* ]] && path=${path:+$path }${words[i]} ;;
     esac
@@ -130,7 +138,7 @@ _orqcam() {
   case $path in
     get) [[ $cur == -* ]] || offered="$(_orqcam_controls)" ;;
     set) [[ $cur == -* ]] || offered="$(_orqcam_controls | sed s/$/=/)" ;;
-    "dark use" | "dark save" | "dark load" | "hotpixels export" | "flash dump" | "flash restore" | "flash verify") [[ $cur == -* ]] || { _filedir; return; } ;;
+    "ser info" | "ser check" | "ser repair" | "ser extract" | "dark use" | "dark save" | "dark load" | "hotpixels export" | "flash dump" | "flash restore" | "flash verify") [[ $cur == -* ]] || { _filedir; return; } ;;
   esac
   COMPREPLY=($(compgen -W "$offered" -- "$cur"))
   [[ ${COMPREPLY-} == *= ]] && compopt -o nospace

@@ -7,11 +7,11 @@ function __orqcam_path
     for word in (commandline -opc)[2..-1]
         if test $skip = 1
             set skip 0
-        else if contains -- $word -c --camera --backup -o --output -e --exposure -g --gain --offset --region --center --centre -b --bin -f --format --flip --gamma --mode --out-a --out-b --dark --cool --cool-timeout --auto-target --auto-max-exposure --auto-max-gain --auto-timeout -n --count --retries --timeout -k --keyword --object --observer --image-type -s --seconds --frames --map --interval
+        else if contains -- $word -c --camera --backup -o --output -e --exposure -g --gain --offset --region --center --centre -b --bin -f --format --flip --gamma --mode --out-a --out-b --dark --cool --cool-timeout --auto-target --auto-max-exposure --auto-max-gain --auto-timeout -n --count --retries --timeout -k --keyword --object --observer --image-type --preset -s --seconds --frames --size --ring --map --interval
             set skip 1
         else if not string match -q -- '-*' $word
             set -l known (string join ' ' $path $word)
-            contains -- $known "list" "info" "id" "id get" "id set" "id clear" "serial" "sensor-id" "report" "capture" "stream" "trigger" "mode" "dark" "dark take" "dark use" "dark off" "dark save" "dark load" "hotpixels" "hotpixels build" "hotpixels show" "hotpixels enable" "hotpixels disable" "hotpixels export" "controls" "get" "set" "settings" "settings path" "settings show" "settings reset" "profile" "profile set" "profile clear" "temp" "cooler" "fan" "led" "hub" "hub status" "hub reset" "guide" "focus" "gps" "gps status" "gps read" "gps watch" "gps lines" "reg" "reg read" "reg write" "flash" "flash dump" "flash restore" "flash verify" "dump-controls" "help"; and set path $known
+            contains -- $known "list" "info" "id" "id get" "id set" "id clear" "serial" "sensor-id" "report" "capture" "record" "ser" "ser info" "ser check" "ser repair" "ser extract" "stream" "trigger" "mode" "dark" "dark take" "dark use" "dark off" "dark save" "dark load" "hotpixels" "hotpixels build" "hotpixels show" "hotpixels enable" "hotpixels disable" "hotpixels export" "controls" "get" "set" "settings" "settings path" "settings show" "settings reset" "profile" "profile set" "profile clear" "temp" "cooler" "fan" "led" "hub" "hub status" "hub reset" "guide" "focus" "gps" "gps status" "gps read" "gps watch" "gps lines" "reg" "reg read" "reg write" "flash" "flash dump" "flash restore" "flash verify" "dump-controls" "help"; and set path $known
         end
     end
     echo "$path"
@@ -54,6 +54,8 @@ complete -c orqcam -n '__orqcam_at ""' -a serial -d 'Show the serial number'
 complete -c orqcam -n '__orqcam_at ""' -a sensor-id -d 'Show the identity of the image sensor'
 complete -c orqcam -n '__orqcam_at ""' -a report -d 'Put what a bug report needs into one file'
 complete -c orqcam -n '__orqcam_at ""' -a capture -d 'Take frames and save them'
+complete -c orqcam -n '__orqcam_at ""' -a record -d 'Record a video to a SER file'
+complete -c orqcam -n '__orqcam_at ""' -a ser -d 'Look at SER files of any program, mend them, take frames out'
 complete -c orqcam -n '__orqcam_at ""' -a stream -d 'Stream video without saving it; show rates and counters'
 complete -c orqcam -n '__orqcam_at ""' -a trigger -d 'Wait for triggers and show when their frames were taken, without saving them'
 complete -c orqcam -n '__orqcam_at ""' -a mode -d 'Show the camera modes that a camera offers'
@@ -130,6 +132,57 @@ complete -c orqcam -n '__orqcam_at "capture"' -s k -l keyword -x -d 'FITS keywor
 complete -c orqcam -n '__orqcam_at "capture"' -l object -x -d 'Name of the object'
 complete -c orqcam -n '__orqcam_at "capture"' -l observer -x -d 'Name of the observer'
 complete -c orqcam -n '__orqcam_at "capture"' -l image-type -x -a 'light dark bias flat' -d 'light, dark, bias or flat'
+complete -c orqcam -n '__orqcam_at "record"' -s e -l exposure -x -d 'Exposure time with its unit'
+complete -c orqcam -n '__orqcam_at "record"' -s g -l gain -x -d 'Gain setting (default: the camera\'s)'
+complete -c orqcam -n '__orqcam_at "record"' -l offset -x -d 'Offset setting (default: the camera\'s)'
+complete -c orqcam -n '__orqcam_at "record"' -l region -x -d 'Part of the sensor: X,Y,W,H in sensor pixels (default: the whole)'
+complete -c orqcam -n '__orqcam_at "record"' -l center -l centre -x -d 'Centred part of the sensor: W,H in sensor pixels'
+complete -c orqcam -n '__orqcam_at "record"' -s b -l bin -x -a '1 2 3 4' -d 'Bin factor'
+complete -c orqcam -n '__orqcam_at "record"' -s f -l format -x -a 'raw8 raw16 rgb24 y8' -d 'raw8, raw16, rgb24 or y8 (default: raw16 where offered)'
+complete -c orqcam -n '__orqcam_at "record"' -l flip -x -a 'none h v both' -d 'none, h, v or both (default: the camera\'s)'
+complete -c orqcam -n '__orqcam_at "record"' -l hardware-bin -d 'Bin in the camera (bin 2 and 4)'
+complete -c orqcam -n '__orqcam_at "record"' -l no-hardware-bin -d 'Do not (default: as the camera has it)'
+complete -c orqcam -n '__orqcam_at "record"' -l mono-bin -d 'Bin all colours into one (colour cameras, bin 2 and more, not rgb24)'
+complete -c orqcam -n '__orqcam_at "record"' -l gamma -x -d 'Brightness curve of the delivered frames, 0 to 100 (default: 50, none)'
+complete -c orqcam -n '__orqcam_at "record"' -l time-mark -d 'Print date and time into the frames (8-bit formats)'
+complete -c orqcam -n '__orqcam_at "record"' -l mode -x -a 'free software rising falling software-level high low' -d 'Camera mode, by number or name (see orqcam mode)'
+complete -c orqcam -n '__orqcam_at "record"' -l out-a -x -d 'Pulse on trigger output A for each exposure'
+complete -c orqcam -n '__orqcam_at "record"' -l out-b -x -d 'The same for output B'
+complete -c orqcam -n '__orqcam_at "record"' -l dark -r -F -d 'Subtract this dark (a .bmp file) instead of the one chosen by dark use'
+complete -c orqcam -n '__orqcam_at "record"' -l no-dark -d 'Subtract no dark'
+complete -c orqcam -n '__orqcam_at "record"' -l hot-pixels -d 'Repair the hot pixels that the table in the camera\'s flash lists'
+complete -c orqcam -n '__orqcam_at "record"' -l no-hot-pixels -d 'Do not (default: as the camera has it)'
+complete -c orqcam -n '__orqcam_at "record"' -l cool -x -d 'Cool the sensor to this temperature, degrees Celsius, while frames are taken'
+complete -c orqcam -n '__orqcam_at "record"' -l cool-wait -d 'Take no frame before the sensor is within 0.2 C of it'
+complete -c orqcam -n '__orqcam_at "record"' -l cool-timeout -x -d 'Give up waiting after this many seconds'
+complete -c orqcam -n '__orqcam_at "record"' -l keep-cooling -d 'Leave the cooler on for the next command; without one the camera switches it off after 255 s'
+complete -c orqcam -n '__orqcam_at "record"' -l auto-exposure -d 'Keep the brightness at its target by the exposure (from -e on)'
+complete -c orqcam -n '__orqcam_at "record"' -l auto-gain -d 'Keep the brightness at its target by the gain'
+complete -c orqcam -n '__orqcam_at "record"' -l auto-wb -d 'Keep the colours balanced (colour cameras)'
+complete -c orqcam -n '__orqcam_at "record"' -l auto-target -x -d 'Brightness to keep'
+complete -c orqcam -n '__orqcam_at "record"' -l auto-max-exposure -x -d 'Longest exposure that may be chosen'
+complete -c orqcam -n '__orqcam_at "record"' -l auto-max-gain -x -d 'Highest gain that may be chosen (default: the camera\'s)'
+complete -c orqcam -n '__orqcam_at "record"' -l auto-timeout -x -d 'Give up when nothing has settled after this many seconds'
+complete -c orqcam -n '__orqcam_at "record"' -l preset -x -a 'full 1280x720 640x480 planet' -d 'Part of the sensor'
+complete -c orqcam -n '__orqcam_at "record"' -s o -l output -r -F -d 'File name, which ends in .ser'
+complete -c orqcam -n '__orqcam_at "record"' -l overwrite -d 'Replace files that exist'
+complete -c orqcam -n '__orqcam_at "record"' -s s -l seconds -x -d 'Stop after this time (default: at Ctrl-C)'
+complete -c orqcam -n '__orqcam_at "record"' -s n -l frames -x -d 'Stop after this many frames'
+complete -c orqcam -n '__orqcam_at "record"' -l size -x -d 'Stop before the file gets larger: 500MB, 2GB'
+complete -c orqcam -n '__orqcam_at "record"' -l ring -x -d 'Memory for frames that wait for the disk, in MB'
+complete -c orqcam -n '__orqcam_at "record"' -l object -x -d 'Name of the object'
+complete -c orqcam -n '__orqcam_at "record"' -l observer -x -d 'Name of the observer'
+complete -c orqcam -n '__orqcam_at "ser"' -a info -d 'Show what a file holds'
+complete -c orqcam -n '__orqcam_at "ser"' -a check -d 'Look whether a file is whole; exit code 1 if it is not'
+complete -c orqcam -n '__orqcam_at "ser"' -a repair -d 'Make a file whole that was cut off'
+complete -c orqcam -n '__orqcam_at "ser"' -a extract -d 'Write frames of it to FITS or PNG files'
+complete -c orqcam -n '__orqcam_at "ser info"' -F
+complete -c orqcam -n '__orqcam_at "ser check"' -F
+complete -c orqcam -n '__orqcam_at "ser repair"' -F
+complete -c orqcam -n '__orqcam_at "ser extract"' -s n -l frames -x -d 'Which: a number from 1, a range like 7-9, or all'
+complete -c orqcam -n '__orqcam_at "ser extract"' -s o -l output -r -F -d 'File name; its extension decides'
+complete -c orqcam -n '__orqcam_at "ser extract"' -l overwrite -d 'Replace files that exist'
+complete -c orqcam -n '__orqcam_at "ser extract"' -F
 complete -c orqcam -n '__orqcam_at "stream"' -s e -l exposure -x -d 'Exposure time with its unit'
 complete -c orqcam -n '__orqcam_at "stream"' -s g -l gain -x -d 'Gain setting (default: the camera\'s)'
 complete -c orqcam -n '__orqcam_at "stream"' -l offset -x -d 'Offset setting (default: the camera\'s)'
@@ -269,6 +322,8 @@ complete -c orqcam -n '__orqcam_at "help"' -a serial -d 'Show the serial number'
 complete -c orqcam -n '__orqcam_at "help"' -a sensor-id -d 'Show the identity of the image sensor'
 complete -c orqcam -n '__orqcam_at "help"' -a report -d 'Put what a bug report needs into one file'
 complete -c orqcam -n '__orqcam_at "help"' -a capture -d 'Take frames and save them'
+complete -c orqcam -n '__orqcam_at "help"' -a record -d 'Record a video to a SER file'
+complete -c orqcam -n '__orqcam_at "help"' -a ser -d 'Look at SER files of any program, mend them, take frames out'
 complete -c orqcam -n '__orqcam_at "help"' -a stream -d 'Stream video without saving it; show rates and counters'
 complete -c orqcam -n '__orqcam_at "help"' -a trigger -d 'Wait for triggers and show when their frames were taken, without saving them'
 complete -c orqcam -n '__orqcam_at "help"' -a mode -d 'Show the camera modes that a camera offers'

@@ -39,6 +39,17 @@ CommandAnswer WriteSent(const PlugPoint& camera, std::uint32_t sequence, const s
   return Refuse("frame " + std::to_string(sequence) + " is not one of the last few");
 }
 
+/// Names of the lines of the guide port that are closed at this moment.
+CommandAnswer TellGuideLines(PlugPoint& camera) {
+  constexpr std::array kNames = {"north", "south", "east", "west"};
+  const auto closed = camera.Camera().Readings().guideLines;
+  CommandAnswer answer = kOk;
+  for (std::size_t line = 0; line < closed.size(); ++line) {
+    if (closed.at(line)) answer.text += std::string(" ") + kNames.at(line);
+  }
+  return answer;
+}
+
 struct Verb {
   std::string_view name;
   bool whenPulledOut;  ///< it makes sense for a camera that is not plugged in
@@ -57,6 +68,7 @@ constexpr std::array kVerbs = {
     Verb{"error", false, [](PlugPoint& camera) { return camera.FailNextTransfer(-EPROTO), kOk; }},
     Verb{"overflow", false, [](PlugPoint& camera) { return camera.FailNextTransfer(-EOVERFLOW), kOk; }},
     Verb{"silence", false, [](PlugPoint& camera) { return camera.Silence(), kOk; }},
+    Verb{"guide", true, TellGuideLines},
 };
 
 std::string Usage() {

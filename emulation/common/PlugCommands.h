@@ -22,6 +22,7 @@ inline constexpr std::string_view kCommandHelp =
   error N     lets the next frame transfer fail
   overflow N  sends more than the next frame transfer takes
   silence N   answers nothing any more, until it is plugged in again
+  guide N     tells which lines of the guide port are closed: "ok north west"
   sent N SEQUENCE FILE
               writes a frame as the sensor sent it (one of the last few), header and payload; the answer is "ok" and
               when its exposure began, microseconds since 1970)";

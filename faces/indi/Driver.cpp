@@ -2,13 +2,9 @@
 #include "Driver.h"
 
 #include <indidevapi.h>
-#include <sys/signalfd.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <csignal>
 #include <cstdio>
-#include <cstdlib>
 
 namespace orq::indi {
 namespace {
@@ -18,32 +14,6 @@ std::string deviceNameOf(const orq_camera_entry& camera) {
   const char* const own = camera.user_id[0] != '\0' ? camera.user_id : camera.serial;
   return std::string(camera.model) + " " + (own[0] != '\0' ? own : camera.name);
 }
-
-/// A server that is ended tells its drivers so by a signal: cameras are then closed in order, and with that guide
-/// lines go off. Blocked here, before any thread is started, so that none takes it.
-int listenToSignals() {
-  sigset_t ends;
-  sigemptyset(&ends);
-  for (const int signal : {SIGTERM, SIGINT, SIGHUP}) sigaddset(&ends, signal);
-  if (pthread_sigmask(SIG_BLOCK, &ends, nullptr) != 0) return -1;
-  return ::signalfd(-1, &ends, SFD_CLOEXEC | SFD_NONBLOCK);
-}
-
-// INDI's library has main(); a driver is what its static objects are.
-const std::unique_ptr<Driver> driver = [] {
-  const int signals = listenToSignals();
-  auto made = std::make_unique<Driver>();
-  if (signals >= 0) {
-    IEAddCallback(
-        signals,
-        [](int, void* self) {
-          static_cast<Driver*>(self)->release();
-          std::exit(0);
-        },
-        made.get());
-  }
-  return made;
-}();
 
 }  // namespace
 

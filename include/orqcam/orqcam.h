@@ -376,6 +376,23 @@ ORQ_API orq_status orq_automatic_get(orq_camera* camera, orq_automatic_state* st
  * CANCELLED: somebody has aborted. */
 ORQ_API orq_status orq_automatic_wait(orq_camera* camera, double seconds);
 
+/** Gains with a meaning of their own. */
+enum {
+  ORQ_GAIN_UNITY = 0,        /**< a count of the converter is an electron, as nearly as the camera comes to it */
+  ORQ_GAIN_LOWEST_NOISE = 1, /**< least electrons per count: the converter adds least to what the pixels read */
+  ORQ_GAIN_LARGEST_RANGE = 2 /**< most gain at which the converter takes the full well; least when it never does */
+};
+/** What such a gain comes to. */
+typedef struct orq_gain_preset {
+  uint32_t size;
+  int32_t gain;             /**< for ORQ_CONTROL_GAIN */
+  double electrons_per_adu; /**< of the converter's counts */
+  double most_electrons; /**< that a pixel can tell: its full well or the converter's end, whichever comes first */
+} orq_gain_preset;
+/** `preset`: ORQ_GAIN_..., computed from what a count is worth at each gain of the present readout mode. Sets
+ * nothing. UNSUPPORTED: that is not known of this camera. */
+ORQ_API orq_status orq_gain_preset_get(orq_camera* camera, int32_t preset, orq_gain_preset* found);
+
 /* ---- Cooling, guiding, GPS lines ---- */
 
 /** Temperature of the sensor, degrees Celsius. */

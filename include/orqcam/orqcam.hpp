@@ -573,6 +573,12 @@ class Camera {
   void automatic(std::int32_t id) { detail::check(orq_control_set(get(), id, 0, ORQ_AUTOMATIC)); }
   std::int64_t gain() const { return control(ORQ_CONTROL_GAIN); }
   void gain(std::int64_t wanted) { control(ORQ_CONTROL_GAIN, wanted); }
+  /** `preset`: ORQ_GAIN_... */
+  orq_gain_preset gainPreset(int preset) const {
+    auto found = sized<orq_gain_preset>();
+    detail::check(orq_gain_preset_get(get(), preset, &found));
+    return found;
+  }
   std::int64_t offset() const { return control(ORQ_CONTROL_OFFSET); }
   void offset(std::int64_t wanted) { control(ORQ_CONTROL_OFFSET, wanted); }
   std::chrono::microseconds exposure() const { return std::chrono::microseconds(control(ORQ_CONTROL_EXPOSURE)); }

@@ -97,6 +97,22 @@ orq_status orq_control_set(orq_camera* camera, int32_t id, int64_t value, int32_
   });
 }
 
+orq_status orq_gain_preset_get(orq_camera* camera, int32_t preset, orq_gain_preset* found) {
+  return Guarded([&] {
+    const auto opened = CameraOf(camera);
+    if (preset < ORQ_GAIN_UNITY || preset > ORQ_GAIN_LARGEST_RANGE) {
+      throw session::Failure(session::Status::Invalid, "preset must be one of ORQ_GAIN_...");
+    }
+    DemandStruct(found, "found");
+    const session::PresetGain gain = session::PresetOf(*opened, static_cast<session::GainPreset>(preset));
+    orq_gain_preset given{};
+    given.gain = gain.gain;
+    given.electrons_per_adu = gain.electronsPerCount;
+    given.most_electrons = gain.mostElectrons;
+    GiveStruct(given, found);
+  });
+}
+
 orq_status orq_automatic_get(orq_camera* camera, orq_automatic_state* state) {
   return Guarded([&] {
     const auto opened = CameraOf(camera);

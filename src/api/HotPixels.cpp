@@ -85,7 +85,8 @@ orq_status orq_hot_pixel_table_get_pixel(const orq_hot_pixel_table* table, int32
 orq_status orq_hot_pixel_table_get_bad_row(const orq_hot_pixel_table* table, int32_t index, int32_t* y) {
   return Guarded([&] {
     const session::HotPixelView& view = Demand(table, "table").view;
-    DemandResult(y, "y") = EntryAt(view.badRows, index, "bad rows");
+    DemandResult(y, "y");
+    *y = EntryAt(view.badRows, index, "bad rows");
   });
 }
 

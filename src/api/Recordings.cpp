@@ -30,11 +30,6 @@ session::RecordingOptions HowToRecord(const orq_recording_options* options) {
   return how;
 }
 
-const char* DemandText(const char* text, const char* name) {
-  if (text == nullptr) throw session::Failure(session::Status::Invalid, std::string(name) + " is null");
-  return text;
-}
-
 session::Recording& RecordingOf(orq_recording* recording) {
   return *Demand(recording, "recording").recording;
 }

@@ -303,5 +303,76 @@ TEST(ApiModelControl, EveryModelsLimitsAreThoseOfItsRow) {
   EXPECT_THROW(modelControl("none", ORQ_CONTROL_GAIN), NotFoundError);
 }
 
+orq_gain_preset PresetOf(orq_camera* camera, int32_t preset) {
+  orq_gain_preset found{};
+  found.size = sizeof found;
+  EXPECT_EQ(orq_gain_preset_get(camera, preset, &found), ORQ_OK) << orq_last_error();
+  return found;
+}
+
+// By hand, from what a count is worth at gain 0 and 10^(gain / 200). k2m, 2.75 e-, 12 bit, 11200 e-: unity is
+// 200 log10 2.75 = 87.9; 4095 counts are 11261 e- at gain 0, 11132 at 1. x26m, 0.78 e-, 16 bit, 51000 e-: less
+// than an electron from the start, and 51117 e- are full. d6m, 3.8 e-, 14 bit, 60000 e-, gain 512 / (512 - code):
+// code 377 is 3.793, which reads as 116; code 17 leaves 60189 e- (3), code 23 59469 (4). Its other mode has 0.95
+// e-.
+TEST(ApiGainPresets, AreWhatTheSensorsNumbersSay) {
+  struct Expected {
+    const char* model;
+    int32_t readoutMode, preset, gain;
+    double electrons, most;
+  };
+  for (const Expected& one : {Expected{"k2m", -1, ORQ_GAIN_UNITY, 88, 0.99847, 4088.7},
+                              Expected{"k2m", -1, ORQ_GAIN_LOWEST_NOISE, 400, 0.0275, 112.6},
+                              Expected{"k2m", -1, ORQ_GAIN_LARGEST_RANGE, 0, 2.75, 11200},
+                              Expected{"x26m", -1, ORQ_GAIN_UNITY, 0, 0.78, 51000},
+                              Expected{"x26m", -1, ORQ_GAIN_LARGEST_RANGE, 0, 0.78, 51000},
+                              Expected{"d6m", 0, ORQ_GAIN_UNITY, 116, 1.00195, 16415},
+                              Expected{"d6m", 0, ORQ_GAIN_LARGEST_RANGE, 3, 3.67383, 60000},
+                              Expected{"d6m", 1, ORQ_GAIN_UNITY, 0, 0.95, 15000},
+                              Expected{"d6m", 1, ORQ_GAIN_LARGEST_RANGE, 3, 0.91846, 15000}}) {
+    const ApiCamera camera(Quick(one.model));
+    if (one.readoutMode >= 0) {
+      ASSERT_EQ(orq_control_set(camera.camera, ORQ_CONTROL_READOUT_MODE, one.readoutMode, ORQ_MANUAL), ORQ_OK);
+    }
+    const orq_gain_preset found = PresetOf(camera.camera, one.preset);
+    const std::string what = std::string(one.model) + " preset " + std::to_string(one.preset);
+    EXPECT_EQ(found.gain, one.gain) << what;
+    EXPECT_NEAR(found.electrons_per_adu, one.electrons, 1e-4) << what;
+    EXPECT_NEAR(found.most_electrons, one.most, 0.5) << what;
+  }
+}
+
+TEST(ApiGainPresets, OfEveryModelAreGainsThatItTakes) {
+  for (const ModelData& model : AllModels()) {
+    if (model.maxWidth == 0) continue;
+    const ApiCamera camera(Quick(std::string(model.key)));
+    for (const int32_t preset : {ORQ_GAIN_UNITY, ORQ_GAIN_LOWEST_NOISE, ORQ_GAIN_LARGEST_RANGE}) {
+      const orq_gain_preset found = PresetOf(camera.camera, preset);
+      const std::string what = std::string(model.key) + " preset " + std::to_string(preset);
+      ASSERT_EQ(orq_control_set(camera.camera, ORQ_CONTROL_GAIN, found.gain, ORQ_MANUAL), ORQ_OK) << what;
+      int64_t gain = -1;
+      EXPECT_EQ(orq_control_get(camera.camera, ORQ_CONTROL_GAIN, &gain, nullptr), ORQ_OK);
+      EXPECT_EQ(gain, found.gain) << what;
+      orq_camera_info info{};
+      info.size = sizeof info;
+      EXPECT_EQ(orq_camera_get_info(camera.camera, &info), ORQ_OK);
+      EXPECT_NEAR(info.electrons_per_adu, found.electrons_per_adu, 1e-3 * found.electrons_per_adu) << what;
+      EXPECT_LE(found.most_electrons, model.fullWellElectrons) << what;
+    }
+    EXPECT_LE(PresetOf(camera.camera, ORQ_GAIN_LOWEST_NOISE).electrons_per_adu,
+              PresetOf(camera.camera, ORQ_GAIN_UNITY).electrons_per_adu);
+  }
+}
+
+TEST(ApiGainPresets, RefuseWhatIsNone) {
+  const ApiCamera camera(Quick("k1c"));
+  orq_gain_preset found{};
+  EXPECT_EQ(orq_gain_preset_get(camera.camera, ORQ_GAIN_UNITY, &found), ORQ_ERROR_INVALID);  // its size is not set
+  found.size = sizeof found;
+  EXPECT_EQ(orq_gain_preset_get(camera.camera, ORQ_GAIN_LARGEST_RANGE + 1, &found), ORQ_ERROR_INVALID);
+  EXPECT_EQ(orq_gain_preset_get(camera.camera, -1, &found), ORQ_ERROR_INVALID);
+  EXPECT_EQ(orq_gain_preset_get(nullptr, ORQ_GAIN_UNITY, &found), ORQ_ERROR_INVALID);
+}
+
 }  // namespace
 }  // namespace orq

@@ -246,9 +246,9 @@ constexpr int kBadRow = 30;
 const std::vector<std::pair<int, int>> kHot = {{10, 7}, {11, 7}, {40, 20}, {63, 47}};
 
 /// A camera that plays a dark in which some pixels and every second one of a row stand out.
-class ApiHotPixels : public ::testing::Test {
+class ApiHotPixelTable : public ::testing::Test {
  protected:
-  ApiHotPixels() : camera_(Name()) {}
+  ApiHotPixelTable() : camera_(Name()) {}
 
   std::string Name() const {
     std::string pixels(std::size_t{kWidth} * kHeight, 10);
@@ -280,7 +280,7 @@ void ExpectTheMarked(const HotPixels& table) {
   EXPECT_EQ(table.badRows(), std::vector<int>{kBadRow});
 }
 
-TEST_F(ApiHotPixels, AreFoundInADarkStoredAndReadAgain) {
+TEST_F(ApiHotPixelTable, AreFoundInADarkStoredAndReadAgain) {
   EXPECT_THROW(camera_.hotPixels(), NotFoundError) << "a new camera's flash is empty";
   EXPECT_THROW(camera_.repairHotPixels(true), StateError);
   EXPECT_FALSE(camera_.repairsHotPixels());
@@ -298,7 +298,7 @@ TEST_F(ApiHotPixels, AreFoundInADarkStoredAndReadAgain) {
   EXPECT_FALSE(camera_.repairsHotPixels());
 }
 
-TEST_F(ApiHotPixels, ATableOutlivesItsCameraAndBecomesFiles) {
+TEST_F(ApiHotPixelTable, ATableOutlivesItsCameraAndBecomesFiles) {
   const HotPixels table = camera_.findHotPixels(1);
   camera_.close();
   table.save(folder_.File("hot.csv"), ORQ_TABLE_CSV);
@@ -314,7 +314,7 @@ TEST_F(ApiHotPixels, ATableOutlivesItsCameraAndBecomesFiles) {
   EXPECT_THROW(table.save(folder_.File("none/x"), ORQ_TABLE_CSV), FileError);
 }
 
-TEST_F(ApiHotPixels, TheTableKnowsItsEnd) {
+TEST_F(ApiHotPixelTable, TheTableKnowsItsEnd) {
   orq_hot_pixel_table* table = nullptr;
   orq_dark_info info{};
   info.size = sizeof info;

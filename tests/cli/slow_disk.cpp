@@ -18,10 +18,12 @@ ssize_t Write(const char* name, int fd, const void* bytes, std::size_t count, of
 
 }  // namespace
 
-extern "C" ssize_t pwrite(int fd, const void* bytes, std::size_t count, off_t offset) {
+extern "C" __attribute__((visibility("default"))) ssize_t pwrite(int fd, const void* bytes, std::size_t count,
+                                                                 off_t offset) {
   return Write("pwrite", fd, bytes, count, offset);
 }
 
-extern "C" ssize_t pwrite64(int fd, const void* bytes, std::size_t count, off_t offset) {
+extern "C" __attribute__((visibility("default"))) ssize_t pwrite64(int fd, const void* bytes, std::size_t count,
+                                                                   off_t offset) {
   return Write("pwrite64", fd, bytes, count, offset);
 }

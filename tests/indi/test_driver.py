@@ -192,6 +192,21 @@ class OnTheBus(unittest.TestCase):
         print(f"stream stop: at most {1000 * worst:.0f} ms")
         self.same_as_sent(self.picture(0.004))
 
+    def test_a_server_that_answers_late_does_not_end_a_stream(self):
+        self.region(0, 0, 320, 240)
+        self.camera.set_number("LIMITS", LIMITS_BUFFER_MAX=1, LIMITS_PREVIEW_FPS=120)
+        self.camera.set_number("STREAMING_EXPOSURE", STREAMING_EXPOSURE_VALUE=0.001, STREAMING_DIVISOR_VALUE=1)
+        self.camera.switch("CCD_VIDEO_STREAM", "STREAM_ON")
+        server = self.server.pids("indiserver")[0]
+        for _ in range(15):  # each time the driver sends a picture and waits for what the server says to it
+            before = len(self.camera.blobs())
+            os.kill(server, signal.SIGSTOP)
+            time.sleep(0.04)
+            os.kill(server, signal.SIGCONT)
+            self.client.wait("frames", lambda before=before: len(self.camera.blobs()) >= before + 3)
+        self.camera.switch("CCD_VIDEO_STREAM", "STREAM_OFF")
+        self.camera.wait("CCD_VIDEO_STREAM", lambda p: p["STREAM_OFF"] == "On" and p.state != "Busy")
+
     def test_recordings_have_the_frames_that_were_asked_for(self):
         self.region(0, 0, 64, 48)
         self.camera.set_switch("CCD_CAPTURE_FORMAT", "INDI_RAW8")

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "commands/Commands.h"
+#include "options/Quantities.h"
 #include "output/Signals.h"
 #include "record/RecordReport.h"
 #include "session/text/Units.h"
@@ -22,7 +23,7 @@ struct SerOptions {
 };
 
 void AddTime(Report& report, const char* name, std::int64_t unixNs) {
-  report.Add(name, unixNs == 0 ? Json() : Json(IsoUtcTenths(unixNs / kNsPerTenth)));
+  report.Add(name, unixNs == 0 ? Json() : Json(session::IsoUtcTenths(unixNs / kNsPerTenth)));
 }
 
 void AddText(Report& report, const char* name, const char* text) {
@@ -69,7 +70,7 @@ ExitCode RunCheck(const Context& context, const SerOptions& options) {
   if (info.described != 0) report.Add("other_than_text", info.differing);
   report.Print(context.out, context.json);
   if (info.whole != 0) return kExitOk;
-  throw CliError(Status::File, options.file + ": " + info.trouble + "; orqcam ser repair makes it whole");
+  throw CliError(ORQ_ERROR_FILE, options.file + ": " + info.trouble + "; orqcam ser repair makes it whole");
 }
 
 ExitCode RunRepair(const Context& context, const SerOptions& options) {
@@ -107,7 +108,7 @@ ExitCode RunExtract(const Context& context, const SerOptions& options) {
     throw CliError(kExitUsage, "--output needs {n} for more than one frame, as in frame-{n:05}.fits");
   }
   for (std::uint64_t frame = range.first; frame <= range.last; ++frame) {
-    if (StopRequested()) throw CliError(Status::Cancelled, "interrupted before all frames were extracted");
+    if (StopRequested()) throw CliError(ORQ_ERROR_CANCELLED, "interrupted before all frames were extracted");
     Report report;
     report.Add("file", extractSer(options.file, frame, options.output, how));
     report.Print(context.out, context.json);

@@ -24,7 +24,7 @@ void DiscFollower::Place(const Frame& frame) {
   try {
     disc = frame.disc();
   } catch (const NotFoundError&) {
-    throw CliError(Status::Refused,
+    throw CliError(ORQ_ERROR_REFUSED,
                    "no planet is seen: point at it, expose longer, or give --region instead of --preset planet");
   }
   const orq_camera_info& camera = camera_.Info();
@@ -49,7 +49,7 @@ void DiscFollower::Look(const Frame& frame) {
   } catch (const LostError&) {
     // The recording notices by itself, and says so.
   } catch (const CliError& failure) {
-    if (failure.Code() != Status::Lost) throw;
+    if (failure.status() != ORQ_ERROR_LOST) throw;
   }
 }
 

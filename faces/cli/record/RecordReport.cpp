@@ -56,7 +56,7 @@ std::string MissingAsText(const std::vector<orq_missing_frames>& missing) {
 
 void AddUtc(Report& report, const char* name, std::int64_t unixNs) {
   constexpr std::int64_t kNsPerTenth = 100;
-  if (unixNs != 0) report.Add(name, IsoUtcTenths(unixNs / kNsPerTenth));
+  if (unixNs != 0) report.Add(name, session::IsoUtcTenths(unixNs / kNsPerTenth));
 }
 
 void Print(const Context& context, const char* kind, const Report& report) {

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "camera/CameraDevice.h"
+#include "loop/CrashAid.h"
 
 namespace orq::indi {
 namespace {
@@ -119,6 +120,17 @@ void CameraDevice::showClimate() {
   }
 }
 
+/// The camera has lost its power, or is there again: what its cooler was told holds only then.
+void CameraDevice::markClimate(IPState state) {
+  if (cooler_[0].getState() != ISS_ON) return;
+  cooler_.setState(state);
+  cooler_.apply();
+  power_.setState(state);
+  power_.apply();
+  TemperatureNP.s = state;
+  IDSetNumber(&TemperatureNP, nullptr);
+}
+
 // ---- Guiding ----
 
 // Both axes at once, each pulse on a thread of its axis. A further pulse on an axis begins when the one before is
@@ -131,6 +143,7 @@ IPState CameraDevice::guide(int direction, std::uint32_t ms) {
   worker.run([this, direction, ms, northSouth, poster = posts_.poster()] {
     std::string trouble;
     try {
+      const PulseUnderWay pulse(camera_->get());
       camera_->guide(direction, std::chrono::milliseconds(ms));
     } catch (const CancelledError&) {
       // Somebody has aborted: the line is off.

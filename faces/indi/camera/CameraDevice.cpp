@@ -3,10 +3,13 @@
 #include <indilogger.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
+#include <thread>
 #include <utility>
 
 #include "panels/ControlPanel.h"
+#include "panels/GainPanel.h"
 #include "panels/GpsPanel.h"
 #include "panels/ServicePanel.h"
 #include "panels/TriggerPanel.h"
@@ -15,6 +18,8 @@ namespace orq::indi {
 namespace {
 
 constexpr int kTickMs = 250;
+constexpr auto kBusyPatience = std::chrono::seconds(3);
+constexpr auto kBetweenTries = std::chrono::milliseconds(50);
 constexpr unsigned kTicksPerLook = 4;
 constexpr std::uint32_t kAlways =
     INDI::CCD::CCD_CAN_ABORT | INDI::CCD::CCD_CAN_BIN | INDI::CCD::CCD_CAN_SUBFRAME | INDI::CCD::CCD_HAS_STREAMING;
@@ -51,6 +56,7 @@ CameraDevice::CameraDevice(std::string deviceName, CameraChoice choice)
   setDeviceName(deviceName_.c_str());
   setVersion(ORQCAM_VERSION_MAJOR, ORQCAM_VERSION_MINOR);
   panels_.push_back(std::make_unique<ControlPanel>(*this));
+  panels_.push_back(std::make_unique<GainPanel>(*this, [controls = panels_.back().get()] { controls->tick(); }));
   panels_.push_back(std::make_unique<TriggerPanel>(*this));
   panels_.push_back(std::make_unique<GpsPanel>(*this));
   panels_.push_back(std::make_unique<ServicePanel>(*this, [this](auto what, auto job, auto told) {
@@ -88,6 +94,11 @@ void CameraDevice::letGo() {
 bool CameraDevice::initProperties() {
   if (!INDI::CCD::initProperties()) return false;
   SetCCDCapability(kAlways);
+  // Plain memory, which INDI's library then only resizes: what it takes by itself is closed for writing once it has
+  // been sent as it is (FORMAT_NATIVE), and the next picture would end the program.
+  PrimaryCCD.setFrameBuffer(static_cast<std::uint8_t*>(std::malloc(1)));
+  // Until a camera is known; a configuration that is saved without any would otherwise name no format at all.
+  addCaptureFormat({kFormats[0].name, kFormats[0].label, kFormats[0].bits, true});
   pump_ = std::make_unique<VideoPump>(*Streamer, [this, poster = posts_.poster()](std::string why) {
     poster.post([this, why = std::move(why)] { endStream(why.c_str()); });
   });
@@ -125,18 +136,30 @@ std::string CameraDevice::wantedName() const {
   return choice_.name;
 }
 
-Camera CameraDevice::openWanted() const {
+Camera CameraDevice::openNow() const {
   const std::string name = wantedName();
   if (!name.empty()) return Camera(name);
-  const auto plugged = cameras();
   std::string trouble;
-  for (const orq_camera_entry& entry : plugged) {
+  for (const orq_camera_entry& entry : cameras()) {
     if (entry.trouble[0] == '\0') return Camera(entry.name);
     trouble = std::string(entry.model) + ": " + entry.trouble;
   }
-  throw NotFoundError(trouble.empty()
-                          ? "no camera is plugged in: plug one in, or switch SIMULATION on for a virtual one"
-                          : trouble);
+  if (!trouble.empty()) throw BusyError(trouble);
+  throw NotFoundError("no camera is plugged in: plug one in, or switch SIMULATION on for a virtual one");
+}
+
+/// Of a camera that has just been plugged in somebody may still be reading the serial number: this driver's own
+/// watch, or another program.
+Camera CameraDevice::openWanted() const {
+  const auto end = std::chrono::steady_clock::now() + kBusyPatience;
+  for (;;) {
+    try {
+      return openNow();
+    } catch (const BusyError&) {
+      if (std::chrono::steady_clock::now() > end) throw;
+    }
+    std::this_thread::sleep_for(kBetweenTries);
+  }
 }
 
 bool CameraDevice::Connect() {
@@ -302,6 +325,7 @@ void CameraDevice::becomeLost(const char* text) {
   LOGF_ERROR("%s", text[0] != '\0' ? text : "the camera is gone");
   endStream("the camera was unplugged");
   failExposure("the camera was unplugged");
+  markClimate(IPS_ALERT);
   for (const auto& panel : panels_) panel->lost();
   setConnected(true, IPS_ALERT);
 }
@@ -312,6 +336,7 @@ void CameraDevice::comeBack() {
     camera_->reopen();
     lost_ = false;
     startListening();
+    markClimate(IPS_OK);
     for (const auto& panel : panels_) panel->returned();
     setConnected(true, IPS_OK);
     LOG_INFO("The camera is back, with the settings that it had.");

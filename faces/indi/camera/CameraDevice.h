@@ -84,6 +84,7 @@ class CameraDevice : public INDI::CCD, public INDI::FocuserInterface {
   bool isMine(const char* device) const;
   std::string wantedName() const;
   void letGo();
+  Camera openNow() const;
   Camera openWanted() const;
   void describeSensor();
   void describeFormats();
@@ -115,6 +116,7 @@ class CameraDevice : public INDI::CCD, public INDI::FocuserInterface {
   void deleteClimate();
   bool setCooler(const SwitchRequest& request);
   void showClimate();
+  void markClimate(IPState state);
   IPState guide(int direction, std::uint32_t ms);
 
   // CameraFocus.cpp

@@ -180,6 +180,8 @@ bool CameraDevice::StartExposure(float seconds) {
 bool CameraDevice::AbortExposure() {
   exposing_ = false;
   if (!camera_ || lost_) return true;
+  guideNorthSouth_.cancel();  // pulses that wait for the present one
+  guideEastWest_.cancel();
   return attempt([&] { camera_->abort(); });
 }
 

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "image/frame/Algorithm.h"
+#include "image/frame/RowMoments.h"
 
 namespace {
 
@@ -41,16 +42,6 @@ struct Stretch {
   int last;  ///< one behind
 };
 
-/// Every second sample of a row from `first` on. A row's sums fit 64 bits by far.
-void AddEverySecond(const unsigned char* row, std::size_t stride, int first, int last, Moments& moments) {
-  for (int x = first; x < last; x += 2) {
-    const std::uint64_t value = row[static_cast<std::size_t>(x) * stride];
-    moments.sum += value;
-    moments.squares += value * value;
-  }
-  if (first < last) moments.count += static_cast<std::uint64_t>((last - first + 1) / 2);
-}
-
 }  // namespace
 
 void CAlgorithm::Get_variance_ave_RAW(const unsigned char* frame, int x0, int y0, int blockWidth, int blockHeight,
@@ -65,9 +56,14 @@ void CAlgorithm::Get_variance_ave_RAW(const unsigned char* frame, int x0, int y0
   for (int y = rows.first; y < rows.last; ++y) {
     const std::size_t rowStart = static_cast<std::size_t>(y) * static_cast<std::size_t>(width) * stride;
     const unsigned char* row = frame + rowStart + (upperSecond ? 1 : 0);
-    for (int x = columns.first; x < std::min(columns.first + 2, columns.last); ++x) {
-      const std::size_t colour = kLetters.find(letters[(y & 1) * 2 + (x & 1)]);
-      AddEverySecond(row, stride, x, columns.last, colours[colour]);
+    const auto count = static_cast<std::size_t>(columns.last - columns.first);
+    const auto rowMoments = orq::MomentsOf(row + static_cast<std::size_t>(columns.first) * stride, count, stride);
+    for (std::size_t i = 0; i < rowMoments.size(); ++i) {
+      Moments& moments =
+          colours[kLetters.find(letters[(y & 1) * 2 + ((columns.first + static_cast<int>(i)) & 1)])];
+      moments.count += (count + 1 - i) / 2;
+      moments.sum += rowMoments[i].sum;
+      moments.squares += rowMoments[i].squares;
     }
   }
   for (std::size_t i = 0; i < kColours; ++i) {

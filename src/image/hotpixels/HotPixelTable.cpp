@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <numeric>
+#include <vector>
 
 #include "image/dark/DarkImage.h"
 
@@ -22,34 +22,51 @@ Stretch OnSensor(std::int32_t start, std::int32_t length, std::int32_t limit) {
           std::min<std::int64_t>(length, std::int64_t{limit} - start)};
 }
 
-// Calls `visit(row, pixels)` for the rows of the region, counted from its top, with the stretch of pixels that
-// lies on the sensor.
-template <class Visit>
-void VisitRows(std::span<const std::uint8_t> fullMap, const SensorCut& cut, Stretch columns, Visit visit) {
-  if (columns.first >= columns.end) return;
+// The stretch of pixels of one row of the region, counted from its top, that lies on the sensor.
+std::span<const std::uint8_t> RowOnSensor(std::span<const std::uint8_t> fullMap, const SensorCut& cut,
+                                          Stretch columns, std::int64_t row) {
+  const std::int64_t y = cut.startY + row;
+  if (columns.first >= columns.end || y < 0 || y >= cut.sensorHeight) return {};
   const auto count = static_cast<std::size_t>(columns.end - columns.first);
-  const Stretch rows = OnSensor(cut.startY, cut.RegionHeight(), cut.sensorHeight);
-  for (std::int64_t row = rows.first; row < rows.end; ++row) {
-    const auto begin = static_cast<std::size_t>((cut.startY + row) * cut.sensorWidth + cut.startX + columns.first);
-    if (begin + count > fullMap.size()) return;
-    visit(row, fullMap.subspan(begin, count));
-  }
+  const auto begin = static_cast<std::size_t>(y * cut.sensorWidth + cut.startX + columns.first);
+  if (begin + count > fullMap.size()) return {};
+  return fullMap.subspan(begin, count);
 }
 
 Stretch RegionColumns(const SensorCut& cut) {
   return OnSensor(cut.startX, cut.RegionWidth(), cut.sensorWidth);
 }
 
-void CutUnbinned(std::span<const std::uint8_t> fullMap, const SensorCut& cut, std::span<std::uint8_t> map) {
+// One row of the map without binning; it may be cut at its end.
+void CutRow(std::span<const std::uint8_t> fullMap, const SensorCut& cut, std::int64_t y,
+            std::span<std::uint8_t> row) {
   const Stretch columns = RegionColumns(cut);
-  VisitRows(fullMap, cut, columns, [&](std::int64_t row, std::span<const std::uint8_t> pixels) {
-    const auto to = static_cast<std::size_t>(row * cut.RegionWidth() + columns.first);
-    if (to >= map.size()) return;
-    std::memcpy(map.data() + to, pixels.data(), std::min(pixels.size(), map.size() - to));
-  });
+  const auto pixels = RowOnSensor(fullMap, cut, columns, y);
+  const std::size_t left = std::min(static_cast<std::size_t>(pixels.empty() ? 0 : columns.first), row.size());
+  const std::size_t count = std::min(pixels.size(), row.size() - left);
+  std::ranges::fill(row.first(left), std::uint8_t{0});
+  std::copy_n(pixels.begin(), count, row.begin() + static_cast<std::ptrdiff_t>(left));
+  std::ranges::fill(row.subspan(left + count), std::uint8_t{0});
+}
+
+// Calls `visit` with the index of every byte that is not 0, ascending. Few are: eight are looked at in one.
+template <class Visit>
+void VisitMarked(std::span<const std::uint8_t> bytes, Visit visit) {
+  std::size_t i = 0;
+  for (std::uint64_t eight = 0; i + sizeof eight <= bytes.size(); i += sizeof eight) {
+    std::memcpy(&eight, &bytes[i], sizeof eight);
+    if (eight == 0) continue;
+    for (std::size_t k = i; k < i + sizeof eight; ++k) {
+      if (bytes[k] != 0) visit(k);
+    }
+  }
+  for (; i < bytes.size(); ++i) {
+    if (bytes[i] != 0) visit(i);
+  }
 }
 
 std::int32_t ScaledRow(std::int32_t row, float twiceFactor) {
+  // NOLINTNEXTLINE(bugprone-incorrect-roundings): as the FPGA rounds, in single precision
   return static_cast<std::int32_t>(2.0F * (static_cast<float>(row) / twiceFactor) + 0.5F);
 }
 
@@ -90,13 +107,14 @@ void CutBinned(std::span<const std::uint8_t> fullMap, const SensorCut& cut, BinO
     }
   };
   const Stretch columns = RegionColumns(cut);
-  VisitRows(fullMap, cut, columns, [&](std::int64_t row, std::span<const std::uint8_t> pixels) {
-    for (std::size_t i = 0; i < pixels.size(); ++i) {
-      if (pixels[i] == 0) continue;
+  const Stretch rows = OnSensor(cut.startY, cut.RegionHeight(), cut.sensorHeight);
+  for (std::int64_t row = rows.first; row < rows.end; ++row) {
+    const auto pixels = RowOnSensor(fullMap, cut, columns, row);
+    VisitMarked(pixels, [&](std::size_t i) {
       const auto column = columns.first + static_cast<std::int64_t>(i);
       spread(static_cast<std::int32_t>(column), static_cast<std::int32_t>(row), pixels[i]);
-    }
-  });
+    });
+  }
 }
 
 // The samples of the frame that the map holds.
@@ -106,31 +124,37 @@ std::span<std::uint8_t> Used(std::span<std::uint8_t> map, std::int32_t width, st
   return map.first(std::min(samples, map.size()));
 }
 
-std::unique_ptr<std::uint32_t[]> TakeBadRows(std::span<std::uint8_t> used, std::int32_t width,
-                                             std::int32_t height) {
-  if (used.empty()) return nullptr;
-  const auto columns = static_cast<std::size_t>(width);
-  const auto rows = static_cast<std::size_t>(height);
-  std::unique_ptr<std::uint32_t[]> badRows;
-  for (std::size_t y = 0; y < rows && y * columns < used.size(); ++y) {
-    const auto row = used.subspan(y * columns, std::min(columns, used.size() - y * columns));
-    const auto hot = std::accumulate(row.begin(), row.end(), std::uint32_t{0});
-    if (!IsBadRow(hot, static_cast<std::uint32_t>(columns))) continue;
-    if (!badRows) badRows = std::make_unique<std::uint32_t[]>(rows);
-    badRows[y] = 1;
-    std::fill(row.begin(), row.end(), std::uint8_t{0});
-  }
-  return badRows;
-}
+/// Judges the rows of the map in turn, which must then be in it.
+class RowJudge {
+ public:
+  explicit RowJudge(HotPixelTable& table) : table_(table) {}
 
-void FillList(std::span<const std::uint8_t> used, HotPixelTable& table) {
-  const auto isHot = [](std::uint8_t value) { return value != 0; };
-  table.count = std::min(static_cast<std::size_t>(std::count_if(used.begin(), used.end(), isHot)), kMaxHotPixels);
-  table.list = std::make_unique<std::uint32_t[]>(table.count);
-  for (std::size_t pos = 0, filled = 0; filled < table.count; ++pos) {
-    if (isHot(used[pos])) table.list[filled++] = static_cast<std::uint32_t>(pos);
+  void Judge(std::size_t y, std::span<std::uint8_t> row) {
+    const auto columns = static_cast<std::size_t>(table_.width);
+    const std::size_t before = list_.size();
+    std::uint32_t hot = 0;
+    VisitMarked(row, [&](std::size_t x) {
+      hot += row[x];
+      if (before < kMaxHotPixels) list_.push_back(static_cast<std::uint32_t>(y * columns + x));
+    });
+    if (!IsBadRow(hot, static_cast<std::uint32_t>(columns))) return;
+    if (!table_.badRows)
+      table_.badRows = std::make_unique<std::uint32_t[]>(static_cast<std::size_t>(table_.height));
+    table_.badRows[y] = 1;
+    list_.resize(before);
+    std::ranges::fill(row, std::uint8_t{0});
   }
-}
+
+  void Finish() {
+    table_.count = std::min(list_.size(), kMaxHotPixels);
+    table_.list = std::make_unique<std::uint32_t[]>(table_.count);
+    std::copy_n(list_.begin(), table_.count, table_.list.get());
+  }
+
+ private:
+  HotPixelTable& table_;
+  std::vector<std::uint32_t> list_;
+};
 
 }  // namespace
 
@@ -146,14 +170,19 @@ HotPixelTable CutHotPixelTable(std::span<const std::uint8_t> fullMap, const Sens
   table.width = cut.FrameWidth();
   table.height = cut.FrameHeight();
   const std::span<std::uint8_t> used = Used(map, table.width, table.height);
-  std::fill(used.begin(), used.end(), std::uint8_t{0});
   if (cut.hardwareBin) {
+    std::ranges::fill(used, std::uint8_t{0});
     CutBinned(fullMap, cut, offsets, placement, used);
-  } else {
-    CutUnbinned(fullMap, cut, used);
   }
-  table.badRows = TakeBadRows(used, table.width, table.height);
-  FillList(used, table);
+  // Row by row, while it is in the processor's cache.
+  RowJudge judge(table);
+  const auto columns = static_cast<std::size_t>(std::max(table.width, 0));
+  for (std::size_t y = 0; y * columns < used.size(); ++y) {
+    const auto row = used.subspan(y * columns, std::min(columns, used.size() - y * columns));
+    if (!cut.hardwareBin) CutRow(fullMap, cut, static_cast<std::int64_t>(y), row);
+    judge.Judge(y, row);
+  }
+  judge.Finish();
   return table;
 }
 

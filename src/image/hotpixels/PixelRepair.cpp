@@ -75,6 +75,19 @@ std::int64_t BorderSource(const FrameView<Sample>& frame, std::span<const std::u
   }
 }
 
+// Listed pixels lie far apart in memory: those of the next turns are on their way meanwhile.
+constexpr std::size_t kAhead = 16;
+
+template <class Sample>
+void FetchNeighbours(const FrameView<Sample>& frame, std::span<const std::uint8_t> map, std::uint32_t pos) {
+  const std::int64_t distance = std::int64_t{frame.step} * frame.width;
+  for (const std::int64_t at : {pos - distance, std::int64_t{pos}, pos + distance}) {
+    if (!Holds(frame, at)) continue;
+    __builtin_prefetch(&At(frame, at));
+    if (at < static_cast<std::int64_t>(map.size())) __builtin_prefetch(&map[static_cast<std::size_t>(at)]);
+  }
+}
+
 // A defective row or column and the good ones that it is made from: twice the same when there is only one, whose
 // mean is a copy.
 struct LineRepair {
@@ -188,6 +201,7 @@ void RepairHotPixels(const FrameView<Sample>& frame, std::span<const std::uint32
   const std::uint32_t count = static_cast<std::uint32_t>(frame.width) * static_cast<std::uint32_t>(frame.height);
   for (std::size_t i = 0; i < list.size(); ++i) {
     const std::uint32_t pos = list[i];
+    if (i + kAhead < list.size()) FetchNeighbours(frame, map, list[i + kAhead]);
     if (pos >= count) continue;
     const auto place = PlaceOf(pos, frame.width);
     if (!place) continue;

@@ -1,6 +1,7 @@
 #include "models/camera/FramePath.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cassert>
 #include <utility>
@@ -8,6 +9,7 @@
 #include "image/frame/Flip.h"
 #include "image/frame/FrameKernels.h"
 #include "image/frame/HostBin.h"
+#include "image/frame/SampleTable.h"
 
 namespace orq {
 namespace {
@@ -54,10 +56,15 @@ void Convert(const FramePath& path, std::span<const std::uint8_t> frame, std::sp
   }
 }
 
-/// A table may be rebuilt at the same time, entry by entry.
-template <class Sample>
-void ApplyGamma(std::span<Sample> frame, Sample* table) {
-  for (Sample& sample : frame) sample = std::atomic_ref(table[sample]).load(std::memory_order_relaxed);
+// A table may be rebuilt at the same time, entry by entry.
+void ApplyGamma(std::span<std::uint16_t> frame, std::uint16_t* table) {
+  for (std::uint16_t& sample : frame) sample = std::atomic_ref(table[sample]).load(std::memory_order_relaxed);
+}
+
+void ApplyGamma(std::span<std::uint8_t> frame, std::uint8_t* table) {
+  std::array<std::uint8_t, 256> now;
+  for (std::uint8_t& entry : now) entry = std::atomic_ref(*table++).load(std::memory_order_relaxed);
+  ApplyTable(frame, now);
 }
 
 // Automatic control must see the effect of the white balance that it sets.

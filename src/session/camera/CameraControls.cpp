@@ -69,6 +69,10 @@ void Write(Camera& camera, const Control& control, const ControlSetting& setting
   if (control.id == ORQ_COOLER_ON) camera.NoteCooling(setting.raw != 0);
 }
 
+PresetGain PresetOf(Camera& camera, GainPreset preset) {
+  return GainOf(camera.Model(), Camera::Use(camera)->GetReadoutMode(), preset);
+}
+
 CoolerState Cooling(Camera& camera) {
   const Camera::Use device(camera);
   DemandCooler(*device);

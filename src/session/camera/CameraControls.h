@@ -16,6 +16,7 @@
 #include "session/darks/DarkStore.h"
 #include "session/gps/GpsLines.h"
 #include "session/guide/GuideLine.h"
+#include "session/measure/GainPresets.h"
 
 namespace orq::session {
 
@@ -30,6 +31,9 @@ ControlReading Read(Camera& camera, const Control& control);
 /// Nothing is changed when the value is beyond the limits (Range). Controls that change the frames of a running
 /// capture restart it. Automatic control runs as long as a control is automatic.
 void Write(Camera& camera, const Control& control, const ControlSetting& setting);
+
+/// A gain with a meaning of its own, in the present readout mode.
+PresetGain PresetOf(Camera& camera, GainPreset preset);
 
 /// What the cooler does.
 struct CoolerState {

@@ -7,11 +7,11 @@
 #include "camera/CoolerUse.h"
 #include "camera/Shooter.h"
 #include "commands/Commands.h"
+#include "options/Quantities.h"
 #include "options/ShootingOptions.h"
 #include "output/Signals.h"
 #include "record/DiscFollower.h"
 #include "record/RecordReport.h"
-#include "session/text/Units.h"
 #include "support/Text.h"
 
 namespace orq::cli {
@@ -96,8 +96,9 @@ void SetRegion(Device& camera, RecordOptions& options) {
   const Preset* const preset = FindPreset(options.preset);
   if (preset != nullptr && preset->width != 0) {
     if (preset->width > camera.Info().sensor_width || preset->height > camera.Info().sensor_height) {
-      throw CliError(Status::Range, Format("the sensor has %d x %d pixels, too few for the preset %s",
-                                           camera.Info().sensor_width, camera.Info().sensor_height, preset->name));
+      throw CliError(ORQ_ERROR_RANGE,
+                     Format("the sensor has %d x %d pixels, too few for the preset %s", camera.Info().sensor_width,
+                            camera.Info().sensor_height, preset->name));
     }
     options.settings.center = Format("%d,%d", preset->width, preset->height);
   }
@@ -110,11 +111,11 @@ void AwaitFrame(VideoShooter& shooter, Frame& frame) {
     case ShotResult::Good:
       return;
     case ShotResult::Interrupted:
-      throw CliError(Status::Cancelled, "interrupted before anything was recorded");
+      throw CliError(ORQ_ERROR_CANCELLED, "interrupted before anything was recorded");
     case ShotResult::Lost:
       throw CliError(kExitCameraLost, "the camera was lost; check its cable");
     default:
-      throw CliError(Status::Refused, shooter.Reason());
+      throw CliError(ORQ_ERROR_REFUSED, shooter.Reason());
   }
 }
 
@@ -176,24 +177,24 @@ void JudgeEnd(const orq_recording_state& state, bool unlimited) {
   switch (state.end) {
     case ORQ_RECORDING_STOPPED:
       if (unlimited && state.frames != 0) return;
-      throw CliError(Status::Cancelled, Format("interrupted: %llu frames recorded", frames));
+      throw CliError(ORQ_ERROR_CANCELLED, Format("interrupted: %llu frames recorded", frames));
     case ORQ_RECORDING_LOST:
       throw CliError(kExitCameraLost,
                      Format("the camera was lost; check its cable: %llu frames recorded", frames));
     case ORQ_RECORDING_DISK_FULL:
-      throw CliError(Status::File, Format("%s: %llu frames recorded; free some space, or name another disk",
-                                          state.trouble, frames));
+      throw CliError(ORQ_ERROR_FILE, Format("%s: %llu frames recorded; free some space, or name another disk",
+                                            state.trouble, frames));
     case ORQ_RECORDING_FAILED:
-      throw CliError(Status::File, Format("%s: %llu frames recorded", state.trouble, frames));
+      throw CliError(ORQ_ERROR_FILE, Format("%s: %llu frames recorded", state.trouble, frames));
     case ORQ_RECORDING_VIDEO_ENDED:
     case ORQ_RECORDING_CHANGED:
-      throw CliError(Status::Refused,
+      throw CliError(ORQ_ERROR_REFUSED,
                      Format("%s: %llu frames recorded",
                             state.trouble[0] != '\0' ? state.trouble : "the video has ended", frames));
     default:
       break;
   }
-  if (state.frames == 0) throw CliError(Status::Timeout, "no frame came in that time: nothing was recorded");
+  if (state.frames == 0) throw CliError(ORQ_ERROR_TIMEOUT, "no frame came in that time: nothing was recorded");
 }
 
 void TellMissing(const orq_recording_state& state) {

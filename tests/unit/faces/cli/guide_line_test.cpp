@@ -12,6 +12,7 @@
 #include "link/WireProtocol.h"
 #include "output/Output.h"
 #include "output/Signals.h"
+#include "session/Failure.h"
 #include "support/VirtualRig.h"
 
 namespace orq::cli {

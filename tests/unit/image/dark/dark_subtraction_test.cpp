@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <random>
 #include <vector>
 
+#include "image/dark/DarkSubtraction.h"
 #include "image/frame/Algorithm.h"
 
 namespace {
@@ -85,6 +87,39 @@ TEST(DarkSubtraction, DoesNothingWithoutAFrameOrADark) {
   CAlgorithm().SubtractDark(frame.data(), 1, 0, 10, dark.data(), false);
   CAlgorithm().SubtractDark(frame.data(), -1, -1, 10, dark.data(), true);
   EXPECT_EQ(frame[0], 100);
+}
+
+template <class Sample>
+void CompareTargets() {
+  constexpr std::size_t kRoom = 500;
+  constexpr int kLargest = static_cast<Sample>(~Sample{0});
+  constexpr int kStep = sizeof(Sample) == 1 ? 1 : 256;
+  std::mt19937 random(7);
+  for (const orq::VectorTarget target : orq::VectorTargets()) {
+    for (const std::size_t first : {0U, 1U, 3U, 31U}) {
+      for (std::size_t count = 0; first + count < kRoom; count += count < 140 ? 1 : 31) {
+        const auto average = static_cast<std::uint8_t>(random());
+        std::vector<Sample> before(kRoom);
+        std::vector<std::uint8_t> dark(kRoom);
+        for (Sample& sample : before) sample = static_cast<Sample>(random());
+        for (std::uint8_t& level : dark) level = static_cast<std::uint8_t>(random());
+        auto after = before;
+        orq::SubtractDark(std::span(after).subspan(first, count), average, std::span(dark).subspan(first, count),
+                          target);
+        for (std::size_t i = 0; i < kRoom; ++i) {
+          const bool inside = i >= first && i < first + count;
+          const int wanted = std::clamp(int{before[i]} + (average - dark[i]) * kStep, 0, kLargest);
+          ASSERT_EQ(after[i], inside ? wanted : before[i])
+              << "target " << static_cast<int>(target) << " first " << first << " count " << count << " at " << i;
+        }
+      }
+    }
+  }
+}
+
+TEST(DarkSubtraction, IsTheSameOnEveryTargetAndAtEveryPlace) {
+  CompareTargets<std::uint8_t>();
+  CompareTargets<std::uint16_t>();
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
 #include <vector>
 
 namespace orq {
@@ -52,6 +53,27 @@ TEST(Bitmap, EveryByteComesBack) {
   Bytes packed(256);
   PackBits(entries, packed);
   EXPECT_EQ(packed, bytes);
+}
+
+TEST(Bitmap, AnyEntryButZeroIsABitAtEveryPlaceAndSize) {
+  std::mt19937 random(8);
+  Bytes entries(600);
+  for (std::uint8_t& entry : entries) entry = static_cast<std::uint8_t>(random() % 2 == 0 ? 0 : random());
+  entries[3] = 0x80;
+  entries[4] = 0x01;
+  for (std::size_t first = 0; first < 9; ++first) {
+    for (std::size_t count = 0; first + count <= 100; ++count) {
+      Bytes bitmap((count + 7) / 8);
+      PackBits(std::span(entries).subspan(first, count), bitmap);
+      Bytes back(count);
+      UnpackBits(bitmap, back);
+      for (std::size_t i = 0; i < count; ++i) {
+        ASSERT_EQ(bitmap[i / 8] >> (i % 8) & 1, entries[first + i] != 0 ? 1 : 0)
+            << first << ' ' << count << ' ' << i;
+        ASSERT_EQ(back[i], entries[first + i] != 0 ? 1 : 0) << first << ' ' << count << ' ' << i;
+      }
+    }
+  }
 }
 
 }  // namespace

@@ -120,7 +120,7 @@ TEST_F(Recordings, HaveTheFramesAndTimesThatReadersGet) {
     int32_t colour;
     int32_t depth;
   } rows[] = {{"k1c", ORQ_FORMAT_RAW8, 8, 8}, {"k1c", ORQ_FORMAT_RAW16, 8, 16},  {"k1c", ORQ_FORMAT_RGB24, 101, 8},
-              {"k1c", ORQ_FORMAT_Y8, 0, 8},   {"x26m", ORQ_FORMAT_RAW16, 0, 16}, {"t46c", ORQ_FORMAT_RAW8, 8, 8}};
+              {"k1c", ORQ_FORMAT_Y8, 0, 8},   {"x26m", ORQ_FORMAT_RAW16, 0, 16}, {"t46c", ORQ_FORMAT_RAW8, 9, 8}};
   for (const auto& row : rows) {
     SCOPED_TRACE(std::string(row.model) + " format " + std::to_string(row.format));
     // The receiver's time is that of the world: its latch must not be hurried.
