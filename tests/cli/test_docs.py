@@ -29,6 +29,8 @@ NOT_RUN = {
     "scripts/test": "installs packages and builds: .ci/run runs it",
     "sudo ": "changes the system: tests/packaging/try_packages.py installs the packages",
     "scripts/make-packages": "builds: scripts/test-packages runs it",
+    "/usr/bin/python3 -m venv": "compiles for minutes: of its build tests/packaging/try_packages.py tries the outcome",
+    "venv/bin/pip": "the same",
     "orqcam gps watch": "ends at Ctrl-C: test_gps.py interrupts it",
     "orqcam -c virtual:k1c,drop=0.01,stall@7,short@12 stream": "ends at Ctrl-C: test_stream.py runs it with --frames",
     "orq-emulate": "needs umockdev: tests/link/launcher_test.py runs them",

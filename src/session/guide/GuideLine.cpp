@@ -24,7 +24,7 @@ bool Switch(CCameraBase& camera, std::uint8_t request, GuideD direction) {
 }
 
 Status StatusOf(const CCameraBase& camera) {
-  return camera.DeviceLost() ? Status::Lost : Status::State;
+  return camera.DeviceLost() ? Status::Lost : Status::Refused;
 }
 
 }  // namespace
