@@ -1,6 +1,7 @@
 """What a camera does beside frames: focus, outputs, GPS lines, hot pixels, what its flash keeps, registers."""
 
 import re
+import struct
 from pathlib import Path
 
 import numpy
@@ -101,6 +102,26 @@ def test_a_camera_keeps_its_name_and_gets_its_flash_back(tmp_path):
     with orqcam.open(f"virtual:k1m,{QUICK}") as other, pytest.raises(orqcam.InvalidError):
         other.restore_flash(tmp_path / "kept.orqflash", backup_folder=tmp_path / "backups")
     assert len(list((tmp_path / "backups").iterdir())) >= 3
+
+
+def test_a_video_is_recorded_whole(camera, tmp_path):
+    camera.region = (0, 0, 64, 48)
+    with camera.video(timeout=PATIENCE) as video:
+        with camera.record(tmp_path / "a.ser", frames=20) as recording:
+            recording.wait(PATIENCE)
+        assert (recording.end, recording.state.frames, recording.state.trouble) == ("frames", 20, "")
+        with pytest.raises(orqcam.FileError):
+            camera.record(tmp_path / "a.ser")
+        with camera.record(tmp_path / "b.ser") as recording:
+            with pytest.raises(orqcam.TimeoutError):
+                recording.wait(0.01)
+            assert recording.end is None and next(video)
+        assert recording.end == "stopped"
+    content = (tmp_path / "a.ser").read_bytes()
+    width, height, depth, frames = struct.unpack_from("<4i", content, 26)
+    assert (content[:14], width, height, depth, frames) == (b"LUCAM-RECORDER", 64, 48, 8, 20)
+    assert len(content) == 178 + 20 * (64 * 48 + 8)
+    assert (tmp_path / "a.ser.txt").is_file()
 
 
 def test_engineers_read_and_write_registers(camera):

@@ -8,6 +8,7 @@ from . import _orqcam
 from ._controls import AUTO, CONTROLS, reading
 from ._errors import InvalidError, UnsupportedError
 from ._frame import FORMATS
+from ._recording import Recording
 from ._services import Services, chosen
 from ._video import Bell, Events, Video, next_frame
 
@@ -187,6 +188,15 @@ class Camera(Services):
         `depth` of them (0: 8). TimeoutError when none comes in `timeout` seconds (None: never).
         """
         return Video(self, self._device, self._bell, reader, depth, timeout)
+
+    def record(self, path, *, frames=0, seconds=0.0, size=0, overwrite=False):
+        """Writes every frame of the video from the next one on to a SER file, beside all readers: a Recording.
+
+        It ends after `frames` frames, `seconds` seconds or with a file of `size` bytes, what comes first (0: no such
+        limit). Beside `path`, which ends in .ser, a text tells the time of every frame. FileError: it cannot be written,
+        or is there already and `overwrite` is false.
+        """
+        return Recording(self._device.record(str(path), frames, seconds, size, overwrite))
 
     def abort(self):
         """Ends an exposure, a video or other long work; from any thread."""

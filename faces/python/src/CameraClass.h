@@ -29,5 +29,6 @@ auto Long(Camera& camera, Work work) {
 void BindDevices(Class& camera);
 void BindCorrections(Class& camera);
 void BindExpert(Class& camera);
+void BindRecordings(Class& camera, pybind11::module_& module);
 
 }  // namespace orq::python

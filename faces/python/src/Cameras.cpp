@@ -120,6 +120,7 @@ void BindCamera(py::module_& module) {
   BindDevices(camera);
   BindCorrections(camera);
   BindExpert(camera);
+  BindRecordings(camera, module);
 }
 
 }  // namespace orq::python

@@ -32,11 +32,12 @@ struct Pages {
   std::size_t resident = 0;
 };
 
-Pages PagesOf(const std::uint8_t* buffer, std::size_t bytes) {
+Pages PagesOf(std::uint8_t* buffer, std::size_t bytes) {
   const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
-  const auto first = (reinterpret_cast<std::uintptr_t>(buffer) + page - 1) / page * page;
+  const auto begin = reinterpret_cast<std::uintptr_t>(buffer);
+  const std::uintptr_t first = (begin + page - 1) / page * page;
   std::vector<unsigned char> states((bytes / page) - 1);
-  EXPECT_EQ(::mincore(reinterpret_cast<void*>(first), states.size() * page, states.data()), 0);
+  EXPECT_EQ(::mincore(buffer + (first - begin), states.size() * page, states.data()), 0);
   const auto resident = std::ranges::count_if(states, [](unsigned char state) { return (state & 1U) != 0; });
   return {states.size(), static_cast<std::size_t>(resident)};
 }
