@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <chrono>
 #include <fstream>
+#include <ranges>
 #include <sstream>
 
 #include "link/WireProtocol.h"
@@ -20,7 +21,9 @@ CommandAnswer Refuse(const std::string& reason) {
 
 /// Writes a frame as the sensor sent it, header and payload; the answer tells when its exposure began.
 CommandAnswer WriteSent(const PlugPoint& camera, std::uint32_t sequence, const std::string& path) {
-  for (const SentFrame& frame : camera.Camera().SentFrames()) {
+  const auto frames = camera.Camera().SentFrames();
+  // The latest first: numbers begin anew with the camera's power.
+  for (const SentFrame& frame : std::views::reverse(frames)) {
     if (frame.header.sequence != sequence) {
       continue;
     }

@@ -208,7 +208,8 @@ def replugs():
 
 
 def cameras():
-    """Three cameras at once: pictures of one, streams of two."""
+    """Three cameras at once: pictures of one, streams of two. Which one is the first is the bus's affair."""
+    models = ("Tavix ORQ-K1C", "Tavix ORQ-K1M", "Tavix ORQ-D6M")
     with Stage("k1c,seed=5,k1m,seed=6,d6m,seed=7", options=["-m", "512"]) as stage:
         others = stage.others(2)
         for other in others:
@@ -216,7 +217,8 @@ def cameras():
             other.switch("CCD_VIDEO_STREAM", "STREAM_ON")
         stage.camera.set_number("CCD_FRAME", X=0, Y=0, WIDTH=320, HEIGHT=240)
         for _ in range(times(50)):
-            stage.is_as_sent(stage.camera.expose(0.01)[1])
+            content = stage.camera.expose(0.01)[1]
+            stage.is_as_sent(content, models.index(Picture(content)["INSTRUME"]))
         for other in others:
             before = len(other.blobs())
             stage.client.wait("frames", lambda other=other, before=before: len(other.blobs()) > before + 2)

@@ -166,6 +166,8 @@ bool CameraDevice::Connect() {
   return attempt([this] {
     camera_.emplace(openWanted());
     info_ = camera_->info();
+    // The first that was free: when the driver's watch tells of it later, it is not to become a device once more.
+    if (wantedName().empty() && info_.serial[0] != '\0') choice_.name = std::string("serial:") + info_.serial;
     lost_ = false;
     describeSensor();
     describeFormats();

@@ -222,6 +222,7 @@ void CameraDevice::deliver(const Frame& frame) {
   }
   shown_ = frame;
   PrimaryCCD.setExposureLeft(0);
+  PrimaryCCD.setImageExtension("fits");  // INDI leaves it at "bin" once pixels alone have been sent
   uploads_.begin();
   ExposureComplete(&PrimaryCCD);
 }
