@@ -2,6 +2,7 @@
 
 import datetime
 import gc
+import os
 import sys
 import time
 import weakref
@@ -80,7 +81,8 @@ def test_ten_thousand_frames_leave_nothing_behind():
             growth = held() - before
     del array, frame, time_, info
     assert all(reference() is None for reference in gone)
-    assert growth[0] < 4e6, "a leak of 500 bytes for each frame is more"
+    # A sanitizer keeps what has been given back, to see who uses it still; it looks for leaks by itself.
+    assert growth[0] < 4e6 or "ORQ_PYTHON_SANITIZED" in os.environ, "a leak of 500 bytes for each frame is more"
     assert (abs(growth[1:]) < 900).all(), "one block or reference for every tenth frame is more"
 
 
