@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <chrono>
 #include <fstream>
-#include <ranges>
 #include <sstream>
 
 #include "link/WireProtocol.h"
@@ -23,23 +22,22 @@ CommandAnswer Refuse(const std::string& reason) {
 CommandAnswer WriteSent(const PlugPoint& camera, std::uint32_t sequence, const std::string& path) {
   const auto frames = camera.Camera().SentFrames();
   // The latest first: numbers begin anew with the camera's power.
-  for (const SentFrame& frame : std::views::reverse(frames)) {
-    if (frame.header.sequence != sequence) {
-      continue;
-    }
-    std::array<std::uint8_t, wire::kHeaderBytes> header{};
-    wire::PutHeader(frame.header, header);
-    std::ofstream file(path, std::ios::binary | std::ios::trunc);
-    file.write(reinterpret_cast<const char*>(header.data()), header.size());
-    file.write(reinterpret_cast<const char*>(frame.payload->data()),
-               static_cast<std::streamsize>(frame.payload->size()));
-    if (!file.flush()) {
-      return Refuse("cannot write " + path);
-    }
-    const auto began = std::chrono::duration_cast<std::chrono::microseconds>(frame.exposedAt.time_since_epoch());
-    return {"ok " + std::to_string(began.count()), false};
+  const auto frame = std::find_if(frames.rbegin(), frames.rend(),
+                                  [&](const SentFrame& sent) { return sent.header.sequence == sequence; });
+  if (frame == frames.rend()) {
+    return Refuse("frame " + std::to_string(sequence) + " is not one of the last few");
   }
-  return Refuse("frame " + std::to_string(sequence) + " is not one of the last few");
+  std::array<std::uint8_t, wire::kHeaderBytes> header{};
+  wire::PutHeader(frame->header, header);
+  std::ofstream file(path, std::ios::binary | std::ios::trunc);
+  file.write(reinterpret_cast<const char*>(header.data()), header.size());
+  file.write(reinterpret_cast<const char*>(frame->payload->data()),
+             static_cast<std::streamsize>(frame->payload->size()));
+  if (!file.flush()) {
+    return Refuse("cannot write " + path);
+  }
+  const auto began = std::chrono::duration_cast<std::chrono::microseconds>(frame->exposedAt.time_since_epoch());
+  return {"ok " + std::to_string(began.count()), false};
 }
 
 /// Names of the lines of the guide port that are closed at this moment.
