@@ -49,7 +49,8 @@ void CAlgorithm::Get_variance_ave_RAW(const unsigned char* frame, int x0, int y0
                                       bool sixteenBit) const {
   std::array<Moments, kColours> colours;
   const Stretch columns(x0, blockWidth, width);
-  const Stretch rows(y0, frame != nullptr ? blockHeight : 0, height);
+  const bool any = frame != nullptr && columns.first < columns.last;
+  const Stretch rows(y0, any ? blockHeight : 0, height);
   const char* letters = BayerName(static_cast<BayerPattern>(pattern_.Load()));
   const std::size_t stride = sixteenBit ? 2 : 1;
   const bool upperSecond = sixteenBit && !highByteFirst_ && std::endian::native == std::endian::little;
