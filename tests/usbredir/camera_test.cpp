@@ -65,23 +65,23 @@ class Redir : public ::testing::Test {
 TEST_F(Redir, ASuperSpeedCameraIsAnnounced) {
   Plug();
   EXPECT_EQ(guest->device.speed, usb_redir_speed_super);
-  EXPECT_EQ(guest->device.vendor_id, 0xF055);
-  EXPECT_EQ(guest->device.product_id, 0x1101);
-  EXPECT_EQ(guest->device.device_version_bcd, 0x0100);
-  EXPECT_EQ(guest->interfaces.interface_count, 1U);
+  EXPECT_EQ(+guest->device.vendor_id, 0xF055);
+  EXPECT_EQ(+guest->device.product_id, 0x1101);
+  EXPECT_EQ(+guest->device.device_version_bcd, 0x0100);
+  EXPECT_EQ(+guest->interfaces.interface_count, 1U) << "a copy: members of messages are not aligned";
   EXPECT_EQ(guest->interfaces.interface_class[0], 0xFF);
   EXPECT_EQ(guest->endpoints.type[0], usb_redir_type_control);
   EXPECT_EQ(guest->endpoints.type[16], usb_redir_type_control);
   EXPECT_EQ(guest->endpoints.type[17], usb_redir_type_bulk) << "0x81";
   EXPECT_EQ(guest->endpoints.type[1], usb_redir_type_invalid);
-  EXPECT_EQ(guest->endpoints.max_packet_size[17], 1024);
+  EXPECT_EQ(+guest->endpoints.max_packet_size[17], 1024);
 }
 
 TEST_F(Redir, AHighSpeedCameraIsAnnounced) {
   Plug("x26m,usb=2");
   EXPECT_EQ(guest->device.speed, usb_redir_speed_high);
-  EXPECT_EQ(guest->device.product_id, 0x2601);
-  EXPECT_EQ(guest->endpoints.max_packet_size[17], 512);
+  EXPECT_EQ(+guest->device.product_id, 0x2601);
+  EXPECT_EQ(+guest->endpoints.max_packet_size[17], 512);
 }
 
 TEST_F(Redir, DescriptorsAndStandardRequestsAreAnswered) {
