@@ -9,8 +9,8 @@
 #include "session/CameraWatcher.h"
 #include "session/camera/Camera.h"
 #include "session/hotpixels/HotPixelView.h"
-#include "session/settings/KeptSettings.h"
 #include "session/recording/Recording.h"
+#include "session/settings/KeptSettings.h"
 
 // Every handle begins with a mark, so that one of another kind is noticed.
 struct orq_camera {

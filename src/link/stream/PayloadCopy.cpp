@@ -63,8 +63,8 @@ void CopyVectorsPastCache(const std::uint8_t* from, std::uint8_t* to, std::size_
 }
 
 // Returns how many bytes were copied, an even number: all but what is left of the last vector. Begins with a whole
-// cache line of `to`: lines that are written in two turns reach the memory as two pieces each, which nearly doubles
-// the copy's time.
+// cache line of `to`: lines that are written in two turns reach the memory as two pieces each, which nearly
+// doubles the copy's time.
 std::size_t CopyPastCache(const std::uint8_t* from, std::uint8_t* to, std::size_t count, bool swapped) {
   const std::size_t unaligned = reinterpret_cast<std::uintptr_t>(to) % kLine;
   const std::size_t head = unaligned == 0 ? 0 : kLine - unaligned;

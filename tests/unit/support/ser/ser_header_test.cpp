@@ -23,7 +23,8 @@ SerHeader Example() {
           .utcTime = 0x0102030405060708};
 }
 
-std::vector<int> At(const std::array<std::uint8_t, kSerHeaderBytes>& bytes, std::size_t offset, std::size_t count) {
+std::vector<int> At(const std::array<std::uint8_t, kSerHeaderBytes>& bytes, std::size_t offset,
+                    std::size_t count) {
   return {bytes.begin() + static_cast<std::ptrdiff_t>(offset),
           bytes.begin() + static_cast<std::ptrdiff_t>(offset + count)};
 }
