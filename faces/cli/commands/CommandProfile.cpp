@@ -54,6 +54,7 @@ const Field& FieldOf(const std::string& name) {
   const auto* const field = std::ranges::find(kFields, name, &Field::name);
   if (field != kFields.end()) return *field;
   std::vector<std::string> names;
+  names.reserve(kFields.size());
   for (const Field& known : kFields) names.emplace_back(known.name);
   throw CliError(kExitUsage, "unknown field '" + name + "' of the profile; there are " + Join(names));
 }

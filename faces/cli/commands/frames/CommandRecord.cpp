@@ -198,10 +198,11 @@ void JudgeEnd(const orq_recording_state& state, bool unlimited) {
 }
 
 void TellMissing(const orq_recording_state& state) {
-  if (state.missed + state.lost == 0) return;
+  const unsigned long long missed = state.missed;
+  const unsigned long long lost = state.lost;
+  if (missed + lost == 0) return;
   Complain(Format("%llu missing frames: %llu because the disk was too slow, %llu did not come from the camera",
-                  static_cast<unsigned long long>(state.missed + state.lost),
-                  static_cast<unsigned long long>(state.missed), static_cast<unsigned long long>(state.lost)));
+                  missed + lost, missed, lost));
 }
 
 void Describe(const Context& context, Device& camera, const RecordOptions& options) {
