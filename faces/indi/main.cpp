@@ -1,11 +1,13 @@
 // The driver as a program: signals, the server, the cameras.
 #include <eventloop.h>
 #include <indidevapi.h>
+#include <indidriver.h>
 #include <sys/signalfd.h>
 
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include "Driver.h"
 #include "loop/CrashAid.h"
@@ -31,11 +33,12 @@ int listenToSignals() {
 
 }  // namespace
 
-int main(int argc, char**) {
+int main(int argc, char** argv) {
   if (argc > 1) {
     std::fprintf(stderr, "usage: indiserver indi_orqcam_ccd\nIt is a driver, which INDI's server starts.\n");
     return 2;
   }
+  me = basename(argv[0]);  // by which INDI's clients know a driver
   const int signals = listenToSignals();
   orq::indi::endPulsesOnCrash();
   orq::indi::Driver driver;

@@ -80,7 +80,7 @@ orq_card CardOf(const session::FitsCard& from) {
 // One that FITS files can hold.
 template <std::size_t kBytes>
 std::string LabelOf(const char (&text)[kBytes], const char* name) {
-  const std::string value = TextOf(text, name);
+  std::string value = TextOf(text, name);
   session::CheckTextValue(value, name);
   return value;
 }

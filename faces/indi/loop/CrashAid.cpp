@@ -28,7 +28,8 @@ std::array<std::atomic<orq_camera*>, kMostPulses> pulses;
 int toHelper[2] = {-1, -1};
 int fromHelper[2] = {-1, -1};
 std::atomic_flag crashed;
-alignas(16) std::array<std::uint8_t, 64 * 1024> crashStack;  // the thread's own may be what overflowed
+alignas(
+    16) std::array<std::uint8_t, std::size_t{64} * 1024> crashStack;  // the thread's own may be what overflowed
 
 bool isAnyUnderWay() {
   for (const auto& camera : pulses) {

@@ -7,8 +7,6 @@
 
 #include "CameraClass.h"
 
-namespace py = pybind11;
-
 namespace orq::python {
 namespace {
 

@@ -5,8 +5,6 @@
 
 #include "CameraClass.h"
 
-namespace py = pybind11;
-
 namespace orq::python {
 namespace {
 

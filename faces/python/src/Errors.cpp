@@ -10,6 +10,7 @@ namespace orq::python {
 void BindErrors(py::module_& module) {
   // The package registers its classes, by number of the status, before anything can fail.
   module.attr("errors") = py::dict();
+  // NOLINTNEXTLINE(performance-unnecessary-value-param): of this type are translators
   py::register_exception_translator([](std::exception_ptr thrown) {
     try {
       if (thrown) std::rethrow_exception(thrown);

@@ -19,6 +19,7 @@ constexpr int kMostDigits = 9;
 
 std::string Known() {
   std::vector<std::string> names;
+  names.reserve(kPlaceholders.size());
   for (const std::string_view name : kPlaceholders) names.push_back("{" + std::string(name) + "}");
   return Join(names);
 }

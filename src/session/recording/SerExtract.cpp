@@ -174,7 +174,7 @@ std::string ExtractSer(const std::string& path, std::uint64_t frame, const std::
   facts.number = frame;
   facts.unixUs = read.unixTenths.value_or(0) / 10;
   facts.camera = read.header.instrument;
-  const std::string name = pattern.Expand(facts);
+  std::string name = pattern.Expand(facts);
   const FitsForm form = kind == FileKind::CompressedFits ? FitsForm::Compressed : FitsForm::Plain;
   const std::vector<std::uint8_t> bytes =
       kind == FileKind::Png ? PictureOf(read) : FitsOf(read, CardsOf(read, path, frame), form);

@@ -83,7 +83,8 @@ SerFile::~SerFile() {
   if (fd_ >= 0) close(fd_);
 }
 
-SerFile::SerFile(SerFile&& other) noexcept : fd_(std::exchange(other.fd_, -1)), survey_(other.survey_) {}
+SerFile::SerFile(SerFile&& other) noexcept
+    : fd_(std::exchange(other.fd_, -1)), survey_(std::move(other.survey_)) {}
 
 bool SerFile::ReadAt(std::uint64_t offset, std::span<std::uint8_t> bytes) const {
   return ReadAll(fd_, offset, bytes) == 0;
