@@ -252,7 +252,9 @@ class ApiHotPixelTable : public ::testing::Test {
 
   std::string Name() const {
     std::string pixels(std::size_t{kWidth} * kHeight, 10);
-    const auto mark = [&](int x, int y) { pixels[static_cast<std::size_t>(y * kWidth + x)] = 90; };
+    const auto mark = [&](int x, int y) {
+      pixels[static_cast<std::size_t>(y) * kWidth + static_cast<std::size_t>(x)] = 90;
+    };
     for (const auto& [x, y] : kHot) mark(x, y);
     for (int x = 0; x < kWidth; x += 2) mark(x, kBadRow);
     std::ofstream(folder_.File("dark.pgm"), std::ios::binary) << "P5\n"

@@ -68,6 +68,8 @@ class OnTheBus(unittest.TestCase):
 
     def test_cameras_are_devices_of_their_own(self):
         self.assertRegex(self.second.name, r"^Tavix ORQ-K1M [0-9a-f]{16}$")
+        for device in (self.camera, self.second):
+            self.assertEqual(self.client.properties[device.name, "DRIVER_INFO"]["DRIVER_EXEC"], os.path.basename(DRIVER))
         first, second = self.picture(0.002), self.picture(0.003, self.second)
         self.assertEqual((first["INSTRUME"], second["INSTRUME"]), ("Tavix ORQ-K1C", "Tavix ORQ-K1M"))
         self.same_as_sent(second, 1)

@@ -8,7 +8,6 @@
 namespace orq {
 namespace {
 
-using test::ApiCamera;
 using test::Quick;
 
 std::vector<std::uint8_t> ReadPng(const std::string& path, bool colour, int& width, int& height) {
@@ -50,7 +49,7 @@ TEST_P(ApiPreview, InItsOwnSizeItIsThePictureThatIsSaved) {
   const Picture thumb = frame.preview(small);
   EXPECT_EQ(thumb.width, 24);
   EXPECT_EQ(thumb.height, 16);
-  EXPECT_EQ(thumb.pixels.size(), 24U * 16U * static_cast<std::size_t>(picture.channels));
+  EXPECT_EQ(thumb.pixels.size(), std::size_t{24} * 16 * static_cast<std::size_t>(picture.channels));
 }
 
 INSTANTIATE_TEST_SUITE_P(Formats, ApiPreview,
@@ -66,7 +65,7 @@ TEST(ApiPreviews, OptionsAndRoomThatCannotBeAreRefused) {
   camera.region(corner);
   const Frame frame = camera.expose(std::chrono::milliseconds(5));
   auto picture = sized<orq_picture>();
-  std::vector<std::uint8_t> room(64 * 64 * 3, 7);
+  std::vector<std::uint8_t> room(std::size_t{64} * 64 * 3, 7);
   EXPECT_EQ(orq_frame_preview(frame.get(), nullptr, room.data(), room.size() - 1, &picture), ORQ_ERROR_INVALID);
   EXPECT_EQ(picture.width, 0) << "written although it failed";
   EXPECT_EQ(room, std::vector<std::uint8_t>(room.size(), 7)) << "written although it failed";
