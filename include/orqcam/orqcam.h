@@ -502,7 +502,8 @@ typedef struct orq_dark_options {
 } orq_dark_options;
 /** Takes a dark of the covered sensor with the present exposure, gain and offset, and writes it to `path`, a .bmp
  * with its description beside it. A null `path` is the camera's own (orq_dark_choice.kept), which is replaced and
- * chosen. A running capture is interrupted for it and goes on afterwards. Blocks; orq_capture_abort ends it.
+ * chosen. A running capture is interrupted for it and goes on afterwards, without the dark that was in use until
+ * then, if any. Blocks; orq_capture_abort ends it.
  * `options`, `callback`, `user` and `info` may be null. */
 ORQ_API orq_status orq_dark_take(orq_camera* camera, const char* path, const orq_dark_options* options,
                                  orq_dark_callback callback, void* user, orq_dark_info* info);

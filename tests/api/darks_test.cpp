@@ -155,6 +155,26 @@ TEST(ApiDarks, ADarkIsTakenUsedAndToldOfInTheHeader) {
   EXPECT_EQ(orq_dark_use(other.camera, path.c_str()), ORQ_ERROR_RANGE) << orq_last_error();
 }
 
+TEST(ApiDarks, AnotherThatIsTakenEndsTheUseOfTheOne) {
+  const TempDirectory folder;
+  const ApiCamera camera(Quick("h53m"));
+  const auto take = [&](const char* name) {
+    const orq_dark_options options{sizeof options, 1, 0, 0};
+    return orq_dark_take(camera.camera, folder.File(name).c_str(), &options, nullptr, nullptr, nullptr);
+  };
+  ASSERT_EQ(take("one.bmp"), ORQ_OK) << orq_last_error();
+  ASSERT_EQ(orq_dark_use(camera.camera, folder.File("one.bmp").c_str()), ORQ_OK) << orq_last_error();
+  ASSERT_EQ(take("two.bmp"), ORQ_OK) << orq_last_error();
+  orq_dark_state state{};
+  state.size = sizeof state;
+  ASSERT_EQ(orq_dark_get_state(camera.camera, &state), ORQ_OK) << orq_last_error();
+  EXPECT_EQ(state.in_use, 0);
+  ASSERT_EQ(orq_exposure_start(camera.camera, 0), ORQ_OK);
+  ApiFrame frame;
+  ASSERT_EQ(orq_frame_wait(camera.camera, kPatienceMs, &frame.frame), ORQ_OK) << orq_last_error();
+  EXPECT_EQ(frame.Info().corrections & ORQ_CORRECTED_DARK, 0);
+}
+
 // Of every model: its own modes, or high speed.
 TEST(ApiDarks, ADarkKnowsItsReadoutMode) {
   const TempDirectory folder;

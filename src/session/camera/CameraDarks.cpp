@@ -83,6 +83,8 @@ DarkDescription TakeDark(Camera& camera, const DarkTarget& target, int frames,
                          const std::function<void(const DarkProgress&)>& tell) {
   DemandDarkFrames(frames);
   const DarkPlace place = Place(camera, target);
+  // The image in memory will be another one's: frames must not name the dark that it was.
+  if (DarkInUse(camera).inUse) UseDark(camera, std::nullopt);
   const Camera::Turn turn(camera);
   DarkDescription description = CollectDark(camera, turn, frames, tell);
   place.Write(MakeDarkFile(*turn, description));
