@@ -112,7 +112,7 @@ TEST(OddSensor, TakesDarksThoughItsWidthIsNoMultipleOfTheStep) {
   ASSERT_TRUE(camera.SetRegion({0, 0, 64, 66, 1, ORQ_IMG_RAW8}, applied, reason)) << reason;
   camera.GettingDark(true, camera.exposureUs);
   camera.iDarkFrames = 1;
-  std::vector<std::uint8_t> frame(64 * 66);
+  std::vector<std::uint8_t> frame(std::size_t{64} * 66);
   ASSERT_EQ(camera.StartExposure(), 1);
   EXPECT_EQ(camera.GetImageData(frame.data(), static_cast<int>(frame.size()), VirtualRig::kPatienceMs), 1);
   EXPECT_EQ(camera.bGettingDark, 0) << "the frame is the dark";
