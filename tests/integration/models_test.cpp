@@ -1,6 +1,7 @@
 // Each model of the table on its virtual device: what it lists, what it can do that others cannot.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <map>
 #include <set>
 #include <string>
@@ -288,11 +289,12 @@ TEST(BinOffsets, AreEmptyWhereColumnsAndRowsKeepTheirParity) {
 std::set<int> Targets(const CModelCamera& camera, int bin, int at, bool vertical) {
   std::set<int> targets;
   for (int i = at & 1; i < 8; i += 2) {
-    const BinOffset& entry = camera.pBinOffsets[static_cast<std::size_t>(bin * 8 + i)];
+    const BinOffset& entry = camera.pBinOffsets[static_cast<std::size_t>(bin) * 8 + static_cast<std::size_t>(i)];
+    // NOLINTNEXTLINE(bugprone-signed-char-misuse): these are numbers
     const int offset = vertical ? entry.dy : entry.dx;
     if (offset == 127 && i != (at & 1)) break;
     const double half = at / 2.0;  // the hardware bins by two, also at bin 4
-    targets.insert((vertical ? static_cast<int>(half + 0.5) : static_cast<int>(half)) +
+    targets.insert((vertical ? static_cast<int>(std::lround(half)) : static_cast<int>(half)) +
                    (offset == 127 ? 0 : offset));
   }
   return targets;
