@@ -886,21 +886,21 @@ class Watch {
 
 /** Hears the library's log lines as long as it lives: see orq_log_set. One at a time: a later one takes over from
  * it, and the log is off when either ends. */
-class Log {
+class LogSink {
  public:
   /** `told` is called on any thread, also on several at once, with one of ORQ_LOG_... and a line; it must not
    * throw, nor call the library. */
   using Told = std::function<void(int level, const char* line)>;
 
   /** Hears lines up to `level`, ORQ_LOG_... */
-  Log(int level, Told told) : told_(std::make_unique<Told>(std::move(told))) {
+  LogSink(int level, Told told) : told_(std::make_unique<Told>(std::move(told))) {
     detail::check(orq_log_set(
         level, [](void* user, std::int32_t at, const char* line) { (*static_cast<Told*>(user))(at, line); },
         told_.get()));
   }
-  Log(Log&& other) noexcept = default;
-  Log& operator=(Log&&) = delete;
-  ~Log() {
+  LogSink(LogSink&& other) noexcept = default;
+  LogSink& operator=(LogSink&&) = delete;
+  ~LogSink() {
     if (told_) orq_log_set(ORQ_LOG_WARNING, nullptr, nullptr);
   }
 

@@ -180,19 +180,19 @@ TEST(Cpp, RegistersAreWrittenReadAndRequested) {
 TEST(Cpp, TheLogIsHeardAsLongAsItsObjectLives) {
   std::atomic<int> lines{0};
   {
-    orq::Log log(ORQ_LOG_DEBUG, [&lines](int level, const char* line) {
+    orq::LogSink log(ORQ_LOG_DEBUG, [&lines](int level, const char* line) {
       EXPECT_EQ(level, ORQ_LOG_DEBUG);
       EXPECT_NE(line[0], '\0');
       ++lines;
     });
-    const orq::Log moved = std::move(log);
+    const orq::LogSink moved = std::move(log);
     const orq::Camera camera(Quick("k1c"));
     EXPECT_GT(lines, 0);
   }
   const int heard = lines;
   const orq::Camera camera(Quick("k1c"));
   EXPECT_EQ(lines, heard);
-  EXPECT_THROW(orq::Log(1, [](int, const char*) {}), orq::InvalidError);
+  EXPECT_THROW(orq::LogSink(1, [](int, const char*) {}), orq::InvalidError);
 }
 
 TEST(Cpp, TheLibraryTellsItsVersionItsStatusesAndItsClock) {
