@@ -1,13 +1,13 @@
-// What the benchmarks of frames share: the sizes of the two cameras, frames to work on, a plain copy to compare
-// with.
+// What the benchmarks of frames share: the sizes of three cameras, frames to work on.
 #pragma once
 
 #include <benchmark/benchmark.h>
 
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <vector>
+
+#include "models/table/ModelData.h"
 
 namespace orq::bench {
 
@@ -16,15 +16,27 @@ struct Size {
   int height;
   std::size_t Samples() const { return static_cast<std::size_t>(width) * static_cast<std::size_t>(height); }
 };
-inline constexpr Size kK1C{1936, 1096};
-inline constexpr Size kX26M{6248, 4176};
 
-inline Size SizeOf(const benchmark::State& state) {
-  return state.range(0) == 0 ? kK1C : kX26M;
+/// The model whose sensor has about as many megapixels as a benchmark's first argument says.
+inline const ModelData& ModelOf(const benchmark::State& state) {
+  const auto megapixels = state.range(0);
+  return *FindModel(megapixels == 2 ? "k1c" : megapixels == 12 ? "t46c" : "x26m");
 }
 
-inline void Cameras(benchmark::internal::Benchmark* bench) {
-  bench->ArgName("x26m")->Arg(0)->Arg(1);
+inline Size SizeOf(const benchmark::State& state) {
+  return {ModelOf(state).maxWidth, ModelOf(state).maxHeight};
+}
+
+inline constexpr auto kSizes = {2, 12, 26};
+
+inline void Sizes(benchmark::internal::Benchmark* bench) {
+  bench->ArgName("mp")->Unit(benchmark::kMillisecond);
+  for (const int megapixels : kSizes) bench->Arg(megapixels);
+}
+
+/// The largest alone: for what stands in no proportion to a frame.
+inline void Largest(benchmark::internal::Benchmark* bench) {
+  bench->ArgName("mp")->Unit(benchmark::kMillisecond)->Arg(26);
 }
 
 template <class Sample>
@@ -38,18 +50,6 @@ std::vector<Sample> Frame(Size size) {
 /// Bytes of input per second.
 inline void CountBytes(benchmark::State& state, std::size_t bytes) {
   state.SetBytesProcessed(static_cast<std::int64_t>(bytes) * static_cast<std::int64_t>(state.iterations()));
-}
-
-template <class Sample>
-void Memcpy(benchmark::State& state) {
-  const auto in = Frame<Sample>(SizeOf(state));
-  auto out = in;
-  for (auto _ : state) {
-    std::memcpy(out.data(), in.data(), in.size() * sizeof(Sample));
-    benchmark::DoNotOptimize(out.data());
-    benchmark::ClobberMemory();
-  }
-  CountBytes(state, in.size() * sizeof(Sample));
 }
 
 }  // namespace orq::bench

@@ -1,11 +1,11 @@
-// The image corrections at the sizes of the two cameras, beside a plain copy of the same bytes. One core. A USB 3
-// link brings about 400 MB/s: what runs on every frame must be well above that.
+// The image corrections, and what prepares them for a frame's geometry.
 #include <cstdint>
 #include <cstring>
 #include <vector>
 
 #include "FrameBench.h"
 #include "image/dark/DarkImage.h"
+#include "image/flash/Bitmap.h"
 #include "image/frame/Algorithm.h"
 #include "image/hotpixels/HotPixelTable.h"
 #include "image/hotpixels/PixelRepair.h"
@@ -13,22 +13,19 @@
 namespace orq {
 namespace {
 
-using bench::Cameras;
 using bench::CountBytes;
 using bench::Frame;
-using bench::Memcpy;
+using bench::Largest;
 using bench::Size;
 using bench::SizeOf;
+using bench::Sizes;
 
-/// Cameras, and one hot pixel in how many.
-void CamerasAndDensities(benchmark::internal::Benchmark* bench) {
-  bench->ArgNames({"x26m", "one in"})->Args({0, 10'000})->Args({0, 1'000})->Args({1, 10'000})->Args({1, 1'000});
+/// One hot pixel in how many.
+void Densities(benchmark::internal::Benchmark* bench) {
+  bench->ArgNames({"mp", "one_in"})->Unit(benchmark::kMillisecond);
+  for (const int oneIn : {100'000, 10'000, 3'000, 1'000, 300, 100}) bench->Args({26, oneIn});
 }
 
-BENCHMARK(Memcpy<std::uint8_t>)->Apply(Cameras);
-BENCHMARK(Memcpy<std::uint16_t>)->Apply(Cameras);
-
-/// Bytes of the frame per second.
 template <class Sample>
 void SubtractDark(benchmark::State& state) {
   const Size size = SizeOf(state);
@@ -42,8 +39,8 @@ void SubtractDark(benchmark::State& state) {
   }
   CountBytes(state, frame.size() * sizeof(Sample));
 }
-BENCHMARK(SubtractDark<std::uint8_t>)->Apply(Cameras);
-BENCHMARK(SubtractDark<std::uint16_t>)->Apply(Cameras);
+BENCHMARK(SubtractDark<std::uint8_t>)->Name("dark/8")->Apply(Sizes);
+BENCHMARK(SubtractDark<std::uint16_t>)->Name("dark/16")->Apply(Sizes);
 
 void Accumulate(benchmark::State& state) {
   const auto frame = Frame<std::uint8_t>(SizeOf(state));
@@ -54,7 +51,7 @@ void Accumulate(benchmark::State& state) {
   }
   CountBytes(state, frame.size());
 }
-BENCHMARK(Accumulate)->Apply(Cameras);
+BENCHMARK(Accumulate)->Name("take dark/8")->Apply(Sizes);
 
 template <class Sample>
 void RepairList(benchmark::State& state) {
@@ -74,8 +71,8 @@ void RepairList(benchmark::State& state) {
   CountBytes(state, frame.size() * sizeof(Sample));
   state.counters["pixels"] = static_cast<double>(list.size());
 }
-BENCHMARK(RepairList<std::uint8_t>)->Apply(CamerasAndDensities);
-BENCHMARK(RepairList<std::uint16_t>)->Apply(CamerasAndDensities);
+BENCHMARK(RepairList<std::uint8_t>)->Name("hot pixels/8")->Apply(Densities);
+BENCHMARK(RepairList<std::uint16_t>)->Name("hot pixels/16")->Apply(Densities);
 
 template <class Sample>
 void RepairDarkList(benchmark::State& state) {
@@ -92,7 +89,7 @@ void RepairDarkList(benchmark::State& state) {
   }
   CountBytes(state, frame.size() * sizeof(Sample));
 }
-BENCHMARK(RepairDarkList<std::uint16_t>)->Apply(CamerasAndDensities);
+BENCHMARK(RepairDarkList<std::uint16_t>)->Name("dark list/16")->Apply(Densities);
 
 /// A hundred bad rows and a hundred bad columns.
 template <bool Columns>
@@ -112,8 +109,8 @@ void RepairLines(benchmark::State& state) {
   }
   CountBytes(state, frame.size() * 2);
 }
-BENCHMARK(RepairLines<false>)->Apply(Cameras);
-BENCHMARK(RepairLines<true>)->Apply(Cameras);
+BENCHMARK(RepairLines<false>)->Name("100 rows/16")->Apply(Largest);
+BENCHMARK(RepairLines<true>)->Name("100 columns/16")->Apply(Largest);
 
 /// Not on every frame, but whoever changes the region waits for it. Bytes of the sensor per second.
 SensorCut WholeSensor(Size size, int bin) {
@@ -138,8 +135,8 @@ void CutTable(benchmark::State& state) {
   }
   CountBytes(state, full.size());
 }
-BENCHMARK(CutTable<1>)->Apply(Cameras);
-BENCHMARK(CutTable<2>)->Apply(Cameras);
+BENCHMARK(CutTable<1>)->Name("cut hot pixels")->Apply(Sizes);
+BENCHMARK(CutTable<2>)->Name("cut hot pixels, bin 2")->Apply(Sizes);
 
 template <int Bin>
 void CutDark(benchmark::State& state) {
@@ -154,8 +151,44 @@ void CutDark(benchmark::State& state) {
   }
   CountBytes(state, full.size());
 }
-BENCHMARK(CutDark<1>)->Apply(Cameras);
-BENCHMARK(CutDark<2>)->Apply(Cameras);
+BENCHMARK(CutDark<1>)->Name("cut dark")->Apply(Sizes);
+BENCHMARK(CutDark<2>)->Name("cut dark, bin 2")->Apply(Sizes);
+
+/// The record of the hot-pixel map that the camera keeps: a bit for a pixel.
+void MakeBitmap(benchmark::State& state) {
+  const Size size = SizeOf(state);
+  std::vector<std::uint8_t> map(size.Samples());
+  for (std::size_t pos = 7; pos < map.size(); pos += 1000) map[pos] = 1;
+  std::vector<std::uint8_t> bits(map.size() / 8);
+  for (auto _ : state) {
+    PackBits(map, bits);
+    benchmark::ClobberMemory();
+  }
+  CountBytes(state, map.size());
+}
+BENCHMARK(MakeBitmap)->Name("make bitmap")->Apply(Sizes);
+
+void ExpandBitmap(benchmark::State& state) {
+  const Size size = SizeOf(state);
+  const auto bits = Frame<std::uint8_t>({size.width / 8, size.height});
+  std::vector<std::uint8_t> map(8 * bits.size());
+  for (auto _ : state) {
+    UnpackBits(bits, map);
+    benchmark::ClobberMemory();
+  }
+  CountBytes(state, map.size());
+}
+BENCHMARK(ExpandBitmap)->Name("expand bitmap")->Apply(Sizes);
+
+void Memset(benchmark::State& state) {
+  std::vector<std::uint8_t> map(SizeOf(state).Samples());
+  for (auto _ : state) {
+    std::memset(map.data(), 1, map.size());
+    benchmark::ClobberMemory();
+  }
+  CountBytes(state, map.size());
+}
+BENCHMARK(Memset)->Name("memset")->Apply(Sizes);
 
 }  // namespace
 }  // namespace orq

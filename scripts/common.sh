@@ -13,6 +13,7 @@ fuzz_packages=(clang-14 llvm-14 libclang-rt-14-dev)
 guest_packages=(qemu-system-x86 libusbredirparser-dev busybox-static cpio)
 cross_packages=(g++-aarch64-linux-gnu g++-s390x-linux-gnu qemu-user-static)
 bench_packages=(libbenchmark-dev)
+bench_optional_packages=(libopencv-imgproc-dev python3 python3-matplotlib)
 package_packages=(build-essential debhelper dpkg-dev fakeroot libumockdev-dev umockdev libusbredirparser-dev pandoc
                   libindi-dev pybind11-dev python3-dev python3-numpy dh-python)
 package_test_packages=(lintian mmdebstrap)
