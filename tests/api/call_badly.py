@@ -21,10 +21,11 @@ HEADERS = sorted((INCLUDE / "orqcam").glob("*.h"))
 
 HANDLES = {"orq_camera": "camera", "orq_camera_list": "list", "orq_reader": "reader", "orq_frame": "frame",
            "orq_watch": "watch", "orq_setting_list": "settings", "orq_hot_pixel_table": "table",
-           "orq_recording": "recording"}
+           "orq_recording": "recording", "orq_star_list": "stars"}
 
 # Where null is a value: "function parameter".
 MAY_BE_NULL = {
+    "orq_frame_find_stars area",
     "orq_recording_plan_get options", "orq_recording_start options", "orq_ser_extract options",
     "orq_camera_open name", "orq_camera_open options", "orq_region_set applied", "orq_reader_open options",
     "orq_frame_save options", "orq_frame_save_files options", "orq_save_check options", "orq_dark_choice_set path", "orq_dark_take path", "orq_dark_check path", "orq_dark_copy to", "orq_frame_preview options", "orq_dark_take options", "orq_dark_take callback", "orq_dark_take user",
