@@ -64,6 +64,18 @@ TEST(Stars, OfAnAreaLieInIt) {
   EXPECT_THROW(frame.stars(area), orq::InvalidError);
 }
 
+TEST(Stars, AreSharpestWhereTheFocusMotorHasItsBestPlace) {
+  orq::Camera camera("virtual:h53m,timescale=0.01,focus=400");
+  std::vector<double> radii;
+  for (const int position : {100, 250, 400, 550}) {
+    camera.focus(position);
+    radii.push_back(Exposed(camera).stars().summary.hfr);
+  }
+  EXPECT_GT(radii[0], 1.3 * radii[1]);
+  EXPECT_GT(radii[1], 1.3 * radii[2]);
+  EXPECT_NEAR(radii[1], radii[3], 0.1 * radii[1]) << "150 steps to either side";
+}
+
 TEST(Stars, AreListedAsFarAsTheyGo) {
   const ApiCamera camera;
   camera.Corner();
