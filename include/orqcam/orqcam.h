@@ -998,6 +998,56 @@ typedef struct orq_statistics {
 /** Walks over the whole frame once. */
 ORQ_API orq_status orq_frame_get_statistics(const orq_frame* frame, orq_statistics* statistics);
 
+/** A part of a frame, in its pixels from its top left corner. */
+typedef struct orq_area {
+  uint32_t size;
+  int32_t x;
+  int32_t y;
+  int32_t width;
+  int32_t height;
+  int32_t reserved; /**< 0 */
+} orq_area;
+/** What the stars of a frame are like. */
+typedef struct orq_star_summary {
+  uint32_t size;
+  int32_t stars;     /**< found */
+  int32_t listed;    /**< the brightest of them, at most 500 */
+  int32_t measured;  /**< of the listed ones, that the medians are of: those that are neither saturated nor cut off
+                        by an edge, or all where every one is */
+  int32_t saturated; /**< of the listed ones, that hold a full pixel */
+  int32_t reserved;  /**< 0 */
+  double hfr;        /**< median half-flux radius, pixels: of the circle that holds half of a star's light; NaN: no
+                        star was measured */
+  double fwhm;       /**< median width at half of the height, pixels; NaN likewise */
+  double arcsec_per_pixel; /**< by the focal length that the frame's header states (FOCALLEN); NaN: unknown */
+  double background;       /**< pixel value between the stars */
+  double noise;            /**< its standard deviation */
+} orq_star_summary;
+/** A star. Lengths in pixels of the frame; the centre of its top left pixel is (0, 0). */
+typedef struct orq_star {
+  uint32_t size;
+  int32_t saturated; /**< 1: it holds a full pixel */
+  int32_t cut_off;   /**< 1: an edge cuts it */
+  int32_t reserved;  /**< 0 */
+  double x;
+  double y;
+  double flux; /**< sum of the pixel values above the background */
+  double peak; /**< of its brightest pixel, above the background */
+  double hfr;  /**< half-flux radius */
+  double fwhm; /**< width at half of the height */
+} orq_star;
+typedef struct orq_star_list orq_star_list;
+/** Finds and measures the stars in `area` of a frame, null for all of it; hot pixels are none. Green counts of
+ * colours; of a Bayer mosaic, its gaps are filled from their neighbours, which widens stars by a few hundredths.
+ * INVALID: an area that is not within the frame. Takes about a second for ten megapixels. */
+ORQ_API orq_status orq_frame_find_stars(const orq_frame* frame, const orq_area* area, orq_star_list** stars);
+/** What the stars of the list are like together. */
+ORQ_API orq_status orq_star_list_get_summary(const orq_star_list* stars, orq_star_summary* summary);
+/** The `index`-th star, from 0, the brightest first. RANGE: fewer are listed. */
+ORQ_API orq_status orq_star_list_get(const orq_star_list* stars, int32_t index, orq_star* star);
+/** Null does nothing. */
+ORQ_API void orq_star_list_release(orq_star_list* stars);
+
 /** How pixel values become the eight bits of a picture. */
 enum {
   ORQ_STRETCH_AUTOMATIC = 0, /**< faint things can be seen: each colour of the whole frame by itself, its median on

@@ -191,6 +191,12 @@ struct Picture {
   std::vector<std::uint8_t> pixels; /**< rows top down, without gaps */
 };
 
+/** The stars of a frame: what they are like together, and each of those that are listed, the brightest first. */
+struct Stars {
+  orq_star_summary summary{};
+  std::vector<orq_star> stars;
+};
+
 /** A frame: pixels that nobody changes any more, and what is known about them. Copies share it. Empty when moved
  * from or made without one; then only the test for it may be called. */
 class Frame {
@@ -267,6 +273,19 @@ class Frame {
   orq_disc disc() const {
     auto found = sized<orq_disc>();
     detail::check(orq_frame_get_disc(frame_, &found));
+    return found;
+  }
+  /** See orq_frame_find_stars. Without an area: of the whole frame. */
+  Stars stars(const std::optional<orq_area>& area = std::nullopt) const {
+    orq_star_list* list = nullptr;
+    detail::check(orq_frame_find_stars(frame_, area ? &*area : nullptr, &list));
+    const detail::Owner<orq_star_list, orq_star_list_release> owner(list);
+    Stars found{sized<orq_star_summary>(), {}};
+    detail::check(orq_star_list_get_summary(list, &found.summary));
+    found.stars.assign(static_cast<std::size_t>(found.summary.listed), sized<orq_star>());
+    for (std::int32_t i = 0; i < found.summary.listed; ++i) {
+      detail::check(orq_star_list_get(list, i, &found.stars[static_cast<std::size_t>(i)]));
+    }
     return found;
   }
 #if defined(__cpp_lib_span)

@@ -9,6 +9,7 @@
 #include "session/CameraWatcher.h"
 #include "session/camera/Camera.h"
 #include "session/hotpixels/HotPixelView.h"
+#include "session/measure/Stars.h"
 #include "session/recording/Recording.h"
 #include "session/settings/KeptSettings.h"
 
@@ -48,6 +49,13 @@ struct orq_hot_pixel_table {
   static constexpr std::uint32_t kMark = 0x50544F48;
   std::uint32_t mark = kMark;
   orq::session::HotPixelView view;
+};
+
+struct orq_star_list {
+  static constexpr std::uint32_t kMark = 0x52415453;
+  std::uint32_t mark = kMark;
+  orq::session::StarMeasures measures;
+  double arcsecPerPixel = 0.0;  ///< NaN: unknown
 };
 
 struct orq_recording {

@@ -21,10 +21,11 @@ HEADERS = sorted((INCLUDE / "orqcam").glob("*.h"))
 
 HANDLES = {"orq_camera": "camera", "orq_camera_list": "list", "orq_reader": "reader", "orq_frame": "frame",
            "orq_watch": "watch", "orq_setting_list": "settings", "orq_hot_pixel_table": "table",
-           "orq_recording": "recording"}
+           "orq_recording": "recording", "orq_star_list": "stars"}
 
 # Where null is a value: "function parameter".
 MAY_BE_NULL = {
+    "orq_frame_find_stars area",
     "orq_recording_plan_get options", "orq_recording_start options", "orq_ser_extract options",
     "orq_camera_open name", "orq_camera_open options", "orq_region_set applied", "orq_reader_open options",
     "orq_frame_save options", "orq_frame_save_files options", "orq_save_check options", "orq_dark_choice_set path", "orq_dark_take path", "orq_dark_check path", "orq_dark_copy to", "orq_frame_preview options", "orq_dark_take options", "orq_dark_take callback", "orq_dark_take user",
@@ -267,7 +268,7 @@ int main(int argc, char** argv) {
   orq_reader *reader = NULL, *new_reader = NULL; orq_frame *frame = NULL, *new_frame = NULL;
   orq_watch *watch = NULL, *new_watch = NULL;
   orq_setting_list *settings = NULL, *new_settings = NULL; orq_hot_pixel_table *table = NULL, *new_table = NULL;
-  orq_recording *recording = NULL, *new_recording = NULL;
+  orq_recording *recording = NULL, *new_recording = NULL; orq_star_list *stars = NULL, *new_stars = NULL;
   const orq_dark_options one_frame = {sizeof one_frame, 1, 0, 0};
   memset(endless, 'x', sizeof endless - 1);
   const orq_region corner = {sizeof corner, 0, 0, 64, 64, 1, ORQ_FORMAT_RAW8, 0};
@@ -282,9 +283,11 @@ int main(int argc, char** argv) {
   expect(orq_frame_wait(camera, 30000, &frame), ORQ_OK, "frame");
   (void)no_size; (void)text; (void)user; (void)i32; (void)u32; (void)i64; (void)bytes; (void)f64; (void)data; (void)byte;
   (void)new_camera; (void)new_list; (void)new_reader; (void)new_frame; (void)new_watch; (void)new_settings; (void)new_table;
-  (void)new_recording;
+  (void)new_recording; (void)new_stars;
   expect(orq_recording_start(camera, argv[1], NULL, &recording), ORQ_OK, "recording");
+  expect(orq_frame_find_stars(frame, NULL, &stars), ORQ_OK, "stars");
   CALLS
+  orq_star_list_release(stars);
   orq_recording_release(recording);
   orq_frame_release(frame);
   orq_reader_release(reader);

@@ -24,6 +24,7 @@ class FocusMotorChip {
   /// Writes to registers other than 3 and 4 are ignored.
   void Write(std::uint16_t reg, std::uint8_t value, double now);
 
+  int Wanted() const { return wanted_; }
   /// Where the lens is: it nears the wanted position exponentially.
   double Position(double now) const;
   /// Half a step or more from the wanted position.

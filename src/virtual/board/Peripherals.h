@@ -59,6 +59,8 @@ class Peripherals {
   bool SwitchGuideLine(int line, bool on);
   std::optional<std::uint8_t> ReadFocusMotor(std::uint16_t reg) const;
   bool WriteFocusMotor(std::uint16_t reg, std::uint8_t value);
+  /// Position that the focus motor goes to; 0 without one.
+  int FocusWanted() const { return motor_.Wanted(); }
 
   const DeviceClock& Clock() const { return clock_; }
   double SensorC() const { return thermal_.SensorC(); }

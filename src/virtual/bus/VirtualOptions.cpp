@@ -193,6 +193,8 @@ bool SetFlash(VirtualOptions& options, std::string_view value) {
 constexpr int kMostPreRendered = 64;
 constexpr int kLongestFlashMs = 10000;
 
+constexpr int kLastFocusPosition = 1023;
+
 constexpr OptionEntry kOptions[] = {
     {"seed", "a whole number from 0",
      [](VirtualOptions& o, std::string_view v) {
@@ -226,6 +228,8 @@ constexpr OptionEntry kOptions[] = {
      [](VirtualOptions& o, std::string_view v) {
        return Real(v, kLowestIlluminant, kHighestIlluminant, o.illuminantKelvin);
      }},
+    {"focus", "a position of the focus motor from 0 to 1023",
+     [](VirtualOptions& o, std::string_view v) { return Number(v, 0, kLastFocusPosition, o.focus); }},
     {"drop", "a fraction from 0 to 1",
      [](VirtualOptions& o, std::string_view v) { return Real(v, 0, 1, o.dropRate); }},
     {"flashfail", "a whole number from 1",

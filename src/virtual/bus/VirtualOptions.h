@@ -75,6 +75,7 @@ struct VirtualOptions {
   double fluxElectronsPerSecond = 0;    ///< `flux=`: light of a flat scene, electrons per pixel and second
   double illuminantKelvin = 6000;       ///< `illuminant=`: colour of a flat scene's light; 6000 is white
   std::optional<VirtualFlash> flash;    ///< `flash=UTC/DURATION`, on models with a GPS
+  int focus = 0;                        ///< `focus=`: where the focus motor has the stars sharpest, steps
   double dropRate = 0.0;                ///< `drop=`: fraction of frames that the device loses
   std::vector<FrameFault> frameFaults;  ///< `short@N`, `oversize@N`, `badheader@N`, `badtrailer@N`, `order@N`,
                                         ///< `lose@N`, `stall@N`, `error@N`, `unplug@N`

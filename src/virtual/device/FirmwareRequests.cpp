@@ -265,7 +265,11 @@ bool Firmware::ReadFocusMotor(const SetupPacket& setup, Data data) {
 }
 
 bool Firmware::WriteFocusMotor(const SetupPacket& setup, Data) {
-  return setup.index <= 0xFF && devices_.WriteFocusMotor(setup.value, static_cast<std::uint8_t>(setup.index));
+  if (setup.index > 0xFF || !devices_.WriteFocusMotor(setup.value, static_cast<std::uint8_t>(setup.index))) {
+    return false;
+  }
+  stream_.SetFocus(devices_.FocusWanted());
+  return true;
 }
 
 }  // namespace orq

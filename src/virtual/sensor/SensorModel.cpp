@@ -78,6 +78,14 @@ SensorModel::SensorModel(const SensorData& sensor, Scene scene, double flatFlux,
   sums_.resize(static_cast<std::size_t>(sensor.width) + 1);
 }
 
+/// Draws the stars anew when the lens has moved.
+void SensorModel::Focus(double defocusSteps) {
+  const double fwhm = StarFwhmAt(defocusSteps);
+  if (!stars_ || stars_->FwhmPixels() == fwhm) return;
+  const std::span<const Star> stars = stars_->Stars();
+  stars_ = std::make_unique<const StarField>(sensor_, std::vector<Star>(stars.begin(), stars.end()), fwhm);
+}
+
 /// Expected charge of the pixels from `startX` of row `y`.
 void SensorModel::MeanCharge(const Exposure& exposure, int y, int startX, float flashSeconds,
                              std::span<float> electrons) const {
@@ -140,6 +148,7 @@ void SensorModel::Expose(const ExposureSettings& settings, std::span<std::uint16
   const PixelReadout readout = settings.readout.value_or(ReadoutOf(sensor_, settings.gain, settings.blackLevel));
   const Exposure exposure(sensor_, settings, readout, white, filters_);
   std::fill(adu.begin(), adu.end(), exposure.blackLevel);
+  Focus(settings.defocusSteps);
   if (settings.width <= 0 || settings.height <= 0) return;
   const auto width = static_cast<std::size_t>(settings.width);
   const auto height = std::min(static_cast<std::size_t>(settings.height), adu.size() / width);

@@ -42,12 +42,13 @@ class SensorModel final : public FrameSource {
   void Expose(const ExposureSettings& settings, std::span<std::uint16_t> adu) override;
 
   const FixedPattern& Pattern() const { return pattern_; }
-  /// Null unless the scene has stars.
+  /// Null unless the scene has stars. Those of the last exposure; another object when the focus changes.
   const StarField* Stars() const { return stars_.get(); }
 
  private:
   struct Exposure;
 
+  void Focus(double defocusSteps);
   void MeanCharge(const Exposure& exposure, int y, int startX, float flashSeconds,
                   std::span<float> electrons) const;
   std::span<const float> CollectRow(const Exposure& exposure, int y, int startX, float flashSeconds, int columns);

@@ -19,6 +19,7 @@ constexpr std::array<double, 4> kBrightStars{200'000.0, 90'000.0, 45'000.0, 25'0
 /// Images end where their light falls below this, e-/s and pixel.
 constexpr double kImageEdgeRate = 0.01;
 constexpr double kLargestRadius = 40.0;
+constexpr double kBlurPixelsPerStep = 0.02;  ///< of the focus motor
 
 /// Light of a black body at a wavelength (Planck's law), in photons, up to a constant factor.
 double PlanckPhotons(double wavelengthNm, double kelvin) {
@@ -28,39 +29,38 @@ double PlanckPhotons(double wavelengthNm, double kelvin) {
 
 constexpr std::array<double, 3> kFilterNm{610.0, 530.0, 460.0};
 
-constexpr double MoffatScale2() {
+double MoffatScale2(double fwhm) {
   // alpha^2 for exponent 3: FWHM = 2 alpha sqrt(2^(1/3) - 1)
   constexpr double kRootTerm = 0.2599210498948732;
-  return kStarFwhmPixels * kStarFwhmPixels / (4.0 * kRootTerm);
+  return fwhm * fwhm / (4.0 * kRootTerm);
 }
 
 /// Moffat profile of unit volume at squared distance r2, per square pixel.
-double Moffat(double r2) {
-  constexpr double kAlpha2 = MoffatScale2();
-  const double term = 1.0 + r2 / kAlpha2;
-  return (kMoffatExponent - 1.0) / (std::numbers::pi * kAlpha2) / (term * term * term);
+double Moffat(double alpha2, double r2) {
+  const double term = 1.0 + r2 / alpha2;
+  return (kMoffatExponent - 1.0) / (std::numbers::pi * alpha2) / (term * term * term);
 }
 
 /// Mean of the profile over the pixel whose centre lies (dx, dy) from the star.
-double MoffatPixel(double dx, double dy) {
+double MoffatPixel(double alpha2, double dx, double dy) {
   const double r2 = dx * dx + dy * dy;
-  if (r2 > 36.0) return Moffat(r2);
+  if (r2 > 36.0) return Moffat(alpha2, r2);
   constexpr int kSub = 5;
   double sum = 0.0;
   for (int j = 0; j < kSub; ++j) {
     for (int i = 0; i < kSub; ++i) {
       const double sx = dx + (i - kSub / 2) / static_cast<double>(kSub);
       const double sy = dy + (j - kSub / 2) / static_cast<double>(kSub);
-      sum += Moffat(sx * sx + sy * sy);
+      sum += Moffat(alpha2, sx * sx + sy * sy);
     }
   }
   return sum / (kSub * kSub);
 }
 
-int ImageRadius(double electronsPerSecond) {
-  const double peak = electronsPerSecond * Moffat(0.0);
+int ImageRadius(double alpha2, double electronsPerSecond) {
+  const double peak = electronsPerSecond * Moffat(alpha2, 0.0);
   const double ratio = std::max(peak / kImageEdgeRate, 1.0);
-  const double r = std::sqrt(MoffatScale2() * (std::cbrt(ratio) - 1.0));
+  const double r = std::sqrt(alpha2 * (std::cbrt(ratio) - 1.0));
   return static_cast<int>(std::ceil(std::clamp(r, 3.0, kLargestRadius)));
 }
 
@@ -74,6 +74,10 @@ std::array<double, 3> BlackBodyColour(const SensorData& sensor, double kelvin) {
     colour[i] = sensor.response[i] * relative / white;
   }
   return colour;
+}
+
+double StarFwhmAt(double defocusSteps) {
+  return std::hypot(kStarFwhmPixels, kBlurPixelsPerStep * defocusSteps);
 }
 
 std::vector<Star> MakeStars(const SensorData& sensor, std::uint64_t seed) {
@@ -97,20 +101,22 @@ std::vector<Star> MakeStars(const SensorData& sensor, std::uint64_t seed) {
   return stars;
 }
 
-StarField::StarField(const SensorData& sensor, std::vector<Star> stars) : stars_(std::move(stars)) {
+StarField::StarField(const SensorData& sensor, std::vector<Star> stars, double fwhmPixels)
+    : stars_(std::move(stars)), fwhm_(fwhmPixels) {
   for (const Star& star : stars_) Render(sensor, star);
   IndexRows(sensor.height);
 }
 
 void StarField::Render(const SensorData& sensor, const Star& star) {
-  const int radius = ImageRadius(star.electronsPerSecond);
+  const double alpha2 = MoffatScale2(fwhm_);
+  const int radius = ImageRadius(alpha2, star.electronsPerSecond);
   const int centreX = static_cast<int>(std::lround(star.x));
   const int centreY = static_cast<int>(std::lround(star.y));
   double volume = 0.0;  // of the whole image, so that cutting it at the radius loses no light
   std::vector<double> profile;
   for (int y = centreY - radius; y <= centreY + radius; ++y) {
     for (int x = centreX - radius; x <= centreX + radius; ++x) {
-      profile.push_back(MoffatPixel(x - star.x, y - star.y));
+      profile.push_back(MoffatPixel(alpha2, x - star.x, y - star.y));
       volume += profile.back();
     }
   }

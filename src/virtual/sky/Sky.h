@@ -25,9 +25,12 @@ inline constexpr double kWhiteKelvin = 6000.0;
 /// green one.
 std::array<double, 3> BlackBodyColour(const SensorData& sensor, double kelvin);
 
-/// Width of a star's image at half its height, pixels; and the exponent of its Moffat profile.
+/// Width of a star's image at half its height in focus, pixels; and the exponent of its Moffat profile.
 inline constexpr double kStarFwhmPixels = 2.5;
 inline constexpr double kMoffatExponent = 3.0;
+
+/// The width where the lens is so many steps away from the best focus: seeing and defocus add as squares.
+double StarFwhmAt(double defocusSteps);
 
 /// Stars for a sensor, decided by the seed alone: positions uniform, counts growing by 10^0.36 per magnitude
 /// towards the faint end, colour temperatures of 3,000 to 14,000 kelvins, and four bright stars inside the central
@@ -37,9 +40,10 @@ std::vector<Star> MakeStars(const SensorData& sensor, std::uint64_t seed);
 /// The stars' images, rendered once. Constant afterwards: any-thread.
 class StarField {
  public:
-  StarField(const SensorData& sensor, std::vector<Star> stars);
+  StarField(const SensorData& sensor, std::vector<Star> stars, double fwhmPixels = kStarFwhmPixels);
 
   std::span<const Star> Stars() const { return stars_; }
+  double FwhmPixels() const { return fwhm_; }
   /// Adds `seconds` of starlight, in electrons, to the pixels from column `startX` of sensor row `y`.
   void AddRow(int y, int startX, float seconds, std::span<float> electrons) const;
 
@@ -53,6 +57,7 @@ class StarField {
   void IndexRows(int height);
 
   std::vector<Star> stars_;
+  double fwhm_;
   std::vector<Image> images_;
   std::vector<float> rates_;              ///< electrons per second
   std::vector<std::uint32_t> rowStart_;   ///< of each row in `rowImages_`; one more at the end

@@ -121,6 +121,7 @@ FrameStream::Exposure FrameStream::Begin() {
                      .blackLevel = settings_.blackLevel,
                      .readout = settings_.readout,
                      .temperatureC = sensorC_(),
+                     .defocusSteps = static_cast<double>(focus_ - options_.focus),
                      .flatFlux = flatFlux_,
                      .frameNumber = framesExposed_};
   exposure.settingsTag = settings_.settingsTag;

@@ -53,6 +53,7 @@ void FrameStream::PowerUp(const StreamSettings& settings) {
   lastExposureUs_ = 0;
   latches_ = 0;
   latched_ = {};
+  focus_ = 0;
   poweredAt_ = Clock::now();
   settings_ = settings;
   trigger_.Set(settings.trigger);
@@ -125,6 +126,11 @@ void FrameStream::SetTriggerLine(bool high) {
 void FrameStream::SetFlux(double electronsPerSecond) {
   const MutexLock lock(mutex_);
   flatFlux_ = electronsPerSecond;
+}
+
+void FrameStream::SetFocus(int position) {
+  const MutexLock lock(mutex_);
+  focus_ = position;
 }
 
 std::uint64_t FrameStream::TriggersMissed() const {

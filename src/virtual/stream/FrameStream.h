@@ -88,6 +88,8 @@ class FrameStream {
   std::uint64_t TriggersMissed() const;
   /// Light of a flat scene, e-/s, from the next exposure on.
   void SetFlux(double electronsPerSecond);
+  /// Where the lens goes: frames that begin from now on show stars as they are there. 0 after power-up.
+  void SetFocus(int position);
   /// Changes of a trigger output (0 or 1) until now; none for other numbers.
   std::vector<SyncEdge> SyncEdges(int output) const;
 
@@ -168,6 +170,7 @@ class FrameStream {
   const DeviceClock& clock_;
   const std::function<double()> sensorC_;
   std::optional<double> flatFlux_ ORQ_GUARDED_BY(mutex_);  ///< set while the camera runs
+  int focus_ ORQ_GUARDED_BY(mutex_) = 0;                   ///< where the lens is, or is going
   const int packet_;
 
   mutable Mutex mutex_;

@@ -67,6 +67,19 @@ TEST(StarField, ShowsStarsTwoAndAHalfPixelsWide) {
   EXPECT_NEAR(static_cast<double>(peak), 100'000.0 * 0.1059 * 0.925, 150.0);
 }
 
+TEST(StarField, ShowsStarsWiderOutOfFocus) {
+  // Two hundred steps of 0.02 pixels beside 2.5 pixels: sqrt(4^2 + 2.5^2) = 4.717.
+  EXPECT_NEAR(StarFwhmAt(200.0), 4.717, 1e-3);
+  EXPECT_NEAR(StarFwhmAt(-200.0), 4.717, 1e-3);
+  EXPECT_EQ(StarFwhmAt(0.0), kStarFwhmPixels);
+  const SensorData sensor = Small();
+  const std::vector<Star> star{Star{.x = 50.0, .y = 40.0, .electronsPerSecond = 100'000.0}};
+  const std::vector<float> image = Render(StarField(sensor, star, 10.0), sensor);
+  const float peak = image[40 * 100 + 50];
+  EXPECT_NEAR(image[40 * 100 + 55], 0.5F * peak, 0.02F * peak);
+  EXPECT_NEAR(Sum(image), 100'000.0, 20.0) << "it is the same light";
+}
+
 TEST(StarField, CutsStarsAtTheEdges) {
   const SensorData sensor = Small();
   const StarField corner(sensor, {Star{.x = -0.5, .y = -0.5, .electronsPerSecond = 10'000.0}});
