@@ -63,7 +63,7 @@ void serve(const Options& options) {
   const sigset_t signals = endSignals();
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
   std::signal(SIGPIPE, SIG_IGN);
-  const Log log(options.debug ? ORQ_LOG_DEBUG : ORQ_LOG_WARNING, [](int, const char* line) { logLine(line); });
+  const LogSink log(options.debug ? ORQ_LOG_DEBUG : ORQ_LOG_WARNING, [](int, const char* line) { logLine(line); });
 
   std::vector<Listener> listeners;
   for (const Address& address : options.listen) {
