@@ -156,9 +156,6 @@ def main():
         if "network" in parts:
             # Found by the command, it says what is wrong with this port.
             run([installation.prefix / "bin" / "orqcam", "serve", "--port", "none"], env=installation.environment, ends=2)
-            unit = installation.prefix / "lib/systemd/system/orqcam-serve.service"
-            if f"ExecStart={installation.prefix}/bin/orqcam serve" not in unit.read_text(encoding="utf-8"):
-                print("the service's command is another installation's: it was configured for another prefix")
         if indi:
             told = run([installation.prefix / "bin" / "indi_orqcam_ccd"], env=installation.environment | {"HOME": folder},
                        input='<getProperties version="1.7"/>', ends=1)
