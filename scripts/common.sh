@@ -5,7 +5,7 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 jobs=$(nproc 2>/dev/null || echo 2)
 
 build_packages=(g++ cmake ninja-build pkg-config libusb-1.0-0-dev liblog4cpp5-dev libpugixml-dev libcfitsio-dev
-                libpng-dev libsep-dev libcli11-dev nlohmann-json3-dev)
+                libpng-dev libsep-dev libcli11-dev nlohmann-json3-dev libmicrohttpd-dev libturbojpeg0-dev)
 test_packages=(locales libgtest-dev libgmock-dev python3 python3-numpy python3-astropy procps libumockdev-dev umockdev
                usbutils python3-pil libusbredirparser-dev libindi-dev indi-bin pybind11-dev python3-dev python3-pytest
                python3-matplotlib mypy)

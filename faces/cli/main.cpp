@@ -34,6 +34,7 @@ const std::vector<std::pair<const char*, std::vector<std::string>>> kGroups = {
     {"Better frames", {"dark", "hotpixels"}},
     {"Controls and settings", {"controls", "get", "set", "settings", "profile"}},
     {"Devices", {"temp", "cooler", "fan", "led", "hub", "guide", "focus", "gps"}},
+    {"On the network", {"serve"}},
     {"For engineers", {"reg", "flash", "dump-controls"}},
     {"Help", {"help"}},
 };
@@ -88,6 +89,7 @@ ExitCode Run(int argc, char** argv, Output& out) {
       {"reg", AddRegCommand(app)},
       {"flash", AddFlashCommand(app)},
       {"dump-controls", AddDumpControlsCommand(app)},
+      {"serve", AddServeCommand(app)},
       {"help", AddHelpCommand(app)},
   };
   for (const auto& [heading, names] : kGroups) app.Group(heading, names);

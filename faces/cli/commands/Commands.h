@@ -46,6 +46,7 @@ CommandRun AddGpsCommand(const Command& app);
 CommandRun AddDarkCommand(const Command& app);
 CommandRun AddDumpControlsCommand(const Command& app);
 CommandRun AddReportCommand(const Command& app);
+CommandRun AddServeCommand(const Command& app);
 CommandRun AddHelpCommand(const Command& app);
 
 }  // namespace orq::cli

@@ -117,6 +117,11 @@ void Output::Flush() {
   }
 }
 
+void Output::HandOver() {
+  Flush();
+  dup2(fd_, STDOUT_FILENO);
+}
+
 bool Output::IsTerminal() const {
   return isatty(fd_) == 1;
 }

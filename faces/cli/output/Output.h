@@ -29,6 +29,8 @@ class Output {
   void Object(const Json& value);
   /// Hands everything to the system; call it wherever a reader may be waiting.
   void Flush();
+  /// Makes descriptor 1 the real output again, for the program that this process is about to become.
+  void HandOver();
   /// Whether a person is looking.
   bool IsTerminal() const;
 
