@@ -12,6 +12,7 @@ test_packages=(locales libgtest-dev libgmock-dev python3 python3-numpy python3-a
 fuzz_packages=(clang-14 llvm-14 libclang-rt-14-dev)
 guest_packages=(qemu-system-x86 libusbredirparser-dev busybox-static cpio)
 cross_packages=(g++-aarch64-linux-gnu g++-s390x-linux-gnu qemu-user-static)
+browser_packages=(chromium chromium-driver python3-selenium python3-pil)
 bench_packages=(libbenchmark-dev)
 package_packages=(build-essential debhelper dpkg-dev fakeroot libumockdev-dev umockdev libusbredirparser-dev pandoc
                   libindi-dev pybind11-dev python3-dev python3-numpy dh-python)

@@ -19,6 +19,7 @@
 #include "http/Listener.h"
 #include "http/Router.h"
 #include "http/Server.h"
+#include "live/LiveRoutes.h"
 #include "state/StateRoutes.h"
 
 namespace orq::network {
@@ -71,8 +72,10 @@ void serve(const Options& options) {
     listeners.emplace_back(address, listeners.empty() ? options.port : listeners.front().port());
   }
   Cameras cameras(options.cameras);
+  Live live(cameras, options.folder);
   Router router;
   addStateRoutes(router, cameras);
+  addLiveRoutes(router, live);
 
   ServerLimits limits;
   limits.patience.request = std::chrono::seconds(options.clientSeconds);
