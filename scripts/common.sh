@@ -5,17 +5,18 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 jobs=$(nproc 2>/dev/null || echo 2)
 
 build_packages=(g++ cmake ninja-build pkg-config libusb-1.0-0-dev liblog4cpp5-dev libpugixml-dev libcfitsio-dev
-                libpng-dev libsep-dev libcli11-dev nlohmann-json3-dev libmicrohttpd-dev)
+                libpng-dev libsep-dev libcli11-dev nlohmann-json3-dev libmicrohttpd-dev libturbojpeg0-dev)
 test_packages=(locales libgtest-dev libgmock-dev python3 python3-numpy python3-astropy procps libumockdev-dev umockdev
                usbutils python3-pil libusbredirparser-dev libindi-dev indi-bin pybind11-dev python3-dev python3-pytest
                python3-matplotlib mypy)
 fuzz_packages=(clang-14 llvm-14 libclang-rt-14-dev)
 guest_packages=(qemu-system-x86 libusbredirparser-dev busybox-static cpio)
 cross_packages=(g++-aarch64-linux-gnu g++-s390x-linux-gnu qemu-user-static)
+browser_packages=(chromium chromium-driver python3-selenium python3-pil)
 bench_packages=(libbenchmark-dev)
 bench_optional_packages=(libopencv-imgproc-dev python3 python3-matplotlib)
 package_packages=(build-essential debhelper dpkg-dev fakeroot libumockdev-dev umockdev libusbredirparser-dev pandoc
-                  libindi-dev libmicrohttpd-dev pybind11-dev python3-dev python3-numpy dh-python)
+                  libindi-dev libmicrohttpd-dev libturbojpeg0-dev pybind11-dev python3-dev python3-numpy dh-python)
 package_test_packages=(lintian mmdebstrap)
 
 say() { printf '\n\033[1m%s\033[0m\n' "$*"; }

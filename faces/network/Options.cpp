@@ -92,6 +92,7 @@ Options parseOptions(const std::vector<std::string>& arguments) {
       {"--token-file", [&](const std::string& value) { options.token = tokenIn(value); }},
       {"--host", [&](const std::string& value) { options.hosts.push_back(hostNameOf(value)); }},
       {"--alpaca-allow", [&](const std::string& value) { options.alpacaAllow.push_back(blockOf(value)); }},
+      {"--folder", [&](const std::string& value) { options.folder = value; }},
       {"--client-seconds",
        [&](const std::string& value) { options.clientSeconds = numberOf("--client-seconds", value, 1, 600); }},
   };

@@ -18,6 +18,7 @@ struct Options {
   std::optional<std::string> token;       ///< nothing: none is needed
   std::vector<std::string> hosts;         ///< as `hostOf` writes them
   std::vector<AddressBlock> alpacaAllow;  ///< beside this computer
+  std::string folder;                     ///< of what is recorded; empty: orqcam in the user's home
   bool discovery = true;
   std::uint32_t clientSeconds = 20;  ///< that a client may take for a request
   bool json = false;

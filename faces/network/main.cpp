@@ -24,6 +24,7 @@
 #include "http/Listener.h"
 #include "http/Router.h"
 #include "http/Server.h"
+#include "live/LiveRoutes.h"
 #include "state/StateRoutes.h"
 
 namespace orq::network {
@@ -84,8 +85,10 @@ void serve(const Options& options) {
     listeners.emplace_back(address, listeners.empty() ? options.port : listeners.front().port());
   }
   Cameras cameras(options.cameras);
+  Live live(cameras, options.folder);
   Router router;
   addStateRoutes(router, cameras);
+  addLiveRoutes(router, live);
   const std::shared_ptr<alpaca::Devices> devices = alpaca::addAlpacaRoutes(router, cameras);
 
   ServerLimits limits;

@@ -20,7 +20,7 @@ constexpr const char* kProgram = "orqcam-serve";
 
 struct ServeOptions {
   std::vector<std::string> cameras, listen, hosts, alpacaAllow;
-  std::optional<std::string> port, token, tokenFile, clientSeconds;
+  std::optional<std::string> port, token, tokenFile, folder, clientSeconds;
   bool noToken = false;
   bool noDiscovery = false;
 };
@@ -55,6 +55,7 @@ std::vector<std::string> WordsOf(const Context& context, const ServeOptions& opt
   Add(words, "--token-file", options.tokenFile);
   Add(words, "--host", options.hosts);
   Add(words, "--alpaca-allow", options.alpacaAllow);
+  Add(words, "--folder", options.folder);
   Add(words, "--client-seconds", options.clientSeconds);
   if (options.noToken) words.emplace_back("--no-token");
   if (options.noDiscovery) words.emplace_back("--no-discovery");
@@ -102,6 +103,8 @@ CommandRun AddServeCommand(const Command& app) {
                  "Addresses whose Alpaca clients may use the cameras, 192.168.1.0/24; several times")
       .OneValueEach()
       .Default("this computer only");
+  command.AddOption("--folder", options->folder, "Where recordings and saved frames go")
+      .Default("orqcam in your home folder");
   command.AddFlag("--no-discovery", options->noDiscovery, "Do not answer Alpaca clients that search for servers");
   command.AddOption("--client-seconds", options->clientSeconds, "Time that a client may take to send a request")
       .Default("20");

@@ -1,0 +1,28 @@
+# Writes Page.cpp, which holds the page's files as bytes. Run as: cmake -DOUTPUT=Page.cpp -DFOLDER=... -P Embed.cmake
+set(types "html=text/html\\; charset=utf-8" "css=text/css\\; charset=utf-8" "js=text/javascript\\; charset=utf-8"
+          "svg=image/svg+xml")
+set(code "// Made by Embed.cmake.\n#include \"live/page/Page.h\"\n\nnamespace orq::network {\nnamespace {\n\n")
+set(rows)
+file(GLOB names RELATIVE ${FOLDER} ${FOLDER}/*.html ${FOLDER}/*.css ${FOLDER}/*.js ${FOLDER}/*.svg)
+foreach(name ${names})
+  file(READ ${FOLDER}/${name} bytes HEX)
+  string(REGEX REPLACE "(..)" "0x\\1," bytes "${bytes}")
+  string(MAKE_C_IDENTIFIER ${name} id)
+  get_filename_component(ending ${name} LAST_EXT)
+  string(SUBSTRING ${ending} 1 -1 ending)
+  foreach(type ${types})
+    if(type MATCHES "^${ending}=(.*)$")
+      set(found "${CMAKE_MATCH_1}")
+    endif()
+  endforeach()
+  set(path "/page/${name}")
+  if(name STREQUAL "index.html")
+    set(path "/")
+  endif()
+  string(APPEND code "constexpr std::uint8_t k_${id}[] = {${bytes}};\n")
+  string(APPEND rows "      {\"${path}\", \"${found}\", k_${id}, sizeof k_${id}},\n")
+endforeach()
+string(APPEND code "\n}  // namespace\n\nconst std::vector<PageFile>& pageFiles() {\n"
+                   "  static const std::vector<PageFile> files = {\n${rows}  };\n  return files;\n}\n\n"
+                   "}  // namespace orq::network\n")
+file(WRITE ${OUTPUT} "${code}")

@@ -1,0 +1,30 @@
+// What clients send: one JSON object, read strictly.
+#pragma once
+
+#include <cstdint>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+
+#include "http/Message.h"
+
+namespace orq::network {
+
+/// The body of a request. Every reader throws InvalidError that says which field is wrong, and how.
+class Body {
+ public:
+  /// Throws InvalidError when the body is no JSON object.
+  explicit Body(const Request& request);
+
+  std::optional<std::int64_t> whole(const char* name) const;
+  std::optional<double> number(const char* name) const;
+  std::optional<bool> truth(const char* name) const;
+  std::optional<std::string> text(const char* name) const;
+
+ private:
+  const nlohmann::json* find(const char* name) const;
+
+  nlohmann::json value_;
+};
+
+}  // namespace orq::network

@@ -1,0 +1,131 @@
+#include <chrono>
+#include <cmath>
+#include <filesystem>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "live/routes/Body.h"
+#include "live/routes/Routes.h"
+
+namespace orq::network {
+namespace {
+
+constexpr std::chrono::hours kWarmUpPatience(2);
+constexpr std::int64_t kLongestExposureUs = 24LL * 3600 * 1'000'000;
+constexpr double kLongestRecording = 7.0 * 24 * 3600;
+constexpr int kLastFocusPosition = 1023;
+
+Response accepted() {
+  return Response::json({{"accepted", true}}, 202);
+}
+
+int within(const Body& body, const char* name, int otherwise, int least, int most) {
+  const std::int64_t value = body.whole(name).value_or(otherwise);
+  if (value >= least && value <= most) return static_cast<int>(value);
+  throw InvalidError(std::string(name) + " must be from " + std::to_string(least) + " to " + std::to_string(most));
+}
+
+// One exposure, and its file where one is wanted.
+std::string expose(Camera& camera, std::chrono::microseconds exposure, const std::string& path) {
+  Reader reader = camera.reader(ORQ_READ_EVERY, 2);
+  camera.startExposure(exposure);
+  const Frame frame = reader.wait();
+  if (path.empty()) return {};
+  return std::filesystem::path(frame.saveFiles(path).file).filename().string();
+}
+
+Response startExposure(LiveCamera& live, const Folder& folder, const Request& request) {
+  const Body body(request);
+  const std::int64_t exposureUs = body.whole("exposure_us").value_or(0);
+  if (exposureUs < 0 || exposureUs > kLongestExposureUs) throw InvalidError("exposure_us is no exposure time");
+  const bool saves = body.truth("save").value_or(false);
+  const std::string path = saves ? folder.pathFor("{camera}-{date}-{time}.fits") : std::string();
+  CaptureTurns& turns = live.slot->turns();
+  live.work.start("exposure", [&turns, exposureUs, path](Camera& camera) {
+    const CaptureTurns::Turn turn = turns.take(Purpose::exposure);
+    return expose(camera, std::chrono::microseconds(exposureUs), path);
+  });
+  return accepted();
+}
+
+Response startDark(LiveCamera& live, const Request& request) {
+  const int frames = within(Body(request), "frames", 0, 0, 16);
+  CaptureTurns& turns = live.slot->turns();
+  live.work.start("dark", [&turns, frames](Camera& camera) {
+    const CaptureTurns::Turn turn = turns.take(Purpose::exposure);
+    auto options = sized<orq_dark_options>();
+    options.frames = frames;
+    const orq_dark_info info = camera.takeOwnDark(options);
+    return std::to_string(info.frames) + " frames, average " + std::to_string(info.average) + ", " +
+           std::to_string(info.hot_pixels) + " hot pixels";
+  });
+  return accepted();
+}
+
+Response startHotPixels(LiveCamera& live) {
+  CaptureTurns& turns = live.slot->turns();
+  live.work.start("hot-pixels", [&turns](Camera& camera) {
+    const CaptureTurns::Turn turn = turns.take(Purpose::exposure);
+    const orq_hot_pixel_counts counts = camera.findHotPixels().counts();
+    camera.saveHotPixels();
+    camera.repairHotPixels(true);
+    return std::to_string(counts.pixels) + " hot pixels and " + std::to_string(counts.bad_rows) +
+           " bad rows are repaired from now on";
+  });
+  return accepted();
+}
+
+Response startRecording(LiveCamera& live, const Request& request) {
+  const Body body(request);
+  RecordingWish wish;
+  const std::string format = body.text("format").value_or("ser");
+  if (format != "ser" && format != "fits") throw InvalidError("format must be ser or fits");
+  wish.isSer = format == "ser";
+  if (const auto name = body.text("name"); name && !name->empty()) wish.name = *name;
+  wish.frames = static_cast<std::uint64_t>(within(body, "frames", 0, 0, 100'000'000));
+  wish.seconds = body.number("seconds").value_or(0.0);
+  if (!(wish.seconds >= 0.0 && wish.seconds <= kLongestRecording))
+    throw InvalidError("seconds is no time to record");
+  live.recorder.start(wish);
+  return accepted();
+}
+
+}  // namespace
+
+void addWorkRoutes(Router& router, Live& live) {
+  const auto of = [&live](const Request& request) -> LiveCamera& { return live.at(request.capture("camera")); };
+  router.add("POST", "/api/v1/cameras/{camera}/exposure",
+             [of, &live](const Request& request) { return startExposure(of(request), live.folder(), request); });
+  router.add("POST", "/api/v1/cameras/{camera}/dark",
+             [of](const Request& request) { return startDark(of(request), request); });
+  router.add("POST", "/api/v1/cameras/{camera}/hot-pixels",
+             [of](const Request& request) { return startHotPixels(of(request)); });
+  router.add("POST", "/api/v1/cameras/{camera}/warm-up", [of](const Request& request) {
+    of(request).work.start("warm-up", [](Camera& camera) {
+      camera.warmUp(kWarmUpPatience);
+      return std::string("the sensor is warm");
+    });
+    return accepted();
+  });
+  router.add("PUT", "/api/v1/cameras/{camera}/focus", [of](const Request& request) {
+    const int position = within(Body(request), "position", -1, 0, kLastFocusPosition);
+    of(request).work.start("focus", [position](Camera& camera) {
+      camera.focus(position);
+      return "the lens is at " + std::to_string(position);
+    });
+    return accepted();
+  });
+  router.add("POST", "/api/v1/cameras/{camera}/abort", [of](const Request& request) {
+    of(request).work.abort();
+    return accepted();
+  });
+  router.add("POST", "/api/v1/cameras/{camera}/recording",
+             [of](const Request& request) { return startRecording(of(request), request); });
+  router.add("DELETE", "/api/v1/cameras/{camera}/recording", [of](const Request& request) {
+    of(request).recorder.stop();
+    return accepted();
+  });
+}
+
+}  // namespace orq::network

@@ -1,0 +1,299 @@
+#!/usr/bin/python3
+"""Uses the live page as a person does, in headless Chromium, and takes screenshots.
+
+    live_page.py ORQCAM FOLDER
+
+Every step says what it has seen; the first one that goes wrong ends it.
+"""
+
+import io
+import json
+import re
+import subprocess
+import sys
+import tempfile
+import time
+import urllib.request
+from pathlib import Path
+
+from PIL import Image
+from selenium import webdriver
+from selenium.webdriver.chrome.service import Service
+from selenium.webdriver.common.action_chains import ActionChains
+from selenium.webdriver.common.by import By
+from selenium.webdriver.common.keys import Keys
+
+PATIENCE = 30
+SWITCHES = ("--headless=new", "--no-sandbox", "--disable-gpu", "--disable-dev-shm-usage", "--no-proxy-server",
+            "--hide-scrollbars")
+
+
+def eventually(what, look, patience=PATIENCE):
+    """The first true answer of `look`, which may throw until then."""
+    end = time.monotonic() + patience
+    trouble = None
+    while time.monotonic() < end:
+        try:
+            found = look()
+            if found:
+                return found
+        except Exception as error:  # pylint: disable=broad-except
+            trouble = error
+        time.sleep(0.1)
+    raise AssertionError(f"{what}: not within {patience} s ({trouble})")
+
+
+class Server:
+    """orqcam serve with some virtual cameras, on a port of its own."""
+
+    def __init__(self, orqcam, folder, *cameras):
+        words = [orqcam, "serve", "--json", "--port", "0", "--no-discovery", "--folder", folder]
+        for camera in cameras:
+            words += ["--camera", camera]
+        self.process = subprocess.Popen(words, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+        self.address = json.loads(self.process.stdout.readline())["addresses"][0]
+
+    def ask(self, path):
+        with urllib.request.urlopen(self.address + path, timeout=PATIENCE) as answer:
+            return json.load(answer)
+
+    def end(self):
+        self.process.terminate()
+        self.process.wait(PATIENCE)
+
+
+class Page:
+    """The page in a browser."""
+
+    def __init__(self, address, profile, width=1440, height=900):
+        options = webdriver.ChromeOptions()
+        for switch in (*SWITCHES, f"--user-data-dir={profile}"):
+            options.add_argument(switch)
+        options.binary_location = "/usr/bin/chromium"
+        options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
+        self.driver = webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
+        self.size(width, height)
+        self.address = address
+
+    def size(self, width, height, ratio=1, phone=False):
+        self.driver.execute_cdp_cmd("Emulation.setDeviceMetricsOverride",
+                                    {"width": width, "height": height, "deviceScaleFactor": ratio, "mobile": phone})
+
+    def open(self):
+        self.driver.get(self.address)
+
+    def find(self, name):
+        return self.driver.find_element(By.ID, name)
+
+    def text(self, name):
+        return self.driver.execute_script("return document.getElementById(arguments[0]).textContent", name)
+
+    def click(self, name):
+        self.driver.execute_script("document.getElementById(arguments[0]).scrollIntoView({block: 'center'})", name)
+        self.find(name).click()
+
+    def open_panel(self, name):
+        self.driver.execute_script("document.getElementById(arguments[0]).open = true", name)
+
+    def type(self, name, text):
+        field = self.find(name)
+        self.driver.execute_script("arguments[0].scrollIntoView({block: 'center'})", field)
+        field.click()
+        field.send_keys(Keys.CONTROL, "a")
+        field.send_keys(text, Keys.ENTER)
+
+    def pixels(self, name):
+        """What a canvas shows."""
+        data = self.driver.execute_script(
+            "return document.getElementById(arguments[0]).toDataURL('image/png').slice(22)", name)
+        import base64
+        return Image.open(io.BytesIO(base64.b64decode(data))).convert("RGB")
+
+    def shows_picture(self):
+        return self.pixels("picture").convert("L").getextrema()[1] > 60
+
+    def median(self):
+        return int(re.search(r"median (\d+)", self.text("levels")).group(1))
+
+    def shot(self, path):
+        time.sleep(0.7)
+        self.driver.save_screenshot(str(path))
+
+    def complaints(self):
+        return [entry["message"] for entry in self.driver.get_log("browser") if entry["level"] != "INFO"]
+
+    def end(self):
+        self.driver.quit()
+
+
+def told(text):
+    print(text, flush=True)
+
+
+def first_picture(page):
+    begin = time.monotonic()
+    page.open()
+    eventually("a picture", page.shows_picture)
+    told(f"first picture {time.monotonic() - begin:.2f} s after opening the page")
+    eventually("the camera's name", lambda: "ORQ" in page.driver.title)
+
+
+def exposure_and_gain(page):
+    dark = eventually("the histogram", page.median)
+    page.type("control-Exposure", "400")
+    page.type("control-Gain", "60")
+    bright = eventually("brighter values", lambda: page.median() > 1.2 * dark and page.median())
+    told(f"median {dark} at 10 ms, {bright} at 400 ms and gain 60")
+    assert "saturated" in page.text("saturated")
+
+
+def stretch(page):
+    before = page.pixels("picture").convert("L").resize((1, 1)).getpixel((0, 0))
+    page.driver.execute_script("""
+        const slider = document.getElementById('stretch-black');
+        slider.value = 900;
+        slider.dispatchEvent(new Event('input', {bubbles: true}));""")
+    eventually("a darker picture",
+               lambda: page.pixels("picture").convert("L").resize((1, 1)).getpixel((0, 0)) < before / 2)
+    assert not page.find("stretch-auto").is_selected()
+    page.click("stretch-auto")
+    eventually("the old picture",
+               lambda: page.pixels("picture").convert("L").resize((1, 1)).getpixel((0, 0)) > before * 0.7)
+    told("the stretch obeys by hand and by itself")
+
+
+def zoom(page):
+    page.click("zoom-one")
+    eventually("100 %", lambda: page.text("zoom") == "100 %")
+    page.find("picture").send_keys(Keys.ARROW_RIGHT)
+    page.click("zoom-fit")
+    eventually("the whole frame", lambda: page.text("zoom") == "fit")
+    told("zoomed to pixels and back")
+
+
+def focus_aid(page):
+    page.click("focus-on")
+    hfr = eventually("a radius", lambda: float(page.text("hfr")))
+    told(f"focus aid: HFR {hfr}, FWHM {page.text('fwhm')}, {page.text('star-count')} stars")
+    assert 0.8 < hfr < 4.0
+
+
+def region(page, server):
+    before = server.ask("api/v1/cameras/0/region")
+    page.click("draw-region")
+    ActionChains(page.driver).move_to_element_with_offset(page.find("picture"), -200, -100) \
+        .click_and_hold().move_by_offset(240, 160).release().perform()
+    now = eventually("a smaller region",
+                     lambda: (r := server.ask("api/v1/cameras/0/region"))["width"] < before["width"] and r)
+    told(f"drawn region: {now}")
+    assert now["start_x"] > 0 and now["start_y"] > 0
+    eventually("frames of it", lambda: server.ask("api/v1/cameras/0/live")["frame"]["size"] == [now["width"],
+                                                                                              now["height"]])
+    page.open_panel("d-region")
+    page.click("region-full")
+    eventually("the whole sensor", lambda: server.ask("api/v1/cameras/0/region")["width"] == before["width"])
+
+
+def recording(page, server):
+    page.type("control-Exposure", "20")
+    page.click("record")
+    eventually("a recording", lambda: page.text("record") == "Stop")
+    eventually("frames in it", lambda: re.search(r"(\d+) frames", page.text("record-state")).group(1) not in ("0", "1"))
+    assert page.shows_picture(), "the picture goes on"
+    page.click("record")
+    eventually("its end", lambda: "Written" in page.text("record-note"))
+    told(page.text("record-note"))
+    files = server.ask("api/v1/files")["files"]
+    ser = next(file for file in files if file["name"].endswith(".ser"))
+    page.open_panel("d-files")
+    link = eventually("the file in the list", lambda: page.driver.find_element(By.LINK_TEXT, ser["name"]))
+    with urllib.request.urlopen(link.get_attribute("href"), timeout=PATIENCE) as download:
+        content = download.read()
+    assert len(content) == ser["bytes"] and content.startswith(b"LUCAM-RECORDER"), "the file is downloaded whole"
+
+
+def single_exposure(page, server):
+    page.driver.execute_script("document.getElementById('single-seconds').value = '1.5'")
+    page.click("expose")
+    eventually("a countdown", lambda: "left" in page.text("countdown"))
+    eventually("its file", lambda: "Saved as" in page.text("work-result"))
+    assert any(file["name"].endswith(".fits") for file in server.ask("api/v1/files")["files"])
+    told(page.text("work-result"))
+    page.click("live")
+
+
+def unplugged(page, folder):
+    eventually("the loss", lambda: page.text("presence") == "unplugged", 60)
+    page.shot(folder / "unplugged.png")
+    told(page.text("notice"))
+    eventually("the return", lambda: page.text("presence") == "connected", 60)
+    number = "return (await import('/page/view.js')).view.meta.number"
+    seen = page.driver.execute_script(number)
+    eventually("new pictures", lambda: page.driver.execute_script(number) > seen)
+    told("the camera was unplugged, and is back")
+
+
+def rate(page):
+    time.sleep(4)
+    told(f"page: {page.text('c-page')}, camera: {page.text('c-fps')}, server: {page.text('c-cpu')} of a core")
+
+
+def names_of_controls(page):
+    """Whatever can be operated has a name for a screen reader."""
+    nameless = page.driver.execute_script("""
+        return [...document.querySelectorAll('button, input, select, canvas, progress, output')].filter((one) =>
+          !(one.getAttribute('aria-label') || one.textContent.trim() || one.labels?.length || one.title ||
+            one.tagName === 'OUTPUT')).map((one) => one.outerHTML);""")
+    assert not nameless, nameless
+    beyond = page.driver.execute_script("return document.documentElement.scrollWidth - innerWidth")
+    assert beyond <= 0, f"the page is {beyond} pixels too wide"
+
+
+def main():
+    orqcam, folder = sys.argv[1], Path(sys.argv[2])
+    folder.mkdir(parents=True, exist_ok=True)
+    with tempfile.TemporaryDirectory() as work:
+        server = Server(orqcam, work + "/files", "virtual:k1c", "virtual:x26m,timescale=0.1")
+        page = Page(server.address, work + "/profile")
+        try:
+            first_picture(page)
+            exposure_and_gain(page)
+            stretch(page)
+            zoom(page)
+            focus_aid(page)
+            page.shot(folder / "live-desktop.png")
+            region(page, server)
+            recording(page, server)
+            single_exposure(page, server)
+            names_of_controls(page)
+            page.click("night")
+            page.shot(folder / "live-night.png")
+            page.click("night")
+            page.size(390, 844, 2, True)
+            page.driver.execute_script("scrollTo(0, 0)")
+            names_of_controls(page)
+            page.shot(folder / "live-phone.png")
+            page.driver.execute_script("scrollTo(0, 900)")
+            page.shot(folder / "live-phone-below.png")
+            assert page.complaints() == [], page.complaints()
+        finally:
+            page.end()
+            server.end()
+
+        server = Server(orqcam, work + "/files", "virtual:k1c,unplug@60,replug=6s")
+        page = Page(server.address, work + "/profile2")
+        try:
+            first_picture(page)
+            rate(page)
+            unplugged(page, folder)
+            complaints = [text for text in page.complaints() if "/picture" not in text and "/stars" not in text
+                          and "/controls" not in text]
+            assert complaints == [], complaints
+        finally:
+            page.end()
+            server.end()
+    told(f"all is well; screenshots are in {folder}")
+
+
+if __name__ == "__main__":
+    main()
