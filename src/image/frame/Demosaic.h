@@ -28,8 +28,9 @@ struct LuminanceWeights {
   std::uint16_t blue;
 };
 
-/// Writes 3 bytes per pixel: blue, green, red. A missing colour is the mean of its two or four nearest samples, halves
-/// up; beyond a border the frame goes on as its mirror image about the border sample. Nothing may overlap. Any-thread.
+/// Writes 3 bytes per pixel: blue, green, red. A missing colour is the mean of its two or four nearest samples,
+/// halves up; beyond a border the frame goes on as its mirror image about the border sample. Nothing may overlap.
+/// Any-thread.
 void DemosaicToBgr(const BayerFrame& frame, std::uint8_t* bgr, VectorTarget target = BestVectorTarget());
 /// Writes the weighted sum of exactly these colours, rounded to nearest.
 void DemosaicToLuminance(const BayerFrame& frame, LuminanceWeights weights, std::uint8_t* luminance,
