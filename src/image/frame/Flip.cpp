@@ -8,12 +8,14 @@ namespace orq {
 namespace {
 
 template <class Sample>
-void MirrorRow(const Sample* __restrict in, std::size_t width, Sample* __restrict out) {
-  for (std::size_t x = 0; x < width; ++x) out[x] = in[width - 1 - x];
-}
+struct MirrorRow {
+  ORQ_KERNEL void Run(const Sample* __restrict in, std::size_t width, Sample* __restrict out) {
+    for (std::size_t x = 0; x < width; ++x) out[x] = in[width - 1 - x];
+  }
+};
 
 // Eight at a time, turned round in a register: the baseline's vector units cannot reverse bytes.
-void MirrorRow(const std::uint8_t* __restrict in, std::size_t width, std::uint8_t* __restrict out) {
+void MirrorBytes(const std::uint8_t* __restrict in, std::size_t width, std::uint8_t* __restrict out) {
   std::size_t x = 0;
   for (; x + 8 <= width; x += 8) {
     std::uint64_t bytes;
@@ -25,8 +27,19 @@ void MirrorRow(const std::uint8_t* __restrict in, std::size_t width, std::uint8_
 }
 
 template <class Sample>
-void Flip(std::span<const Sample> in, int width, int height, bool horizontal, bool vertical,
-          std::span<Sample> out) {
+void Mirror(const Sample* in, std::size_t width, Sample* out, VectorTarget target) {
+  if constexpr (sizeof(Sample) == 1) {
+    if (target == VectorTarget::Baseline) {
+      MirrorBytes(in, width, out);
+      return;
+    }
+  }
+  RunOn<MirrorRow<Sample>>(target, in, width, out);
+}
+
+template <class Sample>
+void Flip(std::span<const Sample> in, int width, int height, bool horizontal, bool vertical, std::span<Sample> out,
+          VectorTarget target) {
   if (width <= 0 || height <= 0) return;
   const auto columns = static_cast<std::size_t>(width);
   const auto rows = static_cast<std::size_t>(height);
@@ -39,7 +52,7 @@ void Flip(std::span<const Sample> in, int width, int height, bool horizontal, bo
     const Sample* from = in.data() + (vertical ? rows - 1 - y : y) * columns;
     Sample* to = out.data() + y * columns;
     if (horizontal) {
-      MirrorRow(from, columns, to);
+      Mirror(from, columns, to, target);
     } else {
       std::memcpy(to, from, columns * sizeof(Sample));
     }
@@ -49,13 +62,13 @@ void Flip(std::span<const Sample> in, int width, int height, bool horizontal, bo
 }  // namespace
 
 void FlipCopy(std::span<const std::uint8_t> in, int width, int height, bool horizontal, bool vertical,
-              std::span<std::uint8_t> out) {
-  Flip(in, width, height, horizontal, vertical, out);
+              std::span<std::uint8_t> out, VectorTarget target) {
+  Flip(in, width, height, horizontal, vertical, out, target);
 }
 
 void FlipCopy(std::span<const std::uint16_t> in, int width, int height, bool horizontal, bool vertical,
-              std::span<std::uint16_t> out) {
-  Flip(in, width, height, horizontal, vertical, out);
+              std::span<std::uint16_t> out, VectorTarget target) {
+  Flip(in, width, height, horizontal, vertical, out, target);
 }
 
 }  // namespace orq

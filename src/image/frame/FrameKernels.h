@@ -5,6 +5,7 @@
 #include <span>
 
 #include "image/frame/Algorithm.h"
+#include "support/vectors/VectorTarget.h"
 
 namespace orq {
 
@@ -12,11 +13,13 @@ namespace orq {
 inline constexpr int kNeutralWhiteBalance = 50;
 
 /// Turns samples in host order into such with the most significant byte first, in place.
-void HostToMsbFirst(std::span<std::uint16_t> samples);
+void HostToMsbFirst(std::span<std::uint16_t> samples, VectorTarget target = BestVectorTarget());
 
 /// Multiplies the red and the blue samples of a Bayer frame by `red`/50 and `blue`/50 (values 1 to 99), rounded to
 /// nearest and saturating; green samples do not change. `samples` holds whole rows of `width`.
-void WhiteBalance(std::span<std::uint8_t> samples, int width, BayerPattern pattern, int red, int blue);
-void WhiteBalance(std::span<std::uint16_t> samples, int width, BayerPattern pattern, int red, int blue);
+void WhiteBalance(std::span<std::uint8_t> samples, int width, BayerPattern pattern, int red, int blue,
+                  VectorTarget target = BestVectorTarget());
+void WhiteBalance(std::span<std::uint16_t> samples, int width, BayerPattern pattern, int red, int blue,
+                  VectorTarget target = BestVectorTarget());
 
 }  // namespace orq

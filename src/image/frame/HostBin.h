@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <span>
 
+#include "support/vectors/VectorTarget.h"
+
 namespace orq {
 
 /// What is binned: the output's size and how many input samples, in each direction, make one output sample.
@@ -18,7 +20,9 @@ struct BinShape {
 /// Bins `width * factor` x `height * factor` samples of `in` into `out`; the spans must not overlap. 8-bit samples
 /// are summed and saturate at 255, 16-bit samples are averaged and rounded to nearest. Factor 1 copies. False,
 /// with nothing written, when the shape is not possible or a span is too small. Any-thread.
-bool HostBin(std::span<const std::uint8_t> in, const BinShape& shape, std::span<std::uint8_t> out);
-bool HostBin(std::span<const std::uint16_t> in, const BinShape& shape, std::span<std::uint16_t> out);
+bool HostBin(std::span<const std::uint8_t> in, const BinShape& shape, std::span<std::uint8_t> out,
+             VectorTarget target = BestVectorTarget());
+bool HostBin(std::span<const std::uint16_t> in, const BinShape& shape, std::span<std::uint16_t> out,
+             VectorTarget target = BestVectorTarget());
 
 }  // namespace orq

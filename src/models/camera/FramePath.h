@@ -34,6 +34,7 @@ struct FramePath {
   std::uint8_t* autoFrame = nullptr;
   std::mutex* autoFrameMutex = nullptr;
   bool autoAfterBin = false;  ///< automatic control counts in delivered pixels: it gets the binned frame
+  int stripRows = 0;          ///< delivered rows that go through the steps together; 0: what fits the cache
 };
 
 /// Runs the steps after the corrections and puts the delivered frame into `out` (`setup.OutputBytes()` bytes). No

@@ -227,7 +227,8 @@ struct Way {
                   .gamma8 = gamma8.empty() ? nullptr : gamma8.data(),
                   .autoFrame = copyForAuto ? autoFrame.data() : nullptr,
                   .autoFrameMutex = &autoFrameMutex,
-                  .autoAfterBin = autoAfterBin},
+                  .autoAfterBin = autoAfterBin,
+                  .stripRows = stripRows},
                  out);
     for (std::size_t i = 0; i < kGuards; ++i) EXPECT_EQ(out[setup.OutputBytes() + i], kGuard);
     out.resize(setup.OutputBytes());
@@ -248,6 +249,7 @@ struct Way {
   bool flipVertical = false;
   bool copyForAuto = false;
   bool autoAfterBin = false;
+  int stripRows = 0;
   std::vector<std::uint8_t> autoFrame;
   std::mutex autoFrameMutex;
 };
@@ -278,10 +280,12 @@ TEST(FramePath, TakesItsStepsInOrderWhateverIsOn) {
       way.red = roll(1, 99);
       way.blue = roll(1, 99);
     }
+    way.stripRows = roll(0, way.region.height + 1);
     const auto wire = DimBytes(random, way.Setup());
     ASSERT_EQ(way.Delivered(wire), way.Plain().Delivered(way.Info(), wire))
         << round << ": " << way.model.key << " " << way.region.width << "x" << way.region.height << " bin "
-        << way.region.bin << " format " << way.region.format << " gamma " << way.gamma << " mono " << way.monoBin;
+        << way.region.bin << " format " << way.region.format << " gamma " << way.gamma << " mono " << way.monoBin
+        << " strips of " << way.stripRows;
   }
 }
 
@@ -319,15 +323,18 @@ TEST(FramePath, LeavesTheFrameToAutomaticControlBeforeBinningAndGamma) {
       way.copyForAuto = true;
       if (way.model.colour) way.red = 80;
       const auto wire = DimBytes(random, way.Setup());
-      way.Delivered(wire);
-      const auto expected = way.Plain().BeforeBinning(way.Info(), wire);
-      for (std::size_t i = 0; i < expected.size(); ++i) {
-        if (format == ORQ_IMG_RAW8) {
-          ASSERT_EQ(way.autoFrame[i], expected[i]) << key;
-        } else {  // these cameras' first byte is the high one, and automatic control looks there
-          const std::size_t high = way.model.msbFirst ? 2 * i : 2 * i + 1;
-          ASSERT_EQ(way.autoFrame[high], expected[i] / 256) << key;
-          ASSERT_EQ(way.autoFrame[high ^ 1U], expected[i] % 256) << key;
+      for (const int rows : {2, 4, 0}) {
+        way.stripRows = rows;
+        way.Delivered(wire);
+        const auto expected = way.Plain().BeforeBinning(way.Info(), wire);
+        for (std::size_t i = 0; i < expected.size(); ++i) {
+          if (format == ORQ_IMG_RAW8) {
+            ASSERT_EQ(way.autoFrame[i], expected[i]) << key;
+          } else {  // these cameras' first byte is the high one, and automatic control looks there
+            const std::size_t high = way.model.msbFirst ? 2 * i : 2 * i + 1;
+            ASSERT_EQ(way.autoFrame[high], expected[i] / 256) << key;
+            ASSERT_EQ(way.autoFrame[high ^ 1U], expected[i] % 256) << key;
+          }
         }
       }
     }
@@ -342,6 +349,7 @@ TEST(FramePath, LeavesTheBinnedFrameToAutomaticControlThatCountsInDeliveredPixel
   way.autoAfterBin = true;
   way.gamma = 90;
   way.flipHorizontal = true;
+  way.stripRows = 2;
   const auto wire = DimBytes(random, way.Setup());
   way.Delivered(wire);
   way.gamma = 50;

@@ -36,14 +36,18 @@ TEST(FlipCopy, MirrorsBothWays) {
 
 template <class Sample>
 void ExpectEveryWidthMirrored() {
-  for (int width = 1; width < 80; ++width) {
+  constexpr std::size_t kBehind = 70;
+  for (int width = 1; width < 200; ++width) {
     const auto samples = static_cast<std::size_t>(width) * 3;
     std::vector<Sample> in(samples);
     for (std::size_t i = 0; i < samples; ++i) in[i] = static_cast<Sample>(1000 + i);
-    std::vector<Sample> out(samples);
-    FlipCopy(std::span<const Sample>(in), width, 3, true, true, std::span<Sample>(out));
-    const std::vector<Sample> reversed(in.rbegin(), in.rend());
-    ASSERT_EQ(out, reversed) << width;
+    std::vector<Sample> reversed(in.rbegin(), in.rend());
+    reversed.resize(samples + kBehind, 9);
+    for (const VectorTarget target : VectorTargets()) {
+      std::vector<Sample> out(samples + kBehind, 9);
+      FlipCopy(std::span<const Sample>(in), width, 3, true, true, std::span<Sample>(out), target);
+      ASSERT_EQ(out, reversed) << width << " target " << static_cast<int>(target);
+    }
   }
 }
 

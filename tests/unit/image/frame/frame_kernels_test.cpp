@@ -9,15 +9,17 @@ namespace orq {
 namespace {
 
 TEST(HostToMsbFirst, PutsTheHighByteFirstInMemoryWhateverTheCount) {
-  for (std::size_t count = 0; count < 70; ++count) {
-    std::vector<std::uint16_t> samples(count);
-    for (std::size_t i = 0; i < count; ++i) samples[i] = static_cast<std::uint16_t>(i * 256 + 200 - i);
-    HostToMsbFirst(samples);
-    std::vector<std::uint8_t> bytes(2 * count);
-    if (count != 0) std::memcpy(bytes.data(), samples.data(), bytes.size());
-    for (std::size_t i = 0; i < count; ++i) {
-      ASSERT_EQ(bytes[2 * i], i) << count;
-      ASSERT_EQ(bytes[2 * i + 1], 200 - i) << count;
+  for (const VectorTarget target : VectorTargets()) {
+    for (std::size_t count = 0; count < 150; ++count) {
+      std::vector<std::uint16_t> samples(count);
+      for (std::size_t i = 0; i < count; ++i) samples[i] = static_cast<std::uint16_t>(i * 256 + 200 - i);
+      HostToMsbFirst(samples, target);
+      std::vector<std::uint8_t> bytes(2 * count);
+      if (count != 0) std::memcpy(bytes.data(), samples.data(), bytes.size());
+      for (std::size_t i = 0; i < count; ++i) {
+        ASSERT_EQ(bytes[2 * i], i) << count << " target " << static_cast<int>(target);
+        ASSERT_EQ(bytes[2 * i + 1], 200 - i) << count << " target " << static_cast<int>(target);
+      }
     }
   }
 }
@@ -68,14 +70,14 @@ TEST(WhiteBalance, NeutralChangesNothingAtAnyValue) {
 }
 
 template <class Sample>
-void ExpectEveryValueScaledAsDivided(long largest) {
+void ExpectEveryValueScaledAsDivided(long largest, VectorTarget target) {
   std::vector<Sample> frame(2 * (static_cast<std::size_t>(largest) + 1));
   const int width = static_cast<int>(largest) + 1;
   for (int setting = 1; setting <= 99; ++setting) {
     // A red and a blue row: every value stands in an odd or even column, so that two patterns reach all of them.
     for (const BayerPattern pattern : {BayerPattern::RG, BayerPattern::GR}) {
       for (std::size_t i = 0; i < frame.size(); ++i) frame[i] = static_cast<Sample>(i);
-      WhiteBalance(std::span<Sample>(frame), width, pattern, setting, setting);
+      WhiteBalance(std::span<Sample>(frame), width, pattern, setting, setting, target);
       for (long value = 0; value <= largest; ++value) {
         const bool green = (value % 2 == 0) == (pattern == BayerPattern::GR);
         const long scaled = (value * setting + 25) / 50;
@@ -87,19 +89,24 @@ void ExpectEveryValueScaledAsDivided(long largest) {
 }
 
 TEST(WhiteBalance, IsExactForEveryValueAndSetting) {
-  ExpectEveryValueScaledAsDivided<std::uint8_t>(255);
-  ExpectEveryValueScaledAsDivided<std::uint16_t>(65535);
+  for (const VectorTarget target : VectorTargets()) {
+    SCOPED_TRACE(static_cast<int>(target));
+    ASSERT_NO_FATAL_FAILURE(ExpectEveryValueScaledAsDivided<std::uint8_t>(255, target));
+    ASSERT_NO_FATAL_FAILURE(ExpectEveryValueScaledAsDivided<std::uint16_t>(65535, target));
+  }
 }
 
 TEST(WhiteBalance, HandlesWidthsBeyondAndBesideItsBlocks) {
-  for (const int width : {63, 64, 65, 127, 130}) {
-    const auto columns = static_cast<std::size_t>(width);
-    std::vector<std::uint16_t> frame(3 * columns, 1000);
-    WhiteBalance(frame, width, BayerPattern::GB, 60, 40);
-    for (std::size_t i = 0; i < frame.size(); ++i) {
-      const bool blue = i / columns % 2 == 0 && i % columns % 2 == 1;
-      const bool red = i / columns % 2 == 1 && i % columns % 2 == 0;
-      ASSERT_EQ(frame[i], blue ? 800 : red ? 1200 : 1000) << width << " at " << i;
+  for (const VectorTarget target : VectorTargets()) {
+    for (const int width : {63, 64, 65, 127, 130}) {
+      const auto columns = static_cast<std::size_t>(width);
+      std::vector<std::uint16_t> frame(3 * columns, 1000);
+      WhiteBalance(frame, width, BayerPattern::GB, 60, 40, target);
+      for (std::size_t i = 0; i < frame.size(); ++i) {
+        const bool blue = i / columns % 2 == 0 && i % columns % 2 == 1;
+        const bool red = i / columns % 2 == 1 && i % columns % 2 == 0;
+        ASSERT_EQ(frame[i], blue ? 800 : red ? 1200 : 1000) << width << " at " << i;
+      }
     }
   }
 }

@@ -9,11 +9,21 @@
 namespace orq {
 namespace {
 
+/// What all targets make of it, and nothing behind it.
 template <class Sample>
 std::vector<Sample> Binned(const std::vector<Sample>& in, const BinShape& shape) {
-  std::vector<Sample> out(static_cast<std::size_t>(shape.width * shape.height));
-  EXPECT_TRUE(HostBin(std::span<const Sample>(in), shape, std::span<Sample>(out)));
-  return out;
+  constexpr std::size_t kBehind = 40;
+  const auto outputs = static_cast<std::size_t>(shape.width * shape.height);
+  std::vector<Sample> first;
+  for (const VectorTarget target : VectorTargets()) {
+    std::vector<Sample> out(outputs + kBehind, 77);
+    EXPECT_TRUE(HostBin(std::span<const Sample>(in), shape, std::span<Sample>(out), target));
+    EXPECT_EQ(std::vector<Sample>(out.end() - kBehind, out.end()), std::vector<Sample>(kBehind, 77));
+    out.resize(outputs);
+    if (first.empty()) first = out;
+    EXPECT_EQ(out, first) << "target " << static_cast<int>(target);
+  }
+  return first;
 }
 
 TEST(HostBin, SumsMonochrome8BitSamples) {
@@ -67,7 +77,7 @@ class HostBinShapes : public testing::TestWithParam<std::tuple<int, bool>> {};
 TEST_P(HostBinShapes, AgreesWithAPlainRecomputationOnRandomFrames) {
   const auto [factor, bayer] = GetParam();
   std::mt19937 random(42);
-  for (const int width : {2, 6, 34, 1200}) {
+  for (const int width : {2, 6, 34, 66, 1200}) {
     const BinShape shape{width, 6, factor, bayer};
     const int inWidth = width * factor;
     std::vector<std::uint16_t> wide(static_cast<std::size_t>(inWidth * 6 * factor));
