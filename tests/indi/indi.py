@@ -41,6 +41,7 @@ class Client:
     def __init__(self, port, blobs="Also"):
         self.socket = socket.create_connection(("127.0.0.1", port), timeout=PATIENCE)
         self.socket.settimeout(None)
+        self.socket.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)  # each request at once
         self.properties, self.blobs, self.messages = {}, [], []
         self.gone = False
         self.blob_mode, self.enabled = blobs, set()

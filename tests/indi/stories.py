@@ -21,7 +21,7 @@ import time
 from fits import Bus, Picture
 from indi import Client, Device, Server
 
-DRIVER, EMULATE, SHARE = sys.argv[1], sys.argv[2], float(sys.argv[3])
+DRIVER, EMULATE, SHARE = os.path.abspath(sys.argv[1]), os.path.abspath(sys.argv[2]), float(sys.argv[3])
 FIRST = "ORQ Camera"
 
 

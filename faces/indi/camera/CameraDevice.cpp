@@ -23,6 +23,7 @@ constexpr auto kBetweenTries = std::chrono::milliseconds(50);
 constexpr unsigned kTicksPerLook = 4;
 constexpr std::uint32_t kAlways =
     INDI::CCD::CCD_CAN_ABORT | INDI::CCD::CCD_CAN_BIN | INDI::CCD::CCD_CAN_SUBFRAME | INDI::CCD::CCD_HAS_STREAMING;
+constexpr unsigned kTicksPerTry = 2;
 constexpr const char* kVirtualProperty = "ORQ_VIRTUAL";
 constexpr const char* kVirtualElement = "NAME";
 constexpr const char* kDefaultVirtual = "k1c";
@@ -38,6 +39,11 @@ constexpr FormatName kFormats[] = {{ORQ_FORMAT_RAW16, "INDI_RAW16", "Raw 16 bit"
                                    {ORQ_FORMAT_RAW8, "INDI_RAW8", "Raw 8 bit", 8},
                                    {ORQ_FORMAT_RGB24, "INDI_RGB", "RGB 24 bit", 8},
                                    {ORQ_FORMAT_Y8, "INDI_MONO_8", "Luminance 8 bit", 8}};
+
+bool isAnyUnreadable() {
+  const std::vector<orq_camera_entry> all = cameras();
+  return std::any_of(all.begin(), all.end(), [](const auto& entry) { return entry.trouble[0] != '\0'; });
+}
 
 }  // namespace
 
@@ -157,6 +163,9 @@ Camera CameraDevice::openWanted() const {
       return openNow();
     } catch (const BusyError&) {
       if (std::chrono::steady_clock::now() > end) throw;
+    } catch (const NotFoundError&) {
+      // Nor does a camera that somebody reads tell whether it is the one with that serial number.
+      if (!isAnyUnreadable() || std::chrono::steady_clock::now() > end) throw;
     }
     std::this_thread::sleep_for(kBetweenTries);
   }
@@ -290,6 +299,7 @@ void CameraDevice::hear(const orq_event& event) {
     case ORQ_EVENT_LOST:
       return becomeLost(event.text);
     case ORQ_EVENT_RETURNED:
+      returned_ = true;
       return comeBack();
     case ORQ_EVENT_EXPOSURE_FAILED:
       endStream(event.text);
@@ -301,6 +311,7 @@ void CameraDevice::hear(const orq_event& event) {
 
 void CameraDevice::tick() {
   if (lost_ || listening_ < 0) listen();
+  if (lost_ && returned_ && ++tickCount_ % kTicksPerTry == 0) comeBack();
   if (lost_ || !camera_) return;
   if (pump_->isRunning()) showStream();
   if (exposing_) {
@@ -321,6 +332,7 @@ void CameraDevice::tick() {
 }
 
 void CameraDevice::becomeLost(const char* text) {
+  returned_ = false;
   if (lost_) return;
   lost_ = true;
   stopListening();  // the descriptor stays readable until the camera is open again
@@ -332,36 +344,70 @@ void CameraDevice::becomeLost(const char* text) {
   setConnected(true, IPS_ALERT);
 }
 
+/// Somebody may still be reading the serial number of what has just been plugged in: tried again until it opens.
 void CameraDevice::comeBack() {
   if (!lost_) return;
   try {
     camera_->reopen();
-    lost_ = false;
-    startListening();
-    markClimate(IPS_OK);
-    for (const auto& panel : panels_) panel->returned();
-    setConnected(true, IPS_OK);
-    LOG_INFO("The camera is back, with the settings that it had.");
   } catch (const Error& failure) {
-    LOGF_WARN("The camera is back, but could not be opened: %s", failure.what());
+    if (std::exchange(lastTrouble_, failure.what()) != failure.what()) {
+      LOGF_WARN("The camera is back, but could not be opened yet: %s", failure.what());
+    }
+    return;
   }
+  lastTrouble_.clear();
+  lost_ = returned_ = false;
+  startListening();
+  markClimate(IPS_OK);
+  for (const auto& panel : panels_) panel->returned();
+  setConnected(true, IPS_OK);
+  LOG_INFO("The camera is back, with the settings that it had.");
+}
+
+/// What a property cannot take is refused before it reaches anybody: the property shows what holds, and an alert
+/// unless it is at work.
+template <class Request>
+bool CameraDevice::refuse(const Request& request) {
+  INDI::Property property = getProperty(std::string(request.property).c_str());
+  if (!property.isValid()) return false;
+  const std::string trouble = troubleWith(request, property);
+  if (trouble.empty()) return false;
+  LOGF_ERROR("%s", trouble.c_str());
+  if (property.getState() != IPS_BUSY) property.setState(IPS_ALERT);
+  property.apply();
+  return true;
 }
 
 bool CameraDevice::ISNewNumber(const char* device, const char* name, double values[], char* names[], int n) {
   if (!isMine(device)) return false;
   uploads_.awaitIdle();
+  NumberRequest request{name, {}};
+  for (int i = 0; i < n; ++i) request.values.push_back({names[i], values[i]});
+  if (refuse(request)) return true;
   if (isConnected()) {
-    NumberRequest request{name, {}};
-    for (int i = 0; i < n; ++i) request.values.push_back({names[i], values[i]});
     for (const auto& panel : panels_) {
       if (panel->set(request)) return afterChange();
     }
   }
   if (isConnected() && can(ORQ_ABILITY_FOCUS_MOTOR) && FI::processNumber(device, name, values, names, n))
     return true;
+  if (request.property == "CCD_FRAME") return setFrame(std::move(request));
   const bool done = INDI::CCD::ISNewNumber(device, name, values, names, n);
   if (std::strcmp(name, "STREAMING_EXPOSURE") == 0) applyStreamExposure();
   return done;
+}
+
+/// INDI takes what a client leaves out for -1.
+bool CameraDevice::setFrame(NumberRequest request) {
+  complete(request, getProperty("CCD_FRAME"));
+  std::vector<double> values;
+  std::vector<char*> names;
+  for (const auto& [element, value] : request.values) {
+    values.push_back(value);
+    names.push_back(const_cast<char*>(element.data()));  // it ends with a zero, and nobody writes to it
+  }
+  return INDI::CCD::ISNewNumber(getDeviceName(), "CCD_FRAME", values.data(), names.data(),
+                                static_cast<int>(values.size()));
 }
 
 bool CameraDevice::ISNewSwitch(const char* device, const char* name, ISState* states, char* names[], int n) {
@@ -369,12 +415,13 @@ bool CameraDevice::ISNewSwitch(const char* device, const char* name, ISState* st
   uploads_.awaitIdle();
   SwitchRequest request{name, {}};
   for (int i = 0; i < n; ++i) request.values.push_back({names[i], states[i] == ISS_ON});
+  settleOnOne(request, getProperty(name));
+  if (refuse(request)) return true;
+  for (int i = 0; i < n; ++i) states[i] = request.values[static_cast<std::size_t>(i)].on ? ISS_ON : ISS_OFF;
   if (isConnected()) {
     for (const auto& panel : panels_) {
       if (panel->set(request)) return afterChange();
     }
-  }
-  if (isConnected()) {
     if (can(ORQ_ABILITY_COOLER) && setCooler(request)) return true;
     if (can(ORQ_ABILITY_FOCUS_MOTOR) && FI::processSwitch(device, name, states, names, n)) return true;
   }
@@ -386,6 +433,9 @@ bool CameraDevice::ISNewSwitch(const char* device, const char* name, ISState* st
 bool CameraDevice::ISNewText(const char* device, const char* name, char* texts[], char* names[], int n) {
   if (!isMine(device)) return false;
   uploads_.awaitIdle();
+  TextRequest request{name, {}};
+  for (int i = 0; i < n; ++i) request.values.push_back({names[i], texts[i]});
+  if (refuse(request)) return true;
   if (choice_.offersVirtual && virtualName_.isNameMatch(name)) {
     virtualName_.update(texts, names, n);
     virtualName_.setState(IPS_OK);
@@ -394,8 +444,6 @@ bool CameraDevice::ISNewText(const char* device, const char* name, char* texts[]
     return true;
   }
   if (isConnected()) {
-    TextRequest request{name, {}};
-    for (int i = 0; i < n; ++i) request.values.push_back({names[i], texts[i]});
     for (const auto& panel : panels_) {
       if (panel->set(request)) return true;
     }

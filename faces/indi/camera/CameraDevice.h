@@ -95,6 +95,9 @@ class CameraDevice : public INDI::CCD, public INDI::FocuserInterface {
   void tick();
   void becomeLost(const char* text);
   void comeBack();
+  template <class Request>
+  bool refuse(const Request& request);
+  bool setFrame(NumberRequest request);
   /// Runs `work`; what it throws is told to the clients. False: it threw.
   bool attempt(const std::function<void()>& work);
 
@@ -145,7 +148,9 @@ class CameraDevice : public INDI::CCD, public INDI::FocuserInterface {
   std::vector<int> formats_;  ///< ORQ_FORMAT_... in the order of the switch
   std::vector<std::unique_ptr<Panel>> panels_;
   bool lost_ = false;
-  int listening_ = -1;  ///< of the event loop
+  bool returned_ = false;    ///< it is lost, and plugged in again
+  std::string lastTrouble_;  ///< that kept it from being opened then
+  int listening_ = -1;       ///< of the event loop
   INDI::Timer ticks_;
 
   std::atomic<bool> exposing_{false};

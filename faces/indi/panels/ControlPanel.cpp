@@ -109,14 +109,9 @@ bool ControlPanel::set(Group& group, const NumberRequest& request) {
     const int at = group.property.findWidgetIndexByName(std::string(element).c_str());
     if (at < 0) continue;
     const orq_control_info& control = group.controls[static_cast<std::size_t>(at)];
-    const double raw = value * control.scale;
+    const auto raw = static_cast<std::int64_t>(std::llround(value * control.scale));
     try {
-      if (!(raw >= static_cast<double>(control.minimum) && raw <= static_cast<double>(control.maximum))) {
-        throw RangeError(std::string(control.name) + " must be from " +
-                         std::to_string(control.minimum / control.scale) + " to " +
-                         std::to_string(control.maximum / control.scale));
-      }
-      if (camera_->control(control.id) != std::llround(raw)) camera_->control(control.id, std::llround(raw));
+      if (camera_->control(control.id) != raw) camera_->control(control.id, raw);
     } catch (const Error& failure) {
       DEBUGFDEVICE(device_.getDeviceName(), INDI::Logger::DBG_ERROR, "%s", failure.what());
       group.property.setState(IPS_ALERT);

@@ -107,13 +107,6 @@ bool GpsPanel::set(const NumberRequest& request) {
   wanted.start = static_cast<std::int32_t>(lines_[0].getValue());
   wanted.end = static_cast<std::int32_t>(lines_[1].getValue());
   for (const auto& [element, value] : request.values) {
-    if (!(value >= lines_[0].getMin() && value <= lines_[0].getMax())) {
-      DEBUGFDEVICE(device_.getDeviceName(), INDI::Logger::DBG_ERROR, "The sensor has lines 0 to %.0f.",
-                   lines_[0].getMax());
-      lines_.setState(IPS_ALERT);
-      lines_.apply();
-      return true;
-    }
     (element == "START" ? wanted.start : wanted.end) = static_cast<std::int32_t>(std::lround(value));
   }
   apply(wanted);

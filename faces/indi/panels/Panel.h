@@ -3,43 +3,10 @@
 
 #include <cstdio>
 #include <orqcam/orqcam.hpp>
-#include <string>
-#include <string_view>
-#include <vector>
+
+#include "panels/Requests.h"
 
 namespace orq::indi {
-
-/// What a client wants of a number property.
-struct NumberRequest {
-  std::string_view property;
-  struct Value {
-    std::string_view element;
-    double value;
-  };
-  std::vector<Value> values;
-};
-
-/// What a client wants of a switch property.
-struct SwitchRequest {
-  std::string_view property;
-  struct Value {
-    std::string_view element;
-    bool on;
-  };
-  std::vector<Value> values;
-  /// The one that is to be on; empty: none, or several.
-  std::string_view chosen() const;
-};
-
-/// What a client wants of a text property.
-struct TextRequest {
-  std::string_view property;
-  struct Value {
-    std::string_view element;
-    std::string text;
-  };
-  std::vector<Value> values;
-};
 
 /// All on INDI's thread. `set` functions answer whether the property is theirs, and report their own failures.
 class Panel {

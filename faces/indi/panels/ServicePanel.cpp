@@ -84,9 +84,9 @@ void ServicePanel::setOn(INDI::PropertySwitch& property, bool on, const std::fun
   property.apply();
 }
 
-void ServicePanel::start(INDI::PropertySwitch& property, const std::string& what,
+void ServicePanel::start(INDI::PropertySwitch& property, const SwitchRequest& request, const std::string& what,
                          std::function<void(Camera&)> job) {
-  if (property.getState() == IPS_BUSY) return property.apply();
+  if (property.getState() == IPS_BUSY || request.chosen() != "START") return property.apply();
   property.setState(IPS_BUSY);
   property.apply();
   runLong_(what, std::move(job), [&property](bool done) {
@@ -106,10 +106,10 @@ bool ServicePanel::set(const SwitchRequest& request) {
   } else if (request.property == "ORQ_USB_HUB" && hub_) {
     setOn(hubPower_, on, [&] { camera_->control(ORQ_CONTROL_HUB_RESET, on ? 1 : 0); });
   } else if (request.property == "ORQ_HOT_PIXELS_SAVE") {
-    start(saveHotPixels_, "hot pixels are being kept", [](Camera& camera) { camera.saveHotPixels(); });
+    start(saveHotPixels_, request, "hot pixels are being kept", [](Camera& camera) { camera.saveHotPixels(); });
   } else if (request.property == "ORQ_DARK_TAKE") {
     const std::string file = dark_[0].getText()[0] != '\0' ? dark_[0].getText() : defaultDark();
-    start(takeDark_, "a dark is being taken", [file](Camera& camera) {
+    start(takeDark_, request, "a dark is being taken", [file](Camera& camera) {
       orq_dark_options options = sized<orq_dark_options>();
       options.overwrite = 1;
       camera.takeDark(file, options);

@@ -29,7 +29,8 @@ class ServicePanel : public Panel {
 
  private:
   void setOn(INDI::PropertySwitch& property, bool on, const std::function<void()>& set);
-  void start(INDI::PropertySwitch& property, const std::string& what, std::function<void(Camera&)> job);
+  void start(INDI::PropertySwitch& property, const SwitchRequest& request, const std::string& what,
+             std::function<void(Camera&)> job);
   void useDark(const std::string& file);
   // References, because INDI's properties have an operator & of their own.
   std::array<std::reference_wrapper<INDI::PropertyText>, 3> texts() { return {identity_, id_, dark_}; }

@@ -93,10 +93,10 @@ void TriggerPanel::setMode(std::string_view chosen) {
   mode_.apply();
 }
 
-void TriggerPanel::send() {
-  send_.setState(IPS_OK);
+void TriggerPanel::send(bool wanted) {
+  send_.setState(wanted ? IPS_OK : IPS_IDLE);
   try {
-    camera_->trigger();
+    if (wanted) camera_->trigger();
   } catch (const Error& failure) {
     DEBUGFDEVICE(device_.getDeviceName(), INDI::Logger::DBG_ERROR, "%s", failure.what());
     send_.setState(IPS_ALERT);
@@ -112,7 +112,7 @@ bool TriggerPanel::set(const SwitchRequest& request) {
     return true;
   }
   if (request.property != "ORQ_TRIGGER") return false;
-  send();
+  send(request.chosen() == "SEND");
   return true;
 }
 
@@ -125,12 +125,7 @@ bool TriggerPanel::set(const NumberRequest& request) {
       double wanted[] = {property[0].getValue(), property[1].getValue(), property[2].getValue()};
       for (const auto& [element, value] : request.values) {
         const int at = property.findWidgetIndexByName(std::string(element).c_str());
-        if (at < 0) continue;
-        const auto& limits = property[static_cast<std::size_t>(at)];
-        if (!(value >= limits.getMin() && value <= limits.getMax())) {
-          throw RangeError(std::string(element) + " is beyond what an output takes");
-        }
-        wanted[at] = value;
+        if (at >= 0) wanted[at] = value;
       }
       orq_trigger_output pulse = sized<orq_trigger_output>();
       pulse.active_high = static_cast<std::int32_t>(std::lround(wanted[0]));

@@ -22,7 +22,7 @@ class TriggerPanel : public Panel {
 
  private:
   void setMode(std::string_view chosen);
-  void send();
+  void send(bool wanted);
   void showMode();
 
   INDI::DefaultDevice& device_;
