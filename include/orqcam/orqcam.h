@@ -1137,6 +1137,14 @@ ORQ_API void orq_frame_release(orq_frame* frame);
 /** A video that is written to a file, frame by frame. */
 typedef struct orq_recording orq_recording;
 
+/** What a recording is made of. */
+enum {
+  ORQ_RECORDING_BY_NAME = 0, /**< by the name: .ser, .fits or .fit (a cube), or a slash at its end (a folder) */
+  ORQ_RECORDING_SER = 1,     /**< a SER file, version 3 */
+  ORQ_RECORDING_CUBE = 2,    /**< a FITS file, the frames one after the other along its last axis */
+  ORQ_RECORDING_FOLDER = 3   /**< a folder of FITS files, one for each frame: 000001.fits and so on */
+};
+
 /** How a video is recorded. It ends with the first limit that is reached; 0: there is no such limit. */
 typedef struct orq_recording_options {
   uint32_t size;
@@ -1145,7 +1153,7 @@ typedef struct orq_recording_options {
   uint64_t duration_us; /**< from the first frame on */
   uint64_t bytes;       /**< the file gets no larger */
   uint32_t ring_mb;     /**< memory for frames that wait for the disk; 0: 256. At least two frames */
-  uint32_t reserved;    /**< 0 */
+  int32_t form;         /**< ORQ_RECORDING_BY_NAME, _SER, _CUBE or _FOLDER */
 } orq_recording_options;
 
 /** What a recording would be like as the camera is set now. */
@@ -1154,8 +1162,8 @@ typedef struct orq_recording_plan {
   int32_t width; /**< pixels */
   int32_t height;
   int32_t bin;
-  int32_t format;   /**< ORQ_FORMAT_... */
-  int32_t reserved; /**< 0 */
+  int32_t format; /**< ORQ_FORMAT_... */
+  int32_t form;   /**< ORQ_RECORDING_SER, _CUBE or _FOLDER */
   uint64_t frame_bytes;
   uint64_t ring_frames;  /**< that can wait for the disk */
   uint64_t free_bytes;   /**< of the disk */
@@ -1199,13 +1207,14 @@ typedef struct orq_recording_state {
  * be null: all zero. INVALID: no such name; FILE: there is such a file, or none can be written there. */
 ORQ_API orq_status orq_recording_plan_get(orq_camera* camera, const char* path,
                                           const orq_recording_options* options, orq_recording_plan* plan);
-/** Records every frame of the camera from the next one on, beside all other readers, into a SER file (version 3):
- * `path` ends in .ser and may hold the placeholders of orq_frame_save but for {n}. A text beside it, its name and
- * ".txt", tells the time of every frame, where it comes from, how uncertain it is, and which frames are missing.
- * The video may be started before or after this; the recording ends with it. Frames wait for the disk in a ring,
- * which adds to the camera's frame memory; those that find it full are counted and named. The file announces no
- * frame before it is finished; one that was cut off is mended by orq_ser_repair. `options` may be null: all zero.
- * Errors as of orq_recording_plan_get. */
+/** Records every frame of the camera from the next one on, beside all other readers, into a SER file, a FITS cube or
+ * a folder of FITS files: `path` says which, unless the options do, and may hold the placeholders of orq_frame_save
+ * but for {n}. A text beside it, its name and ".txt", tells the time of every frame, where it comes from, how
+ * uncertain it is, and which frames are missing. The video may be started before or after this; the recording ends
+ * with it. Frames wait for the disk in a ring, which adds to the camera's frame memory; those that find it full are
+ * counted and named. A SER file announces no frame before it is finished, a cube those that are in it; one that was
+ * cut off is mended by orq_ser_repair. A folder is made when there is none; its files are whole, or not there.
+ * `options` may be null: all zero. Errors as of orq_recording_plan_get. */
 ORQ_API orq_status orq_recording_start(orq_camera* camera, const char* path, const orq_recording_options* options,
                                        orq_recording** recording);
 /** Ends it with the frames that have come by now. Returns at once: those that wait for the disk are still written,
@@ -1272,9 +1281,9 @@ typedef struct orq_ser_repaired {
   uint64_t frames;
   uint64_t timed; /**< of them, whose time is known */
 } orq_ser_repaired;
-/** Makes a SER file whole that was cut off: with every whole frame that it has, and the times that the text beside
- * it or its own trailer tell. Frames whose time nobody has told have none. FILE: not one frame is whole, or the
- * file cannot be written. */
+/** Makes a SER file, or a recording's FITS cube, whole that was cut off: with every whole frame that it has, and the
+ * times that the text beside it or its own trailer tell. Frames whose time nobody has told have none. FILE: not one
+ * frame is whole, or the file cannot be written. */
 ORQ_API orq_status orq_ser_repair(const char* path, orq_ser_repaired* repaired);
 /** Writes frame `frame`, from 1, of a SER file to `to`, as orq_frame_save does: .fits (or .fit), .fits.fz, or
  * .png; {n} is the frame's number. `options` may be null: all zero. RANGE: there is no such frame. */

@@ -6,6 +6,7 @@
 #include "api/Handles.h"
 #include "api/Structs.h"
 #include "session/measure/Disc.h"
+#include "session/recording/CubeRepair.h"
 #include "session/recording/SerExtract.h"
 #include "session/recording/SerRepair.h"
 #include "support/Text.h"
@@ -17,10 +18,18 @@ namespace {
 
 constexpr std::int64_t kNsPerTenth = 100;
 
+session::RecordingForm FormOf(int32_t form) {
+  if (form < ORQ_RECORDING_BY_NAME || form > ORQ_RECORDING_FOLDER) {
+    throw session::Failure(session::Status::Invalid, "options: form must be one of ORQ_RECORDING_...");
+  }
+  return static_cast<session::RecordingForm>(form);
+}
+
 session::RecordingOptions HowToRecord(const orq_recording_options* options) {
   const orq_recording_options wanted =
       options == nullptr ? orq_recording_options{} : TakeStruct(options, "options");
   session::RecordingOptions how;
+  how.form = FormOf(wanted.form);
   how.frames = wanted.frames;
   how.bytes = wanted.bytes;
   constexpr auto kMost = static_cast<uint64_t>(std::chrono::microseconds::max().count() / 1000);  // as nanoseconds
@@ -85,6 +94,7 @@ orq_status orq_recording_plan_get(orq_camera* camera, const char* path, const or
     given.height = planned.region.height;
     given.bin = planned.region.bin;
     given.format = planned.region.format;
+    given.form = static_cast<int32_t>(planned.form);
     given.frame_bytes = planned.frameBytes;
     given.ring_frames = planned.ringFrames;
     given.free_bytes = planned.freeBytes;
@@ -178,7 +188,7 @@ orq_status orq_ser_repair(const char* path, orq_ser_repaired* repaired) {
   return Guarded([&] {
     DemandText(path, "path");
     DemandStruct(repaired, "repaired");
-    const session::SerRepaired done = session::RepairSer(path);
+    const session::SerRepaired done = session::IsFits(path) ? session::RepairCube(path) : session::RepairSer(path);
     GiveStruct({sizeof *repaired, done.changed ? 1 : 0, done.frames, done.timed}, repaired);
   });
 }

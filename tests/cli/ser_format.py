@@ -59,7 +59,7 @@ class Times:
 
     def __init__(self, path):
         with open(path, encoding="utf-8") as file:
-            lines = file.read().splitlines()
+            lines = file.read().split("\n")[:-1]  # a line that is cut off is none
         self.remarks = [line[2:] for line in lines if line.startswith("#")]
         self.frames = []
         for line in lines:

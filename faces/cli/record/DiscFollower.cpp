@@ -10,7 +10,7 @@ namespace {
 constexpr double kRoom = 2.5;  // the box is so many times as large as the disc
 constexpr int kLeastSide = 128;
 constexpr double kMostDrift = 0.1;  // of the box, until it is moved
-constexpr std::chrono::milliseconds kLookEvery{500};
+constexpr std::chrono::milliseconds kLookEvery{200};
 
 int UpTo(int value, int step) {
   return (value + step - 1) / step * step;

@@ -14,7 +14,7 @@ class DiscFollower {
   /// Makes the region a box around the disc that `frame`, of the region that is set now, shows. Throws CliError
   /// when it shows none.
   void Place(const Frame& frame);
-  /// Moves the box when the disc in `frame` has left its middle. Looks twice a second at most.
+  /// Moves the box when the disc in `frame` has left its middle. Looks five times a second at most.
   void Look(const Frame& frame);
 
  private:

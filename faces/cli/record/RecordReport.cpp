@@ -24,6 +24,11 @@ const char* EndName(int end) {
   return kNames.at(static_cast<std::size_t>(end));
 }
 
+const char* FormName(int form) {
+  constexpr std::array kNames = {"", "ser", "cube", "folder"};
+  return kNames.at(static_cast<std::size_t>(form));
+}
+
 std::string Gap(const orq_missing_frames& gap) {
   const std::string first = std::to_string(gap.first);
   return gap.first == gap.last ? first : first + "-" + std::to_string(gap.last);
@@ -46,7 +51,7 @@ std::string MissingAsText(const std::vector<orq_missing_frames>& missing) {
   std::vector<std::string> gaps;
   for (const orq_missing_frames& gap : missing) {
     if (gaps.size() == kMostGaps) {
-      gaps.push_back("and more, which the text beside the file names");
+      gaps.push_back("and more, which the text beside it names");
       break;
     }
     gaps.push_back(Gap(gap));
@@ -87,6 +92,7 @@ std::string SizeText(double bytes) {
 void ReportPlan(const Context& context, const orq_recording_plan& plan, double fps) {
   Report report;
   report.Add("file", plan.file);
+  report.Add("form", FormName(plan.form));
   report.Add("times_file", plan.times_file);
   report.Add("width", plan.width, "px");
   report.Add("height", plan.height, "px");

@@ -37,10 +37,12 @@ std::string_view Uncompressed(std::string_view path) {
 }
 
 FileKind KindOf(std::string_view pattern, FileUse use) {
+  if (use == FileUse::Folder) return FileKind::Folder;
   const std::string extension = Lower(std::filesystem::path(pattern).extension().string());
   if (use == FileUse::Recording) {
     if (extension == ".ser") return FileKind::Ser;
-    Refuse("'" + std::string(pattern) + "' must end in .ser");
+    if (extension == ".fits" || extension == ".fit") return FileKind::Fits;
+    Refuse("'" + std::string(pattern) + "' must end in .ser, in .fits or .fit for a cube, or in / for a folder");
   }
   if (Uncompressed(pattern) != pattern) return FileKind::CompressedFits;
   if (extension == ".fits" || extension == ".fit") return FileKind::Fits;
@@ -94,7 +96,8 @@ std::string Value(std::string_view name, const NameFacts& facts) {
 }  // namespace
 
 FilePattern::FilePattern(std::string_view pattern, FileUse use) : kind_(KindOf(pattern, use)) {
-  if (!std::filesystem::path(Uncompressed(pattern)).has_extension()) Refuse("the file has no name");
+  const std::filesystem::path path(Uncompressed(pattern));
+  if (kind_ == FileKind::Folder ? !path.has_filename() : !path.has_extension()) Refuse("the file has no name");
   std::string text;
   for (std::size_t i = 0; i < pattern.size(); ++i) {
     const char c = pattern[i];

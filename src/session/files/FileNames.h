@@ -8,9 +8,9 @@
 
 namespace orq::session {
 
-enum class FileKind { Fits, CompressedFits, Png, Raw, Ser };
+enum class FileKind { Fits, CompressedFits, Png, Raw, Ser, Folder };
 /// What a file holds, which decides the kinds that it may be of.
-enum class FileUse { Frame, Recording };
+enum class FileUse { Frame, Recording, Folder };
 
 /// What a name can be made of.
 struct NameFacts {
@@ -27,7 +27,8 @@ struct NameFacts {
   int bin = 1;                   ///< {bin}
 };
 
-/// A pattern with placeholders in braces ({{ and }} are plain braces). Its extension decides the kind of file.
+/// A pattern with placeholders in braces ({{ and }} are plain braces). Its extension decides the kind of file; a
+/// folder needs none.
 class FilePattern {
  public:
   /// Throws Failure (invalid) that lists the right placeholders or extensions.

@@ -82,6 +82,7 @@ SavedFrame FrameSaver::Save(std::span<const std::uint8_t> pixels, const FrameFac
       WriteRaw(names, pixels, frame);
       break;
     case FileKind::Ser:
+    case FileKind::Folder:
       throw Failure(Status::Invalid, "one frame is not saved as a SER file: record a video");
   }
   if (names.companion.empty()) return names;

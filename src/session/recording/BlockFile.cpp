@@ -101,6 +101,10 @@ int BlockFile::Sync() {
 }
 
 int BlockFile::WriteAt(std::uint64_t offset, std::span<const std::uint8_t> bytes) {
+  // A block that is still gathered may be written once more, as a whole.
+  const std::uint64_t from = std::max(offset, blockOffset_);
+  const std::uint64_t to = std::min(offset + bytes.size(), blockOffset_ + gathered_);
+  if (from < to) std::memcpy(block_.get() + (from - blockOffset_), bytes.data() + (from - offset), to - from);
   std::size_t done = 0;
   return WriteAllAt(fd_, offset, bytes, done);
 }

@@ -9,7 +9,10 @@
 #include "models/camera/FrameGeometry.h"
 #include "session/camera/CameraFiles.h"
 #include "session/files/FrameSaver.h"
+#include "session/frame/FrameOrigin.h"
 #include "session/frame/FrameTime.h"
+#include "session/recording/CubeSink.h"
+#include "session/recording/FolderSink.h"
 #include "session/recording/SerSink.h"
 #include "support/Text.h"
 
@@ -76,26 +79,62 @@ SerHeader HeaderFor(const FileContext& context, const FrameRegion& region, int b
   return header;
 }
 
+FilePattern PatternFor(std::string path, RecordingForm form) {
+  if (form == RecordingForm::Folder || (form == RecordingForm::ByName && path.ends_with('/'))) {
+    while (path.size() > 1 && path.ends_with('/')) path.pop_back();
+    return FilePattern(path, FileUse::Folder);
+  }
+  FilePattern pattern(path, FileUse::Recording);
+  if (form == RecordingForm::Ser && pattern.Kind() != FileKind::Ser) {
+    throw Failure(Status::Invalid, "file name: '" + path + "' must end in .ser, as a SER file is wanted");
+  }
+  if (form == RecordingForm::Cube && pattern.Kind() != FileKind::Fits) {
+    throw Failure(Status::Invalid, "file name: '" + path + "' must end in .fits or .fit, as a cube is wanted");
+  }
+  return pattern;
+}
+
+RecordingForm FormOf(FileKind kind) {
+  if (kind == FileKind::Folder) return RecordingForm::Folder;
+  return kind == FileKind::Ser ? RecordingForm::Ser : RecordingForm::Cube;
+}
+
+// Of the disk.
+std::uint64_t BytesPerFrame(RecordingForm form, std::uint64_t frameBytes) {
+  switch (form) {
+    case RecordingForm::Folder:
+      return FolderFileBytes(frameBytes);
+    case RecordingForm::Cube:
+      return frameBytes + kTimesRowBytes;
+    default:
+      return frameBytes + kSerTimeBytes;
+  }
+}
+
 }  // namespace
 
 RecordingPlan PlanRecording(Camera& camera, const std::string& path, const RecordingOptions& options) {
-  const FilePattern pattern(path, FileUse::Recording);
+  const FilePattern pattern = PatternFor(path, options.form);
   if (pattern.Has("n")) {
-    throw Failure(Status::Invalid, "file name: a recording is one file, {n} has no meaning in its name");
+    throw Failure(Status::Invalid, "file name: a recording is one file or folder, {n} has no meaning in its name");
   }
   const FrameFacts expected = ExpectedFrame(camera);
   RecordingPlan plan;
+  plan.form = FormOf(pattern.Kind());
   plan.file = pattern.Expand(NameFactsOf(expected));
   plan.timesFile = TimesFileOf(plan.file);
-  WriteChecker checker(options.existing);
-  checker.Check(plan.file);
-  checker.Check(plan.timesFile);
+  if (plan.form == RecordingForm::Folder) {
+    CheckFolder(plan.file, options.existing);
+  } else {
+    CheckWritable(plan.file, options.existing);
+  }
+  CheckWritable(plan.timesFile, options.existing);
   plan.region = expected.info.region;
   plan.frameBytes = FrameBytesOf(plan.region);
   if (plan.frameBytes == 0) throw Failure(Status::State, "the camera has no region yet");
   plan.ringFrames = std::clamp<std::uint64_t>(options.ringBytes / plan.frameBytes, 2, kMostRingFrames);
   plan.freeBytes = FreeBytes(DirectoryOf(plan.file));
-  plan.freeFrames = plan.freeBytes / (plan.frameBytes + kSerTimeBytes);
+  plan.freeFrames = plan.freeBytes / BytesPerFrame(plan.form, plan.frameBytes);
   return plan;
 }
 
@@ -115,13 +154,25 @@ Recording::Recording(std::shared_ptr<Camera> camera, const std::string& path, co
   thread_ = std::thread([this] { Run(); });
 }
 
+std::unique_ptr<RecordingSink> Recording::MakeSink(std::function<int()> beforeWrite) const {
+  const Existing existing = options_.existing;
+  switch (plan_.form) {
+    case RecordingForm::Cube:
+      return std::make_unique<CubeSink>(plan_.file, existing, ExpectedFrame(*camera_), std::move(beforeWrite));
+    case RecordingForm::Folder:
+      return std::make_unique<FolderSink>(plan_.file, existing, plan_.frameBytes, std::move(beforeWrite));
+    default:
+      return std::make_unique<SerSink>(plan_.file, existing,
+                                       HeaderFor(camera_->Origin().context, plan_.region, bayer_),
+                                       std::move(beforeWrite));
+  }
+}
+
 void Recording::MakeFiles() {
   const FileContext context = camera_->Origin().context;
-  const SerHeader header = HeaderFor(context, plan_.region, bayer_);
   files_ = std::make_unique<RecordingFiles>(
-      plan_.file, options_.existing, [this, &header](std::function<int()> beforeWrite) {
-        return std::make_unique<SerSink>(plan_.file, options_.existing, header, std::move(beforeWrite));
-      });
+      plan_.file, options_.existing,
+      [this](std::function<int()> beforeWrite) { return MakeSink(std::move(beforeWrite)); });
   files_->Remark("file = " + plan_.file.substr(plan_.file.rfind('/') + 1));
   files_->Remark("camera = " + context.instrument);
   files_->Remark("serial = " + context.serial);
@@ -253,6 +304,7 @@ void Recording::Put(const SharedFrame& frame) {
   line.number = count_.Next(info.sequence, frame.Number(), moved);
   line.sequence = info.sequence;
   line.begin = info.times.begin;
+  line.end = info.times.end;
   line.uncertainty = info.times.uncertainty;
   const std::string source = Lower(TimeSource(info));
   line.source = source;
@@ -260,7 +312,7 @@ void Recording::Put(const SharedFrame& frame) {
   line.startY = info.region.startY;
   if (moved) files_->Remark("moved: the region begins elsewhere from here on, and the stream has begun anew");
   if (count_.Missing().size() > gaps) files_->Remark("missing " + TextOf(count_.Missing().back()));
-  const int error = files_->Put(frame.Pixels(), line);
+  const int error = files_->Put(frame.Pixels(), line, [&frame] { return FactsOf(frame); });
   ++now_.frames;
   if (now_.first == 0) now_.first = line.begin;
   now_.last = line.begin;

@@ -1,4 +1,4 @@
-// Frames of a running video into a file, each of them or counted.
+// Frames of a running video into a file or a folder, each of them or counted.
 #pragma once
 
 #include <chrono>
@@ -17,7 +17,10 @@
 
 namespace orq::session {
 
+enum class RecordingForm : std::uint8_t { ByName, Ser, Cube, Folder };
+
 struct RecordingOptions {
+  RecordingForm form = RecordingForm::ByName;
   std::uint64_t frames = 0;  ///< it ends with so many; 0: no limit, as the next two
   std::chrono::microseconds duration{0};
   std::uint64_t bytes = 0;  ///< the file gets no larger
@@ -28,6 +31,7 @@ struct RecordingOptions {
 
 /// What a recording would be like as the camera is set now.
 struct RecordingPlan {
+  RecordingForm form = RecordingForm::Ser;  ///< never ByName
   std::string file;
   std::string timesFile;
   FrameRegion region;
@@ -65,8 +69,9 @@ struct RecordingState {
   UtcTenths last = 0;
 };
 
-/// The name may hold what names of frames may hold, but for {n}. Throws Failure: no such name, there is such a
-/// file already, or none can be written there.
+/// The name may hold what names of frames may hold, but for {n}; it ends as the form demands, and ByName decides it:
+/// .ser, .fits, .fit, or a slash. Throws Failure: no such name, there is such a file already, or none can be written
+/// there.
 RecordingPlan PlanRecording(Camera& camera, const std::string& path, const RecordingOptions& options);
 
 /// One recording, from its construction to its end, which comes by a limit, by `Stop` or with the video. It takes
@@ -92,6 +97,7 @@ class Recording {
  private:
   using Clock = std::chrono::steady_clock;
 
+  std::unique_ptr<RecordingSink> MakeSink(std::function<int()> beforeWrite) const;
   void MakeFiles();
   void Run();
   void TakeNext();

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 
 namespace orq::session {
 namespace {
@@ -26,9 +27,10 @@ RecordingFiles::RecordingFiles(const std::string& file, Existing existing, const
   }
 }
 
-int RecordingFiles::Put(std::span<const std::uint8_t> pixels, const RecordedFrame& frame) {
+int RecordingFiles::Put(std::span<const std::uint8_t> pixels, const RecordedFrame& frame,
+                        const RecordingSink::Facts& facts) {
   times_.Frame(frame);
-  return sink_->Put(pixels, frame.begin);
+  return sink_->Put(pixels, frame, facts);
 }
 
 int RecordingFiles::Flush() {
@@ -66,7 +68,7 @@ int RecordingFiles::Finish(std::uint64_t& frames, const std::function<std::vecto
     if (const int cut = times_.CutBehind(--frames); cut != 0) return cut;
   }
   unlink(times_.Path().c_str());
-  unlink(file_.c_str());
+  std::remove(file_.c_str());  // a folder, too, which is empty then
   return error;
 }
 

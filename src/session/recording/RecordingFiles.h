@@ -15,7 +15,7 @@
 
 namespace orq::session {
 
-/// What is told of a frame reaches the system before the frame does: whatever becomes of the program, a frame in
+/// One of the forms of a recording, and its text. What is told of a frame reaches the system before the frame does: whatever becomes of the program, a frame in
 /// the file has its line in the text. Caller-serialised.
 class RecordingFiles {
  public:
@@ -26,7 +26,7 @@ class RecordingFiles {
 
   void Remark(std::string_view text) { times_.Remark(text); }
   /// 0 or an errno; after one only `Finish` comes.
-  int Put(std::span<const std::uint8_t> pixels, const RecordedFrame& frame);
+  int Put(std::span<const std::uint8_t> pixels, const RecordedFrame& frame, const RecordingSink::Facts& facts);
   /// What waits is written: killing the program does not lose it any more.
   int Flush();
   /// To be called often: writes what waits four times a second, and makes sure of it every other second.

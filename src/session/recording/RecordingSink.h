@@ -2,22 +2,27 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <span>
 
-#include "models/camera/FrameTypes.h"
+#include "session/frame/FrameFacts.h"
+#include "session/recording/TimesFile.h"
 
 namespace orq::session {
 
-/// A file of frames of one size and format. What fails gives an errno; caller-serialised.
+/// A file of frames of one size and format, or a folder of files. What fails gives an errno; caller-serialised.
 class RecordingSink {
  public:
+  /// Everything that is known of a frame, for who writes it down.
+  using Facts = std::function<FrameFacts()>;
+
   RecordingSink() = default;
   virtual ~RecordingSink() = default;
   RecordingSink(const RecordingSink&) = delete;
   RecordingSink& operator=(const RecordingSink&) = delete;
 
-  /// Appends a frame whose exposure began at `begin`. After a failure only `Finish` comes.
-  virtual int Put(std::span<const std::uint8_t> pixels, UtcTenths begin) = 0;
+  /// Appends a frame. After a failure only `Keep` and `Finish` come.
+  virtual int Put(std::span<const std::uint8_t> pixels, const RecordedFrame& frame, const Facts& facts) = 0;
   /// What has been put reaches the system, so that killing the program does not lose it.
   virtual int Flush() = 0;
   /// And the disk, so that a power cut does not either.

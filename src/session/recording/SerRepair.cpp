@@ -1,13 +1,9 @@
 #include "session/recording/SerRepair.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 
 #include "session/Failure.h"
+#include "session/files/WritableFile.h"
 #include "session/recording/SerSink.h"
 #include "session/recording/TimesFile.h"
 
@@ -49,41 +45,6 @@ std::vector<std::int64_t> StampsFor(const SerFile& file, std::uint64_t frames,
   }
   stamps.resize(static_cast<std::size_t>(frames), 0);
   return stamps;
-}
-
-class WritableFile {
- public:
-  explicit WritableFile(const std::string& path) : path_(path), fd_(open(path.c_str(), O_WRONLY | O_CLOEXEC)) {
-    if (fd_ < 0) Refuse(path_, std::strerror(errno));
-  }
-  ~WritableFile() { close(fd_); }
-  WritableFile(const WritableFile&) = delete;
-  WritableFile& operator=(const WritableFile&) = delete;
-
-  void Cut(std::uint64_t bytes) { Demand(ftruncate(fd_, static_cast<off_t>(bytes)) == 0 ? 0 : errno); }
-  void Write(std::uint64_t offset, std::span<const std::uint8_t> bytes) {
-    Demand(lseek(fd_, static_cast<off_t>(offset), SEEK_SET) < 0 ? errno : WriteAll(fd_, bytes));
-  }
-  void Sync() { Demand(SyncFile(fd_)); }
-
- private:
-  void Demand(int error) const {
-    if (error != 0) Refuse(path_, std::string("cannot be repaired: ") + std::strerror(error));
-  }
-  std::string path_;
-  int fd_;
-};
-
-// So that a repair which is interrupted can be repeated: from now on the text tells where the trailer begins.
-void NoteFinished(const std::string& path, const RecordedTimes& times, std::uint64_t frames) {
-  if (times.finished || times.ends.empty()) return;
-  WritableFile text(path);
-  const std::uint64_t lines = std::min<std::uint64_t>(frames, times.ends.size());
-  const std::uint64_t end = lines == 0 ? 0 : times.ends[static_cast<std::size_t>(lines - 1)];
-  text.Cut(end);
-  const std::string remark = "# " + FinishedRemark(frames) + "\n# end = cut off, and repaired\n";
-  text.Write(end, {reinterpret_cast<const std::uint8_t*>(remark.data()), remark.size()});
-  text.Sync();
 }
 
 /// Of frame `index`, from 0; none, 0, where the text was cut off.
@@ -163,7 +124,7 @@ SerRepaired RepairSer(const std::string& path) {
   repaired.timed = static_cast<std::uint64_t>(
       std::ranges::count_if(stamps, [](std::int64_t stamp) { return UnixTenthsOf(stamp).has_value(); }));
   if (survey.IsWhole() && (repaired.timed == 0 || file.ReadStamps(0, frames) == stamps)) return repaired;
-  if (times) NoteFinished(textPath, *times, frames);
+  if (times) NoteRepaired(textPath, *times, frames);
   SerHeader header = survey.header;
   header.frames = static_cast<std::int32_t>(frames);
   if (const auto first = UnixTenthsOf(stamps.front()); first && survey.header.frames == 0) {

@@ -55,8 +55,8 @@ SerSink::SerSink(const std::string& path, Existing existing, const SerHeader& he
   file_.Append(EncodeSerHeader(header_));
 }
 
-int SerSink::Put(std::span<const std::uint8_t> pixels, UtcTenths begin) {
-  times_.push_back(SerTimeOf(begin));
+int SerSink::Put(std::span<const std::uint8_t> pixels, const RecordedFrame& frame, const Facts&) {
+  times_.push_back(SerTimeOf(frame.begin));
   return file_.Append(pixels);
 }
 

@@ -18,7 +18,7 @@ class SerSink final : public RecordingSink {
   /// `header` without frames and times. `beforeWrite`: see BlockFile. Throws Failure: the file cannot be made.
   SerSink(const std::string& path, Existing existing, const SerHeader& header, std::function<int()> beforeWrite);
 
-  int Put(std::span<const std::uint8_t> pixels, UtcTenths begin) override;
+  int Put(std::span<const std::uint8_t> pixels, const RecordedFrame& frame, const Facts& facts) override;
   int Flush() override { return file_.Flush(); }
   int Sync() override { return file_.Sync(); }
   int Keep(std::uint64_t& frames) override;

@@ -7,8 +7,10 @@
 #include <array>
 #include <cerrno>
 #include <charconv>
+#include <cmath>
 #include <span>
 
+#include "session/files/WritableFile.h"
 #include "session/text/Units.h"
 #include "support/Text.h"
 #include "support/WholeFile.h"
@@ -21,6 +23,7 @@ constexpr std::string_view kTitle = "# orqcam recording";
 constexpr std::string_view kFinished = "# frames = ";
 constexpr std::size_t kColumns = 9;
 constexpr std::size_t kSerTimeColumn = 4;
+constexpr double kTenthsPerUs = 10.0;
 constexpr std::size_t kMostTextBytes = std::size_t{1} << 30;
 // Of the disk, ahead of what is written: so that the end of a recording that has filled it can still be told.
 constexpr std::uint64_t kAhead = 64U << 10U;
@@ -31,8 +34,15 @@ bool ParseNumber(std::string_view text, Number& number) {
   return error == std::errc() && end == text.data() + text.size();
 }
 
+// One of those that frames have; nothing for others.
+std::string_view SourceOf(std::string_view word) {
+  constexpr std::array<std::string_view, 3> kSources = {"gps", "predicted", "computer"};
+  const auto* const found = std::ranges::find(kSources, word);
+  return found == kSources.end() ? std::string_view{} : *found;
+}
+
 // The columns of a frame's line; false when it is none, or not that of frame `expected`.
-bool ParseFrame(std::string_view line, std::uint64_t expected, std::int64_t& serTime) {
+bool ParseFrame(std::string_view line, std::uint64_t expected, std::int64_t& serTime, RecordedFrame& frame) {
   std::array<std::string_view, kColumns> columns;
   std::size_t count = 0;
   while (!line.empty()) {
@@ -41,9 +51,18 @@ bool ParseFrame(std::string_view line, std::uint64_t expected, std::int64_t& ser
     columns[count++] = line.substr(0, end);
     line.remove_prefix(std::min(end + 1, line.size()));
   }
-  std::uint64_t frame = 0;
-  return count == kColumns && ParseNumber(columns[0], frame) && frame == expected &&
-         ParseNumber(columns[kSerTimeColumn], serTime);
+  double uncertaintyUs = 0.0;
+  const bool parsed = count == kColumns && ParseNumber(columns[0], frame.frame) && frame.frame == expected &&
+                      ParseNumber(columns[1], frame.number) && ParseNumber(columns[2], frame.sequence) &&
+                      ParseNumber(columns[kSerTimeColumn], serTime) && ParseNumber(columns[6], uncertaintyUs) &&
+                      ParseNumber(columns[7], frame.startX) && ParseNumber(columns[8], frame.startY);
+  // What no clock is so uncertain about is no line of ours.
+  constexpr double kMostUs = 1e12;
+  if (!parsed || !(uncertaintyUs >= 0.0 && uncertaintyUs < kMostUs)) return false;
+  frame.begin = UnixTenthsOf(serTime).value_or(0);
+  frame.uncertainty = std::llround(uncertaintyUs * kTenthsPerUs);
+  frame.source = SourceOf(columns[5]);
+  return !frame.source.empty();
 }
 
 }  // namespace
@@ -71,7 +90,6 @@ void TimesFile::Remark(std::string_view text) {
 }
 
 void TimesFile::Frame(const RecordedFrame& frame) {
-  constexpr double kTenthsPerUs = 10.0;
   pending_ += Format("%llu %llu %u ", static_cast<unsigned long long>(frame.frame),
                      static_cast<unsigned long long>(frame.number), frame.sequence);
   pending_ += IsoUtcTenths(frame.begin) + ' ' + std::to_string(SerTimeOf(frame.begin)) + ' ';
@@ -138,8 +156,10 @@ std::optional<RecordedTimes> ParseTimes(std::string_view text) {
       continue;
     }
     std::int64_t serTime = 0;
-    if (!ParseFrame(line, times.serTimes.size() + 1, serTime)) return std::nullopt;
+    RecordedFrame frame;
+    if (!ParseFrame(line, times.serTimes.size() + 1, serTime, frame)) return std::nullopt;
     times.serTimes.push_back(serTime);
+    times.lines.push_back(frame);
     times.ends.push_back(begin);
   }
   return times;
@@ -153,6 +173,17 @@ std::optional<RecordedTimes> ReadTimes(const std::string& path) {
 
 std::string FinishedRemark(std::uint64_t frames) {
   return std::string(kFinished.substr(2)) + std::to_string(frames);
+}
+
+void NoteRepaired(const std::string& path, const RecordedTimes& times, std::uint64_t frames) {
+  if (times.finished || times.ends.empty()) return;
+  WritableFile text(path);
+  const std::uint64_t lines = std::min<std::uint64_t>(frames, times.ends.size());
+  const std::uint64_t end = lines == 0 ? 0 : times.ends[static_cast<std::size_t>(lines - 1)];
+  text.Cut(end);
+  const std::string remark = "# " + FinishedRemark(frames) + "\n# end = cut off, and repaired\n";
+  text.Write(end, {reinterpret_cast<const std::uint8_t*>(remark.data()), remark.size()});
+  text.Sync();
 }
 
 }  // namespace orq::session

@@ -22,6 +22,7 @@ struct RecordedFrame {
   std::uint64_t number = 0;    ///< by the camera's count, the first recorded one being 1: it skips missing frames
   std::uint32_t sequence = 0;  ///< the camera's own number
   UtcTenths begin = 0;         ///< start of the exposure of the row that was read out first
+  UtcTenths end = 0;           ///< end of the exposure of the one read out last; not in the text
   UtcTenths uncertainty = 0;
   std::string_view source;  ///< "gps", "predicted" or "computer"
   int startX = 0;           ///< of its region, sensor pixels
@@ -60,6 +61,7 @@ class TimesFile {
 /// What such a file says of the recording that it belongs to.
 struct RecordedTimes {
   std::vector<std::int64_t> serTimes;  ///< of its frames, in their order; a line that is cut off does not count
+  std::vector<RecordedFrame> lines;    ///< likewise
   std::vector<std::uint64_t> ends;     ///< bytes of the file up to each of them
   /// How many frames the recording was left with, when it was finished.
   std::optional<std::uint64_t> finished;
@@ -72,5 +74,9 @@ std::optional<RecordedTimes> ParseTimes(std::string_view text);
 
 /// The remark that says that a recording was finished.
 std::string FinishedRemark(std::uint64_t frames);
+
+/// Ends the text of a recording that was cut off and is left with `frames` frames, so that a repair which is
+/// interrupted can be repeated: from now on it tells where they end. Throws Failure.
+void NoteRepaired(const std::string& path, const RecordedTimes& times, std::uint64_t frames);
 
 }  // namespace orq::session

@@ -77,7 +77,7 @@ bool SetSerial(VirtualOptions& options, std::string_view value) {
 
 bool SetScene(VirtualOptions& options, std::string_view value) {
   options.scene = value;
-  return value == "stars" || value == "flat" || value == "dark";
+  return value == "stars" || value == "planet" || value == "flat" || value == "dark";
 }
 
 /// A byte, decimal or 0x….
@@ -179,15 +179,35 @@ bool SetGpsTime(VirtualOptions& options, std::string_view value) {
   return time.has_value();
 }
 
-bool SetFlash(VirtualOptions& options, std::string_view value) {
+/// UTC/DURATION
+bool Span(std::string_view text, UtcTime& start, double& seconds) {
   constexpr double kLongestUs = 1e9;
-  const std::optional<UtcTime> start = ParseUtc(NextPart(value));
+  const std::optional<UtcTime> parsed = ParseUtc(NextPart(text));
   double us = 0;
-  if (!start || !Duration(value, 1.0, kLongestUs, us)) {
+  if (!parsed || !Duration(text, 1.0, kLongestUs, us)) {
     return false;
   }
-  options.flash = {.start = *start, .seconds = us * 1e-6};
+  start = *parsed;
+  seconds = us * 1e-6;
   return true;
+}
+
+bool SetFlash(VirtualOptions& options, std::string_view value) {
+  VirtualFlash& flash = options.flash.emplace();
+  return Span(value, flash.start, flash.seconds);
+}
+
+bool SetOccultation(VirtualOptions& options, std::string_view value) {
+  VirtualOccultation& occultation = options.occultation.emplace();
+  return Span(value, occultation.start, occultation.seconds);
+}
+
+bool SetPlanet(VirtualOptions& options, std::string_view value) {
+  constexpr double kFastest = 10'000;
+  VirtualPlanet& planet = options.planet.emplace();
+  return std::ranges::count(value, '/') == 2 && Real(NextPart(value), 4, 2000, planet.diameter) &&
+         Real(NextPart(value), -kFastest, kFastest, planet.driftX) &&
+         Real(value, -kFastest, kFastest, planet.driftY);
 }
 
 constexpr int kMostPreRendered = 64;
@@ -213,10 +233,12 @@ constexpr OptionEntry kOptions[] = {
      [](VirtualOptions& o, std::string_view v) { return Real(v, -100, 100, o.temperatureC.emplace()); }},
     {"ambient", "degrees Celsius from -100 to 100",
      [](VirtualOptions& o, std::string_view v) { return Real(v, -100, 100, o.ambientC.emplace()); }},
-    {"scene", "stars, flat or dark", SetScene},
+    {"scene", "stars, planet, flat or dark", SetScene},
     {"flux", "electrons per pixel and second from 0 to 1e12",
      [](VirtualOptions& o, std::string_view v) { return Real(v, 0, 1e12, o.fluxElectronsPerSecond); }},
     {"flash", "UTC/DURATION (2030-01-01T00:00:05.25/500us, say)", SetFlash},
+    {"occult", "UTC/DURATION (2030-01-01T00:00:02.5/800ms, say)", SetOccultation},
+    {"planet", "DIAMETER/X/Y (pixels, pixels per second; 60/12/-3, say)", SetPlanet},
     {"gps", "sim, nofix or a file name",
      [](VirtualOptions& o, std::string_view v) { return Text(v, Gps(o).source); }},
     {"gpsver", "0 or 1",
@@ -363,13 +385,19 @@ bool Consistent(const VirtualOptions& options, std::string& error) {
     error = "options gps…= are for virtual models with a GPS";
     return false;
   }
-  if (options.flash) {
-    const bool simulated = FindDevice(options.model)->gpsVersion >= 0 &&
-                           options.gps.value_or(VirtualGps()).source == VirtualGps::kSimulated;
-    if (!simulated || options.preRender > 0) {
-      error = "option flash= needs a virtual model with a GPS and its simulated time, and no prerender=";
-      return false;
-    }
+  const bool timed = FindDevice(options.model)->gpsVersion >= 0 && options.preRender == 0 &&
+                     options.gps.value_or(VirtualGps()).source == VirtualGps::kSimulated;
+  if (options.flash && !timed) {
+    error = "option flash= needs a virtual model with a GPS and its simulated time, and no prerender=";
+    return false;
+  }
+  if (options.occultation && (!timed || options.scene != "stars")) {
+    error = "option occult= needs stars, a virtual model with a GPS and its simulated time, and no prerender=";
+    return false;
+  }
+  if (options.planet && options.scene != "planet") {
+    error = "option planet= is for scene=planet only";
+    return false;
   }
   return true;
 }

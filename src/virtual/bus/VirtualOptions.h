@@ -51,6 +51,19 @@ struct VirtualFlash {
   double seconds = 0;
 };
 
+/// The brightest star goes out and comes back, at instants that the receiver's time tells.
+struct VirtualOccultation {
+  UtcTime start{};
+  double seconds = 0;
+};
+
+/// The disc of `scene=planet`.
+struct VirtualPlanet {
+  double diameter = 60;  ///< pixels
+  double driftX = 0;     ///< pixels of the sensor per second
+  double driftY = 0;
+};
+
 /// A fault at a numbered operation of the flash; each kind counts its own operations, from 1.
 struct FlashFault {
   enum class Kind : std::uint8_t { Erase, Read, WeakWrite, PowerLoss };
@@ -71,11 +84,13 @@ struct VirtualOptions {
   std::string state;                    ///< `state=FILE`: keeps flash, registers and serial number
   std::optional<double> temperatureC;   ///< `temp=` sensor at the start; default: settled in `ambient=`, else 20
   std::optional<double> ambientC;       ///< `ambient=` surroundings; default: such that the sensor keeps `temp=`
-  std::string scene = "stars";          ///< `scene=stars|flat|dark`
-  double fluxElectronsPerSecond = 0;    ///< `flux=`: light of a flat scene, electrons per pixel and second
+  std::string scene = "stars";          ///< `scene=stars|planet|flat|dark`
+  double fluxElectronsPerSecond = 0;    ///< `flux=`: light of a flat scene or a planet, electrons per pixel and second
   double illuminantKelvin = 6000;       ///< `illuminant=`: colour of a flat scene's light; 6000 is white
   std::optional<VirtualFlash> flash;    ///< `flash=UTC/DURATION`, on models with a GPS
   int focus = 0;                        ///< `focus=`: where the focus motor has the stars sharpest, steps
+  std::optional<VirtualOccultation> occultation;  ///< `occult=UTC/DURATION`, likewise
+  std::optional<VirtualPlanet> planet;            ///< `planet=DIAMETER/X/Y` of `scene=planet`
   double dropRate = 0.0;                ///< `drop=`: fraction of frames that the device loses
   std::vector<FrameFault> frameFaults;  ///< `short@N`, `oversize@N`, `badheader@N`, `badtrailer@N`, `order@N`,
                                         ///< `lose@N`, `stall@N`, `error@N`, `unplug@N`

@@ -12,6 +12,7 @@ namespace {
 
 std::optional<Scene> SceneByName(std::string_view name) {
   if (name == "stars") return Scene::Stars;
+  if (name == "planet") return Scene::Planet;
   if (name == "flat") return Scene::Flat;
   if (name == "dark") return Scene::Dark;
   return std::nullopt;
@@ -21,7 +22,7 @@ std::unique_ptr<FrameSource> MakeSensor(const SensorData& sensor, const VirtualO
                                         std::string& error) {
   const std::optional<Scene> scene = SceneByName(options.scene);
   if (!scene) {
-    error = "unknown scene '" + options.scene + "'; known are stars, flat and dark";
+    error = "unknown scene '" + options.scene + "'; known are stars, planet, flat and dark";
     return nullptr;
   }
   const double asked = options.fluxElectronsPerSecond;
@@ -33,8 +34,12 @@ std::unique_ptr<FrameSource> MakeSensor(const SensorData& sensor, const VirtualO
     error = "illuminant must be a colour temperature from 1000 to 40000 kelvins";
     return nullptr;
   }
-  return std::make_unique<SensorModel>(sensor, *scene, asked > 0.0 ? asked : kDefaultFlatFlux, options.seed,
-                                       options.illuminantKelvin);
+  auto model = std::make_unique<SensorModel>(sensor, *scene, asked > 0.0 ? asked : kDefaultFlatFlux, options.seed,
+                                             options.illuminantKelvin);
+  if (*scene == Scene::Planet) {
+    model->Show(Planet(sensor, options.planet.value_or(VirtualPlanet()), asked > 0.0 ? asked : kDefaultPlanetFlux));
+  }
+  return model;
 }
 
 }  // namespace

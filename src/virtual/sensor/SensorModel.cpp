@@ -15,11 +15,17 @@ constexpr double kMostFlux = 1.0e9;
 
 /// Even light, e-/s under the green (or no) filter. What is no amount of light is none.
 double EvenLight(const SensorData& sensor, Scene scene, double flatFlux) {
-  if (scene == Scene::Stars) return sensor.skyElectronsPerSecond;
+  if (scene == Scene::Stars || scene == Scene::Planet) return sensor.skyElectronsPerSecond;
   return scene == Scene::Flat && flatFlux > 0.0 ? std::min(flatFlux, kMostFlux) : 0.0;
 }
 
 }  // namespace
+
+/// What of an exposure one row sees.
+struct SensorModel::RowLight {
+  float flashSeconds = 0.0F;
+  float hiddenSeconds = 0.0F;  ///< without the brightest star
+};
 
 /// One exposure's settings as physics.
 struct SensorModel::Exposure {
@@ -30,6 +36,9 @@ struct SensorModel::Exposure {
         rowSeconds(settings.rowSeconds),
         flashFrom(settings.flashStart),
         flashTo(settings.flashStart + settings.flashSeconds),
+        hiddenFrom(settings.hiddenStart),
+        hiddenTo(settings.hiddenStart + settings.hiddenSeconds),
+        seconds(settings.seconds),
         lightSeconds(static_cast<float>(static_cast<double>(settings.exposureUs) * 1e-6)),
         darkSeconds(lightSeconds * static_cast<float>(DarkScale(settings.temperatureC))),
         fullWell(static_cast<float>(readout.fullWellElectrons)),
@@ -41,11 +50,15 @@ struct SensorModel::Exposure {
     for (std::size_t i = 0; i < glow.size(); ++i) glow[i] = static_cast<float>(white * filters[i]);
   }
 
-  /// How long an output row, which a rolling shutter exposes later than the one above it, sees the flash.
-  float FlashSeconds(int row) const {
-    const double from = std::max(row * rowSeconds, flashFrom);
-    const double to = std::min(row * rowSeconds + static_cast<double>(lightSeconds), flashTo);
+  /// How much of an output row's exposure, which a rolling shutter begins later than that of the one above it, lies
+  /// between two times.
+  float Between(int row, double begin, double end) const {
+    const double from = std::max(row * rowSeconds, begin);
+    const double to = std::min(row * rowSeconds + static_cast<double>(lightSeconds), end);
     return static_cast<float>(std::max(to - from, 0.0));
+  }
+  RowLight LightOf(int row) const {
+    return {.flashSeconds = Between(row, flashFrom, flashTo), .hiddenSeconds = Between(row, hiddenFrom, hiddenTo)};
   }
 
   BinGrid grid;
@@ -53,6 +66,9 @@ struct SensorModel::Exposure {
   double rowSeconds;
   double flashFrom;  ///< seconds after the start of the first row's exposure
   double flashTo;
+  double hiddenFrom;  ///< likewise
+  double hiddenTo;
+  double seconds;  ///< the camera's time in its middle
   float lightSeconds;
   float darkSeconds;  ///< seconds at the reference temperature that give the same dark charge
   float fullWell;
@@ -87,24 +103,25 @@ void SensorModel::Focus(double defocusSteps) {
 }
 
 /// Expected charge of the pixels from `startX` of row `y`.
-void SensorModel::MeanCharge(const Exposure& exposure, int y, int startX, float flashSeconds,
+void SensorModel::MeanCharge(const Exposure& exposure, int y, int startX, const RowLight& light,
                              std::span<float> electrons) const {
   std::array<float, 2> even{};
   for (int i = 0; i < 2; ++i) {
     const auto filter = static_cast<std::size_t>(FilterAt(sensor_.bayerPattern, startX + i, y));
     even[static_cast<std::size_t>(i)] = exposure.glow[filter] * exposure.lightSeconds +
-                                        static_cast<float>(kFlashFlux * sensor_.response[filter]) * flashSeconds;
+                                        static_cast<float>(kFlashFlux * sensor_.response[filter]) * light.flashSeconds;
   }
   for (std::size_t i = 0; i < electrons.size(); ++i) electrons[i] = even[i & 1];
-  if (stars_) stars_->AddRow(y, startX, exposure.lightSeconds, electrons);
+  if (stars_) stars_->AddRow(y, startX, exposure.lightSeconds, light.hiddenSeconds, electrons);
+  if (planet_) planet_->AddRow(y, startX, exposure.lightSeconds, exposure.seconds, electrons);
   pattern_.AddRow(y, startX, exposure.darkSeconds, electrons);
 }
 
 /// The charge that row `y` collects from column `startX` on, photon and dark noise included.
-std::span<const float> SensorModel::CollectRow(const Exposure& exposure, int y, int startX, float flashSeconds,
+std::span<const float> SensorModel::CollectRow(const Exposure& exposure, int y, int startX, const RowLight& light,
                                                int columns) {
   const std::span<float> row(row_.data(), static_cast<std::size_t>(columns));
-  MeanCharge(exposure, y, startX, flashSeconds, row);
+  MeanCharge(exposure, y, startX, light, row);
   const RowNoise noise(seed_, exposure.frame, y);
   for (std::size_t i = 0; i < row.size(); ++i) {
     const float mean = std::min(row[i], kMostElectrons);
@@ -123,15 +140,15 @@ std::span<const float> SensorModel::CollectSamples(const Exposure& exposure, con
   const int left = std::max(settings.startX + grid.First(columns.first), 0);
   const int right = std::min(settings.startX + reach, sensor_.width);
   const int top = settings.startY + grid.First(sampleRow);
-  const float flashSeconds = exposure.FlashSeconds(sampleRow);
-  if (grid.bin == 1) return CollectRow(exposure, top, left, flashSeconds, right - left);
+  const RowLight light = exposure.LightOf(sampleRow);
+  if (grid.bin == 1) return CollectRow(exposure, top, left, light, right - left);
 
   const std::span<float> sums(sums_.data(), static_cast<std::size_t>(columns.last - columns.first));
   std::fill(sums.begin(), sums.end(), 0.0F);
   for (int j = 0; j < grid.bin; ++j) {
     const int y = top + j * grid.Step();
     if (y < 0 || y >= sensor_.height) continue;
-    const std::span<const float> row = CollectRow(exposure, y, left, flashSeconds, right - left);
+    const std::span<const float> row = CollectRow(exposure, y, left, light, right - left);
     for (int i = columns.first; i < columns.last; ++i) {
       for (int k = 0; k < grid.bin; ++k) {
         const int x = settings.startX + grid.First(i) + k * grid.Step();

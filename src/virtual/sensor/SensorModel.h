@@ -3,6 +3,7 @@
 
 #include <array>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "virtual/sensor/BinGrid.h"
@@ -10,11 +11,12 @@
 #include "virtual/sensor/FrameSource.h"
 #include "virtual/sensor/NoiseGenerator.h"
 #include "virtual/sensor/SensorData.h"
+#include "virtual/sky/Planet.h"
 #include "virtual/sky/Sky.h"
 
 namespace orq {
 
-enum class Scene : std::uint8_t { Stars, Flat, Dark };
+enum class Scene : std::uint8_t { Stars, Planet, Flat, Dark };
 
 /// Light of a flat scene when none is given, e-/s under the green (or no) filter.
 inline constexpr double kDefaultFlatFlux = 1000.0;
@@ -34,6 +36,9 @@ class SensorModel final : public FrameSource {
   SensorModel(const SensorData& sensor, Scene scene, double flatFlux, std::uint64_t seed,
               double illuminantKelvin = kWhiteKelvin);
 
+  /// Before the first exposure: a planet in the sky.
+  void Show(const Planet& planet) { planet_ = planet; }
+
   int Width() const override { return sensor_.width; }
   int Height() const override { return sensor_.height; }
   int AdcBits() const override { return sensor_.adcBits; }
@@ -47,11 +52,13 @@ class SensorModel final : public FrameSource {
 
  private:
   struct Exposure;
+  struct RowLight;
 
   void Focus(double defocusSteps);
-  void MeanCharge(const Exposure& exposure, int y, int startX, float flashSeconds,
+  void MeanCharge(const Exposure& exposure, int y, int startX, const RowLight& light,
                   std::span<float> electrons) const;
-  std::span<const float> CollectRow(const Exposure& exposure, int y, int startX, float flashSeconds, int columns);
+  std::span<const float> CollectRow(const Exposure& exposure, int y, int startX, const RowLight& light,
+                                    int columns);
   std::span<const float> CollectSamples(const Exposure& exposure, const ExposureSettings& settings, int sampleRow,
                                         Overlap columns);
 
@@ -61,6 +68,7 @@ class SensorModel final : public FrameSource {
   const PoissonTable& poisson_ = PoissonTable::Get();
   const FixedPattern pattern_;
   std::unique_ptr<const StarField> stars_;
+  std::optional<Planet> planet_;
   const Scene scene_;
   const double flatFlux_;
   std::array<double, 3> filters_{};  ///< what of even light passes each filter

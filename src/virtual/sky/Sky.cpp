@@ -133,6 +133,7 @@ void StarField::Render(const SensorData& sensor, const Star& star) {
       rates_.push_back(static_cast<float>(profile[static_cast<std::size_t>(index)] * scale * star.colour[filter]));
     }
   }
+  image.hides = &star == stars_.data();
   images_.push_back(image);
 }
 
@@ -151,18 +152,19 @@ void StarField::IndexRows(int height) {
   }
 }
 
-void StarField::AddRow(int y, int startX, float seconds, std::span<float> electrons) const {
+void StarField::AddRow(int y, int startX, float seconds, float hiddenSeconds, std::span<float> electrons) const {
   const int endX = startX + static_cast<int>(electrons.size());
   for (std::uint32_t k = rowStart_[static_cast<std::size_t>(y)]; k < rowStart_[static_cast<std::size_t>(y) + 1];
        ++k) {
     const Image& image = images_[rowImages_[k]];
+    const float shown = image.hides ? seconds - hiddenSeconds : seconds;
     const int from = std::max(image.x, startX);
     const int to = std::min(image.x + image.width, endX);
     const std::size_t row =
         image.first + static_cast<std::size_t>(y - image.y) * static_cast<std::size_t>(image.width);
     for (int x = from; x < to; ++x) {
       electrons[static_cast<std::size_t>(x - startX)] +=
-          rates_[row + static_cast<std::size_t>(x - image.x)] * seconds;
+          rates_[row + static_cast<std::size_t>(x - image.x)] * shown;
     }
   }
 }

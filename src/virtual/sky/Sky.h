@@ -44,14 +44,16 @@ class StarField {
 
   std::span<const Star> Stars() const { return stars_; }
   double FwhmPixels() const { return fwhm_; }
-  /// Adds `seconds` of starlight, in electrons, to the pixels from column `startX` of sensor row `y`.
-  void AddRow(int y, int startX, float seconds, std::span<float> electrons) const;
+  /// Adds `seconds` of starlight, in electrons, to the pixels from column `startX` of sensor row `y`; of the first
+  /// star `hiddenSeconds` less.
+  void AddRow(int y, int startX, float seconds, float hiddenSeconds, std::span<float> electrons) const;
 
  private:
   /// The part of a star's image that lies on the sensor.
   struct Image {
     int x = 0, y = 0, width = 0, height = 0;
     std::size_t first = 0;  ///< in `rates_`
+    bool hides = false;     ///< of the first star
   };
   void Render(const SensorData& sensor, const Star& star);
   void IndexRows(int height);

@@ -137,22 +137,34 @@ FrameStream::Exposure FrameStream::Begin() {
   for (SyncOutput& output : sync_) {
     output.ExposureBegins(DeviceUs(exposure.readoutAt - length));
   }
-  AddFlash(exposure);
+  AddInstants(exposure);
   return exposure;
 }
 
 /// A frame that shows when it was exposed keeps that time, also when it is rendered late and comes later.
-void FrameStream::AddFlash(Exposure& exposure) const {
-  if (!options_.flash) {
+void FrameStream::AddInstants(Exposure& exposure) const {
+  const bool moves = options_.scene == "planet";
+  if (!options_.flash && !options_.occultation && !moves) {
     return;
   }
-  using Seconds = std::chrono::duration<double>;
-  const Seconds flashAt = options_.flash->start - options_.gps.value_or(VirtualGps()).start;
   exposure.readoutSeconds = ReadoutSeconds(exposure);
-  const double firstRow = *exposure.readoutSeconds - static_cast<double>(exposure.sensor.exposureUs) * 1e-6;
-  exposure.sensor.rowSeconds = exposure.readoutUs * 1e-6 / exposure.geometry.height;
-  exposure.sensor.flashStart = flashAt.count() - firstRow;
-  exposure.sensor.flashSeconds = options_.flash->seconds;
+  ExposureSettings& sensor = exposure.sensor;
+  const double length = static_cast<double>(sensor.exposureUs) * 1e-6;
+  const double firstRow = *exposure.readoutSeconds - length;
+  sensor.rowSeconds = exposure.readoutUs * 1e-6 / exposure.geometry.height;
+  sensor.seconds = firstRow + length / 2.0;
+  const auto since = [&](UtcTime instant) {
+    const std::chrono::duration<double> at = instant - options_.gps.value_or(VirtualGps()).start;
+    return at.count() - firstRow;
+  };
+  if (options_.flash) {
+    sensor.flashStart = since(options_.flash->start);
+    sensor.flashSeconds = options_.flash->seconds;
+  }
+  if (options_.occultation) {
+    sensor.hiddenStart = since(options_.occultation->start);
+    sensor.hiddenSeconds = options_.occultation->seconds;
+  }
 }
 
 /// The frame's payload; the lock is open meanwhile.

@@ -148,7 +148,7 @@ class FrameStream {
   void ReadOut(const Exposure& exposure, std::shared_ptr<const Payload> payload) ORQ_REQUIRES(mutex_);
   void Remember(SentFrame frame) ORQ_REQUIRES(mutex_);
   double ReadoutSeconds(const Exposure& exposure) const ORQ_REQUIRES(mutex_);
-  void AddFlash(Exposure& exposure) const ORQ_REQUIRES(mutex_);
+  void AddInstants(Exposure& exposure) const ORQ_REQUIRES(mutex_);
   std::uint32_t Latch(const Exposure& exposure, double readoutSeconds) ORQ_REQUIRES(mutex_);
   void SettleLatch() ORQ_REQUIRES(mutex_);
 

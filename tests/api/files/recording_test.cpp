@@ -1,5 +1,6 @@
 // Recordings and SER files through the C interface.
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -132,6 +133,132 @@ TEST_F(Recordings, HaveTheFramesAndTimesThatReadersGet) {
   }
 }
 
+// What stands behind the header of a FITS file, and the integer of a card.
+struct Fits {
+  explicit Fits(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    const std::string all(std::istreambuf_iterator<char>(file), {});
+    const std::size_t end = all.find("END" + std::string(77, ' '));
+    EXPECT_NE(end, std::string::npos) << path;
+    header = all.substr(0, end);
+    data = all.substr(std::min((end / 2880 + 1) * 2880, all.size()));
+  }
+  int Number(const std::string& name) const {
+    const std::size_t card = header.find(name + std::string(8 - name.size(), ' ') + "=");
+    return card == std::string::npos ? -1 : std::stoi(header.substr(card + 10, 20));
+  }
+  std::string header;
+  std::string data;
+};
+
+// Samples as FITS has them: of 16 bits signed, most significant byte first; colours in planes, red first.
+std::string AsInFits(const Bytes& pixels, int32_t format) {
+  std::string samples;
+  if (format == ORQ_FORMAT_RAW16) {
+    for (std::size_t i = 0; i < pixels.size(); i += 2) {
+      std::uint16_t sample = 0;
+      std::memcpy(&sample, pixels.data() + i, 2);
+      samples += static_cast<char>((sample >> 8U) ^ 0x80U);
+      samples += static_cast<char>(sample & 0xFFU);
+    }
+  } else if (format == ORQ_FORMAT_RGB24) {
+    for (const std::size_t colour : {2U, 1U, 0U}) {
+      for (std::size_t i = colour; i < pixels.size(); i += 3) samples += static_cast<char>(pixels[i]);
+    }
+  } else {
+    samples.assign(pixels.begin(), pixels.end());
+  }
+  return samples;
+}
+
+TEST_F(Recordings, AsCubesAndFoldersHaveTheFramesThatReadersGet) {
+  constexpr std::size_t kFrames = 5;
+  for (const int32_t format : {ORQ_FORMAT_RAW8, ORQ_FORMAT_RAW16, ORQ_FORMAT_RGB24, ORQ_FORMAT_Y8}) {
+    SCOPED_TRACE(format);
+    const ApiCamera camera;
+    camera.Corner(format);
+    orq_reader_options every{};
+    every.size = sizeof every;
+    every.mode = ORQ_READ_EVERY;
+    every.depth = 64;
+    orq_reader* reader = nullptr;
+    ASSERT_EQ(orq_reader_open(camera.camera, &every, &reader), ORQ_OK) << orq_last_error();
+    const std::string folder = Path(("f" + std::to_string(format)).c_str());
+    const std::string file = folder + ".fits";
+    orq_recording_options options = Limit(kFrames);
+    ApiRecording cube;
+    ASSERT_EQ(orq_recording_start(camera.camera, file.c_str(), &options, &cube.recording), ORQ_OK) << orq_last_error();
+    ApiRecording files;
+    ASSERT_EQ(orq_recording_start(camera.camera, (folder + "/").c_str(), &options, &files.recording), ORQ_OK)
+        << orq_last_error();
+    ASSERT_EQ(orq_video_start(camera.camera), ORQ_OK) << orq_last_error();
+    cube.ExpectEnd(ORQ_RECORDING_FRAMES);
+    files.ExpectEnd(ORQ_RECORDING_FRAMES);
+    ASSERT_EQ(orq_video_stop(camera.camera), ORQ_OK);
+    const Fits read(file);
+    const bool colour = format == ORQ_FORMAT_RGB24;
+    EXPECT_EQ(read.Number(colour ? "NAXIS4" : "NAXIS3"), static_cast<int>(kFrames));
+    EXPECT_EQ(read.Number("BITPIX"), format == ORQ_FORMAT_RAW16 ? 16 : 8);
+    EXPECT_EQ(cube.State().bytes, std::filesystem::file_size(file));
+    std::uintmax_t sum = 0;
+    for (std::size_t i = 0; i < kFrames; ++i) {
+      ApiFrame frame;
+      ASSERT_EQ(orq_reader_wait(reader, kPatienceMs, &frame.frame), ORQ_OK) << orq_last_error();
+      const std::string expected = AsInFits(frame.Pixels(), format);
+      EXPECT_TRUE(read.data.substr(i * expected.size(), expected.size()) == expected) << "frame " << i;
+      const std::string one = folder + "/00000" + std::to_string(i + 1) + ".fits";
+      const Fits single(one);
+      EXPECT_TRUE(single.data.substr(0, expected.size()) == expected) << "frame " << i;
+      EXPECT_EQ(single.Number("CAMSEQ"), static_cast<int>(frame.Info().sequence));
+      sum += std::filesystem::file_size(one);
+    }
+    EXPECT_EQ(files.State().bytes, sum);
+    orq_reader_release(reader);
+  }
+}
+
+TEST_F(Recordings, AreOfTheFormThatIsAskedFor) {
+  const ApiCamera camera;
+  camera.Corner();
+  const auto planned = [&](int32_t form, const std::string& name) {
+    orq_recording_options options = Limit(1);
+    options.form = form;
+    orq_recording_plan plan{};
+    plan.size = sizeof plan;
+    const orq_status status = orq_recording_plan_get(camera.camera, name.c_str(), &options, &plan);
+    return status == ORQ_OK ? plan.form : -1 - static_cast<int>(status);
+  };
+  constexpr int kInvalid = -1 - static_cast<int>(ORQ_ERROR_INVALID);
+  EXPECT_EQ(planned(ORQ_RECORDING_BY_NAME, Path("a.ser")), ORQ_RECORDING_SER);
+  EXPECT_EQ(planned(ORQ_RECORDING_BY_NAME, Path("a.FITS")), ORQ_RECORDING_CUBE);
+  EXPECT_EQ(planned(ORQ_RECORDING_BY_NAME, Path("a.fit")), ORQ_RECORDING_CUBE);
+  EXPECT_EQ(planned(ORQ_RECORDING_BY_NAME, Path("a//")), ORQ_RECORDING_FOLDER);
+  EXPECT_EQ(planned(ORQ_RECORDING_FOLDER, Path("a")), ORQ_RECORDING_FOLDER);
+  EXPECT_EQ(planned(ORQ_RECORDING_BY_NAME, Path("a")), kInvalid);
+  EXPECT_EQ(planned(ORQ_RECORDING_SER, Path("a.fits")), kInvalid);
+  EXPECT_EQ(planned(ORQ_RECORDING_CUBE, Path("a.ser")), kInvalid);
+  EXPECT_EQ(planned(ORQ_RECORDING_CUBE, Path("a.fits.fz")), kInvalid);
+  EXPECT_EQ(planned(4, Path("a.ser")), kInvalid);
+  EXPECT_EQ(planned(-1, Path("a.ser")), kInvalid);
+  EXPECT_EQ(planned(ORQ_RECORDING_FOLDER, "/"), kInvalid);
+  std::ofstream(Path("file")) << "other";
+  EXPECT_EQ(planned(ORQ_RECORDING_FOLDER, Path("file")), -1 - static_cast<int>(ORQ_ERROR_FILE));
+}
+
+TEST_F(Recordings, AsCubesEndAtTheirSizeWithAWholeFile) {
+  const ApiCamera camera;
+  camera.Corner();
+  orq_recording_options options = Limit(0);
+  options.bytes = 100'000;
+  ApiRecording recording;
+  ASSERT_EQ(orq_recording_start(camera.camera, Path("a.fits").c_str(), &options, &recording.recording), ORQ_OK);
+  ASSERT_EQ(orq_video_start(camera.camera), ORQ_OK);
+  recording.ExpectEnd(ORQ_RECORDING_SIZE);
+  EXPECT_EQ(recording.State().bytes, std::filesystem::file_size(Path("a.fits")));
+  EXPECT_LE(recording.State().bytes, options.bytes);
+  EXPECT_GT(recording.State().bytes, options.bytes - 2 * 64 * 64 - 2880) << "another frame would not fit";
+}
+
 TEST_F(Recordings, HaveThePatternThatFramesBeginWith) {
   const std::map<int32_t, int32_t> colours = {
       {ORQ_BAYER_RGGB, 8}, {ORQ_BAYER_GRBG, 9}, {ORQ_BAYER_GBRG, 10}, {ORQ_BAYER_BGGR, 11}};
@@ -183,6 +310,7 @@ TEST_F(Recordings, AreToldBeforehand) {
       << orq_last_error();
   EXPECT_EQ(plan.file, Path("k1c.ser"));
   EXPECT_EQ(plan.times_file, Path("k1c.ser.txt"));
+  EXPECT_EQ(plan.form, ORQ_RECORDING_SER);
   EXPECT_EQ(plan.width, 64);
   EXPECT_EQ(plan.frame_bytes, 64U * 64 * 2);
   EXPECT_EQ(plan.ring_frames, (1U << 20U) / (64 * 64 * 2));

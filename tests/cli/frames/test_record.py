@@ -2,27 +2,24 @@
 
 import json
 import os
-import random
 import resource
-import signal
-import time
+import shutil
+import subprocess
 import unittest
 
+import recording_trials
 from ser_format import Ser, Times, ticks, write
-from support import TIMEOUT, CliTest, needs_astropy
+from support import ORQCAM, CliTest, fits, needs_astropy
 
 SLOW_DISK = os.environ.get("ORQ_SLOW_DISK", "")
-KILLS = int(os.environ.get("ORQ_KILLS", "20"))
+TRIALS = 20
 WIDTH, HEIGHT = 96, 64
 SIZE = ("--region", f"0,0,{WIDTH},{HEIGHT}", "-f", "raw8")
-PERIOD = 251
-LATER = [bytes((value + shift) % PERIOD for value in range(256)) for shift in range(PERIOD)]
 
 
 def source(index, width=WIDTH, height=HEIGHT):
-    """Frame `index` of what the camera plays: every pixel tells which frame it is of, and where it belongs."""
-    row = bytes(3 * x % PERIOD for x in range(width))
-    return b"".join(row.translate(LATER[(index + 5 * y) % PERIOD]) for y in range(height))
+    """Frame `index` of what the camera plays."""
+    return recording_trials.source(index, width, height)
 
 
 class Tests(CliTest):
@@ -124,31 +121,75 @@ class Tests(CliTest):
         self.assertEqual(done.returncode, 4, done.stderr)
         self.check("a.ser")
 
-    def test_a_kill_at_any_moment_loses_no_frame_that_is_in_the_file(self):
-        drawn = random.Random(7)
-        recorded = 0
-        for first in range(0, KILLS, 10):
-            names = [f"{i}.ser" for i in range(first, min(first + 10, KILLS))]
-            running = [self.start_tool("-c", self.camera(), "record", *SIZE, "-e", "2ms", "-o", name, "--json") for name in names]
-            for process in running:
-                process.stdout.readline()  # it begins
-            for process in running:
-                time.sleep(drawn.uniform(0, 0.15))
-                process.send_signal(signal.SIGKILL)
-                process.wait(timeout=TIMEOUT)
-            for name in names:
-                size = os.path.getsize(self.path(name)) if os.path.exists(self.path(name)) else 0
-                whole = (size - 178) // (WIDTH * HEIGHT)
-                if whole < 1:
-                    continue
-                recorded += 1
-                self.fail_with(1, "ser", "check", name)
-                repaired = self.json("ser", "repair", name)
-                self.assertEqual((repaired["frames"], repaired["with_time"]), (whole, whole))
-                self.succeed("ser", "check", name)
-                self.check(name)
-                os.remove(self.path(name))
-        self.assertGreater(recorded, KILLS // 4)
+    def test_what_ends_at_any_moment_loses_no_frame_that_is_there(self):
+        made, frames, wrong = recording_trials.run(ORQCAM, self.work, TRIALS, 7)
+        self.assertEqual(wrong, [])
+        self.assertGreaterEqual(made, TRIALS // 2)
+        self.assertGreater(frames, made)
+
+    @needs_astropy
+    def test_cubes_and_folders_have_what_the_sensor_sent(self):
+        begun = self.json_lines(self.succeed("-c", self.camera(",drop=0.05,seed=3"), "record", *SIZE, "-e", "2ms", "-n", "60", "-o",
+                                             "a.fits", "--json")[0])[0]
+        self.assertEqual(begun["form"], "cube")
+        self.succeed("-c", self.camera(",drop=0.05,seed=3"), "record", *SIZE, "-e", "2ms", "-n", "20", "--form", "folder", "-o", "b")
+        with fits.open(self.path("a.fits")) as cube:
+            cube.verify("exception")
+            data, table = cube[0].data, cube["TIMES"].data
+            self.assertEqual(data.shape, (60, HEIGHT, WIDTH))
+            self.assertEqual(cube[0].header["DATE-OBS"], table["UTC"][0][:len(cube[0].header["DATE-OBS"])])
+            lines = Times(self.path("a.fits.txt")).frames
+            self.assertEqual([line["utc"] for line in lines], list(table["UTC"]))
+            self.assertEqual([line["number"] for line in lines], list(table["NUMBER"]))
+            self.assertGreater(lines[-1]["number"], 60)
+            numbers = [int(number) for number in table["NUMBER"]]
+            played = [data[i].tobytes() for i in range(60)]
+        lines = Times(self.path("b.txt")).frames
+        self.assertEqual(self.files(), ["a.fits", "a.fits.txt", "b", "b.txt"])
+        for i, line in enumerate(lines):
+            header, image = self.open_fits(f"b/{i + 1:06}.fits")
+            self.assertEqual((header["FRAMENO"], header["CAMSEQ"]), (i + 1, line["sequence"]))
+            self.assertEqual(header["DATE-OBS"], line["utc"][:len(header["DATE-OBS"])])
+            numbers.append(line["number"])
+            played.append(image.tobytes())
+        for begin, end in ((0, 60), (60, 80)):
+            for number, pixels in zip(numbers[begin:end], played[begin:end]):
+                self.assertEqual(pixels, source((played[begin][0] + number - 1) % self.sources), number)
+        if shutil.which("fitsverify"):
+            done = subprocess.run(["fitsverify", "-q", self.path("a.fits")], stdout=subprocess.PIPE, check=False, text=True)
+            self.assertIn("verification OK", done.stdout)
+
+    def test_a_folder_is_not_mixed_with_another(self):
+        words = ("-c", self.camera(), "record", *SIZE, "-e", "2ms", "-o", "b/")
+        self.succeed(*words, "-n", "5")
+        self.assertIn("not empty", self.fail_with(1, *words, "-n", "2"))
+        with open(self.path("b/notes.fits"), "w", encoding="ascii") as file:
+            file.write("mine")
+        self.succeed(*words, "-n", "2", "--overwrite")
+        self.assertEqual(sorted(os.listdir(self.path("b"))), ["000001.fits", "000002.fits", "notes.fits"])
+        self.fail_with(2, *words, "--form", "ser")
+        self.fail_with(2, "-c", self.camera(), "record", *SIZE, "-o", "a.ser", "--form", "cube")
+        self.fail_with(2, "-c", self.camera(), "record", *SIZE, "--form", "tape")
+
+    def test_the_box_follows_a_planet_of_the_sky(self):
+        # In a second it leaves half of the box, which has 128 pixels. The camera's GPS tells where it is.
+        self.succeed("-c", "virtual:t46c,scene=planet,planet=40/60/-20", "record", "--preset", "planet", "-e", "5ms", "-f", "raw8",
+                     "-s", "2.5", "-o", "p.ser")
+        ser, times = Ser(self.path("p.ser")), Times(self.path("p.ser.txt"))
+        self.assertEqual((ser.width, ser.height), (128, 128))
+        self.assertGreater(len({(line["x"], line["y"]) for line in times.frames}), 2)
+        self.assertGreater(times.frames[-1]["x"] - times.frames[0]["x"], 64)
+        ways = []
+        for pixels, line in zip(ser.frames, times.frames):
+            if line["source"] != "gps":
+                continue
+            bright = [i for i, value in enumerate(pixels) if value > 20]
+            self.assertGreater(len(bright), 300, line)
+            x, y = line["x"] + sum(i % 128 for i in bright) / len(bright), line["y"] + sum(i // 128 for i in bright) / len(bright)
+            ways.append((x - 60 * line["stamp"] / 1e7, y + 20 * line["stamp"] / 1e7))
+        self.assertGreater(len(ways), 10)
+        for axis in zip(*ways):  # the same for all: it is where its speed has taken it, wherever the box was
+            self.assertLess(max(axis) - min(axis), 2)
 
     def test_the_box_around_a_planet_follows_it(self):
         side, radius, path = 480, 24, os.path.join(self.directory, "planet.ser")

@@ -283,6 +283,35 @@ TEST(VirtualOptionsTest, AFlashNeedsASimulatedTimeAndFramesOfTheMoment) {
   EXPECT_TRUE(Parsed("t46c,gpstime=2031-01-01T00:00:00" + flash).flash.has_value());
 }
 
+TEST(VirtualOptionsTest, AnOccultationHasAnInstantAndALength) {
+  using namespace std::chrono;
+  const VirtualOptions options = Parsed("t46c,occult=2030-01-01T00:00:02.5/800ms");
+  ASSERT_TRUE(options.occultation.has_value());
+  EXPECT_EQ(sys_days(2030y / 1 / 1) + 2500ms, options.occultation->start);
+  EXPECT_DOUBLE_EQ(0.8, options.occultation->seconds);
+  for (const char* text : {"occult", "occult=", "occult=2030-01-01T00:00:05", "occult=now/1s"}) {
+    EXPECT_THAT(ErrorOf(std::string("t46c,") + text), HasSubstr("UTC/DURATION")) << text;
+  }
+  const std::string occultation = ",occult=2030-01-01T00:00:05/1s";
+  for (const char* text : {"k1c", "t46c,gps=nofix", "t46c,prerender=2", "t46c,scene=flat"}) {
+    EXPECT_THAT(ErrorOf(text + occultation), HasSubstr("occult= needs")) << text;
+  }
+}
+
+TEST(VirtualOptionsTest, APlanetHasASizeAndAWay) {
+  const VirtualOptions options = Parsed("k1m,scene=planet,planet=60.5/12/-3");
+  ASSERT_TRUE(options.planet.has_value());
+  EXPECT_DOUBLE_EQ(60.5, options.planet->diameter);
+  EXPECT_DOUBLE_EQ(12, options.planet->driftX);
+  EXPECT_DOUBLE_EQ(-3, options.planet->driftY);
+  EXPECT_FALSE(Parsed("k1m,scene=planet").planet.has_value());
+  for (const char* text : {"planet", "planet=60", "planet=60/1", "planet=60/1/2/3", "planet=3/0/0", "planet=2001/0/0",
+                           "planet=60/10001/0", "planet=60/0/-10001", "planet=60//0"}) {
+    EXPECT_THAT(ErrorOf(std::string("k1m,scene=planet,") + text), HasSubstr("DIAMETER/X/Y")) << text;
+  }
+  EXPECT_THAT(ErrorOf("k1m,planet=60/0/0"), HasSubstr("scene=planet only"));
+}
+
 TEST(VirtualOptionsTest, AnFpgaTypeIsAByte) {
   EXPECT_EQ(0, Parsed("k1c,fpga=0").fpgaType);
   EXPECT_EQ(255, Parsed("k1c,fpga=255").fpgaType);

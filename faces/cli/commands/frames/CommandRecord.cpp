@@ -1,4 +1,4 @@
-// orqcam record: a video into a file.
+// orqcam record: a video into a file, or a folder of files.
 #include <chrono>
 #include <cmath>
 #include <memory>
@@ -24,8 +24,11 @@ using Clock = std::chrono::steady_clock;
 constexpr milliseconds kWait{100};
 constexpr milliseconds kMeasureRate{500};
 
+constexpr const char* kUsualName = "{camera}-{date}-{time}";
+
 struct RecordOptions : ShootingOptions {
-  std::string output = "{camera}-{date}-{time}.ser";
+  std::string output;  ///< empty: camera, date and time, in the form that is wanted
+  std::string form;    ///< empty: as the name of the output says
   std::string preset;  ///< empty: as --region and --center say
   std::string seconds;
   std::string frames;
@@ -49,6 +52,23 @@ const Preset* FindPreset(const std::string& name) {
     if (Lower(name) == preset.name) return &preset;
   }
   throw CliError(kExitUsage, "unknown preset '" + name + "'; there are full, 1280x720, 640x480 and planet");
+}
+
+struct Form {
+  const char* name;
+  int value;
+  const char* ending;
+};
+constexpr Form kForms[] = {{"ser", ORQ_RECORDING_SER, ".ser"},
+                           {"cube", ORQ_RECORDING_CUBE, ".fits"},
+                           {"folder", ORQ_RECORDING_FOLDER, "/"}};
+
+const Form* FindForm(const std::string& name) {
+  if (name.empty()) return nullptr;
+  for (const Form& form : kForms) {
+    if (Lower(name) == form.name) return &form;
+  }
+  throw CliError(kExitUsage, "unknown form '" + name + "'; there are ser, cube and folder");
 }
 
 // "2GB", "500MB", in decimal units.
@@ -80,6 +100,7 @@ orq_recording_options Limits(const RecordOptions& options) {
   constexpr double kUsPerSecond = 1e6;
   auto limits = sized<orq_recording_options>();
   limits.overwrite = options.overwrite ? 1 : 0;
+  if (const Form* const form = FindForm(options.form)) limits.form = form->value;
   if (!options.frames.empty()) limits.frames = ParsePositive(options.frames, "--frames", kMostFrames);
   if (!options.seconds.empty()) {
     const double seconds = ParseSeconds(options.seconds, "--seconds");
@@ -214,7 +235,11 @@ void Describe(const Context& context, Device& camera, const RecordOptions& optio
 }
 
 ExitCode RunRecord(const Context& context, RecordOptions options) {
-  const orq_recording_options limits = Limits(options);
+  orq_recording_options limits = Limits(options);
+  if (options.output.empty()) {
+    const Form* const form = FindForm(options.form);
+    options.output = std::string(kUsualName) + (form == nullptr ? kForms[0].ending : form->ending);
+  }
   const Preset* const preset = FindPreset(options.preset);
   options.settings.Check();
   options.cooling.Check();
@@ -222,7 +247,7 @@ ExitCode RunRecord(const Context& context, RecordOptions options) {
   Device camera(context);
   Describe(context, camera, options);
   SetRegion(camera, options);
-  camera->planRecording(options.output, limits);  // what is wrong with its name is told before anything is done
+  camera->planRecording(options.output, limits);  // what is wrong with the name is told before anything is done
   ApplyCorrections(camera, options.corrections, context.settings);
   options.cooling.Apply(camera);
   AutoControl automatic(camera, options.automatic);
@@ -238,6 +263,7 @@ ExitCode RunRecord(const Context& context, RecordOptions options) {
   const double fps = MeasureRate(camera, shooter);
   const orq_recording_plan plan = camera->planRecording(options.output, limits);
   ReportPlan(context, plan, fps);
+  limits.form = plan.form;  // the planned name of a folder has no slash any more
   Recording recording = camera->record(plan.file, limits);
   Watch(context, camera, shooter, follower ? &*follower : nullptr, plan, recording);
   ReportRecorded(context, plan, recording);
@@ -250,7 +276,7 @@ ExitCode RunRecord(const Context& context, RecordOptions options) {
 }  // namespace
 
 CommandRun AddRecordCommand(const Command& app) {
-  const Command command = app.AddCommand("record", "Record a video to a SER file");
+  const Command command = app.AddCommand("record", "Record a video to a SER file, a FITS cube or a folder of FITS files");
   auto options = std::make_shared<RecordOptions>();
   options->AddTo(command);
   options->automatic.AddTimeoutTo(command);
@@ -260,13 +286,14 @@ CommandRun AddRecordCommand(const Command& app) {
   command
       .AddOption(
           "-o,--output", options->output,
-          "File name, which ends in .ser. Placeholders: {date} {time} {camera} {serial} {object} {type} {format} "
-          "{exposure} {gain} {offset} {bin}")
-      .Default(options->output);
+          "File name: .ser, .fits (a cube), or a / at its end (a folder). Placeholders: {date} {time} {camera} "
+          "{serial} {object} {type} {format} {exposure} {gain} {offset} {bin}")
+      .Default(std::string(kUsualName) + kForms[0].ending);
+  command.AddOption("--form", options->form, "What it becomes: ser, cube or folder (default: as the name says)");
   command.AddFlag("--overwrite", options->overwrite, "Replace files that exist");
   command.AddOption("-s,--seconds", options->seconds, "Stop after this time (default: at Ctrl-C)");
   command.AddOption("-n,--frames", options->frames, "Stop after this many frames");
-  command.AddOption("--size", options->size, "Stop before the file gets larger: 500MB, 2GB");
+  command.AddOption("--size", options->size, "Stop before it gets larger: 500MB, 2GB");
   command.AddOption("--ring", options->ring, "Memory for frames that wait for the disk, in MB").Default("256");
   command.AddOption("--object", options->object, "Name of the object");
   command.AddOption("--observer", options->observer, "Name of the observer");

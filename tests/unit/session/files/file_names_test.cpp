@@ -117,14 +117,19 @@ TEST(WithExtension, ReplacesTheLastOneOnly) {
   EXPECT_EQ(WithExtension("a.b/x.123.fits", ".png"), "a.b/x.123.png");
 }
 
-TEST(FilePattern, OfRecordingsEndsInSer) {
+TEST(FilePattern, OfRecordingsSaysWhatTheyAre) {
   const FilePattern pattern("{camera}-{gain}.ser", FileUse::Recording);
   EXPECT_EQ(pattern.Kind(), FileKind::Ser);
   NameFacts facts;
   facts.camera = "k1c";
   facts.gain = 7;
   EXPECT_EQ(pattern.Expand(facts), "k1c-7.ser");
-  EXPECT_THROW(FilePattern("a.fits", FileUse::Recording), Failure);
+  EXPECT_EQ(FilePattern("a.fits", FileUse::Recording).Kind(), FileKind::Fits);
+  EXPECT_EQ(FilePattern("a.Fit", FileUse::Recording).Kind(), FileKind::Fits);
+  EXPECT_EQ(FilePattern("{camera}", FileUse::Folder).Expand(facts), "k1c");
+  EXPECT_EQ(FilePattern("x/a.b", FileUse::Folder).Kind(), FileKind::Folder);
+  EXPECT_THROW(FilePattern("/", FileUse::Folder), Failure);
+  EXPECT_THROW(FilePattern("a.fits.fz", FileUse::Recording), Failure);
   EXPECT_THROW(FilePattern("a.ser"), Failure) << "one frame is not saved so";
 }
 

@@ -34,7 +34,7 @@ class Repair : public testing::Test {
                                .number = static_cast<std::uint64_t>(i + 1),
                                .begin = kTime + i * 1000,
                                .source = "computer"};
-      ASSERT_EQ(files.Put(Pixels(i), line), 0);
+      ASSERT_EQ(files.Put(Pixels(i), line, {}), 0);
     }
     std::uint64_t frames = kFrames;
     if (finish) {

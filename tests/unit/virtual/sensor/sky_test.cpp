@@ -21,7 +21,7 @@ std::vector<float> Render(const StarField& field, const SensorData& sensor, floa
   const auto width = static_cast<std::size_t>(sensor.width);
   std::vector<float> image(width * static_cast<std::size_t>(sensor.height), 0.0F);
   for (int y = 0; y < sensor.height; ++y) {
-    field.AddRow(y, 0, seconds, std::span(image).subspan(static_cast<std::size_t>(y) * width, width));
+    field.AddRow(y, 0, seconds, 0.0F, std::span(image).subspan(static_cast<std::size_t>(y) * width, width));
   }
   return image;
 }
@@ -80,6 +80,18 @@ TEST(StarField, ShowsStarsWiderOutOfFocus) {
   EXPECT_NEAR(Sum(image), 100'000.0, 20.0) << "it is the same light";
 }
 
+TEST(StarField, HidesTheFirstStarAlone) {
+  const SensorData sensor = Small();
+  const Star first{.x = 30.0, .y = 40.0, .electronsPerSecond = 1000.0};
+  const Star second{.x = 34.0, .y = 40.0, .electronsPerSecond = 3000.0};
+  std::vector<float> row(100, 0.0F);
+  StarField(sensor, {first, second}).AddRow(40, 0, 2.0F, 0.5F, row);
+  std::vector<float> expected(100, 0.0F);
+  StarField(sensor, {first}).AddRow(40, 0, 1.5F, 0.0F, expected);
+  StarField(sensor, {second}).AddRow(40, 0, 2.0F, 0.0F, expected);
+  EXPECT_THAT(row, testing::Pointwise(testing::FloatNear(1e-3F), expected));
+}
+
 TEST(StarField, CutsStarsAtTheEdges) {
   const SensorData sensor = Small();
   const StarField corner(sensor, {Star{.x = -0.5, .y = -0.5, .electronsPerSecond = 10'000.0}});
@@ -115,8 +127,8 @@ TEST(StarField, RendersPartsOfARowAlike) {
   const SensorData sensor = Small();
   const StarField field(sensor, {Star{.x = 50.3, .y = 40.8, .electronsPerSecond = 1000.0}});
   std::vector<float> whole(100, 0.0F), part(3, 0.0F);
-  field.AddRow(41, 0, 1.0F, whole);
-  field.AddRow(41, 49, 1.0F, part);
+  field.AddRow(41, 0, 1.0F, 0.0F, whole);
+  field.AddRow(41, 49, 1.0F, 0.0F, part);
   EXPECT_GT(part[1], 0.0F);
   for (std::size_t i = 0; i < part.size(); ++i) EXPECT_EQ(part[i], whole[49 + i]);
 }
