@@ -106,15 +106,13 @@ TEST(Subframe, OutsideThePictureIsRefused) {
 TEST(Transpose, TurnsEverySizeOfBothKindsOfSamples) {
   for (const int sample : {1, 2}) {
     for (const auto& [width, height] : {std::pair(1, 1), std::pair(8, 8), std::pair(17, 23), std::pair(64, 9)}) {
-      const std::size_t stride = static_cast<std::size_t>((width + 3) * sample);
-      std::vector<std::uint8_t> pixels(stride * static_cast<std::size_t>(height));
-      std::iota(pixels.begin(), pixels.end(), static_cast<std::uint8_t>(1));
       Image image;
-      image.topLeft = pixels.data();
-      image.rowBytes = stride;
       image.width = width;
       image.height = height;
       image.sampleBytes = sample;
+      const std::size_t stride = static_cast<std::size_t>(width * sample);
+      image.rows.resize(stride * static_cast<std::size_t>(height));
+      std::iota(image.rows.begin(), image.rows.end(), static_cast<std::uint8_t>(1));
       for (int first = 0; first < width; first += 5) {
         const int count = width - first;
         std::vector<std::uint8_t> turned(static_cast<std::size_t>(count * height * sample));
@@ -124,7 +122,7 @@ TEST(Transpose, TurnsEverySizeOfBothKindsOfSamples) {
           const std::size_t x = static_cast<std::size_t>(first) + index / static_cast<std::size_t>(height);
           const std::size_t y = index % static_cast<std::size_t>(height);
           const std::size_t byte = at % static_cast<std::size_t>(sample);
-          ASSERT_EQ(turned[at], pixels[y * stride + x * static_cast<std::size_t>(sample) + byte]);
+          ASSERT_EQ(turned[at], image.rows[y * stride + x * static_cast<std::size_t>(sample) + byte]);
         }
       }
     }
@@ -163,8 +161,8 @@ TEST_P(Flipped, SubframesAreThoseOfTheFlippedPicture) {
     const Image image = imageOf(exposed(*part), reading, optics);
     const auto* const samples = reinterpret_cast<const std::uint16_t*>(frame.data());
     for (int y = 0; y < wanted.height; ++y) {
-      const auto* const row =
-          reinterpret_cast<const std::uint16_t*>(image.topLeft + static_cast<std::size_t>(y) * image.rowBytes);
+      const auto* const row = reinterpret_cast<const std::uint16_t*>(
+          image.rows.data() + static_cast<std::size_t>(y) * image.rowBytes());
       const std::uint16_t* const expected = samples + (wanted.startY + y) * 1936 + wanted.startX;
       ASSERT_TRUE(std::equal(row, row + wanted.width, expected)) << "row " << y;
     }
@@ -195,7 +193,7 @@ TEST_P(Flipped, WhatTheComputerBinsIsWhatTheCameraBins) {
   const int skipped = (flips & ORQ_FLIP_HORIZONTAL) != 0 ? 4 : 0;
   for (int y = 0; y < 274; ++y) {
     const auto* const row =
-        reinterpret_cast<const std::uint16_t*>(image.topLeft + static_cast<std::size_t>(y) * image.rowBytes);
+        reinterpret_cast<const std::uint16_t*>(image.rows.data() + static_cast<std::size_t>(y) * image.rowBytes());
     const auto* const expected = reinterpret_cast<const std::uint16_t*>(frame.data()) + y * 480;
     ASSERT_TRUE(std::equal(expected, expected + 480, row + skipped)) << "row " << y;
   }
