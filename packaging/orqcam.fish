@@ -7,11 +7,11 @@ function __orqcam_path
     for word in (commandline -opc)[2..-1]
         if test $skip = 1
             set skip 0
-        else if contains -- $word -c --camera --backup -o --output -e --exposure -g --gain --offset --region --center --centre -b --bin -f --format --flip --gamma --mode --out-a --out-b --dark --cool --cool-timeout --auto-target --auto-max-exposure --auto-max-gain --auto-timeout -n --count --retries --timeout -k --keyword --object --observer --image-type --preset -s --seconds --frames --size --ring --map --interval
+        else if contains -- $word -c --camera --backup -o --output -e --exposure -g --gain --offset --region --center --centre -b --bin -f --format --flip --gamma --mode --out-a --out-b --dark --cool --cool-timeout --auto-target --auto-max-exposure --auto-max-gain --auto-timeout -n --count --retries --timeout -k --keyword --object --observer --image-type --preset -s --seconds --frames --size --ring --map --interval --listen --port --token --token-file --host --alpaca-allow --client-seconds
             set skip 1
         else if not string match -q -- '-*' $word
             set -l known (string join ' ' $path $word)
-            contains -- $known "list" "info" "id" "id get" "id set" "id clear" "serial" "sensor-id" "report" "capture" "record" "ser" "ser info" "ser check" "ser repair" "ser extract" "stream" "trigger" "mode" "dark" "dark take" "dark use" "dark off" "dark save" "dark load" "hotpixels" "hotpixels build" "hotpixels show" "hotpixels enable" "hotpixels disable" "hotpixels export" "controls" "get" "set" "settings" "settings path" "settings show" "settings reset" "profile" "profile set" "profile clear" "temp" "cooler" "fan" "led" "hub" "hub status" "hub reset" "guide" "focus" "gps" "gps status" "gps read" "gps watch" "gps lines" "reg" "reg read" "reg write" "flash" "flash dump" "flash restore" "flash verify" "dump-controls" "help"; and set path $known
+            contains -- $known "list" "info" "id" "id get" "id set" "id clear" "serial" "sensor-id" "report" "capture" "record" "ser" "ser info" "ser check" "ser repair" "ser extract" "stream" "trigger" "mode" "dark" "dark take" "dark use" "dark off" "dark save" "dark load" "hotpixels" "hotpixels build" "hotpixels show" "hotpixels enable" "hotpixels disable" "hotpixels export" "controls" "get" "set" "settings" "settings path" "settings show" "settings reset" "profile" "profile set" "profile clear" "temp" "cooler" "fan" "led" "hub" "hub status" "hub reset" "guide" "focus" "gps" "gps status" "gps read" "gps watch" "gps lines" "reg" "reg read" "reg write" "flash" "flash dump" "flash restore" "flash verify" "dump-controls" "serve" "help"; and set path $known
         end
     end
     echo "$path"
@@ -77,6 +77,7 @@ complete -c orqcam -n '__orqcam_at ""' -a gps -d 'Time and position by GPS'
 complete -c orqcam -n '__orqcam_at ""' -a reg -d 'Read and write registers (only with --unsafe)'
 complete -c orqcam -n '__orqcam_at ""' -a flash -d 'Save, restore or verify what the camera\'s flash keeps for you'
 complete -c orqcam -n '__orqcam_at ""' -a dump-controls -d 'Print the catalogue of controls as a Markdown table'
+complete -c orqcam -n '__orqcam_at ""' -a serve -d 'Offer cameras on the network: live view in a browser, Alpaca'
 complete -c orqcam -n '__orqcam_at ""' -a help -d 'Show the help of orqcam, or of a command, like --help'
 complete -c orqcam -n '__orqcam_at "list"' -l virtual -d 'List the virtual models as well'
 complete -c orqcam -n '__orqcam_at "id"' -a get -d 'Show the id'
@@ -315,6 +316,16 @@ complete -c orqcam -n '__orqcam_at "flash restore"' -l yes -d 'Do not ask'
 complete -c orqcam -n '__orqcam_at "flash restore"' -l backup -x -a '(__fish_complete_directories)' -d 'Directory for the backup that is made first'
 complete -c orqcam -n '__orqcam_at "flash restore"' -F
 complete -c orqcam -n '__orqcam_at "flash verify"' -F
+complete -c orqcam -n '__orqcam_at "serve"' -s c -l camera -x -a '(__orqcam_cameras)' -d 'A camera to serve; may be given several times'
+complete -c orqcam -n '__orqcam_at "serve"' -l listen -x -d 'Address of this computer to listen at; may be given several times'
+complete -c orqcam -n '__orqcam_at "serve"' -l port -x -d 'Port; 0: any free one'
+complete -c orqcam -n '__orqcam_at "serve"' -l token -x -d 'What page and own interface ask for; others on this computer can see it'
+complete -c orqcam -n '__orqcam_at "serve"' -l token-file -x -d 'A file whose first line is the token'
+complete -c orqcam -n '__orqcam_at "serve"' -l no-token -d 'Whoever reaches the address may use page and own interface'
+complete -c orqcam -n '__orqcam_at "serve"' -l host -x -d 'A name by which clients call this computer; several times'
+complete -c orqcam -n '__orqcam_at "serve"' -l alpaca-allow -x -d 'Addresses whose Alpaca clients may use the cameras, 192.168.1.0/24; several times'
+complete -c orqcam -n '__orqcam_at "serve"' -l no-discovery -d 'Do not answer Alpaca clients that search for servers'
+complete -c orqcam -n '__orqcam_at "serve"' -l client-seconds -x -d 'Time that a client may take to send a request'
 complete -c orqcam -n '__orqcam_at "help"' -a list -d 'List the cameras that are plugged in'
 complete -c orqcam -n '__orqcam_at "help"' -a info -d 'Show what a camera is: model, identity, sensor, formats, region rules'
 complete -c orqcam -n '__orqcam_at "help"' -a id -d 'Show or change the id that tells cameras of one model apart'
@@ -345,4 +356,5 @@ complete -c orqcam -n '__orqcam_at "help"' -a gps -d 'Time and position by GPS'
 complete -c orqcam -n '__orqcam_at "help"' -a reg -d 'Read and write registers (only with --unsafe)'
 complete -c orqcam -n '__orqcam_at "help"' -a flash -d 'Save, restore or verify what the camera\'s flash keeps for you'
 complete -c orqcam -n '__orqcam_at "help"' -a dump-controls -d 'Print the catalogue of controls as a Markdown table'
+complete -c orqcam -n '__orqcam_at "help"' -a serve -d 'Offer cameras on the network: live view in a browser, Alpaca'
 complete -c orqcam -n '__orqcam_at "help"' -a help -d 'Show the help of orqcam, or of a command, like --help'

@@ -15,7 +15,7 @@ cross_packages=(g++-aarch64-linux-gnu g++-s390x-linux-gnu qemu-user-static)
 browser_packages=(chromium chromium-driver python3-selenium python3-pil)
 bench_packages=(libbenchmark-dev)
 package_packages=(build-essential debhelper dpkg-dev fakeroot libumockdev-dev umockdev libusbredirparser-dev pandoc
-                  libindi-dev pybind11-dev python3-dev python3-numpy dh-python)
+                  libindi-dev libmicrohttpd-dev pybind11-dev python3-dev python3-numpy dh-python)
 package_test_packages=(lintian mmdebstrap)
 
 say() { printf '\n\033[1m%s\033[0m\n' "$*"; }

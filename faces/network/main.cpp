@@ -4,9 +4,12 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
 #include <exception>
+#include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <orqcam/orqcam.hpp>
 #include <string>
 #include <utility>
@@ -14,6 +17,8 @@
 
 #include "Log.h"
 #include "Options.h"
+#include "alpaca/AlpacaRoutes.h"
+#include "alpaca/discovery/Discovery.h"
 #include "cameras/Cameras.h"
 #include "http/Guard.h"
 #include "http/Listener.h"
@@ -50,8 +55,16 @@ std::vector<std::string> addressesOf(const std::vector<Listener>& listeners, con
   return addresses;
 }
 
-void tellStart(const std::vector<Listener>& listeners, const Options& options) {
-  const std::vector<std::string> addresses = addressesOf(listeners, options);
+// Somebody may have the port for himself: clients that know the address come anyway.
+void discover(std::optional<alpaca::Discovery>& discovery, const alpaca::DiscoverySettings& settings) {
+  try {
+    discovery.emplace(settings);
+  } catch (const Error& error) {
+    logLine(error.what());
+  }
+}
+
+void tellStart(const std::vector<std::string>& addresses, const Options& options) {
   if (options.json) {
     std::printf("%s\n", nlohmann::json{{"addresses", addresses}}.dump().c_str());
   } else {
@@ -76,15 +89,21 @@ void serve(const Options& options) {
   Router router;
   addStateRoutes(router, cameras);
   addLiveRoutes(router, live);
+  const std::shared_ptr<alpaca::Devices> devices = alpaca::addAlpacaRoutes(router, cameras);
 
   ServerLimits limits;
   limits.patience.request = std::chrono::seconds(options.clientSeconds);
-  tellStart(listeners, options);
+  const std::uint16_t port = listeners.front().port();
+  const std::vector<std::string> addresses = addressesOf(listeners, options);
   Server server(std::move(listeners), router, Guard({options.hosts, options.token, options.alpacaAllow}), limits);
+  std::optional<alpaca::Discovery> discovery;
+  if (options.discovery) discover(discovery, {options.listen, options.alpacaAllow, port});
+  tellStart(addresses, options);
   int signal = 0;
   sigwait(&signals, &signal);
   cameras.abort();
   server.stop();
+  cameras.abort();  // what was begun meanwhile
 }
 
 // Where a program reads them, errors are JSON.

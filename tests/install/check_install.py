@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Installs into a folder of its own, and builds and runs programs that know nothing but what lies there.
 
-    check_install.py CMAKE BUILD CC CXX [indi]     indi: the INDI driver is built
+    check_install.py CMAKE BUILD CC CXX [indi] [network]     indi: the INDI driver is built; network: the server is
 """
 
 import os
@@ -35,6 +35,7 @@ INSTALLED = [
     r"share/doc/orqcam/examples/(CMakeLists\.txt|c/\w+\.c|cpp/\w+\.cpp|python/\w+\.py)",
 ]
 WITH_INDI = [r"bin/indi_orqcam_ccd", r"share/indi/indi_orqcam_ccd\.xml", r"share/man/man1/indi_orqcam_ccd\.1"]
+WITH_NETWORK = [r"libexec/orqcam-serve", r"lib/systemd/system/orqcam-serve\.service"]
 
 
 def run(command, ends=0, **options):
@@ -143,7 +144,8 @@ def main():
     cmake, build, c, cxx, *parts = sys.argv[1:]
     indi = "indi" in parts
     with tempfile.TemporaryDirectory(prefix="orqcam-install-") as folder:
-        installation = Installation(Path(folder), cmake, build, {"c": c, "cpp": cxx}, INSTALLED + (WITH_INDI if indi else []))
+        installation = Installation(Path(folder), cmake, build, {"c": c, "cpp": cxx},
+                                    INSTALLED + (WITH_INDI if indi else []) + (WITH_NETWORK if "network" in parts else []))
         installation.check_files()
         for static in (False, True):
             for language in ("c", "cpp"):
@@ -151,6 +153,9 @@ def main():
             installation.check_cmake("orqcam::static" if static else "orqcam::orqcam", static)
         installation.check_documented_commands()
         run([installation.prefix / "bin" / "orqcam", "list", "--virtual"], env=installation.environment)
+        if "network" in parts:
+            # Found by the command, it says what is wrong with this port.
+            run([installation.prefix / "bin" / "orqcam", "serve", "--port", "none"], env=installation.environment, ends=2)
         if indi:
             told = run([installation.prefix / "bin" / "indi_orqcam_ccd"], env=installation.environment | {"HOME": folder},
                        input='<getProperties version="1.7"/>', ends=1)

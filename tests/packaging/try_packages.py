@@ -15,9 +15,11 @@ import subprocess
 import sys
 import tempfile
 import time
+import urllib.request
 from pathlib import Path
 
-NAMES = ("liborqcam0", "liborqcam-dev", "orqcam", "orqcam-emulation", "indi-orqcam", "python3-orqcam")
+NAMES = ("liborqcam0", "liborqcam-dev", "orqcam", "orqcam-emulation", "orqcam-server", "indi-orqcam",
+         "python3-orqcam")
 USER = "astro"
 COVERED = "virtual:k1c,scene=dark,timescale=0,state=k1c.state"
 # What the packages' own administration and the user leave behind.
@@ -213,6 +215,24 @@ with orqcam.open("virtual:k1c,timescale=0.01") as camera:
         header = fits_header(self.home / "python.fits")
         demand(header.get("GAIN") == "40" and header.get("NAXIS1") == "1936", f"a wrong file: {header}")
 
+    def the_server_answers(self):
+        unit = self.system.folder / "usr/lib/systemd/system/orqcam-serve.service"
+        demand("ExecStart=/usr/bin/orqcam serve " in unit.read_text(encoding="utf-8"), "the service runs something else")
+        with socket.socket() as free:
+            free.bind(("127.0.0.1", 0))
+            port = free.getsockname()[1]
+        with self.system.running("orqcam", "serve", "-c", "virtual:k1c", "--port", str(port), "--no-discovery", user=USER) as said:
+            self.eventually(lambda: self.served(f"http://127.0.0.1:{port}/management/v1/configureddevices"), "Tavix ORQ-K1C", said)
+
+    @staticmethod
+    def served(address):
+        """What the server answers, who may not be there yet."""
+        try:
+            with urllib.request.urlopen(address, timeout=10) as answer:
+                return answer.read().decode()
+        except OSError as early:
+            return str(early)
+
     def indi_clients_find_the_driver(self):
         description = self.system.folder / "usr/share/indi/indi_orqcam_ccd.xml"
         demand(">indi_orqcam_ccd<" in description.read_text(encoding="utf-8"), "clients are not told of the driver")
@@ -259,7 +279,7 @@ def main():
     trial = Trial(System(Path(sys.argv[1]).resolve()), Path(sys.argv[2]))
     for step in (trial.an_astronomer_installs_the_tool, trial.an_upgrade_keeps_settings_and_darks,
                  trial.the_emulating_programs_start, trial.the_pages_lead_nowhere_else,
-                 trial.a_program_is_built_with_the_packages, trial.python_gets_frames,
+                 trial.a_program_is_built_with_the_packages, trial.python_gets_frames, trial.the_server_answers,
                  trial.indi_clients_find_the_driver, trial.nothing_is_left_but_the_users_files):
         began = time.monotonic()
         name = step.__name__.replace("_", " ")

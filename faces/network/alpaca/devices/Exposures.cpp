@@ -1,0 +1,98 @@
+#include "alpaca/devices/Exposures.h"
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+namespace orq::network::alpaca {
+namespace {
+
+constexpr std::chrono::seconds kLongestAbort(5);
+
+}  // namespace
+
+void Exposures::start(const Reading& reading, const Optics& optics, std::uint64_t exposureUs) {
+  {
+    const std::scoped_lock lock(mutex_);
+    if (underWay_) throw StateError("an exposure is under way; wait for its end, or abort it");
+    underWay_ = true;
+    aborted_ = false;
+    exposureUs_ = exposureUs;
+    image_.reset();
+    trouble_.clear();
+  }
+  try {
+    // Shared, because a job is copied; it goes when the job is over.
+    auto turn = std::make_shared<CaptureTurns::Turn>(slot_.turns().take(Purpose::exposure));
+    const std::shared_ptr<Camera> camera = slot_.camera();
+    camera->region(reading.region);
+    auto reader = std::make_shared<Reader>(camera->reader());
+    camera->startExposure(std::chrono::microseconds(exposureUs));
+    waiter_.run([this, turn, camera, reader, reading, optics]() mutable {
+      std::shared_ptr<const Image> image;
+      std::string trouble;
+      try {
+        image = std::make_shared<const Image>(imageOf(reader->wait(), reading, optics));
+      } catch (const std::exception& error) {
+        trouble = error.what();
+      }
+      reader.reset();
+      turn.reset();  // before anybody is told that the camera is free
+      finish(std::move(image), std::move(trouble));
+    });
+  } catch (...) {
+    finish(nullptr, {});
+    throw;
+  }
+}
+
+void Exposures::finish(std::shared_ptr<const Image> image, std::string trouble) {
+  {
+    const std::scoped_lock lock(mutex_);
+    underWay_ = false;
+    if (!aborted_) {
+      image_ = std::move(image);
+      trouble_ = std::move(trouble);
+    }
+  }
+  ended_.notify_all();
+}
+
+void Exposures::abort() {
+  {
+    const std::scoped_lock lock(mutex_);
+    if (!underWay_) return;
+    aborted_ = true;
+  }
+  slot_.camera()->abort();
+  std::unique_lock lock(mutex_);
+  if (!ended_.wait_for(lock, kLongestAbort, [this] { return !underWay_; })) {
+    throw TimeoutError("the exposure does not end; try again");
+  }
+}
+
+bool Exposures::isUnderWay() const {
+  const std::scoped_lock lock(mutex_);
+  return underWay_;
+}
+
+Exposures::Standing Exposures::standing() const {
+  std::uint64_t wholeUs = 0;
+  {
+    const std::scoped_lock lock(mutex_);
+    if (!trouble_.empty()) return {Stage::failed, 0, trouble_};
+    if (!underWay_) return {Stage::idle, image_ ? 100 : 0, {}};
+    wholeUs = std::max<std::uint64_t>(exposureUs_, 1);
+  }
+  const orq_exposure_progress progress = slot_.camera()->progress();
+  // Before it has begun, and after it has ended: the frame is still on its way.
+  const std::uint64_t elapsed = progress.running != 0 ? std::min(progress.elapsed_us, wholeUs) : wholeUs;
+  return {elapsed < wholeUs ? Stage::exposing : Stage::reading, static_cast<int>(100 * elapsed / wholeUs), {}};
+}
+
+std::shared_ptr<const Image> Exposures::image() const {
+  const std::scoped_lock lock(mutex_);
+  return image_;
+}
+
+}  // namespace orq::network::alpaca
