@@ -7,11 +7,11 @@ function __orqcam_path
     for word in (commandline -opc)[2..-1]
         if test $skip = 1
             set skip 0
-        else if contains -- $word -c --camera --backup -o --output -e --exposure -g --gain --offset --region --center --centre -b --bin -f --format --flip --gamma --mode --out-a --out-b --dark --cool --cool-timeout --auto-target --auto-max-exposure --auto-max-gain --auto-timeout -n --count --retries --timeout -k --keyword --object --observer --image-type --preset -s --seconds --frames --size --ring --map --interval --listen --port --token --token-file --host --alpaca-allow --client-seconds
+        else if contains -- $word -c --camera --backup -o --output -e --exposure -g --gain --offset --region --center --centre -b --bin -f --format --flip --gamma --mode --out-a --out-b --dark --cool --cool-timeout --auto-target --auto-max-exposure --auto-max-gain --auto-timeout -n --count --retries --timeout -k --keyword --object --observer --image-type --preset -s --seconds --frames --size --ring --map --interval --curve --listen --port --token --token-file --host --alpaca-allow --folder --client-seconds
             set skip 1
         else if not string match -q -- '-*' $word
             set -l known (string join ' ' $path $word)
-            contains -- $known "list" "info" "id" "id get" "id set" "id clear" "serial" "sensor-id" "report" "capture" "record" "ser" "ser info" "ser check" "ser repair" "ser extract" "stream" "trigger" "mode" "dark" "dark take" "dark use" "dark off" "dark save" "dark load" "hotpixels" "hotpixels build" "hotpixels show" "hotpixels enable" "hotpixels disable" "hotpixels export" "controls" "get" "set" "settings" "settings path" "settings show" "settings reset" "profile" "profile set" "profile clear" "temp" "cooler" "fan" "led" "hub" "hub status" "hub reset" "guide" "focus" "gps" "gps status" "gps read" "gps watch" "gps lines" "reg" "reg read" "reg write" "flash" "flash dump" "flash restore" "flash verify" "dump-controls" "serve" "help"; and set path $known
+            contains -- $known "list" "info" "id" "id get" "id set" "id clear" "serial" "sensor-id" "report" "capture" "record" "ser" "ser info" "ser check" "ser repair" "ser extract" "stream" "trigger" "mode" "dark" "dark take" "dark use" "dark off" "dark save" "dark load" "hotpixels" "hotpixels build" "hotpixels show" "hotpixels enable" "hotpixels disable" "hotpixels export" "controls" "get" "set" "settings" "settings path" "settings show" "settings reset" "profile" "profile set" "profile clear" "temp" "cooler" "fan" "led" "hub" "hub status" "hub reset" "guide" "focus" "focus-aid" "gps" "gps status" "gps read" "gps watch" "gps lines" "reg" "reg read" "reg write" "flash" "flash dump" "flash restore" "flash verify" "dump-controls" "serve" "help"; and set path $known
         end
     end
     echo "$path"
@@ -73,6 +73,7 @@ complete -c orqcam -n '__orqcam_at ""' -a led -d 'Show or set the brightness of 
 complete -c orqcam -n '__orqcam_at ""' -a hub -d 'Show or reset the camera\'s USB hub'
 complete -c orqcam -n '__orqcam_at ""' -a guide -d 'Move the mount by a pulse on the guide port'
 complete -c orqcam -n '__orqcam_at ""' -a focus -d 'Show or move the focus motor'
+complete -c orqcam -n '__orqcam_at ""' -a focus-aid -d 'Show how sharp the stars are, frame by frame'
 complete -c orqcam -n '__orqcam_at ""' -a gps -d 'Time and position by GPS'
 complete -c orqcam -n '__orqcam_at ""' -a reg -d 'Read and write registers (only with --unsafe)'
 complete -c orqcam -n '__orqcam_at ""' -a flash -d 'Save, restore or verify what the camera\'s flash keeps for you'
@@ -294,6 +295,38 @@ complete -c orqcam -n '__orqcam_at "cooler"' -a 'status on off'
 complete -c orqcam -n '__orqcam_at "hub"' -a status -d 'Show whether the hub has power'
 complete -c orqcam -n '__orqcam_at "hub"' -a reset -d 'Take the power from everything on the hub for a moment'
 complete -c orqcam -n '__orqcam_at "guide"' -a 'north south east west'
+complete -c orqcam -n '__orqcam_at "focus-aid"' -s e -l exposure -x -d 'Exposure time with its unit'
+complete -c orqcam -n '__orqcam_at "focus-aid"' -s g -l gain -x -d 'Gain setting (default: the camera\'s)'
+complete -c orqcam -n '__orqcam_at "focus-aid"' -l offset -x -d 'Offset setting (default: the camera\'s)'
+complete -c orqcam -n '__orqcam_at "focus-aid"' -l region -x -d 'Part of the sensor: X,Y,W,H in sensor pixels (default: the whole)'
+complete -c orqcam -n '__orqcam_at "focus-aid"' -l center -l centre -x -d 'Centred part of the sensor: W,H in sensor pixels'
+complete -c orqcam -n '__orqcam_at "focus-aid"' -s b -l bin -x -a '1 2 3 4' -d 'Bin factor'
+complete -c orqcam -n '__orqcam_at "focus-aid"' -s f -l format -x -a 'raw8 raw16 rgb24 y8' -d 'raw8, raw16, rgb24 or y8 (default: raw16 where offered)'
+complete -c orqcam -n '__orqcam_at "focus-aid"' -l flip -x -a 'none h v both' -d 'none, h, v or both (default: the camera\'s)'
+complete -c orqcam -n '__orqcam_at "focus-aid"' -l hardware-bin -d 'Bin in the camera (bin 2 and 4)'
+complete -c orqcam -n '__orqcam_at "focus-aid"' -l no-hardware-bin -d 'Do not (default: as the camera has it)'
+complete -c orqcam -n '__orqcam_at "focus-aid"' -l mono-bin -d 'Bin all colours into one (colour cameras, bin 2 and more, not rgb24)'
+complete -c orqcam -n '__orqcam_at "focus-aid"' -l gamma -x -d 'Brightness curve of the delivered frames, 0 to 100 (default: 50, none)'
+complete -c orqcam -n '__orqcam_at "focus-aid"' -l time-mark -d 'Print date and time into the frames (8-bit formats)'
+complete -c orqcam -n '__orqcam_at "focus-aid"' -l mode -x -a 'free software rising falling software-level high low' -d 'Camera mode, by number or name (see orqcam mode)'
+complete -c orqcam -n '__orqcam_at "focus-aid"' -l out-a -x -d 'Pulse on trigger output A for each exposure'
+complete -c orqcam -n '__orqcam_at "focus-aid"' -l out-b -x -d 'The same for output B'
+complete -c orqcam -n '__orqcam_at "focus-aid"' -l dark -r -F -d 'Subtract this dark (a .bmp file) instead of the one chosen by dark use'
+complete -c orqcam -n '__orqcam_at "focus-aid"' -l no-dark -d 'Subtract no dark'
+complete -c orqcam -n '__orqcam_at "focus-aid"' -l hot-pixels -d 'Repair the hot pixels that the table in the camera\'s flash lists'
+complete -c orqcam -n '__orqcam_at "focus-aid"' -l no-hot-pixels -d 'Do not (default: as the camera has it)'
+complete -c orqcam -n '__orqcam_at "focus-aid"' -l cool -x -d 'Cool the sensor to this temperature, degrees Celsius, while frames are taken'
+complete -c orqcam -n '__orqcam_at "focus-aid"' -l cool-wait -d 'Take no frame before the sensor is within 0.2 C of it'
+complete -c orqcam -n '__orqcam_at "focus-aid"' -l cool-timeout -x -d 'Give up waiting after this many seconds'
+complete -c orqcam -n '__orqcam_at "focus-aid"' -l keep-cooling -d 'Leave the cooler on for the next command; without one the camera switches it off after 255 s'
+complete -c orqcam -n '__orqcam_at "focus-aid"' -l auto-exposure -d 'Keep the brightness at its target by the exposure (from -e on)'
+complete -c orqcam -n '__orqcam_at "focus-aid"' -l auto-gain -d 'Keep the brightness at its target by the gain'
+complete -c orqcam -n '__orqcam_at "focus-aid"' -l auto-wb -d 'Keep the colours balanced (colour cameras)'
+complete -c orqcam -n '__orqcam_at "focus-aid"' -l auto-target -x -d 'Brightness to keep'
+complete -c orqcam -n '__orqcam_at "focus-aid"' -l auto-max-exposure -x -d 'Longest exposure that may be chosen'
+complete -c orqcam -n '__orqcam_at "focus-aid"' -l auto-max-gain -x -d 'Highest gain that may be chosen (default: the camera\'s)'
+complete -c orqcam -n '__orqcam_at "focus-aid"' -s n -l frames -x -d 'Stop after this many frames (default: at Ctrl-C)'
+complete -c orqcam -n '__orqcam_at "focus-aid"' -l curve -x -d 'FIRST,LAST,STEP'
 complete -c orqcam -n '__orqcam_at "gps"' -a status -d 'Show the receiver, its lines and what they latched last'
 complete -c orqcam -n '__orqcam_at "gps"' -a read -d 'Take a frame and show its time and place'
 complete -c orqcam -n '__orqcam_at "gps"' -a watch -d 'Do so again and again (until Ctrl-C)'
@@ -324,6 +357,7 @@ complete -c orqcam -n '__orqcam_at "serve"' -l token-file -r -F -d 'A file whose
 complete -c orqcam -n '__orqcam_at "serve"' -l no-token -d 'Whoever reaches the address may use page and own interface'
 complete -c orqcam -n '__orqcam_at "serve"' -l host -x -d 'A name by which clients call this computer; several times'
 complete -c orqcam -n '__orqcam_at "serve"' -l alpaca-allow -x -d 'Addresses whose Alpaca clients may use the cameras, 192.168.1.0/24; several times'
+complete -c orqcam -n '__orqcam_at "serve"' -l folder -x -d 'Where recordings and saved frames go'
 complete -c orqcam -n '__orqcam_at "serve"' -l no-discovery -d 'Do not answer Alpaca clients that search for servers'
 complete -c orqcam -n '__orqcam_at "serve"' -l client-seconds -x -d 'Time that a client may take to send a request'
 complete -c orqcam -n '__orqcam_at "help"' -a list -d 'List the cameras that are plugged in'
@@ -352,6 +386,7 @@ complete -c orqcam -n '__orqcam_at "help"' -a led -d 'Show or set the brightness
 complete -c orqcam -n '__orqcam_at "help"' -a hub -d 'Show or reset the camera\'s USB hub'
 complete -c orqcam -n '__orqcam_at "help"' -a guide -d 'Move the mount by a pulse on the guide port'
 complete -c orqcam -n '__orqcam_at "help"' -a focus -d 'Show or move the focus motor'
+complete -c orqcam -n '__orqcam_at "help"' -a focus-aid -d 'Show how sharp the stars are, frame by frame'
 complete -c orqcam -n '__orqcam_at "help"' -a gps -d 'Time and position by GPS'
 complete -c orqcam -n '__orqcam_at "help"' -a reg -d 'Read and write registers (only with --unsafe)'
 complete -c orqcam -n '__orqcam_at "help"' -a flash -d 'Save, restore or verify what the camera\'s flash keeps for you'

@@ -41,6 +41,7 @@ CommandRun AddLedCommand(const Command& app);
 CommandRun AddHubCommand(const Command& app);
 CommandRun AddGuideCommand(const Command& app);
 CommandRun AddFocusCommand(const Command& app);
+CommandRun AddFocusAidCommand(const Command& app);
 CommandRun AddSensorIdCommand(const Command& app);
 CommandRun AddGpsCommand(const Command& app);
 CommandRun AddDarkCommand(const Command& app);

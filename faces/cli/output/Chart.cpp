@@ -63,4 +63,15 @@ std::vector<std::string> DrawChart(std::span<const double> values, std::size_t c
   return lines;
 }
 
+std::string GrowingChart::Add(double value, const std::string& caption) {
+  constexpr std::size_t kColumns = 60;
+  constexpr std::size_t kRows = 6;
+  if (history_.size() == kColumns) history_.erase(history_.begin());
+  const bool first = history_.empty();
+  history_.push_back(value);
+  std::string text = first ? "" : Format("\033[%zuA", kRows + 1);  // back to the chart's first line
+  for (const std::string& line : DrawChart(history_, kColumns, kRows)) text += line + "\033[K\n";
+  return text + caption + "\033[K";
+}
+
 }  // namespace orq::cli

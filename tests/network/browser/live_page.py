@@ -112,8 +112,8 @@ class Page:
     def shows_picture(self):
         return self.pixels("picture").convert("L").getextrema()[1] > 60
 
-    def median(self):
-        return int(re.search(r"median (\d+)", self.text("levels")).group(1))
+    def brightest(self):
+        return int(re.search(r"to (\d+) of", self.text("levels")).group(1))
 
     def shot(self, path):
         time.sleep(0.7)
@@ -139,11 +139,13 @@ def first_picture(page):
 
 
 def exposure_and_gain(page):
-    dark = eventually("the histogram", page.median)
+    dark = eventually("the histogram", page.brightest)
+    narrow = page.pixels("histogram")
     page.type("control-Exposure", "400")
     page.type("control-Gain", "60")
-    bright = eventually("brighter values", lambda: page.median() > 1.2 * dark and page.median())
-    told(f"median {dark} at 10 ms, {bright} at 400 ms and gain 60")
+    bright = eventually("brighter values", lambda: page.brightest() > 4 * dark and page.brightest())
+    told(f"the brightest pixel has {dark} at 10 ms, {bright} at 400 ms and gain 60")
+    assert page.pixels("histogram").tobytes() != narrow.tobytes(), "the histogram moves"
     assert "saturated" in page.text("saturated")
 
 
@@ -280,7 +282,7 @@ def main():
             page.end()
             server.end()
 
-        server = Server(orqcam, work + "/files", "virtual:k1c,unplug@60,replug=6s")
+        server = Server(orqcam, work + "/files", "virtual:k1c,unplug@150,replug=6s")
         page = Page(server.address, work + "/profile2")
         try:
             first_picture(page)

@@ -17,9 +17,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::size_t kChartColumns = 60;
-constexpr std::size_t kChartRows = 6;
-
 struct TempOptions {
   bool watch = false;
   WatchOptions watching;
@@ -93,7 +90,8 @@ class WatchView {
       object.update(values.ToJson());
       context_.out.Object(object);
     } else if (context_.out.IsTerminal()) {
-      ShowChart(readings, Join(values.ToLines()));
+      context_.out.Line(
+          chart_.Add(readings.celsius.value_or(std::numeric_limits<double>::quiet_NaN()), Join(values.ToLines())));
     } else {
       context_.out.Line(Join(report.ToLines()) + ", " + Join(values.ToLines()));
     }
@@ -101,17 +99,8 @@ class WatchView {
   }
 
  private:
-  void ShowChart(const Readings& readings, const std::string& caption) {
-    if (history_.size() == kChartColumns) history_.erase(history_.begin());
-    const bool first = history_.empty();
-    history_.push_back(readings.celsius.value_or(std::numeric_limits<double>::quiet_NaN()));
-    std::string text = first ? "" : Format("\033[%zuA", kChartRows + 1);  // back to the chart's first line
-    for (const std::string& line : DrawChart(history_, kChartColumns, kChartRows)) text += line + "\033[K\n";
-    context_.out.Line(text + caption + "\033[K");
-  }
-
   const Context& context_;
-  std::vector<double> history_;
+  GrowingChart chart_;
 };
 
 ExitCode Watch(const Context& context, Device& camera, const WatchLimits& limits) {

@@ -20,7 +20,8 @@ function showPresence() {
   $('presence').className = `chip ${kind}`;
   const here = state.presence === 'open';
   if (!here) {
-    showNotice(state.presence === 'lost' ? 'The camera is unplugged' : 'No camera', `${state.trouble || 'it is not there'}. The picture comes back by itself.`);
+    if (state.presence === 'lost') showNotice('The camera is unplugged', 'Plug it in again: the picture comes back by itself.');
+    else showNotice('No camera', state.trouble);
   } else if (state.view.trouble) {
     showNotice('No picture', state.view.trouble);
   } else {
@@ -72,7 +73,7 @@ function showStatistics() {
   const chip = $('saturated');
   put('saturated', share > 0 ? `${(share * 100).toPrecision(2)} % saturated` : 'nothing saturated');
   chip.className = `chip small ${share > 0.001 ? 'bad' : share > 0 ? 'warn' : 'good'}`;
-  put('levels', `median ${Math.round(statistics.median)}, mean ${statistics.mean.toFixed(1)}, ` +
+  put('levels', `median ${Math.round(statistics.median)}, mean ${Math.round(statistics.mean)}, ` +
     `${statistics.minimum} to ${statistics.maximum} of ${statistics.full_scale}`);
 }
 

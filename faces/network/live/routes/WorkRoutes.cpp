@@ -26,8 +26,24 @@ int within(const Body& body, const char* name, int otherwise, int least, int mos
   throw InvalidError(std::string(name) + " must be from " + std::to_string(least) + " to " + std::to_string(most));
 }
 
+// The exposure of the live view, which a single exposure leaves as it was.
+class KeptExposure {
+ public:
+  explicit KeptExposure(Camera& camera) : camera_(camera), was_(camera.controlValue(ORQ_CONTROL_EXPOSURE)) {}
+  ~KeptExposure() {
+    orq_control_set(camera_.get(), ORQ_CONTROL_EXPOSURE, was_.value, was_.automatic ? ORQ_AUTOMATIC : ORQ_MANUAL);
+  }
+  KeptExposure(const KeptExposure&) = delete;
+  KeptExposure& operator=(const KeptExposure&) = delete;
+
+ private:
+  Camera& camera_;
+  const ControlValue was_;
+};
+
 // One exposure, and its file where one is wanted.
 std::string expose(Camera& camera, std::chrono::microseconds exposure, const std::string& path) {
+  const KeptExposure kept(camera);
   Reader reader = camera.reader(ORQ_READ_EVERY, 2);
   camera.startExposure(exposure);
   const Frame frame = reader.wait();

@@ -8,10 +8,11 @@
 namespace orq::network {
 namespace {
 
-constexpr std::chrono::milliseconds kLook(40);  // so long a watcher waits at most for a frame that is there
+constexpr std::chrono::milliseconds kLook(100);  // so soon it gives way to others
 constexpr std::chrono::seconds kWatcherPatience(20);
 constexpr std::chrono::seconds kStaysWatched(4);  // after the last question
 constexpr std::chrono::milliseconds kTryEvery(250);
+constexpr std::chrono::milliseconds kExpiry(500);  // so often those are looked for that wait in vain
 constexpr std::size_t kMostWatchers = 64;
 constexpr std::size_t kMostMade = 16;  // pictures of one frame
 constexpr std::size_t kArrivals = 32;
@@ -28,7 +29,8 @@ Response nothingNew() {
 
 }  // namespace
 
-LiveView::LiveView(std::shared_ptr<CameraSlot> slot) : slot_(std::move(slot)), thread_([this] { run(); }) {}
+LiveView::LiveView(std::shared_ptr<CameraSlot> slot)
+    : slot_(std::move(slot)), watching_([this] { watch(); }), painting_([this] { paint(); }) {}
 
 LiveView::~LiveView() {
   {
@@ -36,7 +38,8 @@ LiveView::~LiveView() {
     ending_ = true;
   }
   changed_.notify_all();
-  thread_.join();
+  watching_.join();
+  painting_.join();
 }
 
 void LiveView::ask(const PictureRequest& wish, std::uint64_t after, const std::string& client,
@@ -105,7 +108,23 @@ bool LiveView::isWatched() const {
   return !watchers_.empty() || Clock::now() - lastAsked_ < kStaysWatched;
 }
 
-void LiveView::run() {
+bool LiveView::isAnybodyReady() const {
+  return std::any_of(watchers_.begin(), watchers_.end(),
+                     [this](const Watcher& one) { return one.after < last_.number; });
+}
+
+void LiveView::paint() {
+  for (;;) {
+    {
+      std::unique_lock lock(mutex_);
+      changed_.wait_for(lock, kExpiry, [this] { return ending_ || isAnybodyReady(); });
+      if (ending_) return;
+    }
+    serve();
+  }
+}
+
+void LiveView::watch() {
   for (;;) {
     {
       std::unique_lock lock(mutex_);
@@ -119,7 +138,6 @@ void LiveView::run() {
       if (ending_) break;
     }
     look();
-    serve();
   }
   leaveCapture();
   reader_.reset();

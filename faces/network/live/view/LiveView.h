@@ -62,8 +62,10 @@ class LiveView {
     std::shared_ptr<const LivePicture> picture;
   };
 
-  void run();
+  void watch();
+  void paint();
   bool isWatched() const;
+  bool isAnybodyReady() const;
   void look();
   void takeCapture(Camera& camera);
   void leaveCapture();
@@ -85,17 +87,20 @@ class LiveView {
   std::vector<Clock::time_point> arrivals_;  ///< of the last frames
   std::string trouble_;
 
-  // Of its thread alone.
-  PictureMaker maker_;
-  std::vector<Made> made_;  ///< of the last frame
-  std::uint64_t madeOf_ = 0;
-  SeenFrame shown_;
+  // Of the thread that takes frames.
   std::optional<Reader> reader_;
   std::optional<CaptureTurns::Turn> turn_;
   std::optional<Video> video_;
   Clock::time_point nextTry_{};
 
-  std::thread thread_;
+  // Of the thread that makes pictures.
+  PictureMaker maker_;
+  std::vector<Made> made_;  ///< of the last frame
+  std::uint64_t madeOf_ = 0;
+  SeenFrame shown_;
+
+  std::thread watching_;
+  std::thread painting_;
 };
 
 }  // namespace orq::network
