@@ -90,7 +90,7 @@ class Loop {
     return camera().autoMean;
   }
   /// Cycles until three in a row have changed nothing.
-  Settling Settle(int most = 60) {
+  Settling Settle(int most = 80) {
     Settling result;
     int side = 0;
     for (int cycle = 1, steady = 0; cycle <= most && steady < 3; ++cycle) {
@@ -154,25 +154,26 @@ TEST_P(ClosedLoop, ComesToRestInTheBandWithoutSwinging) {
 }
 
 // Of a full scale of 255, k1c and k1m give 1 for 57.6 electrons at gain 0, t46c for 166, x26m for 200, k2m for 44,
-// b29m for 269. Noise moves the number of cycles by one or two.
+// b29m for 269. Noise at the edge of the band adds a rest of up to two cycles and one more step; there is room for
+// two of these.
 constexpr Case kCases[] = {
-    {"K1cExposureFromDark", "k1c", ORQ_IMG_RAW16, 1, 1e6, Mode::Exposure, 32, 0, 20},
+    {"K1cExposureFromDark", "k1c", ORQ_IMG_RAW16, 1, 1e6, Mode::Exposure, 32, 0, 23},
     {"K1cExposureFromBright", "k1c", ORQ_IMG_RAW16, 1, 1e6, Mode::Exposure, 5'000'000, 0, 23},
-    {"K1mExposureToFiveSeconds", "k1m", ORQ_IMG_RAW8, 1, 1000, Mode::Exposure, 10'000, 0, 22},
-    {"K1mExposureFromTenSeconds", "k1m", ORQ_IMG_RAW16, 1, 1200, Mode::Exposure, 10'000'000, 50, 12},
-    {"K1cGainFromDark", "k1c", ORQ_IMG_RAW8, 1, 1e6, Mode::Gain, 1000, 0, 23},
-    {"K1cGainFromBright", "k1c", ORQ_IMG_RAW16, 1, 1e6, Mode::Gain, 1000, 100, 56},
-    {"K1cBothFromDark", "k1c", ORQ_IMG_RAW16, 1, 1e6, Mode::Both, 32, 0, 16},
-    {"K1cBothFromBright", "k1c", ORQ_IMG_RAW8, 1, 1e6, Mode::Both, 5'000'000, 50, 23},
+    {"K1mExposureToFiveSeconds", "k1m", ORQ_IMG_RAW8, 1, 1000, Mode::Exposure, 10'000, 0, 25},
+    {"K1mExposureFromTenSeconds", "k1m", ORQ_IMG_RAW16, 1, 1200, Mode::Exposure, 10'000'000, 50, 15},
+    {"K1cGainFromDark", "k1c", ORQ_IMG_RAW8, 1, 1e6, Mode::Gain, 1000, 0, 25},
+    {"K1cGainFromBright", "k1c", ORQ_IMG_RAW16, 1, 1e6, Mode::Gain, 1000, 100, 60},
+    {"K1cBothFromDark", "k1c", ORQ_IMG_RAW16, 1, 1e6, Mode::Both, 32, 0, 19},
+    {"K1cBothFromBright", "k1c", ORQ_IMG_RAW8, 1, 1e6, Mode::Both, 5'000'000, 50, 25},
     {"K1mBothToSeconds", "k1m", ORQ_IMG_RAW16, 1, 300, Mode::Both, 32, 0, 40},
-    {"K2mBothFromDark", "k2m", ORQ_IMG_RAW16, 1, 5e5, Mode::Both, 100, 0, 16},
-    {"K2mBothFromBright", "k2m", ORQ_IMG_RAW8, 1, 5e5, Mode::Both, 90'000, 200, 13},
-    {"T46cExposureFromDark", "t46c", ORQ_IMG_RAW16, 1, 1e6, Mode::Exposure, 100, 0, 19},
-    {"T46cBothFromBright", "t46c", ORQ_IMG_RGB24, 1, 1e6, Mode::Both, 1'000'000, 190, 18},
-    {"X26mBinTwoOnTheHost8Bit", "x26m", ORQ_IMG_RAW8, 2, 1e6, Mode::Exposure, 1000, 0, 10},
-    {"X26mBinThree16Bit", "x26m", ORQ_IMG_RAW16, 3, 1e6, Mode::Both, 1000, 0, 11},
-    {"B29mBinFourInItsFpga", "b29m", ORQ_IMG_RAW16, 4, 2e5, Mode::Exposure, 1000, 0, 15},
-    {"B29mBinTwo8Bit", "b29m", ORQ_IMG_RAW8, 2, 2e5, Mode::Both, 4'000'000, 100, 16},
+    {"K2mBothFromDark", "k2m", ORQ_IMG_RAW16, 1, 5e5, Mode::Both, 100, 0, 19},
+    {"K2mBothFromBright", "k2m", ORQ_IMG_RAW8, 1, 5e5, Mode::Both, 90'000, 200, 16},
+    {"T46cExposureFromDark", "t46c", ORQ_IMG_RAW16, 1, 1e6, Mode::Exposure, 100, 0, 22},
+    {"T46cBothFromBright", "t46c", ORQ_IMG_RGB24, 1, 1e6, Mode::Both, 1'000'000, 190, 20},
+    {"X26mBinTwoOnTheHost8Bit", "x26m", ORQ_IMG_RAW8, 2, 1e6, Mode::Exposure, 1000, 0, 13},
+    {"X26mBinThree16Bit", "x26m", ORQ_IMG_RAW16, 3, 1e6, Mode::Both, 1000, 0, 14},
+    {"B29mBinFourInItsFpga", "b29m", ORQ_IMG_RAW16, 4, 2e5, Mode::Exposure, 1000, 0, 18},
+    {"B29mBinTwo8Bit", "b29m", ORQ_IMG_RAW8, 2, 2e5, Mode::Both, 4'000'000, 100, 19},
 };
 INSTANTIATE_TEST_SUITE_P(AutoControl, ClosedLoop, testing::ValuesIn(kCases), NameOf);
 
