@@ -49,14 +49,23 @@ void CutRow(std::span<const std::uint8_t> fullMap, const SensorCut& cut, std::in
   std::ranges::fill(row.subspan(left + count), std::uint8_t{0});
 }
 
-// Calls `visit` with the index of every byte that is not 0, ascending. Few are: eight are looked at in one.
+bool AnyMarked(const std::uint8_t* bytes, std::size_t count) {
+  std::uint64_t all = 0;
+  for (std::uint64_t eight = 0; count != 0; bytes += sizeof eight, count -= sizeof eight) {
+    std::memcpy(&eight, bytes, sizeof eight);
+    all |= eight;
+  }
+  return all != 0;
+}
+
+// Calls `visit` with the index of every byte that is not 0, ascending. Few are: many are looked at together.
 template <class Visit>
 void VisitMarked(std::span<const std::uint8_t> bytes, Visit visit) {
+  constexpr std::size_t kBlock = 64;
   std::size_t i = 0;
-  for (std::uint64_t eight = 0; i + sizeof eight <= bytes.size(); i += sizeof eight) {
-    std::memcpy(&eight, &bytes[i], sizeof eight);
-    if (eight == 0) continue;
-    for (std::size_t k = i; k < i + sizeof eight; ++k) {
+  for (; i + kBlock <= bytes.size(); i += kBlock) {
+    if (!AnyMarked(&bytes[i], kBlock)) continue;
+    for (std::size_t k = i; k < i + kBlock; ++k) {
       if (bytes[k] != 0) visit(k);
     }
   }

@@ -198,6 +198,23 @@ TEST(DarkPixelList, HoldsWhatIsMoreThan30AboveTheMean) {
   EXPECT_EQ(Positions(list.positions.get(), list.positions.get() + list.count), (Positions{0, 3, 4}));
 }
 
+TEST(DarkPixelList, NamesEveryPixelThatStandsOutWhateverTheSize) {
+  std::mt19937 random(3);
+  for (std::size_t size = 0; size < 700; size += size < 400 ? 1 : 61) {
+    for (const unsigned oneIn : {1U, 40U, 300U}) {
+      Bytes image(size);
+      Positions expected;
+      for (std::size_t i = 0; i < size; ++i) {
+        const bool hot = random() % oneIn == 0;
+        image[i] = static_cast<std::uint8_t>(hot ? 51 + random() % 205 : random() % 51);
+        if (hot) expected.push_back(static_cast<std::uint32_t>(i));
+      }
+      const DarkPixelList list = ListDarkPixels(image, 20);
+      ASSERT_EQ(Positions(list.positions.get(), list.positions.get() + list.count), expected) << size;
+    }
+  }
+}
+
 TEST(DarkPixelList, IsEmptyWhereNothingCanStandOut) {
   EXPECT_EQ(ListDarkPixels(Bytes{255}, 224).count, 1U);
   EXPECT_EQ(ListDarkPixels(Bytes{255}, 225).count, 0U);
