@@ -162,9 +162,7 @@ class Tour:
             answer = self.number(name, settle=False, CCD_TEMPERATURE_VALUE=value)
             check(answer.state in ("Busy", "Ok"), name, value, answer)
         self.camera.switch("CCD_COOLER", "COOLER_OFF")
-        self.camera.wait("CCD_COOLER", lambda p: p["COOLER_OFF"] == "On")
-        self.camera.number(name, CCD_TEMPERATURE_VALUE=20)  # that of the room, which it is near
-        self.camera.settle(name)
+        self.camera.settle(name)  # nothing is wanted any more
 
     def lines(self, name):
         low, high = self.camera(name).limits["START"]

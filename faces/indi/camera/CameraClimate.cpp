@@ -77,6 +77,7 @@ bool CameraDevice::setCooler(const SwitchRequest& request) {
         camera_->coolerOff();
       }
     });
+    if (done && !on) restTemperature();
     showClimate();
     cooler_.setState(done ? IPS_OK : IPS_ALERT);
     cooler_.apply();
@@ -88,6 +89,7 @@ bool CameraDevice::setCooler(const SwitchRequest& request) {
     runLong(
         {}, [](Camera& camera) { camera.warmUp(kLongestWarmUp); },
         [this](bool done) {
+          if (done) restTemperature();
           showClimate();
           warmUp_.reset();
           warmUp_.setState(done ? IPS_OK : IPS_ALERT);
@@ -96,6 +98,12 @@ bool CameraDevice::setCooler(const SwitchRequest& request) {
   }
   warmUp_.apply();
   return true;
+}
+
+/// Nobody goes for a temperature any more.
+void CameraDevice::restTemperature() {
+  TemperatureNP.s = IPS_IDLE;
+  IDSetNumber(&TemperatureNP, nullptr);
 }
 
 void CameraDevice::showClimate() {

@@ -119,6 +119,7 @@ class CameraDevice : public INDI::CCD, public INDI::FocuserInterface {
   void defineClimate();
   void deleteClimate();
   bool setCooler(const SwitchRequest& request);
+  void restTemperature();
   void showClimate();
   void markClimate(IPState state);
   IPState guide(int direction, std::uint32_t ms);

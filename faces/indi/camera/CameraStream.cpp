@@ -29,7 +29,10 @@ bool CameraDevice::StartStreaming() {
 bool CameraDevice::StopStreaming() {
   pump_->stop();
   posts_.poster().post([this] {
-    if (camera_ && !lost_ && !pump_->isRunning()) startListening();
+    if (!camera_ || lost_ || pump_->isRunning()) return;
+    streamShown_ = {};
+    showStream();  // the last word
+    startListening();
   });
   return true;
 }
