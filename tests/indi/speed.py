@@ -5,7 +5,7 @@ camera, in one run.
     speed.py INDI_ORQCAM_CCD INDI_CLIENT FLOOD_DRIVER SECONDS [--demand]
 
 --demand: status 1 when the camera's own pace is not kept or a large picture comes later than 1.3 times the simulator's; on a
-machine with two free processors. Else only what must hold on any machine: all that is promised comes.
+machine with two free processors. Else the driver alone, and only what must hold on any machine: what was asked for comes.
 """
 
 import json
@@ -20,7 +20,7 @@ from indi import PATIENCE, Client, Device, Server
 DRIVER, CLIENT, FLOOD = (os.path.abspath(path) for path in sys.argv[1:4])
 SECONDS = float(sys.argv[4])
 DEMAND = "--demand" in sys.argv[5:]
-SIMULATOR = shutil.which("indi_simulator_ccd")
+SIMULATOR = shutil.which("indi_simulator_ccd") if DEMAND else None
 TICKS = os.sysconf("SC_CLK_TCK")
 PACE = 1 / (1096 * 13.5e-6)  # of the small planetary camera: its lines times what one takes
 LARGE = (6248, 4176)
@@ -104,13 +104,14 @@ def videos():
             rates["lost", route] = counted["DROPPED"] + counted["FAILED"]
         if [text for _, text in stage.client.messages if "buffer is full" in text]:
             sys.exit("the manager's buffer was full")
-    with Stage(FLOOD, "Flood") as stage:
-        stage.camera.connect()
-        stage.prepare_stream()
-        for route, where in stage.routes():
-            found = stage.measure(where, "stream", SECONDS)
-            show_stream("flood", route, found)
-            rates["flood", route] = found["fps"]
+    if DEMAND:
+        with Stage(FLOOD, "Flood") as stage:
+            stage.camera.connect()
+            stage.prepare_stream()
+            for route, where in stage.routes():
+                found = stage.measure(where, "stream", SECONDS)
+                show_stream("flood", route, found)
+                rates["flood", route] = found["fps"]
     if SIMULATOR:
         with Stage(SIMULATOR, "CCD Simulator") as stage:
             stage.camera.connect()
@@ -145,6 +146,8 @@ def pictures():
 
 def main():
     rates, delays = videos(), pictures()
+    if not DEMAND:
+        return 0
     missed = []
     if rates["driver", "unix"] < 0.98 * PACE or rates["lost", "unix"]:
         missed.append(f"{rates['driver', 'unix']:.1f} of {PACE:.1f} frames/s over the socket, {rates['lost', 'unix']:.0f} lost")
@@ -155,7 +158,7 @@ def main():
             missed.append(f"large pictures over {route}: {delays['driver', route] / delays['simulator', route]:.2f} times the simulator's")
     for one in missed:
         print(f"missed: {one}", flush=True)
-    return 1 if missed and DEMAND else 0
+    return 1 if missed else 0
 
 
 sys.exit(main())
