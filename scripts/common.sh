@@ -10,6 +10,7 @@ test_packages=(locales libgtest-dev libgmock-dev python3 python3-numpy python3-a
                usbutils python3-pil libusbredirparser-dev libindi-dev indi-bin pybind11-dev python3-dev python3-pytest
                python3-matplotlib mypy curl python3-yaml)
 fuzz_packages=(clang-14 llvm-14 libclang-rt-14-dev)
+ekos_packages=(kstars kstars-data indi-bin xvfb dbus-daemon qdbus-qt5 imagemagick sqlite3 xdotool)
 guest_packages=(qemu-system-x86 libusbredirparser-dev busybox-static cpio)
 cross_packages=(g++-aarch64-linux-gnu g++-s390x-linux-gnu qemu-user-static)
 browser_packages=(chromium chromium-driver python3-selenium python3-pil)

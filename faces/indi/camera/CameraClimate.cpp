@@ -40,6 +40,11 @@ void CameraDevice::defineClimate() {
     defineProperty(power_);
     defineProperty(warmUp_);
   } else if (can(ORQ_ABILITY_THERMOMETER)) {
+    // INDI's library remembers for good how a property was defined first; one that could only be read then could
+    // not be set of a camera that comes later and has a cooler.
+    TemperatureNP.p = IP_RW;
+    IDDefNumber(&TemperatureNP, nullptr);
+    IDDelete(getDeviceName(), TemperatureNP.name, nullptr);
     TemperatureNP.p = IP_RO;
     defineProperty(&TemperatureNP);
   }
@@ -72,6 +77,7 @@ bool CameraDevice::setCooler(const SwitchRequest& request) {
         camera_->coolerOff();
       }
     });
+    if (done && !on) restTemperature();
     showClimate();
     cooler_.setState(done ? IPS_OK : IPS_ALERT);
     cooler_.apply();
@@ -83,6 +89,7 @@ bool CameraDevice::setCooler(const SwitchRequest& request) {
     runLong(
         {}, [](Camera& camera) { camera.warmUp(kLongestWarmUp); },
         [this](bool done) {
+          if (done) restTemperature();
           showClimate();
           warmUp_.reset();
           warmUp_.setState(done ? IPS_OK : IPS_ALERT);
@@ -91,6 +98,12 @@ bool CameraDevice::setCooler(const SwitchRequest& request) {
   }
   warmUp_.apply();
   return true;
+}
+
+/// Nobody goes for a temperature any more.
+void CameraDevice::restTemperature() {
+  TemperatureNP.s = IPS_IDLE;
+  IDSetNumber(&TemperatureNP, nullptr);
 }
 
 void CameraDevice::showClimate() {
@@ -156,6 +169,17 @@ IPState CameraDevice::guide(int direction, std::uint32_t ms) {
     });
   });
   return IPS_BUSY;
+}
+
+/// All guide lines go off, and pulses that wait for the present ones are forgotten.
+void CameraDevice::endPulses() {
+  for (Worker* axis : {&guideNorthSouth_, &guideEastWest_}) axis->cancel();
+  for (Worker* axis : {&guideNorthSouth_, &guideEastWest_}) {
+    axis->finish([this] { orq_capture_abort(camera_->get()); });
+  }
+  // Of a pulse that had not begun nobody else tells.
+  if (getProperty("TELESCOPE_TIMED_GUIDE_NS").getState() == IPS_BUSY) GuideComplete(AXIS_DE);
+  if (getProperty("TELESCOPE_TIMED_GUIDE_WE").getState() == IPS_BUSY) GuideComplete(AXIS_RA);
 }
 
 }  // namespace orq::indi

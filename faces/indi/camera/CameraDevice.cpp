@@ -86,13 +86,9 @@ void CameraDevice::release() {
 /// Ends what other threads do with the camera, and closes it.
 void CameraDevice::letGo() {
   if (!camera_) return;
-  guideNorthSouth_.cancel();
-  guideEastWest_.cancel();
+  endPulses();
   longWork_.cancel();
-  orq_capture_abort(camera_->get());  // guide lines go off, work that takes long ends
-  guideNorthSouth_.finish();
-  guideEastWest_.finish();
-  longWork_.finish();
+  longWork_.finish([this] { orq_capture_abort(camera_->get()); });
   busyWith_.clear();
   camera_.reset();
 }
@@ -188,6 +184,7 @@ bool CameraDevice::Connect() {
 void CameraDevice::describeSensor() {
   std::uint32_t has = kAlways;
   if (info_.bayer != ORQ_BAYER_NONE) has |= CCD_HAS_BAYER;
+  BayerTP.p = IP_RO;  // the camera knows it; a configuration must not bring back what was true of another region
   if (can(ORQ_ABILITY_COOLER)) has |= CCD_HAS_COOLER;
   if (can(ORQ_ABILITY_GUIDE_PORT)) has |= CCD_HAS_ST4_PORT;
   SetCCDCapability(has);
@@ -225,7 +222,11 @@ void CameraDevice::describeFormats() {
   }
   orq_region region = camera_->region();
   region.format = formats_[static_cast<std::size_t>(chosen)];
-  showRegion(camera_->region(region));
+  region = camera_->region(region);
+  showRegion(region);
+  asked_ = region;
+  asked_.width *= region.bin;
+  asked_.height *= region.bin;
 }
 
 bool CameraDevice::Disconnect() {
@@ -371,7 +372,11 @@ bool CameraDevice::refuse(const Request& request) {
   INDI::Property property = getProperty(std::string(request.property).c_str());
   if (!property.isValid()) return false;
   const std::string trouble = troubleWith(request, property);
-  if (trouble.empty()) return false;
+  if (trouble.empty()) {
+    // INDI leaves the state alone where there is nothing to do: the alert of an earlier request would stay.
+    if (property.getState() == IPS_ALERT) property.setState(IPS_IDLE);
+    return false;
+  }
   LOGF_ERROR("%s", trouble.c_str());
   if (property.getState() != IPS_BUSY) property.setState(IPS_ALERT);
   property.apply();
@@ -425,8 +430,13 @@ bool CameraDevice::ISNewSwitch(const char* device, const char* name, ISState* st
     if (can(ORQ_ABILITY_COOLER) && setCooler(request)) return true;
     if (can(ORQ_ABILITY_FOCUS_MOTOR) && FI::processSwitch(device, name, states, names, n)) return true;
   }
+  const bool records = request.property == "RECORD_STREAM";
+  if (records) awaitRecordingsEnd();  // of the one before, if it has ended by itself
   const bool done = INDI::CCD::ISNewSwitch(device, name, states, names, n);
-  if (request.property == "RECORD_STREAM" && request.chosen() == "RECORD_OFF") closeRecording();
+  if (records && request.chosen() == "RECORD_OFF") {
+    pump_->closeRecording();
+    awaitRecordingsEnd();
+  }
   return done;
 }
 

@@ -104,6 +104,7 @@ class CameraDevice : public INDI::CCD, public INDI::FocuserInterface {
   // CameraFrames.cpp
   void demandFree() const;
   bool applyRegion(const orq_region& wanted);
+  bool applyAsked(int bin, int format);
   void showRegion(const orq_region& region);
   void showBayer(int bayer);
   void takeFrame();
@@ -118,9 +119,11 @@ class CameraDevice : public INDI::CCD, public INDI::FocuserInterface {
   void defineClimate();
   void deleteClimate();
   bool setCooler(const SwitchRequest& request);
+  void restTemperature();
   void showClimate();
   void markClimate(IPState state);
   IPState guide(int direction, std::uint32_t ms);
+  void endPulses();
 
   // CameraFocus.cpp
   void runLong(std::string what, std::function<void(Camera&)> job, std::function<void(bool done)> told);
@@ -130,7 +133,7 @@ class CameraDevice : public INDI::CCD, public INDI::FocuserInterface {
   // CameraStream.cpp
   void showStream();
   void endStream(const char* why);
-  void closeRecording();
+  void awaitRecordingsEnd();
   void applyStreamExposure();
   void setStreamExposure();
 
@@ -145,6 +148,7 @@ class CameraDevice : public INDI::CCD, public INDI::FocuserInterface {
 
   std::optional<Camera> camera_;
   orq_camera_info info_{};
+  orq_region asked_{};        ///< region as clients asked for it, in sensor pixels
   std::vector<int> formats_;  ///< ORQ_FORMAT_... in the order of the switch
   std::vector<std::unique_ptr<Panel>> panels_;
   bool lost_ = false;

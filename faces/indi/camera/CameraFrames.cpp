@@ -106,42 +106,46 @@ void CameraDevice::showRegion(const orq_region& region) {
   if (PrimaryCCD.getFrameBufferSize() != bytes) PrimaryCCD.setFrameBufferSize(static_cast<std::uint32_t>(bytes));
 }
 
+/// What clients asked for last with another bin or format: what that one had to round off is not lost for good.
+bool CameraDevice::applyAsked(int bin, int format) {
+  orq_region wanted = asked_;
+  wanted.width = asked_.width / bin;
+  wanted.height = asked_.height / bin;
+  wanted.bin = bin;
+  wanted.format = format;
+  return applyRegion(wanted);
+}
+
 bool CameraDevice::UpdateCCDFrame(int x, int y, int w, int h) {
   if (!camera_) return false;
-  orq_region wanted{};
-  if (!attempt([&] { wanted = camera_->region(); })) return false;
-  wanted.start_x = x;
-  wanted.start_y = y;
-  wanted.width = w / wanted.bin;
-  wanted.height = h / wanted.bin;
-  return applyRegion(wanted);
+  orq_region present{};
+  if (!attempt([&] { present = camera_->region(); })) return false;
+  const orq_region before = asked_;
+  asked_ = {sizeof(orq_region), x, y, w, h, 1, present.format, 0};
+  if (applyAsked(present.bin, present.format)) return true;
+  asked_ = before;
+  return false;
 }
 
 bool CameraDevice::UpdateCCDBin(int hor, int ver) {
   if (!camera_) return false;
-  orq_region wanted{};
-  if (!attempt([&] { wanted = camera_->region(); })) return false;
-  if (hor != ver || hor > 31 || (info_.bins >> hor & 1U) == 0) {
-    std::string bins;
-    for (int bin = 1; bin < 32; ++bin) {
-      if ((info_.bins >> bin & 1U) != 0) bins += (bins.empty() ? "" : ", ") + std::to_string(bin);
-    }
-    LOGF_ERROR("This camera bins alike in both directions, by %s.", bins.c_str());
-    showRegion(wanted);
-    return false;
+  orq_region present{};
+  if (!attempt([&] { present = camera_->region(); })) return false;
+  if (hor == ver && hor < 32 && (info_.bins >> hor & 1U) != 0) return applyAsked(hor, present.format);
+  std::string bins;
+  for (int bin = 1; bin < 32; ++bin) {
+    if ((info_.bins >> bin & 1U) != 0) bins += (bins.empty() ? "" : ", ") + std::to_string(bin);
   }
-  wanted.width = wanted.width * wanted.bin / hor;
-  wanted.height = wanted.height * wanted.bin / hor;
-  wanted.bin = hor;
-  return applyRegion(wanted);
+  LOGF_ERROR("This camera bins alike in both directions, by %s.", bins.c_str());
+  showRegion(present);
+  return false;
 }
 
 bool CameraDevice::SetCaptureFormat(uint8_t index) {
   if (!camera_ || index >= formats_.size()) return false;
-  orq_region wanted{};
-  if (!attempt([&] { wanted = camera_->region(); })) return false;
-  wanted.format = formats_[index];
-  return applyRegion(wanted);
+  orq_region present{};
+  if (!attempt([&] { present = camera_->region(); })) return false;
+  return applyAsked(present.bin, formats_[index]);
 }
 
 void CameraDevice::showBayer(int bayer) {
@@ -180,8 +184,7 @@ bool CameraDevice::StartExposure(float seconds) {
 bool CameraDevice::AbortExposure() {
   exposing_ = false;
   if (!camera_ || lost_) return true;
-  guideNorthSouth_.cancel();  // pulses that wait for the present one
-  guideEastWest_.cancel();
+  endPulses();
   return attempt([&] { camera_->abort(); });
 }
 

@@ -29,7 +29,10 @@ bool CameraDevice::StartStreaming() {
 bool CameraDevice::StopStreaming() {
   pump_->stop();
   posts_.poster().post([this] {
-    if (camera_ && !lost_ && !pump_->isRunning()) startListening();
+    if (!camera_ || lost_ || pump_->isRunning()) return;
+    streamShown_ = {};
+    showStream();  // the last word
+    startListening();
   });
   return true;
 }
@@ -52,15 +55,16 @@ void CameraDevice::endStream(const char* why) {
   if (camera_ && !lost_) startListening();
 }
 
-/// The manager closes the file with the next frame; what clients ask for after that is to find it closed.
-void CameraDevice::closeRecording() {
-  pump_->closeRecording();
+/// The manager closes the file with the next frame, and tells of a recording's end before it has closed it; what
+/// clients ask for after that is to find it closed, and where nothing is shown the camera free.
+void CameraDevice::awaitRecordingsEnd() {
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(2);
-  while (Streamer->isRecording() && pump_->isRunning() && std::chrono::steady_clock::now() < end) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(2));
-  }
-  // Its end is also that of the video, unless that is shown as well.
-  while (!Streamer->isBusy() && pump_->isRunning() && std::chrono::steady_clock::now() < end) {
+  const auto goesOn = [this] {
+    const bool toldOfEnd = getProperty("RECORD_STREAM").getState() != IPS_BUSY;
+    return pump_->isClosing() || (toldOfEnd && Streamer->isRecording()) ||
+           (!Streamer->isBusy() && pump_->isRunning());
+  };
+  while (goesOn() && std::chrono::steady_clock::now() < end) {
     std::this_thread::sleep_for(std::chrono::milliseconds(2));
   }
 }

@@ -42,10 +42,12 @@ void help() {
   std::uint8_t word = 0;
   while (::read(toHelper[0], &word, 1) != 1) {
   }
-  for (const auto& slot : pulses) {
-    if (orq_camera* const camera = slot) orq_capture_abort(camera);
+  // Again and again: a pulse that is only just being begun does not feel the first abort.
+  for (; isAnyUnderWay(); std::this_thread::sleep_for(1ms)) {
+    for (const auto& slot : pulses) {
+      if (orq_camera* const camera = slot) orq_capture_abort(camera);
+    }
   }
-  while (isAnyUnderWay()) std::this_thread::sleep_for(1ms);
   [[maybe_unused]] const auto told = ::write(fromHelper[1], &word, 1);
 }
 

@@ -1,5 +1,7 @@
 #include "loop/Worker.h"
 
+#include <chrono>
+
 namespace orq::indi {
 
 Worker::Worker() : thread_([this] { loop(); }) {}
@@ -25,9 +27,14 @@ void Worker::cancel() {
   jobs_.clear();
 }
 
-void Worker::finish() {
+void Worker::finish(const std::function<void()>& hurry) {
   std::unique_lock lock(mutex_);
-  changed_.wait(lock, [this] { return !working_; });
+  while (working_) {
+    lock.unlock();
+    hurry();
+    lock.lock();
+    changed_.wait_for(lock, std::chrono::milliseconds(2), [this] { return !working_; });
+  }
 }
 
 void Worker::loop() {

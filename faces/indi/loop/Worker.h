@@ -22,8 +22,9 @@ class Worker {
   void run(std::function<void()> job);
   /// Forgets jobs that have not begun.
   void cancel();
-  /// Waits for the job that has begun.
-  void finish();
+  /// Waits for the job that has begun. `hurry` is called until it has ended: what it does to make it end may come
+  /// before the job has reached what can be ended.
+  void finish(const std::function<void()>& hurry);
 
  private:
   void loop();

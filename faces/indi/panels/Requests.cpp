@@ -18,6 +18,11 @@ std::string unknown(std::string_view property, std::string_view element) {
   return std::string(property) + " has no element " + std::string(element);
 }
 
+/// INDI's library itself refuses what could only be read at first; not what became so.
+std::string readOnly(std::string_view property) {
+  return std::string(property) + " can only be read";
+}
+
 std::string shown(double value) {
   std::array<char, 32> text{};
   std::snprintf(text.data(), text.size(), "%.10g", value);
@@ -39,6 +44,7 @@ std::string_view SwitchRequest::chosen() const {
 std::string troubleWith(const NumberRequest& request, const INDI::Property& property) {
   auto* const numbers = property.getNumber();
   if (numbers == nullptr) return std::string(request.property) + " has no numbers";
+  if (property.getPermission() == IP_RO) return readOnly(request.property);
   for (const auto& [element, value] : request.values) {
     const auto* const number = find(numbers, element);
     if (number == nullptr) return unknown(request.property, element);
@@ -68,6 +74,7 @@ std::string troubleWith(const SwitchRequest& request, const INDI::Property& prop
 std::string troubleWith(const TextRequest& request, const INDI::Property& property) {
   auto* const texts = property.getText();
   if (texts == nullptr) return std::string(request.property) + " has no texts";
+  if (property.getPermission() == IP_RO) return readOnly(request.property);
   for (const auto& value : request.values) {
     if (find(texts, value.element) == nullptr) return unknown(request.property, value.element);
   }

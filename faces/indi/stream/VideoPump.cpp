@@ -71,7 +71,15 @@ void VideoPump::run() {
         if (awaitRoom()) pass(last);
         dropped_ = reader.counters().missed + skipped_;
       }
-      if (closeRecording_.exchange(false) && last && manager_.isRecording()) pass(last);
+      if (closeRecording_) {
+        // Before the first frame of a long exposure there is none to give; the manager closes all the same.
+        if (last) {
+          pass(last);
+        } else {
+          manager_.newFrame(nullptr, 0);
+        }
+        closeRecording_ = false;
+      }
     }
   } catch (const CancelledError&) {
     // Somebody has ended the video.

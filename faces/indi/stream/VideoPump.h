@@ -34,6 +34,8 @@ class VideoPump {
   bool isRunning() const { return running_; }
   /// A recording that clients have ended is closed by the manager when the next frame comes: gives it one.
   void closeRecording() { closeRecording_ = true; }
+  /// Whether it has not been given yet.
+  bool isClosing() const { return running_ && closeRecording_; }
 
   /// Tells the manager what frames will look like, which a recording writes down before the first one comes. While
   /// no video runs.
