@@ -43,7 +43,7 @@ _orqcam() {
     ["_sensor-id"]="-c --camera --json --strict --debug --no-settings -h --help"
     ["_report"]="-o --output --overwrite -c --camera --json --strict --debug --no-settings -h --help"
     ["_capture"]="-e --exposure -g --gain --offset --region --center --centre -b --bin -f --format --flip --hardware-bin --no-hardware-bin --mono-bin --gamma --time-mark --mode --out-a --out-b --dark --no-dark --hot-pixels --no-hot-pixels --cool --cool-wait --cool-timeout --keep-cooling --auto-exposure --auto-gain --auto-wb --auto-target --auto-max-exposure --auto-max-gain --auto-timeout -n --count -o --output --overwrite --png --video --require-gps --retries --reconnect --timeout -k --keyword --object --observer --image-type -c --camera --json --strict --debug --no-settings -h --help"
-    ["_record"]="-e --exposure -g --gain --offset --region --center --centre -b --bin -f --format --flip --hardware-bin --no-hardware-bin --mono-bin --gamma --time-mark --mode --out-a --out-b --dark --no-dark --hot-pixels --no-hot-pixels --cool --cool-wait --cool-timeout --keep-cooling --auto-exposure --auto-gain --auto-wb --auto-target --auto-max-exposure --auto-max-gain --auto-timeout --preset -o --output --overwrite -s --seconds -n --frames --size --ring --object --observer -c --camera --json --strict --debug --no-settings -h --help"
+    ["_record"]="-e --exposure -g --gain --offset --region --center --centre -b --bin -f --format --flip --hardware-bin --no-hardware-bin --mono-bin --gamma --time-mark --mode --out-a --out-b --dark --no-dark --hot-pixels --no-hot-pixels --cool --cool-wait --cool-timeout --keep-cooling --auto-exposure --auto-gain --auto-wb --auto-target --auto-max-exposure --auto-max-gain --auto-timeout --preset -o --output --form --overwrite -s --seconds -n --frames --size --ring --object --observer -c --camera --json --strict --debug --no-settings -h --help"
     ["_ser"]="-c --camera --json --strict --debug --no-settings -h --help"
     ["_ser info"]="-c --camera --json --strict --debug --no-settings -h --help"
     ["_ser check"]="-c --camera --json --strict --debug --no-settings -h --help"
@@ -121,13 +121,13 @@ _orqcam() {
     --mode) COMPREPLY=($(compgen -W "free software rising falling software-level high low" -- "$cur")); return ;;
     --image-type) COMPREPLY=($(compgen -W "light dark bias flat" -- "$cur")); return ;;
     --preset) COMPREPLY=($(compgen -W "full 1280x720 640x480 planet" -- "$cur")); return ;;
-    -e | --exposure | -g | --gain | --offset | --region | --center | --centre | --gamma | --out-a | --out-b | --cool | --cool-timeout | --auto-target | --auto-max-exposure | --auto-max-gain | --auto-timeout | -n | --count | --retries | --timeout | -k | --keyword | --object | --observer | -s | --seconds | --frames | --size | --ring | --interval) return ;;
+    -e | --exposure | -g | --gain | --offset | --region | --center | --centre | --gamma | --out-a | --out-b | --cool | --cool-timeout | --auto-target | --auto-max-exposure | --auto-max-gain | --auto-timeout | -n | --count | --retries | --timeout | -k | --keyword | --object | --observer | --form | -s | --seconds | --frames | --size | --ring | --interval) return ;;
   esac
 
   local i path=
   for ((i = 1; i < cword; i++)); do
     case ${words[i]} in
-      -c | --camera | --backup | -o | --output | -e | --exposure | -g | --gain | --offset | --region | --center | --centre | -b | --bin | -f | --format | --flip | --gamma | --mode | --out-a | --out-b | --dark | --cool | --cool-timeout | --auto-target | --auto-max-exposure | --auto-max-gain | --auto-timeout | -n | --count | --retries | --timeout | -k | --keyword | --object | --observer | --image-type | --preset | -s | --seconds | --frames | --size | --ring | --map | --interval) ((i++)) ;;
+      -c | --camera | --backup | -o | --output | -e | --exposure | -g | --gain | --offset | --region | --center | --centre | -b | --bin | -f | --format | --flip | --gamma | --mode | --out-a | --out-b | --dark | --cool | --cool-timeout | --auto-target | --auto-max-exposure | --auto-max-gain | --auto-timeout | -n | --count | --retries | --timeout | -k | --keyword | --object | --observer | --image-type | --preset | --form | -s | --seconds | --frames | --size | --ring | --map | --interval) ((i++)) ;;
       -*) ;;
       *) [[ " ${below[_$path]-} " == *" ${words[i]} "* ]] && path=${path:+$path }${words[i]} ;;
     esac

@@ -7,7 +7,7 @@ function __orqcam_path
     for word in (commandline -opc)[2..-1]
         if test $skip = 1
             set skip 0
-        else if contains -- $word -c --camera --backup -o --output -e --exposure -g --gain --offset --region --center --centre -b --bin -f --format --flip --gamma --mode --out-a --out-b --dark --cool --cool-timeout --auto-target --auto-max-exposure --auto-max-gain --auto-timeout -n --count --retries --timeout -k --keyword --object --observer --image-type --preset -s --seconds --frames --size --ring --map --interval
+        else if contains -- $word -c --camera --backup -o --output -e --exposure -g --gain --offset --region --center --centre -b --bin -f --format --flip --gamma --mode --out-a --out-b --dark --cool --cool-timeout --auto-target --auto-max-exposure --auto-max-gain --auto-timeout -n --count --retries --timeout -k --keyword --object --observer --image-type --preset --form -s --seconds --frames --size --ring --map --interval
             set skip 1
         else if not string match -q -- '-*' $word
             set -l known (string join ' ' $path $word)
@@ -54,7 +54,7 @@ complete -c orqcam -n '__orqcam_at ""' -a serial -d 'Show the serial number'
 complete -c orqcam -n '__orqcam_at ""' -a sensor-id -d 'Show the identity of the image sensor'
 complete -c orqcam -n '__orqcam_at ""' -a report -d 'Put what a bug report needs into one file'
 complete -c orqcam -n '__orqcam_at ""' -a capture -d 'Take frames and save them'
-complete -c orqcam -n '__orqcam_at ""' -a record -d 'Record a video to a SER file'
+complete -c orqcam -n '__orqcam_at ""' -a record -d 'Record a video to a SER file, a FITS cube or a folder of FITS files'
 complete -c orqcam -n '__orqcam_at ""' -a ser -d 'Look at SER files of any program, mend them, take frames out'
 complete -c orqcam -n '__orqcam_at ""' -a stream -d 'Stream video without saving it; show rates and counters'
 complete -c orqcam -n '__orqcam_at ""' -a trigger -d 'Wait for triggers and show when their frames were taken, without saving them'
@@ -164,17 +164,18 @@ complete -c orqcam -n '__orqcam_at "record"' -l auto-max-exposure -x -d 'Longest
 complete -c orqcam -n '__orqcam_at "record"' -l auto-max-gain -x -d 'Highest gain that may be chosen (default: the camera\'s)'
 complete -c orqcam -n '__orqcam_at "record"' -l auto-timeout -x -d 'Give up when nothing has settled after this many seconds'
 complete -c orqcam -n '__orqcam_at "record"' -l preset -x -a 'full 1280x720 640x480 planet' -d 'Part of the sensor'
-complete -c orqcam -n '__orqcam_at "record"' -s o -l output -r -F -d 'File name, which ends in .ser'
+complete -c orqcam -n '__orqcam_at "record"' -s o -l output -r -F -d 'File name'
+complete -c orqcam -n '__orqcam_at "record"' -l form -x -d 'What it becomes: ser, cube or folder (default: as the name says)'
 complete -c orqcam -n '__orqcam_at "record"' -l overwrite -d 'Replace files that exist'
 complete -c orqcam -n '__orqcam_at "record"' -s s -l seconds -x -d 'Stop after this time (default: at Ctrl-C)'
 complete -c orqcam -n '__orqcam_at "record"' -s n -l frames -x -d 'Stop after this many frames'
-complete -c orqcam -n '__orqcam_at "record"' -l size -x -d 'Stop before the file gets larger: 500MB, 2GB'
+complete -c orqcam -n '__orqcam_at "record"' -l size -x -d 'Stop before it gets larger: 500MB, 2GB'
 complete -c orqcam -n '__orqcam_at "record"' -l ring -x -d 'Memory for frames that wait for the disk, in MB'
 complete -c orqcam -n '__orqcam_at "record"' -l object -x -d 'Name of the object'
 complete -c orqcam -n '__orqcam_at "record"' -l observer -x -d 'Name of the observer'
 complete -c orqcam -n '__orqcam_at "ser"' -a info -d 'Show what a file holds'
 complete -c orqcam -n '__orqcam_at "ser"' -a check -d 'Look whether a file is whole; exit code 1 if it is not'
-complete -c orqcam -n '__orqcam_at "ser"' -a repair -d 'Make a file whole that was cut off'
+complete -c orqcam -n '__orqcam_at "ser"' -a repair -d 'Make a file whole that was cut off, also a recorded FITS cube'
 complete -c orqcam -n '__orqcam_at "ser"' -a extract -d 'Write frames of it to FITS or PNG files'
 complete -c orqcam -n '__orqcam_at "ser info"' -F
 complete -c orqcam -n '__orqcam_at "ser check"' -F
@@ -322,7 +323,7 @@ complete -c orqcam -n '__orqcam_at "help"' -a serial -d 'Show the serial number'
 complete -c orqcam -n '__orqcam_at "help"' -a sensor-id -d 'Show the identity of the image sensor'
 complete -c orqcam -n '__orqcam_at "help"' -a report -d 'Put what a bug report needs into one file'
 complete -c orqcam -n '__orqcam_at "help"' -a capture -d 'Take frames and save them'
-complete -c orqcam -n '__orqcam_at "help"' -a record -d 'Record a video to a SER file'
+complete -c orqcam -n '__orqcam_at "help"' -a record -d 'Record a video to a SER file, a FITS cube or a folder of FITS files'
 complete -c orqcam -n '__orqcam_at "help"' -a ser -d 'Look at SER files of any program, mend them, take frames out'
 complete -c orqcam -n '__orqcam_at "help"' -a stream -d 'Stream video without saving it; show rates and counters'
 complete -c orqcam -n '__orqcam_at "help"' -a trigger -d 'Wait for triggers and show when their frames were taken, without saving them'
