@@ -18,7 +18,7 @@ _orqcam() {
   local cur prev words cword
   _init_completion -n =: || return
   local -A below=(
-    ["_"]="list info id serial sensor-id report capture record ser stream trigger mode dark hotpixels controls get set settings profile temp cooler fan led hub guide focus gps reg flash dump-controls help"
+    ["_"]="list info id serial sensor-id report capture record ser stream trigger mode dark hotpixels controls get set gain settings profile temp cooler fan led hub guide focus gps reg flash dump-controls help"
     ["_id"]="get set clear"
     ["_ser"]="info check repair extract"
     ["_dark"]="take use off save load"
@@ -29,7 +29,7 @@ _orqcam() {
     ["_gps"]="status read watch lines"
     ["_reg"]="read write"
     ["_flash"]="dump restore verify"
-    ["_help"]="list info id serial sensor-id report capture record ser stream trigger mode dark hotpixels controls get set settings profile temp cooler fan led hub guide focus gps reg flash dump-controls help"
+    ["_help"]="list info id serial sensor-id report capture record ser stream trigger mode dark hotpixels controls get set gain settings profile temp cooler fan led hub guide focus gps reg flash dump-controls help"
   )
   local -A options=(
     ["_"]="-c --camera --json --strict --debug --no-settings -h --help --version"
@@ -67,6 +67,7 @@ _orqcam() {
     ["_controls"]="-c --camera --json --strict --debug --no-settings -h --help"
     ["_get"]="-c --camera --json --strict --debug --no-settings -h --help"
     ["_set"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_gain"]="--measure -c --camera --json --strict --debug --no-settings -h --help"
     ["_settings"]="-c --camera --json --strict --debug --no-settings -h --help"
     ["_settings path"]="-c --camera --json --strict --debug --no-settings -h --help"
     ["_settings show"]="-c --camera --json --strict --debug --no-settings -h --help"

@@ -11,7 +11,7 @@ function __orqcam_path
             set skip 1
         else if not string match -q -- '-*' $word
             set -l known (string join ' ' $path $word)
-            contains -- $known "list" "info" "id" "id get" "id set" "id clear" "serial" "sensor-id" "report" "capture" "record" "ser" "ser info" "ser check" "ser repair" "ser extract" "stream" "trigger" "mode" "dark" "dark take" "dark use" "dark off" "dark save" "dark load" "hotpixels" "hotpixels build" "hotpixels show" "hotpixels enable" "hotpixels disable" "hotpixels export" "controls" "get" "set" "settings" "settings path" "settings show" "settings reset" "profile" "profile set" "profile clear" "temp" "cooler" "fan" "led" "hub" "hub status" "hub reset" "guide" "focus" "gps" "gps status" "gps read" "gps watch" "gps lines" "reg" "reg read" "reg write" "flash" "flash dump" "flash restore" "flash verify" "dump-controls" "help"; and set path $known
+            contains -- $known "list" "info" "id" "id get" "id set" "id clear" "serial" "sensor-id" "report" "capture" "record" "ser" "ser info" "ser check" "ser repair" "ser extract" "stream" "trigger" "mode" "dark" "dark take" "dark use" "dark off" "dark save" "dark load" "hotpixels" "hotpixels build" "hotpixels show" "hotpixels enable" "hotpixels disable" "hotpixels export" "controls" "get" "set" "gain" "settings" "settings path" "settings show" "settings reset" "profile" "profile set" "profile clear" "temp" "cooler" "fan" "led" "hub" "hub status" "hub reset" "guide" "focus" "gps" "gps status" "gps read" "gps watch" "gps lines" "reg" "reg read" "reg write" "flash" "flash dump" "flash restore" "flash verify" "dump-controls" "help"; and set path $known
         end
     end
     echo "$path"
@@ -64,6 +64,7 @@ complete -c orqcam -n '__orqcam_at ""' -a hotpixels -d 'Hot pixels: their table 
 complete -c orqcam -n '__orqcam_at ""' -a controls -d 'Show all controls of a camera with their values and limits'
 complete -c orqcam -n '__orqcam_at ""' -a get -d 'Show the values of controls'
 complete -c orqcam -n '__orqcam_at ""' -a set -d 'Set controls and show what they became'
+complete -c orqcam -n '__orqcam_at ""' -a gain -d 'Show the gains with a meaning, and what the camera can tell at each; or set one, for later runs as well'
 complete -c orqcam -n '__orqcam_at ""' -a settings -d 'Show or forget what is kept from one run to the next'
 complete -c orqcam -n '__orqcam_at ""' -a profile -d 'Telescope, filter, site and observer for all files'
 complete -c orqcam -n '__orqcam_at ""' -a temp -d 'Show the sensor\'s temperature and the supply voltage'
@@ -275,6 +276,7 @@ complete -c orqcam -n '__orqcam_at "hotpixels export"' -l overwrite -d 'Replace 
 complete -c orqcam -n '__orqcam_at "hotpixels export"' -F
 complete -c orqcam -n '__orqcam_at "get"' -a '(__orqcam_controls)'
 complete -c orqcam -n '__orqcam_at "set"' -a '(__orqcam_controls | string replace -r "\$" =)'
+complete -c orqcam -n '__orqcam_at "gain"' -l measure -d 'Measure the read noise, and the dynamic range that it leaves, from two of the shortest exposures at each; cover the telescope'
 complete -c orqcam -n '__orqcam_at "settings"' -a path -d 'Show where the settings are kept'
 complete -c orqcam -n '__orqcam_at "settings"' -a show -d 'Show the settings of all models, or of one camera\'s model'
 complete -c orqcam -n '__orqcam_at "settings"' -a reset -d 'Forget the settings of one camera\'s model, or of all'
@@ -333,6 +335,7 @@ complete -c orqcam -n '__orqcam_at "help"' -a hotpixels -d 'Hot pixels: their ta
 complete -c orqcam -n '__orqcam_at "help"' -a controls -d 'Show all controls of a camera with their values and limits'
 complete -c orqcam -n '__orqcam_at "help"' -a get -d 'Show the values of controls'
 complete -c orqcam -n '__orqcam_at "help"' -a set -d 'Set controls and show what they became'
+complete -c orqcam -n '__orqcam_at "help"' -a gain -d 'Show the gains with a meaning, and what the camera can tell at each; or set one, for later runs as well'
 complete -c orqcam -n '__orqcam_at "help"' -a settings -d 'Show or forget what is kept from one run to the next'
 complete -c orqcam -n '__orqcam_at "help"' -a profile -d 'Telescope, filter, site and observer for all files'
 complete -c orqcam -n '__orqcam_at "help"' -a temp -d 'Show the sensor\'s temperature and the supply voltage'
