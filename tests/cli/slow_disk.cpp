@@ -1,4 +1,4 @@
-// Loaded before the C library: blocks of a recording take 300 ms to be written, as on a disk that is too slow.
+// Loaded before the C library: blocks of a recording take 600 ms to be written, as on a disk that is too slow.
 #include <dlfcn.h>
 #include <sys/types.h>
 #include <unistd.h>
@@ -8,7 +8,7 @@
 namespace {
 
 constexpr std::size_t kBlock = std::size_t{4} << 20;
-constexpr useconds_t kDelayUs = 300'000;
+constexpr useconds_t kDelayUs = 600'000;
 
 ssize_t Write(const char* name, int fd, const void* bytes, std::size_t count, off_t offset) {
   using Function = ssize_t (*)(int, const void*, std::size_t, off_t);

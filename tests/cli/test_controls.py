@@ -1,6 +1,7 @@
 """controls, get, set."""
 
 import json
+import math
 
 from support import CliTest, K1C, X26M, models
 
@@ -22,6 +23,32 @@ class Tests(CliTest):
         self.assertIs(controls["WB_R"]["auto_supported"], True)
         self.assertIs(controls["Flip"]["auto_supported"], False)
         self.assertEqual(controls["Flip"]["description"], "Flip: 0->None 1->Horiz 2->Vert 3->Both")
+
+    def test_gains_with_a_meaning_are_told_measured_and_set(self):
+        # docs/sensor-model.md: noise sqrt(before^2 + (after / factor)^2), and its rounding, 1/12 of a squared count.
+        before, after, least = 0.9, 3.175, 3.6
+        rows = {row["preset"]: row for row in self.json("-c", "virtual:k1m,timescale=0,scene=dark", "gain", "--measure")}
+        self.assertEqual(list(rows), ["unity", "lowest-noise", "largest-range"])
+        for row in rows.values():
+            worth = row["electrons_per_adu"]
+            expected = math.sqrt(before**2 + (after * worth / least)**2 + worth**2 / 12)
+            self.assertAlmostEqual(row["read_noise_electrons"], expected, delta=0.04 * expected)
+            self.assertAlmostEqual(row["range_stops"], math.log2(row["full_well_electrons"] / row["read_noise_electrons"]))
+        self.assertAlmostEqual(rows["unity"]["electrons_per_adu"], 1, delta=0.05)
+        self.assertEqual([row["set"] for row in rows.values()], [False, False, rows["largest-range"]["gain"] == 0])
+        text = self.succeed("-c", "virtual:k1m,timescale=0", "gain", "unity")[0].splitlines()
+        self.assertEqual(text[0].split(), ["preset", "gain", "e-/ADU", "full_well", "read_noise", "range", "meaning"])
+        self.assertIn("(set)", text[1])
+        self.assertEqual(self.json("-c", "virtual:k1m,timescale=0", "get", "gain")["Gain"]["value"], rows["unity"]["gain"])
+        self.fail_with(2, "-c", K1C, "gain", "best")
+
+    def test_measuring_leaves_everything_else_as_it_was(self):
+        self.succeed("-c", "virtual:k1m,timescale=0", "set", "gain=7", "exposure=1234us")
+        self.succeed("-c", "virtual:k1m,timescale=0", "gain", "--measure")
+        self.assertEqual(self.json("-c", "virtual:k1m,timescale=0", "get", "gain")["Gain"]["value"], 7)
+        self.succeed("-c", "virtual:k1m,timescale=0", "gain", "largest-range", "--measure")  # what is kept has all settings
+        values = self.json("-c", "virtual:k1m,timescale=0", "get", "gain", "exposure")
+        self.assertEqual((values["Gain"]["value"], values["Exposure"]["value"]), (0, 1234))
 
     def test_get_finds_names_in_any_case(self):
         self.assertEqual(self.succeed("-c", K1C, "get", "gAIN", "EXPOSURE")[0], "Gain = 0\nExposure = 10000 us\n")

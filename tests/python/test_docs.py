@@ -45,6 +45,12 @@ def test_an_example_runs_and_makes_its_picture(example, tmp_path):
     if example.stem == "photon_transfer":
         gain, told = map(float, re.match(r"([\d.]+) electrons per unit \(the camera says ([\d.]+)\)", printed).groups())
         assert gain == pytest.approx(told, rel=0.1)
+    if example.stem == "occultation":
+        found = re.findall(r"(?:out|back) 2030-01-01T00:00:([\d.]+) \+- ([\d.]+) ms", printed)
+        assert "occult=2030-01-01T00:00:04.5043/800ms" in example.read_text(encoding="utf-8")
+        for (seconds, uncertainty), instant in zip(found, (4.5043, 5.3043), strict=True):
+            assert float(uncertainty) < 200  # a busy computer may lose frames; it knows which
+            assert abs(float(seconds) - instant) < 2e-3 + float(uncertainty) / 1e3
 
 
 def run(program, folder):

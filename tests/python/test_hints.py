@@ -33,7 +33,7 @@ def test_hints_name_what_there_is():
               if isinstance(node, (ast.ClassDef, ast.FunctionDef))}
     for name in public(orqcam.__all__) - {"AUTO"}:
         assert name in hinted, name
-    for name in ("Camera", "Frame", "Recording", "Video"):
+    for name in ("Camera", "Frame", "HotPixels", "Recording", "Video"):
         there = public(dir(getattr(orqcam, name)))
         told = public(node.target.id if isinstance(node, ast.AnnAssign) else node.name for node in hinted[name].body)
         assert there == told, name

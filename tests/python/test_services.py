@@ -68,12 +68,28 @@ def test_hot_pixels_are_stored_and_repaired(tmp_path):
             camera.repair_hot_pixels()
         camera.exposure_us = 5_000_000
         assert camera.take_dark(tmp_path / "dark.bmp", frames=2).hot_pixels > 10
+        with pytest.raises(orqcam.NotFoundError):
+            camera.hot_pixels
+        found = camera.find_hot_pixels(frames=2)
         camera.save_hot_pixels(backup_folder=tmp_path / "backups")
+        kept = camera.hot_pixels
+        assert len(kept) == len(kept.pixels) == len(found) > 10
+        assert kept.shape == (camera.info.sensor_height, camera.info.sensor_width)
+        assert (kept.pixels == found.pixels).all() and kept.pixels.max(axis=0).tolist() < [kept.shape[1], kept.shape[0]]
+        kept.save(tmp_path / "hot.csv")
+        rows = (tmp_path / "hot.csv").read_text(encoding="ascii").splitlines()
+        places = {tuple(map(int, row.split(",")[:2])) for row in rows[1:]}
+        assert rows[0] == "x_px,y_px,value" and set(map(tuple, kept.pixels.tolist())) <= places
+        with pytest.raises(orqcam.FileError):
+            kept.save(tmp_path / "hot.csv")
+        with pytest.raises(orqcam.InvalidError):
+            kept.save(tmp_path / "hot.txt")
         assert len(list((tmp_path / "backups").iterdir())) == 1
         camera.format = "raw8"
         frames = []
         for repaired in (False, True):
             camera.repair_hot_pixels(repaired)
+            assert camera.repairs_hot_pixels == repaired
             frame = camera.expose(5, timeout=PATIENCE)
             assert frame.info.corrections == (2 if repaired else 0)
             frames.append(frame.array)
@@ -157,3 +173,55 @@ def test_every_status_has_its_exception():
     classes = {kind.__name__.removesuffix("Error").lower(): kind.status for kind in vars(orqcam).values()
                if isinstance(kind, type) and issubclass(kind, orqcam.Error) and kind is not orqcam.Error}
     assert len(there) >= 14 and classes == there
+
+
+def test_recordings_take_every_form_and_tell_their_gaps(tmp_path):
+    with orqcam.open(f"virtual:k1m,{QUICK},drop=0.2,seed=4") as camera:
+        camera.format = "raw16"
+        camera.region = (0, 0, 64, 48)
+        plan = camera.plan_recording(tmp_path / "a.fits", ring_mb=1)
+        assert (plan.file, plan.frame_bytes, plan.ring_frames) == (str(tmp_path / "a.fits"), 64 * 48 * 2, 2**20 // (64 * 48 * 2))
+        assert plan.free_frames < plan.free_bytes // plan.frame_bytes
+        with camera.video(timeout=PATIENCE), camera.record(tmp_path / "a.fits", frames=30) as cube:
+            with camera.record(tmp_path / "b", frames=4, form="folder") as folder:
+                cube.wait(PATIENCE)
+                folder.wait(PATIENCE)
+        gaps = cube.missing
+        assert gaps and {gap.cause for gap in gaps} == {"camera"}
+        assert sum(gap.last - gap.first + 1 for gap in gaps) == cube.state.lost
+        with pytest.raises(orqcam.InvalidError):
+            camera.record(tmp_path / "c.ser", form="cube")
+        with pytest.raises(orqcam.InvalidError):
+            camera.plan_recording(tmp_path / "c.ser", form="tape")
+    assert sorted(path.name for path in (tmp_path / "b").iterdir()) == [f"00000{i}.fits" for i in range(1, 5)]
+    assert b"NAXIS3  =                   30" in (tmp_path / "a.fits").read_bytes()[:2880]
+
+
+def test_ser_files_are_looked_at_mended_and_taken_apart(camera, tmp_path):
+    with camera.video(timeout=PATIENCE), camera.record(tmp_path / "a.ser", frames=10) as recording:
+        recording.wait(PATIENCE)
+    info = orqcam.ser_info(tmp_path / "a.ser")
+    assert (info.colour, info.width, info.height, info.depth, info.frames, info.whole) == ("RGGB", 64, 64, 8, 10, True)
+    assert info.first_unix_ns == recording.state.first_unix_ns and info.trouble == ""
+    assert orqcam.ser_repair(tmp_path / "a.ser") == (False, 10, 10)
+    with (tmp_path / "a.ser").open("r+b") as file:
+        file.truncate(178 + 3 * 64 * 64 + 1)
+    assert not orqcam.ser_info(tmp_path / "a.ser").whole
+    assert orqcam.ser_repair(tmp_path / "a.ser") == orqcam.SerRepaired(changed=True, frames=3, timed=3)
+    assert orqcam.ser_extract(tmp_path / "a.ser", 3, tmp_path / "{n:02}.png") == str(tmp_path / "03.png")
+    with pytest.raises(orqcam.RangeError):
+        orqcam.ser_extract(tmp_path / "a.ser", 4, tmp_path / "x.png")
+    with pytest.raises(orqcam.FileError):
+        orqcam.ser_info(tmp_path / "03.png")
+
+
+def test_gains_have_a_meaning():
+    with orqcam.open(f"virtual:k1m,{QUICK}") as camera:
+        unity = camera.gain_preset("unity")
+        assert unity.electrons_per_adu == pytest.approx(1, rel=0.05)
+        camera.gain = unity.gain
+        assert camera.gain == unity.gain
+        assert camera.gain_preset("lowest-noise").electrons_per_adu < 1 < camera.gain_preset("largest-range").electrons_per_adu
+        assert camera.gain_preset("largest-range").most_electrons > unity.most_electrons
+        with pytest.raises(orqcam.InvalidError):
+            camera.gain_preset("best")

@@ -21,6 +21,7 @@ CommandRun AddInfoCommand(const Command& app);
 CommandRun AddControlsCommand(const Command& app);
 CommandRun AddGetCommand(const Command& app);
 CommandRun AddSetCommand(const Command& app);
+CommandRun AddGainCommand(const Command& app);
 CommandRun AddCaptureCommand(const Command& app);
 CommandRun AddStreamCommand(const Command& app);
 CommandRun AddRecordCommand(const Command& app);

@@ -265,7 +265,66 @@ class RecordingState:
     waiting: int
     bytes: int
     seconds: float
+    first_unix_ns: int
+    last_unix_ns: int
     trouble: str
+
+class MissingFrames(NamedTuple):
+    first: int
+    last: int
+    cause: str
+
+class RecordingPlan:
+    file: str
+    times_file: str
+    width: int
+    height: int
+    frame_bytes: int
+    ring_frames: int
+    free_bytes: int
+    free_frames: int
+
+class SerInfo:
+    colour: str
+    width: int
+    height: int
+    depth: int
+    frames: int
+    whole_frames: int
+    frame_bytes: int
+    bytes: int
+    stamps: int
+    first_unix_ns: int
+    last_unix_ns: int
+    whole: bool
+    observer: str
+    instrument: str
+    telescope: str
+    trouble: str
+
+class SerRepaired(NamedTuple):
+    changed: bool
+    frames: int
+    timed: int
+
+class GainPreset:
+    gain: int
+    electrons_per_adu: float
+    most_electrons: float
+
+class HotPixels:
+    @property
+    def shape(self) -> tuple[int, int]: ...
+    @property
+    def pixels(self) -> NDArray[numpy.int32]: ...
+    @property
+    def bad_rows(self) -> list[int]: ...
+    @property
+    def left_out(self) -> int: ...
+    def __len__(self) -> int: ...
+    def save(self, path: _Path, *, overwrite: bool = ...) -> None: ...
+
+_Form = Optional[Literal["ser", "cube", "folder"]]
 
 class Recording:
     def __enter__(self) -> Recording: ...
@@ -276,6 +335,8 @@ class Recording:
     def end(self) -> Optional[str]: ...
     @property
     def state(self) -> RecordingState: ...
+    @property
+    def missing(self) -> list[MissingFrames]: ...
 
 class Camera:
     def __init__(self, name: str = ..., *, settings: Literal["off", "load", "keep"] = ..., settings_folder: _Path = ...,
@@ -333,7 +394,9 @@ class Camera:
     def expose(self, seconds: Optional[float] = ..., *, timeout: Optional[float] = ...) -> Frame: ...
     async def expose_async(self, seconds: Optional[float] = ..., *, timeout: Optional[float] = ...) -> Frame: ...
     def video(self, *, reader: Literal["newest", "every"] = ..., depth: int = ..., timeout: Optional[float] = ...) -> Video: ...
-    def record(self, path: _Path, *, frames: int = ..., seconds: float = ..., size: int = ..., overwrite: bool = ...) -> Recording: ...
+    def record(self, path: _Path, *, frames: int = ..., seconds: float = ..., size: int = ..., overwrite: bool = ...,
+               form: _Form = ..., ring_mb: int = ...) -> Recording: ...
+    def plan_recording(self, path: _Path, *, overwrite: bool = ..., form: _Form = ..., ring_mb: int = ...) -> RecordingPlan: ...
     def abort(self) -> None: ...
     @property
     def progress(self) -> ExposureProgress: ...
@@ -362,6 +425,12 @@ class Camera:
     def check_gps(self) -> None: ...
     def take_dark(self, path: _Path, *, frames: int = ..., overwrite: bool = ...) -> DarkInfo: ...
     def use_dark(self, path: Optional[_Path]) -> None: ...
+    def gain_preset(self, preset: Literal["unity", "lowest-noise", "largest-range"]) -> GainPreset: ...
+    @property
+    def hot_pixels(self) -> HotPixels: ...
+    def find_hot_pixels(self, *, frames: int = ...) -> HotPixels: ...
+    @property
+    def repairs_hot_pixels(self) -> bool: ...
     def repair_hot_pixels(self, on: bool = ...) -> None: ...
     def save_hot_pixels(self, *, backup_folder: Optional[_Path] = ...) -> None: ...
     @property
@@ -383,4 +452,7 @@ class Camera:
 
 def open(name: str = ..., *, settings: Literal["off", "load", "keep"] = ..., settings_folder: _Path = ...,
          frame_memory_mb: int = ..., resume: bool = ...) -> Camera: ...
+def ser_info(path: _Path) -> SerInfo: ...
+def ser_repair(path: _Path) -> SerRepaired: ...
+def ser_extract(path: _Path, frame: int, to: _Path, *, overwrite: bool = ...) -> str: ...
 def cameras(*, usb: bool = ..., virtual: bool = ...) -> list[CameraEntry]: ...

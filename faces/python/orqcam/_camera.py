@@ -8,7 +8,7 @@ from . import _orqcam
 from ._controls import AUTO, CONTROLS, reading
 from ._errors import InvalidError, UnsupportedError
 from ._frame import FORMATS
-from ._recording import Recording
+from ._recording import FORMS, Recording
 from ._services import Services, chosen
 from ._video import Bell, Events, Video, next_frame
 
@@ -189,14 +189,21 @@ class Camera(Services):
         """
         return Video(self, self._device, self._bell, reader, depth, timeout)
 
-    def record(self, path, *, frames=0, seconds=0.0, size=0, overwrite=False):
-        """Writes every frame of the video from the next one on to a SER file, beside all readers: a Recording.
+    def record(self, path, *, frames=0, seconds=0.0, size=0, overwrite=False, form=None, ring_mb=0):
+        """Writes every frame of the video from the next one on to files, beside all readers: a Recording.
 
-        It ends after `frames` frames, `seconds` seconds or with a file of `size` bytes, what comes first (0: no such
-        limit). Beside `path`, which ends in .ser, a text tells the time of every frame. FileError: it cannot be written,
-        or is there already and `overwrite` is false.
+        It ends after `frames` frames, `seconds` seconds or with `size` bytes, what comes first (0: no such limit). `form` is
+        "ser", "cube" (one FITS file) or "folder" (a FITS file for each frame); None: as `path` ends, in .ser, .fits or /.
+        Beside it a text tells the time of every frame. `ring_mb` is the memory for frames that wait for the disk (0: 256).
+        FileError: it cannot be written, or is there already and `overwrite` is false.
         """
-        return Recording(self._device.record(str(path), frames, seconds, size, overwrite))
+        how = (frames, seconds, size, overwrite, chosen(FORMS, form, "form"), ring_mb)
+        return Recording(self._device.record(str(path), how))
+
+    def plan_recording(self, path, *, overwrite=False, form=None, ring_mb=0):
+        """What such a recording would be like, and whether it could be made: file, times_file, width, height, frame_bytes,
+        ring_frames (that can wait for the disk), free_bytes and free_frames (of the disk). Errors as of record()."""
+        return self._device.plan_recording(str(path), (0, 0.0, 0, overwrite, chosen(FORMS, form, "form"), ring_mb))
 
     def abort(self):
         """Ends an exposure, a video or other long work; from any thread."""

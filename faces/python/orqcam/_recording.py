@@ -1,8 +1,22 @@
-"""Videos that are written to a file."""
+"""Videos that are written to a file, and SER files of any program."""
 
+import collections
+
+from . import _orqcam
 from ._errors import TimeoutError
 
 ENDS = (None, "frames", "time", "size", "stopped", "video-ended", "lost", "changed", "disk-full", "failed")
+FORMS = {None: 0, "ser": 1, "cube": 2, "folder": 3}
+CAUSES = ("disk", "camera", "moved")
+
+MissingFrames = collections.namedtuple("MissingFrames", "first last cause")
+MissingFrames.__doc__ = """Frames in a row that a recording lacks, by the camera's count, in which its first frame has number 1.
+
+cause: "disk" (it was too slow), "camera" (they did not come), "moved" (the region was moved, which begins the stream anew).
+"""
+
+SerRepaired = collections.namedtuple("SerRepaired", "changed frames timed")
+SerRepaired.__doc__ = "What a repair has come to: whether the file was changed, its frames, and how many of them have a time."
 
 
 class Recording:
@@ -31,8 +45,13 @@ class Recording:
 
     @property
     def state(self):
-        """How far it is: frames (in the file), missed, lost, waiting, bytes, seconds, trouble."""
+        """How far it is: frames (in the file), missed, lost, waiting, bytes, seconds, first_unix_ns, last_unix_ns, trouble."""
         return self._recording.state()
+
+    @property
+    def missing(self):
+        """The gaps that it has by now, a list of MissingFrames."""
+        return [MissingFrames(first, last, CAUSES[cause]) for first, last, cause in self._recording.missing()]
 
     def __enter__(self):
         return self
@@ -40,3 +59,19 @@ class Recording:
     def __exit__(self, *_):
         self.stop()
         self.wait()
+
+
+def ser_info(path):
+    """What a SER file of any program holds: colour, width, height, depth (bits), frames, stamps, first_unix_ns, last_unix_ns,
+    observer, instrument, telescope, whole, and the trouble when it is not. FileError: it cannot be read, or is none."""
+    return _orqcam.ser_info(str(path))
+
+
+def ser_repair(path):
+    """Makes a SER file, or a recording's FITS cube, whole that was cut off: SerRepaired. FileError: not one frame is whole."""
+    return SerRepaired(*_orqcam.ser_repair(str(path)))
+
+
+def ser_extract(path, frame, to, *, overwrite=False):
+    """Writes frame `frame`, from 1, of a SER file to `to` (.fits, .fits.fz or .png; {n} is its number); the file's name."""
+    return _orqcam.ser_extract(str(path), frame, str(to), overwrite)

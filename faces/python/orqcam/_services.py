@@ -1,16 +1,18 @@
 """What a camera does beside frames: cooling, guiding, focusing, triggers, GPS, corrections, its flash memory."""
 
 from ._errors import InvalidError
+from ._tables import HotPixels
 
 TRIGGERS = ("free", "software", "rising", "falling", "software-level", "high", "low")
 OUTPUTS = ("a", "b")
+GAINS = ("unity", "lowest-noise", "largest-range")
 DIRECTIONS = {"north": 0, "south": 1, "east": 2, "west": 3}
 
 
 def chosen(words, word, what):
     """The number of a word among those that there are."""
     if word not in words:
-        raise InvalidError(f"{what} must be one of {', '.join(words)}, not {word!r}")
+        raise InvalidError(f"{what} must be one of {', '.join(map(str, words))}, not {word!r}")
     return words[word] if isinstance(words, dict) else words.index(word)
 
 
@@ -85,6 +87,13 @@ class Services:
         """StateError when frames of the present region cannot have GPS time: a line does not lie in it."""
         self._device.check_gps()
 
+    # Gains
+
+    def gain_preset(self, preset):
+        """A gain with a meaning: "unity" (a count is an electron), "lowest-noise", or "largest-range" (most gain that takes
+        the full well). It has gain (for camera.gain), electrons_per_adu, most_electrons. UnsupportedError: not known."""
+        return self._device.gain_preset(chosen(GAINS, preset, "preset"))
+
     # Corrections
 
     def take_dark(self, path, *, frames=0, overwrite=False):
@@ -94,6 +103,20 @@ class Services:
     def use_dark(self, path):
         """Subtracts the dark in a file from frames to come; None: none."""
         self._device.no_dark() if path is None else self._device.use_dark(str(path))
+
+    @property
+    def hot_pixels(self):
+        """The table in the camera's flash: a HotPixels. NotFoundError: there is none."""
+        return HotPixels(self._device.hot_pixels())
+
+    def find_hot_pixels(self, *, frames=0):
+        """Takes a dark of the covered sensor and finds what stands out in it: a HotPixels, for save_hot_pixels() to keep."""
+        return HotPixels(self._device.find_hot_pixels(frames))
+
+    @property
+    def repairs_hot_pixels(self):
+        """Whether hot pixels are repaired."""
+        return self._device.repairs_hot_pixels()
 
     def repair_hot_pixels(self, on=True):
         """Repairs the hot pixels that the table in the camera's flash lists. StateError: there is no table."""

@@ -27,7 +27,7 @@ auto Long(Camera& camera, Work work) {
 }
 
 void BindDevices(Class& camera);
-void BindCorrections(Class& camera);
+void BindCorrections(Class& camera, pybind11::module_& module);
 void BindExpert(Class& camera);
 void BindRecordings(Class& camera, pybind11::module_& module);
 

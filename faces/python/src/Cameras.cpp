@@ -95,6 +95,7 @@ void BindControls(Class& camera) {
           "set_control", [](Camera& device, int id, std::int64_t value) { device.control(id, value); }, Alone())
       .def(
           "automatic", [](Camera& device, int id) { device.automatic(id); }, Alone())
+      .def("gain_preset", &Camera::gainPreset, Alone())
       .def("automatic_state", &Camera::automaticState, Alone())
       .def("await_settled", [](Camera& camera_, double seconds) {
         Long(camera_, [seconds](Camera& device) { device.awaitSettled(std::chrono::duration<double>(seconds)); });
@@ -118,7 +119,7 @@ void BindCamera(py::module_& module) {
   BindCapture(camera);
   BindControls(camera);
   BindDevices(camera);
-  BindCorrections(camera);
+  BindCorrections(camera, module);
   BindExpert(camera);
   BindRecordings(camera, module);
 }

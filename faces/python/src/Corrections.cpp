@@ -1,11 +1,15 @@
 // Darks, hot pixels, and the flash memory that keeps them. What overwrites flash saves it first, in a folder of
 // the caller's choice; without one, in the user's state folder.
+#include <pybind11/numpy.h>
 #include <pybind11/stl.h>
 
 #include <optional>
 #include <orqcam/orqcam.hpp>
+#include <tuple>
 
 #include "CameraClass.h"
+
+namespace py = pybind11;
 
 namespace orq::python {
 namespace {
@@ -44,13 +48,42 @@ void SaveHotPixels(Camera& camera, const Folder& backups) {
        [backups](Camera& device) { check(orq_hot_pixels_save(device.get(), NameOf(backups), nullptr, nullptr)); });
 }
 
+void BindTable(py::module_& module) {
+  py::class_<HotPixels>(module, "HotPixels")
+      .def("counts",
+           [](const HotPixels& table) {
+             const orq_hot_pixel_counts counts = table.counts();
+             return std::tuple(counts.width, counts.height, counts.pixels, counts.bad_rows, counts.left_out);
+           })
+      .def("pixels",
+           [](const HotPixels& table) {
+             const std::vector<SensorPixel> pixels = table.pixels();
+             py::array_t<std::int32_t> places({pixels.size(), std::size_t{2}});
+             auto to = places.mutable_unchecked<2>();
+             for (std::size_t i = 0; i < pixels.size(); ++i) {
+               to(static_cast<py::ssize_t>(i), 0) = pixels[i].x;
+               to(static_cast<py::ssize_t>(i), 1) = pixels[i].y;
+             }
+             return places;
+           })
+      .def("bad_rows", &HotPixels::badRows)
+      .def("save", &HotPixels::save, Alone());
+}
+
 }  // namespace
 
-void BindCorrections(Class& camera) {
+void BindCorrections(Class& camera, py::module_& module) {
+  BindTable(module);
   camera.def("take_dark", &TakeDark)
       .def("use_dark", &Camera::useDark, Alone())
       .def("no_dark", &Camera::noDark, Alone())
       .def("repair_hot_pixels", &Camera::repairHotPixels, Alone())
+      .def("repairs_hot_pixels", &Camera::repairsHotPixels, Alone())
+      .def("hot_pixels", &Camera::hotPixels, Alone())
+      .def("find_hot_pixels",
+           [](Camera& device, int frames) {
+             return Long(device, [frames](Camera& camera_) { return camera_.findHotPixels(frames); });
+           })
       .def("save_hot_pixels", &SaveHotPixels)
       .def(
           "get_user_id", [](Camera& device) { return device.userId(); }, Alone())

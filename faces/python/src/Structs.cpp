@@ -52,6 +52,11 @@ void BindCameraStructs(py::module_& module) {
       .def_readonly("automatic", &orq_control_info::automatic)
       .def_readonly("writable", &orq_control_info::writable);
 
+  py::class_<orq_gain_preset>(module, "GainPreset")
+      .def_readonly("gain", &orq_gain_preset::gain)
+      .def_readonly("electrons_per_adu", &orq_gain_preset::electrons_per_adu)
+      .def_readonly("most_electrons", &orq_gain_preset::most_electrons);
+
   py::class_<orq_event> event(module, "Event");
   event.def_readonly("kind", &orq_event::kind);
   DefText<&orq_event::text>(event, "text");

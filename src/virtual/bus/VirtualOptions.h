@@ -51,7 +51,7 @@ struct VirtualFlash {
   double seconds = 0;
 };
 
-/// The brightest star goes out and comes back, at instants that the receiver's time tells.
+/// The star in the middle of the sensor goes out and comes back, at instants that the receiver's time tells.
 struct VirtualOccultation {
   UtcTime start{};
   double seconds = 0;

@@ -36,6 +36,7 @@ std::unique_ptr<FrameSource> MakeSensor(const SensorData& sensor, const VirtualO
   }
   auto model = std::make_unique<SensorModel>(sensor, *scene, asked > 0.0 ? asked : kDefaultFlatFlux, options.seed,
                                              options.illuminantKelvin);
+  if (options.occultation) model->AimAtStar();
   if (*scene == Scene::Planet) {
     model->Show(Planet(sensor, options.planet.value_or(VirtualPlanet()), asked > 0.0 ? asked : kDefaultPlanetFlux));
   }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "virtual/sensor/BayerMosaic.h"
 #include "virtual/sensor/BinGrid.h"
@@ -24,7 +25,7 @@ double EvenLight(const SensorData& sensor, Scene scene, double flatFlux) {
 /// What of an exposure one row sees.
 struct SensorModel::RowLight {
   float flashSeconds = 0.0F;
-  float hiddenSeconds = 0.0F;  ///< without the brightest star
+  float hiddenSeconds = 0.0F;  ///< without the first star
 };
 
 /// One exposure's settings as physics.
@@ -100,6 +101,14 @@ void SensorModel::Focus(double defocusSteps) {
   if (!stars_ || stars_->FwhmPixels() == fwhm) return;
   const std::span<const Star> stars = stars_->Stars();
   stars_ = std::make_unique<const StarField>(sensor_, std::vector<Star>(stars.begin(), stars.end()), fwhm);
+}
+
+void SensorModel::AimAtStar() {
+  if (!stars_ || stars_->Stars().empty()) return;
+  std::vector<Star> stars(stars_->Stars().begin(), stars_->Stars().end());
+  stars.front().x = sensor_.width / 2.0;
+  stars.front().y = sensor_.height / 2.0;
+  stars_ = std::make_unique<const StarField>(sensor_, std::move(stars), stars_->FwhmPixels());
 }
 
 /// Expected charge of the pixels from `startX` of row `y`.

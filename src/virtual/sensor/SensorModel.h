@@ -36,7 +36,9 @@ class SensorModel final : public FrameSource {
   SensorModel(const SensorData& sensor, Scene scene, double flatFlux, std::uint64_t seed,
               double illuminantKelvin = kWhiteKelvin);
 
-  /// Before the first exposure: a planet in the sky.
+  /// Before the first exposure: the telescope points at the first star, which then stands in the middle.
+  void AimAtStar();
+  /// Likewise: a planet in the sky.
   void Show(const Planet& planet) { planet_ = planet; }
 
   int Width() const override { return sensor_.width; }

@@ -143,9 +143,9 @@ struct Fits {
     header = all.substr(0, end);
     data = all.substr(std::min((end / 2880 + 1) * 2880, all.size()));
   }
-  int Number(const std::string& name) const {
+  std::int64_t Number(const std::string& name) const {
     const std::size_t card = header.find(name + std::string(8 - name.size(), ' ') + "=");
-    return card == std::string::npos ? -1 : std::stoi(header.substr(card + 10, 20));
+    return card == std::string::npos ? -1 : std::stoll(header.substr(card + 10, 20));
   }
   std::string header;
   std::string data;
@@ -197,7 +197,7 @@ TEST_F(Recordings, AsCubesAndFoldersHaveTheFramesThatReadersGet) {
     ASSERT_EQ(orq_video_stop(camera.camera), ORQ_OK);
     const Fits read(file);
     const bool colour = format == ORQ_FORMAT_RGB24;
-    EXPECT_EQ(read.Number(colour ? "NAXIS4" : "NAXIS3"), static_cast<int>(kFrames));
+    EXPECT_EQ(read.Number(colour ? "NAXIS4" : "NAXIS3"), static_cast<std::int64_t>(kFrames));
     EXPECT_EQ(read.Number("BITPIX"), format == ORQ_FORMAT_RAW16 ? 16 : 8);
     EXPECT_EQ(cube.State().bytes, std::filesystem::file_size(file));
     std::uintmax_t sum = 0;
@@ -209,7 +209,7 @@ TEST_F(Recordings, AsCubesAndFoldersHaveTheFramesThatReadersGet) {
       const std::string one = folder + "/00000" + std::to_string(i + 1) + ".fits";
       const Fits single(one);
       EXPECT_TRUE(single.data.substr(0, expected.size()) == expected) << "frame " << i;
-      EXPECT_EQ(single.Number("CAMSEQ"), static_cast<int>(frame.Info().sequence));
+      EXPECT_EQ(single.Number("CAMSEQ"), static_cast<std::int64_t>(frame.Info().sequence));
       sum += std::filesystem::file_size(one);
     }
     EXPECT_EQ(files.State().bytes, sum);

@@ -176,7 +176,7 @@ TEST(VirtualOptionsTest, WrongWordsListTheRightOnes) {
   EXPECT_THAT(ErrorOf("k1c,,seed=1"), HasSubstr("seed="));
   EXPECT_THAT(ErrorOf("k1c,crash@1"), AllOf(HasSubstr("'crash@1'"), HasSubstr("stall@N")));
   EXPECT_THAT(ErrorOf("k1c,bayer=XYZ"), HasSubstr("RGGB, BGGR, GRBG, GBRG or mono"));
-  EXPECT_THAT(ErrorOf("k1c,scene=moon"), HasSubstr("stars, flat or dark"));
+  EXPECT_THAT(ErrorOf("k1c,scene=moon"), HasSubstr("stars, planet, flat or dark"));
 }
 
 TEST(VirtualOptionsTest, ValuesOutOfRangeAreRefused) {

@@ -140,8 +140,8 @@ void AwaitFrame(VideoShooter& shooter, Frame& frame) {
   }
 }
 
-// Frames per second of the running video; 0: nobody knows when frames come.
-double MeasureRate(Device& camera, VideoShooter& shooter) {
+// Frames per second of the running video; 0: nobody knows when frames come. A planet goes on meanwhile.
+double MeasureRate(Device& camera, VideoShooter& shooter, DiscFollower* follower) {
   if (camera->triggerMode() != ORQ_MODE_FREE) return 0.0;
   const std::chrono::duration<double> exposure = camera->exposure();
   if (exposure >= kMeasureRate) return 1.0 / exposure.count();  // nobody waits for two of them
@@ -151,6 +151,7 @@ double MeasureRate(Device& camera, VideoShooter& shooter) {
   const auto begin = Clock::now();
   for (;;) {
     AwaitFrame(shooter, frame);
+    if (follower != nullptr) follower->Look(frame);
     const auto elapsed = Clock::now() - begin;
     if (elapsed < kMeasureRate) continue;
     const std::uint32_t frames = frame.info().sequence - first;
@@ -260,12 +261,13 @@ ExitCode RunRecord(const Context& context, RecordOptions options) {
     AwaitFrame(shooter, frame);
     follower.emplace(camera).Place(frame);
   }
-  const double fps = MeasureRate(camera, shooter);
+  DiscFollower* const followed = follower ? &*follower : nullptr;
+  const double fps = MeasureRate(camera, shooter, followed);
   const orq_recording_plan plan = camera->planRecording(options.output, limits);
   ReportPlan(context, plan, fps);
   limits.form = plan.form;  // the planned name of a folder has no slash any more
   Recording recording = camera->record(plan.file, limits);
-  Watch(context, camera, shooter, follower ? &*follower : nullptr, plan, recording);
+  Watch(context, camera, shooter, followed, plan, recording);
   ReportRecorded(context, plan, recording);
   const orq_recording_state state = recording.state();
   TellMissing(state);
