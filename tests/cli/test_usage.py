@@ -4,9 +4,9 @@ import json
 
 from support import CliTest, K1C
 
-COMMANDS = ("list", "info", "id", "serial", "sensor-id", "report", "capture", "record", "ser", "stream", "trigger", "mode", "dark",
-            "hotpixels", "controls", "get", "set", "gain", "settings", "profile", "temp", "cooler", "fan", "led", "hub", "guide", "focus", "gps",
-            "reg", "flash", "dump-controls", "help")
+COMMANDS = ("list", "info", "id", "serial", "sensor-id", "report", "capture", "record", "ser", "stream", "trigger", "mode",
+            "dark", "hotpixels", "controls", "get", "set", "gain", "settings", "profile", "temp", "cooler", "fan", "led",
+            "hub", "guide", "focus", "focus-aid", "gps", "serve", "reg", "flash", "dump-controls", "help")
 
 
 class Tests(CliTest):
