@@ -80,7 +80,9 @@ def machine(results):
             f"- caches: {caches}",
             f"- {compiler.splitlines()[0] if compiler else 'unknown compiler'}, release build",
             f"- memcpy of 26 megapixels, 16 bit: {results.rates['memcpy/16', 26]:.1f} GB/s",
-            f"- {results.rounds} rounds in random order, least processor time of each; one thread"]
+            f"- {results.rounds} rounds in random order, least processor time of each; one thread",
+            f"- load of the machine when it began: {results.context['load_avg'][0]:.1f}; above 0.5 the ratios are too large, "
+            "because other programs take the caches and the memory's bandwidth"]
 
 
 def started(orqcam, words):

@@ -88,7 +88,7 @@ struct Weigh {
     const auto sum = [&](unsigned a, unsigned b, unsigned c) {
       return static_cast<std::uint16_t>(weights.own * a + weights.green * b + weights.other * c + 128U);
     };
-    for (int i = 0; i < count / 2; ++i) {
+    for (std::ptrdiff_t i = 0; i < count / 2; ++i) {
       const std::uint16_t a = PairAt(own, i);
       const std::uint16_t b = PairAt(green, i);
       const std::uint16_t c = PairAt(other, i);
@@ -104,7 +104,7 @@ struct Weigh {
   }
 
  private:
-  ORQ_KERNEL std::uint16_t PairAt(const std::uint8_t* bytes, int i) {
+  ORQ_KERNEL std::uint16_t PairAt(const std::uint8_t* bytes, std::ptrdiff_t i) {
     std::uint16_t pair = 0;
     std::memcpy(&pair, bytes + 2 * i, sizeof pair);
     return pair;

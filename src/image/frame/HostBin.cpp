@@ -110,8 +110,8 @@ bool Bin(std::span<const Sample> in, const BinShape& shape, std::span<Sample> ou
   if (shape.width <= 0 || shape.height <= 0 || shape.factor < 1 || shape.factor > 4) return false;
   if (shape.bayer && shape.factor > 1 && (shape.width % 2 != 0 || shape.height % 2 != 0)) return false;
   const std::size_t outputs = static_cast<std::size_t>(shape.width) * static_cast<std::size_t>(shape.height);
-  const auto square = static_cast<std::size_t>(shape.factor * shape.factor);
-  if (out.size() < outputs || in.size() / square < outputs) return false;
+  const auto factor = static_cast<std::size_t>(shape.factor);
+  if (out.size() < outputs || in.size() / (factor * factor) < outputs) return false;
   switch (shape.factor) {
     case 2:
       BinBy<Sample, 2>(in.data(), shape, out.data(), target);

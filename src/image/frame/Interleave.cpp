@@ -121,7 +121,7 @@ int InterleaveVectors(const Planes&, int, std::uint8_t*, VectorTarget) {
 
 #endif
 
-std::uint32_t Pixel(const Planes& planes, int i) {
+std::uint32_t Pixel(const Planes& planes, std::ptrdiff_t i) {
   return planes.blue[i] | static_cast<std::uint32_t>(planes.green[i]) << 8U |
          static_cast<std::uint32_t>(planes.red[i]) << 16U;
 }
@@ -133,7 +133,7 @@ std::uint32_t Pixel(const Planes& planes, int i) {
 void Interleave(const std::uint8_t* blue, const std::uint8_t* green, const std::uint8_t* red, int count,
                 std::uint8_t* bgr, VectorTarget target) {
   const Planes planes{blue, green, red};
-  int i = InterleaveVectors(planes, count, bgr, target);
+  std::ptrdiff_t i = InterleaveVectors(planes, count, bgr, target);
   if constexpr (std::endian::native == std::endian::little) {
     for (; i + 3 <= count; i += 2) {
       const std::uint64_t both = Pixel(planes, i) | static_cast<std::uint64_t>(Pixel(planes, i + 1)) << 24U;

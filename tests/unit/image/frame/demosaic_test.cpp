@@ -33,8 +33,9 @@ int ColourAt(RedSite red, int x, int y) {
 /// The colour itself, or the mean of all samples of it in the 3 x 3 window around the place.
 int WindowMean(const BayerFrame& frame, int x, int y, int colour) {
   const auto at = [&](int column, int row) {
-    return int{frame.samples[static_cast<std::size_t>(Mirrored(row, frame.height) * frame.width +
-                                                      Mirrored(column, frame.width))]};
+    const auto width = static_cast<std::size_t>(frame.width);
+    return int{frame.samples[static_cast<std::size_t>(Mirrored(row, frame.height)) * width +
+                             static_cast<std::size_t>(Mirrored(column, frame.width))]};
   };
   if (ColourAt(frame.red, x, y) == colour) return at(x, y);
   int sum = 0;
@@ -60,7 +61,8 @@ void ExpectWindowMeans(int width, int height, RedSite red, VectorTarget target, 
   DemosaicToLuminance(frame, kWeights, luminance.data(), target);
   for (int y = 0; y < height; ++y) {
     for (int x = 0; x < width; ++x) {
-      const auto at = static_cast<std::size_t>(y * width + x);
+      const std::size_t at =
+          static_cast<std::size_t>(y) * static_cast<std::size_t>(width) + static_cast<std::size_t>(x);
       const int r = WindowMean(frame, x, y, 0);
       const int g = WindowMean(frame, x, y, 1);
       const int b = WindowMean(frame, x, y, 2);
