@@ -88,10 +88,10 @@ ExitCode Run(int argc, char** argv, Output& out) {
       {"focus", AddFocusCommand(app)},
       {"focus-aid", AddFocusAidCommand(app)},
       {"gps", AddGpsCommand(app)},
+      {"serve", AddServeCommand(app)},
       {"reg", AddRegCommand(app)},
       {"flash", AddFlashCommand(app)},
       {"dump-controls", AddDumpControlsCommand(app)},
-      {"serve", AddServeCommand(app)},
       {"help", AddHelpCommand(app)},
   };
   for (const auto& [heading, names] : kGroups) app.Group(heading, names);

@@ -54,6 +54,27 @@ def as_in_fits(payload, form):
     return bytes(signed)
 
 
+def binned_by_two(pixels, width, height, bits):
+    """What the host makes of a colour sensor's samples: four of one colour, which are two apart, summed up to 255 with 8
+    bits, averaged and cut to a whole number with 16."""
+    if bits == 8:
+        values = list(pixels)
+    else:
+        values = [high * 256 + low for high, low in zip((byte ^ 0x80 for byte in pixels[0::2]), pixels[1::2])]
+    columns = [4 * (x // 2) + x % 2 for x in range(width // 2)]
+    made = bytearray()
+    for y in range(height // 2):
+        top = (4 * (y // 2) + y % 2) * width
+        first, second = values[top:top + width], values[top + 2 * width:top + 3 * width]
+        sums = [first[x] + first[x + 2] + second[x] + second[x + 2] for x in columns]
+        if bits == 8:
+            made += bytes(min(total, 255) for total in sums)
+        else:
+            for total in sums:
+                made += bytes((total // 4 // 256 ^ 0x80, total // 4 % 256))
+    return bytes(made)
+
+
 class Bus:
     """The emulated bus: pulls plugs, and tells what the sensors sent."""
 

@@ -18,7 +18,7 @@ import sys
 import tempfile
 import time
 
-from fits import Bus, Picture
+from fits import Bus, Picture, binned_by_two
 from indi import Client, Device, Server
 
 DRIVER, EMULATE, SHARE = os.path.abspath(sys.argv[1]), os.path.abspath(sys.argv[2]), float(sys.argv[3])
@@ -58,6 +58,8 @@ class Stage:
     def is_as_sent(self, content, number=0):
         picture = Picture(content)
         header, pixels = self.bus.sent(number, picture["CAMSEQ"])
+        if picture["XBINNING"] == 2:
+            pixels = binned_by_two(pixels, header["width"], header["height"], abs(picture["BITPIX"]))
         assert picture.pixels == pixels, "pixels differ from what the sensor sent"
         assert header["exposure_us"] == round(picture["EXPTIME"] * 1e6)
         assert (header["gain"], header["offset"]) == (picture["GAIN"], picture["OFFSET"])
@@ -100,7 +102,7 @@ def exposures():
             form, content = camera.expose(seconds)
             worst = max(worst, time.monotonic() - begin - seconds)
             assert form == ".fits"
-            picture = stage.is_as_sent(content) if binned == 1 else Picture(content)
+            picture = stage.is_as_sent(content)
             assert (picture["NAXIS1"], picture["NAXIS2"], picture["GAIN"]) == (width // binned, height // binned, gain)
             look_at(content, stage.folder.name)
     return f"{times(50)} pictures, each as sent; at most {worst:.3f} s after the exposure"
@@ -151,6 +153,7 @@ def streams():
                 camera.number("CCD_EXPOSURE", CCD_EXPOSURE_VALUE=0.002)
                 client.wait("a picture", lambda: any(blob[1] == ".fits" for blob in camera.blobs()))
         assert not [text for _, text in client.messages if "buffer is full" in text]
+    assert SHARE < 1 or stop <= 0.5, f"stopped within {stop:.3f} s"  # a short run may be on a machine that is busy
     return f"{times(100)} streams; three frames within {start:.3f} s, stopped within {stop:.3f} s"
 
 
@@ -185,11 +188,13 @@ def replugs():
         camera = stage.camera
         camera.set_number("CCD_FRAME", X=0, Y=0, WIDTH=320, HEIGHT=240)
         for number in range(times(50)):
-            state = ("idle", "exposing", "streaming", "guiding")[number % 4]
+            state = ("idle", "exposing", "streaming", "guiding", "recording")[number % 5]
             if state == "exposing":
                 camera.number("CCD_EXPOSURE", CCD_EXPOSURE_VALUE=60)
             elif state == "streaming":
                 camera.switch("CCD_VIDEO_STREAM", "STREAM_ON")
+            elif state == "recording":
+                camera.switch("RECORD_STREAM", "RECORD_ON")
             elif state == "guiding":
                 camera.number("TELESCOPE_TIMED_GUIDE_NS", TIMED_GUIDE_N=5000, TIMED_GUIDE_S=0)
             time.sleep(draw.random() * 0.2)
@@ -212,6 +217,9 @@ def cameras():
     models = ("Tavix ORQ-K1C", "Tavix ORQ-K1M", "Tavix ORQ-D6M")
     with Stage("k1c,seed=5,k1m,seed=6,d6m,seed=7", options=["-m", "512"]) as stage:
         others = stage.others(2)
+        second = Client(stage.server.port)
+        watcher = Device(second, FIRST)
+        watcher.wait("CCD1")
         for other in others:
             other.connect()
             other.switch("CCD_VIDEO_STREAM", "STREAM_ON")
@@ -219,12 +227,15 @@ def cameras():
         for _ in range(times(50)):
             content = stage.camera.expose(0.01)[1]
             stage.is_as_sent(content, models.index(Picture(content)["INSTRUME"]))
+            second.wait("the same picture", lambda content=content: any(blob[2] == content for blob in watcher.blobs()))
+            second.blobs.clear()
         for other in others:
             before = len(other.blobs())
             stage.client.wait("frames", lambda other=other, before=before: len(other.blobs()) > before + 2)
             other.switch("CCD_VIDEO_STREAM", "STREAM_OFF")
             other.wait("CCD_VIDEO_STREAM", lambda p: p["STREAM_OFF"] == "On")
-    return f"{times(50)} pictures, each as sent, while two cameras stream"
+        second.close()
+    return f"{times(50)} pictures, each as sent and seen by two clients, while two cameras stream"
 
 
 def chain():

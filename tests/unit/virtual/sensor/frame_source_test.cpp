@@ -36,7 +36,7 @@ TEST(MakeFrameSource, SaysWhichModelsAndScenesThereAre) {
   options.model = "k1c";
   options.scene = "moon";
   EXPECT_EQ(MakeFrameSource(options, error), nullptr);
-  EXPECT_EQ(error, "unknown scene 'moon'; known are stars, flat and dark");
+  EXPECT_EQ(error, "unknown scene 'moon'; known are stars, planet, flat and dark");
 }
 
 TEST(MakeFrameSource, RefusesLightThatIsNoAmount) {
