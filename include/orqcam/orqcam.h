@@ -1207,14 +1207,14 @@ typedef struct orq_recording_state {
  * be null: all zero. INVALID: no such name; FILE: there is such a file, or none can be written there. */
 ORQ_API orq_status orq_recording_plan_get(orq_camera* camera, const char* path,
                                           const orq_recording_options* options, orq_recording_plan* plan);
-/** Records every frame of the camera from the next one on, beside all other readers, into a SER file, a FITS cube or
- * a folder of FITS files: `path` says which, unless the options do, and may hold the placeholders of orq_frame_save
- * but for {n}. A text beside it, its name and ".txt", tells the time of every frame, where it comes from, how
- * uncertain it is, and which frames are missing. The video may be started before or after this; the recording ends
- * with it. Frames wait for the disk in a ring, which adds to the camera's frame memory; those that find it full are
- * counted and named. A SER file announces no frame before it is finished, a cube those that are in it; one that was
- * cut off is mended by orq_ser_repair. A folder is made when there is none; its files are whole, or not there.
- * `options` may be null: all zero. Errors as of orq_recording_plan_get. */
+/** Records every frame of the camera from the next one on, beside all other readers, into a SER file, a FITS cube
+ * or a folder of FITS files: `path` says which, unless the options do, and may hold the placeholders of
+ * orq_frame_save but for {n}. A text beside it, its name and ".txt", tells the time of every frame, where it comes
+ * from, how uncertain it is, and which frames are missing. The video may be started before or after this; the
+ * recording ends with it. Frames wait for the disk in a ring, which adds to the camera's frame memory; those that
+ * find it full are counted and named. A SER file announces no frame before it is finished, a cube those that are
+ * in it; one that was cut off is mended by orq_ser_repair. A folder is made when there is none; its files are
+ * whole, or not there. `options` may be null: all zero. Errors as of orq_recording_plan_get. */
 ORQ_API orq_status orq_recording_start(orq_camera* camera, const char* path, const orq_recording_options* options,
                                        orq_recording** recording);
 /** Ends it with the frames that have come by now. Returns at once: those that wait for the disk are still written,
@@ -1281,9 +1281,9 @@ typedef struct orq_ser_repaired {
   uint64_t frames;
   uint64_t timed; /**< of them, whose time is known */
 } orq_ser_repaired;
-/** Makes a SER file, or a recording's FITS cube, whole that was cut off: with every whole frame that it has, and the
- * times that the text beside it or its own trailer tell. Frames whose time nobody has told have none. FILE: not one
- * frame is whole, or the file cannot be written. */
+/** Makes a SER file, or a recording's FITS cube, whole that was cut off: with every whole frame that it has, and
+ * the times that the text beside it or its own trailer tell. Frames whose time nobody has told have none. FILE:
+ * not one frame is whole, or the file cannot be written. */
 ORQ_API orq_status orq_ser_repair(const char* path, orq_ser_repaired* repaired);
 /** Writes frame `frame`, from 1, of a SER file to `to`, as orq_frame_save does: .fits (or .fit), .fits.fz, or
  * .png; {n} is the frame's number. `options` may be null: all zero. RANGE: there is no such frame. */

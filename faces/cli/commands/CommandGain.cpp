@@ -52,7 +52,8 @@ Frame TakeShortest(Device& camera) {
   return *frame;
 }
 
-// In the difference of two frames nothing is left but their noise, twice. Samples of 16 bits, in this computer's order.
+// In the difference of two frames nothing is left but their noise, twice. Samples of 16 bits, in this computer's
+// order.
 double NoiseOf(const Frame& first, const Frame& second) {
   const std::size_t samples = std::min(first.size(), second.size()) / 2;
   double sum = 0.0;
@@ -165,12 +166,14 @@ ExitCode RunGain(const Context& context, const GainOptions& options) {
 
 CommandRun AddGainCommand(const Command& app) {
   const Command command = app.AddCommand(
-      "gain", "Show the gains with a meaning, and what the camera can tell at each; or set one, for later runs as well");
+      "gain",
+      "Show the gains with a meaning, and what the camera can tell at each; or set one, for later runs as well");
   auto options = std::make_shared<GainOptions>();
   command.AddOption("PRESET", options->preset, "To be set: unity, lowest-noise or largest-range");
-  command.AddFlag("--measure", options->measure,
-                  "Measure the read noise, and the dynamic range that it leaves, from two of the shortest exposures "
-                  "at each; cover the telescope");
+  command.AddFlag(
+      "--measure", options->measure,
+      "Measure the read noise, and the dynamic range that it leaves, from two of the shortest exposures "
+      "at each; cover the telescope");
   return [options](const Context& context) { return RunGain(context, *options); };
 }
 

@@ -124,7 +124,8 @@ CommandRun AddSerCommand(const Command& app) {
   auto options = std::make_shared<SerOptions>();
   const Command info = command.AddCommand("info", "Show what a file holds");
   const Command check = command.AddCommand("check", "Look whether a file is whole; exit code 1 if it is not");
-  const Command repair = command.AddCommand("repair", "Make a file whole that was cut off, also a recorded FITS cube");
+  const Command repair =
+      command.AddCommand("repair", "Make a file whole that was cut off, also a recorded FITS cube");
   const Command extract = command.AddCommand("extract", "Write frames of it to FITS or PNG files");
   for (const Command& each : {info, check, repair, extract}) {
     each.AddOption("FILE", options->file, "The SER file").Required();

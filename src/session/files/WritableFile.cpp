@@ -11,8 +11,7 @@
 
 namespace orq::session {
 
-WritableFile::WritableFile(const std::string& path)
-    : path_(path), fd_(open(path.c_str(), O_WRONLY | O_CLOEXEC)) {
+WritableFile::WritableFile(const std::string& path) : path_(path), fd_(open(path.c_str(), O_WRONLY | O_CLOEXEC)) {
   if (fd_ < 0) Demand(errno);
 }
 

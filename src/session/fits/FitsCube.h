@@ -44,9 +44,7 @@ struct CubeFacts {
   std::uint64_t headerBytes = 0;
   std::uint64_t frames = 0;  ///< that it announces
   /// Of the file up to the end of their last block.
-  std::uint64_t EndOf(std::uint64_t count) const {
-    return headerBytes + WholeBlocks(count * shape.FrameBytes());
-  }
+  std::uint64_t EndOf(std::uint64_t count) const { return headerBytes + WholeBlocks(count * shape.FrameBytes()); }
 };
 /// Nothing when `start`, the first bytes of a file, is no header that `CubeHeader` has made.
 std::optional<CubeFacts> ReadCubeHeader(std::span<const std::uint8_t> start);

@@ -96,7 +96,8 @@ FitsRow& FitsRow::Text(std::string_view text, std::size_t chars) {
 
 std::vector<std::uint8_t> FitsTable(std::string_view name, std::span<const FitsColumn> columns,
                                     std::string_view cards, std::span<const std::uint8_t> rows) {
-  const std::string header = TableHeader(name, columns, cards, rows.size() / RowBytes(columns));
+  const std::string header =
+      TableHeader(name, columns, cards, rows.size() / std::max<std::size_t>(RowBytes(columns), 1));
   std::vector<std::uint8_t> bytes(header.begin(), header.end());
   bytes.insert(bytes.end(), rows.begin(), rows.end());
   bytes.resize(WholeBlocks(bytes.size()), 0);

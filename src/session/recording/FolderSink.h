@@ -11,13 +11,13 @@
 
 namespace orq::session {
 
-/// Each frame is a file of its own, with all that is known of it: 000001.fits and so on. Each is whole or not there,
-/// and has its name before the next frame is taken.
+/// Each frame is a file of its own, with all that is known of it: 000001.fits and so on. Each is whole or not
+/// there, and has its name before the next frame is taken.
 class FolderSink final : public RecordingSink {
  public:
   /// Makes the folder when there is none. Frames of an earlier recording are removed when they may be overwritten.
-  /// `beforeWrite` is called before each file is made, which is not when it gives an errno. Throws Failure: no such
-  /// folder can be made, or there is one that is not empty.
+  /// `beforeWrite` is called before each file is made, which is not when it gives an errno. Throws Failure: no
+  /// such folder can be made, or there is one that is not empty.
   FolderSink(const std::string& path, Existing existing, std::uint64_t pixelBytes,
              std::function<int()> beforeWrite);
 

@@ -69,9 +69,9 @@ struct RecordingState {
   UtcTenths last = 0;
 };
 
-/// The name may hold what names of frames may hold, but for {n}; it ends as the form demands, and ByName decides it:
-/// .ser, .fits, .fit, or a slash. Throws Failure: no such name, there is such a file already, or none can be written
-/// there.
+/// The name may hold what names of frames may hold, but for {n}; it ends as the form demands, and ByName decides
+/// it: .ser, .fits, .fit, or a slash. Throws Failure: no such name, there is such a file already, or none can be
+/// written there.
 RecordingPlan PlanRecording(Camera& camera, const std::string& path, const RecordingOptions& options);
 
 /// One recording, from its construction to its end, which comes by a limit, by `Stop` or with the video. It takes

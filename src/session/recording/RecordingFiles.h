@@ -15,8 +15,8 @@
 
 namespace orq::session {
 
-/// One of the forms of a recording, and its text. What is told of a frame reaches the system before the frame does: whatever becomes of the program, a frame in
-/// the file has its line in the text. Caller-serialised.
+/// One of the forms of a recording, and its text. What is told of a frame reaches the system before the frame
+/// does: whatever becomes of the program, a frame in the file has its line in the text. Caller-serialised.
 class RecordingFiles {
  public:
   using Sink = std::function<std::unique_ptr<RecordingSink>(std::function<int()> beforeWrite)>;

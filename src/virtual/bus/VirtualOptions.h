@@ -73,25 +73,25 @@ struct FlashFault {
 
 /// Options of one virtual camera. `docs/virtual-camera.md` describes each for users.
 struct VirtualOptions {
-  std::string model = "k1c";            ///< a key of the device table
-  std::uint64_t seed = 1;               ///< same seed, same run
-  double timeScale = 1.0;               ///< `timescale=` 0.01: all takes a hundredth of its time; 0: none
-  bool usb3 = true;                     ///< `usb=2` or `usb=3`
-  std::string file;                     ///< `file=`: frames to replay (FITS, PGM, SER)
-  std::optional<int> bayer;             ///< `bayer=RGGB|BGGR|GRBG|GBRG|mono` for replayed frames
-  int preRender = 0;                    ///< `prerender=N`: N frames made beforehand and sent in turn
-  std::string serial;                   ///< `serial=` 16 hex digits; by default made from the seed
-  std::string state;                    ///< `state=FILE`: keeps flash, registers and serial number
-  std::optional<double> temperatureC;   ///< `temp=` sensor at the start; default: settled in `ambient=`, else 20
-  std::optional<double> ambientC;       ///< `ambient=` surroundings; default: such that the sensor keeps `temp=`
-  std::string scene = "stars";          ///< `scene=stars|planet|flat|dark`
-  double fluxElectronsPerSecond = 0;    ///< `flux=`: light of a flat scene or a planet, electrons per pixel and second
-  double illuminantKelvin = 6000;       ///< `illuminant=`: colour of a flat scene's light; 6000 is white
-  std::optional<VirtualFlash> flash;    ///< `flash=UTC/DURATION`, on models with a GPS
-  int focus = 0;                        ///< `focus=`: where the focus motor has the stars sharpest, steps
+  std::string model = "k1c";           ///< a key of the device table
+  std::uint64_t seed = 1;              ///< same seed, same run
+  double timeScale = 1.0;              ///< `timescale=` 0.01: all takes a hundredth of its time; 0: none
+  bool usb3 = true;                    ///< `usb=2` or `usb=3`
+  std::string file;                    ///< `file=`: frames to replay (FITS, PGM, SER)
+  std::optional<int> bayer;            ///< `bayer=RGGB|BGGR|GRBG|GBRG|mono` for replayed frames
+  int preRender = 0;                   ///< `prerender=N`: N frames made beforehand and sent in turn
+  std::string serial;                  ///< `serial=` 16 hex digits; by default made from the seed
+  std::string state;                   ///< `state=FILE`: keeps flash, registers and serial number
+  std::optional<double> temperatureC;  ///< `temp=` sensor at the start; default: settled in `ambient=`, else 20
+  std::optional<double> ambientC;      ///< `ambient=` surroundings; default: such that the sensor keeps `temp=`
+  std::string scene = "stars";         ///< `scene=stars|planet|flat|dark`
+  double fluxElectronsPerSecond = 0;  ///< `flux=`: light of a flat scene or planet, electrons per pixel and second
+  double illuminantKelvin = 6000;     ///< `illuminant=`: colour of a flat scene's light; 6000 is white
+  std::optional<VirtualFlash> flash;  ///< `flash=UTC/DURATION`, on models with a GPS
+  int focus = 0;                      ///< `focus=`: where the focus motor has the stars sharpest, steps
   std::optional<VirtualOccultation> occultation;  ///< `occult=UTC/DURATION`, likewise
   std::optional<VirtualPlanet> planet;            ///< `planet=DIAMETER/X/Y` of `scene=planet`
-  double dropRate = 0.0;                ///< `drop=`: fraction of frames that the device loses
+  double dropRate = 0.0;                          ///< `drop=`: fraction of frames that the device loses
   std::vector<FrameFault> frameFaults;  ///< `short@N`, `oversize@N`, `badheader@N`, `badtrailer@N`, `order@N`,
                                         ///< `lose@N`, `stall@N`, `error@N`, `unplug@N`
   std::optional<VirtualGps> gps;        ///< for models with a GPS; without any `gps…=` word the defaults

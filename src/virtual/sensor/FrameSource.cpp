@@ -38,7 +38,8 @@ std::unique_ptr<FrameSource> MakeSensor(const SensorData& sensor, const VirtualO
                                              options.illuminantKelvin);
   if (options.occultation) model->AimAtStar();
   if (*scene == Scene::Planet) {
-    model->Show(Planet(sensor, options.planet.value_or(VirtualPlanet()), asked > 0.0 ? asked : kDefaultPlanetFlux));
+    model->Show(
+        Planet(sensor, options.planet.value_or(VirtualPlanet()), asked > 0.0 ? asked : kDefaultPlanetFlux));
   }
   return model;
 }

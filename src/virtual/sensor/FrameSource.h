@@ -26,10 +26,10 @@ struct ExposureSettings {
   /// What a pixel reads; none: by gain and offset setting.
   std::optional<PixelReadout> readout = std::nullopt;
   double temperatureC = 20.0;
-  double defocusSteps = 0.0;  ///< how far the lens is from the best focus, steps of a focus motor
-  double rowSeconds = 0.0;    ///< from the start of one output row's exposure to that of the next
-  double flashStart = 0.0;    ///< of a flash of light, s after the start of the first row's exposure
-  double flashSeconds = 0.0;  ///< its length; 0: none
+  double defocusSteps = 0.0;   ///< how far the lens is from the best focus, steps of a focus motor
+  double rowSeconds = 0.0;     ///< from the start of one output row's exposure to that of the next
+  double flashStart = 0.0;     ///< of a flash of light, s after the start of the first row's exposure
+  double flashSeconds = 0.0;   ///< its length; 0: none
   double hiddenStart = 0.0;    ///< of an occultation of the first star, likewise
   double hiddenSeconds = 0.0;  ///< its length; 0: none
   double seconds = 0.0;        ///< the camera's time when the exposure is half over, for what moves

@@ -51,8 +51,8 @@ struct SensorModel::Exposure {
     for (std::size_t i = 0; i < glow.size(); ++i) glow[i] = static_cast<float>(white * filters[i]);
   }
 
-  /// How much of an output row's exposure, which a rolling shutter begins later than that of the one above it, lies
-  /// between two times.
+  /// How much of an output row's exposure, which a rolling shutter begins later than that of the one above it,
+  /// lies between two times.
   float Between(int row, double begin, double end) const {
     const double from = std::max(row * rowSeconds, begin);
     const double to = std::min(row * rowSeconds + static_cast<double>(lightSeconds), end);
@@ -117,8 +117,9 @@ void SensorModel::MeanCharge(const Exposure& exposure, int y, int startX, const 
   std::array<float, 2> even{};
   for (int i = 0; i < 2; ++i) {
     const auto filter = static_cast<std::size_t>(FilterAt(sensor_.bayerPattern, startX + i, y));
-    even[static_cast<std::size_t>(i)] = exposure.glow[filter] * exposure.lightSeconds +
-                                        static_cast<float>(kFlashFlux * sensor_.response[filter]) * light.flashSeconds;
+    even[static_cast<std::size_t>(i)] =
+        exposure.glow[filter] * exposure.lightSeconds +
+        static_cast<float>(kFlashFlux * sensor_.response[filter]) * light.flashSeconds;
   }
   for (std::size_t i = 0; i < electrons.size(); ++i) electrons[i] = even[i & 1];
   if (stars_) stars_->AddRow(y, startX, exposure.lightSeconds, light.hiddenSeconds, electrons);

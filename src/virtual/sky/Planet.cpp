@@ -53,8 +53,8 @@ void Planet::AddRow(int y, int startX, float lightSeconds, double seconds, std::
   if (std::abs(dy) > reach) return;
   const double half = std::sqrt(reach * reach - dy * dy);
   const int from = std::max(static_cast<int>(std::ceil(centre.x - half)), startX);
-  const int to = std::min(static_cast<int>(std::floor(centre.x + half)) + 1,
-                          startX + static_cast<int>(electrons.size()));
+  const int to =
+      std::min(static_cast<int>(std::floor(centre.x + half)) + 1, startX + static_cast<int>(electrons.size()));
   for (int x = from; x < to; ++x) {
     const double rate = rates_[static_cast<std::size_t>(FilterAt(bayerPattern_, x, y))];
     const double light = rate * Brightness(std::hypot(x - centre.x, dy)) * static_cast<double>(lightSeconds);

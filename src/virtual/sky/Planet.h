@@ -26,8 +26,8 @@ class Planet {
   };
   /// In the middle of the sensor at time 0. At the sensor's edges it turns back.
   Place At(double seconds) const;
-  /// Adds `lightSeconds` of its light, in electrons, to the pixels from column `startX` of sensor row `y`, where it
-  /// is at the time `seconds`.
+  /// Adds `lightSeconds` of its light, in electrons, to the pixels from column `startX` of sensor row `y`, where
+  /// it is at the time `seconds`.
   void AddRow(int y, int startX, float lightSeconds, double seconds, std::span<float> electrons) const;
 
  private:

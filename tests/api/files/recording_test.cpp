@@ -187,7 +187,8 @@ TEST_F(Recordings, AsCubesAndFoldersHaveTheFramesThatReadersGet) {
     const std::string file = folder + ".fits";
     orq_recording_options options = Limit(kFrames);
     ApiRecording cube;
-    ASSERT_EQ(orq_recording_start(camera.camera, file.c_str(), &options, &cube.recording), ORQ_OK) << orq_last_error();
+    ASSERT_EQ(orq_recording_start(camera.camera, file.c_str(), &options, &cube.recording), ORQ_OK)
+        << orq_last_error();
     ApiRecording files;
     ASSERT_EQ(orq_recording_start(camera.camera, (folder + "/").c_str(), &options, &files.recording), ORQ_OK)
         << orq_last_error();

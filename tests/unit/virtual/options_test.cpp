@@ -305,8 +305,8 @@ TEST(VirtualOptionsTest, APlanetHasASizeAndAWay) {
   EXPECT_DOUBLE_EQ(12, options.planet->driftX);
   EXPECT_DOUBLE_EQ(-3, options.planet->driftY);
   EXPECT_FALSE(Parsed("k1m,scene=planet").planet.has_value());
-  for (const char* text : {"planet", "planet=60", "planet=60/1", "planet=60/1/2/3", "planet=3/0/0", "planet=2001/0/0",
-                           "planet=60/10001/0", "planet=60/0/-10001", "planet=60//0"}) {
+  for (const char* text : {"planet", "planet=60", "planet=60/1", "planet=60/1/2/3", "planet=3/0/0",
+                           "planet=2001/0/0", "planet=60/10001/0", "planet=60/0/-10001", "planet=60//0"}) {
     EXPECT_THAT(ErrorOf(std::string("k1m,scene=planet,") + text), HasSubstr("DIAMETER/X/Y")) << text;
   }
   EXPECT_THAT(ErrorOf("k1m,planet=60/0/0"), HasSubstr("scene=planet only"));

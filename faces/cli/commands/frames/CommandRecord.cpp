@@ -278,7 +278,8 @@ ExitCode RunRecord(const Context& context, RecordOptions options) {
 }  // namespace
 
 CommandRun AddRecordCommand(const Command& app) {
-  const Command command = app.AddCommand("record", "Record a video to a SER file, a FITS cube or a folder of FITS files");
+  const Command command =
+      app.AddCommand("record", "Record a video to a SER file, a FITS cube or a folder of FITS files");
   auto options = std::make_shared<RecordOptions>();
   options->AddTo(command);
   options->automatic.AddTimeoutTo(command);

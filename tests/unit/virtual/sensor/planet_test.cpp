@@ -70,7 +70,7 @@ TEST(Planet, DriftsAndTurnsBackAtTheSensorsEdges) {
     double seconds;
     double x;
     double y;
-  } rows[] = {{0.0, 100.0, 50.0}, {3.0, 130.0, 38.0}, {9.0, 190.0, 14.0},  // at the right edge
+  } rows[] = {{0.0, 100.0, 50.0},  {3.0, 130.0, 38.0},  {9.0, 190.0, 14.0},  // at the right edge
               {10.0, 180.0, 10.0}, {12.0, 160.0, 18.0}, {28.0, 20.0, 82.0}, {100.0, 20.0, 50.0}};
   for (const auto& row : rows) {
     SCOPED_TRACE(row.seconds);
