@@ -18,7 +18,7 @@ _orqcam() {
   local cur prev words cword
   _init_completion -n =: || return
   local -A below=(
-    ["_"]="list info id serial sensor-id report capture record ser stream trigger mode dark hotpixels controls get set settings profile temp cooler fan led hub guide focus gps reg flash dump-controls serve help"
+    ["_"]="list info id serial sensor-id report capture record ser stream trigger mode dark hotpixels controls get set gain settings profile temp cooler fan led hub guide focus focus-aid gps serve reg flash dump-controls help"
     ["_id"]="get set clear"
     ["_ser"]="info check repair extract"
     ["_dark"]="take use off save load"
@@ -29,7 +29,7 @@ _orqcam() {
     ["_gps"]="status read watch lines"
     ["_reg"]="read write"
     ["_flash"]="dump restore verify"
-    ["_help"]="list info id serial sensor-id report capture record ser stream trigger mode dark hotpixels controls get set settings profile temp cooler fan led hub guide focus gps reg flash dump-controls serve help"
+    ["_help"]="list info id serial sensor-id report capture record ser stream trigger mode dark hotpixels controls get set gain settings profile temp cooler fan led hub guide focus focus-aid gps serve reg flash dump-controls help"
   )
   local -A options=(
     ["_"]="-c --camera --json --strict --debug --no-settings -h --help --version"
@@ -43,7 +43,7 @@ _orqcam() {
     ["_sensor-id"]="-c --camera --json --strict --debug --no-settings -h --help"
     ["_report"]="-o --output --overwrite -c --camera --json --strict --debug --no-settings -h --help"
     ["_capture"]="-e --exposure -g --gain --offset --region --center --centre -b --bin -f --format --flip --hardware-bin --no-hardware-bin --mono-bin --gamma --time-mark --mode --out-a --out-b --dark --no-dark --hot-pixels --no-hot-pixels --cool --cool-wait --cool-timeout --keep-cooling --auto-exposure --auto-gain --auto-wb --auto-target --auto-max-exposure --auto-max-gain --auto-timeout -n --count -o --output --overwrite --png --video --require-gps --retries --reconnect --timeout -k --keyword --object --observer --image-type -c --camera --json --strict --debug --no-settings -h --help"
-    ["_record"]="-e --exposure -g --gain --offset --region --center --centre -b --bin -f --format --flip --hardware-bin --no-hardware-bin --mono-bin --gamma --time-mark --mode --out-a --out-b --dark --no-dark --hot-pixels --no-hot-pixels --cool --cool-wait --cool-timeout --keep-cooling --auto-exposure --auto-gain --auto-wb --auto-target --auto-max-exposure --auto-max-gain --auto-timeout --preset -o --output --overwrite -s --seconds -n --frames --size --ring --object --observer -c --camera --json --strict --debug --no-settings -h --help"
+    ["_record"]="-e --exposure -g --gain --offset --region --center --centre -b --bin -f --format --flip --hardware-bin --no-hardware-bin --mono-bin --gamma --time-mark --mode --out-a --out-b --dark --no-dark --hot-pixels --no-hot-pixels --cool --cool-wait --cool-timeout --keep-cooling --auto-exposure --auto-gain --auto-wb --auto-target --auto-max-exposure --auto-max-gain --auto-timeout --preset -o --output --form --overwrite -s --seconds -n --frames --size --ring --object --observer -c --camera --json --strict --debug --no-settings -h --help"
     ["_ser"]="-c --camera --json --strict --debug --no-settings -h --help"
     ["_ser info"]="-c --camera --json --strict --debug --no-settings -h --help"
     ["_ser check"]="-c --camera --json --strict --debug --no-settings -h --help"
@@ -67,6 +67,7 @@ _orqcam() {
     ["_controls"]="-c --camera --json --strict --debug --no-settings -h --help"
     ["_get"]="-c --camera --json --strict --debug --no-settings -h --help"
     ["_set"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_gain"]="--measure -c --camera --json --strict --debug --no-settings -h --help"
     ["_settings"]="-c --camera --json --strict --debug --no-settings -h --help"
     ["_settings path"]="-c --camera --json --strict --debug --no-settings -h --help"
     ["_settings show"]="-c --camera --json --strict --debug --no-settings -h --help"
@@ -83,11 +84,13 @@ _orqcam() {
     ["_hub reset"]="-c --camera --json --strict --debug --no-settings -h --help"
     ["_guide"]="-c --camera --json --strict --debug --no-settings -h --help"
     ["_focus"]="-c --camera --json --strict --debug --no-settings -h --help"
+    ["_focus-aid"]="-e --exposure -g --gain --offset --region --center --centre -b --bin -f --format --flip --hardware-bin --no-hardware-bin --mono-bin --gamma --time-mark --mode --out-a --out-b --dark --no-dark --hot-pixels --no-hot-pixels --cool --cool-wait --cool-timeout --keep-cooling --auto-exposure --auto-gain --auto-wb --auto-target --auto-max-exposure --auto-max-gain -n --frames --curve -c --camera --json --strict --debug --no-settings -h --help"
     ["_gps"]="-c --camera --json --strict --debug --no-settings -h --help"
     ["_gps status"]="-c --camera --json --strict --debug --no-settings -h --help"
     ["_gps read"]="-c --camera --json --strict --debug --no-settings -h --help"
     ["_gps watch"]="--interval -n --count -c --camera --json --strict --debug --no-settings -h --help"
     ["_gps lines"]="--follow -c --camera --json --strict --debug --no-settings -h --help"
+    ["_serve"]="-c --camera --listen --port --token --token-file --no-token --host --alpaca-allow --folder --no-discovery --client-seconds -c --camera --json --strict --debug --no-settings -h --help"
     ["_reg"]="--unsafe -c --camera --json --strict --debug --no-settings -h --help"
     ["_reg read"]="--unsafe -c --camera --json --strict --debug --no-settings -h --help"
     ["_reg write"]="--unsafe -c --camera --json --strict --debug --no-settings -h --help"
@@ -96,7 +99,6 @@ _orqcam() {
     ["_flash restore"]="--other-camera --yes --backup -c --camera --json --strict --debug --no-settings -h --help"
     ["_flash verify"]="-c --camera --json --strict --debug --no-settings -h --help"
     ["_dump-controls"]="-c --camera --json --strict --debug --no-settings -h --help"
-    ["_serve"]="-c --camera --listen --port --token --token-file --no-token --host --alpaca-allow --no-discovery --client-seconds -c --camera --json --strict --debug --no-settings -h --help"
     ["_help"]="-c --camera --json --strict --debug --no-settings -h --help"
   )
   local -A choices=(
@@ -122,13 +124,13 @@ _orqcam() {
     --mode) COMPREPLY=($(compgen -W "free software rising falling software-level high low" -- "$cur")); return ;;
     --image-type) COMPREPLY=($(compgen -W "light dark bias flat" -- "$cur")); return ;;
     --preset) COMPREPLY=($(compgen -W "full 1280x720 640x480 planet" -- "$cur")); return ;;
-    -e | --exposure | -g | --gain | --offset | --region | --center | --centre | --gamma | --out-a | --out-b | --cool | --cool-timeout | --auto-target | --auto-max-exposure | --auto-max-gain | --auto-timeout | -n | --count | --retries | --timeout | -k | --keyword | --object | --observer | -s | --seconds | --frames | --size | --ring | --interval | --listen | --port | --token | --host | --alpaca-allow | --client-seconds) return ;;
+    -e | --exposure | -g | --gain | --offset | --region | --center | --centre | --gamma | --out-a | --out-b | --cool | --cool-timeout | --auto-target | --auto-max-exposure | --auto-max-gain | --auto-timeout | -n | --count | --retries | --timeout | -k | --keyword | --object | --observer | --form | -s | --seconds | --frames | --size | --ring | --interval | --curve | --listen | --port | --token | --host | --alpaca-allow | --folder | --client-seconds) return ;;
   esac
 
   local i path=
   for ((i = 1; i < cword; i++)); do
     case ${words[i]} in
-      -c | --camera | --backup | -o | --output | -e | --exposure | -g | --gain | --offset | --region | --center | --centre | -b | --bin | -f | --format | --flip | --gamma | --mode | --out-a | --out-b | --dark | --cool | --cool-timeout | --auto-target | --auto-max-exposure | --auto-max-gain | --auto-timeout | -n | --count | --retries | --timeout | -k | --keyword | --object | --observer | --image-type | --preset | -s | --seconds | --frames | --size | --ring | --map | --interval | --listen | --port | --token | --token-file | --host | --alpaca-allow | --client-seconds) ((i++)) ;;
+      -c | --camera | --backup | -o | --output | -e | --exposure | -g | --gain | --offset | --region | --center | --centre | -b | --bin | -f | --format | --flip | --gamma | --mode | --out-a | --out-b | --dark | --cool | --cool-timeout | --auto-target | --auto-max-exposure | --auto-max-gain | --auto-timeout | -n | --count | --retries | --timeout | -k | --keyword | --object | --observer | --image-type | --preset | --form | -s | --seconds | --frames | --size | --ring | --map | --interval | --curve | --listen | --port | --token | --token-file | --host | --alpaca-allow | --folder | --client-seconds) ((i++)) ;;
       -*) ;;
       *) [[ " ${below[_$path]-} " == *" ${words[i]} "* ]] && path=${path:+$path }${words[i]} ;;
     esac
