@@ -353,7 +353,7 @@ complete -c orqcam -n '__orqcam_at "serve"' -s c -l camera -x -a '(__orqcam_came
 complete -c orqcam -n '__orqcam_at "serve"' -l listen -x -d 'Address of this computer to listen at; may be given several times'
 complete -c orqcam -n '__orqcam_at "serve"' -l port -x -d 'Port; 0: any free one'
 complete -c orqcam -n '__orqcam_at "serve"' -l token -x -d 'What page and own interface ask for; others on this computer can see it'
-complete -c orqcam -n '__orqcam_at "serve"' -l token-file -x -d 'A file whose first line is the token'
+complete -c orqcam -n '__orqcam_at "serve"' -l token-file -r -F -d 'A file whose first line is the token'
 complete -c orqcam -n '__orqcam_at "serve"' -l no-token -d 'Whoever reaches the address may use page and own interface'
 complete -c orqcam -n '__orqcam_at "serve"' -l host -x -d 'A name by which clients call this computer; several times'
 complete -c orqcam -n '__orqcam_at "serve"' -l alpaca-allow -x -d 'Addresses whose Alpaca clients may use the cameras, 192.168.1.0/24; several times'

@@ -8,7 +8,7 @@ build_packages=(g++ cmake ninja-build pkg-config libusb-1.0-0-dev liblog4cpp5-de
                 libpng-dev libsep-dev libcli11-dev nlohmann-json3-dev libmicrohttpd-dev libturbojpeg0-dev)
 test_packages=(locales libgtest-dev libgmock-dev python3 python3-numpy python3-astropy procps libumockdev-dev umockdev
                usbutils python3-pil libusbredirparser-dev libindi-dev indi-bin pybind11-dev python3-dev python3-pytest
-               python3-matplotlib mypy)
+               python3-matplotlib mypy curl python3-yaml)
 fuzz_packages=(clang-14 llvm-14 libclang-rt-14-dev)
 guest_packages=(qemu-system-x86 libusbredirparser-dev busybox-static cpio)
 cross_packages=(g++-aarch64-linux-gnu g++-s390x-linux-gnu qemu-user-static)

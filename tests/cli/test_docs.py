@@ -38,6 +38,7 @@ NOT_RUN = {
 
 # Pages whose commands other tests run.
 ELSEWHERE = {"library.md": "needs an installed library: tests/install/check_install.py runs them",
+             "network.md": "its first command ends at Ctrl-C: tests/network/check_page.py runs them",
              "indi.md": "needs an INDI server: tests/indi/check_page.py runs them"}
 
 # Commands whose page states another end than success.

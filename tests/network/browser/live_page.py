@@ -117,7 +117,9 @@ class Page:
 
     def shot(self, path):
         time.sleep(0.7)
-        self.driver.save_screenshot(str(path))
+        # 256 colours are enough for a page of documentation.
+        shown = Image.open(io.BytesIO(self.driver.get_screenshot_as_png())).convert("RGB")
+        shown.quantize(256).save(path, optimize=True)
 
     def complaints(self):
         return [entry["message"] for entry in self.driver.get_log("browser") if entry["level"] != "INFO"]

@@ -42,8 +42,7 @@ void Device::addCommon() {
   addGet(
       "description", [this](const Call&) { return name() + ", " + slot_->name(); }, nothing);
   addGet(
-      "driverinfo", [](const Call&) { return "orqcam, cameras for astronomy"; },
-      nothing);
+      "driverinfo", [](const Call&) { return "orqcam, cameras for astronomy"; }, nothing);
   addGet(
       "driverversion", [](const Call&) { return ORQCAM_VERSION; }, nothing);
   addGet(

@@ -2,25 +2,35 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <utility>
 
 namespace orq::network::alpaca {
 namespace {
 
 constexpr std::chrono::seconds kLongestAbort(5);
+// Clients that are slow, or have stopped reading, hold the picture that they were sent.
+constexpr std::size_t kMostPictures = 8;
 
 }  // namespace
 
-void Exposures::start(const Reading& reading, const Optics& optics, std::uint64_t exposureUs) {
-  {
-    const std::scoped_lock lock(mutex_);
-    if (underWay_) throw StateError("an exposure is under way; wait for its end, or abort it");
-    underWay_ = true;
-    aborted_ = false;
-    exposureUs_ = exposureUs;
-    image_.reset();
-    trouble_.clear();
+void Exposures::begin(std::uint64_t exposureUs) {
+  const std::scoped_lock lock(mutex_);
+  if (underWay_) throw StateError("an exposure is under way; wait for its end, or abort it");
+  std::erase_if(made_, [](const auto& picture) { return picture.expired(); });
+  if (made_.size() >= kMostPictures) {
+    throw BusyError("slow clients are still taking " + std::to_string(made_.size()) +
+                    " earlier pictures; try later");
   }
+  underWay_ = true;
+  aborted_ = false;
+  exposureUs_ = exposureUs;
+  image_.reset();
+  trouble_.clear();
+}
+
+void Exposures::start(const Reading& reading, const Optics& optics, std::uint64_t exposureUs) {
+  begin(exposureUs);
   try {
     // Shared, because a job is copied; it goes when the job is over.
     auto turn = std::make_shared<CaptureTurns::Turn>(slot_.turns().take(Purpose::exposure));
@@ -51,6 +61,7 @@ void Exposures::finish(std::shared_ptr<const Image> image, std::string trouble) 
     const std::scoped_lock lock(mutex_);
     underWay_ = false;
     if (!aborted_) {
+      if (image) made_.push_back(image);
       image_ = std::move(image);
       trouble_ = std::move(trouble);
     }

@@ -7,6 +7,7 @@
 #include <mutex>
 #include <orqcam/orqcam.hpp>
 #include <string>
+#include <vector>
 
 #include "alpaca/image/Image.h"
 #include "alpaca/image/Subframe.h"
@@ -29,7 +30,8 @@ class Exposures {
     std::string trouble;  ///< why the last one failed
   };
 
-  /// Begins one. Throws StateError while one is under way, BusyError while the camera does something else.
+  /// Begins one. Throws StateError while one is under way, BusyError while the camera does something else, or
+  /// while too many earlier pictures are still being sent.
   void start(const Reading& reading, const Optics& optics, std::uint64_t exposureUs);
   /// Ends the one under way without its picture, and waits for its end; nothing when there is none.
   void abort();
@@ -39,6 +41,7 @@ class Exposures {
   bool isUnderWay() const;
 
  private:
+  void begin(std::uint64_t exposureUs);
   void finish(std::shared_ptr<const Image> image, std::string trouble);
 
   CameraSlot& slot_;
@@ -48,6 +51,7 @@ class Exposures {
   bool aborted_ = false;
   std::uint64_t exposureUs_ = 0;
   std::shared_ptr<const Image> image_;
+  std::vector<std::weak_ptr<const Image>> made_;  ///< pictures that somebody may still hold
   std::string trouble_;
   Workers waiter_{1, 4};  // last: it uses the others
 };

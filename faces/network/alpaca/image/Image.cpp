@@ -1,7 +1,7 @@
 #include "alpaca/image/Image.h"
 
 #include <algorithm>
-#include <vector>
+#include <cstring>
 
 namespace orq::network::alpaca {
 namespace {
@@ -52,6 +52,37 @@ unsigned binned(const Pixels& pixels, Block x, Block y, int bin) {
   return (sum + count / 2) / count;
 }
 
+void cut(const Frame& frame, const Subframe& inside, Image& image) {
+  const orq_frame_info info = frame.info();
+  const auto sample = static_cast<std::size_t>(info.bytes_per_pixel);
+  const std::size_t frameRow = static_cast<std::size_t>(info.width) * sample;
+  const std::uint8_t* from = frame.data() + static_cast<std::size_t>(inside.startY) * frameRow +
+                             static_cast<std::size_t>(inside.startX) * sample;
+  for (std::size_t at = 0; at < image.rows.size(); at += image.rowBytes(), from += frameRow) {
+    std::memcpy(image.rows.data() + at, from, image.rowBytes());
+  }
+}
+
+void bin(const Pixels& pixels, const Reading& reading, const Optics& optics, Image& image) {
+  const bool flipX = (pixels.info.flips & ORQ_FLIP_HORIZONTAL) != 0;
+  const bool flipY = (pixels.info.flips & ORQ_FLIP_VERTICAL) != 0;
+  std::uint8_t* to = image.rows.data();
+  for (int y = 0; y < image.height; ++y) {
+    const int row = reading.inside.startY + (flipY ? image.height - 1 - y : y);
+    const Block rows = blockOf(row, reading.computerBin, optics.colour);
+    for (int x = 0; x < image.width; ++x, to += image.sampleBytes) {
+      const int column = reading.inside.startX + (flipX ? image.width - 1 - x : x);
+      const Block columns = blockOf(column, reading.computerBin, optics.colour);
+      const auto value = static_cast<std::uint16_t>(binned(pixels, columns, rows, reading.computerBin));
+      if (image.sampleBytes == 2) {
+        std::memcpy(to, &value, sizeof value);
+      } else {
+        *to = static_cast<std::uint8_t>(value);
+      }
+    }
+  }
+}
+
 }  // namespace
 
 Image imageOf(const Frame& frame, const Reading& reading, const Optics& optics) {
@@ -66,38 +97,12 @@ Image imageOf(const Frame& frame, const Reading& reading, const Optics& optics) 
   image.sampleBytes = info.bytes_per_pixel;
   image.exposureUs = info.exposure_us;
   image.startUnixNs = info.time_unix_ns;
-  image.electronsPerAdu = info.electrons_per_adu;
-  const auto sample = static_cast<std::size_t>(info.bytes_per_pixel);
+  image.rows.resize(image.rowBytes() * static_cast<std::size_t>(image.height));
   if (reading.computerBin == 1) {
-    image.owner = std::make_shared<Frame>(frame);
-    image.rowBytes = static_cast<std::size_t>(info.width) * sample;
-    image.topLeft = frame.data() + static_cast<std::size_t>(reading.inside.startY) * image.rowBytes +
-                    static_cast<std::size_t>(reading.inside.startX) * sample;
-    return image;
+    cut(frame, reading.inside, image);
+  } else {
+    bin(Pixels{frame.data(), info}, reading, optics, image);
   }
-
-  const int bin = reading.computerBin;
-  const Pixels pixels{frame.data(), info};
-  image.rowBytes = static_cast<std::size_t>(image.width) * sample;
-  auto made = std::make_shared<std::vector<std::uint8_t>>(image.rowBytes * static_cast<std::size_t>(image.height));
-  std::uint8_t* to = made->data();
-  for (int y = 0; y < image.height; ++y) {
-    const int row = (info.flips & ORQ_FLIP_VERTICAL) != 0 ? image.height - 1 - y : y;
-    const Block rows = blockOf(reading.inside.startY + row, bin, optics.colour);
-    for (int x = 0; x < image.width; ++x, to += sample) {
-      const int column = (info.flips & ORQ_FLIP_HORIZONTAL) != 0 ? image.width - 1 - x : x;
-      const unsigned value =
-          binned(pixels, blockOf(reading.inside.startX + column, bin, optics.colour), rows, bin);
-      if (sample == 1) {
-        *to = static_cast<std::uint8_t>(value);
-      } else {
-        *reinterpret_cast<std::uint16_t*>(to) = static_cast<std::uint16_t>(value);
-      }
-    }
-  }
-  image.topLeft = made->data();
-  image.owner = std::move(made);
-  if (sample == 2) image.electronsPerAdu *= bin * bin;  // a mean of that many pixels
   return image;
 }
 

@@ -3,24 +3,23 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <orqcam/orqcam.hpp>
+#include <vector>
 
 #include "alpaca/image/Subframe.h"
 
 namespace orq::network::alpaca {
 
-/// A picture in the memory of a frame, or of its own. Never changes; holds what it shows.
+/// A picture in memory of its own: clients may take minutes for it, and a camera has few frames. Never changes.
 struct Image {
-  std::shared_ptr<const void> owner;
-  const std::uint8_t* topLeft = nullptr;
-  std::size_t rowBytes = 0;  ///< from one row to the next
-  int width = 0;             ///< pixels
+  std::vector<std::uint8_t> rows;  ///< top down, without gaps
+  int width = 0;                   ///< pixels
   int height = 0;
   int sampleBytes = 2;  ///< 1 or 2, in the host's order
   std::uint64_t exposureUs = 0;
   std::int64_t startUnixNs = 0;  ///< of the exposure, UTC
-  double electronsPerAdu = 0;    ///< 0: unknown
+
+  std::size_t rowBytes() const { return static_cast<std::size_t>(width) * static_cast<std::size_t>(sampleBytes); }
 };
 
 /// Cuts the subframe out of the frame that was read for it; bins where `reading` says so. Throws StateError when

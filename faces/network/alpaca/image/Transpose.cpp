@@ -56,27 +56,27 @@ void writeColumns(const Image& image, std::size_t first, std::size_t count, std:
   const auto rows = static_cast<std::size_t>(image.height);
   const auto sample = static_cast<std::size_t>(image.sampleBytes);
   const std::size_t columnBytes = rows * sample;
-  const std::uint8_t* const from = image.topLeft + first * sample;
+  const std::size_t rowBytes = image.rowBytes();
+  const std::uint8_t* const from = image.rows.data() + first * sample;
   if (sample == 1) {
     // Eight rows at a time stay in the nearest cache while their columns are written.
     for (std::size_t y = 0; y < rows; y += kSide) {
-      turnOneByOne<1>(from + y * image.rowBytes, image.rowBytes, to + y, columnBytes, count,
-                      std::min(kSide, rows - y));
+      turnOneByOne<1>(from + y * rowBytes, rowBytes, to + y, columnBytes, count, std::min(kSide, rows - y));
     }
     return;
   }
   const std::size_t squareColumns = count / kSide * kSide;
   const std::size_t squareRows = rows / kSide * kSide;
   for (std::size_t y = 0; y < squareRows; y += kSide) {
-    const std::uint8_t* const row = from + y * image.rowBytes;
+    const std::uint8_t* const row = from + y * rowBytes;
     for (std::size_t x = 0; x < squareColumns; x += kSide) {
-      turnSquare(row + 2 * x, image.rowBytes, to + x * columnBytes + 2 * y, columnBytes);
+      turnSquare(row + 2 * x, rowBytes, to + x * columnBytes + 2 * y, columnBytes);
     }
   }
-  turnOneByOne<2>(from + 2 * squareColumns, image.rowBytes, to + squareColumns * columnBytes, columnBytes,
+  turnOneByOne<2>(from + 2 * squareColumns, rowBytes, to + squareColumns * columnBytes, columnBytes,
                   count - squareColumns, rows);
-  turnOneByOne<2>(from + squareRows * image.rowBytes, image.rowBytes, to + 2 * squareRows, columnBytes,
-                  squareColumns, rows - squareRows);
+  turnOneByOne<2>(from + squareRows * rowBytes, rowBytes, to + 2 * squareRows, columnBytes, squareColumns,
+                  rows - squareRows);
 }
 
 }  // namespace orq::network::alpaca
