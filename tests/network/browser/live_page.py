@@ -265,6 +265,7 @@ def main():
             stretch(page)
             zoom(page)
             focus_aid(page)
+            page.driver.execute_script("document.getElementById('panels').scrollTo(0, 330)")
             page.shot(folder / "live-desktop.png")
             region(page, server)
             recording(page, server)
