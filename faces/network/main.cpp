@@ -136,5 +136,9 @@ int run(const std::vector<std::string>& arguments) {
 }  // namespace orq::network
 
 int main(int argc, char** argv) {
-  return orq::network::run({argv + 1, argv + argc});
+  try {
+    return orq::network::run({argv + 1, argv + argc});
+  } catch (...) {
+    return 1;  // there is no memory even for saying so
+  }
 }

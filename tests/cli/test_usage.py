@@ -6,7 +6,7 @@ from support import CliTest, K1C
 
 COMMANDS = ("list", "info", "id", "serial", "sensor-id", "report", "capture", "record", "ser", "stream", "trigger", "mode", "dark",
             "hotpixels", "controls", "get", "set", "settings", "profile", "temp", "cooler", "fan", "led", "hub", "guide", "focus", "gps",
-            "reg", "flash", "dump-controls", "help")
+            "reg", "flash", "dump-controls", "serve", "help")
 
 
 class Tests(CliTest):

@@ -69,6 +69,7 @@ ExitCode RunServe(const Context& context, const ServeOptions& options) {
   const std::string program = FindProgram();
   std::vector<std::string> words = WordsOf(context, options);
   std::vector<char*> arguments;
+  arguments.reserve(words.size() + 1);
   for (std::string& word : words) arguments.push_back(word.data());
   arguments.push_back(nullptr);
   context.out.HandOver();

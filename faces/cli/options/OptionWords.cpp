@@ -66,7 +66,7 @@ constexpr OptionWords kWords[] = {
     {"--listen", "ADDRESS", "", ""},
     {"--port", "PORT", "", ""},
     {"--host", "NAME", "", ""},
-    {"--token", "TEXT", "", ""},
+    {"--token", "TOKEN", "", ""},
     {"--token-file", "FILE", "", ""},
     {"--alpaca-allow", "BLOCK", "", ""},
     {"--client-seconds", "SECONDS", "", ""},

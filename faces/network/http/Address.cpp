@@ -127,7 +127,9 @@ std::optional<std::string> hostOf(std::string_view text) {
   std::transform(host.begin(), host.end(), host.begin(),
                  [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
   if (host.size() > 1 && host.back() == '.') host.pop_back();
-  if (host.empty() || !std::all_of(host.begin(), host.end(), isOfName)) return std::nullopt;
+  // The parts of a name are not empty: "pi.." is none.
+  const bool hasGap = host.starts_with('.') || host.ends_with('.') || host.find("..") != std::string::npos;
+  if (host.empty() || hasGap || !std::all_of(host.begin(), host.end(), isOfName)) return std::nullopt;
   return host;
 }
 

@@ -89,8 +89,9 @@ TEST(Host, IsWhatStandsBeforeThePort) {
         Row{"127.0.0.1:1", "127.0.0.1"}, Row{"[::1]", "::1"}, Row{"[FE80::1]:65535", "fe80::1"}}) {
     EXPECT_EQ(hostOf(row.text), row.host) << row.text;
   }
-  for (const char* const text : {"", ":80", "a:b", "a:", "a:65536", "a b", "a/b", "a@b", "[::1", "::1",
-                                 "[1.2.3.4]", "[::ffff:1.2.3.4]", "[::1]x", "a:80:80", "\xc3\xa9"}) {
+  for (const char* const text :
+       {"", ":80", "a:b", "a:", "a:65536", "a b", "a/b", "a@b", "[::1", "::1", "[1.2.3.4]", "[::ffff:1.2.3.4]",
+        "[::1]x", "pi..", ".pi", ".", "a..b:80", "a:80:80", "\xc3\xa9"}) {
     EXPECT_FALSE(hostOf(text)) << text;
   }
 }

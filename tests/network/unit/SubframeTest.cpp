@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <numeric>
 #include <orqcam/orqcam.hpp>
@@ -110,12 +111,13 @@ TEST(Transpose, TurnsEverySizeOfBothKindsOfSamples) {
       image.width = width;
       image.height = height;
       image.sampleBytes = sample;
-      const std::size_t stride = static_cast<std::size_t>(width * sample);
+      const std::size_t stride = static_cast<std::size_t>(width) * static_cast<std::size_t>(sample);
       image.rows.resize(stride * static_cast<std::size_t>(height));
       std::iota(image.rows.begin(), image.rows.end(), static_cast<std::uint8_t>(1));
       for (int first = 0; first < width; first += 5) {
         const int count = width - first;
-        std::vector<std::uint8_t> turned(static_cast<std::size_t>(count * height * sample));
+        std::vector<std::uint8_t> turned(static_cast<std::size_t>(count) * static_cast<std::size_t>(height) *
+                                         static_cast<std::size_t>(sample));
         writeColumns(image, static_cast<std::size_t>(first), static_cast<std::size_t>(count), turned.data());
         for (std::size_t at = 0; at < turned.size(); ++at) {
           const std::size_t index = at / static_cast<std::size_t>(sample);
@@ -163,7 +165,8 @@ TEST_P(Flipped, SubframesAreThoseOfTheFlippedPicture) {
     for (int y = 0; y < wanted.height; ++y) {
       const auto* const row = reinterpret_cast<const std::uint16_t*>(
           image.rows.data() + static_cast<std::size_t>(y) * image.rowBytes());
-      const std::uint16_t* const expected = samples + (wanted.startY + y) * 1936 + wanted.startX;
+      const std::uint16_t* const expected =
+          samples + static_cast<std::ptrdiff_t>(wanted.startY + y) * 1936 + wanted.startX;
       ASSERT_TRUE(std::equal(row, row + wanted.width, expected)) << "row " << y;
     }
   }
@@ -194,7 +197,8 @@ TEST_P(Flipped, WhatTheComputerBinsIsWhatTheCameraBins) {
   for (int y = 0; y < 274; ++y) {
     const auto* const row =
         reinterpret_cast<const std::uint16_t*>(image.rows.data() + static_cast<std::size_t>(y) * image.rowBytes());
-    const auto* const expected = reinterpret_cast<const std::uint16_t*>(frame.data()) + y * 480;
+    const auto* const expected =
+        reinterpret_cast<const std::uint16_t*>(frame.data()) + static_cast<std::ptrdiff_t>(y) * 480;
     ASSERT_TRUE(std::equal(expected, expected + 480, row + skipped)) << "row " << y;
   }
 }

@@ -47,6 +47,7 @@ unsigned binned(const Pixels& pixels, Block x, Block y, int bin) {
       ++count;
     }
   }
+  count = std::max(count, 1U);  // a block begins on the sensor
   const auto whole = static_cast<unsigned>(bin * bin);
   if (pixels.info.bytes_per_pixel == 1) return std::min(sum * whole / count, 255U);
   return (sum + count / 2) / count;

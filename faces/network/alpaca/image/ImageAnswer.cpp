@@ -20,7 +20,7 @@ constexpr std::uint32_t kInt32 = 2;
 constexpr std::uint32_t kByte = 6;
 constexpr std::uint32_t kUInt16 = 8;
 // What is turned at a time stays in the cache of a core until it is sent.
-constexpr std::size_t kBlockBytes = 512 * 1024;
+constexpr std::size_t kBlockBytes = std::size_t{512} * 1024;
 constexpr std::size_t kColumnsTogether = 8;
 
 using Header = std::array<std::uint8_t, kHeaderBytes>;
@@ -52,7 +52,11 @@ std::vector<std::pair<std::string, std::string>> bytesType() {
   return {{"Content-Type", "application/imagebytes"}};
 }
 
-void swapSamples(std::uint8_t* bytes, std::size_t size) {
+std::size_t columnBytesOf(const Image& image) {
+  return static_cast<std::size_t>(image.height) * static_cast<std::size_t>(image.sampleBytes);
+}
+
+[[maybe_unused]] void swapSamples(std::uint8_t* bytes, std::size_t size) {
   for (std::size_t i = 0; i + 1 < size; i += 2) std::swap(bytes[i], bytes[i + 1]);
 }
 
@@ -65,7 +69,7 @@ std::size_t fillBytes(const Header& header, const Image& image, std::uint64_t at
     written = header.size();
     at = header.size();
   }
-  const auto columnBytes = static_cast<std::size_t>(image.height * image.sampleBytes);
+  const auto columnBytes = columnBytesOf(image);
   const std::size_t first = static_cast<std::size_t>(at - header.size()) / columnBytes;
   const std::size_t count =
       std::min((room - written) / columnBytes, static_cast<std::size_t>(image.width) - first);
@@ -131,7 +135,7 @@ bool takesBytes(const Request& request) {
 
 Response bytesAnswer(const Call& call, const std::shared_ptr<const Image>& image) {
   const Header header = headerOf(call, 0, image.get());
-  const auto columnBytes = static_cast<std::size_t>(image->height * image->sampleBytes);
+  const auto columnBytes = columnBytesOf(*image);
   const std::size_t columns =
       std::max<std::size_t>(kBlockBytes / columnBytes / kColumnsTogether, 1) * kColumnsTogether;
   GeneratedBody body;

@@ -31,7 +31,7 @@ int roundUp(int value, int step) {
 // The smallest span of one bin that holds the wanted part. Its start lies where blocks of both colours begin, so
 // that every reading bins the same pixels together.
 std::optional<Span> spanOf(const Axis& axis, int bin) {
-  const int grid = std::lcm(std::max(axis.startStep, 1), 2 * bin);
+  const int grid = std::max(std::lcm(axis.startStep, 2 * bin), 1);
   int start = axis.start * bin / grid * grid;
   for (; start >= 0; start -= grid) {
     const int before = axis.start - start / bin;
