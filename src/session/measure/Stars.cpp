@@ -51,8 +51,8 @@ class Light {
       for (int x = 0; x < area.width; ++x) {
         const int column = area.x + x;
         const int line = area.y + y;
-        const bool isGreen =
-            bayer.empty() || bayer[static_cast<std::size_t>(2 * (line & 1) + (column & 1))] == 'G';
+        const int place = 2 * (line & 1) + (column & 1);
+        const bool isGreen = bayer.empty() || bayer[static_cast<std::size_t>(place)] == 'G';
         row[x] = isGreen ? static_cast<float>(Raw(column, line)) : GreenAround(column, line);
       }
     }

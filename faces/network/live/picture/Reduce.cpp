@@ -62,12 +62,11 @@ int stepOf(const PictureRequest& wish, const Crop& crop) {
 void averageRow(const std::vector<std::uint32_t>& sums, int step, int stride, int first, int width,
                 std::uint16_t* out) {
   const std::uint32_t area = static_cast<std::uint32_t>(step) * static_cast<std::uint32_t>(step);
-  const float share = 1.0F / static_cast<float>(area);
   for (int x = 0; x < width; ++x) {
     std::uint32_t sum = 0;
     const std::uint32_t* from = sums.data() + static_cast<std::size_t>(x * step * stride + first);
     for (int i = 0; i < step; ++i, from += stride) sum += *from;
-    out[x] = static_cast<std::uint16_t>(static_cast<float>(sum) * share + 0.5F);
+    out[x] = static_cast<std::uint16_t>((sum + area / 2) / area);
   }
 }
 
@@ -145,7 +144,9 @@ class Neighbourhood {
   }
   /// Column `x` of the crop, `dx` and `dy` from -1 to 1.
   int at(int x, int dx, int dy) const {
-    return rowsAround_[static_cast<std::size_t>(dy + 1)][static_cast<std::size_t>(x + dx + 1)];
+    const int row = dy + 1;
+    const int column = x + dx + 1;
+    return rowsAround_[static_cast<std::size_t>(row)][static_cast<std::size_t>(column)];
   }
 
  private:
@@ -172,8 +173,9 @@ void interpolate(const Rows& rows, const orq_frame_info& info, const Cell& cell,
     around.moveTo(line);
     for (int x = 0; x < planes.width; ++x) {
       const int column = planes.crop.x + x;
-      const int own = cell[static_cast<std::size_t>(2 * (line & 1) + (column & 1))];
-      const int beside = cell[static_cast<std::size_t>(2 * (line & 1) + (1 - (column & 1)))];
+      const int place = 2 * (line & 1) + (column & 1);
+      const int own = cell[static_cast<std::size_t>(place)];
+      const int beside = cell[static_cast<std::size_t>(place ^ 1)];
       const int cross = (around.at(x, -1, 0) + around.at(x, 1, 0) + around.at(x, 0, -1) + around.at(x, 0, 1)) / 4;
       std::array<int, 3> colour{};
       colour[static_cast<std::size_t>(own)] = around.at(x, 0, 0);
@@ -185,10 +187,10 @@ void interpolate(const Rows& rows, const orq_frame_info& info, const Cell& cell,
         colour[static_cast<std::size_t>(2 - own)] =
             (around.at(x, -1, -1) + around.at(x, 1, -1) + around.at(x, -1, 1) + around.at(x, 1, 1)) / 4;
       }
-      const std::size_t place =
+      const std::size_t at =
           static_cast<std::size_t>(y) * static_cast<std::size_t>(planes.width) + static_cast<std::size_t>(x);
       for (int channel = 0; channel < 3; ++channel) {
-        planes.plane(channel)[place] = static_cast<std::uint16_t>(colour[static_cast<std::size_t>(channel)]);
+        planes.plane(channel)[at] = static_cast<std::uint16_t>(colour[static_cast<std::size_t>(channel)]);
       }
     }
   }

@@ -47,7 +47,7 @@ void fillTable(const StretchPoints& points, Table& table) {
   for (std::size_t value = 0; value < table.size(); ++value) {
     const float x = std::clamp((static_cast<float>(value) - black) / span, 0.0F, 1.0F);
     const float y = (mid - 1.0F) * x / ((2.0F * mid - 1.0F) * x - mid);
-    table[value] = static_cast<std::uint8_t>(255.0F * y + 0.5F);
+    table[value] = static_cast<std::uint8_t>(255.99F * y);
   }
 }
 
@@ -61,6 +61,7 @@ double midtones(double mid, double x) {
 
 std::vector<StretchPoints> stretchOf(const Planes& planes, const StretchWish& wish) {
   std::vector<StretchPoints> points;
+  points.reserve(static_cast<std::size_t>(planes.channels));
   for (int channel = 0; channel < planes.channels; ++channel) {
     points.push_back(wish.automatic ? automaticPoints(planes.plane(channel), planes.pixels())
                                     : StretchPoints{wish.black, wish.white, wish.mid});

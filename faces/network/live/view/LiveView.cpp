@@ -226,7 +226,7 @@ std::shared_ptr<const LivePicture> LiveView::pictureFor(const PictureRequest& wi
   madeOf_ = shown_.number;
   const auto known = std::find_if(made_.begin(), made_.end(), [&](const Made& one) { return one.wish == wish; });
   if (known != made_.end()) return known->picture;
-  const auto picture = std::make_shared<const LivePicture>(maker_.make(shown_.frame, wish));
+  auto picture = std::make_shared<const LivePicture>(maker_.make(shown_.frame, wish));
   if (made_.size() >= kMostMade) made_.clear();
   made_.push_back({wish, picture});
   return picture;
