@@ -26,7 +26,8 @@ struct Overlap {
 constexpr Overlap OnSensor(const BinGrid& grid, int start, int samples, int sensorPixels) {
   const auto touches = [&](int i) {
     const std::int64_t from = static_cast<std::int64_t>(start) + grid.First(i);
-    return from + (grid.bin - 1) * grid.Step() >= 0 && from < sensorPixels;
+    const std::int64_t reach = std::int64_t{grid.bin - 1} * grid.Step();
+    return from + reach >= 0 && from < sensorPixels;
   };
   Overlap overlap{0, samples};
   while (overlap.first < samples && !touches(overlap.first)) ++overlap.first;
