@@ -111,7 +111,7 @@ _orqcam() {
 
   case $prev in
     -o | --output | --dark | --map | --token-file) _filedir; return ;;
-    --backup) _filedir -d; return ;;
+    --backup | --folder) _filedir -d; return ;;
     -c | --camera)
       COMPREPLY=($(compgen -W "$(_orqcam_cameras)" -- "$cur"))
       [[ ${COMPREPLY-} == *[:=] ]] && compopt -o nospace
@@ -124,7 +124,8 @@ _orqcam() {
     --mode) COMPREPLY=($(compgen -W "free software rising falling software-level high low" -- "$cur")); return ;;
     --image-type) COMPREPLY=($(compgen -W "light dark bias flat" -- "$cur")); return ;;
     --preset) COMPREPLY=($(compgen -W "full 1280x720 640x480 planet" -- "$cur")); return ;;
-    -e | --exposure | -g | --gain | --offset | --region | --center | --centre | --gamma | --out-a | --out-b | --cool | --cool-timeout | --auto-target | --auto-max-exposure | --auto-max-gain | --auto-timeout | -n | --count | --retries | --timeout | -k | --keyword | --object | --observer | --form | -s | --seconds | --frames | --size | --ring | --interval | --curve | --listen | --port | --token | --host | --alpaca-allow | --folder | --client-seconds) return ;;
+    --form) COMPREPLY=($(compgen -W "ser cube folder" -- "$cur")); return ;;
+    -e | --exposure | -g | --gain | --offset | --region | --center | --centre | --gamma | --out-a | --out-b | --cool | --cool-timeout | --auto-target | --auto-max-exposure | --auto-max-gain | --auto-timeout | -n | --count | --retries | --timeout | -k | --keyword | --object | --observer | -s | --seconds | --frames | --size | --ring | --interval | --curve | --listen | --port | --token | --host | --alpaca-allow | --client-seconds) return ;;
   esac
 
   local i path=

@@ -41,7 +41,7 @@ class Tests(unittest.TestCase):
     def test_commands_are_offered_where_they_fit(self):
         self.assertEqual(self.offered("orqcam ca"), ["capture"])
         self.assertEqual(self.offered("orqcam dark "), ["take", "use", "off", "save", "load"])
-        self.assertEqual(self.offered("orqcam --json -c 0 ga"), [""])
+        self.assertEqual(self.offered("orqcam --json -c 0 hid"), [""])
         self.assertEqual(self.offered("orqcam help hotp"), ["hotpixels"])
 
     def test_options_are_those_of_the_command_and_of_all_above_it(self):
@@ -54,6 +54,7 @@ class Tests(unittest.TestCase):
 
     def test_values_are_offered(self):
         self.assertEqual(self.offered("orqcam capture -f "), ["raw8", "raw16", "rgb24", "y8"])
+        self.assertEqual(self.offered("orqcam record --form "), ["ser", "cube", "folder"])
         self.assertEqual(self.offered("orqcam trigger -n 3 --mode so"), ["software", "software-level"])
         self.assertEqual(self.offered("orqcam capture -e "), [""])
         self.assertEqual(self.offered("orqcam guide s"), ["south"])
