@@ -31,6 +31,14 @@ class Stories(unittest.TestCase):
         self.assertGreater(len(named), 15)
         self.assertEqual([name for name in named if name not in names], [])
 
+    def test_the_documentation_names_tests_of_the_network_that_exist(self):
+        sources = "".join(file.read_text(encoding="utf-8") for file in (HERE.parent / "network").glob("test_*.py"))
+        tests = {name.replace("_", " ") for name in re.findall(r"^    def test_(\w+)\(", sources, re.M)}
+        named = [name for row in re.findall(r"network: ((?:\*[^*]+\*(?:, )?)+)", DOCUMENT.read_text(encoding="utf-8"))
+                 for name in re.findall(r"\*([^*]+)\*", row)]
+        self.assertGreater(len(named), 10)
+        self.assertEqual([name for name in named if name not in tests], [])
+
     def test_the_documentation_names_tests_that_exist(self):
         sources = "".join(file.read_text(encoding="utf-8") for file in (HERE.parent / "link").glob("*_test.cpp"))
         tests = {f"{suite.removeprefix('Usb')}.{name}"
