@@ -144,7 +144,7 @@ class Tests(unittest.TestCase):
         self.assertEqual(self.page.put("region", width=64)[0], 409, "the region stays")
         done = self.page.until("its end", lambda: not (r := self.page.live()["recording"])["running"] and r)
         self.assertEqual((done["file"], done["frames"], done["missed"], done["trouble"]), ("jupiter.ser", 20, 0, ""))
-        self.assertEqual(self.page.post("recording", name="jupiter")[0], 500, "it is there already")
+        self.assertEqual(self.page.post("recording", name="jupiter")[0], 409, "it is there already")
         self.download("jupiter.ser", done["bytes"])
         self.page.until("the view again", lambda: self.page.live()["capture"] == "a live view")
 
@@ -159,13 +159,16 @@ class Tests(unittest.TestCase):
         for words in ("bytes=9-5", f"bytes={size}-", "lines=1-2", "bytes=x-", "bytes=-"):
             self.assertEqual(self.server.ask(f"/api/v1/files/{name}", Range=words)[0], 200, words)
 
-    def test_frames_are_recorded_as_fits(self):
+    def test_frames_are_recorded_as_a_fits_cube(self):
         self.page.put("region", width=320, height=240)
         self.assertEqual(self.page.post("recording", format="fits", name="m42", frames=3)[0], 202)
         done = self.page.until("its end", lambda: not (r := self.page.live()["recording"])["running"] and r)
         self.assertEqual((done["frames"], done["trouble"]), (3, ""))
-        names = sorted(one["name"] for one in self.page.get("/api/v1/files")["files"])
-        self.assertEqual(names, ["m42-00001.fits", "m42-00002.fits", "m42-00003.fits"])
+        self.assertEqual(done["file"], "m42.fits")
+        cards = self.server.ask("/api/v1/files/m42.fits")[2][:2880].decode("ascii")
+        for card in ("NAXIS   =                    3", "NAXIS1  =                  320", "NAXIS2  =                  240",
+                     "NAXIS3  =                    3"):
+            self.assertIn(card, cards)
 
     def test_a_recording_is_stopped(self):
         self.page.post("recording")

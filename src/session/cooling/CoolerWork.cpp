@@ -111,6 +111,10 @@ void WarmUp(CModelCamera& camera, double seconds, const CoolingWatch& watch) {
   const int warmest = camera.GetMax(CT_TARGET_TEMP);
   camera.SetControlValue(ORQ_TARGET_TEMP, warmest, false);
   const Readings readings(camera, watch, warmest);
+  const auto end = [&] {
+    SwitchCooler(camera, false, false);
+    camera.SetControlValue(ORQ_TARGET_TEMP, before, false);  // for whoever cools again
+  };
   for (int idle = 0; idle < kSteadyReadings;) {
     const CoolingProgress at = readings.Read("cannot warm the sensor up");
     const bool warm = at.sensorC && *at.sensorC >= warmest - kSettledWithin;
@@ -120,10 +124,14 @@ void WarmUp(CModelCamera& camera, double seconds, const CoolingWatch& watch) {
                     Format("after %g s the sensor is at %s and still warms up; allow it more time", seconds,
                            Celsius(at.sensorC).c_str()));
     }
-    readings.Await(at, "interrupted while the sensor warmed up: the cooler goes off at once");
+    try {
+      readings.Await(at, "interrupted while the sensor warmed up: the cooler goes off at once");
+    } catch (const Failure& interrupted) {
+      if (interrupted.Code() == Status::Cancelled) end();
+      throw;
+    }
   }
-  SwitchCooler(camera, false, false);
-  camera.SetControlValue(ORQ_TARGET_TEMP, before, false);  // for whoever cools again
+  end();
 }
 
 }  // namespace orq::session

@@ -47,7 +47,7 @@ Report Describe(const Sharpness& sharpness) {
   report.Add("hfr", Rounded(stars.hfr), "px");
   report.Add("fwhm", Rounded(stars.fwhm), "px");
   if (std::isfinite(stars.arcsec_per_pixel)) {
-    report.Add("fwhm", Rounded(stars.fwhm * stars.arcsec_per_pixel), "arcsec");
+    report.Add("fwhm_arcsec", Rounded(stars.fwhm * stars.arcsec_per_pixel));
   }
   report.Add("stars", stars.stars);
   report.Add("saturated", stars.saturated);

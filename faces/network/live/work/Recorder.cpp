@@ -11,7 +11,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 constexpr std::chrono::milliseconds kLook(100);
-constexpr int kLine = 64;  // frames that wait for the disk, as far as the camera's memory goes
 
 std::string nameIn(const std::string& path) {
   return std::filesystem::path(path).filename().string();
@@ -26,27 +25,21 @@ Recorder::~Recorder() {
 
 void Recorder::start(const RecordingWish& wish) {
   const std::shared_ptr<Camera> camera = slot_->camera();
-  const std::scoped_lock lock(mutex_);
-  if (progress_.running) throw BusyError("a recording runs; stop it first");
-  const std::string path = folder_.pathFor(wish.name + (wish.isSer ? ".ser" : "-{n:05}.fits"));
-  if (wish.isSer) {
-    camera->planRecording(path);
-  } else {
-    camera->checkSaving(path, 1);
-  }
+  const std::scoped_lock alone(starting_);
+  if (progress().running) throw BusyError("a recording runs; stop it first");
+  const std::string path = folder_.pathFor(wish.name + (wish.isSer ? ".ser" : ".fits"));
+  if (std::filesystem::exists(path)) throw BusyError(nameIn(path) + " is there already; choose another name");
+  camera->planRecording(path);
   auto turn = std::make_shared<CaptureTurns::Turn>(slot_->turns().take(Purpose::recording));
   if (thread_.joinable()) thread_.join();
   stopping_ = false;
-  progress_ = RecordingProgress();
-  progress_.running = true;
+  RecordingProgress begun;
+  begun.running = true;
+  report(begun);
   thread_ = std::thread([this, camera, path, wish, turn = std::move(turn)]() mutable {
     std::string trouble;
     try {
-      if (wish.isSer) {
-        recordSer(*camera, path, wish);
-      } else {
-        recordFits(*camera, path, wish);
-      }
+      record(*camera, path, wish);
     } catch (const std::exception& error) {
       trouble = error.what();
     }
@@ -71,7 +64,7 @@ void Recorder::report(const RecordingProgress& progress) {
   progress_ = progress;
 }
 
-void Recorder::recordSer(Camera& camera, const std::string& path, const RecordingWish& wish) {
+void Recorder::record(Camera& camera, const std::string& path, const RecordingWish& wish) {
   auto limits = sized<orq_recording_options>();
   limits.frames = wish.frames;
   limits.duration_us = static_cast<std::uint64_t>(std::llround(wish.seconds * 1e6));
@@ -99,35 +92,6 @@ void Recorder::recordSer(Camera& camera, const std::string& path, const Recordin
     } catch (const TimeoutError&) {
       // It goes on.
     }
-  }
-}
-
-void Recorder::recordFits(Camera& camera, const std::string& path, const RecordingWish& wish) {
-  Reader reader = camera.reader(ORQ_READ_EVERY, kLine);
-  const Video video = camera.video();
-  auto options = sized<orq_save_options>();
-  options.fast = 1;
-  RecordingProgress now;
-  now.running = true;
-  const auto begin = Clock::now();
-  const std::uint64_t lostBefore = camera.counters().lost;
-  while (!stopping_ && (wish.frames == 0 || now.frames < wish.frames) &&
-         (wish.seconds == 0.0 || now.seconds < wish.seconds)) {
-    now.seconds = std::chrono::duration<double>(Clock::now() - begin).count();
-    try {
-      const Frame frame = reader.wait(kLook);
-      options.number = now.frames + 1;
-      const orq_saved_files saved = frame.saveFiles(path, options);
-      now.file = nameIn(saved.file);
-      now.bytes += std::filesystem::file_size(saved.file);
-      ++now.frames;
-    } catch (const TimeoutError&) {
-      // The exposure goes on.
-    }
-    now.missed = reader.counters().missed;
-    const std::uint64_t lost = camera.counters().lost;
-    now.lost = lost >= lostBefore ? lost - lostBefore : 0;
-    report(now);
   }
 }
 

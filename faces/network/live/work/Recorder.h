@@ -16,7 +16,7 @@ namespace orq::network {
 
 /// What is to be recorded. A limit of 0 is none.
 struct RecordingWish {
-  bool isSer = true;  ///< one SER file; else a FITS file for each frame
+  bool isSer = true;  ///< a SER file; else a FITS cube
   std::string name = "{camera}-{date}-{time}";
   std::uint64_t frames = 0;
   double seconds = 0.0;
@@ -25,7 +25,7 @@ struct RecordingWish {
 /// How far it is, or how it ended.
 struct RecordingProgress {
   bool running = false;
-  std::string file;          ///< its name in the folder, of FITS with what stands for the number; empty: none yet
+  std::string file;          ///< its name in the folder; empty: none yet
   std::uint64_t frames = 0;  ///< written
   std::uint64_t missed = 0;  ///< that the disk was too slow for
   std::uint64_t lost = 0;    ///< that did not come from the camera
@@ -49,13 +49,13 @@ class Recorder {
   RecordingProgress progress() const;
 
  private:
-  void recordSer(Camera& camera, const std::string& path, const RecordingWish& wish);
-  void recordFits(Camera& camera, const std::string& path, const RecordingWish& wish);
+  void record(Camera& camera, const std::string& path, const RecordingWish& wish);
   void report(const RecordingProgress& progress);
 
   const std::shared_ptr<CameraSlot> slot_;
   const Folder& folder_;
-  mutable std::mutex mutex_;
+  std::mutex starting_;       ///< while one begins, which may take until a view has given way
+  mutable std::mutex mutex_;  ///< of the progress
   RecordingProgress progress_;
   std::atomic<bool> stopping_ = false;
   std::thread thread_;

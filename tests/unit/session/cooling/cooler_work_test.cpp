@@ -77,6 +77,9 @@ TEST_F(CoolerWork, WarmingUpCanBeEndedAndIsNothingWhenItIsOff) {
   EXPECT_EQ(failure.Code(), Status::Cancelled);
   ASSERT_EQ(told.size(), 1u);
   EXPECT_GT(told.front().targetC, kTargetC);
+  EXPECT_THAT(failure.what(), HasSubstr("the cooler goes off at once"));
+  EXPECT_FALSE(IsCoolerOn(*rig.camera));
+  EXPECT_EQ(rig.camera->TargetTemp.Load(), kTargetC) << "for whoever cools again";
 }
 
 TEST(Cooler, IsDemanded) {
