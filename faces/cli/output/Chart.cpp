@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 #include <string_view>
 
 #include "support/Text.h"
@@ -12,6 +13,7 @@ namespace orq::cli {
 namespace {
 
 constexpr double kLeastSpan = 0.5;
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr int kSteps = 8;  // of one character cell
 constexpr std::array<std::string_view, kSteps + 1> kBlocks = {" ", "▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
 
@@ -21,7 +23,7 @@ struct Scale {
 };
 
 Scale ScaleOf(std::span<const double> values) {
-  Scale scale{INFINITY, -INFINITY};
+  Scale scale{kInfinity, -kInfinity};
   for (const double value : values) {
     if (!std::isfinite(value)) continue;
     scale.low = std::min(scale.low, value);

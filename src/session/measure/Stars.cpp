@@ -10,6 +10,7 @@
 #include "models/camera/FrameGeometry.h"
 #include "session/Failure.h"
 #include "session/frame/FrameFacts.h"
+#include "session/measure/LightSpots.h"
 
 extern "C" {  // which the header itself does not say
 #include <sep.h>
@@ -27,13 +28,9 @@ constexpr double kReach = 6.0;         // light is summed as far as so many time
 constexpr double kLeastReach = 4.0;    // pixels
 constexpr int kSubpixels = 5;          // along each side, where a circle cuts a pixel
 constexpr double kCore = 0.25;         // of the peak: what is brighter tells the width
-constexpr int kAttempts = 6;           // at ever higher thresholds, where a frame is too full
 
 struct FreeBackground {
   void operator()(sep_bkg* background) const { sep_bkg_free(background); }
-};
-struct FreeCatalog {
-  void operator()(sep_catalog* catalog) const { sep_catalog_free(catalog); }
 };
 
 // The light of an area, one number a pixel.
@@ -59,6 +56,7 @@ class Light {
   }
 
   float* Data() { return values_.data(); }
+  std::span<const float> Values() const { return values_; }
   float At(int x, int y) const { return values_[Index(x, y)]; }
   std::size_t Index(int x, int y) const {
     return static_cast<std::size_t>(y) * static_cast<std::size_t>(area_.width) + static_cast<std::size_t>(x);
@@ -124,21 +122,6 @@ void DemandSep(int status, const char* what) {
   throw Failure(Status::Internal, std::string("cannot ") + what + ": " + text);
 }
 
-// A frame that is full of light, or of noise, has more than can be told apart: then only what is brighter counts.
-std::unique_ptr<sep_catalog, FreeCatalog> Extract(const sep_image& image) {
-  static constexpr float kSmoothing[] = {1, 2, 1, 2, 4, 2, 1, 2, 1};
-  float threshold = kThreshold;
-  for (int attempt = 1;; ++attempt) {
-    sep_catalog* found = nullptr;
-    const int status = sep_extract(&image, threshold, SEP_THRESH_REL, kLeastPixels, kSmoothing, 3, 3,
-                                   SEP_FILTER_CONV, 32, 0.005, 1, 1.0, &found);
-    std::unique_ptr<sep_catalog, FreeCatalog> catalog(found);
-    if (status == 0) return catalog;
-    if (attempt == kAttempts) DemandSep(status, "find the stars");
-    threshold *= 3.0F;
-  }
-}
-
 // The width of a bell curve: its logarithm falls with the square of the distance, as steeply as it is narrow. A
 // straight line through the pixels of the core, each weighed by how well its logarithm is known. What is no bell
 // (a star far out of focus is a disc, or a ring) is as wide as a disc of what is brighter than half of its peak.
@@ -178,21 +161,21 @@ double WidthOf(const Light& light, const MeasuredStar& star, double x, double y)
   return bell < 1.5 * disc ? bell : disc;
 }
 
-// The stars of a catalogue that are no hot pixels, the brightest first, as numbers in it.
-std::vector<std::size_t> BrightestOf(const sep_catalog& catalog) {
-  std::vector<std::size_t> stars;
-  for (std::size_t i = 0; i < static_cast<std::size_t>(catalog.nobj); ++i) {
-    if (catalog.tnpix[i] >= kLeastBrightPixels) stars.push_back(i);
-  }
-  std::ranges::sort(stars, [&](std::size_t a, std::size_t b) { return catalog.flux[a] > catalog.flux[b]; });
+// The stars, the brightest first: what has few bright pixels is a hot one. SEP's own search is not used: each call
+// of version 1.2 that finds something keeps memory, and a server looks for stars all night.
+std::vector<LightSpot> FindStars(const Light& light, double noise) {
+  std::vector<LightSpot> stars =
+      FindLightSpots(light.Values(), light.Area().width, kThreshold * static_cast<float>(noise), kLeastPixels);
+  std::erase_if(stars, [](const LightSpot& spot) { return spot.brightPixels < kLeastBrightPixels; });
+  std::ranges::sort(stars, std::ranges::greater{}, &LightSpot::flux);
   return stars;
 }
 
-std::optional<MeasuredStar> Measure(const Light& light, const sep_image& image, const sep_catalog& catalog,
-                                    std::size_t i, double saturatedFrom) {
-  const double x = catalog.x[i];
-  const double y = catalog.y[i];
-  const double reach = std::max(kReach * static_cast<double>(catalog.a[i]), kLeastReach);
+std::optional<MeasuredStar> Measure(const Light& light, const sep_image& image, const LightSpot& spot,
+                                    double saturatedFrom) {
+  const double x = spot.x;
+  const double y = spot.y;
+  const double reach = std::max(kReach * spot.spread, kLeastReach);
   const double half = 0.5;
   MeasuredStar star;
   double error = 0.0;
@@ -206,10 +189,9 @@ std::optional<MeasuredStar> Measure(const Light& light, const sep_image& image, 
   if (!(star.hfr > 0.0)) return std::nullopt;
   star.x = light.Area().x + x;
   star.y = light.Area().y + y;
-  star.peak = static_cast<double>(catalog.peak[i]);
-  star.saturated =
-      light.Brightest(catalog.xmin[i], catalog.xmax[i], catalog.ymin[i], catalog.ymax[i]) >= saturatedFrom;
-  star.cutOff = (catalog.flag[i] & SEP_OBJ_TRUNC) != 0;
+  star.peak = static_cast<double>(spot.peak);
+  star.saturated = light.Brightest(spot.left, spot.right, spot.top, spot.bottom) >= saturatedFrom;
+  star.cutOff = spot.cutOff;
   star.fwhm = WidthOf(light, star, x, y);
   return star;
 }
@@ -269,14 +251,14 @@ StarMeasures MeasureStars(std::span<const std::uint8_t> pixels, const FrameInfo&
   StarMeasures measures;
   measures.background = static_cast<double>(sep_bkg_global(background.get()));
   measures.noise = static_cast<double>(sep_bkg_globalrms(background.get()));
-  const sep_image image = light.Image(std::max(measures.noise, kLeastNoise));
-  const auto catalog = Extract(image);
+  const double noise = std::max(measures.noise, kLeastNoise);
+  const sep_image image = light.Image(noise);
   const double top = info.region.format == ORQ_IMG_RAW16 ? 65535.0 : 255.0;
   const double saturatedFrom = std::min(std::floor(info.levels.saturated.value_or(top)), top);
-  const std::vector<std::size_t> brightest = BrightestOf(*catalog);
-  measures.count = static_cast<int>(brightest.size());
-  for (const std::size_t i : std::span(brightest).first(std::min(brightest.size(), kMostStars))) {
-    if (const auto star = Measure(light, image, *catalog, i, saturatedFrom)) measures.stars.push_back(*star);
+  const std::vector<LightSpot> stars = FindStars(light, noise);
+  measures.count = static_cast<int>(stars.size());
+  for (const LightSpot& spot : std::span(stars).first(std::min(stars.size(), kMostStars))) {
+    if (const auto star = Measure(light, image, spot, saturatedFrom)) measures.stars.push_back(*star);
   }
   Summarise(measures);
   return measures;
