@@ -16,7 +16,7 @@ BLOCKS = re.findall(r"^```python\n(.*?)^```$", PAGE, flags=re.MULTILINE | re.DOT
 
 
 def test_the_page_has_every_example_and_every_picture():
-    assert len(EXAMPLES) >= 4
+    assert len(EXAMPLES) >= 5
     for example in EXAMPLES:
         assert example.read_text(encoding="utf-8") in BLOCKS, f"{example.name} is not on the page as it is"
     for picture in re.findall(r"!\[[^]]*\]\(([^)]+)\)", PAGE):
@@ -51,11 +51,32 @@ def test_an_example_runs_and_makes_its_picture(example, tmp_path):
         for (seconds, uncertainty), instant in zip(found, (4.5043, 5.3043), strict=True):
             assert float(uncertainty) < 200  # a busy computer may lose frames; it knows which
             assert abs(float(seconds) - instant) < 2e-3 + float(uncertainty) / 1e3
+    if example.stem == "focus_curve":
+        check_focus(printed, 537)
+        assert "focus=537" in example.read_text(encoding="utf-8")
 
 
-def run(program, folder):
+def check_focus(printed, wanted):
+    best, uncertainty, radius = map(float, re.match(
+        r"best position ([\d.]+) \+- ([\d.]+), half-flux radius there ([\d.]+) px$", printed).groups())
+    assert abs(best - wanted) < 5  # steps, of which each makes stars wider by 0.02 pixels far from there
+    assert 0 < uncertainty < 5
+    assert 1.25 <= radius < 1.6  # stars that are 2.5 pixels wide, on pixels
+
+
+def test_the_focus_curve_follows_the_camera(tmp_path):
+    pytest.importorskip("matplotlib")
+    program = (ROOT / "faces/python/examples/focus_curve.py").read_text(encoding="utf-8")
+    check_focus(run(program, tmp_path, "virtual:h53m,timescale=0.01,focus=733"), 733)
+    for camera, reason in (("focus=100", "The stars are not sharpest between 300 and 900; try other positions.\n"),
+                           ("scene=flat", "Stars are seen at 0 positions, at least 4 are needed; expose longer, "
+                                          "or raise the gain.\n")):
+        run(program, tmp_path, f"virtual:h53m,timescale=0.01,{camera}", ends=(1, reason))
+
+
+def run(program, folder, *arguments, ends=(0, "")):
     environment = dict(os.environ, MPLBACKEND="Agg", MPLCONFIGDIR=str(folder / "mpl"), HOME=str(folder))
-    done = subprocess.run([sys.executable, "-c", program], cwd=folder, env=environment, text=True, capture_output=True,
+    done = subprocess.run([sys.executable, "-c", program, *arguments], cwd=folder, env=environment, text=True, capture_output=True,
                           timeout=100, check=False)
-    assert (done.returncode, done.stderr) == (0, "")
+    assert (done.returncode, done.stderr) == ends
     return done.stdout

@@ -19,6 +19,7 @@ with orqcam.open("virtual:k1c", settings="load") as camera:
     highest: float = camera.gain.max
     frame: orqcam.Frame = camera.expose(0.5)
     mean: float = float(frame.array.mean())
+    width: float = frame.stars((0, 0, 640, 480)).fwhm
     for each in camera.video(reader="every", timeout=5.0):
         each.save("x.fits", overwrite=True)
 """
@@ -33,7 +34,7 @@ def test_hints_name_what_there_is():
               if isinstance(node, (ast.ClassDef, ast.FunctionDef))}
     for name in public(orqcam.__all__) - {"AUTO"}:
         assert name in hinted, name
-    for name in ("Camera", "Frame", "HotPixels", "Recording", "Video"):
+    for name in ("Camera", "Frame", "HotPixels", "Recording", "Stars", "Video"):
         there = public(dir(getattr(orqcam, name)))
         told = public(node.target.id if isinstance(node, ast.AnnAssign) else node.name for node in hinted[name].body)
         assert there == told, name

@@ -21,11 +21,12 @@ from ._errors import (BusyError, CancelledError, Error, FileError, InternalError
 from ._frame import Frame
 from ._orqcam import library_version as _library_version
 from ._recording import MissingFrames, Recording, SerRepaired, ser_extract, ser_info, ser_repair
+from ._stars import Stars
 from ._tables import HotPixels
 from ._video import Video
 
 __version__ = _library_version()
 __all__ = ["AUTO", "Camera", "Event", "FloatControl", "Frame", "HotPixels", "IntControl", "MissingFrames", "Recording", "Region",
-           "SerRepaired", "Video", "cameras", "open", "ser_extract", "ser_info", "ser_repair", "Error",
+           "SerRepaired", "Stars", "Video", "cameras", "open", "ser_extract", "ser_info", "ser_repair", "Error",
            "BusyError", "CancelledError", "FileError", "InternalError", "InvalidError", "LostError", "MemoryError", "NotFoundError",
            "PermissionError", "RangeError", "RefusedError", "StateError", "TimeoutError", "UnsupportedError"]

@@ -16,6 +16,7 @@ std::string Text(const char (&text)[kBytes]) {
 void BindErrors(pybind11::module_& module);
 void BindStructs(pybind11::module_& module);
 void BindFrame(pybind11::module_& module);
+void BindStars(pybind11::module_& module);
 void BindCamera(pybind11::module_& module);
 
 }  // namespace orq::python

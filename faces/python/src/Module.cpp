@@ -13,6 +13,7 @@ PYBIND11_MODULE(_orqcam, module) {
   orq::python::BindErrors(module);
   orq::python::BindStructs(module);
   orq::python::BindFrame(module);
+  orq::python::BindStars(module);
   orq::python::BindCamera(module);
   module.def(
       "cameras",
