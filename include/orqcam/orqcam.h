@@ -719,6 +719,9 @@ ORQ_API orq_status orq_video_stop(orq_camera* camera);
 /** Ends exposure or video without its frame, and other long work on this camera. Who waits wakes with CANCELLED at
  * once; this returns within 0.5 s in every state. Nothing when nothing runs. */
 ORQ_API orq_status orq_capture_abort(orq_camera* camera);
+/** Ends exposure or video without its frame, as orq_capture_abort does; guide pulses, the cooler and the focus
+ * motor go on. Nothing when no capture runs. */
+ORQ_API orq_status orq_exposure_abort(orq_camera* camera);
 
 /** What the stream that runs, or ran last, has counted. `started` is the sum of `completed`, `failed`, `stale`,
  * `dropped`, `aborted` and `filling`; `failed` that of its kinds. */

@@ -530,6 +530,7 @@ class Camera {
   /** Starts a video. */
   Video video() { return Video(get()); }
   void abort() { detail::check(orq_capture_abort(get())); }
+  void abortExposure() { detail::check(orq_exposure_abort(get())); }
   /** Throws FileError when frames 1 to `count` could not be saved so. */
   void checkSaving(const std::string& path, std::uint64_t count,
                    orq_save_options options = sized<orq_save_options>()) const {

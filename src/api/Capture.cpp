@@ -94,6 +94,10 @@ orq_status orq_capture_abort(orq_camera* camera) {
   return Guarded([&] { CameraOf(camera)->Abort(); });
 }
 
+orq_status orq_exposure_abort(orq_camera* camera) {
+  return Guarded([&] { CameraOf(camera)->AbortCapture(); });
+}
+
 orq_status orq_stream_get_counters(orq_camera* camera, orq_stream_counters* counters) {
   return Guarded([&] {
     const auto opened = CameraOf(camera);

@@ -71,6 +71,25 @@ TEST(ApiAbort, DoesNotReachADarkThatBeginsAfterIt) {
   }
 }
 
+TEST(ApiAbort, OfAnExposureAndTheEndOfAVideoLeaveAGuidePulseAlone) {
+  const ApiCamera camera("virtual:k1c");
+  ASSERT_EQ(orq_exposure_start(camera.camera, 60'000'000), ORQ_OK) << orq_last_error();
+  auto frame = test::Waiting([&] {
+    ApiFrame taken;
+    return orq_frame_wait(camera.camera, -1, &taken.frame);
+  });
+  auto pulse = test::Waiting([&] { return orq_guide_pulse(camera.camera, ORQ_GUIDE_WEST, 800); });
+  ASSERT_EQ(orq_exposure_abort(camera.camera), ORQ_OK) << orq_last_error();
+  EXPECT_EQ(frame.get(), ORQ_ERROR_CANCELLED);
+  EXPECT_TRUE(Eventually([&] { return !IsCapturing(camera); }));
+  EXPECT_EQ(pulse.get(), ORQ_OK);
+
+  ASSERT_EQ(orq_video_start(camera.camera), ORQ_OK) << orq_last_error();
+  pulse = test::Waiting([&] { return orq_guide_pulse(camera.camera, ORQ_GUIDE_WEST, 800); });
+  ASSERT_EQ(orq_video_stop(camera.camera), ORQ_OK);
+  EXPECT_EQ(pulse.get(), ORQ_OK);
+}
+
 TEST(ApiAbort, ALossEndsAGuidePulseAtOnce) {
   const ApiCamera camera(FirstWithGuidePort());
   auto pulse = test::Waiting([&] { return orq_guide_pulse(camera.camera, ORQ_GUIDE_WEST, 60'000); });

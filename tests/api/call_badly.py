@@ -41,7 +41,7 @@ WORKS_CLOSED = {"orq_camera_close", "orq_camera_reopen", "orq_camera_event_fd", 
                 "orq_camera_unplug_virtual", "orq_camera_replug_virtual", "orq_stream_get_counters", "orq_flash_get_backup"}
 # What ends a video, or the camera.
 ENDS_VIDEO = {"orq_camera_close", "orq_camera_reopen", "orq_camera_unplug_virtual", "orq_camera_replug_virtual",
-              "orq_capture_abort", "orq_video_stop"}
+              "orq_capture_abort", "orq_exposure_abort", "orq_video_stop"}
 # Refused as long as a capture runs.
 NOT_IN_VIDEO = {"orq_exposure_start", "orq_video_start", "orq_trigger_set_mode", "orq_flash_save", "orq_flash_restore",
                 "orq_user_id_set", "orq_hot_pixels_save", "orq_hot_pixels_read", "orq_flash_compare"}

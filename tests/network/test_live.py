@@ -87,19 +87,25 @@ class Tests(unittest.TestCase):
             self.assertEqual(self.page.picture(bad)[0], 400, bad)
 
     def test_who_asks_again_takes_his_own_place(self):
+        self.page.picture("width=300")
         self.page.put("view", running=False)
+        time.sleep(0.5)
+        seen = self.page.picture("width=300")[1]["number"]
         answers = []
         ask = lambda after: answers.append(self.page.picture(f"client=one&after={after}")[0])
-        first = threading.Thread(target=ask, args=(10**9,))
+        first = threading.Thread(target=ask, args=(seen,))
         first.start()
         time.sleep(0.3)
-        second = threading.Thread(target=ask, args=(0,))
+        second = threading.Thread(target=ask, args=(seen,))
         second.start()
         first.join(PATIENCE)
         self.assertEqual(answers, [204])
         self.page.put("view", running=True)
         second.join(PATIENCE)
         self.assertEqual(answers, [204, 200])
+
+    def test_a_number_of_an_earlier_server_counts_for_nothing(self):
+        self.assertEqual(self.page.picture(f"width=300&after={10**9}")[0], 200)
 
     def test_statistics_follow_the_exposure(self):
         dark = self.page.until("statistics", lambda: self.page.live()["statistics"])

@@ -35,7 +35,7 @@ std::uint64_t Response::size() const {
   struct Size {
     std::uint64_t operator()(const std::string& text) const { return text.size(); }
     std::uint64_t operator()(const SharedBytes& bytes) const { return bytes.size; }
-    std::uint64_t operator()(const GeneratedBody& made) const { return made.size.value_or(0); }
+    std::uint64_t operator()(const GeneratedBody& made) const { return made.size.value_or(made.most); }
     std::uint64_t operator()(const FileBody& file) const { return file.size; }
   };
   return std::visit(Size(), body);

@@ -51,6 +51,7 @@ struct GeneratedBody {
   /// Writes up to `room` bytes from byte `at` of the body on and tells how many; 0 at its end. Called by one
   /// thread at a time, each time with the byte that follows the last one.
   std::function<std::size_t(std::uint64_t at, char* to, std::size_t room)> fill;
+  std::uint64_t most = 0;  ///< bytes at most, where `size` is not known: clients get the time for them
 };
 
 /// A part of an open file, which is closed when it has been sent.

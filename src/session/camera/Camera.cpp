@@ -111,10 +111,10 @@ void Camera::Close() {
 
 void Camera::Leave() {
   state_ = State::Closed;
-  WakeWaiters();
+  CancelAll();
   const std::lock_guard turn(turn_);
   state_ = State::Closed;  // whoever had the turn may have opened it again,
-  WakeWaiters();           // and others may wait since then
+  CancelAll();             // and others may wait since then
   const std::unique_lock life(life_);
   abortWanted_ = false;
   Device().StopCapture();

@@ -94,6 +94,8 @@ class Camera {
   /// Ends exposure, video or long work (a dark, flash work) without its result, at once for whoever waits; the
   /// device's part may take longer than the call. Nothing when nothing runs.
   void Abort();
+  /// The same for an exposure or a video only: guide pulses, the cooler and the focus motor go on.
+  void AbortCapture();
   bool IsCapturing();
   /// Of the stream that runs or ran last; also of a camera that is lost or closed.
   StreamCounters Counters();
@@ -159,8 +161,10 @@ class Camera {
 
   /// Throws what fits a failure of the device: Lost when it is gone, else `what` with the link's reason.
   [[noreturn]] void Fail(const std::string& what);
-  /// For work that an abort, a stop, a close or a loss cuts short.
+  /// For work that an abort, a close or a loss cuts short; a video that ends beside it does not.
   Pause UntilAborted();
+  /// For work on a video's frames: its end cuts it short, too.
+  Pause UntilStopped();
   /// What is to be switched on again after a reopen.
   void NoteCooling(bool on) { cools_ = on; }
 
@@ -179,11 +183,14 @@ class Camera {
   void StopNow();
   void EndCapture();
   void FinishAbort();
+  void Abort(bool all);
   void WakeWaiters();
+  void CancelAll();
+  Pause Until(const std::atomic<std::uint64_t>& count);
   /// Wakes the camera's own thread.
   void LookSoon(bool captureEnded);
   /// `starved`: frames came, and there was no memory for them.
-  [[noreturn]] void FailWait(FrameMailbox::Result result, std::uint64_t abortsBefore, bool starved);
+  [[noreturn]] void FailWait(FrameMailbox::Result result, std::uint64_t stopsBefore, bool starved);
 
   // Camera's own thread.
   void Watch();
@@ -219,8 +226,10 @@ class Camera {
   std::atomic<State> state_{State::Closed};
   std::atomic<bool> flashWork_{false};
   std::atomic<bool> cools_{false};
-  /// Counts up with every abort, stop and close: whoever waits since before is cancelled.
+  /// Counts up with every abort and close: long work that has begun before is cancelled.
   std::atomic<std::uint64_t> aborts_{0};
+  /// Counts up with these, and with every stop of a video: whoever waits for its frames since before is cancelled.
+  std::atomic<std::uint64_t> stops_{0};
 
   Mutex watchMutex_;
   std::condition_variable watchChanged_;

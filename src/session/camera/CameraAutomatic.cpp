@@ -66,7 +66,7 @@ void Settle(Camera& camera, const Pause& pause, double seconds) {
 }  // namespace
 
 void AwaitSettled(Camera& camera, double seconds) {
-  const Pause pause = camera.UntilAborted();
+  const Pause pause = camera.UntilStopped();
   const bool over = pause(std::chrono::milliseconds(0));
   try {
     Settle(camera, pause, seconds);

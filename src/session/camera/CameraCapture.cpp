@@ -109,10 +109,19 @@ void Camera::EndCapture() {
 // A frame that nobody has fetched yet is left alone when its exposure is over. Whoever begins to wait after this
 // is not cancelled by the device's part of it, which comes later.
 void Camera::Abort() {
+  Abort(true);
+}
+
+void Camera::AbortCapture() {
+  Abort(false);
+}
+
+void Camera::Abort(bool all) {
   DemandOpen();
   FrameMailbox& mailbox = Device().Mailbox();
-  mailbox.Notify([this] {
-    ++aborts_;
+  mailbox.Notify([this, all] {
+    if (all) ++aborts_;
+    ++stops_;
     abortWanted_ = true;
   });
   // None may come after this, however long the device takes; but a capture that has been started meanwhile has
@@ -122,10 +131,18 @@ void Camera::Abort() {
 }
 
 Pause Camera::UntilAborted() {
-  return [this, before = aborts_.load()](std::chrono::milliseconds time) {
-    const auto aborted = [this, before] { return aborts_ != before || state_ != State::Open; };
-    Frames().Await(static_cast<int>(time.count()), aborted);
-    return aborted();
+  return Until(aborts_);
+}
+
+Pause Camera::UntilStopped() {
+  return Until(stops_);
+}
+
+Pause Camera::Until(const std::atomic<std::uint64_t>& count) {
+  return [this, &count, before = count.load()](std::chrono::milliseconds time) {
+    const auto over = [this, &count, before] { return count != before || state_ != State::Open; };
+    Frames().Await(static_cast<int>(time.count()), over);
+    return over();
   };
 }
 
@@ -136,8 +153,16 @@ void Camera::FinishAbort() {
   EndCapture();
 }
 
+// What has nothing to do with the video (a guide pulse, a warm-up, the focus motor) goes on.
 void Camera::WakeWaiters() {
-  Device().Mailbox().Notify([this] { ++aborts_; });
+  Device().Mailbox().Notify([this] { ++stops_; });
+}
+
+void Camera::CancelAll() {
+  Device().Mailbox().Notify([this] {
+    ++aborts_;
+    ++stops_;
+  });
 }
 
 std::shared_ptr<FrameReader> Camera::OpenReader(ReadMode mode, std::size_t depth) {
@@ -153,8 +178,8 @@ std::shared_ptr<FrameReader> Camera::OpenReader(ReadMode mode, std::size_t depth
 // Whoever waits for ever may be the one who holds all frames: that wait would never end.
 FramePtr Camera::AwaitFrame(FrameReader* reader, int waitMs) {
   if (reader == nullptr) DemandOpen();
-  const std::uint64_t aborts = aborts_;
-  const auto goOn = [this, aborts] { return aborts_ == aborts && state_ == State::Open; };
+  const std::uint64_t stops = stops_;
+  const auto goOn = [this, stops] { return stops_ == stops && state_ == State::Open; };
   for (;;) {
     const std::uint64_t noBuffer = Device().Mailbox().NoBuffer();
     FramePtr frame;
@@ -162,11 +187,11 @@ FramePtr Camera::AwaitFrame(FrameReader* reader, int waitMs) {
         Device().AwaitFrame(reader, waitMs < 0 ? kMemoryWaitMs : waitMs, goOn, frame);
     if (result == FrameMailbox::Result::Frame) return frame;
     const bool starved = Device().Mailbox().NoBuffer() > noBuffer;
-    if (result != FrameMailbox::Result::TimedOut || waitMs >= 0 || starved) FailWait(result, aborts, starved);
+    if (result != FrameMailbox::Result::TimedOut || waitMs >= 0 || starved) FailWait(result, stops, starved);
   }
 }
 
-void Camera::FailWait(FrameMailbox::Result result, std::uint64_t abortsBefore, bool starved) {
+void Camera::FailWait(FrameMailbox::Result result, std::uint64_t stopsBefore, bool starved) {
   if (result == FrameMailbox::Result::Closed) throw Failure(Status::Cancelled, "the reader was released");
   if (result == FrameMailbox::Result::TimedOut) {
     if (starved) {
@@ -175,7 +200,7 @@ void Camera::FailWait(FrameMailbox::Result result, std::uint64_t abortsBefore, b
     }
     throw Failure(Status::Timeout, "no frame came in time: wait again");
   }
-  if (aborts_ != abortsBefore) throw Failure(Status::Cancelled, "the capture was ended");
+  if (stops_ != stopsBefore) throw Failure(Status::Cancelled, "the capture was ended");
   DemandOpen();
   if (Device().DeviceLost()) Fail("no more frames come");
   const std::string trouble = Device().CaptureTrouble();

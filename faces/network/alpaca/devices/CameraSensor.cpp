@@ -161,7 +161,10 @@ void CameraDevice::addControls() {
     if (wanted < 0 || static_cast<std::size_t>(wanted) >= readoutModes().size()) {
       throw CallError(kInvalidValue, "there is no readout mode " + std::to_string(wanted));
     }
-    if (exposures_.isUnderWay()) throw CallError(kInvalidOperation, "an exposure is under way; wait for its end");
+    const std::optional<Purpose> holder = slot().turns().holder();
+    if (exposures_.isUnderWay() || (holder && *holder != Purpose::view)) {
+      throw CallError(kInvalidOperation, "an exposure or a recording is under way; wait for its end");
+    }
     if (const std::optional<int> id = controlOfModes()) camera()->control(*id, wanted);
     return std::nullopt;
   });

@@ -75,7 +75,7 @@ void Exposures::abort() {
     if (!underWay_) return;
     aborted_ = true;
   }
-  slot_.camera()->abort();
+  slot_.camera()->abortExposure();
   std::unique_lock lock(mutex_);
   if (!ended_.wait_for(lock, kLongestAbort, [this] { return !underWay_; })) {
     throw TimeoutError("the exposure does not end; try again");

@@ -157,7 +157,9 @@ Response textAnswer(const Call& call, const std::shared_ptr<const Image>& image)
                             ",\"ServerTransactionID\":" + std::to_string(nextTransaction()) +
                             ",\"ErrorNumber\":0,\"ErrorMessage\":\"\"}";
   const auto text = std::make_shared<ColumnsText>(image, "{\"Type\":2,\"Rank\":2,\"Value\":[", after);
+  constexpr std::uint64_t kMostChars = 6;  // of a value, with its comma
   GeneratedBody body;
+  body.most = static_cast<std::uint64_t>(image->width) * static_cast<std::uint64_t>(image->height) * kMostChars;
   body.block = kBlockBytes;
   body.fill = [text](std::uint64_t, char* to, std::size_t room) { return text->fill(to, room); };
   return {200, {{"Content-Type", "application/json"}}, std::move(body)};

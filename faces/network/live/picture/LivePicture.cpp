@@ -2,6 +2,8 @@
 
 #include <turbojpeg.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <string>
 
 namespace orq::network {
@@ -29,9 +31,11 @@ LivePicture PictureMaker::make(const Frame& frame, const PictureRequest& wish) {
 std::vector<std::uint8_t> PictureMaker::compress(int quality) {
   const bool isColour = planes_.channels == 3;
   const int sampling = isColour ? TJSAMP_420 : TJSAMP_GRAY;
-  std::vector<std::uint8_t> jpeg(tjBufSize(planes_.width, planes_.height, sampling));
-  unsigned char* to = jpeg.data();
-  unsigned long size = jpeg.size();
+  // Room for the worst picture, several times that of any real one: it stays here, and answers have what they
+  // need.
+  jpeg_.resize(std::max<std::size_t>(jpeg_.size(), tjBufSize(planes_.width, planes_.height, sampling)));
+  unsigned char* to = jpeg_.data();
+  unsigned long size = jpeg_.size();
   const int failed =
       tjCompress2(compressor_, pixels_.data(), planes_.width, 0, planes_.height, isColour ? TJPF_RGB : TJPF_GRAY,
                   &to, &size, sampling, quality, TJFLAG_NOREALLOC | TJFLAG_FASTDCT);
@@ -39,8 +43,7 @@ std::vector<std::uint8_t> PictureMaker::compress(int quality) {
     throw Error(ORQ_ERROR_INTERNAL,
                 std::string("the picture cannot be compressed: ") + tjGetErrorStr2(compressor_));
   }
-  jpeg.resize(size);
-  return jpeg;
+  return {jpeg_.begin(), jpeg_.begin() + static_cast<std::ptrdiff_t>(size)};
 }
 
 }  // namespace orq::network

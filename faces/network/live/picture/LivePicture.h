@@ -36,6 +36,7 @@ class PictureMaker {
   void* compressor_;
   Planes planes_;
   std::vector<std::uint8_t> pixels_;
+  std::vector<std::uint8_t> jpeg_;
 };
 
 }  // namespace orq::network

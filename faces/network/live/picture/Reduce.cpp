@@ -61,9 +61,10 @@ int stepOf(const PictureRequest& wish, const Crop& crop) {
 // Sums of `step` rows become one row of averages; `stride` samples lie between two of one channel.
 void averageRow(const std::vector<std::uint32_t>& sums, int step, int stride, int first, int width,
                 std::uint16_t* out) {
-  const std::uint32_t area = static_cast<std::uint32_t>(step) * static_cast<std::uint32_t>(step);
+  // A column's sum has 32 bits up to 65537 rows; that of a square has not, from 257 on.
+  const std::uint64_t area = static_cast<std::uint64_t>(step) * static_cast<std::uint64_t>(step);
   for (int x = 0; x < width; ++x) {
-    std::uint32_t sum = 0;
+    std::uint64_t sum = 0;
     const std::uint32_t* from = sums.data() + static_cast<std::size_t>(x * step * stride + first);
     for (int i = 0; i < step; ++i, from += stride) sum += *from;
     out[x] = static_cast<std::uint16_t>((sum + area / 2) / area);

@@ -1,5 +1,7 @@
 #include <algorithm>
+#include <array>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 
 #include "live/routes/Body.h"
@@ -38,9 +40,25 @@ Response listControls(LiveCamera& live) {
   return Response::json({{"controls", list}});
 }
 
+// An exposure or a recording gives way to nobody.
+void demandNoCapture(LiveCamera& live, const std::string& what) {
+  const std::optional<Purpose> holder = live.slot->turns().holder();
+  if (holder && *holder != Purpose::view) {
+    throw BusyError(what + " stays as it is during " + nameOf(*holder) + "; wait for its end, or stop it");
+  }
+}
+
+// Of these a change begins a capture anew.
+bool restartsCaptures(int control) {
+  constexpr std::array kThose = {ORQ_CONTROL_HARDWARE_BIN, ORQ_CONTROL_HIGH_SPEED, ORQ_CONTROL_MONO_BIN,
+                                 ORQ_CONTROL_READOUT_MODE};
+  return std::find(kThose.begin(), kThose.end(), control) != kThose.end();
+}
+
 Response setControl(LiveCamera& live, const Request& request) {
   const auto camera = live.slot->camera();
   const orq_control_info info = camera->control(request.capture("control"));
+  if (restartsCaptures(info.id)) demandNoCapture(live, info.name);
   const Body body(request);
   if (body.truth("automatic").value_or(false)) {
     camera->automatic(info.id);
@@ -65,10 +83,7 @@ int intOf(const Body& body, const char* name, int otherwise) {
 
 Response setRegion(LiveCamera& live, const Request& request) {
   const auto camera = live.slot->camera();
-  const std::optional<Purpose> holder = live.slot->turns().holder();
-  if (holder && *holder != Purpose::view) {
-    throw BusyError("the region stays as it is during " + nameOf(*holder) + "; wait for its end, or stop it");
-  }
+  demandNoCapture(live, "the region");
   const Body body(request);
   orq_region wanted = camera->region();
   wanted.start_x = intOf(body, "start_x", wanted.start_x);

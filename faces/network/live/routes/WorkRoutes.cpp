@@ -15,6 +15,7 @@ constexpr std::chrono::hours kWarmUpPatience(2);
 constexpr std::int64_t kLongestExposureUs = 24LL * 3600 * 1'000'000;
 constexpr double kLongestRecording = 7.0 * 24 * 3600;
 constexpr int kLastFocusPosition = 1023;
+using Uses = LongWork::Uses;
 
 Response accepted() {
   return Response::json({{"accepted", true}}, 202);
@@ -42,10 +43,17 @@ class KeptExposure {
 };
 
 // One exposure, and its file where one is wanted.
-std::string expose(Camera& camera, std::chrono::microseconds exposure, const std::string& path) {
+std::string expose(Camera& camera, const LongWork::GoOn& goOn, std::chrono::microseconds exposure,
+                   const std::string& path) {
   const KeptExposure kept(camera);
   Reader reader = camera.reader(ORQ_READ_EVERY, 2);
   camera.startExposure(exposure);
+  try {
+    goOn();
+  } catch (const CancelledError&) {
+    camera.abort();  // the one that was asked for came before there was anything to end
+    throw;
+  }
   const Frame frame = reader.wait();
   if (path.empty()) return {};
   return std::filesystem::path(frame.saveFiles(path).file).filename().string();
@@ -58,18 +66,21 @@ Response startExposure(LiveCamera& live, const Folder& folder, const Request& re
   const bool saves = body.truth("save").value_or(false);
   const std::string path = saves ? folder.pathFor("{camera}-{date}-{time}.fits") : std::string();
   CaptureTurns& turns = live.slot->turns();
-  live.work.start("exposure", [&turns, exposureUs, path](Camera& camera) {
-    const CaptureTurns::Turn turn = turns.take(Purpose::exposure);
-    return expose(camera, std::chrono::microseconds(exposureUs), path);
-  });
+  live.work.start("exposure", Uses::capture,
+                  [&turns, exposureUs, path](Camera& camera, const LongWork::GoOn& goOn) {
+                    const CaptureTurns::Turn turn = turns.take(Purpose::exposure);
+                    goOn();
+                    return expose(camera, goOn, std::chrono::microseconds(exposureUs), path);
+                  });
   return accepted();
 }
 
 Response startDark(LiveCamera& live, const Request& request) {
   const int frames = within(Body(request), "frames", 0, 0, 16);
   CaptureTurns& turns = live.slot->turns();
-  live.work.start("dark", [&turns, frames](Camera& camera) {
+  live.work.start("dark", Uses::capture, [&turns, frames](Camera& camera, const LongWork::GoOn& goOn) {
     const CaptureTurns::Turn turn = turns.take(Purpose::exposure);
+    goOn();
     auto options = sized<orq_dark_options>();
     options.frames = frames;
     const orq_dark_info info = camera.takeOwnDark(options);
@@ -81,8 +92,9 @@ Response startDark(LiveCamera& live, const Request& request) {
 
 Response startHotPixels(LiveCamera& live) {
   CaptureTurns& turns = live.slot->turns();
-  live.work.start("hot-pixels", [&turns](Camera& camera) {
+  live.work.start("hot-pixels", Uses::capture, [&turns](Camera& camera, const LongWork::GoOn& goOn) {
     const CaptureTurns::Turn turn = turns.take(Purpose::exposure);
+    goOn();
     const orq_hot_pixel_counts counts = camera.findHotPixels().counts();
     camera.saveHotPixels();
     camera.repairHotPixels(true);
@@ -118,7 +130,7 @@ void addWorkRoutes(Router& router, Live& live) {
   router.add("POST", "/api/v1/cameras/{camera}/hot-pixels",
              [of](const Request& request) { return startHotPixels(of(request)); });
   router.add("POST", "/api/v1/cameras/{camera}/warm-up", [of](const Request& request) {
-    of(request).work.start("warm-up", [](Camera& camera) {
+    of(request).work.start("warm-up", Uses::nothing, [](Camera& camera, const LongWork::GoOn&) {
       camera.warmUp(kWarmUpPatience);
       return std::string("the sensor is warm");
     });
@@ -126,7 +138,7 @@ void addWorkRoutes(Router& router, Live& live) {
   });
   router.add("PUT", "/api/v1/cameras/{camera}/focus", [of](const Request& request) {
     const int position = within(Body(request), "position", -1, 0, kLastFocusPosition);
-    of(request).work.start("focus", [position](Camera& camera) {
+    of(request).work.start("focus", Uses::nothing, [position](Camera& camera, const LongWork::GoOn&) {
       camera.focus(position);
       return "the lens is at " + std::to_string(position);
     });

@@ -12,9 +12,11 @@ constexpr std::chrono::milliseconds kLook(100);  // so soon it gives way to othe
 constexpr std::chrono::seconds kWatcherPatience(20);
 constexpr std::chrono::seconds kStaysWatched(4);  // after the last question
 constexpr std::chrono::milliseconds kTryEvery(250);
-constexpr std::chrono::milliseconds kExpiry(500);  // so often those are looked for that wait in vain
+constexpr std::chrono::milliseconds kMayStandStill(500);  // a video that goes on after a return does so sooner
+constexpr std::chrono::milliseconds kExpiry(500);         // so often those are looked for that wait in vain
 constexpr std::size_t kMostWatchers = 64;
-constexpr std::size_t kMostMade = 16;  // pictures of one frame
+constexpr std::size_t kMostMade = 16;                          // pictures of one frame
+constexpr std::size_t kMostBytesOut = std::size_t{256} << 20;  // of pictures that slow watchers are still taking
 constexpr std::size_t kArrivals = 32;
 
 nlohmann::json pointsOf(const std::vector<StretchPoints>& stretch) {
@@ -48,11 +50,13 @@ void LiveView::ask(const PictureRequest& wish, std::uint64_t after, const std::s
   {
     const std::scoped_lock lock(mutex_);
     lastAsked_ = Clock::now();
+    if (after > last_.number) after = 0;  // of a server before this one: no frame here has had that number
     const auto stays = [&](const Watcher& one) { return client.empty() || one.client != client; };
     const auto first = std::stable_partition(watchers_.begin(), watchers_.end(), stays);
     replaced.assign(std::make_move_iterator(first), std::make_move_iterator(watchers_.end()));
     watchers_.erase(first, watchers_.end());
     if (watchers_.size() >= kMostWatchers) throw BusyError("too many watch this camera; close another page");
+    if (*bytesOut_ > kMostBytesOut) throw BusyError("slow watchers are still taking their pictures; try later");
     watchers_.push_back({wish, after, client, std::move(responder), lastAsked_ + kWatcherPatience});
   }
   changed_.notify_all();
@@ -150,16 +154,25 @@ void LiveView::look() {
     if (!reader_) reader_.emplace(camera->reader());
     takeCapture(*camera);
     show(reader_->wait(kLook));
+    standsSince_.reset();
     setTrouble({});
   } catch (const TimeoutError&) {
-    // The exposure goes on.
+    standsSince_.reset();  // the exposure goes on
   } catch (const Error& error) {
     // Nobody captures, or the camera is away; both end.
     if (error.status() != ORQ_ERROR_STATE && error.status() != ORQ_ERROR_CANCELLED) setTrouble(error.what());
-    if (error.status() == ORQ_ERROR_REFUSED) leaveCapture();  // the video has failed: begin another
+    if (error.status() == ORQ_ERROR_REFUSED || hasEnded(error)) leaveCapture();  // begin another
     std::unique_lock lock(mutex_);
     changed_.wait_for(lock, kLook, [this] { return ending_; });
   }
+}
+
+// Whether somebody has ended our video, as the camera's abort does, whatever it was meant for.
+bool LiveView::hasEnded(const Error& error) {
+  if (error.status() != ORQ_ERROR_STATE && error.status() != ORQ_ERROR_CANCELLED) return false;
+  const auto now = Clock::now();
+  if (!standsSince_) standsSince_ = now;
+  return now - *standsSince_ > kMayStandStill;
 }
 
 void LiveView::takeCapture(Camera& camera) {
@@ -180,6 +193,7 @@ void LiveView::takeCapture(Camera& camera) {
 void LiveView::leaveCapture() {
   video_.reset();
   turn_.reset();
+  standsSince_.reset();
 }
 
 void LiveView::show(Frame frame) {
@@ -205,6 +219,7 @@ void LiveView::serve() {
     ready.assign(std::make_move_iterator(first), std::make_move_iterator(watchers_.end()));
     watchers_.erase(first, watchers_.end());
     if (!ready.empty()) lastAsked_ = now;
+    if (!isWatched()) made_.clear();  // nobody takes them any more
   }
   for (const Watcher& watcher : ready) {
     if (watcher.after >= shown_.number) {
@@ -226,8 +241,14 @@ std::shared_ptr<const LivePicture> LiveView::pictureFor(const PictureRequest& wi
   madeOf_ = shown_.number;
   const auto known = std::find_if(made_.begin(), made_.end(), [&](const Made& one) { return one.wish == wish; });
   if (known != made_.end()) return known->picture;
-  auto picture = std::make_shared<const LivePicture>(maker_.make(shown_.frame, wish));
-  if (made_.size() >= kMostMade) made_.clear();
+  auto made = std::make_unique<LivePicture>(maker_.make(shown_.frame, wish));
+  *bytesOut_ += made->jpeg.size();
+  // It may outlive this view.
+  const std::shared_ptr<const LivePicture> picture(made.release(), [count = bytesOut_](const LivePicture* held) {
+    *count -= held->jpeg.size();
+    delete held;
+  });
+  if (made_.size() >= kMostMade || *bytesOut_ > kMostBytesOut / 2) made_.clear();
   made_.push_back({wish, picture});
   return picture;
 }

@@ -1,8 +1,10 @@
 // The live view of one camera: frames in, pictures out, to as many watchers as there are.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -67,6 +69,7 @@ class LiveView {
   bool isWatched() const;
   bool isAnybodyReady() const;
   void look();
+  bool hasEnded(const Error& error);
   void takeCapture(Camera& camera);
   void leaveCapture();
   void show(Frame frame);
@@ -92,11 +95,14 @@ class LiveView {
   std::optional<CaptureTurns::Turn> turn_;
   std::optional<Video> video_;
   Clock::time_point nextTry_{};
+  std::optional<Clock::time_point> standsSince_;  ///< when the video first said that none runs
 
   // Of the thread that makes pictures.
   PictureMaker maker_;
   std::vector<Made> made_;  ///< of the last frame
   std::uint64_t madeOf_ = 0;
+  /// Of the pictures that somebody still holds. Any thread.
+  const std::shared_ptr<std::atomic<std::size_t>> bytesOut_ = std::make_shared<std::atomic<std::size_t>>(0);
   SeenFrame shown_;
 
   std::thread watching_;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <orqcam/orqcam.hpp>
 #include <utility>
 
@@ -179,36 +180,40 @@ Json Measures::devices() {
 }
 
 void Measures::askStars(const std::optional<orq_area>& area, std::uint64_t after, Responder responder) {
+  if (after > view_.last().number) after = 0;  // of a server before this one
   {
     const std::scoped_lock lock(mutex_);
     if (questions_.size() >= kMostQuestions) throw BusyError("too many ask for the stars; try again later");
-    questions_.push_back({area, after, std::move(responder)});
+    questions_.push_back({area, after, std::move(responder), Clock::now() + kPatience});
   }
   changed_.notify_all();
 }
 
 void Measures::run() {
   for (;;) {
-    std::vector<Question> taken;
+    std::uint64_t after = 0;
     {
       std::unique_lock lock(mutex_);
       changed_.wait(lock, [this] { return ending_ || !questions_.empty(); });
       if (ending_) return;
-      taken.swap(questions_);
+      const auto earlier = [](const Question& a, const Question& b) { return a.after < b.after; };
+      after = std::min_element(questions_.begin(), questions_.end(), earlier)->after;
     }
-    const std::uint64_t after =
-        std::min_element(taken.begin(), taken.end(), [](const Question& a, const Question& b) {
-          return a.after < b.after;
-        })->after;
-    const auto end = Clock::now() + kPatience;
-    SeenFrame seen = view_.last();
-    while (seen.number <= after && Clock::now() < end) {
-      seen = view_.wait(after, kLook);
-      const std::scoped_lock lock(mutex_);
-      if (ending_) break;
-    }
-    answer(taken, seen);
+    const SeenFrame seen = view_.wait(after, kLook);
+    const std::vector<Question> ready = takeReady(seen);
+    if (!ready.empty()) answer(ready, seen);
   }
+}
+
+// Who waits for a frame that is still to come holds up nobody else.
+std::vector<Measures::Question> Measures::takeReady(const SeenFrame& seen) {
+  const std::scoped_lock lock(mutex_);
+  const auto now = Clock::now();
+  const auto waits = [&](const Question& one) { return one.after >= seen.number && now < one.deadline; };
+  const auto first = std::stable_partition(questions_.begin(), questions_.end(), waits);
+  std::vector<Question> ready(std::make_move_iterator(first), std::make_move_iterator(questions_.end()));
+  questions_.erase(first, questions_.end());
+  return ready;
 }
 
 void Measures::answer(const std::vector<Question>& questions, const SeenFrame& seen) {

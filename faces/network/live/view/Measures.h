@@ -36,6 +36,7 @@ class Measures {
     std::optional<orq_area> area;
     std::uint64_t after = 0;
     Responder responder;
+    Clock::time_point deadline;
   };
   /// The last answer, and who is about to renew it; others take the old one.
   struct Cache {
@@ -48,6 +49,7 @@ class Measures {
   template <class Ask>
   static nlohmann::json cached(Cache& cache, std::chrono::milliseconds age, Ask&& ask);
   void run();
+  std::vector<Question> takeReady(const SeenFrame& seen);
   static void answer(const std::vector<Question>& questions, const SeenFrame& seen);
 
   const LiveView& view_;
