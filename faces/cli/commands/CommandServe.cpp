@@ -26,10 +26,14 @@ struct ServeOptions {
 };
 
 // Beside this program, as where it was built, or where packages put programs that users do not run themselves.
+// Where /proc is missing, only the place that it was built for is known.
 std::string FindProgram() {
-  std::error_code ignored;
-  const std::filesystem::path own = std::filesystem::read_symlink("/proc/self/exe", ignored).parent_path();
-  for (const auto& candidate : {own / kProgram, own.parent_path() / "libexec" / kProgram}) {
+  std::vector<std::filesystem::path> candidates;
+  std::error_code unknown;
+  const std::filesystem::path own = std::filesystem::read_symlink("/proc/self/exe", unknown).parent_path();
+  if (!unknown) candidates = {own / kProgram, own.parent_path() / "libexec" / kProgram};
+  candidates.push_back(std::filesystem::path(ORQCAM_LIBEXECDIR) / kProgram);
+  for (const std::filesystem::path& candidate : candidates) {
     if (access(candidate.c_str(), X_OK) == 0) return candidate.string();
   }
   throw CliError(kExitFailed, std::string("the server, ") + kProgram +
