@@ -20,6 +20,7 @@ from pathlib import Path
 
 NAMES = ("liborqcam0", "liborqcam-dev", "orqcam", "orqcam-emulation", "orqcam-server", "indi-orqcam",
          "python3-orqcam")
+PURGED = ("liborqcam0", "liborqcam-dev", "orqcam-server")  # the rest leaves nothing when it is removed
 USER = "astro"
 COVERED = "virtual:k1c,scene=dark,timescale=0,state=k1c.state"
 # What the packages' own administration and the user leave behind.
@@ -262,8 +263,8 @@ with orqcam.open("virtual:k1c,timescale=0.01") as camera:
 
     def nothing_is_left_but_the_users_files(self):
         kept = self.state_of_the_user()
-        self.system.apt("remove", *NAMES[2:])
-        self.system.apt("purge", *NAMES[:2])
+        self.system.apt("remove", *(name for name in NAMES if name not in PURGED))
+        self.system.apt("purge", *PURGED)
         self.system.apt("autoremove", "--purge")
         known = self.system.run("dpkg-query", "--show", "--showformat=${Package} ${db:Status-Abbrev}\n")
         demand("orqcam" not in known, f"the system still knows of the packages:\n{known}")
