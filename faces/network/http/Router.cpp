@@ -118,7 +118,8 @@ std::optional<Response> Router::refuse(std::string_view method, std::string_view
     if (route.method == method) return std::nullopt;
     allowed += (allowed.empty() ? "" : ", ") + route.method;
   }
-  if (allowed.empty()) return Response::failure(404, statusName(ORQ_ERROR_NOT_FOUND), "there is nothing at " + std::string(path));
+  if (allowed.empty())
+    return Response::failure(404, statusName(ORQ_ERROR_NOT_FOUND), "there is nothing at " + std::string(path));
   Response refusal = Response::failure(405, "invalid", std::string(path) + " takes " + allowed);
   refusal.headers.emplace_back("Allow", allowed);
   return refusal;

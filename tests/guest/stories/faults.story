@@ -127,7 +127,7 @@ start s orqcam stream -e 5ms --center 640,480
 shows s fps
 usb stall 0
 sleep 1
-kill s INT
+kill s TERM
 ends s
   prints ^halts_cleared = [1-9]
   prints ^identity_holds = yes
@@ -139,7 +139,7 @@ start s orqcam stream -e 5ms --center 640,480
 shows s fps
 usb overflow 0
 sleep 1
-kill s INT
+kill s TERM
 ends s
   prints ^resyncs = [1-9]
   prints ^identity_holds = yes
@@ -150,7 +150,7 @@ start s orqcam stream -e 5ms --center 640,480
 shows s fps
 usb error 0
 sleep 1
-kill s INT
+kill s TERM
 ends s
   prints ^identity_holds = yes
 
