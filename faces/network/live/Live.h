@@ -7,11 +7,11 @@
 #include <string>
 
 #include "cameras/Cameras.h"
+#include "live/tasks/Folder.h"
+#include "live/tasks/LongWork.h"
+#include "live/tasks/Recorder.h"
 #include "live/view/LiveView.h"
 #include "live/view/Measures.h"
-#include "live/work/Folder.h"
-#include "live/work/LongWork.h"
-#include "live/work/Recorder.h"
 
 namespace orq::network {
 

@@ -1,4 +1,4 @@
-#include "live/work/Recorder.h"
+#include "live/tasks/Recorder.h"
 
 #include <chrono>
 #include <cmath>

@@ -10,7 +10,7 @@
 #include <thread>
 
 #include "cameras/CameraSlot.h"
-#include "live/work/Folder.h"
+#include "live/tasks/Folder.h"
 
 namespace orq::network {
 

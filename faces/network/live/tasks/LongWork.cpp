@@ -1,4 +1,4 @@
-#include "live/work/LongWork.h"
+#include "live/tasks/LongWork.h"
 
 #include <chrono>
 #include <exception>

@@ -1,4 +1,4 @@
-#include "live/work/Folder.h"
+#include "live/tasks/Folder.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
