@@ -244,7 +244,7 @@ std::shared_ptr<const LivePicture> LiveView::pictureFor(const PictureRequest& wi
   auto made = std::make_unique<LivePicture>(maker_.make(shown_.frame, wish));
   *bytesOut_ += made->jpeg.size();
   // It may outlive this view.
-  const std::shared_ptr<const LivePicture> picture(made.release(), [count = bytesOut_](const LivePicture* held) {
+  std::shared_ptr<const LivePicture> picture(made.release(), [count = bytesOut_](const LivePicture* held) {
     *count -= held->jpeg.size();
     delete held;
   });
