@@ -5,7 +5,7 @@
 #include <map>
 #include <string_view>
 
-#include "virtual/replay/Recording.h"
+#include "virtual/replay/RecordedFrames.h"
 #include "virtual/sensor/BayerMosaic.h"
 
 namespace orq {
