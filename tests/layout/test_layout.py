@@ -211,6 +211,11 @@ class Headers(Tree):
         self.assertEqual(list(troubles), ["support/Needy.h"])
         self.assertEqual(count, 3)
 
+    def test_a_header_that_is_included_by_the_name_of_its_tree_has_been_shown(self):
+        self.write("support/Needy.h", "#pragma once\nstd::string Name();\n")
+        self.write("support/Needy.cpp", f'#include "{self.source.name}/support/Needy.h"\n')
+        self.assertEqual(check_headers.check(self.source, "c++")[0], {})
+
     def test_only_what_stands_first_in_a_source_file_is_left_to_the_build(self):
         self.write("support/First.h", "#pragma once\nstd::string First();\n")
         self.write("support/Second.h", "#pragma once\nstd::string Second();\n")
