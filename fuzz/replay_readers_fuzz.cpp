@@ -11,7 +11,8 @@
 
 namespace {
 
-std::optional<orq::Recording> Read(std::uint8_t choice, std::span<const std::uint8_t> bytes, std::string& error) {
+std::optional<orq::RecordedFrames> Read(std::uint8_t choice, std::span<const std::uint8_t> bytes,
+                                        std::string& error) {
   switch (choice % 4) {
     case 0:
       return orq::ReadFits(bytes, error);
@@ -33,7 +34,7 @@ void Require(bool condition) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
   std::string error;
-  std::optional<orq::Recording> recording = Read(data[0], {data + 1, size - 1}, error);
+  std::optional<orq::RecordedFrames> recording = Read(data[0], {data + 1, size - 1}, error);
   if (!recording) {
     Require(!error.empty() && error.find('\n') == std::string::npos);
     return 0;

@@ -43,6 +43,7 @@ void Drain(int eventFd) {
 std::unique_ptr<DeviceNode> DeviceNode::Make(const Settings& settings, std::shared_ptr<VirtualCamera> camera,
                                              UsbMemory& memory, std::string& error) {
   std::unique_ptr<DeviceNode> node(new DeviceNode(settings, std::move(camera), memory));
+  const MutexLock lock(node->mutex_);
   if (!node->OpenTerminal(error) || !node->Listen(error)) {
     return nullptr;
   }
@@ -60,7 +61,7 @@ DeviceNode::DeviceNode(const Settings& settings, std::shared_ptr<VirtualCamera> 
 
 DeviceNode::~DeviceNode() {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     quit_ = true;
   }
   Poke();
@@ -108,17 +109,17 @@ bool DeviceNode::Listen(std::string& error) {
 // From any thread --------------------------------------------------------------------------------------------
 
 void DeviceNode::SetMode(unsigned mode) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   (void)::fchmod(terminal_.Get(), mode);
 }
 
 void DeviceNode::Configure(int configuration) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   file_.Configure(configuration);
 }
 
 void DeviceNode::Disconnect() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   if (!file_.Connected()) {
     return;
   }
@@ -130,24 +131,24 @@ void DeviceNode::Disconnect() {
 }
 
 void DeviceNode::HaltFrames() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   file_.Frames().Halt();
   Poke();
 }
 
 void DeviceNode::FailNextTransfer(int error) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   file_.Frames().FailNext(error);
   Poke();
 }
 
 void DeviceNode::Silence() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   file_.Silence();
 }
 
 bool DeviceNode::InUse() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return !clients_.empty();
 }
 
@@ -163,7 +164,7 @@ void DeviceNode::Run() {
     Wait(next);
     bool vanished = false;
     {
-      const std::lock_guard lock(mutex_);
+      const MutexLock lock(mutex_);
       if (quit_) {
         return;
       }
@@ -183,8 +184,11 @@ void DeviceNode::Wait(Clock::time_point until) {
   polled_.clear();
   polled_.push_back({wake_->Get(), POLLIN, 0});
   polled_.push_back({listener_.Get(), POLLIN, 0});
-  for (const Client& client : clients_) {
-    polled_.push_back({client.socket.Get(), POLLIN, 0});
+  {
+    const MutexLock lock(mutex_);
+    for (const Client& client : clients_) {
+      polled_.push_back({client.socket.Get(), POLLIN, 0});
+    }
   }
   if (until == Clock::time_point::max()) {
     (void)::ppoll(polled_.data(), polled_.size(), nullptr, nullptr);

@@ -5,13 +5,13 @@
 #include <functional>
 #include <list>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "emulation/bus/DeviceFile.h"
 #include "emulation/common/FileDescriptor.h"
+#include "support/threads/Mutex.h"
 
 struct pollfd;
 
@@ -56,36 +56,36 @@ class DeviceNode {
   };
 
   DeviceNode(const Settings& settings, std::shared_ptr<VirtualCamera> camera, UsbMemory& memory);
-  bool OpenTerminal(std::string& error);
+  bool OpenTerminal(std::string& error) ORQ_REQUIRES(mutex_);
   bool Listen(std::string& error);
 
   void Run();
   void Wait(FrameEndpoint::Clock::time_point until);
-  void ServeClients();
-  void Accept();
-  bool ServeCall(Client& client);
+  void ServeClients() ORQ_REQUIRES(mutex_);
+  void Accept() ORQ_REQUIRES(mutex_);
+  bool ServeCall(Client& client) ORQ_REQUIRES(mutex_);
   static bool Answer(const Client& client, const CallResult& result);
-  void AnswerWaiting();
-  void ForgetDeadHolder(const Client& asking);
-  void Drop(Client& client);
-  void ShowReadiness();
+  void AnswerWaiting() ORQ_REQUIRES(mutex_);
+  void ForgetDeadHolder(const Client& asking) ORQ_REQUIRES(mutex_);
+  void Drop(Client& client) ORQ_REQUIRES(mutex_);
+  void ShowReadiness() ORQ_REQUIRES(mutex_);
   void Poke() const;
 
   const Settings settings_;
   const std::shared_ptr<VirtualCamera> camera_;
   const std::shared_ptr<FileDescriptor> wake_;  ///< the camera's wake-up may hold it longer than the node lives
-  std::string terminalPath_;
-
-  mutable std::mutex mutex_;  ///< guards all below; never taken by a call from the camera
-  DeviceFile file_;
-  FileDescriptor master_;
-  FileDescriptor terminal_;
+  std::string terminalPath_;                    ///< does not change once the node is made, as the next
   FileDescriptor listener_;
-  std::list<Client> clients_;
-  std::vector<pollfd> polled_;
-  bool ready_ = true;
-  bool quit_ = false;
 
+  mutable Mutex mutex_;  ///< never taken by a call from the camera
+  DeviceFile file_ ORQ_GUARDED_BY(mutex_);
+  FileDescriptor master_ ORQ_GUARDED_BY(mutex_);
+  FileDescriptor terminal_ ORQ_GUARDED_BY(mutex_);
+  std::list<Client> clients_ ORQ_GUARDED_BY(mutex_);
+  bool ready_ ORQ_GUARDED_BY(mutex_) = true;
+  bool quit_ ORQ_GUARDED_BY(mutex_) = false;
+
+  std::vector<pollfd> polled_;  ///< of the node's thread
   std::thread thread_;
 };
 

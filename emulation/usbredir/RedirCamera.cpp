@@ -39,7 +39,7 @@ RedirCamera::RedirCamera(std::shared_ptr<VirtualCamera> camera, std::string path
 
 RedirCamera::~RedirCamera() {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     quit_ = true;
   }
   Poke();
@@ -54,13 +54,13 @@ RedirCamera::~RedirCamera() {
 // From any thread --------------------------------------------------------------------------------------------
 
 bool RedirCamera::Plugged() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return plugged_;
 }
 
 template <typename Action>
 void RedirCamera::WithConnection(Action&& action) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   if (connection_ != nullptr) {
     action(*connection_);
   }
@@ -68,7 +68,7 @@ void RedirCamera::WithConnection(Action&& action) {
 }
 
 bool RedirCamera::Replug(std::string&) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   plugged_ = true;
   if (connection_ != nullptr) {
     connection_->Unplug();
@@ -79,7 +79,7 @@ bool RedirCamera::Replug(std::string&) {
 }
 
 void RedirCamera::Unplug() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   plugged_ = false;
   if (connection_ != nullptr) {
     connection_->Unplug();
@@ -109,7 +109,7 @@ void RedirCamera::Run() {
   Clock::time_point next = Clock::time_point::max();
   for (;;) {
     Wait(next);
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     if (quit_) {
       return;
     }
@@ -131,7 +131,7 @@ void RedirCamera::Run() {
 void RedirCamera::Wait(Clock::time_point until) {
   pollfd polled[2] = {{wake_->Get(), POLLIN, 0}, {listener_.Get(), POLLIN, 0}};
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     if (connection_ != nullptr) {
       const int events = connection_->WantsToWrite() ? POLLIN | POLLOUT : POLLIN;
       polled[1] = {connection_->Socket(), static_cast<short>(events), 0};

@@ -2,12 +2,12 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 
 #include "emulation/common/PlugPoint.h"
 #include "emulation/usbredir/RedirConnection.h"
+#include "support/threads/Mutex.h"
 
 namespace orq {
 
@@ -35,7 +35,7 @@ class RedirCamera : public PlugPoint {
   RedirCamera(std::shared_ptr<VirtualCamera> camera, std::string path, FileDescriptor listener);
   void Run();
   void Wait(FrameEndpoint::Clock::time_point until);
-  void Accept();
+  void Accept() ORQ_REQUIRES(mutex_);
   void Poke() const;
   template <typename Action>
   void WithConnection(Action&& action);
@@ -46,10 +46,10 @@ class RedirCamera : public PlugPoint {
   const FileDescriptor listener_;
   const std::shared_ptr<FileDescriptor> wake_;  ///< the camera's wake-up may hold it longer than this lives
 
-  mutable std::mutex mutex_;  ///< guards all below; never taken by a call from the camera
-  bool plugged_ = true;
-  bool quit_ = false;
-  std::unique_ptr<RedirConnection> connection_;
+  mutable Mutex mutex_;  ///< never taken by a call from the camera
+  bool plugged_ ORQ_GUARDED_BY(mutex_) = true;
+  bool quit_ ORQ_GUARDED_BY(mutex_) = false;
+  std::unique_ptr<RedirConnection> connection_ ORQ_GUARDED_BY(mutex_);
 
   std::thread thread_;
 };

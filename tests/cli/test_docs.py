@@ -33,7 +33,7 @@ NOT_RUN = {
     "venv/bin/pip": "the same",
     "orqcam gps watch": "ends at Ctrl-C: test_gps.py interrupts it",
     "orqcam -c virtual:k1c,drop=0.01,stall@7,short@12 stream": "ends at Ctrl-C: test_stream.py runs it with --frames",
-    "orq-emulate": "needs umockdev: tests/link/launcher_test.py runs them",
+    "orq-emulate": "needs umockdev: tests/link/test_launcher.py runs them",
 }
 
 # Pages whose commands other tests run.

@@ -5,7 +5,7 @@
 #include <map>
 #include <string_view>
 
-#include "virtual/replay/Recording.h"
+#include "virtual/replay/RecordedFrames.h"
 #include "virtual/sensor/BayerMosaic.h"
 
 namespace orq {
@@ -155,11 +155,11 @@ std::optional<FitsHeader> ParseFitsHeader(std::span<const std::uint8_t> bytes, s
     error = "FITS file holds no image in its primary part (compressed images are not read)";
     return std::nullopt;
   }
-  if (bitpix != 8 && bitpix != 16) {
+  if (!bitpix || (*bitpix != 8 && *bitpix != 16)) {
     error = "FITS image must have 8 or 16 bits (BITPIX)";
     return std::nullopt;
   }
-  if (axes != 2 && axes != 3) {
+  if (!axes || (*axes != 2 && *axes != 3)) {
     error = "FITS image must have two axes, or three with a frame per plane";
     return std::nullopt;
   }

@@ -68,16 +68,16 @@ bool LooksLikeFits(std::span<const std::uint8_t> bytes) {
   return bytes.size() >= kStart.size() && std::memcmp(bytes.data(), kStart.data(), kStart.size()) == 0;
 }
 
-std::optional<Recording> ReadFits(std::span<const std::uint8_t> bytes, std::string& error) {
+std::optional<RecordedFrames> ReadFits(std::span<const std::uint8_t> bytes, std::string& error) {
   const std::optional<FitsHeader> header = ParseFitsHeader(bytes, error);
   if (!header) return std::nullopt;
-  Recording recording{.width = header->width,
-                      .height = header->height,
-                      .count = header->frames,
-                      .adcBits = header->bitpix,
-                      .bayer = header->bayer,
-                      .facts = header->facts,
-                      .samples = {}};
+  RecordedFrames recording{.width = header->width,
+                           .height = header->height,
+                           .count = header->frames,
+                           .adcBits = header->bitpix,
+                           .bayer = header->bayer,
+                           .facts = header->facts,
+                           .samples = {}};
   recording.samples.resize(static_cast<std::size_t>(header->width) * static_cast<std::size_t>(header->height) *
                            static_cast<std::size_t>(header->frames));
   const std::size_t whole = (bytes.size() + kFitsBlock - 1) / kFitsBlock * kFitsBlock;

@@ -54,7 +54,7 @@ bool LooksLikePgm(std::span<const std::uint8_t> bytes) {
   return bytes.size() >= 3 && bytes[0] == 'P' && bytes[1] == '5' && (IsBlank(bytes[2]) || bytes[2] == '#');
 }
 
-std::optional<Recording> ReadPgm(std::span<const std::uint8_t> bytes, std::string& error) {
+std::optional<RecordedFrames> ReadPgm(std::span<const std::uint8_t> bytes, std::string& error) {
   if (!LooksLikePgm(bytes)) {
     error = "not a binary PGM (P5)";
     return std::nullopt;
@@ -76,13 +76,13 @@ std::optional<Recording> ReadPgm(std::span<const std::uint8_t> bytes, std::strin
   if (!CheckGeometry(*width, *height, 1, bytesPerSample, static_cast<std::int64_t>(pixels.size()), error)) {
     return std::nullopt;
   }
-  Recording recording{.width = static_cast<int>(*width),
-                      .height = static_cast<int>(*height),
-                      .count = 1,
-                      .adcBits = 8 * bytesPerSample,
-                      .bayer = -1,
-                      .facts = {},
-                      .samples = {}};
+  RecordedFrames recording{.width = static_cast<int>(*width),
+                           .height = static_cast<int>(*height),
+                           .count = 1,
+                           .adcBits = 8 * bytesPerSample,
+                           .bayer = -1,
+                           .facts = {},
+                           .samples = {}};
   recording.samples.resize(static_cast<std::size_t>(*width * *height));
   for (std::size_t i = 0; i < recording.samples.size(); ++i) {
     recording.samples[i] =

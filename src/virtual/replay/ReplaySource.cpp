@@ -36,7 +36,7 @@ std::uint16_t Average(const Frame& frame, const BinGrid& grid, int x, int y) {
 
 }  // namespace
 
-ReplaySource::ReplaySource(Recording recording, std::optional<int> bayer)
+ReplaySource::ReplaySource(RecordedFrames recording, std::optional<int> bayer)
     : recording_(std::move(recording)), bayer_(std::clamp(bayer.value_or(recording_.bayer), -1, 3)) {}
 
 std::unique_ptr<ReplaySource> ReplaySource::Open(const std::string& path, std::optional<int> bayer,
@@ -45,7 +45,7 @@ std::unique_ptr<ReplaySource> ReplaySource::Open(const std::string& path, std::o
     error = "replay needs file=F, a FITS, PGM or SER file";
     return nullptr;
   }
-  std::optional<Recording> recording = LoadRecording(path, error);
+  std::optional<RecordedFrames> recording = LoadRecording(path, error);
   if (!recording) return nullptr;
   return std::make_unique<ReplaySource>(std::move(*recording), bayer);
 }

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "virtual/replay/Recording.h"
+#include "virtual/replay/RecordedFrames.h"
 #include "virtual/sensor/FrameSource.h"
 
 namespace orq {
@@ -16,7 +16,7 @@ namespace orq {
 class ReplaySource final : public FrameSource {
  public:
   /// `bayer` (0 to 3, below 0 monochrome) replaces the pattern that the file states.
-  ReplaySource(Recording recording, std::optional<int> bayer);
+  ReplaySource(RecordedFrames recording, std::optional<int> bayer);
   /// Null with a one-line reason in `error` when the file cannot be used.
   static std::unique_ptr<ReplaySource> Open(const std::string& path, std::optional<int> bayer, std::string& error);
 
@@ -29,7 +29,7 @@ class ReplaySource final : public FrameSource {
   void Expose(const ExposureSettings& settings, std::span<std::uint16_t> adu) override;
 
  private:
-  Recording recording_;
+  RecordedFrames recording_;
   int bayer_;
 };
 

@@ -30,7 +30,7 @@ std::optional<int> PatternOf(std::int32_t colour) {
 
 }  // namespace
 
-std::optional<Recording> ReadSer(std::span<const std::uint8_t> bytes, std::string& error) {
+std::optional<RecordedFrames> ReadSer(std::span<const std::uint8_t> bytes, std::string& error) {
   const std::optional<SerHeader> header = ParseSerHeader(bytes);
   if (!header) {
     error = "SER header is damaged";
@@ -51,12 +51,12 @@ std::optional<Recording> ReadSer(std::span<const std::uint8_t> bytes, std::strin
   if (!CheckGeometry(width, height, frames, bytesPerSample, static_cast<std::int64_t>(pixels.size()), error)) {
     return std::nullopt;
   }
-  Recording recording{.width = width,
-                      .height = height,
-                      .count = frames,
-                      .adcBits = 8 * bytesPerSample,
-                      .bayer = *pattern,
-                      .samples = {}};
+  RecordedFrames recording{.width = width,
+                           .height = height,
+                           .count = frames,
+                           .adcBits = 8 * bytesPerSample,
+                           .bayer = *pattern,
+                           .samples = {}};
   const std::size_t frameSamples = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
   recording.samples.resize(frameSamples * static_cast<std::size_t>(frames));
   if (bytesPerSample == 1) {

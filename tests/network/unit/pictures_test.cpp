@@ -173,8 +173,9 @@ TEST(Stretch, ByHandPutsBlackMiddleAndWhiteWhereTheyAreWished) {
 }
 
 TEST(Stretch, ByItselfBringsTheSkyToAQuarter) {
-  std::vector<std::uint16_t> values;
-  for (int i = 0; i < 10'001; ++i) values.push_back(static_cast<std::uint16_t>(1000 + i % 101));  // median 1050
+  std::vector<std::uint16_t> values(10'001);
+  for (std::size_t i = 0; i < values.size(); ++i)
+    values[i] = static_cast<std::uint16_t>(1000 + i % 101);  // median 1050
   values.push_back(1050);
   const Planes planes = flat(values);
   std::vector<std::uint8_t> pixels;

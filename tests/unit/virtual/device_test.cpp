@@ -3,6 +3,8 @@
 
 #include <atomic>
 #include <cmath>
+#include <iterator>
+#include <map>
 #include <numeric>
 #include <set>
 
@@ -66,6 +68,7 @@ TEST(DeviceTable, DecidesWhatTheBoardAnswers) {
       {"b29m", 0x294A, 4, 0xB0, 0, 0, 0}, {"l3m", 0x3101, 1, 0xA5, 0, 0, 0},  {"d6m", 0x6201, 2, 0xB0, 0, 0, 0},
       {"replay", 0x0F01, 1, 1, 0, 0, 0},
   };
+  EXPECT_EQ(std::size(kRows), AllDevices().size());
   for (const Row& row : kRows) {
     auto camera = Camera(row.model);
     std::uint8_t board = 0;
@@ -400,17 +403,16 @@ void Expose(VirtualCamera& camera, std::uint64_t microseconds) {
 }
 
 TEST(VirtualExposureCounter, CountsTicksOfTheModelsClock) {
-  struct Row {
-    const char* model;
-    std::uint64_t ticksPerMs;
-  };
-  for (const Row& row : {Row{"k1c", 1000}, Row{"t46c", 20000}, Row{"h53m", 74250}, Row{"b29m", 37125}}) {
-    auto camera = Camera(row.model);
+  const std::map<std::string_view, std::uint64_t> faster{{"t46c", 20000}, {"h53m", 74250}, {"b29m", 37125}};
+  for (const DeviceData& device : AllDevices()) {
+    const auto found = faster.find(device.key);
+    const std::uint64_t ticksPerMs = found != faster.end() ? found->second : 1000;
+    auto camera = Camera(device.key);
     EXPECT_EQ(0U, ExposureCount(*camera));
     for (const std::uint64_t us : {1'000'000U, 2'500'001U, 3'600'000'000U}) {
       Expose(*camera, us);
-      EXPECT_EQ(us * row.ticksPerMs / 1000, ExposureCount(*camera)) << row.model;
-      EXPECT_EQ(us / 1000, ExposureCount(*camera) / row.ticksPerMs) << row.model;
+      EXPECT_EQ(us * ticksPerMs / 1000, ExposureCount(*camera)) << device.key;
+      EXPECT_EQ(us / 1000, ExposureCount(*camera) / ticksPerMs) << device.key;
     }
   }
 }

@@ -15,8 +15,10 @@ class Dark {
  public:
   Dark& Fill(int x, int y, int width, int height, float value) {
     for (int row = y; row < y + height; ++row) {
-      for (int column = x; column < x + width; ++column)
-        values_[static_cast<std::size_t>(row * kWidth + column)] = value;
+      for (int column = x; column < x + width; ++column) {
+        const int place = row * kWidth + column;
+        values_[static_cast<std::size_t>(place)] = value;
+      }
     }
     return *this;
   }

@@ -25,11 +25,11 @@ Bytes Image(std::vector<std::string> cards, const std::vector<std::string>& more
   return Join(FitsHeaderBytes(cards), Padded(pixels));
 }
 
-Recording Read(const Bytes& bytes) {
+RecordedFrames Read(const Bytes& bytes) {
   std::string error;
   auto recording = ReadFits(bytes, error);
   EXPECT_TRUE(recording) << error;
-  return recording.value_or(Recording{});
+  return recording.value_or(RecordedFrames{});
 }
 
 std::string ErrorOf(const Bytes& bytes) {
@@ -40,7 +40,7 @@ std::string ErrorOf(const Bytes& bytes) {
 }
 
 TEST(FitsReader, ReadsEightBits) {
-  const Recording r = Read(Image(Cards(8, 3, 2), {}, {0, 1, 2, 127, 128, 255}));
+  const RecordedFrames r = Read(Image(Cards(8, 3, 2), {}, {0, 1, 2, 127, 128, 255}));
   EXPECT_EQ(r.width, 3);
   EXPECT_EQ(r.height, 2);
   EXPECT_EQ(r.adcBits, 8);
@@ -51,21 +51,21 @@ TEST(FitsReader, ReadsEightBits) {
 TEST(FitsReader, ReadsUnsignedSixteenBitsThroughBzero) {
   // The stored word is the value less 32768: 0 is 0x8000, 32768 is 0, 65535 is 0x7FFF.
   const Bytes pixels{0x80, 0x00, 0x00, 0x00, 0x7F, 0xFF, 0x80, 0x01};
-  const Recording r =
+  const RecordedFrames r =
       Read(Image(Cards(16, 2, 2), {Card("BSCALE", "1.0"), Card("BZERO", "32768. / unsigned")}, pixels));
   EXPECT_EQ(r.adcBits, 16);
   EXPECT_THAT(r.samples, ElementsAre(0, 32768, 65535, 1));
 }
 
 TEST(FitsReader, ReadsWhatTheFileSaysOfItself) {
-  const Recording r = Read(Image(Cards(8, 1, 1),
-                                 {Card("DATE-OBS", "'2023-01-02T03:04:05.678' / start"),
-                                  Card("EXPTIME", "12.5 / [s]"), Card("OBJECT", "'Barnard''s / Star   '")},
-                                 {7}));
+  const RecordedFrames r = Read(Image(Cards(8, 1, 1),
+                                      {Card("DATE-OBS", "'2023-01-02T03:04:05.678' / start"),
+                                       Card("EXPTIME", "12.5 / [s]"), Card("OBJECT", "'Barnard''s / Star   '")},
+                                      {7}));
   EXPECT_EQ(r.facts.dateObs, "2023-01-02T03:04:05.678");
   EXPECT_EQ(r.facts.exposureSeconds, 12.5);
   EXPECT_EQ(r.facts.object, "Barnard's / Star");
-  const Recording bare = Read(Image(Cards(8, 1, 1), {Card("EXPTIME", "long"), Card("OBJECT", "'  '")}, {7}));
+  const RecordedFrames bare = Read(Image(Cards(8, 1, 1), {Card("EXPTIME", "long"), Card("OBJECT", "'  '")}, {7}));
   EXPECT_EQ(bare.facts.dateObs, "");
   EXPECT_FALSE(bare.facts.exposureSeconds);
   EXPECT_EQ(bare.facts.object, "");
@@ -81,7 +81,7 @@ TEST(FitsReader, TellsOfAFileThatWasCutAnywhere) {
 }
 
 TEST(FitsReader, ReadsSignedSixteenBitsWithoutNegativeValues) {
-  const Recording r = Read(Image(Cards(16, 2, 1), {}, {0x00, 0x07, 0x7F, 0xFF}));
+  const RecordedFrames r = Read(Image(Cards(16, 2, 1), {}, {0x00, 0x07, 0x7F, 0xFF}));
   EXPECT_THAT(r.samples, ElementsAre(7, 32767));
   EXPECT_EQ(ErrorOf(Image(Cards(16, 2, 1), {}, {0x00, 0x07, 0xFF, 0xFF})),
             "FITS image holds values outside 0 to 65535");
@@ -90,7 +90,7 @@ TEST(FitsReader, ReadsSignedSixteenBitsWithoutNegativeValues) {
 TEST(FitsReader, ReadsACubeAsFramesInTurn) {
   auto cards = Cards(8, 2, 1);
   cards[2] = Card("NAXIS", "3");
-  const Recording r = Read(Image(cards, {Card("NAXIS3", "3")}, {1, 2, 3, 4, 5, 6}));
+  const RecordedFrames r = Read(Image(cards, {Card("NAXIS3", "3")}, {1, 2, 3, 4, 5, 6}));
   EXPECT_EQ(r.count, 3);
   EXPECT_THAT(r.Frame(0), ElementsAre(1, 2));
   EXPECT_THAT(r.Frame(2), ElementsAre(5, 6));
@@ -117,13 +117,13 @@ TEST(FitsReader, TakesTheBayerPatternOfTheImagesCorner) {
 }
 
 TEST(FitsReader, ReadsFilesWithoutTheLastBlocksPadding) {
-  const Recording r = Read(Join(FitsHeaderBytes(Cards(8, 2, 2)), {1, 2, 3, 4}));
+  const RecordedFrames r = Read(Join(FitsHeaderBytes(Cards(8, 2, 2)), {1, 2, 3, 4}));
   EXPECT_THAT(r.samples, ElementsAre(1, 2, 3, 4));
 }
 
 TEST(FitsReader, ReadsHeadersOfSeveralBlocks) {
   std::vector<std::string> comments(100, "COMMENT nothing of importance");
-  const Recording r = Read(Image(Cards(8, 2, 1), comments, {1, 2}));
+  const RecordedFrames r = Read(Image(Cards(8, 2, 1), comments, {1, 2}));
   EXPECT_THAT(r.samples, ElementsAre(1, 2));
 }
 

@@ -15,8 +15,8 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 
 /// 6 x 4 samples numbered row by row from 0, and a second frame 100 higher.
-Recording TwoFrames() {
-  Recording recording{.width = 6, .height = 4, .count = 2, .adcBits = 16, .bayer = 0, .samples = {}};
+RecordedFrames TwoFrames() {
+  RecordedFrames recording{.width = 6, .height = 4, .count = 2, .adcBits = 16, .bayer = 0, .samples = {}};
   recording.samples.resize(48);
   std::iota(recording.samples.begin(), recording.samples.begin() + 24, std::uint16_t{0});
   std::iota(recording.samples.begin() + 24, recording.samples.end(), std::uint16_t{100});
@@ -46,7 +46,7 @@ TEST(ReplaySource, LetsTheUserNameThePattern) {
 
 TEST(ReplaySource, PlaysItsFramesInTurnAgainAndAgain) {
   ReplaySource source(TwoFrames(), std::nullopt);
-  const Recording recording = TwoFrames();
+  const RecordedFrames recording = TwoFrames();
   for (std::uint64_t frame = 0; frame < 5; ++frame) {
     ExposureSettings settings{.width = 6, .height = 4, .frameNumber = frame};
     settings.gain = 300;

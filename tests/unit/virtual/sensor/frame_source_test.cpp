@@ -90,7 +90,8 @@ double MeanAt(std::span<const std::uint16_t> frame, std::size_t side, std::size_
   for (std::size_t row = y; row < side; row += 2) {
     for (std::size_t column = x; column < side; column += 2) sum += frame[row * side + column];
   }
-  return sum / static_cast<double>(side * side / 4);
+  const std::size_t count = side * side / 4;
+  return sum / static_cast<double>(count);
 }
 
 TEST(MakeFrameSource, TheIlluminantColoursAFlatAndLeavesGreen) {

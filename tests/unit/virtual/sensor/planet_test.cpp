@@ -42,8 +42,9 @@ Measured Measure(const std::vector<float>& image, int width) {
   for (std::size_t i = 0; i < image.size(); ++i) {
     const auto light = static_cast<double>(image[i]);
     found.sum += light;
+    const std::size_t row = i / static_cast<std::size_t>(width);
     found.x += light * static_cast<double>(i % static_cast<std::size_t>(width));
-    found.y += light * static_cast<double>(i / static_cast<std::size_t>(width));
+    found.y += light * static_cast<double>(row);
   }
   found.x /= found.sum;
   found.y /= found.sum;
@@ -54,7 +55,7 @@ TEST(Planet, IsADiscThatIsDarkerAtItsLimb) {
   const SensorData sensor = Small();
   const Planet planet(sensor, {.diameter = 60}, kFlux);
   const auto image = Render(planet, sensor, 0.0);
-  const auto at = [&](int x, int y) { return static_cast<double>(image[static_cast<std::size_t>(y * 201 + x)]); };
+  const auto at = [&](std::size_t x, std::size_t y) { return static_cast<double>(image[y * 201 + x]); };
   EXPECT_NEAR(at(100, 50), kFlux, 1e-3 * kFlux);
   EXPECT_NEAR(at(100 + 24, 50), kFlux * (1.0 - 0.6 * 0.4), 1.0) << "at 0.8 of the radius the cosine is 0.6";
   EXPECT_EQ(at(100 + 32, 50), 0.0);

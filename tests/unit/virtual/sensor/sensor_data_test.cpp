@@ -2,6 +2,10 @@
 
 #include <gmock/gmock.h>
 
+#include <iterator>
+
+#include "virtual/device/DeviceData.h"
+
 namespace orq {
 namespace {
 
@@ -17,13 +21,15 @@ TEST(SensorData, StatesGeometryAndDepthOfEachModel) {
     const char* key;
     int width, height, adcBits, bayerPattern;
     bool binsTwoApart;
-  } rows[] = {{"k1c", 1936, 1096, 12, 0, false},  {"k1m", 1936, 1096, 12, -1, false},
-              {"k2m", 2560, 1920, 12, -1, false}, {"x26m", 6248, 4176, 16, -1, true},
-              {"t46c", 4080, 3000, 14, 2, false}, {"h53m", 3200, 2160, 12, -1, false},
-              {"b29m", 4192, 2816, 16, -1, true}};
+  } rows[] = {
+      {"k1c", 1936, 1096, 12, 0, false},  {"k1m", 1936, 1096, 12, -1, false}, {"k2m", 2560, 1920, 12, -1, false},
+      {"x26m", 6248, 4176, 16, -1, true}, {"t46c", 4080, 3000, 14, 2, false}, {"h53m", 3200, 2160, 12, -1, false},
+      {"b29m", 4192, 2816, 16, -1, true}, {"l3m", 800, 600, 12, -1, false},   {"d6m", 960, 640, 14, -1, false}};
+  EXPECT_EQ(std::size(rows) + 1, AllDevices().size()) << "each model has a sensor, but for the one that replays";
   for (const auto& row : rows) {
     const SensorData* sensor = FindSensor(row.key);
     ASSERT_NE(sensor, nullptr) << row.key;
+    EXPECT_NE(FindDevice(row.key), nullptr) << row.key;
     EXPECT_EQ(sensor->width, row.width) << row.key;
     EXPECT_EQ(sensor->height, row.height) << row.key;
     EXPECT_EQ(sensor->adcBits, row.adcBits) << row.key;

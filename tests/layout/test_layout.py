@@ -9,6 +9,8 @@ from pathlib import Path
 import check_faces
 import check_headers
 import check_includes
+import check_locks
+import check_names
 import check_rooms
 
 
@@ -142,6 +144,65 @@ class Rooms(Tree):
         self.assertEqual(check_rooms.check(self.source)[1], 28)
 
 
+class Names(Tree):
+    def test_tests_are_called_alike(self):
+        self.write("unit/ring_test.cpp", "TEST(Ring, HoldsWhatWasPut) {}\nTEST_P(Ring, IsEmptyAtFirst) {}\n")
+        self.write("cli/test_list.py", "class List(unittest.TestCase):\n    def test_it(self):\n        pass\n")
+        self.write("cli/support.py", "class Command(unittest.TestCase):\n    pass\n")
+        self.assertEqual(check_names.check_tests(self.source), ([], 2))
+
+    def test_other_names_are_found(self):
+        self.write("unit/RingTest.cpp", "TEST(Ring, HoldsWhatWasPut) {}\n")
+        self.write("unit/empty_test.cpp", "int main() {}\n")
+        self.write("unit/pipe_test.cpp", "TEST_F(Pipe, ends_well) {}\n")
+        self.write("cli/list_test.py", "class List(unittest.TestCase):\n    def test_it(self):\n        pass\n")
+        self.assertEqual(check_names.check_tests(self.source)[0], [
+            "cli/list_test.py: holds tests and is not called like the others",
+            "unit/RingTest.cpp: holds tests and is not called like the others",
+            "unit/empty_test.cpp: holds no test",
+            "unit/pipe_test.cpp: Pipe.ends_well is no CamelCase",
+        ])
+
+    def test_two_headers_of_one_name_are_found(self):
+        self.assertEqual(check_names.check_headers(self.source), [])
+        self.write("virtual/Tick.h", "#pragma once\n")
+        self.assertEqual(check_names.check_headers(self.source), ["support/Tick.h and virtual/Tick.h have one name"])
+
+
+class Locks(Tree):
+    PAGE = ("| Lock | In the code | Place | Guards |\n|---|---|---|---|\n"
+            "| the tick's | `Tick::mutex_` | 1 | `Tick::time_` |\n| the pool's | `Pool::Slot::mutex` | 2 | a slot |\n\n"
+            "Order:\n\n1. the tick's;\n2. the pool's.\n")
+
+    def setUp(self):
+        super().setUp()
+        self.write("support/Tick.h", "#pragma once\nclass Tick {\n  void Go() { ++time_; }\n  mutable std::mutex mutex_;  // {\n};\n")
+        self.write("camera/Pool.cpp", "class Pool : public A,\n             public B {\n  struct Slot {\n    Mutex mutex;\n  };\n};\n")
+
+    def breaches(self, page):
+        self.write("page.md", page)
+        return check_locks.check(self.source / "page.md", [self.source / "support", self.source / "camera"])[0]
+
+    def test_locks_that_are_told_of_with_their_place_pass(self):
+        self.assertEqual(self.breaches(self.PAGE), [])
+
+    def test_a_lock_that_is_not_told_of_is_found(self):
+        self.write("camera/Ring.cpp", "struct Ring {\n  orq::Mutex inner;\n};\nvoid Keep::All() {\n  static std::mutex mutex;\n}\n")
+        self.assertEqual(self.breaches(self.PAGE), ["camera/Ring.cpp: Ring::inner is not told of",
+                                                    "camera/Ring.cpp: Keep::All::mutex is not told of"])
+
+    def test_a_lock_without_a_place_in_the_order_is_found(self):
+        self.assertEqual(self.breaches(self.PAGE.replace("\n2. the pool's.", "")), ["Pool::Slot::mutex has no place in the order"])
+
+    def test_a_lock_that_is_gone_is_found(self):
+        self.assertEqual(self.breaches(self.PAGE.replace("`Tick::mutex_`", "`Tick::mutex_`, `Tock::mutex_`")),
+                         ["Tock::mutex_ is told of and not in the code"])
+
+    def test_two_locks_of_one_name_are_found(self):
+        self.write("camera/Other.h", "struct Tick {\n  std::mutex mutex_;\n};\n")
+        self.assertEqual(len(self.breaches(self.PAGE)), 1)
+
+
 @unittest.skipUnless(shutil.which("c++"), "no compiler called c++")
 class Headers(Tree):
     def test_a_header_that_needs_another_is_found(self):
@@ -149,6 +210,11 @@ class Headers(Tree):
         troubles, count = check_headers.check(self.source, "c++")
         self.assertEqual(list(troubles), ["support/Needy.h"])
         self.assertEqual(count, 3)
+
+    def test_a_header_that_is_included_by_the_name_of_its_tree_has_been_shown(self):
+        self.write("support/Needy.h", "#pragma once\nstd::string Name();\n")
+        self.write("support/Needy.cpp", f'#include "{self.source.name}/support/Needy.h"\n')
+        self.assertEqual(check_headers.check(self.source, "c++")[0], {})
 
     def test_only_what_stands_first_in_a_source_file_is_left_to_the_build(self):
         self.write("support/First.h", "#pragma once\nstd::string First();\n")

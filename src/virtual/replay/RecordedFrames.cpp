@@ -1,4 +1,4 @@
-#include "virtual/replay/Recording.h"
+#include "virtual/replay/RecordedFrames.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -71,7 +71,7 @@ bool CheckGeometry(std::int64_t width, std::int64_t height, std::int64_t count, 
   return true;
 }
 
-std::optional<Recording> ReadRecording(std::span<const std::uint8_t> bytes, std::string& error) {
+std::optional<RecordedFrames> ReadRecording(std::span<const std::uint8_t> bytes, std::string& error) {
   if (LooksLikeFits(bytes)) return ReadFits(bytes, error);
   if (LooksLikePgm(bytes)) return ReadPgm(bytes, error);
   if (LooksLikeSer(bytes)) return ReadSer(bytes, error);
@@ -79,9 +79,9 @@ std::optional<Recording> ReadRecording(std::span<const std::uint8_t> bytes, std:
   return std::nullopt;
 }
 
-std::optional<Recording> LoadRecording(const std::string& path, std::string& error) {
+std::optional<RecordedFrames> LoadRecording(const std::string& path, std::string& error) {
   std::string reason;
-  std::optional<Recording> recording;
+  std::optional<RecordedFrames> recording;
   try {
     if (const auto bytes = ReadWholeFile(path, reason)) recording = ReadRecording(*bytes, reason);
   } catch (const std::bad_alloc&) {

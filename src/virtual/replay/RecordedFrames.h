@@ -13,7 +13,7 @@
 namespace orq {
 
 /// Frames of one size. Samples are the file's numbers, unscaled, row by row from the row that comes first.
-struct Recording {
+struct RecordedFrames {
   int width = 0;
   int height = 0;
   int count = 0;     ///< frames, 1 or more
@@ -40,9 +40,9 @@ bool CheckGeometry(std::int64_t width, std::int64_t height, std::int64_t count, 
 
 /// The recording in a file's bytes, told apart by its first bytes; nothing and a one-line reason in `error` for
 /// bytes that cannot be used.
-std::optional<Recording> ReadRecording(std::span<const std::uint8_t> bytes, std::string& error);
+std::optional<RecordedFrames> ReadRecording(std::span<const std::uint8_t> bytes, std::string& error);
 
 /// The same from a regular file of at most `kMostFileBytes`; the reason names the file.
-std::optional<Recording> LoadRecording(const std::string& path, std::string& error);
+std::optional<RecordedFrames> LoadRecording(const std::string& path, std::string& error);
 
 }  // namespace orq
