@@ -14,7 +14,7 @@ Everything may be called from any thread; what waits lets other threads run, and
 and its classes, whose text says what to do.
 """
 
-from ._camera import Camera, Event, Region, cameras, open
+from ._camera import Camera, Event, Region, cameras, clock_state, open
 from ._controls import AUTO, FloatControl, IntControl
 from ._errors import (BusyError, CancelledError, Error, FileError, InternalError, InvalidError, LostError, MemoryError,
                       NotFoundError, PermissionError, RangeError, RefusedError, StateError, TimeoutError, UnsupportedError)
@@ -22,11 +22,13 @@ from ._frame import Frame
 from ._orqcam import library_version as _library_version
 from ._recording import MissingFrames, Recording, SerRepaired, ser_extract, ser_info, ser_repair
 from ._stars import Stars
+from ._structs import *  # noqa: F403
+from ._structs import __all__ as _structs
 from ._tables import HotPixels
 from ._video import Video
 
 __version__ = _library_version()
 __all__ = ["AUTO", "Camera", "Event", "FloatControl", "Frame", "HotPixels", "IntControl", "MissingFrames", "Recording", "Region",
-           "SerRepaired", "Stars", "Video", "cameras", "open", "ser_extract", "ser_info", "ser_repair", "Error",
+           "SerRepaired", "Stars", "Video", "cameras", "clock_state", "open", "ser_extract", "ser_info", "ser_repair", "Error",
            "BusyError", "CancelledError", "FileError", "InternalError", "InvalidError", "LostError", "MemoryError", "NotFoundError",
-           "PermissionError", "RangeError", "RefusedError", "StateError", "TimeoutError", "UnsupportedError"]
+           "PermissionError", "RangeError", "RefusedError", "StateError", "TimeoutError", "UnsupportedError", *_structs]
