@@ -1,5 +1,6 @@
 """Opening, controls, geometry, services, errors."""
 
+import asyncio
 import builtins
 import time
 
@@ -89,15 +90,21 @@ def test_triggers_guide_pulses_and_automatic_control(camera):
 
 
 def test_errors_are_the_builtin_ones_too(camera):
-    with pytest.raises(builtins.TimeoutError):
-        camera.exposure_us = 60_000_000
+    with pytest.raises(builtins.TimeoutError, match="no frame came within 0.1 s, and the exposure was ended"):
         camera.expose(60, timeout=0.1)
+    with pytest.raises(orqcam.TimeoutError, match="no frame came within 0.1 s, and the exposure was ended"):
+        asyncio.run(camera.expose_async(60, timeout=0.1))
+    camera.expose(0.01, timeout=PATIENCE)  # nothing runs on
     camera.close()
     with pytest.raises(orqcam.StateError):
         camera.expose(0.01)
     camera.close()
     with pytest.raises(LookupError):
         orqcam.open("serial:0000000000000000")
+    with pytest.raises(LookupError):
+        orqcam.open(99)
+    with pytest.raises(TypeError, match="an index must be a whole number"):
+        orqcam.open(None)
     with pytest.raises(orqcam.InvalidError):
         orqcam.open("virtual:k1c", settings="sometimes")
 

@@ -35,8 +35,8 @@ def inherited(kind):
     return {name for base in kind.__mro__ if base.__module__.startswith("orqcam.") for name in vars(base)}
 
 
-CLASSES = {name: getattr(orqcam, name) for name in orqcam.__all__
-           if isinstance(getattr(orqcam, name), type) and not issubclass(getattr(orqcam, name), (Exception, tuple, int, float))}
+CLASSES = {name: kind for name, kind in vars(orqcam).items() if isinstance(kind, type) and not name.startswith("_")
+           and not issubclass(kind, (Exception, tuple, int, float))}
 
 
 def test_hints_name_what_there_is():

@@ -7,7 +7,7 @@ import weakref
 
 from . import _orqcam
 from ._controls import AUTO, CONTROLS, reading
-from ._errors import InvalidError, UnsupportedError
+from ._errors import InvalidError, TimeoutError, UnsupportedError
 from ._frame import BAYER, FORMATS
 from ._recording import FORMS, Recording
 from ._services import Services, chosen, whole
@@ -20,8 +20,8 @@ SETTINGS = {"off": 0, "load": 1, "keep": 2}
 EVENTS = {1: "frame", 2: "lost", 3: "returned", 4: "exposure-failed", 5: "cooler", 6: "gps-lost", 7: "gps-back",
           8: "settings", 9: "uncorrected"}
 
-ABILITIES = ("cooler", "guide-port", "gps", "trigger", "fan", "focus-motor", "hardware-bin", "high-speed", "thermometer", "virtual",
-             "usb3")
+ABILITIES = ("cooler", "guide-port", "gps", "trigger", "fan", "focus-motor", "hardware-bin", "high-speed", "thermometer",
+             "virtual", "usb3")
 
 Event = collections.namedtuple("Event", "kind text")
 Event.__doc__ = "Something that has happened: frame, lost, returned, exposure-failed, cooler, gps-lost, gps-back ..."
@@ -51,8 +51,8 @@ class Camera(Services):
     """
 
     def __init__(self, name="", *, settings="off", settings_folder="", frame_memory_mb=0, resume=False):
-        self._name = name
-        self._device = _orqcam.Camera(name, chosen(SETTINGS, settings, "settings"), str(settings_folder),
+        self._name = name if isinstance(name, str) else str(whole(name, "an index"))
+        self._device = _orqcam.Camera(self._name, chosen(SETTINGS, settings, "settings"), str(settings_folder),
                                       frame_memory_mb, resume)
         self._infos = {info.id: info for info in self._device.controls()}
         self._events = Events()
@@ -101,8 +101,8 @@ class Camera(Services):
 
     @property
     def abilities(self):
-        """What it has, of: cooler, guide-port, gps, trigger, fan, focus-motor, hardware-bin, high-speed, thermometer, virtual (it is
-        none of glass), usb3."""
+        """What it has, of: cooler, guide-port, gps, trigger, fan, focus-motor, hardware-bin, high-speed, thermometer, virtual
+        (it is none of glass), usb3."""
         return _bits(ABILITIES, self.info.abilities)
 
     # Controls
@@ -210,13 +210,19 @@ class Camera(Services):
         TimeoutError: it is not there in `timeout` seconds (None: no such limit), and is aborted. The times that a camera
         offers are camera.exposure_us.min to .max; RangeError beyond them.
         """
-        return self._device.expose(_microseconds(seconds), timeout)
+        try:
+            return self._device.expose(_microseconds(seconds), timeout)
+        except TimeoutError:
+            raise _too_late(timeout) from None
 
     async def expose_async(self, seconds=None, *, timeout=None):
         """expose() while other coroutines run; the exposure is aborted when it is cancelled."""
         self._device.start_exposure(_microseconds(seconds))
         try:
             return await next_frame(self._device, self._bell, timeout)
+        except TimeoutError:
+            self._abort_quietly()
+            raise _too_late(timeout) from None
         except BaseException:
             self._abort_quietly()
             raise
@@ -328,6 +334,10 @@ class Camera(Services):
 
 def _bits(words, sum_):
     return tuple(word for bit, word in enumerate(words) if sum_ >> bit & 1)
+
+
+def _too_late(seconds):
+    return TimeoutError(f"no frame came within {seconds} s, and the exposure was ended: give it more time")
 
 
 def _microseconds(seconds):

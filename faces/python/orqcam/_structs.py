@@ -95,8 +95,8 @@ minimum, maximum, mean, median, deviation: 0 to 255, or 0 to 65535 with 16 bits;
 them that is full, 0 to 1; histogram: a list of 256: how many have these highest eight bits.""",
     "StreamCounters": """What the stream that runs, or ran last, has counted.
 
-started (frames of which at least one byte came) is the sum of completed, failed, stale (exposed before this capture), dropped (the
-computer was too slow), aborted and filling. failed is the sum of failed_short, failed_oversize, failed_marks, failed_sequence,
+started (frames of which at least one byte came) is the sum of completed, failed, stale (exposed before this capture), dropped
+(the computer was too slow), aborted and filling. failed is the sum of failed_short, failed_oversize, failed_marks, failed_sequence,
 failed_stalled, failed_transport and failed_timed_out. lost: numbers that never arrived; overwritten: that expose() and "newest"
 passed over; bytes, bytes_discarded; submit_retries, halts_cleared, resyncs; in_flight, in_flight_max: transfers;
 longest_gap_us: between two transfers.""",
