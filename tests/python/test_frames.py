@@ -121,7 +121,7 @@ def test_the_header_is_that_of_the_file(camera, tmp_path):
     assert header["OBJECT"] == "M 42" and header["EXPTIME"] == 0.01
     assert header["TELESCOP"] == "Newton 150/750" and header.comments["TELESCOP"] == "its comment"
     for name, image in (("a.fits", 0), ("a.fits.fz", 1)):
-        frame.save(tmp_path / name)
+        assert frame.save(tmp_path / name) == str(tmp_path / name)
         with fits.open(tmp_path / name) as file:
             assert numpy.array_equal(file[image].data, frame.array)
             for card in header.cards:
@@ -130,6 +130,7 @@ def test_the_header_is_that_of_the_file(camera, tmp_path):
     with pytest.raises(orqcam.FileError):
         frame.save(tmp_path / "a.fits")
     frame.save(tmp_path / "a.fits", overwrite=True)
+    assert frame.save(tmp_path / "{n:04}.png", number=7) == str(tmp_path / "0007.png")
 
 
 def test_statistics_and_previews(camera):
@@ -138,5 +139,6 @@ def test_statistics_and_previews(camera):
     assert statistics.mean == pytest.approx(frame.array.mean())
     assert statistics.maximum == frame.array.max()
     assert sum(statistics.histogram) == frame.array.size
+    assert repr(statistics).startswith(f"Statistics(minimum={statistics.minimum}, maximum=")
     assert frame.preview().shape == (64, 64, 3)
     assert frame.preview(16, stretch=False).shape == (16, 16, 3)

@@ -29,6 +29,24 @@ def test_every_reader_misses_none_and_the_newest_is_new(camera):
         camera.video(reader="some")
 
 
+def test_a_video_that_is_over_does_not_end_the_next_one(camera):
+    before = camera.video(timeout=PATIENCE)
+    next(before)
+    camera.abort()
+    with camera.video(timeout=PATIENCE) as video:
+        first = next(video).number
+        before.close()
+        del before
+        assert [next(video) for _ in range(3)][-1].number > first
+    with pytest.raises(StopIteration):
+        next(video)
+
+
+def test_a_video_that_is_dropped_is_over(camera):
+    next(camera.video(timeout=PATIENCE))
+    assert camera.expose(0.01, timeout=PATIENCE).exposure == 0.01
+
+
 def test_other_threads_run_while_one_waits(camera):
     camera.exposure_us = 60_000_000
     counted = 0

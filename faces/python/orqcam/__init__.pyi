@@ -88,7 +88,12 @@ class CameraEntry:
     serial: str
     user_id: str
     trouble: str
+    summary: str
     speed: int
+
+class ClockState:
+    synchronised: int
+    max_error_us: int
 
 class CameraInfo:
     model: str
@@ -105,6 +110,12 @@ class CameraInfo:
     bins: int
     formats: int
     abilities: int
+    width_step: int
+    height_step: int
+    start_x_step: int
+    start_y_step: int
+    least_width: int
+    least_height: int
     electrons_per_adu: float
 
 class CoolerState:
@@ -120,6 +131,7 @@ class FocusState:
     moving: bool
     lower_mark: int
     upper_mark: int
+    driver_id: int
 
 class TriggerOutput:
     active_high: bool
@@ -130,6 +142,7 @@ class ExposureProgress:
     running: bool
     elapsed_us: int
     exposure_us: int
+    limit_us: int
 
 class ReaderCounters:
     waiting: int
@@ -137,7 +150,36 @@ class ReaderCounters:
     missed: int
     no_buffer: int
 
+class StreamCounters:
+    started: int
+    completed: int
+    failed: int
+    stale: int
+    dropped: int
+    aborted: int
+    filling: int
+    failed_short: int
+    failed_oversize: int
+    failed_marks: int
+    failed_sequence: int
+    failed_stalled: int
+    failed_transport: int
+    failed_timed_out: int
+    lost: int
+    overwritten: int
+    bytes: int
+    bytes_discarded: int
+    submit_retries: int
+    halts_cleared: int
+    resyncs: int
+    in_flight: int
+    in_flight_max: int
+    longest_gap_us: int
+
 class DarkInfo:
+    model: str
+    serial: str
+    trouble: str
     frames: int
     exposure_us: int
     taken_unix_ns: int
@@ -168,6 +210,7 @@ class FrameInfo:
     bin: int
     format: int
     bayer: int
+    bytes_per_pixel: int
     exposure_us: int
     time_unix_ns: int
     end_unix_ns: int
@@ -197,13 +240,40 @@ class FrameGps:
     start_unix_ns: int
     end_unix_ns: int
     row_ns: int
+    row_us: float
+    predicted: int
+    confirmed: int
+    wrong: int
     latitude: float
     longitude: float
     altitude_m: float
 
+class GpsReceiver:
+    version: int
+    readable: bool
+    fix: bool
+    start_satellites: int
+    end_satellites: int
+    start_latitude: float
+    start_longitude: float
+    start_altitude_m: float
+    end_latitude: float
+    end_longitude: float
+    end_altitude_m: float
+    start_utc: str
+    end_utc: str
+    start_position: str
+    end_position: str
+
+class Disc:
+    x: float
+    y: float
+    diameter: float
+
 class Statistics:
     minimum: int
     maximum: int
+    values: int
     mean: float
     median: float
     deviation: float
@@ -265,9 +335,10 @@ class Frame:
     def header(self) -> Any: ...
     def cards(self) -> list[tuple[str, Union[bool, int, float, str], str]]: ...
     def statistics(self) -> Statistics: ...
+    def disc(self) -> Disc: ...
     def preview(self, max_width: int = ..., max_height: int = ..., *, stretch: bool = ...) -> NDArray[numpy.uint8]: ...
     def stars(self, area: Optional[tuple[int, int, int, int]] = ...) -> Stars: ...
-    def save(self, path: _Path, *, overwrite: bool = ..., preview: bool = ..., fast: bool = ..., number: int = ...) -> None: ...
+    def save(self, path: _Path, *, overwrite: bool = ..., preview: bool = ..., fast: bool = ..., number: int = ...) -> str: ...
 
 class Video:
     def __iter__(self) -> Iterator[Frame]: ...
@@ -289,9 +360,11 @@ class RecordingState:
     lost: int
     waiting: int
     bytes: int
+    free_bytes: int
     seconds: float
     first_unix_ns: int
     last_unix_ns: int
+    direct: bool
     trouble: str
 
 class MissingFrames(NamedTuple):
@@ -304,6 +377,9 @@ class RecordingPlan:
     times_file: str
     width: int
     height: int
+    bin: int
+    format: int
+    form: int
     frame_bytes: int
     ring_frames: int
     free_bytes: int
@@ -319,8 +395,14 @@ class SerInfo:
     frame_bytes: int
     bytes: int
     stamps: int
+    unstamped: int
+    backwards: int
+    differing: int
     first_unix_ns: int
     last_unix_ns: int
+    header_unix_ns: int
+    header_frames: int
+    described: bool
     whole: bool
     observer: str
     instrument: str
@@ -364,7 +446,7 @@ class Recording:
     def missing(self) -> list[MissingFrames]: ...
 
 class Camera:
-    def __init__(self, name: str = ..., *, settings: Literal["off", "load", "keep"] = ..., settings_folder: _Path = ...,
+    def __init__(self, name: Union[str, int] = ..., *, settings: Literal["off", "load", "keep"] = ..., settings_folder: _Path = ...,
                  frame_memory_mb: int = ..., resume: bool = ...) -> None: ...
     def __enter__(self) -> Camera: ...
     def __exit__(self, *_: object) -> None: ...
@@ -372,6 +454,12 @@ class Camera:
     def reopen(self) -> None: ...
     @property
     def info(self) -> CameraInfo: ...
+    @property
+    def bins(self) -> tuple[int, ...]: ...
+    @property
+    def formats(self) -> tuple[_Format, ...]: ...
+    @property
+    def abilities(self) -> tuple[str, ...]: ...
     @property
     def controls(self) -> dict[str, Union[IntControl, FloatControl]]: ...
     gain: _IntControl
@@ -407,7 +495,11 @@ class Camera:
     @property
     def automatic_state(self) -> AutomaticState: ...
     def await_settled(self, timeout: float) -> None: ...
+    def keep_settings(self) -> None: ...
     region: _Region
+    def fit(self, region: tuple[int, int, int, int]) -> Region: ...
+    @property
+    def bayer(self) -> Optional[str]: ...
     @property
     def bin(self) -> int: ...
     @bin.setter
@@ -425,9 +517,13 @@ class Camera:
     def abort(self) -> None: ...
     @property
     def progress(self) -> ExposureProgress: ...
+    @property
+    def counters(self) -> StreamCounters: ...
     def label(self, *, image_type: Literal["light", "dark", "bias", "flat"] = ..., object: str = ..., observer: str = ...) -> None: ...
     def keyword(self, keyword: str) -> None: ...
     def clear_keywords(self) -> None: ...
+    def apply_profile(self) -> None: ...
+    def time_mark(self, on: bool) -> None: ...
     def next_event(self) -> Optional[Event]: ...
     def events(self) -> AsyncIterator[Event]: ...
     @property
@@ -447,8 +543,11 @@ class Camera:
     def focus(self) -> FocusState: ...
     def move_focus(self, position: int) -> None: ...
     gps_lines: _GpsLines
+    @property
+    def gps_receiver(self) -> GpsReceiver: ...
     def check_gps(self) -> None: ...
     def take_dark(self, path: _Path, *, frames: int = ..., overwrite: bool = ...) -> DarkInfo: ...
+    def read_dark(self, path: _Path) -> DarkInfo: ...
     def use_dark(self, path: Optional[_Path]) -> None: ...
     def gain_preset(self, preset: Literal["unity", "lowest-noise", "largest-range"]) -> GainPreset: ...
     @property
@@ -462,6 +561,8 @@ class Camera:
     def user_id(self) -> str: ...
     def set_user_id(self, name: str, *, backup_folder: Optional[_Path] = ...) -> None: ...
     def save_flash(self, path: _Path, *, overwrite: bool = ...) -> None: ...
+    @property
+    def flash_backup(self) -> str: ...
     def restore_flash(self, path: _Path, *, other_camera: bool = ..., backup_folder: Optional[_Path] = ...) -> None: ...
     @property
     def trigger_modes(self) -> tuple[str, ...]: ...
@@ -475,9 +576,10 @@ class Camera:
     def unplug(self) -> None: ...
     def replug(self) -> None: ...
 
-def open(name: str = ..., *, settings: Literal["off", "load", "keep"] = ..., settings_folder: _Path = ...,
+def open(name: Union[str, int] = ..., *, settings: Literal["off", "load", "keep"] = ..., settings_folder: _Path = ...,
          frame_memory_mb: int = ..., resume: bool = ...) -> Camera: ...
 def ser_info(path: _Path) -> SerInfo: ...
 def ser_repair(path: _Path) -> SerRepaired: ...
 def ser_extract(path: _Path, frame: int, to: _Path, *, overwrite: bool = ...) -> str: ...
+def clock_state() -> ClockState: ...
 def cameras(*, usb: bool = ..., virtual: bool = ...) -> list[CameraEntry]: ...

@@ -5,6 +5,7 @@ import datetime
 import numpy  # noqa: F401  now, not when the first frame becomes an array
 
 from . import _orqcam
+from ._services import whole
 from ._stars import Stars
 
 FORMATS = ("raw8", "rgb24", "raw16", "y8")
@@ -49,16 +50,34 @@ def _repr(frame):
 
 _save = _orqcam.Frame.save
 _preview = _orqcam.Frame.preview
+_statistics = _orqcam.Frame.statistics
+_disc = _orqcam.Frame.disc
+_cards = _orqcam.Frame.cards
 
 
 def save(self, path, *, overwrite=False, preview=False, fast=False, number=0):
-    """Writes the frame to a file that is either whole or not there.
+    """Writes the frame to a file that is either whole or not there, and returns the file's name.
 
     `path` ends in .fits, .fits.fz (compressed without loss), .png (a picture for looking at) or .raw, and may hold
     {camera}, {date}, {time}, {n:04}, {exposure} and so on. `preview`: a PNG is written beside it. `fast`: does not wait
     until the disk has it. FileError: it cannot be written, or is there already and `overwrite` is false.
     """
-    _save(self, str(path), overwrite, preview, fast, number)
+    return _save(self, str(path), overwrite, preview, fast, number)
+
+
+def statistics(self):
+    """Minimum, maximum, mean, median, histogram and so on of all pixels: a Statistics. Other threads run meanwhile."""
+    return _statistics(self)
+
+
+def disc(self):
+    """The brightest disc, a planet: x and y of its centre, and its diameter, pixels. NotFoundError: nothing but noise."""
+    return _disc(self)
+
+
+def cards(self):
+    """The header as a list of (name, value, comment); without astropy."""
+    return _cards(self)
 
 
 def preview(self, max_width=0, max_height=0, *, stretch=True):
@@ -74,18 +93,21 @@ def stars(self, area=None):
     """
     if area is not None:
         x, y, width, height = area
-        area = (x, y, width, height)
+        area = tuple(whole(each, "what an area is made of") for each in (x, y, width, height))
     return Stars(_orqcam.find_stars(self, area))
 
 
 Frame.save = save
+Frame.statistics = statistics
+Frame.disc = disc
+Frame.cards = cards
 Frame.preview = preview
 Frame.stars = stars
 Frame.time = property(_time, doc=_time.__doc__)
 Frame.time_ns = property(lambda self: self.info.time_unix_ns, doc="As `time`, in nanoseconds since 1970.")
 Frame.time_source = property(lambda self: TIME_SOURCES[self.info.time_source],
                              doc="Where the time comes from: computer, gps, gps-predicted.")
-Frame.time_uncertainty_ns = property(lambda self: self.info.time_uncertainty_ns, doc="How certain the time is.")
+Frame.time_uncertainty_ns = property(lambda self: self.info.time_uncertainty_ns, doc="How far off `time` may be, nanoseconds.")
 Frame.exposure = property(lambda self: self.info.exposure_us / 1e6, doc="Seconds, as the sensor exposed.")
 Frame.format = property(lambda self: FORMATS[self.info.format], doc="raw8, rgb24, raw16 or y8.")
 Frame.bayer = property(lambda self: BAYER[self.info.bayer + 1], doc="Colours of the top left pixels, or None.")

@@ -53,6 +53,9 @@ class Recording:
         """The gaps that it has by now, a list of MissingFrames."""
         return [MissingFrames(first, last, CAUSES[cause]) for first, last, cause in self._recording.missing()]
 
+    def __repr__(self):
+        return f"<orqcam.Recording: {self.state.frames} frames, {self.end or 'runs'}>"
+
     def __enter__(self):
         return self
 

@@ -1,5 +1,7 @@
 """What a camera does beside frames: cooling, guiding, focusing, triggers, GPS, corrections, its flash memory."""
 
+import operator
+
 from ._errors import InvalidError
 from ._tables import HotPixels
 
@@ -14,6 +16,14 @@ def chosen(words, word, what):
     if word not in words:
         raise InvalidError(f"{what} must be one of {', '.join(map(str, words))}, not {word!r}")
     return words[word] if isinstance(words, dict) else words.index(word)
+
+
+def whole(value, what):
+    """A number of things that cannot be parted: 3, numpy.int64(3)."""
+    try:
+        return operator.index(value)
+    except TypeError:
+        raise TypeError(f"{what} must be a whole number, not {value!r}: round() it") from None
 
 
 def _folder(path):
@@ -59,8 +69,8 @@ class Services:
     # Guide port and focus motor
 
     def guide(self, direction, milliseconds):
-        """Holds a line of the guide port on: north, south, east or west; returns when it is off again."""
-        self._device.guide(chosen(DIRECTIONS, direction, "direction"), milliseconds)
+        """Holds a line of the guide port on, north, south, east or west, for 1 to 60,000 ms; returns when it is off again."""
+        self._device.guide(chosen(DIRECTIONS, direction, "direction"), whole(milliseconds, "milliseconds"))
 
     @property
     def focus(self):
@@ -69,7 +79,7 @@ class Services:
 
     def move_focus(self, position):
         """Moves the lens to a position, 0 to 1023, and waits until it is there."""
-        self._device.move_focus(position)
+        self._device.move_focus(whole(position, "position"))
 
     # GPS
 
@@ -81,7 +91,12 @@ class Services:
     @gps_lines.setter
     def gps_lines(self, wanted):
         start, end = (0, 0) if wanted is None else wanted
-        self._device.set_gps_lines(start, end, wanted is None)
+        self._device.set_gps_lines(whole(start, "a line"), whole(end, "a line"), wanted is None)
+
+    @property
+    def gps_receiver(self):
+        """What the receiver says now, a GpsReceiver. UnsupportedError: the camera has none."""
+        return self._device.gps_receiver()
 
     def check_gps(self):
         """StateError when frames of the present region cannot have GPS time: a line does not lie in it."""
@@ -99,6 +114,10 @@ class Services:
     def take_dark(self, path, *, frames=0, overwrite=False):
         """Takes a dark of the covered sensor and writes it to a .bmp; frames 0: as many as the exposure asks for."""
         return self._device.take_dark(str(path), frames, overwrite)
+
+    def read_dark(self, path):
+        """What is known about the dark in a file: a DarkInfo. FileError: it is none; RangeError: it is of another sensor."""
+        return self._device.read_dark(str(path))
 
     def use_dark(self, path):
         """Subtracts the dark in a file from frames to come; None: none."""
@@ -144,6 +163,11 @@ class Services:
         """Saves what is the user's in the camera's flash, hot pixels and name, to a file. Takes seconds."""
         self._device.save_flash(str(path), overwrite)
 
+    @property
+    def flash_backup(self):
+        """The file to which flash was saved before it was last overwritten; empty: it was not."""
+        return self._device.flash_backup()
+
     def restore_flash(self, path, *, other_camera=False, backup_folder=None):
         """Makes flash like such a file and compares, after it was saved as set_user_id() does. Takes seconds.
 
@@ -177,4 +201,5 @@ class Services:
 
     def set_trigger_output(self, output, length_us, *, delay_us=0, active_high=True):
         """Changes it from the next exposure on: `length_us` long (0: none), `delay_us` after the exposure's start."""
-        self._device.set_trigger_output(chosen(OUTPUTS, output, "output"), active_high, delay_us, length_us)
+        self._device.set_trigger_output(chosen(OUTPUTS, output, "output"), active_high, whole(delay_us, "delay_us"),
+                                        whole(length_us, "length_us"))

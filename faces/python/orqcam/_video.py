@@ -2,9 +2,11 @@
 
 import asyncio
 import collections
+import os
 import time
 
 from ._errors import CancelledError, StateError, TimeoutError
+from ._services import chosen
 
 _LOOK_S = 0.2  # a camera that is closed by another thread rings no bell
 
@@ -63,35 +65,38 @@ class Video:
     reader has missed.
     """
 
-    def __init__(self, camera, device, bell, reader, depth, timeout):
+    def __init__(self, camera, reader, depth, timeout):
         self._camera = camera
-        self._device = device
-        self._bell = bell
         self._timeout = timeout
-        modes = {"newest": 0, "every": 1}
-        if reader not in modes:
-            raise ValueError("reader must be 'newest' or 'every'")
-        self._reader = device.reader(modes[reader], depth)
-        device.start_video()
-        self._runs = True
+        self._process = os.getpid()
+        self._reader = camera._device.reader(chosen(("newest", "every"), reader, "reader"), depth)
+        self._running = camera._start_video()  # ends with it
 
     def __iter__(self):
         return self
 
+    def _is_over(self, error):
+        """Whether that is the end of the video. A forked child is told that it has none."""
+        return isinstance(error, CancelledError) or os.getpid() == self._process
+
     def __next__(self):
         try:
             return self._reader.wait(self._timeout)
-        except (CancelledError, StateError):
-            raise StopIteration from None
+        except (CancelledError, StateError) as error:
+            if self._is_over(error):
+                raise StopIteration from None
+            raise
 
     def __aiter__(self):
         return self
 
     async def __anext__(self):
         try:
-            return await next_frame(self._reader, self._bell, self._timeout)
-        except (CancelledError, StateError):
-            raise StopAsyncIteration from None
+            return await next_frame(self._reader, self._camera._bell, self._timeout)
+        except (CancelledError, StateError) as error:
+            if self._is_over(error):
+                raise StopAsyncIteration from None
+            raise
 
     @property
     def counters(self):
@@ -100,11 +105,8 @@ class Video:
 
     def close(self):
         """Stops the video; nothing when it is over."""
-        if not self._runs:
-            return
-        self._runs = False
         try:
-            self._device.stop_video()
+            self._running.stop()
         except StateError:
             pass  # closed meanwhile
 
@@ -119,13 +121,6 @@ class Video:
 
     async def __aexit__(self, *_):
         self.close()
-
-    def __del__(self):
-        if getattr(self, "_runs", False):
-            try:
-                self.close()
-            except Exception:  # the camera is lost, or the interpreter ends
-                pass
 
 
 Events = collections.deque

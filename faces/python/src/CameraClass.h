@@ -9,14 +9,16 @@
 
 namespace orq::python {
 
-/// Closing a camera waits for its threads, which may wait for the interpreter.
-struct CloseWithoutLock {
-  void operator()(Camera* camera) const {
+/// What ends with an object may take a while, and others run meanwhile: a camera's threads, which may wait for the
+/// interpreter, a recording's disk, a video's last transfers.
+template <class Object>
+struct WithoutLock {
+  void operator()(Object* object) const {
     const pybind11::gil_scoped_release others;
-    delete camera;
+    delete object;
   }
 };
-using Holder = std::unique_ptr<Camera, CloseWithoutLock>;
+using Holder = std::unique_ptr<Camera, WithoutLock<Camera>>;
 using Class = pybind11::class_<Camera, Holder>;
 using Alone = pybind11::call_guard<pybind11::gil_scoped_release>;
 

@@ -3,6 +3,7 @@
 #include <pybind11/stl.h>
 
 #include <orqcam/orqcam.hpp>
+#include <utility>
 
 #include "CameraClass.h"
 
@@ -48,16 +49,57 @@ void Label(Camera& camera, int imageType, const std::string& object, const std::
   camera.labels(labels);
 }
 
-void BindCapture(Class& camera) {
+/// A video that is under way: it ends with this, wherever a signal drops it.
+class Running {
+ public:
+  explicit Running(Camera& camera) : camera_(&camera) { check(orq_video_start(camera.get())); }
+  Running(const Running&) = delete;
+  Running& operator=(const Running&) = delete;
+  ~Running() {
+    if (camera_ != nullptr) orq_video_stop(camera_->get());
+  }
+
+  void stop() {
+    if (Camera* const camera = std::exchange(camera_, nullptr)) check(orq_video_stop(camera->get()));
+  }
+  /// It is over: what runs now is another's.
+  void forget() { camera_ = nullptr; }
+
+ private:
+  Camera* camera_;
+};
+
+/// One exposure and its frame. Whatever ends the wait before, the exposure does not go on.
+Frame Expose(Camera& camera, std::uint64_t us, std::optional<double> seconds) {
+  {
+    const py::gil_scoped_release others;
+    camera.startExposure(std::chrono::microseconds(us));
+  }
+  try {
+    return AwaitFrame([&](std::chrono::nanoseconds slice) { return camera.wait(slice); }, seconds);
+  } catch (...) {
+    {
+      const py::gil_scoped_release others;
+      orq_capture_abort(camera.get());
+    }
+    throw;
+  }
+}
+
+void BindCapture(Class& camera, py::module_& module) {
+  py::class_<Running, std::unique_ptr<Running, WithoutLock<Running>>>(module, "Running")
+      .def("stop", &Running::stop, Alone())
+      .def("forget", &Running::forget);
   camera
       .def(
           "start_exposure",
           [](Camera& device, std::uint64_t us) { device.startExposure(std::chrono::microseconds(us)); }, Alone())
       .def("progress", &Camera::progress, Alone())
+      .def("expose", &Expose)
       .def(
-          "start_video", [](Camera& device) { detail::check(orq_video_start(device.get())); }, Alone())
-      .def(
-          "stop_video", [](Camera& device) { detail::check(orq_video_stop(device.get())); }, Alone())
+          "start_video",
+          [](Camera& device) { return std::unique_ptr<Running, WithoutLock<Running>>(new Running(device)); },
+          Alone(), py::keep_alive<0, 1>())
       .def("abort", &Camera::abort, Alone())
       .def("wait",
            [](Camera& device, std::optional<double> seconds) {
@@ -67,8 +109,8 @@ void BindCapture(Class& camera) {
       .def(
           "get_region", [](Camera& device) { return TupleOf(device.region()); }, Alone())
       .def(
-          "fit_region",
-          [](Camera& device, const RegionTuple& wanted) { return TupleOf(device.fit(RegionOf(wanted))); }, Alone())
+          "fit", [](Camera& device, const RegionTuple& wanted) { return TupleOf(device.fit(RegionOf(wanted))); },
+          Alone())
       .def(
           "set_region",
           [](Camera& device, const RegionTuple& wanted) { return TupleOf(device.region(RegionOf(wanted))); },
@@ -77,7 +119,10 @@ void BindCapture(Class& camera) {
       .def("keyword", &Camera::keyword, Alone())
       .def("clear_keywords", &Camera::clearKeywords, Alone())
       .def("apply_profile", &Camera::applyProfile, Alone())
-      .def("time_mark", &Camera::timeMark, Alone());
+      .def("time_mark", &Camera::timeMark, Alone())
+      .def("counters", &Camera::counters, Alone())
+      .def("bayer", &Camera::bayer, Alone())
+      .def("keep_settings", &Camera::keepSettings, Alone());
 }
 
 void BindControls(Class& camera) {
@@ -116,7 +161,7 @@ void BindCamera(py::module_& module) {
       .def("next_event", &Camera::nextEvent, Alone())
       .def("unplug", &Camera::unplugVirtual, Alone())
       .def("replug", &Camera::replugVirtual, Alone());
-  BindCapture(camera);
+  BindCapture(camera, module);
   BindControls(camera);
   BindDevices(camera);
   BindCorrections(camera, module);

@@ -75,6 +75,7 @@ void BindTable(py::module_& module) {
 void BindCorrections(Class& camera, py::module_& module) {
   BindTable(module);
   camera.def("take_dark", &TakeDark)
+      .def("read_dark", &Camera::readDark, Alone())
       .def("use_dark", &Camera::useDark, Alone())
       .def("no_dark", &Camera::noDark, Alone())
       .def("repair_hot_pixels", &Camera::repairHotPixels, Alone())
@@ -88,6 +89,7 @@ void BindCorrections(Class& camera, py::module_& module) {
       .def(
           "get_user_id", [](Camera& device) { return device.userId(); }, Alone())
       .def("set_user_id", &SetUserId)
+      .def("flash_backup", &Camera::flashBackup, Alone())
       .def("save_flash", &SaveFlash)
       .def("restore_flash", &RestoreFlash);
 }

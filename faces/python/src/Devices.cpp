@@ -64,6 +64,7 @@ void BindGps(Class& camera) {
             device.gpsLines(lines);
           },
           Alone())
+      .def("gps_receiver", &Camera::gpsReceiver, Alone())
       .def("check_gps", &Camera::checkGps, Alone());
 }
 

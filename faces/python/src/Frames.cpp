@@ -72,15 +72,18 @@ py::array PreviewOf(const Frame& frame, int maxWidth, int maxHeight, bool stretc
   return py::array_t<std::uint8_t>(shape, picture.pixels.data());
 }
 
-void Save(const Frame& frame, const std::string& path, bool overwrite, bool preview, bool fast,
-          std::uint64_t number) {
+/// The file's name.
+std::string Save(const Frame& frame, const std::string& path, bool overwrite, bool preview, bool fast,
+                 std::uint64_t number) {
   auto options = sized<orq_save_options>();
   options.overwrite = overwrite ? 1 : 0;
   options.preview = preview ? 1 : 0;
   options.fast = fast ? 1 : 0;
   options.number = number;
   const py::gil_scoped_release others;
-  frame.save(path, options);
+  const orq_saved_files saved = frame.saveFiles(path, options);
+  if (*saved.trouble != '\0') throw FileError(saved.trouble);
+  return saved.file;
 }
 
 }  // namespace
@@ -88,11 +91,15 @@ void Save(const Frame& frame, const std::string& path, bool overwrite, bool prev
 void BindFrame(py::module_& module) {
   py::class_<Frame>(module, "Frame", py::buffer_protocol(), py::dynamic_attr())
       .def_buffer([](Frame& frame) { return BufferOf(frame); })
-      .def_property_readonly("array", &ArrayOf)
-      .def_property_readonly("address",
-                             [](const Frame& frame) { return reinterpret_cast<std::uintptr_t>(frame.data()); })
-      .def_property_readonly("info", &Frame::info)
-      .def_property_readonly("gps", &Frame::gps)
+      .def_property_readonly(
+          "array", &ArrayOf,
+          "The pixels, a read-only view: (height, width), or (height, width, 3) with red, green, blue.")
+      .def_property_readonly(
+          "address", [](const Frame& frame) { return reinterpret_cast<std::uintptr_t>(frame.data()); },
+          "Where the pixels lie in memory.")
+      .def_property_readonly("info", &Frame::info, "All that is known about the frame: a FrameInfo.")
+      .def_property_readonly("gps", &Frame::gps, "What the GPS says about it: a FrameGps.")
+      .def("disc", &Frame::disc, py::call_guard<py::gil_scoped_release>())
       .def("statistics", &Frame::statistics, py::call_guard<py::gil_scoped_release>())
       .def("cards", &CardsOf)
       .def("preview", &PreviewOf, py::arg("max_width"), py::arg("max_height"), py::arg("stretch"))

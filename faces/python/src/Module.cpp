@@ -25,6 +25,7 @@ PYBIND11_MODULE(_orqcam, module) {
         return flags == 0 ? std::vector<orq_camera_entry>() : orq::cameras(flags);
       },
       py::arg("usb"), py::arg("virtual"));
+  module.def("clock_state", &orq::clockState);
   module.def("library_version", [] {
     std::int32_t major = 0;
     std::int32_t minor = 0;

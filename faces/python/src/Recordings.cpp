@@ -13,14 +13,7 @@ namespace py = pybind11;
 namespace orq::python {
 namespace {
 
-/// A recording waits for its disk when it is given up.
-struct FinishWithoutLock {
-  void operator()(Recording* recording) const {
-    const py::gil_scoped_release others;
-    delete recording;
-  }
-};
-using RecordingHolder = std::unique_ptr<Recording, FinishWithoutLock>;
+using RecordingHolder = std::unique_ptr<Recording, WithoutLock<Recording>>;
 
 /// Frames, seconds, bytes, overwrite, form, megabytes of the ring.
 using How = std::tuple<std::uint64_t, double, std::uint64_t, bool, int, std::uint32_t>;
@@ -72,8 +65,14 @@ void BindSer(py::module_& module) {
       .def_readonly("frame_bytes", &orq_ser_info::frame_bytes)
       .def_readonly("bytes", &orq_ser_info::bytes)
       .def_readonly("stamps", &orq_ser_info::stamps)
+      .def_readonly("unstamped", &orq_ser_info::unstamped)
+      .def_readonly("backwards", &orq_ser_info::backwards)
+      .def_readonly("differing", &orq_ser_info::differing)
       .def_readonly("first_unix_ns", &orq_ser_info::first_unix_ns)
       .def_readonly("last_unix_ns", &orq_ser_info::last_unix_ns)
+      .def_readonly("header_unix_ns", &orq_ser_info::header_unix_ns)
+      .def_readonly("header_frames", &orq_ser_info::header_frames)
+      .def_property_readonly("described", [](const orq_ser_info& info) { return info.described != 0; })
       .def_property_readonly("whole", [](const orq_ser_info& info) { return info.whole != 0; })
       .def_property_readonly("observer", [](const orq_ser_info& info) { return Text(info.observer); })
       .def_property_readonly("instrument", [](const orq_ser_info& info) { return Text(info.instrument); })
@@ -112,9 +111,11 @@ void BindRecordings(Class& camera, py::module_& module) {
       .def_readonly("lost", &orq_recording_state::lost)
       .def_readonly("waiting", &orq_recording_state::waiting)
       .def_readonly("bytes", &orq_recording_state::bytes)
+      .def_readonly("free_bytes", &orq_recording_state::free_bytes)
       .def_readonly("seconds", &orq_recording_state::seconds)
       .def_readonly("first_unix_ns", &orq_recording_state::first_unix_ns)
       .def_readonly("last_unix_ns", &orq_recording_state::last_unix_ns)
+      .def_property_readonly("direct", [](const orq_recording_state& state) { return state.direct != 0; })
       .def_property_readonly("trouble", [](const orq_recording_state& state) { return Text(state.trouble); });
   py::class_<Recording, RecordingHolder>(module, "Recording")
       .def("stop", &Recording::stop, Alone())
@@ -126,6 +127,9 @@ void BindRecordings(Class& camera, py::module_& module) {
       .def_property_readonly("times_file", [](const orq_recording_plan& plan) { return Text(plan.times_file); })
       .def_readonly("width", &orq_recording_plan::width)
       .def_readonly("height", &orq_recording_plan::height)
+      .def_readonly("bin", &orq_recording_plan::bin)
+      .def_readonly("format", &orq_recording_plan::format)
+      .def_readonly("form", &orq_recording_plan::form)
       .def_readonly("frame_bytes", &orq_recording_plan::frame_bytes)
       .def_readonly("ring_frames", &orq_recording_plan::ring_frames)
       .def_readonly("free_bytes", &orq_recording_plan::free_bytes)

@@ -23,8 +23,9 @@ inline void DemandNoSignal() {
 /// Waits with `wait`, slice by slice, for `seconds` (nothing: for ever). With the interpreter's lock held.
 Frame AwaitFrame(const std::function<Frame(std::chrono::nanoseconds)>& wait, std::optional<double> seconds);
 
-/// Runs `work`, which blocks, on a thread of its own, and calls `abort` when a signal comes. With the
-/// interpreter's lock held; `work` must not need it.
+/// Runs `work`, which blocks, on a thread of its own, and calls `abort` when a signal comes: again and again, as
+/// the first time may be before there is anything to abort. With the interpreter's lock held; `work` must not need
+/// it.
 template <class Work, class Abort>
 auto Interruptible(Work work, Abort abort) {
   auto running = std::async(std::launch::async, std::move(work));
@@ -37,8 +38,8 @@ auto Interruptible(Work work, Abort abort) {
     pybind11::error_already_set raised;
     {
       const pybind11::gil_scoped_release others;
-      abort();
-      running.wait();
+      do abort();
+      while (running.wait_for(kSlice) != std::future_status::ready);
     }
     throw raised;
   }
