@@ -85,11 +85,11 @@ bool CameraDevice::setCooler(const SwitchRequest& request) {
   }
   if (request.property != "ORQ_WARM_UP") return false;
   if (request.chosen() == "START" && warmUp_.getState() != IPS_BUSY) {
+    restTemperature();  // or INDI's ramp would go on to it
     warmUp_.setState(IPS_BUSY);
     runLong(
         {}, [](Camera& camera) { camera.warmUp(kLongestWarmUp); },
         [this](bool done) {
-          if (done) restTemperature();
           showClimate();
           warmUp_.reset();
           warmUp_.setState(done ? IPS_OK : IPS_ALERT);
@@ -112,9 +112,10 @@ void CameraDevice::showClimate() {
     if (can(ORQ_ABILITY_COOLER)) {
       const orq_cooler_state state = camera_->cooler();
       sensor = state.sensor_c;
-      if (std::fabs(power_[0].getValue() - state.power) > kShownChange) {
+      const IPState atWork = state.on != 0 ? IPS_BUSY : IPS_IDLE;
+      if (power_.getState() != atWork || std::fabs(power_[0].getValue() - state.power) > kShownChange) {
         power_[0].setValue(state.power);
-        power_.setState(state.on != 0 ? IPS_BUSY : IPS_IDLE);
+        power_.setState(atWork);
         power_.apply();
       }
       if ((cooler_[0].getState() == ISS_ON) != (state.on != 0)) {

@@ -3,7 +3,7 @@
 #include <indilogger.h>
 
 #include <algorithm>
-#include <cstdlib>
+#include <cmath>
 #include <cstring>
 #include <thread>
 #include <utility>
@@ -40,6 +40,27 @@ constexpr FormatName kFormats[] = {{ORQ_FORMAT_RAW16, "INDI_RAW16", "Raw 16 bit"
                                    {ORQ_FORMAT_RGB24, "INDI_RGB", "RGB 24 bit", 8},
                                    {ORQ_FORMAT_Y8, "INDI_MONO_8", "Luminance 8 bit", 8}};
 
+/// Coolers take no others: INDI would wait for ever for what lies between them, or go in steps that lead nowhere.
+void toWholeDegrees(const NumberRequest& request, double values[]) {
+  for (std::size_t i = 0; i < request.values.size(); ++i) {
+    if (request.property == "CCD_TEMPERATURE") values[i] = std::round(values[i]);
+    if (request.values[i].element == "RAMP_SLOPE" && values[i] > 0)
+      values[i] = std::max(1.0, std::round(values[i]));
+  }
+}
+
+/// Brings to the front what a request has of elements that the property has too; returns how many these are.
+template <class Value>
+int keepKnown(const INDI::Property& property, char* names[], Value values[], int n) {
+  int kept = 0;
+  for (int i = 0; i < n; ++i) {
+    if (!hasElement(property, names[i])) continue;
+    names[kept] = names[i];
+    values[kept++] = values[i];
+  }
+  return kept;
+}
+
 bool isAnyUnreadable() {
   const std::vector<orq_camera_entry> all = cameras();
   return std::any_of(all.begin(), all.end(), [](const auto& entry) { return entry.trouble[0] != '\0'; });
@@ -73,7 +94,7 @@ CameraDevice::CameraDevice(std::string deviceName, CameraChoice choice)
 
 CameraDevice::~CameraDevice() {
   release();
-  uploads_.awaitIdle();
+  forgetFrame();
 }
 
 void CameraDevice::release() {
@@ -90,15 +111,13 @@ void CameraDevice::letGo() {
   longWork_.cancel();
   longWork_.finish([this] { orq_capture_abort(camera_->get()); });
   busyWith_.clear();
+  ++opened_;
   camera_.reset();
 }
 
 bool CameraDevice::initProperties() {
   if (!INDI::CCD::initProperties()) return false;
   SetCCDCapability(kAlways);
-  // Plain memory, which INDI's library then only resizes: what it takes by itself is closed for writing once it
-  // has been sent as it is (FORMAT_NATIVE), and the next picture would end the program.
-  PrimaryCCD.setFrameBuffer(static_cast<std::uint8_t*>(std::malloc(1)));
   // Until a camera is known; a configuration that is saved without any would otherwise name no format at all.
   addCaptureFormat({kFormats[0].name, kFormats[0].label, kFormats[0].bits, true});
   pump_ = std::make_unique<VideoPump>(*Streamer, [this, poster = posts_.poster()](std::string why) {
@@ -234,12 +253,25 @@ bool CameraDevice::Disconnect() {
   stopListening();
   ticks_.stop();
   if (exposing_.exchange(false)) PrimaryCCD.setExposureFailed();
-  uploads_.awaitIdle();
-  shown_ = Frame();
+  forgetFrame();
   letGo();
   lost_ = false;
+  forgetStates();
   if (released_) released_();
   return true;
+}
+
+/// INDI keeps the states of its own properties; what was under way with this camera is nothing that the next has
+/// to end.
+void CameraDevice::forgetStates() {
+  for (const char* name : {"CCD_EXPOSURE", "CCD_TEMPERATURE", "ABS_FOCUS_POSITION", "REL_FOCUS_POSITION"}) {
+    INDI::Property known = getProperty(name);
+    if (known.isValid()) known.setState(IPS_IDLE);
+  }
+  cooler_.setState(IPS_IDLE);
+  power_.setState(IPS_IDLE);
+  warmUp_.setState(IPS_IDLE);
+  warmUp_.reset();
 }
 
 bool CameraDevice::updateProperties() {
@@ -264,7 +296,7 @@ bool CameraDevice::updateProperties() {
   afterChange();
   startListening();
   ticks_.start(kTickMs);
-  loadConfig(true);
+  loadSettings();
   return true;
 }
 
@@ -371,11 +403,16 @@ template <class Request>
 bool CameraDevice::refuse(const Request& request) {
   INDI::Property property = getProperty(std::string(request.property).c_str());
   if (!property.isValid()) return false;
-  const std::string trouble = troubleWith(request, property);
+  std::string trouble = troubleWith(request, property);
+  if (trouble.empty()) trouble = whyNotNow(request);
   if (trouble.empty()) {
     // INDI leaves the state alone where there is nothing to do: the alert of an earlier request would stay.
     if (property.getState() == IPS_ALERT) property.setState(IPS_IDLE);
     return false;
+  }
+  if (isConfigLoading()) {  // it was saved with another camera
+    LOGF_WARN("%s of the configuration is left out: %s", property.getName(), trouble.c_str());
+    return true;
   }
   LOGF_ERROR("%s", trouble.c_str());
   if (property.getState() != IPS_BUSY) property.setState(IPS_ALERT);
@@ -386,6 +423,7 @@ bool CameraDevice::refuse(const Request& request) {
 bool CameraDevice::ISNewNumber(const char* device, const char* name, double values[], char* names[], int n) {
   if (!isMine(device)) return false;
   uploads_.awaitIdle();
+  if (isConfigLoading()) n = keepKnown(getProperty(name), names, values, n);
   NumberRequest request{name, {}};
   for (int i = 0; i < n; ++i) request.values.push_back({names[i], values[i]});
   if (refuse(request)) return true;
@@ -396,28 +434,18 @@ bool CameraDevice::ISNewNumber(const char* device, const char* name, double valu
   }
   if (isConnected() && can(ORQ_ABILITY_FOCUS_MOTOR) && FI::processNumber(device, name, values, names, n))
     return true;
-  if (request.property == "CCD_FRAME") return setFrame(std::move(request));
+  if (isConnected() && request.property == "CCD_FRAME") return setFrame(std::move(request));
+  if (isConnected() && request.property == "CCD_BINNING") return setBinning(request);
+  toWholeDegrees(request, values);
   const bool done = INDI::CCD::ISNewNumber(device, name, values, names, n);
   if (std::strcmp(name, "STREAMING_EXPOSURE") == 0) applyStreamExposure();
   return done;
 }
 
-/// INDI takes what a client leaves out for -1.
-bool CameraDevice::setFrame(NumberRequest request) {
-  complete(request, getProperty("CCD_FRAME"));
-  std::vector<double> values;
-  std::vector<char*> names;
-  for (const auto& [element, value] : request.values) {
-    values.push_back(value);
-    names.push_back(const_cast<char*>(element.data()));  // it ends with a zero, and nobody writes to it
-  }
-  return INDI::CCD::ISNewNumber(getDeviceName(), "CCD_FRAME", values.data(), names.data(),
-                                static_cast<int>(values.size()));
-}
-
 bool CameraDevice::ISNewSwitch(const char* device, const char* name, ISState* states, char* names[], int n) {
   if (!isMine(device)) return false;
   uploads_.awaitIdle();
+  if (isConfigLoading()) n = keepKnown(getProperty(name), names, states, n);
   SwitchRequest request{name, {}};
   for (int i = 0; i < n; ++i) request.values.push_back({names[i], states[i] == ISS_ON});
   settleOnOne(request, getProperty(name));
@@ -436,6 +464,8 @@ bool CameraDevice::ISNewSwitch(const char* device, const char* name, ISState* st
   if (records && request.chosen() == "RECORD_OFF") {
     pump_->closeRecording();
     awaitRecordingsEnd();
+  } else if (records) {
+    undoFailedRecording();
   }
   return done;
 }
@@ -471,13 +501,6 @@ bool CameraDevice::afterChange() {
     showBayer(bayer);
     pump_->expect(camera_->region(), bayer);
   });
-}
-
-bool CameraDevice::saveConfigItems(FILE* file) {
-  INDI::CCD::saveConfigItems(file);
-  if (choice_.offersVirtual) virtualName_.save(file);
-  for (const auto& panel : panels_) panel->save(file);
-  return true;
 }
 
 }  // namespace orq::indi

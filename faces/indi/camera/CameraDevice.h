@@ -84,6 +84,7 @@ class CameraDevice : public INDI::CCD, public INDI::FocuserInterface {
   bool isMine(const char* device) const;
   std::string wantedName() const;
   void letGo();
+  void forgetStates();
   Camera openNow() const;
   Camera openWanted() const;
   void describeSensor();
@@ -97,7 +98,14 @@ class CameraDevice : public INDI::CCD, public INDI::FocuserInterface {
   void comeBack();
   template <class Request>
   bool refuse(const Request& request);
-  bool setFrame(NumberRequest request);
+
+  // CameraSettings.cpp
+  void loadSettings();
+  std::string whyNoVideo() const;
+  /// Why a request that the property could take cannot be carried out at present; empty: it can.
+  std::string whyNotNow(const NumberRequest& request) const;
+  std::string whyNotNow(const SwitchRequest& request) const;
+  std::string whyNotNow(const TextRequest& request) const;
   /// Runs `work`; what it throws is told to the clients. False: it threw.
   bool attempt(const std::function<void()>& work);
 
@@ -106,9 +114,12 @@ class CameraDevice : public INDI::CCD, public INDI::FocuserInterface {
   bool applyRegion(const orq_region& wanted);
   bool applyAsked(int bin, int format);
   void showRegion(const orq_region& region);
+  bool setFrame(NumberRequest request);
+  bool setBinning(const NumberRequest& request);
   void showBayer(int bayer);
   void takeFrame();
   void deliver(const Frame& frame);
+  void forgetFrame();
   void failExposure(const char* text);
   void applyLabels();
   bool afterChange();
@@ -120,6 +131,7 @@ class CameraDevice : public INDI::CCD, public INDI::FocuserInterface {
   void deleteClimate();
   bool setCooler(const SwitchRequest& request);
   void restTemperature();
+  bool isWarmingUp() const { return warmUp_.getState() == IPS_BUSY; }
   void showClimate();
   void markClimate(IPState state);
   IPState guide(int direction, std::uint32_t ms);
@@ -133,6 +145,8 @@ class CameraDevice : public INDI::CCD, public INDI::FocuserInterface {
   // CameraStream.cpp
   void showStream();
   void endStream(const char* why);
+  void closeRecording();
+  void undoFailedRecording();
   void awaitRecordingsEnd();
   void applyStreamExposure();
   void setStreamExposure();
@@ -161,12 +175,14 @@ class CameraDevice : public INDI::CCD, public INDI::FocuserInterface {
   std::atomic<std::int64_t> exposureUs_{0};
   std::chrono::steady_clock::time_point countdownTold_{};
   UploadGate uploads_;
-  Frame shown_;  ///< that is being uploaded, or was last
+  Frame shown_;                       ///< that is being uploaded, or was last
+  std::vector<std::uint8_t> planes_;  ///< its colours, when it has any
   std::unique_ptr<VideoPump> pump_;
   std::chrono::steady_clock::time_point streamShown_{};
 
   unsigned tickCount_ = 0;
   std::string busyWith_;  ///< work that has the camera to itself; empty: none
+  unsigned opened_ = 0;   ///< which camera this is; what was begun with an earlier one tells nobody
 
   Worker guideNorthSouth_, guideEastWest_, longWork_;
   PosterOwner posts_;

@@ -18,26 +18,27 @@ constexpr std::uint32_t kLastPosition = 1023;
 void CameraDevice::runLong(std::string what, std::function<void(Camera&)> job,
                            std::function<void(bool done)> told) {
   if (!what.empty()) {
-    if (exposing_ || pump_->isRunning() || !busyWith_.empty()) {
+    if (exposing_ || pump_->isRunning() || !busyWith_.empty() || isWarmingUp()) {
       LOG_ERROR("The camera is at work: wait for its end, or abort it.");
       return told(false);
     }
     busyWith_ = what;
   }
-  longWork_.run(
-      [this, what = std::move(what), job = std::move(job), told = std::move(told), poster = posts_.poster()] {
-        std::string trouble;
-        try {
-          job(*camera_);
-        } catch (const Error& failure) {
-          trouble = failure.what();
-        }
-        poster.post([this, what, told, trouble] {
-          if (!what.empty()) busyWith_.clear();
-          if (!trouble.empty()) LOGF_ERROR("%s", trouble.c_str());
-          told(trouble.empty());
-        });
-      });
+  longWork_.run([this, what = std::move(what), job = std::move(job), told = std::move(told),
+                 poster = posts_.poster(), mine = opened_] {
+    std::string trouble;
+    try {
+      job(*camera_);
+    } catch (const Error& failure) {
+      trouble = failure.what();
+    }
+    poster.post([this, what, told, trouble, mine] {
+      if (!trouble.empty()) LOGF_ERROR("%s", trouble.c_str());
+      if (mine != opened_) return;
+      if (!what.empty()) busyWith_.clear();
+      told(trouble.empty());
+    });
+  });
 }
 
 void CameraDevice::initFocus() {

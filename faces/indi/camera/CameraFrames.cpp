@@ -20,7 +20,9 @@ int bytesPerPixel(int format) {
 }
 
 /// Blue, green, red of a pixel side by side become three planes, red first, as FITS has colours.
-void toPlanes(const Frame& frame, std::uint8_t* to) {
+void toPlanes(const Frame& frame, std::vector<std::uint8_t>& planes) {
+  planes.resize(frame.size());
+  std::uint8_t* to = planes.data();
   const std::uint8_t* const from = frame.data();
   const std::size_t pixels = frame.size() / 3;
   for (std::size_t colour = 0; colour < 3; ++colour) {
@@ -103,7 +105,8 @@ void CameraDevice::showRegion(const orq_region& region) {
   PrimaryCCD.setBPP(region.format == ORQ_FORMAT_RAW16 ? 16 : 8);
   PrimaryCCD.setNAxis(region.format == ORQ_FORMAT_RGB24 ? 3 : 2);
   const int bytes = region.width * region.height * bytesPerPixel(region.format);
-  if (PrimaryCCD.getFrameBufferSize() != bytes) PrimaryCCD.setFrameBufferSize(static_cast<std::uint32_t>(bytes));
+  PrimaryCCD.setFrameBufferSize(static_cast<std::uint32_t>(bytes),
+                                false);  // the pixels stay where the library has them
 }
 
 /// What clients asked for last with another bin or format: what that one had to round off is not lost for good.
@@ -131,7 +134,7 @@ bool CameraDevice::UpdateCCDBin(int hor, int ver) {
   if (!camera_) return false;
   orq_region present{};
   if (!attempt([&] { present = camera_->region(); })) return false;
-  if (hor == ver && hor < 32 && (info_.bins >> hor & 1U) != 0) return applyAsked(hor, present.format);
+  if (hor == ver && hor > 0 && hor < 32 && (info_.bins >> hor & 1U) != 0) return applyAsked(hor, present.format);
   std::string bins;
   for (int bin = 1; bin < 32; ++bin) {
     if ((info_.bins >> bin & 1U) != 0) bins += (bins.empty() ? "" : ", ") + std::to_string(bin);
@@ -146,6 +149,31 @@ bool CameraDevice::SetCaptureFormat(uint8_t index) {
   orq_region present{};
   if (!attempt([&] { present = camera_->region(); })) return false;
   return applyAsked(present.bin, formats_[index]);
+}
+
+/// INDI's own way would show what was asked for, not the region that it became.
+bool CameraDevice::setFrame(NumberRequest request) {
+  INDI::Property known = getProperty("CCD_FRAME");
+  complete(request, known);
+  int x = 0, y = 0, width = 0, height = 0;
+  for (const auto& [element, value] : request.values) {
+    int& to = element == "X" ? x : element == "Y" ? y : element == "WIDTH" ? width : height;
+    to = static_cast<int>(std::lround(value));
+  }
+  known.setState(UpdateCCDFrame(x, y, width, height) ? IPS_OK : IPS_ALERT);
+  known.apply();
+  return true;
+}
+
+/// INDI's own way reads two values, however many a client has sent, and leaves away what lies behind the point. Of
+/// one direction alone the other follows.
+bool CameraDevice::setBinning(const NumberRequest& request) {
+  INDI::Property known = getProperty("CCD_BINNING");
+  const auto whole = [](double bin) { return bin == std::floor(bin) ? static_cast<int>(bin) : 0; };
+  const int first = whole(request.values.front().value);
+  known.setState(UpdateCCDBin(first, whole(request.values.back().value)) ? IPS_OK : IPS_ALERT);
+  known.apply();
+  return true;
 }
 
 void CameraDevice::showBayer(int bayer) {
@@ -184,8 +212,10 @@ bool CameraDevice::StartExposure(float seconds) {
 bool CameraDevice::AbortExposure() {
   exposing_ = false;
   if (!camera_ || lost_) return true;
+  endStream(nullptr);
   endPulses();
-  return attempt([&] { camera_->abort(); });
+  // A sensor that is being warmed up goes on: what aborts that switches the cooler off at once.
+  return attempt([&] { busyWith_.empty() ? camera_->abortExposure() : camera_->abort(); });
 }
 
 void CameraDevice::failExposure(const char* text) {
@@ -215,19 +245,24 @@ void CameraDevice::deliver(const Frame& frame) {
   showRegion({sizeof(orq_region), info.start_x, info.start_y, info.width, info.height, info.bin, info.format, 0});
   showBayer(info.bayer);
   for (const auto& panel : panels_) panel->frame(frame);
-  {
-    const std::lock_guard lock(ccdBufferLock);
-    if (info.format == ORQ_FORMAT_RGB24) {
-      toPlanes(frame, PrimaryCCD.getFrameBuffer());
-    } else {
-      std::memcpy(PrimaryCCD.getFrameBuffer(), frame.data(), frame.size());
-    }
-  }
   shown_ = frame;
+  if (info.format == ORQ_FORMAT_RGB24) {
+    toPlanes(frame, planes_);
+    PrimaryCCD.setFrameBuffer(planes_.data());
+  } else {
+    PrimaryCCD.setFrameBuffer(const_cast<std::uint8_t*>(frame.data()));  // INDI only reads it
+  }
   PrimaryCCD.setExposureLeft(0);
   PrimaryCCD.setImageExtension("fits");  // INDI leaves it at "bin" once pixels alone have been sent
   uploads_.begin();
   ExposureComplete(&PrimaryCCD);
+}
+
+/// What was shown last is no longer needed, unless it is still on its way to somebody who does not take it.
+void CameraDevice::forgetFrame() {
+  if (!uploads_.awaitIdle()) return;
+  PrimaryCCD.setFrameBuffer(nullptr);
+  shown_ = Frame();
 }
 
 // On the thread that makes the file and sends it, before anything else there.

@@ -10,9 +10,7 @@ namespace orq::indi {
 
 bool CameraDevice::StartStreaming() {
   return attempt([this] {
-    if (!camera_ || lost_) throw LostError("the camera is gone: plug it in");
-    demandFree();
-    if (exposing_) throw StateError("an exposure is under way: wait for it, or abort it");
+    if (const std::string why = whyNoVideo(); !why.empty()) throw StateError(why);
     uploads_.awaitIdle();
     setStreamExposure();
     stopListening();
@@ -41,18 +39,28 @@ bool CameraDevice::StopStreaming() {
 void CameraDevice::endStream(const char* why) {
   if (!Streamer || !Streamer->isBusy()) return;
   if (why != nullptr) LOGF_ERROR("The stream has ended: %s", why);
-  const bool recording = Streamer->isRecording();
-  if (recording) {
-    // Recording OFF is carried out with the next frame, and none comes any more.
-    const char* off = "RECORD_OFF";
-    ISState on = ISS_ON;
-    char* names[] = {const_cast<char*>(off)};
-    Streamer->ISNewSwitch(getDeviceName(), "RECORD_STREAM", &on, names, 1);
-    Streamer->newFrame(nullptr, 0);
-  }
+  if (Streamer->isRecording()) closeRecording();
   Streamer->setStream(false);
   pump_->stop();
   if (camera_ && !lost_) startListening();
+}
+
+/// OFF is carried out with the next frame, and none comes any more.
+void CameraDevice::closeRecording() {
+  const char* off = "RECORD_OFF";
+  ISState on = ISS_ON;
+  char* names[] = {const_cast<char*>(off)};
+  Streamer->ISNewSwitch(getDeviceName(), "RECORD_STREAM", &on, names, 1);
+  Streamer->newFrame(nullptr, 0);
+}
+
+/// The manager takes a recording that could not be begun for one that runs, and would take up no other.
+void CameraDevice::undoFailedRecording() {
+  INDI::Property known = getProperty("RECORD_STREAM");
+  if (known.getState() != IPS_ALERT || !Streamer->isRecording() || pump_->isRunning()) return;
+  closeRecording();
+  known.setState(IPS_ALERT);
+  known.apply();
 }
 
 /// The manager closes the file with the next frame, and tells of a recording's end before it has closed it; what

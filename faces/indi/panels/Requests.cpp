@@ -81,6 +81,13 @@ std::string troubleWith(const TextRequest& request, const INDI::Property& proper
   return {};
 }
 
+bool hasElement(const INDI::Property& property, std::string_view element) {
+  if (auto* const numbers = property.getNumber()) return find(numbers, element) != nullptr;
+  if (auto* const switches = property.getSwitch()) return find(switches, element) != nullptr;
+  if (auto* const texts = property.getText()) return find(texts, element) != nullptr;
+  return false;
+}
+
 void settleOnOne(SwitchRequest& request, const INDI::Property& property) {
   auto* const switches = property.getSwitch();
   if (switches == nullptr || switches->getRule() == ISR_NOFMANY || !request.chosen().empty()) return;

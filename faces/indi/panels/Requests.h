@@ -48,6 +48,8 @@ std::string troubleWith(const NumberRequest& request, const INDI::Property& prop
 std::string troubleWith(const SwitchRequest& request, const INDI::Property& property);
 std::string troubleWith(const TextRequest& request, const INDI::Property& property);
 
+bool hasElement(const INDI::Property& property, std::string_view element);
+
 /// Where only one element may be on and a client names the present one as well as another, it means the other:
 /// INDI's own client library sends switches so.
 void settleOnOne(SwitchRequest& request, const INDI::Property& property);

@@ -1,0 +1,287 @@
+#!/usr/bin/env python3
+"""Nothing stays busy: whatever is under way when a camera is disconnected or unplugged, or when two clients want two things,
+its property says what became of it, and the next picture comes.
+
+    test_endings.py INDI_ORQCAM_CCD ORQ_EMULATE [unittest's arguments]
+"""
+
+import os
+import socket
+import sys
+import tempfile
+import unittest
+
+from fits import Bus, Picture
+from indi import Client, Device, Server
+
+DRIVER, EMULATE = sys.argv[1:3]
+FIRST = "ORQ Camera"
+
+
+def busy_with(name, send):
+    """Begins, and waits until the property says so."""
+
+    def begin(camera):
+        send(camera)
+        camera.wait(name, lambda p: p.state == "Busy")
+
+    return begin
+
+
+def in_state(client, *states):
+    return sorted(name for (_, name), known in client.properties.items() if known.state in states)
+
+
+def guide(camera):
+    camera.number("TELESCOPE_TIMED_GUIDE_NS", TIMED_GUIDE_N=60000, TIMED_GUIDE_S=0)
+    busy_with("TELESCOPE_TIMED_GUIDE_WE", lambda c: c.number("TELESCOPE_TIMED_GUIDE_WE", TIMED_GUIDE_W=60000, TIMED_GUIDE_E=0))(camera)
+
+
+def stream(camera):
+    before = len(camera.blobs())
+    camera.switch("CCD_VIDEO_STREAM", "STREAM_ON")
+    camera.client.wait("frames", lambda: len(camera.blobs()) > before)
+
+
+def dark(camera):
+    """Of exposures that take longer than any story."""
+    camera.number("CCD_EXPOSURE", CCD_EXPOSURE_VALUE=600)
+    camera.answered(lambda: camera.switch("CCD_ABORT_EXPOSURE", "ABORT"), "CCD_ABORT_EXPOSURE")
+    camera.settle("CCD_EXPOSURE")
+    camera.switch("ORQ_DARK_TAKE", "START")
+    camera.wait("ORQ_DARK_TAKE", lambda p: p.state == "Busy")
+
+
+COOL = busy_with("CCD_TEMPERATURE", lambda camera: camera.number("CCD_TEMPERATURE", CCD_TEMPERATURE_VALUE=-20))
+
+
+def warm_up(camera):
+    COOL(camera)
+    camera.wait("CCD_COOLER_POWER", lambda p: p["CCD_COOLER_VALUE"] > 2)
+    camera.switch("ORQ_WARM_UP", "START")
+    camera.wait("ORQ_WARM_UP", lambda p: p.state == "Busy")
+
+
+WORK = {
+    "k1m,seed=6": {
+        "exposing": busy_with("CCD_EXPOSURE", lambda camera: camera.number("CCD_EXPOSURE", CCD_EXPOSURE_VALUE=1000)),
+        "streaming": stream,
+        "recording": busy_with("RECORD_STREAM", lambda camera: camera.switch("RECORD_STREAM", "RECORD_ON")),
+        "guiding": guide,
+        "taking a dark": dark},
+    "x26m,timescale=0.1": {"cooling": COOL, "warming up": warm_up},
+    "h53m": {"focusing": busy_with("ABS_FOCUS_POSITION",
+                                   lambda camera: camera.number("ABS_FOCUS_POSITION", FOCUS_ABSOLUTE_POSITION=1000))}}
+
+
+class Ended(unittest.TestCase):
+    def stage(self, cameras, options=()):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.bus = Bus(folder.name)
+        self.server = Server(DRIVER, before=[EMULATE, cameras, "--control", self.bus.path, "--"], options=options)
+        self.addCleanup(self.server.close)
+        self.client = Client(self.server.port)
+        self.addCleanup(self.client.close)
+        self.camera = Device(self.client, FIRST)
+        self.camera.connect()
+        self.camera.wait("ORQ_STREAM")
+        self.camera.set_number("CCD_FRAME", X=0, Y=0, WIDTH=64, HEIGHT=64)
+
+    def picture(self):
+        self.client.wait("rest", lambda: "CCD_EXPOSURE" not in in_state(self.client, "Busy"))
+        self.client.blobs.clear()
+        self.camera.number("CCD_EXPOSURE", CCD_EXPOSURE_VALUE=0.002)
+        self.client.wait("a picture", lambda: any(blob[1] == ".fits" for blob in self.camera.blobs()))
+
+    def test_what_a_disconnection_ends_is_over(self):
+        for cameras, work in WORK.items():
+            self.stage(cameras)
+            for name, begin in work.items():
+                with self.subTest(name):
+                    begin(self.camera)
+                    self.camera.disconnect()
+                    self.assertEqual(in_state(self.client, "Busy", "Alert"), [])
+                    self.camera.connect()
+                    self.camera.wait("ORQ_STREAM")
+                    self.picture()
+                    self.assertEqual(in_state(self.client, "Busy", "Alert"), [])
+
+    def test_what_an_unplugged_camera_did_is_over(self):
+        for cameras, work in WORK.items():
+            self.stage(cameras)
+            for name, begin in work.items():
+                with self.subTest(name):
+                    begin(self.camera)
+                    self.bus.obey("unplug 0")
+                    self.camera.wait("CONNECTION", lambda p: p.state == "Alert")
+                    self.client.wait("its end", lambda: not in_state(self.client, "Busy"))
+                    self.bus.obey("replug 0")
+                    self.camera.wait("CONNECTION", lambda p: p.state == "Ok")
+                    self.picture()
+                    # A cooler goes on, as its settings say.
+                    self.assertLessEqual(set(in_state(self.client, "Busy")), {"CCD_TEMPERATURE", "CCD_COOLER_POWER"})
+
+    def test_two_clients_want_two_things(self):
+        self.stage("k1m,seed=6")
+        other = Client(self.server.port, "Never")
+        self.addCleanup(other.close)
+        theirs = Device(other, FIRST)
+        theirs.wait("ORQ_STREAM")
+        camera = self.camera
+        folder = os.path.join(self.server.folder.name, "recordings")
+        camera.answered(lambda: camera.text("RECORD_FILE", RECORD_FILE_DIR=folder), "RECORD_FILE")
+        # An exposure goes on when somebody wants a video or a recording.
+        for name, element in (("CCD_VIDEO_STREAM", "STREAM_ON"), ("RECORD_STREAM", "RECORD_ON")):
+            camera.number("CCD_EXPOSURE", CCD_EXPOSURE_VALUE=0.3)
+            theirs.wait("CCD_EXPOSURE", lambda p: p.state == "Busy")
+            refused = theirs.answered(lambda name=name, element=element: theirs.switch(name, element), name)
+            self.assertEqual((refused.state, refused[element]), ("Alert", "Off"), name)
+            camera.wait("CCD_EXPOSURE", lambda p: p.state == "Ok")
+        self.assertFalse(os.path.exists(folder))
+        # Another region holds for the exposure that is under way.
+        camera.number("CCD_EXPOSURE", CCD_EXPOSURE_VALUE=0.3)
+        theirs.wait("CCD_EXPOSURE", lambda p: p.state == "Busy")
+        self.client.blobs.clear()
+        theirs.set_number("CCD_FRAME", X=0, Y=0, WIDTH=128, HEIGHT=32)
+        self.client.wait("the picture", camera.blobs)
+        picture = Picture(camera.blobs()[0][2])
+        self.assertEqual((picture["NAXIS1"], picture["NAXIS2"], picture.whole), (128, 32, True))
+        # An abort ends the other's video and recording, and the property says so.
+        stream(camera)
+        camera.switch("RECORD_STREAM", "RECORD_ON")
+        camera.wait("RECORD_STREAM", lambda p: p.state == "Busy")
+        for name, values in (("RECORD_OPTIONS", {"RECORD_FRAME_TOTAL": 5}), ("CCD_STREAM_FRAME", {"WIDTH": 32})):
+            refused = theirs.answered(lambda name=name, values=values: theirs.number(name, **values), name)
+            self.assertEqual(refused.state, "Alert", name)
+        theirs.answered(lambda: theirs.switch("CCD_ABORT_EXPOSURE", "ABORT"), "CCD_ABORT_EXPOSURE")
+        camera.wait("CCD_VIDEO_STREAM", lambda p: p["STREAM_OFF"] == "On" and p.state != "Busy")
+        camera.wait("RECORD_STREAM", lambda p: p["RECORD_OFF"] == "On" and p.state != "Busy")
+        self.picture()
+        self.assertEqual(other.blobs, [])
+
+    def test_a_warm_up_is_ended_by_switching_off_only(self):
+        self.stage("x26m,timescale=0.1")
+        camera = self.camera
+        warm_up(camera)
+        self.assertEqual(camera.set_number("CCD_TEMPERATURE", CCD_TEMPERATURE_VALUE=0).state, "Alert")
+        self.assertEqual(camera.set_switch("CCD_COOLER", "COOLER_ON").state, "Alert")
+        self.assertEqual(camera.answered(lambda: camera.switch("ORQ_DARK_TAKE", "START"), "ORQ_DARK_TAKE").state, "Busy")
+        self.assertEqual(camera.settle("ORQ_DARK_TAKE").state, "Alert")
+        camera.answered(lambda: camera.switch("CCD_ABORT_EXPOSURE", "ABORT"), "CCD_ABORT_EXPOSURE")
+        self.picture()
+        self.assertEqual((camera("ORQ_WARM_UP").state, camera("CCD_COOLER")["COOLER_ON"]), ("Busy", "On"))
+        self.assertEqual(camera.set_switch("CCD_COOLER", "COOLER_OFF").state, "Ok")
+        self.assertEqual(camera.settle("ORQ_WARM_UP").state, "Ok")
+        camera.wait("CCD_COOLER_POWER", lambda p: p.state == "Idle")
+
+    def test_between_whole_degrees_and_recordings_nobody_could_write(self):
+        self.stage("x26m,timescale=0.01")
+        camera = self.camera
+        camera.number("CCD_TEMPERATURE", CCD_TEMPERATURE_VALUE=17.6)
+        camera.wait("CCD_TEMPERATURE", lambda p: p.state == "Ok" and abs(p["CCD_TEMPERATURE_VALUE"] - 18) < 0.3)
+        for asked, slope in ((0.2, 1), (2.6, 3), (0, 0)):
+            self.assertEqual(camera.set_number("CCD_TEMP_RAMP", RAMP_SLOPE=asked)["RAMP_SLOPE"], slope)
+        for element, text in (("RECORD_FILE_DIR", ""), ("RECORD_FILE_NAME", "a/b")):
+            before = dict(camera("RECORD_FILE").values)
+            refused = camera.answered(lambda element=element, text=text: camera.text("RECORD_FILE", **{element: text}), "RECORD_FILE")
+            self.assertEqual((refused.state, refused.values), ("Alert", before))
+
+    def test_a_ramp_goes_in_steps_of_a_minute(self):
+        """The camera's own target, not that of the client, is a slope away."""
+        self.stage("x26m,timescale=0.01")
+        camera = self.camera
+        camera.set_number("CCD_TEMP_RAMP", RAMP_SLOPE=4)
+        camera.number("CCD_TEMPERATURE", CCD_TEMPERATURE_VALUE=0)
+        camera.wait("CCD_TEMPERATURE", lambda p: p.state == "Busy" and p["CCD_TEMPERATURE_VALUE"] < 17)
+        self.assertEqual(Picture(camera.expose(0.01)[1])["SET-TEMP"], 16)
+
+    def test_clients_that_want_all_nothing_or_pictures_only(self):
+        self.stage("k1m,seed=6", options=["-m", "4"])
+        nothing, only = Client(self.server.port, "Never"), Client(self.server.port, "Only")
+        self.addCleanup(nothing.close)
+        self.addCleanup(only.close)
+        for client in (nothing, only):
+            Device(client, FIRST).wait("ORQ_STREAM")
+        with socket.create_connection(("127.0.0.1", self.server.port)) as deaf:
+            deaf.sendall(f'<getProperties version="1.7"/><enableBLOB device="{FIRST}">Also</enableBLOB>'.encode())
+            self.camera.set_switch("CCD_FRAME_RESET", "RESET")  # four megabytes each
+            sender = Device(only, FIRST)
+            for number in range(6):
+                sender.number("CCD_EXPOSURE", CCD_EXPOSURE_VALUE=0.002)  # after what it said about BLOBs
+                self.client.wait("a picture", lambda number=number: len(self.client.blobs) > number)
+                only.wait("a picture", lambda number=number: len(only.blobs) > number)
+        self.assertEqual([blob[2] for blob in only.blobs], [blob[2] for blob in self.client.blobs])
+        self.assertEqual(sender("CCD_EXPOSURE").state, "Idle")  # as it was defined; it hears of pictures only
+        Device(nothing, FIRST).wait("CCD_EXPOSURE", lambda p: p.state == "Ok")
+        self.assertEqual(nothing.blobs, [])
+        self.assertIn("shut down", self.server.log())  # of the one that does not read
+
+
+class Configurations(unittest.TestCase):
+    """Of a home directory that the story makes."""
+
+    def setUp(self):
+        home = tempfile.TemporaryDirectory()
+        self.addCleanup(home.cleanup)
+        self.home = home.name
+        self.file = os.path.join(self.home, ".indi", f"{FIRST}_config.xml")
+
+    def start(self, model):
+        server = Server(DRIVER, home=self.home)
+        self.addCleanup(server.close)
+        client = Client(server.port)
+        self.addCleanup(client.close)
+        camera = Device(client, FIRST)
+        camera.simulate(f"{model},timescale=0.001")
+        camera.wait("ORQ_STREAM")
+        camera.answered(lambda: camera.number("POLLING_PERIOD", PERIOD_MS=1234), "POLLING_PERIOD")  # after the configuration
+        return camera
+
+    def keep(self, camera):
+        return camera.answered(lambda: camera.switch("CONFIG_PROCESS", "CONFIG_SAVE"), "CONFIG_PROCESS").state
+
+    @staticmethod
+    def told(camera):
+        return " ".join(text for _, text in camera.client.messages)
+
+    def test_a_damaged_one_is_told_of(self):
+        camera = self.start("k1m")
+        camera.set_number("CCD_GAIN", GAIN=42)
+        self.assertEqual(self.keep(camera), "Ok")
+        with open(self.file, "r+", encoding="utf-8") as file:
+            file.truncate(os.path.getsize(self.file) // 2)
+        camera = self.start("k1m")
+        self.assertIn(f"{self.file} is damaged", self.told(camera))
+        self.assertEqual((camera("CCD_GAIN")["GAIN"], in_state(camera.client, "Busy", "Alert")), (0, []))
+        camera.set_number("CCD_GAIN", GAIN=43)
+        self.assertEqual(self.keep(camera), "Ok")
+        camera = self.start("k1m")
+        self.assertNotIn("damaged", self.told(camera))
+        self.assertEqual(camera("CCD_GAIN")["GAIN"], 43)
+
+    def test_of_another_model_what_fits_is_taken(self):
+        camera = self.start("x26m")
+        self.assertNotIn("damaged", self.told(camera))  # there is none
+        camera.set_number("CCD_GAIN", GAIN=400)
+        camera.set_number("CCD_CONTROLS", Gamma=61, AntiDewHeater=1)
+        self.assertEqual(self.keep(camera), "Ok")
+        camera = self.start("k1m")
+        self.assertEqual((camera("CCD_GAIN")["GAIN"], camera("CCD_CONTROLS")["Gamma"], camera("CCD_FRAME")["WIDTH"]), (0, 61, 1936))
+        self.assertEqual(in_state(camera.client, "Busy", "Alert"), [])
+        for name in ("CCD_GAIN", "CCD_FRAME"):
+            self.assertIn(f"{name} of the configuration is left out", self.told(camera))
+
+    def test_where_nothing_can_be_kept_it_says_so(self):
+        with open(os.path.join(self.home, ".indi"), "w", encoding="utf-8"):
+            pass  # not even root can make a folder of that name
+        camera = self.start("k1m")
+        camera.set_number("CCD_GAIN", GAIN=42)
+        self.assertEqual(self.keep(camera), "Alert")
+        self.assertIn("Failed to save configuration", self.told(camera))
+        camera.set_number("CCD_FRAME", X=0, Y=0, WIDTH=64, HEIGHT=64)
+        self.assertTrue(Picture(camera.expose(0.002)[1]).whole)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=[sys.argv[0], *sys.argv[3:]])
