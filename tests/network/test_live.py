@@ -134,6 +134,25 @@ class Tests(unittest.TestCase):
         self.assertEqual(self.page.put("region", width=0)[0], 400)
         self.assertEqual(self.page.put("region", width=1e12)[0], 400)
 
+    def test_parts_of_a_region_that_are_set_at_the_same_time_all_hold(self):
+        wrong = []
+
+        def set_part(name, values):
+            for value in values:
+                if self.page.put("region", **{name: value})[0] != 200:
+                    wrong.append((name, value))
+
+        # Each one's own number comes out as it went in, whatever the other has set meanwhile.
+        parts = {"width": range(1600, 640, -96), "height": range(900, 400, -50)}
+        threads = [threading.Thread(target=set_part, args=part) for part in parts.items()]
+        for thread in threads:
+            thread.start()
+        for thread in threads:
+            thread.join()
+        self.assertEqual(wrong, [])
+        region = self.page.get(CAMERA + "region")
+        self.assertEqual((region["width"], region["height"]), (parts["width"][-1], parts["height"][-1]))
+
     def test_stars_are_measured(self):
         self.page.put("controls/Exposure", value=2_000_000)
         self.page.put("controls/Gain", value=60)
