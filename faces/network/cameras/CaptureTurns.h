@@ -38,9 +38,9 @@ class CaptureTurns {
   /// Waits at most `patience`: for a view that is to give way, or, for a view, until nobody else has the capture.
   /// Throws BusyError, which says what the camera does. What is no view waits for views only.
   Turn take(Purpose purpose, std::chrono::milliseconds patience = std::chrono::seconds(5));
-  /// Runs `change`, which changes what captures depend on, while nobody but a view captures and nobody else changes
-  /// anything. Whoever wants a capture meanwhile waits for its end. Throws BusyError, which says what the camera does:
-  /// an exposure or a recording keeps what it began with. `what` is to change: "the region".
+  /// Runs `change`, which changes what captures depend on, while nobody but a view captures and nobody else
+  /// changes anything. Whoever wants a capture meanwhile waits for its end. Throws BusyError, which says what the
+  /// camera does: an exposure or a recording keeps what it began with. `what` is to change: "the region".
   void change(const std::string& what, const std::function<void()>& change);
   /// What the capture is for now; nothing: nobody has it.
   std::optional<Purpose> holder() const;

@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <orqcam/orqcam.hpp>
 #include <string>
@@ -138,6 +139,14 @@ TEST(Workers, HaveALineOfBoundedLengthAndAnEnd) {
   workers.end();
   EXPECT_FALSE(workers.run([&] { ++done; }));
   EXPECT_EQ(done, 3);
+}
+
+TEST(Workers, LetGoOfWorkThatBringsMoreWorkAsItGoes) {
+  Workers workers(1, 2);
+  std::atomic<bool> done{false};
+  std::shared_ptr<void> leaving(nullptr, [&](void*) { workers.run([&] { done = true; }); });
+  ASSERT_TRUE(workers.run([leaving = std::move(leaving)] {}));
+  while (!done) std::this_thread::sleep_for(1ms);
 }
 
 TEST(Guard, ComparesSecretsWhole) {
