@@ -50,7 +50,7 @@ bool restartsCaptures(int control) {
 Response setControl(LiveCamera& live, const Request& request) {
   const auto camera = live.slot->camera();
   const orq_control_info info = camera->control(request.capture("control"));
-  const Body body(request);
+  const Body body(request, {"value", "automatic"});
   const bool automatic = body.truth("automatic").value_or(false);
   const std::optional<std::int64_t> value = body.whole("value");
   if (!automatic && !value) throw InvalidError("value is missing");
@@ -82,7 +82,7 @@ int intOf(const Body& body, const char* name, int otherwise) {
 
 Response setRegion(LiveCamera& live, const Request& request) {
   const auto camera = live.slot->camera();
-  const Body body(request);
+  const Body body(request, {"start_x", "start_y", "width", "height", "bin", "format"});
   orq_region set{};
   live.slot->turns().change("the region", [&] {
     orq_region wanted = camera->region();
@@ -99,7 +99,7 @@ Response setRegion(LiveCamera& live, const Request& request) {
 
 Response setCooler(LiveCamera& live, const Request& request) {
   const auto camera = live.slot->camera();
-  const Body body(request);
+  const Body body(request, {"on", "target_c"});
   if (body.truth("on").value_or(true)) {
     const auto target = body.number("target_c");
     if (!target) throw InvalidError("target_c is missing");
@@ -112,7 +112,7 @@ Response setCooler(LiveCamera& live, const Request& request) {
 
 Response setCorrections(LiveCamera& live, const Request& request) {
   const auto camera = live.slot->camera();
-  const Body body(request);
+  const Body body(request, {"dark", "hot_pixels"});
   if (const auto dark = body.truth("dark")) {
     const orq_dark_choice choice = camera->darkChoice();
     if (!*dark) {
@@ -145,7 +145,7 @@ void addSettingRoutes(Router& router, Live& live) {
   router.add("PUT", "/api/v1/cameras/{camera}/corrections",
              [of](const Request& request) { return setCorrections(of(request), request); });
   router.add("PUT", "/api/v1/cameras/{camera}/view", [of](const Request& request) {
-    const auto running = Body(request).truth("running");
+    const auto running = Body(request, {"running"}).truth("running");
     if (!running) throw InvalidError("running is missing");
     of(request).view.setRunning(*running);
     return Response::json({{"running", *running}});
