@@ -4,14 +4,13 @@ import json
 import os
 import re
 import sys
-import threading
 import unittest
 from array import array
 
 from alpaca import (ACTION_NOT_IMPLEMENTED, CAMERA_GETS, COMMON_GETS, FITS_TYPE, FOCUSER_GETS, GETS, INVALID_OPERATION, INVALID_VALUE,
                     NOT_CONNECTED, NOT_IMPLEMENTED, PUTS, Client, Fault)
 from models import MODELS
-from server import PATIENCE, Server
+from server import Server
 
 WITHOUT_CONNECTION = set(COMMON_GETS) - {"devicestate"}
 GOOD = {"boolean": "True", "integer": "1", "number": "1", "string": "some words"}
@@ -211,39 +210,6 @@ class Tests(unittest.TestCase):
             client.put("binx", BinX=1)
             client.put("numx", NumX=client.get("cameraxsize"))
             client.put("numy", NumY=client.get("cameraysize"))
-
-    def test_numbers_of_a_subframe_that_are_set_at_the_same_time_all_hold(self):
-        number = list(MODELS).index("l3m")
-        names = ("startx", "starty", "numx", "numy")
-        clients = [Client(self.server, number, identity=20 + i) for i in range(len(names))]
-        for client in clients:
-            client.put("connected", Connected="True")
-        together = threading.Barrier(len(names))
-        wrong = []
-
-        def change(client, name, parameter):
-            try:
-                for value in range(1, 51):
-                    together.wait(PATIENCE)
-                    client.put(name, **{parameter: value})
-                    together.wait(PATIENCE)
-                    if client.get(name) != value:
-                        wrong.append((name, value))
-            except Exception as failure:  # told by the test's own thread
-                wrong.append(failure)
-                together.abort()
-
-        threads = [threading.Thread(target=change, args=each) for each in zip(clients, names, ("StartX", "StartY", "NumX", "NumY"))]
-        for thread in threads:
-            thread.start()
-        for thread in threads:
-            thread.join()
-        self.assertEqual(wrong, [])
-        size = clients[0].get("cameraxsize"), clients[0].get("cameraysize")
-        for name, parameter, value in zip(names, ("StartX", "StartY", "NumX", "NumY"), (0, 0, *size)):
-            clients[0].put(name, **{parameter: value})
-        for client in clients:
-            client.close()
 
     def test_an_exposure_from_its_start_to_its_picture(self):
         client = Client(self.server, list(MODELS).index("l3m"), identity=5)
