@@ -126,6 +126,26 @@ class Tests(unittest.TestCase):
         self.assertEqual(self.page.json(CAMERA + "controls/Gain", "PUT", [1])[0], 400)
         self.assertTrue(self.page.put("controls/Gain", automatic=True)[1]["automatic"])
 
+    def test_fields_that_nobody_knows_are_refused_by_name(self):
+        for method, path, known in (("PUT", "controls/Gain", {"value": 7}), ("PUT", "region", {"width": 640}), ("PUT", "view", {"running": False}),
+                                    ("PUT", "cooler", {"on": False}), ("PUT", "corrections", {"hot_pixels": False}), ("PUT", "focus", {"position": 3}),
+                                    ("POST", "exposure", {"save": False}), ("POST", "dark", {"frames": 1}), ("POST", "hot-pixels", {}),
+                                    ("POST", "warm-up", {}), ("POST", "abort", {}), ("POST", "recording", {"frames": 1}), ("DELETE", "recording", {})):
+            status, answer = self.page.json(CAMERA + path, method, {**known, "wdith": 1})
+            self.assertEqual((status, answer["error"]["name"]), (400, "invalid"), path)
+            self.assertIn("'wdith'", answer["error"]["text"])
+            for name in known:
+                self.assertIn(name, answer["error"]["text"])
+        self.assertEqual(self.page.get(CAMERA + "region")["width"], 1936, "nothing of it was done")
+        self.assertEqual(self.server.ask(CAMERA + "abort", "POST")[0], 202, "no body is no field")
+
+    def test_the_processor_load_counts_from_the_beginning(self):
+        with Server(cameras=CAMERAS) as server:
+            time.sleep(0.6)
+            used = server.processor_seconds()
+            told = Page(server).live()["server"]["cpu_percent"]
+            self.assertGreaterEqual(told, 100 * used / (time.monotonic() - server.began))
+
     def test_the_region_is_fitted(self):
         status, region = self.page.put("region", start_x=101, start_y=51, width=403, height=301, format=0)
         self.assertEqual(status, 200)

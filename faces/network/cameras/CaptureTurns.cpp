@@ -36,8 +36,8 @@ CaptureTurns::Turn CaptureTurns::take(Purpose purpose, std::chrono::milliseconds
   std::unique_lock lock(mutex_);
   if (!isView) ++wanted_;
   const auto decided = [&] {
-    if (isView) return !holder_ && wanted_ == 0;
-    return !holder_ || *holder_ != Purpose::view;
+    if (isView) return !holder_ && wanted_ == 0 && !changing_;
+    return holder_ ? *holder_ != Purpose::view : !changing_;
   };
   const bool inTime = changed_.wait_until(lock, end, decided);
   if (!isView) --wanted_;
@@ -49,6 +49,30 @@ CaptureTurns::Turn CaptureTurns::take(Purpose purpose, std::chrono::milliseconds
   }
   holder_ = purpose;
   return Turn(*this);
+}
+
+void CaptureTurns::change(const std::string& what, const std::function<void()>& change) {
+  std::unique_lock lock(mutex_);
+  changed_.wait(lock, [this] { return !changing_; });
+  if (holder_ && *holder_ != Purpose::view) {
+    throw BusyError(what + " stays as it is during " + nameOf(*holder_) + "; wait for its end, or stop it");
+  }
+  changing_ = true;
+  lock.unlock();
+  const auto end = [this] {
+    {
+      const std::scoped_lock again(mutex_);
+      changing_ = false;
+    }
+    changed_.notify_all();
+  };
+  try {
+    change();
+  } catch (...) {
+    end();
+    throw;
+  }
+  end();
 }
 
 std::optional<Purpose> CaptureTurns::holder() const {

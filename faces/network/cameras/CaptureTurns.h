@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -37,6 +38,10 @@ class CaptureTurns {
   /// Waits at most `patience`: for a view that is to give way, or, for a view, until nobody else has the capture.
   /// Throws BusyError, which says what the camera does. What is no view waits for views only.
   Turn take(Purpose purpose, std::chrono::milliseconds patience = std::chrono::seconds(5));
+  /// Runs `change`, which changes what captures depend on, while nobody but a view captures and nobody else
+  /// changes anything. Whoever wants a capture meanwhile waits for its end. Throws BusyError, which says what the
+  /// camera does: an exposure or a recording keeps what it began with. `what` is to change: "the region".
+  void change(const std::string& what, const std::function<void()>& change);
   /// What the capture is for now; nothing: nobody has it.
   std::optional<Purpose> holder() const;
 
@@ -44,7 +49,8 @@ class CaptureTurns {
   mutable std::mutex mutex_;
   std::condition_variable changed_;
   std::optional<Purpose> holder_;
-  int wanted_ = 0;  ///< those that wait for a view to give way
+  int wanted_ = 0;         ///< those that wait for a view to give way
+  bool changing_ = false;  ///< what captures depend on
 };
 
 }  // namespace orq::network

@@ -40,10 +40,11 @@ void Workers::loop() {
   for (;;) {
     changed_.wait(lock, [this] { return ending_ || !line_.empty(); });
     if (line_.empty()) return;
-    const std::function<void()> work = std::move(line_.front());
+    std::function<void()> work = std::move(line_.front());
     line_.pop_front();
     lock.unlock();
     work();
+    work = nullptr;  // what it holds goes without the lock, and may bring more work
     lock.lock();
   }
 }

@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <orqcam/orqcam.hpp>
 #include <string>
@@ -86,6 +87,39 @@ TEST(CaptureTurns, AViewGivesWayToAnExposureAndAnExposureToNobody) {
   EXPECT_THROW(turns.take(Purpose::exposure, 1ms), BusyError);  // a view that does not give way
 }
 
+TEST(CaptureTurns, AChangeAndAnExposureKeepOutOfEachOthersWay) {
+  CaptureTurns turns;
+  std::atomic<bool> changing{false};
+  std::atomic<bool> go{false};
+  std::atomic<int> changes{0};
+  const auto change = [&] {
+    turns.change("the region", [&] {
+      EXPECT_FALSE(changing.exchange(true)) << "two change at a time";
+      while (!go) std::this_thread::sleep_for(1ms);
+      changing = false;
+      ++changes;
+    });
+  };
+  std::thread first(change);
+  while (!changing) std::this_thread::sleep_for(1ms);
+  std::thread second(change);
+  EXPECT_THROW(turns.take(Purpose::exposure, 1ms), BusyError);
+  EXPECT_THROW(turns.take(Purpose::view, 1ms), BusyError);
+  EXPECT_EQ(changes, 0);
+  go = true;
+  first.join();
+  second.join();
+  EXPECT_EQ(changes, 2);
+  EXPECT_THROW(turns.change("the region", [] { throw RangeError("too wide"); }), RangeError);
+  {
+    const CaptureTurns::Turn view = turns.take(Purpose::view, 1min);
+    turns.change("the region", [&] { ++changes; });
+  }
+  const CaptureTurns::Turn exposure = turns.take(Purpose::exposure, 1min);
+  EXPECT_THROW(turns.change("the region", [&] { ++changes; }), BusyError);
+  EXPECT_EQ(changes, 3);
+}
+
 TEST(Workers, HaveALineOfBoundedLengthAndAnEnd) {
   Workers workers(1, 2);
   std::atomic<bool> go{false};
@@ -105,6 +139,14 @@ TEST(Workers, HaveALineOfBoundedLengthAndAnEnd) {
   workers.end();
   EXPECT_FALSE(workers.run([&] { ++done; }));
   EXPECT_EQ(done, 3);
+}
+
+TEST(Workers, LetGoOfWorkThatBringsMoreWorkAsItGoes) {
+  Workers workers(1, 2);
+  std::atomic<bool> done{false};
+  std::shared_ptr<void> leaving(nullptr, [&](void*) { workers.run([&] { done = true; }); });
+  ASSERT_TRUE(workers.run([leaving = std::move(leaving)] {}));
+  while (!done) std::this_thread::sleep_for(1ms);
 }
 
 TEST(Guard, ComparesSecretsWhole) {

@@ -46,6 +46,8 @@ class CameraDevice : public Device {
 
   // CameraExposure.cpp
   void addSubframe();
+  Subframe wholePicture() const;
+  Subframe subframe() const;
   void addExposure();
   int format() const;
   Optics optics() const;

@@ -36,23 +36,30 @@ Optics CameraDevice::optics() const {
   return now;
 }
 
+Subframe CameraDevice::wholePicture() const {
+  const orq_camera_info sensor = info();
+  return {0, 0, sensor.sensor_width, sensor.sensor_height};
+}
+
+Subframe CameraDevice::subframe() const {
+  const Subframe whole = wholePicture();
+  const std::scoped_lock lock(mutex_);
+  return subframe_.value_or(whole);
+}
+
 void CameraDevice::addSubframe() {
-  const auto subframe = [this] {
-    const std::scoped_lock lock(mutex_);
-    const orq_camera_info sensor = info();
-    return subframe_.value_or(Subframe{0, 0, sensor.sensor_width, sensor.sensor_height});
-  };
-  const auto addField = [this, subframe](const std::string& name, int Subframe::*field) {
+  const auto addField = [this](const std::string& name, int Subframe::*field) {
     std::string lower = name;
     for (char& c : lower) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    addGet(lower, [subframe, field](const Call&) { return subframe().*field; });
-    addPut(lower, [this, subframe, field, name](const Call& call) -> std::optional<Json> {
-      Subframe wanted = subframe();
-      wanted.*field = call.integer(name);
+    addGet(lower, [this, field](const Call&) { return subframe().*field; });
+    addPut(lower, [this, field, name](const Call& call) -> std::optional<Json> {
+      const int wanted = call.integer(name);
       // Clients set one number after the other: only the exposure tells whether they fit together.
-      if (wanted.*field < 0) throw CallError(kInvalidValue, name + " is not negative");
+      if (wanted < 0) throw CallError(kInvalidValue, name + " is not negative");
+      const Subframe whole = wholePicture();
       const std::scoped_lock lock(mutex_);
-      subframe_ = wanted;
+      if (!subframe_) subframe_ = whole;
+      *subframe_.*field = wanted;
       return std::nullopt;
     });
   };
@@ -98,12 +105,7 @@ void CameraDevice::startExposure(const Call& call) {
   }
   const std::int64_t us = std::max<std::int64_t>(std::llround(seconds * kMicroseconds), range.minimum);
   const Optics now = optics();
-  Subframe wanted;
-  {
-    const std::scoped_lock lock(mutex_);
-    const orq_camera_info sensor = info();
-    wanted = subframe_.value_or(Subframe{0, 0, sensor.sensor_width, sensor.sensor_height});
-  }
+  const Subframe wanted = subframe();
   const std::shared_ptr<Camera> open = camera();
   const auto fit = [&open](const orq_region& region) {
     try {

@@ -161,11 +161,9 @@ void CameraDevice::addControls() {
     if (wanted < 0 || static_cast<std::size_t>(wanted) >= readoutModes().size()) {
       throw CallError(kInvalidValue, "there is no readout mode " + std::to_string(wanted));
     }
-    const std::optional<Purpose> holder = slot().turns().holder();
-    if (exposures_.isUnderWay() || (holder && *holder != Purpose::view)) {
-      throw CallError(kInvalidOperation, "an exposure or a recording is under way; wait for its end");
+    if (const std::optional<int> id = controlOfModes()) {
+      slot().turns().change("the readout mode", [&] { camera()->control(*id, wanted); });
     }
-    if (const std::optional<int> id = controlOfModes()) camera()->control(*id, wanted);
     return std::nullopt;
   });
 }

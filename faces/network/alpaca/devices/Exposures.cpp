@@ -82,11 +82,6 @@ void Exposures::abort() {
   }
 }
 
-bool Exposures::isUnderWay() const {
-  const std::scoped_lock lock(mutex_);
-  return underWay_;
-}
-
 Exposures::Standing Exposures::standing() const {
   std::uint64_t wholeUs = 0;
   {

@@ -38,7 +38,6 @@ class Exposures {
   Standing standing() const;
   /// The last picture; null: there is none, or another one is under way.
   std::shared_ptr<const Image> image() const;
-  bool isUnderWay() const;
 
  private:
   void begin(std::uint64_t exposureUs);

@@ -47,7 +47,7 @@ function showCounters() {
   const { counters, camera, server, devices } = state;
   put('c-fps', `${state.view.fps.toFixed(1)} fps`);
   put('c-page', `${view.fps.toFixed(1)} fps`);
-  put('c-cpu', `${server.cpu_percent.toFixed(0)} %`);
+  put('c-cpu', server.cpu_percent === null ? '–' : `${server.cpu_percent.toFixed(0)} %`);
   put('c-free', bytes(server.free_bytes));
   put('c-link', camera ? (camera.usb >= 3 ? 'USB 3' : camera.usb === 2 ? 'USB 2' : '–') : '–');
   const sensor = devices?.sensor_c;

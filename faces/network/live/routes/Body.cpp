@@ -1,5 +1,6 @@
 #include "live/routes/Body.h"
 
+#include <algorithm>
 #include <cmath>
 #include <orqcam/orqcam.hpp>
 
@@ -8,11 +9,28 @@ namespace {
 
 // A whole number that a double holds exactly.
 constexpr double kLargestWhole = 9007199254740992.0;
+constexpr std::size_t kLongestTold = 64;  // of a name that means nothing here
+
+std::string listOf(std::initializer_list<std::string_view> known) {
+  if (known.size() == 0) return "it takes none";
+  std::string list = "it takes ";
+  for (const std::string_view name : known) {
+    if (list.back() != ' ') list += ", ";
+    list += name;
+  }
+  return list;
+}
 
 }  // namespace
 
-Body::Body(const Request& request) : value_(nlohmann::json::parse(request.body, nullptr, false)) {
+Body::Body(const Request& request, std::initializer_list<std::string_view> known)
+    : value_(request.body.empty() ? nlohmann::json::object()
+                                  : nlohmann::json::parse(request.body, nullptr, false)) {
   if (!value_.is_object()) throw InvalidError("the body must be a JSON object");
+  for (const auto& [name, value] : value_.items()) {
+    if (std::find(known.begin(), known.end(), name) != known.end()) continue;
+    throw InvalidError("this request has no field '" + name.substr(0, kLongestTold) + "'; " + listOf(known));
+  }
 }
 
 const nlohmann::json* Body::find(const char* name) const {

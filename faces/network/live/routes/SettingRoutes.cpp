@@ -40,14 +40,6 @@ Response listControls(LiveCamera& live) {
   return Response::json({{"controls", list}});
 }
 
-// An exposure or a recording gives way to nobody.
-void demandNoCapture(LiveCamera& live, const std::string& what) {
-  const std::optional<Purpose> holder = live.slot->turns().holder();
-  if (holder && *holder != Purpose::view) {
-    throw BusyError(what + " stays as it is during " + nameOf(*holder) + "; wait for its end, or stop it");
-  }
-}
-
 // Of these a change begins a capture anew.
 bool restartsCaptures(int control) {
   constexpr std::array kThose = {ORQ_CONTROL_HARDWARE_BIN, ORQ_CONTROL_HIGH_SPEED, ORQ_CONTROL_MONO_BIN,
@@ -58,14 +50,21 @@ bool restartsCaptures(int control) {
 Response setControl(LiveCamera& live, const Request& request) {
   const auto camera = live.slot->camera();
   const orq_control_info info = camera->control(request.capture("control"));
-  if (restartsCaptures(info.id)) demandNoCapture(live, info.name);
-  const Body body(request);
-  if (body.truth("automatic").value_or(false)) {
-    camera->automatic(info.id);
+  const Body body(request, {"value", "automatic"});
+  const bool automatic = body.truth("automatic").value_or(false);
+  const std::optional<std::int64_t> value = body.whole("value");
+  if (!automatic && !value) throw InvalidError("value is missing");
+  const auto set = [&] {
+    if (automatic) {
+      camera->automatic(info.id);
+    } else {
+      camera->control(info.id, *value);
+    }
+  };
+  if (restartsCaptures(info.id)) {
+    live.slot->turns().change(info.name, set);
   } else {
-    const auto value = body.whole("value");
-    if (!value) throw InvalidError("value is missing");
-    camera->control(info.id, *value);
+    set();
   }
   return Response::json(controlOf(*camera, info));
 }
@@ -83,21 +82,24 @@ int intOf(const Body& body, const char* name, int otherwise) {
 
 Response setRegion(LiveCamera& live, const Request& request) {
   const auto camera = live.slot->camera();
-  demandNoCapture(live, "the region");
-  const Body body(request);
-  orq_region wanted = camera->region();
-  wanted.start_x = intOf(body, "start_x", wanted.start_x);
-  wanted.start_y = intOf(body, "start_y", wanted.start_y);
-  wanted.width = intOf(body, "width", wanted.width);
-  wanted.height = intOf(body, "height", wanted.height);
-  wanted.bin = intOf(body, "bin", wanted.bin);
-  wanted.format = intOf(body, "format", wanted.format);
-  return Response::json(regionOf(camera->region(wanted)));
+  const Body body(request, {"start_x", "start_y", "width", "height", "bin", "format"});
+  orq_region set{};
+  live.slot->turns().change("the region", [&] {
+    orq_region wanted = camera->region();
+    wanted.start_x = intOf(body, "start_x", wanted.start_x);
+    wanted.start_y = intOf(body, "start_y", wanted.start_y);
+    wanted.width = intOf(body, "width", wanted.width);
+    wanted.height = intOf(body, "height", wanted.height);
+    wanted.bin = intOf(body, "bin", wanted.bin);
+    wanted.format = intOf(body, "format", wanted.format);
+    set = camera->region(wanted);
+  });
+  return Response::json(regionOf(set));
 }
 
 Response setCooler(LiveCamera& live, const Request& request) {
   const auto camera = live.slot->camera();
-  const Body body(request);
+  const Body body(request, {"on", "target_c"});
   if (body.truth("on").value_or(true)) {
     const auto target = body.number("target_c");
     if (!target) throw InvalidError("target_c is missing");
@@ -110,7 +112,7 @@ Response setCooler(LiveCamera& live, const Request& request) {
 
 Response setCorrections(LiveCamera& live, const Request& request) {
   const auto camera = live.slot->camera();
-  const Body body(request);
+  const Body body(request, {"dark", "hot_pixels"});
   if (const auto dark = body.truth("dark")) {
     const orq_dark_choice choice = camera->darkChoice();
     if (!*dark) {
@@ -143,7 +145,7 @@ void addSettingRoutes(Router& router, Live& live) {
   router.add("PUT", "/api/v1/cameras/{camera}/corrections",
              [of](const Request& request) { return setCorrections(of(request), request); });
   router.add("PUT", "/api/v1/cameras/{camera}/view", [of](const Request& request) {
-    const auto running = Body(request).truth("running");
+    const auto running = Body(request, {"running"}).truth("running");
     if (!running) throw InvalidError("running is missing");
     of(request).view.setRunning(*running);
     return Response::json({{"running", *running}});

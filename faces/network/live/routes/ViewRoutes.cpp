@@ -1,6 +1,7 @@
 #include <sys/resource.h>
 
 #include <chrono>
+#include <memory>
 #include <mutex>
 #include <nlohmann/json.hpp>
 #include <utility>
@@ -16,14 +17,18 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int kLargestSide = 16'384;
 
-// The processor time of this program, as a share of one core since it was last asked for.
+constexpr double kShortestSpan = 0.5;  // seconds that tell something
+
+// The processor time of this program, as a share of one core: since it was last asked for, at first since its
+// start.
 class Load {
  public:
-  double percent() {
+  // Null: too early to tell.
+  Json percent() {
     const std::scoped_lock lock(mutex_);
     const auto now = Clock::now();
     const std::chrono::duration<double> span = now - at_;
-    if (span.count() < 0.5) return percent_;
+    if (span.count() < kShortestSpan) return percent_;
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
     const auto seconds = [](const timeval& time) {
@@ -38,15 +43,10 @@ class Load {
 
  private:
   std::mutex mutex_;
-  Clock::time_point at_{};
+  Clock::time_point at_ = Clock::now();
   double used_ = 0.0;
-  double percent_ = 0.0;
+  Json percent_;
 };
-
-Load& load() {
-  static Load ours;
-  return ours;
-}
 
 std::uint64_t newerThan(const Request& request) {
   const std::optional<std::string> text = request.query.find("after");
@@ -138,7 +138,7 @@ void tellOpen(const Camera& camera, Json& told) {
   }
 }
 
-Json stateOf(LiveCamera& live, const Folder& folder) {
+Json stateOf(LiveCamera& live, const Folder& folder, Load& load) {
   const CameraStanding standing = live.slot->standing();
   const std::optional<Purpose> holder = live.slot->turns().holder();
   const WorkState work = live.work.state();
@@ -156,7 +156,7 @@ Json stateOf(LiveCamera& live, const Folder& folder) {
       {"recording", recordingOf(live.recorder.progress())},
       {"work",
        {{"kind", work.kind}, {"running", work.running}, {"result", work.result}, {"trouble", work.trouble}}},
-      {"server", {{"cpu_percent", load().percent()}, {"free_bytes", folder.freeBytes()}}}};
+      {"server", {{"cpu_percent", load.percent()}, {"free_bytes", folder.freeBytes()}}}};
   if (standing.info) told["camera"] = infoOf(*standing.info);
   if (const auto camera = live.slot->lastCamera()) tellOpen(*camera, told);
   return told;
@@ -175,8 +175,9 @@ void addViewRoutes(Router& router, Live& live) {
       "GET", "/api/v1/cameras/{camera}/stars", [&live](const Request& request, const Responder& responder) {
         live.at(request.capture("camera")).measures.askStars(areaOf(request), newerThan(request), responder);
       });
-  router.add("GET", "/api/v1/cameras/{camera}/live", [&live](const Request& request) {
-    return Response::json(stateOf(live.at(request.capture("camera")), live.folder()));
+  const auto load = std::make_shared<Load>();
+  router.add("GET", "/api/v1/cameras/{camera}/live", [&live, load](const Request& request) {
+    return Response::json(stateOf(live.at(request.capture("camera")), live.folder(), *load));
   });
 }
 

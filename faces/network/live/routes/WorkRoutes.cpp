@@ -17,6 +17,11 @@ constexpr double kLongestRecording = 7.0 * 24 * 3600;
 constexpr int kLastFocusPosition = 1023;
 using Uses = LongWork::Uses;
 
+// Of a request whose address says it all.
+void demandNoFields(const Request& request) {
+  const Body none(request, {});
+}
+
 Response accepted() {
   return Response::json({{"accepted", true}}, 202);
 }
@@ -60,7 +65,7 @@ std::string expose(Camera& camera, const LongWork::GoOn& goOn, std::chrono::micr
 }
 
 Response startExposure(LiveCamera& live, const Folder& folder, const Request& request) {
-  const Body body(request);
+  const Body body(request, {"exposure_us", "save"});
   const std::int64_t exposureUs = body.whole("exposure_us").value_or(0);
   if (exposureUs < 0 || exposureUs > kLongestExposureUs) throw InvalidError("exposure_us is no exposure time");
   const bool saves = body.truth("save").value_or(false);
@@ -76,7 +81,7 @@ Response startExposure(LiveCamera& live, const Folder& folder, const Request& re
 }
 
 Response startDark(LiveCamera& live, const Request& request) {
-  const int frames = within(Body(request), "frames", 0, 0, 16);
+  const int frames = within(Body(request, {"frames"}), "frames", 0, 0, 16);
   CaptureTurns& turns = live.slot->turns();
   live.work.start("dark", Uses::capture, [&turns, frames](Camera& camera, const LongWork::GoOn& goOn) {
     const CaptureTurns::Turn turn = turns.take(Purpose::exposure);
@@ -90,7 +95,8 @@ Response startDark(LiveCamera& live, const Request& request) {
   return accepted();
 }
 
-Response startHotPixels(LiveCamera& live) {
+Response startHotPixels(LiveCamera& live, const Request& request) {
+  demandNoFields(request);
   CaptureTurns& turns = live.slot->turns();
   live.work.start("hot-pixels", Uses::capture, [&turns](Camera& camera, const LongWork::GoOn& goOn) {
     const CaptureTurns::Turn turn = turns.take(Purpose::exposure);
@@ -105,7 +111,7 @@ Response startHotPixels(LiveCamera& live) {
 }
 
 Response startRecording(LiveCamera& live, const Request& request) {
-  const Body body(request);
+  const Body body(request, {"format", "name", "frames", "seconds"});
   RecordingWish wish;
   const std::string format = body.text("format").value_or("ser");
   if (format != "ser" && format != "fits") throw InvalidError("format must be ser or fits");
@@ -128,8 +134,9 @@ void addWorkRoutes(Router& router, Live& live) {
   router.add("POST", "/api/v1/cameras/{camera}/dark",
              [of](const Request& request) { return startDark(of(request), request); });
   router.add("POST", "/api/v1/cameras/{camera}/hot-pixels",
-             [of](const Request& request) { return startHotPixels(of(request)); });
+             [of](const Request& request) { return startHotPixels(of(request), request); });
   router.add("POST", "/api/v1/cameras/{camera}/warm-up", [of](const Request& request) {
+    demandNoFields(request);
     of(request).work.start("warm-up", Uses::nothing, [](Camera& camera, const LongWork::GoOn&) {
       camera.warmUp(kWarmUpPatience);
       return std::string("the sensor is warm");
@@ -137,7 +144,7 @@ void addWorkRoutes(Router& router, Live& live) {
     return accepted();
   });
   router.add("PUT", "/api/v1/cameras/{camera}/focus", [of](const Request& request) {
-    const int position = within(Body(request), "position", -1, 0, kLastFocusPosition);
+    const int position = within(Body(request, {"position"}), "position", -1, 0, kLastFocusPosition);
     of(request).work.start("focus", Uses::nothing, [position](Camera& camera, const LongWork::GoOn&) {
       camera.focus(position);
       return "the lens is at " + std::to_string(position);
@@ -145,12 +152,14 @@ void addWorkRoutes(Router& router, Live& live) {
     return accepted();
   });
   router.add("POST", "/api/v1/cameras/{camera}/abort", [of](const Request& request) {
+    demandNoFields(request);
     of(request).work.abort();
     return accepted();
   });
   router.add("POST", "/api/v1/cameras/{camera}/recording",
              [of](const Request& request) { return startRecording(of(request), request); });
   router.add("DELETE", "/api/v1/cameras/{camera}/recording", [of](const Request& request) {
+    demandNoFields(request);
     of(request).recorder.stop();
     return accepted();
   });
