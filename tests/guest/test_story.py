@@ -40,7 +40,7 @@ class Stories(unittest.TestCase):
         self.assertEqual([name for name in named if name not in tests], [])
 
     def test_the_documentation_names_tests_that_exist(self):
-        sources = "".join(file.read_text(encoding="utf-8") for file in (HERE.parent / "link").glob("*_test.cpp"))
+        sources = "".join(file.read_text(encoding="utf-8") for file in HERE.parent.rglob("*_test.cpp"))
         tests = {f"{suite.removeprefix('Usb')}.{name}"
                  for suite, name in re.findall(r"^(?:TYPED_)?TEST(?:_F)?\((\w+), (\w+)\)", sources, re.M)}
         named = re.findall(r"`(\w+\.(?:\w+|\*))`", DOCUMENT.read_text(encoding="utf-8"))
@@ -48,6 +48,19 @@ class Stories(unittest.TestCase):
         self.assertGreater(len(named), 3)
         for name in named:
             self.assertTrue(any(fnmatch(test, name) for test in tests), name)
+
+    def test_every_fault_of_the_documentation_has_its_test_and_its_time(self):
+        faults = []
+        for table in re.findall(r"^\| Fault \|(?:.*\n)(?:\|.*\n)+", DOCUMENT.read_text(encoding="utf-8"), re.M):
+            head, _, *rows = [[cell.strip() for cell in line.strip("|").split("|")] for line in table.splitlines()]
+            self.assertEqual(head[2:], ["Within", "Shown by"])
+            for fault, _, _, shown in rows:
+                scripts = re.findall(r"`(scripts/[\w-]+)`", shown)
+                self.assertEqual([name for name in scripts if not (HERE.parent.parent / name).exists()], [])
+                is_named = bool(scripts) or re.search(r"(?:guest|network): \*|(?:link|unit): `\w+\.", shown)
+                self.assertTrue(is_named or (shown.startswith("the same") and faults), fault)
+                faults.append(fault)
+        self.assertGreater(len(faults), 30)
 
 
 class Words(unittest.TestCase):

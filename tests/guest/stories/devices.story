@@ -46,6 +46,7 @@ run orqcam temp
 
 == four cameras at once
 cameras k1c,prerender=2 k1m,prerender=2 k2m,prerender=2 h53m,prerender=2
+root echo 16 >/sys/module/usbcore/parameters/usbfs_memory_mb
 start a orqcam -c serial:0000000000000001 stream -e 10ms --center 640,480 -s 8
 shows a fps
 start b orqcam -c serial:0000000000000002 stream -e 10ms --center 640,480 -s 6

@@ -3,13 +3,12 @@
 == little memory for USB, one camera
 cameras k1c,prerender=2
 rank 1
-root echo 4 >/sys/module/usbcore/parameters/usbfs_memory_mb
-run orqcam stream -e 5ms -n 10
-  prints ^delivered = 10 frames
-  prints ^identity_holds = yes
-root echo 1 >/sys/module/usbcore/parameters/usbfs_memory_mb
-run orqcam stream -e 5ms -n 10
-  prints ^delivered = 10 frames
+for megabytes in 16 | 4 | 1
+  root echo {megabytes} >/sys/module/usbcore/parameters/usbfs_memory_mb
+  run orqcam stream -e 5ms -n 10
+    prints ^delivered = 10 frames
+    prints ^identity_holds = yes
+end
 root echo 16 >/sys/module/usbcore/parameters/usbfs_memory_mb
 
 == little memory for USB, four cameras
