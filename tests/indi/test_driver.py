@@ -15,7 +15,7 @@ import time
 import unittest
 
 from fits import Bus, Picture
-from indi import Client, Device, Server
+from indi import PATIENCE, Client, Device, Server
 
 DRIVER, TOOL, EMULATE = sys.argv[1:4]
 CAMERAS = "k1c,seed=5,k1m,seed=6"
@@ -218,9 +218,12 @@ class OnTheBus(unittest.TestCase):
         self.camera.set_number("RECORD_OPTIONS", RECORD_DURATION=1, RECORD_FRAME_TOTAL=7)
         self.camera.answered(lambda: self.camera.switch("RECORD_STREAM", "RECORD_FRAME_ON"), "RECORD_STREAM")
         self.camera.wait("RECORD_STREAM", lambda p: p["RECORD_OFF"] == "On" and p.state != "Busy")
-        with open(glob.glob(folder + "/**/a.ser", recursive=True)[0], "rb") as file:
-            content = file.read()
-        frames = int.from_bytes(content[38:42], "little")
+        frames, end = 0, time.monotonic() + PATIENCE
+        while frames == 0 and time.monotonic() < end:  # INDI tells of the end before it has closed the file
+            with open(glob.glob(folder + "/**/a.ser", recursive=True)[0], "rb") as file:
+                content = file.read()
+            frames = int.from_bytes(content[38:42], "little")
+            time.sleep(0.05)
         self.assertEqual((int.from_bytes(content[26:30], "little"), int.from_bytes(content[30:34], "little")), (64, 48))
         self.assertEqual((frames, len(content)), (7, 178 + 7 * (64 * 48 + 8)))
         self.picture(0.002)

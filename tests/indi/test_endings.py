@@ -14,7 +14,7 @@ import unittest
 from fits import Bus, Picture
 from indi import Client, Device, Server
 
-DRIVER, EMULATE = sys.argv[1:3]
+DRIVER, EMULATE = (os.path.abspath(path) for path in sys.argv[1:3])
 FIRST = "ORQ Camera"
 
 
@@ -57,7 +57,7 @@ COOL = busy_with("CCD_TEMPERATURE", lambda camera: camera.number("CCD_TEMPERATUR
 
 def warm_up(camera):
     COOL(camera)
-    camera.wait("CCD_COOLER_POWER", lambda p: p["CCD_COOLER_VALUE"] > 2)
+    camera.wait("CCD_COOLER_POWER", lambda p: p["CCD_COOLER_VALUE"] > 0)
     camera.switch("ORQ_WARM_UP", "START")
     camera.wait("ORQ_WARM_UP", lambda p: p.state == "Busy")
 
@@ -93,6 +93,7 @@ class Ended(unittest.TestCase):
         self.client.blobs.clear()
         self.camera.number("CCD_EXPOSURE", CCD_EXPOSURE_VALUE=0.002)
         self.client.wait("a picture", lambda: any(blob[1] == ".fits" for blob in self.camera.blobs()))
+        self.camera.settle("CCD_EXPOSURE")
 
     def test_what_a_disconnection_ends_is_over(self):
         for cameras, work in WORK.items():
@@ -101,7 +102,7 @@ class Ended(unittest.TestCase):
                 with self.subTest(name):
                     begin(self.camera)
                     self.camera.disconnect()
-                    self.assertEqual(in_state(self.client, "Busy", "Alert"), [])
+                    self.client.wait("its end", lambda: not in_state(self.client, "Busy", "Alert"))
                     self.camera.connect()
                     self.camera.wait("ORQ_STREAM")
                     self.picture()
@@ -178,8 +179,8 @@ class Ended(unittest.TestCase):
     def test_between_whole_degrees_and_recordings_nobody_could_write(self):
         self.stage("x26m,timescale=0.01")
         camera = self.camera
-        camera.number("CCD_TEMPERATURE", CCD_TEMPERATURE_VALUE=17.6)
-        camera.wait("CCD_TEMPERATURE", lambda p: p.state == "Ok" and abs(p["CCD_TEMPERATURE_VALUE"] - 18) < 0.3)
+        camera.number("CCD_TEMPERATURE", CCD_TEMPERATURE_VALUE=19.6)  # it is at 20 degrees
+        camera.wait("CCD_TEMPERATURE", lambda p: p.state == "Ok")
         for asked, slope in ((0.2, 1), (2.6, 3), (0, 0)):
             self.assertEqual(camera.set_number("CCD_TEMP_RAMP", RAMP_SLOPE=asked)["RAMP_SLOPE"], slope)
         for element, text in (("RECORD_FILE_DIR", ""), ("RECORD_FILE_NAME", "a/b")):
@@ -193,21 +194,22 @@ class Ended(unittest.TestCase):
         camera = self.camera
         camera.set_number("CCD_TEMP_RAMP", RAMP_SLOPE=4)
         camera.number("CCD_TEMPERATURE", CCD_TEMPERATURE_VALUE=0)
-        camera.wait("CCD_TEMPERATURE", lambda p: p.state == "Busy" and p["CCD_TEMPERATURE_VALUE"] < 17)
         self.assertEqual(Picture(camera.expose(0.01)[1])["SET-TEMP"], 16)
 
     def test_clients_that_want_all_nothing_or_pictures_only(self):
-        self.stage("k1m,seed=6", options=["-m", "4"])
+        self.stage("k1m,seed=6", options=["-m", "20"])
         nothing, only = Client(self.server.port, "Never"), Client(self.server.port, "Only")
         self.addCleanup(nothing.close)
         self.addCleanup(only.close)
         for client in (nothing, only):
             Device(client, FIRST).wait("ORQ_STREAM")
-        with socket.create_connection(("127.0.0.1", self.server.port)) as deaf:
+        with socket.socket() as deaf:
+            deaf.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 65536)
+            deaf.connect(("127.0.0.1", self.server.port))
             deaf.sendall(f'<getProperties version="1.7"/><enableBLOB device="{FIRST}">Also</enableBLOB>'.encode())
-            self.camera.set_switch("CCD_FRAME_RESET", "RESET")  # four megabytes each
+            self.camera.set_switch("CCD_FRAME_RESET", "RESET")  # six megabytes each, as INDI sends them
             sender = Device(only, FIRST)
-            for number in range(6):
+            for number in range(8):
                 sender.number("CCD_EXPOSURE", CCD_EXPOSURE_VALUE=0.002)  # after what it said about BLOBs
                 self.client.wait("a picture", lambda number=number: len(self.client.blobs) > number)
                 only.wait("a picture", lambda number=number: len(only.blobs) > number)

@@ -41,11 +41,11 @@ class Answer:
 
 
 class Tour:
-    def __init__(self, client, model):
-        self.client, self.camera, self.model = client, Device(client, FIRST), model
+    def __init__(self, client, viewer, model):
+        self.client, self.viewer, self.camera, self.model = client, viewer, Device(client, FIRST), model
         self.camera.simulate(f"{model},{QUICK}")
         self.camera.wait("ORQ_STREAM")  # that is defined last
-        self.toured, self.asked = 0, 10000
+        self.toured, self.asked, self.shots = 0, 10000, 0
         self.barrier()
 
     # ---- asking ----
@@ -125,6 +125,11 @@ class Tour:
             check(now["X"] + now["WIDTH"] <= width and now["Y"] + now["HEIGHT"] <= height and now["WIDTH"] * now["HEIGHT"] > 0, answer)
             if answer.state == "Alert":
                 self.refused(name, before, answer)
+        # What becomes of a region that no camera has is told at once, and is that of the picture.
+        shown = self.number(name, X=3, Y=5, WIDTH=101, HEIGHT=75).values
+        picture = self.picture()
+        held = {"X": picture["XORGSUBF"], "Y": picture["YORGSUBF"], "WIDTH": picture["NAXIS1"], "HEIGHT": picture["NAXIS2"]}
+        check(shown == held, name, "told", shown, "and the picture has", held)
         # One element alone leaves the others as they are.
         self.number(name, **whole)
         half = self.number(name, WIDTH=width // 2)
@@ -146,6 +151,10 @@ class Tour:
         region, whole = self.camera("CCD_FRAME"), self.camera("CCD_INFO")
         check((region["WIDTH"], region["HEIGHT"]) == (whole["CCD_MAX_X"], whole["CCD_MAX_Y"]), region.values)
         self.refused(name, dict(self.camera(name).values), self.number(name, HOR_BIN=1, VER_BIN=2), "bins alike in both directions")
+        if most > 1:
+            self.refused(name, dict(self.camera(name).values), self.number(name, HOR_BIN=1.5, VER_BIN=1.5), "bins alike in both directions")
+            check(self.number(name, VER_BIN=most).values == {"HOR_BIN": most, "VER_BIN": most}, self.camera(name).values)
+            self.number(name, HOR_BIN=1)
         self.number("CCD_FRAME", X=0, Y=0, WIDTH=64, HEIGHT=64)  # thirty frames of a large sensor fill a disk
 
     def pulses(self, name):
@@ -262,6 +271,10 @@ class Tour:
         else:
             for element in before:
                 for value in (long, "", before[element]):
+                    if (element, value) == ("RECORD_FILE_DIR", ""):  # none could be written there
+                        empty = self.ask(name, lambda: self.camera.text(name, RECORD_FILE_DIR=""))
+                        self.refused(name, dict(self.camera(name).values), empty, "must name a folder")
+                        continue
                     answer = self.ask(name, lambda element=element, value=value: self.camera.text(name, **{element: value}))
                     check(answer.state != "Alert" and answer.values[element] == value, name, element, answer)
         now = dict(self.camera(name).values)
@@ -278,6 +291,64 @@ class Tour:
             self.camera.number(name, **{element: -12345 for element in known.values})
             self.barrier()
             check(-12345 not in known.values.values(), name, known.values)
+
+    # ---- what the camera itself says ----
+
+    def picture(self):
+        """Known by its time: the viewer may still be busy with those before."""
+        self.shots += 1
+        wanted = 0.01 + self.shots / 1e3
+        self.camera.number("CCD_EXPOSURE", CCD_EXPOSURE_VALUE=wanted)
+
+        def ours():
+            found = [picture for picture in map(Picture, self.pictures()) if abs(picture["EXPTIME"] - wanted) < 4e-4]
+            return found[0] if found else None
+
+        picture = self.viewer.wait("a picture", ours)
+        self.camera.settle("CCD_EXPOSURE")
+        return picture
+
+    def pictures(self):
+        """That the viewer got since it was asked last."""
+        got, self.viewer.blobs[:] = list(self.viewer.blobs), []
+        return [content for _, form, content in got if form == ".fits"]
+
+    # Cards of a picture, which come from the camera, and the property that is to say the same.
+    CARDS = {"GAIN": ("CCD_GAIN", "GAIN"), "OFFSET": ("CCD_OFFSET", "OFFSET"), "GAMMA": ("CCD_CONTROLS", "Gamma"),
+             "WB_R": ("CCD_CONTROLS", "WB_R"), "WB_B": ("CCD_CONTROLS", "WB_B"), "EGAIN": ("ORQ_GAINS", "ELECTRONS_PER_COUNT"),
+             "XBINNING": ("CCD_BINNING", "HOR_BIN"), "YBINNING": ("CCD_BINNING", "VER_BIN"), "GPSLINE1": ("ORQ_GPS_LINES", "START"), "GPSLINE2": ("ORQ_GPS_LINES", "END")}
+    FLIPS = ("none", "h", "v", "both")
+
+    def agrees(self):
+        """With nothing as it was at first, a picture says of the camera what the properties say."""
+        self.number("CCD_BINNING", HOR_BIN=1, VER_BIN=1)
+        self.number("CCD_FRAME", X=32, Y=16, WIDTH=256, HEIGHT=128)
+        self.number("CCD_BINNING", HOR_BIN=min(2, self.camera("CCD_BINNING").limits["HOR_BIN"][1]))
+        for name in ("CCD_GAIN", "CCD_OFFSET", "CCD_CONTROLS"):
+            for element in ("GAIN", "OFFSET", "Gamma", "WB_R", "WB_B", "Flip", "HighSpeedMode"):
+                if self.camera(name) is None or element not in self.camera(name).limits:
+                    continue
+                low, high = self.camera(name).limits[element]
+                self.number(name, **{element: low + (high - low + 2) // 3})
+        if self.camera("ORQ_GPS_LINES") is not None:
+            self.number("ORQ_GPS_LINES", START=21, END=84)
+        picture = self.picture()
+        compared = 0
+        for card, (name, element) in self.CARDS.items():
+            known = self.camera(name)
+            if card not in picture.cards or known is None or element not in known.values:
+                continue
+            compared += 1
+            check(abs(picture[card] - known[element]) <= 1e-4 * abs(known[element]), card, picture[card], "and", name, known.values)
+        check(compared >= 5, "only", compared, "of", picture.cards)
+        check(picture["FLIPPED"] == self.FLIPS[int(self.camera("CCD_CONTROLS")["Flip"])], picture["FLIPPED"], self.camera("CCD_CONTROLS").values)
+        check(picture["INSTRUME"] == self.camera("ORQ_IDENTITY")["MODEL"], picture["INSTRUME"])
+        bayer = self.camera("CCD_CFA")
+        check(picture.cards.get("BAYERPAT", "") == (bayer["CFA_TYPE"] if bayer is not None else ""), picture.cards)
+        held = [picture[card] * picture["XBINNING"] for card in ("XORGSUBF", "YORGSUBF", "NAXIS1", "NAXIS2")]  # it counts its own pixels
+        check(held == [self.camera("CCD_FRAME")[key] for key in ("X", "Y", "WIDTH", "HEIGHT")], held, self.camera("CCD_FRAME").values)
+        self.number("CCD_BINNING", HOR_BIN=1)
+        self.number("CCD_CONTROLS", Flip=0)
 
     # ---- all of it ----
 
@@ -312,12 +383,12 @@ def main():
     try:
         for model in sys.argv[4:] or models():
             begin = time.monotonic()
-            tour = Tour(client, model)
+            tour = Tour(client, viewer, model)
             try:
                 own |= {name for name in tour.all() if name.startswith("ORQ_")}
+                tour.agrees()
                 tour.camera.set_switch("CCD_FRAME_RESET", "RESET")
-                pictures = Device(viewer, FIRST)
-                picture = Picture(pictures.expose(0.01)[1])
+                picture = tour.picture()
                 width, height = (tour.camera("CCD_INFO")[key] for key in ("CCD_MAX_X", "CCD_MAX_Y"))
                 check((picture["NAXIS1"], picture["NAXIS2"], picture.whole) == (width, height, True), picture.cards)
                 check(not picture.doubles, picture.doubles)

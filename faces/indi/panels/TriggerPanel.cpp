@@ -132,7 +132,10 @@ bool TriggerPanel::set(const NumberRequest& request) {
       pulse.delay_us = static_cast<std::int32_t>(std::lround(wanted[1]));
       pulse.length_us = static_cast<std::int32_t>(std::lround(wanted[2]));
       camera_->triggerOutput(static_cast<int>(i), pulse);
-      for (std::size_t k = 0; k < std::size(wanted); ++k) property[k].setValue(wanted[k]);
+      pulse = camera_->triggerOutput(static_cast<int>(i));  // as the camera holds it
+      property[0].setValue(pulse.active_high);
+      property[1].setValue(pulse.delay_us);
+      property[2].setValue(pulse.length_us);
     } catch (const Error& failure) {
       DEBUGFDEVICE(device_.getDeviceName(), INDI::Logger::DBG_ERROR, "%s", failure.what());
       property.setState(IPS_ALERT);
