@@ -24,6 +24,7 @@ from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
 
 PATIENCE = 30
+FIRST_PICTURE = 1.0  # seconds from the address to the first picture
 SWITCHES = ("--headless=new", "--no-sandbox", "--disable-gpu", "--disable-dev-shm-usage", "--no-proxy-server",
             "--hide-scrollbars")
 
@@ -74,6 +75,13 @@ class Page:
         self.driver = webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
         self.size(width, height)
         self.address = address
+        # The page itself draws its picture by this; milliseconds since the address was entered.
+        self.driver.execute_cdp_cmd("Page.addScriptToEvaluateOnNewDocument", {"source": """
+            const draw = CanvasRenderingContext2D.prototype.drawImage;
+            CanvasRenderingContext2D.prototype.drawImage = function (...words) {
+              window.firstPictureAt ??= performance.now();
+              return draw.apply(this, words);
+            };"""})
 
     def size(self, width, height, ratio=1, phone=False):
         self.driver.execute_cdp_cmd("Emulation.setDeviceMetricsOverride",
@@ -87,6 +95,13 @@ class Page:
 
     def text(self, name):
         return self.driver.execute_script("return document.getElementById(arguments[0]).textContent", name)
+
+    def choose_camera(self, number, model):
+        self.driver.execute_script("""
+            const choice = document.getElementById('camera');
+            choice.value = arguments[0];
+            choice.dispatchEvent(new Event('change'));""", str(number))
+        eventually(f"the {model}", lambda: model in self.driver.title)
 
     def click(self, name):
         self.driver.execute_script("document.getElementById(arguments[0]).scrollIntoView({block: 'center'})", name)
@@ -112,6 +127,14 @@ class Page:
     def shows_picture(self):
         return self.pixels("picture").convert("L").getextrema()[1] > 60
 
+    def shows_crosshair(self):
+        """Whether a red line crosses the middle."""
+        image = self.pixels("picture")
+        width, height = image.size
+        band = image.crop((0, height // 2 - 1, width, height // 2 + 2)).load()
+        red = [any(band[x, y][0] > 150 and band[x, y][0] > 1.4 * band[x, y][1] for y in range(3)) for x in range(width)]
+        return sum(red) > 0.9 * width
+
     def brightest(self):
         return int(re.search(r"to (\d+) of", self.text("levels")).group(1))
 
@@ -133,11 +156,18 @@ def told(text):
 
 
 def first_picture(page):
-    begin = time.monotonic()
     page.open()
-    eventually("a picture", page.shows_picture)
-    told(f"first picture {time.monotonic() - begin:.2f} s after opening the page")
+    took = eventually("a picture", lambda: page.driver.execute_script("return window.firstPictureAt")) / 1000
+    eventually("light in it", page.shows_picture)
     eventually("the camera's name", lambda: "ORQ" in page.driver.title)
+    return took
+
+
+def opened_soon(page):
+    """The best of three: a computer that does something else as well is not what is measured. The first begins the video, too."""
+    took = [first_picture(page) for _ in range(3)]
+    told(f"first picture {', '.join(f'{each:.2f}' for each in took)} s after opening the page")
+    assert min(took) <= FIRST_PICTURE, f"the first picture takes more than {FIRST_PICTURE} s"
 
 
 def exposure_and_gain(page):
@@ -166,6 +196,71 @@ def stretch(page):
     told("the stretch obeys by hand and by itself")
 
 
+def stretch_on_the_histogram(page):
+    page.driver.execute_script("document.getElementById('histogram').scrollIntoView({block: 'center'})")
+    ActionChains(page.driver).move_to_element_with_offset(page.find("histogram"), 60, 0) \
+        .click_and_hold().move_by_offset(40, 0).release().perform()
+    points = eventually("points by hand", lambda: page.driver.execute_script("return (await import('/page/view.js')).view.stretch"))
+    assert not page.find("stretch-auto").is_selected()
+    page.click("stretch-auto")
+    told(f"dragged on the histogram: {[round(point, 4) for point in points]}")
+
+
+def automatic(page, server):
+    state = lambda: next(one for one in server.ask("api/v1/cameras/0/controls")["controls"] if one["name"] == "Exposure")
+    page.click("control-Exposure-auto")
+    eventually("automatic exposure", lambda: state()["automatic"])
+    eventually("a field that shows it", lambda: not page.find("control-Exposure").is_enabled())
+    page.click("control-Exposure-auto")
+    eventually("exposure by hand", lambda: not state()["automatic"])
+    eventually("a field to write to", page.find("control-Exposure").is_enabled)
+    told("the exposure sets itself, and is set by hand again")
+
+
+def keyboard(page, server):
+    keys = lambda text: ActionChains(page.driver).send_keys(text).perform()
+    pressed = lambda name: page.find(name).get_attribute("aria-pressed") == "true"
+    page.driver.execute_script("document.activeElement.blur()")
+    assert not page.shows_crosshair()
+    for key, name in (("c", "crosshair"), ("m", "mark-stars"), ("r", "draw-region"), ("n", "night")):
+        before = pressed(name)
+        for wanted in (not before, before):
+            keys(key)
+            eventually(f"{name} by its key", lambda: pressed(name) == wanted)
+    keys("c")
+    eventually("the crosshair", page.shows_crosshair)
+    keys("c")
+    keys("1")
+    eventually("100 %", lambda: page.text("zoom") == "100 %")
+    keys("f")
+    eventually("the whole frame", lambda: page.text("zoom") == "fit")
+    for wanted in (False, True):
+        keys(" ")
+        eventually("the live video, or none", lambda: server.ask("api/v1/cameras/0/live")["view"]["running"] == wanted)
+        eventually("its button", lambda: pressed("live") == wanted)
+    keys("?")
+    eventually("the list of keys", page.find("keys").is_displayed)
+    keys(Keys.ESCAPE)
+    eventually("its end", lambda: not page.find("keys").is_displayed())
+    told("the page obeys the keyboard")
+
+
+def counters(page):
+    """Always in sight, whatever is scrolled."""
+    for name in ("c-fps", "c-page", "c-rate", "c-frames", "c-lost", "c-dropped", "c-link", "c-cpu", "c-free"):
+        eventually(f"{name} to be told", lambda: re.search(r"\d", page.text(name)))
+    place = page.driver.execute_script("const r = document.getElementById('counters').getBoundingClientRect(); return [r.top, r.bottom, innerHeight]")
+    assert 0 <= place[0] < place[1] <= place[2] + 1, place
+
+
+def night(page, path):
+    page.click("night")
+    page.shot(path)
+    _, green, blue = Image.open(path).convert("RGB").split()
+    assert max(green.getextrema()[1], blue.getextrema()[1]) < 12, "the night is red"
+    page.click("night")
+
+
 def zoom(page):
     page.click("zoom-one")
     eventually("100 %", lambda: page.text("zoom") == "100 %")
@@ -180,6 +275,7 @@ def focus_aid(page):
     hfr = eventually("a radius", lambda: float(page.text("hfr")))
     told(f"focus aid: HFR {hfr}, FWHM {page.text('fwhm')}, {page.text('star-count')} stars")
     assert 0.8 < hfr < 4.0
+    eventually("its curve", lambda: len(page.pixels("focus-curve").getcolors(100_000)) > 20)
 
 
 def region(page, server):
@@ -204,6 +300,7 @@ def recording(page, server):
     eventually("a recording", lambda: page.text("record") == "Stop")
     eventually("frames in it", lambda: re.search(r"(\d+) frames", page.text("record-state")).group(1) not in ("0", "1"))
     assert page.shows_picture(), "the picture goes on"
+    eventually("rate, room and drops", lambda: re.search(r"B/s, .* left on the disk, \d+ dropped", page.text("record-state")))
     page.click("record")
     eventually("its end", lambda: "Written" in page.text("record-note"))
     told(page.text("record-note"))
@@ -224,6 +321,85 @@ def single_exposure(page, server):
     assert any(file["name"].endswith(".fits") for file in server.ask("api/v1/files")["files"])
     told(page.text("work-result"))
     page.click("live")
+
+
+def aborted_exposure(page):
+    page.driver.execute_script("document.getElementById('single-seconds').value = '600'")
+    page.click("expose")
+    eventually("a countdown", lambda: "10 min 0 s left" in page.text("countdown"))
+    page.click("abort")
+    eventually("its end", lambda: "bad" in page.find("work-result").get_attribute("class"))
+    told(f"aborted: {page.text('work-result')}")
+    page.click("live")
+
+
+def corrections(page, server):
+    devices = lambda: server.ask("api/v1/cameras/0/live")["devices"]
+    page.open_panel("d-corrections")
+    page.click("take-dark")
+    eventually("a dark", lambda: "frames, average" in page.text("work-result"), 120)
+    told(page.text("work-result"))
+    for wanted in (False, True):
+        if devices()["dark"]["in_use"] != wanted:
+            eventually("the switch", page.find("use-dark").is_enabled)
+            page.click("use-dark")
+        eventually("the dark in use, or not", lambda: devices()["dark"]["in_use"] == wanted)
+        eventually("its mark", lambda: page.find("use-dark").is_selected() == wanted)
+    page.click("find-hot")
+    eventually("hot pixels", lambda: "are repaired from now on" in page.text("work-result"), 120)
+    told(page.text("work-result"))
+    eventually("their mark", page.find("repair").is_selected)
+    page.click("repair")
+    eventually("no repair", lambda: not devices()["repairs_hot_pixels"])
+
+
+def cooler(page):
+    page.open_panel("d-cooler")
+    page.type("cooler-target", "-5")
+    page.click("cooler-on")
+    eventually("cooling", lambda: "target -5 °C" in page.text("cooler-state") and " 0 % power" not in page.text("cooler-state"))
+    told(f"cooler: {page.text('cooler-state')}")
+    page.click("cooler-warm")
+    eventually("warming up", lambda: page.text("countdown") == "warming up" or "warm" in page.text("work-result"))
+    eventually("a warm sensor, or its switch", lambda: not page.find("abort").is_displayed() or page.click("abort") or True)
+    eventually("its end", lambda: not page.find("abort").is_displayed())
+    page.click("cooler-off")
+    eventually("off", lambda: page.text("cooler-state").endswith("off"))
+
+
+def gps(page):
+    page.open_panel("d-gps")
+    eventually("a fix", lambda: "Fix with" in page.text("gps-state"), 60)
+    told(f"GPS: {page.text('gps-state')}")
+
+
+def motor(page):
+    eventually("the motor", page.find("focus-motor").is_displayed)
+    at = lambda: int(page.text("focus-at").removeprefix("at "))
+    for _ in range(2):
+        before = at()
+        page.driver.execute_script("""
+            const button = document.querySelector('[data-steps="50"]');
+            button.scrollIntoView({block: 'center'});
+            button.click();""")
+        eventually("another place", lambda: at() == before + 50 and not page.find("abort").is_displayed())
+    told(f"the focus motor is at {at()}")
+
+
+def panels(page, server):
+    """What only some cameras have, at the size that the page has now."""
+    page.choose_camera(0, "ORQ-K1C")
+    eventually("a picture", page.shows_picture)
+    assert not any(page.find(name).is_displayed() for name in ("d-cooler", "d-gps", "focus-motor"))
+    aborted_exposure(page)
+    corrections(page, server)
+    page.choose_camera(1, "ORQ-X26M")
+    cooler(page)
+    page.choose_camera(2, "ORQ-T46C")
+    gps(page)
+    page.choose_camera(3, "ORQ-H53M")
+    motor(page)
+    names_of_controls(page)
 
 
 def unplugged(page, folder):
@@ -260,10 +436,15 @@ def main():
         server = Server(orqcam, work + "/files", "virtual:k1c", "virtual:x26m,timescale=0.1")
         page = Page(server.address, work + "/profile")
         try:
-            first_picture(page)
+            opened_soon(page)
             exposure_and_gain(page)
             stretch(page)
+            stretch_on_the_histogram(page)
+            automatic(page, server)
+            page.type("control-Exposure", "400")
             zoom(page)
+            keyboard(page, server)
+            counters(page)
             focus_aid(page)
             page.driver.execute_script("document.getElementById('panels').scrollTo(0, 330)")
             page.shot(folder / "live-desktop.png")
@@ -271,15 +452,27 @@ def main():
             recording(page, server)
             single_exposure(page, server)
             names_of_controls(page)
-            page.click("night")
-            page.shot(folder / "live-night.png")
-            page.click("night")
+            night(page, folder / "live-night.png")
             page.size(390, 844, 2, True)
             page.driver.execute_script("scrollTo(0, 0)")
             names_of_controls(page)
+            counters(page)
             page.shot(folder / "live-phone.png")
             page.driver.execute_script("scrollTo(0, 900)")
             page.shot(folder / "live-phone-below.png")
+            assert page.complaints() == [], page.complaints()
+        finally:
+            page.end()
+            server.end()
+
+        server = Server(orqcam, work + "/files", "virtual:k1c", "virtual:x26m,timescale=0.1", "virtual:t46c", "virtual:h53m")
+        page = Page(server.address, work + "/profile3")
+        try:
+            first_picture(page)
+            panels(page, server)
+            page.size(390, 844, 2, True)
+            told("the same on a phone")
+            panels(page, server)
             assert page.complaints() == [], page.complaints()
         finally:
             page.end()
