@@ -1,5 +1,5 @@
-// SER files, and the texts beside recordings, of arbitrary bytes. The first byte chooses: a text, or a file, which
-// is read, looked at and mended.
+// SER files, FITS cubes, and the texts beside recordings, of arbitrary bytes. The first byte chooses: a text, or a
+// file, which is read, looked at and mended.
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -11,8 +11,11 @@
 #include <vector>
 
 #include "session/Failure.h"
+#include "session/recording/CubeRepair.h"
 #include "session/recording/SerRepair.h"
 #include "session/recording/TimesFile.h"
+#include "session/recording/cube/CubeFrame.h"
+#include "session/recording/cube/CubeTimes.h"
 #include "support/ser/SerFile.h"
 
 namespace {
@@ -42,14 +45,43 @@ void Read(int fd) {
   Require(file->ReadStamps(0, UINT64_MAX).value().size() == survey.stamps);
 }
 
+std::string PathOf(int fd) {
+  return "/proc/self/fd/" + std::to_string(fd);
+}
+
 void Mend(int fd) {
-  const std::string path = "/proc/self/fd/" + std::to_string(fd);
+  const std::string path = PathOf(fd);
   try {
     const orq::session::SerRepaired repaired = orq::session::RepairSer(path);
     const orq::session::SerFindings found = orq::session::CheckSer(path);
     Require(found.survey.IsWhole() && found.troubles.empty());
     Require(found.survey.frames == repaired.frames);
     Require(!orq::session::RepairSer(path).changed);
+  } catch (const orq::session::Failure&) {
+    // It is none, or not one frame is whole.
+  }
+}
+
+void ReadCube(const std::string& path) {
+  orq::session::CubeFile cube(path);
+  const auto rows = orq::session::ReadTimesTable(cube);
+  Require(!rows || rows->size() <= cube.Facts().frames);
+  const orq::session::RecordedFrame* const row = rows && !rows->empty() ? &rows->front() : nullptr;
+  for (const auto& card : orq::session::CardsOfCubeFrame(cube, row)) Require(!card.name.empty());
+  Require(cube.WholeFrames() * cube.Facts().shape.FrameBytes() <= cube.Bytes());
+  if (cube.WholeFrames() == 0) return;
+  const auto samples = orq::session::SamplesOfCube(cube.ReadFrame(cube.WholeFrames() - 1), cube.Facts().shape);
+  Require(samples.size() * cube.Facts().shape.bytesPerSample == cube.Facts().shape.FrameBytes());
+}
+
+void MendCube(const std::string& path) {
+  try {
+    ReadCube(path);
+    orq::session::CheckCube(path);
+    const orq::session::SerRepaired repaired = orq::session::RepairCube(path);
+    const orq::session::SerFindings found = orq::session::CheckCube(path);
+    Require(found.troubles.empty() && found.survey.frames == repaired.frames);
+    Require(!orq::session::RepairCube(path).changed);
   } catch (const orq::session::Failure&) {
     // It is none, or not one frame is whole.
   }
@@ -67,7 +99,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const int fd = memfd_create("ser", MFD_CLOEXEC);
   Require(fd >= 0 && orq::WriteAll(fd, bytes) == 0);
   Read(fd);
-  Mend(fd);
+  if (orq::session::IsFits(PathOf(fd))) {
+    MendCube(PathOf(fd));
+  } else {
+    Mend(fd);
+  }
   close(fd);
   return 0;
 }

@@ -55,7 +55,7 @@ complete -c orqcam -n '__orqcam_at ""' -a sensor-id -d 'Show the identity of the
 complete -c orqcam -n '__orqcam_at ""' -a report -d 'Put what a bug report needs into one file'
 complete -c orqcam -n '__orqcam_at ""' -a capture -d 'Take frames and save them'
 complete -c orqcam -n '__orqcam_at ""' -a record -d 'Record a video to a SER file, a FITS cube or a folder of FITS files'
-complete -c orqcam -n '__orqcam_at ""' -a ser -d 'Look at SER files of any program, mend them, take frames out'
+complete -c orqcam -n '__orqcam_at ""' -a ser -d 'Look at SER files of any program and FITS cubes, mend them, take frames out'
 complete -c orqcam -n '__orqcam_at ""' -a stream -d 'Stream video without saving it; show rates and counters'
 complete -c orqcam -n '__orqcam_at ""' -a trigger -d 'Wait for triggers and show when their frames were taken, without saving them'
 complete -c orqcam -n '__orqcam_at ""' -a mode -d 'Show the camera modes that a camera offers'
@@ -178,7 +178,7 @@ complete -c orqcam -n '__orqcam_at "record"' -l object -x -d 'Name of the object
 complete -c orqcam -n '__orqcam_at "record"' -l observer -x -d 'Name of the observer'
 complete -c orqcam -n '__orqcam_at "ser"' -a info -d 'Show what a file holds'
 complete -c orqcam -n '__orqcam_at "ser"' -a check -d 'Look whether a file is whole; exit code 1 if it is not'
-complete -c orqcam -n '__orqcam_at "ser"' -a repair -d 'Make a file whole that was cut off, also a recorded FITS cube'
+complete -c orqcam -n '__orqcam_at "ser"' -a repair -d 'Make a file whole that was cut off'
 complete -c orqcam -n '__orqcam_at "ser"' -a extract -d 'Write frames of it to FITS or PNG files'
 complete -c orqcam -n '__orqcam_at "ser info"' -F
 complete -c orqcam -n '__orqcam_at "ser check"' -F
@@ -371,7 +371,7 @@ complete -c orqcam -n '__orqcam_at "help"' -a sensor-id -d 'Show the identity of
 complete -c orqcam -n '__orqcam_at "help"' -a report -d 'Put what a bug report needs into one file'
 complete -c orqcam -n '__orqcam_at "help"' -a capture -d 'Take frames and save them'
 complete -c orqcam -n '__orqcam_at "help"' -a record -d 'Record a video to a SER file, a FITS cube or a folder of FITS files'
-complete -c orqcam -n '__orqcam_at "help"' -a ser -d 'Look at SER files of any program, mend them, take frames out'
+complete -c orqcam -n '__orqcam_at "help"' -a ser -d 'Look at SER files of any program and FITS cubes, mend them, take frames out'
 complete -c orqcam -n '__orqcam_at "help"' -a stream -d 'Stream video without saving it; show rates and counters'
 complete -c orqcam -n '__orqcam_at "help"' -a trigger -d 'Wait for triggers and show when their frames were taken, without saving them'
 complete -c orqcam -n '__orqcam_at "help"' -a mode -d 'Show the camera modes that a camera offers'

@@ -1247,7 +1247,7 @@ ORQ_API orq_status orq_recording_get_missing(orq_recording* recording, uint64_t 
 /** Stops it if it runs, waits until its file is finished, and gives the handle up. Null does nothing. */
 ORQ_API void orq_recording_release(orq_recording* recording);
 
-/** A SER file: what its header says, and what it holds. */
+/** A SER file or a FITS cube: what its header says, and what it holds. */
 typedef struct orq_ser_info {
   uint32_t size;
   int32_t colour;      /**< colour id as the format has it: 0 mono, 8 to 11 Bayer, 100 RGB, 101 BGR */
@@ -1275,7 +1275,7 @@ typedef struct orq_ser_info {
   char trouble[512]; /**< what is wrong with it, one line; empty: nothing */
   int32_t reserved;  /**< 0 */
 } orq_ser_info;
-/** Looks at a SER file of any program; reads header and time stamps. FILE: it cannot be read, or is none. */
+/** Looks at a SER file of any program, or a FITS cube; reads header and times. FILE: not to be read, or none. */
 ORQ_API orq_status orq_ser_get_info(const char* path, orq_ser_info* info);
 /** What a repair has come to. */
 typedef struct orq_ser_repaired {
@@ -1288,7 +1288,7 @@ typedef struct orq_ser_repaired {
  * the times that the text beside it or its own trailer tell. Frames whose time nobody has told have none. FILE:
  * not one frame is whole, or the file cannot be written. */
 ORQ_API orq_status orq_ser_repair(const char* path, orq_ser_repaired* repaired);
-/** Writes frame `frame`, from 1, of a SER file to `to`, as orq_frame_save does: .fits (or .fit), .fits.fz, or
+/** Writes frame `frame`, from 1, of a SER file or cube to `to`, as orq_frame_save does: .fits, .fit, .fits.fz or
  * .png; {n} is the frame's number. `options` may be null: all zero. RANGE: there is no such frame. */
 ORQ_API orq_status orq_ser_extract(const char* path, uint64_t frame, const char* to,
                                    const orq_save_options* options, orq_path* written);

@@ -860,21 +860,21 @@ inline void writeFile(const std::string& path, const std::string& text, bool ove
                                overwrite ? 1 : 0));
 }
 
-/** Looks at a SER file of any program. */
+/** Looks at a SER file of any program, or a FITS cube. */
 inline orq_ser_info serInfo(const std::string& path) {
   auto info = sized<orq_ser_info>();
   detail::check(orq_ser_get_info(path.c_str(), &info));
   return info;
 }
 
-/** Makes a SER file whole that was cut off. */
+/** Makes a SER file or a FITS cube whole that was cut off. */
 inline orq_ser_repaired repairSer(const std::string& path) {
   auto repaired = sized<orq_ser_repaired>();
   detail::check(orq_ser_repair(path.c_str(), &repaired));
   return repaired;
 }
 
-/** Writes frame `frame`, from 1, of a SER file; the name of what was written. */
+/** Writes frame `frame`, from 1, of a SER file or a FITS cube; the name of what was written. */
 inline std::string extractSer(const std::string& path, std::uint64_t frame, const std::string& to,
                               orq_save_options options = sized<orq_save_options>()) {
   auto written = sized<orq_path>();

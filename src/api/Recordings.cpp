@@ -9,6 +9,7 @@
 #include "session/recording/CubeRepair.h"
 #include "session/recording/SerExtract.h"
 #include "session/recording/SerRepair.h"
+#include "session/recording/cube/CubeFile.h"
 #include "support/Text.h"
 
 using namespace orq;       // NOLINT(google-build-using-namespace): the functions of the interface are global
@@ -60,7 +61,7 @@ orq_ser_info InfoOf(const session::SerFindings& found) {
   info.depth = header.depth;
   info.header_frames = header.frames;
   info.frames = found.survey.frames;
-  info.whole_frames = header.frames == 0 ? found.unfinishedFrames : found.survey.frames;
+  info.whole_frames = found.unfinishedFrames != 0 ? found.unfinishedFrames : found.survey.frames;
   info.frame_bytes = header.FrameBytes();
   info.bytes = found.survey.fileBytes;
   info.stamps = found.survey.stamps;
@@ -180,7 +181,7 @@ orq_status orq_ser_get_info(const char* path, orq_ser_info* info) {
   return Guarded([&] {
     DemandText(path, "path");
     DemandStruct(info, "info");
-    GiveStruct(InfoOf(session::CheckSer(path)), info);
+    GiveStruct(InfoOf(session::IsFits(path) ? session::CheckCube(path) : session::CheckSer(path)), info);
   });
 }
 

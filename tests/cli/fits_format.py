@@ -61,13 +61,14 @@ class Cube:
 
 
 class Image:
-    """One image, of 8 or 16 bits."""
+    """One image, of 8 or 16 bits, of one plane or three."""
 
     def __init__(self, path):
         with open(path, "rb") as file:
             data = file.read()
         self.cards, begin = header_at(data, 0)
         size = int(self.cards["NAXIS1"]) * int(self.cards["NAXIS2"]) * int(self.cards["BITPIX"]) // 8
+        size *= int(self.cards["NAXIS3"]) if self.cards["NAXIS"] == "3" else 1
         self.pixels = data[begin:begin + size]
         if len(self.pixels) != size or len(data) % BLOCK:
             raise ValueError("the file is cut off")

@@ -1,11 +1,13 @@
 """Recordings that end at a random moment: killed, cut off, on a disk that is full, of a camera that is unplugged.
 
-Each is opened as it is left, or mended first. Frames are compared with those of the sensor, which plays frames that tell
-which they are, by the numbers of the text; times with the text, and with the computer's clock.
+Each is opened as it is left, or mended first. Frames are compared with those of the sensor by the numbers of the text: with a
+file that it plays, or with what it draws beforehand and sends in turn, whatever its model. Times are compared with the text, and
+with the computer's clock.
 """
 
 import contextlib
 import datetime
+import json
 import os
 import random
 import resource
@@ -18,7 +20,9 @@ from ser_format import Ser, Times, ticks, write
 
 PERIOD = 251
 LATER = [bytes((value + shift) % PERIOD for value in range(256)) for shift in range(PERIOD)]
+LOW = bytes((7 * value + 3) % 256 for value in range(256))
 SOURCES = 50
+DRAWN = 7
 # The smallest fit into one block of FITS; of the largest, a block of the disk is full in a fifth of a second.
 SIZES = ((64, 32), (96, 64), (320, 240))
 FORMS = {"ser": "a.ser", "cube": "a.fits", "folder": "a/"}
@@ -27,14 +31,83 @@ PATIENCE = 100
 MOST_HEADER = 5 * 2880
 
 
-def source(index, width, height):
-    """Frame `index` of what the camera plays: every pixel tells which frame it is of, and where it belongs."""
-    row = bytes(3 * x % PERIOD for x in range(width))
-    return b"".join(row.translate(LATER[(index + 5 * y) % PERIOD]) for y in range(height))
+def source(index, width, height, left=0, top=0, bits=8):
+    """Frame `index` of what the camera plays, or a part of it: every pixel tells which frame it is of, and where it belongs."""
+    row = bytes(3 * (left + x) % PERIOD for x in range(width))
+    high = b"".join(row.translate(LATER[(index + 5 * (top + y)) % PERIOD]) for y in range(height))
+    if bits == 8:
+        return high
+    wide = bytearray(2 * len(high))
+    wide[0::2], wide[1::2] = high.translate(LOW), high
+    return bytes(wide)
 
 
-def write_source(path, width, height):
-    write(path, width, height, 8, "mono", [source(i, width, height) for i in range(SOURCES)])
+def in_fits(pixels, form):
+    """The samples of a frame as FITS has them: most significant byte first and signed, red, green and blue one after the other."""
+    if form == "raw16":
+        wide = bytearray(len(pixels))
+        wide[0::2], wide[1::2] = bytes(byte ^ 0x80 for byte in pixels[1::2]), pixels[0::2]
+        return bytes(wide)
+    return pixels[2::3] + pixels[1::3] + pixels[0::3] if form == "rgb24" else pixels
+
+
+class Played:
+    """Frames of a file, or a part of each, as they stand there."""
+
+    def __init__(self, drawn, folder):
+        self.width, self.height = drawn.choice(SIZES)
+        self.bits, self.colour = drawn.choice((8, 16)), drawn.choice(("mono", "RGGB", "GRBG", "GBRG", "BGGR"))
+        self.left, self.top = drawn.choice(((0, 0), (8, 4), (24, 16)))
+        self.form = f"raw{self.bits}"
+        whole = self.width + self.left, self.height + self.top
+        path = os.path.join(folder, f"{whole[0]}x{whole[1]}-{self.bits}-{self.colour}.ser")
+        if not os.path.exists(path):
+            write(path, *whole, self.bits, self.colour, [source(i, *whole, bits=self.bits) for i in range(SOURCES)])
+        self.camera, self.fps = f"virtual:replay,file={path}", 500
+        self.options = ("-f", self.form, "-e", "2ms", "--region", f"{self.left},{self.top},{self.width},{self.height}")
+
+    def frames(self):
+        return [source(i, self.width, self.height, self.left, self.top, self.bits) for i in range(SOURCES)]
+
+    def __str__(self):
+        return f"replay {self.colour} {self.form} {self.width}x{self.height} at {self.left},{self.top}"
+
+
+class Drawn:
+    """What a model draws beforehand, as orqcam capture takes it."""
+
+    taken = {}
+
+    def __init__(self, drawn, folder, orqcam, models):
+        self.words = [orqcam, "--no-settings", "--json", "-c", f"virtual:{drawn.choice(models)},prerender={DRAWN}"]
+        self.camera = self.words[-1]
+        binning, at = drawn.choice((1, 1, 2)), drawn.choice(("64,32", "128,64"))
+        self.form = drawn.choice(json.loads(self.run(folder, "info"))["formats"])
+        self.options = ("-f", self.form, "-e", "2ms", "--bin", str(binning), "--region", f"{at},{320 * binning},{240 * binning}")
+        if str(self) not in Drawn.taken:
+            Drawn.taken[str(self)] = self.take(os.path.join(folder, f"drawn{len(Drawn.taken)}"))
+        self.fps, self.sent = Drawn.taken[str(self)]
+
+    def run(self, place, *more):
+        return subprocess.run([*self.words, *more], cwd=place, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, text=True,
+                              timeout=PATIENCE, check=True).stdout
+
+    def take(self, place):
+        """(frames per second, the frames as they are delivered)"""
+        os.mkdir(place)
+        self.run(place, "capture", *self.options, "-n", str(DRAWN), "-o", "{n}.raw")
+        plan = json.loads(self.run(place, "record", *self.options, "-n", "1", "-o", "a.ser").splitlines()[0])
+        frames = []
+        for number in range(1, DRAWN + 1):
+            with open(os.path.join(place, f"{number}.raw"), "rb") as file:
+                frames.append(file.read())
+        return plan["fps"], frames
+
+    def frames(self):
+        return self.sent
+
+    def __str__(self):
+        return f"{self.camera} {' '.join(self.options)}"
 
 
 class Wrong(Exception):
@@ -46,26 +119,25 @@ def demand(holds, what):
         raise Wrong(what)
 
 
-def check_frames(frames, times, width, height):
-    """Each is the one that the sensor has played when its line says."""
+def check_frames(frames, times, sent):
+    """Each is the one that the sensor has sent when its line says; `sent` are those that it sends in turn."""
     if not frames:
         return
-    first = frames[0][0]
+    demand(frames[0] in sent, f"the first frame is none that was sent ({len(frames[0])} bytes for {len(sent[0])})")
+    first = sent.index(frames[0])
     for pixels, line in zip(frames, times):
-        demand(pixels == source((first + line["number"] - 1) % SOURCES, width, height), f"frame {line['frame']} is not that of {line}")
+        demand(pixels == sent[(first + line["number"] - 1) % len(sent)], f"frame {line['frame']} is not that of {line}")
 
 
 class Trial:
     """One recording in a folder of its own."""
 
-    def __init__(self, orqcam, folder, sources, drawn, form, way):
-        self.orqcam, self.folder, self.drawn, self.form, self.way = orqcam, folder, drawn, form, way
-        self.width, self.height = drawn.choice(SIZES)
-        self.source = os.path.join(sources, f"{self.width}x{self.height}.ser")
-        if not os.path.exists(self.source):
-            write_source(self.source, self.width, self.height)
+    def __init__(self, orqcam, folder, camera, drawn, form, way):
+        self.orqcam, self.folder, self.camera, self.drawn, self.form, self.way = orqcam, folder, camera, drawn, form, way
         self.path = os.path.join(folder, FORMS[form].rstrip("/"))
-        self.size = self.width * self.height
+        sent = camera.frames()
+        self.size = len(sent[0])
+        self.sent = sent if form == "ser" else [in_fits(pixels, camera.form) for pixels in sent]
 
     def run(self, *words):
         return subprocess.run([self.orqcam, "--no-settings", *words], cwd=self.folder, stdin=subprocess.DEVNULL,
@@ -74,11 +146,11 @@ class Trial:
     def record(self):
         """Until it ends at its moment."""
         # On a busy computer a frame that nobody fetches is lost, and what it was to bring with it.
-        moment = self.drawn.randrange(400, 800)
+        moment = round(self.camera.fps * self.drawn.uniform(0.8, 1.6))
         fault = "".join(f",unplug@{moment + i}" for i in range(100)) if self.way == "unplug" else ""
-        limit = self.drawn.randrange(20_000, 200 * self.size) if self.way == "limit" else None
-        words = [self.orqcam, "--no-settings", "-c", f"virtual:replay,file={self.source}{fault}", "record", "-f", "raw8", "-e",
-                 "2ms", "-o", FORMS[self.form], "--json"]
+        limit = self.drawn.randrange(20_000, 20_000 + min(200 * self.size, 8_000_000)) if self.way == "limit" else None
+        words = [self.orqcam, "--no-settings", "-c", self.camera.camera + fault, "record", *self.camera.options, "-o",
+                 FORMS[self.form], "--json"]
         if self.way in ("limit", "full"):
             words += ["-n", "3000"]
 
@@ -131,7 +203,7 @@ class Trial:
         ser, times = Ser(self.path), Times(self.path + ".txt")
         demand(ser.times == [line["stamp"] for line in times.frames], "other times than in the text")
         demand(self.way not in ("kill", "cut") or len(ser.frames) == whole, f"{len(ser.frames)} of {whole} frames are kept")
-        check_frames(ser.frames, times.frames, self.width, self.height)
+        check_frames(ser.frames, times.frames, self.sent)
         self.check_times(times.frames)
         return len(ser.frames)
 
@@ -140,7 +212,7 @@ class Trial:
         if self.way == "kill":  # it opens as it is
             cube, times = Cube(self.path), Times(self.path + ".txt")
             before = len(cube.frames)
-            check_frames(cube.frames, times.frames, self.width, self.height)
+            check_frames(cube.frames, times.frames, self.sent)
             demand(len(times.frames) >= before, "frames without a line in the text")
         if self.way in ("kill", "cut") and not self.mend(before):
             demand(os.path.getsize(self.path) < MOST_HEADER + self.size or self.way == "kill", "whole frames are not kept")
@@ -151,7 +223,7 @@ class Trial:
         told = [(line["frame"], line["number"], line["sequence"], line["utc"], line["x"], line["y"]) for line in times.frames]
         table = [(row["FRAME"], row["NUMBER"], row["CAMSEQ"], row["UTC"], row["STARTX"], row["STARTY"]) for row in cube.times]
         demand(table == told and len(told) == len(cube.frames), f"{len(table)} rows, {len(told)} lines, {len(cube.frames)} frames")
-        check_frames(cube.frames, times.frames, self.width, self.height)
+        check_frames(cube.frames, times.frames, self.sent)
         self.check_times(times.frames)
         return len(cube.frames)
 
@@ -165,7 +237,7 @@ class Trial:
             demand(ticks(image.cards["DATE-OBS"] + ("0" if len(image.cards["DATE-OBS"]) < 27 else "")) // 10 == line["stamp"] // 10,
                    f"{image.cards['DATE-OBS']} is not the time of {line}")
             demand(int(image.cards["CAMSEQ"]) == line["sequence"], f"CAMSEQ {image.cards['CAMSEQ']} in {line}")
-        check_frames([image.pixels for image in images], times, self.width, self.height)
+        check_frames([image.pixels for image in images], times, self.sent)
         self.check_times(times)
         return len(images)
 
@@ -182,8 +254,9 @@ def small_disk(folder, megabytes):
             subprocess.run(["umount", folder], check=True)
 
 
-def run(orqcam, folder, count, seed, tell=None):
-    """(trials that were made, frames that were recorded, what was wrong) of `count` trials in `folder`."""
+def run(orqcam, folder, count, seed, models=(), tell=None):
+    """(trials that were made, frames that were recorded, what was wrong) of `count` trials in `folder`. One in two is of one of
+    `models`, the others play a file."""
     drawn = random.Random(seed)
     made, frames, wrong = 0, 0, []
     for number in range(count):
@@ -193,15 +266,16 @@ def run(orqcam, folder, count, seed, tell=None):
         with small_disk(place, drawn.randrange(1, 6)) if way == "full" else contextlib.nullcontext(form != "folder" or way != "limit") as can:
             if not can:
                 continue
-            trial = Trial(orqcam, place, folder, drawn, form, way)
+            camera = Drawn(drawn, folder, orqcam, models) if models and number % 2 else Played(drawn, folder)
             try:
+                trial = Trial(orqcam, place, camera, drawn, form, way)
                 trial.record()
                 found = trial.look()
             except (Wrong, ValueError, OSError) as error:
-                wrong.append(f"trial {number}, {form}, {way}, {trial.width}x{trial.height}: {error}")
+                wrong.append(f"trial {number}, {form}, {way}, {camera}: {error}")
                 continue
         made += 1
         frames += found
         if tell:
-            tell(f"{number}: {form} {way} {trial.width}x{trial.height}: {found} frames")
+            tell(f"{number}: {form} {way}, {camera}: {found} frames")
     return made, frames, wrong

@@ -1,4 +1,4 @@
-// orqcam ser: SER files of any program.
+// orqcam ser: SER files of any program, and FITS cubes.
 #include <cmath>
 #include <memory>
 
@@ -38,7 +38,7 @@ ExitCode RunInfo(const Context& context, const SerOptions& options) {
   report.Add("colour", info.colour_name);
   report.Add("depth", info.depth, "bit");
   report.Add("frames", info.frames);
-  if (info.header_frames == 0) report.Add("whole_frames", info.whole_frames);
+  if (info.header_frames == 0 || info.whole_frames != info.frames) report.Add("whole_frames", info.whole_frames);
   report.Add("size", static_cast<double>(info.bytes) / 1e6, "MB");
   AddText(report, "observer", info.observer);
   AddText(report, "instrument", info.instrument);
@@ -119,16 +119,16 @@ ExitCode RunExtract(const Context& context, const SerOptions& options) {
 }  // namespace
 
 CommandRun AddSerCommand(const Command& app) {
-  const Command command = app.AddCommand("ser", "Look at SER files of any program, mend them, take frames out");
+  const Command command =
+      app.AddCommand("ser", "Look at SER files of any program and FITS cubes, mend them, take frames out");
   command.RequireCommand();
   auto options = std::make_shared<SerOptions>();
   const Command info = command.AddCommand("info", "Show what a file holds");
   const Command check = command.AddCommand("check", "Look whether a file is whole; exit code 1 if it is not");
-  const Command repair =
-      command.AddCommand("repair", "Make a file whole that was cut off, also a recorded FITS cube");
+  const Command repair = command.AddCommand("repair", "Make a file whole that was cut off");
   const Command extract = command.AddCommand("extract", "Write frames of it to FITS or PNG files");
   for (const Command& each : {info, check, repair, extract}) {
-    each.AddOption("FILE", options->file, "The SER file").Required();
+    each.AddOption("FILE", options->file, "The SER file, or the FITS cube").Required();
   }
   extract.AddOption("-n,--frames", options->frames, "Which: a number from 1, a range like 7-9, or all")
       .Default("1");

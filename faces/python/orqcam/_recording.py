@@ -65,8 +65,8 @@ class Recording:
 
 
 def ser_info(path):
-    """What a SER file of any program holds: colour, width, height, depth (bits), frames, stamps, first_unix_ns, last_unix_ns,
-    observer, instrument, telescope, whole, and the trouble when it is not. FileError: it cannot be read, or is none."""
+    """What a SER file of any program, or a FITS cube, holds: colour, width, height, depth (bits), frames, stamps,
+    first_unix_ns, last_unix_ns, observer, instrument, telescope, whole, and the trouble when it is not. FileError: it cannot be read, or is none."""
     return _orqcam.ser_info(str(path))
 
 
@@ -76,5 +76,6 @@ def ser_repair(path):
 
 
 def ser_extract(path, frame, to, *, overwrite=False):
-    """Writes frame `frame`, from 1, of a SER file to `to` (.fits, .fits.fz or .png; {n} is its number); the file's name."""
+    """Writes frame `frame`, from 1, of a SER file or a FITS cube to `to` (.fits, .fits.fz or .png; {n} is its number); gives
+    the file's name."""
     return _orqcam.ser_extract(str(path), frame, str(to), overwrite)

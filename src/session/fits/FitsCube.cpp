@@ -10,6 +10,7 @@
 #include "session/fits/FitsFile.h"
 #include "session/fits/FitsKeywords.h"
 #include "session/fits/FitsTable.h"
+#include "session/fits/Keywords.h"
 #include "support/Text.h"
 
 namespace orq::session {
@@ -18,6 +19,7 @@ namespace {
 constexpr std::size_t kSpareCards = 36;
 constexpr std::size_t kValueColumn = 10;
 constexpr std::size_t kValueChars = 20;
+constexpr std::uint64_t kUnsignedZero = 32'768;  // what BZERO is for unsigned samples
 
 std::string_view CardAt(std::string_view header, std::size_t index) {
   return header.substr(index * kFitsCardChars, kFitsCardChars);
@@ -66,7 +68,7 @@ std::string Structure(const CubeShape& shape, std::uint64_t frames) {
   text += IntegerCard(LastAxis(shape), frames, "frames");
   text += LogicalCard("EXTEND", true, "there may be extensions");
   if (wide) {
-    text += IntegerCard("BZERO", 32'768, "samples are unsigned");
+    text += IntegerCard("BZERO", kUnsignedZero, "samples are unsigned");
     text += IntegerCard("BSCALE", 1, "and not scaled");
   }
   return text;
@@ -85,15 +87,16 @@ std::optional<std::uint64_t> IntegerOf(std::string_view header, std::string_view
   return std::nullopt;
 }
 
-// Of the header, in bytes; 0: it does not end.
-std::size_t HeaderBytes(std::string_view start) {
+}  // namespace
+
+std::size_t FitsHeaderBytes(std::string_view start) {
   for (std::size_t i = 0; (i + 1) * kFitsCardChars <= start.size(); ++i) {
-    if (NameOf(CardAt(start, i)) == "END") return WholeBlocks((i + 1) * kFitsCardChars);
+    if (NameOf(CardAt(start, i)) != "END") continue;
+    const std::size_t bytes = WholeBlocks((i + 1) * kFitsCardChars);
+    return bytes <= start.size() ? bytes : 0;
   }
   return 0;
 }
-
-}  // namespace
 
 CubeShape CubeShapeOf(const FrameRegion& region) {
   return {.width = static_cast<std::uint64_t>(region.width),
@@ -134,12 +137,27 @@ void CubeSamples(std::span<const std::uint8_t> pixels, IMG_TYPE format, std::vec
   }
 }
 
+std::vector<std::uint16_t> SamplesOfCube(std::span<const std::uint8_t> samples, const CubeShape& shape) {
+  const auto pixels = static_cast<std::size_t>(shape.width * shape.height);
+  const auto planes = static_cast<std::size_t>(shape.planes);
+  const bool wide = shape.bytesPerSample == 2;
+  std::vector<std::uint16_t> numbers(pixels * planes);
+  for (std::size_t plane = 0; plane < planes; ++plane) {
+    for (std::size_t i = 0; i < pixels; ++i) {
+      const std::size_t from = plane * pixels + i;
+      const int number = wide ? (samples[2 * from] << 8 | samples[2 * from + 1]) ^ 0x8000 : samples[from];
+      numbers[i * planes + plane] = static_cast<std::uint16_t>(number);
+    }
+  }
+  return numbers;
+}
+
 std::optional<CubeFacts> ReadCubeHeader(std::span<const std::uint8_t> start) {
   const std::string_view text(reinterpret_cast<const char*>(start.data()), start.size());
   if (!text.starts_with("SIMPLE  =")) return std::nullopt;
   CubeFacts facts;
-  facts.headerBytes = HeaderBytes(text);
-  if (facts.headerBytes == 0 || facts.headerBytes > text.size()) return std::nullopt;
+  facts.headerBytes = FitsHeaderBytes(text);
+  if (facts.headerBytes == 0) return std::nullopt;
   const std::string_view header = text.substr(0, facts.headerBytes);
   const std::uint64_t axes = IntegerOf(header, "NAXIS").value_or(0);
   const std::uint64_t bits = IntegerOf(header, "BITPIX").value_or(0);
@@ -151,13 +169,28 @@ std::optional<CubeFacts> ReadCubeHeader(std::span<const std::uint8_t> start) {
   const auto frames = IntegerOf(header, LastAxis(facts.shape));
   constexpr std::uint64_t kMostSide = 1U << 20U;
   constexpr std::uint64_t kMostFrames = 0x7FFF'FFFF;
+  constexpr std::uint64_t kMostBytes = std::uint64_t{1} << 62U;
   const CubeShape& shape = facts.shape;
+  // Samples of 16 bits are unsigned: others have other values.
   const bool sound = shape.width > 0 && shape.width <= kMostSide && shape.height > 0 &&
                      shape.height <= kMostSide && (axes == 3 || shape.planes == 3) && frames &&
-                     *frames <= kMostFrames;
+                     *frames <= std::min(kMostFrames, kMostBytes / shape.FrameBytes()) &&
+                     (bits == 8 || IntegerOf(header, "BZERO") == kUnsignedZero);
   if (!sound) return std::nullopt;
   facts.frames = *frames;
   return facts;
+}
+
+std::vector<FitsCard> CubeCards(std::span<const std::uint8_t> header) {
+  const std::string_view text(reinterpret_cast<const char*>(header.data()), header.size());
+  std::vector<FitsCard> cards;
+  for (std::size_t i = 0; (i + 1) * kFitsCardChars <= text.size(); ++i) {
+    const std::string_view card = CardAt(text, i);
+    if (NameOf(card) == "END") break;
+    if (IsStructure(card)) continue;
+    if (const auto keyword = ParseCard(card)) cards.push_back({keyword->name, keyword->value, keyword->comment});
+  }
+  return cards;
 }
 
 void AnnounceFrames(std::span<std::uint8_t> header, std::uint64_t frames) {

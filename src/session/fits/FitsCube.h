@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <span>
-#include <string>
+#include <string_view>
 #include <vector>
 
 #include "models/camera/FrameTypes.h"
@@ -18,6 +18,9 @@ inline constexpr std::size_t kFitsBlockBytes = 2880;
 constexpr std::uint64_t WholeBlocks(std::uint64_t bytes) {
   return (bytes + kFitsBlockBytes - 1) / kFitsBlockBytes * kFitsBlockBytes;
 }
+
+/// Of the header that `start` begins with, in whole blocks; 0: it does not end there.
+std::size_t FitsHeaderBytes(std::string_view start);
 
 /// What each frame of a cube is.
 struct CubeShape {
@@ -37,6 +40,8 @@ std::vector<std::uint8_t> CubeHeader(const CubeShape& shape, std::uint64_t frame
 
 /// The samples of a frame in `format` as a cube has them: most significant byte first, planes one after the other.
 void CubeSamples(std::span<const std::uint8_t> pixels, IMG_TYPE format, std::vector<std::uint8_t>& samples);
+/// And back, as numbers: red, green, blue of each pixel.
+std::vector<std::uint16_t> SamplesOfCube(std::span<const std::uint8_t> samples, const CubeShape& shape);
 
 /// What the header of a cube says.
 struct CubeFacts {
@@ -48,6 +53,8 @@ struct CubeFacts {
 };
 /// Nothing when `start`, the first bytes of a file, is no header that `CubeHeader` has made.
 std::optional<CubeFacts> ReadCubeHeader(std::span<const std::uint8_t> start);
+/// What such a header says beside its structure.
+std::vector<FitsCard> CubeCards(std::span<const std::uint8_t> header);
 /// The same header with another number of frames.
 void AnnounceFrames(std::span<std::uint8_t> header, std::uint64_t frames);
 

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <bit>
+#include <map>
 
 #include "session/fits/FitsCube.h"
+#include "session/fits/Keywords.h"
 #include "support/Text.h"
 
 namespace orq::session {
@@ -94,6 +96,29 @@ FitsRow& FitsRow::Text(std::string_view text, std::size_t chars) {
   return *this;
 }
 
+std::span<const std::uint8_t> FitsRowReader::Take(std::size_t bytes) {
+  const std::span<const std::uint8_t> taken = rest_.first(std::min(bytes, rest_.size()));
+  rest_ = rest_.subspan(taken.size());
+  return taken;
+}
+
+std::int64_t FitsRowReader::Integer(std::size_t bytes) {
+  std::uint64_t value = 0;
+  for (const std::uint8_t byte : Take(bytes)) value = value << 8U | byte;
+  return bytes == sizeof(std::int32_t) ? static_cast<std::int32_t>(value) : static_cast<std::int64_t>(value);
+}
+
+double FitsRowReader::Real() {
+  return std::bit_cast<double>(Integer());
+}
+
+std::string FitsRowReader::Text(std::size_t chars) {
+  const std::span<const std::uint8_t> taken = Take(chars);
+  std::string text(taken.begin(), taken.end());
+  text.resize(text.find_last_not_of(' ') + 1);
+  return text;
+}
+
 std::vector<std::uint8_t> FitsTable(std::string_view name, std::span<const FitsColumn> columns,
                                     std::string_view cards, std::span<const std::uint8_t> rows) {
   const std::string header =
@@ -102,6 +127,31 @@ std::vector<std::uint8_t> FitsTable(std::string_view name, std::span<const FitsC
   bytes.insert(bytes.end(), rows.begin(), rows.end());
   bytes.resize(WholeBlocks(bytes.size()), 0);
   return bytes;
+}
+
+std::optional<FitsTablePlace> FindFitsTable(std::span<const std::uint8_t> start, std::string_view name,
+                                            std::span<const FitsColumn> columns) {
+  std::map<std::string, KeywordValue> values;
+  const std::string_view text(reinterpret_cast<const char*>(start.data()), start.size());
+  const std::size_t bytes = FitsHeaderBytes(text);
+  for (std::size_t at = 0; at < bytes; at += kFitsCardChars) {
+    if (const auto card = ParseCard(text.substr(at, kFitsCardChars))) values[card->name] = card->value;
+  }
+  const auto is = [&values](const std::string& key, const KeywordValue& value) {
+    const auto found = values.find(key);
+    return found != values.end() && found->second == value;
+  };
+  const auto whole = [](std::uint64_t value) { return KeywordValue(static_cast<std::int64_t>(value)); };
+  bool same = is("XTENSION", std::string("BINTABLE")) && is("EXTNAME", std::string(name)) &&
+              is("NAXIS1", whole(RowBytes(columns))) && is("TFIELDS", whole(columns.size()));
+  for (std::size_t i = 0; i < columns.size(); ++i) {
+    const std::string number = std::to_string(i + 1);
+    same = same && is("TTYPE" + number, std::string(columns[i].name)) &&
+           is("TFORM" + number, std::string(columns[i].form));
+  }
+  const auto* const rows = std::get_if<std::int64_t>(&values["NAXIS2"]);
+  if (!same || rows == nullptr || *rows < 0) return std::nullopt;
+  return FitsTablePlace{.offset = bytes, .rows = static_cast<std::uint64_t>(*rows)};
 }
 
 }  // namespace orq::session

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -39,8 +40,33 @@ class FitsRow {
   std::vector<std::uint8_t>& rows_;
 };
 
+/// And taken apart again, as many bytes as there are.
+class FitsRowReader {
+ public:
+  explicit FitsRowReader(std::span<const std::uint8_t> row) : rest_(row) {}
+  /// Of eight bytes, or of four with its sign.
+  std::int64_t Integer(std::size_t bytes = sizeof(std::int64_t));
+  double Real();
+  /// Without the blanks at its end.
+  std::string Text(std::size_t chars);
+
+ private:
+  std::span<const std::uint8_t> Take(std::size_t bytes);
+  std::span<const std::uint8_t> rest_;
+};
+
 /// The extension `name`: `rows` as FitsRow puts them; `cards` behind those of its structure.
 std::vector<std::uint8_t> FitsTable(std::string_view name, std::span<const FitsColumn> columns,
                                     std::string_view cards, std::span<const std::uint8_t> rows);
+
+/// Where the rows of such a table stand.
+struct FitsTablePlace {
+  std::size_t offset = 0;  ///< from the beginning of the extension
+  std::uint64_t rows = 0;
+};
+/// Nothing when `start`, the first bytes of an extension, is no header of the table `name` with these columns.
+/// Cards beside those of its structure may be any.
+std::optional<FitsTablePlace> FindFitsTable(std::span<const std::uint8_t> start, std::string_view name,
+                                            std::span<const FitsColumn> columns);
 
 }  // namespace orq::session

@@ -38,15 +38,17 @@ std::size_t QuotedChars(std::string_view text) {
   return text.size() + quotes;
 }
 
+bool IsName(std::string_view name) {
+  return !name.empty() && name.size() <= kNameChars && std::all_of(name.begin(), name.end(), [](unsigned char c) {
+    return std::isupper(c) != 0 || std::isdigit(c) != 0 || c == '-' || c == '_';
+  });
+}
+
 std::string ParseName(std::string_view whole, std::string_view text) {
   std::string name(text);
   std::transform(name.begin(), name.end(), name.begin(),
                  [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
-  const bool right =
-      !name.empty() && name.size() <= kNameChars && std::all_of(name.begin(), name.end(), [](unsigned char c) {
-        return std::isupper(c) != 0 || std::isdigit(c) != 0 || c == '-' || c == '_';
-      });
-  if (!right) Refuse(whole, "a keyword has 1 to 8 letters, digits, '-' or '_'");
+  if (!IsName(name)) Refuse(whole, "a keyword has 1 to 8 letters, digits, '-' or '_'");
   const std::size_t row = FindOwnKeyword(name);
   const OwnKeyword* const own = row < std::size(kOwnKeywords) ? &kOwnKeywords[row] : nullptr;
   if (own != nullptr && !own->option.empty()) Refuse(whole, name + " is set with " + std::string(own->option));
@@ -57,8 +59,8 @@ std::string ParseName(std::string_view whole, std::string_view text) {
   return name;
 }
 
-// Text in quotes from the front of `rest`; what follows stays in `rest`.
-std::string TakeQuoted(std::string_view whole, std::string_view& rest) {
+// Text in quotes from the front of `rest`; what follows stays in `rest`. Nothing: the quote is not closed.
+std::optional<std::string> TakeQuoted(std::string_view& rest) {
   std::string value;
   for (std::size_t i = 1; i < rest.size(); ++i) {
     if (rest[i] != '\'') {
@@ -70,7 +72,7 @@ std::string TakeQuoted(std::string_view whole, std::string_view& rest) {
       return value;
     }
   }
-  Refuse(whole, "the quote is not closed");
+  return std::nullopt;
 }
 
 decltype(Keyword::value) ParseValue(std::string_view text) {
@@ -111,7 +113,9 @@ Keyword ParseKeyword(std::string_view text) {
   if (!Printable(rest)) Refuse(text, "FITS takes printable ASCII only");
   if (Trim(rest).starts_with('\'')) {
     rest = Trim(rest);
-    keyword.value = TakeQuoted(text, rest);
+    const std::optional<std::string> quoted = TakeQuoted(rest);
+    if (!quoted) Refuse(text, "the quote is not closed");
+    keyword.value = *quoted;
     rest = Trim(rest);
     if (!rest.empty() && !rest.starts_with('/')) Refuse(text, "only / comment may follow the closing quote");
     if (!rest.empty()) keyword.comment = Trim(rest.substr(1));
@@ -127,6 +131,29 @@ Keyword ParseKeyword(std::string_view text) {
   if (!CommentFits(value != nullptr ? *value : std::string(), keyword.comment)) {
     Refuse(text, "the comment is too long for one card");
   }
+  return keyword;
+}
+
+std::optional<Keyword> ParseCard(std::string_view card) {
+  const std::string_view name = Trim(card.substr(0, kNameChars));
+  if (card.size() < kValueColumn || !card.starts_with(name) || !IsName(name) || !Printable(card))
+    return std::nullopt;
+  if (name == kHistory) return Keyword{std::string(name), std::string(Trim(card.substr(kNameChars))), {}};
+  if (card.substr(kNameChars, kValueColumn - kNameChars) != "= ") return std::nullopt;
+  Keyword keyword{std::string(name), {}, {}};
+  std::string_view rest = Trim(card.substr(kValueColumn));
+  if (rest.starts_with('\'')) {
+    std::optional<std::string> quoted = TakeQuoted(rest);
+    if (!quoted) return std::nullopt;
+    quoted->resize(quoted->find_last_not_of(' ') + 1);  // blanks at its end mean nothing
+    keyword.value = *quoted;
+  } else {
+    const std::string_view value = Trim(rest.substr(0, rest.find('/')));
+    if (value.empty()) return std::nullopt;
+    keyword.value = ParseValue(value);
+  }
+  const std::size_t slash = rest.find('/');
+  if (slash != std::string_view::npos) keyword.comment = Trim(rest.substr(slash + 1));
   return keyword;
 }
 

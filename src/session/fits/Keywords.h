@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -22,6 +23,10 @@ struct Keyword {
 /// (usage) for what FITS does not allow, for what does not fit one card, and for keywords that orqcam writes
 /// itself.
 Keyword ParseKeyword(std::string_view text);
+
+/// A card as it stands in a file, of any keyword; HISTORY has its text. Nothing for cards without a value, and for
+/// those that break the rules of FITS.
+std::optional<Keyword> ParseCard(std::string_view card);
 
 /// Throws Failure (invalid) when `text` is not fit to be a text value: printable ASCII of at most 68 characters.
 /// `option` is where it came from.

@@ -1,66 +1,30 @@
 #include "session/recording/CubeRepair.h"
 
 #include <algorithm>
-#include <fstream>
 #include <optional>
 #include <vector>
 
 #include "session/Failure.h"
 #include "session/files/WritableFile.h"
-#include "session/fits/FitsCube.h"
-#include "session/recording/CubeSink.h"
 #include "session/recording/TimesFile.h"
+#include "session/recording/cube/CubeFrame.h"
+#include "session/recording/cube/CubeTimes.h"
 
 namespace orq::session {
 namespace {
-
-constexpr std::size_t kMostHeader = 100 * kFitsBlockBytes;
 
 [[noreturn]] void Refuse(const std::string& path, const std::string& why) {
   throw Failure(Status::File, "'" + path + "': " + why);
 }
 
-// As many of the bytes from `offset` on as there are.
-std::vector<std::uint8_t> ReadBytes(std::ifstream& file, std::uint64_t offset, std::size_t count) {
-  std::vector<std::uint8_t> bytes(count);
-  file.clear();
-  file.seekg(static_cast<std::streamoff>(offset));
-  file.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(count));
-  bytes.resize(static_cast<std::size_t>(std::max<std::streamsize>(file.gcount(), 0)));
-  return bytes;
-}
-
-struct Cube {
-  explicit Cube(const std::string& path) : file(path, std::ios::binary) {
-    if (!file) Refuse(path, "cannot be read");
-    file.seekg(0, std::ios::end);
-    bytes = static_cast<std::uint64_t>(std::max<std::streamoff>(file.tellg(), 0));
-    header = ReadBytes(file, 0, kMostHeader);
-    const std::optional<CubeFacts> read = ReadCubeHeader(header);
-    if (!read) Refuse(path, "it is no FITS cube");
-    facts = *read;
-    header.resize(static_cast<std::size_t>(facts.headerBytes));
-  }
-  std::uint64_t WholeFrames() const {
-    return (bytes - std::min(bytes, facts.headerBytes)) / facts.shape.FrameBytes();
-  }
-  bool HasAt(std::uint64_t offset, std::span<const std::uint8_t> expected) {
-    return std::ranges::equal(ReadBytes(file, offset, expected.size()), expected);
-  }
-
-  std::ifstream file;
-  std::uint64_t bytes = 0;
-  std::vector<std::uint8_t> header;
-  CubeFacts facts;
-};
-
 // Bytes beyond those that the last flush has left are those of frames, as far as the text has heard of them; the
 // zeros that fill up a block are not.
-std::uint64_t FramesToKeep(const Cube& cube, const std::optional<RecordedTimes>& times) {
+std::uint64_t FramesToKeep(const CubeFile& cube, const std::optional<RecordedTimes>& times) {
   const std::uint64_t whole = cube.WholeFrames();
+  const CubeFacts& facts = cube.Facts();
   if (times && times->finished) return std::min(whole, *times->finished);
-  const std::uint64_t announced = std::min(whole, cube.facts.frames);
-  if (!times || cube.bytes <= cube.facts.EndOf(cube.facts.frames)) return announced;
+  const std::uint64_t announced = std::min(whole, facts.frames);
+  if (!times || cube.Bytes() <= facts.EndOf(facts.frames)) return announced;
   return std::max<std::uint64_t>(announced, std::min<std::uint64_t>(whole, times->lines.size()));
 }
 
@@ -77,42 +41,99 @@ std::vector<std::uint8_t> TableFor(const std::optional<RecordedTimes>& times, st
   return TimesTable(rows);
 }
 
-bool IsWhole(Cube& cube, std::uint64_t frames, std::span<const std::uint8_t> table) {
-  const std::uint64_t end = cube.facts.EndOf(frames);
-  if (cube.facts.frames != frames || cube.bytes < end) return false;
-  if (!table.empty()) return cube.bytes == end + table.size() && cube.HasAt(end, table);
+using Table = std::optional<std::vector<RecordedFrame>>;
+
+bool IsSame(const RecordedFrame& row, const RecordedFrame& line) {
+  return row.number == line.number && row.sequence == line.sequence && row.begin == line.begin;
+}
+
+// A table that another program has added cards to is one still.
+bool IsToldBy(const RecordedTimes& times, const std::vector<RecordedFrame>& table, std::uint64_t frames) {
+  const std::uint64_t told = std::min<std::uint64_t>(times.lines.size(), frames);
+  return table.size() == told && std::equal(table.begin(), table.end(), times.lines.begin(), IsSame);
+}
+
+bool IsWhole(CubeFile& cube, std::uint64_t frames, const std::optional<RecordedTimes>& times, const Table& table) {
+  const std::uint64_t end = cube.Facts().EndOf(frames);
+  if (cube.Facts().frames != frames || cube.Bytes() < end || cube.Bytes() % kFitsBlockBytes != 0) return false;
+  if (times) return table && IsToldBy(*times, *table, frames);
   constexpr std::uint8_t kExtension[] = {'X', 'T', 'E', 'N', 'S', 'I', 'O', 'N'};
-  return cube.bytes == end || cube.HasAt(end, kExtension);
+  return cube.Bytes() == end || std::ranges::equal(cube.ReadAt(end, sizeof kExtension), kExtension);
+}
+
+void LookAtRows(const std::vector<RecordedFrame>& table, const std::optional<RecordedTimes>& times,
+                SerFindings& findings) {
+  UtcTenths before = 0;
+  for (std::size_t i = 0; i < table.size(); ++i) {
+    const UtcTenths time = table[i].begin;
+    if (time == 0) ++findings.unstamped;
+    if (time < before) ++findings.backwards;
+    if (times && (i >= times->lines.size() || time != times->lines[i].begin)) ++findings.differing;
+    before = time;
+  }
+  const auto serTime = [](UtcTenths time) { return time == 0 ? 0 : SerTimeOf(time); };
+  findings.survey.stamps = table.size();
+  if (!table.empty()) findings.firstTime = serTime(table.front().begin);
+  if (!table.empty()) findings.lastTime = serTime(table.back().begin);
+}
+
+// One line about a cube that is not whole.
+std::string TroubleOf(const SerFindings& findings, std::uint64_t keeps, const Table& table) {
+  const SerSurvey& survey = findings.survey;
+  const std::string announced = std::to_string(survey.header.frames);
+  if (survey.frames < static_cast<std::uint64_t>(survey.header.frames)) {
+    return "it is cut off: " + std::to_string(survey.frames) + " of " + announced + " frames are whole";
+  }
+  if (keeps != survey.frames) {
+    return "it was not finished: it has " + std::to_string(keeps) + " whole frames, and its header announces " +
+           announced;
+  }
+  if (findings.described && !table) return "it was not finished: its table of times is missing";
+  if (findings.described) return "its table of times is not that of the text beside it";
+  return "what stands behind its frames is cut off, or no part of a FITS file";
 }
 
 }  // namespace
 
-bool IsFits(const std::string& path) {
-  constexpr std::uint8_t kSimple[] = {'S', 'I', 'M', 'P', 'L', 'E', ' ', ' ', '='};
-  std::ifstream file(path, std::ios::binary);
-  return file && std::ranges::equal(ReadBytes(file, 0, sizeof kSimple), kSimple);
+SerFindings CheckCube(const std::string& path) {
+  CubeFile cube(path);
+  const std::optional<RecordedTimes> times = ReadTimes(TimesFileOf(path));
+  const Table table = ReadTimesTable(cube);
+  const std::uint64_t keeps = FramesToKeep(cube, times);
+  SerFindings findings;
+  findings.survey.header = CubeHeaderAsSer(cube);
+  findings.survey.fileBytes = cube.Bytes();
+  findings.survey.wholeFrames = cube.WholeFrames();
+  findings.survey.frames = std::min(cube.WholeFrames(), cube.Facts().frames);
+  findings.described = times.has_value();
+  if (keeps != findings.survey.frames) findings.unfinishedFrames = keeps;
+  if (table) LookAtRows(*table, times, findings);
+  if (!IsWhole(cube, keeps, times, table)) findings.troubles.push_back(TroubleOf(findings, keeps, table));
+  return findings;
 }
 
 SerRepaired RepairCube(const std::string& path) {
-  Cube cube(path);
+  CubeFile cube(path);
   const std::string textPath = TimesFileOf(path);
   const std::optional<RecordedTimes> times = ReadTimes(textPath);
   const std::uint64_t frames = FramesToKeep(cube, times);
   if (frames == 0) Refuse(path, "it has not one whole frame: there is nothing to repair");
   SerRepaired repaired{.frames = frames};
   const std::vector<std::uint8_t> table = TableFor(times, frames, repaired.timed);
-  if (IsWhole(cube, frames, table)) return repaired;
+  if (IsWhole(cube, frames, times, ReadTimesTable(cube))) return repaired;
   if (times) NoteRepaired(textPath, *times, frames);
+  const CubeFacts& facts = cube.Facts();
+  std::vector<std::uint8_t> header = cube.Header();
   WritableFile writable(path);
-  AnnounceFrames(cube.header, std::min(frames, cube.facts.frames));
-  writable.Write(0, cube.header);
-  const std::uint64_t end = cube.facts.headerBytes + frames * cube.facts.shape.FrameBytes();
+  AnnounceFrames(header, std::min(frames, facts.frames));
+  writable.Write(0, header);
+  const std::uint64_t end = facts.headerBytes + frames * facts.shape.FrameBytes();
   writable.Cut(end);
-  writable.Write(end, std::vector<std::uint8_t>(cube.facts.EndOf(frames) - end, 0));
-  writable.Write(cube.facts.EndOf(frames), table);
+  writable.Write(end, std::vector<std::uint8_t>(facts.EndOf(frames) - end, 0));
+  writable.Write(facts.EndOf(frames), table);
   writable.Sync();
-  AnnounceFrames(cube.header, frames);
-  writable.Write(0, cube.header);
+  AnnounceFrames(header, frames);
+  writable.Write(0, header);
   writable.Sync();
   repaired.changed = true;
   return repaired;

@@ -1,4 +1,4 @@
-// Making FITS cubes whole that were cut off.
+// What is wrong with FITS cubes, and making them whole.
 #pragma once
 
 #include <string>
@@ -7,8 +7,8 @@
 
 namespace orq::session {
 
-/// Whether `path` begins as a FITS file does.
-bool IsFits(const std::string& path);
+/// As CheckSer, for a FITS cube: what its header says in the terms of a SER file, and the times of its table.
+SerFindings CheckCube(const std::string& path);
 
 /// As RepairSer, for the cube of a recording: its header announces every whole frame, and the table of times that
 /// the text beside it tells stands behind them. Without that text the cube has none.

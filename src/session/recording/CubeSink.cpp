@@ -1,35 +1,12 @@
 #include "session/recording/CubeSink.h"
 
 #include <algorithm>
-#include <numeric>
-#include <string_view>
 #include <utility>
 
-#include "session/fits/FitsTable.h"
-#include "session/frame/FrameTime.h"
-#include "session/text/Units.h"
+#include "session/recording/cube/CubeTimes.h"
 
 namespace orq::session {
 namespace {
-
-constexpr std::size_t kUtcChars = 27;
-constexpr std::size_t kSourceChars = 9;
-constexpr double kTenthsPerSecond = 1e7;
-
-constexpr FitsColumn kColumns[] = {
-    {"FRAME", "1K", 8, "", "in the cube, from 1"},
-    {"NUMBER", "1K", 8, "", "by the camera's count: skips missing frames"},
-    {"CAMSEQ", "1K", 8, "", "the camera's own frame number, 32 bits"},
-    {"UTC", "27A", kUtcChars, "", "exposure of first row starts"},
-    {"MJD", "1D", 8, "d", "the same, modified Julian date"},
-    {"TIMEUNC", "1D", 8, "s", "its uncertainty"},
-    {"TIMESRC", "9A", kSourceChars, "", "GPS, PREDICTED or COMPUTER"},
-    {"STARTX", "1J", 4, "pixel", "first column on the sensor"},
-    {"STARTY", "1J", 4, "pixel", "first row on the sensor"},
-};
-static_assert(std::accumulate(std::begin(kColumns), std::end(kColumns), std::size_t{0},
-                              [](std::size_t sum, const FitsColumn& column) { return sum + column.bytes; }) ==
-              kTimesRowBytes);
 
 // What only one of the frames has is told by the table.
 std::vector<FitsCard> CardsOf(const FrameFacts& facts) {
@@ -38,30 +15,7 @@ std::vector<FitsCard> CardsOf(const FrameFacts& facts) {
   return cards;
 }
 
-std::string Upper(std::string_view text) {
-  std::string upper(text);
-  std::ranges::transform(upper, upper.begin(), [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
-  return upper;
-}
-
 }  // namespace
-
-void AddTimesRow(const RecordedFrame& frame, std::vector<std::uint8_t>& rows) {
-  FitsRow(rows)
-      .Integer(static_cast<std::int64_t>(frame.frame))
-      .Integer(static_cast<std::int64_t>(frame.number))
-      .Integer(frame.sequence)
-      .Text(IsoUtcTenths(frame.begin), kUtcChars)
-      .Real(ModifiedJulianDate(frame.begin))
-      .Real(static_cast<double>(frame.uncertainty) / kTenthsPerSecond)
-      .Text(Upper(frame.source), kSourceChars)
-      .Integer(frame.startX, sizeof frame.startX)
-      .Integer(frame.startY, sizeof frame.startY);
-}
-
-std::vector<std::uint8_t> TimesTable(std::span<const std::uint8_t> rows) {
-  return FitsTable("TIMES", kColumns, TextCard("TIMESYS", "UTC", "time scale of UTC and MJD"), rows);
-}
 
 CubeSink::CubeSink(const std::string& path, Existing existing, const FrameFacts& expected,
                    std::function<int()> beforeWrite)

@@ -45,10 +45,4 @@ class CubeSink final : public RecordingSink {
   std::vector<std::uint8_t> rows_;  ///< of the table
 };
 
-/// Appends a frame's row to the table of times.
-void AddTimesRow(const RecordedFrame& frame, std::vector<std::uint8_t>& rows);
-inline constexpr std::size_t kTimesRowBytes = 84;
-/// The extension TIMES of a cube.
-std::vector<std::uint8_t> TimesTable(std::span<const std::uint8_t> rows);
-
 }  // namespace orq::session

@@ -14,6 +14,7 @@
 #include "session/recording/CubeSink.h"
 #include "session/recording/FolderSink.h"
 #include "session/recording/SerSink.h"
+#include "session/recording/cube/CubeTimes.h"
 #include "support/Text.h"
 
 namespace orq::session {

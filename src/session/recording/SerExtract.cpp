@@ -9,6 +9,8 @@
 #include "session/files/FileNames.h"
 #include "session/fits/FitsFile.h"
 #include "session/pictures/PngPreview.h"
+#include "session/recording/cube/CubeFrame.h"
+#include "session/recording/cube/CubeTimes.h"
 #include "session/text/Units.h"
 #include "support/ser/SerFile.h"
 #include "support/ser/SerSamples.h"
@@ -18,31 +20,64 @@ namespace {
 
 using Samples = std::vector<std::uint16_t>;
 
-/// A frame in the order of its file, as numbers.
+/// A frame in the order of a SER file, as numbers.
 struct SerFrame {
   SerHeader header;
   Samples samples;
   std::optional<std::int64_t> unixTenths;
+  std::vector<FitsCard> cards;          ///< what its file says of it
+  const char* fileKeyword = "SERFILE";  ///< under which a frame that is taken out names its file
 };
 
 [[noreturn]] void Refuse(const std::string& path, const std::string& why) {
   throw Failure(Status::File, "'" + path + "': " + why);
 }
 
-SerFrame Read(const std::string& path, std::uint64_t frame) {
+void DemandFrame(const std::string& path, std::uint64_t frame, std::uint64_t frames) {
+  if (frame >= 1 && frame <= frames) return;
+  throw Failure(Status::Range, "'" + path + "' has frames 1 to " + std::to_string(frames));
+}
+
+// Header texts of other programs may hold what FITS does not take.
+std::string Plain(std::string text) {
+  std::ranges::replace_if(
+      text, [](char c) { return c < ' ' || c > '~'; }, '?');
+  return text;
+}
+
+std::vector<FitsCard> CardsOf(const SerHeader& header, const std::optional<std::int64_t>& unixTenths) {
+  std::vector<FitsCard> cards;
+  const auto add = [&cards](const char* name, const std::string& text, const char* comment) {
+    if (!text.empty()) cards.push_back({name, Plain(text), comment});
+  };
+  add("INSTRUME", header.instrument, "camera");
+  if (unixTenths) {
+    add("DATE-OBS", IsoUtcTenths(*unixTenths), "time stamp of the frame");
+    add("TIMESYS", "UTC", "time scale of DATE-OBS");
+  }
+  add("OBSERVER", header.observer, "who took the image");
+  add("TELESCOP", header.telescope, "telescope");
+  if (header.Planes() == 1 && header.colour != kSerMono) {
+    add("BAYERPAT", std::string(SerColourName(header.colour)), "colours of the top left 2x2 pixels, row by row");
+    cards.push_back({"XBAYROFF", std::int64_t{0}, "[pixel] column offset of the pattern"});
+    cards.push_back({"YBAYROFF", std::int64_t{0}, "[pixel] row offset of the pattern"});
+  }
+  add("ROWORDER", "TOP-DOWN", "first row of the data is the top one");
+  return cards;
+}
+
+SerFrame ReadSer(const std::string& path, std::uint64_t frame) {
   std::string error;
   const std::optional<SerFile> file = SerFile::Open(path, error);
   if (!file) Refuse(path, error);
   const SerSurvey& survey = file->Survey();
   if (survey.header.frames == 0) Refuse(path, "it was not finished: repair it first (orqcam ser repair)");
-  if (frame < 1 || frame > survey.frames) {
-    throw Failure(Status::Range, "'" + path + "' has frames 1 to " + std::to_string(survey.frames));
-  }
+  DemandFrame(path, frame, survey.frames);
   std::vector<std::uint8_t> bytes(static_cast<std::size_t>(survey.header.FrameBytes()));
   const auto readFrame = [&](std::uint64_t index) {
     if (!file->ReadFrame(index, bytes)) Refuse(path, "cannot be read");
   };
-  SerFrame read{.header = survey.header, .samples = {}, .unixTenths = {}};
+  SerFrame read{.header = survey.header, .samples = {}, .unixTenths = {}, .cards = {}};
   const bool wide = survey.header.BytesPerSample() == 2;
   bool little = true;
   if (wide) {
@@ -56,6 +91,23 @@ SerFrame Read(const std::string& path, std::uint64_t frame) {
   }
   const auto stamp = file->ReadStamps(frame - 1, 1);
   if (stamp && !stamp->empty()) read.unixTenths = UnixTenthsOf(stamp->front());
+  read.cards = CardsOf(read.header, read.unixTenths);
+  return read;
+}
+
+SerFrame ReadCube(const std::string& path, std::uint64_t frame) {
+  CubeFile cube(path);
+  DemandFrame(path, frame, std::min(cube.WholeFrames(), cube.Facts().frames));
+  const auto rows = ReadTimesTable(cube, frame - 1, 1);
+  if (!rows && ReadTimes(TimesFileOf(path)))
+    Refuse(path, "it was not finished: repair it first (orqcam ser repair)");
+  const RecordedFrame* const row = rows && !rows->empty() && rows->front().begin != 0 ? &rows->front() : nullptr;
+  SerFrame read{.header = CubeHeaderAsSer(cube),
+                .samples = SamplesOfCube(cube.ReadFrame(frame - 1), cube.Facts().shape),
+                .unixTenths = {},
+                .cards = CardsOfCubeFrame(cube, row),
+                .fileKeyword = "CUBEFILE"};
+  if (row != nullptr) read.unixTenths = row->begin;
   return read;
 }
 
@@ -85,40 +137,14 @@ std::vector<std::uint8_t> PlanesOf(const SerFrame& frame) {
   return bytes;
 }
 
-// Header texts of other programs may hold what FITS does not take.
-std::string Plain(std::string text) {
-  std::ranges::replace_if(
-      text, [](char c) { return c < ' ' || c > '~'; }, '?');
-  return text;
-}
-
-std::vector<FitsCard> CardsOf(const SerFrame& frame, const std::string& path, std::uint64_t number) {
-  std::vector<FitsCard> cards;
-  const SerHeader& header = frame.header;
-  const auto add = [&cards](const char* name, const std::string& text, const char* comment) {
-    if (!text.empty()) cards.push_back({name, Plain(text), comment});
-  };
-  add("INSTRUME", header.instrument, "camera");
-  if (frame.unixTenths) {
-    add("DATE-OBS", IsoUtcTenths(*frame.unixTenths), "time stamp of the frame");
-    add("TIMESYS", "UTC", "time scale of DATE-OBS");
-  }
-  add("OBSERVER", header.observer, "who took the image");
-  add("TELESCOP", header.telescope, "telescope");
-  if (header.Planes() == 1 && header.colour != kSerMono) {
-    add("BAYERPAT", std::string(SerColourName(header.colour)), "colours of the top left 2x2 pixels, row by row");
-    cards.push_back({"XBAYROFF", std::int64_t{0}, "[pixel] column offset of the pattern"});
-    cards.push_back({"YBAYROFF", std::int64_t{0}, "[pixel] row offset of the pattern"});
-  }
-  add("ROWORDER", "TOP-DOWN", "first row of the data is the top one");
-  cards.push_back({"FRAMENO", static_cast<std::int64_t>(number), "number of the frame in its recording, from 1"});
+std::vector<std::uint8_t> FitsOf(const SerFrame& frame, const std::string& path, std::uint64_t number,
+                                 FitsForm form) {
   constexpr std::size_t kMostText = 68;
-  add("SERFILE", path.substr(path.rfind('/') + 1).substr(0, kMostText), "recording that it was taken out of");
-  return cards;
-}
-
-std::vector<std::uint8_t> FitsOf(const SerFrame& frame, const std::vector<FitsCard>& cards, FitsForm form) {
   const SerHeader& header = frame.header;
+  std::vector<FitsCard> cards = frame.cards;
+  cards.push_back({"FRAMENO", static_cast<std::int64_t>(number), "number of the frame in its recording, from 1"});
+  cards.push_back({frame.fileKeyword, Plain(path.substr(path.rfind('/') + 1).substr(0, kMostText)),
+                   "recording that it was taken out of"});
   const std::vector<std::uint8_t> planes = PlanesOf(frame);
   return EncodeFits(PlainImage{header.width, header.height, header.Planes(), header.BytesPerSample(), planes},
                     cards, form);
@@ -169,7 +195,7 @@ std::string ExtractSer(const std::string& path, std::uint64_t frame, const std::
   if (kind == FileKind::Raw) {
     throw Failure(Status::Invalid, "file name: '" + to + "' must end in .fits.fz, .fits, .fit or .png");
   }
-  const SerFrame read = Read(path, frame);
+  const SerFrame read = IsFits(path) ? ReadCube(path, frame) : ReadSer(path, frame);
   NameFacts facts;
   facts.number = frame;
   facts.unixUs = read.unixTenths.value_or(0) / 10;
@@ -177,7 +203,7 @@ std::string ExtractSer(const std::string& path, std::uint64_t frame, const std::
   std::string name = pattern.Expand(facts);
   const FitsForm form = kind == FileKind::CompressedFits ? FitsForm::Compressed : FitsForm::Plain;
   const std::vector<std::uint8_t> bytes =
-      kind == FileKind::Png ? PictureOf(read) : FitsOf(read, CardsOf(read, path, frame), form);
+      kind == FileKind::Png ? PictureOf(read) : FitsOf(read, path, frame, form);
   WriteWholeFile(name, bytes, existing, durability);
   return name;
 }

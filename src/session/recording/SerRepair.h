@@ -19,7 +19,7 @@ struct SerFindings {
   std::uint64_t backwards = 0;         ///< stamps earlier than the one before
   bool described = false;              ///< a text of `orqcam record` is beside it
   std::uint64_t differing = 0;         ///< stamps that are not those of the text
-  std::uint64_t unfinishedFrames = 0;  ///< of a recording that was cut off: whole frames that `RepairSer` keeps
+  std::uint64_t unfinishedFrames = 0;  ///< of a recording that was not finished: whole frames that a repair keeps
   std::vector<std::string> troubles;   ///< one line each; empty: the file is whole
 };
 

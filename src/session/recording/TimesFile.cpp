@@ -34,13 +34,6 @@ bool ParseNumber(std::string_view text, Number& number) {
   return error == std::errc() && end == text.data() + text.size();
 }
 
-// One of those that frames have; nothing for others.
-std::string_view SourceOf(std::string_view word) {
-  constexpr std::array<std::string_view, 3> kSources = {"gps", "predicted", "computer"};
-  const auto* const found = std::ranges::find(kSources, word);
-  return found == kSources.end() ? std::string_view{} : *found;
-}
-
 // The columns of a frame's line; false when it is none, or not that of frame `expected`.
 bool ParseFrame(std::string_view line, std::uint64_t expected, std::int64_t& serTime, RecordedFrame& frame) {
   std::array<std::string_view, kColumns> columns;
@@ -61,11 +54,17 @@ bool ParseFrame(std::string_view line, std::uint64_t expected, std::int64_t& ser
   if (!parsed || !(uncertaintyUs >= 0.0 && uncertaintyUs < kMostUs)) return false;
   frame.begin = UnixTenthsOf(serTime).value_or(0);
   frame.uncertainty = std::llround(uncertaintyUs * kTenthsPerUs);
-  frame.source = SourceOf(columns[5]);
+  frame.source = SourceNamed(columns[5]);
   return !frame.source.empty();
 }
 
 }  // namespace
+
+std::string_view SourceNamed(std::string_view word) {
+  constexpr std::array<std::string_view, 3> kSources = {"gps", "predicted", "computer"};
+  const auto* const found = std::ranges::find(kSources, word);
+  return found == kSources.end() ? std::string_view{} : *found;
+}
 
 std::string TimesFileOf(const std::string& recording) {
   return recording + ".txt";

@@ -29,6 +29,9 @@ struct RecordedFrame {
   int startY = 0;
 };
 
+/// The source of that name; empty when there is none.
+std::string_view SourceNamed(std::string_view word);
+
 /// The file while it grows. What is added reaches the system with `Flush`. Everything but the constructor gives 0
 /// or an errno.
 class TimesFile {

@@ -4,10 +4,12 @@ import json
 import os
 import resource
 import shutil
+import signal
 import subprocess
 import unittest
 
 import recording_trials
+from fits_format import Cube
 from ser_format import Ser, Times, ticks, write
 from support import ORQCAM, CliTest, fits, needs_astropy
 
@@ -92,6 +94,10 @@ class Tests(CliTest):
         gaps = [number for gap in final["missing"] for number in range(gap["first"], gap["last"] + 1)]
         self.assertEqual(gaps, self.missing(times))
         self.assertTrue(any(gap["cause"] == "disk" for gap in final["missing"]))
+        running = lines[1:-1]
+        self.assertTrue(any(line["missed"] > 0 for line in running), "they are shown while it runs")
+        for line in running:
+            self.assertGreater(line["free_mb"], 0)
         self.assertTrue(any("the disk was too slow" in remark for remark in times.remarks))
 
     def test_ctrl_c_ends_a_recording_without_a_limit(self):
@@ -102,6 +108,47 @@ class Tests(CliTest):
         self.assertEqual(code, 0, err)
         ser, _ = self.check("a.ser")
         self.assertEqual(json.loads(out.splitlines()[-1])["frames"], len(ser.frames))
+
+    def test_who_presses_ctrl_c_twice_has_a_whole_file_as_well(self):
+        process = self.start_tool("-c", self.camera(), "record", *SIZE, "-e", "2ms", "-o", "a.ser", "--json")
+        process.stdout.readline()
+        process.stdout.readline()
+        process.send_signal(signal.SIGINT)
+        code, _, err = self.interrupt(process)
+        self.assertEqual(code, 0, err)
+        self.check("a.ser")
+
+    def test_time_and_size_end_a_recording(self):
+        words = ("-c", self.camera(), "record", *SIZE, "-e", "2ms", "--json")
+        lines = self.json_lines(self.succeed(*words, "-s", "0.5", "-o", "a.ser")[0])
+        self.assertEqual(lines[-1]["end"], "time")
+        self.assertGreaterEqual(lines[-1]["seconds"], 0.5)
+        self.check("a.ser")
+        # Ten frames with their times, and not quite another one.
+        size = 178 + 11 * (WIDTH * HEIGHT + 8) - 1
+        lines = self.json_lines(self.succeed(*words, "--size", f"{size / 1000}kB", "-o", "b.ser")[0])
+        self.assertEqual((lines[-1]["end"], lines[-1]["frames"]), ("size", 10))
+        self.check("b.ser")
+
+    def test_what_a_recording_takes_is_shown_before_it_begins(self):
+        words = ("-c", self.camera(), "record", *SIZE, "-e", "2ms", "-n", "1", "--json", "-o")
+        plan = self.json_lines(self.succeed(*words, "a.ser", "--ring", "1")[0])[0]
+        self.assertEqual((plan["file"], plan["times_file"], plan["form"]), ("a.ser", "a.ser.txt", "ser"))
+        self.assertEqual(plan["ring"], 2**20 // (WIDTH * HEIGHT))
+        self.assertEqual(plan["frame_size_mb"], round(WIDTH * HEIGHT / 1e6, 2))
+        self.assertAlmostEqual(plan["rate_mb_per_s"], plan["fps"] * WIDTH * HEIGHT / 1e6, delta=0.02)
+        self.assertAlmostEqual(plan["room_for"], plan["free_mb"] * 1e6 / (WIDTH * HEIGHT + 8), delta=2 + plan["room_for"] / 1e3)
+        self.assertAlmostEqual(plan["lasts_s"], plan["room_for"] / plan["fps"], delta=1 + plan["lasts_s"] / 1e3)
+        plan = self.json_lines(self.succeed(*words, "b.ser")[0])[0]
+        self.assertEqual(plan["ring"], 2**28 // (WIDTH * HEIGHT))
+
+    def test_presets_are_the_middle_of_the_sensor(self):
+        for preset, width, height in (("full", 1936, 1096), ("1280x720", 1280, 720), ("640x480", 640, 480)):
+            self.succeed("-c", "virtual:k1c,prerender=1,timescale=0", "record", "--preset", preset, "-e", "1ms", "-f", "raw16", "-n", "1",
+                         "-o", preset + ".ser")
+            ser, times = Ser(self.path(preset + ".ser")), Times(self.path(preset + ".ser.txt"))
+            self.assertEqual((ser.width, ser.height, ser.depth, ser.endian), (width, height, 16, 0))
+            self.assertEqual((times.frames[0]["x"], times.frames[0]["y"]), ((1936 - width) // 2, (1096 - height) // 2))
 
     def test_a_disk_that_fills_up_leaves_a_whole_file(self):
         limit = 1_500_000
@@ -221,12 +268,14 @@ class Tests(CliTest):
     def test_presets_and_limits_that_cannot_be_are_refused(self):
         camera = ("-c", self.camera())
         for words in (["--preset", "huge"], ["--size", "5"], ["--frames", "0"], ["--ring", "0"], ["-o", "a.avi"],
-                      ["-o", "{n}.ser"]):
+                      ["-o", "{n}.ser"], ["-o", "a"], ["-o", ".ser"]):
             self.fail_with(2, *camera, "record", *SIZE, *words)
         self.fail_with(1, *camera, "record", "--preset", "1280x720")
         with open(self.path("a.ser"), "w", encoding="utf-8") as file:
             file.write("mine")
-        self.fail_with(1, *camera, "record", *SIZE, "-n", "1", "-o", "a.ser")
+        self.assertIn("File exists", self.fail_with(1, *camera, "record", *SIZE, "-n", "1", "-o", "a.ser"))
+        for name in ("/sys/a.ser", "/sys/a.fits", "/sys/a/", "none/a.ser"):  # where nobody may write
+            self.assertIn("cannot write", self.fail_with(1, *camera, "record", *SIZE, "-n", "1", "-o", name))
         self.assertEqual(self.files(), ["a.ser"])
 
     def test_ser_tools_take_files_of_any_program(self):
@@ -247,6 +296,67 @@ class Tests(CliTest):
         self.assertEqual(self.json("ser", "repair", "rgb.ser"), {"repaired": True, "frames": 3, "with_time": 0})
         self.succeed("ser", "check", "rgb.ser")
         self.fail_with(1, "ser", "info", "p1.png")
+
+    @needs_astropy
+    def test_cubes_are_looked_at_and_taken_apart_like_ser_files(self):
+        for name, camera, form, colour in (("mono", self.camera(), "raw8", "mono"), ("bayer", "virtual:k1c", "raw16", "RGGB"),
+                                           ("rgb", "virtual:k1c", "rgb24", "RGB")):
+            self.succeed("-c", camera, "record", "--region", f"0,0,{WIDTH},{HEIGHT}", "-f", form, "-e", "2ms", "-n", "4", "-o",
+                         name + ".fits", "--observer", "Ann")
+            cube = Cube(self.path(name + ".fits"))
+            info = self.json("ser", "info", name + ".fits")
+            self.assertEqual((info["colour"], info["frames"], info["time_stamps"], info["observer"], info["width"], info["height"],
+                              info["depth_bit"], info["whole"]), (colour, 4, 4, "Ann", WIDTH, HEIGHT, 16 if form == "raw16" else 8, True))
+            self.assertEqual((info["first_utc"], info["last_utc"]), (cube.times[0]["UTC"], cube.times[3]["UTC"]))
+            self.assertEqual(info["start_utc"][:26], cube.times[0]["UTC"][:26])  # the header's is cut to microseconds
+            self.assertTrue(self.json("ser", "check", name + ".fits")["whole"])
+            self.succeed("ser", "extract", name + ".fits", "-n", "2-3", "-o", name + "{n}.fits")
+            self.succeed("ser", "extract", name + ".fits", "-n", "4", "-o", name + "{n}.png")
+            self.assertIn("frames 1 to 4", self.fail_with(1, "ser", "extract", name + ".fits", "-n", "5"))
+            with fits.open(self.path(name + ".fits")) as file:
+                whole, kept = file[0].data.copy(), file[0].header
+            for number in (2, 3):
+                header, data = self.open_fits(f"{name}{number}.fits")
+                self.assertEqual(data.tolist(), whole[number - 1].tolist(), name)
+                row = cube.times[number - 1]
+                self.assertEqual((header["DATE-OBS"], header["CAMSEQ"], header["FRAMENO"], header["TIMESRC"]),
+                                 (row["UTC"], row["CAMSEQ"], number, row["TIMESRC"]))
+                self.assertAlmostEqual(header["TIMEUNC"], row["TIMEUNC"])
+                for key in ("EXPTIME", "GAIN", "INSTRUME", "OBSERVER", "ROWORDER", "XORGSUBF", "BAYERPAT", "XPIXSZ"):
+                    self.assertEqual(header.get(key), kept.get(key), key)
+                self.assertNotIn("DATE-END", header)
+        # As it is left when the program is killed.
+        with open(self.path("mono.fits"), "rb") as file:
+            data = file.read()
+        with open(self.path("mono.fits"), "wb") as file:
+            file.write(data.replace(b"NAXIS3  =                    4", b"NAXIS3  =                    0")[:-2 * 2880])
+        with open(self.path("mono.fits.txt"), encoding="utf-8") as file:
+            text = file.read()
+        with open(self.path("mono.fits.txt"), "w", encoding="utf-8") as file:
+            file.write(text[:text.index("# frames = ")])
+        self.assertIn("it has 4 whole frames, and its header announces 0", self.fail_with(1, "ser", "check", "mono.fits"))
+        self.assertEqual(self.json("ser", "info", "mono.fits")["whole_frames"], 4)
+        self.assertEqual(self.json("ser", "repair", "mono.fits"), {"repaired": True, "frames": 4, "with_time": 4})
+        self.assertTrue(self.json("ser", "check", "mono.fits")["whole"])
+        with open(self.path("mono.fits"), "rb") as file:
+            self.assertEqual(file.read(), data)
+
+    @needs_astropy
+    def test_cubes_of_other_programs_have_frames_and_no_times(self):
+        import numpy  # astropy has brought it
+        values = [[[100 * frame + 10 * row + column for column in range(5)] for row in range(4)] for frame in range(3)]
+        for kind in ("uint8", "uint16", "int16", "float32"):
+            fits.PrimaryHDU(numpy.array(values, dtype=kind)).writeto(self.path(kind + ".fits"))
+        for kind in ("uint8", "uint16"):
+            info = self.json("ser", "info", kind + ".fits")
+            self.assertEqual((info["frames"], info["time_stamps"], info["width"], info["whole"]), (3, 0, 5, True))
+            self.succeed("ser", "extract", kind + ".fits", "-n", "3", "-o", "one.fits", "--overwrite")
+            header, data = self.open_fits("one.fits")
+            self.assertEqual(data.tolist(), values[2])
+            self.assertNotIn("DATE-OBS", header)
+        for kind in ("int16", "float32"):
+            self.assertIn("no FITS cube of 8 or unsigned 16 bits", self.fail_with(1, "ser", "info", kind + ".fits"))
+        self.assertIn("no FITS cube", self.fail_with(1, "ser", "extract", "one.fits"))
 
     @needs_astropy
     def test_frames_that_are_taken_out_have_their_values_and_times(self):

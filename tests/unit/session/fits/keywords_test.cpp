@@ -79,6 +79,33 @@ TEST(ParseKeyword, RefusesWithAUsageError) {
   }
 }
 
+TEST(ParseCard, TakesValuesAndCommentsOfAnyKeyword) {
+  const auto parsed = [](std::string card) {
+    card.resize(80, ' ');
+    return ParseCard(card).value();
+  };
+  const Keyword gain = parsed("GAIN    =                   50 / gain setting");
+  EXPECT_EQ(gain.name, "GAIN");
+  EXPECT_EQ(gain.value, KeywordValue(std::int64_t{50}));
+  EXPECT_EQ(gain.comment, "gain setting");
+  EXPECT_EQ(parsed("EXPTIME =               2.5E-3").value, KeywordValue(0.0025));
+  EXPECT_EQ(parsed("CLKSYNC =                    T / it is").value, KeywordValue(true));
+  const Keyword text = parsed("OBJECT  = 'O''Neill / 2  '      / a name");
+  EXPECT_EQ(text.value, KeywordValue(std::string("O'Neill / 2")));
+  EXPECT_EQ(text.comment, "a name");
+  EXPECT_EQ(parsed("HISTORY   dark subtracted").value, KeywordValue(std::string("dark subtracted")));
+}
+
+TEST(ParseCard, RefusesWhatHasNoValueOrBreaksTheRules) {
+  for (const char* const card :
+       {"", "END", "COMMENT a remark", "GAIN    =", "GAIN    =           / none", "GAIN    50", "Gain    =  50",
+        " GAIN   =  50", "OBJECT  = 'not closed", "OBJECT  = 'caf\xC3\xA9'", "GA IN   =  50"}) {
+    std::string whole = card;
+    if (!whole.empty()) whole.resize(80, ' ');
+    EXPECT_FALSE(ParseCard(whole)) << card;
+  }
+}
+
 TEST(CheckTextValue, TakesPrintableAsciiOf68Characters) {
   EXPECT_NO_THROW(CheckTextValue("", "--object"));
   EXPECT_NO_THROW(CheckTextValue(std::string(68, 'x'), "--object"));

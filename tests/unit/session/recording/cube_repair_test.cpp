@@ -1,6 +1,7 @@
 #include "session/recording/CubeRepair.h"
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <fstream>
@@ -9,6 +10,8 @@
 #include "session/Failure.h"
 #include "session/recording/CubeSink.h"
 #include "session/recording/RecordingFiles.h"
+#include "session/recording/cube/CubeFile.h"
+#include "session/recording/cube/CubeTimes.h"
 #include "unit/support/TempDirectory.h"
 
 namespace orq::session {
@@ -197,6 +200,96 @@ TEST_F(CubeRepairTest, KeepsFramesThatCameAfterTheLastFlush) {
   EXPECT_EQ(Announced(), std::string(17, ' ') + "150");
 }
 
+TEST_F(CubeRepairTest, TellsWhatAWholeCubeHolds) {
+  Record(true);
+  const SerFindings found = CheckCube(path_);
+  EXPECT_THAT(found.troubles, testing::IsEmpty());
+  const SerHeader& header = found.survey.header;
+  EXPECT_EQ(header.colour, kSerMono);
+  EXPECT_EQ(header.width, 4);
+  EXPECT_EQ(header.height, 3);
+  EXPECT_EQ(header.depth, 16);
+  EXPECT_EQ(header.frames, kFrames);
+  EXPECT_EQ(found.survey.frames, 6U);
+  EXPECT_EQ(found.survey.stamps, 6U);
+  EXPECT_EQ(found.survey.fileBytes, ContentOf(path_).size());
+  EXPECT_EQ(found.unfinishedFrames, 0U);
+  EXPECT_EQ(found.firstTime, 621'355'968'000'000'000 + kTime);
+  EXPECT_EQ(found.lastTime, 621'355'968'000'000'000 + kTime + 5000);
+  EXPECT_TRUE(found.described);
+  EXPECT_EQ(found.unstamped + found.backwards + found.differing, 0U);
+}
+
+TEST_F(CubeRepairTest, ReadsFramesAndRowsAsTheyWerePut) {
+  Record(true);
+  CubeFile cube(path_);
+  EXPECT_EQ(SamplesOfCube(cube.ReadFrame(5), cube.Facts().shape), std::vector<std::uint16_t>(12, 0x0A0A));
+  EXPECT_THROW(cube.ReadFrame(cube.WholeFrames()), Failure);
+  const auto rows = ReadTimesTable(cube, 2, 3);
+  ASSERT_TRUE(rows);
+  ASSERT_EQ(rows->size(), 3U);
+  EXPECT_EQ(rows->front().frame, 3U);
+  EXPECT_EQ(rows->front().number, 3U);
+  EXPECT_EQ(rows->front().begin, kTime + 2000);
+  EXPECT_EQ(rows->front().source, "computer");
+  EXPECT_EQ(ReadTimesTable(cube, 6)->size(), 0U);
+}
+
+TEST_F(CubeRepairTest, SaysWhatIsMissing) {
+  using testing::ElementsAre;
+  using testing::HasSubstr;
+  Record(false);
+  EXPECT_THAT(CheckCube(path_).troubles, ElementsAre("it was not finished: its table of times is missing"));
+  RepairCube(path_);
+  EXPECT_THAT(CheckCube(path_).troubles, testing::IsEmpty());
+  std::filesystem::resize_file(path_, HeaderBytes() + 4 * kFrameBytes + 1);
+  const SerFindings cut = CheckCube(path_);
+  EXPECT_THAT(cut.troubles, ElementsAre("it is cut off: 4 of 6 frames are whole"));
+  EXPECT_EQ(cut.survey.frames, 4U);
+  std::filesystem::remove(TimesFileOf(path_));
+  EXPECT_EQ(RepairCube(path_).frames, 4U);
+  const SerFindings without = CheckCube(path_);
+  EXPECT_THAT(without.troubles, testing::IsEmpty()) << "nobody tells times";
+  EXPECT_EQ(without.survey.stamps, 0U);
+  std::ofstream(path_, std::ios::app) << "stray";
+  EXPECT_THAT(CheckCube(path_).troubles, ElementsAre(HasSubstr("no part of a FITS file")));
+}
+
+TEST_F(CubeRepairTest, SaysThatTimesAreNotThoseOfTheText) {
+  Record(true);
+  const Bytes text = ContentOf(TimesFileOf(path_));
+  std::string other(text.begin(), text.end());
+  const std::string stamp = std::to_string(621'355'968'000'000'000 + kTime + 2000);
+  other.replace(other.find(stamp), stamp.size(), std::to_string(621'355'968'000'000'000 + kTime + 2001));
+  std::ofstream(TimesFileOf(path_), std::ios::trunc) << other;
+  const SerFindings found = CheckCube(path_);
+  EXPECT_EQ(found.differing, 1U);
+  EXPECT_THAT(found.troubles, testing::ElementsAre("its table of times is not that of the text beside it"));
+  EXPECT_TRUE(RepairCube(path_).changed) << "the text counts";
+  EXPECT_EQ(CheckCube(path_).differing, 0U);
+}
+
+TEST_F(CubeRepairTest, LeavesWhatOtherProgramsHaveAddedBehindTheTable) {
+  Record(true);
+  Bytes file = ContentOf(path_);
+  const auto table = file.end() - static_cast<std::ptrdiff_t>(2 * kBlock);
+  const std::string last = "END" + std::string(77, ' ');
+  std::string added = "COMMENT by another program";
+  added.resize(80, ' ');
+  added += last;
+  const auto end = std::search(table, file.end(), last.begin(), last.end());
+  ASSERT_LT(end, file.end() - static_cast<std::ptrdiff_t>(kBlock + 160));
+  std::copy(added.begin(), added.end(), end);
+  std::string extension = "XTENSION= 'IMAGE   '";
+  extension.resize(kBlock, ' ');
+  file.insert(file.end(), extension.begin(), extension.end());
+  std::ofstream(path_, std::ios::binary)
+      .write(reinterpret_cast<const char*>(file.data()), static_cast<std::streamsize>(file.size()));
+  EXPECT_FALSE(RepairCube(path_).changed);
+  EXPECT_THAT(CheckCube(path_).troubles, testing::IsEmpty());
+  EXPECT_EQ(ContentOf(path_), file);
+}
+
 TEST_F(CubeRepairTest, RefusesWhatIsNoCube) {
   EXPECT_THROW(RepairCube(path_), Failure);
   std::ofstream(path_) << "SIMPLE  =                    T";
@@ -205,6 +298,10 @@ TEST_F(CubeRepairTest, RefusesWhatIsNoCube) {
   std::ofstream(path_) << "LUCAM-RECORDER";
   EXPECT_FALSE(IsFits(path_));
   EXPECT_FALSE(IsFits(path_ + ".none"));
+  EXPECT_THROW(CheckCube(path_), Failure);
+  ASSERT_EQ(mkfifo((path_ + ".pipe").c_str(), 0600), 0);
+  EXPECT_FALSE(IsFits(path_ + ".pipe")) << "nobody will ever write to it";
+  EXPECT_THROW(CheckCube(path_ + ".pipe"), Failure);
 }
 
 }  // namespace

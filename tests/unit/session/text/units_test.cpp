@@ -35,6 +35,20 @@ TEST(IsoUtc, ShowsTenthsOfMicrosecondsOnDemand) {
   EXPECT_EQ(IsoUtcTenths(-1), "1969-12-31T23:59:59.9999999");
 }
 
+TEST(IsoUtc, IsReadWhenItIsWrittenInJustThisWay) {
+  const std::int64_t newYear = std::int64_t{22'645} * 86'400 * 10'000'000;
+  EXPECT_EQ(ParseIsoUtcTenths("2032-01-01T00:00:01.2345678"), newYear + 12'345'678);
+  EXPECT_EQ(ParseIsoUtcTenths("2031-12-31T23:59:59.9999999"), newYear - 1);
+  EXPECT_EQ(ParseIsoUtcTenths("2032-02-29T00:00:00.0000000"), newYear + std::int64_t{59} * 86'400 * 10'000'000);
+  for (const char* const other :
+       {"", "2032-01-01", "2032-01-01T00:00:01.234567", "2032-01-01T00:00:01.23456789",
+        "2032-01-01 00:00:01.2345678", "2031-02-29T00:00:00.0000000", "2032-13-01T00:00:00.0000000",
+        "2032-01-01T00:00:60.0000000", "2032-01-01T00:00:01,2345678", "20x2-01-01T00:00:01.2345678",
+        "2032-01-01T-1:00:01.2345678"}) {
+    EXPECT_FALSE(ParseIsoUtcTenths(other)) << other;
+  }
+}
+
 TEST(Text, SplitKeepsEmptyParts) {
   EXPECT_EQ(Split("a,,b,", ','), (std::vector<std::string>{"a", "", "b", ""}));
   EXPECT_EQ(Split("", ','), (std::vector<std::string>{""}));
