@@ -1,9 +1,10 @@
-// What clients of the server write: parameters, addresses, hosts, discovery. Whatever comes, what is understood
-// means the same when it is written again.
+// What clients of the server write: parameters, bodies, addresses, hosts, discovery. Whatever comes, what is
+// understood means the same when it is written again.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <optional>
+#include <orqcam/orqcam.hpp>
 #include <string>
 #include <string_view>
 
@@ -12,6 +13,7 @@
 #include "http/Address.h"
 #include "http/Message.h"
 #include "http/Parameters.h"
+#include "live/routes/Body.h"
 
 namespace {
 
@@ -67,6 +69,33 @@ void checkCall(std::string_view text) {
   }
 }
 
+void checkBody(std::string_view text) {
+  Request request;
+  request.body = text;
+  try {
+    const Body body(request, {"width", "on", "name"});
+    const auto refused = [](auto&& read) {
+      try {
+        read();
+        return false;
+      } catch (const orq::InvalidError&) {
+        return true;
+      }
+    };
+    for (const char* const name : {"width", "on", "name"}) {
+      const bool noNumber =
+          refused([&] { require(body.number(name).value_or(0) - body.number(name).value_or(0) == 0); });
+      require(!noNumber || refused([&] { body.whole(name); }));
+      // What is there is of one kind only.
+      const int kinds = (noNumber ? 0 : 1) + (refused([&] { body.truth(name); }) ? 0 : 1) +
+                        (refused([&] { body.text(name); }) ? 0 : 1);
+      require(kinds == 0 || kinds == 1 || kinds == 3);  // a list; a value; nothing
+    }
+  } catch (const orq::InvalidError&) {
+    require(!text.empty());
+  }
+}
+
 void checkAddresses(std::string_view text) {
   if (const std::optional<Address> address = Address::parse(text)) {
     require(Address::parse(address->text()) == address);
@@ -87,6 +116,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string_view text(reinterpret_cast<const char*>(data), size);
   checkParameters(text);
   checkCall(text);
+  checkBody(text);
   checkAddresses(text);
   require(alpaca::asksForServers(text) == (text.substr(0, 16) == "alpacadiscovery1"));
   return 0;

@@ -5,6 +5,7 @@ import json
 import os
 import signal
 import socket
+import struct
 import subprocess
 import tempfile
 import threading
@@ -15,6 +16,7 @@ from alpaca import Client
 from server import ORQCAM, PATIENCE, Server
 
 STATE = "/api/v1/state"
+IPV6_GROUP = "ff12::a1:9aca"  # that clients ask for servers
 
 
 def own_address():
@@ -26,6 +28,32 @@ def own_address():
             return None
         address = probe.getsockname()[0]
     return None if address.startswith("127.") else address
+
+
+def place_of_ipv6_groups():
+    """An interface that brings this computer what it sends to a group itself, and its address; nothing where there is none."""
+    if not os.path.exists("/proc/net/if_inet6"):
+        return None
+    with open("/proc/net/if_inet6", encoding="ascii") as table:
+        entries = [line.split() for line in table]
+    for digits, index, _, scope, _, name in entries:
+        if scope != "00" or name == "lo":
+            continue
+        address, interface = socket.inet_ntop(socket.AF_INET6, bytes.fromhex(digits)), int(index, 16)
+        with socket.socket(socket.AF_INET6, socket.SOCK_DGRAM) as probe:
+            try:
+                probe.bind((address, 0))
+                with socket.socket(socket.AF_INET6, socket.SOCK_DGRAM) as heard:
+                    heard.bind(("::", 0))
+                    heard.settimeout(2)
+                    heard.setsockopt(socket.IPPROTO_IPV6, socket.IPV6_JOIN_GROUP,
+                                     socket.inet_pton(socket.AF_INET6, IPV6_GROUP) + struct.pack("@I", interface))
+                    probe.sendto(b"?", (IPV6_GROUP, heard.getsockname()[1], 0, interface))
+                    heard.recv(10)
+            except OSError:
+                continue
+        return interface, address
+    return None
 
 
 def error_of(body):
@@ -163,6 +191,41 @@ class Tests(unittest.TestCase):
             with Server("--listen", "0.0.0.0", discovery=True) as server:
                 self.assertTrue(is_told(server, b"alpacadiscovery1"))
                 self.assertFalse(is_told(server, b"alpacadiscovery1", (address, 32227)))
+
+    def test_discovery_answers_over_ipv6(self):
+        def is_told(server, target, interface, source, patience):
+            """Whether this server answers: others on this computer may do so, too."""
+            end = time.monotonic() + patience
+            with socket.socket(socket.AF_INET6, socket.SOCK_DGRAM) as asking:
+                asking.bind((source, 0))
+                asking.settimeout(0.2)  # it asks again, as clients do
+                while time.monotonic() < end:
+                    asking.sendto(b"alpacadiscovery1", (target, 32227, 0, interface))
+                    try:
+                        answer, where = asking.recvfrom(1000)
+                    except (TimeoutError, ConnectionRefusedError):
+                        continue
+                    if json.loads(answer) == {"AlpacaPort": server.port}:
+                        self.assertEqual(where[0], source)  # it comes from where Alpaca listens
+                        return True
+            return False
+
+        where = place_of_ipv6_groups()
+        try:
+            server = Server("--listen", "::1", discovery=True)
+        except AssertionError as trouble:
+            self.skipTest(f"no IPv6 here: {trouble}")
+        with server:
+            if not is_told(server, "::1", 0, "::1", 2):
+                self.skipTest(f"another server on this computer has the port: {server.words()}")
+            if where is None:
+                self.skipTest("no interface of this computer has groups of IPv6")
+            interface, address = where
+            self.assertFalse(is_told(server, IPV6_GROUP, interface, address, 0.3))
+        for options, wanted in ((("--listen", address), False), (("--listen", address, "--alpaca-allow", address), True),
+                                (("--listen", "::", "--alpaca-allow", address), True), (("--alpaca-allow", address), False)):
+            with Server(*options, discovery=True) as server:
+                self.assertEqual(is_told(server, IPV6_GROUP, interface, address, PATIENCE if wanted else 0.3), wanted, options)
 
     def test_addresses_do_not_leave_the_table_of_routes(self):
         with Server() as server:

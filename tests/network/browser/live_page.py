@@ -249,8 +249,12 @@ def counters(page):
     """Always in sight, whatever is scrolled."""
     for name in ("c-fps", "c-page", "c-rate", "c-frames", "c-lost", "c-dropped", "c-link", "c-cpu", "c-free"):
         eventually(f"{name} to be told", lambda: re.search(r"\d", page.text(name)))
-    place = page.driver.execute_script("const r = document.getElementById('counters').getBoundingClientRect(); return [r.top, r.bottom, innerHeight]")
-    assert 0 <= place[0] < place[1] <= place[2] + 1, place
+    hidden = page.driver.execute_script("""
+        return [...document.querySelectorAll('#counters dd')].filter((one) => {
+          const place = one.getBoundingClientRect();
+          return place.left < 0 || place.right > innerWidth || place.top < 0 || place.bottom > innerHeight;
+        }).map((one) => one.id);""")
+    assert not hidden, f"out of sight: {hidden}"
 
 
 def night(page, path):
@@ -459,6 +463,7 @@ def main():
             counters(page)
             page.shot(folder / "live-phone.png")
             page.driver.execute_script("scrollTo(0, 900)")
+            counters(page)
             page.shot(folder / "live-phone-below.png")
             assert page.complaints() == [], page.complaints()
         finally:

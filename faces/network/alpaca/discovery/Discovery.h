@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string_view>
 #include <thread>
 #include <vector>
@@ -20,8 +21,9 @@ struct DiscoverySettings {
 /// Whether a datagram asks for servers of the version that is spoken here.
 bool asksForServers(std::string_view datagram);
 
-/// Answers from its beginning to its end: those who ask at an address where Alpaca listens, and may use it.
-/// Several programs on one computer can do this. IPv4 only, as clients do.
+/// Answers from its beginning to its end: those who ask at an address where Alpaca listens, and may use it: over
+/// IPv4, which clients broadcast to, and over IPv6, where they ask a group. Several programs on one computer can
+/// do this.
 class Discovery {
  public:
   /// Throws Error where the port cannot be had.
@@ -31,12 +33,17 @@ class Discovery {
   Discovery& operator=(const Discovery&) = delete;
 
  private:
+  void hear(bool isIpv4);
+  void closeAll();
+  void joinGroup();
   void run();
-  void answerOne();
-  bool isForUs(const Address& local, const Address& peer) const;
+  void answerOne(int socket);
+  bool isAllowed(const Address& peer) const;
+  std::optional<Address> listeningAt(const std::vector<Address>& asked) const;
 
   const DiscoverySettings settings_;
-  int socket_ = -1;
+  int four_ = -1;  ///< sockets; -1: Alpaca does not listen there
+  int six_ = -1;
   int end_ = -1;
   std::thread thread_;
 };

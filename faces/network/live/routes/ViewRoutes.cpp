@@ -4,6 +4,7 @@
 #include <memory>
 #include <mutex>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <utility>
 
 #include "live/picture/PictureRequest.h"
@@ -23,8 +24,8 @@ constexpr double kShortestSpan = 0.5;  // seconds that tell something
 // start.
 class Load {
  public:
-  // Null: too early to tell.
-  Json percent() {
+  // Nothing: too early to tell.
+  std::optional<double> percent() {
     const std::scoped_lock lock(mutex_);
     const auto now = Clock::now();
     const std::chrono::duration<double> span = now - at_;
@@ -45,7 +46,7 @@ class Load {
   std::mutex mutex_;
   Clock::time_point at_ = Clock::now();
   double used_ = 0.0;
-  Json percent_;
+  std::optional<double> percent_;
 };
 
 std::uint64_t newerThan(const Request& request) {
@@ -142,6 +143,7 @@ Json stateOf(LiveCamera& live, const Folder& folder, Load& load) {
   const CameraStanding standing = live.slot->standing();
   const std::optional<Purpose> holder = live.slot->turns().holder();
   const WorkState work = live.work.state();
+  const std::optional<double> percent = load.percent();
   Json told = {
       {"presence", nameOf(standing.presence)},
       {"trouble", standing.trouble},
@@ -156,7 +158,7 @@ Json stateOf(LiveCamera& live, const Folder& folder, Load& load) {
       {"recording", recordingOf(live.recorder.progress())},
       {"work",
        {{"kind", work.kind}, {"running", work.running}, {"result", work.result}, {"trouble", work.trouble}}},
-      {"server", {{"cpu_percent", load.percent()}, {"free_bytes", folder.freeBytes()}}}};
+      {"server", {{"cpu_percent", percent ? Json(*percent) : Json(nullptr)}, {"free_bytes", folder.freeBytes()}}}};
   if (standing.info) told["camera"] = infoOf(*standing.info);
   if (const auto camera = live.slot->lastCamera()) tellOpen(*camera, told);
   return told;
