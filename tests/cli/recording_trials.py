@@ -79,8 +79,12 @@ class Drawn:
     taken = {}
 
     def __init__(self, drawn, folder, orqcam, models):
-        self.words = [orqcam, "--no-settings", "--json", "-c", f"virtual:{drawn.choice(models)},prerender={DRAWN}"]
-        self.camera = self.words[-1]
+        self.camera = f"virtual:{drawn.choice(models)},prerender={DRAWN}"
+        self.words = [orqcam, "--no-settings", "--json", "-c", self.camera]
+        asked = subprocess.run([*self.words, "gps", "read"], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=PATIENCE, check=False)
+        if asked.returncode == 0:  # it would tell another day
+            self.camera += ",gpstime=now"
+            self.words[-1] = self.camera
         binning, at = drawn.choice((1, 1, 2)), drawn.choice(("64,32", "128,64"))
         self.form = drawn.choice(json.loads(self.run(folder, "info"))["formats"])
         self.options = ("-f", self.form, "-e", "2ms", "--bin", str(binning), "--region", f"{at},{320 * binning},{240 * binning}")
@@ -191,6 +195,8 @@ class Trial:
         return done.returncode == 0
 
     def check_times(self, lines):
+        if not lines:  # it was ended before the first frame
+            return
         utc = [datetime.datetime.fromisoformat(line["utc"][:26]).replace(tzinfo=datetime.timezone.utc).timestamp() for line in lines]
         demand(utc == sorted(utc), "times go back")
         demand(all(self.span[0] <= each <= self.span[1] for each in utc), f"times of another day: {utc[0]} to {utc[-1]}")

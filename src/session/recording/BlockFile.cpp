@@ -1,6 +1,7 @@
 #include "session/recording/BlockFile.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -97,6 +98,9 @@ int BlockFile::Flush() {
 
 int BlockFile::Sync() {
   if (const int error = Flush(); error != 0) return error;
+  // What is written to a file that was deleted meanwhile is lost without any error.
+  struct stat status {};
+  if (fstat(fd_, &status) == 0 && status.st_nlink == 0) return ENOENT;
   return fdatasync(fd_) == 0 || errno == EINVAL ? 0 : errno;
 }
 

@@ -3,6 +3,7 @@
 #include <sys/statvfs.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <utility>
 
@@ -98,6 +99,10 @@ FilePattern PatternFor(std::string path, RecordingForm form) {
 RecordingForm FormOf(FileKind kind) {
   if (kind == FileKind::Folder) return RecordingForm::Folder;
   return kind == FileKind::Ser ? RecordingForm::Ser : RecordingForm::Cube;
+}
+
+std::string ReasonOf(int error) {
+  return error == ENOENT ? "its file or folder was deleted meanwhile" : std::strerror(error);
 }
 
 // Of the disk.
@@ -241,7 +246,7 @@ void Recording::TakeNext() {
   }
   if (frame) Put(*frame);
   if (const int error = files_->KeepSafe(); error != 0 && cause_ == RecordingEnd::None) {
-    End(IsFull(error) ? RecordingEnd::DiskFull : RecordingEnd::Failed, std::strerror(error));
+    End(IsFull(error) ? RecordingEnd::DiskFull : RecordingEnd::Failed, ReasonOf(error));
   }
 }
 
@@ -318,7 +323,7 @@ void Recording::Put(const SharedFrame& frame) {
   if (now_.first == 0) now_.first = line.begin;
   now_.last = line.begin;
   if (error != 0) {
-    return End(IsFull(error) ? RecordingEnd::DiskFull : RecordingEnd::Failed, std::strerror(error));
+    return End(IsFull(error) ? RecordingEnd::DiskFull : RecordingEnd::Failed, ReasonOf(error));
   }
   if (now_.frames == options_.frames) End(RecordingEnd::Frames);
 }
@@ -361,7 +366,7 @@ void Recording::Finish() {
   const int error = files_->Finish(frames, [this] { return Summary(); });
   now_.frames = frames;
   if (error != 0 && cause_ != RecordingEnd::DiskFull) {
-    End(IsFull(error) ? RecordingEnd::DiskFull : RecordingEnd::Failed, std::strerror(error));
+    End(IsFull(error) ? RecordingEnd::DiskFull : RecordingEnd::Failed, ReasonOf(error));
   }
 }
 

@@ -258,6 +258,23 @@ TEST_F(Recordings, AsCubesEndAtTheirSizeWithAWholeFile) {
   EXPECT_EQ(recording.State().bytes, std::filesystem::file_size(Path("a.fits")));
   EXPECT_LE(recording.State().bytes, options.bytes);
   EXPECT_GT(recording.State().bytes, options.bytes - 64U * 64U * 2U - 2880U) << "another frame would not fit";
+  orq_ser_info info{};
+  info.size = sizeof info;
+  ASSERT_EQ(orq_ser_get_info(Path("a.fits").c_str(), &info), ORQ_OK) << orq_last_error();
+  EXPECT_EQ(info.whole, 1) << info.trouble;
+  EXPECT_EQ(info.frames, recording.State().frames);
+  EXPECT_EQ(info.stamps, info.frames);
+  EXPECT_EQ(info.whole_frames, info.frames);
+  EXPECT_EQ(info.frame_bytes, 64U * 64);
+  EXPECT_STREQ(info.colour_name, "RGGB");
+  EXPECT_EQ(info.first_unix_ns, recording.State().first_unix_ns);
+  orq_path written{};
+  written.size = sizeof written;
+  const std::string to = Path("x{n}.fits");
+  ASSERT_EQ(orq_ser_extract(Path("a.fits").c_str(), 1, to.c_str(), nullptr, &written), ORQ_OK) << orq_last_error();
+  EXPECT_EQ(written.path, Path("x1.fits"));
+  EXPECT_EQ(orq_ser_extract(Path("a.fits").c_str(), info.frames + 1, to.c_str(), nullptr, &written),
+            ORQ_ERROR_RANGE);
 }
 
 TEST_F(Recordings, HaveThePatternThatFramesBeginWith) {

@@ -11,7 +11,7 @@ import unittest
 import recording_trials
 from fits_format import Cube
 from ser_format import Ser, Times, ticks, write
-from support import ORQCAM, CliTest, fits, needs_astropy
+from support import ORQCAM, TIMEOUT, CliTest, fits, needs_astropy
 
 SLOW_DISK = os.environ.get("ORQ_SLOW_DISK", "")
 TRIALS = 20
@@ -150,6 +150,18 @@ class Tests(CliTest):
             self.assertEqual((ser.width, ser.height, ser.depth, ser.endian), (width, height, 16, 0))
             self.assertEqual((times.frames[0]["x"], times.frames[0]["y"]), ((1936 - width) // 2, (1096 - height) // 2))
 
+    def test_a_recording_that_is_deleted_is_no_success(self):
+        for name in ("a.ser", "b.fits", "c/"):
+            os.mkdir(self.path("place"))
+            process = self.start_tool("-c", self.camera(), "record", *SIZE, "-e", "2ms", "-o", "place/" + name, "--json")
+            process.stdout.readline()
+            process.stdout.readline()
+            os.rename(self.path("place"), self.path("gone"))  # so that no file comes while they are deleted
+            shutil.rmtree(self.path("gone"))
+            _, err = process.communicate(timeout=TIMEOUT)
+            self.assertEqual(process.returncode, 1, err)
+            self.assertIn("its file or folder was deleted meanwhile", err)
+
     def test_a_disk_that_fills_up_leaves_a_whole_file(self):
         limit = 1_500_000
 
@@ -239,6 +251,26 @@ class Tests(CliTest):
         self.assertGreater(len(ways), 10)
         for axis in zip(*ways):  # the same for all: it is where its speed has taken it, wherever the box was
             self.assertLess(max(axis) - min(axis), 2)
+
+    def test_times_of_a_camera_with_gps_are_right_to_the_row(self):
+        # A flash lights the rows that are exposed while it lasts: those that begin from one exposure before it to its end.
+        begin, length, exposure = 3.25, 500e-6, 5e-3
+        self.succeed("-c", f"virtual:t46c,scene=dark,flash=2030-01-01T00:00:0{begin}/500us", "record", "-f", "raw8", "-e", "5ms", "--region",
+                     "0,0,320,1200", "-s", "3.2", "-o", "g.fits")
+        cube = Cube(self.path("g.fits"))
+        row, edges = float(cube.cards["ROWTIME"]), []
+        for pixels, line in zip(cube.frames, cube.times):
+            means = [sum(pixels[y * cube.width:(y + 1) * cube.width]) / cube.width for y in range(cube.height)]
+            lit = [y for y, mean in enumerate(means) if mean > min(means) + 3]
+            start = float(line["UTC"][17:])
+            if lit and lit[0] > 0:
+                edges.append((start + lit[0] * row, begin - exposure))
+            if lit and lit[-1] < cube.height - 1:
+                edges.append((start + lit[-1] * row, begin + length))
+        if not edges:
+            self.skipTest("the frame of the flash was lost, or came before the recording began")
+        for found, wanted in edges:
+            self.assertAlmostEqual(found, wanted, delta=3 * row)
 
     def test_the_box_around_a_planet_follows_it(self):
         side, radius, path = 480, 24, os.path.join(self.directory, "planet.ser")
