@@ -1,10 +1,11 @@
 #!/usr/bin/env python3
 """Makes docs/performance.md and its pictures from what speed_bench measured.
 
-  bench/report.py RESULTS.json DOCS [--orqcam PROGRAM]
+  bench/report.py RESULTS.json DOCS [--orqcam PROGRAM] [--speed-bench PROGRAM] [--sustained STREAMS.json]
 
 Takes of every benchmark the least processor time of all rounds: others on the machine only add to it. With --orqcam the
-command's own start is measured, too. Without matplotlib the pictures stay as they are.
+command's own start is measured, too; with --speed-bench the whole path is profiled, where perf is there; with --sustained
+the page tells what bench/sustained measured. Without matplotlib the pictures stay as they are.
 """
 
 import argparse
@@ -13,7 +14,9 @@ import json
 import os
 import re
 import resource
+import shutil
 import subprocess
+import tempfile
 
 # What is compared with what, at the largest size, and at most how much it may be; None: for information.
 GOALS = [
@@ -37,6 +40,11 @@ GOALS = [
     ("expanding a bitmap record / memset", "expand bitmap", "memset", 1.5),
 ]
 COPY_OF = {"8": "memcpy/8", "16": "memcpy/16"}
+# What is profiled, and the step that a function is part of: one after the other is looked for in its name.
+PROFILED = ("whole path/16", "whole path without gamma/16", "whole path/8")
+STEP_OF = {"dark": ("Subtract<",), "hot pixels": ("AverageNeighbours<", "RepairHotPixels<"),
+           "bad rows and columns": ("RepairSomeColumns<", "RepairColumns<", "RepairRows<"), "dark list": ("RepairDarkPixels<",),
+           "flips": ("MirrorRow<",), "gamma": ("Permute", "RunFramePath")}
 
 
 class Results:
@@ -119,6 +127,64 @@ def goals_table(results, orqcam):
     return lines
 
 
+def shares(program, name):
+    """Percent of the whole path's time that each step takes; what prepares the benchmark does not count."""
+    with tempfile.TemporaryDirectory() as folder:
+        data = os.path.join(folder, "perf.data")
+        subprocess.run(["perf", "record", "-q", "-o", data, program, f"--benchmark_filter=^{name}/mp:26$",
+                        "--benchmark_min_time=3"], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=True)
+        report = subprocess.run(["perf", "report", "-i", data, "--stdio", "--no-children", "--sort", "symbol"],
+                                stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True, check=True).stdout
+    found = dict.fromkeys(STEP_OF, 0.0)
+    for percent, function in re.findall(r"^ *([0-9.]+)% +\[\.\] +(.*)$", report, re.M):
+        step = next((step for step, words in STEP_OF.items() if any(word in function for word in words)), None)
+        if step:
+            found[step] += float(percent)
+    total = sum(found.values())
+    return {step: 100 * percent / total for step, percent in found.items()} if total else None
+
+
+def profile_section(results, program):
+    """Where the time of the whole path goes, and what the same costs when the frame stays in the cache."""
+    lines = ["## Where the time goes", "",
+             "A megapixel costs the more the larger the frame is: in the processor's caches it is computed, beyond them the memory "
+             "is waited for.", "", "| Cost of a megapixel | 2 megapixels | 26 megapixels |", "|---|---:|---:|"]
+    for name in ("memcpy/16", "dark/16", "flip both/16", *PROFILED):
+        small, large = (results.least.get((name, size)) for size in (2, 26))
+        if small and large:
+            lines.append(f"| {name} | {small / 2.12:.3f} ms | {large / 26.09:.3f} ms |")
+    profiles = {}
+    if program and shutil.which("perf"):
+        try:
+            profiles = {name: found for name in PROFILED if (found := shares(program, name))}
+        except (OSError, subprocess.CalledProcessError) as error:
+            print(f"report.py: no profile: {error}")
+    if profiles:
+        lines += ["", "Share of each step in the whole path at 26 megapixels (perf):", "",
+                  f"| Step | {' | '.join(profiles)} |", f"|---|{'---:|' * len(profiles)}"]
+        lines += [f"| {step} | {' | '.join(f'{found[step]:.0f} %' for found in profiles.values())} |" for step in STEP_OF]
+    return [*lines, ""]
+
+
+def streams_section(path):
+    """What bench/sustained measured, if it was run."""
+    if not path or not os.path.exists(path):
+        return []
+    with open(path, encoding="utf-8") as file:
+        streams = json.load(file)
+    lines = ["## Streams that lose nothing", "",
+             "`scripts/bench --sustained`. Cores: processor time for each second, thread by thread. The first camera is on the emulated "
+             "bus, in another process; the second one is a thread of the same process, which is counted.", "",
+             "| What | Frames | Lost | MB/s | Cores | At most |", "|---|---:|---:|---:|---:|---:|"]
+    for what, key in (("k1c at its full rate, 8 bit, emulated bus, dark, hot pixels, gamma, both flips", "emulated"),
+                      ("source of 400 MB/s, 16 bit", "source")):
+        stream = streams[key]
+        cores = " + ".join(f"{share:.2f}" for share in stream["cores"] if share >= 0.005)
+        lines.append(f"| {what} | {stream['frames']} | {stream['lost']} | {stream['rate_mb_per_s']:.0f} | "
+                     f"{sum(stream['cores']):.2f} ({cores}) | 0.50 |")
+    return [*lines, ""]
+
+
 def kernels_table(results):
     lines = ["| Step / bits | 2 megapixels | 12 megapixels | 26 megapixels | copies of the frame |", "|---|---:|---:|---:|---:|"]
     names = sorted({name for name, _ in results.least if "/threads:" not in name})
@@ -169,6 +235,8 @@ def main():
     parser.add_argument("results")
     parser.add_argument("docs")
     parser.add_argument("--orqcam")
+    parser.add_argument("--speed-bench")
+    parser.add_argument("--sustained")
     options = parser.parse_args()
     results = Results(options.results)
     folder = os.path.join(options.docs, "performance")
@@ -179,6 +247,7 @@ def main():
              "A copy of the frame (memcpy) in the same run is the measure: it is what the memory allows, and little less than what "
              "any program takes that looks at a frame.", "",
              "## Goals", "", "At 26 megapixels, ratios of processor times.", "", *goals_table(results, options.orqcam), "",
+             *streams_section(options.sustained), *profile_section(results, options.speed_bench),
              "## Curves", "",
              "![Cost against pixels](performance/pixels.png)", "", "![Cost against listed pixels](performance/hot-pixels.png)", "",
              "![Cost against cameras](performance/cameras.png)", "",

@@ -78,7 +78,7 @@ int StripRows(const FramePath& path) {
 /// One frame's steps. Corrections have worked on the frame as the sensor sent it: a dark was collected and
 /// subtracted before anything else changed the samples, then defects were repaired (a repaired pixel must not have
 /// its own large dark value subtracted). The copy for automatic control follows. Only then are pixels mixed
-/// (binning), mapped (gamma), moved (flips) and converted (format), so that correction tables need to know nothing
+/// (binning), moved (flips), mapped (gamma) and converted (format), so that correction tables need to know nothing
 /// of these; the time mark is printed on what the caller gets. White balance is for frames that are looked at:
 /// those in colour and luminance, once binned. Raw frames are measured: their samples stay in proportion to the
 /// light.
@@ -124,12 +124,13 @@ class Steps {
     const Mosaic<Sample> mosaic{samples, setup.region.width, path_.monoBin};
     if (path_.autoFrame != nullptr && path_.autoAfterBin) CopyForAutomaticControl(path_, mosaic, at);
     if (colours_) BalanceWhite(path_, mosaic);
-    if (gamma_ != nullptr) ApplyGamma(samples, gamma_);
     if (!converts_) {
-      FlipStrip(strip, samples, out_);
+      samples = FlipStrip(strip, samples, out_);
     } else if (flips_) {
-      FlipStrip(strip, samples, other_);
+      samples = FlipStrip(strip, samples, other_);
     }
+    // Where the samples are in the end: the frame that was sent need not be written back to memory for it.
+    if (gamma_ != nullptr) ApplyGamma(samples, gamma_);
   }
 
   // Binned samples that are converted as they are stay in their places; others only pass through, at one place,
@@ -140,11 +141,12 @@ class Steps {
     return flips_ ? out_.first(count) : other_.subspan(at, count);
   }
 
-  void FlipStrip(Strip strip, std::span<const Sample> samples, std::span<Sample> to) const {
+  std::span<Sample> FlipStrip(Strip strip, std::span<const Sample> samples, std::span<Sample> to) const {
     const auto width = static_cast<std::size_t>(path_.setup.region.width);
     const int row = path_.flipVertical ? path_.setup.region.height - strip.first - strip.rows : strip.first;
-    FlipCopy(samples, path_.setup.region.width, strip.rows, path_.flipHorizontal, path_.flipVertical,
-             to.subspan(static_cast<std::size_t>(row) * width, samples.size()));
+    const std::span<Sample> flipped = to.subspan(static_cast<std::size_t>(row) * width, samples.size());
+    FlipCopy(samples, path_.setup.region.width, strip.rows, path_.flipHorizontal, path_.flipVertical, flipped);
+    return flipped;
   }
 
   // Interpolation looks at the rows around, and so at the whole frame.
