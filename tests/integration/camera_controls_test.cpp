@@ -207,7 +207,8 @@ const std::vector<Setter>& Setters() {
          return c.SetRegion({2, 2, 48, 24, 2, ORQ_IMG_RAW8}, applied, reason);
        },
        [](CModelCamera& c) {
-         return std::int64_t{c.iWidth} * 100 + c.iHeight * 10 + c.iStartX + c.iStartY + c.iBin + c.b16Bit;
+         return std::int64_t{c.iWidth} * 100 + std::int64_t{c.iHeight} * 10 + c.iStartX + c.iStartY + c.iBin +
+                c.b16Bit;
        }},
   };
   return setters;
