@@ -10,6 +10,7 @@
 
 #include "TestCamera.h"
 #include "virtual/device/DeviceData.h"
+#include "virtual/sensor/chips/PlainChip.h"
 
 namespace orq::test {
 namespace {
@@ -405,6 +406,9 @@ void Expose(VirtualCamera& camera, std::uint64_t microseconds) {
 TEST(VirtualExposureCounter, CountsTicksOfTheModelsClock) {
   const std::map<std::string_view, std::uint64_t> faster{{"t46c", 20000}, {"h53m", 74250}, {"b29m", 37125}};
   for (const DeviceData& device : AllDevices()) {
+    // A chip of another kind wants to be set up first, and exposes by its own registers.
+    const auto chip = MakeSensorChip(device.key);
+    if (dynamic_cast<const PlainChip*>(chip.get()) == nullptr) continue;
     const auto found = faster.find(device.key);
     const std::uint64_t ticksPerMs = found != faster.end() ? found->second : 1000;
     auto camera = Camera(device.key);
