@@ -147,7 +147,8 @@ bool Discovery::isAllowed(const Address& peer) const {
                                           [&](const AddressBlock& block) { return block.holds(peer); });
 }
 
-// Where Alpaca listens of what was asked; the address that stands for all is as good as each. Nothing: nowhere there.
+// Where Alpaca listens of what was asked; the address that stands for all is as good as each. Nothing: nowhere
+// there.
 std::optional<Address> Discovery::listeningAt(const std::vector<Address>& asked) const {
   for (const Address& local : asked) {
     for (const Address& address : settings_.listening) {
