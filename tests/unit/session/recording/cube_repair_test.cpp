@@ -18,7 +18,7 @@ namespace orq::session {
 namespace {
 
 constexpr int kFrames = 6;
-constexpr std::size_t kFrameBytes = 4 * 3 * 2;
+constexpr std::size_t kFrameBytes = 24;  // 4 x 3 samples of 16 bits
 constexpr UtcTenths kTime = 17'000'000'000'000'000;
 constexpr std::size_t kBlock = 2880;
 
@@ -50,8 +50,8 @@ class CubeRepairTest : public testing::Test {
   static int Put(RecordingFiles& files, int frame) {
     const RecordedFrame line{.frame = static_cast<std::uint64_t>(frame + 1),
                              .number = static_cast<std::uint64_t>(frame + 1),
-                             .begin = kTime + frame * 1000,
-                             .end = kTime + frame * 1000 + 500,
+                             .begin = kTime + UtcTenths{frame} * 1000,
+                             .end = kTime + UtcTenths{frame} * 1000 + 500,
                              .source = "computer"};
     return files.Put(Pixels(frame), line, Facts);
   }

@@ -17,9 +17,8 @@ TEST(ExposureText, TakesTheLargestUnitThatIsWhole) {
 
 TEST(IsoUtc, ShowsMicroseconds) {
   EXPECT_EQ(IsoUtc(0), "1970-01-01T00:00:00.000000");
-  // 2026-11-21 is 20,778 days after 1970-01-01.
-  EXPECT_EQ(IsoUtc((std::int64_t{20'778} * 86'400 + 4 * 3600 + 42 * 60 + 31) * 1'000'000 + 7),
-            "2026-11-21T04:42:31.000007");
+  // 2026-11-21 is 20,778 days after 1970-01-01, and 16,951 s are 4 h 42 min 31 s.
+  EXPECT_EQ(IsoUtc((std::int64_t{20'778} * 86'400 + 16'951) * 1'000'000 + 7), "2026-11-21T04:42:31.000007");
 }
 
 TEST(IsoUtc, GoesBelowTheEpoch) {
