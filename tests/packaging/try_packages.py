@@ -189,7 +189,7 @@ class Trial:
           done
           c++ -std=c++17 -Wall -Werror {examples}/cpp/first_light.cpp -o cpp-first_light $(pkg-config --cflags --libs orqcam)
           c++ -std=c++17 {examples}/cpp/first_light.cpp -o static-first_light -l:liborqcam.a \
-            $(pkg-config --cflags --libs $(pkg-config --print-requires-private orqcam)) -pthread""", user=USER)
+            $(pkg-config --cflags --libs $(pkg-config --print-requires-private orqcam)) -lsep -pthread""", user=USER)
         programs = sorted(f"built/{language}/{path.name}" for language in ("c", "cpp")
                           for path in (self.home / "built" / language).iterdir() if os.access(path, os.X_OK) and path.is_file())
         demand(len(programs) >= 10, f"only {programs} were built")

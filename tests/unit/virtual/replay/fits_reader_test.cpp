@@ -76,7 +76,7 @@ TEST(FitsReader, TellsOfAFileThatWasCutAnywhere) {
   for (std::size_t bytes = 80; bytes < 2880 + 3200; bytes += 40) {
     const std::string error = ErrorOf(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(bytes)));
     EXPECT_THAT(error, HasSubstr("truncated: ")) << bytes;
-    EXPECT_EQ(error.find("-"), std::string::npos) << error;
+    EXPECT_EQ(error.find('-'), std::string::npos) << error;
   }
 }
 
@@ -141,7 +141,7 @@ TEST(FitsReader, RefusesKeywordsThatDoNotStartAtTheLeft) {
   // A program that reads on to the next END would look for the pixels elsewhere.
   Bytes indented = FitsHeaderBytes(Cards(8, 2, 1));
   const std::string end = "    END ";
-  std::copy(end.begin(), end.end(), indented.begin() + 5 * 80);
+  std::copy(end.begin(), end.end(), indented.begin() + 400);  // the sixth card
   EXPECT_THAT(ErrorOf(Join(indented, Padded({1, 2}))), HasSubstr("FITS header"));
   Bytes followed = FitsHeaderBytes(Cards(8, 2, 1));
   followed[5 * 80 + 10] = 'x';
