@@ -46,11 +46,12 @@ double MoffatPixel(double alpha2, double dx, double dy) {
   const double r2 = dx * dx + dy * dy;
   if (r2 > 36.0) return Moffat(alpha2, r2);
   constexpr int kSub = 5;
+  constexpr int kMiddle = kSub / 2;
   double sum = 0.0;
   for (int j = 0; j < kSub; ++j) {
     for (int i = 0; i < kSub; ++i) {
-      const double sx = dx + (i - kSub / 2) / static_cast<double>(kSub);
-      const double sy = dy + (j - kSub / 2) / static_cast<double>(kSub);
+      const double sx = dx + (i - kMiddle) / static_cast<double>(kSub);
+      const double sy = dy + (j - kMiddle) / static_cast<double>(kSub);
       sum += Moffat(alpha2, sx * sx + sy * sy);
     }
   }
