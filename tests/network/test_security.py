@@ -170,15 +170,22 @@ class Tests(unittest.TestCase):
     def test_discovery_answers_where_alpaca_listens(self):
         def is_told(server, question, *where):
             """Whether this server answers: others on this computer may do so, too."""
-            answer = asked(question, *where, patience=1 if question == b"alpacadiscovery1" else 0.3)
+            answer = asked(question, *where, patience=0.3)
             return answer is not None and json.loads(answer) == {"AlpacaPort": server.port}
 
+        def demand_answer(server, *where):
+            """It asks again, as clients do: this server may be slow, and another may have been asked instead."""
+            end = time.monotonic() + PATIENCE
+            other = None
+            while not is_told(server, b"alpacadiscovery1", *where):
+                other = other or asked(b"alpacadiscovery1", *where)
+                if time.monotonic() > end:
+                    self.assertIsNotNone(other, server.words())
+                    self.skipTest(f"another server on this computer answers: {other}")
+
         with Server(discovery=True) as server:
-            if not is_told(server, b"alpacadiscovery1"):
-                other = asked(b"alpacadiscovery1")
-                self.assertIsNotNone(other, server.words())
-                self.skipTest(f"another server on this computer answers: {other}")
-            self.assertTrue(is_told(server, b"alpacadiscovery1", ("127.255.255.255", 32227)))
+            demand_answer(server)
+            demand_answer(server, ("127.255.255.255", 32227))
             for question in (b"", b"alpacadiscovery", b"alpacadiscovery2", b"hello", b"x" * 2000):
                 self.assertFalse(is_told(server, question), question)
             address = own_address()
@@ -189,7 +196,7 @@ class Tests(unittest.TestCase):
         if address:
             # It listens everywhere, but that address may not use Alpaca: it asks from there to itself.
             with Server("--listen", "0.0.0.0", discovery=True) as server:
-                self.assertTrue(is_told(server, b"alpacadiscovery1"))
+                demand_answer(server)
                 self.assertFalse(is_told(server, b"alpacadiscovery1", (address, 32227)))
 
     def test_discovery_answers_over_ipv6(self):
