@@ -158,11 +158,14 @@ class Server::Inside {
   ~Inside() { stop(); }
 
   void stop() {
+    std::vector<int> sockets;
     for (MHD_Daemon* daemon : daemons_) {
-      if (const int socket = MHD_quiesce_daemon(daemon); socket != MHD_INVALID_SOCKET) close(socket);
+      if (const int socket = MHD_quiesce_daemon(daemon); socket != MHD_INVALID_SOCKET) sockets.push_back(socket);
     }
     suspended_->end();
     for (MHD_Daemon* daemon : daemons_) MHD_stop_daemon(daemon);
+    // Not before: each thread takes it out of what it waits for, and its number could be another file's by then.
+    for (const int socket : sockets) close(socket);
     daemons_.clear();
     workers_.end();
   }
