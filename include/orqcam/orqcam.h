@@ -418,8 +418,8 @@ ORQ_API orq_status orq_cooler_set(orq_camera* camera, int32_t on, double target_
 /** Waits until the sensor has kept within 0.2 degrees of the target for five seconds. TIMEOUT after `seconds`;
  * RANGE: the target is out of reach; REFUSED: the cooler has stopped; CANCELLED: somebody has aborted. */
 ORQ_API orq_status orq_cooler_wait(orq_camera* camera, double seconds);
-/** Warms the sensor up slowly and switches the cooler off. Nothing when it is off. TIMEOUT leaves it on; CANCELLED, when
- * somebody has aborted: it has gone off at once. */
+/** Warms the sensor up slowly and switches the cooler off. Nothing when it is off. TIMEOUT leaves it on;
+ * CANCELLED, when somebody has aborted: it has gone off at once. */
 ORQ_API orq_status orq_cooler_warm_up(orq_camera* camera, double seconds);
 
 enum { ORQ_GUIDE_NORTH = 0, ORQ_GUIDE_SOUTH = 1, ORQ_GUIDE_EAST = 2, ORQ_GUIDE_WEST = 3 };
