@@ -71,17 +71,38 @@ configure_and_build() {
     fail "the $preset build failed (the compiler's words stand above)"
 }
 
+# What no second run makes good: a finding of a sanitizer.
+sanitizer_words='(Address|Leak|Thread|UndefinedBehavior)Sanitizer|runtime error:'
+
 # run_tests PRESET [ctest options...]: runs the tests and counts those that were skipped. Most wait more than they
-# compute, so there are more at a time than processors (ORQ_TEST_JOBS: how many).
+# compute, so there are more at a time than processors (ORQ_TEST_JOBS: how many). Where few fail, and none of them
+# crashed, those run once more, one at a time: a test of times may meet a machine that is busy with something else.
+# They are named all the same.
 run_tests() {
-  local preset=$1 log status=0
+  local preset=$1 log failed crashed
   shift
   say "Testing ($preset)"
   log=$(mktemp)
-  ctest --test-dir "$root/build/$preset" --output-on-failure --parallel "${ORQ_TEST_JOBS:-$((2 * jobs))}" --progress "$@" 2>&1 |
-    tee "$log" | grep -vE '^\[[0-9]+/[0-9]+\]|^ *Start|Passed +[0-9.]+ sec$' || status=${PIPESTATUS[0]}
-  status=$(grep -qE '^100% tests passed' "$log" && echo 0 || echo 1)
-  printf 'skipped tests: %s\n' "$(grep -cE '^\s+[0-9]+ - .*\(Skipped\)' "$log" || true)"
+  some_tests "$preset" "$log" --parallel "${ORQ_TEST_JOBS:-$((2 * jobs))}" --progress "$@" && { rm -f "$log"; return; }
+  failed=$(sed -n '/^The following tests FAILED:/,/^Errors while/s/^[[:space:]]*[0-9]* - //p' "$log")
+  crashed=$(grep -vE '\((Failed|Timeout)\)[^()]*$' <<<"$failed" || true)
+  failed=$(grep -c . <<<"$failed" || true)
+  if [ "$failed" -eq 0 ] || [ "$failed" -gt 3 ] || [ -n "$crashed" ] || grep -qE "$sanitizer_words" "$log"; then
+    rm -f "$log"
+    return 1
+  fi
+  say "Once more, one at a time: the $failed that failed"
+  some_tests "$preset" "$log" --rerun-failed || { rm -f "$log"; return 1; }
+  say "$failed of the $preset tests passed only when they ran alone (see above)"
   rm -f "$log"
-  return "$status"
+}
+
+# some_tests PRESET LOG [ctest options...]
+some_tests() {
+  local preset=$1 log=$2
+  shift 2
+  ctest --test-dir "$root/build/$preset" --output-on-failure "$@" 2>&1 |
+    tee "$log" | grep -vE '^\[[0-9]+/[0-9]+\]|^ *Start|Passed +[0-9.]+ sec$' || true
+  printf 'skipped tests: %s\n' "$(grep -cE '^\s+[0-9]+ - .*\(Skipped\)' "$log" || true)"
+  grep -qE '^100% tests passed' "$log"
 }

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <utility>
 
+#include "emulation/bus/Uevents.h"
 #include "emulation/common/Identify.h"
 
 namespace orq {
@@ -109,6 +110,7 @@ bool EmulatedBus::Announce(const SysfsPlace& place, const UsbIdentity& identity,
     return false;
   }
   GError* trouble = nullptr;
+  const TellingListeners telling;
   if (!umockdev_testbed_add_from_string(testbed_, SysfsDescription(place, identity).c_str(), &trouble)) {
     error = std::string("no device: ") + (trouble != nullptr ? trouble->message : "unknown");
     g_clear_error(&trouble);
@@ -126,6 +128,7 @@ void EmulatedBus::ShowConfiguration(const SysfsPlace& place) {
 void EmulatedBus::Withdraw(const SysfsPlace& place) {
   std::error_code failure;
   std::filesystem::remove(root_ / NodeName(place), failure);
+  const TellingListeners telling;
   for (const std::string& path : {SysfsInterfacePath(place), SysfsPath(place)}) {
     umockdev_testbed_uevent(testbed_, path.c_str(), "remove");
     umockdev_testbed_remove_device(testbed_, path.c_str());

@@ -3,10 +3,12 @@
 #include <libusb-1.0/libusb.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <thread>
 
 #include "OpenLink.h"
 #include "emulation/common/CameraWords.h"
@@ -117,6 +119,26 @@ TEST_F(Emulation, AReplugComesUnderANewNumber) {
   std::string error;
   EXPECT_FALSE(door.Device(number).Plug({}, error)) << "it is plugged in";
   EXPECT_NE(error, "");
+}
+
+/// Programs come and go, and are killed, while cameras are pulled out: the bus outlives each of them.
+TEST_F(Emulation, AListenerMayLeaveWhileItIsTold) {
+  Plug();
+  std::atomic<bool> goOn = true;
+  std::thread listeners([&] {
+    while (goOn) {
+      libusb_context* listener = nullptr;
+      ASSERT_EQ(libusb_init(&listener), LIBUSB_SUCCESS);
+      libusb_exit(listener);
+    }
+  });
+  for (int round = 0; round < 300; ++round) {
+    door.Unplug(number);
+    door.Replug(number);
+  }
+  goOn = false;
+  listeners.join();
+  EXPECT_TRUE(door.Device(number).Plugged());
 }
 
 TEST_F(Emulation, OneBusInAProcess) {
