@@ -79,9 +79,8 @@ void RepairDarkList(benchmark::State& state) {
   const Size size = SizeOf(state);
   auto frame = Frame<Sample>(size);
   std::vector<std::uint32_t> list;
-  for (std::size_t pos = 7; pos < frame.size(); pos += static_cast<std::size_t>(state.range(1))) {
+  for (std::size_t pos = 7; pos < frame.size(); pos += static_cast<std::size_t>(state.range(1)))
     list.push_back(static_cast<std::uint32_t>(pos));
-  }
   const FrameView<Sample> view{frame, size.width, size.height, 2};
   for (auto _ : state) {
     RepairDarkPixels(view, list);
@@ -100,11 +99,10 @@ void RepairLines(benchmark::State& state) {
   for (std::size_t i = 0; i < 100; ++i) flags[5 + 10 * i] = 1;
   const FrameView<std::uint16_t> view{frame, size.width, size.height, 2};
   for (auto _ : state) {
-    if constexpr (Columns) {
+    if constexpr (Columns)
       RepairColumns(view, flags);
-    } else {
+    else
       RepairRows(view, flags);
-    }
     benchmark::ClobberMemory();
   }
   CountBytes(state, frame.size() * 2);

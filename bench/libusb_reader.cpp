@@ -37,11 +37,10 @@ void Completed(libusb_transfer* transfer) {
   reader.failed |= transfer->status != LIBUSB_TRANSFER_COMPLETED && !reader.stopping;
   if (reader.stopping || reader.failed) return;
   reader.frames += transfer->actual_length < kTransferBytes ? 1 : 0;
-  if (libusb_submit_transfer(transfer) == LIBUSB_SUCCESS) {
+  if (libusb_submit_transfer(transfer) == LIBUSB_SUCCESS)
     ++reader.inFlight;
-  } else {
+  else
     reader.failed = true;
-  }
 }
 
 bool WriteRegister(libusb_device_handle* camera, std::uint16_t reg, std::uint8_t value) {
@@ -75,9 +74,8 @@ int main(int argc, char** argv) {
   libusb_context* context = nullptr;
   if (libusb_init(&context) != LIBUSB_SUCCESS) return Fail("no USB");
   libusb_device_handle* camera = libusb_open_device_with_vid_pid(context, wire::kVendorId, product);
-  if (camera == nullptr || libusb_claim_interface(camera, wire::kInterface) != LIBUSB_SUCCESS) {
+  if (camera == nullptr || libusb_claim_interface(camera, wire::kInterface) != LIBUSB_SUCCESS)
     return Fail("no such camera, or it is in use");
-  }
   if (!Program(camera, exposureUs, format)) return Fail("the camera refused its settings");
 
   Reader reader;

@@ -41,12 +41,14 @@ void Lut(benchmark::State& state) {
 BENCHMARK(Lut)->Name("opencv lut/8")->Apply(Sizes);
 
 void Demosaic(benchmark::State& state) {
-  Run(state, 3, [](const cv::Mat& in, cv::Mat& out) { cv::demosaicing(in, out, cv::COLOR_BayerRG2BGR); });
+  Run(
+      state, 3, [](const cv::Mat& in, cv::Mat& out) { cv::demosaicing(in, out, cv::COLOR_BayerRG2BGR); });
 }
 BENCHMARK(Demosaic)->Name("opencv demosaic/8")->Apply(Sizes);
 
 void Flip(benchmark::State& state) {
-  Run(state, 1, [](const cv::Mat& in, cv::Mat& out) { cv::flip(in, out, -1); });
+  Run(
+      state, 1, [](const cv::Mat& in, cv::Mat& out) { cv::flip(in, out, -1); });
 }
 BENCHMARK(Flip)->Name("opencv flip both/8")->Apply(Sizes);
 

@@ -146,11 +146,10 @@ void Demosaic(benchmark::State& state) {
   CAlgorithm algorithm;
   algorithm.RGBYUV_Init();
   for (auto _ : state) {
-    if constexpr (What == Colours::Rgb24) {
+    if constexpr (What == Colours::Rgb24)
       algorithm.BayerToRGB24(in.data(), size.width, size.height, out.data());
-    } else {
+    else
       algorithm.BayerToY8(in.data(), size.width, size.height, out.data());
-    }
     benchmark::ClobberMemory();
   }
   CountBytes(state, in.size());

@@ -35,9 +35,8 @@ std::unique_ptr<CModelCamera> DefectiveCamera(const ModelData& model, const Fram
     camera->pDarkFull[i] = i % 997 == 0 ? 200 : noise[i] % 16;
     camera->pHPCFullMap[i] = i % 1009 == 0 ? 1 : 0;
   }
-  for (const std::size_t row : {100U, 300U, 301U, 600U}) {
+  for (const std::size_t row : {100U, 300U, 301U, 600U})
     std::fill_n(camera->pHPCFullMap.get() + row * columns, columns, std::uint8_t{1});
-  }
   camera->bHPCForce = true;
   camera->HPC = 1;
   camera->UsingDark(true);

@@ -55,10 +55,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (size < 3) return 0;
   const std::span<const std::uint8_t> input(data + 3, size - 3);
   const RecordKind kind = (data[0] & 1U) != 0 ? RecordKind::Plain : RecordKind::Bitmap;
-  if ((data[0] & 2U) != 0) {
+  if ((data[0] & 2U) != 0)
     MakeAndExpand(kind, input);
-  } else {
+  else
     ExpandAnything(kind, input, data[1] * 256U + data[2]);
-  }
   return 0;
 }

@@ -11,9 +11,7 @@
 namespace {
 
 void Require(bool holds) {
-  if (!holds) {
-    std::abort();
-  }
+  if (!holds) std::abort();
 }
 
 }  // namespace

@@ -12,9 +12,7 @@
 namespace {
 
 void Require(bool holds) {
-  if (!holds) {
-    std::abort();
-  }
+  if (!holds) std::abort();
 }
 
 template <std::size_t N>

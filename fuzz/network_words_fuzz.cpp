@@ -101,9 +101,8 @@ void checkAddresses(std::string_view text) {
     require(Address::parse(address->text()) == address);
     require(AddressBlock::parse(text)->holds(*address));
   }
-  if (const std::optional<AddressBlock> block = AddressBlock::parse(text)) {
+  if (const std::optional<AddressBlock> block = AddressBlock::parse(text))
     require(block->holds(*Address::parse(text.substr(0, text.find('/')))));
-  }
   if (const std::optional<std::string> host = hostOf(text)) {
     require(!host->empty() && host->find_first_of("/@ \t\r\n[]") == std::string::npos);
     require(hostOf(host->find(':') == std::string::npos ? *host : "[" + *host + "]") == host);

@@ -99,11 +99,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const int fd = memfd_create("ser", MFD_CLOEXEC);
   Require(fd >= 0 && orq::WriteAll(fd, bytes) == 0);
   Read(fd);
-  if (orq::session::IsFits(PathOf(fd))) {
+  if (orq::session::IsFits(PathOf(fd)))
     MendCube(PathOf(fd));
-  } else {
+  else
     Mend(fd);
-  }
   close(fd);
   return 0;
 }

@@ -34,9 +34,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Require(!reason.empty() && reason.find('\n') == std::string::npos);
     return 0;
   }
-  for (const orq::XmlKey& key : document->Keys()) {
+  for (const orq::XmlKey& key : document->Keys())
     for (const auto& [name, value] : key.values) Require(value.data.size() <= orq::kMaxXmlValueBytes);
-  }
   const orq::XmlChanges changes = {{"Gain", {orq::kXmlInteger, {1, 2, 3, 4}}},
                                    {"BMPPATH", {orq::kXmlBytes, {data, data + size % 300}}}};
   document->Merge(kPath, changes);

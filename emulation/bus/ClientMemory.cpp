@@ -16,12 +16,8 @@ bool SendAll(int socket, const void* data, std::size_t bytes) {
   const auto* next = static_cast<const std::uint8_t*>(data);
   while (bytes > 0) {
     const ssize_t sent = ::send(socket, next, bytes, MSG_NOSIGNAL);
-    if (sent < 0 && errno == EINTR) {
-      continue;
-    }
-    if (sent <= 0) {
-      return false;
-    }
+    if (sent < 0 && errno == EINTR) continue;
+    if (sent <= 0) return false;
     next += sent;
     bytes -= static_cast<std::size_t>(sent);
   }
@@ -32,12 +28,8 @@ bool ReceiveAll(int socket, void* data, std::size_t bytes) {
   auto* next = static_cast<std::uint8_t*>(data);
   while (bytes > 0) {
     const ssize_t received = ::recv(socket, next, bytes, 0);
-    if (received < 0 && errno == EINTR) {
-      continue;
-    }
-    if (received <= 0) {
-      return false;
-    }
+    if (received < 0 && errno == EINTR) continue;
+    if (received <= 0) return false;
     next += received;
     bytes -= static_cast<std::size_t>(received);
   }
@@ -124,12 +116,8 @@ bool ProcessWithinReach(pid_t pid) {
 }
 
 CopyMode Choose(CopyMode wished, pid_t pid) {
-  if (wished != CopyMode::Best) {
-    return wished;
-  }
-  if (pid == ::getpid()) {
-    return kDirectAllowed ? CopyMode::Direct : CopyMode::Wire;
-  }
+  if (wished != CopyMode::Best) return wished;
+  if (pid == ::getpid()) return kDirectAllowed ? CopyMode::Direct : CopyMode::Wire;
   return ProcessWithinReach(pid) ? CopyMode::Process : CopyMode::Wire;
 }
 

@@ -48,9 +48,7 @@ DeviceFile::DeviceFile(std::shared_ptr<VirtualCamera> camera, UsbIdentity identi
       address_(address) {}
 
 std::optional<CallResult> DeviceFile::Ioctl(Opening& client, unsigned request, std::uint64_t argument) {
-  if (request == USBDEVFS_REAPURBNDELAY) {
-    return Reap(client, argument);
-  }
+  if (request == USBDEVFS_REAPURBNDELAY) return Reap(client, argument);
   if (request == USBDEVFS_REAPURB) {
     client.waitingReaper = argument;
     return LateAnswer(client);
@@ -106,38 +104,28 @@ CallResult DeviceFile::Connected(Opening& client, unsigned request, std::uint64_
 }
 
 CallResult DeviceFile::Read(Opening& client, std::uint64_t buffer, std::size_t bytes) {
-  if (!connected_) {
-    return CallResult::Failure(ENODEV);
-  }
+  if (!connected_) return CallResult::Failure(ENODEV);
   Bytes all = DeviceDescriptor(control_.Identity());
   const Bytes configuration = ConfigurationDescriptor(control_.Identity());
   all.insert(all.end(), configuration.begin(), configuration.end());
   const std::size_t from = std::min(client.position, all.size());
   const std::span part = std::span(all).subspan(from, std::min(bytes, all.size() - from));
-  if (!client.memory->Write(buffer, part)) {
-    return CallResult::Failure(EFAULT);
-  }
+  if (!client.memory->Write(buffer, part)) return CallResult::Failure(EFAULT);
   client.position += part.size();
   return {static_cast<std::int64_t>(part.size()), 0};
 }
 
 std::optional<CallResult> DeviceFile::LateAnswer(Opening& client) {
-  if (!client.waitingReaper) {
-    return std::nullopt;
-  }
+  if (!client.waitingReaper) return std::nullopt;
   const CallResult result = Reap(client, *client.waitingReaper);
-  if (result.error == EAGAIN) {
-    return std::nullopt;
-  }
+  if (result.error == EAGAIN) return std::nullopt;
   client.waitingReaper.reset();
   return result;
 }
 
 void DeviceFile::Close(const Opening& client) {
   queue_.Forget(&client);
-  if (holder_ == &client) {
-    holder_ = nullptr;
-  }
+  if (holder_ == &client) holder_ = nullptr;
 }
 
 void DeviceFile::Disconnect() {
@@ -158,53 +146,32 @@ CallResult DeviceFile::Submit(Opening& client, std::uint64_t address) {
   urb->owner = &client;
   urb->memory = client.memory;
   urb->address = address;
-  if (!client.memory->Get(address, urb->record)) {
-    return CallResult::Failure(EFAULT);
-  }
+  if (!client.memory->Get(address, urb->record)) return CallResult::Failure(EFAULT);
   urb->record.status = -EINPROGRESS;
   urb->record.actual_length = 0;
-  if (urb->record.buffer_length < 0) {
-    return CallResult::Failure(EINVAL);
-  }
-  if (urb->record.type == USBDEVFS_URB_TYPE_CONTROL) {
-    return SubmitControl(client, std::move(urb));
-  }
-  if (urb->record.type != USBDEVFS_URB_TYPE_BULK) {
-    return CallResult::Failure(EINVAL);
-  }
-  if (urb->record.endpoint != wire::kFrameEndpoint) {
-    return CallResult::Failure(ENOENT);
-  }
+  if (urb->record.buffer_length < 0) return CallResult::Failure(EINVAL);
+  if (urb->record.type == USBDEVFS_URB_TYPE_CONTROL) return SubmitControl(client, std::move(urb));
+  if (urb->record.type != USBDEVFS_URB_TYPE_BULK) return CallResult::Failure(EINVAL);
+  if (urb->record.endpoint != wire::kFrameEndpoint) return CallResult::Failure(ENOENT);
   if (holder_ != &client) {  // a transfer claims the interface for its client, as the kernel does
     const CallResult claimed = Claim(client, wire::kInterface);
-    if (claimed.error != 0) {
-      return claimed;
-    }
+    if (claimed.error != 0) return claimed;
   }
   return queue_.Submit(std::move(urb)) != nullptr ? kDone : CallResult::Failure(ENOMEM);
 }
 
 CallResult DeviceFile::SubmitControl(Opening& client, std::unique_ptr<Urb> urb) {
-  if (static_cast<std::size_t>(urb->record.buffer_length) < kSetupBytes) {
-    return CallResult::Failure(EINVAL);
-  }
+  if (static_cast<std::size_t>(urb->record.buffer_length) < kSetupBytes) return CallResult::Failure(EINVAL);
   std::vector<std::uint8_t> buffer(static_cast<std::size_t>(urb->record.buffer_length));
-  if (!client.memory->Read(urb->Buffer(), buffer)) {
-    return CallResult::Failure(EFAULT);
-  }
+  if (!client.memory->Read(urb->Buffer(), buffer)) return CallResult::Failure(EFAULT);
   const SetupPacket setup = Unpack(std::span(buffer).first<kSetupBytes>());
-  if (buffer.size() < kSetupBytes + setup.length) {
-    return CallResult::Failure(EINVAL);
-  }
+  if (buffer.size() < kSetupBytes + setup.length) return CallResult::Failure(EINVAL);
   Urb* submitted = queue_.Submit(std::move(urb));
-  if (submitted == nullptr) {
-    return CallResult::Failure(ENOMEM);
-  }
+  if (submitted == nullptr) return CallResult::Failure(ENOMEM);
   const std::span data = std::span(buffer).subspan(kSetupBytes, setup.length);
   const int result = control_.Execute(setup, data);
-  if (result == kUsbTimeout) {
+  if (result == kUsbTimeout)
     return kDone;  // the camera never answers: the request stays under way until its client gives up
-  }
   submitted->record.actual_length = std::max(result, 0);
   if (setup.In() && result > 0) {
     submitted->staged.assign(data.begin(), data.begin() + result);
@@ -216,15 +183,12 @@ CallResult DeviceFile::SubmitControl(Opening& client, std::unique_ptr<Urb> urb) 
 
 CallResult DeviceFile::Reap(Opening& client, std::uint64_t where) {
   const std::unique_ptr<Urb> urb = queue_.Reap(&client);
-  if (urb == nullptr) {
-    return CallResult::Failure(connected_ ? EAGAIN : ENODEV);
-  }
+  if (urb == nullptr) return CallResult::Failure(connected_ ? EAGAIN : ENODEV);
   ClientMemory& memory = *client.memory;
   if (!urb->staged.empty()) {
     const auto came = static_cast<std::size_t>(urb->record.actual_length);
-    if (!memory.Write(urb->Buffer() + urb->stagedAt, std::span(urb->staged).first(came))) {
+    if (!memory.Write(urb->Buffer() + urb->stagedAt, std::span(urb->staged).first(came)))
       return CallResult::Failure(EFAULT);
-    }
   }
   const bool told = memory.Put(urb->address, urb->record) && memory.Put(where, urb->address);
   return told ? kDone : CallResult::Failure(EFAULT);
@@ -233,49 +197,31 @@ CallResult DeviceFile::Reap(Opening& client, std::uint64_t where) {
 // Interface and endpoint -------------------------------------------------------------------------------------
 
 CallResult DeviceFile::Claim(Opening& client, unsigned interfaceNumber) {
-  if (interfaceNumber != wire::kInterface || control_.Configuration() == 0) {
-    return CallResult::Failure(ENOENT);
-  }
-  if (holder_ != nullptr && holder_ != &client) {
-    return CallResult::Failure(EBUSY);
-  }
+  if (interfaceNumber != wire::kInterface || control_.Configuration() == 0) return CallResult::Failure(ENOENT);
+  if (holder_ != nullptr && holder_ != &client) return CallResult::Failure(EBUSY);
   holder_ = &client;
   return kDone;
 }
 
 CallResult DeviceFile::Release(const Opening& client, unsigned interfaceNumber) {
-  if (interfaceNumber != wire::kInterface || holder_ != &client) {
-    return CallResult::Failure(EINVAL);
-  }
+  if (interfaceNumber != wire::kInterface || holder_ != &client) return CallResult::Failure(EINVAL);
   holder_ = nullptr;
   return kDone;
 }
 
 CallResult DeviceFile::SetConfiguration(unsigned configuration) {
-  if (holder_ != nullptr) {
-    return CallResult::Failure(EBUSY);
-  }
-  if (configuration > wire::kConfiguration) {
-    return CallResult::Failure(EINVAL);
-  }
-  if (control_.Silent()) {
-    return CallResult::Failure(ETIMEDOUT);
-  }
+  if (holder_ != nullptr) return CallResult::Failure(EBUSY);
+  if (configuration > wire::kConfiguration) return CallResult::Failure(EINVAL);
+  if (control_.Silent()) return CallResult::Failure(ETIMEDOUT);
   control_.SetConfiguration(static_cast<int>(configuration));
   return kDone;
 }
 
 CallResult DeviceFile::ClearHalt(Opening& client, unsigned endpoint) {
-  if (endpoint != wire::kFrameEndpoint) {
-    return CallResult::Failure(ENOENT);
-  }
+  if (endpoint != wire::kFrameEndpoint) return CallResult::Failure(ENOENT);
   const CallResult claimed = Claim(client, wire::kInterface);
-  if (claimed.error != 0) {
-    return claimed;
-  }
-  if (control_.Silent()) {
-    return CallResult::Failure(ETIMEDOUT);
-  }
+  if (claimed.error != 0) return claimed;
+  if (control_.Silent()) return CallResult::Failure(ETIMEDOUT);
   frames_.ClearHalt();
   return kDone;
 }

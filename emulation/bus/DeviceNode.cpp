@@ -44,9 +44,7 @@ std::unique_ptr<DeviceNode> DeviceNode::Make(const Settings& settings, std::shar
                                              UsbMemory& memory, std::string& error) {
   std::unique_ptr<DeviceNode> node(new DeviceNode(settings, std::move(camera), memory));
   const MutexLock lock(node->mutex_);
-  if (!node->OpenTerminal(error) || !node->Listen(error)) {
-    return nullptr;
-  }
+  if (!node->OpenTerminal(error) || !node->Listen(error)) return nullptr;
   node->camera_->SetWake([wake = node->wake_] { (void)::eventfd_write(wake->Get(), 1); });
   node->ShowReadiness();
   node->thread_ = std::thread([raw = node.get()] { raw->Run(); });
@@ -65,23 +63,19 @@ DeviceNode::~DeviceNode() {
     quit_ = true;
   }
   Poke();
-  if (thread_.joinable()) {
-    thread_.join();
-  }
+  if (thread_.joinable()) thread_.join();
   ::unlink(settings_.socketPath.c_str());
 }
 
 /// A terminal can be polled like a device file: output stopped is "nothing to reap", hung up is "unplugged".
 bool DeviceNode::OpenTerminal(std::string& error) {
   master_ = FileDescriptor(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
-  if (!master_.Open() || ::grantpt(master_.Get()) != 0 || ::unlockpt(master_.Get()) != 0) {
+  if (!master_.Open() || ::grantpt(master_.Get()) != 0 || ::unlockpt(master_.Get()) != 0)
     return Fail(error, "no pseudo terminal");
-  }
   char name[64];
   terminal_ = FileDescriptor(::ioctl(master_.Get(), TIOCGPTPEER, O_RDWR | O_NOCTTY | O_CLOEXEC));
-  if (!terminal_.Open() || ::ptsname_r(master_.Get(), name, sizeof name) != 0) {
+  if (!terminal_.Open() || ::ptsname_r(master_.Get(), name, sizeof name) != 0)
     return Fail(error, "no pseudo terminal");
-  }
   terminalPath_ = name;
   termios raw{};
   ::cfmakeraw(&raw);
@@ -120,9 +114,7 @@ void DeviceNode::Configure(int configuration) {
 
 void DeviceNode::Disconnect() {
   const MutexLock lock(mutex_);
-  if (!file_.Connected()) {
-    return;
-  }
+  if (!file_.Connected()) return;
   camera_->SetWake(nullptr);
   file_.Disconnect();
   terminal_.Close();
@@ -165,18 +157,14 @@ void DeviceNode::Run() {
     bool vanished = false;
     {
       const MutexLock lock(mutex_);
-      if (quit_) {
-        return;
-      }
+      if (quit_) return;
       ServeClients();
       next = file_.Frames().Serve();
       vanished = file_.Frames().Gone() && file_.Connected();
       AnswerWaiting();
       ShowReadiness();
     }
-    if (vanished) {
-      settings_.onVanished();
-    }
+    if (vanished) settings_.onVanished();
   }
 }
 
@@ -186,9 +174,7 @@ void DeviceNode::Wait(Clock::time_point until) {
   polled_.push_back({listener_.Get(), POLLIN, 0});
   {
     const MutexLock lock(mutex_);
-    for (const Client& client : clients_) {
-      polled_.push_back({client.socket.Get(), POLLIN, 0});
-    }
+    for (const Client& client : clients_) polled_.push_back({client.socket.Get(), POLLIN, 0});
   }
   if (until == Clock::time_point::max()) {
     (void)::ppoll(polled_.data(), polled_.size(), nullptr, nullptr);
@@ -199,31 +185,22 @@ void DeviceNode::Wait(Clock::time_point until) {
     const timespec timeout{ns / kSecond, ns % kSecond};
     (void)::ppoll(polled_.data(), polled_.size(), &timeout, nullptr);
   }
-  if (polled_.front().revents != 0) {
-    Drain(wake_->Get());
-  }
+  if (polled_.front().revents != 0) Drain(wake_->Get());
 }
 
 void DeviceNode::ServeClients() {
   std::size_t index = kFixedPolls;
-  for (Client& client : clients_) {
-    if (polled_[index++].revents != 0 && !client.dead && !ServeCall(client)) {
-      Drop(client);
-    }
-  }
+  for (Client& client : clients_)
+    if (polled_[index++].revents != 0 && !client.dead && !ServeCall(client)) Drop(client);
   std::erase_if(clients_, [](const Client& client) { return client.dead; });
-  if (polled_[1].revents != 0) {
-    Accept();
-  }
+  if (polled_[1].revents != 0) Accept();
 }
 
 void DeviceNode::Accept() {
   FileDescriptor socket(::accept4(listener_.Get(), nullptr, nullptr, SOCK_CLOEXEC));
   ucred peer{};
   socklen_t bytes = sizeof peer;
-  if (!socket.Open() || ::getsockopt(socket.Get(), SOL_SOCKET, SO_PEERCRED, &peer, &bytes) != 0) {
-    return;
-  }
+  if (!socket.Open() || ::getsockopt(socket.Get(), SOL_SOCKET, SO_PEERCRED, &peer, &bytes) != 0) return;
   Client& client = clients_.emplace_back();
   client.memory = ReachMemory(settings_.copy, peer.pid, socket.Get());
   client.opening.memory = client.memory.get();
@@ -233,9 +210,7 @@ void DeviceNode::Accept() {
 /// One call of the client; false when it is gone.
 bool DeviceNode::ServeCall(Client& client) {
   preload::Message call;
-  if (!preload::ReceiveAll(client.socket.Get(), &call, sizeof call)) {
-    return false;
-  }
+  if (!preload::ReceiveAll(client.socket.Get(), &call, sizeof call)) return false;
   ForgetDeadHolder(client);
   switch (call.command) {
     case preload::kIoctl: {
@@ -260,18 +235,14 @@ bool DeviceNode::Answer(const Client& client, const CallResult& result) {
 void DeviceNode::AnswerWaiting() {
   for (Client& client : clients_) {
     const auto result = file_.LateAnswer(client.opening);
-    if (result && !Answer(client, *result)) {
-      Drop(client);
-    }
+    if (result && !Answer(client, *result)) Drop(client);
   }
   std::erase_if(clients_, [](const Client& client) { return client.dead; });
 }
 
 /// Closing a device file frees its interface at once; here, the holder's end may still wait to be noticed.
 void DeviceNode::ForgetDeadHolder(const Client& asking) {
-  if (file_.Holder() == nullptr || file_.Holder() == &asking.opening) {
-    return;
-  }
+  if (file_.Holder() == nullptr || file_.Holder() == &asking.opening) return;
   for (Client& client : clients_) {
     char byte = 0;
     if (&client.opening == file_.Holder() && ::recv(client.socket.Get(), &byte, 1, MSG_PEEK | MSG_DONTWAIT) == 0) {
@@ -288,9 +259,8 @@ void DeviceNode::Drop(Client& client) {
 
 /// Clients poll the terminal for output: it is open when there is something to reap.
 void DeviceNode::ShowReadiness() {
-  if (file_.Connected() && std::exchange(ready_, file_.AnyReapable()) != file_.AnyReapable()) {
+  if (file_.Connected() && std::exchange(ready_, file_.AnyReapable()) != file_.AnyReapable())
     (void)::ioctl(terminal_.Get(), TCXONC, file_.AnyReapable() ? TCOON : TCOOFF);
-  }
 }
 
 }  // namespace orq

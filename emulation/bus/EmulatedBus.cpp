@@ -24,9 +24,7 @@ std::filesystem::path NodeName(const SysfsPlace& place) {
 /// A failed open keeps a place in the preloaded library's table, which has few, until its "descriptor" is closed.
 void ForgetFailedOpens() {
   constexpr int kPlaces = 50;
-  for (int i = 0; i < kPlaces; ++i) {
-    ::close(-1);
-  }
+  for (int i = 0; i < kPlaces; ++i) ::close(-1);
 }
 
 }  // namespace
@@ -77,9 +75,7 @@ std::shared_ptr<EmulatedDevice> EmulatedBus::Attach(std::shared_ptr<VirtualCamer
 
 std::vector<PlugPoint*> EmulatedBus::PlugPoints() const {
   std::vector<PlugPoint*> all;
-  for (const auto& device : devices_) {
-    all.push_back(device.get());
-  }
+  for (const auto& device : devices_) all.push_back(device.get());
   return all;
 }
 

@@ -31,11 +31,8 @@ bool EmulatedDevice::Plug(const PlugOptions& options, std::string& error) {
     error = "the camera is plugged in already";
     return false;
   }
-  for (auto& node : old_) {
-    if (!node->InUse()) {
-      done.push_back(std::move(node));
-    }
-  }
+  for (auto& node : old_)
+    if (!node->InUse()) done.push_back(std::move(node));
   std::erase(old_, nullptr);
 
   address_ = bus_.NextAddress(BusNumber());
@@ -46,14 +43,10 @@ bool EmulatedDevice::Plug(const PlugOptions& options, std::string& error) {
   settings.copy = options.copy;
   settings.socketPath = bus_.MakeSocketPath(Place(options.configured));
   settings.onVanished = [device = weak_from_this()] {
-    if (const auto self = device.lock()) {
-      self->Unplug();
-    }
+    if (const auto self = device.lock()) self->Unplug();
   };
   auto node = DeviceNode::Make(settings, camera_, bus_.Memory(), error);
-  if (node == nullptr) {
-    return false;
-  }
+  if (node == nullptr) return false;
   node->SetMode(options.mode);
   node->Configure(options.configured ? wire::kConfiguration : 0);
   if (!bus_.Announce(Place(options.configured), identity_, node->Terminal(), error)) {
@@ -72,9 +65,7 @@ bool EmulatedDevice::Replug(std::string& error) {
 
 void EmulatedDevice::Unplug() {
   const std::lock_guard lock(bus_.mutex_);
-  if (node_ == nullptr) {
-    return;
-  }
+  if (node_ == nullptr) return;
   node_->Disconnect();
   camera_->Disconnect();
   bus_.Withdraw(Place(true));
@@ -84,9 +75,7 @@ void EmulatedDevice::Unplug() {
 template <typename Action>
 void EmulatedDevice::WithNode(Action&& action) const {
   const std::lock_guard lock(bus_.mutex_);
-  if (node_ != nullptr) {
-    action(*node_);
-  }
+  if (node_ != nullptr) action(*node_);
 }
 
 void EmulatedDevice::Configure() {

@@ -88,9 +88,7 @@ std::string DeviceParagraph(const SysfsPlace& place, const UsbIdentity& identity
       .Attribute("product", identity.product)
       .BareAttribute("bConfigurationValue", place.configured ? "1\\n" : "")
       .Binary("descriptors", descriptors);
-  if (!identity.serial.empty()) {
-    text.Attribute("serial", identity.serial);
-  }
+  if (!identity.serial.empty()) text.Attribute("serial", identity.serial);
   return text.Text();
 }
 

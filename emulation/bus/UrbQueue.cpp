@@ -24,9 +24,7 @@ auto By(const void* owner) {
 }  // namespace
 
 std::span<std::uint8_t> Urb::Window(std::size_t most) {
-  if (std::uint8_t* direct = memory->Direct(Buffer())) {
-    return {direct + record.actual_length, most};
-  }
+  if (std::uint8_t* direct = memory->Direct(Buffer())) return {direct + record.actual_length, most};
   if (memory->AnyTime()) {
     bounce->resize(kBounceBytes);
     return std::span(*bounce).first(std::min(most, kBounceBytes));
@@ -43,11 +41,8 @@ bool Urb::Keep(std::size_t bytes) {
 }
 
 UrbQueue::~UrbQueue() {
-  for (const auto* list : {&underWay_, &ended_}) {
-    for (const auto& urb : *list) {
-      Refund(*urb);
-    }
-  }
+  for (const auto* list : {&underWay_, &ended_})
+    for (const auto& urb : *list) Refund(*urb);
 }
 
 Urb* UrbQueue::Submit(std::unique_ptr<Urb> urb) {
@@ -76,26 +71,20 @@ void UrbQueue::Finish(BulkRequest& request, int status) {
 }
 
 void UrbQueue::FinishAll(int status) {
-  while (!underWay_.empty()) {
-    Finish(*underWay_.front(), status);
-  }
+  while (!underWay_.empty()) Finish(*underWay_.front(), status);
 }
 
 bool UrbQueue::Discard(const void* owner, std::uint64_t address) {
   const auto found = std::ranges::find_if(
       underWay_, [=](const auto& urb) { return urb->owner == owner && urb->address == address; });
-  if (found == underWay_.end()) {
-    return false;
-  }
+  if (found == underWay_.end()) return false;
   Finish(**found, -ENOENT);
   return true;
 }
 
 std::unique_ptr<Urb> UrbQueue::Reap(const void* owner) {
   const auto found = std::ranges::find_if(ended_, By(owner));
-  if (found == ended_.end()) {
-    return nullptr;
-  }
+  if (found == ended_.end()) return nullptr;
   std::unique_ptr<Urb> urb = std::move(*found);
   ended_.erase(found);
   Refund(*urb);
@@ -108,13 +97,13 @@ bool UrbQueue::Holds(const void* owner) const {
 
 void UrbQueue::Forget(const void* owner) {
   for (List* list : {&underWay_, &ended_}) {
-    std::erase_if(*list, [&](const std::unique_ptr<Urb>& urb) {
-      const bool mine = urb->owner == owner;
-      if (mine) {
-        Refund(*urb);
-      }
-      return mine;
-    });
+    std::erase_if(
+        *list,
+        [&](const std::unique_ptr<Urb>& urb) {
+          const bool mine = urb->owner == owner;
+          if (mine) Refund(*urb);
+          return mine;
+        });
   }
 }
 

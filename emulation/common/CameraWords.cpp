@@ -6,7 +6,8 @@ namespace orq {
 namespace {
 
 bool IsModel(std::string_view word) {
-  return std::ranges::any_of(VirtualModels(), [=](const VirtualModelName& model) { return word == model.name; });
+  return std::ranges::any_of(
+      VirtualModels(), [=](const VirtualModelName& model) { return word == model.name; });
 }
 
 }  // namespace
@@ -16,19 +17,16 @@ std::optional<std::vector<VirtualOptions>> ParseCameras(std::string_view text, s
   for (std::size_t from = 0; from <= text.size();) {
     const std::size_t end = std::min(text.find(',', from), text.size());
     const std::string_view word = text.substr(from, end - from);
-    if (IsModel(word) || cameras.empty()) {
+    if (IsModel(word) || cameras.empty())
       cameras.emplace_back(word);
-    } else {
+    else
       cameras.back().append(",").append(word);
-    }
     from = end + 1;
   }
   std::vector<VirtualOptions> all;
   for (const std::string& camera : cameras) {
     auto options = ParseVirtualOptions(camera, error);
-    if (!options) {
-      return std::nullopt;
-    }
+    if (!options) return std::nullopt;
     all.push_back(std::move(*options));
   }
   return all;

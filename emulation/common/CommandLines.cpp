@@ -14,15 +14,14 @@ namespace {
 
 /// Whether `polls` says that there is something on this descriptor.
 bool Ready(const std::vector<pollfd>& polls, int fd) {
-  return std::ranges::any_of(polls, [=](const pollfd& poll) { return poll.fd == fd && poll.revents != 0; });
+  return std::ranges::any_of(
+      polls, [=](const pollfd& poll) { return poll.fd == fd && poll.revents != 0; });
 }
 
 }  // namespace
 
 CommandLines::~CommandLines() {
-  if (listener_.Open()) {
-    ::unlink(path_.c_str());
-  }
+  if (listener_.Open()) ::unlink(path_.c_str());
 }
 
 void CommandLines::UseStandardInput() {
@@ -38,20 +37,13 @@ bool CommandLines::UseSocket(const std::string& path, std::string& error) {
 }
 
 void CommandLines::AddPolls(std::vector<pollfd>& polls) const {
-  if (listener_.Open()) {
-    polls.push_back({listener_.Get(), POLLIN, 0});
-  }
-  for (const Source& source : sources_) {
-    polls.push_back({source.input.Get(), POLLIN, 0});
-  }
+  if (listener_.Open()) polls.push_back({listener_.Get(), POLLIN, 0});
+  for (const Source& source : sources_) polls.push_back({source.input.Get(), POLLIN, 0});
 }
 
 void CommandLines::Serve(const std::vector<pollfd>& polls) {
-  for (Source& source : sources_) {
-    if (Ready(polls, source.input.Get())) {
-      Read(source);
-    }
-  }
+  for (Source& source : sources_)
+    if (Ready(polls, source.input.Get())) Read(source);
   std::erase_if(sources_, [](const Source& source) { return source.ended; });
   if (listener_.Open() && Ready(polls, listener_.Get())) {
     FileDescriptor connection(::accept4(listener_.Get(), nullptr, nullptr, SOCK_CLOEXEC));

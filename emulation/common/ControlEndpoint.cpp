@@ -41,9 +41,7 @@ int Answer(std::span<std::uint8_t> data, std::span<const std::uint8_t> bytes) {
 }  // namespace
 
 int ControlEndpoint::Execute(const SetupPacket& setup, std::span<std::uint8_t> data) {
-  if (silent_) {
-    return kUsbTimeout;
-  }
+  if (silent_) return kUsbTimeout;
   return (setup.requestType & kTypeMask) == kStandardType ? Standard(setup, data) : camera_->Control(setup, data);
 }
 
@@ -92,14 +90,12 @@ int ControlEndpoint::Standard(const SetupPacket& setup, std::span<std::uint8_t> 
 }
 
 int ControlEndpoint::EndpointFeature(const SetupPacket& setup, bool set) {
-  if (setup.index != wire::kFrameEndpoint || setup.value != kEndpointHalt) {
+  if (setup.index != wire::kFrameEndpoint || setup.value != kEndpointHalt)
     return (setup.index & 0x7F) == 0 ? 0 : kUsbPipe;
-  }
-  if (set) {
+  if (set)
     frames_.Halt();
-  } else {
+  else
     frames_.ClearHalt();
-  }
   return 0;
 }
 

@@ -93,9 +93,8 @@ Bytes ConfigurationDescriptor(const UsbIdentity& identity) {
   if (identity.superSpeed) {
     const std::uint8_t burst = 15;
     for (const std::uint8_t byte :
-         {std::uint8_t{6}, std::uint8_t{kCompanion}, burst, std::uint8_t{0}, std::uint8_t{0}, std::uint8_t{0}}) {
+         {std::uint8_t{6}, std::uint8_t{kCompanion}, burst, std::uint8_t{0}, std::uint8_t{0}, std::uint8_t{0}})
       all.push_back(byte);
-    }
   }
   all[2] = Low(static_cast<int>(all.size()));
   return all;

@@ -23,9 +23,7 @@ class FileDescriptor {
   int Get() const { return fd_; }
   bool Open() const { return fd_ >= 0; }
   void Close() {
-    if (fd_ >= 0) {
-      ::close(std::exchange(fd_, -1));
-    }
+    if (fd_ >= 0) ::close(std::exchange(fd_, -1));
   }
 
  private:

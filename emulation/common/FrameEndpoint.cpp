@@ -19,9 +19,7 @@ FrameEndpoint::FrameEndpoint(std::shared_ptr<VirtualCamera> camera, BulkRequests
 
 Clock::time_point FrameEndpoint::Serve() {
   BulkRequest* request = gone_ || silent_ ? nullptr : requests_.Oldest();
-  if (request == nullptr) {
-    return kOnEvent;
-  }
+  if (request == nullptr) return kOnEvent;
   if (!failures_.empty()) {
     requests_.Finish(*request, failures_.front());
     failures_.pop_front();
@@ -52,9 +50,7 @@ Clock::time_point FrameEndpoint::Move(BulkRequest& request) {
 Clock::time_point FrameEndpoint::MovePart(BulkRequest& request) {
   std::vector<std::uint8_t> packet(packet_);
   const BulkStep step = camera_->ReadStream(packet);
-  if (step.kind != BulkStep::Kind::Data) {
-    return Take(request, step);
-  }
+  if (step.kind != BulkStep::Kind::Data) return Take(request, step);
   const std::size_t fitting = std::min(step.bytes, request.Room());
   std::copy_n(packet.begin(), fitting, request.Window(fitting).begin());
   const bool kept = request.Keep(fitting);
@@ -65,9 +61,7 @@ Clock::time_point FrameEndpoint::MovePart(BulkRequest& request) {
 Clock::time_point FrameEndpoint::Take(BulkRequest& request, const BulkStep& step) {
   switch (step.kind) {
     case BulkStep::Kind::Data:
-      if (step.endOfTransfer || request.Room() == 0) {
-        requests_.Finish(request, 0);
-      }
+      if (step.endOfTransfer || request.Room() == 0) requests_.Finish(request, 0);
       return kAtOnce;
     case BulkStep::Kind::Wait:
       return step.wakeAt;

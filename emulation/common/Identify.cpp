@@ -14,9 +14,7 @@ std::string SerialNumber(VirtualCamera& camera) {
   const SetupPacket setup{kVendorIn, wire::kReqSerialNumber, 0, 0, bytes.size()};
   const bool told = camera.Control(setup, bytes) == static_cast<int>(bytes.size());
   camera.ClearRequests();  // this was nobody's request
-  if (!told) {
-    return camera.Options().serial;
-  }
+  if (!told) return camera.Options().serial;
   std::string text;
   for (const std::uint8_t byte : bytes) {
     char digits[3];

@@ -18,9 +18,8 @@ const sockaddr* Generic(const sockaddr_un& address) {
 /// Left behind by a program that was killed.
 void RemoveDeadSocket(const sockaddr_un& address) {
   const FileDescriptor probe(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  if (::connect(probe.Get(), Generic(address), sizeof address) != 0 && errno == ECONNREFUSED) {
+  if (::connect(probe.Get(), Generic(address), sizeof address) != 0 && errno == ECONNREFUSED)
     ::unlink(address.sun_path);
-  }
 }
 
 }  // namespace

@@ -20,11 +20,10 @@ std::vector<std::string> Environment() {
   std::string libraries = kPreload;
   for (char** entry = environ; *entry != nullptr; ++entry) {
     const std::string text = *entry;
-    if (text.starts_with(preload)) {
+    if (text.starts_with(preload))
       libraries += ":" + text.substr(preload.size());
-    } else {
+    else
       all.push_back(text);
-    }
   }
   all.push_back(preload + libraries);
   return all;
@@ -32,9 +31,7 @@ std::vector<std::string> Environment() {
 
 std::vector<char*> Pointers(std::vector<std::string>& words) {
   std::vector<char*> all;
-  for (std::string& word : words) {
-    all.push_back(word.data());
-  }
+  for (std::string& word : words) all.push_back(word.data());
   all.push_back(nullptr);
   return all;
 }
@@ -48,9 +45,7 @@ int Program::Start(const Settings& settings) {
   ::posix_spawn_file_actions_init(&actions);
   ::posix_spawnattr_setsigmask(&attributes, &settings.signals);
   ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
-  if (!settings.ownInput) {
-    ::posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-  }
+  if (!settings.ownInput) ::posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
   std::vector<std::string> words = settings.words;
   std::vector<std::string> environment = Environment();
   const int error = ::posix_spawnp(&pid_, words.front().c_str(), &actions, &attributes, Pointers(words).data(),
@@ -66,9 +61,7 @@ void Program::Signal(int number) const {
 
 std::optional<int> Program::Ended() const {
   int status = 0;
-  if (::waitpid(pid_, &status, WNOHANG) != pid_) {
-    return std::nullopt;
-  }
+  if (::waitpid(pid_, &status, WNOHANG) != pid_) return std::nullopt;
   return WIFSIGNALED(status) ? kSignalled + WTERMSIG(status) : WEXITSTATUS(status);
 }
 

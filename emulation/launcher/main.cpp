@@ -56,33 +56,25 @@ sigset_t HandledSignals() {
   sigset_t all;
   sigemptyset(&all);
   sigaddset(&all, SIGCHLD);
-  for (const int number : kPassedOn) {
-    sigaddset(&all, number);
-  }
+  for (const int number : kPassedOn) sigaddset(&all, number);
   return all;
 }
 
 std::unique_ptr<orq::EmulatedBus> MakeBus(const std::vector<orq::VirtualOptions>& cameras, int memoryMb,
                                           std::string& error) {
   auto bus = orq::EmulatedBus::Make(error);
-  if (bus == nullptr) {
-    return nullptr;
-  }
+  if (bus == nullptr) return nullptr;
   bus->Memory().limit = static_cast<std::size_t>(memoryMb) << 20U;
   for (const orq::VirtualOptions& options : cameras) {
     auto camera = orq::VirtualCamera::Make(options, error);
-    if (camera == nullptr || bus->Attach(std::move(camera), error) == nullptr) {
-      return nullptr;
-    }
+    if (camera == nullptr || bus->Attach(std::move(camera), error) == nullptr) return nullptr;
   }
   return bus;
 }
 
 /// Passes a signal on unless the terminal has sent it to the program as well.
 void PassOn(const signalfd_siginfo& signal, const orq::Program& program) {
-  if (signal.ssi_code != SI_KERNEL) {
-    program.Signal(static_cast<int>(signal.ssi_signo));
-  }
+  if (signal.ssi_code != SI_KERNEL) program.Signal(static_cast<int>(signal.ssi_signo));
 }
 
 /// Serves commands and signals until the program ends; its exit status.
@@ -91,19 +83,15 @@ int Accompany(const orq::Program& program, orq::CommandLines& commands, int sign
   for (;;) {
     polls.assign(1, {signals, POLLIN, 0});
     commands.AddPolls(polls);
-    if (::poll(polls.data(), polls.size(), -1) < 0 && errno != EINTR) {
+    if (::poll(polls.data(), polls.size(), -1) < 0 && errno != EINTR)
       return Complain(kCannotEmulate, std::strerror(errno));
-    }
     if (polls.front().revents != 0) {
       signalfd_siginfo signal{};
-      if (::read(signals, &signal, sizeof signal) != sizeof signal) {
-        continue;
-      }
-      if (signal.ssi_signo != SIGCHLD) {
+      if (::read(signals, &signal, sizeof signal) != sizeof signal) continue;
+      if (signal.ssi_signo != SIGCHLD)
         PassOn(signal, program);
-      } else if (const auto status = program.Ended()) {
+      else if (const auto status = program.Ended())
         return *status;
-      }
     }
     commands.Serve(polls);
   }
@@ -116,24 +104,19 @@ int Run(const std::vector<orq::VirtualOptions>& cameras, int memoryMb, const std
   const orq::FileDescriptor signals(::signalfd(-1, &handled, SFD_CLOEXEC));
   std::string error;
   const auto bus = MakeBus(cameras, memoryMb, error);
-  if (bus == nullptr) {
-    return Complain(kCannotEmulate, error);
-  }
+  if (bus == nullptr) return Complain(kCannotEmulate, error);
   const std::vector<orq::PlugPoint*> cameraPoints = bus->PlugPoints();
   orq::Program program;
   orq::CommandLines commands([&](const std::string& line) {
     const orq::CommandAnswer answer = orq::ObeyCommand(cameraPoints, line);
-    if (answer.quit) {
-      program.Signal(SIGTERM);
-    }
+    if (answer.quit) program.Signal(SIGTERM);
     return answer.text;
   });
   settings.ownInput = control != "-";
-  if (!settings.ownInput) {
+  if (!settings.ownInput)
     commands.UseStandardInput();
-  } else if (!control.empty() && !commands.UseSocket(control, error)) {
+  else if (!control.empty() && !commands.UseSocket(control, error))
     return Complain(kCannotEmulate, error);
-  }
   if (const int failure = program.Start(settings)) {
     return Complain(failure == ENOENT ? kNotFound : kCannotRun,
                     "cannot run " + settings.words.front() + ": " + std::strerror(failure));
@@ -169,16 +152,11 @@ int main(int argc, char** argv) {
     return status == 0 ? 0 : kUsage;
   }
   orq::Program::Settings settings;
-  if (separator != words.end()) {
-    settings.words.assign(separator + 1, words.end());
-  }
-  if (settings.words.empty()) {
+  if (separator != words.end()) settings.words.assign(separator + 1, words.end());
+  if (settings.words.empty())
     return Complain(kUsage, "which program? Say it after --, as in: orq-emulate k1c -- lsusb");
-  }
   std::string error;
   const auto cameras = orq::ParseCameras(cameraWords, error);
-  if (!cameras) {
-    return Complain(kUsage, error);
-  }
+  if (!cameras) return Complain(kUsage, error);
   return Run(*cameras, memoryMb, control, std::move(settings));
 }

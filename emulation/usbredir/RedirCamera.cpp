@@ -20,9 +20,7 @@ using Clock = FrameEndpoint::Clock;
 std::unique_ptr<RedirCamera> RedirCamera::Make(std::shared_ptr<VirtualCamera> camera, const std::string& path,
                                                std::string& error) {
   FileDescriptor listener = ListenAt(path, error);
-  if (!listener.Open()) {
-    return nullptr;
-  }
+  if (!listener.Open()) return nullptr;
   std::unique_ptr<RedirCamera> made(new RedirCamera(std::move(camera), path, std::move(listener)));
   made->thread_ = std::thread([raw = made.get()] { raw->Run(); });
   return made;
@@ -43,9 +41,7 @@ RedirCamera::~RedirCamera() {
     quit_ = true;
   }
   Poke();
-  if (thread_.joinable()) {
-    thread_.join();
-  }
+  if (thread_.joinable()) thread_.join();
   camera_->SetWake(nullptr);
   camera_->Disconnect();
   ::unlink(path_.c_str());
@@ -61,9 +57,7 @@ bool RedirCamera::Plugged() const {
 template <typename Action>
 void RedirCamera::WithConnection(Action&& action) {
   const MutexLock lock(mutex_);
-  if (connection_ != nullptr) {
-    action(*connection_);
-  }
+  if (connection_ != nullptr) action(*connection_);
   Poke();
 }
 
@@ -81,9 +75,7 @@ bool RedirCamera::Replug(std::string&) {
 void RedirCamera::Unplug() {
   const MutexLock lock(mutex_);
   plugged_ = false;
-  if (connection_ != nullptr) {
-    connection_->Unplug();
-  }
+  if (connection_ != nullptr) connection_->Unplug();
   Poke();
 }
 
@@ -110,21 +102,15 @@ void RedirCamera::Run() {
   for (;;) {
     Wait(next);
     const MutexLock lock(mutex_);
-    if (quit_) {
-      return;
-    }
-    if (connection_ == nullptr) {
-      Accept();
-    }
+    if (quit_) return;
+    if (connection_ == nullptr) Accept();
     next = connection_ != nullptr ? connection_->Serve() : Clock::time_point::max();
     if (connection_ != nullptr && connection_->Vanished()) {
       plugged_ = false;
       connection_->Unplug();
       next = Clock::time_point::min();
     }
-    if (connection_ != nullptr && connection_->Ended()) {
-      connection_.reset();
-    }
+    if (connection_ != nullptr && connection_->Ended()) connection_.reset();
   }
 }
 
@@ -150,9 +136,8 @@ void RedirCamera::Wait(Clock::time_point until) {
 
 void RedirCamera::Accept() {
   FileDescriptor socket(::accept4(listener_.Get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-  if (socket.Open()) {
+  if (socket.Open())
     connection_ = std::make_unique<RedirConnection>(std::move(socket), camera_, identity_, plugged_);
-  }
 }
 
 }  // namespace orq

@@ -71,9 +71,7 @@ void RedirConnection::Plug() {
 
 void RedirConnection::Unplug() {
   plugged_ = false;
-  if (function_ == nullptr) {
-    return;
-  }
+  if (function_ == nullptr) return;
   function_.reset();
   camera_->Disconnect();
   usbredirparser_send_device_disconnect(parser_.Native());
@@ -81,9 +79,7 @@ void RedirConnection::Unplug() {
 }
 
 void RedirConnection::Announce() {
-  if (!greeted_ || !plugged_ || awaitsAck_ || function_ != nullptr) {
-    return;
-  }
+  if (!greeted_ || !plugged_ || awaitsAck_ || function_ != nullptr) return;
   camera_->PowerCycle();
   function_ = std::make_unique<Function>(camera_, identity_);
   DescribeFunction();
@@ -112,15 +108,11 @@ void RedirConnection::DescribeFunction() {
 }
 
 void RedirConnection::HaltFrames() {
-  if (function_ != nullptr) {
-    function_->frames.Halt();
-  }
+  if (function_ != nullptr) function_->frames.Halt();
 }
 
 void RedirConnection::FailNextTransfer(int error) {
-  if (function_ != nullptr) {
-    function_->frames.FailNext(error);
-  }
+  if (function_ != nullptr) function_->frames.FailNext(error);
 }
 
 void RedirConnection::Silence() {
@@ -163,9 +155,7 @@ int RedirConnection::Standard(int type, int request, int value, int index, std::
 
 void RedirConnection::OnSetConfiguration(std::uint64_t id, int configuration) {
   const int result = Standard(0x00, 0x09, configuration, 0);
-  if (function_ == nullptr || result == kUsbTimeout) {
-    return;
-  }
+  if (function_ == nullptr || result == kUsbTimeout) return;
   DescribeFunction();
   usb_redir_configuration_status_header status{ControlStatus(result), static_cast<std::uint8_t>(configuration)};
   usbredirparser_send_configuration_status(parser_.Native(), id, &status);
@@ -175,18 +165,14 @@ void RedirConnection::OnGetConfiguration(std::uint64_t id) {
   std::uint8_t configuration = 0;
   const int result = Standard(0x80, 0x08, 0, 0, {&configuration, 1});
   usb_redir_configuration_status_header status{ControlStatus(result), configuration};
-  if (result != kUsbTimeout) {
-    usbredirparser_send_configuration_status(parser_.Native(), id, &status);
-  }
+  if (result != kUsbTimeout) usbredirparser_send_configuration_status(parser_.Native(), id, &status);
 }
 
 void RedirConnection::OnSetAltSetting(std::uint64_t id, int interfaceNumber, int alternate) {
   const int result = Standard(0x01, 0x0B, alternate, interfaceNumber);
   usb_redir_alt_setting_status_header status{ControlStatus(result), static_cast<std::uint8_t>(interfaceNumber),
                                              static_cast<std::uint8_t>(alternate)};
-  if (result != kUsbTimeout) {
-    usbredirparser_send_alt_setting_status(parser_.Native(), id, &status);
-  }
+  if (result != kUsbTimeout) usbredirparser_send_alt_setting_status(parser_.Native(), id, &status);
 }
 
 void RedirConnection::OnGetAltSetting(std::uint64_t id, int interfaceNumber) {
@@ -194,9 +180,7 @@ void RedirConnection::OnGetAltSetting(std::uint64_t id, int interfaceNumber) {
   const int result = Standard(0x81, 0x0A, 0, interfaceNumber, {&alternate, 1});
   usb_redir_alt_setting_status_header status{ControlStatus(result), static_cast<std::uint8_t>(interfaceNumber),
                                              alternate};
-  if (result != kUsbTimeout) {
-    usbredirparser_send_alt_setting_status(parser_.Native(), id, &status);
-  }
+  if (result != kUsbTimeout) usbredirparser_send_alt_setting_status(parser_.Native(), id, &status);
 }
 
 void RedirConnection::OnControl(std::uint64_t id, const usb_redir_control_packet_header& header,
@@ -231,9 +215,8 @@ void RedirConnection::OnBulk(std::uint64_t id, const usb_redir_bulk_packet_heade
 }
 
 void RedirConnection::OnCancel(std::uint64_t id) {
-  if (function_ == nullptr || function_->requests.Cancel(id) || function_->unanswered.erase(id) == 0) {
+  if (function_ == nullptr || function_->requests.Cancel(id) || function_->unanswered.erase(id) == 0)
     return;  // a request that was answered already needs no second answer
-  }
   usb_redir_control_packet_header answer{};
   answer.status = usb_redir_cancelled;
   usbredirparser_send_control_packet(parser_.Native(), id, &answer, nullptr, 0);

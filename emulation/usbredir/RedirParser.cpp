@@ -17,9 +17,7 @@ RedirParser& Self(void* self) {
 }
 
 void Log(void*, int level, const char* message) {
-  if (level <= usbredirparser_warning) {
-    std::cerr << "orq-usbredir: " << message << "\n";
-  }
+  if (level <= usbredirparser_warning) std::cerr << "orq-usbredir: " << message << "\n";
 }
 
 /// Cameras have no isochronous and interrupt endpoints and no bulk streams: requests for them are invalid.
@@ -58,9 +56,7 @@ void RefuseWhatCamerasLack(usbredirparser& parser) {
 
 RedirParser::RedirParser(int socket, RedirEvents& events)
     : parser_(usbredirparser_create()), socket_(socket), events_(events) {
-  if (parser_ == nullptr) {
-    throw std::bad_alloc();
-  }
+  if (parser_ == nullptr) throw std::bad_alloc();
   parser_->priv = this;
   parser_->log_func = Log;
   parser_->read_func = ReadSocket;
@@ -70,9 +66,8 @@ RedirParser::RedirParser(int socket, RedirEvents& events)
   std::uint32_t capabilities[USB_REDIR_CAPS_SIZE] = {};
   for (const int capability :
        {usb_redir_cap_connect_device_version, usb_redir_cap_filter, usb_redir_cap_device_disconnect_ack,
-        usb_redir_cap_ep_info_max_packet_size, usb_redir_cap_64bits_ids, usb_redir_cap_32bits_bulk_length}) {
+        usb_redir_cap_ep_info_max_packet_size, usb_redir_cap_64bits_ids, usb_redir_cap_32bits_bulk_length})
     usbredirparser_caps_set_cap(capabilities, capability);
-  }
   usbredirparser_init(parser_.get(), kVersion, capabilities, USB_REDIR_CAPS_SIZE, usbredirparser_fl_usb_host);
 }
 
@@ -119,9 +114,7 @@ bool RedirParser::Write() {
 
 int RedirParser::ReadSocket(void* self, std::uint8_t* data, int count) {
   const ssize_t came = ::recv(Self(self).socket_, data, static_cast<std::size_t>(count), MSG_DONTWAIT);
-  if (came > 0) {
-    return static_cast<int>(came);
-  }
+  if (came > 0) return static_cast<int>(came);
   const bool later = came < 0 && (errno == EAGAIN || errno == EINTR);
   Self(self).gone_ = Self(self).gone_ || !later;
   return later ? 0 : -1;
@@ -130,9 +123,7 @@ int RedirParser::ReadSocket(void* self, std::uint8_t* data, int count) {
 int RedirParser::WriteSocket(void* self, std::uint8_t* data, int count) {
   const ssize_t went =
       ::send(Self(self).socket_, data, static_cast<std::size_t>(count), MSG_DONTWAIT | MSG_NOSIGNAL);
-  if (went >= 0) {
-    return static_cast<int>(went);
-  }
+  if (went >= 0) return static_cast<int>(went);
   return errno == EAGAIN || errno == EINTR ? 0 : -1;
 }
 

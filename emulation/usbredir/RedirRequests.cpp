@@ -34,9 +34,7 @@ void RedirRequests::Finish(BulkRequest& request, int status) {
 
 bool RedirRequests::Cancel(std::uint64_t id) {
   const auto found = std::ranges::find(underWay_, id, &RedirRequest::id);
-  if (found == underWay_.end()) {
-    return false;
-  }
+  if (found == underWay_.end()) return false;
   Finish(*found, -ENOENT);
   return true;
 }

@@ -49,9 +49,7 @@ int Complain(int status, const std::string& what) {
 orq::FileDescriptor CatchSignals() {
   sigset_t all;
   sigemptyset(&all);
-  for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
-    sigaddset(&all, number);
-  }
+  for (const int number : {SIGTERM, SIGINT, SIGHUP}) sigaddset(&all, number);
   ::pthread_sigmask(SIG_BLOCK, &all, nullptr);
   return orq::FileDescriptor(::signalfd(-1, &all, SFD_CLOEXEC));
 }
@@ -62,9 +60,7 @@ bool MakeCameras(const std::vector<orq::VirtualOptions>& all, const std::string&
     auto camera = orq::VirtualCamera::Make(options, error);
     const std::string place = cameras.empty() ? path : path + "." + std::to_string(cameras.size());
     auto served = camera != nullptr ? orq::RedirCamera::Make(std::move(camera), place, error) : nullptr;
-    if (served == nullptr) {
-      return false;
-    }
+    if (served == nullptr) return false;
     cameras.push_back(std::move(served));
   }
   return true;
@@ -73,9 +69,7 @@ bool MakeCameras(const std::vector<orq::VirtualOptions>& all, const std::string&
 /// Serves commands until one of them or a signal ends the program.
 int ServeCommands(const Cameras& cameras, const std::string& control, int signals) {
   std::vector<orq::PlugPoint*> points;
-  for (const auto& camera : cameras) {
-    points.push_back(camera.get());
-  }
+  for (const auto& camera : cameras) points.push_back(camera.get());
   bool quit = false;
   orq::CommandLines commands([&](const std::string& line) {
     const orq::CommandAnswer answer = orq::ObeyCommand(points, line);
@@ -83,19 +77,17 @@ int ServeCommands(const Cameras& cameras, const std::string& control, int signal
     return answer.text;
   });
   std::string error;
-  if (control == "-") {
+  if (control == "-")
     commands.UseStandardInput();
-  } else if (!control.empty() && !commands.UseSocket(control, error)) {
+  else if (!control.empty() && !commands.UseSocket(control, error))
     return Complain(kFailed, error);
-  }
   std::cout << "ready" << std::endl;
   std::vector<pollfd> polls;
   while (!quit) {
     polls.assign(1, {signals, POLLIN, 0});
     commands.AddPolls(polls);
-    if (::poll(polls.data(), polls.size(), -1) < 0 && errno != EINTR) {
+    if (::poll(polls.data(), polls.size(), -1) < 0 && errno != EINTR)
       return Complain(kFailed, std::strerror(errno));
-    }
     quit = polls.front().revents != 0;
     commands.Serve(polls);
   }
@@ -123,13 +115,9 @@ int main(int argc, char** argv) {
   }
   std::string error;
   const auto options = orq::ParseCameras(words, error);
-  if (!options) {
-    return Complain(kUsage, error);
-  }
+  if (!options) return Complain(kUsage, error);
   const orq::FileDescriptor signals = CatchSignals();
   Cameras cameras;
-  if (!MakeCameras(*options, path, cameras, error)) {
-    return Complain(kFailed, error);
-  }
+  if (!MakeCameras(*options, path, cameras, error)) return Complain(kFailed, error);
   return ServeCommands(cameras, control, signals.Get());
 }

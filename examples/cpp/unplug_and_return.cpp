@@ -30,11 +30,10 @@ int main(int argc, char** argv) try {
   camera.gain(60);
   std::cout << "before: mean " << camera.expose(200ms).statistics().mean << " ADU, gain " << camera.gain() << '\n';
 
-  if (isVirtual) {
+  if (isVirtual)
     camera.unplugVirtual();
-  } else {
+  else
     std::cout << "now pull the cable\n";
-  }
   await(camera, ORQ_EVENT_LOST);
   try {
     camera.expose(200ms);
@@ -42,11 +41,10 @@ int main(int argc, char** argv) try {
     std::cout << "meanwhile: " << error.what() << '\n';
   }
 
-  if (isVirtual) {
+  if (isVirtual)
     camera.replugVirtual();
-  } else {
+  else
     std::cout << "now plug it in again\n";
-  }
   await(camera, ORQ_EVENT_RETURNED);
   camera.reopen();
   std::cout << "after: mean " << camera.expose(200ms).statistics().mean << " ADU, gain " << camera.gain() << '\n';

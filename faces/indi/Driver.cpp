@@ -37,11 +37,10 @@ void Driver::start() {
   try {
     watch_.emplace([this, poster = posts_.poster()](bool pluggedInNow, const orq_camera_entry& camera) {
       poster.post([this, pluggedInNow, camera] {
-        if (pluggedInNow) {
+        if (pluggedInNow)
           pluggedIn(camera);
-        } else {
+        else
           unplugged(camera.name);
-        }
       });
     });
   } catch (const Error& failure) {
@@ -50,7 +49,8 @@ void Driver::start() {
 }
 
 bool Driver::isPresent(const std::string& cameraName) const {
-  return std::any_of(present_.begin(), present_.end(), [&](const auto& one) { return one.second == cameraName; });
+  return std::any_of(
+      present_.begin(), present_.end(), [&](const auto& one) { return one.second == cameraName; });
 }
 
 std::vector<CameraDevice*> Driver::devices() {
@@ -86,9 +86,8 @@ void Driver::tidy() {
   const auto gone = std::stable_partition(further_.begin(), further_.end(), [this](const auto& device) {
     return device->isUsed() || isPresent(device->cameraName());
   });
-  for (auto device = gone; device != further_.end(); ++device) {
+  for (auto device = gone; device != further_.end(); ++device)
     IDDelete((*device)->getDeviceName(), nullptr, nullptr);
-  }
   further_.erase(gone, further_.end());
 }
 

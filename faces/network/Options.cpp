@@ -66,9 +66,8 @@ std::string tokenIn(const std::string& path) {
 
 std::string drawToken() {
   std::array<unsigned char, 16> bytes{};
-  if (getrandom(bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size())) {
+  if (getrandom(bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size()))
     throw Error(ORQ_ERROR_INTERNAL, "the system gives no random numbers for a token");
-  }
   std::string token;
   for (const unsigned char byte : bytes) {
     constexpr const char* kDigits = "0123456789abcdef";
@@ -104,15 +103,14 @@ Options parseOptions(const std::vector<std::string>& arguments) {
   };
   for (std::size_t i = 0; i < arguments.size(); ++i) {
     const std::string& name = arguments[i];
-    if (const auto found = switches.find(name); found != switches.end()) {
+    if (const auto found = switches.find(name); found != switches.end())
       found->second();
-    } else if (const auto taking = valued.find(name); taking == valued.end()) {
+    else if (const auto taking = valued.find(name); taking == valued.end())
       throw InvalidError("there is no option '" + name + "'; see orqcam serve --help");
-    } else if (++i == arguments.size()) {
+    else if (++i == arguments.size())
       throw InvalidError(name + " needs a value; see orqcam serve --help");
-    } else {
+    else
       taking->second(arguments[i]);
-    }
   }
   if (noToken && options.token) throw InvalidError("--no-token and a token exclude each other");
   if (options.listen.empty()) options.listen.push_back(*Address::parse("127.0.0.1"));

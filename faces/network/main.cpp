@@ -47,9 +47,8 @@ std::vector<std::string> addressesOf(const std::vector<Listener>& listeners, con
   std::vector<std::string> addresses;
   for (const Listener& listener : listeners) {
     std::string where = listener.text();
-    if (listener.address().isAny()) {
+    if (listener.address().isAny())
       where = (listener.address().isIpv4() ? "127.0.0.1:" : "[::1]:") + std::to_string(listener.port());
-    }
     addresses.push_back("http://" + where + "/" + (options.token ? "?token=" + *options.token : ""));
   }
   return addresses;
@@ -65,11 +64,10 @@ void discover(std::optional<alpaca::Discovery>& discovery, const alpaca::Discove
 }
 
 void tellStart(const std::vector<std::string>& addresses, const Options& options) {
-  if (options.json) {
+  if (options.json)
     std::printf("%s\n", nlohmann::json{{"addresses", addresses}}.dump().c_str());
-  } else {
+  else
     for (const std::string& address : addresses) std::printf("orqcam serves at %s\n", address.c_str());
-  }
   std::fflush(stdout);
 }
 

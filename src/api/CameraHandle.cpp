@@ -31,12 +31,10 @@ std::string SettingsFolderOf(const orq_open_options& given) {
 session::OpenOptions OptionsOf(const orq_open_options* options) {
   if (options == nullptr) return {};
   const orq_open_options given = TakeStruct(options, "options");
-  if (given.settings < ORQ_SETTINGS_OFF || given.settings > ORQ_SETTINGS_LOAD_AND_KEEP) {
+  if (given.settings < ORQ_SETTINGS_OFF || given.settings > ORQ_SETTINGS_LOAD_AND_KEEP)
     throw session::Failure(session::Status::Invalid, "options.settings must be one of ORQ_SETTINGS_...");
-  }
-  if (given.frame_memory_mb > kMostFrameMemoryMb) {
+  if (given.frame_memory_mb > kMostFrameMemoryMb)
     throw session::Failure(session::Status::Invalid, "options.frame_memory_mb must be at most 1048576");
-  }
   constexpr SettingsUse kUses[] = {SettingsUse::Off, SettingsUse::Load, SettingsUse::LoadAndKeep};
   return {.settings = kUses[given.settings],
           .settingsFolder = SettingsFolderOf(given),
@@ -77,12 +75,10 @@ orq_camera_info InfoOf(session::Camera& camera) {
   info.pixel_um = model.pixelSizeUm;
   info.adc_bits = model.adcBits;
   info.bayer = model.colour ? model.bayerPattern : ORQ_BAYER_NONE;
-  for (const std::uint8_t bin : model.bins) {
+  for (const std::uint8_t bin : model.bins)
     if (bin != 0) info.bins |= 1U << bin;
-  }
-  for (std::size_t format = 0; format < model.formats.size(); ++format) {
+  for (std::size_t format = 0; format < model.formats.size(); ++format)
     if (model.formats[format]) info.formats |= 1U << format;
-  }
   CopyText(model.key, info.key);
   info.width_step = model.region.widthStep;
   info.height_step = model.region.heightStep;

@@ -39,19 +39,16 @@ orq_status orq_list_cameras(uint32_t flags, orq_camera_list** list) {
   return Guarded([&] {
     orq_camera_list*& result = DemandResult(list, "list");
     constexpr uint32_t kAll = ORQ_LIST_USB | ORQ_LIST_VIRTUAL | ORQ_LIST_REPLAY;
-    if (flags == 0 || (flags & ~kAll) != 0) {
+    if (flags == 0 || (flags & ~kAll) != 0)
       throw session::Failure(session::Status::Invalid, "flags must be a sum of ORQ_LIST_...");
-    }
     auto made = std::make_unique<orq_camera_list>();
-    if ((flags & ORQ_LIST_USB) != 0) {
+    if ((flags & ORQ_LIST_USB) != 0)
       for (const CameraEntry& camera : ListCameras()) made->entries.push_back(EntryOf(camera));
-    }
     for (const VirtualModelName& named : VirtualModels()) {
       const ModelData& model = *FindModel(named.name);
       const bool replays = model.maxWidth == 0;
-      if ((flags & (replays ? ORQ_LIST_REPLAY : ORQ_LIST_VIRTUAL)) != 0) {
+      if ((flags & (replays ? ORQ_LIST_REPLAY : ORQ_LIST_VIRTUAL)) != 0)
         made->entries.push_back(VirtualEntry(named, model));
-      }
     }
     result = made.release();
   });
@@ -66,10 +63,9 @@ orq_status orq_camera_list_get(const orq_camera_list* list, int32_t index, orq_c
   return Guarded([&] {
     const auto& entries = Demand(list, "list").entries;
     DemandStruct(entry, "entry");
-    if (index < 0 || static_cast<std::size_t>(index) >= entries.size()) {
+    if (index < 0 || static_cast<std::size_t>(index) >= entries.size())
       throw session::Failure(session::Status::Range,
                              "the list has " + std::to_string(entries.size()) + " cameras, counted from 0");
-    }
     GiveStruct(entries[static_cast<std::size_t>(index)], entry);
   });
 }

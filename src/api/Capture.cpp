@@ -12,9 +12,8 @@ namespace {
 
 FrameRegion RegionOf(const orq_region* region) {
   const orq_region given = TakeStruct(region, "wanted");
-  if (given.format < ORQ_FORMAT_RAW8 || given.format > ORQ_FORMAT_Y8) {
+  if (given.format < ORQ_FORMAT_RAW8 || given.format > ORQ_FORMAT_Y8)
     throw session::Failure(session::Status::Invalid, "wanted.format must be one of ORQ_FORMAT_...");
-  }
   return {given.start_x, given.start_y, given.width, given.height, given.bin, static_cast<IMG_TYPE>(given.format)};
 }
 

@@ -72,9 +72,8 @@ orq_status orq_guide_pulse(orq_camera* camera, int32_t direction, int32_t millis
   return Guarded([&] {
     const auto opened = CameraOf(camera);
     constexpr GuideD kDirections[] = {GUIDE_NORTH, GUIDE_SOUTH, GUIDE_EAST, GUIDE_WEST};
-    if (direction < ORQ_GUIDE_NORTH || direction > ORQ_GUIDE_WEST) {
+    if (direction < ORQ_GUIDE_NORTH || direction > ORQ_GUIDE_WEST)
       throw session::Failure(session::Status::Invalid, "direction must be one of ORQ_GUIDE_...");
-    }
     session::Guide(*opened, kDirections[direction], milliseconds);
   });
 }
@@ -124,10 +123,9 @@ orq_status orq_gps_set_lines(orq_camera* camera, const orq_gps_lines* lines) {
   return Guarded([&] {
     const auto opened = CameraOf(camera);
     const orq_gps_lines wanted = TakeStruct(lines, "lines");
-    if (wanted.follow != 0) {
+    if (wanted.follow != 0)
       session::FollowLines(*opened, true);
-    } else {
+    else
       session::SetLines(*opened, {wanted.start, wanted.end});
-    }
   });
 }

@@ -38,9 +38,8 @@ orq_status orq_model_control(const char* model, int32_t id, orq_control_info* in
     DemandText(model, "model");
     DemandStruct(info, "info");
     const ModelData* const found = FindModel(std::string_view(model));
-    if (found == nullptr) {
+    if (found == nullptr)
       throw session::Failure(session::Status::NotFound, std::string("no model is called '") + model + "'");
-    }
     const session::Control control = session::ControlOfModel(*found, id);
     GiveStruct(InfoOf(control, control.caps.defaultValue), info);
   });
@@ -58,10 +57,9 @@ orq_status orq_control_describe(orq_camera* camera, int32_t index, orq_control_i
     const auto opened = CameraOf(camera);
     DemandStruct(info, "info");
     const auto controls = session::ControlsOf(*opened);
-    if (index < 0 || static_cast<std::size_t>(index) >= controls.size()) {
+    if (index < 0 || static_cast<std::size_t>(index) >= controls.size())
       throw session::Failure(session::Status::Range,
                              "this camera has " + std::to_string(controls.size()) + " controls, counted from 0");
-    }
     const session::Control& control = controls[static_cast<std::size_t>(index)];
     GiveStruct(InfoOf(control, opened->DefaultOf(control)), info);
   });
@@ -90,9 +88,8 @@ orq_status orq_control_get(orq_camera* camera, int32_t id, int64_t* value, int32
 orq_status orq_control_set(orq_camera* camera, int32_t id, int64_t value, int32_t mode) {
   return Guarded([&] {
     const auto opened = CameraOf(camera);
-    if (mode != ORQ_MANUAL && mode != ORQ_AUTOMATIC) {
+    if (mode != ORQ_MANUAL && mode != ORQ_AUTOMATIC)
       throw session::Failure(session::Status::Invalid, "mode must be ORQ_MANUAL or ORQ_AUTOMATIC");
-    }
     session::Write(*opened, session::ControlOf(*opened, id), {.raw = value, .automatic = mode == ORQ_AUTOMATIC});
   });
 }
@@ -100,9 +97,8 @@ orq_status orq_control_set(orq_camera* camera, int32_t id, int64_t value, int32_
 orq_status orq_gain_preset_get(orq_camera* camera, int32_t preset, orq_gain_preset* found) {
   return Guarded([&] {
     const auto opened = CameraOf(camera);
-    if (preset < ORQ_GAIN_UNITY || preset > ORQ_GAIN_LARGEST_RANGE) {
+    if (preset < ORQ_GAIN_UNITY || preset > ORQ_GAIN_LARGEST_RANGE)
       throw session::Failure(session::Status::Invalid, "preset must be one of ORQ_GAIN_...");
-    }
     DemandStruct(found, "found");
     const session::PresetGain gain = session::PresetOf(*opened, static_cast<session::GainPreset>(preset));
     orq_gain_preset given{};

@@ -15,9 +15,8 @@ namespace {
 constexpr std::uint32_t kMostRequestBytes = 4096;
 
 void DemandRegister(std::int32_t chip, std::uint32_t address) {
-  if (chip != ORQ_CHIP_FPGA && chip != ORQ_CHIP_SENSOR) {
+  if (chip != ORQ_CHIP_FPGA && chip != ORQ_CHIP_SENSOR)
     throw session::Failure(session::Status::Invalid, "chip must be one of ORQ_CHIP_...");
-  }
   if (address > 0xFFFF) throw session::Failure(session::Status::Range, "a register address is 0 to 65535");
 }
 
@@ -56,10 +55,9 @@ orq_status orq_expert_request(orq_camera* camera, int32_t in, uint32_t request, 
     const auto opened = CameraOf(camera);
     if (size != 0) DemandResult(data, "data");
     const session::Camera::Use device(*opened);
-    if (request > 0xFF || value > 0xFFFF || index > 0xFFFF || size > kMostRequestBytes) {
+    if (request > 0xFF || value > 0xFFFF || index > 0xFFFF || size > kMostRequestBytes)
       throw session::Failure(session::Status::Range,
                              "a request is 0 to 255, value and index 0 to 65535, and 4096 bytes the most");
-    }
     std::vector<std::uint8_t> bytes(size);
     if (in == 0 && size != 0) std::memcpy(bytes.data(), data, size);
     const bool done =

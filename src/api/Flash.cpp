@@ -65,7 +65,8 @@ orq_status orq_flash_read_file(orq_camera* camera, const char* path, orq_flash_f
     given.is_of_camera = read.isOfCamera ? 1 : 0;
     given.usb_product_id = read.image.productId;
     const std::span<const std::uint8_t> serial(read.image.serial.id);
-    if (std::ranges::any_of(serial, [](std::uint8_t byte) { return byte != 0; }))
+    if (std::ranges::any_of(
+            serial, [](std::uint8_t byte) { return byte != 0; }))
       CopyText(Hex(serial), given.serial);
     GiveStruct(given, file);
   });

@@ -112,9 +112,8 @@ Saved Save(const orq_frame* frame, const char* path, const orq_save_options* opt
   session::FrameFacts facts = session::FactsOf(shared);
   const uint64_t number = options == nullptr ? 0 : TakeStruct(options, "options").number;
   if (number != 0) facts.number = number;
-  if (session::IsWithoutLight(session::ContextOf(facts).imageType)) {
+  if (session::IsWithoutLight(session::ContextOf(facts).imageType))
     facts.warning = session::ClippingWarning(shared.Pixels(), shared.Info());
-  }
   return {session::FrameSaver(how).Save(shared.Pixels(), facts), facts.warning};
 }
 
@@ -158,10 +157,9 @@ orq_status orq_frame_header_card(const orq_frame* frame, int32_t index, orq_card
     const SharedFrame& shared = DemandFrame(frame);
     DemandStruct(card, "card");
     const auto cards = session::HeaderCards(session::FactsOf(shared));
-    if (index < 0 || static_cast<std::size_t>(index) >= cards.size()) {
+    if (index < 0 || static_cast<std::size_t>(index) >= cards.size())
       throw session::Failure(session::Status::Range,
                              "the header has " + std::to_string(cards.size()) + " cards, counted from 0");
-    }
     GiveStruct(CardOf(cards[static_cast<std::size_t>(index)]), card);
   });
 }
@@ -213,9 +211,8 @@ orq_status orq_labels_set(orq_camera* camera, const orq_labels* labels) {
   return Guarded([&] {
     const auto opened = CameraOf(camera);
     const orq_labels given = TakeStruct(labels, "labels");
-    if (given.image_type < ORQ_IMAGE_LIGHT || given.image_type > ORQ_IMAGE_FLAT) {
+    if (given.image_type < ORQ_IMAGE_LIGHT || given.image_type > ORQ_IMAGE_FLAT)
       throw session::Failure(session::Status::Invalid, "labels.image_type must be one of ORQ_IMAGE_...");
-    }
     const std::string object = LabelOf(given.object, "labels.object");
     const std::string observer = LabelOf(given.observer, "labels.observer");
     const std::string creator = LabelOf(given.creator, "labels.creator");

@@ -75,12 +75,10 @@ orq_status orq_reader_open(orq_camera* camera, const orq_reader_options* options
     const auto opened = CameraOf(camera);
     DemandResult(reader, "reader");
     const orq_reader_options wanted = options == nullptr ? orq_reader_options{} : TakeStruct(options, "options");
-    if (wanted.mode != ORQ_READ_NEWEST && wanted.mode != ORQ_READ_EVERY) {
+    if (wanted.mode != ORQ_READ_NEWEST && wanted.mode != ORQ_READ_EVERY)
       throw session::Failure(session::Status::Invalid, "options.mode must be one of ORQ_READ_...");
-    }
-    if (wanted.depth < 0 || wanted.depth > kMostDepth) {
+    if (wanted.depth < 0 || wanted.depth > kMostDepth)
       throw session::Failure(session::Status::Invalid, "options.depth must be from 0 to 4096");
-    }
     const ReadMode mode = wanted.mode == ORQ_READ_EVERY ? ReadMode::Every : ReadMode::Newest;
     auto handle = std::make_unique<orq_reader>();
     handle->camera = opened;

@@ -70,9 +70,8 @@ namespace orq::api {
 template <class Handle>
 Handle& Demand(Handle* handle, const char* name) {
   if (handle == nullptr) throw session::Failure(session::Status::Invalid, std::string(name) + " is null");
-  if (handle->mark != Handle::kMark) {
+  if (handle->mark != Handle::kMark)
     throw session::Failure(session::Status::Invalid, std::string(name) + " is a handle of another kind");
-  }
   return *handle;
 }
 
@@ -80,9 +79,8 @@ Handle& Demand(Handle* handle, const char* name) {
 inline SharedFrame& DemandFrame(const orq_frame* frame) {
   if (frame == nullptr) throw session::Failure(session::Status::Invalid, "frame is null");
   auto& shared = *const_cast<SharedFrame*>(reinterpret_cast<const SharedFrame*>(frame));
-  if (shared.Mark() != kFrameMark) {
+  if (shared.Mark() != kFrameMark)
     throw session::Failure(session::Status::Invalid, "frame is a handle of another kind");
-  }
   return shared;
 }
 

@@ -95,9 +95,8 @@ orq_status orq_hot_pixel_table_save(const orq_hot_pixel_table* table, const char
   return Guarded([&] {
     const session::HotPixelView& view = Demand(table, "table").view;
     DemandText(path, "path");
-    if (format < ORQ_TABLE_CSV || format > ORQ_TABLE_PNG) {
+    if (format < ORQ_TABLE_CSV || format > ORQ_TABLE_PNG)
       throw session::Failure(session::Status::Invalid, "format must be one of ORQ_TABLE_...");
-    }
     session::SaveHotPixels(view, path, static_cast<session::TableFormat>(format),
                            overwrite != 0 ? Existing::Overwrite : Existing::Keep);
   });

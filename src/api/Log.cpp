@@ -32,9 +32,8 @@ void TellLines(std::string_view text, std::int32_t level, orq_log_callback callb
 
 orq_status orq_log_set(int32_t level, orq_log_callback callback, void* user) {
   return Guarded([&] {
-    if (callback != nullptr && (level < ORQ_LOG_WARNING || level > ORQ_LOG_DEBUG)) {
+    if (callback != nullptr && (level < ORQ_LOG_WARNING || level > ORQ_LOG_DEBUG))
       throw session::Failure(session::Status::Invalid, "level must be one of ORQ_LOG_...");
-    }
     g_bDebugPrint = callback != nullptr && level == ORQ_LOG_DEBUG;
     if (callback == nullptr) return SetTextSink(DropText);
     SetTextSink([level, callback, user](TextStream stream, std::string_view text) {
@@ -48,9 +47,8 @@ orq_status orq_log_path(orq_path* path) {
   return Guarded([&] {
     DemandStruct(path, "path");
     const std::string file = session::LogPath();
-    if (file.empty()) {
+    if (file.empty())
       throw session::Failure(session::Status::File, "there is no place for a log: set HOME or XDG_STATE_HOME");
-    }
     GivePath(file, path);
   });
 }

@@ -13,12 +13,10 @@ namespace {
 session::PictureOptions OptionsOf(const orq_preview_options* options) {
   if (options == nullptr) return {};
   const orq_preview_options given = TakeStruct(options, "options");
-  if (given.max_width < 0 || given.max_height < 0) {
+  if (given.max_width < 0 || given.max_height < 0)
     throw session::Failure(session::Status::Invalid, "options.max_width and max_height must not be negative");
-  }
-  if (given.stretch != ORQ_STRETCH_AUTOMATIC && given.stretch != ORQ_STRETCH_NONE) {
+  if (given.stretch != ORQ_STRETCH_AUTOMATIC && given.stretch != ORQ_STRETCH_NONE)
     throw session::Failure(session::Status::Invalid, "options.stretch must be one of ORQ_STRETCH_...");
-  }
   return {given.max_width, given.max_height, given.stretch == ORQ_STRETCH_AUTOMATIC};
 }
 
@@ -36,10 +34,9 @@ orq_status orq_frame_preview(const orq_frame* frame, const orq_preview_options* 
     DemandResult(pixels, "pixels");
     const std::size_t bytes = static_cast<std::size_t>(made.width) * static_cast<std::size_t>(made.height) *
                               static_cast<std::size_t>(made.channels);
-    if (capacity < bytes) {
+    if (capacity < bytes)
       throw session::Failure(session::Status::Invalid,
                              "the picture takes " + std::to_string(bytes) + " bytes: capacity must be as many");
-    }
     made = session::MakePicture(shared.Pixels(), shared.Info(), wanted);
     std::ranges::copy(made.samples, pixels);
     GiveStruct(told, picture);

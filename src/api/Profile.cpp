@@ -71,9 +71,8 @@ orq_status orq_profile_apply(orq_camera* camera) {
     opened->ChangeOrigin([&](session::FrameOrigin& origin) {
       session::FileContext& context = origin.context;
       if (context.observer.empty()) context.observer = profile.Text(ProfileField::Observer);
-      for (session::Keyword& keyword : profile.KeywordsBeside(context.keywords)) {
+      for (session::Keyword& keyword : profile.KeywordsBeside(context.keywords))
         context.keywords.push_back(std::move(keyword));
-      }
     });
   });
 }

@@ -20,9 +20,8 @@ namespace {
 constexpr std::int64_t kNsPerTenth = 100;
 
 session::RecordingForm FormOf(int32_t form) {
-  if (form < ORQ_RECORDING_BY_NAME || form > ORQ_RECORDING_FOLDER) {
+  if (form < ORQ_RECORDING_BY_NAME || form > ORQ_RECORDING_FOLDER)
     throw session::Failure(session::Status::Invalid, "options: form must be one of ORQ_RECORDING_...");
-  }
   return static_cast<session::RecordingForm>(form);
 }
 
@@ -127,11 +126,10 @@ orq_status orq_recording_wait(orq_recording* recording, int32_t timeout_ms) {
   return Guarded([&] {
     session::Recording& waited = RecordingOf(recording);
     constexpr std::chrono::hours kForever{24};
-    if (timeout_ms < 0) {
+    if (timeout_ms < 0)
       while (!waited.Wait(kForever)) continue;
-    } else if (!waited.Wait(std::chrono::milliseconds(timeout_ms))) {
+    else if (!waited.Wait(std::chrono::milliseconds(timeout_ms)))
       throw session::Failure(session::Status::Timeout, "the recording still runs: wait again, or stop it");
-    }
   });
 }
 

@@ -67,10 +67,9 @@ orq_status orq_setting_list_get(const orq_setting_list* list, int32_t index, orq
   return Guarded([&] {
     const auto& settings = Demand(list, "list").settings;
     DemandStruct(setting, "setting");
-    if (index < 0 || static_cast<std::size_t>(index) >= settings.size()) {
+    if (index < 0 || static_cast<std::size_t>(index) >= settings.size())
       throw session::Failure(session::Status::Range,
                              "the list has " + std::to_string(settings.size()) + " settings, counted from 0");
-    }
     GiveStruct(SettingOf(settings[static_cast<std::size_t>(index)]), setting);
   });
 }

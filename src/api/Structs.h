@@ -59,9 +59,8 @@ void GiveStruct(const Struct& value, Struct* to) {
 template <std::size_t kBytes>
 std::string TextOf(const char (&text)[kBytes], const char* name) {
   const std::size_t length = ::strnlen(text, kBytes);
-  if (length == kBytes) {
+  if (length == kBytes)
     throw session::Failure(session::Status::Invalid, std::string(name) + " must end with a zero byte");
-  }
   return {text, length};
 }
 
@@ -80,9 +79,8 @@ double OrUnknown(const std::optional<Number>& number) {
 template <std::size_t kBytes>
 void CopyText(std::string_view text, char (&to)[kBytes]) {
   std::size_t length = std::min(text.size(), kBytes - 1);
-  if (length < text.size()) {
+  if (length < text.size())
     while (length != 0 && (static_cast<unsigned char>(text[length]) & 0xC0U) == 0x80U) --length;
-  }
   std::memcpy(to, text.data(), length);
   std::memset(to + length, 0, kBytes - length);
 }

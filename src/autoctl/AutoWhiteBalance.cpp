@@ -33,9 +33,8 @@ void MeasureBlocks(CCameraBase& camera, unsigned char* frame, Channels& channels
     std::array<int, orq::kChannels> averages{};
     camera.algorithm.Get_variance_ave_RAW(frame, place.x, place.y, place.width, place.height, size.width, rows,
                                           variances.data(), averages.data(), sixteenBit);
-    for (std::size_t i = 0; i < orq::kChannels; ++i) {
+    for (std::size_t i = 0; i < orq::kChannels; ++i)
       if (!channels[i].Take(block, variances[i], averages[i])) DbgPrint(-1, "AutoWB_RAW", "err0\n");
-    }
   }
 }
 

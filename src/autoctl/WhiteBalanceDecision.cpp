@@ -43,14 +43,14 @@ float ChannelBlocks::Mean() const {
   if (varianceSum == 0) return static_cast<float>(averages[0]);
   const auto weight = static_cast<float>(static_cast<std::uint32_t>(varianceSum) + 1U);
   float mean = 0.0F;
-  for (std::size_t i = 0; i < kBlocks; ++i) {
+  for (std::size_t i = 0; i < kBlocks; ++i)
     mean += static_cast<float>(variances[i]) * static_cast<float>(averages[i]) / weight;
-  }
   return mean;
 }
 
 bool TooDarkForColour(const ColourMeans& means) {
-  return std::ranges::all_of(means, [](std::int32_t mean) { return mean <= kDarkestMean; });
+  return std::ranges::all_of(
+      means, [](std::int32_t mean) { return mean <= kDarkestMean; });
 }
 
 bool ColoursBalanced(const ColourMeans& means, bool exposureAutomatic) {

@@ -48,9 +48,8 @@ constexpr bool IsModeOffered(const TriggerSupport& support, CAM_MODE mode) {
 constexpr void ListModes(const TriggerSupport& support, _ORQ_SUPPORTED_MODE& list) {
   std::size_t count = 0;
   list.modes[count++] = 0;
-  for (CAM_MODE mode = 1; mode <= kLastCameraMode; ++mode) {
+  for (CAM_MODE mode = 1; mode <= kLastCameraMode; ++mode)
     if (support.any && (mode <= 3 ? support.modes1to3 : support.modes4to6)) list.modes[count++] = mode;
-  }
   list.modes[count] = -1;
 }
 

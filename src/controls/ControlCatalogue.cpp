@@ -107,16 +107,17 @@ constexpr std::array<CatalogueRow, kControlTypes> kCatalogue{{
 }};
 
 constexpr bool RowsStandAtTheirIds() {
-  for (std::size_t i = 0; i < kCatalogue.size(); ++i) {
+  for (std::size_t i = 0; i < kCatalogue.size(); ++i)
     if (kCatalogue[i].id != static_cast<std::int32_t>(i)) return false;
-  }
   return true;
 }
 constexpr bool TextsFit() {
-  return std::all_of(kCatalogue.begin(), kCatalogue.end(), [](const CatalogueRow& row) {
-    return !row.name.empty() && row.name.size() < sizeof(_ORQ_CONTROL_CAPS::name) && !row.description.empty() &&
-           row.description.size() < sizeof(_ORQ_CONTROL_CAPS::description);
-  });
+  return std::all_of(
+      kCatalogue.begin(), kCatalogue.end(),
+      [](const CatalogueRow& row) {
+        return !row.name.empty() && row.name.size() < sizeof(_ORQ_CONTROL_CAPS::name) &&
+               !row.description.empty() && row.description.size() < sizeof(_ORQ_CONTROL_CAPS::description);
+      });
 }
 static_assert(RowsStandAtTheirIds());
 static_assert(TextsFit());
@@ -196,9 +197,8 @@ constexpr std::array<ListRow, kControlTypes - 1> kListOrder{{
 constexpr bool EachListedOnce() {
   std::array<int, kControlTypes> seen{};
   for (const ListRow& row : kListOrder) ++seen[static_cast<std::size_t>(row.id)];
-  for (std::size_t i = 0; i < seen.size(); ++i) {
+  for (std::size_t i = 0; i < seen.size(); ++i)
     if (seen[i] != (i == ORQ_FAN_ON ? 0 : 1)) return false;
-  }
   return true;
 }
 static_assert(EachListedOnce());
@@ -247,9 +247,8 @@ bool DescribeControl(ORQ_CONTROL_TYPE id, const CatalogueModel& model, _ORQ_CONT
 
 ControlOrder ListControls(const ControlAvailability& available) {
   ControlOrder order;
-  for (const ListRow& row : kListOrder) {
+  for (const ListRow& row : kListOrder)
     if (row.available(available)) order.ids[order.count++] = row.id;
-  }
   return order;
 }
 

@@ -49,9 +49,8 @@ bool CCameraBase::IsAvailable(Control_TYPE type) {
   GetNumOfControls();
   const ORQ_CONTROL_TYPE wanted = ControlConv(type);
   const auto count = static_cast<std::size_t>(controlCount.Load());
-  for (std::size_t i = 0; i < count; ++i) {
+  for (std::size_t i = 0; i < count; ++i)
     if (controlList[i] == wanted) return true;
-  }
   return false;
 }
 

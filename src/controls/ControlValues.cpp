@@ -82,11 +82,10 @@ int CCameraBase::SetControlValue(ORQ_CONTROL_TYPE id, long value, bool autoOn) {
   _ORQ_CONTROL_CAPS caps;
   if (GetCtrllCaps(id, &caps) != 0) {
     // Not std::clamp: limits may be crossed, and then the minimum wins only for values below it.
-    if (wanted < caps.minValue) {
+    if (wanted < caps.minValue)
       wanted = caps.minValue;
-    } else if (wanted > caps.maxValue) {
+    else if (wanted > caps.maxValue)
       wanted = caps.maxValue;
-    }
   }
   const bool on = wanted >= 1;
 

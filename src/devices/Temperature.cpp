@@ -38,9 +38,8 @@ Word ReadConverter(CCameraBase& camera) {
 /// Keeps a thermistor temperature within the accepted range; answers the last one kept.
 float KeepThermistor(CCameraBase& camera, std::optional<float> celsius) {
   if (!celsius || !(*celsius >= static_cast<float>(camera.ntcTempMin)) ||
-      !(*celsius <= static_cast<float>(camera.ntcTempMax))) {
+      !(*celsius <= static_cast<float>(camera.ntcTempMax)))
     return camera.ntcTemp;
-  }
   camera.ntcTemp = *celsius;
   return *celsius;
 }

@@ -59,11 +59,10 @@ void CarryDay(DateTimeSum& sum) {
     if (!leap && time.Day == 29) BeginNextMonth(sum, "Noleap year Fre month Increase\n");
     return;
   }
-  if (HasThirtyDays(time.Month) && time.Day == 31) {
+  if (HasThirtyDays(time.Month) && time.Day == 31)
     BeginNextMonth(sum, "small month Increase\n");
-  } else if (HasThirtyOneDays(time.Month) && time.Day == 32) {
+  else if (HasThirtyOneDays(time.Month) && time.Day == 32)
     BeginNextMonth(sum, "big month Increase\n");
-  }
   if (time.Month == 13) {
     Note(sum, "year Increase\n");
     Increase(time.Year);
@@ -91,9 +90,8 @@ DateTimeSum AddMicroseconds(const _ORQ_DATE_TIME& time, long long us) {
   SetBelowSecond(r, units - kUnitsPerSecond);
   Increase(r.Second);
   if (Carry(sum, r.Second, 60, r.Minute, "Minute Increase\n") &&
-      Carry(sum, r.Minute, 60, r.Hour, "Hour Increase\n") && Carry(sum, r.Hour, 24, r.Day, "Day Increase\n")) {
+      Carry(sum, r.Minute, 60, r.Hour, "Hour Increase\n") && Carry(sum, r.Hour, 24, r.Day, "Day Increase\n"))
     CarryDay(sum);
-  }
   return sum;
 }
 

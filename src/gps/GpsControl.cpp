@@ -53,9 +53,8 @@ int CCameraBase::GPSGetLine(int which, int& line) {
   const unsigned short low = LineRegister(which);
   unsigned char lowByte = 0;
   unsigned char highByte = 0;
-  if (!ReadFPGAREG(low, &lowByte) || !ReadFPGAREG(static_cast<unsigned short>(low + 1), &highByte)) {
+  if (!ReadFPGAREG(low, &lowByte) || !ReadFPGAREG(static_cast<unsigned short>(low + 1), &highByte))
     return CTRL_REG_FAILED;
-  }
   line = lowByte + 256 * highByte;
   return CTRL_OK;
 }

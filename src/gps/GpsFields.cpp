@@ -32,9 +32,8 @@ struct FieldText {
 
 FieldText TextOf(std::span<const std::uint8_t> block, const GpsField& field) {
   FieldText text;
-  for (; text.count < field.count; ++text.count) {
+  for (; text.count < field.count; ++text.count)
     text.characters[text.count] = static_cast<char>(block[field.at[text.count]]);
-  }
   return text;
 }
 

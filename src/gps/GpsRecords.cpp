@@ -75,9 +75,8 @@ int CCameraBase::ParseGPSData_Ver0(unsigned char* block, _ORQ_GPS_DATA* out) {
   LogV0Block(bytes);
   _ORQ_GPS_DATA unwanted{};
   if (out == nullptr) out = &unwanted;
-  if (orq::DecodeGpsV0(bytes, *out)) {
+  if (orq::DecodeGpsV0(bytes, *out))
     DbgPrint(-1, kV0Tag, "ParseGPS At, %d, SaNum, %d\n", out->Altitude, out->SatelliteNum);
-  }
   return 1;
 }
 

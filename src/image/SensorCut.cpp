@@ -40,9 +40,8 @@ AxisOffsets OffsetsFor(BinOffsets table, std::int32_t bin, int parity, std::int8
   const auto first = static_cast<std::size_t>(parity);
   AxisOffsets offsets;
   offsets.values[offsets.count++] = entry(first) == kEmptyOffset ? 0 : entry(first);
-  for (std::size_t i = first + 2; i < kOffsetsPerBin && entry(i) != kEmptyOffset; i += 2) {
+  for (std::size_t i = first + 2; i < kOffsetsPerBin && entry(i) != kEmptyOffset; i += 2)
     offsets.values[offsets.count++] = entry(i);
-  }
   return offsets;
 }
 

@@ -44,9 +44,8 @@ bool orq::LinkState::In(std::uint8_t request, std::uint16_t value, std::uint16_t
   const auto received = std::span(answer).first(data.size());
   const orq::MutexLock lock(controlMutex);
   if (!Transfer({orq::kVendorIn, request, value, index, static_cast<std::uint16_t>(data.size())}, received,
-                kControlTimeoutMs)) {
+                kControlTimeoutMs))
     return false;
-  }
   std::copy(received.begin(), received.end(), data.begin());
   return true;
 }
@@ -66,9 +65,7 @@ bool orq::LinkState::SetSyncTime(std::uint16_t reg, std::uint32_t us) {
     return Out(wire::kReqWriteFpga, at, static_cast<std::uint16_t>(value & 0xFFU));
   };
   bool done = write(wire::kFpgaUpdateHold, 1);
-  for (std::uint16_t i = 0; i < 4; ++i) {
-    done = done && write(static_cast<std::uint16_t>(reg + i), us >> (8U * i));
-  }
+  for (std::uint16_t i = 0; i < 4; ++i) done = done && write(static_cast<std::uint16_t>(reg + i), us >> (8U * i));
   // In any case: a hold left on would keep every later write from taking effect.
   return write(wire::kFpgaUpdateHold, 0) && done;
 }
@@ -127,9 +124,8 @@ template <class Transfer>
 bool InFlashPieces(std::span<std::uint8_t> bytes, std::uint32_t addr, Transfer transfer) {
   while (!bytes.empty()) {
     const auto piece = bytes.first(std::min<std::size_t>(bytes.size(), wire::kFlashTransferBytes));
-    if (!transfer(static_cast<std::uint16_t>(addr >> 16U), static_cast<std::uint16_t>(addr & 0xFFFFU), piece)) {
+    if (!transfer(static_cast<std::uint16_t>(addr >> 16U), static_cast<std::uint16_t>(addr & 0xFFFFU), piece))
       return false;
-    }
     addr += static_cast<std::uint32_t>(piece.size());
     bytes = bytes.subspan(piece.size());
   }

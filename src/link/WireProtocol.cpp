@@ -74,9 +74,8 @@ void PutHeader(const FrameHeader& header, std::span<std::uint8_t, kHeaderBytes> 
 std::optional<FrameHeader> GetHeader(std::span<const std::uint8_t> bytes) {
   if (bytes.size() < kHeaderBytes || Get<std::uint32_t>(bytes, kAtMagic) != kHeaderMagic ||
       Get<std::uint16_t>(bytes, kAtVersion) != kVersion ||
-      Get<std::uint16_t>(bytes, kAtHeaderBytes) != kHeaderBytes) {
+      Get<std::uint16_t>(bytes, kAtHeaderBytes) != kHeaderBytes)
     return std::nullopt;
-  }
   FrameHeader header;
   header.sequence = Get<std::uint32_t>(bytes, kAtSequence);
   header.payloadBytes = Get<std::uint32_t>(bytes, kAtPayloadBytes);
@@ -106,9 +105,8 @@ void PutTrailer(std::uint32_t sequence, std::uint32_t payloadBytes, std::span<st
 
 std::optional<std::uint32_t> GetTrailer(std::span<const std::uint8_t> bytes, std::uint32_t payloadBytes) {
   if (bytes.size() < kTrailerBytes || Get<std::uint32_t>(bytes, kTrailerAtMagic) != kTrailerMagic ||
-      Get<std::uint32_t>(bytes, kTrailerAtPayloadBytes) != payloadBytes) {
+      Get<std::uint32_t>(bytes, kTrailerAtPayloadBytes) != payloadBytes)
     return std::nullopt;
-  }
   return Get<std::uint32_t>(bytes, kTrailerAtSequence);
 }
 

@@ -43,8 +43,8 @@ class CameraProbe final : public CCameraBase {
 };
 
 bool EqualAnyCase(std::string_view a, std::string_view b) {
-  return std::ranges::equal(a, b,
-                            [](unsigned char x, unsigned char y) { return std::tolower(x) == std::tolower(y); });
+  return std::ranges::equal(
+      a, b, [](unsigned char x, unsigned char y) { return std::tolower(x) == std::tolower(y); });
 }
 
 const char* SpeedName(UsbSpeed speed) {
@@ -89,9 +89,7 @@ NamedCamera NoneConnected() {
 NamedCamera MakeByIndex(std::string_view name, const PortMaker& makePort, const SettingsChoice& settings) {
   std::size_t index = 0;
   const auto [end, result] = std::from_chars(name.data(), name.data() + name.size(), index);
-  if (result != std::errc{} || end != name.data() + name.size()) {
-    return BadName(name);
-  }
+  if (result != std::errc{} || end != name.data() + name.size()) return BadName(name);
   const auto devices = ConnectedCameras(makePort);
   if (index < devices.size()) return MakeConnected(devices[index], makePort, settings);
   if (devices.empty()) return NoneConnected();
@@ -102,9 +100,8 @@ NamedCamera MakeByIndex(std::string_view name, const PortMaker& makePort, const 
 /// How `text` of a listing is written as a name.
 std::string Listed(std::string_view prefix, const std::vector<std::string>& texts) {
   std::string list;
-  for (const std::string& text : texts) {
+  for (const std::string& text : texts)
     if (!text.empty()) list += (list.empty() ? "" : ", ") + std::string(prefix) + text;
-  }
   return list.empty() ? "none that can be read" : list;
 }
 
@@ -129,9 +126,8 @@ NamedCamera MakeByFact(std::string_view prefix, std::string_view wanted, std::st
 
 std::string VirtualNames() {
   std::string list;
-  for (const VirtualModelName& model : VirtualModels()) {
+  for (const VirtualModelName& model : VirtualModels())
     list += (list.empty() ? "" : ", ") + std::string(kVirtualPrefix) + model.name;
-  }
   return list;
 }
 
@@ -226,9 +222,8 @@ std::vector<CameraEntry> ListCameras() {
 std::vector<CameraEntry> ListCameras(const PortMaker& makePort) {
   const auto devices = ConnectedCameras(makePort);
   std::vector<CameraEntry> entries;
-  for (std::size_t i = 0; i < devices.size(); ++i) {
+  for (std::size_t i = 0; i < devices.size(); ++i)
     entries.push_back(Describe(devices[i], static_cast<int>(i), makePort));
-  }
   return entries;
 }
 

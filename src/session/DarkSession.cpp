@@ -70,11 +70,10 @@ DarkOutcome DarkSession::Collect(int frames, const DarkWatcher& watcher, DarkFac
   camera_.iDarkFrames = wanted;
   int taken = 0;
   DarkOutcome outcome = TakeFrames(wanted, watcher, taken);
-  if (outcome.Done()) {
+  if (outcome.Done())
     Describe(taken, facts);
-  } else {
+  else
     EndCollection();
-  }
   return outcome;
 }
 
@@ -89,9 +88,8 @@ DarkOutcome DarkSession::Prepare(const FrameRegion& whole) {
   camera_.StopAutoControlThr();  // it would change the exposure between frames
   camera_.StopCapture();
   constexpr CAM_MODE kFreeRunning = 0;
-  if (camera_.camMode != kFreeRunning && camera_.SetCameraMode(kFreeRunning) != MODE_OK) {
+  if (camera_.camMode != kFreeRunning && camera_.SetCameraMode(kFreeRunning) != MODE_OK)
     return Failed("cannot leave the trigger mode");
-  }
   FrameRegion applied;
   std::string reason;
   if (!camera_.SetRegion(whole, applied, reason)) return Fail(DarkResult::CameraFailed, reason);
@@ -111,9 +109,8 @@ DarkOutcome DarkSession::TakeFrames(int frames, const DarkWatcher& watcher, int&
         failuresInARow = 0;
         break;
       case Shot::Failed:
-        if (++failuresInARow == kMostFailuresInARow) {
+        if (++failuresInARow == kMostFailuresInARow)
           return Failed(std::to_string(failuresInARow) + " frames of the dark in a row failed");
-        }
         break;
       case Shot::Cancelled:
         return Fail(DarkResult::Cancelled, "stopped while the dark was collected");
@@ -172,11 +169,10 @@ void DarkSession::Describe(int frames, DarkFacts& facts) const {
     const auto end =
         std::find_if(first, hot.end(), [&](std::uint32_t position) { return rowOf(position) != row; });
     const auto count = static_cast<std::uint32_t>(end - first);
-    if (IsBadRow(count, width)) {
+    if (IsBadRow(count, width))
       ++facts.badRows;
-    } else {
+    else
       facts.hotPixels += count;
-    }
     first = end;
   }
 }
@@ -187,18 +183,15 @@ DarkOutcome DarkSession::Restore() {
   const Before& before = *before_;
   FrameRegion applied;
   std::string reason;
-  if (!camera_.SetRegion(before.region, applied, reason)) {
+  if (!camera_.SetRegion(before.region, applied, reason))
     return Fail(DarkResult::CameraFailed, "cannot restore the region: " + reason);
-  }
-  if (camera_.camMode != before.mode && camera_.SetCameraMode(before.mode) != MODE_OK) {
+  if (camera_.camMode != before.mode && camera_.SetCameraMode(before.mode) != MODE_OK)
     return Failed("cannot restore the trigger mode");
-  }
   camera_.snapMode = before.snap ? 1 : 0;
   camera_.expStatus = ExpIdle;  // the last exposure was the dark's, and its frame is nobody's
   if (before.capturing && camera_.StartCapture(before.snap) == 0) return Failed("cannot start the capture again");
-  if (before.autoControl && camera_.StartAutoControlThr() == 0) {
+  if (before.autoControl && camera_.StartAutoControlThr() == 0)
     return Fail(DarkResult::CameraFailed, "cannot start automatic control again");
-  }
   before_.reset();
   return {};
 }

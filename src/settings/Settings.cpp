@@ -151,12 +151,10 @@ void LoadNumbers(CCameraBase& camera, Reader& in) {
   orq::Relaxed<std::int32_t> coolPower{0};  // without the key the power is 0, not what it was
   in.Get(kCoolPower, coolPower);
   camera.coolPowerPerc = static_cast<float>(coolPower);
-  for (const Number& number : {kTargetTemp, kOverClock, kPattern, kAutoGainMax, kDestBrightness, kRed, kBlue}) {
+  for (const Number& number : {kTargetTemp, kOverClock, kPattern, kAutoGainMax, kDestBrightness, kRed, kBlue})
     in.Get(number);
-  }
-  if (!in.Get(kAutoExpMaxMs) && in.Get(kAutoExpMaxSeconds)) {
+  if (!in.Get(kAutoExpMaxMs) && in.Get(kAutoExpMaxSeconds))
     camera.AutoExpMaxMs = Thousandfold(camera.AutoExpMaxMs);
-  }
 }
 
 void LoadBytes(Reader& in) {
@@ -164,9 +162,8 @@ void LoadBytes(Reader& in) {
   in.Get(kLogLevel);
   in.length = 1;
   for (const Byte& byte : {kAutoBL, kOO, kEE, kOE, kEO, kFlipRow, kFlipColumn, kAutoFPS, kAutoExp, kAutoGain,
-                           kAutoWB, kRawOutput, kHighSpeed, kHPC, kHardwareBin, kCutDark, kDebugPrint}) {
+                           kAutoWB, kRawOutput, kHighSpeed, kHPC, kHardwareBin, kCutDark, kDebugPrint})
     in.Get(byte);
-  }
 }
 
 /// The file holds the text without its end.
@@ -191,9 +188,8 @@ int CCameraBase::SaveSetting() {
   xmlHandle key{};
   const std::string file = orq::SettingsFileIn(settingsFolder);
   if (XMLOpenKey(file.c_str(), subKeyPath.get(), &key) == 0 &&
-      XMLCreateKey(file.c_str(), subKeyPath.get(), &key, nullptr) == 0) {
+      XMLCreateKey(file.c_str(), subKeyPath.get(), &key, nullptr) == 0)
     return 0;
-  }
   const Writer out(*this, key);
   out.Put(kExposure, static_cast<std::int32_t>(static_cast<std::uint32_t>(exposureUs.Load())));
   for (const Number& number : {kGain, kBrightness, kFclk}) out.Put(number);
@@ -205,9 +201,8 @@ int CCameraBase::SaveSetting() {
   for (const Byte& byte : {kFlipRow, kFlipColumn}) out.Put(byte);
   for (const Number& number : {kRed, kBlue}) out.Put(number);
   for (const Byte& byte :
-       {kAutoExp, kAutoGain, kAutoFPS, kRawOutput, kHighSpeed, kAutoWB, kHPC, kHardwareBin, kCutDark}) {
+       {kAutoExp, kAutoGain, kAutoFPS, kRawOutput, kHighSpeed, kAutoWB, kHPC, kHardwareBin, kCutDark})
     out.Put(byte);
-  }
   out.Put(kBmpPath, std::span(BMPPATH));
   XMLCloseKey(&key);
   DbgPrint(-1, "SaveSetting", "save REG\n");

@@ -176,9 +176,8 @@ bool MakeDirectories(const std::string& directory, std::string& reason) {
   std::error_code error;
   if (std::filesystem::is_directory(wanted, error)) return true;
   if (wanted.has_parent_path() && wanted.parent_path() != wanted &&
-      !MakeDirectories(wanted.parent_path().string(), reason)) {
+      !MakeDirectories(wanted.parent_path().string(), reason))
     return false;
-  }
   if (::mkdir(directory.c_str(), kPrivateDirectory) == 0 || errno == EEXIST) return true;
   reason = ErrnoText();
   return false;

@@ -122,9 +122,8 @@ void WriteValue(pugi::xml_node& node, const XmlValue& value) {
 
 XmlValues ValuesOf(const pugi::xml_node& key) {
   XmlValues values;
-  for (const pugi::xml_node& node : key) {
+  for (const pugi::xml_node& node : key)
     if (auto value = ParseValue(node)) values.try_emplace(NameOf(node), std::move(*value));
-  }
   return values;
 }
 
@@ -214,9 +213,8 @@ std::optional<XmlDocument> XmlDocument::Parse(std::string_view text, std::string
     return std::nullopt;
   }
   // Whatever encoding the file was in, it is written in this one.
-  for (pugi::xml_node& node : document) {
+  for (pugi::xml_node& node : document)
     if (node.type() == pugi::node_declaration) SetAttribute(node, "encoding", "UTF-8");
-  }
   return made;
 }
 
@@ -271,9 +269,8 @@ std::vector<XmlKey> XmlDocument::Keys() const {
     const bool top = node == impl_->Root();
     if (!top && !values.empty()) keys.push_back({path, std::move(values)});
     std::vector<std::pair<pugi::xml_node, std::string>> children;
-    for (const pugi::xml_node& child : node.children(kKeyElement)) {
+    for (const pugi::xml_node& child : node.children(kKeyElement))
       children.emplace_back(child, top ? NameOf(child) : path + '\\' + NameOf(child));
-    }
     open.insert(open.end(), children.rbegin(), children.rend());
   }
   return keys;

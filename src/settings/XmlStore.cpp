@@ -211,13 +211,12 @@ int SetValue(const xmlHandle& handle, const char* name, int type, const unsigned
   const MutexLock lock(store.mutex);
   OpenKey* key = store.Find(handle);
   if (key == nullptr) return 0;
-  if (XmlValue* older = FindStored(*key, name)) {
+  if (XmlValue* older = FindStored(*key, name))
     *older = std::move(value);
-  } else if (key->stored.size() < kMostStored) {
+  else if (key->stored.size() < kMostStored)
     key->stored.emplace_back(name, std::move(value));
-  } else {
+  else
     return 0;
-  }
   return 1;
 }
 

@@ -18,9 +18,8 @@ constexpr std::string_view BayerNameOf(int pattern) {
 
 /// Number of a pattern's four-letter name; nothing for another word.
 constexpr std::optional<int> BayerByName(std::string_view name) {
-  for (int i = 0; i < 4; ++i) {
+  for (int i = 0; i < 4; ++i)
     if (BayerNameOf(i) == name) return i;
-  }
   return std::nullopt;
 }
 

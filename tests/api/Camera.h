@@ -83,10 +83,12 @@ bool Eventually(Done done) {
 template <class Call>
 std::future<orq_status> Waiting(Call call) {
   auto begun = std::make_shared<std::atomic<bool>>(false);
-  auto waiter = std::async(std::launch::async, [begun, call] {
-    *begun = true;
-    return call();
-  });
+  auto waiter = std::async(
+      std::launch::async,
+      [begun, call] {
+        *begun = true;
+        return call();
+      });
   EXPECT_TRUE(Eventually([&] { return begun->load(); }));
   EXPECT_EQ(waiter.wait_for(std::chrono::milliseconds(300)), std::future_status::timeout) << "it did not wait";
   return waiter;

@@ -16,9 +16,8 @@ using Clock = std::chrono::steady_clock;
 // Of every model that has one.
 template <class Work>
 void ForEachWithGuidePort(Work work) {
-  for (const ModelData& model : AllModels()) {
+  for (const ModelData& model : AllModels())
     if (model.maxWidth != 0 && model.guidePort) work("virtual:" + std::string(model.key) + ",timescale=0");
-  }
 }
 
 std::string FirstWithGuidePort() {
@@ -129,9 +128,7 @@ TEST(ApiAbort, ACloseThatMeetsAReopenWins) {
     ASSERT_EQ(reopened.get(), ORQ_OK) << orq_last_error();
     orq_region region{};
     region.size = sizeof region;
-    if (before) {
-      ASSERT_EQ(orq_region_get(camera.camera, &region), ORQ_ERROR_STATE);
-    }
+    if (before) ASSERT_EQ(orq_region_get(camera.camera, &region), ORQ_ERROR_STATE);
   }
 }
 

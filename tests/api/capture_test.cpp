@@ -350,9 +350,8 @@ TEST(ApiFrames, AWaitForEverOfWhoHoldsAllFramesIsRefused) {
   camera.Corner(ORQ_FORMAT_RAW8, 512);
   ASSERT_EQ(orq_video_start(camera.camera), ORQ_OK);
   ApiFrame held[3];  // a megabyte has room for no more
-  for (ApiFrame& one : held) {
+  for (ApiFrame& one : held)
     ASSERT_EQ(orq_frame_wait(camera.camera, ORQ_FOREVER, &one.frame), ORQ_OK) << orq_last_error();
-  }
   orq_frame* none = nullptr;
   EXPECT_EQ(orq_frame_wait(camera.camera, ORQ_FOREVER, &none), ORQ_ERROR_MEMORY) << orq_last_error();
   orq_frame_release(std::exchange(held[0].frame, nullptr));
@@ -382,9 +381,8 @@ TEST(ApiFrames, AFailureAfterFramesWithoutMemoryIsNotTakenForOne) {
   camera.Corner(ORQ_FORMAT_RAW8, 512);
   ASSERT_EQ(orq_video_start(camera.camera), ORQ_OK);
   std::vector<orq_frame*> held(3);
-  for (orq_frame*& one : held) {
+  for (orq_frame*& one : held)
     ASSERT_EQ(orq_frame_wait(camera.camera, kPatienceMs, &one), ORQ_OK) << orq_last_error();
-  }
   orq_frame* none = nullptr;
   ASSERT_EQ(orq_frame_wait(camera.camera, 500, &none), ORQ_ERROR_MEMORY) << orq_last_error();
   for (orq_frame* one : held) orq_frame_release(one);
@@ -402,9 +400,8 @@ TEST(ApiFrames, ManyKeptSmallFramesDoNotStopTheStream) {
   camera.Corner();
   ASSERT_EQ(orq_video_start(camera.camera), ORQ_OK);
   std::vector<orq_frame*> held(64);
-  for (orq_frame*& frame : held) {
+  for (orq_frame*& frame : held)
     ASSERT_EQ(orq_frame_wait(camera.camera, kPatienceMs, &frame), ORQ_OK) << orq_last_error();
-  }
   ApiFrame next;
   EXPECT_EQ(orq_frame_wait(camera.camera, kPatienceMs, &next.frame), ORQ_OK) << orq_last_error();
   for (orq_frame* frame : held) orq_frame_release(frame);

@@ -49,9 +49,8 @@ TEST(ApiControls, EveryWritableControlOfEveryModelTakesItsLimitsAndNothingBeyond
       }
       EXPECT_GE(control.default_value, control.minimum) << what;
       EXPECT_LE(control.default_value, control.maximum) << what;
-      for (const int64_t beyond : {control.minimum - 1, control.maximum + 1}) {
+      for (const int64_t beyond : {control.minimum - 1, control.maximum + 1})
         EXPECT_EQ(orq_control_set(camera.camera, control.id, beyond, ORQ_MANUAL), ORQ_ERROR_RANGE) << what;
-      }
       int64_t now = 0;
       EXPECT_EQ(orq_control_get(camera.camera, control.id, &now, nullptr), ORQ_OK);
       EXPECT_EQ(now, before) << what << ": refused, and changed";
@@ -63,9 +62,8 @@ TEST(ApiControls, EveryWritableControlOfEveryModelTakesItsLimitsAndNothingBeyond
         EXPECT_EQ(now, value) << what;
         EXPECT_EQ(mode, ORQ_MANUAL) << what;
       }
-      if (control.automatic == 0) {
+      if (control.automatic == 0)
         EXPECT_EQ(orq_control_set(camera.camera, control.id, 0, ORQ_AUTOMATIC), ORQ_ERROR_UNSUPPORTED) << what;
-      }
       orq_control_info found{};
       found.size = sizeof found;
       ASSERT_EQ(orq_control_find(camera.camera, control.name, &found), ORQ_OK);
@@ -331,9 +329,8 @@ TEST(ApiGainPresets, AreWhatTheSensorsNumbersSay) {
                               Expected{"d6m", 1, ORQ_GAIN_UNITY, 0, 0.95, 15000},
                               Expected{"d6m", 1, ORQ_GAIN_LARGEST_RANGE, 3, 0.91846, 15000}}) {
     const ApiCamera camera(Quick(one.model));
-    if (one.readoutMode >= 0) {
+    if (one.readoutMode >= 0)
       ASSERT_EQ(orq_control_set(camera.camera, ORQ_CONTROL_READOUT_MODE, one.readoutMode, ORQ_MANUAL), ORQ_OK);
-    }
     const orq_gain_preset found = PresetOf(camera.camera, one.preset);
     const std::string what = std::string(one.model) + " preset " + std::to_string(one.preset);
     EXPECT_EQ(found.gain, one.gain) << what;

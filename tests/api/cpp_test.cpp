@@ -100,9 +100,8 @@ TEST(Cpp, EachStatusIsAnExceptionWithItsText) {
 
 TEST(Cpp, VirtualCamerasAreListed) {
   bool found = false;
-  for (const orq_camera_entry& entry : orq::cameras(ORQ_LIST_VIRTUAL)) {
+  for (const orq_camera_entry& entry : orq::cameras(ORQ_LIST_VIRTUAL))
     found = found || std::string(entry.name) == "virtual:k1c";
-  }
   EXPECT_TRUE(found);
 }
 

@@ -185,9 +185,8 @@ TEST(ApiDarks, ADarkKnowsItsReadoutMode) {
     orq_control_info control{};
     control.size = sizeof control;
     if (orq_control_find(camera.camera, "ReadoutMode", &control) != ORQ_OK &&
-        orq_control_find(camera.camera, "HighSpeedMode", &control) != ORQ_OK) {
+        orq_control_find(camera.camera, "HighSpeedMode", &control) != ORQ_OK)
       continue;
-    }
     ++tried;
     ASSERT_EQ(orq_control_set(camera.camera, ORQ_CONTROL_EXPOSURE, 1000, ORQ_MANUAL), ORQ_OK);
     for (const int mode : {1, 0}) {
@@ -226,9 +225,8 @@ TEST(ApiDarks, AnOlderDarksReadoutModeIsUnknown) {
   const std::string description = folder.File("dark.json");
   std::ifstream file(description);
   std::string older;
-  for (std::string line; std::getline(file, line);) {
+  for (std::string line; std::getline(file, line);)
     if (line.find("readout") == std::string::npos) older += line + "\n";
-  }
   std::ofstream(description) << older;
   orq_dark_info read{};
   read.size = sizeof read;

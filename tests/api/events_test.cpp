@@ -158,9 +158,7 @@ TEST(ApiEvents, AnUnplugDuringAVideoEndsTheWaitWithLost) {
   for (int frames = 0; status == ORQ_OK; ++frames) {
     ApiFrame frame;
     status = orq_frame_wait(camera.camera, kPatienceMs, &frame.frame);
-    if (frames == 0) {
-      ASSERT_EQ(orq_camera_unplug_virtual(camera.camera), ORQ_OK);
-    }
+    if (frames == 0) ASSERT_EQ(orq_camera_unplug_virtual(camera.camera), ORQ_OK);
     ASSERT_LT(frames, 100);
   }
   EXPECT_EQ(status, ORQ_ERROR_LOST) << orq_last_error();

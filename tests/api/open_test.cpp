@@ -51,9 +51,8 @@ TEST(ApiOpen, EveryVirtualModelIsListedOpenedAndDescribed) {
   }
   orq_camera_list_release(list);
   std::set<std::string> models;
-  for (const ModelData& model : AllModels()) {
+  for (const ModelData& model : AllModels())
     if (model.maxWidth != 0) models.insert("virtual:" + std::string(model.key));
-  }
   EXPECT_EQ(listed, models);
 }
 

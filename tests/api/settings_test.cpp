@@ -125,9 +125,8 @@ TEST_F(ApiSettings, AFolderThatCannotBeIsRefused) {
 std::optional<std::string> Told(const ApiCamera& camera, std::int32_t kind) {
   orq_event event{};
   event.size = sizeof event;
-  while (orq_event_next(camera.camera, &event) == ORQ_OK) {
+  while (orq_event_next(camera.camera, &event) == ORQ_OK)
     if (event.kind == kind) return event.text;
-  }
   return std::nullopt;
 }
 
@@ -215,9 +214,7 @@ TEST_F(ApiSettings, WhatIsKeptIsListedAndForgottenOwnerByOwner) {
   bool hasText = false;
   for (const orq_setting& setting : settings()) {
     const std::string name = setting.name;
-    if (name == "Exposure") {
-      EXPECT_STREQ(setting.unit, "us");
-    }
+    if (name == "Exposure") EXPECT_STREQ(setting.unit, "us");
     if (name == "BMPPATH") hasText = setting.is_text == 1;
     if (name != "Gain") continue;
     ++gains;

@@ -20,9 +20,8 @@ constexpr std::chrono::milliseconds kTourOfAModel{700};
 
 std::vector<std::string> Models() {
   std::vector<std::string> names;
-  for (const ModelData& model : AllModels()) {
+  for (const ModelData& model : AllModels())
     if (model.maxWidth != 0) names.push_back("virtual:" + std::string(model.key) + ",timescale=0");
-  }
   return names;
 }
 
@@ -78,11 +77,10 @@ void TakeVideo(const ApiCamera& camera, Random& random) {
 void TakeFrames(const ApiCamera& camera, Random& random) {
   const orq_region region = SomeRegion(random);
   ExpectOneOf(orq_region_set(camera.camera, &region, nullptr), {ORQ_OK, ORQ_ERROR_RANGE}, "a region");
-  if (Below(random, 2) == 0) {
+  if (Below(random, 2) == 0)
     TakeExposure(camera, random);
-  } else {
+  else
     TakeVideo(camera, random);
-  }
 }
 
 void SetControl(const ApiCamera& camera, Random& random) {

@@ -52,9 +52,8 @@ TEST(AddingAModel, TheTestsThatThePageNamesAreThere) {
   int names = 0;
   for (std::sregex_iterator at(page.begin(), page.end(), pattern), end; at != end; ++at) {
     std::istringstream words((*at)[1]);
-    for (std::string word; std::getline(words, word, '|'); ++names) {
+    for (std::string word; std::getline(words, word, '|'); ++names)
       EXPECT_NE(tests.find(word), std::string::npos) << word;
-    }
   }
   EXPECT_GT(names, 5);
 }

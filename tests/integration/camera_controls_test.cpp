@@ -16,9 +16,8 @@ using test::VirtualRig;
 
 std::uint64_t Fpga(const VirtualRig& rig, std::uint16_t reg, int bytes) {
   std::uint64_t value = 0;
-  for (int i = 0; i < bytes; ++i) {
+  for (int i = 0; i < bytes; ++i)
     value |= std::uint64_t{rig.device->FpgaRegister(static_cast<std::uint16_t>(reg + i))} << (8 * i);
-  }
   return value;
 }
 
@@ -164,10 +163,9 @@ TEST(CameraControls, EveryFrameSeesAllBytesOfAnExposureAtOnce) {
   rig.device->ClearRequests();
   ASSERT_TRUE(rig.camera->SetExp(0x0102'0304, false));
   std::vector<std::pair<int, int>> writes;
-  for (const LoggedRequest& request : rig.device->Requests()) {
+  for (const LoggedRequest& request : rig.device->Requests())
     if (request.setup.request == wire::kReqWriteFpga)
       writes.emplace_back(request.setup.value, request.setup.index);
-  }
   const std::uint32_t tag = rig.camera->Tag().Newest();
   const auto tagByte = [tag](int i) { return static_cast<int>((tag >> (8 * i)) & 0xFFU); };
   EXPECT_EQ(writes, (std::vector<std::pair<int, int>>{{0x01, 1},
@@ -221,9 +219,8 @@ std::vector<std::uint8_t> AllRegisters(const VirtualRig& rig) {
     const bool tag = reg >= wire::kFpgaSettingsTag && reg < wire::kFpgaSettingsTag + 4;
     if (!tag) values.push_back(rig.device->FpgaRegister(static_cast<std::uint16_t>(reg)));
   }
-  for (const int reg : {0x204, 0x205, 0x208, 0x209}) {
+  for (const int reg : {0x204, 0x205, 0x208, 0x209})
     values.push_back(rig.device->SensorRegister(static_cast<std::uint16_t>(reg)));
-  }
   return values;
 }
 

@@ -81,9 +81,8 @@ TEST(Capture, TheControllerIsToldTheBlocksOfHeaderPayloadAndTrailer) {
   FrameInfo info;
   ASSERT_FALSE(rig.Snap(info).empty());
   int blocks = -1;
-  for (const LoggedRequest& request : rig.device->Requests()) {
+  for (const LoggedRequest& request : rig.device->Requests())
     if (request.setup.request == wire::kReqTransferCount) blocks = request.setup.index;
-  }
   EXPECT_EQ(blocks, 2) << "192 x 128 x 2 bytes fill one block of 49152 to the last; the marks need another";
 }
 
@@ -253,9 +252,8 @@ TEST(Capture, AnExposureCanFollowAsSoonAsTheStatusShowsTheEndOfTheLast) {
   constexpr std::uint64_t kExposures = 200;
   const VirtualRig rig("k1c", [](VirtualOptions& options) {
     options.timeScale = 0;
-    for (std::uint64_t frame = 1; frame <= kExposures; ++frame) {
+    for (std::uint64_t frame = 1; frame <= kExposures; ++frame)
       if (frame % 3 != 0) options.frameFaults.push_back({FrameFault::Kind::Short, frame});
-    }
   });
   ASSERT_TRUE(rig.Open());
   for (std::uint64_t i = 1; i <= kExposures; ++i) {

@@ -18,7 +18,8 @@ using test::VirtualRig;
 
 /// A cooled camera in 20 degrees. A minute of the camera takes 0.6 s.
 VirtualRig Cooled(const char* key) {
-  return VirtualRig(key, [](VirtualOptions& options) { options.ambientC = 20.0; });
+  return VirtualRig(
+      key, [](VirtualOptions& options) { options.ambientC = 20.0; });
 }
 
 double SensorC(const VirtualRig& rig) {

@@ -52,14 +52,12 @@ struct DefectiveCamera {
     for (int i = 0; i < pixels / 60; ++i) {
       const int at = dice.Roll(0, pixels - side - 2);
       Hot(at);
-      if (dice.OneIn(6)) {
+      if (dice.OneIn(6))
         for (const int neighbour : {1, 2, side, side + 1}) Hot(at + neighbour);
-      }
     }
     for (const int row : {18, 40, 41, 42, 43, 95}) {
-      for (int x = 0; x < side; ++x) {
+      for (int x = 0; x < side; ++x)
         if (x % 3 != 0) Hot(row * side + x);
-      }
     }
   }
 
@@ -163,9 +161,7 @@ TEST_P(CorrectedFrames, AreRightAtEveryBinFormatOffsetAndFlip) {
     if (bin == 0) break;
     for (const bool hardware : {false, true}) {
       if (hardware && !model.hardwareBin) continue;
-      if (hardware) {
-        ASSERT_TRUE(camera.rig.camera->SetHardwareBin(true));
-      }
+      if (hardware) ASSERT_TRUE(camera.rig.camera->SetHardwareBin(true));
       for (const IMG_TYPE format : {ORQ_IMG_RAW8, ORQ_IMG_RAW16}) {
         ASSERT_EQ(camera.rig.camera->SetControlValue(ORQ_FLIP, flips++ % 4, false), CTRL_OK);
         ASSERT_TRUE(camera.SetRegion({0, 0, kSide / bin / 8 * 8, kSide / bin / 2 * 2, bin, format}));
@@ -173,9 +169,7 @@ TEST_P(CorrectedFrames, AreRightAtEveryBinFormatOffsetAndFlip) {
         ASSERT_TRUE(camera.SetRegion({6, 14, 16, 22, bin, format}));
         camera.ExpectGoodFrame();
       }
-      if (hardware) {
-        ASSERT_TRUE(camera.rig.camera->SetHardwareBin(false));
-      }
+      if (hardware) ASSERT_TRUE(camera.rig.camera->SetHardwareBin(false));
     }
   }
 }

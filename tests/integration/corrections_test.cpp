@@ -104,9 +104,8 @@ bool NextOf(const VirtualRig& rig, const FrameRegion& region, FrameInfo& info, s
             std::vector<std::uint8_t>& sent) {
   return test::Eventually([&] {
     frame = rig.Buffer();
-    if (rig.camera->GetFrame(frame.data(), static_cast<int>(frame.size()), VirtualRig::kPatienceMs, info) == 0) {
+    if (rig.camera->GetFrame(frame.data(), static_cast<int>(frame.size()), VirtualRig::kPatienceMs, info) == 0)
       return false;
-    }
     sent = rig.device->SentPayload(info.sequence);
     return info.region == region && !sent.empty();
   });

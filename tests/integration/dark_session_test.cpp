@@ -140,9 +140,8 @@ class RecordedDark : public testing::Test {
     path_ = "/tmp/orq-dark-session-" + std::to_string(getpid()) + ".pgm";
     std::ofstream file(path_, std::ios::binary);
     file << "P5\n10 6\n255\n";
-    for (int y = 0; y < 6; ++y) {
+    for (int y = 0; y < 6; ++y)
       for (int x = 0; x < 10; ++x) file.put(static_cast<char>(ValueAt(x, y)));
-    }
     ASSERT_TRUE(file.flush());
   }
   void TearDown() override { std::remove(path_.c_str()); }
@@ -170,9 +169,8 @@ TEST_F(RecordedDark, IsCollectedAndDescribed) {
   const DarkOutcome outcome = session.Collect(5, kNobody, facts);
   ASSERT_TRUE(outcome.Done()) << outcome.reason;
   std::vector<int> expected;
-  for (int y = 0; y < 6; ++y) {
+  for (int y = 0; y < 6; ++y)
     for (int x = 0; x < 10; ++x) expected.push_back(ValueAt(x, y));  // all divide by 5
-  }
   EXPECT_EQ(DarkOf(camera), expected);
   EXPECT_EQ(facts.frames, 5);
   EXPECT_EQ(facts.exposureUs, 40'000U);
@@ -465,9 +463,8 @@ TEST(DarkSession, CanBeginAgainAfterItWasStopped) {
   const std::vector<int> dark = DarkOf(*rig.camera);
   ASSERT_EQ(first.size(), dark.size());
   ASSERT_EQ(second.size(), dark.size());
-  for (std::size_t i = 0; i < dark.size(); ++i) {
+  for (std::size_t i = 0; i < dark.size(); ++i)
     ASSERT_EQ(dark[i], std::min(255, first[i] / 2 + second[i] / 2)) << "nothing is left of the frames before";
-  }
 }
 
 TEST(DarkSession, ACollectionThatAnotherHandEndsIsNotDone) {

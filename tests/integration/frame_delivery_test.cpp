@@ -128,11 +128,10 @@ TEST(FrameDelivery, ColourFormatsAreTheConversionOfTheSamplesThatWereSent) {
     const auto sent = rig.device->SentPayload(info.sequence);
     std::vector<std::uint8_t> expected(frame.size());
     algorithm.SetBayer(0);
-    if (format == ORQ_IMG_RGB24) {
+    if (format == ORQ_IMG_RGB24)
       algorithm.BayerToRGB24(sent.data(), 64, 32, expected.data());
-    } else {
+    else
       algorithm.BayerToY8(sent.data(), 64, 32, expected.data());
-    }
     EXPECT_EQ(frame, expected);
   }
 }
@@ -150,9 +149,8 @@ TEST(FrameDelivery, TheWholeSensorArrivesAtFullSize) {
         << named.camera->CaptureTrouble();
     auto sent = named.device->SentPayload(info.sequence);
     ASSERT_EQ(sent.size(), frame.size());
-    if (named.camera->Model().msbFirst) {
+    if (named.camera->Model().msbFirst)
       for (std::size_t i = 0; i < sent.size(); i += 2) std::swap(sent[i], sent[i + 1]);
-    }
     EXPECT_TRUE(frame == sent) << key;
     EXPECT_EQ(info.region, named.camera->Region());
     EXPECT_EQ(info.region.width, named.camera->Model().maxWidth);
@@ -222,9 +220,8 @@ TEST(FrameDelivery, AReplayedColourFrameHasItsPatternAndAllFormats) {
   NamedCamera named = MakeCamera("virtual:replay,timescale=0,bayer=GBRG,file=" + file.string());
   ASSERT_NE(named.camera, nullptr) << named.error;
   EXPECT_EQ(named.camera->Model().bayerPattern, 3);
-  for (int format = 0; format < 4; ++format) {
+  for (int format = 0; format < 4; ++format)
     EXPECT_TRUE(named.camera->IsImgTypeSupported(static_cast<IMG_TYPE>(format)));
-  }
   ASSERT_EQ(named.camera->OpenCamera(named.openIndex), 1);
   ASSERT_TRUE(Apply(*named.camera, {1, 0, 407, 343, 1, ORQ_IMG_RAW8}));
   std::vector<std::uint8_t> frame(407 * 343);

@@ -14,11 +14,13 @@ namespace {
 constexpr double kTruncatedUs = 0.4;  ///< ticks and offset are cut, never rounded: up to this much too early
 
 VirtualRig GpsRig(const std::function<void(VirtualOptions&)>& change = {}) {
-  return VirtualRig("t46c", [&](VirtualOptions& options) {
-    options.timeScale = 0;
-    options.gps.emplace().start = ParseUtc("2031-12-31T23:59:50").value();
-    if (change) change(options);
-  });
+  return VirtualRig(
+      "t46c",
+      [&](VirtualOptions& options) {
+        options.timeScale = 0;
+        options.gps.emplace().start = ParseUtc("2031-12-31T23:59:50").value();
+        if (change) change(options);
+      });
 }
 
 std::uint32_t LatchCount(const VirtualRig& rig) {

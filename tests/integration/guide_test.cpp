@@ -42,9 +42,8 @@ TEST(Guide, LinesOfBothAxesRunAtTheSameTime) {
   west.join();
   const std::vector<GuidePulse> pulses = rig.device->Readings().guidePulses;
   ASSERT_EQ(pulses.size(), 2U);
-  for (const GuidePulse& pulse : pulses) {
+  for (const GuidePulse& pulse : pulses)
     EXPECT_GE(pulse.length, milliseconds(pulse.line == GUIDE_NORTH ? 200 : 400));
-  }
   EXPECT_EQ(rig.device->Readings().guideLines, (std::array<bool, 4>{}));
 }
 

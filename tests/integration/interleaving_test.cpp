@@ -47,9 +47,7 @@ TEST(Interleaving, AReconnectDuringACaptureEndsItWithAReasonAndTheNextOneWorks) 
   ASSERT_TRUE(rig.Open());
   for (int i = 0; i < 3; ++i) {
     ASSERT_EQ(rig.camera->StartCapture(false), 1);
-    if (i != 0) {
-      ASSERT_TRUE(rig.Fetch());  // the first time the stream may be about to start
-    }
+    if (i != 0) ASSERT_TRUE(rig.Fetch());  // the first time the stream may be about to start
     ASSERT_EQ(rig.camera->ReConnectCamera(), 1);
     // The worker may have found the stream gone, or may only now have started its stream on the reopened device.
     if (rig.camera->IsCaptureRunning()) {
@@ -106,9 +104,8 @@ TEST(Interleaving, EverySetterWaitsForTheSequenceOfRegistersUnderWay) {
       EXPECT_TRUE(change.IsHeld());
       std::vector<std::unique_ptr<test::HeldThread>> threads;
       for (const auto& setter : setters) threads.push_back(std::make_unique<test::HeldThread>(setter.second));
-      for (std::size_t i = 0; i < setters.size(); ++i) {
+      for (std::size_t i = 0; i < setters.size(); ++i)
         EXPECT_TRUE(threads[i]->IsHeld()) << model.key << " " << setters[i].first;
-      }
       table.unlock();
     }
     EXPECT_EQ(camera.gain, range.gainMax);
@@ -226,9 +223,7 @@ TEST(Interleaving, AnUnplugAtAnyRequestOfAGeometryChangeEndsTheCapture) {
     FrameRegion applied;
     std::string reason;
     const int width = 32 + 16 * (round++ % 2);
-    if (!rig.camera->SetRegion({0, 0, width, 32, 2, ORQ_IMG_RAW8}, applied, reason)) {
-      EXPECT_FALSE(reason.empty());
-    }
+    if (!rig.camera->SetRegion({0, 0, width, 32, 2, ORQ_IMG_RAW8}, applied, reason)) EXPECT_FALSE(reason.empty());
     rig.camera->SetHardwareBin(round % 2 == 0);
   });
 }

@@ -262,9 +262,8 @@ TEST(Lifecycle, AnUnplugWhileAnotherThreadSetsControlsIsHarmless) {
   ASSERT_EQ(rig.camera->StartCapture(false), 1);
   std::atomic<bool> lost{false};
   std::thread setter([&] {
-    for (int i = 0; rig.camera->SetExp(static_cast<unsigned long long>(1000 + i % 100), false); ++i) {
+    for (int i = 0; rig.camera->SetExp(static_cast<unsigned long long>(1000 + i % 100), false); ++i)
       rig.camera->SetGain(i % 100, false);
-    }
     lost = true;
   });
   ASSERT_TRUE(rig.Fetch());
@@ -312,9 +311,7 @@ TEST(Lifecycle, StartAndStopInQuickSuccessionNeverHang) {
   ASSERT_TRUE(rig.Open());
   for (int i = 0; i < 30; ++i) {
     ASSERT_EQ(rig.camera->StartCapture(i % 3 == 0), 1);
-    if (i % 2 == 0) {
-      ASSERT_TRUE(rig.Fetch()) << i << ": " << rig.camera->CaptureTrouble();
-    }
+    if (i % 2 == 0) ASSERT_TRUE(rig.Fetch()) << i << ": " << rig.camera->CaptureTrouble();
     ASSERT_EQ(rig.camera->StopCapture(), 1);
     ASSERT_TRUE(rig.camera->Counters().IdentityHolds());
   }

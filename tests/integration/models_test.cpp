@@ -313,11 +313,9 @@ TEST(BinOffsets, MarkTheSampleThatTheSensorPutsAHotPixelInto) {
       }
     }
   }
-  for (const int bin : {0, 1, 3}) {
-    for (int k = 0; k < 8; ++k) {
+  for (const int bin : {0, 1, 3})
+    for (int k = 0; k < 8; ++k)
       EXPECT_EQ(rig.camera->pBinOffsets[static_cast<std::size_t>(bin * 8 + k)].dx, 127) << bin << " " << k;
-    }
-  }
 }
 
 TEST(BinOffsets, LeaveTheDarkImagesMappingExact) {

@@ -63,9 +63,8 @@ TEST_P(OneSetting, IsSeenWholeByAFrame) {
   const auto toggle = [&](int i) { camera.SetGain(static_cast<int>(set[static_cast<std::size_t>(i)]), false); };
   const auto seen = SeenWhile(rig, toggle, [](const FrameInfo& info) { return info.gain; });
   EXPECT_EQ(seen.size(), 2U);
-  for (const auto& [gain, frames] : seen) {
+  for (const auto& [gain, frames] : seen)
     EXPECT_TRUE(gain == set[0] || gain == set[1]) << frames << " frames of gain " << gain;
-  }
 }
 
 TEST_P(OneSetting, OfTheExposureIsSeenWholeByAFrame) {
@@ -79,9 +78,8 @@ TEST_P(OneSetting, OfTheExposureIsSeenWholeByAFrame) {
   const auto toggle = [&](int i) { camera.SetExp(us[static_cast<std::size_t>(i)], false); };
   const auto seen = SeenWhile(rig, toggle, [](const FrameInfo& info) { return info.exposureUs; });
   EXPECT_EQ(seen.size(), 2U);
-  for (const auto& [exposure, frames] : seen) {
+  for (const auto& [exposure, frames] : seen)
     EXPECT_TRUE(exposure == us[0] || exposure == us[1]) << frames << " frames of " << exposure << " us";
-  }
 }
 
 INSTANTIATE_TEST_SUITE_P(Models, OneSetting, testing::ValuesIn(test::CameraKeys()),

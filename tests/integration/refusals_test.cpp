@@ -62,10 +62,12 @@ std::optional<bool> EndsTheOpen(const SetupPacket& setup, bool early) {
 class Refusing : public testing::Test {
  protected:
   static VirtualRig Rig(const char* key) {
-    return VirtualRig(key, [](VirtualOptions& options) {
-      options.timeScale = 0.01;
-      options.fpgaType = 0xC0;  // with a trigger unit
-    });
+    return VirtualRig(
+        key,
+        [](VirtualOptions& options) {
+          options.timeScale = 0.01;
+          options.fpgaType = 0xC0;  // with a trigger unit
+        });
   }
 
   /// As a program that died may have left it.
@@ -157,9 +159,8 @@ TEST_F(Refusing, IsAboutStepsThatAreMadeInThisOrder) {
     rig.device->ClearRequests();
     ASSERT_TRUE(rig.Open()) << rig.camera->LinkError();
     std::vector<std::string> known{"run 0", "bus", "hold 0", "single 0", "host mode 1"};
-    if (rig.camera->hasGuidePort != 0) {
+    if (rig.camera->hasGuidePort != 0)
       known.insert(known.end(), {"line 0 off", "line 1 off", "line 2 off", "line 3 off"});
-    }
     known.insert(known.end(), {"host mode 1", "clock"});
     std::vector<std::string> told = ToldUntil("clock", *rig.device);
     std::ranges::sort(told.begin() + 5, told.end());  // whichever line first
@@ -314,9 +315,8 @@ TEST_P(Refusals, OfOneRequestAtAStreamsStartFailItWithASentenceOrBringTheFrameAs
         rig.device->ClearFailures();
         EXPECT_EQ(works, trouble.empty()) << trouble;
         // What older products answer when they are told of the mode is not examined.
-        if (start[i].value != wire::kFpgaHostMode) {
+        if (start[i].value != wire::kFpgaHostMode)
           EXPECT_EQ(trouble.find("sent no frame"), std::string::npos) << trouble;
-        }
         failed += works ? 0 : 1;
         ExpectWorks(rig, snap);
         if (HasFatalFailure()) return;

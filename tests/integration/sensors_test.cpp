@@ -111,9 +111,7 @@ TEST_P(PhotonTransfers, OfFourGainsGiveTheStatedGainAndReadNoise) {
   const std::vector<Page>& modes = Pages().at(key);
   ASSERT_EQ(modes.size(), std::max<std::size_t>(camera.Model().sensor->Modes().size(), 1));
   for (std::size_t mode = 0; mode < modes.size(); ++mode) {
-    if (modes.size() > 1) {
-      ASSERT_TRUE(camera.SetReadoutMode(static_cast<int>(mode)));
-    }
+    if (modes.size() > 1) ASSERT_TRUE(camera.SetReadoutMode(static_cast<int>(mode)));
     for (int step = 0; step < 4; ++step) {
       ASSERT_TRUE(camera.SetGain(camera.limits.gainMax * step / 3, false));
       const int gain = camera.gain;
@@ -173,9 +171,7 @@ TEST_P(LineSensors, ExposeWhatTheHeaderSaysAtEveryReadoutMode) {
   CModelCamera& camera = *rig.camera;
   const std::vector<double> lineUs = key == "l3m" ? std::vector{12.5} : std::vector{10.0, 20.0};
   for (std::size_t mode = 0; mode < lineUs.size(); ++mode) {
-    if (mode > 0) {
-      ASSERT_EQ(camera.SetControlValue(ORQ_READOUT_MODE, static_cast<long>(mode), false), CTRL_OK);
-    }
+    if (mode > 0) ASSERT_EQ(camera.SetControlValue(ORQ_READOUT_MODE, static_cast<long>(mode), false), CTRL_OK);
     for (const long us : {38L, 47L, 999L, 1'000L, 33'333L, 1'234'567L, 10'000'000L}) {
       ASSERT_EQ(camera.SetControlValue(ORQ_EXPOSURE, us, false), CTRL_OK);
       FrameInfo info;

@@ -39,9 +39,7 @@ bool DropPrivileges() {
 int ActAsOtherProcess(const std::string& task) {
   const bool unprivileged = task == "unprivileged";
   const bool abandon = task == "abandon";
-  if ((!unprivileged && !abandon && task != "claim") || (unprivileged && !DropPrivileges())) {
-    return kBadTask;
-  }
+  if ((!unprivileged && !abandon && task != "claim") || (unprivileged && !DropPrivileges())) return kBadTask;
   const auto port = MakeLibusbPort();
   auto* const handle = port->libusb_open_device_with_vid_pid_index(port->Context(), wire::kVendorId, pid::kK1C, 0);
   int error = port->LastErrorCode();
@@ -52,9 +50,7 @@ int ActAsOtherProcess(const std::string& task) {
     port->CloseDevice();
   }
   // Whoever is refused has to be told what to do.
-  if (error == kUsbAccess && port->LastError().find("70-orqcam.rules") == std::string::npos) {
-    return kBadTask;
-  }
+  if (error == kUsbAccess && port->LastError().find("70-orqcam.rules") == std::string::npos) return kBadTask;
   return -error;
 }
 
@@ -70,9 +66,7 @@ int AskOtherProcess(const std::string& task) {
   const int failure = ::posix_spawn(&pid, program, &actions, nullptr, words, environ);
   ::posix_spawn_file_actions_destroy(&actions);
   int status = 0;
-  if (failure != 0 || ::waitpid(pid, &status, 0) != pid || !WIFEXITED(status)) {
-    return kBadTask;
-  }
+  if (failure != 0 || ::waitpid(pid, &status, 0) != pid || !WIFEXITED(status)) return kBadTask;
   return -WEXITSTATUS(status);
 }
 

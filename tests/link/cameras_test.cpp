@@ -33,9 +33,8 @@ class Cameras : public ::testing::Test {
   NamedCamera Open(const std::string& name) {
     NamedCamera named = orq::MakeCamera(name, Maker());
     EXPECT_NE(named.camera, nullptr) << named.error;
-    if (named.camera != nullptr) {
+    if (named.camera != nullptr)
       EXPECT_EQ(named.camera->OpenCamera(named.openIndex), 1) << named.camera->LinkError();
-    }
     return named;
   }
   /// The requests of a device that come from using an open camera and not from looking for one.

@@ -19,9 +19,8 @@ bool AreOfFrame(const std::vector<std::uint8_t>& payload, std::uint64_t frameNum
   settings.frameNumber = frameNumber;
   std::size_t at = 0;
   for (int y = 0; y < kHeight; ++y) {
-    for (int x = 0; x < kWidth; ++x, at += 2) {
+    for (int x = 0; x < kWidth; ++x, at += 2)
       if ((payload[at] | payload[at + 1] << 8) != PatternSource::Sample(settings, x, y) << 4) return false;
-    }
   }
   return true;
 }

@@ -97,9 +97,7 @@ TYPED_TEST(KeptSettings, OfAVideoThatDiedByAnUnplugAreThereInTheNextRun) {
       ASSERT_NO_FATAL_FAILURE(this->StartVideo(*camera));
       ASSERT_EQ(camera->SetControlValue(ORQ_GAIN, ++gain, false), CTRL_OK);
       ASSERT_NO_FATAL_FAILURE(this->PullOut(*camera));
-      if (stops) {
-        EXPECT_EQ(camera->StopCapture(), 1);
-      }
+      if (stops) EXPECT_EQ(camera->StopCapture(), 1);
       if (closes) camera->CloseCamera();
       camera.reset();
       this->door.Replug(this->number);

@@ -19,9 +19,8 @@ constexpr StreamFormat kWholeSensor{kWidth, kHeight, 1, wire::kFormat16Bit};
 constexpr std::uint64_t kAskedUs = 40'000;
 
 void Write(CCameraFX3& link, std::uint16_t reg, unsigned value, int bytes = 1) {
-  for (int i = 0; i < bytes; ++i) {
+  for (int i = 0; i < bytes; ++i)
     EXPECT_TRUE(link.WriteFPGAREG(static_cast<unsigned short>(reg + i), (value >> (8 * i)) & 0xFFU));
-  }
 }
 
 void RunVideo(CCameraFX3& link) {
@@ -100,9 +99,8 @@ const std::vector<Leftover>& Leftovers() {
       {"sensor clock stopped", [](CCameraFX3& link) { EXPECT_TRUE(link.SendCMD(wire::kReqStopSensorClock)); }},
       {"guide lines on",
        [](CCameraFX3& link) {
-         for (unsigned short line = 0; line < 4; ++line) {
+         for (unsigned short line = 0; line < 4; ++line)
            EXPECT_TRUE(link.SendCMD(wire::kReqGuideOn, line, 0, false, nullptr, 0));
-         }
        }},
       {"binned by the hardware, eight bits",
        [](CCameraFX3& link) {

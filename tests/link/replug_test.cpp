@@ -31,20 +31,12 @@ class Replug : public LinkTest<Door> {
     CirBuf ring(64 * 32 * 2, 2);
     ring.StartInstBufThr();
     const bool streaming = cycle % 4 >= 2;
-    if (streaming) {
-      ASSERT_TRUE(opened.StartStream(ring, {64, 32, 1, wire::kFormat16Bit})) << opened.LinkError();
-    }
-    if (cycle % 4 == 3) {
-      ASSERT_TRUE(TakeFrame(ring));
-    }
-    if (cycle % 4 == 0) {
-      opened.CloseDevice();  // unplugged while nobody uses it
-    }
+    if (streaming) ASSERT_TRUE(opened.StartStream(ring, {64, 32, 1, wire::kFormat16Bit})) << opened.LinkError();
+    if (cycle % 4 == 3) ASSERT_TRUE(TakeFrame(ring));
+    if (cycle % 4 == 0) opened.CloseDevice();  // unplugged while nobody uses it
     this->door.Unplug(this->number);
     if (streaming) {
-      while (opened.StreamAlive()) {
-        TakeFrame(ring, 5);
-      }
+      while (opened.StreamAlive()) TakeFrame(ring, 5);
       opened.StopStream();
       EXPECT_TRUE(opened.DeviceLost());
     }
@@ -60,9 +52,7 @@ TYPED_TEST(Replug, AHundredTimes) {
   constexpr int kWarmUp = 4;
   Holdings before;
   for (int cycle = 0; cycle < kCycles + kWarmUp; ++cycle) {
-    if (cycle == kWarmUp) {
-      before = Holdings::Now();
-    }
+    if (cycle == kWarmUp) before = Holdings::Now();
     ASSERT_NO_FATAL_FAILURE(this->LiveOnce(cycle)) << "cycle " << cycle;
   }
   // The node of the last unplug is cleared away by the next plug-in: within one of what there was.

@@ -14,9 +14,7 @@ namespace {
 /// Setup bytes (little-endian words) and out data of the requests that the camera received, in order.
 std::vector<std::string> ReceivedBytes(const VirtualCamera& camera) {
   std::vector<std::string> all;
-  for (const LoggedRequest& request : camera.Requests()) {
-    all.push_back(WireText(request.setup, request.data));
-  }
+  for (const LoggedRequest& request : camera.Requests()) all.push_back(WireText(request.setup, request.data));
   return all;
 }
 
@@ -222,9 +220,7 @@ TYPED_TEST(Requests, AnswersArriveUnchanged) {
 TYPED_TEST(Requests, FlashIsWrittenAndReadBackAcrossPieces) {
   this->PlugAndOpen();
   std::vector<unsigned char> written(5000);
-  for (std::size_t i = 0; i < written.size(); ++i) {
-    written[i] = static_cast<unsigned char>(i * 31 + i / 256);
-  }
+  for (std::size_t i = 0; i < written.size(); ++i) written[i] = static_cast<unsigned char>(i * 31 + i / 256);
   std::vector<unsigned char> read(written.size());
   ASSERT_TRUE(this->link.EnableGPIF32DQ(false));
   EXPECT_EQ(this->link.EraseSectorOfSPIFlash(1, wire::kReqFlashErase), 0);
@@ -298,9 +294,7 @@ TYPED_TEST(Requests, ThreadsMayControlAtOnce) {
       }
     });
   }
-  for (std::thread& thread : threads) {
-    thread.join();
-  }
+  for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(wrong, 0);
 }
 

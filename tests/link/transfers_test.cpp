@@ -196,9 +196,7 @@ TYPED_TEST(Transfer, UnplugEndsAllOfThemAndRefusesMore) {
   }
   this->door.Unplug(this->number);
   ASSERT_TRUE(transfers.Await(8));
-  for (const BulkTransfer* transfer : eight) {
-    EXPECT_EQ(transfer->status, TransferStatus::NoDevice);
-  }
+  for (const BulkTransfer* transfer : eight) EXPECT_EQ(transfer->status, TransferStatus::NoDevice);
   EXPECT_EQ(transfers.Submit(*eight.front()), kUsbNoDevice);
   EXPECT_EQ(this->Pipe().ClearHalt(), kUsbNoDevice);
 }
@@ -262,12 +260,8 @@ TEST_F(UsbTransfer, TheSystemsUsbMemoryIsLimited) {
   constexpr int kFourMiB = 4 << 20;
   Transfers transfers(Pipe());
   std::vector<BulkTransfer*> all;
-  for (int i = 0; i < 4; ++i) {
-    all.push_back(&transfers.Make(kFourMiB));
-  }
-  for (int i = 0; i < 3; ++i) {
-    EXPECT_EQ(transfers.Submit(*all[static_cast<std::size_t>(i)]), kUsbOk) << i;
-  }
+  for (int i = 0; i < 4; ++i) all.push_back(&transfers.Make(kFourMiB));
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(transfers.Submit(*all[static_cast<std::size_t>(i)]), kUsbOk) << i;
   EXPECT_EQ(transfers.Submit(*all[3]), kUsbNoMem) << "16 MiB and the requests' own records";
   Pipe().Cancel(*all[0]);
   ASSERT_TRUE(transfers.Await(1));
@@ -280,9 +274,7 @@ TEST_F(UsbTransfer, AllUsbMemoryComesBack) {
   PlugAndOpen();
   {
     Transfers transfers(Pipe());
-    for (int i = 0; i < 8; ++i) {
-      ASSERT_EQ(transfers.Submit(transfers.Make(kBlock)), kUsbOk);
-    }
+    for (int i = 0; i < 8; ++i) ASSERT_EQ(transfers.Submit(transfers.Make(kBlock)), kUsbOk);
     EXPECT_GT(door.Bus().Memory().used, 8U * kBlock);
   }
   unsigned char value = 0;

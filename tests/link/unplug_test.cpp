@@ -77,18 +77,12 @@ TYPED_TEST(Unplugged, WhileThreadsControlIt) {
   for (int i = 0; i < 3; ++i) {
     threads.emplace_back([&] {
       unsigned char value = 0;
-      while (!stop && this->link.ReadFPGAREG(0x1C, &value)) {
-        ++done;
-      }
+      while (!stop && this->link.ReadFPGAREG(0x1C, &value)) ++done;
     });
   }
-  while (done < 30) {
-    std::this_thread::yield();
-  }
+  while (done < 30) std::this_thread::yield();
   this->door.Unplug(this->number);
-  for (std::thread& thread : threads) {
-    thread.join();  // each ends by its own failed read
-  }
+  for (std::thread& thread : threads) thread.join();  // each ends by its own failed read
   this->ExpectLost();
 }
 
@@ -104,9 +98,7 @@ TYPED_TEST(Unplugged, WhileItStreamsWithTransfersInFlight) {
     ASSERT_TRUE(this->link.StartStream(ring, format)) << this->link.LinkError();
     ASSERT_TRUE(TakeFrame(ring));
     this->door.Unplug(this->number);
-    while (this->link.StreamAlive()) {
-      TakeFrame(ring, 20);
-    }
+    while (this->link.StreamAlive()) TakeFrame(ring, 20);
     EXPECT_TRUE(this->link.DeviceLost());
     this->link.StopStream();
     const StreamCounters counters = this->link.Counters();
@@ -132,9 +124,7 @@ TYPED_TEST(Unplugged, ByItselfInTheMiddleOfAFrame) {
   CirBuf ring(64 * 32, 2);
   ring.StartInstBufThr();
   ASSERT_TRUE(this->link.StartStream(ring, format)) << this->link.LinkError();
-  while (this->link.StreamAlive()) {
-    TakeFrame(ring, 20);
-  }
+  while (this->link.StreamAlive()) TakeFrame(ring, 20);
   this->link.StopStream();
   EXPECT_EQ(this->link.Counters().completed, 0U);
   EXPECT_TRUE(this->link.Counters().IdentityHolds());

@@ -15,9 +15,8 @@ inline bool AnyCamera(const ModelData&) {
 /// file.
 inline std::vector<const char*> CameraKeys(bool (*wanted)(const ModelData&) = AnyCamera) {
   std::vector<const char*> keys;
-  for (const ModelData& model : AllModels()) {
+  for (const ModelData& model : AllModels())
     if (model.key != "replay" && wanted(model)) keys.push_back(model.key.data());  // of a literal: ends in 0
-  }
   return keys;
 }
 

@@ -23,9 +23,8 @@ inline std::filesystem::path SheetFolder() {
 /// All pages, by the name of their sensor: tests about data sheets run over them.
 inline std::vector<std::string> SheetNames() {
   std::vector<std::string> names;
-  for (const auto& file : std::filesystem::directory_iterator(SheetFolder())) {
+  for (const auto& file : std::filesystem::directory_iterator(SheetFolder()))
     if (file.path().extension() == ".md") names.push_back(file.path().stem());
-  }
   std::ranges::sort(names);
   return names;
 }
@@ -64,17 +63,15 @@ struct DataSheet {
   /// The lowest register of the sequences: control registers are near it.
   std::uint16_t FirstRegister() const {
     std::uint16_t lowest = 0xFFFF;
-    for (const auto* steps : {&powerUp, &wake}) {
+    for (const auto* steps : {&powerUp, &wake})
       for (const SheetStep& step : *steps) lowest = std::min(lowest, step.reg);
-    }
     return lowest;
   }
   /// The step that starts the PLL: the last of the power-up that asks for a wait.
   std::size_t PllStart() const {
     std::size_t last = 0;
-    for (std::size_t i = 0; i < powerUp.size(); ++i) {
+    for (std::size_t i = 0; i < powerUp.size(); ++i)
       if (powerUp[i].waitUs > 0) last = i;
-    }
     return last;
   }
 
@@ -93,17 +90,15 @@ struct DataSheet {
   static void ReadStep(const std::string& line, std::vector<SheetStep>& into) {
     const std::regex row(R"(\| 0x([0-9A-F]{4}) \| 0x([0-9A-F]{2}) \| (\d*) ?\|)");
     std::smatch match;
-    if (std::regex_match(line, match, row)) {
+    if (std::regex_match(line, match, row))
       into.push_back(Step(match[1], match[2], match[3]));
-    } else {
+    else
       ADD_FAILURE() << "not \"| 0x3000 | 0x01 | 500 |\": " << line;
-    }
   }
   void ReadStandby(const std::string& line) {
     const std::regex write("([0-9A-F]+) to 0x([0-9A-F]{4})");
-    for (std::sregex_iterator at(line.begin(), line.end(), write), end; at != end; ++at) {
+    for (std::sregex_iterator at(line.begin(), line.end(), write), end; at != end; ++at)
       standby.push_back(Step((*at)[2], (*at)[1], ""));
-    }
   }
   /// Sixteen bytes a line, from the register on that the sentence before them names.
   void ReadTrims(const std::string& line) {
@@ -113,9 +108,8 @@ struct DataSheet {
     if (std::regex_match(line, match, range)) trim = static_cast<std::uint16_t>(std::stoul(match[1], nullptr, 16));
     if (!std::regex_match(line, bytes)) return;
     std::istringstream words(line);
-    for (std::string byte; words >> byte;) {
+    for (std::string byte; words >> byte;)
       powerUp.push_back({trim++, static_cast<std::uint8_t>(std::stoul(byte, nullptr, 16)), 0});
-    }
   }
 
   std::uint16_t trim = 0;

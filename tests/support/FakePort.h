@@ -98,9 +98,8 @@ class FakePort : public UsbPort {
     Record(WireText(setup, data));
     const std::lock_guard lock(mutex_);
     if (unplugged) return kUsbNoDevice;
-    if (refusedRequests.contains(setup.request) || refusedRegisters.contains({setup.request, setup.value})) {
+    if (refusedRequests.contains(setup.request) || refusedRegisters.contains({setup.request, setup.value}))
       return kUsbPipe;
-    }
     return setup.In() ? Answer(setup, data) : Accept(setup);
   }
 

@@ -34,9 +34,8 @@ class FlashPort : public FakePort {
 
   std::vector<std::uint8_t> Bytes(std::uint32_t address, std::size_t count) const {
     std::vector<std::uint8_t> bytes(count, 0xFF);
-    for (std::uint32_t i = 0; i < count; ++i) {
+    for (std::uint32_t i = 0; i < count; ++i)
       if (const auto found = flash.find(address + i); found != flash.end()) bytes[i] = found->second;
-    }
     return bytes;
   }
   void SetBytes(std::uint32_t address, const std::vector<std::uint8_t>& bytes) {
@@ -53,9 +52,8 @@ class FlashPort : public FakePort {
  private:
   int Erase(std::uint32_t sector) {
     if (refusedErases.contains(++erases_)) return kUsbPipe;
-    if (!erasesNothing) {
+    if (!erasesNothing)
       flash.erase(flash.lower_bound(sector * 0x10000), flash.lower_bound((sector + 1) * 0x10000));
-    }
     return 0;
   }
   void Store(std::uint32_t address, std::span<const std::uint8_t> data) {

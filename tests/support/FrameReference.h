@@ -65,9 +65,8 @@ inline int Differences(const RawFrame& f, const std::vector<std::uint8_t>& wire,
                        const std::vector<std::uint8_t>& frame) {
   int count = 0;
   for (int y = 0; y < f.height; ++y) {
-    for (int x = 0; x < f.width; ++x) {
+    for (int x = 0; x < f.width; ++x)
       if (DeliveredSample(f, frame, x, y) != ExpectedSample(f, wire, x, y)) ++count;
-    }
   }
   return count;
 }

@@ -54,9 +54,8 @@ struct PlainFramePath {
   int HostBin(const FrameInfo& info, const Bytes& sent) const {
     const std::size_t sampleBytes = info.region.format == ORQ_IMG_RAW16 ? 2 : 1;
     const auto pixels = static_cast<std::size_t>(info.region.width * info.region.height) * sampleBytes;
-    for (int host = 1; host <= info.region.bin; ++host) {
+    for (int host = 1; host <= info.region.bin; ++host)
       if (sent.size() == pixels * static_cast<std::size_t>(host * host)) return host;
-    }
     return 0;
   }
 
@@ -176,9 +175,8 @@ struct PlainFramePath {
     const std::vector<int> cut = CutDark(frame);
     const long average = MeanOf(cut);
     PlainRepair repair = Repair(frame);
-    for (std::size_t pos = 0; pos < cut.size(); ++pos) {
+    for (std::size_t pos = 0; pos < cut.size(); ++pos)
       if (cut[pos] - average > 30) repair.list.push_back(static_cast<long>(pos));
-    }
     repair.RepairDarkPixels();
     frame.samples = repair.samples;
   }
@@ -206,9 +204,8 @@ struct PlainFramePath {
         const long left = x / spacing * spacing * n + x % spacing;
         const long top = y / spacing * spacing * n + y % spacing;
         long sum = 0;
-        for (long i = 0; i < n * n; ++i) {
+        for (long i = 0; i < n * n; ++i)
           sum += in.samples[in.Index(left + i % n * spacing, top + i / n * spacing)];
-        }
         const double mean = static_cast<double>(sum) / static_cast<double>(n * n);
         frame.samples.push_back(frame.wide ? static_cast<long>(std::floor(mean + 0.5)) : std::min(sum, 255L));
         frame.colours.push_back(mixes ? int{None} : in.colours[in.Index(left, top)]);
@@ -257,9 +254,7 @@ struct PlainFramePath {
       return count != 0;
     };
     long result = -1;
-    if (!mean({{{0, -1}, {-1, 0}, {1, 0}, {0, 1}}}, result)) {
-      mean({{{-1, -1}, {1, -1}, {-1, 1}, {1, 1}}}, result);
-    }
+    if (!mean({{{0, -1}, {-1, 0}, {1, 0}, {0, 1}}}, result)) mean({{{-1, -1}, {1, -1}, {-1, 1}, {1, 1}}}, result);
     return result;
   }
 
@@ -273,11 +268,10 @@ struct PlainFramePath {
           const long r = Interpolated(frame, x, y, Red);
           const long g = Interpolated(frame, x, y, Green);
           const long b = Interpolated(frame, x, y, Blue);
-          if (format == ORQ_IMG_Y8) {
+          if (format == ORQ_IMG_Y8)
             bytes.push_back(static_cast<std::uint8_t>((77 * r + 150 * g + 29 * b + 128) / 256));
-          } else {
+          else
             for (const long value : {b, g, r}) bytes.push_back(static_cast<std::uint8_t>(value));
-          }
         } else {
           bytes.push_back(static_cast<std::uint8_t>(sample % 256));
           if (frame.wide) bytes.push_back(static_cast<std::uint8_t>(sample / 256));

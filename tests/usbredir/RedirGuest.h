@@ -80,9 +80,8 @@ class RedirGuest {
     std::uint32_t capabilities[USB_REDIR_CAPS_SIZE] = {};
     for (const int capability :
          {usb_redir_cap_connect_device_version, usb_redir_cap_device_disconnect_ack,
-          usb_redir_cap_ep_info_max_packet_size, usb_redir_cap_64bits_ids, usb_redir_cap_32bits_bulk_length}) {
+          usb_redir_cap_ep_info_max_packet_size, usb_redir_cap_64bits_ids, usb_redir_cap_32bits_bulk_length})
       usbredirparser_caps_set_cap(capabilities, capability);
-    }
     usbredirparser_init(parser_.get(), "test", capabilities, USB_REDIR_CAPS_SIZE, 0);
   }
 

@@ -28,9 +28,8 @@ std::string ValueText(const orq_control_info& control, std::int64_t raw) {
 std::int64_t ParseScaled(const orq_control_info& control, std::string_view text) {
   double number = 0.0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || end != text.data() + text.size() || !(std::abs(number) < 1e6)) {
+  if (error != std::errc() || end != text.data() + text.size() || !(std::abs(number) < 1e6))
     throw CliError(kExitUsage, std::string(control.name) + " '" + std::string(text) + "' is not a number");
-  }
   return std::llround(number * control.scale);
 }
 

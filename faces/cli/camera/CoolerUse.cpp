@@ -53,17 +53,22 @@ void StartCooler(Device& camera, const std::optional<std::string>& target, bool 
 }
 
 void AwaitTarget(Device& camera, double seconds) {
-  CoolingLine line(camera, [](const orq_cooler_state& at) {
-    return Format("cooling: %s, target %g C, power %.0f %%", Celsius(at.sensor_c).c_str(), at.target_c, at.power);
-  });
+  CoolingLine line(
+      camera,
+      [](const orq_cooler_state& at) {
+        return Format("cooling: %s, target %g C, power %.0f %%", Celsius(at.sensor_c).c_str(), at.target_c,
+                      at.power);
+      });
   RunAbortably(
       camera, [&] { camera->awaitCold(std::chrono::duration<double>(seconds)); }, [&] { line.Look(); });
 }
 
 void WarmUp(Device& camera, double seconds) {
-  CoolingLine line(camera, [](const orq_cooler_state& at) {
-    return Format("warming up: %s, power %.0f %%", Celsius(at.sensor_c).c_str(), at.power);
-  });
+  CoolingLine line(
+      camera,
+      [](const orq_cooler_state& at) {
+        return Format("warming up: %s, power %.0f %%", Celsius(at.sensor_c).c_str(), at.power);
+      });
   RunAbortably(
       camera, [&] { camera->warmUp(std::chrono::duration<double>(seconds)); }, [&] { line.Look(); });
   camera.NoteCooling(false, false);

@@ -37,9 +37,8 @@ struct Watcher {
 int ParseFrames(const std::string& text) {
   if (text.empty()) return 0;
   const std::int64_t frames = ParseInteger(text, "--frames");
-  if (frames < 1 || frames > kMostFrames) {
+  if (frames < 1 || frames > kMostFrames)
     throw CliError(kExitUsage, Format("--frames must be from 1 to %d", kMostFrames));
-  }
   return static_cast<int>(frames);
 }
 
@@ -49,12 +48,10 @@ orq_dark_info WatchDark(Device& camera, const DarkCall& call) {
     Watcher watcher{camera, {}};
     check(call(Watcher::Look, &watcher, &info));
   }
-  if (info.average == 0 && info.hot_pixels == 0 && info.bad_rows == 0) {
+  if (info.average == 0 && info.hot_pixels == 0 && info.bad_rows == 0)
     Complain("the dark is black and corrects nothing: expose longer, raise gain or offset, or take fewer frames");
-  }
-  if (info.average >= kBright) {
+  if (info.average >= kBright)
     Complain(Format("the dark is bright (%d of 255 on average): was the sensor covered?", info.average));
-  }
   return info;
 }
 

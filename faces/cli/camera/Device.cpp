@@ -104,9 +104,8 @@ bool Device::Reopen(bool& told) {
 }
 
 void Device::DemandKept() {
-  if (!HasSettingsPlace()) {
+  if (!HasSettingsPlace())
     throw CliError(ORQ_ERROR_FILE, "set, but not kept: set HOME or XDG_CONFIG_HOME, or give --no-settings");
-  }
   try {
     camera_.keepSettings();
   } catch (const FileError& failure) {

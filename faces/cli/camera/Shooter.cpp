@@ -110,7 +110,8 @@ ShotResult SingleShooter::Expose(Frame& frame, std::uint64_t number, std::uint64
 }
 
 VideoShooter::VideoShooter(Device& camera) : Shooter(camera) {
-  camera.Do("cannot start the video", [this](Camera& open) { video_.emplace(open.get()); });
+  camera.Do(
+      "cannot start the video", [this](Camera& open) { video_.emplace(open.get()); });
 }
 
 bool VideoShooter::Resume() {

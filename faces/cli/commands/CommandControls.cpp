@@ -75,11 +75,10 @@ ExitCode RunControls(const Context& context) {
     list.push_back(Describe(control, state));
     if (state && !state->trouble.empty()) Complain(Unknown(control, *state));
   }
-  if (context.json) {
+  if (context.json)
     context.out.Object(list);
-  } else {
+  else
     PrintTable(context.out, table);
-  }
   return kExitOk;
 }
 
@@ -121,11 +120,9 @@ void TellOfLongExposure(std::uint64_t exposureUs) {
 }
 
 ExitCode RunSet(const Context& context, const std::vector<std::string>& words) {
-  for (const std::string& word : words) {
-    if (word.find('=') == std::string::npos) {
+  for (const std::string& word : words)
+    if (word.find('=') == std::string::npos)
       throw CliError(kExitUsage, "'" + word + "' is not a setting: write NAME=VALUE or NAME=auto");
-    }
-  }
   Device camera(context);
   std::vector<orq_control_info> controls;
   std::vector<ControlChange> changes;
@@ -135,18 +132,15 @@ ExitCode RunSet(const Context& context, const std::vector<std::string>& words) {
     controls.push_back(camera->control(word.substr(0, equals)));
     changes.push_back(ParseChange(controls.back(), word.substr(equals + 1)));
   }
-  if (camera.Strict()) {
+  if (camera.Strict())
     for (std::size_t i = 0; i < controls.size(); ++i) DemandWithin(controls[i], changes[i]);
-  }
   for (std::size_t i = 0; i < controls.size(); ++i) WriteControl(camera, controls[i], changes[i]);
   PrintValues(context, camera, controls);
   if (!context.settings) return kExitOk;
   camera.DemandKept();
-  for (const orq_control_info& control : controls) {
-    if (control.id == ORQ_CONTROL_EXPOSURE) {
+  for (const orq_control_info& control : controls)
+    if (control.id == ORQ_CONTROL_EXPOSURE)
       TellOfLongExposure(static_cast<std::uint64_t>(camera->exposure().count()));
-    }
-  }
   return kExitOk;
 }
 

@@ -47,9 +47,8 @@ using Entry = std::vector<orq_control_info>;
 std::vector<std::string> Models() {
   constexpr std::string_view kVirtual = "virtual:";
   std::vector<std::string> models;
-  for (const orq_camera_entry& entry : cameras(ORQ_LIST_VIRTUAL)) {
+  for (const orq_camera_entry& entry : cameras(ORQ_LIST_VIRTUAL))
     models.emplace_back(entry.name + kVirtual.size());
-  }
   return models;
 }
 
@@ -161,11 +160,10 @@ Json ToJson(const std::vector<std::string>& models, const std::vector<Entry>& en
 ExitCode RunDumpControls(const Context& context) {
   const std::vector<std::string> models = Models();
   const std::vector<Entry> entries = Catalogue(models);
-  if (context.json) {
+  if (context.json)
     context.out.Object(ToJson(models, entries));
-  } else {
+  else
     PrintMarkdown(context.out, models, entries);
-  }
   return kExitOk;
 }
 

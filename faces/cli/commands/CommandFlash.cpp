@@ -69,9 +69,7 @@ CommandRun AddFlashCommand(const Command& app) {
   const Command dump = command.AddCommand("dump", "Save hot pixels, id and parameters in a file");
   const Command restore = command.AddCommand("restore", "Write them back from a file");
   const Command verify = command.AddCommand("verify", "Compare them with a file");
-  for (const Command& each : {dump, restore, verify}) {
-    each.AddOption("FILE", options->file, "The file").Required();
-  }
+  for (const Command& each : {dump, restore, verify}) each.AddOption("FILE", options->file, "The file").Required();
   dump.AddFlag("--overwrite", options->replaceFile, "Replace the file if it exists");
   restore.AddFlag("--other-camera", options->otherCamera, "Also when the file is from another camera");
   AddOverwriteOptions(restore, options->overwrite);

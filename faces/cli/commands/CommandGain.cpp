@@ -40,9 +40,8 @@ struct Row {
 };
 
 const Preset& FindPreset(const std::string& name) {
-  for (const Preset& preset : kPresets) {
+  for (const Preset& preset : kPresets)
     if (Lower(name) == preset.name) return preset;
-  }
   throw CliError(kExitUsage, "unknown preset '" + name + "'; there are unity, lowest-noise and largest-range");
 }
 
@@ -140,11 +139,10 @@ void Print(const Context& context, Device& camera, const std::vector<Row>& rows)
                     {"range_stops", AsJson(row.Stops())},
                     {"meaning", row.preset.meaning}});
   }
-  if (context.json) {
+  if (context.json)
     context.out.Object(list);
-  } else {
+  else
     PrintTable(context.out, table);
-  }
 }
 
 ExitCode RunGain(const Context& context, const GainOptions& options) {

@@ -50,9 +50,8 @@ ExitCode RunHelp(const Context& context, const Command& app, const std::vector<s
   for (const std::string& word : words) {
     const std::vector<Command> commands = shown.Commands();
     const auto next = std::ranges::find(commands, word, &Command::Name);
-    if (next == commands.end()) {
+    if (next == commands.end())
       throw CliError(kExitUsage, "there is no command '" + name + " " + word + "'; see " + name + " --help");
-    }
     shown = *next;
     name += " " + word;
   }

@@ -71,9 +71,7 @@ CommandRun AddIdCommand(const Command& app) {
   const Command set = command.AddCommand("set", "Store an id of up to 8 characters: id set guider");
   const Command clear = command.AddCommand("clear", "Remove the id");
   set.AddOption("TEXT", options->text, "The new id").Required();
-  for (const Command& each : {set, clear}) {
-    AddOverwriteOptions(each, options->overwrite);
-  }
+  for (const Command& each : {set, clear}) AddOverwriteOptions(each, options->overwrite);
   return [options, set, clear](const Context& context) {
     if (set.Given()) {
       CheckId(options->text);

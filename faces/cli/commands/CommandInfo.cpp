@@ -19,17 +19,15 @@ Json OrNone(const char* text) {
 
 Json Bins(const orq_camera_info& info) {
   Json bins = Json::array();
-  for (int bin = 1; bin < kMostBins; ++bin) {
+  for (int bin = 1; bin < kMostBins; ++bin)
     if ((info.bins >> bin & 1U) != 0) bins.push_back(bin);
-  }
   return bins;
 }
 
 Json Formats(const orq_camera_info& info) {
   Json formats = Json::array();
-  for (std::size_t format = 0; format < kFormatNames.size(); ++format) {
+  for (std::size_t format = 0; format < kFormatNames.size(); ++format)
     if ((info.formats >> format & 1U) != 0) formats.push_back(kFormatNames[format]);
-  }
   return formats;
 }
 

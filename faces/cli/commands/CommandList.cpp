@@ -35,25 +35,21 @@ std::string Row(const orq_camera_entry& entry, std::size_t index) {
 }
 
 void ListVirtual(const Context& context, Json& list) {
-  for (const orq_camera_entry& entry : cameras(ORQ_LIST_VIRTUAL | ORQ_LIST_REPLAY)) {
-    if (context.json) {
+  for (const orq_camera_entry& entry : cameras(ORQ_LIST_VIRTUAL | ORQ_LIST_REPLAY))
+    if (context.json)
       list.push_back({{"name", entry.name}, {"summary", entry.summary}});
-    } else {
+    else
       context.out.Line(Format("%s = %s", entry.name, entry.summary));
-    }
-  }
 }
 
 ExitCode RunList(const Context& context, bool withVirtual) {
   const std::vector<orq_camera_entry> entries = cameras();
   Json list = Json::array();
-  for (std::size_t index = 0; index < entries.size(); ++index) {
-    if (context.json) {
+  for (std::size_t index = 0; index < entries.size(); ++index)
+    if (context.json)
       list.push_back(Describe(entries[index], index));
-    } else {
+    else
       context.out.Line(Row(entries[index], index));
-    }
-  }
   if (entries.empty() && !withVirtual) Complain(kNoCamera);
   if (withVirtual) ListVirtual(context, list);
   if (context.json) context.out.Object(list);

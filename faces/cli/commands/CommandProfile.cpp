@@ -64,18 +64,16 @@ double ParseNumber(const Field& field, std::string_view text) {
   double number = 0.0;
   const char* const end = text.data() + text.size();
   const auto [rest, error] = std::from_chars(text.data(), end, number);
-  if (error != std::errc() || rest != end || std::isnan(number)) {
+  if (error != std::errc() || rest != end || std::isnan(number))
     throw CliError(kExitUsage, std::string(field.name) + " '" + std::string(text) + "' is no number");
-  }
   return number;
 }
 
 // "telescope=Newton 150/750"; an empty value forgets.
 void State(orq_profile& stated, std::string_view word) {
   const std::size_t equals = word.find('=');
-  if (equals == std::string_view::npos) {
+  if (equals == std::string_view::npos)
     throw CliError(kExitUsage, "'" + std::string(word) + "' is no field of the profile: write NAME=VALUE");
-  }
   std::string name = Lower(word.substr(0, equals));
   std::ranges::replace(name, '-', '_');
   const std::string_view value = word.substr(equals + 1);

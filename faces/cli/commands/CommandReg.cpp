@@ -31,9 +31,8 @@ struct Chip {
 constexpr Chip kChips[] = {{"fpga", ORQ_CHIP_FPGA}, {"sensor", ORQ_CHIP_SENSOR}};
 
 const Chip& FindChip(const std::string& name) {
-  for (const Chip& chip : kChips) {
+  for (const Chip& chip : kChips)
     if (Lower(name) == chip.name) return chip;
-  }
   throw CliError(kExitUsage, "unknown chip '" + name + "'; there are fpga and sensor");
 }
 

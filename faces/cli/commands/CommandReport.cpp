@@ -60,9 +60,8 @@ std::string FirstLine(const char* path) {
 std::string Distribution() {
   std::ifstream file("/etc/os-release");
   constexpr std::string_view kKey = "PRETTY_NAME=";
-  for (std::string line; std::getline(file, line);) {
+  for (std::string line; std::getline(file, line);)
     if (line.starts_with(kKey)) return line.substr(kKey.size());
-  }
   return "unknown";
 }
 
@@ -175,9 +174,8 @@ void AddLog(Pages& pages) {
     return;
   }
   std::vector<std::string> lines;
-  for (std::string line; std::getline(file, line);) {
+  for (std::string line; std::getline(file, line);)
     if (line.find("GPS") == std::string::npos) lines.push_back(line);  // it tells where the observer is
-  }
   const std::size_t first = lines.size() > kLogLines ? lines.size() - kLogLines : 0;
   for (std::size_t i = first; i < lines.size(); ++i) pages.Line(lines[i]);
   if (lines.empty()) pages.Line("empty; with --debug a command writes it");
@@ -188,11 +186,10 @@ void AddKernel(Pages& pages) {
   std::string trouble;
   const std::vector<std::string> lines = CameraLines(ReadKernelLog(trouble));
   for (const std::string& line : lines) pages.Line(line);
-  if (!trouble.empty()) {
+  if (!trouble.empty())
     pages.Line(trouble);
-  } else if (lines.empty()) {
+  else if (lines.empty())
     pages.Line("nothing about cameras");
-  }
 }
 
 std::string DefaultName() {

@@ -48,9 +48,8 @@ ExitCode RunInfo(const Context& context, const SerOptions& options) {
   AddTime(report, "first_utc", info.first_unix_ns);
   AddTime(report, "last_utc", info.last_unix_ns);
   const double seconds = static_cast<double>(info.last_unix_ns - info.first_unix_ns) / 1e9;
-  if (info.stamps > 1 && seconds > 0.0) {
+  if (info.stamps > 1 && seconds > 0.0)
     report.Add("fps", std::round(static_cast<double>(info.stamps - 1) / seconds * 100.0) / 100.0);
-  }
   report.Add("whole", info.whole != 0);
   if (context.json && info.trouble[0] != '\0') report.Add("trouble", info.trouble);
   report.Print(context.out, context.json);
@@ -104,9 +103,8 @@ ExitCode RunExtract(const Context& context, const SerOptions& options) {
   auto how = sized<orq_save_options>();
   how.overwrite = options.overwrite ? 1 : 0;
   how.fast = 1;  // the recording still has them
-  if (range.last != range.first && options.output.find("{n") == std::string::npos) {
+  if (range.last != range.first && options.output.find("{n") == std::string::npos)
     throw CliError(kExitUsage, "--output needs {n} for more than one frame, as in frame-{n:05}.fits");
-  }
   for (std::uint64_t frame = range.first; frame <= range.last; ++frame) {
     if (StopRequested()) throw CliError(ORQ_ERROR_CANCELLED, "interrupted before all frames were extracted");
     Report report;
@@ -127,9 +125,8 @@ CommandRun AddSerCommand(const Command& app) {
   const Command check = command.AddCommand("check", "Look whether a file is whole; exit code 1 if it is not");
   const Command repair = command.AddCommand("repair", "Make a file whole that was cut off");
   const Command extract = command.AddCommand("extract", "Write frames of it to FITS or PNG files");
-  for (const Command& each : {info, check, repair, extract}) {
+  for (const Command& each : {info, check, repair, extract})
     each.AddOption("FILE", options->file, "The SER file, or the FITS cube").Required();
-  }
   extract.AddOption("-n,--frames", options->frames, "Which: a number from 1, a range like 7-9, or all")
       .Default("1");
   extract

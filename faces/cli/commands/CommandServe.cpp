@@ -33,9 +33,8 @@ std::string FindProgram() {
   const std::filesystem::path own = std::filesystem::read_symlink("/proc/self/exe", unknown).parent_path();
   if (!unknown) candidates = {own / kProgram, own.parent_path() / "libexec" / kProgram};
   candidates.push_back(std::filesystem::path(ORQCAM_LIBEXECDIR) / kProgram);
-  for (const std::filesystem::path& candidate : candidates) {
+  for (const std::filesystem::path& candidate : candidates)
     if (access(candidate.c_str(), X_OK) == 0) return candidate.string();
-  }
   throw CliError(kExitFailed, std::string("the server, ") + kProgram +
                                   ", is not installed: install the package orqcam-server (or build with "
                                   "libmicrohttpd-dev)");

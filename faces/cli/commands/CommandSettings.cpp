@@ -43,15 +43,12 @@ ExitCode RunShow(const Context& context) {
     if (context.json) continue;
     Report report;
     report.Add(setting.name, Shown(setting), setting.unit);
-    for (const std::string& line : report.ToLines()) {
-      context.out.Line(chosen.empty() ? owner + ": " + line : line);
-    }
+    for (const std::string& line : report.ToLines()) context.out.Line(chosen.empty() ? owner + ": " + line : line);
   }
-  if (context.json) {
+  if (context.json)
     context.out.Object(owners);
-  } else if (owners.empty()) {
+  else if (owners.empty())
     Complain("no settings are kept" + (chosen.empty() ? "" : " for " + chosen));
-  }
   return kExitOk;
 }
 
@@ -62,9 +59,8 @@ struct ResetOptions {
 
 ExitCode RunReset(const Context& context, const ResetOptions& options) {
   const bool all = options.all;
-  if (all == context.camera.has_value()) {
+  if (all == context.camera.has_value())
     throw CliError(kExitUsage, "say whose settings to forget: --camera for one model's, or --all");
-  }
   const std::optional<std::string> owner = all ? std::nullopt : std::optional(ChosenOwner(context));
   const std::string question = "this will forget the settings of " + (owner ? "the " + *owner : "all cameras");
   if (!options.yes) {

@@ -79,18 +79,13 @@ void AddTo(Report& report, const orq_automatic_state& state) {
 
 AutoControl::AutoControl(Device& camera, const AutoSettings& settings)
     : camera_(camera), timeoutSeconds_(ParseSeconds(settings.timeout, kTimeoutOption)) {
-  if (settings.whiteBalance && camera.Info().bayer == ORQ_BAYER_NONE) {
+  if (settings.whiteBalance && camera.Info().bayer == ORQ_BAYER_NONE)
     throw CliError(ORQ_ERROR_UNSUPPORTED, "--auto-wb needs a colour camera");
-  }
-  if (settings.target) {
+  if (settings.target)
     Write(camera, ORQ_CONTROL_AUTO_TARGET_BRIGHTNESS, ParseInteger(*settings.target, "--auto-target"));
-  }
-  if (settings.maxExposure) {
-    Write(camera, ORQ_CONTROL_AUTO_MAX_EXPOSURE_MS, Milliseconds(*settings.maxExposure));
-  }
-  if (settings.maxGain) {
+  if (settings.maxExposure) Write(camera, ORQ_CONTROL_AUTO_MAX_EXPOSURE_MS, Milliseconds(*settings.maxExposure));
+  if (settings.maxGain)
     Write(camera, ORQ_CONTROL_AUTO_MAX_GAIN, ParseInteger(*settings.maxGain, "--auto-max-gain"));
-  }
   if (settings.exposure) camera->automatic(ORQ_CONTROL_EXPOSURE);
   if (settings.gain) camera->automatic(ORQ_CONTROL_GAIN);
   if (settings.whiteBalance) camera->automatic(ORQ_CONTROL_WB_R);

@@ -22,9 +22,8 @@ std::string UsageText(const CLI::App& app, const CLI::ParseError& error) {
                               command.get_require_subcommand_min() > 0 && command.get_subcommands().empty();
   if (option) {
     std::vector<std::string> names;
-    for (const CLI::Option* known : command.get_options()) {
+    for (const CLI::Option* known : command.get_options())
       if (!known->get_lnames().empty()) names.push_back("--" + known->get_lnames().front());
-    }
     return "unknown option " + extras.front() + "; there are " + Join(names);
   }
   if (commandMissing) {
@@ -34,9 +33,8 @@ std::string UsageText(const CLI::App& app, const CLI::ParseError& error) {
     return what + "; there are " + Join(names);
   }
   if (!extras.empty()) text = "'" + extras.front() + "' is one argument too many";
-  for (char& c : text) {
+  for (char& c : text)
     if (c == '\n') c = ' ';
-  }
   const std::string name = chosen.empty() ? "" : command.get_name() + " ";
   return text + "; see orqcam " + name + "--help";
 }
@@ -91,9 +89,8 @@ OptionView ViewOf(const CLI::App& app, const CLI::Option& option) {
   view.required = option.get_required();
   view.repeated = option.get_expected_max() > 1;
   const OptionWords* words = FindWords(app, option);
-  if (words != nullptr && !words->choices.empty()) {
+  if (words != nullptr && !words->choices.empty())
     view.choices = CLI::detail::split(std::string(words->choices), ' ');
-  }
   return view;
 }
 
@@ -194,9 +191,8 @@ std::string Command::Heading() const {
 
 std::vector<OptionView> Command::Options() const {
   std::vector<OptionView> views;
-  for (const CLI::Option* option : app_->get_options()) {
+  for (const CLI::Option* option : app_->get_options())
     if (!IsOfTheParser(*option)) views.push_back(ViewOf(*app_, *option));
-  }
   return views;
 }
 

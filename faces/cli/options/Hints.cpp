@@ -35,9 +35,8 @@ constexpr Hint kPhrases[] = {
 
 std::string WithHints(std::string_view message) {
   std::string text(message);
-  for (const Hint& hint : kBeginnings) {
+  for (const Hint& hint : kBeginnings)
     if (text.starts_with(hint.library)) return text.replace(0, hint.library.size(), hint.tool);
-  }
   for (const Hint& hint : kPhrases) {
     const std::size_t at = text.find(hint.library);
     if (at != std::string::npos) return text.replace(at, hint.library.size(), hint.tool);

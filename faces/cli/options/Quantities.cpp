@@ -23,9 +23,10 @@ constexpr Unit kUnits[] = {{"s", 1e6}, {"ms", 1e3}, {"us", 1.0}, {"µs", 1.0}};
 constexpr double kLongestUs = 1e15;  // three decades: beyond any camera, and far from overflow
 
 bool OnlyDigits(std::string_view text, bool hex) {
-  return !text.empty() && std::all_of(text.begin(), text.end(), [hex](unsigned char c) {
-    return hex ? std::isxdigit(c) != 0 : std::isdigit(c) != 0;
-  });
+  return !text.empty() &&
+         std::all_of(
+             text.begin(), text.end(),
+             [hex](unsigned char c) { return hex ? std::isxdigit(c) != 0 : std::isdigit(c) != 0; });
 }
 
 }  // namespace
@@ -40,9 +41,8 @@ std::uint64_t ParseTime(std::string_view text, std::string_view what) {
   double number = 0.0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
   const std::string_view unit = text.substr(static_cast<std::size_t>(end - text.data()));
-  if (error != std::errc() || !std::isfinite(number) || number < 0.0) {
+  if (error != std::errc() || !std::isfinite(number) || number < 0.0)
     throw CliError(kExitUsage, std::string(what) + " '" + plain + "' is not a time: write 5s, 200ms or 1000us");
-  }
   if (unit.empty()) {
     throw CliError(kExitUsage,
                    subject + " needs a unit: write " + plain + "s, " + plain + "ms or " + plain + "us");
@@ -74,9 +74,8 @@ std::int64_t ParseInteger(std::string_view text, std::string_view what) {
   if (negative || digits.starts_with('+')) digits.remove_prefix(1);
   const bool hex = digits.starts_with("0x") || digits.starts_with("0X");
   if (hex) digits.remove_prefix(2);
-  if (!OnlyDigits(digits, hex)) {
+  if (!OnlyDigits(digits, hex))
     throw CliError(kExitUsage, std::string(what) + " '" + std::string(text) + "' is not a whole number");
-  }
   std::uint64_t magnitude = 0;
   const auto result = std::from_chars(digits.data(), digits.data() + digits.size(), magnitude, hex ? 16 : 10);
   constexpr auto kMax = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());

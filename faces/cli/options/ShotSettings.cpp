@@ -22,9 +22,8 @@ struct FlipName {
 constexpr FlipName kFlips[] = {{"none", 0}, {"h", 1}, {"v", 2}, {"both", 3}};
 
 int ParseFlip(const std::string& text) {
-  for (const FlipName& flip : kFlips) {
+  for (const FlipName& flip : kFlips)
     if (Lower(text) == flip.name) return flip.value;
-  }
   throw CliError(kExitUsage, "unknown flip '" + text + "'; there are none, h, v and both");
 }
 
@@ -105,9 +104,8 @@ void ApplyRegion(Device& camera, const ShotSettings& settings) {
 void ApplyTimeMark(Device& camera, bool wanted) {
   if (!wanted) return;
   const orq_region region = camera->region();
-  if (region.format == ORQ_FORMAT_RAW16) {
+  if (region.format == ORQ_FORMAT_RAW16)
     throw CliError(ORQ_ERROR_UNSUPPORTED, "a time mark needs an 8-bit format: add -f raw8, y8 or rgb24");
-  }
   if (region.width < kMarkLeastWidth || region.height < kMarkLeastHeight) {
     throw CliError(ORQ_ERROR_RANGE, Format("a time mark needs frames of at least %d x %d pixels", kMarkLeastWidth,
                                            kMarkLeastHeight));

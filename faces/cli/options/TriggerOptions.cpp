@@ -31,13 +31,11 @@ std::int32_t ParsePulseTime(const std::string& text, const std::string& what) {
 orq_trigger_output ParsePulse(const std::string& text, const std::string& option) {
   const std::vector<std::string> parts = Split(text, ',');
   const bool levelGiven = parts.size() == 3;
-  if (parts.size() != 2 && !levelGiven) {
+  if (parts.size() != 2 && !levelGiven)
     throw CliError(kExitUsage, option + " needs DELAY,DURATION or DELAY,DURATION,low, as in 0us,10ms");
-  }
   const std::string level = levelGiven ? Lower(parts[2]) : "high";
-  if (level != "high" && level != "low") {
+  if (level != "high" && level != "low")
     throw CliError(kExitUsage, option + ": unknown level '" + parts[2] + "'; there are high and low");
-  }
   auto pulse = sized<orq_trigger_output>();
   pulse.active_high = level == "high" ? 1 : 0;
   pulse.delay_us = ParsePulseTime(parts[0], option + " delay");
@@ -49,9 +47,8 @@ orq_trigger_output ParsePulse(const std::string& text, const std::string& option
 // Of a sum of bits.
 std::string NamesOf(std::uint32_t modes) {
   std::vector<std::string> names;
-  for (std::size_t mode = 0; mode < std::size(kModes); ++mode) {
+  for (std::size_t mode = 0; mode < std::size(kModes); ++mode)
     if ((modes >> mode & 1U) != 0) names.emplace_back(kModes[mode].name);
-  }
   return Join(names);
 }
 
@@ -82,26 +79,23 @@ void TriggerOptions::AddTo(const Command& command) {
 
 int TriggerOptions::Mode() const {
   if (mode.empty()) return ORQ_MODE_FREE;
-  for (std::size_t number = 0; number < std::size(kModes); ++number) {
+  for (std::size_t number = 0; number < std::size(kModes); ++number)
     if (Lower(mode) == kModes[number].name || mode == std::to_string(number)) return static_cast<int>(number);
-  }
   throw CliError(kExitUsage, "unknown mode '" + mode + "'; there are 0 to 6, or by name " + AllNames());
 }
 
 std::chrono::milliseconds TriggerOptions::Patience(const std::string& timeout) const {
   const std::uint64_t us = ParseTime(timeout, "--timeout");
   if (us == 0) throw CliError(kExitUsage, "--timeout must be longer than 0");
-  if (Mode() == 0 || IsSoftwareTriggered(Mode())) {
+  if (Mode() == 0 || IsSoftwareTriggered(Mode()))
     throw CliError(kExitUsage, "--timeout is for external triggers: choose --mode rising, falling, high or low");
-  }
   return std::chrono::ceil<std::chrono::milliseconds>(std::chrono::microseconds(us));
 }
 
 void TriggerOptions::Check() const {
   Mode();
-  for (std::size_t i = 0; i < std::size(outputs); ++i) {
+  for (std::size_t i = 0; i < std::size(outputs); ++i)
     if (!outputs[i].empty()) ParsePulse(outputs[i], kOutputNames[i]);
-  }
 }
 
 void TriggerOptions::Apply(Device& camera) const {

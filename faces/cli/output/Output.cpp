@@ -63,11 +63,10 @@ void WriteError(std::string line) {
 
 void ComplainLast(const char* name, std::string_view why, int code) {
   const std::string message = WithHints(why);
-  if (g_speaksJson) {
+  if (g_speaksJson)
     WriteError(OneLine({{"error", name}, {"message", message}, {"exit_code", code}}));
-  } else {
+  else
     WriteError(Shown(message));
-  }
 }
 
 std::string JsonKey(const std::string& key, const std::string& unit) {
@@ -152,9 +151,8 @@ void Report::Print(Output& out, bool json) const {
 
 void PrintTable(Output& out, const Table& table) {
   std::vector<std::size_t> widths(table.front().size());
-  for (const auto& row : table) {
+  for (const auto& row : table)
     for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], row[i].size());
-  }
   for (const auto& row : table) {
     std::string line;
     for (std::size_t i = 0; i < row.size(); ++i) {
@@ -167,11 +165,10 @@ void PrintTable(Output& out, const Table& table) {
 
 void Complain(std::string_view what) {
   const std::string message = WithHints(what);
-  if (g_speaksJson) {
+  if (g_speaksJson)
     WriteError(OneLine({{"warning", message}}));
-  } else {
+  else
     WriteError(Shown(message));
-  }
 }
 
 void ComplainLast(const Error& error) {

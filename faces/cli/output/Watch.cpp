@@ -35,9 +35,8 @@ void WatchOptions::AddTo(const Command& command, const Option* needed) {
 WatchLimits WatchOptions::Limits() const {
   WatchLimits limits;
   limits.interval = std::chrono::duration<double>(ParseSeconds(interval, "--interval"));
-  if (limits.interval.count() < kLeastInterval || limits.interval.count() > kMostInterval) {
+  if (limits.interval.count() < kLeastInterval || limits.interval.count() > kMostInterval)
     throw CliError(kExitUsage, "--interval must be from 0.01 to 86400 seconds");
-  }
   if (!count.empty()) {
     const std::int64_t number = ParseInteger(count, "--count");
     if (number < 1) throw CliError(kExitUsage, "--count must be 1 or more");

@@ -72,9 +72,8 @@ void DiscFollower::MoveTo(const orq_frame_info& info, const orq_disc& disc, int 
   box.start_y = place(y, height * info.bin, camera.sensor_height);
   const orq_region fitted = camera_->fit(box);
   if (fitted.start_x == info.start_x && fitted.start_y == info.start_y && fitted.width == info.width &&
-      fitted.height == info.height) {
+      fitted.height == info.height)
     return;  // it is as near as the sensor's edge and grid allow
-  }
   camera_.Do("cannot move the box", [&fitted](Camera& open) { return open.region(fitted); });
 }
 

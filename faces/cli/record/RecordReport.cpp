@@ -41,9 +41,8 @@ const char* CauseName(int cause) {
 
 Json MissingAsJson(const std::vector<orq_missing_frames>& missing) {
   Json list = Json::array();
-  for (const orq_missing_frames& gap : missing) {
+  for (const orq_missing_frames& gap : missing)
     list.push_back({{"first", gap.first}, {"last", gap.last}, {"cause", CauseName(gap.cause)}});
-  }
   return list;
 }
 
@@ -141,11 +140,10 @@ void RecordProgress::Show(const orq_recording_state& state) {
   report.Add("waiting", state.waiting);
   report.Add("free", Rounded(static_cast<double>(state.free_bytes) / kMegabyte), "MB");
   if (left > 0.0) report.Add("lasts", std::round(left), "s");
-  if (context_.json) {
+  if (context_.json)
     report.Print(context_.out, true);
-  } else {
+  else
     context_.out.Line(Join(report.ToLines(), ", "));
-  }
   context_.out.Flush();
 }
 

@@ -71,11 +71,10 @@ bool CameraDevice::setCooler(const SwitchRequest& request) {
   if (request.property == "CCD_COOLER") {
     const bool on = request.chosen() == "COOLER_ON";
     const bool done = attempt([&] {
-      if (on) {
+      if (on)
         camera_->cool(camera_->cooler().target_c);
-      } else {
+      else
         camera_->coolerOff();
-      }
     });
     if (done && !on) restTemperature();
     showClimate();
@@ -175,9 +174,8 @@ IPState CameraDevice::guide(int direction, std::uint32_t ms) {
 /// All guide lines go off, and pulses that wait for the present ones are forgotten.
 void CameraDevice::endPulses() {
   for (Worker* axis : {&guideNorthSouth_, &guideEastWest_}) axis->cancel();
-  for (Worker* axis : {&guideNorthSouth_, &guideEastWest_}) {
+  for (Worker* axis : {&guideNorthSouth_, &guideEastWest_})
     axis->finish([this] { orq_capture_abort(camera_->get()); });
-  }
   // Of a pulse that had not begun nobody else tells.
   if (getProperty("TELESCOPE_TIMED_GUIDE_NS").getState() == IPS_BUSY) GuideComplete(AXIS_DE);
   if (getProperty("TELESCOPE_TIMED_GUIDE_WE").getState() == IPS_BUSY) GuideComplete(AXIS_RA);

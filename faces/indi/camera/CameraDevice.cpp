@@ -86,9 +86,9 @@ CameraDevice::CameraDevice(std::string deviceName, CameraChoice choice)
   panels_.push_back(std::make_unique<GainPanel>(*this, [controls = panels_.back().get()] { controls->tick(); }));
   panels_.push_back(std::make_unique<TriggerPanel>(*this));
   panels_.push_back(std::make_unique<GpsPanel>(*this));
-  panels_.push_back(std::make_unique<ServicePanel>(*this, [this](auto what, auto job, auto told) {
-    runLong(std::move(what), std::move(job), std::move(told));
-  }));
+  panels_.push_back(std::make_unique<ServicePanel>(
+      *this,
+      [this](auto what, auto job, auto told) { runLong(std::move(what), std::move(job), std::move(told)); }));
   ticks_.callOnTimeout([this] { tick(); });
 }
 
@@ -215,9 +215,8 @@ void CameraDevice::describeSensor() {
   const auto pixel = static_cast<float>(info_.pixel_um);
   SetCCDParams(info_.sensor_width, info_.sensor_height, 8, pixel, pixel);
   int most = 1;
-  for (int bin = 1; bin < 32; ++bin) {
+  for (int bin = 1; bin < 32; ++bin)
     if ((info_.bins >> bin & 1U) != 0) most = bin;
-  }
   PrimaryCCD.setMinMaxStep("CCD_BINNING", "HOR_BIN", 1, most, 1, false);
   PrimaryCCD.setMinMaxStep("CCD_BINNING", "VER_BIN", 1, most, 1, false);
   const orq_control_info exposure = camera_->control("Exposure");
@@ -383,9 +382,8 @@ void CameraDevice::comeBack() {
   try {
     camera_->reopen();
   } catch (const Error& failure) {
-    if (std::exchange(lastTrouble_, failure.what()) != failure.what()) {
+    if (std::exchange(lastTrouble_, failure.what()) != failure.what())
       LOGF_WARN("The camera is back, but could not be opened yet: %s", failure.what());
-    }
     return;
   }
   lastTrouble_.clear();
@@ -428,9 +426,8 @@ bool CameraDevice::ISNewNumber(const char* device, const char* name, double valu
   for (int i = 0; i < n; ++i) request.values.push_back({names[i], values[i]});
   if (refuse(request)) return true;
   if (isConnected()) {
-    for (const auto& panel : panels_) {
+    for (const auto& panel : panels_)
       if (panel->set(request)) return afterChange();
-    }
   }
   if (isConnected() && can(ORQ_ABILITY_FOCUS_MOTOR) && FI::processNumber(device, name, values, names, n))
     return true;
@@ -452,9 +449,8 @@ bool CameraDevice::ISNewSwitch(const char* device, const char* name, ISState* st
   if (refuse(request)) return true;
   for (int i = 0; i < n; ++i) states[i] = request.values[static_cast<std::size_t>(i)].on ? ISS_ON : ISS_OFF;
   if (isConnected()) {
-    for (const auto& panel : panels_) {
+    for (const auto& panel : panels_)
       if (panel->set(request)) return afterChange();
-    }
     if (can(ORQ_ABILITY_COOLER) && setCooler(request)) return true;
     if (can(ORQ_ABILITY_FOCUS_MOTOR) && FI::processSwitch(device, name, states, names, n)) return true;
   }
@@ -484,9 +480,8 @@ bool CameraDevice::ISNewText(const char* device, const char* name, char* texts[]
     return true;
   }
   if (isConnected()) {
-    for (const auto& panel : panels_) {
+    for (const auto& panel : panels_)
       if (panel->set(request)) return true;
-    }
   }
   const bool done = INDI::CCD::ISNewText(device, name, texts, names, n);
   if (isConnected() && std::strcmp(name, FITSHeaderTP.name) == 0) attempt([this] { applyLabels(); });

@@ -25,9 +25,8 @@ void toPlanes(const Frame& frame, std::vector<std::uint8_t>& planes) {
   std::uint8_t* to = planes.data();
   const std::uint8_t* const from = frame.data();
   const std::size_t pixels = frame.size() / 3;
-  for (std::size_t colour = 0; colour < 3; ++colour) {
+  for (std::size_t colour = 0; colour < 3; ++colour)
     for (std::size_t i = 0; i < pixels; ++i) *to++ = from[3 * i + 2 - colour];
-  }
 }
 
 orq_labels labelsOf(INDI::CCDChip::CCD_FRAME type, const char* observer, const char* object) {
@@ -72,9 +71,8 @@ void CameraDevice::applyLabels() {
 
 bool CameraDevice::UpdateCCDFrameType(INDI::CCDChip::CCD_FRAME type) {
   PrimaryCCD.setFrameType(type);
-  if (type == INDI::CCDChip::DARK_FRAME || type == INDI::CCDChip::BIAS_FRAME) {
+  if (type == INDI::CCDChip::DARK_FRAME || type == INDI::CCDChip::BIAS_FRAME)
     LOG_INFO("This camera has no shutter: cover the telescope or the sensor for dark and bias frames.");
-  }
   applyLabels();
   return true;
 }
@@ -136,9 +134,8 @@ bool CameraDevice::UpdateCCDBin(int hor, int ver) {
   if (!attempt([&] { present = camera_->region(); })) return false;
   if (hor == ver && hor > 0 && hor < 32 && (info_.bins >> hor & 1U) != 0) return applyAsked(hor, present.format);
   std::string bins;
-  for (int bin = 1; bin < 32; ++bin) {
+  for (int bin = 1; bin < 32; ++bin)
     if ((info_.bins >> bin & 1U) != 0) bins += (bins.empty() ? "" : ", ") + std::to_string(bin);
-  }
   LOGF_ERROR("This camera bins alike in both directions, by %s.", bins.c_str());
   showRegion(present);
   return false;

@@ -72,9 +72,8 @@ void CameraDevice::awaitRecordingsEnd() {
     return pump_->isClosing() || (toldOfEnd && Streamer->isRecording()) ||
            (!Streamer->isBusy() && pump_->isRunning());
   };
-  while (goesOn() && std::chrono::steady_clock::now() < end) {
+  while (goesOn() && std::chrono::steady_clock::now() < end)
     std::this_thread::sleep_for(std::chrono::milliseconds(2));
-  }
 }
 
 /// Of the frames to come; automatic exposure goes its own way.

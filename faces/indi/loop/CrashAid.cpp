@@ -32,9 +32,8 @@ alignas(
     16) std::array<std::uint8_t, std::size_t{64} * 1024> crashStack;  // the thread's own may be what overflowed
 
 bool isAnyUnderWay() {
-  for (const auto& camera : pulses) {
+  for (const auto& camera : pulses)
     if (camera != nullptr) return true;
-  }
   return false;
 }
 
@@ -44,9 +43,8 @@ void help() {
   }
   // Again and again: a pulse that is only just being begun does not feel the first abort.
   for (; isAnyUnderWay(); std::this_thread::sleep_for(1ms)) {
-    for (const auto& slot : pulses) {
+    for (const auto& slot : pulses)
       if (orq_camera* const camera = slot) orq_capture_abort(camera);
-    }
   }
   [[maybe_unused]] const auto told = ::write(fromHelper[1], &word, 1);
 }

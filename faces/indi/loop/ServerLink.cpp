@@ -96,11 +96,10 @@ void readServer(std::function<void()> ended) {
     if (count <= 0) break;
     for (ssize_t i = 0; i < count; ++i) {
       XMLEle* const message = readXMLEle(parser, bytes[static_cast<std::size_t>(i)], trouble.data());
-      if (message != nullptr) {
+      if (message != nullptr)
         take(message);
-      } else if (trouble[0] != '\0') {
+      else if (trouble[0] != '\0')
         std::fprintf(stderr, "indi_orqcam_ccd: the server sent no XML: %s\n", trouble.data());
-      }
     }
   }
   Answers::get().end();

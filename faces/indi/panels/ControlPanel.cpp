@@ -68,17 +68,15 @@ void ControlPanel::connected(Camera& camera) {
       automatic_.push_back(control);
     }
     if (isElsewhere(control.id)) continue;
-    if (control.id == ORQ_CONTROL_GAIN) {
+    if (control.id == ORQ_CONTROL_GAIN)
       add(gain_, control, "GAIN");
-    } else if (control.id == ORQ_CONTROL_OFFSET) {
+    else if (control.id == ORQ_CONTROL_OFFSET)
       add(offset_, control, "OFFSET");
-    } else {
+    else
       add(control.writable != 0 ? rest_ : readings_, control, control.name);
-    }
   }
-  for (Group* group : {&gain_, &offset_, &rest_, &readings_}) {
+  for (Group* group : {&gain_, &offset_, &rest_, &readings_})
     if (!group->controls.empty()) device_.defineProperty(group->property);
-  }
   if (!automatic_.empty()) device_.defineProperty(modes_);
   refreshModes();
 }
@@ -86,18 +84,15 @@ void ControlPanel::connected(Camera& camera) {
 void ControlPanel::disconnected() {
   if (camera_ == nullptr) return;
   camera_ = nullptr;
-  for (Group* group : {&gain_, &offset_, &rest_, &readings_}) {
+  for (Group* group : {&gain_, &offset_, &rest_, &readings_})
     if (!group->controls.empty()) device_.deleteProperty(group->property);
-  }
   if (!automatic_.empty()) device_.deleteProperty(modes_);
 }
 
 bool ControlPanel::set(const NumberRequest& request) {
-  for (Group* group : {&gain_, &offset_, &rest_}) {
-    if (!group->controls.empty() && group->property.isNameMatch(std::string(request.property))) {
+  for (Group* group : {&gain_, &offset_, &rest_})
+    if (!group->controls.empty() && group->property.isNameMatch(std::string(request.property)))
       return set(*group, request);
-    }
-  }
   return false;
 }
 
@@ -118,9 +113,8 @@ bool ControlPanel::set(Group& group, const NumberRequest& request) {
     }
   }
   // What one changes another may follow, and a setting of a value ends its automatic.
-  for (Group* other : {&gain_, &offset_, &rest_}) {
+  for (Group* other : {&gain_, &offset_, &rest_})
     if (refresh(*other) && other != &group) other->property.apply();
-  }
   group.property.apply();
   refreshModes();
   return true;
@@ -135,11 +129,10 @@ bool ControlPanel::set(const SwitchRequest& request) {
     const std::int32_t id = automatic_[static_cast<std::size_t>(at)].id;
     try {
       if (on == camera_->isAutomatic(id)) continue;
-      if (on) {
+      if (on)
         camera_->automatic(id);
-      } else {
+      else
         camera_->control(id, camera_->control(id));
-      }
     } catch (const Error& failure) {
       DEBUGFDEVICE(device_.getDeviceName(), INDI::Logger::DBG_ERROR, "%s", failure.what());
       modes_.setState(IPS_ALERT);
@@ -152,9 +145,8 @@ bool ControlPanel::set(const SwitchRequest& request) {
 
 void ControlPanel::save(std::FILE* file) {
   if (camera_ == nullptr) return;
-  for (Group* group : {&gain_, &offset_, &rest_}) {
+  for (Group* group : {&gain_, &offset_, &rest_})
     if (!group->controls.empty()) group->property.save(file);
-  }
   if (!automatic_.empty()) modes_.save(file);
 }
 
@@ -188,9 +180,8 @@ void ControlPanel::refreshModes() {
 
 void ControlPanel::tick() {
   if (camera_ == nullptr) return;
-  for (Group* group : {&gain_, &offset_, &rest_, &readings_}) {
+  for (Group* group : {&gain_, &offset_, &rest_, &readings_})
     if (!group->controls.empty() && refresh(*group)) group->property.apply();
-  }
   refreshModes();
 }
 

@@ -82,9 +82,8 @@ bool GainPanel::set(const SwitchRequest& request) {
   if (camera_ == nullptr || request.property != "ORQ_GAIN_PRESET") return false;
   preset_.setState(IPS_OK);
   try {
-    for (const PresetName& preset : kPresets) {
+    for (const PresetName& preset : kPresets)
       if (request.chosen() == preset.element) camera_->gain(camera_->gainPreset(preset.preset).gain);
-    }
     refresh();
   } catch (const Error& failure) {
     DEBUGFDEVICE(device_.getDeviceName(), INDI::Logger::DBG_ERROR, "%s", failure.what());

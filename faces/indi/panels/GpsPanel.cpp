@@ -106,9 +106,8 @@ bool GpsPanel::set(const NumberRequest& request) {
   orq_gps_lines wanted = sized<orq_gps_lines>();
   wanted.start = static_cast<std::int32_t>(lines_[0].getValue());
   wanted.end = static_cast<std::int32_t>(lines_[1].getValue());
-  for (const auto& [element, value] : request.values) {
+  for (const auto& [element, value] : request.values)
     (element == "START" ? wanted.start : wanted.end) = static_cast<std::int32_t>(std::lround(value));
-  }
   apply(wanted);
   return true;
 }

@@ -60,9 +60,8 @@ std::string troubleWith(const NumberRequest& request, const INDI::Property& prop
 std::string troubleWith(const SwitchRequest& request, const INDI::Property& property) {
   auto* const switches = property.getSwitch();
   if (switches == nullptr) return std::string(request.property) + " has no switches";
-  for (const auto& value : request.values) {
+  for (const auto& value : request.values)
     if (find(switches, value.element) == nullptr) return unknown(request.property, value.element);
-  }
   const auto on =
       std::count_if(request.values.begin(), request.values.end(), [](const auto& one) { return one.on; });
   const ISRule rule = switches->getRule();
@@ -75,9 +74,8 @@ std::string troubleWith(const TextRequest& request, const INDI::Property& proper
   auto* const texts = property.getText();
   if (texts == nullptr) return std::string(request.property) + " has no texts";
   if (property.getPermission() == IP_RO) return readOnly(request.property);
-  for (const auto& value : request.values) {
+  for (const auto& value : request.values)
     if (find(texts, value.element) == nullptr) return unknown(request.property, value.element);
-  }
   return {};
 }
 

@@ -100,13 +100,17 @@ bool ServicePanel::set(const SwitchRequest& request) {
   if (camera_ == nullptr) return false;
   const bool on = request.chosen() == "INDI_ENABLED";
   if (request.property == "ORQ_HOT_PIXELS") {
-    setOn(hotPixels_, on, [&] { camera_->repairHotPixels(on); });
+    setOn(
+        hotPixels_, on, [&] { camera_->repairHotPixels(on); });
   } else if (request.property == "ORQ_TIME_MARK") {
-    setOn(timeMark_, on, [&] { camera_->timeMark(on); });
+    setOn(
+        timeMark_, on, [&] { camera_->timeMark(on); });
   } else if (request.property == "ORQ_USB_HUB" && hub_) {
-    setOn(hubPower_, on, [&] { camera_->control(ORQ_CONTROL_HUB_RESET, on ? 1 : 0); });
+    setOn(
+        hubPower_, on, [&] { camera_->control(ORQ_CONTROL_HUB_RESET, on ? 1 : 0); });
   } else if (request.property == "ORQ_HOT_PIXELS_SAVE") {
-    start(saveHotPixels_, request, "hot pixels are being kept", [](Camera& camera) { camera.saveHotPixels(); });
+    start(
+        saveHotPixels_, request, "hot pixels are being kept", [](Camera& camera) { camera.saveHotPixels(); });
   } else if (request.property == "ORQ_DARK_TAKE") {
     const std::string file = dark_[0].getText()[0] != '\0' ? dark_[0].getText() : defaultDark();
     start(takeDark_, request, "a dark is being taken", [file](Camera& camera) {
@@ -144,11 +148,10 @@ bool ServicePanel::set(const TextRequest& request) {
 void ServicePanel::useDark(const std::string& file) {
   dark_.setState(IPS_OK);
   try {
-    if (file.empty()) {
+    if (file.empty())
       camera_->noDark();
-    } else {
+    else
       camera_->useDark(file);
-    }
     dark_[0].setText(file.c_str());
   } catch (const Error& failure) {
     DEBUGFDEVICE(device_.getDeviceName(), INDI::Logger::DBG_ERROR, "%s", failure.what());

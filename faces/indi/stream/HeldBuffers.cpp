@@ -82,9 +82,8 @@ HeldBuffers::Counting::~Counting() {
 
 int HeldBuffers::count() const {
   int count = 0;
-  for (const Slot& slot : slots) {
+  for (const Slot& slot : slots)
     if (slot.owner == this) ++count;
-  }
   return count;
 }
 

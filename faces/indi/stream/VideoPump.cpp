@@ -73,11 +73,10 @@ void VideoPump::run() {
       }
       if (closeRecording_) {
         // Before the first frame of a long exposure there is none to give; the manager closes all the same.
-        if (last) {
+        if (last)
           pass(last);
-        } else {
+        else
           manager_.newFrame(nullptr, 0);
-        }
         closeRecording_ = false;
       }
     }

@@ -19,9 +19,8 @@ class Devices {
 
   /// Null: there is none.
   std::shared_ptr<Device> find(const std::string& type, const std::string& number) {
-    for (const auto& device : all()) {
+    for (const auto& device : all())
       if (std::to_string(device->number()) == number && sameType(*device, type)) return device;
-    }
     return nullptr;
   }
 
@@ -32,9 +31,8 @@ class Devices {
       const CameraStanding standing = slot->standing();
       if (!standing.info || devices_.count({slot->index(), 0}) != 0) continue;
       devices_[{slot->index(), 0}] = std::make_shared<CameraDevice>(slot);
-      if ((standing.info->abilities & ORQ_ABILITY_FOCUS_MOTOR) != 0) {
+      if ((standing.info->abilities & ORQ_ABILITY_FOCUS_MOTOR) != 0)
         devices_[{slot->index(), 1}] = std::make_shared<FocuserDevice>(slot);
-      }
     }
     std::vector<std::shared_ptr<Device>> list;
     for (const auto& [key, device] : devices_) list.push_back(device);
@@ -132,21 +130,27 @@ std::shared_ptr<Devices> addAlpacaRoutes(Router& router, const Cameras& cameras)
   const auto add = [&](const char* method, const char* path, Router::Handler handler) {
     router.add(method, path, std::move(handler), Door::alpaca);
   };
-  add("GET", "/management/apiversions",
+  add(
+      "GET", "/management/apiversions",
       [](const Request& request) { return managementAnswer(request, Json::array({1})); });
-  add("GET", "/management/v1/description", [](const Request& request) {
-    return managementAnswer(request, {{"ServerName", "orqcam"},
-                                      {"Manufacturer", "orqcam"},
-                                      {"ManufacturerVersion", ORQCAM_VERSION},
-                                      {"Location", ""}});
-  });
-  add("GET", "/management/v1/configureddevices",
+  add(
+      "GET", "/management/v1/description",
+      [](const Request& request) {
+        return managementAnswer(request, {{"ServerName", "orqcam"},
+                                          {"Manufacturer", "orqcam"},
+                                          {"ManufacturerVersion", ORQCAM_VERSION},
+                                          {"Location", ""}});
+      });
+  add(
+      "GET", "/management/v1/configureddevices",
       [devices](const Request& request) { return managementAnswer(request, configuredDevices(*devices)); });
-  add("GET", "/setup", [devices](const Request&) { return setupPage(*devices); });
+  add(
+      "GET", "/setup", [devices](const Request&) { return setupPage(*devices); });
   add("GET", "/setup/v1/{device_type}/{device_number}/setup",
       [devices](const Request& request) { return deviceSetupPage(*devices, request); });
   for (const char* const method : {"GET", "PUT"}) {
-    add(method, "/api/v1/{device_type}/{device_number}/{method}",
+    add(
+        method, "/api/v1/{device_type}/{device_number}/{method}",
         [devices](const Request& request) { return deviceAnswer(*devices, request); });
   }
   return devices;

@@ -16,9 +16,8 @@ constexpr std::size_t kMostCameras = 32;
 }  // namespace
 
 Cameras::Cameras(const std::vector<std::string>& names) {
-  if (names.size() > kMostCameras) {
+  if (names.size() > kMostCameras)
     throw InvalidError("a server keeps " + std::to_string(kMostCameras) + " cameras at most; start another one");
-  }
   for (const std::string& name : names) {
     add(name);
     try {

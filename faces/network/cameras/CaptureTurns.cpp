@@ -54,9 +54,8 @@ CaptureTurns::Turn CaptureTurns::take(Purpose purpose, std::chrono::milliseconds
 void CaptureTurns::change(const std::string& what, const std::function<void()>& change) {
   std::unique_lock lock(mutex_);
   changed_.wait(lock, [this] { return !changing_; });
-  if (holder_ && *holder_ != Purpose::view) {
+  if (holder_ && *holder_ != Purpose::view)
     throw BusyError(what + " stays as it is during " + nameOf(*holder_) + "; wait for its end, or stop it");
-  }
   changing_ = true;
   lock.unlock();
   const auto end = [this] {

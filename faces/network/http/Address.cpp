@@ -20,9 +20,8 @@ constexpr int kAllBits = 128;
 std::optional<int> numberOf(std::string_view text, int most) {
   int number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (text.empty() || text.front() == '-' || error != std::errc() || end != text.data() + text.size()) {
+  if (text.empty() || text.front() == '-' || error != std::errc() || end != text.data() + text.size())
     return std::nullopt;
-  }
   return number <= most ? std::optional(number) : std::nullopt;
 }
 

@@ -9,9 +9,9 @@ namespace {
 constexpr const char* kCookie = "orqcam-token";
 
 std::size_t countOf(const Request& request, std::string_view name) {
-  return static_cast<std::size_t>(
-      std::count_if(request.headers.begin(), request.headers.end(),
-                    [name](const auto& header) { return sameButForCase(header.first, name); }));
+  return static_cast<std::size_t>(std::count_if(
+      request.headers.begin(), request.headers.end(),
+      [name](const auto& header) { return sameButForCase(header.first, name); }));
 }
 
 std::optional<std::string> cookieOf(const Request& request, std::string_view name) {
@@ -32,9 +32,8 @@ std::optional<std::string> cookieOf(const Request& request, std::string_view nam
 std::optional<std::string> tokenOf(const Request& request) {
   constexpr std::string_view kScheme = "Bearer ";
   if (const std::optional<std::string> given = request.header("Authorization")) {
-    if (given->size() >= kScheme.size() && sameButForCase(given->substr(0, kScheme.size()), kScheme)) {
+    if (given->size() >= kScheme.size() && sameButForCase(given->substr(0, kScheme.size()), kScheme))
       return given->substr(kScheme.size());
-    }
   }
   return cookieOf(request, kCookie);
 }
@@ -73,9 +72,8 @@ std::optional<Response> Guard::stopForeign(const Request& request, const Address
   const std::string site = request.header("Sec-Fetch-Site").value_or("none");
   const bool sameSite = site == "none" || site == "same-origin";
   const bool opensPage = isPage(request) && request.header("Sec-Fetch-Mode") == "navigate";
-  if (countOf(request, "Origin") > 1 || !sameOrigin || (!sameSite && !opensPage)) {
+  if (countOf(request, "Origin") > 1 || !sameOrigin || (!sameSite && !opensPage))
     return Response::failure(403, "permission", "pages of other sites may not use this server");
-  }
   return std::nullopt;
 }
 
@@ -91,9 +89,8 @@ std::optional<Response> Guard::stopWithoutToken(const Request& request) const {
           std::string()};
     }
   }
-  if (const std::optional<std::string> given = tokenOf(request); given && sameSecret(*given, *settings_.token)) {
+  if (const std::optional<std::string> given = tokenOf(request); given && sameSecret(*given, *settings_.token))
     return std::nullopt;
-  }
   if (isPage(request)) {
     return Response::text(401, "text/plain; charset=utf-8",
                           "This page needs the token: open the address that orqcam serve has printed.\n");

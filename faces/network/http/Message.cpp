@@ -6,9 +6,8 @@
 namespace orq::network {
 
 std::optional<std::string> Request::header(std::string_view name) const {
-  for (const auto& [known, value] : headers) {
+  for (const auto& [known, value] : headers)
     if (sameButForCase(known, name)) return value;
-  }
   return std::nullopt;
 }
 

@@ -15,7 +15,8 @@ char lower(char c) {
 }  // namespace
 
 bool sameButForCase(std::string_view a, std::string_view b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) { return lower(x) == lower(y); });
+  return std::equal(
+      a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) { return lower(x) == lower(y); });
 }
 
 std::optional<std::string> unescape(std::string_view text, bool plusIsSpace) {
@@ -55,9 +56,8 @@ std::optional<Parameters> Parameters::parse(std::string_view text) {
 }
 
 std::optional<std::string> Parameters::find(std::string_view name, Case names) const {
-  for (const auto& [known, value] : all_) {
+  for (const auto& [known, value] : all_)
     if (names == Case::exact ? known == name : sameButForCase(known, name)) return value;
-  }
   return std::nullopt;
 }
 

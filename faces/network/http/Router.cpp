@@ -93,20 +93,18 @@ std::optional<Router::Captures> Router::match(const Route& route, const std::vec
       captures.emplace(name, rest);
       return captures;
     }
-    if (isCapture(wanted)) {
+    if (isCapture(wanted))
       captures.emplace(wanted.substr(1, wanted.size() - 2), pieces[i]);
-    } else if (wanted != pieces[i]) {
+    else if (wanted != pieces[i])
       return std::nullopt;
-    }
   }
   return pieces.size() == route.pieces.size() ? std::optional(captures) : std::nullopt;
 }
 
 Door Router::doorOf(std::string_view path) const {
   const std::vector<std::string_view> pieces = piecesOf(path);
-  for (const Route& route : routes_) {
+  for (const Route& route : routes_)
     if (match(route, pieces)) return route.door;
-  }
   return Door::own;
 }
 

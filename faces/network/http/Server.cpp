@@ -78,9 +78,8 @@ MhdResponse mhdResponseOf(Response& response) {
   if (!made) return made;
   for (const auto& [name, value] : response.headers)
     MHD_add_response_header(made.get(), name.c_str(), value.c_str());
-  for (const auto& [name, value] : kHeadersOfAll) {
+  for (const auto& [name, value] : kHeadersOfAll)
     if (MHD_get_response_header(made.get(), name) == nullptr) MHD_add_response_header(made.get(), name, value);
-  }
   return made;
 }
 
@@ -159,9 +158,8 @@ class Server::Inside {
 
   void stop() {
     std::vector<int> sockets;
-    for (MHD_Daemon* daemon : daemons_) {
+    for (MHD_Daemon* daemon : daemons_)
       if (const int socket = MHD_quiesce_daemon(daemon); socket != MHD_INVALID_SOCKET) sockets.push_back(socket);
-    }
     suspended_->end();
     for (MHD_Daemon* daemon : daemons_) MHD_stop_daemon(daemon);
     // Not before: each thread takes it out of what it waits for, and its number could be another file's by then.

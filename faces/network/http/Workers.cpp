@@ -30,9 +30,8 @@ void Workers::end() {
     forgotten.swap(line_);
   }
   changed_.notify_all();
-  for (std::thread& thread : threads_) {
+  for (std::thread& thread : threads_)
     if (thread.joinable()) thread.join();
-  }
 }
 
 void Workers::loop() {

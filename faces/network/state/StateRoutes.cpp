@@ -29,11 +29,13 @@ Json stateOf(CameraSlot& slot) {
 }  // namespace
 
 void addStateRoutes(Router& router, const Cameras& cameras) {
-  router.add("GET", "/api/v1/state", [&cameras](const Request&) {
-    Json list = Json::array();
-    for (const auto& slot : cameras.all()) list.push_back(stateOf(*slot));
-    return Response::json({{"version", ORQCAM_VERSION}, {"cameras", list}});
-  });
+  router.add(
+      "GET", "/api/v1/state",
+      [&cameras](const Request&) {
+        Json list = Json::array();
+        for (const auto& slot : cameras.all()) list.push_back(stateOf(*slot));
+        return Response::json({{"version", ORQCAM_VERSION}, {"cameras", list}});
+      });
 }
 
 }  // namespace orq::network

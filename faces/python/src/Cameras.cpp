@@ -41,9 +41,8 @@ RegionTuple TupleOf(const orq_region& region) {
 void Label(Camera& camera, int imageType, const std::string& object, const std::string& observer) {
   auto labels = sized<orq_labels>();
   labels.image_type = imageType;
-  if (object.size() >= sizeof labels.object || observer.size() >= sizeof labels.observer) {
+  if (object.size() >= sizeof labels.object || observer.size() >= sizeof labels.observer)
     throw InvalidError("a label has at most 68 characters");
-  }
   object.copy(labels.object, sizeof labels.object - 1);
   observer.copy(labels.observer, sizeof labels.observer - 1);
   camera.labels(labels);
@@ -142,9 +141,13 @@ void BindControls(Class& camera) {
           "automatic", [](Camera& device, int id) { device.automatic(id); }, Alone())
       .def("gain_preset", &Camera::gainPreset, Alone())
       .def("automatic_state", &Camera::automaticState, Alone())
-      .def("await_settled", [](Camera& camera_, double seconds) {
-        Long(camera_, [seconds](Camera& device) { device.awaitSettled(std::chrono::duration<double>(seconds)); });
-      });
+      .def(
+          "await_settled",
+          [](Camera& camera_, double seconds) {
+            Long(
+                camera_,
+                [seconds](Camera& device) { device.awaitSettled(std::chrono::duration<double>(seconds)); });
+          });
 }
 
 }  // namespace

@@ -28,44 +28,53 @@ orq_dark_info TakeDark(Camera& camera, const std::string& path, int frames, bool
 }
 
 void SaveFlash(Camera& camera, const std::string& path, bool overwrite) {
-  Long(camera, [path, overwrite](Camera& device) { device.saveFlash(path, overwrite); });
+  Long(
+      camera, [path, overwrite](Camera& device) { device.saveFlash(path, overwrite); });
 }
 
 void RestoreFlash(Camera& camera, const std::string& path, bool otherCamera, const Folder& backups) {
-  Long(camera, [path, otherCamera, backups](Camera& device) {
-    check(orq_flash_restore(device.get(), path.c_str(), otherCamera ? 1 : 0, NameOf(backups), nullptr, nullptr));
-  });
+  Long(
+      camera,
+      [path, otherCamera, backups](Camera& device) {
+        check(
+            orq_flash_restore(device.get(), path.c_str(), otherCamera ? 1 : 0, NameOf(backups), nullptr, nullptr));
+      });
 }
 
 void SetUserId(Camera& camera, const std::string& id, const Folder& backups) {
-  Long(camera, [id, backups](Camera& device) {
-    check(orq_user_id_set(device.get(), id.c_str(), NameOf(backups), nullptr, nullptr));
-  });
+  Long(
+      camera,
+      [id, backups](Camera& device) {
+        check(orq_user_id_set(device.get(), id.c_str(), NameOf(backups), nullptr, nullptr));
+      });
 }
 
 void SaveHotPixels(Camera& camera, const Folder& backups) {
-  Long(camera,
-       [backups](Camera& device) { check(orq_hot_pixels_save(device.get(), NameOf(backups), nullptr, nullptr)); });
+  Long(
+      camera,
+      [backups](Camera& device) { check(orq_hot_pixels_save(device.get(), NameOf(backups), nullptr, nullptr)); });
 }
 
 void BindTable(py::module_& module) {
   py::class_<HotPixels>(module, "HotPixels")
-      .def("counts",
-           [](const HotPixels& table) {
-             const orq_hot_pixel_counts counts = table.counts();
-             return std::tuple(counts.width, counts.height, counts.pixels, counts.bad_rows, counts.left_out);
-           })
-      .def("pixels",
-           [](const HotPixels& table) {
-             const std::vector<SensorPixel> pixels = table.pixels();
-             py::array_t<std::int32_t> places({pixels.size(), std::size_t{2}});
-             auto to = places.mutable_unchecked<2>();
-             for (std::size_t i = 0; i < pixels.size(); ++i) {
-               to(static_cast<py::ssize_t>(i), 0) = pixels[i].x;
-               to(static_cast<py::ssize_t>(i), 1) = pixels[i].y;
-             }
-             return places;
-           })
+      .def(
+          "counts",
+          [](const HotPixels& table) {
+            const orq_hot_pixel_counts counts = table.counts();
+            return std::tuple(counts.width, counts.height, counts.pixels, counts.bad_rows, counts.left_out);
+          })
+      .def(
+          "pixels",
+          [](const HotPixels& table) {
+            const std::vector<SensorPixel> pixels = table.pixels();
+            py::array_t<std::int32_t> places({pixels.size(), std::size_t{2}});
+            auto to = places.mutable_unchecked<2>();
+            for (std::size_t i = 0; i < pixels.size(); ++i) {
+              to(static_cast<py::ssize_t>(i), 0) = pixels[i].x;
+              to(static_cast<py::ssize_t>(i), 1) = pixels[i].y;
+            }
+            return places;
+          })
       .def("bad_rows", &HotPixels::badRows)
       .def("save", &HotPixels::save, Alone());
 }

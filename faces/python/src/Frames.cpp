@@ -25,9 +25,8 @@ py::buffer_info BufferOf(const Frame& frame) {
     return py::buffer_info(first, std::move(shape), std::move(strides), true);
   };
   if (info.format == ORQ_FORMAT_RGB24) return view(bytes + 2, {height, width, 3}, {3 * width, 3, -1});
-  if (info.format == ORQ_FORMAT_RAW16) {
+  if (info.format == ORQ_FORMAT_RAW16)
     return view(reinterpret_cast<std::uint16_t*>(bytes), {height, width}, {2 * width, 2});
-  }
   return view(bytes, {height, width}, {width, 1});
 }
 

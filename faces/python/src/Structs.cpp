@@ -11,7 +11,8 @@ namespace {
 /// A field that is an array of characters.
 template <auto kField, class Struct>
 void DefText(py::class_<Struct>& described, const char* name) {
-  described.def_property_readonly(name, [](const Struct& from) { return Text(from.*kField); });
+  described.def_property_readonly(
+      name, [](const Struct& from) { return Text(from.*kField); });
 }
 
 void BindCameraStructs(py::module_& module) {
@@ -80,13 +81,15 @@ void BindWorkStructs(py::module_& module) {
 
   py::class_<orq_focus_state>(module, "FocusState")
       .def_readonly("position", &orq_focus_state::position)
-      .def_property_readonly("moving", [](const orq_focus_state& state) { return state.moving != 0; })
+      .def_property_readonly(
+          "moving", [](const orq_focus_state& state) { return state.moving != 0; })
       .def_readonly("lower_mark", &orq_focus_state::lower_mark)
       .def_readonly("upper_mark", &orq_focus_state::upper_mark)
       .def_readonly("driver_id", &orq_focus_state::driver_id);
 
   py::class_<orq_trigger_output>(module, "TriggerOutput")
-      .def_property_readonly("active_high", [](const orq_trigger_output& pulse) { return pulse.active_high != 0; })
+      .def_property_readonly(
+          "active_high", [](const orq_trigger_output& pulse) { return pulse.active_high != 0; })
       .def_readonly("delay_us", &orq_trigger_output::delay_us)
       .def_readonly("length_us", &orq_trigger_output::length_us);
 

@@ -79,10 +79,9 @@ orq_status orq_star_list_get(const orq_star_list* stars, int32_t index, orq_star
   return Guarded([&] {
     const auto& listed = Demand(stars, "stars").measures.stars;
     DemandStruct(star, "star");
-    if (index < 0 || static_cast<std::size_t>(index) >= listed.size()) {
+    if (index < 0 || static_cast<std::size_t>(index) >= listed.size())
       throw session::Failure(session::Status::Range,
                              "the list has " + std::to_string(listed.size()) + " stars, counted from 0");
-    }
     const session::MeasuredStar& found = listed[static_cast<std::size_t>(index)];
     GiveStruct({sizeof *star, found.saturated ? 1 : 0, found.cutOff ? 1 : 0, 0, found.x, found.y, found.flux,
                 found.peak, found.hfr, found.fwhm},

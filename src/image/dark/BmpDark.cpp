@@ -142,9 +142,8 @@ int CCameraBase::LoadBMPFromFile(const char* path) {
     if (!pDarkFull) pDarkFull = std::make_unique<std::uint8_t[]>(pixels);
     if (!pDarkBuf) pDarkBuf = orq::MakeNeutralDark(pixels, iDarkAverage);
     // A file that ends too early leaves the rest of the dark image as it was.
-    if (::fseeko(file.get(), static_cast<off_t>(pixelOffset), SEEK_SET) == 0) {
+    if (::fseeko(file.get(), static_cast<off_t>(pixelOffset), SEEK_SET) == 0)
       static_cast<void>(std::fread(pDarkFull.get(), 1, pixels, file.get()));
-    }
   }
   AdjustDarkBuff();
   UsingDark(true);

@@ -37,9 +37,8 @@ BmpInfoHeader MakeBmpInfoHeader(int width, int height) {
 
 std::array<std::uint8_t, kBmpPaletteBytes> GreyBmpPalette() {
   std::array<std::uint8_t, kBmpPaletteBytes> palette{};
-  for (std::size_t i = 0; i < 256; ++i) {
+  for (std::size_t i = 0; i < 256; ++i)
     palette[4 * i] = palette[4 * i + 1] = palette[4 * i + 2] = static_cast<std::uint8_t>(i);
-  }
   return palette;
 }
 

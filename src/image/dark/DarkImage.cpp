@@ -52,20 +52,21 @@ void VisitRows(std::span<const std::uint8_t> full, const SensorCut& cut, Visit v
 }
 
 void CutUnbinned(std::span<const std::uint8_t> full, const SensorCut& cut, std::span<std::uint8_t> out) {
-  VisitRows(full, cut, [&](std::int64_t row, Stretch columns, std::int64_t start) {
-    const auto to = static_cast<std::size_t>(row * cut.RegionWidth() + columns.first);
-    if (to >= out.size()) return;
-    const auto count = std::min(static_cast<std::size_t>(columns.end - columns.first), out.size() - to);
-    std::memcpy(out.data() + to, full.data() + (start + columns.first), count);
-  });
+  VisitRows(
+      full, cut,
+      [&](std::int64_t row, Stretch columns, std::int64_t start) {
+        const auto to = static_cast<std::size_t>(row * cut.RegionWidth() + columns.first);
+        if (to >= out.size()) return;
+        const auto count = std::min(static_cast<std::size_t>(columns.end - columns.first), out.size() - to);
+        std::memcpy(out.data() + to, full.data() + (start + columns.first), count);
+      });
 }
 
 // What a dark value adds to a binned sample.
 std::array<std::uint8_t, 256> BinnedValues(std::int32_t factor, bool sum) {
   std::array<std::uint8_t, 256> values{};
-  for (std::int32_t value = 0; value < 256; ++value) {
+  for (std::int32_t value = 0; value < 256; ++value)
     values[static_cast<std::size_t>(value)] = static_cast<std::uint8_t>(sum ? value : value / factor / factor);
-  }
   return values;
 }
 
@@ -76,9 +77,8 @@ std::vector<std::int32_t> ColumnPlaces(const SensorCut& cut, std::array<std::int
   const std::int64_t reach = (static_cast<std::int64_t>(samples) + 2) * cut.HardwareFactor() + kFurthestOffset;
   const std::int64_t columns = std::clamp<std::int64_t>(cut.RegionWidth(), 0, reach);
   std::vector<std::int32_t> places(static_cast<std::size_t>(columns));
-  for (std::size_t i = 0; i < places.size(); ++i) {
+  for (std::size_t i = 0; i < places.size(); ++i)
     places[i] = BinnedPlace(static_cast<std::int32_t>(i), dx[i & 1U], cut.HardwareFactor());
-  }
   return places;
 }
 
@@ -185,9 +185,8 @@ DarkPixelList ListDarkPixels(std::span<const std::uint8_t> image, std::uint32_t 
   for (std::size_t first = 0, filled = 0; filled < list.count; first += kCountBlock) {
     const auto block = image.subspan(first, std::min(kCountBlock, image.size() - first));
     if (CountAbove(block, static_cast<std::uint8_t>(limit)) == 0) continue;
-    for (std::size_t i = 0; i < block.size(); ++i) {
+    for (std::size_t i = 0; i < block.size(); ++i)
       if (block[i] > limit) list.positions[filled++] = static_cast<std::uint32_t>(first + i);
-    }
   }
   return list;
 }

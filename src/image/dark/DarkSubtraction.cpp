@@ -53,9 +53,8 @@ void CAlgorithm::SubtractDark(std::uint8_t* frame, int width, int height, unsign
   if (frame == nullptr || dark == nullptr || width <= 0 || height <= 0) return;
   const std::size_t count = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
   const auto mean = static_cast<std::uint8_t>(std::min(average, kMaxDark));
-  if (wide) {
+  if (wide)
     orq::SubtractDark(std::span(reinterpret_cast<std::uint16_t*>(frame), count), mean, {dark, count});
-  } else {
+  else
     orq::SubtractDark(std::span(frame, count), mean, {dark, count});
-  }
 }

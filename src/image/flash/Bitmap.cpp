@@ -19,9 +19,8 @@ constexpr std::size_t kEight = 8;
 using Eight = std::array<std::uint8_t, kEight>;
 constexpr auto kEntries = [] {
   std::array<Eight, 256> all{};
-  for (unsigned byte = 0; byte < all.size(); ++byte) {
+  for (unsigned byte = 0; byte < all.size(); ++byte)
     for (unsigned bit = 0; bit < kEight; ++bit) all[byte][bit] = static_cast<std::uint8_t>(byte >> bit & 1U);
-  }
   return all;
 }();
 

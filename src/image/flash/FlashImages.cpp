@@ -107,10 +107,8 @@ bool WriteRest(CCameraFX3& link, std::span<const unsigned char> record) {
 /// Reads chunk `k` of the record area, in three attempts at most.
 bool ReadChunk(CCameraFX3& link, std::uint32_t k, unsigned char* chunk) {
   for (int attempt = 1; attempt <= kAttempts; ++attempt) {
-    if (link.ReadFromSPIFlash(chunk, kRecordAddress + k * kFlashChunkBytes, kFlashChunkBytes,
-                              wire::kReqFlashRead)) {
+    if (link.ReadFromSPIFlash(chunk, kRecordAddress + k * kFlashChunkBytes, kFlashChunkBytes, wire::kReqFlashRead))
       return true;
-    }
     DbgPrint(-1, "ReadFromFLAHAndUnCompress", "fail %d\n", static_cast<int>(k));
   }
   return false;
@@ -125,9 +123,8 @@ std::unique_ptr<unsigned char[]> ReadRecord(CCameraFX3& link, std::span<const un
   const std::uint32_t room = RoundedUp(length, kFlashChunkBytes);
   auto record = std::make_unique<unsigned char[]>(room);
   std::copy_n(first.begin(), std::min<std::size_t>(first.size(), room), record.get());
-  for (std::uint32_t k = 1; k < chunks; ++k) {
+  for (std::uint32_t k = 1; k < chunks; ++k)
     if (!ReadChunk(link, k, record.get() + k * kFlashChunkBytes)) return nullptr;
-  }
   if (rest > 0) {
     const std::uint32_t offset = chunks * kFlashChunkBytes;
     link.ReadFromSPIFlash(record.get() + offset, kRecordAddress + offset, RoundedUp(rest, kFlashPageBytes),

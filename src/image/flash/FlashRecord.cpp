@@ -42,11 +42,10 @@ std::size_t PutBitmap(std::span<const std::uint8_t> source, std::span<std::uint8
 std::uint32_t MakeRecord(RecordKind kind, std::span<const std::uint8_t> source, std::span<std::uint8_t> record) {
   assert(record.size() >= RecordRoom(kind, source.size()));
   std::size_t length = kRecordHeaderBytes + source.size();
-  if (kind == RecordKind::Bitmap) {
+  if (kind == RecordKind::Bitmap)
     length = PutBitmap(source, record);
-  } else {
+  else
     std::ranges::copy(source, record.begin() + kRecordHeaderBytes);
-  }
   std::ranges::copy(MagicOf(kind), record.begin());
   const auto field = static_cast<std::uint32_t>(length);
   for (std::size_t i = 0; i < 4; ++i) record[4 + i] = static_cast<std::uint8_t>(field >> (24 - 8 * i));

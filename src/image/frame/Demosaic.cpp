@@ -137,9 +137,8 @@ void ForSpans(VectorTarget target, const Rows& rows, int width, unsigned ownPari
          column, 1);
   };
   border(0, 1);
-  for (int first = 1; first < width - 1; first += kSpan) {
+  for (int first = 1; first < width - 1; first += kSpan)
     span(target, rows + first, OwnSites(ownParity, first), first, std::min(kSpan, width - 1 - first));
-  }
   border(width - 1, width - 2);
 }
 

@@ -51,11 +51,10 @@ void Flip(std::span<const Sample> in, int width, int height, bool horizontal, bo
   for (std::size_t y = 0; y < rows; ++y) {
     const Sample* from = in.data() + (vertical ? rows - 1 - y : y) * columns;
     Sample* to = out.data() + y * columns;
-    if (horizontal) {
+    if (horizontal)
       Mirror(from, columns, to, target);
-    } else {
+    else
       std::memcpy(to, from, columns * sizeof(Sample));
-    }
   }
 }
 

@@ -69,9 +69,8 @@ template <class Sample>
 struct ScaleRow {
   ORQ_KERNEL void Run(Sample* __restrict row, std::size_t columns, const Factor<Sample>* __restrict factors) {
     std::size_t x = 0;
-    for (; x + kBlock <= columns; x += kBlock) {
+    for (; x + kBlock <= columns; x += kBlock)
       for (std::size_t i = 0; i < kBlock; ++i) row[x + i] = Scaled(row[x + i], factors[i]);
-    }
     for (std::size_t i = 0; x + i < columns; ++i) row[x + i] = Scaled(row[x + i], factors[i]);
   }
 };
@@ -84,9 +83,8 @@ void ScaleBayer(std::span<Sample> samples, int width, BayerPattern pattern, int 
   const auto block = BlockFactors(pattern, red, blue);
   const std::array rowFactors{Alternating<Sample>(block[0], block[1]), Alternating<Sample>(block[2], block[3])};
   const std::size_t rows = samples.size() / columns;
-  for (std::size_t y = 0; y < rows; ++y) {
+  for (std::size_t y = 0; y < rows; ++y)
     RunOn<ScaleRow<Sample>>(target, samples.data() + y * columns, columns, rowFactors[y % 2].data());
-  }
 }
 
 struct SwapBytes {

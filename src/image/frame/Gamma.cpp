@@ -58,12 +58,10 @@ int CCameraBase::SetGamma(int value) {
   // The setting before decides, not the new one: a model that left the range comes back into it first.
   gamma = gamma > kHighestGamma ? kHighestGamma : value;
   // Read again for every entry: a setting that comes meanwhile takes effect from there on.
-  for (std::size_t i = 0; i < orq::kGammaTable16; ++i) {
+  for (std::size_t i = 0; i < orq::kGammaTable16; ++i)
     Store(gammaTable16[i], orq::GammaCurve16(gamma, static_cast<std::uint16_t>(i)));
-  }
-  for (std::size_t i = 0; i < gammaTable8.size(); ++i) {
+  for (std::size_t i = 0; i < gammaTable8.size(); ++i)
     Store(gammaTable8[i], orq::GammaCurve8(gamma, static_cast<std::uint8_t>(i)));
-  }
   return 1;
 }
 

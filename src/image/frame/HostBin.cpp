@@ -23,11 +23,10 @@ std::uint16_t Combined16(std::uint32_t sum) {
 
 template <class Sample, std::uint32_t N>
 Sample Combined(std::uint32_t sum) {
-  if constexpr (sizeof(Sample) == 1) {
+  if constexpr (sizeof(Sample) == 1)
     return Combined8(sum);
-  } else {
+  else
     return Combined16<N>(sum);
-  }
 }
 
 // Adds up N rows, `rowStep` samples apart, column by column.
@@ -75,11 +74,10 @@ struct BinRow {
     for (std::size_t x = 0; x < inWidth; x += kChunk) {
       const std::size_t columns = std::min(kChunk, inWidth - x);
       AddRows<Sample, N>(rows + x, colours * inWidth, columns, sums.data());
-      if constexpr (Bayer) {
+      if constexpr (Bayer)
         CombineBayer<Sample, N>(sums.data(), columns / N, out + x / N);
-      } else {
+      else
         CombineMono<Sample, N>(sums.data(), columns / N, out + x / N);
-      }
     }
   }
 };
@@ -98,11 +96,10 @@ template <class Sample, std::uint32_t N>
 void BinBy(const Sample* in, const BinShape& shape, Sample* out, VectorTarget target) {
   const auto width = static_cast<std::size_t>(shape.width);
   const auto height = static_cast<std::size_t>(shape.height);
-  if (shape.bayer) {
+  if (shape.bayer)
     BinFrame<Sample, N, true>(in, width, height, out, target);
-  } else {
+  else
     BinFrame<Sample, N, false>(in, width, height, out, target);
-  }
 }
 
 template <class Sample>

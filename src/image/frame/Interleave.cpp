@@ -52,9 +52,8 @@ constexpr auto PixelIndexes(std::size_t channel, std::uint8_t base = 0) {
     const std::array colours{load(planes.blue + done), load(planes.green + done), load(planes.red + done)};
     for (std::size_t part = 0; part < kChannels; ++part) {
       __m128i pixels = _mm_setzero_si128();
-      for (std::size_t channel = 0; channel < kChannels; ++channel) {
+      for (std::size_t channel = 0; channel < kChannels; ++channel)
         pixels = _mm_or_si128(pixels, _mm_shuffle_epi8(colours[channel], load(kIndexes[channel][part].data())));
-      }
       auto* const to = bgr + kChannels * static_cast<std::size_t>(done) + part * kVector;
       _mm_storeu_si128(reinterpret_cast<__m128i*>(to), pixels);
     }
@@ -69,9 +68,8 @@ constexpr auto PixelIndexes(std::size_t channel, std::uint8_t base = 0) {
   static constexpr auto kBlueAndGreen = [] {
     auto indexes = PixelIndexes<kVector, 0>(0);
     const auto green = PixelIndexes<kVector, 0>(1, kVector);
-    for (std::size_t part = 0; part < kChannels; ++part) {
+    for (std::size_t part = 0; part < kChannels; ++part)
       for (std::size_t i = 0; i < kVector; ++i) indexes[part][i] |= green[part][i];
-    }
     return indexes;
   }();
   static constexpr auto kRed = PixelIndexes<kVector, 0>(2);

@@ -65,13 +65,11 @@ void VisitMarked(std::span<const std::uint8_t> bytes, Visit visit) {
   std::size_t i = 0;
   for (; i + kBlock <= bytes.size(); i += kBlock) {
     if (!AnyMarked(&bytes[i], kBlock)) continue;
-    for (std::size_t k = i; k < i + kBlock; ++k) {
+    for (std::size_t k = i; k < i + kBlock; ++k)
       if (bytes[k] != 0) visit(k);
-    }
   }
-  for (; i < bytes.size(); ++i) {
+  for (; i < bytes.size(); ++i)
     if (bytes[i] != 0) visit(i);
-  }
 }
 
 std::int32_t ScaledRow(std::int32_t row, float twiceFactor) {

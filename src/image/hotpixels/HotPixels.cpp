@@ -43,9 +43,11 @@ void CCameraBase::HandleHotPixels() {
 }
 
 bool CCameraBase::DeNoiseHPC(int x, int y, int pos) {
-  return WithFrame(*this, iHPCWidth, iHPCHeight, [&](const auto& frame) {
-    return orq::AverageNeighbours(frame, orq::View(pHPCMap, orq::SensorPixels(*this)), x, y, pos);
-  });
+  return WithFrame(
+      *this, iHPCWidth, iHPCHeight,
+      [&](const auto& frame) {
+        return orq::AverageNeighbours(frame, orq::View(pHPCMap, orq::SensorPixels(*this)), x, y, pos);
+      });
 }
 
 int CCameraBase::GetSuitableReplacePos(int index, unsigned int* list, int step, int width, int height,
@@ -59,9 +61,8 @@ bool CCameraBase::IsHPCChange() {
   const std::scoped_lock lock(HPCMutex);
   const orq::SensorCut now = orq::CurrentCut(*this, false);
   if (bHPCForce || now.bin != hpcLastBin || now.twoStageBin4 != hpcLastBin4By2x2 || now.width != hpcLastWidth ||
-      now.height != hpcLastHeight || now.startX != hpcLastStartX || now.startY != hpcLastStartY) {
+      now.height != hpcLastHeight || now.startX != hpcLastStartX || now.startY != hpcLastStartY)
     return true;
-  }
   DbgPrint(-1, "IsHPCChange", "not changed, return\n");
   return false;
 }
@@ -79,9 +80,8 @@ void CCameraBase::AdjustHPCTable() {
   orq::HotPixelTable table =
       orq::CutHotPixelTable(orq::View(pHPCFullMap, pixels), cut, orq::View(pBinOffsets, orq::kBinOffsets),
                             placement, orq::View(pHPCMap, pixels));
-  if (table.count >= orq::kMaxHotPixels) {
+  if (table.count >= orq::kMaxHotPixels)
     DbgPrint(-1, "AdjustHPCTable", "HPC number over %d, quit!\n", static_cast<int>(orq::kMaxHotPixels));
-  }
   iHPCWidth = table.width;
   iHPCHeight = table.height;
   pBadRows = std::move(table.badRows);

@@ -54,9 +54,8 @@ std::vector<double> Excesses(const std::vector<double>& levels) {
   for (std::size_t y = 0; y < levels.size(); ++y) {
     const std::size_t reach = std::max(kLeastReach, std::min({kReach, y, levels.size() - 1 - y}));
     std::vector<double> others;
-    for (std::size_t other = y > reach ? y - reach : 0; other < std::min(y + reach + 1, levels.size()); ++other) {
+    for (std::size_t other = y > reach ? y - reach : 0; other < std::min(y + reach + 1, levels.size()); ++other)
       if (other != y) others.push_back(levels[other]);
-    }
     if (!others.empty()) excesses[y] = levels[y] - MedianOf(std::move(others));
   }
   return excesses;
@@ -79,9 +78,8 @@ std::vector<std::size_t> FindHotRows(std::span<const std::uint8_t> dark, std::si
   const std::vector<double> excesses = Excesses(levels);
   const double least = std::max(kLeastExcess, kSigmas * Scatter(excesses));
   std::vector<std::size_t> hot;
-  for (std::size_t y = 0; y < rows; ++y) {
+  for (std::size_t y = 0; y < rows; ++y)
     if (excesses[y] >= least) hot.push_back(y);
-  }
   if (hot.size() * kMostOneIn > rows) hot.clear();
   return hot;
 }

@@ -68,11 +68,10 @@ bool AtEnd(const FrameView<Sample>& frame, Place place) {
 template <class Sample>
 std::int64_t BorderSource(const FrameView<Sample>& frame, std::span<const std::uint32_t> list, std::size_t index,
                           bool atEnd) {
-  if constexpr (sizeof(Sample) == 1) {
+  if constexpr (sizeof(Sample) == 1)
     return std::int64_t{list[index]} + (atEnd ? -frame.step : frame.step);
-  } else {
+  else
     return BorderReplacement(list, index, frame.step, frame.width, frame.height, atEnd);
-  }
 }
 
 // Listed pixels lie far apart in memory: those of the next turns are on their way meanwhile.
@@ -164,11 +163,10 @@ bool AverageNeighbours(const FrameView<Sample>& frame, std::span<const std::uint
     sum += At(frame, neighbour);
     ++used;
   }
-  if (used > 0) {
+  if (used > 0)
     At(frame, pos) = static_cast<Sample>(sum / used);
-  } else {
+  else
     Copy(frame, pos, std::int64_t{pos} - 1);
-  }
   return true;
 }
 
@@ -258,13 +256,12 @@ void RepairDarkPixels(const FrameView<Sample>& frame, std::span<const std::uint3
     const std::int64_t pos = listed;
     const std::int64_t left = pos - frame.step;
     const std::int64_t right = pos + frame.step;
-    if (AtStart(frame, *place)) {
+    if (AtStart(frame, *place))
       Copy(frame, pos, right);
-    } else if (AtEnd(frame, *place)) {
+    else if (AtEnd(frame, *place))
       Copy(frame, pos, left);
-    } else if (Holds(frame, left) && Holds(frame, right)) {
+    else if (Holds(frame, left) && Holds(frame, right))
       At(frame, pos) = Mean(At(frame, right), At(frame, left));
-    }
   }
 }
 

@@ -83,11 +83,9 @@ MarkText MarkTextOf(const std::tm& when) {
 int MarkBackground(const MarkedFrame& frame) {
   assert(Fits(frame));
   unsigned sum = 0;
-  for (int row = kFirstRow; row < kFirstRow + kGlyphHeight; ++row) {
-    for (int column = 0; column < kBackgroundColumns; ++column) {
+  for (int row = kFirstRow; row < kFirstRow + kGlyphHeight; ++row)
+    for (int column = 0; column < kBackgroundColumns; ++column)
       sum += Brightness(Pixel(frame, row, frame.width - kDateFromRight + column));
-    }
-  }
   return static_cast<int>(sum / (kBackgroundColumns * kGlyphHeight));
 }
 

@@ -36,9 +36,8 @@ void CirBuf::StopInstBufThr() {
   thread_.join();
   const orq::MutexLock lock(mutex_);
   std::uint64_t judged = judged_.load(std::memory_order_relaxed);
-  for (const std::uint64_t head = endedHead_.load(std::memory_order_acquire); judged != head; ++judged) {
+  for (const std::uint64_t head = endedHead_.load(std::memory_order_acquire); judged != head; ++judged)
     Free(slots_[static_cast<std::size_t>(ended_[judged % ended_.size()].load(std::memory_order_relaxed))]);
-  }
   judged_.store(judged, std::memory_order_release);
   running_ = false;
   readyChanged_.notify_all();
@@ -114,11 +113,10 @@ bool CirBuf::Take(std::unique_ptr<std::uint8_t[]>& buffer, Frame& frame, int wai
   if (!buffer) return false;
   orq::MutexLock lock(mutex_);
   const auto decided = [this]() ORQ_REQUIRES(mutex_) { return !ready_.empty() || !running_; };
-  if (waitMs < 0) {
+  if (waitMs < 0)
     lock.Wait(readyChanged_, decided);
-  } else {
+  else
     lock.WaitFor(readyChanged_, std::chrono::milliseconds(waitMs), decided);
-  }
   if (ready_.empty()) return false;
   Slot& slot = slots_[static_cast<std::size_t>(ready_.front())];
   ready_.erase(ready_.begin());

@@ -36,11 +36,10 @@ FrameStreamParser::FrameStreamParser(CirBuf& ring, const StreamFormat& format, S
 void FrameStreamParser::Feed(std::span<const std::uint8_t> bytes, std::uint64_t nowNs) {
   if (bytes.empty()) return;
   if (state_ == State::Between) BeginFrame(nowNs);
-  if (state_ == State::Filling) {
+  if (state_ == State::Filling)
     Store(bytes);
-  } else {
+  else
     CountDiscarded(bytes.size());
-  }
 }
 
 void FrameStreamParser::BeginFrame(std::uint64_t nowNs) {

@@ -20,11 +20,10 @@ void CopySwapped(const std::uint8_t* from, std::uint8_t* to, std::size_t count) 
 }
 
 void Copy(const std::uint8_t* from, std::uint8_t* to, std::size_t count, bool swapped) {
-  if (swapped) {
+  if (swapped)
     CopySwapped(from, to, count);
-  } else if (count != 0) {
+  else if (count != 0)
     std::memcpy(to, from, count);
-  }
 }
 
 #if defined(__SSE2__)
@@ -52,11 +51,9 @@ template <bool kSwapped>
 void CopyVectorsPastCache(const std::uint8_t* from, std::uint8_t* to, std::size_t count) {
   std::size_t done = 0;
   for (; done + kPages * kPage <= count; done += kPages * kPage) {
-    for (std::size_t line = done; line < done + kPage; line += kLine) {
-      for (std::size_t page = 0; page < kPages; ++page) {
+    for (std::size_t line = done; line < done + kPage; line += kLine)
+      for (std::size_t page = 0; page < kPages; ++page)
         CopyLine<kSwapped>(from + line + page * kPage, to + line + page * kPage);
-      }
-    }
   }
   for (; done < count; done += kVector) CopyVector<kSwapped>(from + done, to + done);
   _mm_sfence();  // such stores are not ordered: whoever is told of the frame next shall see them

@@ -147,13 +147,12 @@ bool StreamEngine::Core::OnTransfer(const BulkTransfer& transfer) {
     if (transfer.actual < transfer.capacity) parser_.EndFrame(nowNs);
     return true;
   }
-  if (transfer.status == TransferStatus::NoDevice) {
+  if (transfer.status == TransferStatus::NoDevice)
     NoteGone();
-  } else if (Emptying()) {
+  else if (Emptying())
     return transfer.status == TransferStatus::Completed;
-  } else if (running) {
+  else if (running)
     NoteFault(FaultOf(transfer.status));
-  }
   return false;
 }
 
@@ -166,11 +165,10 @@ void StreamEngine::Core::MeasureGap(std::uint64_t nowNs) {
 }
 
 void StreamEngine::Core::OnSubmitFailed(UsbError error) {
-  if (error == kUsbNoDevice) {
+  if (error == kUsbNoDevice)
     NoteGone();
-  } else {
+  else
     NoteFault(FrameStreamParser::Fault::Transport);
-  }
 }
 
 void StreamEngine::Core::OnStarved() {

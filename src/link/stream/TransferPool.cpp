@@ -112,9 +112,8 @@ void TransferPool::RetryParked() {
 bool TransferPool::Queue(BulkTransfer& transfer) {
   if (!BeginSubmit()) return false;
   const UsbError error = pipe_.Submit(transfer);
-  if (error == kUsbOk) {
+  if (error == kUsbOk)
     stats_.Update([](StreamCounters& c) { c.inFlightMax = std::max(c.inFlightMax, c.inFlight); });
-  }
   if (error != kUsbOk) UndoSubmit(transfer, error == kUsbNoMem);
   if (error != kUsbOk && error != kUsbNoMem) client_.OnSubmitFailed(error);
   const MutexLock lock(mutex_);

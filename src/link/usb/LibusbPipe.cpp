@@ -34,9 +34,7 @@ class LibusbTransfer : public BulkTransfer {
   }
 
   ~LibusbTransfer() override {
-    if (buffer != nullptr && !heap_) {
-      libusb_dev_mem_free(handle_, buffer, static_cast<std::size_t>(capacity));
-    }
+    if (buffer != nullptr && !heap_) libusb_dev_mem_free(handle_, buffer, static_cast<std::size_t>(capacity));
     libusb_free_transfer(transfer_);
   }
 

@@ -37,9 +37,8 @@ std::string OfferedBins(const ModelData& model) {
 
 std::string OfferedFormats(const ModelData& model) {
   std::string text;
-  for (std::size_t i = 0; i < kFormatNames.size(); ++i) {
+  for (std::size_t i = 0; i < kFormatNames.size(); ++i)
     if (model.formats[i]) text += (text.empty() ? "" : ", ") + std::string(kFormatNames[i]);
-  }
   return text;
 }
 

@@ -33,7 +33,8 @@ void FrameMailbox::Adopt(std::unique_ptr<std::uint8_t[]>& frame) {
 }
 
 void FrameMailbox::Publish(const FrameInfo& info) {
-  PublishIf(info, [] { return true; });
+  PublishIf(
+      info, [] { return true; });
 }
 
 void FrameMailbox::PublishIf(const FrameInfo& info, const std::function<bool()>& wanted) {
@@ -79,9 +80,8 @@ void FrameMailbox::Drop(FrameReader& reader) {
 
 void FrameMailbox::DropNewest() {
   Drop(own_);
-  for (const auto& reader : readers_) {
+  for (const auto& reader : readers_)
     if (reader->mode_ == ReadMode::Newest) Drop(*reader);
-  }
   Ring();
 }
 
@@ -92,11 +92,10 @@ void FrameMailbox::Ring() const {
 FrameMailbox::Result FrameMailbox::Wait(MutexLock& lock, const FrameReader& reader, int waitMs,
                                         const std::function<bool()>& mayCome) {
   const auto decided = [&] { return reader.waiting_ != 0 || reader.closed_ || !mayCome(); };
-  if (waitMs < 0) {
+  if (waitMs < 0)
     lock.Wait(changed_, decided);
-  } else if (!lock.WaitFor(changed_, std::chrono::milliseconds(waitMs), decided)) {
+  else if (!lock.WaitFor(changed_, std::chrono::milliseconds(waitMs), decided))
     return Result::TimedOut;
-  }
   if (reader.closed_) return Result::Closed;
   return reader.waiting_ != 0 ? Result::Frame : Result::Ended;
 }

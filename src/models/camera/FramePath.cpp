@@ -111,9 +111,8 @@ class Steps {
     const std::size_t at = static_cast<std::size_t>(strip.first) * width;
     const std::size_t count = static_cast<std::size_t>(strip.rows) * width;
     std::span<Sample> samples = frame_.subspan(at * host * host, count * host * host);
-    if (path_.autoFrame != nullptr && !path_.autoAfterBin) {
+    if (path_.autoFrame != nullptr && !path_.autoAfterBin)
       CopyForAutomaticControl<Sample>(path_, {samples, setup.TransferWidth(), false}, at * host * host);
-    }
     if (binned_) {
       const bool bayer = setup.rawPattern >= 0 && !path_.monoBin;
       const std::span<Sample> target = BinTarget(at, count);
@@ -124,11 +123,10 @@ class Steps {
     const Mosaic<Sample> mosaic{samples, setup.region.width, path_.monoBin};
     if (path_.autoFrame != nullptr && path_.autoAfterBin) CopyForAutomaticControl(path_, mosaic, at);
     if (colours_) BalanceWhite(path_, mosaic);
-    if (!converts_) {
+    if (!converts_)
       samples = FlipStrip(strip, samples, out_);
-    } else if (flips_) {
+    else if (flips_)
       samples = FlipStrip(strip, samples, other_);
-    }
     // Where the samples are in the end: the frame that was sent need not be written back to memory for it.
     if (gamma_ != nullptr) ApplyGamma(samples, gamma_);
   }
@@ -153,11 +151,10 @@ class Steps {
   void Convert(std::span<const std::uint8_t> frame) const {
     const FrameRegion& region = path_.setup.region;
     path_.converter.SetBayer(path_.outputPattern);
-    if (region.format == ORQ_IMG_RGB24) {
+    if (region.format == ORQ_IMG_RGB24)
       path_.converter.BayerToRGB24(frame.data(), region.width, region.height, out_.data());
-    } else {
+    else
       path_.converter.BayerToY8(frame.data(), region.width, region.height, out_.data());
-    }
   }
 
   const FramePath& path_;
@@ -175,11 +172,10 @@ class Steps {
 
 void RunFramePath(const FramePath& path, std::span<std::uint8_t> out) {
   assert(out.size() >= path.setup.OutputBytes());
-  if (path.setup.wide) {
+  if (path.setup.wide)
     Steps<std::uint16_t>(path, path.gamma16, out).Run();
-  } else {
+  else
     Steps<std::uint8_t>(path, path.gamma8, out).Run();
-  }
 }
 
 }  // namespace orq

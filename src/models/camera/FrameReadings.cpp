@@ -32,9 +32,8 @@ void CModelCamera::TakeReadings(FrameInfo& info) {
     if (cooler_) {
       if (cooler_->IsOn()) readings.targetC = TargetTemp.Load();
       long power = 0;
-      if (GetControlValue(ORQ_COOL_POWER_PERC, &power, nullptr) == CTRL_OK) {
+      if (GetControlValue(ORQ_COOL_POWER_PERC, &power, nullptr) == CTRL_OK)
         readings.coolerPower = static_cast<int>(power);
-      }
     }
     if (snapMode != 0 && info.exposureUs >= kCountedFromUs) readings.realExposureMs = RealExposureMs();
     worker.readings = readings;

@@ -204,9 +204,8 @@ bool CModelCamera::EnterKnownState() {
   known = ReleaseHold(*this) && known;
   known = WriteFPGAREG(wire::kFpgaSingle, 0) && known;
   TellFpgaCaptureMode(false);
-  if (hasGuidePort != 0) {
+  if (hasGuidePort != 0)
     for (const GuideD line : {GUIDE_NORTH, GUIDE_SOUTH, GUIDE_EAST, GUIDE_WEST}) PulseGuideOff(line);
-  }
   std::uint32_t tag = 0;
   known = ReadTag(*this, tag) && known;
   Tag().StartAwayFrom(tag);
@@ -219,11 +218,10 @@ bool CModelCamera::ProgramAll() {
   TellFpgaUsbHostType(usb3Host != 0);
   if (StartSensorCLK() == 0) return false;
   if (cooler_ && !cooler_->Adopt()) return false;
-  if (hasHighSpeed == 0) {
+  if (hasHighSpeed == 0)
     HighSpeed = 0;
-  } else if (const RegisterBatch mode = HighSpeedRegisters(HighSpeed != 0); !WriteHeld(*this, mode, mode)) {
+  else if (const RegisterBatch mode = HighSpeedRegisters(HighSpeed != 0); !WriteHeld(*this, mode, mode))
     return false;
-  }
   if (!RunSteps(*this, model_.sensor->PowerUp())) return false;
   RoundToSensor();
   if (fpgaBin != 0) SetFPGABinType(monoBin != 0);
@@ -299,9 +297,8 @@ bool CModelCamera::SetBrightness(int offset) {
   const int clamped = std::clamp(offset, limits.offsetMin, limits.offsetMax);
   const Sensor& sensor = *model_.sensor;
   const std::lock_guard lock(worker_->registers);
-  if (IsOpen() && !WriteTogether(BlackLevelRegisters(sensor, clamped), BlackLevelRegisters(sensor, Brightness))) {
+  if (IsOpen() && !WriteTogether(BlackLevelRegisters(sensor, clamped), BlackLevelRegisters(sensor, Brightness)))
     return false;
-  }
   Brightness = clamped;
   return true;
 }
@@ -463,11 +460,10 @@ bool CModelCamera::ChangeFrames(const std::function<bool()>& change, std::string
     if (StopCapture() == 0) StopWorkers();
   }
   const bool applied = change();
-  if (applied) {
+  if (applied)
     worker.mailbox.Discard();
-  } else {
+  else
     reason = "the camera refused the region: " + LinkError();
-  }
   if (restart) {
     const bool started = StartCapture(snap) != 0;
     worker.mailbox.Notify([&] { worker.restarting = false; });

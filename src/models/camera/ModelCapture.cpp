@@ -129,11 +129,10 @@ void CModelCamera::Capture(bool* running, bool triggered) {
   if (end == StreamEnd::Stopped) worker.mailbox.Discard();
   worker.mailbox.Notify([&] {
     worker.ended = true;
-    if (end == StreamEnd::Delivered) {
+    if (end == StreamEnd::Delivered)
       expStatus = ExpSuccess;
-    } else {
+    else
       expStatus = end == StreamEnd::Failed || snap ? ExpFailed : ExpIdle;
-    }
   });
   if (worker.captureEnded) worker.captureEnded();
 }

@@ -28,9 +28,8 @@ float CModelCamera::GetSensorTempInside() {
     unsigned char low = 0;
     unsigned char again = 0;
     if (!read(0, low) || !read(1, again)) return sensorTemp;
-    if (again == high) {
+    if (again == high)
       return static_cast<float>(static_cast<std::int16_t>(high << 8 | low)) * kSensorDegreesPerCount;
-    }
     high = again;
   }
   return sensorTemp;
@@ -57,9 +56,8 @@ int CModelCamera::SetControlValue(ORQ_CONTROL_TYPE id, long value, bool autoOn) 
   }
   if (const std::optional<int> result = SetClimate(id, value)) return *result;
   const std::lock_guard lock(worker_->controls);
-  if (_ORQ_CONTROL_CAPS caps; id == ORQ_READOUT_MODE && DescribeReadoutMode(caps)) {
+  if (_ORQ_CONTROL_CAPS caps; id == ORQ_READOUT_MODE && DescribeReadoutMode(caps))
     return SetResult(SetReadoutMode(static_cast<int>(std::clamp<long>(value, caps.minValue, caps.maxValue))));
-  }
   const int result = CCameraBase::SetControlValue(id, value, autoOn);
   const bool chosen = result == CTRL_OK && (id == ORQ_GPS_START_LINE || id == ORQ_GPS_END_LINE) && model_.gps;
   return chosen && !FollowGpsLines(false) ? CTRL_SET_FAILED : result;
@@ -91,9 +89,8 @@ bool CModelCamera::DescribeReadoutMode(_ORQ_CONTROL_CAPS& caps) const {
   const std::span<const ReadoutMode> modes = model_.sensor->Modes();
   if (modes.empty()) return false;
   std::string names = "Readout mode:";
-  for (std::size_t i = 0; i < modes.size(); ++i) {
+  for (std::size_t i = 0; i < modes.size(); ++i)
     names.append(i == 0 ? "" : " ").append(std::to_string(i)).append("->").append(modes[i].name);
-  }
   caps = {};
   std::snprintf(caps.name, sizeof caps.name, "%s", kReadoutModeName);
   std::snprintf(caps.description, sizeof caps.description, "%s", names.c_str());

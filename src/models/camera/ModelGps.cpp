@@ -27,9 +27,8 @@ bool ReadLines(CCameraBase& camera, Lines& lines) {
 
 bool ReadFollowed(CCameraBase& camera, Lines& lines) {
   std::array<unsigned char, 4> bytes{};
-  for (unsigned short i = 0; i < bytes.size(); ++i) {
+  for (unsigned short i = 0; i < bytes.size(); ++i)
     if (!camera.ReadFPGAREG(static_cast<unsigned short>(wire::kFpgaGpsFollowed + i), &bytes[i])) return false;
-  }
   lines = {bytes[0] + 256 * bytes[1], bytes[2] + 256 * bytes[3]};
   return true;
 }
@@ -37,9 +36,8 @@ bool ReadFollowed(CCameraBase& camera, Lines& lines) {
 bool WriteFollowed(CCameraBase& camera, const Lines& lines) {
   const int bytes[] = {lines.start, lines.start >> 8, lines.end, lines.end >> 8};
   unsigned short reg = wire::kFpgaGpsFollowed;
-  for (const int byte : bytes) {
+  for (const int byte : bytes)
     if (!camera.WriteFPGAREG(reg++, static_cast<unsigned short>(byte & 0xFF))) return false;
-  }
   return true;
 }
 

@@ -19,7 +19,8 @@ bool Write(CCameraFX3& link, const RegisterWrite& write) {
 }
 
 bool WriteAll(CCameraFX3& link, const RegisterBatch& batch) {
-  return std::ranges::all_of(batch.Writes(), [&](const RegisterWrite& write) { return Write(link, write); });
+  return std::ranges::all_of(
+      batch.Writes(), [&](const RegisterWrite& write) { return Write(link, write); });
 }
 
 /// Last of a batch: a sensor may take its registers up before the FPGA does, and a frame with the new tag has all
@@ -33,17 +34,18 @@ bool WriteNextTag(CCameraFX3& link) {
 }  // namespace
 
 void RegisterBatch::Add(bool sensor, std::uint16_t reg, std::uint64_t value, int bytes) {
-  for (int i = 0; i < bytes; ++i) {
+  for (int i = 0; i < bytes; ++i)
     writes_.push_back({sensor, static_cast<std::uint16_t>(reg + i), static_cast<std::uint8_t>(value >> (8 * i))});
-  }
 }
 
 bool RunSteps(CCameraFX3& link, std::span<const SensorStep> steps) {
-  return std::ranges::all_of(steps, [&](const SensorStep& step) {
-    if (!link.WriteSONYREG(step.reg, step.value)) return false;
-    if (step.waitUs != 0) std::this_thread::sleep_for(std::chrono::microseconds(step.waitUs));
-    return true;
-  });
+  return std::ranges::all_of(
+      steps,
+      [&](const SensorStep& step) {
+        if (!link.WriteSONYREG(step.reg, step.value)) return false;
+        if (step.waitUs != 0) std::this_thread::sleep_for(std::chrono::microseconds(step.waitUs));
+        return true;
+      });
 }
 
 bool WriteHeld(CCameraFX3& link, const RegisterBatch& batch, const RegisterBatch& previous) {
@@ -57,9 +59,8 @@ bool WriteHeld(CCameraFX3& link, const RegisterBatch& batch, const RegisterBatch
   const auto begin = ofSensor ? sensor.BeginTogether() : std::span<const SensorStep>();
   const auto end = ofSensor ? sensor.EndTogether() : std::span<const SensorStep>();
   if (RunSteps(link, begin) && WriteAll(link, batch) && RunSteps(link, end) && WriteNextTag(link) &&
-      link.WriteFPGAREG(wire::kFpgaUpdateHold, 0)) {
+      link.WriteFPGAREG(wire::kFpgaUpdateHold, 0))
     return true;
-  }
   // Each on its own: one refused register must not keep the others from going back.
   for (const RegisterWrite& write : previous.Writes()) Write(link, write);
   RunSteps(link, end);
@@ -74,9 +75,8 @@ bool WriteTag(CCameraFX3& link) {
 
 bool ReadTag(CCameraFX3& link, std::uint32_t& tag) {
   std::array<std::uint8_t, kTagBytes> bytes{};
-  for (std::size_t i = 0; i < bytes.size(); ++i) {
+  for (std::size_t i = 0; i < bytes.size(); ++i)
     if (!link.ReadFPGAREG(static_cast<unsigned short>(wire::kFpgaSettingsTag + i), &bytes[i])) return false;
-  }
   tag = static_cast<std::uint32_t>(GetLittle(bytes, 0, bytes.size()));
   return true;
 }

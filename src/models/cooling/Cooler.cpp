@@ -90,9 +90,8 @@ bool Cooler::SwitchOn() {
   EndThread();  // one that ended by itself
   if (camera_.bOpened == 0) return false;
   if (camera_.FanAdjustCheck() && camera_.GetFanSpeed() == 0) camera_.SetFanSpeed(kFanFull);
-  if (!camera_.WriteFPGAREG(wire::kFpgaCoolerWatchdog, static_cast<unsigned short>(data_.watchdogSeconds))) {
+  if (!camera_.WriteFPGAREG(wire::kFpgaCoolerWatchdog, static_cast<unsigned short>(data_.watchdogSeconds)))
     return false;
-  }
   keep_ = false;
   if (StartThread({})) return true;
   WriteOff();
@@ -130,17 +129,15 @@ bool Cooler::Adopt() {
   const MutexLock lock(switching_);
   unsigned char drive = 0;
   unsigned char heater = 0;
-  if (!camera_.ReadFPGAREG(wire::kFpgaCoolerPower, &drive) || !camera_.ReadFPGAREG(wire::kFpgaHeater, &heater)) {
+  if (!camera_.ReadFPGAREG(wire::kFpgaCoolerPower, &drive) || !camera_.ReadFPGAREG(wire::kFpgaHeater, &heater))
     return false;
-  }
   heater_ = heater != 0;
   keep_ = false;
   if (drive == 0) return true;
   unsigned char target = 0;
   if (!camera_.ReadFPGAREG(wire::kFpgaCoolerTarget, &target)) return false;
-  if (!camera_.WriteFPGAREG(wire::kFpgaCoolerWatchdog, static_cast<unsigned short>(data_.watchdogSeconds))) {
+  if (!camera_.WriteFPGAREG(wire::kFpgaCoolerWatchdog, static_cast<unsigned short>(data_.watchdogSeconds)))
     return false;
-  }
   camera_.TargetTemp = HeldTarget(camera_, static_cast<std::int8_t>(target));
   const double percent = drive * 100.0 / kFullDrive;
   camera_.coolPowerPerc = static_cast<float>(percent);
@@ -241,13 +238,12 @@ bool Cooler::Regulate(Loop& loop, double seconds) {
   }
   const bool written = WriteDrive(drive);
   if (camera_.DeviceLost() || camera_.bOpened == 0) return false;
-  if (failures > kFailuresHeld) {
+  if (failures > kFailuresHeld)
     SetTrouble("the thermometer does not answer: the cooler is held off");
-  } else if (!written) {
+  else if (!written)
     SetTrouble("the camera refuses the cooler's drive");
-  } else {
+  else
     SetTrouble(reach ? ReachText(*reach, target) : "", reach);
-  }
   return true;
 }
 

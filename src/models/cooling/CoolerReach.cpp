@@ -25,11 +25,10 @@ std::optional<double> CoolerReach::Look(double temperature, double target, doubl
   }
   window_->seconds += seconds;
   if (window_->seconds < kWindowSeconds) return reach_;
-  if (window_->from - temperature >= kLeastGain) {
+  if (window_->from - temperature >= kLeastGain)
     reach_.reset();
-  } else if (!reach_ || std::abs(*reach_ - temperature) >= kSameReach) {
+  else if (!reach_ || std::abs(*reach_ - temperature) >= kSameReach)
     reach_ = temperature;
-  }
   window_ = Window{.from = temperature};
   return reach_;
 }

@@ -30,11 +30,10 @@ double NextDrive(const RegulatorTuning& tuning, RegulatorState& state, double te
   const double grown = state.integral + proportional * step / tuning.integralSeconds;
   // The integral takes the drive to either end and does not grow beyond it: it would have to shrink again before
   // the drive could leave.
-  if (tooWarm > 0.0) {
+  if (tooWarm > 0.0)
     state.integral = std::min(grown, std::max(state.integral, tuning.mostPercent - proportional));
-  } else {
+  else
     state.integral = std::max(grown, std::min(state.integral, -proportional));
-  }
   return std::clamp(proportional + state.integral, 0.0, tuning.mostPercent);
 }
 

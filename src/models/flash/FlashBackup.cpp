@@ -57,12 +57,10 @@ bool GoesOn(const FlashWatcher& watcher, const char* step, std::uint32_t done) {
 }
 
 bool ReadChunk(CCameraBase& camera, std::uint32_t address, std::span<std::uint8_t> chunk) {
-  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+  for (int attempt = 0; attempt < kAttempts; ++attempt)
     if (camera.ReadFromSPIFlash(chunk.data(), address, static_cast<std::uint32_t>(chunk.size()),
-                                wire::kReqFlashRead)) {
+                                wire::kReqFlashRead))
       return true;
-    }
-  }
   return false;
 }
 
@@ -71,12 +69,10 @@ FlashOutcome ReadBytes(CCameraBase& camera, std::uint32_t address, std::span<std
                        const FlashWatcher& watcher, const char* step) {
   for (std::uint32_t offset = 0; offset < bytes.size(); offset += kFlashChunkBytes) {
     const std::uint32_t at = address + offset;
-    if (!GoesOn(watcher, step, at - kBackupAddress)) {
+    if (!GoesOn(watcher, step, at - kBackupAddress))
       return Fail(FlashResult::Cancelled, std::string("stopped while ") + step + " flash");
-    }
-    if (!ReadChunk(camera, at, bytes.subspan(offset, kFlashChunkBytes))) {
+    if (!ReadChunk(camera, at, bytes.subspan(offset, kFlashChunkBytes)))
       return Fail(FlashResult::CameraFailed, "cannot read flash" + At(at));
-    }
   }
   return {};
 }
@@ -95,19 +91,17 @@ bool WriteChunk(CCameraBase& camera, std::uint32_t address, std::span<const std:
 }
 
 FlashOutcome WriteSector(CCameraBase& camera, std::uint32_t address, std::span<const std::uint8_t> sector) {
-  if (camera.EraseSectorOfSPIFlash(address / kFlashSectorBytes, wire::kReqFlashErase) != 0) {
+  if (camera.EraseSectorOfSPIFlash(address / kFlashSectorBytes, wire::kReqFlashErase) != 0)
     return Fail(FlashResult::CameraFailed, "cannot erase flash" + At(address));
-  }
-  for (std::uint32_t offset = 0; offset < kFlashSectorBytes; offset += kFlashChunkBytes) {
-    if (!WriteChunk(camera, address + offset, sector.subspan(offset, kFlashChunkBytes))) {
+  for (std::uint32_t offset = 0; offset < kFlashSectorBytes; offset += kFlashChunkBytes)
+    if (!WriteChunk(camera, address + offset, sector.subspan(offset, kFlashChunkBytes)))
       return Fail(FlashResult::CameraFailed, "flash does not keep what is written" + At(address + offset));
-    }
-  }
   return {};
 }
 
 bool HasSerial(const _ORQ_ID& id) {
-  return std::ranges::any_of(id.id, [](std::uint8_t byte) { return byte != 0; });
+  return std::ranges::any_of(
+      id.id, [](std::uint8_t byte) { return byte != 0; });
 }
 
 /// "flash-0123456789abcdef-20260131T235959Z"
@@ -127,9 +121,8 @@ FlashOutcome FileFail(const char* what, const std::string& path, const std::stri
 
 FlashOutcome FlashUsable(const CCameraBase& camera) {
   if (camera.bOpened == 0) return Fail(FlashResult::Refused, "the camera is not open");
-  if (camera.IsCaptureRunning()) {
+  if (camera.IsCaptureRunning())
     return Fail(FlashResult::Refused, "flash cannot be used while capture runs; stop it first");
-  }
   return {};
 }
 
@@ -159,9 +152,8 @@ FlashOutcome RestoreFlashImage(CCameraBase& camera, const FlashImage& image, con
   for (std::uint32_t offset = 0; offset < kBackupBytes; offset += kFlashSectorBytes) {
     const auto wanted = std::span(image.bytes).subspan(offset, kFlashSectorBytes);
     FlashOutcome outcome = ReadBytes(camera, kBackupAddress + offset, stored, watcher, "restoring");
-    if (outcome.Done() && !std::ranges::equal(stored, wanted)) {
+    if (outcome.Done() && !std::ranges::equal(stored, wanted))
       outcome = WriteSector(camera, kBackupAddress + offset, wanted);
-    }
     if (!outcome.Done()) return outcome;
   }
   return {};
@@ -211,22 +203,18 @@ FlashOutcome LoadFlashImage(const std::string& path, FlashImage& image) {
   std::ifstream file(path, std::ios::binary);
   std::vector<std::uint8_t> bytes(kFileBytes + 1);
   file.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-  if (!file.is_open() || file.bad()) {
+  if (!file.is_open() || file.bad())
     return FileFail("read", path, errno != 0 ? std::strerror(errno) : "input error");
-  }
   bytes.resize(static_cast<std::size_t>(file.gcount()));
-  if (bytes.size() < kMagic.size() || !std::equal(kMagic.begin(), kMagic.end(), bytes.begin())) {
+  if (bytes.size() < kMagic.size() || !std::equal(kMagic.begin(), kMagic.end(), bytes.begin()))
     return FileFail("use", path, "it is no backup of flash");
-  }
   const std::span all(bytes);
-  if (bytes.size() < kHeadBytes || GetLittle(all, kVersionAt, 2) != kVersion) {
+  if (bytes.size() < kHeadBytes || GetLittle(all, kVersionAt, 2) != kVersion)
     return FileFail("use", path, "it is damaged or from a newer version of this program");
-  }
   if (bytes.size() != kFileBytes || GetLittle(all, kAddressAt, 4) != kBackupAddress ||
       GetLittle(all, kCountAt, 4) != kBackupBytes ||
-      GetLittle(all, kHeadBytes + kBackupBytes, kSumBytes) != CheckSum(all.first(kHeadBytes + kBackupBytes))) {
+      GetLittle(all, kHeadBytes + kBackupBytes, kSumBytes) != CheckSum(all.first(kHeadBytes + kBackupBytes)))
     return FileFail("use", path, "it is damaged");
-  }
   image.productId = static_cast<std::int32_t>(GetLittle(all, kProductAt, 2));
   std::copy_n(bytes.begin() + kSerialAt, std::size(image.serial.id), image.serial.id);
   image.bytes.assign(bytes.begin() + kHeadBytes, bytes.begin() + kHeadBytes + kBackupBytes);

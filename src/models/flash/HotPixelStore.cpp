@@ -126,9 +126,8 @@ FlashOutcome StoreHotPixels(CCameraBase& camera, const FlashImage& before, const
   if (marks.empty()) return {FlashResult::Refused, "no dark image was taken"};
   const Bytes bitmap = Packed(marks);
   const Bytes record = RecordOf(camera, bitmap);
-  if (!HoldsAll(record, bitmap)) {
+  if (!HoldsAll(record, bitmap))
     return {FlashResult::Refused, "these are more hot pixels than the camera's flash has room for"};
-  }
   // Its result is not the last word: a record of whole chunks counts as not saved, and what is not saved may still
   // be got into flash by another attempt.
   {
@@ -141,9 +140,8 @@ FlashOutcome StoreHotPixels(CCameraBase& camera, const FlashImage& before, const
   };
   FlashOutcome outcome = RestoreFlashImage(camera, WithRecord(before, record), saving);
   if (outcome.result == FlashResult::Cancelled) outcome.reason = "stopped before all of the table was checked";
-  if (outcome.Done() && !camera.LoadHPCTable()) {
+  if (outcome.Done() && !camera.LoadHPCTable())
     outcome = {FlashResult::CameraFailed, "the hot-pixel table was saved, but cannot be loaded"};
-  }
   return outcome;
 }
 

@@ -39,11 +39,10 @@ RowTimes ComputerTimes(const FrameInfo& info, std::uint64_t durationNs) {
 void UseGpsTimes(std::optional<RowTimes> times, FrameInfo& info) {
   if (!times) return;
   times->uncertainty += info.gps.predictionError;
-  if (times->uncertainty <= info.times.uncertainty) {
+  if (times->uncertainty <= info.times.uncertainty)
     info.times = *times;
-  } else {
+  else
     info.gps.state = info.gps.state == GpsState::Fix ? GpsState::Uncertain : GpsState::Missed;
-  }
 }
 
 }  // namespace
@@ -100,9 +99,7 @@ void CModelCamera::FollowCadence(std::uint32_t latch, const TimesOf& timesOf, Fr
       [[fallthrough]];
     }
     case GpsState::Unreadable:
-      if (const auto predicted = latch != 0 ? cadence.Predict(frame) : std::nullopt) {
-        info.gps = *predicted;
-      }
+      if (const auto predicted = latch != 0 ? cadence.Predict(frame) : std::nullopt) info.gps = *predicted;
       break;
     default:
       cadence.Forget();

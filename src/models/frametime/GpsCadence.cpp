@@ -55,11 +55,10 @@ void GpsCadence::See(const FrameNumbers& frame, const FrameGps& fix) {
   if (last_) {
     const std::int32_t steps = LatchSteps(last_->frame.latch, frame.latch);
     if (steps == 0) return;
-    if (steps == static_cast<std::int32_t>(frame.sequence - last_->frame.sequence)) {
+    if (steps == static_cast<std::int32_t>(frame.sequence - last_->frame.sequence))
       Judge(steps, fix.latched.start - last_->fix.latched.start);
-    } else {
+    else
       Forget();
-    }
   }
   last_ = Latch{frame, fix};
 }

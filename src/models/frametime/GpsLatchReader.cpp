@@ -99,9 +99,8 @@ GpsLatchReader::Outcome GpsLatchReader::ReadWanted(std::uint32_t wanted, Latch& 
 // Counter and blocks of one latch, which cannot change on the way.
 bool GpsLatchReader::ReadAtOnce(Latch& latch) {
   std::array<std::uint8_t, wire::kGpsLatchBytes> answer{};
-  if (!camera_.SendCMD(wire::kReqGpsLatch, 0, 0, true, answer.data(), static_cast<long>(answer.size()))) {
+  if (!camera_.SendCMD(wire::kReqGpsLatch, 0, 0, true, answer.data(), static_cast<long>(answer.size())))
     return false;
-  }
   latch.count = static_cast<std::uint32_t>(GetLittle(answer, 0, wire::kGpsLatchCountBytes));
   auto from = answer.begin() + wire::kGpsLatchCountBytes;
   for (auto& block : latch.blocks) {
@@ -145,9 +144,8 @@ GpsLatchReader::Outcome GpsLatchReader::ReadOldBlocks(std::uint32_t wanted, Latc
   for (std::size_t line = 0; line < kLines; ++line) {
     std::array<std::uint8_t, wire::kGpsLatchCountBytes + kGpsV0Bytes> answer{};
     if (!camera_.SendCMD(wire::kReqGpsBlock, static_cast<unsigned short>(line), 0, true, answer.data(),
-                         static_cast<long>(answer.size()))) {
+                         static_cast<long>(answer.size())))
       return Outcome::Failed;
-    }
     latch.count = static_cast<std::uint32_t>(GetLittle(answer, 0, wire::kGpsLatchCountBytes));
     if (latch.count != wanted) return Outcome::OtherFrame;
     std::copy(answer.begin() + wire::kGpsLatchCountBytes, answer.end(), latch.blocks[line].begin());

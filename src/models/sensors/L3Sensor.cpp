@@ -34,9 +34,8 @@ constexpr SensorStep kBegin[] = {{kHold, 1}};
 constexpr SensorStep kEnd[] = {{kHold, 0}};
 
 void AddHighByteFirst(RegisterBatch& batch, std::uint16_t reg, std::uint64_t value, int bytes) {
-  for (int i = 0; i < bytes; ++i) {
+  for (int i = 0; i < bytes; ++i)
     batch.Sensor(static_cast<std::uint16_t>(reg + i), value >> (8 * (bytes - 1 - i)) & 0xFF);
-  }
 }
 
 }  // namespace

@@ -289,12 +289,10 @@ constexpr std::array kModels{K1C(), K1M(), K2M(), X26M(), T46C(), H53M(), B29M()
 // Of two rows with one name or number the second would never be found.
 constexpr bool AreAllDifferent() {
   for (std::size_t i = 0; i < kModels.size(); ++i) {
-    for (std::size_t j = 0; j < i; ++j) {
+    for (std::size_t j = 0; j < i; ++j)
       if (kModels[i].productId == kModels[j].productId || kModels[i].key == kModels[j].key ||
-          kModels[i].name == kModels[j].name) {
+          kModels[i].name == kModels[j].name)
         return false;
-      }
-    }
   }
   return true;
 }

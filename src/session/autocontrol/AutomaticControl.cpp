@@ -28,9 +28,8 @@ std::string AutoText(const AutoReading& reading) {
   std::string text;
   if (reading.mean != 0) text = Format("mean %d of %d, ", reading.mean, reading.target);
   text += "exposure " + ExposureText(reading.exposureUs) + Format(", gain %d", reading.gain);
-  if (reading.whiteBalance) {
+  if (reading.whiteBalance)
     text += Format(", white balance %d and %d", reading.whiteBalance->first, reading.whiteBalance->second);
-  }
   return text;
 }
 
@@ -61,9 +60,8 @@ void AutomaticControl::Settle(double seconds, const SettleSteps& steps) const {
       throw Failure(Status::Timeout, Format("automatic control has not settled after %g s: %s; allow it more time",
                                             seconds, AutoText(Read()).c_str()));
     }
-    if (!steps.mayGoOn(Read())) {
+    if (!steps.mayGoOn(Read()))
       throw Failure(Status::Cancelled, "interrupted before automatic control had settled");
-    }
     steps.takeFrame();
   }
 }

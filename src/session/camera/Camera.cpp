@@ -41,9 +41,8 @@ void Camera::OpenDevice(std::string_view name, const OpenOptions& options) {
   if (device.Model().gps) device.StampFrames(std::chrono::milliseconds(0));
   device.OnCaptureEnd([this] { LookSoon(true); });
   if (device.OpenCamera(named_.openIndex) == 0) throw OpenFailure(device, std::string(name));
-  if (repairs && device.HPC == 0) {
+  if (repairs && device.HPC == 0)
     events_->Put(EventKind::Uncorrected, "hot pixels are not repaired: their table cannot be loaded");
-  }
   KeepFacts(ReadFacts());
   // One that was found on is left on.
   long cools = 0;
@@ -103,9 +102,8 @@ Camera::~Camera() {
 }
 
 void Camera::Close() {
-  if (flashWork_) {
+  if (flashWork_)
     throw Failure(Status::Busy, "the camera's flash is being read or written: wait for it, or abort it");
-  }
   Leave();
 }
 

@@ -35,9 +35,8 @@ void DemandCapture(CModelCamera& device) {
 void RunAutomatic(CModelCamera& device) {
   if (!IsAutomatic(device)) return device.StopAutoControlThr();
   device.autoSteadyCycles = 0;
-  if (!device.autoThr.IsActive() && device.StartAutoControlThr() == 0) {
+  if (!device.autoThr.IsActive() && device.StartAutoControlThr() == 0)
     throw Failure(Status::Internal, "automatic control could not be started");
-  }
 }
 
 AutomaticState AutomaticNow(Camera& camera) {

@@ -26,9 +26,8 @@ void Camera::StartExposure(microseconds exposure) {
       throw Failure(Status::Range, "the exposure must be from " + std::to_string(limits.exposureMin) + " to " +
                                        std::to_string(limits.exposureMax) + " us");
     }
-    if (Device().SetControlValue(ORQ_EXPOSURE, static_cast<long>(exposure.count()), false) != CTRL_OK) {
+    if (Device().SetControlValue(ORQ_EXPOSURE, static_cast<long>(exposure.count()), false) != CTRL_OK)
       Fail("the camera refused the exposure");
-    }
   }
   Start(Capture::Exposure);
 }

@@ -46,9 +46,8 @@ Control ControlOf(Camera& camera, std::string_view name) {
 }
 
 Control ControlOf(Camera& camera, std::int32_t id) {
-  if (id < 0 || id > ORQ_READOUT_MODE) {
+  if (id < 0 || id > ORQ_READOUT_MODE)
     throw Failure(Status::Invalid, "there is no control with the number " + std::to_string(id));
-  }
   return FindControl(*Camera::Use(camera), static_cast<ORQ_CONTROL_TYPE>(id));
 }
 
@@ -146,9 +145,8 @@ GpsReceiver ReceiverOf(Camera& camera) {
   DemandGps(*device);
   GpsReceiver receiver;
   const int result = device->GPSGetData(&receiver.start, &receiver.end);
-  if (result != CTRL_OK && result != CTRL_GPS_DATA_INVALID && result != CTRL_GPS_VER_TOO_LOW) {
+  if (result != CTRL_OK && result != CTRL_GPS_DATA_INVALID && result != CTRL_GPS_VER_TOO_LOW)
     camera.Fail("cannot read the GPS receiver");
-  }
   receiver.version = device->GPSVer();
   receiver.readable = result != CTRL_GPS_VER_TOO_LOW;
   receiver.fix = result == CTRL_OK;
@@ -171,16 +169,13 @@ GpsLines LinesOf(Camera& camera, bool& follow) {
 void SetLines(Camera& camera, const GpsLines& lines) {
   const Camera::Use device(camera);
   DemandGps(*device);
-  if (lines.start < 0 || lines.end < 0 || lines.start >= device->iMaxHeight || lines.end >= device->iMaxHeight) {
+  if (lines.start < 0 || lines.end < 0 || lines.start >= device->iMaxHeight || lines.end >= device->iMaxHeight)
     throw Failure(Status::Range, "GPS lines must be from 0 to " + std::to_string(device->iMaxHeight - 1));
-  }
   std::string left;
-  if (SetGpsLines(*device, lines, left) != CTRL_OK) {
+  if (SetGpsLines(*device, lines, left) != CTRL_OK)
     throw LinkFailure(*device, "cannot set the GPS lines (" + left + ")");
-  }
-  if (!device->FollowGpsLines(false)) {
+  if (!device->FollowGpsLines(false))
     throw LinkFailure(*device, "the GPS lines were set, but move with the region still");
-  }
 }
 
 void FollowLines(Camera& camera, bool follow) {

@@ -16,9 +16,7 @@ void Demand(const CModelCamera& device, const DarkOutcome& outcome) {
     case DarkResult::Refused:
       throw Failure(Status::State, outcome.reason);
     case DarkResult::CameraFailed:
-      if (device.DeviceLost()) {
-        throw Failure(Status::Lost, outcome.reason + "; check the camera's cable");
-      }
+      if (device.DeviceLost()) throw Failure(Status::Lost, outcome.reason + "; check the camera's cable");
       throw Failure(Status::Refused, outcome.reason);
   }
 }
@@ -123,9 +121,8 @@ DarkState DarkInUse(Camera& camera) {
   const Camera::Use device(camera);
   const FrameOrigin origin = camera.Origin();
   DarkState state{.inUse = !origin.dark.darkFile.empty(), .trouble = origin.darkTrouble, .differences = {}};
-  if (origin.darkDescription) {
+  if (origin.darkDescription)
     state.differences = DarkDifferences(*origin.darkDescription, PresentSettings(*device, camera.Facts().serial));
-  }
   return state;
 }
 

@@ -46,14 +46,12 @@ void Overwrite(Camera& camera, const FlashSafety& safety, Work work) {
   const FlashWatcher watcher = WatcherOf(turn, safety.tell);
   FlashBackup backup;
   FlashOutcome saved = BackUpFlash(*turn, folder, backup, watcher);
-  if (saved.result == FlashResult::FileFailed) {
+  if (saved.result == FlashResult::FileFailed)
     saved.reason += "; nothing was changed; name another folder for the backup";
-  }
   DemandDone(*turn, saved);
   // The last moment at which stopping costs nothing.
-  if (!watcher({"reading", kBackupBytes, kBackupBytes})) {
+  if (!watcher({"reading", kBackupBytes, kBackupBytes}))
     throw Failure(Status::Cancelled, "interrupted; nothing was changed");
-  }
   camera.NoteBackup(backup.path);
   DemandStored(*turn, work(*turn, backup, watcher), backup);
 }
@@ -98,9 +96,8 @@ void RestoreFlash(Camera& camera, const std::string& path, bool otherCamera, con
   if (!otherCamera && !file.isOfCamera) throw Failure(Status::Invalid, "the file is of another camera");
   Overwrite(camera, safety, [&](CModelCamera& device, const FlashBackup&, const FlashWatcher& watcher) {
     FlashOutcome outcome = RestoreFlashImage(device, file.image, watcher);
-    if (outcome.result == FlashResult::Cancelled || outcome.result == FlashResult::CameraFailed) {
+    if (outcome.result == FlashResult::Cancelled || outcome.result == FlashResult::CameraFailed)
       outcome.reason += "; restore it again to finish";
-    }
     return outcome;
   });
   camera.RefreshFacts();  // the id may be another
@@ -118,9 +115,8 @@ std::string FlashDifference(Camera& camera, const std::string& path, const Flash
 void StoreUserId(Camera& camera, const std::string& id, const FlashSafety& safety) {
   _ORQ_ID bytes{};
   const bool plain = std::ranges::all_of(id, [](char c) { return c >= ' ' && c <= '~'; });
-  if (id.size() > sizeof bytes.id || !plain) {
+  if (id.size() > sizeof bytes.id || !plain)
     throw Failure(Status::Invalid, "an id has up to 8 plain characters, not '" + id + "'");
-  }
   std::ranges::copy(id, bytes.id);
   Overwrite(camera, safety, [&](CModelCamera& device, const FlashBackup& backup, const FlashWatcher& watcher) {
     return orq::StoreUserId(device, bytes, backup.image, watcher);
@@ -129,9 +125,11 @@ void StoreUserId(Camera& camera, const std::string& id, const FlashSafety& safet
 }
 
 void StoreHotPixels(Camera& camera, const FlashSafety& safety) {
-  Overwrite(camera, safety, [&](CModelCamera& device, const FlashBackup& backup, const FlashWatcher& watcher) {
-    return orq::StoreHotPixels(device, backup.image, watcher);
-  });
+  Overwrite(
+      camera, safety,
+      [&](CModelCamera& device, const FlashBackup& backup, const FlashWatcher& watcher) {
+        return orq::StoreHotPixels(device, backup.image, watcher);
+      });
 }
 
 std::string UserId(Camera& camera) {
@@ -151,9 +149,8 @@ std::string SensorId(Camera& camera) {
   unsigned char byte = 0;
   if (!device->ReadSONYREG(wire::kSensorIdentity, &byte)) camera.Fail("the sensor does not answer");
   std::string id(digits.begin(), digits.begin() + kDigits);
-  if (id.find_first_not_of('0') == std::string::npos) {
+  if (id.find_first_not_of('0') == std::string::npos)
     throw Failure(Status::Unsupported, "the sensor of this camera tells no identity");
-  }
   return id;
 }
 

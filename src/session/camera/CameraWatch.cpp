@@ -102,9 +102,11 @@ void Camera::LookForReturn() {
   }
   if (returned_ && !options_.resume) return;
   auto devices = named_.makePort()->List(wire::kVendorId);
-  std::erase_if(devices, [this](const UsbDeviceEntry& device) {
-    return device.productId != static_cast<std::uint16_t>(Device().iPID);
-  });
+  std::erase_if(
+      devices,
+      [this](const UsbDeviceEntry& device) {
+        return device.productId != static_cast<std::uint16_t>(Device().iPID);
+      });
   const auto same = [](const UsbDeviceEntry& a, const UsbDeviceEntry& b) {
     return a.bus == b.bus && a.address == b.address;
   };

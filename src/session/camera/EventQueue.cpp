@@ -47,9 +47,8 @@ int EventQueue::Descriptor() {
   const MutexLock lock(mutex_);
   if (descriptor_ < 0) {
     descriptor_ = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    if (descriptor_ < 0) {
+    if (descriptor_ < 0)
       throw Failure(Status::Memory, "the system gives no more descriptors: close some files, or allow more");
-    }
     Show();
   }
   return descriptor_;

@@ -50,9 +50,8 @@ TriggerPulse TriggerOutput(Camera& camera, int output) {
 void SetTriggerOutput(Camera& camera, int output, const TriggerPulse& pulse) {
   const Camera::Use device(camera);
   const Trig_Output_Pin pin = PinOf(device, output);
-  if (pulse.delayUs < 0 || pulse.lengthUs < 0) {
+  if (pulse.delayUs < 0 || pulse.lengthUs < 0)
     throw Failure(Status::Range, "delay and length of a pulse must be 0 us or more");
-  }
   device->SetTrigOutPinConf(pin, pulse.high, pulse.delayUs, pulse.lengthUs);
   if (device->DeviceLost()) camera.Fail("the trigger output was not set");
 }

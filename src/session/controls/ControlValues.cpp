@@ -49,9 +49,8 @@ void WriteControl(CModelCamera& camera, const Control& control, const ControlSet
   const std::int64_t raw = setting.automatic ? ReadControl(camera, control).raw : setting.raw;
   const int result = camera.SetControlValue(control.id, static_cast<long>(raw), setting.automatic);
   if (result == CTRL_NOT_SUPPORTED) throw NotSupported(control);
-  if (result != CTRL_OK) {
+  if (result != CTRL_OK)
     throw LinkFailure(camera, "the camera refused " + control.Name() + " " + ValueText(control, raw));
-  }
 }
 
 }  // namespace orq::session

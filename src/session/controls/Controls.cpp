@@ -48,9 +48,8 @@ std::string ValueText(const Control& control, std::int64_t raw) {
 }
 
 Control ControlOfModel(const ModelData& model, std::int32_t id) {
-  if (id < 0 || id >= kControlTypes) {
+  if (id < 0 || id >= kControlTypes)
     throw Failure(Status::Range, Format("the catalogue has the controls 0 to %d", kControlTypes - 1));
-  }
   CapabilityFlags flags;
   flags.bandwidthAutoSupported = model.bandwidthAuto;
   Control control{.id = static_cast<ORQ_CONTROL_TYPE>(id)};
@@ -73,9 +72,8 @@ std::vector<Control> ListControls(CModelCamera& camera) {
 
 Control FindControl(CModelCamera& camera, std::string_view name) {
   const std::string wanted = Lower(name);
-  for (const Control& control : ListControls(camera)) {
+  for (const Control& control : ListControls(camera))
     if (Lower(control.caps.name) == wanted) return control;
-  }
   for (int id = 0; id < kControlTypes; ++id) {
     _ORQ_CONTROL_CAPS caps{};
     camera.GetCtrllCaps(static_cast<ORQ_CONTROL_TYPE>(id), &caps);

@@ -36,9 +36,8 @@ std::optional<std::int64_t> FreshValues::Of(const Control& control) const {
   // The lines of the GPS follow the region, which is the whole sensor at first.
   if (control.id == ORQ_GPS_END_LINE) return control.caps.maxValue;
   long value = 0;
-  if (!IsHeldByDevice(control.id) && camera_->GetControlValue(control.id, &value, nullptr) == CTRL_OK) {
+  if (!IsHeldByDevice(control.id) && camera_->GetControlValue(control.id, &value, nullptr) == CTRL_OK)
     return value;
-  }
   return std::clamp<std::int64_t>(control.caps.defaultValue, control.caps.minValue, control.caps.maxValue);
 }
 

@@ -41,9 +41,8 @@ DarkDescription PresentSettings(CModelCamera& camera, const std::string& serial)
   now.facts.gain = camera.gain;
   now.facts.offset = camera.Brightness;
   now.facts.readout = ReadoutOf(camera);
-  if (const std::optional<double> celsius = SensorCelsius(camera)) {
+  if (const std::optional<double> celsius = SensorCelsius(camera))
     now.facts.sensorC = static_cast<float>(*celsius);
-  }
   return now;
 }
 
@@ -53,22 +52,19 @@ std::string DarkDifferences(const DarkDescription& dark, const DarkDescription& 
     differences.push_back("exposure " + ExposureText(dark.facts.exposureUs) + ", now " +
                           ExposureText(now.facts.exposureUs));
   }
-  if (now.facts.gain != dark.facts.gain) {
+  if (now.facts.gain != dark.facts.gain)
     differences.push_back(Format("gain %d, now %d", dark.facts.gain, now.facts.gain));
-  }
-  if (now.facts.readout && dark.facts.readout && *now.facts.readout != *dark.facts.readout) {
+  if (now.facts.readout && dark.facts.readout && *now.facts.readout != *dark.facts.readout)
     differences.push_back("readout mode " + dark.facts.readout->name + ", now " + now.facts.readout->name);
-  }
   if (now.facts.sensorC && dark.facts.sensorC) {
     const double was = static_cast<double>(*dark.facts.sensorC);
     const double is = static_cast<double>(*now.facts.sensorC);
     if (std::abs(is - was) > kToleranceC) differences.push_back(Format("sensor at %.1f C, now %.1f C", was, is));
   }
-  if (now.model != dark.model) {
+  if (now.model != dark.model)
     differences.push_back("camera " + dark.model);
-  } else if (now.serial != dark.serial) {
+  else if (now.serial != dark.serial)
     differences.push_back("camera " + (dark.serial.empty() ? "without serial number" : dark.serial));
-  }
   return Join(differences, "; ");
 }
 

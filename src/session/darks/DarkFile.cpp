@@ -104,13 +104,11 @@ bool Take(const Json& json, const char* key, T& value) {
   } else {
     if (!found->is_number_integer()) return false;
     if (found->is_number_unsigned() &&
-        found->template get<std::uint64_t>() > static_cast<std::uint64_t>(std::numeric_limits<T>::max())) {
+        found->template get<std::uint64_t>() > static_cast<std::uint64_t>(std::numeric_limits<T>::max()))
       return false;
-    }
     if (!found->is_number_unsigned() &&
-        found->template get<std::int64_t>() < static_cast<std::int64_t>(std::numeric_limits<T>::min())) {
+        found->template get<std::int64_t>() < static_cast<std::int64_t>(std::numeric_limits<T>::min()))
       return false;
-    }
     value = found->template get<T>();
     return true;
   }
@@ -148,15 +146,14 @@ void ReadDescription(const std::string& path, DarkFile& dark) {
   if (error == ENOENT) return;
   DarkDescription description;
   std::string sum;
-  if (error != 0) {
+  if (error != 0)
     dark.trouble = "cannot read '" + name + "': " + std::strerror(error);
-  } else if (!ParseDescription(Json::parse(bytes, nullptr, false), description, sum)) {
+  else if (!ParseDescription(Json::parse(bytes, nullptr, false), description, sum))
     dark.trouble = "'" + name + "' does not describe a dark";
-  } else if (sum != SumText(dark)) {
+  else if (sum != SumText(dark))
     dark.trouble = "'" + name + "' describes another dark";
-  } else {
+  else
     dark.description = std::move(description);
-  }
 }
 
 }  // namespace

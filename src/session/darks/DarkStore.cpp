@@ -46,9 +46,7 @@ bool DarkStore::HasKept() const {
 }
 
 void DarkStore::DemandPlace() const {
-  if (directory_.empty()) {
-    throw Failure(Status::File, "there is no place for darks: set HOME or XDG_STATE_HOME");
-  }
+  if (directory_.empty()) throw Failure(Status::File, "there is no place for darks: set HOME or XDG_STATE_HOME");
   std::error_code error;
   fs::create_directories(directory_, error);
   if (error) Fail("cannot make the directory", directory_, error.value());
@@ -63,9 +61,8 @@ std::string DarkStore::Chosen() const {
     Fail("cannot read", choice_, errno != 0 ? errno : EIO);
   }
   std::string path{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-  if (file.bad() || path.empty() || path.front() != '/' || path.find('\0') != std::string::npos) {
+  if (file.bad() || path.empty() || path.front() != '/' || path.find('\0') != std::string::npos)
     throw Failure(Status::File, "'" + choice_ + "' is damaged; choose another dark, or none");
-  }
   return path;
 }
 

@@ -22,9 +22,8 @@ FrameCorrections::FrameCorrections(CModelCamera& camera) : camera_(camera) {
 std::string FrameCorrections::UseDark(const std::string& path) {
   DarkFile dark = ReadDarkFile(path);
   DemandGeometry(camera_, dark, path);
-  if (camera_.LoadBMPFromFile(path.c_str()) != kDarkLoaded) {
+  if (camera_.LoadBMPFromFile(path.c_str()) != kDarkLoaded)
     throw Failure(Status::File, "cannot load the dark '" + path + "'");
-  }
   name_ = std::filesystem::path(path).filename().string();
   description_ = std::move(dark.description);
   return dark.trouble;
@@ -44,9 +43,8 @@ void RepairHotPixels(CModelCamera& camera, bool on) {
   }
   // Opening the camera has loaded the table of a correction that is on.
   if (camera.HPC != 0 || camera.SetHPCStates(true)) return;
-  if (camera.DeviceLost()) {
+  if (camera.DeviceLost())
     throw Failure(Status::Lost, "cannot read the table of hot pixels: the camera was lost; check its cable");
-  }
   throw Failure(Status::State,
                 "the camera's flash holds no table of hot pixels that can be read; take a dark and store its hot "
                 "pixels first");

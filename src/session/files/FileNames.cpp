@@ -56,9 +56,7 @@ int Digits(std::string_view name, std::string_view text) {
   const bool digits = !text.empty() && text.size() <= 3 &&
                       std::all_of(text.begin(), text.end(), [](unsigned char c) { return std::isdigit(c) != 0; });
   const int value = digits ? std::stoi(std::string(text)) : 0;
-  if (!number || value < 1 || value > kMostDigits) {
-    Refuse("a width is for {n} only, from {n:01} to {n:09}");
-  }
+  if (!number || value < 1 || value > kMostDigits) Refuse("a width is for {n} only, from {n:01} to {n:09}");
   return value;
 }
 
@@ -115,9 +113,8 @@ FilePattern::FilePattern(std::string_view pattern, FileUse use) : kind_(KindOf(p
       const std::string_view inside = pattern.substr(i + 1, end - i - 1);
       const std::size_t colon = inside.find(':');
       const std::string_view name = inside.substr(0, colon);
-      if (std::find(kPlaceholders.begin(), kPlaceholders.end(), name) == kPlaceholders.end()) {
+      if (std::find(kPlaceholders.begin(), kPlaceholders.end(), name) == kPlaceholders.end())
         Refuse("unknown placeholder {" + std::string(name) + "}; there are " + Known());
-      }
       const int digits = colon == std::string_view::npos ? 1 : Digits(name, inside.substr(colon + 1));
       if (!text.empty()) pieces_.push_back({false, text, 0});
       text.clear();
@@ -130,21 +127,20 @@ FilePattern::FilePattern(std::string_view pattern, FileUse use) : kind_(KindOf(p
 
 std::string FilePattern::Expand(const NameFacts& facts) const {
   std::string path;
-  for (const Piece& piece : pieces_) {
-    if (!piece.placeholder) {
+  for (const Piece& piece : pieces_)
+    if (!piece.placeholder)
       path += piece.text;
-    } else if (piece.text == "n") {
+    else if (piece.text == "n")
       path += Format("%0*llu", piece.digits, static_cast<unsigned long long>(facts.number));
-    } else {
+    else
       path += Value(piece.text, facts);
-    }
-  }
   return path;
 }
 
 bool FilePattern::Has(std::string_view placeholder) const {
-  return std::any_of(pieces_.begin(), pieces_.end(),
-                     [&](const Piece& piece) { return piece.placeholder && piece.text == placeholder; });
+  return std::any_of(
+      pieces_.begin(), pieces_.end(),
+      [&](const Piece& piece) { return piece.placeholder && piece.text == placeholder; });
 }
 
 std::string WithExtension(const std::string& path, std::string_view extension) {

@@ -45,9 +45,8 @@ void FrameSaver::CheckBeforehand(FrameFacts frame, std::uint64_t count,
   WriteChecker checker(options_.existing);
   for (frame.number = 1; frame.number <= count && mayGoOn(); ++frame.number) {
     const SavedFrame names = NamesFor(frame);
-    for (const std::string& path : {names.file, names.companion, names.sidecar}) {
+    for (const std::string& path : {names.file, names.companion, names.sidecar})
       if (!path.empty()) checker.Check(path);
-    }
   }
 }
 

@@ -69,9 +69,7 @@ bool Fits(const Field& field, double number) {
 }
 
 void DemandPlace(const std::string& path) {
-  if (path.empty()) {
-    throw Failure(Status::File, "there is no place for a profile: set HOME or XDG_CONFIG_HOME");
-  }
+  if (path.empty()) throw Failure(Status::File, "there is no place for a profile: set HOME or XDG_CONFIG_HOME");
 }
 
 }  // namespace
@@ -95,9 +93,8 @@ Profile Profile::Load(const std::string& path) {
     if (field == kFields.end()) Damaged(path, "nothing is called '" + key + "'");
     std::optional<Value>& kept = profile.values_[static_cast<std::size_t>(field - kFields.begin())];
     if (IsNumber(*field)) {
-      if (!value.is_number() || !Fits(*field, value.get<double>())) {
+      if (!value.is_number() || !Fits(*field, value.get<double>()))
         Damaged(path, key + " is no number " + RangeOf(*field));
-      }
       kept = value.get<double>();
     } else {
       if (!value.is_string()) Damaged(path, key + " is no text");

@@ -27,11 +27,9 @@ std::vector<std::uint8_t> DescribeRaw(const FrameFacts& frame) {
   json["bayer"] = BayerText(info);
   json["flip_horizontal"] = info.flipHorizontal;
   json["flip_vertical"] = info.flipVertical;
-  for (const NamedValues& values : {TimeValues(info), ClockValues(frame.clock), GpsValues(info)}) {
-    for (const NamedValue& each : values) {
+  for (const NamedValues& values : {TimeValues(info), ClockValues(frame.clock), GpsValues(info)})
+    for (const NamedValue& each : values)
       std::visit([&](const auto& value) { json[each.Key()] = value; }, each.value);
-    }
-  }
   json["exposure_us"] = info.exposureUs;
   json["gain"] = info.gain;
   json["offset"] = info.offset;

@@ -76,9 +76,8 @@ void AddGps(CardList& cards, const FrameInfo& info, const std::vector<Keyword>& 
   const FrameGps& gps = info.gps;
   if (gps.state == GpsState::None) return;
   cards.Text("GPSSTATE", GpsStateName(gps.state), "what came of asking the camera's GPS");
-  if (gps.state == GpsState::Fix || gps.state == GpsState::NoFix) {
+  if (gps.state == GpsState::Fix || gps.state == GpsState::NoFix)
     cards.Logical("GPSFIX", gps.state == GpsState::Fix, "the receiver had a fix");
-  }
   if (gps.state != GpsState::Unreadable) {
     cards.Integer("GPSLINE1", gps.latched.startLine, "sensor line at which time is taken, from 0");
     cards.Integer("GPSLINE2", gps.latched.endLine, "second line at which time is taken");
@@ -95,9 +94,8 @@ void AddSettings(CardList& cards, const FrameInfo& info, const FileContext& cont
   cards.Integer("GAIN", info.gain, "gain setting");
   cards.Integer("OFFSET", info.offset, "offset setting");
   // 0: the model does not know. It is computed in single precision.
-  if (info.electronsPerAdu > 0.0) {
+  if (info.electronsPerAdu > 0.0)
     cards.Real("EGAIN", info.electronsPerAdu, "[e-/ADU] electrons per unit of the pixel values", 7);
-  }
   cards.Text("READOUTM", ReadoutName(info.readoutName, info.highSpeed), "readout mode");
   cards.Integer("GAMMA", info.gamma, "brightness curve that was applied; 50: none");
   cards.Text("IMAGETYP", ImageTypeText(context.imageType), "kind of image");

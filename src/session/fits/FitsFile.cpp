@@ -117,9 +117,8 @@ void WritePixels(MemoryFits& fits, std::span<const std::uint8_t> bytes, IMG_TYPE
 std::vector<std::uint8_t> EncodeFits(std::span<const std::uint8_t> bytes, const FrameFacts& frame, FitsForm form) {
   const FrameRegion& region = frame.info.region;
   const std::size_t pixels = static_cast<std::size_t>(region.width) * static_cast<std::size_t>(region.height);
-  if (bytes.size() != pixels * static_cast<std::size_t>(BytesPerPixel(region.format))) {
+  if (bytes.size() != pixels * static_cast<std::size_t>(BytesPerPixel(region.format)))
     throw Failure(Status::Invalid, "cannot make the FITS file: the pixels are not those of the region");
-  }
   const PointLocale points;  // CFITSIO formats with the locale, and mends only some of it
   MemoryFits fits(bytes.size() + kHeaderRoom);
   std::vector<long> axes = {region.width, region.height};

@@ -79,9 +79,8 @@ std::string TextCard(std::string_view name, std::string_view value, std::string_
 }
 
 FitsRow& FitsRow::Integer(std::int64_t value, std::size_t bytes) {
-  for (std::size_t i = bytes; i > 0; --i) {
+  for (std::size_t i = bytes; i > 0; --i)
     rows_.push_back(static_cast<std::uint8_t>(static_cast<std::uint64_t>(value) >> (8 * (i - 1))));
-  }
   return *this;
 }
 
@@ -134,9 +133,8 @@ std::optional<FitsTablePlace> FindFitsTable(std::span<const std::uint8_t> start,
   std::map<std::string, KeywordValue> values;
   const std::string_view text(reinterpret_cast<const char*>(start.data()), start.size());
   const std::size_t bytes = FitsHeaderBytes(text);
-  for (std::size_t at = 0; at < bytes; at += kFitsCardChars) {
+  for (std::size_t at = 0; at < bytes; at += kFitsCardChars)
     if (const auto card = ParseCard(text.substr(at, kFitsCardChars))) values[card->name] = card->value;
-  }
   const auto is = [&values](const std::string& key, const KeywordValue& value) {
     const auto found = values.find(key);
     return found != values.end() && found->second == value;

@@ -24,7 +24,8 @@ constexpr std::size_t kLeastValueChars = 20;  // shorter values are padded up to
 }
 
 bool Printable(std::string_view text) {
-  return std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
+  return std::all_of(
+      text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
 }
 
 std::string_view Trim(std::string_view text) {
@@ -39,9 +40,10 @@ std::size_t QuotedChars(std::string_view text) {
 }
 
 bool IsName(std::string_view name) {
-  return !name.empty() && name.size() <= kNameChars && std::all_of(name.begin(), name.end(), [](unsigned char c) {
-    return std::isupper(c) != 0 || std::isdigit(c) != 0 || c == '-' || c == '_';
-  });
+  return !name.empty() && name.size() <= kNameChars &&
+         std::all_of(
+             name.begin(), name.end(),
+             [](unsigned char c) { return std::isupper(c) != 0 || std::isdigit(c) != 0 || c == '-' || c == '_'; });
 }
 
 std::string ParseName(std::string_view whole, std::string_view text) {
@@ -128,9 +130,8 @@ Keyword ParseKeyword(std::string_view text) {
   }
   const auto* const value = std::get_if<std::string>(&keyword.value);
   if (value != nullptr && QuotedChars(*value) > kTextChars) Refuse(text, "the text is longer than 68 characters");
-  if (!CommentFits(value != nullptr ? *value : std::string(), keyword.comment)) {
+  if (!CommentFits(value != nullptr ? *value : std::string(), keyword.comment))
     Refuse(text, "the comment is too long for one card");
-  }
   return keyword;
 }
 

@@ -36,25 +36,22 @@ FocusState FocusMotor::State() {
 
 int FocusMotor::Position() {
   int position = 0;
-  if (camera_.GetDW9800POS(request_, &position) == 0) {
+  if (camera_.GetDW9800POS(request_, &position) == 0)
     throw LinkFailure(camera_, "cannot read the focus motor's position");
-  }
   return position;
 }
 
 bool FocusMotor::Moving() {
   unsigned char status = 0;
-  if (!camera_.SendCMD(request_, kStatusRegister, 0, true, &status, 1)) {
+  if (!camera_.SendCMD(request_, kStatusRegister, 0, true, &status, 1))
     throw LinkFailure(camera_, "cannot read the focus motor's status");
-  }
   return (status & kMovingBit) != 0;
 }
 
 // The order to move is not answered; the position says whether it was taken.
 void FocusMotor::MoveTo(int position, const Pause& pause, const std::function<void()>& tell) {
-  if (position < 0 || position > kLastFocusPosition) {
+  if (position < 0 || position > kLastFocusPosition)
     throw Failure(Status::Range, Format("the focus motor's positions are 0 to %d", kLastFocusPosition));
-  }
   camera_.SetDW9800POS(request_, position);
   if (Position() != position) throw LinkFailure(camera_, Format("the focus motor refused to go to %d", position));
   const auto giveUp = Clock::now() + kPatience;

@@ -26,9 +26,8 @@ const char* ImageTypeText(ImageType type) {
 }
 
 std::optional<ImageType> FindImageType(std::string_view name) {
-  for (std::size_t i = 0; i < kWords.size(); ++i) {
+  for (std::size_t i = 0; i < kWords.size(); ++i)
     if (Lower(name) == kWords[i].name) return static_cast<ImageType>(i);
-  }
   return std::nullopt;
 }
 

@@ -41,9 +41,8 @@ FrameStatistics StatisticsOf(std::span<const std::uint8_t> bytes, const FrameInf
   const FrameRegion& region = info.region;
   if (bytes.empty() || bytes.size() != static_cast<std::size_t>(region.width) *
                                            static_cast<std::size_t>(region.height) *
-                                           static_cast<std::size_t>(BytesPerPixel(region.format))) {
+                                           static_cast<std::size_t>(BytesPerPixel(region.format)))
     throw Failure(Status::Invalid, "cannot measure the frame: the pixels are not those of the region");
-  }
   const bool wide = region.format == ORQ_IMG_RAW16;
   const std::vector<std::uint64_t> counts = Count(bytes, wide);
   const std::uint32_t top = wide ? kTop16 : kTop8;

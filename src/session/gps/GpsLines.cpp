@@ -59,13 +59,12 @@ int SetGpsLines(CCameraBase& camera, const GpsLines& wanted, std::string& left) 
   camera.GPSSetLine(kStart, before->start);
   camera.GPSSetLine(kEnd, before->end);
   const std::optional<GpsLines> now = ReadGpsLines(camera);
-  if (!now) {
+  if (!now)
     left = "what they are now cannot be read";
-  } else if (*now == *before) {
+  else if (*now == *before)
     left = Format("they are %d and %d as before", now->start, now->end);
-  } else {
+  else
     left = Format("they are %d and %d now", now->start, now->end);
-  }
   return result;
 }
 

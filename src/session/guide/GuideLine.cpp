@@ -86,9 +86,8 @@ GuideOutcome SendGuidePulse(CCameraBase& camera, GuideD direction, int ms, const
   GuideOutcome outcome;
   GuideLine line(camera, direction, warn);
   const auto end = line.Since() + std::chrono::milliseconds(ms);
-  for (auto now = Clock::now(); now < end && !outcome.interrupted; now = Clock::now()) {
+  for (auto now = Clock::now(); now < end && !outcome.interrupted; now = Clock::now())
     outcome.interrupted = pause(std::chrono::ceil<std::chrono::milliseconds>(end - now));
-  }
   line.SwitchOff();
   outcome.ms = std::chrono::duration<double, std::milli>(Clock::now() - before).count();
   return outcome;

@@ -50,9 +50,8 @@ HotPixelView ViewOf(HotPixelMarks marks, int width, int height) {
     const auto pos = static_cast<int>(table.list[i]);
     view.pixels.push_back({pos % view.width, pos / view.width});
   }
-  for (int y = 0; table.badRows && y < view.height; ++y) {
+  for (int y = 0; table.badRows && y < view.height; ++y)
     if (table.badRows[static_cast<std::size_t>(y)] != 0) view.badRows.push_back(y);
-  }
   view.leftOut = map.size() - static_cast<std::size_t>(std::ranges::count(map, 0)) - table.count;
   return view;
 }

@@ -86,9 +86,8 @@ class Finder {
       Take(x, y, spot);
       moments.Add(x - firstX, y - firstY, static_cast<double>(picture_.Smoothed(x, y)));
       for (int row = std::max(y - 1, 0); row <= std::min(y + 1, picture_.Height() - 1); ++row) {
-        for (int column = std::max(x - 1, 0); column <= std::min(x + 1, picture_.Width() - 1); ++column) {
+        for (int column = std::max(x - 1, 0); column <= std::min(x + 1, picture_.Width() - 1); ++column)
           if (Begins(column, row)) Push(column, row);
-        }
       }
     }
     spot.x = firstX + moments.x / moments.weight;

@@ -64,9 +64,8 @@ class Light {
   /// The brightest value of a box of the area, whatever its colour.
   int Brightest(int fromX, int toX, int fromY, int toY) const {
     int most = 0;
-    for (int y = fromY; y <= toY; ++y) {
+    for (int y = fromY; y <= toY; ++y)
       for (int x = fromX; x <= toX; ++x) most = std::max(most, Raw(area_.x + x, area_.y + y));
-    }
     return most;
   }
   sep_image Image(double noise) {
@@ -225,9 +224,8 @@ FrameArea Demand(std::span<const std::uint8_t> pixels, const FrameRegion& region
                  const std::optional<FrameArea>& area) {
   if (pixels.empty() || pixels.size() != static_cast<std::size_t>(region.width) *
                                              static_cast<std::size_t>(region.height) *
-                                             static_cast<std::size_t>(BytesPerPixel(region.format))) {
+                                             static_cast<std::size_t>(BytesPerPixel(region.format)))
     throw Failure(Status::Invalid, "cannot measure the frame: the pixels are not those of the region");
-  }
   const FrameArea wanted = area.value_or(FrameArea{0, 0, region.width, region.height});
   if (wanted.x < 0 || wanted.y < 0 || wanted.width < 1 || wanted.height < 1 ||
       wanted.width > region.width - wanted.x || wanted.height > region.height - wanted.y) {
@@ -257,9 +255,8 @@ StarMeasures MeasureStars(std::span<const std::uint8_t> pixels, const FrameInfo&
   const double saturatedFrom = std::min(std::floor(info.levels.saturated.value_or(top)), top);
   const std::vector<LightSpot> stars = FindStars(light, noise);
   measures.count = static_cast<int>(stars.size());
-  for (const LightSpot& spot : std::span(stars).first(std::min(stars.size(), kMostStars))) {
+  for (const LightSpot& spot : std::span(stars).first(std::min(stars.size(), kMostStars)))
     if (const auto star = Measure(light, image, spot, saturatedFrom)) measures.stars.push_back(*star);
-  }
   Summarise(measures);
   return measures;
 }

@@ -72,11 +72,9 @@ class Samples {
   }
   void Measure() {
     std::vector<Histogram> histograms(map.channels);
-    for (std::size_t row = 0; row < rows; ++row) {
-      for (std::size_t column = 0; column < columns; ++column) {
+    for (std::size_t row = 0; row < rows; ++row)
+      for (std::size_t column = 0; column < columns; ++column)
         histograms[map.Of(row, column)].Add(At(row * columns + column));
-      }
-    }
     for (const Histogram& histogram : histograms) tables_.emplace_back(histogram);
   }
 
@@ -96,9 +94,8 @@ class Reducer {
         sums_(static_cast<std::size_t>(picture.width) * map.channels),
         counts_(sums_.size()) {
     const std::size_t pixels = columns / map.perPixel;
-    for (std::size_t column = 0; column < columns; ++column) {
+    for (std::size_t column = 0; column < columns; ++column)
       places_[column] = column / map.perPixel * static_cast<std::size_t>(picture.width) / pixels * map.channels;
-    }
     picture_.samples.reserve(sums_.size() * static_cast<std::size_t>(picture.height));
   }
 
@@ -163,9 +160,8 @@ Picture PictureOf(const FrameInfo& info, const PictureOptions& options) {
 Picture MakePicture(std::span<const std::uint8_t> bytes, const FrameInfo& info, const PictureOptions& options) {
   const auto width = static_cast<std::size_t>(info.region.width);
   const auto height = static_cast<std::size_t>(info.region.height);
-  if (bytes.size() != width * height * static_cast<std::size_t>(BytesPerPixel(info.region.format))) {
+  if (bytes.size() != width * height * static_cast<std::size_t>(BytesPerPixel(info.region.format)))
     throw Failure(Status::Invalid, "cannot make the picture: the pixels are not those of the region");
-  }
   Picture picture = PictureOf(info, options);
   const Samples samples(bytes, info, options.stretch);
   const bool holdsCells = width >= 2 * static_cast<std::size_t>(picture.width) &&

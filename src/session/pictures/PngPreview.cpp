@@ -21,9 +21,8 @@ std::vector<std::uint8_t> Encode(const std::vector<std::uint8_t>& samples, int w
   image.flags = PNG_IMAGE_FLAG_FAST;
   std::vector<std::uint8_t> png(PNG_IMAGE_PNG_SIZE_MAX(image));
   png_alloc_size_t bytes = png.size();
-  if (png_image_write_to_memory(&image, png.data(), &bytes, 0, samples.data(), 0, nullptr) == 0) {
+  if (png_image_write_to_memory(&image, png.data(), &bytes, 0, samples.data(), 0, nullptr) == 0)
     throw Failure(Status::File, std::string("cannot make the PNG file: ") + image.message);
-  }
   png.resize(bytes);
   return png;
 }

@@ -46,9 +46,8 @@ int Histogram::MedianDeviation() const {
 double Histogram::MeanDeviation() const {
   const int median = Median();
   double sum = 0.0;
-  for (std::size_t value = 0; value < counts_.size(); ++value) {
+  for (std::size_t value = 0; value < counts_.size(); ++value)
     sum += std::abs(static_cast<int>(value) - median) * static_cast<double>(counts_[value]);
-  }
   return total_ == 0 ? 0.0 : sum / static_cast<double>(total_);
 }
 

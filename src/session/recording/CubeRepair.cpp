@@ -81,9 +81,8 @@ void LookAtRows(const std::vector<RecordedFrame>& table, const std::optional<Rec
 std::string TroubleOf(const SerFindings& findings, std::uint64_t keeps, const Table& table) {
   const SerSurvey& survey = findings.survey;
   const std::string announced = std::to_string(survey.header.frames);
-  if (survey.frames < static_cast<std::uint64_t>(survey.header.frames)) {
+  if (survey.frames < static_cast<std::uint64_t>(survey.header.frames))
     return "it is cut off: " + std::to_string(survey.frames) + " of " + announced + " frames are whole";
-  }
   if (keeps != survey.frames) {
     return "it was not finished: it has " + std::to_string(keeps) + " whole frames, and its header announces " +
            announced;

@@ -64,9 +64,8 @@ FolderSink::FolderSink(const std::string& path, Existing existing, std::uint64_t
   if (mkdir(path.c_str(), 0777) == 0) return;
   if (errno != EEXIST) CannotWrite(path, errno);
   std::error_code error;
-  for (const auto& entry : std::filesystem::directory_iterator(path, error)) {
+  for (const auto& entry : std::filesystem::directory_iterator(path, error))
     if (IsOurs(entry.path().filename().string())) unlink(entry.path().c_str());
-  }
   if (error) CannotWrite(path, error.value());
 }
 
@@ -93,9 +92,8 @@ int FolderSink::Sync() {
 
 int FolderSink::Keep(std::uint64_t& frames) {
   frames = std::min<std::uint64_t>(frames, ends_.size());
-  for (std::uint64_t frame = ends_.size(); frame > frames; --frame) {
+  for (std::uint64_t frame = ends_.size(); frame > frames; --frame)
     if (unlink(FileOf(path_, frame).c_str()) != 0 && errno != ENOENT) return errno;
-  }
   ends_.resize(static_cast<std::size_t>(frames));
   return 0;
 }

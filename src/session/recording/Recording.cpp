@@ -87,12 +87,10 @@ FilePattern PatternFor(std::string path, RecordingForm form) {
     return FilePattern(path, FileUse::Folder);
   }
   FilePattern pattern(path, FileUse::Recording);
-  if (form == RecordingForm::Ser && pattern.Kind() != FileKind::Ser) {
+  if (form == RecordingForm::Ser && pattern.Kind() != FileKind::Ser)
     throw Failure(Status::Invalid, "file name: '" + path + "' must end in .ser, as a SER file is wanted");
-  }
-  if (form == RecordingForm::Cube && pattern.Kind() != FileKind::Fits) {
+  if (form == RecordingForm::Cube && pattern.Kind() != FileKind::Fits)
     throw Failure(Status::Invalid, "file name: '" + path + "' must end in .fits or .fit, as a cube is wanted");
-  }
   return pattern;
 }
 
@@ -121,19 +119,17 @@ std::uint64_t BytesPerFrame(RecordingForm form, std::uint64_t frameBytes) {
 
 RecordingPlan PlanRecording(Camera& camera, const std::string& path, const RecordingOptions& options) {
   const FilePattern pattern = PatternFor(path, options.form);
-  if (pattern.Has("n")) {
+  if (pattern.Has("n"))
     throw Failure(Status::Invalid, "file name: a recording is one file or folder, {n} has no meaning in its name");
-  }
   const FrameFacts expected = ExpectedFrame(camera);
   RecordingPlan plan;
   plan.form = FormOf(pattern.Kind());
   plan.file = pattern.Expand(NameFactsOf(expected));
   plan.timesFile = TimesFileOf(plan.file);
-  if (plan.form == RecordingForm::Folder) {
+  if (plan.form == RecordingForm::Folder)
     CheckFolder(plan.file, options.existing);
-  } else {
+  else
     CheckWritable(plan.file, options.existing);
-  }
   CheckWritable(plan.timesFile, options.existing);
   plan.region = expected.info.region;
   plan.frameBytes = FrameBytesOf(plan.region);
@@ -245,9 +241,8 @@ void Recording::TakeNext() {
     NoFrame(failure);
   }
   if (frame) Put(*frame);
-  if (const int error = files_->KeepSafe(); error != 0 && cause_ == RecordingEnd::None) {
+  if (const int error = files_->KeepSafe(); error != 0 && cause_ == RecordingEnd::None)
     End(IsFull(error) ? RecordingEnd::DiskFull : RecordingEnd::Failed, ReasonOf(error));
-  }
 }
 
 void Recording::NoFrame(const Failure& failure) {
@@ -269,9 +264,8 @@ void Recording::NoFrame(const Failure& failure) {
     const auto now = Clock::now();
     if (failure.Code() == Status::State && camera_->IsCapturing()) idleSince_.reset();
     if (!idleSince_) idleSince_ = now;
-    if (began_ && (failure.Code() == Status::Cancelled || now - *idleSince_ > kPatience)) {
+    if (began_ && (failure.Code() == Status::Cancelled || now - *idleSince_ > kPatience))
       return End(RecordingEnd::Video);
-    }
     std::this_thread::sleep_for(kNap);
   } catch (const Failure& closed) {
     End(closed.Code() == Status::Lost ? RecordingEnd::Lost : RecordingEnd::Video, closed.what());
@@ -322,9 +316,7 @@ void Recording::Put(const SharedFrame& frame) {
   ++now_.frames;
   if (now_.first == 0) now_.first = line.begin;
   now_.last = line.begin;
-  if (error != 0) {
-    return End(IsFull(error) ? RecordingEnd::DiskFull : RecordingEnd::Failed, ReasonOf(error));
-  }
+  if (error != 0) return End(IsFull(error) ? RecordingEnd::DiskFull : RecordingEnd::Failed, ReasonOf(error));
   if (now_.frames == options_.frames) End(RecordingEnd::Frames);
 }
 
@@ -342,9 +334,7 @@ void Recording::LookAtLimits() {
     return stopWanted_;
   }();
   if (stop) return BeginEnd(RecordingEnd::Stopped);
-  if (began_ && options_.duration.count() != 0 && now - *began_ >= options_.duration) {
-    BeginEnd(RecordingEnd::Time);
-  }
+  if (began_ && options_.duration.count() != 0 && now - *began_ >= options_.duration) BeginEnd(RecordingEnd::Time);
 }
 
 // It ends with the frames that are in line now. Those that the line had no room for lie between them or behind.
@@ -365,9 +355,8 @@ void Recording::Finish() {
   std::uint64_t frames = now_.frames;
   const int error = files_->Finish(frames, [this] { return Summary(); });
   now_.frames = frames;
-  if (error != 0 && cause_ != RecordingEnd::DiskFull) {
+  if (error != 0 && cause_ != RecordingEnd::DiskFull)
     End(IsFull(error) ? RecordingEnd::DiskFull : RecordingEnd::Failed, ReasonOf(error));
-  }
 }
 
 std::vector<std::string> Recording::Summary() const {

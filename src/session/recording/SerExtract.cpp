@@ -86,9 +86,8 @@ SerFrame ReadSer(const std::string& path, std::uint64_t frame) {
   }
   readFrame(frame - 1);
   read.samples.resize(bytes.size() / (wide ? 2 : 1));
-  for (std::size_t i = 0; i < read.samples.size(); ++i) {
+  for (std::size_t i = 0; i < read.samples.size(); ++i)
     read.samples[i] = wide ? SerSample(&bytes[2 * i], little) : bytes[i];
-  }
   const auto stamp = file->ReadStamps(frame - 1, 1);
   if (stamp && !stamp->empty()) read.unixTenths = UnixTenthsOf(stamp->front());
   read.cards = CardsOf(read.header, read.unixTenths);
@@ -126,11 +125,10 @@ std::vector<std::uint8_t> PlanesOf(const SerFrame& frame) {
     const std::size_t place = planes == 1 ? 0 : PlaceOf(frame.header, plane);
     for (std::size_t i = 0; i < pixels; ++i) {
       const std::uint16_t sample = frame.samples[i * planes + place];
-      if (width == 2) {
+      if (width == 2)
         std::memcpy(&bytes[to], &sample, 2);
-      } else {
+      else
         bytes[to] = static_cast<std::uint8_t>(sample);
-      }
       to += width;
     }
   }
@@ -192,9 +190,8 @@ std::string ExtractSer(const std::string& path, std::uint64_t frame, const std::
                        Durability durability) {
   const FilePattern pattern(to);
   const FileKind kind = pattern.Kind();
-  if (kind == FileKind::Raw) {
+  if (kind == FileKind::Raw)
     throw Failure(Status::Invalid, "file name: '" + to + "' must end in .fits.fz, .fits, .fit or .png");
-  }
   const SerFrame read = IsFits(path) ? ReadCube(path, frame) : ReadSer(path, frame);
   NameFacts facts;
   facts.number = frame;

@@ -84,18 +84,14 @@ void Judge(SerFindings& findings) {
                        " frames are whole");
     return;
   }
-  if (survey.stamps != 0 && survey.stamps < survey.frames) {
+  if (survey.stamps != 0 && survey.stamps < survey.frames)
     troubles.push_back("its time stamps are cut off: " + number(survey.stamps) + " of " + number(survey.frames));
-  }
-  if (survey.stamps == survey.frames && survey.strayBytes != 0) {
+  if (survey.stamps == survey.frames && survey.strayBytes != 0)
     troubles.push_back(number(survey.strayBytes) + " bytes stand behind its time stamps");
-  }
-  if (survey.stamps == 0 && survey.strayBytes != 0) {
+  if (survey.stamps == 0 && survey.strayBytes != 0)
     troubles.push_back(number(survey.strayBytes) + " bytes stand behind its frames that are no time stamps");
-  }
-  if (findings.differing != 0) {
+  if (findings.differing != 0)
     troubles.push_back(number(findings.differing) + " time stamps are not those of the text beside it");
-  }
 }
 
 }  // namespace

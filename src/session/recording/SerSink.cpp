@@ -42,9 +42,8 @@ SerHeader SerHeaderFor(const FrameRegion& region, int bayerPattern) {
 
 std::vector<std::uint8_t> SerTrailer(std::span<const std::int64_t> serTimes) {
   std::vector<std::uint8_t> bytes(serTimes.size() * kSerTimeBytes);
-  for (std::size_t i = 0; i < serTimes.size(); ++i) {
+  for (std::size_t i = 0; i < serTimes.size(); ++i)
     PutLittle(bytes, i * kSerTimeBytes, kSerTimeBytes, static_cast<std::uint64_t>(serTimes[i]));
-  }
   return bytes;
 }
 

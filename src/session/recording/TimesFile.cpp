@@ -101,9 +101,8 @@ int TimesFile::Flush() {
   if (pending_.empty()) return 0;
   if (bytes_ + pending_.size() + kAhead / 2 > allocated_ &&
       fallocate(fd_, FALLOC_FL_KEEP_SIZE, static_cast<off_t>(bytes_),
-                static_cast<off_t>(pending_.size() + kAhead)) == 0) {
+                static_cast<off_t>(pending_.size() + kAhead)) == 0)
     allocated_ = bytes_ + pending_.size() + kAhead;
-  }
   const int error = WriteAll(fd_, {reinterpret_cast<const std::uint8_t*>(pending_.data()), pending_.size()});
   if (error != 0) {
     // Half a line must not stay in front of the next one.
@@ -149,9 +148,8 @@ std::optional<RecordedTimes> ParseTimes(std::string_view text) {
     begin = end + 1;
     if (line.starts_with('#')) {
       std::uint64_t frames = 0;
-      if (line.starts_with(kFinished) && ParseNumber(line.substr(kFinished.size()), frames)) {
+      if (line.starts_with(kFinished) && ParseNumber(line.substr(kFinished.size()), frames))
         times.finished = frames;
-      }
       continue;
     }
     std::int64_t serTime = 0;

@@ -23,9 +23,8 @@ constexpr SettingUnit kUnits[] = {{"Exposure", "us"},     {"FPSPercentageUSB3", 
                                   {"AutoExpMaxMs", "ms"}, {"AutoExpMax", "s"}};
 
 std::string UnitOf(std::string_view name) {
-  for (const SettingUnit& unit : kUnits) {
+  for (const SettingUnit& unit : kUnits)
     if (unit.name == name) return unit.unit;
-  }
   return "";
 }
 
@@ -42,9 +41,8 @@ std::variant<std::int64_t, std::string> ValueOf(const XmlValue& stored) {
 }  // namespace
 
 std::string SettingsPath() {
-  if (UserConfigDirectory().empty()) {
+  if (UserConfigDirectory().empty())
     throw Failure(Status::File, "there is no place for settings: set HOME or XDG_CONFIG_HOME");
-  }
   return SettingsFileIn(UserConfigDirectory());
 }
 
@@ -55,9 +53,8 @@ std::vector<KeptSetting> KeptSettings() {
   std::vector<KeptSetting> kept;
   for (const XmlKey& key : keys) {
     if (!key.path.starts_with(kOwnerPrefix)) continue;
-    for (const auto& [name, value] : key.values) {
+    for (const auto& [name, value] : key.values)
       kept.push_back({key.path.substr(kOwnerPrefix.size()), name, ValueOf(value), UnitOf(name)});
-    }
   }
   return kept;
 }

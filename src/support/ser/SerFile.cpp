@@ -101,9 +101,8 @@ std::optional<std::vector<std::int64_t>> SerFile::ReadStamps(std::uint64_t first
   std::vector<std::uint8_t> bytes(static_cast<std::size_t>(count * kSerTimeBytes));
   if (!ReadAt(survey_.FrameOffset(survey_.frames) + first * kSerTimeBytes, bytes)) return std::nullopt;
   std::vector<std::int64_t> stamps(static_cast<std::size_t>(count));
-  for (std::size_t i = 0; i < stamps.size(); ++i) {
+  for (std::size_t i = 0; i < stamps.size(); ++i)
     stamps[i] = static_cast<std::int64_t>(GetLittle(bytes, i * kSerTimeBytes, kSerTimeBytes));
-  }
   return stamps;
 }
 

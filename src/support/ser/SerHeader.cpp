@@ -78,13 +78,11 @@ std::optional<SerHeader> ParseSerHeader(std::span<const std::uint8_t> bytes) {
 
 std::string SerTrouble(const SerHeader& header) {
   if (SerColourName(header.colour).empty()) return "colour id " + std::to_string(header.colour) + " means nothing";
-  if (header.depth < 1 || header.depth > 16) {
+  if (header.depth < 1 || header.depth > 16)
     return "pixel depth " + std::to_string(header.depth) + " is outside 1 to 16 bits";
-  }
   const auto good = [](std::int32_t side) { return side >= 1 && side <= kLargestSide; };
-  if (!good(header.width) || !good(header.height)) {
+  if (!good(header.width) || !good(header.height))
     return "frames of " + std::to_string(header.width) + " x " + std::to_string(header.height) + " pixels";
-  }
   if (header.frames < 0) return std::to_string(header.frames) + " frames";
   return {};
 }

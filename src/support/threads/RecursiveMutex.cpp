@@ -19,23 +19,20 @@ bool Failed(int result) {
 
 void SetUpRecursiveMutex(pthread_mutex_t& mutex, pthread_mutexattr_t& attribute) {
   constexpr const char* kTag = "CMutex";
-  if (Failed(pthread_mutexattr_init(&attribute))) {
+  if (Failed(pthread_mutexattr_init(&attribute)))
     DbgPrint(-1, kTag, "pthread_mutexattr_init fail: %s\n", std::strerror(errno));
-  } else if (Failed(pthread_mutexattr_settype(&attribute, PTHREAD_MUTEX_RECURSIVE))) {
+  else if (Failed(pthread_mutexattr_settype(&attribute, PTHREAD_MUTEX_RECURSIVE)))
     DbgPrint(-1, kTag, "pthread_mutexattr_settype fail: %s\n", std::strerror(errno));
-  } else if (Failed(pthread_mutex_init(&mutex, &attribute))) {
+  else if (Failed(pthread_mutex_init(&mutex, &attribute)))
     DbgPrint(-1, kTag, "pthread_mutex_init fail: %s\n", std::strerror(errno));
-  }
 }
 
 void DestroyRecursiveMutex(pthread_mutex_t& mutex, pthread_mutexattr_t& attribute) {
   constexpr const char* kTag = "~CMutex";
-  if (Failed(pthread_mutex_destroy(&mutex))) {
+  if (Failed(pthread_mutex_destroy(&mutex)))
     DbgPrint(-1, kTag, "pthread_mutex_destroy fail: %s\n", std::strerror(errno));
-  }
-  if (Failed(pthread_mutexattr_destroy(&attribute))) {
+  if (Failed(pthread_mutexattr_destroy(&attribute)))
     DbgPrint(-1, kTag, "pthread_mutexattr_destroy fail: %s\n", std::strerror(errno));
-  }
 }
 
 }  // namespace orq

@@ -54,9 +54,8 @@ void Peripherals::PowerUp(FpgaRegisters& fpga) {
 
 void Peripherals::TakeUp(FpgaRegisters& fpga) {
   for (const std::uint16_t reg : {wire::kFpgaFanControl, wire::kFpgaCoolerPower, wire::kFpgaHeater,
-                                  wire::kFpgaCoolerWatchdog, wire::kFpgaHubState}) {
+                                  wire::kFpgaCoolerWatchdog, wire::kFpgaHubState})
     AfterWrite(static_cast<std::uint8_t>(reg), fpga);
-  }
 }
 
 void Peripherals::TakeUp(const DeviceWarmth& warmth) {
@@ -66,9 +65,7 @@ void Peripherals::TakeUp(const DeviceWarmth& warmth) {
 
 std::optional<DeviceWarmth> Peripherals::Warmth() const {
   const ThermalUnit::Snapshot now = thermal_.Now();
-  if (!device_.cooler || now.coolerDrive == 0) {
-    return std::nullopt;
-  }
+  if (!device_.cooler || now.coolerDrive == 0) return std::nullopt;
   return DeviceWarmth{now.temperatures.sensorC, now.temperatures.hotSideC, UnixMs()};
 }
 
@@ -83,19 +80,18 @@ void Peripherals::PowerOff() {
 
 void Peripherals::AfterWrite(std::uint8_t reg, FpgaRegisters& fpga) {
   const std::uint8_t value = fpga.Read(reg);
-  if (device_.cooler && reg == wire::kFpgaCoolerPower) {
+  if (device_.cooler && reg == wire::kFpgaCoolerPower)
     thermal_.SetCooler(value);
-  } else if (device_.cooler && reg == wire::kFpgaHeater) {
+  else if (device_.cooler && reg == wire::kFpgaHeater)
     thermal_.SetHeater(value);
-  } else if (device_.cooler && reg == wire::kFpgaCoolerWatchdog) {
+  else if (device_.cooler && reg == wire::kFpgaCoolerWatchdog)
     thermal_.SetWatchdog(value);
-  } else if (device_.adjustable && (reg == wire::kFpgaFanControl || reg == wire::kFpgaFanSpeed)) {
+  else if (device_.adjustable && (reg == wire::kFpgaFanControl || reg == wire::kFpgaFanSpeed))
     WriteFan(fpga);
-  } else if (device_.adjustable && reg == wire::kFpgaHubCommand) {
+  else if (device_.adjustable && reg == wire::kFpgaHubCommand)
     hub_.Command(value, clock_.Seconds());
-  } else if (device_.adjustable && reg == wire::kFpgaHubState) {
+  else if (device_.adjustable && reg == wire::kFpgaHubState)
     hub_.WriteState(value, clock_.Seconds());
-  }
 }
 
 void Peripherals::WriteFan(const FpgaRegisters& fpga) {
@@ -104,25 +100,20 @@ void Peripherals::WriteFan(const FpgaRegisters& fpga) {
 }
 
 void Peripherals::BeforeRead(std::uint8_t reg, FpgaRegisters& fpga, std::uint64_t lastExposureUs) const {
-  if (reg == wire::kFpgaExposureCount) {
+  if (reg == wire::kFpgaExposureCount)
     fpga.SetWide(reg, kExposureCountBytes, lastExposureUs * device_.ticksPerMs / 1000);
-  } else if (device_.cooler && reg == wire::kFpgaCoolerPower) {
+  else if (device_.cooler && reg == wire::kFpgaCoolerPower)
     fpga.Set(reg, static_cast<std::uint8_t>(thermal_.CoolerDrive()));
-  } else if (device_.adjustable && reg == wire::kFpgaHubState) {
+  else if (device_.adjustable && reg == wire::kFpgaHubState)
     ShowHub(hub_.On(clock_.Seconds()), fpga);
-  } else if (device_.adjustable && reg == wire::kFpgaHubCommand) {
+  else if (device_.adjustable && reg == wire::kFpgaHubCommand)
     fpga.Set(reg, hub_.Resetting(clock_.Seconds()) ? UsbHub::kResetCommand : std::uint8_t{0});
-  }
 }
 
 void Peripherals::BeforeSave(FpgaRegisters& fpga) const {
   const double now = clock_.Seconds();
-  if (device_.cooler) {
-    fpga.Set(wire::kFpgaCoolerPower, static_cast<std::uint8_t>(thermal_.CoolerDrive()));
-  }
-  if (device_.adjustable) {
-    ShowHub(hub_.On(now) || hub_.Resetting(now), fpga);
-  }
+  if (device_.cooler) fpga.Set(wire::kFpgaCoolerPower, static_cast<std::uint8_t>(thermal_.CoolerDrive()));
+  if (device_.adjustable) ShowHub(hub_.On(now) || hub_.Resetting(now), fpga);
 }
 
 void Peripherals::ShowHub(bool on, FpgaRegisters& fpga) {
@@ -139,18 +130,14 @@ bool Peripherals::SensorWritable(std::uint16_t reg) const {
 }
 
 void Peripherals::AfterSensorWrite(std::uint16_t reg, std::span<std::uint8_t> sensor) const {
-  if (reg == wire::kSensorIdentityRead && sensor[reg] == 1) {
-    FetchIdentity(sensor);
-  }
+  if (reg == wire::kSensorIdentityRead && sensor[reg] == 1) FetchIdentity(sensor);
 }
 
 /// The serial number's eight bytes, the product id, and the sum of these ten; zeros from any other page.
 void Peripherals::FetchIdentity(std::span<std::uint8_t> sensor) const {
   const std::span<std::uint8_t> identity = sensor.subspan(wire::kSensorIdentity, kIdentityBytes);
   std::ranges::fill(identity, std::uint8_t{0});
-  if (sensor[wire::kSensorIdentityPage] != kIdentityPage) {
-    return;
-  }
+  if (sensor[wire::kSensorIdentityPage] != kIdentityPage) return;
   std::ranges::copy(serial_, identity.begin());
   identity[8] = static_cast<std::uint8_t>(device_.productId >> 8);
   identity[9] = static_cast<std::uint8_t>(device_.productId);
@@ -158,9 +145,8 @@ void Peripherals::FetchIdentity(std::span<std::uint8_t> sensor) const {
 }
 
 void Peripherals::BeforeSensorRead(std::uint16_t reg, std::span<std::uint8_t> sensor) const {
-  if (reg == wire::kSensorTemperature && device_.thermometer == ThermometerKind::Sensor) {
+  if (reg == wire::kSensorTemperature && device_.thermometer == ThermometerKind::Sensor)
     PutWord(SensorThermometerWord(SensorC()), sensor, reg);
-  }
 }
 
 // Requests ---------------------------------------------------------------------------------------------------
@@ -196,9 +182,7 @@ std::optional<std::uint8_t> Peripherals::ReadFocusMotor(std::uint16_t reg) const
 }
 
 bool Peripherals::WriteFocusMotor(std::uint16_t reg, std::uint8_t value) {
-  if (device_.focusMotor) {
-    motor_.Write(reg, value, clock_.Seconds());
-  }
+  if (device_.focusMotor) motor_.Write(reg, value, clock_.Seconds());
   return device_.focusMotor;
 }
 

@@ -3,9 +3,7 @@
 namespace orq {
 
 void UsbHub::Command(std::uint8_t command, double now) {
-  if (command != kResetCommand) {
-    return;
-  }
+  if (command != kResetCommand) return;
   on_ = On(now);
   resetting_ = true;
   backAt_ = on_ ? kNever : now + kResetSeconds;
@@ -15,9 +13,7 @@ void UsbHub::WriteState(std::uint8_t state, double now) {
   const bool wasOn = On(now);
   const bool resetting = Resetting(now);
   const bool on = (state & kPowerBit) != 0;
-  if (on == wasOn) {
-    return;
-  }
+  if (on == wasOn) return;
   on_ = on;
   resetting_ = resetting && !on;
   backAt_ = resetting_ ? now + kResetSeconds : kNever;

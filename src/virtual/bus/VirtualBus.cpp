@@ -17,9 +17,7 @@ bool VirtualBus::Attach(std::shared_ptr<VirtualCamera> camera) {
   PullOut(*camera);
   const MutexLock lock(mutex_);
   std::erase_if(absent_, [&](const Absent& one) { return one.camera == camera; });
-  if (attachments_.size() == kMostCameras) {
-    return false;
-  }
+  if (attachments_.size() == kMostCameras) return false;
   camera->PowerCycle();
   auto attachment = std::make_shared<Attachment>();
   attachment->camera = std::move(camera);
@@ -33,9 +31,7 @@ std::uint8_t VirtualBus::FreeAddress() {
   const auto taken = [this](std::uint8_t address) ORQ_REQUIRES(mutex_) {
     return std::ranges::any_of(attachments_, [=](const auto& other) { return other->address == address; });
   };
-  while (nextAddress_ == 0 || taken(nextAddress_)) {
-    ++nextAddress_;
-  }
+  while (nextAddress_ == 0 || taken(nextAddress_)) ++nextAddress_;
   return nextAddress_++;
 }
 
@@ -46,9 +42,7 @@ void VirtualBus::Unplug(const std::shared_ptr<VirtualCamera>& camera) {
 
 void VirtualBus::Unplug(const Attachment& attachment) {
   const MutexLock plugging(plugMutex_);
-  if (Present(attachment)) {
-    PullOut(*attachment.camera);
-  }
+  if (Present(attachment)) PullOut(*attachment.camera);
 }
 
 void VirtualBus::PullOut(const VirtualCamera& camera) {
@@ -57,14 +51,11 @@ void VirtualBus::PullOut(const VirtualCamera& camera) {
     const MutexLock lock(mutex_);
     const auto found =
         std::ranges::find(attachments_, &camera, [](const auto& attachment) { return attachment->camera.get(); });
-    if (found == attachments_.end()) {
-      return;
-    }
+    if (found == attachments_.end()) return;
     pulled = *found;
     pulled->present = false;
-    if (const auto replugUs = camera.Options().replugUs; replugUs > 0) {
+    if (const auto replugUs = camera.Options().replugUs; replugUs > 0)
       absent_.push_back({pulled->camera, std::chrono::steady_clock::now() + std::chrono::microseconds(replugUs)});
-    }
     attachments_.erase(found);
   }
   pulled->camera->Disconnect();  // wakes the ports, which ask this bus: not under its lock
@@ -81,16 +72,12 @@ void VirtualBus::Return() {
       return true;
     });
   }
-  for (const auto& camera : back) {
-    Attach(camera);
-  }
+  for (const auto& camera : back) Attach(camera);
 }
 
 std::vector<UsbDeviceEntry> VirtualBus::List(std::uint16_t vendorId) {
   std::vector<UsbDeviceEntry> entries;
-  if (vendorId != wire::kVendorId) {
-    return entries;
-  }
+  if (vendorId != wire::kVendorId) return entries;
   Return();
   const MutexLock lock(mutex_);
   for (const auto& attachment : attachments_) {
@@ -111,11 +98,9 @@ std::shared_ptr<VirtualBus::Attachment> VirtualBus::Find(std::uint16_t vendorId,
   Return();
   const MutexLock lock(mutex_);
   int before = index;
-  for (const auto& attachment : attachments_) {
-    if (vendorId == wire::kVendorId && attachment->camera->ProductId() == productId && before-- == 0) {
+  for (const auto& attachment : attachments_)
+    if (vendorId == wire::kVendorId && attachment->camera->ProductId() == productId && before-- == 0)
       return attachment;
-    }
-  }
   return nullptr;
 }
 

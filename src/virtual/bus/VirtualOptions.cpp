@@ -35,9 +35,8 @@ template <class T>
 bool Number(std::string_view text, T lowest, T highest, T& value, int base = 10) {
   T number{};
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, base);
-  if (error != std::errc() || end != text.data() + text.size() || number < lowest || number > highest) {
+  if (error != std::errc() || end != text.data() + text.size() || number < lowest || number > highest)
     return false;
-  }
   value = number;
   return true;
 }
@@ -46,9 +45,8 @@ bool Real(std::string_view text, double lowest, double highest, double& value) {
   double number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
   if (error != std::errc() || end != text.data() + text.size() || !std::isfinite(number) || number < lowest ||
-      number > highest) {
+      number > highest)
     return false;
-  }
   value = number;
   return true;
 }
@@ -84,17 +82,13 @@ bool SetScene(VirtualOptions& options, std::string_view value) {
 std::optional<std::uint8_t> Byte(std::string_view value) {
   int byte = 0;
   const bool hex = value.starts_with("0x") || value.starts_with("0X");
-  if (!Number(hex ? value.substr(2) : value, 0, 255, byte, hex ? 16 : 10)) {
-    return std::nullopt;
-  }
+  if (!Number(hex ? value.substr(2) : value, 0, 255, byte, hex ? 16 : 10)) return std::nullopt;
   return static_cast<std::uint8_t>(byte);
 }
 
 bool AddRefusal(VirtualOptions& options, std::string_view value) {
   const auto request = Byte(value);
-  if (request) {
-    options.refuse.push_back(*request);
-  }
+  if (request) options.refuse.push_back(*request);
   return request.has_value();
 }
 
@@ -111,13 +105,9 @@ bool Duration(std::string_view text, double lowestUs, double highestUs, double& 
   };
   static constexpr Unit kUnits[] = {{"ms", 1e3}, {"us", 1.0}, {"s", 1e6}};
   const auto* unit = std::ranges::find_if(kUnits, [&](const Unit& each) { return text.ends_with(each.name); });
-  if (unit == std::end(kUnits)) {
-    return false;
-  }
+  if (unit == std::end(kUnits)) return false;
   text.remove_suffix(unit->name.size());
-  if (!Real(text, lowestUs / unit->us, highestUs / unit->us, us)) {
-    return false;
-  }
+  if (!Real(text, lowestUs / unit->us, highestUs / unit->us, us)) return false;
   us *= unit->us;
   return true;
 }
@@ -126,9 +116,7 @@ bool SetTriggerPeriod(VirtualOptions& options, std::string_view value) {
   constexpr double kMillisecondUs = 1e3;
   constexpr double kHourUs = 3.6e9;
   double us = 0;
-  if (!Duration(value, kMillisecondUs, kHourUs, us)) {
-    return false;
-  }
+  if (!Duration(value, kMillisecondUs, kHourUs, us)) return false;
   options.triggerPeriodUs = std::llround(us);
   return true;
 }
@@ -137,9 +125,7 @@ bool SetReplug(VirtualOptions& options, std::string_view value) {
   constexpr double kMillisecondUs = 1e3;
   constexpr double kHourUs = 3.6e9;
   double us = 0;
-  if (!Duration(value, kMillisecondUs, kHourUs, us)) {
-    return false;
-  }
+  if (!Duration(value, kMillisecondUs, kHourUs, us)) return false;
   options.replugUs = std::llround(us);
   return true;
 }
@@ -173,9 +159,7 @@ bool SetGpsRoute(VirtualOptions& options, std::string_view value) {
 
 bool SetGpsTime(VirtualOptions& options, std::string_view value) {
   const std::optional<UtcTime> time = value == "now" ? std::chrono::system_clock::now() : ParseUtc(value);
-  if (time) {
-    Gps(options).start = *time;
-  }
+  if (time) Gps(options).start = *time;
   return time.has_value();
 }
 
@@ -184,9 +168,7 @@ bool Span(std::string_view text, UtcTime& start, double& seconds) {
   constexpr double kLongestUs = 1e9;
   const std::optional<UtcTime> parsed = ParseUtc(NextPart(text));
   double us = 0;
-  if (!parsed || !Duration(text, 1.0, kLongestUs, us)) {
-    return false;
-  }
+  if (!parsed || !Duration(text, 1.0, kLongestUs, us)) return false;
   start = *parsed;
   seconds = us * 1e-6;
   return true;
@@ -335,20 +317,18 @@ bool ParseFault(std::string_view word, std::size_t at, VirtualOptions& options, 
             " number from 1 after the @";
     return false;
   }
-  if (ofFrame) {
+  if (ofFrame)
     options.frameFaults.push_back({frameFault->kind, number});
-  } else {
+  else
     options.flashFaults.push_back({flashFault->kind, number});
-  }
   return true;
 }
 
 bool ParseOption(std::string_view word, VirtualOptions& options, std::string& error) {
   const std::size_t equals = word.find('=');
   const std::size_t at = word.find('@');
-  if (equals == std::string_view::npos && at != std::string_view::npos) {
+  if (equals == std::string_view::npos && at != std::string_view::npos)
     return ParseFault(word, at, options, error);
-  }
   const auto* option = std::ranges::find(kOptions, word.substr(0, equals), &OptionEntry::name);
   if (option == std::end(kOptions)) {
     error =
@@ -407,19 +387,13 @@ bool Consistent(const VirtualOptions& options, std::string& error) {
 std::optional<VirtualOptions> ParseVirtualOptions(std::string_view text, std::string& error) {
   VirtualOptions options;
   std::size_t end = std::min(text.find(','), text.size());
-  if (!ParseModel(text.substr(0, end), options, error)) {
-    return std::nullopt;
-  }
+  if (!ParseModel(text.substr(0, end), options, error)) return std::nullopt;
   while (end < text.size()) {
     text.remove_prefix(end + 1);
     end = std::min(text.find(','), text.size());
-    if (!ParseOption(text.substr(0, end), options, error)) {
-      return std::nullopt;
-    }
+    if (!ParseOption(text.substr(0, end), options, error)) return std::nullopt;
   }
-  if (!Consistent(options, error)) {
-    return std::nullopt;
-  }
+  if (!Consistent(options, error)) return std::nullopt;
   return options;
 }
 
@@ -428,9 +402,8 @@ const std::vector<VirtualModelName>& VirtualModels() {
     std::vector<VirtualModelName> models;
     for (const DeviceData& device : AllDevices()) {
       const SensorData* sensor = FindSensor(device.key);
-      if (sensor != nullptr || device.key == "replay") {
+      if (sensor != nullptr || device.key == "replay")
         models.push_back({std::string(device.key), std::string(device.summary) + SensorFacts(sensor)});
-      }
     }
     return models;
   }();

@@ -61,9 +61,7 @@ void VirtualPipe::Enable(bool on) {
 }
 
 void VirtualPipe::Stop() {
-  if (!thread_.joinable()) {
-    return;
-  }
+  if (!thread_.joinable()) return;
   {
     const MutexLock lock(signal_->mutex);
     enabled_ = false;
@@ -85,17 +83,11 @@ std::unique_ptr<BulkTransfer> VirtualPipe::MakeTransfer(int bytes) {
 
 UsbError VirtualPipe::Submit(BulkTransfer& transfer) {
   auto& mine = static_cast<VirtualTransfer&>(transfer);
-  if (!DevicePresent()) {
-    return kUsbNoDevice;
-  }
+  if (!DevicePresent()) return kUsbNoDevice;
   {
     const MutexLock lock(signal_->mutex);
-    if (!enabled_) {
-      return kUsbNotFound;
-    }
-    if (mine.queued) {
-      return kUsbBusy;
-    }
+    if (!enabled_) return kUsbNotFound;
+    if (mine.queued) return kUsbBusy;
     mine.actual = 0;
     mine.queued = true;
     mine.cancelled = false;
@@ -114,15 +106,11 @@ void VirtualPipe::Cancel(BulkTransfer& transfer) {
 }
 
 UsbError VirtualPipe::ClearHalt() {
-  if (!DevicePresent()) {
-    return kUsbNoDevice;
-  }
+  if (!DevicePresent()) return kUsbNoDevice;
   std::shared_ptr<VirtualBus::Attachment> device;
   {
     const MutexLock lock(signal_->mutex);
-    if (!queue_.empty()) {
-      return kUsbBusy;
-    }
+    if (!queue_.empty()) return kUsbBusy;
     device = device_;
   }
   device->camera->ClearHalt();
@@ -147,13 +135,12 @@ void VirtualPipe::Run() {
       lock.WaitOnce(signal_->events);
       continue;
     }
-    if (VirtualTransfer* cancelled = CancelledOne()) {
+    if (VirtualTransfer* cancelled = CancelledOne())
       Complete(*cancelled, TransferStatus::Cancelled, lock);
-    } else if (closing_) {
+    else if (closing_)
       Complete(*queue_.front(), TransferStatus::Cancelled, lock);
-    } else {
+    else
       Serve(lock);
-    }
   }
 }
 
@@ -172,17 +159,14 @@ void VirtualPipe::Serve(MutexLock& lock) {
     const MutexPause open(signal_->mutex, lock);
     if (bus_->Present(*device)) {
       step = device->camera->ReadStream(transfer.Rest());
-      if (step.kind == BulkStep::Kind::Gone) {
-        bus_->Unplug(*device);
-      }
+      if (step.kind == BulkStep::Kind::Gone) bus_->Unplug(*device);
     }
   }
   switch (step.kind) {
     case BulkStep::Kind::Data:
       transfer.actual += static_cast<int>(step.bytes);
-      if (step.endOfTransfer || transfer.actual == transfer.capacity) {
+      if (step.endOfTransfer || transfer.actual == transfer.capacity)
         Complete(transfer, TransferStatus::Completed, lock);
-      }
       break;
     case BulkStep::Kind::Wait:
       WaitUntil(step.wakeAt, lock);
@@ -203,11 +187,10 @@ void VirtualPipe::WaitUntil(std::chrono::steady_clock::time_point time, MutexLoc
   const auto attention = [this]() ORQ_REQUIRES(signal_->mutex) {
     return signal_->woken || closing_ || CancelledOne() != nullptr;
   };
-  if (time == std::chrono::steady_clock::time_point::max()) {
+  if (time == std::chrono::steady_clock::time_point::max())
     lock.Wait(signal_->events, attention);
-  } else {
+  else
     lock.WaitUntil(signal_->events, time, attention);
-  }
 }
 
 /// Hands the transfer back to its owner, who may submit or destroy it in the call: it is not touched afterwards.
@@ -217,9 +200,7 @@ void VirtualPipe::Complete(VirtualTransfer& transfer, TransferStatus status, Mut
   transfer.queued = false;
   transfer.status = status;
   const MutexPause open(signal_->mutex, lock);
-  if (transfer.onComplete != nullptr) {
-    transfer.onComplete(transfer);
-  }
+  if (transfer.onComplete != nullptr) transfer.onComplete(transfer);
 }
 
 }  // namespace orq

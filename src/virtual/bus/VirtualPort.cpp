@@ -55,9 +55,7 @@ libusb_device_handle* VirtualPort::libusb_open_device_with_vid_pid_index(libusb_
                                                                          std::uint16_t vendorId,
                                                                          std::uint16_t productId,
                                                                          std::uint8_t index) {
-  if (context != Context()) {
-    return nullptr;
-  }
+  if (context != Context()) return nullptr;
   if (Device() != nullptr) {
     lastError_.Note(kUsbBusy, "this program has the camera open already");
     return nullptr;
@@ -83,38 +81,25 @@ libusb_device_handle* VirtualPort::libusb_open_device_with_vid_pid_index(libusb_
 
 int VirtualPort::libusb_set_configuration(libusb_device_handle* handle, int configuration) {
   const auto device = Device();
-  if (device == nullptr || handle != Handle()) {
-    return kUsbInvalidParam;
-  }
-  if (!bus_->Present(*device)) {
-    return lastError_.Note(kUsbNoDevice);
-  }
-  if (configuration != wire::kConfiguration) {
-    return lastError_.Note(kUsbNotFound);
-  }
-  if (bus_->Claimed(*device)) {
-    return lastError_.Note(kUsbBusy);
-  }
+  if (device == nullptr || handle != Handle()) return kUsbInvalidParam;
+  if (!bus_->Present(*device)) return lastError_.Note(kUsbNoDevice);
+  if (configuration != wire::kConfiguration) return lastError_.Note(kUsbNotFound);
+  if (bus_->Claimed(*device)) return lastError_.Note(kUsbBusy);
   device->camera->SetConfiguration(configuration);
   return kUsbOk;
 }
 
 int VirtualPort::libusb_claim_interface(libusb_device_handle* handle, int interfaceNumber) {
   const auto device = Device();
-  if (device == nullptr || handle != Handle()) {
-    return kUsbInvalidParam;
-  }
-  if (Claimed()) {
-    return kUsbOk;
-  }
+  if (device == nullptr || handle != Handle()) return kUsbInvalidParam;
+  if (Claimed()) return kUsbOk;
   UsbError error = kUsbOk;
-  if (!bus_->Present(*device)) {
+  if (!bus_->Present(*device))
     error = lastError_.Note(kUsbNoDevice);
-  } else if (interfaceNumber != wire::kInterface) {
+  else if (interfaceNumber != wire::kInterface)
     error = lastError_.Note(kUsbNotFound);
-  } else if (!bus_->Claim(*device)) {
+  else if (!bus_->Claim(*device))
     error = lastError_.Note(kUsbBusy);
-  }
   if (error != kUsbOk) {
     const MutexLock lock(mutex_);
     claimError_ = error;
@@ -131,9 +116,7 @@ void VirtualPort::ReleaseInterface(int interfaceNumber) {
   std::shared_ptr<Attachment> device;
   {
     const MutexLock lock(mutex_);
-    if (interfaceNumber != wire::kInterface || !std::exchange(claimed_, false)) {
-      return;
-    }
+    if (interfaceNumber != wire::kInterface || !std::exchange(claimed_, false)) return;
     device = device_;
   }
   pipe_.Enable(false);
@@ -141,9 +124,7 @@ void VirtualPort::ReleaseInterface(int interfaceNumber) {
 }
 
 void VirtualPort::CloseDevice() {
-  if (Device() == nullptr) {
-    return;
-  }
+  if (Device() == nullptr) return;
   ReleaseInterface(wire::kInterface);
   pipe_.Stop();
   const MutexLock lock(mutex_);
@@ -154,23 +135,15 @@ void VirtualPort::CloseDevice() {
 
 int VirtualPort::ControlTransfer(const SetupPacket& setup, std::span<std::uint8_t> data, unsigned) {
   const auto device = Device();
-  if (device == nullptr) {
-    return kUsbNoDevice;
-  }
-  if (data.size() != setup.length) {
-    return kUsbInvalidParam;
-  }
-  if (!bus_->Present(*device)) {
-    return lastError_.Note(kUsbNoDevice);
-  }
+  if (device == nullptr) return kUsbNoDevice;
+  if (data.size() != setup.length) return kUsbInvalidParam;
+  if (!bus_->Present(*device)) return lastError_.Note(kUsbNoDevice);
   if (!Claimed()) {
     const MutexLock lock(mutex_);
     return claimError_ != kUsbOk ? claimError_ : kUsbNotFound;  // the reason was noted when the claim was refused
   }
   const int result = device->camera->Control(setup, data);
-  if (result == kUsbNoDevice) {
-    bus_->Unplug(*device);
-  }
+  if (result == kUsbNoDevice) bus_->Unplug(*device);
   return result < 0 ? lastError_.Note(static_cast<UsbError>(result)) : result;
 }
 

@@ -11,17 +11,13 @@ constexpr double kLongestSeconds = 1e12;  ///< keeps the arithmetic finite at th
 
 double DeviceClock::At(std::chrono::steady_clock::time_point moment) const {
   const double advanced = advanced_.load();
-  if (rate_ <= 0) {
-    return advanced;
-  }
+  if (rate_ <= 0) return advanced;
   const std::chrono::duration<double> passed = moment - start_;
   return std::min(passed.count() * rate_, kLongestSeconds) + advanced;
 }
 
 void DeviceClock::Advance(double seconds) {
-  if (seconds > 0) {
-    advanced_.fetch_add(std::min(seconds, kLongestSeconds));
-  }
+  if (seconds > 0) advanced_.fetch_add(std::min(seconds, kLongestSeconds));
 }
 
 }  // namespace orq

@@ -18,12 +18,9 @@ const DeviceData& DeviceOf(const VirtualOptions& options) {
 std::array<std::uint8_t, 8> SerialOf(const VirtualOptions& options) {
   std::array<std::uint8_t, 8> serial{};
   std::uint64_t number = SeededNumber(options.seed, DeviceOf(options).productId) | 1U;
-  if (!options.serial.empty()) {
+  if (!options.serial.empty())
     std::from_chars(options.serial.data(), options.serial.data() + options.serial.size(), number, 16);
-  }
-  for (std::size_t i = 0; i < serial.size(); ++i) {
-    serial[i] = static_cast<std::uint8_t>(number >> (56 - 8 * i));
-  }
+  for (std::size_t i = 0; i < serial.size(); ++i) serial[i] = static_cast<std::uint8_t>(number >> (56 - 8 * i));
   return serial;
 }
 
@@ -35,22 +32,15 @@ constexpr std::uint8_t kMonoBinOff = 0x80;
 std::shared_ptr<Firmware> Firmware::Make(const VirtualOptions& options, std::unique_ptr<FrameSource> source,
                                          std::string& error) {
   std::optional<GpsUnit> gps;
-  if (!GpsUnit::Make(DeviceOf(options), options, gps, error)) {
-    return nullptr;
-  }
+  if (!GpsUnit::Make(DeviceOf(options), options, gps, error)) return nullptr;
   DeviceMemory memory;
   memory.serial = SerialOf(options);
   if (!options.state.empty()) {
     const std::uint16_t productId = DeviceOf(options).productId;
-    if (LoadState(options.state, productId, memory, error) == StateLoad::Failed) {
+    if (LoadState(options.state, productId, memory, error) == StateLoad::Failed) return nullptr;
+    if (!options.serial.empty()) memory.serial = SerialOf(options);
+    if (!SaveState(options.state, productId, memory, error))  // learn now that it cannot be kept
       return nullptr;
-    }
-    if (!options.serial.empty()) {
-      memory.serial = SerialOf(options);
-    }
-    if (!SaveState(options.state, productId, memory, error)) {  // learn now that it cannot be kept
-      return nullptr;
-    }
   }
   return std::make_shared<Firmware>(options, std::move(source), std::move(memory), std::move(gps));
 }
@@ -69,8 +59,8 @@ Firmware::Firmware(const VirtualOptions& options, std::unique_ptr<FrameSource> s
       stream_(std::move(source), options, devices_.Clock(), [this] { return devices_.SensorC(); }) {
   PowerUpRegisters();
   if (options.triggerPeriodUs > 0) {
-    triggerPulses_ = std::make_unique<TriggerPulses>(std::chrono::microseconds(options.triggerPeriodUs),
-                                                     [this](bool high) { stream_.SetTriggerLine(high); });
+    triggerPulses_ = std::make_unique<TriggerPulses>(
+        std::chrono::microseconds(options.triggerPeriodUs), [this](bool high) { stream_.SetTriggerLine(high); });
   }
 }
 
@@ -97,9 +87,7 @@ void Firmware::PowerCycle() {
     const std::optional<DeviceWarmth> warmth = memory_.registers->warmth;
     memory_.registers.reset();
     devices_.TakeUp(fpga_);
-    if (warmth) {
-      devices_.TakeUp(*warmth);
-    }
+    if (warmth) devices_.TakeUp(*warmth);
   }
   const StreamSettings settings = CurrentSettings();
   devices_.SetSensorRunning(settings.sensorWarm);
@@ -127,9 +115,7 @@ void Firmware::PowerUpRegisters() {
   fpga_.Clear();
   fpga_.Set(wire::kFpgaType, options_.fpgaType.value_or(DeviceOf(options_).fpgaType));
   devices_.PowerUp(fpga_);
-  if (gps_) {
-    fpga_.Set(wire::kFpgaGpsStatus, gps_->Status());
-  }
+  if (gps_) fpga_.Set(wire::kFpgaGpsStatus, gps_->Status());
   fpga_.Set(wire::kFpgaSyncControl, wire::kSyncAHigh | wire::kSyncBHigh);
   fpga_.Set(wire::kFpgaMonoBin, kMonoBinOff);
   fpga_.Set(wire::kFpgaFormat, wire::kFormat16Bit);
@@ -184,18 +170,14 @@ StreamSettings Firmware::CurrentSettings() const {
   settings.settingsTag = static_cast<std::uint32_t>(fpga_.ReadWide(wire::kFpgaSettingsTag, 4));
   settings.bandwidthPercent = std::clamp(number(wire::kFpgaBandwidth, 1), 1, 100);
   settings.transferBlocks = transferBlocks_;
-  if (gps_) {
-    settings.gpsLines = {number(wire::kFpgaGpsStartLine, 2), number(wire::kFpgaGpsEndLine, 2)};
-  }
+  if (gps_) settings.gpsLines = {number(wire::kFpgaGpsStartLine, 2), number(wire::kFpgaGpsEndLine, 2)};
   return settings;
 }
 
 std::uint8_t Firmware::FpgaValue(std::uint16_t reg) const {
   const auto at = static_cast<std::uint8_t>(reg);
   devices_.BeforeRead(at, fpga_, stream_.LastExposureUs());
-  if (gps_) {
-    gps_->BeforeRead(at, fpga_, stream_.LastLatch());
-  }
+  if (gps_) gps_->BeforeRead(at, fpga_, stream_.LastLatch());
   return fpga_.Read(at);
 }
 
@@ -211,9 +193,7 @@ void Firmware::ApplySettings() {
 }
 
 bool Firmware::SaveMemory() {
-  if (options_.state.empty()) {
-    return true;
-  }
+  if (options_.state.empty()) return true;
   const bool pluggedIn = !memory_.registers;  // else the kept registers still wait for that
   if (pluggedIn) {
     devices_.BeforeSave(fpga_);
@@ -221,9 +201,7 @@ bool Firmware::SaveMemory() {
   }
   std::string error;
   const bool saved = SaveState(options_.state, DeviceOf(options_).productId, memory_, error);
-  if (pluggedIn) {
-    memory_.registers.reset();
-  }
+  if (pluggedIn) memory_.registers.reset();
   return saved;
 }
 
@@ -266,9 +244,7 @@ void Firmware::SetSensorRegister(std::uint16_t reg, std::uint8_t value) {
 
 std::vector<std::uint8_t> Firmware::Flash(std::uint32_t address, std::size_t bytes) const {
   const MutexLock lock(mutex_);
-  if (!SpiFlash::Contains(address, bytes)) {
-    return {};
-  }
+  if (!SpiFlash::Contains(address, bytes)) return {};
   const auto cells = memory_.flash.Read(address, bytes);
   return {cells.begin(), cells.end()};
 }

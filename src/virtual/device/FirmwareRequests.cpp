@@ -57,35 +57,27 @@ const std::array<Firmware::RequestEntry, 24> Firmware::kRequests{{
 }};
 
 int Firmware::Control(const SetupPacket& setup, std::span<std::uint8_t> data) {
-  if (!stream_.Connected()) {
-    return kUsbNoDevice;
-  }
+  if (!stream_.Connected()) return kUsbNoDevice;
   const MutexLock lock(mutex_);
   const int result = Execute(setup, data);
   const std::size_t kept = setup.In() ? static_cast<std::size_t>(std::max(result, 0)) : data.size();
   log_.push_back({setup, {data.begin(), data.begin() + static_cast<std::ptrdiff_t>(kept)}, result});
-  if (log_.size() > kLoggedRequests) {
-    log_.pop_front();
-  }
+  if (log_.size() > kLoggedRequests) log_.pop_front();
   return result;
 }
 
 int Firmware::Execute(const SetupPacket& setup, Data data) {
   const UsbError fault = faults_.Next(setup.request);
-  if (fault != kUsbOk) {
-    return fault;
-  }
+  if (fault != kUsbOk) return fault;
   const auto* entry = std::ranges::find_if(kRequests, [&](const RequestEntry& known) {
     return known.request == setup.request && setup.requestType == (known.in ? kVendorIn : kVendorOut);
   });
   if (entry == kRequests.end() || setup.length < entry->minLength || setup.length > entry->maxLength ||
-      data.size() != setup.length) {
+      data.size() != setup.length)
     return kUsbPipe;
-  }
   const bool done = (this->*entry->handler)(setup, data);
-  if (powerLost_) {  // by this request; one that the stream ends after it has still been done
+  if (powerLost_)  // by this request; one that the stream ends after it has still been done
     return kUsbNoDevice;
-  }
   return done ? int{setup.length} : int{kUsbPipe};
 }
 
@@ -112,9 +104,7 @@ bool Firmware::TransferCount(const SetupPacket& setup, Data) {
 }
 
 bool Firmware::GpifBusWidth(const SetupPacket& setup, Data) {
-  if (setup.value > 1) {
-    return false;
-  }
+  if (setup.value > 1) return false;
   busOn_ = setup.value == 1;
   ApplySettings();
   return true;
@@ -136,22 +126,16 @@ bool Firmware::GpsLatchAtOnce(const SetupPacket& setup, Data data) {
 // Registers --------------------------------------------------------------------------------------------------
 
 bool Firmware::ReadFpga(const SetupPacket& setup, Data data) {
-  if (setup.value >= FpgaRegisters::kCount) {
-    return false;
-  }
+  if (setup.value >= FpgaRegisters::kCount) return false;
   data[0] = FpgaValue(setup.value);
   return true;
 }
 
 bool Firmware::WriteFpga(const SetupPacket& setup, Data) {
-  if (setup.value >= FpgaRegisters::kCount || setup.index > 0xFF) {
-    return false;
-  }
+  if (setup.value >= FpgaRegisters::kCount || setup.index > 0xFF) return false;
   const auto reg = static_cast<std::uint8_t>(setup.value);
   fpga_.Write(reg, static_cast<std::uint8_t>(setup.index));
-  if (!fpga_.Holding()) {
-    chip_->EndFpgaHold(sensor_);
-  }
+  if (!fpga_.Holding()) chip_->EndFpgaHold(sensor_);
   devices_.AfterWrite(reg, fpga_);
   ApplySettings();
   return true;
@@ -163,9 +147,7 @@ bool Firmware::ReadSensor(const SetupPacket& setup, Data data) {
 }
 
 bool Firmware::WriteSensor(const SetupPacket& setup, Data) {
-  if (setup.index > 0xFF) {
-    return false;
-  }
+  if (setup.index > 0xFF) return false;
   if (devices_.SensorWritable(setup.value)) {
     const auto value = static_cast<std::uint8_t>(setup.index);
     chip_->Write(sensor_, setup.value, value, fpga_.Holding(), SensorChip::Time::clock::now());
@@ -188,9 +170,7 @@ bool Firmware::FlashReachable() {
 bool Firmware::FlashWrite(const SetupPacket& setup, Data data) {
   const std::uint32_t address = FlashAddress(setup);
   const FlashFaults::Write fault = flashFaults_.NextWrite();
-  if (!FlashReachable() || !SpiFlash::Contains(address, data.size())) {
-    return false;
-  }
+  if (!FlashReachable() || !SpiFlash::Contains(address, data.size())) return false;
   switch (fault) {
     case FlashFaults::Write::Good:
       memory_.flash.Program(address, data);
@@ -209,18 +189,14 @@ bool Firmware::FlashWrite(const SetupPacket& setup, Data data) {
 bool Firmware::FlashRead(const SetupPacket& setup, Data data) {
   const std::uint32_t address = FlashAddress(setup);
   const bool failing = flashFaults_.NextReadFails();
-  if (!FlashReachable() || failing || !SpiFlash::Contains(address, data.size())) {
-    return false;
-  }
+  if (!FlashReachable() || failing || !SpiFlash::Contains(address, data.size())) return false;
   std::ranges::copy(memory_.flash.Read(address, data.size()), data.begin());
   return true;
 }
 
 bool Firmware::FlashErase(const SetupPacket& setup, Data) {
   const bool failing = flashFaults_.NextEraseFails();
-  if (!FlashReachable() || failing || setup.value >= SpiFlash::kSectors) {
-    return false;
-  }
+  if (!FlashReachable() || failing || setup.value >= SpiFlash::kSectors) return false;
   memory_.flash.Erase(setup.value);
   return SaveMemory();
 }
@@ -265,9 +241,8 @@ bool Firmware::ReadFocusMotor(const SetupPacket& setup, Data data) {
 }
 
 bool Firmware::WriteFocusMotor(const SetupPacket& setup, Data) {
-  if (setup.index > 0xFF || !devices_.WriteFocusMotor(setup.value, static_cast<std::uint8_t>(setup.index))) {
+  if (setup.index > 0xFF || !devices_.WriteFocusMotor(setup.value, static_cast<std::uint8_t>(setup.index)))
     return false;
-  }
   stream_.SetFocus(devices_.FocusWanted());
   return true;
 }

@@ -26,11 +26,8 @@ constexpr RegisterRange kReadOnly[] = {
 
 template <std::size_t N>
 constexpr bool In(const RegisterRange (&ranges)[N], std::uint8_t reg) {
-  for (const RegisterRange& range : ranges) {
-    if (reg >= range.first && reg <= range.last) {
-      return true;
-    }
-  }
+  for (const RegisterRange& range : ranges)
+    if (reg >= range.first && reg <= range.last) return true;
   return false;
 }
 
@@ -41,41 +38,31 @@ bool FpgaRegisters::Holding() const {
 }
 
 void FpgaRegisters::Write(std::uint8_t reg, std::uint8_t value) {
-  if (In(kReadOnly, reg)) {
-    return;
-  }
+  if (In(kReadOnly, reg)) return;
   if (Holding() && In(kHeld, reg)) {
     waiting_[reg] = value;
     isWaiting_[reg] = true;
     return;
   }
   values_[reg] = value;
-  if (reg == wire::kFpgaUpdateHold && !Holding()) {
-    TakeEffect();
-  }
+  if (reg == wire::kFpgaUpdateHold && !Holding()) TakeEffect();
 }
 
 void FpgaRegisters::TakeEffect() {
-  for (std::size_t reg = 0; reg < kCount; ++reg) {
-    if (isWaiting_[reg]) {
-      values_[reg] = waiting_[reg];
-    }
-  }
+  for (std::size_t reg = 0; reg < kCount; ++reg)
+    if (isWaiting_[reg]) values_[reg] = waiting_[reg];
   isWaiting_.fill(false);
 }
 
 std::uint64_t FpgaRegisters::ReadWide(std::uint8_t reg, int bytes) const {
   std::uint64_t value = 0;
-  for (int i = 0; i < bytes; ++i) {
-    value |= std::uint64_t{values_[static_cast<std::size_t>(reg + i)]} << (8 * i);
-  }
+  for (int i = 0; i < bytes; ++i) value |= std::uint64_t{values_[static_cast<std::size_t>(reg + i)]} << (8 * i);
   return value;
 }
 
 void FpgaRegisters::SetWide(std::uint8_t reg, int bytes, std::uint64_t value) {
-  for (int i = 0; i < bytes; ++i) {
+  for (int i = 0; i < bytes; ++i)
     values_[static_cast<std::size_t>(reg + i)] = static_cast<std::uint8_t>(value >> (8 * i));
-  }
 }
 
 void FpgaRegisters::Clear() {
@@ -86,9 +73,7 @@ void FpgaRegisters::Clear() {
 void FpgaRegisters::Restore(const std::array<std::uint8_t, kCount>& values) {
   for (std::size_t reg = 0; reg < kCount; ++reg) {
     const bool underWay = reg == wire::kFpgaRun || reg == wire::kFpgaUpdateHold || reg == wire::kFpgaHubCommand;
-    if (!underWay && !In(kReadOnly, static_cast<std::uint8_t>(reg))) {
-      values_[reg] = values[reg];
-    }
+    if (!underWay && !In(kReadOnly, static_cast<std::uint8_t>(reg))) values_[reg] = values[reg];
   }
 }
 

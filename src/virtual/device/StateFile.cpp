@@ -44,16 +44,12 @@ struct CloseFile {
 using FilePtr = std::unique_ptr<std::FILE, CloseFile>;
 
 void Put(Bytes& out, std::uint64_t value, int bytes) {
-  for (int i = 0; i < bytes; ++i) {
-    out.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
-  }
+  for (int i = 0; i < bytes; ++i) out.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
 }
 
 std::uint64_t Get(std::span<const std::uint8_t> in, std::size_t offset, int bytes) {
   std::uint64_t value = 0;
-  for (int i = 0; i < bytes; ++i) {
-    value |= std::uint64_t{in[offset + static_cast<std::size_t>(i)]} << (8 * i);
-  }
+  for (int i = 0; i < bytes; ++i) value |= std::uint64_t{in[offset + static_cast<std::size_t>(i)]} << (8 * i);
   return value;
 }
 
@@ -87,26 +83,17 @@ std::size_t WarmthBytes(std::span<const std::uint8_t> bytes) {
 
 bool Intact(std::span<const std::uint8_t> bytes) {
   if (bytes.size() < kHeadBytes + kSumBytes || std::memcmp(bytes.data(), kMagic, sizeof kMagic) != 0 ||
-      (Get(bytes, 8, 2) != kVersion && Get(bytes, 8, 2) != kVersionWithoutWarmth)) {
+      (Get(bytes, 8, 2) != kVersion && Get(bytes, 8, 2) != kVersionWithoutWarmth))
     return false;
-  }
   const Counts counts = CountsOf(bytes);
-  if (counts.sectors > SpiFlash::kSectors || counts.registers > kSensorRegisters) {
-    return false;
-  }
+  if (counts.sectors > SpiFlash::kSectors || counts.registers > kSensorRegisters) return false;
   const std::size_t sectorsAt = kHeadBytes + counts.registers * kRegisterEntryBytes;
-  if (bytes.size() != sectorsAt + counts.sectors * kSectorEntryBytes + WarmthBytes(bytes) + kSumBytes) {
+  if (bytes.size() != sectorsAt + counts.sectors * kSectorEntryBytes + WarmthBytes(bytes) + kSumBytes)
     return false;
-  }
   const std::size_t body = bytes.size() - kSumBytes;
-  if (Get(bytes, body, 8) != CheckSum(bytes.first(body))) {
-    return false;
-  }
-  for (std::size_t i = 0; i < counts.sectors; ++i) {
-    if (Get(bytes, sectorsAt + i * kSectorEntryBytes, 2) >= SpiFlash::kSectors) {
-      return false;
-    }
-  }
+  if (Get(bytes, body, 8) != CheckSum(bytes.first(body))) return false;
+  for (std::size_t i = 0; i < counts.sectors; ++i)
+    if (Get(bytes, sectorsAt + i * kSectorEntryBytes, 2) >= SpiFlash::kSectors) return false;
   return true;
 }
 
@@ -121,9 +108,7 @@ DeviceRegisters UnpackRegisters(std::span<const std::uint8_t> bytes, std::size_t
 }
 
 std::optional<DeviceWarmth> UnpackWarmth(std::span<const std::uint8_t> bytes) {
-  if (WarmthBytes(bytes) == 0) {
-    return std::nullopt;
-  }
+  if (WarmthBytes(bytes) == 0) return std::nullopt;
   const std::size_t at = bytes.size() - kSumBytes - kWarmthBytes;
   const auto celsius = [&](std::size_t offset) {
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(Get(bytes, offset, 4))) / kHundredths;
@@ -213,9 +198,7 @@ Bytes Pack(std::uint16_t productId, const DeviceMemory& memory) {
 
 bool WriteAll(const std::string& path, std::span<const std::uint8_t> bytes) {
   FilePtr file(std::fopen(path.c_str(), "wb"));
-  if (file == nullptr || std::fwrite(bytes.data(), 1, bytes.size(), file.get()) != bytes.size()) {
-    return false;
-  }
+  if (file == nullptr || std::fwrite(bytes.data(), 1, bytes.size(), file.get()) != bytes.size()) return false;
   return std::fclose(file.release()) == 0;
 }
 
@@ -224,9 +207,7 @@ bool WriteAll(const std::string& path, std::span<const std::uint8_t> bytes) {
 StateLoad LoadState(const std::string& path, std::uint16_t productId, DeviceMemory& memory, std::string& error) {
   const FilePtr file(std::fopen(path.c_str(), "rb"));
   if (file == nullptr) {
-    if (errno == ENOENT) {
-      return StateLoad::Missing;
-    }
+    if (errno == ENOENT) return StateLoad::Missing;
     error = Because("cannot open", path);
     return StateLoad::Failed;
   }
@@ -249,9 +230,7 @@ StateLoad LoadState(const std::string& path, std::uint16_t productId, DeviceMemo
 
 bool SaveState(const std::string& path, std::uint16_t productId, const DeviceMemory& memory, std::string& error) {
   const std::string fresh = path + "." + std::to_string(::getpid()) + ".new";
-  if (WriteAll(fresh, Pack(productId, memory)) && std::rename(fresh.c_str(), path.c_str()) == 0) {
-    return true;
-  }
+  if (WriteAll(fresh, Pack(productId, memory)) && std::rename(fresh.c_str(), path.c_str()) == 0) return true;
   error = Because("cannot write", path);
   ::unlink(fresh.c_str());
   return false;

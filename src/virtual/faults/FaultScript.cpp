@@ -18,9 +18,7 @@ FramePlan FrameFaults::PlanOf(std::uint64_t frame) const {
   constexpr double kTwoTo53 = 9007199254740992.0;
   plan.drop = static_cast<double>(SeededNumber(seed_, frame) >> 11) / kTwoTo53 < dropRate_;
   for (const FrameFault& fault : faults_) {
-    if (fault.frame != frame) {
-      continue;
-    }
+    if (fault.frame != frame) continue;
     switch (fault.kind) {
       case FrameFault::Kind::Short:
         plan.shortFrame = true;
@@ -62,13 +60,9 @@ void RequestFaults::Fail(std::uint8_t request, UsbError error, int skip, int cou
 }
 
 UsbError RequestFaults::Next(std::uint8_t request) {
-  if (std::ranges::find(refused_, request) != refused_.end()) {
-    return kUsbPipe;
-  }
+  if (std::ranges::find(refused_, request) != refused_.end()) return kUsbPipe;
   for (Rule& rule : rules_) {
-    if (rule.request != 0 && rule.request != request) {
-      continue;
-    }
+    if (rule.request != 0 && rule.request != request) continue;
     if (rule.skip > 0) {
       --rule.skip;
     } else if (rule.count != 0) {

@@ -15,9 +15,7 @@ void FlashFaults::Add(const FlashFault& fault) {
 
 FlashFaults::Write FlashFaults::NextWrite() {
   ++writes_;
-  if (Strikes(FlashFault::Kind::PowerLoss, writes_)) {
-    return Write::PowerLoss;
-  }
+  if (Strikes(FlashFault::Kind::PowerLoss, writes_)) return Write::PowerLoss;
   return Strikes(FlashFault::Kind::WeakWrite, writes_) ? Write::Weak : Write::Good;
 }
 

@@ -62,7 +62,8 @@ std::uint8_t Byte(int value) {
 
 /// The last character lowest.
 void PutReversed(std::span<const char> text, std::span<std::uint8_t> out) {
-  std::transform(text.rbegin(), text.rend(), out.begin(), [](char c) { return static_cast<std::uint8_t>(c); });
+  std::transform(
+      text.rbegin(), text.rend(), out.begin(), [](char c) { return static_cast<std::uint8_t>(c); });
 }
 
 void PutWide(std::uint64_t value, std::span<std::uint8_t> out) {

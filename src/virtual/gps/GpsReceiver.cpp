@@ -43,9 +43,8 @@ int YearsToAdd(const std::vector<NmeaEpoch>& epochs) {
 }  // namespace
 
 std::optional<GpsReceiver> GpsReceiver::Make(const VirtualGps& options, std::string& error) {
-  if (options.source == VirtualGps::kNoFix || options.source == VirtualGps::kSimulated) {
+  if (options.source == VirtualGps::kNoFix || options.source == VirtualGps::kSimulated)
     return GpsReceiver(options);
-  }
   std::ifstream file(options.source, std::ios::binary | std::ios::ate);
   const std::streamsize size = file ? static_cast<std::streamsize>(file.tellg()) : -1;
   if (size < 0 || size > kMostLogBytes) {
@@ -68,29 +67,20 @@ std::optional<GpsReceiver> GpsReceiver::Make(const VirtualGps& options, std::str
 
 GpsReceiver::GpsReceiver(std::vector<NmeaEpoch> epochs) : epochs_(std::move(epochs)) {
   const int years = YearsToAdd(epochs_);
-  for (NmeaEpoch& epoch : epochs_) {
-    if (epoch.fix.valid) {
-      epoch.fix.time = YearsLater(epoch.fix.time, years);
-    }
-  }
+  for (NmeaEpoch& epoch : epochs_)
+    if (epoch.fix.valid) epoch.fix.time = YearsLater(epoch.fix.time, years);
 }
 
 GpsFix GpsReceiver::At(double seconds) const {
-  if (!epochs_.empty()) {
-    return Recorded(Nanoseconds(seconds));
-  }
+  if (!epochs_.empty()) return Recorded(Nanoseconds(seconds));
   return options_.source == VirtualGps::kSimulated ? Simulated(seconds) : GpsFix();
 }
 
 GpsFix GpsReceiver::Recorded(nanoseconds at) const {
   auto next = std::ranges::upper_bound(epochs_, at, {}, &NmeaEpoch::at);
-  if (next != epochs_.begin()) {
-    --next;
-  }
+  if (next != epochs_.begin()) --next;
   GpsFix fix = next->fix;
-  if (fix.valid) {
-    fix.time += at - next->at;
-  }
+  if (fix.valid) fix.time += at - next->at;
   return fix;
 }
 

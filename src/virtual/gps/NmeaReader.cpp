@@ -41,9 +41,7 @@ std::optional<std::chrono::sys_days> Date(std::string_view text) {
   const auto day = DigitPair(text, 0, 1, 31);
   const auto month = DigitPair(text, 2, 1, 12);
   const auto year = DigitPair(text, 4, 0, 99);
-  if (!day || !month || !year || text.size() != 6) {
-    return std::nullopt;
-  }
+  if (!day || !month || !year || text.size() != 6) return std::nullopt;
   return CalendarDay(*year < kFirstYearOf1900s ? kCentury + *year : kCentury - 100 + *year, *month, *day);
 }
 
@@ -57,10 +55,9 @@ bool Angle(std::string_view text, int highestDegrees, std::array<char, N>& out) 
   const auto minutes = DigitPair(text, kPoint - 2, 0, 59);
   if (!degrees || !minutes || !std::ranges::all_of(decimals, IsDigit)) return false;
   if (!std::ranges::all_of(text.substr(0, kPoint), IsDigit)) return false;
-  if (*degrees > highestDegrees || (*degrees == highestDegrees &&
-                                    (*minutes > 0 || decimals.find_first_not_of('0') != std::string_view::npos))) {
+  if (*degrees > highestDegrees ||
+      (*degrees == highestDegrees && (*minutes > 0 || decimals.find_first_not_of('0') != std::string_view::npos)))
     return false;
-  }
   out.fill('0');
   std::copy_n(text.begin(), std::min(text.size(), N), out.begin());
   return true;
@@ -75,9 +72,8 @@ bool Side(std::string_view text, char positive, char negative, char& out) {
 std::optional<int> TenthsOfMetres(std::string_view text) {
   double metres = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), metres);
-  if (error != std::errc() || end != text.data() + text.size() || !(std::abs(metres) <= kHighestMetres)) {
+  if (error != std::errc() || end != text.data() + text.size() || !(std::abs(metres) <= kHighestMetres))
     return std::nullopt;
-  }
   return static_cast<int>(std::lround(metres * 10.0));
 }
 
@@ -119,11 +115,10 @@ class LogReader {
     const Fields fields = Split(line.substr(1, line.rfind('*') - 1));
     if (fields[0].size() != 5) return;  // two letters of the talker, three of the sentence
     const std::string_view name = fields[0].substr(2);
-    if (name == "RMC") {
+    if (name == "RMC")
       Take(&Moment::rmc, fields);
-    } else if (name == "GGA") {
+    else if (name == "GGA")
       Take(&Moment::gga, fields);
-    }
   }
 
   std::vector<NmeaEpoch> Finish() {
@@ -160,9 +155,7 @@ class LogReader {
     if (moment_.rmc || moment_.gga) {
       const std::optional<UtcTime> utc = UtcOf(moment_);
       NmeaEpoch epoch{.fix = FixOf(moment_, utc)};
-      if (!epochs_.empty()) {
-        epoch.at = epochs_.back().at + Step(utc);
-      }
+      if (!epochs_.empty()) epoch.at = epochs_.back().at + Step(utc);
       lastUtc_ = utc;
       epochs_.push_back(epoch);
     }

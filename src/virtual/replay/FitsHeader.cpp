@@ -107,9 +107,8 @@ class Cards {
 /// The cards that the standard puts first, in its order.
 bool CheckOrder(const Cards& cards, std::int64_t axes, std::string& error) {
   bool ordered = cards.StandsAt("SIMPLE", 0) && cards.StandsAt("BITPIX", 1) && cards.StandsAt("NAXIS", 2);
-  for (std::int64_t i = 1; i <= axes; ++i) {
+  for (std::int64_t i = 1; i <= axes; ++i)
     ordered = ordered && cards.StandsAt("NAXIS" + std::to_string(i), static_cast<std::size_t>(2 + i));
-  }
   if (!ordered || cards.Value("SIMPLE") != "T") {
     error = "FITS header is damaged: SIMPLE, BITPIX, NAXIS and the axes must come first";
     return false;

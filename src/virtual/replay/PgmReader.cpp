@@ -22,9 +22,8 @@ class Header {
     SkipBlanksAndComments();
     if (at_ >= bytes_.size() || !IsDigit(bytes_[at_])) return std::nullopt;
     std::int64_t value = 0;
-    for (; at_ < bytes_.size() && IsDigit(bytes_[at_]); ++at_) {
+    for (; at_ < bytes_.size() && IsDigit(bytes_[at_]); ++at_)
       if (value < 100'000'000) value = value * 10 + (bytes_[at_] - '0');
-    }
     return value;
   }
   /// Passes the one blank between header and samples.
@@ -34,13 +33,12 @@ class Header {
  private:
   void SkipBlanksAndComments() {
     while (at_ < bytes_.size()) {
-      if (bytes_[at_] == '#') {
+      if (bytes_[at_] == '#')
         while (at_ < bytes_.size() && bytes_[at_] != '\n' && bytes_[at_] != '\r') ++at_;
-      } else if (IsBlank(bytes_[at_])) {
+      else if (IsBlank(bytes_[at_]))
         ++at_;
-      } else {
+      else
         return;
-      }
     }
   }
 
@@ -73,9 +71,8 @@ std::optional<RecordedFrames> ReadPgm(std::span<const std::uint8_t> bytes, std::
   }
   const int bytesPerSample = *largest > 255 ? 2 : 1;
   const std::span<const std::uint8_t> pixels = bytes.subspan(header.Position());
-  if (!CheckGeometry(*width, *height, 1, bytesPerSample, static_cast<std::int64_t>(pixels.size()), error)) {
+  if (!CheckGeometry(*width, *height, 1, bytesPerSample, static_cast<std::int64_t>(pixels.size()), error))
     return std::nullopt;
-  }
   RecordedFrames recording{.width = static_cast<int>(*width),
                            .height = static_cast<int>(*height),
                            .count = 1,

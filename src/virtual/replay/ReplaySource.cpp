@@ -74,9 +74,8 @@ void ReplaySource::Expose(const ExposureSettings& settings, std::span<std::uint1
                 out + columns.first);
       continue;
     }
-    for (int c = columns.first; c < columns.last; ++c) {
+    for (int c = columns.first; c < columns.last; ++c)
       out[c] = Average(frame, grid, settings.startX + grid.First(c), y);
-    }
   }
 }
 

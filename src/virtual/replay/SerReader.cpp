@@ -48,9 +48,8 @@ std::optional<RecordedFrames> ReadSer(std::span<const std::uint8_t> bytes, std::
   const int bytesPerSample = header->BytesPerSample();
   const auto [width, height, frames] = std::tuple(header->width, header->height, header->frames);
   const std::span<const std::uint8_t> pixels = bytes.subspan(kSerHeaderBytes);
-  if (!CheckGeometry(width, height, frames, bytesPerSample, static_cast<std::int64_t>(pixels.size()), error)) {
+  if (!CheckGeometry(width, height, frames, bytesPerSample, static_cast<std::int64_t>(pixels.size()), error))
     return std::nullopt;
-  }
   RecordedFrames recording{.width = width,
                            .height = height,
                            .count = frames,
@@ -64,9 +63,8 @@ std::optional<RecordedFrames> ReadSer(std::span<const std::uint8_t> bytes, std::
     return recording;
   }
   const bool little = SerIsLittleEndian(pixels.first(2 * frameSamples), header->byteOrder);
-  for (std::size_t i = 0; i < recording.samples.size(); ++i) {
+  for (std::size_t i = 0; i < recording.samples.size(); ++i)
     recording.samples[i] = SerSample(&pixels[2 * i], little);
-  }
   return recording;
 }
 

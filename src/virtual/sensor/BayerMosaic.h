@@ -19,10 +19,9 @@ constexpr FilterColour FilterAt(int pattern, int x, int y) {
 /// The pattern seen from a corner moved by (dx, dy) pixels.
 constexpr int MovedPattern(int pattern, int dx, int dy) {
   if (pattern < 0) return pattern;
-  for (int i = 0; i < 4; ++i) {
+  for (int i = 0; i < 4; ++i)
     if (FilterAt(i, 0, 0) == FilterAt(pattern, dx, dy) && FilterAt(i, 1, 0) == FilterAt(pattern, dx + 1, dy))
       return i;
-  }
   return pattern;
 }
 

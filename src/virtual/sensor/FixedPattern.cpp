@@ -46,9 +46,8 @@ FixedPattern::FixedPattern(const SensorData& sensor, std::uint64_t seed)
 
 void FixedPattern::AddRow(int y, int startX, float seconds, std::span<float> electrons) const {
   double rate = baseRate_;
-  for (const HotRow& row : hotRows_) {
+  for (const HotRow& row : hotRows_)
     if (row.y == y) rate += row.electronsPerSecond;
-  }
   const float charge = static_cast<float>(rate) * seconds;
   for (float& one : electrons) one += charge;
   const int endX = startX + static_cast<int>(electrons.size());

@@ -50,9 +50,7 @@ std::unique_ptr<FrameSource> MakeFrameSource(const VirtualOptions& options, std:
   if (options.model == "replay") return ReplaySource::Open(options.file, options.bayer, error);
   if (const SensorData* sensor = FindSensor(options.model)) return MakeSensor(*sensor, options, error);
   error = "unknown model '" + options.model + "'; known are ";
-  for (const VirtualModelName& model : VirtualModels()) {
-    error += (error.ends_with(' ') ? "" : ", ") + model.name;
-  }
+  for (const VirtualModelName& model : VirtualModels()) error += (error.ends_with(' ') ? "" : ", ") + model.name;
   return nullptr;
 }
 

@@ -34,9 +34,8 @@ void FillAliasTable(std::vector<double> weight, std::uint32_t slotBits, std::uin
       poor.push_back(from);
     }
   }
-  for (const auto& rest : {poor, rich}) {
+  for (const auto& rest : {poor, rich})
     for (const std::size_t i : rest) entries[i] = static_cast<std::uint32_t>(i);  // always itself
-  }
 }
 
 }  // namespace

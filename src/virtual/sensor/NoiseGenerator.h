@@ -38,9 +38,8 @@ class GaussianTable {
     const std::size_t layer = bits & 0xFF;
     const double u = static_cast<double>(static_cast<std::int64_t>(bits) >> 11) * 0x1p-52;
     const double z = u * x_[layer];
-    if (std::fabs(z) < x_[layer + 1]) [[likely]] {
+    if (std::fabs(z) < x_[layer + 1]) [[likely]]
       return static_cast<float>(z);
-    }
     return Outside(bits, layer, z);
   }
 
@@ -75,9 +74,8 @@ class PoissonTable {
     const std::uint32_t value = (high & kThresholdMask) < (entry >> kSlotBits) ? slot : entry & (kSlots - 1);
     const float low = static_cast<float>(static_cast<std::uint32_t>(bits) >> 8) * 0x1p-24F;
     // exp(-rest) > 1 - rest: below it, certainly none.
-    if (low < 1.0F - rest) [[likely]] {
+    if (low < 1.0F - rest) [[likely]]
       return static_cast<float>(value);
-    }
     return static_cast<float>(value + Rest(static_cast<std::uint32_t>(bits), rest));
   }
 

@@ -31,9 +31,8 @@ Planet::Planet(const SensorData& sensor, const VirtualPlanet& options, double fl
       radius_(options.diameter / 2.0),
       driftX_(options.driftX),
       driftY_(options.driftY) {
-  for (std::size_t i = 0; i < rates_.size(); ++i) {
+  for (std::size_t i = 0; i < rates_.size(); ++i)
     rates_[i] = flux * (bayerPattern_ < 0 ? 1.0 : sensor.response[i]);
-  }
 }
 
 Planet::Place Planet::At(double seconds) const {

@@ -140,17 +140,14 @@ void StarField::Render(const SensorData& sensor, const Star& star) {
 
 void StarField::IndexRows(int height) {
   rowStart_.assign(static_cast<std::size_t>(height) + 1, 0);
-  for (const Image& image : images_) {
+  for (const Image& image : images_)
     for (int y = image.y; y < image.y + image.height; ++y) ++rowStart_[static_cast<std::size_t>(y) + 1];
-  }
   for (std::size_t y = 1; y < rowStart_.size(); ++y) rowStart_[y] += rowStart_[y - 1];
   rowImages_.resize(rowStart_.back());
   std::vector<std::uint32_t> next(rowStart_.begin(), rowStart_.end() - 1);
-  for (std::size_t i = 0; i < images_.size(); ++i) {
-    for (int y = images_[i].y; y < images_[i].y + images_[i].height; ++y) {
+  for (std::size_t i = 0; i < images_.size(); ++i)
+    for (int y = images_[i].y; y < images_[i].y + images_[i].height; ++y)
       rowImages_[next[static_cast<std::size_t>(y)]++] = static_cast<std::uint32_t>(i);
-    }
-  }
 }
 
 void StarField::AddRow(int y, int startX, float seconds, float hiddenSeconds, std::span<float> electrons) const {

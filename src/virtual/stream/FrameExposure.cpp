@@ -20,21 +20,16 @@ void FrameStream::Run() {
   MutexLock lock(mutex_);
   while (true) {
     AwaitWork(lock);
-    if (quit_) {
-      return;
-    }
+    if (quit_) return;
     Exposure exposure = Begin();
     exposing_ = exposure.epoch;
     std::shared_ptr<const Payload> payload = Render(exposure, lock);
     const auto isVoid = [&]() ORQ_REQUIRES(mutex_) { return exposure.epoch != epoch_; };
-    if (isVoid()) {
-      continue;
-    }
-    if (Clock::now() > exposure.readoutAt && !exposure.readoutSeconds) {
+    if (isVoid()) continue;
+    if (Clock::now() > exposure.readoutAt && !exposure.readoutSeconds)
       exposure.readoutAt = Clock::now();  // rendering took longer than the exposure
-    } else if (lock.WaitUntil(work_, exposure.readoutAt, isVoid)) {
+    else if (lock.WaitUntil(work_, exposure.readoutAt, isVoid))
       continue;
-    }
     ReadOut(exposure, std::move(payload));
     lock.Unlock();
     Wake();
@@ -50,13 +45,11 @@ bool FrameStream::GeometryValid() const {
 
 /// Returns when an exposure is due or the thread is to end.
 void FrameStream::AwaitWork(MutexLock& lock) {
-  while (!quit_ && !ExposureDue()) {
-    if (Exposable() && !Exhausted() && trigger_.AtLevel()) {
+  while (!quit_ && !ExposureDue())
+    if (Exposable() && !Exhausted() && trigger_.AtLevel())
       lock.WaitOnceUntil(work_, SensorFreeAt());
-    } else {
+    else
       lock.WaitOnce(work_);
-    }
-  }
 }
 
 /// Whether the sensor exposes at all: freely or on triggers.
@@ -71,9 +64,7 @@ bool FrameStream::Exhausted() const {
 }
 
 bool FrameStream::ExposureDue() const {
-  if (!Exposable() || Exhausted()) {
-    return false;
-  }
+  if (!Exposable() || Exhausted()) return false;
   return !settings_.trigger.listens || trigger_.Due(SensorFreeAt(), Clock::now());
 }
 
@@ -83,18 +74,14 @@ FrameStream::Clock::time_point FrameStream::SensorFreeAt() const {
 }
 
 TriggerUnit::Sensor FrameStream::SensorNow() const {
-  if (!Exposable()) {
-    return TriggerUnit::Sensor::Off;
-  }
+  if (!Exposable()) return TriggerUnit::Sensor::Off;
   const bool busy = exposing_ == epoch_ || Exhausted() || Clock::now() < SensorFreeAt();
   return busy ? TriggerUnit::Sensor::Busy : TriggerUnit::Sensor::Ready;
 }
 
 /// A sensor without a shutter of its own counts microseconds, or lines when the options say so.
 std::uint64_t FrameStream::ExposureUs() const {
-  if (settings_.shutterUs) {
-    return *settings_.shutterUs;
-  }
+  if (settings_.shutterUs) return *settings_.shutterUs;
   return options_.countLines ? WholeLinesUs(settings_.exposureUs) : settings_.exposureUs;
 }
 
@@ -134,9 +121,7 @@ FrameStream::Exposure FrameStream::Begin() {
   const Clock::time_point start = exposure.triggered ? trigger_.Serve(SensorFreeAt()) : free;
   const Clock::duration length = Scaled(static_cast<double>(exposureUs));
   exposure.readoutAt = std::max(start + length, lastReadoutEnd_);
-  for (SyncOutput& output : sync_) {
-    output.ExposureBegins(DeviceUs(exposure.readoutAt - length));
-  }
+  for (SyncOutput& output : sync_) output.ExposureBegins(DeviceUs(exposure.readoutAt - length));
   AddInstants(exposure);
   return exposure;
 }
@@ -144,9 +129,7 @@ FrameStream::Exposure FrameStream::Begin() {
 /// A frame that shows when it was exposed keeps that time, also when it is rendered late and comes later.
 void FrameStream::AddInstants(Exposure& exposure) const {
   const bool moves = options_.scene == "planet";
-  if (!options_.flash && !options_.occultation && !moves) {
-    return;
-  }
+  if (!options_.flash && !options_.occultation && !moves) return;
   exposure.readoutSeconds = ReadoutSeconds(exposure);
   ExposureSettings& sensor = exposure.sensor;
   const double length = static_cast<double>(sensor.exposureUs) * 1e-6;
@@ -169,9 +152,7 @@ void FrameStream::AddInstants(Exposure& exposure) const {
 
 /// The frame's payload; the lock is open meanwhile.
 std::shared_ptr<const Payload> FrameStream::Render(const Exposure& exposure, MutexLock& lock) {
-  if (options_.preRender > 0) {
-    return RenderAhead(exposure, lock);
-  }
+  if (options_.preRender > 0) return RenderAhead(exposure, lock);
   const std::size_t samples =
       static_cast<std::size_t>(exposure.sensor.width) * static_cast<std::size_t>(exposure.sensor.height);
   std::shared_ptr<Payload> payload = FreeBuffer(PayloadBytes(samples, exposure.geometry.format));
@@ -196,9 +177,7 @@ std::shared_ptr<const Payload> FrameStream::RenderAhead(const Exposure& exposure
         const MutexPause open(mutex_, lock);
         Fill(settings, exposure.geometry, *payload);
       }
-      if (exposure.epoch != epoch_) {
-        return nullptr;
-      }
+      if (exposure.epoch != epoch_) return nullptr;
       made.push_back(std::move(payload));
     }
     rendered_ = std::move(made);
@@ -215,11 +194,8 @@ void FrameStream::Fill(const ExposureSettings& settings, const FrameGeometry& ge
   adu_.resize(static_cast<std::size_t>(settings.width) * static_cast<std::size_t>(settings.height));
   source_->Expose(settings, adu_);
   const int bits = AdcBits(geometry);
-  if (const int lost = source_->AdcBits() - bits; lost > 0) {
-    for (std::uint16_t& sample : adu_) {
-      sample = static_cast<std::uint16_t>(sample >> lost);
-    }
-  }
+  if (const int lost = source_->AdcBits() - bits; lost > 0)
+    for (std::uint16_t& sample : adu_) sample = static_cast<std::uint16_t>(sample >> lost);
   PackSamples(adu_, bits, geometry.format, payload);
 }
 
@@ -247,9 +223,7 @@ void FrameStream::ReadOut(const Exposure& exposure, std::shared_ptr<const Payloa
   lastReadoutAt_ = exposure.readoutAt;
   lastReadoutEnd_ = exposure.readoutAt + exposure.readout;
   overlapping_ = true;
-  if (plan.drop || frameCount_ == kDeviceFrames) {
-    return;
-  }
+  if (plan.drop || frameCount_ == kDeviceFrames) return;
   const wire::FrameHeader header{.sequence = sequence,
                                  .payloadBytes = static_cast<std::uint32_t>(payload->size()),
                                  .width = static_cast<std::uint16_t>(exposure.sensor.width),
@@ -279,9 +253,7 @@ void FrameStream::ReadOut(const Exposure& exposure, std::shared_ptr<const Payloa
 /// Device time at which the readout begins. Without time the clock stands, but frames follow one another as if it
 /// ran.
 double FrameStream::ReadoutSeconds(const Exposure& exposure) const {
-  if (options_.timeScale > 0) {
-    return clock_.At(exposure.readoutAt);
-  }
+  if (options_.timeScale > 0) return clock_.At(exposure.readoutAt);
   const bool follows = overlapping_ && !exposure.triggered;
   const double start = std::max(clock_.Seconds(), follows ? lastReadoutSeconds_ : lastReadoutEndSeconds_);
   return std::max(start + static_cast<double>(exposure.sensor.exposureUs) * 1e-6, lastReadoutEndSeconds_);
@@ -297,9 +269,7 @@ std::uint32_t FrameStream::Latch(const Exposure& exposure, double readoutSeconds
   const auto inRegion = [&](int line) {
     return line >= geometry.startY && line < geometry.startY + geometry.height * geometry.bin;
   };
-  if (!exposure.gpsLines || !inRegion(exposure.gpsLines->start) || !inRegion(exposure.gpsLines->end)) {
-    return 0;
-  }
+  if (!exposure.gpsLines || !inRegion(exposure.gpsLines->start) || !inRegion(exposure.gpsLines->end)) return 0;
   const std::uint32_t next = latches_ == 0 ? kFirstLatch : latches_ + 1;
   latches_ = std::max(next, 1U);
   const double firstRowSeconds = readoutSeconds - static_cast<double>(exposure.sensor.exposureUs) * 1e-6;
@@ -328,9 +298,7 @@ GpsLatch FrameStream::LastLatch() const {
 void FrameStream::Remember(SentFrame frame) {
   const std::size_t keep = options_.preRender > 0 ? sent_.size() : PayloadsToKeep(frame.payload->size());
   nextSent_ %= keep;
-  for (std::size_t i = keep; i < sent_.size(); ++i) {
-    sent_[i] = {};
-  }
+  for (std::size_t i = keep; i < sent_.size(); ++i) sent_[i] = {};
   sent_[nextSent_++] = std::move(frame);
 }
 

@@ -86,22 +86,12 @@ void FrameStream::Apply(const StreamSettings& settings) {
                        (settings_.sensorOn && !settings.sensorOn);
     const bool wasExposable = Exposable();
     settings_ = settings;
-    if (stopped && settings.busOn && frameCount_ > 0 && !cut_) {
-      CutFrame();
-    }
-    if (stopped || other) {
-      Abort();
-    }
-    if (started) {
-      exposedSinceRun_ = 0;
-    }
-    if (Exposable() && (!wasExposable || other)) {
-      exposableSince_ = Clock::now();
-    }
+    if (stopped && settings.busOn && frameCount_ > 0 && !cut_) CutFrame();
+    if (stopped || other) Abort();
+    if (started) exposedSinceRun_ = 0;
+    if (Exposable() && (!wasExposable || other)) exposableSince_ = Clock::now();
     trigger_.Set(settings.trigger);
-    for (std::size_t i = 0; i < kSyncOutputs; ++i) {
-      sync_[i].Set(settings.sync[i], DeviceUs(Clock::now()));
-    }
+    for (std::size_t i = 0; i < kSyncOutputs; ++i) sync_[i].Set(settings.sync[i], DeviceUs(Clock::now()));
   }
   work_.notify_all();
   Wake();
@@ -140,9 +130,7 @@ std::uint64_t FrameStream::TriggersMissed() const {
 
 std::vector<SyncEdge> FrameStream::SyncEdges(int output) const {
   const MutexLock lock(mutex_);
-  if (output < 0 || static_cast<std::size_t>(output) >= kSyncOutputs) {
-    return {};
-  }
+  if (output < 0 || static_cast<std::size_t>(output) >= kSyncOutputs) return {};
   return sync_[static_cast<std::size_t>(output)].Edges(DeviceUs(Clock::now()));
 }
 
@@ -163,11 +151,8 @@ std::uint64_t FrameStream::LastExposureUs() const {
 
 Payload FrameStream::SentPayload(std::uint32_t sequence) const {
   const MutexLock lock(mutex_);
-  for (const SentFrame& sent : sent_) {
-    if (sent.payload != nullptr && sent.header.sequence == sequence) {
-      return *sent.payload;
-    }
-  }
+  for (const SentFrame& sent : sent_)
+    if (sent.payload != nullptr && sent.header.sequence == sequence) return *sent.payload;
   return {};
 }
 
@@ -176,9 +161,7 @@ std::vector<SentFrame> FrameStream::SentFrames() const {
   std::vector<SentFrame> frames;
   for (std::size_t i = 0; i < sent_.size(); ++i) {
     const SentFrame& sent = sent_[(nextSent_ + i) % sent_.size()];
-    if (sent.payload != nullptr) {
-      frames.push_back(sent);
-    }
+    if (sent.payload != nullptr) frames.push_back(sent);
   }
   return frames;
 }
@@ -191,21 +174,15 @@ void FrameStream::Abort() {
   latching_.reset();
   lastReadoutEnd_ = {};
   trigger_.Forget();
-  for (SyncOutput& output : sync_) {
-    output.Stop(DeviceUs(Clock::now()));
-  }
+  for (SyncOutput& output : sync_) output.Stop(DeviceUs(Clock::now()));
   DropFrames();
   work_.notify_all();
 }
 
 /// Forgets the frames that wait. A transfer that holds the beginning of one is owed its end.
 void FrameStream::DropFrames() {
-  if (frameCount_ > 0 && frames_[firstFrame_].frame.Sent() > 0 && !cut_) {
-    endPending_ = true;
-  }
-  while (frameCount_ > 0) {
-    PopFrame();
-  }
+  if (frameCount_ > 0 && frames_[firstFrame_].frame.Sent() > 0 && !cut_) endPending_ = true;
+  while (frameCount_ > 0) PopFrame();
 }
 
 /// The output has been stopped: the host still gets what is in the controller's buffer.
@@ -244,9 +221,8 @@ BulkStep FrameStream::Read(std::span<std::uint8_t> out) {
     return SendCut(out);
   } else if (settings_.busOn && frameCount_ > 0) {
     Waiting& waiting = frames_[firstFrame_];
-    if (waiting.frame.Sent() == waiting.frame.EventAt() && waiting.frame.Event() != FramePlan::Event::None) {
+    if (waiting.frame.Sent() == waiting.frame.EventAt() && waiting.frame.Event() != FramePlan::Event::None)
       return Strike(waiting.frame.Event());
-    }
     return SendFrom(waiting, out);
   }
   return step;
@@ -277,9 +253,7 @@ std::size_t FrameStream::ReadOutBytes(const Waiting& waiting) const {
   const double readoutNs = static_cast<double>(waiting.readout.count());
   const double passedNs = static_cast<double>((Clock::now() - waiting.readoutAt).count());
   const std::size_t until = waiting.frame.EventAt();
-  if (passedNs >= readoutNs) {
-    return until;
-  }
+  if (passedNs >= readoutNs) return until;
   const double total = static_cast<double>(waiting.frame.Total());
   return std::min(until, static_cast<std::size_t>(std::max(0.0, total * passedNs / readoutNs)));
 }
@@ -305,9 +279,8 @@ BulkStep FrameStream::SendFrom(Waiting& waiting, std::span<std::uint8_t> out) {
   const auto packet = static_cast<std::size_t>(packet_);
   const std::size_t ready = ReadOutBytes(waiting);
   std::size_t bytes = std::min(ready - std::min(ready, frame.Sent()), out.size());
-  if (bytes < out.size() && frame.Sent() + bytes < until) {
+  if (bytes < out.size() && frame.Sent() + bytes < until)
     bytes = bytes / packet * packet;  // the bus carries whole packets until the frame ends
-  }
 
   BulkStep step;
   if (bytes == 0) {
@@ -335,9 +308,7 @@ void FrameStream::ClearHalt() {
     halted_ = false;
     endPending_ = false;
     cut_.reset();
-    if (frameCount_ > 0 && frames_[firstFrame_].frame.Sent() > 0) {
-      PopFrame();
-    }
+    if (frameCount_ > 0 && frames_[firstFrame_].frame.Sent() > 0) PopFrame();
   }
   Wake();
 }
@@ -349,9 +320,7 @@ void FrameStream::SetWake(std::function<void()> onWake) {
 
 void FrameStream::Wake() {
   const MutexLock lock(wakeMutex_);
-  if (onWake_) {
-    onWake_();
-  }
+  if (onWake_) onWake_();
 }
 
 // Timing -----------------------------------------------------------------------------------------------------
@@ -371,12 +340,9 @@ std::uint64_t FrameStream::DeviceUs(Clock::time_point time) const {
 double FrameStream::ReadoutUs(const FrameGeometry& geometry) const {
   const double lineUs = static_cast<double>(geometry.lineTimeNs) / 1000.0;
   double microseconds = geometry.height * lineUs * 100.0 / settings_.bandwidthPercent;
-  if (geometry.fast) {
-    microseconds /= 2;
-  }
-  if (!options_.usb3) {
+  if (geometry.fast) microseconds /= 2;
+  if (!options_.usb3)
     microseconds = std::max(microseconds, static_cast<double>(FrameBytes(geometry)) / kUsb2BytesPerMicrosecond);
-  }
   return microseconds;
 }
 

@@ -35,9 +35,7 @@ void SyncOutput::Set(const SyncSetting& setting, std::uint64_t nowUs) {
 
 void SyncOutput::ExposureBegins(std::uint64_t startUs) {
   Advance(startUs);
-  if (!setting_.on || setting_.keepUs == 0) {
-    return;
-  }
+  if (!setting_.on || setting_.keepUs == 0) return;
   if (setting_.delayUs > 0) {
     active_ = false;
     Drive(startUs);
@@ -75,13 +73,9 @@ void SyncOutput::Advance(std::uint64_t nowUs) {
 /// Brings the line to the level that it is to have.
 void SyncOutput::Drive(std::uint64_t timeUs) {
   const bool high = setting_.on && active_ == setting_.activeHigh;
-  if (high == high_) {
-    return;
-  }
+  if (high == high_) return;
   high_ = high;
-  if (edges_.size() == kLoggedEdges) {
-    edges_.erase(edges_.begin());
-  }
+  if (edges_.size() == kLoggedEdges) edges_.erase(edges_.begin());
   // An exposure may be found to have begun a little before the last change that was asked for.
   edges_.push_back({edges_.empty() ? timeUs : std::max(timeUs, edges_.back().timeUs), high});
 }

@@ -18,33 +18,23 @@ TriggerSetting TriggerSettingOf(const FpgaRegisters& fpga) {
 }
 
 void TriggerUnit::Set(const TriggerSetting& setting) {
-  if (setting == setting_) {
-    return;
-  }
+  if (setting == setting_) return;
   setting_ = setting;
   levelWaits_ = false;
   Forget();
 }
 
 void TriggerUnit::SoftwareRequest(Sensor sensor, Time now) {
-  if (setting_.listens && !setting_.external) {
-    Arrive(sensor, now);
-  }
+  if (setting_.listens && !setting_.external) Arrive(sensor, now);
 }
 
 void TriggerUnit::SetLine(bool high, Sensor sensor, Time now) {
-  if (high == line_) {
-    return;
-  }
+  if (high == line_) return;
   line_ = high;
   lineSince_ = now;
-  if (!setting_.listens || !setting_.external) {
-    return;
-  }
+  if (!setting_.listens || !setting_.external) return;
   if (setting_.edge) {
-    if (Active()) {
-      Arrive(sensor, now);
-    }
+    if (Active()) Arrive(sensor, now);
   } else if (!Active()) {
     missed_ += levelWaits_ ? 1 : 0;
     levelWaits_ = false;
@@ -56,11 +46,10 @@ void TriggerUnit::SetLine(bool high, Sensor sensor, Time now) {
 }
 
 void TriggerUnit::Arrive(Sensor sensor, Time now) {
-  if (sensor == Sensor::Ready && !taken_) {
+  if (sensor == Sensor::Ready && !taken_)
     taken_ = now;
-  } else if (sensor != Sensor::Off) {
+  else if (sensor != Sensor::Off)
     ++missed_;
-  }
 }
 
 bool TriggerUnit::AtLevel() const {

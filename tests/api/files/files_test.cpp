@@ -173,9 +173,8 @@ TEST(ApiFiles, StatisticsAreThoseOfThePixels) {
     ASSERT_EQ(orq_frame_get_statistics(frame.frame, &statistics), ORQ_OK) << orq_last_error();
     const std::vector<std::uint8_t> bytes = frame.Pixels();
     std::vector<double> values;
-    for (std::size_t i = 0; i < bytes.size(); i += format == ORQ_FORMAT_RAW16 ? 2 : 1) {
+    for (std::size_t i = 0; i < bytes.size(); i += format == ORQ_FORMAT_RAW16 ? 2 : 1)
       values.push_back(format == ORQ_FORMAT_RAW16 ? bytes[i] + 256 * bytes[i + 1] : bytes[i]);
-    }
     std::sort(values.begin(), values.end());
     double sum = 0.0;
     for (const double value : values) sum += value;

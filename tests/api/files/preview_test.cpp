@@ -71,9 +71,8 @@ TEST(ApiPreviews, OptionsAndRoomThatCannotBeAreRefused) {
   EXPECT_EQ(room, std::vector<std::uint8_t>(room.size(), 7)) << "written although it failed";
   constexpr std::uint32_t kSize = sizeof(orq_preview_options);
   const orq_preview_options bad[] = {{kSize, -1, 0, 0}, {kSize, 0, -1, 0}, {kSize, 0, 0, 2}, {kSize, 0, 0, -1}};
-  for (const orq_preview_options& options : bad) {
+  for (const orq_preview_options& options : bad)
     EXPECT_EQ(orq_frame_preview(frame.get(), &options, room.data(), room.size(), &picture), ORQ_ERROR_INVALID);
-  }
   EXPECT_EQ(orq_frame_preview(frame.get(), nullptr, room.data(), room.size(), &picture), ORQ_OK);
   EXPECT_EQ(picture.channels, 3);
 }

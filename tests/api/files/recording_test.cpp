@@ -59,9 +59,8 @@ struct Ser {
   // Nanoseconds since 1970, which is 719,162 days after the year 1 began.
   std::int64_t Time(std::size_t index) const {
     std::int64_t ticks = 0;
-    for (std::size_t i = 8; i > 0; --i) {
+    for (std::size_t i = 8; i > 0; --i)
       ticks = ticks << 8 | bytes[178 + Frames() * frameBytes + 8 * index + i - 1];
-    }
     return (ticks - 719'162LL * 86'400 * 10'000'000) * 100;
   }
 
@@ -162,9 +161,8 @@ std::string AsInFits(const Bytes& pixels, int32_t format) {
       samples += static_cast<char>(sample & 0xFFU);
     }
   } else if (format == ORQ_FORMAT_RGB24) {
-    for (const std::size_t colour : {2U, 1U, 0U}) {
+    for (const std::size_t colour : {2U, 1U, 0U})
       for (std::size_t i = colour; i < pixels.size(); i += 3) samples += static_cast<char>(pixels[i]);
-    }
   } else {
     samples.assign(pixels.begin(), pixels.end());
   }
@@ -496,9 +494,8 @@ TEST_F(Recordings, TellGapsOneByOne) {
   std::string line;
   std::uint64_t frame = 0;
   std::uint64_t number = 0;
-  while (std::getline(text, line)) {
+  while (std::getline(text, line))
     if (line.front() != '#') std::sscanf(line.c_str(), "%lu %lu", &frame, &number);
-  }
   EXPECT_EQ(frame, 60U);
   EXPECT_EQ(number, 60 + missing);
 }

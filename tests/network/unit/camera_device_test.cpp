@@ -21,11 +21,10 @@ nlohmann::json answerOf(CameraDevice& device, const std::string& verb, const std
                         const std::string& words) {
   Request request;
   request.method = verb;
-  if (verb == "PUT") {
+  if (verb == "PUT")
     request.body = words;
-  } else {
+  else
     request.query = Parameters::parse(words).value_or(Parameters());
-  }
   return nlohmann::json::parse(std::get<std::string>(device.answer(method, request).body));
 }
 
@@ -46,9 +45,8 @@ TEST(CameraDevice, KeepsEachNumberOfASubframeThatOthersSetAsWell) {
   };
   std::vector<std::thread> clients;
   for (const auto& [parameter, method] : {std::pair("StartX", "startx"), std::pair("StartY", "starty"),
-                                          std::pair("NumX", "numx"), std::pair("NumY", "numy")}) {
+                                          std::pair("NumX", "numx"), std::pair("NumY", "numy")})
     clients.emplace_back(set, parameter, method);
-  }
   for (std::thread& client : clients) client.join();
   EXPECT_EQ(wrong, 0);
   slot->close();

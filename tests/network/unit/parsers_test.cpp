@@ -26,9 +26,8 @@ TEST(Parameters, KeepOrderAndResolveEscapesOnce) {
 }
 
 TEST(Parameters, AreRefusedWhereAnEscapeIsNone) {
-  for (const std::string& text : {"a=%"s, "a=%1"s, "%zz=1"s, "a=%1g"s, "a=%00"s, "a=b\0c"s, "a=%-1"s, "a=%+1"s}) {
+  for (const std::string& text : {"a=%"s, "a=%1"s, "%zz=1"s, "a=%1g"s, "a=%00"s, "a=b\0c"s, "a=%-1"s, "a=%+1"s})
     EXPECT_FALSE(Parameters::parse(text)) << text;
-  }
   EXPECT_EQ(unescape("a+b%2F", false), "a+b/");
 }
 
@@ -39,9 +38,8 @@ TEST(Address, IsReadAndWritten) {
     EXPECT_EQ(read->text(), text);
   }
   for (const std::string& text :
-       {""s, "localhost"s, "127.1"s, "1.2.3.4.5"s, "1.2.3.256"s, "[::1]"s, "::1%lo"s, " ::1"s, "1.2.3.4\0"s}) {
+       {""s, "localhost"s, "127.1"s, "1.2.3.4.5"s, "1.2.3.256"s, "[::1]"s, "::1%lo"s, " ::1"s, "1.2.3.4\0"s})
     EXPECT_FALSE(Address::parse(text)) << text;
-  }
   EXPECT_EQ(Address::parse("::ffff:10.0.0.1"), Address::parse("10.0.0.1"));
 }
 
@@ -74,9 +72,8 @@ TEST(AddressBlock, HoldsWhatItsBitsSay) {
 
 TEST(AddressBlock, IsRefusedWhereItMayMeanAnother) {
   for (const char* const text : {"", "/", "10.0.0.0/", "10.0.0.0/33", "10.0.0.0/-1", "10.0.0.0/8x", "10.0.0.1/8",
-                                 "::/129", "fd00::1/8", "10.0.0.0/ 8", "name/8", "10.0.0.0/8/8"}) {
+                                 "::/129", "fd00::1/8", "10.0.0.0/ 8", "name/8", "10.0.0.0/8/8"})
     EXPECT_FALSE(AddressBlock::parse(text)) << text;
-  }
 }
 
 TEST(Host, IsWhatStandsBeforeThePort) {
@@ -84,16 +81,13 @@ TEST(Host, IsWhatStandsBeforeThePort) {
     const char* text;
     const char* host;
   };
-  for (const Row& row :
-       {Row{"pi.local", "pi.local"}, Row{"PI.Local:8080", "pi.local"}, Row{"pi.", "pi"},
-        Row{"127.0.0.1:1", "127.0.0.1"}, Row{"[::1]", "::1"}, Row{"[FE80::1]:65535", "fe80::1"}}) {
+  for (const Row& row : {Row{"pi.local", "pi.local"}, Row{"PI.Local:8080", "pi.local"}, Row{"pi.", "pi"},
+                         Row{"127.0.0.1:1", "127.0.0.1"}, Row{"[::1]", "::1"}, Row{"[FE80::1]:65535", "fe80::1"}})
     EXPECT_EQ(hostOf(row.text), row.host) << row.text;
-  }
   for (const char* const text :
        {"", ":80", "a:b", "a:", "a:65536", "a b", "a/b", "a@b", "[::1", "::1", "[1.2.3.4]", "[::ffff:1.2.3.4]",
-        "[::1]x", "pi..", ".pi", ".", "a..b:80", "a:80:80", "\xc3\xa9"}) {
+        "[::1]x", "pi..", ".pi", ".", "a..b:80", "a:80:80", "\xc3\xa9"})
     EXPECT_FALSE(hostOf(text)) << text;
-  }
 }
 
 }  // namespace

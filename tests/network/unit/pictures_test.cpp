@@ -75,9 +75,8 @@ TEST(Reduced, IsTheFrameItselfWhereItFits) {
   ASSERT_EQ(planes.width, kWidth);
   ASSERT_EQ(planes.height, kHeight);
   ASSERT_EQ(planes.channels, 1);
-  for (int y = 0; y < kHeight; y += 7) {
+  for (int y = 0; y < kHeight; y += 7)
     for (int x = 0; x < kWidth; x += 11) EXPECT_EQ(planes.plane(0)[y * kWidth + x], 100 * x + y);
-  }
 }
 
 TEST(Reduced, AveragesWholeSquares) {
@@ -222,9 +221,8 @@ TEST(Request, IsReadFromAQuery) {
 
 TEST(Request, ThatMakesNoSenseIsRefused) {
   for (const char* query : {"width=0", "width=1e9", "height=x", "x=-1", "quality=100", "black=2", "mid=nan",
-                            "white=", "black=0.5&white=0.5", "w=99999999999"}) {
+                            "white=", "black=0.5&white=0.5", "w=99999999999"})
     EXPECT_THROW(asked(query), InvalidError) << query;
-  }
 }
 
 }  // namespace

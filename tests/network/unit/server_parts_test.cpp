@@ -52,7 +52,8 @@ TEST(Router, FindsTheFirstRouteAndFillsItsNames) {
 
 TEST(Router, AnswersWhatAHandlerThrowsOrForgets) {
   Router router;
-  router.add("GET", "/busy", [](const Request&) -> Response { throw BusyError("wait"); });
+  router.add(
+      "GET", "/busy", [](const Request&) -> Response { throw BusyError("wait"); });
   router.add("GET", "/broken", [](const Request&) -> Response { throw std::runtime_error("oh"); });
   router.addWaiting("GET", "/forgotten", [](const Request&, const Responder&) {});
   const Response busy = answerOf(router, "GET", "/busy");

@@ -93,9 +93,8 @@ TEST(Subframe, OutsideThePictureIsRefused) {
   const auto fit = [&](const orq_region& region) { return fitOn(info, region); };
   for (const Subframe& wrong :
        {Subframe{-1, 0, 10, 10}, Subframe{0, 0, 0, 10}, Subframe{0, 0, 201, 10}, Subframe{191, 0, 10, 10},
-        Subframe{0, 91, 10, 10}, Subframe{2000000000, 0, 2000000000, 1}}) {
+        Subframe{0, 91, 10, 10}, Subframe{2000000000, 0, 2000000000, 1}})
     EXPECT_THROW(planReading(info, Optics{}, wrong, fit), RangeError);
-  }
   // What the camera bins before it reads cannot be made of single pixels.
   Optics optics;
   optics.bin = 3;

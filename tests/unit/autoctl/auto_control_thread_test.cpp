@@ -61,9 +61,8 @@ TEST(AutoControlThread, BalancesWhiteInEveryFourthCycleAfterTheExposure) {
   camera->bIsColor = 1;
   camera->autoWB = 1;
   // Green of RGGB brighter than the rest, and still too dark.
-  for (std::size_t y = 0; y < 48; ++y) {
+  for (std::size_t y = 0; y < 48; ++y)
     for (std::size_t x = 0; x < 64; ++x) camera->autoBuf[y * 64 + x] = (x + y) % 2 != 0 ? 40 : 20;
-  }
   ASSERT_EQ(camera->StartAutoControlThr(), 1);
   EXPECT_TRUE(Eventually([&] { return camera->balances >= 2; }));
   camera->StopAutoControlThr();
@@ -79,9 +78,8 @@ TEST(AutoControlThread, BalancesWhiteAloneWhenNothingElseIsAutomatic) {
   camera->AutoExp = 0;
   camera->bIsColor = 1;
   camera->autoWB = 1;
-  for (std::size_t y = 0; y < 48; ++y) {
+  for (std::size_t y = 0; y < 48; ++y)
     for (std::size_t x = 0; x < 64; ++x) camera->autoBuf[y * 64 + x] = (x + y) % 2 != 0 ? 120 : 99;
-  }
   ASSERT_EQ(camera->StartAutoControlThr(), 1);
   EXPECT_TRUE(Eventually([&] { return camera->balances >= 1; }));
   camera->StopAutoControlThr();

@@ -54,9 +54,15 @@ TEST(AutoFrameSize, AsksAboutWidthAndHeightApart) {
 }
 
 TEST(AutoFrameSize, DoublesAtHardwareBinFourOnly) {
-  EXPECT_EQ(AutoFrameSize({100, 50, 4, true, false}, [] { return true; }), (FrameSize{200, 100}));
-  EXPECT_EQ(AutoFrameSize({100, 50, 4, true, false}, [] { return false; }), (FrameSize{800, 400}));
-  EXPECT_EQ(AutoFrameSize({100, 50, 4, false, false}, [] { return false; }), (FrameSize{400, 200}));
+  EXPECT_EQ(AutoFrameSize(
+                {100, 50, 4, true, false}, [] { return true; }),
+            (FrameSize{200, 100}));
+  EXPECT_EQ(AutoFrameSize(
+                {100, 50, 4, true, false}, [] { return false; }),
+            (FrameSize{800, 400}));
+  EXPECT_EQ(AutoFrameSize(
+                {100, 50, 4, false, false}, [] { return false; }),
+            (FrameSize{400, 200}));
   EXPECT_EQ(AutoFrameSize({100, 50, 2, true, false}, [] { return true; }), (FrameSize{100, 50}));
 }
 
@@ -91,9 +97,8 @@ TEST(SampleForm, AnyOtherNameIsInHostOrder) {
 TEST(SampleCentre, TakesTheGridPointsInsideTheCentreWithBothEnds) {
   // 64 x 48: both steps are 1. Columns 12 (64/5) to 51 (256/5), rows 9 (48/5) to 38 (192/5): 40 x 30 points.
   Bytes frame(64 * 48, 200);
-  for (std::size_t y = 9; y <= 38; ++y) {
+  for (std::size_t y = 9; y <= 38; ++y)
     for (std::size_t x = 12; x <= 51; ++x) frame[y * 64 + x] = 1;
-  }
   const SampleSum samples = SampleCentre({frame, {64, 48}}, Zero);
   EXPECT_EQ(samples.count, 1200U);
   EXPECT_EQ(samples.sum, 1200U) << "one outside would count 200";
@@ -102,9 +107,8 @@ TEST(SampleCentre, TakesTheGridPointsInsideTheCentreWithBothEnds) {
 TEST(SampleCentre, JitterMovesEachPointByOne) {
   // 640 x 480: steps of 10, centre 128 to 512 and 96 to 384. At 10 i + 1: i 13 to 51, j 10 to 38.
   Bytes frame(640 * 480, 0);
-  for (std::size_t j = 10; j <= 38; ++j) {
+  for (std::size_t j = 10; j <= 38; ++j)
     for (std::size_t i = 13; i <= 51; ++i) frame[(10 * j + 1) * 640 + 10 * i + 1] = 3;
-  }
   const SampleSum samples = SampleCentre({frame, {640, 480}}, One);
   EXPECT_EQ(samples.count, 39U * 29U);
   EXPECT_EQ(samples.sum, 3U * 39U * 29U);

@@ -168,9 +168,7 @@ TEST_F(CameraModes, NumbersThatAreNoModesAreRefusedWhateverIsOffered) {
   Open(0xC0);
   for (const int flags : {0, 1}) {
     SetFlags(1, flags, flags);
-    for (const int mode : {-1, 7, 8, INT_MAX, INT_MIN}) {
-      EXPECT_EQ(camera.SetCameraMode(mode), 17) << mode;
-    }
+    for (const int mode : {-1, 7, 8, INT_MAX, INT_MIN}) EXPECT_EQ(camera.SetCameraMode(mode), 17) << mode;
   }
   EXPECT_EQ(camera.camMode, 0);
   EXPECT_THAT(camera.port->TakeEvents(), IsEmpty());

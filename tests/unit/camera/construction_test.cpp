@@ -225,9 +225,7 @@ TEST(ThermistorTable, FallsFromMinus50To113Degrees) {
   ASSERT_EQ(orq::RTlist.size(), 164U);
   for (std::size_t i = 0; i < orq::RTlist.size(); ++i) {
     EXPECT_EQ(orq::RTlist[i].celsius, static_cast<int>(i) - 50);
-    if (i > 0) {
-      EXPECT_LT(orq::RTlist[i].kiloOhm, orq::RTlist[i - 1].kiloOhm);
-    }
+    if (i > 0) EXPECT_LT(orq::RTlist[i].kiloOhm, orq::RTlist[i - 1].kiloOhm);
   }
   EXPECT_EQ(orq::RTlist[0].kiloOhm, 505.7038);
   EXPECT_EQ(orq::RTlist[75].kiloOhm, 10.0);  // 25 degrees

@@ -82,9 +82,8 @@ TEST_F(Identity, NothingIsReadOutsideTheParameterPage) {
   std::array<unsigned char, 8> bytes{};
   const std::array<std::pair<int, int>, 6> outside{
       {{250, 7}, {257, 0}, {-1, 4}, {0, -1}, {INT_MAX, 1}, {1, INT_MAX}}};
-  for (const auto& [offset, len] : outside) {
+  for (const auto& [offset, len] : outside)
     EXPECT_FALSE(camera.ReadSPI(bytes.data(), offset, len)) << offset << ", " << len;
-  }
   EXPECT_THAT(bytes, Each(0));
   EXPECT_THAT(camera.port->TakeEvents(), IsEmpty());
 }

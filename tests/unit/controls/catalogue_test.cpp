@@ -158,15 +158,13 @@ TEST_F(Catalogue, TheDefaultAutomaticGainIsTheTruncatedMean) {
 
 TEST_F(Catalogue, InternalIdsConvertToPublicOnes) {
   const int expected[] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 13, 14, 15, 16, 17, 18, 19, 20, 21, 25, 22, 23, 24};
-  for (int type = 0; type < 22; ++type) {
+  for (int type = 0; type < 22; ++type)
     EXPECT_EQ(camera.ControlConv(static_cast<Control_TYPE>(type)), expected[type]) << type;
-  }
 }
 
 TEST_F(Catalogue, AnythingElseConvertsToTheGain) {
-  for (const int type : {-1, 22, 23, 255, INT_MAX, INT_MIN}) {
+  for (const int type : {-1, 22, 23, 255, INT_MAX, INT_MIN})
     EXPECT_EQ(camera.ControlConv(static_cast<Control_TYPE>(type)), ORQ_GAIN) << type;
-  }
 }
 
 TEST_F(Catalogue, AnswersLimitsByInternalId) {

@@ -504,9 +504,8 @@ TEST(ControlValueDefaults, ABareCameraFailsWhatItCannotSet) {
   camera.port->unplugged = true;
   for (const ORQ_CONTROL_TYPE id :
        {ORQ_GAIN, ORQ_EXPOSURE, ORQ_GAMMA, ORQ_OFFSET, ORQ_BAND_WIDTH, ORQ_OVER_CLK, ORQ_HARDWARE_BIN,
-        ORQ_HIGH_SPEED_MODE, ORQ_FAN_SPEED_ADJUST, ORQ_POWER_LED_BRIGHT, ORQ_USB_HUB_RESET}) {
+        ORQ_HIGH_SPEED_MODE, ORQ_FAN_SPEED_ADJUST, ORQ_POWER_LED_BRIGHT, ORQ_USB_HUB_RESET})
     EXPECT_EQ(camera.SetControlValue(id, 1, false), 16) << id;
-  }
   EXPECT_EQ(camera.SetControlValue(ORQ_WB_R, 1, false), 0);
   EXPECT_EQ(camera.SetControlValue(ORQ_PATTERN_ADJUST, 1, false), 0);
 }

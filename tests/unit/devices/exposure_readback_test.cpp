@@ -11,9 +11,8 @@ using testing::IsEmpty;
 class RealExposure : public DeviceTest {
  protected:
   void Counter(std::uint64_t ticks) {
-    for (std::uint16_t reg = 0xD0; reg <= 0xD4; ++reg, ticks /= 256) {
+    for (std::uint16_t reg = 0xD0; reg <= 0xD4; ++reg, ticks /= 256)
       camera.port->fpga[reg] = static_cast<std::uint8_t>(ticks % 256);
-    }
   }
 };
 

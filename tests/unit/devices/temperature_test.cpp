@@ -107,12 +107,10 @@ TEST_F(Temperature, AConverterThatDoesNotAnswerKeepsTheLastTemperature) {
 TEST_F(Temperature, CountsWithoutATemperatureKeepTheLastOne) {
   EXPECT_EQ(camera.CalculTempuature(100, 10), 0.0F) << "none yet";
   camera.ntcTemp = 7.5F;
-  for (const int count : {0, 100, 182, 4017, 4095, 4096, 5000, -1}) {
+  for (const int count : {0, 100, 182, 4017, 4095, 4096, 5000, -1})
     EXPECT_EQ(camera.CalculTempuature(count, 10), 7.5F) << count;
-  }
-  for (const int count : {0, 11, 252, 255}) {
+  for (const int count : {0, 11, 252, 255})
     EXPECT_EQ(camera.CalculTempuature(static_cast<unsigned char>(count), 10), 7.5F) << count;
-  }
   EXPECT_EQ(camera.ntcTemp, 7.5F);
 }
 

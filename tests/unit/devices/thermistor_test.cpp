@@ -96,9 +96,7 @@ TEST(Thermistor, OtherReferenceResistorsFollowTheCurve) {
       const auto expected = Expected(count, 4096, rref);
       const auto celsius = ThermistorCelsius(count, 4096, rref);
       ASSERT_EQ(celsius.has_value(), expected.has_value()) << count << " of " << rref;
-      if (expected) {
-        ASSERT_NEAR(static_cast<double>(*celsius), static_cast<double>(*expected), kRounding) << count;
-      }
+      if (expected) ASSERT_NEAR(static_cast<double>(*celsius), static_cast<double>(*expected), kRounding) << count;
     }
   }
 }
@@ -155,11 +153,9 @@ TEST(Thermistor, SenselessArgumentsGiveNothing) {
   EXPECT_EQ(ThermistorCelsius(2048, 4096, 0), std::nullopt);
   EXPECT_EQ(ThermistorCelsius(4096, 4096, 0), std::nullopt);
   EXPECT_EQ(ThermistorCelsius(2048, 4096, -10), std::nullopt);
-  for (const int count : {INT_MIN, INT_MAX}) {
-    for (const int rref : {INT_MIN, INT_MAX}) {
+  for (const int count : {INT_MIN, INT_MAX})
+    for (const int rref : {INT_MIN, INT_MAX})
       EXPECT_EQ(ThermistorCelsius(count, 4096, rref), std::nullopt) << count << " " << rref;
-    }
-  }
 }
 
 }  // namespace

@@ -30,11 +30,10 @@ TEST(Tmp100, EveryWordIsASignedNumberShiftedRight) {
     const int sixteenths = static_cast<std::int16_t>(word) >> 4;
     const auto celsius =
         Tmp100Celsius(static_cast<std::uint8_t>(word & 0xFF), static_cast<std::uint8_t>(word >> 8));
-    if (sixteenths == 0) {
+    if (sixteenths == 0)
       ASSERT_EQ(celsius, std::nullopt) << word;
-    } else {
+    else
       ASSERT_EQ(celsius, static_cast<float>(sixteenths / 16.0)) << word;
-    }
   }
 }
 
@@ -66,9 +65,8 @@ TEST(ConverterCounts, AreTheUpperBitsOfTheWord) {
 TEST(Ads1014, SpreadsTwiceItsReferenceOver4096Counts) {
   EXPECT_EQ(Ads1014Volts(0), 0.0F);
   EXPECT_EQ(Ads1014Volts(2048), 6.148F);
-  for (int count = 0; count < 4096; ++count) {
+  for (int count = 0; count < 4096; ++count)
     ASSERT_EQ(Ads1014Volts(count), static_cast<float>(12.296L * count / 4096)) << count;
-  }
 }
 
 }  // namespace

@@ -21,9 +21,8 @@ inline void PutWord(BlockV1& block, std::size_t at, std::uint32_t value) {
 }
 /// Stores `text` so that its last character stands at `first` and its first one highest.
 inline void PutReversed(BlockV1& block, std::size_t first, std::string_view text) {
-  for (std::size_t i = 0; i < text.size(); ++i) {
+  for (std::size_t i = 0; i < text.size(); ++i)
     block[first + text.size() - 1 - i] = static_cast<std::uint8_t>(text[i]);
-  }
 }
 inline void PutTicks(BlockV1& block, std::uint32_t ticks, std::uint32_t perSecond) {
   PutWord(block, 16, ticks);

@@ -49,9 +49,8 @@ TEST(NmeaChecksum, IsTheExclusiveOrBetweenDollarAndStar) {
   EXPECT_TRUE(orq::ChecksumHolds("$*00"));
   EXPECT_TRUE(orq::ChecksumHolds("$j*6a"));
   for (const std::string_view wrong : {"$GPRMC,,V,,,,,,,,,,N*52", "GPRMC,,V,,,,,,,,,,N*53", "$A*4", "$A41",
-                                       "$A*4G", "$A*-1", "", "$", "*41", "$A *41", "$A*41 "}) {
+                                       "$A*4G", "$A*-1", "", "$", "*41", "$A *41", "$A*41 "})
     EXPECT_FALSE(orq::ChecksumHolds(wrong)) << wrong;
-  }
 }
 
 TEST(NmeaLog, RmcAndGgaOfOneTimeMakeOneFix) {
@@ -160,9 +159,8 @@ TEST(NmeaLog, TheFirstGgaOfATimeCounts) {
 TEST(NmeaLog, AltitudesAreRoundedToTenths) {
   EXPECT_EQ(ReadNmea(Rmc("080910") + Gga("080910", "1", "09", "1147.26"))[0].fix.altitude, 11473);
   EXPECT_EQ(ReadNmea(Rmc("080910") + Gga("080910", "1", "09", "-12.5"))[0].fix.altitude, -125);
-  for (const char* none : {"", "x", "nan", "inf", "1e9", "12.5m"}) {
+  for (const char* none : {"", "x", "nan", "inf", "1e9", "12.5m"})
     EXPECT_FALSE(ReadNmea(Rmc("080910") + Gga("080910", "1", "09", none))[0].fix.altitude.has_value()) << none;
-  }
 }
 
 TEST(NmeaLog, MomentsFollowTheirTimes) {

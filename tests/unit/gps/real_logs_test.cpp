@@ -55,13 +55,11 @@ struct Expected {
 
 std::vector<std::string> Split(const std::string& text) {
   std::vector<std::string> fields(1);
-  for (const char c : text) {
-    if (c == ',') {
+  for (const char c : text)
+    if (c == ',')
       fields.emplace_back();
-    } else {
+    else
       fields.back() += c;
-    }
-  }
   return fields;
 }
 
@@ -85,9 +83,8 @@ std::vector<std::vector<std::string>> Sentences(const std::string& path) {
 std::vector<Expected> PlainReading(const std::string& path, int years) {
   const auto sentences = Sentences(path);
   std::map<std::string, std::vector<std::string>> gga;
-  for (const auto& s : sentences) {
+  for (const auto& s : sentences)
     if (s[0].substr(2) == "GGA" && !s[1].empty()) gga.insert({s[1], s});
-  }
   std::vector<Expected> all;
   for (const auto& s : sentences) {
     if (s[0].substr(2) != "RMC" || s[2] != "A") continue;
@@ -205,9 +202,8 @@ TEST(RealLogs, AreAllReadHere) {
   const std::string folder = std::string(ORQ_REALDATA_DIR) + "/nmea";
   if (!std::filesystem::exists(folder)) GTEST_SKIP() << "no real data: " << folder << " is absent";
   std::set<std::string> there;
-  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+  for (const auto& entry : std::filesystem::directory_iterator(folder))
     if (entry.path().extension() == ".log") there.insert(entry.path().filename());
-  }
   std::set<std::string> read;
   for (const Log& log : kLogs) read.insert(log.file);
   EXPECT_EQ(there, read);

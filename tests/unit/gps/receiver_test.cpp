@@ -56,9 +56,8 @@ TEST(UtcText, IsReadInOneForm) {
        {"", "2030", "2030-01-01", "2030-01-01 00:00:00", "2030-1-1T00:00:00", "2023-02-29T00:00:00",
         "2022-12-31T23:59:59", "2255-01-01T00:00:00", "2030-13-01T00:00:00", "2030-00-01T00:00:00",
         "2030-01-01T24:00:00", "2030-01-01T00:60:00", "2030-01-01T00:00:60", "2030-01-01T00:00:00,5",
-        "2030-01-01T00:00:00ZZ", "+030-01-01T00:00:00", "2030-01-01T00:00:00.1x", "9999-01-01T00:00:00"}) {
+        "2030-01-01T00:00:00ZZ", "+030-01-01T00:00:00", "2030-01-01T00:00:00.1x", "9999-01-01T00:00:00"})
     EXPECT_FALSE(orq::ParseUtc(wrong).has_value()) << wrong;
-  }
 }
 
 TEST(GpsReceiver, WithoutFixKnowsNothing) {
@@ -94,9 +93,8 @@ TEST(GpsReceiver, TimeRollsOverAtEveryField) {
       {"2099-12-31T23:59:59.5", {2100, 1, 1, 0, 0, 0, 0, 0}},
       {"2100-02-28T23:59:59.5", {2100, 3, 1, 0, 0, 0, 0, 0}},
   };
-  for (const auto& c : cases) {
+  for (const auto& c : cases)
     EXPECT_EQ(Numbers(DecodedV1(GpsReceiver(StartingAt(c.start)).At(0.5)).Datetime), c.next) << c.start;
-  }
 }
 
 TEST(GpsReceiver, PositionsKeepTheirSigns) {

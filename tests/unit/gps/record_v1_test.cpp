@@ -405,13 +405,11 @@ TEST_F(GpsRecordV1, RandomCharactersDecodeAsTheCLibraryReadsThem) {
   constexpr std::string_view kCharacters = "0123456789012345678901234567890123456789.+- eE\t,x";
   for (int round = 0; round < 20000; ++round) {
     BlockV1 block = GoodBlock();
-    for (std::size_t at = 25; at < block.size(); ++at) {
+    for (std::size_t at = 25; at < block.size(); ++at)
       if (at != 35) block[at] = static_cast<std::uint8_t>(kCharacters[random() % kCharacters.size()]);
-    }
     // The C library would read hexadecimals.
-    for (std::size_t at = 25; at + 1 < block.size(); ++at) {
+    for (std::size_t at = 25; at + 1 < block.size(); ++at)
       if (block[at] == 'x' && block[at + 1] == '0') block[at] = '1';
-    }
     block[24] = random() % 2 == 0 ? 'N' : 'S';
     block[35] = random() % 2 == 0 ? 'E' : 'W';
     _ORQ_GPS_DATA data{};

@@ -266,9 +266,8 @@ TEST_P(EveryRead, AsksForTheseBytesAndDeliversThem) {
   out_.fill(0x11);
   EXPECT_TRUE(GetParam().run(link_, out_.data()));
   EXPECT_EQ(Sent(), std::vector<Packet>{GetParam().sent});
-  for (std::size_t at = 0; at < 16; ++at) {
+  for (std::size_t at = 0; at < 16; ++at)
     EXPECT_EQ(out_[at], at < static_cast<std::size_t>(GetParam().sent.length) ? 0xA5 : 0x11) << at;
-  }
 }
 
 TEST_P(EveryRead, LeavesTheOutBytesAsTheyWereWhenItFailsOrIsShort) {
@@ -404,11 +403,10 @@ TEST_F(Requests, NeverOverlapAndReadModifyWritesLoseNoBit) {
   std::uint8_t trigger = 0;
   port_->answer = [&](const SetupPacket& setup, std::span<std::uint8_t> data) {
     overlapped |= ++inside > 1;
-    if (setup.In()) {
+    if (setup.In())
       data[0] = trigger;
-    } else {
+    else
       trigger = static_cast<std::uint8_t>(setup.index);
-    }
     std::this_thread::yield();
     --inside;
     return static_cast<int>(data.size());

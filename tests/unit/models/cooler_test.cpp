@@ -382,11 +382,9 @@ TEST(CoolerLoop, SaysWhenTheDriveIsRefused) {
 TEST(CoolerEnds, OpeningLeavesWhatIsOffAlone) {
   Rig rig;
   ASSERT_EQ(rig.camera.OpenCamera(0), 1);
-  for (const std::string& event : rig.port->TakeEvents()) {
-    for (const char* written : {"40 D1 E0", "40 D1 E1", "40 D1 E2", "40 D1 E3"}) {
+  for (const std::string& event : rig.port->TakeEvents())
+    for (const char* written : {"40 D1 E0", "40 D1 E1", "40 D1 E2", "40 D1 E3"})
       EXPECT_NE(event.substr(0, 8), written) << event;
-    }
-  }
   EXPECT_EQ(rig.camera.Get(ORQ_COOLER_ON), 0);
 }
 

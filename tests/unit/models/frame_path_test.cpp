@@ -98,11 +98,9 @@ TEST(FramePath, ConvertsAnEvenColourToThatColourWhateverTheFlips) {
     c.flipHorizontal = (flips & 1) != 0;
     c.flipVertical = (flips & 2) != 0;
     std::vector<std::uint8_t> wire(16 * 8);
-    for (int y = 0; y < 8; ++y) {
-      for (int x = 0; x < 16; ++x) {
+    for (int y = 0; y < 8; ++y)
+      for (int x = 0; x < 16; ++x)
         wire[static_cast<std::size_t>(y * 16 + x)] = static_cast<std::uint8_t>(40 + 40 * (x % 2) + 40 * (y % 2));
-      }
-    }
     const auto out = Delivered(c, wire);
     for (std::size_t i = 0; i < out.size(); i += 3) {
       ASSERT_EQ(out[i], 120) << flips;

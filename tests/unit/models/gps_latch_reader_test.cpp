@@ -68,9 +68,8 @@ class Camera : public test::GpsCamera {
     return 1;
   }
   void SetCounter(std::uint32_t count) {
-    for (unsigned i = 0; i < 4; ++i) {
+    for (unsigned i = 0; i < 4; ++i)
       port->fpga[static_cast<std::uint16_t>(kCounter + i)] = static_cast<std::uint8_t>(count >> (8 * i));
-    }
   }
   std::shared_ptr<HookedPort> hooked;
   int interval = 164;
@@ -226,9 +225,8 @@ TEST_F(GpsLatch, ThreeDifferentReadingsAreNone) {
   reader.Begin();
   int second = 0;
   camera.hooked->before = [&](const SetupPacket& setup) {
-    if (setup.request == 0xD0 && setup.value == kStartBlock) {
+    if (setup.request == 0xD0 && setup.value == kStartBlock)
       camera.port->fpga[kStartBlock + 7] = static_cast<std::uint8_t>(++second);
-    }
   };
   EXPECT_EQ(StateOf(), GpsState::Missed);
   EXPECT_EQ(second, 3);

@@ -49,15 +49,13 @@ TEST(ModelQuirks, ProbeWhereTheTableDoesNotTellAndTheDeviceDoes) {
 }
 
 TEST(ModelQuirks, ScaleCoordinatesWhereTheFpgaBins) {
-  for (const ModelData& model : AllModels()) {
+  for (const ModelData& model : AllModels())
     EXPECT_EQ(quirks::ScalesBinnedCoordinates(model.productId), model.fpgaBin) << model.name;
-  }
 }
 
 TEST(ModelQuirks, TellTheCaptureModeToTheCameraThatTakesTimes) {
-  for (const ModelData& model : AllModels()) {
+  for (const ModelData& model : AllModels())
     EXPECT_EQ(quirks::WantsCaptureMode(model.productId), model.gps) << model.name;
-  }
 }
 
 TEST(ModelQuirks, FindAFanWhereTheBoardHasOne) {

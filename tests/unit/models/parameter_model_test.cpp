@@ -13,9 +13,8 @@ using testing::Not;
 
 std::vector<std::string> HostModeWrites(const std::vector<std::string>& events) {
   std::vector<std::string> writes;
-  for (const std::string& event : events) {
+  for (const std::string& event : events)
     if (event.starts_with("40 D1 45 00")) writes.push_back(event);
-  }
   return writes;
 }
 
@@ -31,11 +30,10 @@ TEST(ProductIds, TwoOfThemAreToldTheCaptureMode) {
     camera.StartCapture(true);
     camera.StopCapture();
     const auto writes = HostModeWrites(camera.port->TakeEvents());
-    if (row.told) {
+    if (row.told)
       EXPECT_THAT(writes, ElementsAre("40 D1 45 00 03 00 00 00")) << row.id;
-    } else {
+    else
       EXPECT_TRUE(writes.empty()) << row.id;
-    }
   }
 }
 

@@ -61,12 +61,10 @@ TEST(PortingPage, NamesWhateverTheHostAsksFor) {
       }
       camera.CloseCamera();
       ASSERT_TRUE(port->registers.contains(wire::kFpgaExposure) || !camera.Model().sensor->PowerUp().empty());
-      for (const int request : port->requests) {
+      for (const int request : port->requests)
         EXPECT_TRUE(named.contains(request)) << key << ": request 0x" << std::hex << request;
-      }
-      for (const int reg : port->registers) {
+      for (const int reg : port->registers)
         EXPECT_TRUE(named.contains(reg)) << key << ": register 0x" << std::hex << reg;
-      }
     }
   }
 }

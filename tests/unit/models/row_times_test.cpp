@@ -54,9 +54,8 @@ TEST(ToUtc, WhatTheCalendarDoesNotHaveIsNoTime) {
         Time(2030, 4, 31, 0, 0, 0), Time(2030, 2, 29, 0, 0, 0), Time(2030, 1, 32, 0, 0, 0),
         Time(2030, 1, 1, 24, 0, 0), Time(2030, 1, 1, -1, 0, 0), Time(2030, 1, 1, 0, 60, 0),
         Time(2030, 1, 1, 0, 0, 60), Time(2030, 1, 1, 0, 0, 0, -1), Time(2030, 1, 1, 0, 0, 0, 0, 10'000),
-        Time(2030, 1, 1, 0, 0, 0, 2'000'000'000), Time(0, 1, 1, 0, 0, 0), Time(2030, 1, 255, 0, 0, 0)}) {
+        Time(2030, 1, 1, 0, 0, 0, 2'000'000'000), Time(0, 1, 1, 0, 0, 0), Time(2030, 1, 255, 0, 0, 0)})
     EXPECT_FALSE(ToUtc(time).has_value()) << time.Month << " " << time.Day << " " << time.Hour;
-  }
 }
 
 TEST(ToUtc, AgreesWithTheCalendarAtEveryDayEnd) {

@@ -38,13 +38,11 @@ class Twins {
   }
   void Write(const RegisterBatch& batch) {
     Run(sensor.BeginTogether());
-    for (const RegisterWrite& write : batch.Writes()) {
-      if (write.sensor) {
+    for (const RegisterWrite& write : batch.Writes())
+      if (write.sensor)
         chip->Write(registers_, write.reg, write.value, false, now_);
-      } else {
+      else
         fpga_[write.reg] = write.value;
-      }
-    }
     Run(sensor.EndTogether());
   }
   ChipSetting Setting() const { return chip->Setting(registers_); }
@@ -102,9 +100,7 @@ TEST_P(SensorTwins, RunOnceTheDriverHasWokenThem) {
     EXPECT_EQ(setting.mode, mode);
     const ReadoutMode stated = ReadoutModeOf(model, mode);
     EXPECT_EQ(twins.Readout().fullWellElectrons, stated.fullWellElectrons) << "mode " << mode;
-    if (setting.lineTimeNs != 0) {
-      EXPECT_EQ(setting.lineTimeNs, stated.lineTimeNs) << "mode " << mode;
-    }
+    if (setting.lineTimeNs != 0) EXPECT_EQ(setting.lineTimeNs, stated.lineTimeNs) << "mode " << mode;
   }
 }
 
@@ -160,10 +156,9 @@ TEST_P(SensorTwins, HaveRegistersOfTheirOwnForEachSetting) {
   std::map<std::string, std::set<std::pair<bool, std::uint16_t>>> owners;
   const auto note = [&](const std::string& what, const RegisterBatch& batch) {
     std::set<std::pair<bool, std::uint16_t>> once;
-    for (const RegisterWrite& write : batch.Writes()) {
+    for (const RegisterWrite& write : batch.Writes())
       EXPECT_TRUE(once.emplace(write.sensor, write.reg).second)
           << what << " writes register 0x" << std::hex << write.reg << " twice";
-    }
     owners[what].insert(once.begin(), once.end());
   };
   for (int mode = 0; mode < modes; ++mode) {
@@ -199,9 +194,8 @@ TEST(DataSheets, AreThereForEverySensorWithRegistersOfItsOwn) {
     described.insert(sheet.models.begin(), sheet.models.end());
   }
   std::set<std::string> wanted;
-  for (const ModelData& model : AllModels()) {
+  for (const ModelData& model : AllModels())
     if (!model.sensor->PowerUp().empty()) wanted.insert(std::string(model.key));
-  }
   EXPECT_EQ(described, wanted)
       << "models that a page of docs/sensors begins with, and models that have a power-up";
 }

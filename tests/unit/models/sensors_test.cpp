@@ -179,9 +179,8 @@ TEST(Sensors, KeepWhatTheyRoundedTo) {
 }
 
 TEST(Sensors, TellAGainFromItsCodeAsTheyWroteIt) {
-  for (int code = 0; code <= 100; ++code) {
+  for (int code = 0; code <= 100; ++code)
     EXPECT_EQ(FindModel("l3m")->sensor->GainOf(static_cast<std::uint16_t>(code)), 3 * code);
-  }
   const Sensor& d6 = *FindModel("d6m")->sensor;
   for (int setting = 0; setting <= 360; ++setting) {
     const int gain = d6.NearestGain(setting);

@@ -232,9 +232,8 @@ TEST_F(ModelSettings, ValuesBeyondTheModelsLimitsAreBroughtWithinThem) {
     std::string elements;
     for (const char* name :
          {"Gain", "Brightness", "FPSPercentageUSB3", "FPSPercentageUSB2", "WB_Red", "WB_Blue", "OverCLKPerc",
-          "Pattern", "TargetTemp", "AutoGainMax", "AutoExpMaxMs", "DestBrightness"}) {
+          "Pattern", "TargetTemp", "AutoGainMax", "AutoExpMaxMs", "DestBrightness"})
       elements += value(name, number);
-    }
     WriteK1C(elements + value("Exposure", high ? "999999999" : "0") + "<byte name='LibusbLogLever' value='99'/>");
     const VirtualRig rig("k1c");
     const CModelCamera& camera = *rig.camera;

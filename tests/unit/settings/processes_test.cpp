@@ -93,9 +93,7 @@ TEST_F(Processes, OneThatIsKilledNeverLeavesADamagedFile) {
     // Half of them get as far as one whole save, the others get as far as they get.
     const bool saved = kill % 2 == 1;
     char byte = 0;
-    if (saved) {
-      ASSERT_EQ(::read(pipe[0], &byte, 1), 1);
-    }
+    if (saved) ASSERT_EQ(::read(pipe[0], &byte, 1), 1);
     usleep(static_cast<useconds_t>(random() % 8000));
     ::kill(child, SIGKILL);
     int status = 0;

@@ -35,9 +35,8 @@ TEST_F(SaveSetting, WritesAllValuesInTheirOrder) {
   std::vector<std::string> names;
   const std::string text = Text();
   for (std::size_t at = text.find("<key name=\"Model\">");
-       (at = text.find(" name=\"", at + 8)) != std::string::npos;) {
+       (at = text.find(" name=\"", at + 8)) != std::string::npos;)
     names.push_back(text.substr(at + 7, text.find('"', at + 7) - at - 7));
-  }
   const char* const expected[] = {"Exposure",
                                   "Gain",
                                   "Brightness",

@@ -43,9 +43,8 @@ class SettingsFile : public SettingsTest {
   /// Stores a number; false when it did not reach the file.
   static bool TryToStore(const std::string& path, std::int32_t number) {
     xmlHandle key;
-    if (XMLOpenKey(kFile, path.c_str(), &key) == 0 && XMLCreateKey(kFile, path.c_str(), &key, nullptr) == 0) {
+    if (XMLOpenKey(kFile, path.c_str(), &key) == 0 && XMLCreateKey(kFile, path.c_str(), &key, nullptr) == 0)
       return false;
-    }
     Set(key, "a", number);
     return XMLCloseKey(&key) != 0;
   }
@@ -249,9 +248,8 @@ TEST_F(SettingsFile, AFileDamagedMeanwhileIsSetAsideToo) {
 }
 
 TEST_F(SettingsFile, ADamagedFileThatCannotBeSetAsideStays) {
-  for (int number = 1; number <= 1000; ++number) {
+  for (int number = 1; number <= 1000; ++number)
     std::ofstream(directory / ("ORQconfig.xml.damaged-" + std::to_string(number))) << number;
-  }
   WriteText("wreck");
   EXPECT_FALSE(TryToStore("software\\Model", 1));
   EXPECT_EQ(TakeXmlTrouble(), "settings file " + File().string() +

@@ -21,9 +21,8 @@ std::string Escaped(const std::string& text) {
 
 TEST(XmlText, LeavesPrintableTextAlone) {
   for (const char* text :
-       {"", "plain", "/home/me/dark 1.bmp", "a<b>&\"'", "\u00e9t\u00e9 \u65e5\u672c \U0001F52D"}) {
+       {"", "plain", "/home/me/dark 1.bmp", "a<b>&\"'", "\u00e9t\u00e9 \u65e5\u672c \U0001F52D"})
     EXPECT_EQ(Escaped(text), text);
-  }
 }
 
 TEST(XmlText, EscapesWhatXmlCannotHold) {
@@ -84,9 +83,8 @@ TEST(XmlDocument, WhatIsNoValueIsAbsent) {
        {"<int name='v' value=''/>", "<int name='v' value='12x'/>", "<int name='v' value='0x10'/>",
         "<int name='v' value=' 1'/>", "<int name='v'/>", "<byte name='v' value='on'/>",
         "<data name='v' value='1'/>", "<data name='v' type='x' value='1'/>", "<other name='v' value='1'/>",
-        "<key name='v' value='1'/>"}) {
+        "<key name='v' value='1'/>"})
     EXPECT_EQ(ValueOf(element), std::nullopt) << element;
-  }
 }
 
 TEST(XmlDocument, AValueThatIsTooLargeIsAbsent) {
@@ -148,9 +146,8 @@ TEST(XmlDocument, KeepsWhatAUserAdded) {
   ASSERT_TRUE(document) << reason;
   document->Merge("K", {{"a", {4, BytesOf(2)}}});
   for (const char* part :
-       {"<!-- mine -->", "note=\"n\"", "<!-- why -->", "unit=\"s\"", "<extra />", "value=\"2\""}) {
+       {"<!-- mine -->", "note=\"n\"", "<!-- why -->", "unit=\"s\"", "<extra />", "value=\"2\""})
     EXPECT_THAT(document->Text(), HasSubstr(part));
-  }
 }
 
 TEST(XmlDocument, ReadsOtherEncodingsAndWritesUtf8) {
@@ -183,9 +180,8 @@ TEST(XmlDocument, KeyPathsAreExact) {
   XmlDocument document;
   document.Merge("software\\Model", {{"a", {4, BytesOf(1)}}});
   for (const char* other : {"", "Model", "software\\model", "software\\Model\\", "\\software\\Model",
-                            "software/Model", "software\\Model\\a", "software\\Mode"}) {
+                            "software/Model", "software\\Model\\a", "software\\Mode"})
     EXPECT_FALSE(document.Read(other)) << other;
-  }
   EXPECT_TRUE(document.Read("software"));
 }
 
@@ -250,9 +246,8 @@ std::string WhyNot(const std::string& text) {
 
 TEST(XmlDocument, RefusesWhatIsNoSettingsFile) {
   for (const char* text : {"", " ", "text", "<orqcam>", "<orqcam", "<orqcam></other>", "<?xml version='1.0'?>",
-                           "<orqcam><key name='K'", "\xff\xfe"}) {
+                           "<orqcam><key name='K'", "\xff\xfe"})
     EXPECT_THAT(WhyNot(text), HasSubstr("it is no XML")) << text;
-  }
   EXPECT_EQ(WhyNot("<settings/>"), "it holds no settings");
 }
 

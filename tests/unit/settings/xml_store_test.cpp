@@ -165,9 +165,8 @@ TEST_F(XmlStore, ForgedHandlesStandForNothing) {
   Set(key, "a", 1);
   std::vector<xmlHandle> handles{
       {{key.words[0], key.words[1] - 1}}};  // elsewhere, older numbers may still be open
-  for (const std::uint32_t first : {0U, 1U, 2U, 63U, 64U, 65U, 0x7FFFFFFFU, 0xFFFFFFFFU}) {
+  for (const std::uint32_t first : {0U, 1U, 2U, 63U, 64U, 65U, 0x7FFFFFFFU, 0xFFFFFFFFU})
     for (const std::uint32_t second : {0U, key.words[1] + 1, 0xFFFFFFFFU}) handles.push_back({{first, second}});
-  }
   for (xmlHandle& forged : handles) {
     EXPECT_EQ(Set(forged, "a", 2), 0);
     EXPECT_EQ(Query(forged, "a"), std::nullopt);

@@ -61,8 +61,7 @@ std::vector<std::string> DebugLogFixture::AllLogFileTexts() {
   std::ifstream in(path.data());
   std::vector<std::string> texts;
   constexpr std::size_t kStamp = 30;  // "2026-01-31T23:59:59.123Z INFO "
-  for (std::string line; std::getline(in, line);) {
+  for (std::string line; std::getline(in, line);)
     texts.push_back(line.size() >= kStamp ? line.substr(kStamp) : "(no stamp) " + line);
-  }
   return texts;
 }

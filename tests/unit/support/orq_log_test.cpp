@@ -141,9 +141,7 @@ TEST_F(ORQLogTest, KeepsAtMostOneMebibyteAndThreeOlderFiles) {
   for (const char* name : {"orqcam.log", "orqcam.log.1", "orqcam.log.2", "orqcam.log.3"}) {
     EXPECT_LE(fs::file_size(directory / name), kMiB);
     const auto texts = TextsOf(directory / name);
-    for (auto text = texts.rbegin(); text != texts.rend(); ++text) {
-      ASSERT_EQ(std::stoi(*text), --expected) << name;
-    }
+    for (auto text = texts.rbegin(); text != texts.rend(); ++text) ASSERT_EQ(std::stoi(*text), --expected) << name;
   }
   EXPECT_GT(kLines - expected, 3 * 250) << "three full files of 4 kB lines";
 }

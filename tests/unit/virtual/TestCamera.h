@@ -33,11 +33,9 @@ class PatternSource : public FrameSource {
   int BayerPattern() const override { return -1; }
   std::uint64_t LineTimeNs() const override { return lineTimeNs_; }
   void Expose(const ExposureSettings& settings, std::span<std::uint16_t> adu) override {
-    for (int y = 0; y < settings.height; ++y) {
-      for (int x = 0; x < settings.width; ++x) {
+    for (int y = 0; y < settings.height; ++y)
+      for (int x = 0; x < settings.width; ++x)
         adu[static_cast<std::size_t>(y * settings.width + x)] = Sample(settings, x, y);
-      }
-    }
   }
 
  private:
@@ -119,9 +117,7 @@ inline TransferResult Transfer(VirtualCamera& camera, std::size_t size,
       }
       continue;
     }
-    if (step.kind != BulkStep::Kind::Wait || std::chrono::steady_clock::now() > giveUp) {
-      break;
-    }
+    if (step.kind != BulkStep::Kind::Wait || std::chrono::steady_clock::now() > giveUp) break;
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
   buffer.resize(filled);
@@ -143,9 +139,7 @@ struct Frame {
   /// The trailer's sequence number, when the frame is whole.
   std::optional<std::uint32_t> Trailer() const {
     const auto header = Header();
-    if (!header || bytes.size() < wire::kHeaderBytes + header->payloadBytes) {
-      return std::nullopt;
-    }
+    if (!header || bytes.size() < wire::kHeaderBytes + header->payloadBytes) return std::nullopt;
     return wire::GetTrailer(std::span(bytes).subspan(wire::kHeaderBytes + header->payloadBytes),
                             header->payloadBytes);
   }
@@ -159,9 +153,7 @@ inline Frame ReadFrame(VirtualCamera& camera, std::size_t size = 49152,
     const TransferResult transfer = Transfer(camera, size, patience);
     frame.kind = transfer.kind;
     frame.bytes.insert(frame.bytes.end(), transfer.bytes.begin(), transfer.bytes.end());
-    if (transfer.ended || transfer.kind != BulkStep::Kind::Data) {
-      return frame;
-    }
+    if (transfer.ended || transfer.kind != BulkStep::Kind::Data) return frame;
   }
 }
 

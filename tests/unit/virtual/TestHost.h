@@ -83,9 +83,7 @@ class Host {
     resubmissions -= again ? 1 : 0;
     const std::lock_guard lock(mutex);
     completions.push_back(std::move(completion));
-    if (again) {
-      EXPECT_EQ(kUsbOk, port->Pipe().Submit(transfer));
-    }
+    if (again) EXPECT_EQ(kUsbOk, port->Pipe().Submit(transfer));
     changed.notify_all();
   }
 

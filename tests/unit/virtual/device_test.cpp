@@ -389,9 +389,8 @@ TEST(VirtualDevices, CanBeLookedAtWhileTheCameraWorks) {
 
 std::uint64_t ExposureCount(VirtualCamera& camera) {
   std::uint64_t count = 0;
-  for (int i = 0; i < 5; ++i) {
+  for (int i = 0; i < 5; ++i)
     count |= std::uint64_t{ReadFpga(camera, static_cast<std::uint16_t>(0xD0 + i))} << (8 * i);
-  }
   return count;
 }
 
@@ -435,9 +434,7 @@ TEST(VirtualExposureCounter, IsLatchedByItsLowestByte) {
 
 std::vector<int> Identity(VirtualCamera& camera) {
   std::vector<int> bytes;
-  for (std::uint16_t reg = 0x0A27; reg <= 0x0A31; ++reg) {
-    bytes.push_back(ReadSensor(camera, reg));
-  }
+  for (std::uint16_t reg = 0x0A27; reg <= 0x0A31; ++reg) bytes.push_back(ReadSensor(camera, reg));
   return bytes;
 }
 

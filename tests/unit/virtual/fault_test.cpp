@@ -126,9 +126,7 @@ TEST(VirtualFaults, ADropRateIsKeptAndFollowsTheSeed) {
     auto camera = MakeCamera(options, 8, 8);
     RunOutput(*camera);
     std::vector<std::uint32_t> sequences;
-    for (int i = 0; i < 300; ++i) {
-      sequences.push_back(ReadFrame(*camera).Header().value().sequence - kFirst);
-    }
+    for (int i = 0; i < 300; ++i) sequences.push_back(ReadFrame(*camera).Header().value().sequence - kFirst);
     return sequences;
   };
   EXPECT_EQ(299U, arrivals(1, 0).back());

@@ -51,9 +51,8 @@ TEST(VirtualFlash, ProgrammingOnlyClearsBits) {
 
 TEST(VirtualFlash, ErasesOneSector) {
   auto camera = CameraWithFlashBus();
-  for (const std::uint32_t address : {0x3FFFFU, 0x40000U, 0x4FFFFU, 0x50000U}) {
+  for (const std::uint32_t address : {0x3FFFFU, 0x40000U, 0x4FFFFU, 0x50000U})
     EXPECT_EQ(1, Program(*camera, address, {0}));
-  }
   EXPECT_EQ(0, Out(*camera, 0xC4, 4));
   EXPECT_EQ(Bytes{0}, camera->Flash(0x3FFFF, 1));
   EXPECT_THAT(camera->Flash(0x40000, 0x10000), Each(0xFF));
@@ -74,9 +73,7 @@ TEST(VirtualFlash, APageProgramWrapsAtThePagesEnd) {
 TEST(VirtualFlash, LongWritesProgramPageByPage) {
   auto camera = CameraWithFlashBus();
   Bytes data(2048);
-  for (std::size_t i = 0; i < data.size(); ++i) {
-    data[i] = static_cast<std::uint8_t>(i / 256 * 16 + i % 16);
-  }
+  for (std::size_t i = 0; i < data.size(); ++i) data[i] = static_cast<std::uint8_t>(i / 256 * 16 + i % 16);
   EXPECT_EQ(2048, Program(*camera, 0x40800, data));
   EXPECT_EQ(data, camera->Flash(0x40800, 2048));
 }

@@ -41,9 +41,8 @@ void SetExposure(VirtualCamera& camera, std::uint64_t us) {
 }
 std::uint32_t Word(VirtualCamera& camera, std::uint16_t reg) {
   std::uint32_t value = 0;
-  for (std::uint16_t i = 0; i < 4; ++i) {
+  for (std::uint16_t i = 0; i < 4; ++i)
     value |= std::uint32_t{ReadFpga(camera, static_cast<std::uint16_t>(reg + i))} << (8 * i);
-  }
   return value;
 }
 std::uint32_t Counter(VirtualCamera& camera) {
@@ -51,9 +50,7 @@ std::uint32_t Counter(VirtualCamera& camera) {
 }
 std::vector<int> Bytes(VirtualCamera& camera, std::uint16_t reg, int count) {
   std::vector<int> bytes;
-  for (int i = 0; i < count; ++i) {
-    bytes.push_back(ReadFpga(camera, static_cast<std::uint16_t>(reg + i)));
-  }
+  for (int i = 0; i < count; ++i) bytes.push_back(ReadFpga(camera, static_cast<std::uint16_t>(reg + i)));
   return bytes;
 }
 /// Seconds of the minute at which the block's line was latched, as the FPGA's counts say.
@@ -190,9 +187,7 @@ TEST(VirtualGps, WithoutTimeFramesFollowOneAnotherAllTheSame) {
   for (int i = 0; i < 5; ++i) {
     Shoot(*camera);
     const double second = StartSecond(*camera);
-    if (i > 0) {
-      EXPECT_NEAR(0.1 + 32 * 10e-6, second - last, 2 * kTick) << "exposure and readout";
-    }
+    if (i > 0) EXPECT_NEAR(0.1 + 32 * 10e-6, second - last, 2 * kTick) << "exposure and readout";
     last = second;
   }
 }
@@ -256,9 +251,8 @@ TEST(VirtualGps, ALatchAppearsWhenTheReadoutEnds) {
   WriteFpga(*camera, wire::kFpgaSingle, 1);
   RunOutput(*camera);
   const auto giveUp = std::chrono::steady_clock::now() + 20s;
-  while (camera->FramesExposed() == 0 && std::chrono::steady_clock::now() < giveUp) {
+  while (camera->FramesExposed() == 0 && std::chrono::steady_clock::now() < giveUp)
     std::this_thread::sleep_for(1ms);
-  }
   EXPECT_EQ(0U, Counter(*camera)) << "3.2 s before it appears";
   RunOutput(*camera, false);
   EXPECT_EQ(0U, Counter(*camera)) << "a readout that is cut gives none";

@@ -86,9 +86,8 @@ TEST(VirtualOptionsTest, EveryOptionIsRead) {
 
 TEST(VirtualOptionsTest, GpsOptionsAreForModelsWithAGps) {
   for (const char* words :
-       {"k1c,gps=sim", "x26m,gpsver=1", "k1c,gpspos=1/2/3", "replay,file=a,gpsroute=1/2", "k1c,gpstime=now"}) {
+       {"k1c,gps=sim", "x26m,gpsver=1", "k1c,gpspos=1/2/3", "replay,file=a,gpsroute=1/2", "k1c,gpstime=now"})
     EXPECT_THAT(ErrorOf(words), HasSubstr("gps")) << words;
-  }
 }
 
 TEST(VirtualOptionsTest, TheGpsReceiverIsDescribed) {
@@ -114,9 +113,8 @@ TEST(VirtualOptionsTest, WrongGpsValuesAreRefused) {
   for (const char* words :
        {"gps=", "gpsver=2", "gpsver=-1", "gpsver=", "gpspos=1/2", "gpspos=1/2/3/4", "gpspos=91/2/3",
         "gpspos=1/181/3", "gpspos=1/2/10000", "gpspos=1/2/x", "gpspos=//", "gpsroute=1", "gpsroute=-1/2",
-        "gpsroute=1/361", "gpstime=", "gpstime=2022-01-01T00:00:00", "gpstime=tomorrow"}) {
+        "gpsroute=1/361", "gpstime=", "gpstime=2022-01-01T00:00:00", "gpstime=tomorrow"})
     ErrorOf(std::string("t46c,") + words);
-  }
 }
 
 TEST(VirtualOptionsTest, ReplayTakesFileAndBayer) {
@@ -225,16 +223,14 @@ TEST(VirtualOptionsTest, ValuesOutOfRangeAreRefused) {
                            "short@",
                            "short@-1",
                            "short@1.5",
-                           "short@18446744073709551616"}) {
+                           "short@18446744073709551616"})
     EXPECT_THAT(ErrorOf(std::string("k1c,") + text), HasSubstr("'" + std::string(text) + "'"));
-  }
 }
 
 TEST(VirtualOptionsTest, ModelsAreDescribed) {
   std::map<std::string, std::string> models;
-  for (const VirtualModelName& model : VirtualModels()) {
+  for (const VirtualModelName& model : VirtualModels())
     EXPECT_TRUE(models.emplace(model.name, model.summary).second) << model.name;
-  }
   EXPECT_EQ("colour planetary and guide camera, 12 bit, 1936 x 1096", models["k1c"]);
   EXPECT_EQ("cooled monochrome deep-sky camera, 16 bit, 6248 x 4176", models["x26m"]);
   EXPECT_EQ("frames from a FITS, PGM or SER file", models["replay"]);
@@ -253,9 +249,8 @@ TEST(VirtualOptionsTest, ATriggerPeriodNeedsItsUnitAndItsRange) {
   EXPECT_EQ(1'500, Parsed("k1c,trigger=1.5ms").triggerPeriodUs);
   EXPECT_EQ(3'600'000'000, Parsed("k1c,trigger=3600s").triggerPeriodUs);
   for (const char* text : {"trigger", "trigger=", "trigger=5", "trigger=ms", "trigger=s", "trigger=0ms",
-                           "trigger=0.9ms", "trigger=3601s", "trigger=-1s", "trigger=5us", "trigger=nanms"}) {
+                           "trigger=0.9ms", "trigger=3601s", "trigger=-1s", "trigger=5us", "trigger=nanms"})
     EXPECT_THAT(ErrorOf(std::string("k1c,") + text), HasSubstr("a period from 1ms to 3600s")) << text;
-  }
 }
 
 TEST(VirtualOptionsTest, AFlashHasAnInstantAndALength) {
@@ -268,16 +263,14 @@ TEST(VirtualOptionsTest, AFlashHasAnInstantAndALength) {
   EXPECT_DOUBLE_EQ(1000, Parsed("t46c,flash=2030-01-01T00:00:05/1000s").flash->seconds);
   for (const char* text : {"flash", "flash=", "flash=2030-01-01T00:00:05", "flash=2030-01-01T00:00:05/",
                            "flash=2030-01-01T00:00:05/5", "flash=2030-01-01T00:00:05/0.5us", "flash=now/1ms",
-                           "flash=2030-01-01T00:00:05/1001s", "flash=2030-13-01T00:00:05/1ms"}) {
+                           "flash=2030-01-01T00:00:05/1001s", "flash=2030-13-01T00:00:05/1ms"})
     EXPECT_THAT(ErrorOf(std::string("t46c,") + text), HasSubstr("UTC/DURATION")) << text;
-  }
 }
 
 TEST(VirtualOptionsTest, AFlashNeedsASimulatedTimeAndFramesOfTheMoment) {
   const std::string flash = ",flash=2030-01-01T00:00:05/1ms";
-  for (const char* text : {"k1c", "t46c,gps=nofix", "t46c,gps=log.nmea", "t46c,prerender=2"}) {
+  for (const char* text : {"k1c", "t46c,gps=nofix", "t46c,gps=log.nmea", "t46c,prerender=2"})
     EXPECT_THAT(ErrorOf(text + flash), HasSubstr("flash= needs")) << text;
-  }
   EXPECT_TRUE(Parsed("t46c,gpstime=2031-01-01T00:00:00" + flash).flash.has_value());
 }
 
@@ -287,13 +280,11 @@ TEST(VirtualOptionsTest, AnOccultationHasAnInstantAndALength) {
   ASSERT_TRUE(options.occultation.has_value());
   EXPECT_EQ(sys_days(2030y / 1 / 1) + 2500ms, options.occultation->start);
   EXPECT_DOUBLE_EQ(0.8, options.occultation->seconds);
-  for (const char* text : {"occult", "occult=", "occult=2030-01-01T00:00:05", "occult=now/1s"}) {
+  for (const char* text : {"occult", "occult=", "occult=2030-01-01T00:00:05", "occult=now/1s"})
     EXPECT_THAT(ErrorOf(std::string("t46c,") + text), HasSubstr("UTC/DURATION")) << text;
-  }
   const std::string occultation = ",occult=2030-01-01T00:00:05/1s";
-  for (const char* text : {"k1c", "t46c,gps=nofix", "t46c,prerender=2", "t46c,scene=flat"}) {
+  for (const char* text : {"k1c", "t46c,gps=nofix", "t46c,prerender=2", "t46c,scene=flat"})
     EXPECT_THAT(ErrorOf(text + occultation), HasSubstr("occult= needs")) << text;
-  }
 }
 
 TEST(VirtualOptionsTest, APlanetHasASizeAndAWay) {
@@ -304,18 +295,16 @@ TEST(VirtualOptionsTest, APlanetHasASizeAndAWay) {
   EXPECT_DOUBLE_EQ(-3, options.planet->driftY);
   EXPECT_FALSE(Parsed("k1m,scene=planet").planet.has_value());
   for (const char* text : {"planet", "planet=60", "planet=60/1", "planet=60/1/2/3", "planet=3/0/0",
-                           "planet=2001/0/0", "planet=60/10001/0", "planet=60/0/-10001", "planet=60//0"}) {
+                           "planet=2001/0/0", "planet=60/10001/0", "planet=60/0/-10001", "planet=60//0"})
     EXPECT_THAT(ErrorOf(std::string("k1m,scene=planet,") + text), HasSubstr("DIAMETER/X/Y")) << text;
-  }
   EXPECT_THAT(ErrorOf("k1m,planet=60/0/0"), HasSubstr("scene=planet only"));
 }
 
 TEST(VirtualOptionsTest, AnFpgaTypeIsAByte) {
   EXPECT_EQ(0, Parsed("k1c,fpga=0").fpgaType);
   EXPECT_EQ(255, Parsed("k1c,fpga=255").fpgaType);
-  for (const char* text : {"fpga", "fpga=", "fpga=256", "fpga=-1", "fpga=0x", "fpga=0x100", "fpga=C0"}) {
+  for (const char* text : {"fpga", "fpga=", "fpga=256", "fpga=-1", "fpga=0x", "fpga=0x100", "fpga=C0"})
     EXPECT_THAT(ErrorOf(std::string("k1c,") + text), HasSubstr("a type code from 0 to 255")) << text;
-  }
 }
 
 }  // namespace

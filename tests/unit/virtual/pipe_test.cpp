@@ -14,9 +14,7 @@ TEST_F(VirtualPipeTest, FramesComeInTheOrderOfSubmission) {
   Host host(bus);
   ASSERT_TRUE(host.OpenAndClaim());
   ASSERT_EQ(kUsbOk, host.port->Pipe().ClearHalt());
-  for (int i = 0; i < 4; ++i) {
-    host.Submitted();
-  }
+  for (int i = 0; i < 4; ++i) host.Submitted();
   EXPECT_EQ(kUsbBusy, host.port->Pipe().Submit(*host.transfers[0]));
   EXPECT_EQ(kUsbBusy, host.port->Pipe().ClearHalt());
   EXPECT_EQ(0, host.Write(0, 1));
@@ -43,9 +41,8 @@ TEST_F(VirtualPipeTest, TransfersMayBeSubmittedAgainFromTheirCompletion) {
     EXPECT_EQ(i % 2 == 0 ? 4096U : 80U, completion.bytes.size());
     stream.insert(stream.end(), completion.bytes.begin(), completion.bytes.end());
   }
-  for (std::uint32_t frame = 0; frame < 26; ++frame) {
+  for (std::uint32_t frame = 0; frame < 26; ++frame)
     EXPECT_EQ(0xFFFFFFF0U + frame, wire::GetHeader(std::span(stream).subspan(frame * 4176)).value().sequence);
-  }
 }
 
 TEST_F(VirtualPipeTest, ACancelledTransferEndsAsCancelled) {
@@ -73,9 +70,7 @@ TEST_F(VirtualPipeTest, ACancelledTransferKeepsTheBytesItGot) {
   ASSERT_TRUE(host.OpenAndClaim());
   BulkTransfer& part = host.Submitted(1024);
   BulkTransfer& rest = host.Submitted(65536);
-  for (int i = 0; i < 5; ++i) {
-    host.Write(static_cast<std::uint16_t>(0x30 + i), i == 0 ? 1 : 0);
-  }
+  for (int i = 0; i < 5; ++i) host.Write(static_cast<std::uint16_t>(0x30 + i), i == 0 ? 1 : 0);
   EXPECT_EQ(0, host.Write(0, 1));
   const Completion first = host.Next();
   EXPECT_EQ(&part, first.transfer);
@@ -91,9 +86,7 @@ TEST_F(VirtualPipeTest, UnplugEndsTransfersInFlightAndAllElse) {
   auto camera = Plug();
   Host host(bus);
   ASSERT_TRUE(host.OpenAndClaim());
-  for (int i = 0; i < 8; ++i) {
-    host.Submitted();
-  }
+  for (int i = 0; i < 8; ++i) host.Submitted();
   bus->Unplug(camera);
   for (int i = 0; i < 8; ++i) {
     const Completion completion = host.Next();
@@ -190,9 +183,7 @@ TEST_F(VirtualPipeTest, UnplugAndReplugWhileStreamingIsSafe) {
   for (int round = 0; round < 20; ++round) {
     Host host(bus);
     ASSERT_TRUE(host.OpenAndClaim());
-    for (int i = 0; i < 4; ++i) {
-      host.Submitted();
-    }
+    for (int i = 0; i < 4; ++i) host.Submitted();
     std::thread plug([&] {
       bus->Unplug(camera);
       bus->Attach(camera);

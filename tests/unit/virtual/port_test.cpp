@@ -141,12 +141,8 @@ TEST_F(VirtualPortTest, RequestsRunBesideTheStreamFromSeveralThreads) {
       }
     });
   }
-  for (int i = 0; i < 402; ++i) {
-    EXPECT_EQ(TransferStatus::Completed, host.Next().status);
-  }
-  for (std::thread& thread : threads) {
-    thread.join();
-  }
+  for (int i = 0; i < 402; ++i) EXPECT_EQ(TransferStatus::Completed, host.Next().status);
+  for (std::thread& thread : threads) thread.join();
 }
 
 }  // namespace

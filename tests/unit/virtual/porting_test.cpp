@@ -66,9 +66,8 @@ TEST(PortingPage, SaysHowEveryVirtualCameraAnswers) {
     const auto camera = VirtualCamera::Make(options, error);
     ASSERT_NE(camera, nullptr) << error;
     camera->PowerCycle();
-    for (std::size_t i = 0; i < trials.size(); ++i) {
+    for (std::size_t i = 0; i < trials.size(); ++i)
       EXPECT_EQ(Answer(*camera, trials[i]), trials[i].answer) << key << " line " << i;
-    }
   }
 }
 

@@ -49,9 +49,8 @@ TEST(VirtualRequests, RefusesWhatItDoesNotKnow) {
     const auto code = static_cast<std::uint8_t>(request);
     static constexpr std::uint8_t kKnown[] = {0xAE, 0xAF, 0xB0, 0xB1, 0xB3, 0xB5, 0xC2, 0xC3, 0xC4, 0xC7, 0xC8,
                                               0xD0, 0xD1, 0xD2, 0xD3, 0xD4, 0xD5, 0xD6, 0xD7, 0xE9, 0xBA};
-    if (std::find(std::begin(kKnown), std::end(kKnown), code) == std::end(kKnown)) {
+    if (std::find(std::begin(kKnown), std::end(kKnown), code) == std::end(kKnown))
       EXPECT_EQ(kUsbPipe, Out(*camera, code)) << request;
-    }
   }
 }
 
@@ -92,9 +91,7 @@ TEST(VirtualRequests, KeepsALogOfAtMostSoMany) {
   EXPECT_EQ((std::vector<std::uint8_t>{1, 0, 0, 1}), log[1].data);
   EXPECT_EQ(4, log[1].result);
   EXPECT_EQ(kUsbPipe, log[2].result);
-  for (std::size_t i = 0; i < Firmware::kLoggedRequests + 10; ++i) {
-    Out(*camera, 0xB0, 1);
-  }
+  for (std::size_t i = 0; i < Firmware::kLoggedRequests + 10; ++i) Out(*camera, 0xB0, 1);
   EXPECT_EQ(Firmware::kLoggedRequests, camera->Requests().size());
   camera->ClearRequests();
   EXPECT_TRUE(camera->Requests().empty());
@@ -111,9 +108,7 @@ TEST(VirtualRequests, FailAsScripted) {
   EXPECT_EQ(4, camera->Control(kReadVersion, data));
 
   camera->FailRequests(0, kUsbIo, 0, -1);
-  for (int i = 0; i < 5; ++i) {
-    EXPECT_EQ(kUsbIo, Out(*camera, 0xB0));
-  }
+  for (int i = 0; i < 5; ++i) EXPECT_EQ(kUsbIo, Out(*camera, 0xB0));
   camera->ClearFailures();
   EXPECT_EQ(0, Out(*camera, 0xB0));
 }
@@ -185,9 +180,8 @@ TEST(VirtualRegisters, HeldWritesTakeEffectTogether) {
   EXPECT_EQ(0, ReadFpga(*camera, wire::kFpgaGpsEndLine + 1));
   EXPECT_EQ(12, ReadFpga(*camera, wire::kFpgaLed));
   WriteFpga(*camera, wire::kFpgaUpdateHold, 0);
-  for (int i = 0; i < 5; ++i) {
+  for (int i = 0; i < 5; ++i)
     EXPECT_EQ(0xA5 - i, ReadFpga(*camera, static_cast<std::uint16_t>(wire::kFpgaExposure + i)));
-  }
   EXPECT_EQ(32, ReadFpga(*camera, wire::kFpgaWidth));
   EXPECT_EQ(9, ReadFpga(*camera, wire::kFpgaSyncBKeep + 3));
   EXPECT_EQ(3, ReadFpga(*camera, wire::kFpgaGpsEndLine + 1));

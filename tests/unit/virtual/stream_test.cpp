@@ -78,9 +78,8 @@ TEST(VirtualStream, HeaderCarriesTheSettingsOfTheFrame) {
   WriteFpgaWide(*camera, wire::kFpgaStartX, 2, 20);
   WriteFpgaWide(*camera, wire::kFpgaStartY, 2, 6);
   WriteFpgaWide(*camera, wire::kFpgaExposure, 5, 0x1234567890U);
-  for (const auto& [reg, value] : {std::pair{0x0204, 0x11}, {0x0205, 0x01}, {0x0208, 0x22}, {0x0209, 0x02}}) {
+  for (const auto& [reg, value] : {std::pair{0x0204, 0x11}, {0x0205, 0x01}, {0x0208, 0x22}, {0x0209, 0x02}})
     Out(*camera, 0xD3, static_cast<std::uint16_t>(reg), static_cast<std::uint16_t>(value));
-  }
   RunOutput(*camera);
   const Frame frame = ReadFrame(*camera);
   const auto header = frame.Header();
@@ -149,9 +148,7 @@ std::shared_ptr<Firmware> Abandoned() {
   auto camera = MakeCamera(Untimed());
   WriteFpgaWide(*camera, wire::kFpgaSettingsTag, 4, 0x11223344);
   RunOutput(*camera);
-  while (camera->SentFrames().size() < 2) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
+  while (camera->SentFrames().size() < 2) std::this_thread::sleep_for(std::chrono::milliseconds(1));
   return camera;
 }
 
@@ -227,9 +224,7 @@ TEST(VirtualStream, AllFramesAfterANewFormatHaveIt) {
   RunOutput(*camera);
   ASSERT_TRUE(ReadFrame(*camera).Header());
   WriteFpga(*camera, wire::kFpgaFormat, 0);
-  for (int i = 0; i < 4; ++i) {
-    EXPECT_EQ(64 + 2048 + 16U, ReadFrame(*camera).bytes.size());
-  }
+  for (int i = 0; i < 4; ++i) EXPECT_EQ(64 + 2048 + 16U, ReadFrame(*camera).bytes.size());
 }
 
 TEST(VirtualStream, CutsFramesAtTheTransferCount) {
@@ -311,9 +306,7 @@ TEST(VirtualStream, RemembersOnlyTheLastPayloads) {
   auto camera = MakeCamera(Untimed());
   EXPECT_TRUE(camera->SentPayload(0xFFFFFFF0U).empty());
   RunOutput(*camera);
-  for (int i = 0; i < 20; ++i) {
-    ReadFrame(*camera);
-  }
+  for (int i = 0; i < 20; ++i) ReadFrame(*camera);
   EXPECT_TRUE(camera->SentPayload(0xFFFFFFF0U).empty());
   EXPECT_EQ(4096U, camera->SentPayload(3).size());  // the 20th, past the wrap
 }

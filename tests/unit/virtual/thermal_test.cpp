@@ -47,9 +47,7 @@ TEST(ThermalModel, FollowsItsDifferentialEquations) {
 TEST(ThermalModel, ManyStepsEndWhereOneStepEnds) {
   const ThermalInputs inputs{.ambientC = 12, .cooler = 0.8, .heater = 0.2, .fan = 0.5, .running = true};
   ThermalState stepped{20, 20};
-  for (int i = 0; i < 10000; ++i) {
-    stepped = After(stepped, inputs, 0.013);
-  }
+  for (int i = 0; i < 10000; ++i) stepped = After(stepped, inputs, 0.013);
   const ThermalState once = After({20, 20}, inputs, 130);
   EXPECT_NEAR(once.sensorC, stepped.sensorC, 1e-9);
   EXPECT_NEAR(once.hotSideC, stepped.hotSideC, 1e-9);
@@ -276,9 +274,7 @@ TEST(VirtualTemperature, DarkCurrentDoublesEverySixDegreesOfTheSensor) {
     RunOutput(*camera);
     const auto payload = ReadFrame(*camera).Payload();
     double sum = 0;
-    for (std::size_t i = 0; i + 1 < payload.size(); i += 2) {
-      sum += (payload[i] | payload[i + 1] << 8) >> 4;
-    }
+    for (std::size_t i = 0; i + 1 < payload.size(); i += 2) sum += (payload[i] | payload[i + 1] << 8) >> 4;
     return sum / (320 * 240);
   };
   const double cold = meanDark(20);

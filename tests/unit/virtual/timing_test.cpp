@@ -10,9 +10,7 @@ using Clock = std::chrono::steady_clock;
 Clock::duration TimeOf(VirtualCamera& camera, int count) {
   const auto start = Clock::now();
   RunOutput(camera);
-  for (int i = 0; i < count; ++i) {
-    EXPECT_TRUE(ReadFrame(camera).Header());
-  }
+  for (int i = 0; i < count; ++i) EXPECT_TRUE(ReadFrame(camera).Header());
   return Clock::now() - start;
 }
 
@@ -39,9 +37,7 @@ TEST(VirtualTiming, LessBandwidthSlowsTheReadout) {
 double AnnouncedReadout(VirtualCamera& camera) {
   WriteFpgaWide(camera, wire::kFpgaExposure, 5, 1000);
   RunOutput(camera);
-  while (camera.FramesExposed() == 0) {
-    std::this_thread::sleep_for(milliseconds(1));
-  }
+  while (camera.FramesExposed() == 0) std::this_thread::sleep_for(milliseconds(1));
   std::vector<std::uint8_t> frame(64 * 32 * 2 + 1000);
   BulkStep step;
   do {
@@ -115,9 +111,7 @@ TEST(VirtualTiming, FramesThatTheHostDoesNotFetchAreLost) {
   auto camera = MakeCamera(VirtualOptions{});
   WriteFpgaWide(*camera, wire::kFpgaExposure, 5, 1000);
   RunOutput(*camera);
-  while (camera->FramesExposed() < 8) {
-    std::this_thread::sleep_for(milliseconds(1));
-  }
+  while (camera->FramesExposed() < 8) std::this_thread::sleep_for(milliseconds(1));
   EXPECT_EQ(0xFFFFFFF0U, ReadFrame(*camera).Header().value().sequence);
   EXPECT_EQ(0xFFFFFFF1U, ReadFrame(*camera).Header().value().sequence);
   // Numbers wrap after 16 frames.

@@ -30,9 +30,8 @@ std::shared_ptr<Firmware> Listening(std::uint8_t mode, const VirtualOptions& opt
 
 std::uint64_t Exposed(VirtualCamera& camera, std::uint64_t count) {
   const auto giveUp = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-  while (camera.FramesExposed() < count && std::chrono::steady_clock::now() < giveUp) {
+  while (camera.FramesExposed() < count && std::chrono::steady_clock::now() < giveUp)
     std::this_thread::sleep_for(milliseconds(1));
-  }
   return camera.FramesExposed();
 }
 
@@ -82,9 +81,7 @@ TEST(VirtualTrigger, ALevelTakesFramesWhileItLasts) {
     RunOutput(*camera);
     EXPECT_TRUE(Silent(*camera));
     camera->SetTriggerLine(high);
-    for (int i = 0; i < 5; ++i) {
-      ASSERT_TRUE(ReadFrame(*camera).Header());
-    }
+    for (int i = 0; i < 5; ++i) ASSERT_TRUE(ReadFrame(*camera).Header());
     camera->SetTriggerLine(!high);
     while (!Silent(*camera)) {
     }
@@ -119,9 +116,7 @@ TEST(VirtualTrigger, EachExposureOfALevelHasTheProgrammedTimeAndNoneOverlaps) {
   WriteFpga(*camera, 0x02, kHigh);
   RunOutput(*camera);
   camera->SetTriggerLine(true);
-  for (int i = 0; i < 3; ++i) {
-    EXPECT_EQ(20000U, ReadFrame(*camera).Header().value().exposureUs);
-  }
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(20000U, ReadFrame(*camera).Header().value().exposureUs);
   camera->SetTriggerLine(false);
   const std::vector<SyncEdge> edges = camera->SyncEdges(0);
   ASSERT_GE(edges.size(), 5U);
@@ -236,9 +231,8 @@ TEST(VirtualTrigger, ThePulseGeneratorTriggersByItself) {
 /// The edges of an output once there are `count`.
 std::vector<SyncEdge> EdgesOf(VirtualCamera& camera, int output, std::size_t count) {
   const auto giveUp = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-  while (camera.SyncEdges(output).size() < count && std::chrono::steady_clock::now() < giveUp) {
+  while (camera.SyncEdges(output).size() < count && std::chrono::steady_clock::now() < giveUp)
     std::this_thread::sleep_for(milliseconds(1));
-  }
   return camera.SyncEdges(output);
 }
 
@@ -276,17 +270,13 @@ TEST(VirtualTriggerOutputs, EveryExposureOfAVideoHasItsPulse) {
   WriteFpgaWide(*camera, 0x08, 4, 1000);
   WriteFpga(*camera, 0x03, 0x05);
   RunOutput(*camera);
-  for (int i = 0; i < 3; ++i) {
-    ASSERT_TRUE(ReadFrame(*camera).Header());
-  }
+  for (int i = 0; i < 3; ++i) ASSERT_TRUE(ReadFrame(*camera).Header());
   const auto edges = EdgesOf(*camera, 0, 6);
   ASSERT_GE(edges.size(), 6U);
   for (std::size_t i = 0; i + 1 < 6; i += 2) {
     EXPECT_TRUE(edges[i].high);
     EXPECT_EQ(1000U, edges[i + 1].timeUs - edges[i].timeUs);
-    if (i > 0) {
-      EXPECT_GE(edges[i].timeUs - edges[i - 2].timeUs, 20000U - 1);
-    }
+    if (i > 0) EXPECT_GE(edges[i].timeUs - edges[i - 2].timeUs, 20000U - 1);
   }
   EXPECT_TRUE(camera->SyncEdges(1).empty());
 }

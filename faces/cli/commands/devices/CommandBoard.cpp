@@ -35,9 +35,8 @@ int ParseLevel(const Output255& output, const std::string& text) {
   const bool percent = text.ends_with('%');
   const std::string digits = percent ? text.substr(0, text.size() - 1) : text;
   const std::int64_t number = ParseInteger(digits, output.name);
-  if (number < 0 || number > (percent ? 100 : kFull)) {
+  if (number < 0 || number > (percent ? 100 : kFull))
     throw CliError(kExitUsage, std::string(output.name) + " '" + text + "' must be from 0 to 255, or 0% to 100%");
-  }
   return static_cast<int>(percent ? (number * kFull + 50) / 100 : number);
 }
 
@@ -47,16 +46,16 @@ void DemandAdjustable(const Device& camera, const char* what) {
 }
 
 std::int64_t Read(Device& camera, std::int32_t control, const std::string& what) {
-  return camera.Do("cannot read " + what, [control](const Camera& open) { return open.control(control); });
+  return camera.Do(
+      "cannot read " + what, [control](const Camera& open) { return open.control(control); });
 }
 
 void SetLevel(Device& camera, const Output255& output, int level) {
   camera.Do(std::string("the camera refused to set ") + output.what,
             [&](Camera& open) { open.control(output.control, level); });
   const auto became = static_cast<int>(Read(camera, output.control, output.what));
-  if (became != level) {
+  if (became != level)
     throw CliError(ORQ_ERROR_REFUSED, Format("%s is at %d instead of %d", output.what, became, level));
-  }
 }
 
 ExitCode RunLevel(const Context& context, const Output255& output, const std::optional<std::string>& text) {

@@ -42,9 +42,8 @@ Wanted ParseAction(const std::string& text) {
   if (word == "off") return {Action::Off, {}};
   if (word == "on") return {Action::On, {}};
   const bool number = !text.empty() && text.find_first_not_of("+-0123456789") == std::string::npos;
-  if (!number) {
+  if (!number)
     throw CliError(kExitUsage, "'" + text + "' is neither on, off, status nor a target in whole degrees Celsius");
-  }
   ParseInteger(text, "target");
   return {Action::On, text};
 }
@@ -56,16 +55,18 @@ bool HasHeater(const Camera& camera) {
 }
 
 Report Describe(Device& camera) {
-  return camera.Do("cannot read the cooler", [](const Camera& open) {
-    const orq_cooler_state state = open.cooler();
-    Report report;
-    report.Add("temperature", std::isnan(state.sensor_c) ? Json(nullptr) : Json(state.sensor_c), "C");
-    report.Add("target", std::lround(state.target_c), "C");
-    report.Add("cooler_on", state.on != 0);
-    report.Add("power", std::lround(state.power), "%");
-    if (HasHeater(open)) report.Add("heater_on", open.control(ORQ_CONTROL_ANTI_DEW_HEATER) == 1);
-    return report;
-  });
+  return camera.Do(
+      "cannot read the cooler",
+      [](const Camera& open) {
+        const orq_cooler_state state = open.cooler();
+        Report report;
+        report.Add("temperature", std::isnan(state.sensor_c) ? Json(nullptr) : Json(state.sensor_c), "C");
+        report.Add("target", std::lround(state.target_c), "C");
+        report.Add("cooler_on", state.on != 0);
+        report.Add("power", std::lround(state.power), "%");
+        if (HasHeater(open)) report.Add("heater_on", open.control(ORQ_CONTROL_ANTI_DEW_HEATER) == 1);
+        return report;
+      });
 }
 
 // Keeps the sensor at its target and says each second how it is, until the user stops it.
@@ -91,16 +92,14 @@ void Hold(const Context& context, Device& camera) {
 ExitCode RunCooler(const Context& context, const CoolerOptions& options) {
   const Wanted wanted = ParseAction(options.action);
   const double timeout = ParseSeconds(options.timeout, "--timeout");
-  if (options.wait && wanted.action != Action::On) {
+  if (options.wait && wanted.action != Action::On)
     throw CliError(kExitUsage, "--wait needs a target temperature, as in orqcam cooler -10 --wait");
-  }
   if (options.keep && wanted.action != Action::On) {
     throw CliError(kExitUsage,
                    "--keep-cooling needs a target temperature, as in orqcam cooler -10 --wait --keep-cooling");
   }
-  if (options.warm && wanted.action != Action::Status) {
+  if (options.warm && wanted.action != Action::Status)
     throw CliError(kExitUsage, "--warm switches the cooler off when it is done: give it alone");
-  }
   Device camera(context);
   if (!camera.Can(ORQ_ABILITY_COOLER)) throw CliError(ORQ_ERROR_UNSUPPORTED, "this camera has no cooler");
   if (wanted.action != Action::On) {

@@ -24,9 +24,8 @@ std::optional<Target> ParseTarget(const std::string& text) {
   if (Lower(text) == "status") return std::nullopt;
   const bool relative = text.starts_with('+') || text.starts_with('-');
   const std::int64_t number = ParseInteger(text, "position");
-  if (number < -kLastFocusPosition || number > kLastFocusPosition) {
+  if (number < -kLastFocusPosition || number > kLastFocusPosition)
     throw CliError(kExitUsage, Format("position '%s' must be from 0 to %d", text.c_str(), kLastFocusPosition));
-  }
   return Target{static_cast<int>(number), relative};
 }
 

@@ -46,9 +46,8 @@ Report Describe(const Sharpness& sharpness) {
   if (sharpness.position) report.Add("position", *sharpness.position);
   report.Add("hfr", Rounded(stars.hfr), "px");
   report.Add("fwhm", Rounded(stars.fwhm), "px");
-  if (std::isfinite(stars.arcsec_per_pixel)) {
+  if (std::isfinite(stars.arcsec_per_pixel))
     report.Add("fwhm_arcsec", Rounded(stars.fwhm * stars.arcsec_per_pixel));
-  }
   report.Add("stars", stars.stars);
   report.Add("saturated", stars.saturated);
   return report;
@@ -120,7 +119,8 @@ std::vector<int> Places(const std::string& text) {
 }
 
 void MoveTo(Device& camera, int place) {
-  RunAbortably(camera, [&] { camera->focus(place); });
+  RunAbortably(
+      camera, [&] { camera->focus(place); });
 }
 
 // One exposure at every place; the lens stays at the best.
@@ -137,9 +137,8 @@ void Curve(const Context& context, Device& camera, const std::vector<int>& place
     view.Show(here);
     if (std::isfinite(here.stars.hfr) && (!best || here.stars.hfr < best->stars.hfr)) best = here;
   }
-  if (!best) {
+  if (!best)
     throw CliError(ORQ_ERROR_NOT_FOUND, "no star was seen at any position; expose longer, or raise the gain");
-  }
   MoveTo(camera, *best->position);
   Report report;
   report.Add("best_position", *best->position);
@@ -169,11 +168,10 @@ ExitCode RunFocusAid(const Context& context, const FocusAidOptions& options) {
   options.cooling.Apply(camera);
   const AutoControl automatic(camera, options.automatic);
   TellDifferences(camera);
-  if (places.empty()) {
+  if (places.empty())
     Watch(context, camera, frames);
-  } else {
+  else
     Curve(context, camera, places);
-  }
   return kExitOk;
 }
 

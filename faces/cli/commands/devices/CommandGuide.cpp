@@ -29,17 +29,15 @@ struct GuideOptions {
 constexpr std::array kDirections = {"north", "south", "east", "west"};
 
 int ParseDirection(const std::string& text) {
-  for (std::size_t direction = 0; direction < kDirections.size(); ++direction) {
+  for (std::size_t direction = 0; direction < kDirections.size(); ++direction)
     if (Lower(text) == kDirections.at(direction)) return static_cast<int>(direction);
-  }
   throw CliError(kExitUsage, "unknown direction '" + text + "'; there are north, south, east and west");
 }
 
 int ParseMs(const std::string& text) {
   const std::int64_t ms = ParseInteger(text, "pulse");
-  if (ms < 1 || ms > kLongestMs) {
+  if (ms < 1 || ms > kLongestMs)
     throw CliError(kExitUsage, Format("pulse '%s' must be from 1 to %d ms", text.c_str(), kLongestMs));
-  }
   return static_cast<int>(ms);
 }
 

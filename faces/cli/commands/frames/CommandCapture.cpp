@@ -47,9 +47,8 @@ struct CaptureOptions : ShootingOptions {
 // ORQ_IMAGE_...
 int ParseImageType(const std::string& name) {
   constexpr std::array kTypes = {"light", "dark", "bias", "flat"};
-  for (std::size_t type = 0; type < kTypes.size(); ++type) {
+  for (std::size_t type = 0; type < kTypes.size(); ++type)
     if (Lower(name) == kTypes.at(type)) return static_cast<int>(type);
-  }
   throw CliError(kExitUsage, "unknown image type '" + name + "'; there are light, dark, bias and flat");
 }
 
@@ -65,9 +64,8 @@ void CheckLabel(const std::string& text, const std::string& option) {
 // Of "KEY=VALUE / comment", in FITS' letters.
 std::string KeywordName(const std::string& text) {
   std::string name;
-  for (const char c : text.substr(0, text.find('='))) {
+  for (const char c : text.substr(0, text.find('=')))
     if (c != ' ') name += static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-  }
   return name;
 }
 
@@ -78,9 +76,8 @@ bool HasNumber(const std::string& pattern) {
 
 std::uint64_t ParseCount(const std::string& text) {
   const std::int64_t count = ParseInteger(text, "--count");
-  if (count < 1 || count > static_cast<std::int64_t>(kMostFrames)) {
+  if (count < 1 || count > static_cast<std::int64_t>(kMostFrames))
     throw CliError(kExitUsage, "--count must be from 1 to 1000000");
-  }
   return static_cast<std::uint64_t>(count);
 }
 
@@ -101,9 +98,8 @@ struct Destination {
 Destination MakeDestination(const CaptureOptions& options, std::uint64_t count) {
   Destination destination;
   destination.pattern = options.output;
-  if (count > 1 && !HasNumber(options.output)) {
+  if (count > 1 && !HasNumber(options.output))
     throw CliError(kExitUsage, "--output needs {n} for more than one frame, as in image-{n:04}.fits");
-  }
   destination.options.preview = options.preview ? 1 : 0;
   destination.options.overwrite = options.overwrite ? 1 : 0;
   destination.options.fast = options.video ? 1 : 0;  // a video cannot wait for the disk after each frame
@@ -129,9 +125,8 @@ void Describe(const Context& context, Device& camera, const CaptureOptions& opti
   for (const std::string& text : options.keywords) {
     camera->keyword(text);
     const std::string name = KeywordName(text);
-    if (std::ranges::find(names, name) != names.end()) {
+    if (std::ranges::find(names, name) != names.end())
       throw CliError(kExitUsage, "--keyword " + name + " is given twice");
-    }
     names.push_back(name);
   }
   if (context.settings) camera->applyProfile();
@@ -207,11 +202,10 @@ std::string Tally::Text() const {
   std::vector<std::pair<std::string, std::string>> kinds;  // reason, numbers
   for (const Failure& failure : failures) {
     const auto same = std::ranges::find(kinds, failure.reason, &std::pair<std::string, std::string>::first);
-    if (same == kinds.end()) {
+    if (same == kinds.end())
       kinds.emplace_back(failure.reason, std::to_string(failure.number));
-    } else {
+    else
       same->second += ", " + std::to_string(failure.number);
-    }
   }
   for (const auto& [reason, numbers] : kinds) text += "; failed: " + numbers + " (" + reason + ")";
   return text;
@@ -427,11 +421,10 @@ ExitCode RunCapture(const Context& context, const CaptureOptions& options) {
   options.cooling.Apply(camera);
   Tally tally;
   tally.count = count;
-  if (options.video) {
+  if (options.video)
     TakeVideo(context, camera, options, destination, tally);
-  } else {
+  else
     TakeSingles(context, camera, options, destination, tally);
-  }
   return kExitOk;
 }
 

@@ -36,9 +36,8 @@ orq_dark_info ReadFor(Device& camera, const std::string& path) {
 }
 
 void DemandKept(const orq_dark_choice& choice) {
-  if (choice.is_kept == 0) {
+  if (choice.is_kept == 0)
     throw CliError(ORQ_ERROR_NOT_FOUND, "no dark is kept for this camera; take one with orqcam dark take");
-  }
 }
 
 // What applies, what is kept, and what is to be known about it.

@@ -156,11 +156,10 @@ ExitCode RunWatch(const Context& context, const GpsOptions& options) {
     const std::optional<GpsProbe::Reading> reading = probe.Read();
     if (!reading) return false;
     const Report report = Describe(*reading);
-    if (context.json) {
+    if (context.json)
       report.Print(context.out, true);
-    } else {
+    else
       context.out.Line(Join(report.ToLines()));
-    }
     context.out.Flush();
     watch.Look(reading->info, reading->gps);
     return true;
@@ -202,9 +201,8 @@ ExitCode RunLines(const Context& context, const GpsOptions& options) {
   if (options.lines.size() == 1) throw CliError(kExitUsage, "give both lines, START and END, or none");
   if (options.follow && !options.lines.empty()) throw CliError(kExitUsage, "give lines or --follow, not both");
   std::optional<Lines> wanted;
-  if (!options.lines.empty()) {
+  if (!options.lines.empty())
     wanted = Lines{ParseLine(options.lines[0], "start line"), ParseLine(options.lines[1], "end line")};
-  }
   Device camera(context);
   DemandGps(camera);
   if (wanted) SetLines(camera, *wanted);

@@ -65,9 +65,8 @@ void AddList(Report& report, const HotPixels& table, bool json) {
 
 void PrintPixels(Output& out, const HotPixels& table) {
   Table rows = {{"x", "y"}};
-  for (const SensorPixel& pixel : table.pixels()) {
+  for (const SensorPixel& pixel : table.pixels())
     rows.push_back({std::to_string(pixel.x), std::to_string(pixel.y)});
-  }
   PrintTable(out, rows);
 }
 
@@ -114,11 +113,10 @@ ExitCode RunSwitch(const Context& context, bool on) {
   report.Add("enabled", on);
   if (table) AddCounts(report, *table);
   report.Print(context.out, context.json);
-  if (context.settings) {
+  if (context.settings)
     camera.DemandKept();
-  } else {
+  else
     Complain("nothing is kept with --no-settings: later runs do as before");
-  }
   return kExitOk;
 }
 
@@ -197,11 +195,10 @@ ExitCode RunBuild(const Context& context, const HotPixelOptions& options) {
   if (options.save) report.Add("backup", SaveInFlash(camera, options.overwrite, table.counts()));
   report.Add("saved", options.save);
   PrintWithList(context, options, report, table);
-  if (!options.save) {
+  if (!options.save)
     Complain("this table ends with the command; --save keeps it in the camera's flash");
-  } else if (!camera->repairsHotPixels()) {
+  else if (!camera->repairsHotPixels())
     Complain("the table is not used yet; switch that on with orqcam hotpixels enable");
-  }
   return kExitOk;
 }
 
@@ -229,9 +226,8 @@ CommandRun AddHotPixelsCommand(const Command& app) {
     each.AddOption("--map", options->map, "Save a picture of the sensor: a PNG file, hot pixels white");
   }
   save.AddOption("FILE", options->files, "Its name says the format: .csv (x, y, value) or .bmp").Required();
-  for (const Command& each : {build, show, save}) {
+  for (const Command& each : {build, show, save})
     each.AddFlag("--overwrite", options->replaceFiles, "Replace files that exist");
-  }
   return [options, build, show, enable, save](const Context& context) {
     if (build.Given()) return RunBuild(context, *options);
     if (show.Given()) return RunShow(context, *options);

@@ -18,11 +18,10 @@ ExitCode RunMode(const Context& context) {
     table.push_back({std::to_string(mode), known.name, known.meaning});
     list.push_back({{"mode", mode}, {"name", known.name}, {"meaning", known.meaning}});
   }
-  if (context.json) {
+  if (context.json)
     context.out.Object(list);
-  } else {
+  else
     PrintTable(context.out, table);
-  }
   return kExitOk;
 }
 

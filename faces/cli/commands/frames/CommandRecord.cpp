@@ -48,9 +48,8 @@ constexpr Preset kPresets[] = {{"full", 0, 0}, {"1280x720", 1280, 720}, {"640x48
 
 const Preset* FindPreset(const std::string& name) {
   if (name.empty()) return nullptr;
-  for (const Preset& preset : kPresets) {
+  for (const Preset& preset : kPresets)
     if (Lower(name) == preset.name) return &preset;
-  }
   throw CliError(kExitUsage, "unknown preset '" + name + "'; there are full, 1280x720, 640x480 and planet");
 }
 
@@ -65,9 +64,8 @@ constexpr Form kForms[] = {{"ser", ORQ_RECORDING_SER, ".ser"},
 
 const Form* FindForm(const std::string& name) {
   if (name.empty()) return nullptr;
-  for (const Form& form : kForms) {
+  for (const Form& form : kForms)
     if (Lower(name) == form.name) return &form;
-  }
   throw CliError(kExitUsage, "unknown form '" + name + "'; there are ser, cube and folder");
 }
 
@@ -88,9 +86,8 @@ std::uint64_t ParseSize(const std::string& text) {
 
 std::uint64_t ParsePositive(const std::string& text, const char* option, std::int64_t most) {
   const std::int64_t number = ParseInteger(text, option);
-  if (number < 1 || number > most) {
+  if (number < 1 || number > most)
     throw CliError(kExitUsage, std::string(option) + " must be from 1 to " + std::to_string(most));
-  }
   return static_cast<std::uint64_t>(number);
 }
 
@@ -107,9 +104,8 @@ orq_recording_options Limits(const RecordOptions& options) {
     limits.duration_us = static_cast<std::uint64_t>(std::llround(seconds * kUsPerSecond));
   }
   if (!options.size.empty()) limits.bytes = ParseSize(options.size);
-  if (!options.ring.empty()) {
+  if (!options.ring.empty())
     limits.ring_mb = static_cast<std::uint32_t>(ParsePositive(options.ring, "--ring", kMostRing));
-  }
   return limits;
 }
 

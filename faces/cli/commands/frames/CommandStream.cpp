@@ -99,11 +99,10 @@ class SecondLines {
     report.Add("drops", Drops(counters));
     report.Add("failed", counters.failed);
     if (automatic_.Runs()) AddTo(report, automatic_.Read());
-    if (context_.json) {
+    if (context_.json)
       report.Print(context_.out, true);
-    } else {
+    else
       context_.out.Line(Join(report.ToLines(), ", "));
-    }
     context_.out.Flush();
   }
 
@@ -144,9 +143,7 @@ StreamRun Watch(const Context& context, Device& camera, const Limits& limits, bo
       break;
     }
     auto wait = kWait;
-    if (limits.seconds > 0.0) {
-      wait = std::min(wait, std::chrono::ceil<std::chrono::milliseconds>(limit - elapsed));
-    }
+    if (limits.seconds > 0.0) wait = std::min(wait, std::chrono::ceil<std::chrono::milliseconds>(limit - elapsed));
     ShotResult result = shooter.TakeWithin(frame, wait);
     if (result == ShotResult::Lost && reconnect) {
       if (!camera.Reconnect()) continue;  // the user asked to stop
@@ -210,9 +207,8 @@ ExitCode RunStream(const Context& context, const StreamOptions& options) {
   if (run.end == ShotResult::Interrupted && !unlimited) throw CliError(ORQ_ERROR_CANCELLED, "interrupted");
   if (run.frames == 0 && run.end == ShotResult::Good) {
     const int mode = camera->triggerMode();
-    if (mode != ORQ_MODE_FREE && !IsSoftwareTriggered(mode) && counters.started == 0) {
+    if (mode != ORQ_MODE_FREE && !IsSoftwareTriggered(mode) && counters.started == 0)
       throw CliError(ORQ_ERROR_TIMEOUT, Format("no trigger came in %g s", Rounded(run.seconds)));
-    }
     // A frame that came was not good, however short the time was.
     const std::chrono::duration<double> limit = std::chrono::microseconds(camera->progress().limit_us);
     const bool tooShort = counters.failed == 0 && run.seconds < limit.count();

@@ -39,11 +39,10 @@ void ReportFrame(const Context& context, std::int64_t number, const orq_frame_in
   report.Add("exposure", info.exposure_us, "us");
   if (previousUs) report.Add("since_last", info.time_unix_ns / kNsPerUs - *previousUs, "us");
   if (gps.state != ORQ_GPS_NONE) report.Add("time_source", TimeSource(info));
-  if (context.json) {
+  if (context.json)
     report.Print(context.out, true);
-  } else {
+  else
     context.out.Line(Join(report.ToLines(), ", "));
-  }
   context.out.Flush();
 }
 

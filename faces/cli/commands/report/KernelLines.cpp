@@ -34,9 +34,8 @@ std::vector<std::string> CameraLines(std::string_view kernelLog) {
   const std::string vendor = Format("idVendor=%04x", ORQ_USB_VENDOR_ID);
   const std::vector<std::string> lines = Split(kernelLog, '\n');
   std::vector<std::string> places;
-  for (const std::string& line : lines) {
+  for (const std::string& line : lines)
     if (line.find(vendor) != std::string::npos) places.push_back(PlaceOf(line));
-  }
   std::vector<std::string> kept;
   for (const std::string& line : lines) {
     const std::string place = PlaceOf(line);

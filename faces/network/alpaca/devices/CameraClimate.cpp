@@ -16,13 +16,12 @@ bool CameraDevice::can(std::uint32_t ability) const {
 
 double CameraDevice::temperature() const {
   double celsius = 0;
-  if (can(ORQ_ABILITY_COOLER)) {
+  if (can(ORQ_ABILITY_COOLER))
     celsius = camera()->cooler().sensor_c;
-  } else if (can(ORQ_ABILITY_THERMOMETER)) {
+  else if (can(ORQ_ABILITY_THERMOMETER))
     celsius = camera()->temperature();
-  } else {
+  else
     throw CallError(kNotImplemented, "this camera has no thermometer");
-  }
   if (std::isnan(celsius)) throw CallError(kDriverError, "the thermometer does not answer");
   return celsius;
 }
@@ -33,9 +32,8 @@ void CameraDevice::addClimate() {
   };
   addGet("ccdtemperature", [this](const Call&) { return temperature(); });
   addMissing("heatsinktemperature");
-  for (const char* const name : {"cansetccdtemperature", "cangetcoolerpower"}) {
+  for (const char* const name : {"cansetccdtemperature", "cangetcoolerpower"})
     addGet(name, [this](const Call&) { return can(ORQ_ABILITY_COOLER); });
-  }
   addGet("coolerpower", [this, demandCooler](const Call&) {
     demandCooler();
     return camera()->cooler().power;
@@ -64,10 +62,9 @@ void CameraDevice::addClimate() {
     const double wanted = call.number("SetCCDTemperature");
     demandCooler();
     if (const auto range = controlInfo(ORQ_CONTROL_TARGET_TEMPERATURE)) {
-      if (wanted < static_cast<double>(range->minimum) || wanted > static_cast<double>(range->maximum)) {
+      if (wanted < static_cast<double>(range->minimum) || wanted > static_cast<double>(range->maximum))
         throw CallError(kInvalidValue, "the cooler takes targets from " + std::to_string(range->minimum) + " to " +
                                            std::to_string(range->maximum) + " degrees");
-      }
     }
     const double whole = std::round(wanted);
     const std::scoped_lock lock(mutex_);
@@ -82,10 +79,12 @@ void CameraDevice::addGuiding() {
     if (!can(ORQ_ABILITY_GUIDE_PORT)) throw CallError(kNotImplemented, "this camera has no guide port");
   };
   addGet("canpulseguide", [this](const Call&) { return can(ORQ_ABILITY_GUIDE_PORT); });
-  addGet("ispulseguiding", [this, demandPort](const Call&) {
-    demandPort();
-    return guiding_.isUnderWay();
-  });
+  addGet(
+      "ispulseguiding",
+      [this, demandPort](const Call&) {
+        demandPort();
+        return guiding_.isUnderWay();
+      });
   addPut("pulseguide", [this, demandPort](const Call& call) -> std::optional<Json> {
     const int direction = call.integer("Direction");  // north, south, east, west: as the library numbers them
     const int length = call.integer("Duration");

@@ -76,11 +76,13 @@ void CameraDevice::addSubframe() {
       const std::scoped_lock lock(mutex_);
       return bin_;
     });
-    addGet("max" + lower, [this](const Call&) {
-      int most = 1;
-      for (int bin = 1; bin < 32; ++bin) most = (info().bins >> bin & 1U) != 0 ? bin : most;
-      return most;
-    });
+    addGet(
+        "max" + lower,
+        [this](const Call&) {
+          int most = 1;
+          for (int bin = 1; bin < 32; ++bin) most = (info().bins >> bin & 1U) != 0 ? bin : most;
+          return most;
+        });
     addPut(lower, [this, axis](const Call& call) -> std::optional<Json> {
       const int bin = call.integer(axis);
       if (bin < 1 || bin > 31 || (info().bins >> bin & 1U) == 0) {
@@ -139,13 +141,19 @@ std::shared_ptr<const Image> CameraDevice::demandImage() const {
 }
 
 void CameraDevice::addExposure() {
-  addGet("canabortexposure", [](const Call&) { return true; });
-  addGet("canstopexposure", [](const Call&) { return false; });
-  addGet("camerastate", [this](const Call&) { return cameraState(); });
-  addGet("percentcompleted", [this](const Call&) { return exposures_.standing().percent; });
-  addGet("imageready", [this](const Call&) { return exposures_.image() != nullptr; });
-  addGet("lastexposureduration",
-         [this](const Call&) { return static_cast<double>(demandImage()->exposureUs) / kMicroseconds; });
+  addGet(
+      "canabortexposure", [](const Call&) { return true; });
+  addGet(
+      "canstopexposure", [](const Call&) { return false; });
+  addGet(
+      "camerastate", [this](const Call&) { return cameraState(); });
+  addGet(
+      "percentcompleted", [this](const Call&) { return exposures_.standing().percent; });
+  addGet(
+      "imageready", [this](const Call&) { return exposures_.image() != nullptr; });
+  addGet(
+      "lastexposureduration",
+      [this](const Call&) { return static_cast<double>(demandImage()->exposureUs) / kMicroseconds; });
   addGet("lastexposurestarttime", [this](const Call&) { return utcText(demandImage()->startUnixNs); });
   addGet("imagearray", [this](const Call&) -> std::optional<Json> {
     demandImage();
@@ -156,10 +164,12 @@ void CameraDevice::addExposure() {
     startExposure(call);
     return std::nullopt;
   });
-  addPut("abortexposure", [this](const Call&) -> std::optional<Json> {
-    exposures_.abort();
-    return std::nullopt;
-  });
+  addPut(
+      "abortexposure",
+      [this](const Call&) -> std::optional<Json> {
+        exposures_.abort();
+        return std::nullopt;
+      });
   addPut("stopexposure", [](const Call&) -> std::optional<Json> {
     throw CallError(kNotImplemented, "an exposure can be aborted, not read out early");
   });

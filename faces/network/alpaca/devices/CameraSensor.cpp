@@ -29,9 +29,8 @@ std::vector<std::string> namesIn(const std::string& description) {
 }  // namespace
 
 std::optional<orq_control_info> CameraDevice::controlInfo(int id) const {
-  for (const orq_control_info& control : camera()->controls()) {
+  for (const orq_control_info& control : camera()->controls())
     if (control.id == id) return control;
-  }
   return std::nullopt;
 }
 
@@ -71,28 +70,42 @@ double CameraDevice::fullWell() const {
 }
 
 void CameraDevice::addSensor() {
-  addGet("cameraxsize", [this](const Call&) { return info().sensor_width; });
+  addGet(
+      "cameraxsize", [this](const Call&) { return info().sensor_width; });
   addGet("cameraysize", [this](const Call&) { return info().sensor_height; });
   for (const char* const name : {"pixelsizex", "pixelsizey"}) {
-    addGet(name, [this](const Call&) -> std::optional<Json> {
-      if (info().pixel_um <= 0) throw CallError(kNotImplemented, "the size of the pixels is not known");
-      return info().pixel_um;
-    });
+    addGet(
+        name,
+        [this](const Call&) -> std::optional<Json> {
+          if (info().pixel_um <= 0) throw CallError(kNotImplemented, "the size of the pixels is not known");
+          return info().pixel_um;
+        });
   }
   addMissing("sensorname");
-  addGet("sensortype", [this](const Call&) { return optics().colour ? kRggb : kMonochrome; });
-  addGet("bayeroffsetx", [this](const Call&) { return bayerOffset(true); });
-  addGet("bayeroffsety", [this](const Call&) { return bayerOffset(false); });
-  addGet("maxadu", [this](const Call&) { return format() == ORQ_FORMAT_RAW16 ? 65535 : 255; });
-  addGet("electronsperadu", [this](const Call&) { return electronsPerAdu(); });
-  addGet("fullwellcapacity", [this](const Call&) { return fullWell(); });
-  addGet("hasshutter", [](const Call&) { return false; });
-  addGet("exposuremin", [this](const Call&) -> std::optional<Json> {
-    return static_cast<double>(controlInfo(ORQ_CONTROL_EXPOSURE).value().minimum) * kMicrosecond;
-  });
-  addGet("exposuremax", [this](const Call&) -> std::optional<Json> {
-    return static_cast<double>(controlInfo(ORQ_CONTROL_EXPOSURE).value().maximum) * kMicrosecond;
-  });
+  addGet(
+      "sensortype", [this](const Call&) { return optics().colour ? kRggb : kMonochrome; });
+  addGet(
+      "bayeroffsetx", [this](const Call&) { return bayerOffset(true); });
+  addGet(
+      "bayeroffsety", [this](const Call&) { return bayerOffset(false); });
+  addGet(
+      "maxadu", [this](const Call&) { return format() == ORQ_FORMAT_RAW16 ? 65535 : 255; });
+  addGet(
+      "electronsperadu", [this](const Call&) { return electronsPerAdu(); });
+  addGet(
+      "fullwellcapacity", [this](const Call&) { return fullWell(); });
+  addGet(
+      "hasshutter", [](const Call&) { return false; });
+  addGet(
+      "exposuremin",
+      [this](const Call&) -> std::optional<Json> {
+        return static_cast<double>(controlInfo(ORQ_CONTROL_EXPOSURE).value().minimum) * kMicrosecond;
+      });
+  addGet(
+      "exposuremax",
+      [this](const Call&) -> std::optional<Json> {
+        return static_cast<double>(controlInfo(ORQ_CONTROL_EXPOSURE).value().maximum) * kMicrosecond;
+      });
   addGet("exposureresolution", [](const Call&) { return kMicrosecond; });
   addMissing("subexposureduration");
   addPut("subexposureduration", [](const Call& call) -> std::optional<Json> {
@@ -109,11 +122,14 @@ void CameraDevice::addValueControl(const std::string& name, int id) {
     if (const std::optional<orq_control_info> control = controlInfo(id)) return *control;
     throw CallError(kNotImplemented, "this camera has no " + name);
   };
-  addGet(lower, [this, id, described](const Call&) {
-    described();
-    return camera()->control(id);
-  });
-  addGet(lower + "min", [described](const Call&) { return described().minimum; });
+  addGet(
+      lower,
+      [this, id, described](const Call&) {
+        described();
+        return camera()->control(id);
+      });
+  addGet(
+      lower + "min", [described](const Call&) { return described().minimum; });
   addGet(lower + "max", [described](const Call&) { return described().maximum; });
   addMissing(lower + "s");
   addPut(lower, [this, id, name, described](const Call& call) -> std::optional<Json> {
@@ -141,21 +157,24 @@ void CameraDevice::addControls() {
   // Readout modes say it better.
   addGet("canfastreadout", [](const Call&) { return false; });
   addMissing("fastreadout");
-  addPut("fastreadout", [](const Call& call) -> std::optional<Json> {
-    call.truth("FastReadout");
-    throw CallError(kNotImplemented, "this camera has readout modes instead");
-  });
+  addPut(
+      "fastreadout",
+      [](const Call& call) -> std::optional<Json> {
+        call.truth("FastReadout");
+        throw CallError(kNotImplemented, "this camera has readout modes instead");
+      });
   addGet("readoutmodes", [this](const Call&) { return readoutModes(); });
   const auto controlOfModes = [this]() -> std::optional<int> {
-    for (const int id : {ORQ_CONTROL_READOUT_MODE, ORQ_CONTROL_HIGH_SPEED}) {
+    for (const int id : {ORQ_CONTROL_READOUT_MODE, ORQ_CONTROL_HIGH_SPEED})
       if (controlInfo(id)) return id;
-    }
     return std::nullopt;
   };
-  addGet("readoutmode", [this, controlOfModes](const Call&) -> std::optional<Json> {
-    const std::optional<int> id = controlOfModes();
-    return id ? camera()->control(*id) : 0;
-  });
+  addGet(
+      "readoutmode",
+      [this, controlOfModes](const Call&) -> std::optional<Json> {
+        const std::optional<int> id = controlOfModes();
+        return id ? camera()->control(*id) : 0;
+      });
   addPut("readoutmode", [this, controlOfModes](const Call& call) -> std::optional<Json> {
     const int wanted = call.integer("ReadoutMode");
     if (wanted < 0 || static_cast<std::size_t>(wanted) >= readoutModes().size()) {

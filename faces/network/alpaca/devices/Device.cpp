@@ -28,9 +28,11 @@ void Device::addPut(std::string_view name, Method method, Needs needs) {
 }
 
 void Device::addMissing(std::string_view name) {
-  addGet(name, [this, name = std::string(name)](const Call&) -> std::optional<Json> {
-    throw CallError(kNotImplemented, std::string(type()) + " has no " + name);
-  });
+  addGet(
+      name,
+      [this, name = std::string(name)](const Call&) -> std::optional<Json> {
+        throw CallError(kNotImplemented, std::string(type()) + " has no " + name);
+      });
 }
 
 void Device::addCommon() {
@@ -79,11 +81,13 @@ void Device::addCommon() {
     throw CallError(kActionNotImplemented, "there is no action '" + action + "'; see SupportedActions");
   });
   for (const char* const name : {"commandblind", "commandbool", "commandstring"}) {
-    addPut(name, [](const Call& call) -> std::optional<Json> {
-      call.text("Command");
-      call.truth("Raw");
-      throw CallError(kNotImplemented, "this device takes no commands of its own");
-    });
+    addPut(
+        name,
+        [](const Call& call) -> std::optional<Json> {
+          call.text("Command");
+          call.truth("Raw");
+          throw CallError(kNotImplemented, "this device takes no commands of its own");
+        });
   }
 }
 
@@ -139,9 +143,8 @@ Json Device::state() {
 Response Device::answer(const std::string& method, const Request& request) {
   const Table& table = request.method == "PUT" ? puts_ : gets_;
   const auto found = table.find(method);
-  if (found == table.end()) {
+  if (found == table.end())
     return badCallAnswer("a " + std::string(type()) + " has no method '" + method + "' for " + request.method);
-  }
   try {
     const Call call(request);
     try {

@@ -77,9 +77,8 @@ void Exposures::abort() {
   }
   slot_.camera()->abortExposure();
   std::unique_lock lock(mutex_);
-  if (!ended_.wait_for(lock, kLongestAbort, [this] { return !underWay_; })) {
+  if (!ended_.wait_for(lock, kLongestAbort, [this] { return !underWay_; }))
     throw TimeoutError("the exposure does not end; try again");
-  }
 }
 
 Exposures::Standing Exposures::standing() const {

@@ -12,14 +12,19 @@ constexpr int kLastPosition = 1023;
 }  // namespace
 
 FocuserDevice::FocuserDevice(std::shared_ptr<CameraSlot> own) : Device(std::move(own)) {
-  addGet("absolute", [](const Call&) { return true; });
-  addGet("ismoving", [this](const Call&) { return isMoving(); });
-  addGet("maxincrement", [](const Call&) { return kLastPosition; });
-  addGet("maxstep", [](const Call&) { return kLastPosition; });
+  addGet(
+      "absolute", [](const Call&) { return true; });
+  addGet(
+      "ismoving", [this](const Call&) { return isMoving(); });
+  addGet(
+      "maxincrement", [](const Call&) { return kLastPosition; });
+  addGet(
+      "maxstep", [](const Call&) { return kLastPosition; });
   addGet("position", [this](const Call&) { return camera()->focus().position; });
   addMissing("stepsize");
   addMissing("temperature");
-  addGet("tempcomp", [](const Call&) { return false; });
+  addGet(
+      "tempcomp", [](const Call&) { return false; });
   addGet("tempcompavailable", [](const Call&) { return false; });
   addPut("tempcomp", [](const Call& call) -> std::optional<Json> {
     call.truth("TempComp");
@@ -49,9 +54,8 @@ bool FocuserDevice::isMoving() const {
 }
 
 void FocuserDevice::move(int position) {
-  if (position < 0 || position > kLastPosition) {
+  if (position < 0 || position > kLastPosition)
     throw CallError(kInvalidValue, "the motor goes from 0 to " + std::to_string(kLastPosition));
-  }
   const std::shared_ptr<Camera> open = camera();
   if (underWay_.exchange(true))
     throw CallError(kInvalidOperation, "the motor is on its way; wait until it is there");

@@ -28,9 +28,8 @@ constexpr int kJoinEveryMs = 10'000;
 // What came with a datagram: the address at which it arrived. Null: it is of the other family.
 template <class Info>
 Info* arrivalOf(msghdr& message, int level, int type) {
-  for (cmsghdr* part = CMSG_FIRSTHDR(&message); part != nullptr; part = CMSG_NXTHDR(&message, part)) {
+  for (cmsghdr* part = CMSG_FIRSTHDR(&message); part != nullptr; part = CMSG_NXTHDR(&message, part))
     if (part->cmsg_level == level && part->cmsg_type == type) return reinterpret_cast<Info*>(CMSG_DATA(part));
-  }
   return nullptr;
 }
 
@@ -95,9 +94,8 @@ Discovery::~Discovery() {
 }
 
 void Discovery::closeAll() {
-  for (const int each : {four_, six_, end_}) {
+  for (const int each : {four_, six_, end_})
     if (each >= 0) close(each);
-  }
 }
 
 void Discovery::hear(bool isIpv4) {
@@ -143,17 +141,17 @@ void Discovery::joinGroup() {
 }
 
 bool Discovery::isAllowed(const Address& peer) const {
-  return peer.isLoopback() || std::any_of(settings_.allow.begin(), settings_.allow.end(),
-                                          [&](const AddressBlock& block) { return block.holds(peer); });
+  return peer.isLoopback() || std::any_of(
+                                  settings_.allow.begin(), settings_.allow.end(),
+                                  [&](const AddressBlock& block) { return block.holds(peer); });
 }
 
 // Where Alpaca listens of what was asked; the address that stands for all is as good as each. Nothing: nowhere
 // there.
 std::optional<Address> Discovery::listeningAt(const std::vector<Address>& asked) const {
   for (const Address& local : asked) {
-    for (const Address& address : settings_.listening) {
+    for (const Address& address : settings_.listening)
       if (address == local || (address.isAny() && address.isIpv4() == local.isIpv4())) return address;
-    }
   }
   return std::nullopt;
 }

@@ -59,9 +59,8 @@ void cut(const Frame& frame, const Subframe& inside, Image& image) {
   const std::size_t frameRow = static_cast<std::size_t>(info.width) * sample;
   const std::uint8_t* from = frame.data() + static_cast<std::size_t>(inside.startY) * frameRow +
                              static_cast<std::size_t>(inside.startX) * sample;
-  for (std::size_t at = 0; at < image.rows.size(); at += image.rowBytes(), from += frameRow) {
+  for (std::size_t at = 0; at < image.rows.size(); at += image.rowBytes(), from += frameRow)
     std::memcpy(image.rows.data() + at, from, image.rowBytes());
-  }
 }
 
 void bin(const Pixels& pixels, const Reading& reading, const Optics& optics, Image& image) {
@@ -75,11 +74,10 @@ void bin(const Pixels& pixels, const Reading& reading, const Optics& optics, Ima
       const int column = reading.inside.startX + (flipX ? image.width - 1 - x : x);
       const Block columns = blockOf(column, reading.computerBin, optics.colour);
       const auto value = static_cast<std::uint16_t>(binned(pixels, columns, rows, reading.computerBin));
-      if (image.sampleBytes == 2) {
+      if (image.sampleBytes == 2)
         std::memcpy(to, &value, sizeof value);
-      } else {
+      else
         *to = static_cast<std::uint8_t>(value);
-      }
     }
   }
 }
@@ -89,9 +87,8 @@ void bin(const Pixels& pixels, const Reading& reading, const Optics& optics, Ima
 Image imageOf(const Frame& frame, const Reading& reading, const Optics& optics) {
   const orq_frame_info info = frame.info();
   if (info.width != reading.region.width || info.height != reading.region.height ||
-      info.bin != reading.region.bin || info.format != reading.region.format) {
+      info.bin != reading.region.bin || info.format != reading.region.format)
     throw StateError("the camera's region was changed during the exposure; take it again");
-  }
   Image image;
   image.width = reading.inside.width;
   image.height = reading.inside.height;
@@ -99,11 +96,10 @@ Image imageOf(const Frame& frame, const Reading& reading, const Optics& optics) 
   image.exposureUs = info.exposure_us;
   image.startUnixNs = info.time_unix_ns;
   image.rows.resize(image.rowBytes() * static_cast<std::size_t>(image.height));
-  if (reading.computerBin == 1) {
+  if (reading.computerBin == 1)
     cut(frame, reading.inside, image);
-  } else {
+  else
     bin(Pixels{frame.data(), info}, reading, optics, image);
-  }
   return image;
 }
 

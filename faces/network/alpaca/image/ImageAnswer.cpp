@@ -42,9 +42,8 @@ Header headerOf(const Call& call, std::int32_t error, const Image* image) {
       0};
   Header header{};
   std::size_t at = 0;
-  for (const std::uint32_t field : fields) {
+  for (const std::uint32_t field : fields)
     for (unsigned shift = 0; shift < 32; shift += 8) header[at++] = static_cast<std::uint8_t>(field >> shift);
-  }
   return header;
 }
 

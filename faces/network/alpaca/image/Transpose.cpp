@@ -43,11 +43,9 @@ void turnSquare(const std::uint8_t* from, std::size_t rowBytes, std::uint8_t* to
 template <std::size_t kSample>
 void turnOneByOne(const std::uint8_t* from, std::size_t rowBytes, std::uint8_t* to, std::size_t columnBytes,
                   std::size_t columns, std::size_t rows) {
-  for (std::size_t x = 0; x < columns; ++x) {
-    for (std::size_t y = 0; y < rows; ++y) {
+  for (std::size_t x = 0; x < columns; ++x)
+    for (std::size_t y = 0; y < rows; ++y)
       std::memcpy(to + x * columnBytes + y * kSample, from + y * rowBytes + x * kSample, kSample);
-    }
-  }
 }
 
 }  // namespace
@@ -60,18 +58,16 @@ void writeColumns(const Image& image, std::size_t first, std::size_t count, std:
   const std::uint8_t* const from = image.rows.data() + first * sample;
   if (sample == 1) {
     // Eight rows at a time stay in the nearest cache while their columns are written.
-    for (std::size_t y = 0; y < rows; y += kSide) {
+    for (std::size_t y = 0; y < rows; y += kSide)
       turnOneByOne<1>(from + y * rowBytes, rowBytes, to + y, columnBytes, count, std::min(kSide, rows - y));
-    }
     return;
   }
   const std::size_t squareColumns = count / kSide * kSide;
   const std::size_t squareRows = rows / kSide * kSide;
   for (std::size_t y = 0; y < squareRows; y += kSide) {
     const std::uint8_t* const row = from + y * rowBytes;
-    for (std::size_t x = 0; x < squareColumns; x += kSide) {
+    for (std::size_t x = 0; x < squareColumns; x += kSide)
       turnSquare(row + 2 * x, rowBytes, to + x * columnBytes + 2 * y, columnBytes);
-    }
   }
   turnOneByOne<2>(from + 2 * squareColumns, rowBytes, to + squareColumns * columnBytes, columnBytes,
                   count - squareColumns, rows);

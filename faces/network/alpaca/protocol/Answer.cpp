@@ -39,9 +39,8 @@ nlohmann::json envelope(const Call& call, const CallFailure& failure) {
 
 std::uint32_t nextTransaction() {
   static std::atomic<std::uint32_t> last{0};
-  for (;;) {
+  for (;;)
     if (const std::uint32_t next = ++last; next != 0) return next;
-  }
 }
 
 CallFailure failureOf(std::exception_ptr thrown) {

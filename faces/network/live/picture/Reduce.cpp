@@ -26,13 +26,11 @@ class Rows {
   const std::uint16_t* read(int y, int from, int count, std::vector<std::uint16_t>& buffer) const {
     buffer.resize(static_cast<std::size_t>(count));
     const std::uint8_t* const row = data_ + static_cast<std::size_t>(y) * rowBytes_;
-    if (wide_) {
+    if (wide_)
       std::memcpy(buffer.data(), row + 2 * static_cast<std::size_t>(from), buffer.size() * 2);
-    } else {
-      for (std::size_t i = 0; i < buffer.size(); ++i) {
+    else
+      for (std::size_t i = 0; i < buffer.size(); ++i)
         buffer[i] = static_cast<std::uint16_t>(row[static_cast<std::size_t>(from) + i] * kEightToSixteen);
-      }
-    }
     return buffer.data();
   }
   int perPixel() const { return perPixel_; }
@@ -83,9 +81,8 @@ void averagePixels(const Rows& rows, Planes& planes) {
   std::vector<std::uint32_t> sums(static_cast<std::size_t>(samples));
   for (int y = 0; y < planes.height; ++y) {
     std::fill(sums.begin(), sums.end(), 0U);
-    for (int i = 0; i < planes.step; ++i) {
+    for (int i = 0; i < planes.step; ++i)
       addRow(rows.read(planes.crop.y + y * planes.step + i, planes.crop.x * stride, samples, buffer), sums);
-    }
     for (int channel = 0; channel < planes.channels; ++channel) {
       const int first = stride == 1 ? 0 : 2 - channel;  // blue comes first
       averageRow(sums, planes.step, stride, first, planes.width,
@@ -116,10 +113,9 @@ void averageCells(const Rows& rows, const Cell& cell, Planes& planes) {
       averageRow(sums[static_cast<std::size_t>(place / 2)], cells, 2, place % 2, planes.width,
                  isSecondGreen ? other.data() : out);
       if (colour != 1) continue;
-      if (isSecondGreen) {
+      if (isSecondGreen)
         for (std::size_t x = 0; x < other.size(); ++x)
           out[x] = static_cast<std::uint16_t>((out[x] + other[x]) / 2);
-      }
       greenSeen = true;
     }
   }
@@ -190,9 +186,8 @@ void interpolate(const Rows& rows, const orq_frame_info& info, const Cell& cell,
       }
       const std::size_t at =
           static_cast<std::size_t>(y) * static_cast<std::size_t>(planes.width) + static_cast<std::size_t>(x);
-      for (int channel = 0; channel < 3; ++channel) {
+      for (int channel = 0; channel < 3; ++channel)
         planes.plane(channel)[at] = static_cast<std::uint16_t>(colour[static_cast<std::size_t>(channel)]);
-      }
     }
   }
 }

@@ -41,18 +41,16 @@ const nlohmann::json* Body::find(const char* name) const {
 std::optional<double> Body::number(const char* name) const {
   const nlohmann::json* const found = find(name);
   if (found == nullptr) return std::nullopt;
-  if (!found->is_number() || !std::isfinite(found->get<double>())) {
+  if (!found->is_number() || !std::isfinite(found->get<double>()))
     throw InvalidError(std::string(name) + " must be a number");
-  }
   return found->get<double>();
 }
 
 std::optional<std::int64_t> Body::whole(const char* name) const {
   const std::optional<double> value = number(name);
   if (!value) return std::nullopt;
-  if (std::abs(*value) > kLargestWhole || std::floor(*value) != *value) {
+  if (std::abs(*value) > kLargestWhole || std::floor(*value) != *value)
     throw InvalidError(std::string(name) + " must be a whole number");
-  }
   return static_cast<std::int64_t>(*value);
 }
 

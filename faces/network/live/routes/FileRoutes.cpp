@@ -56,14 +56,15 @@ Response download(const Folder& folder, const Request& request) {
 }  // namespace
 
 void addFileRoutes(Router& router, Live& live) {
-  router.add("GET", "/api/v1/files", [&live](const Request&) {
-    nlohmann::json list = nlohmann::json::array();
-    for (const FolderFile& file : live.folder().list()) {
-      list.push_back({{"name", file.name}, {"bytes", file.bytes}, {"changed", file.changedUnixS}});
-    }
-    return Response::json(
-        {{"folder", live.folder().path()}, {"free_bytes", live.folder().freeBytes()}, {"files", list}});
-  });
+  router.add(
+      "GET", "/api/v1/files",
+      [&live](const Request&) {
+        nlohmann::json list = nlohmann::json::array();
+        for (const FolderFile& file : live.folder().list())
+          list.push_back({{"name", file.name}, {"bytes", file.bytes}, {"changed", file.changedUnixS}});
+        return Response::json(
+            {{"folder", live.folder().path()}, {"free_bytes", live.folder().freeBytes()}, {"files", list}});
+      });
   router.add("GET", "/api/v1/files/{file}",
              [&live](const Request& request) { return download(live.folder(), request); });
 }

@@ -5,12 +5,14 @@ namespace orq::network {
 
 void addPageRoutes(Router& router) {
   for (const PageFile& file : pageFiles()) {
-    router.add("GET", file.path, [&file](const Request&) {
-      Response response;
-      response.headers = {{"Content-Type", file.type}};
-      response.body = SharedBytes{nullptr, file.data, file.size};
-      return response;
-    });
+    router.add(
+        "GET", file.path,
+        [&file](const Request&) {
+          Response response;
+          response.headers = {{"Content-Type", file.type}};
+          response.body = SharedBytes{nullptr, file.data, file.size};
+          return response;
+        });
   }
 }
 

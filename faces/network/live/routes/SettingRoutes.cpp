@@ -55,17 +55,15 @@ Response setControl(LiveCamera& live, const Request& request) {
   const std::optional<std::int64_t> value = body.whole("value");
   if (!automatic && !value) throw InvalidError("value is missing");
   const auto set = [&] {
-    if (automatic) {
+    if (automatic)
       camera->automatic(info.id);
-    } else {
+    else
       camera->control(info.id, *value);
-    }
   };
-  if (restartsCaptures(info.id)) {
+  if (restartsCaptures(info.id))
     live.slot->turns().change(info.name, set);
-  } else {
+  else
     set();
-  }
   return Response::json(controlOf(*camera, info));
 }
 
@@ -115,13 +113,12 @@ Response setCorrections(LiveCamera& live, const Request& request) {
   const Body body(request, {"dark", "hot_pixels"});
   if (const auto dark = body.truth("dark")) {
     const orq_dark_choice choice = camera->darkChoice();
-    if (!*dark) {
+    if (!*dark)
       camera->noDark();
-    } else if (choice.is_kept == 0) {
+    else if (choice.is_kept == 0)
       throw NotFoundError("this camera has no dark yet: cover it and take one");
-    } else {
+    else
       camera->useDark(choice.kept);
-    }
   }
   if (const auto repair = body.truth("hot_pixels")) camera->repairHotPixels(*repair);
   return Response::json({{"dark", camera->darkState().in_use != 0}, {"hot_pixels", camera->repairsHotPixels()}});
@@ -131,17 +128,21 @@ Response setCorrections(LiveCamera& live, const Request& request) {
 
 void addSettingRoutes(Router& router, Live& live) {
   const auto of = [&live](const Request& request) -> LiveCamera& { return live.at(request.capture("camera")); };
-  router.add("GET", "/api/v1/cameras/{camera}/controls",
-             [of](const Request& request) { return listControls(of(request)); });
-  router.add("PUT", "/api/v1/cameras/{camera}/controls/{control}",
-             [of](const Request& request) { return setControl(of(request), request); });
-  router.add("GET", "/api/v1/cameras/{camera}/region", [of](const Request& request) {
-    return Response::json(regionOf(of(request).slot->camera()->region()));
-  });
-  router.add("PUT", "/api/v1/cameras/{camera}/region",
-             [of](const Request& request) { return setRegion(of(request), request); });
-  router.add("PUT", "/api/v1/cameras/{camera}/cooler",
-             [of](const Request& request) { return setCooler(of(request), request); });
+  router.add(
+      "GET", "/api/v1/cameras/{camera}/controls",
+      [of](const Request& request) { return listControls(of(request)); });
+  router.add(
+      "PUT", "/api/v1/cameras/{camera}/controls/{control}",
+      [of](const Request& request) { return setControl(of(request), request); });
+  router.add(
+      "GET", "/api/v1/cameras/{camera}/region",
+      [of](const Request& request) { return Response::json(regionOf(of(request).slot->camera()->region())); });
+  router.add(
+      "PUT", "/api/v1/cameras/{camera}/region",
+      [of](const Request& request) { return setRegion(of(request), request); });
+  router.add(
+      "PUT", "/api/v1/cameras/{camera}/cooler",
+      [of](const Request& request) { return setCooler(of(request), request); });
   router.add("PUT", "/api/v1/cameras/{camera}/corrections",
              [of](const Request& request) { return setCorrections(of(request), request); });
   router.add("PUT", "/api/v1/cameras/{camera}/view", [of](const Request& request) {

@@ -51,9 +51,8 @@ class Load {
 
 std::uint64_t newerThan(const Request& request) {
   const std::optional<std::string> text = request.query.find("after");
-  if (!text || text->empty() || text->size() > 18 || text->find_first_not_of("0123456789") != std::string::npos) {
+  if (!text || text->empty() || text->size() > 18 || text->find_first_not_of("0123456789") != std::string::npos)
     return 0;
-  }
   return std::stoull(*text);
 }
 
@@ -167,12 +166,13 @@ Json stateOf(LiveCamera& live, const Folder& folder, Load& load) {
 }  // namespace
 
 void addViewRoutes(Router& router, Live& live) {
-  router.addWaiting("GET", "/api/v1/cameras/{camera}/picture",
-                    [&live](const Request& request, const Responder& responder) {
-                      live.at(request.capture("camera"))
-                          .view.ask(pictureRequestOf(request.query), newerThan(request),
-                                    request.query.find("client").value_or(""), responder);
-                    });
+  router.addWaiting(
+      "GET", "/api/v1/cameras/{camera}/picture",
+      [&live](const Request& request, const Responder& responder) {
+        live.at(request.capture("camera"))
+            .view.ask(pictureRequestOf(request.query), newerThan(request),
+                      request.query.find("client").value_or(""), responder);
+      });
   router.addWaiting(
       "GET", "/api/v1/cameras/{camera}/stars", [&live](const Request& request, const Responder& responder) {
         live.at(request.capture("camera")).measures.askStars(areaOf(request), newerThan(request), responder);

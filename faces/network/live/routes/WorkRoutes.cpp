@@ -129,10 +129,12 @@ Response startRecording(LiveCamera& live, const Request& request) {
 
 void addWorkRoutes(Router& router, Live& live) {
   const auto of = [&live](const Request& request) -> LiveCamera& { return live.at(request.capture("camera")); };
-  router.add("POST", "/api/v1/cameras/{camera}/exposure",
-             [of, &live](const Request& request) { return startExposure(of(request), live.folder(), request); });
-  router.add("POST", "/api/v1/cameras/{camera}/dark",
-             [of](const Request& request) { return startDark(of(request), request); });
+  router.add(
+      "POST", "/api/v1/cameras/{camera}/exposure",
+      [of, &live](const Request& request) { return startExposure(of(request), live.folder(), request); });
+  router.add(
+      "POST", "/api/v1/cameras/{camera}/dark",
+      [of](const Request& request) { return startDark(of(request), request); });
   router.add("POST", "/api/v1/cameras/{camera}/hot-pixels",
              [of](const Request& request) { return startHotPixels(of(request), request); });
   router.add("POST", "/api/v1/cameras/{camera}/warm-up", [of](const Request& request) {
@@ -151,11 +153,13 @@ void addWorkRoutes(Router& router, Live& live) {
     });
     return accepted();
   });
-  router.add("POST", "/api/v1/cameras/{camera}/abort", [of](const Request& request) {
-    demandNoFields(request);
-    of(request).work.abort();
-    return accepted();
-  });
+  router.add(
+      "POST", "/api/v1/cameras/{camera}/abort",
+      [of](const Request& request) {
+        demandNoFields(request);
+        of(request).work.abort();
+        return accepted();
+      });
   router.add("POST", "/api/v1/cameras/{camera}/recording",
              [of](const Request& request) { return startRecording(of(request), request); });
   router.add("DELETE", "/api/v1/cameras/{camera}/recording", [of](const Request& request) {

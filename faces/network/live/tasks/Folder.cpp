@@ -27,7 +27,8 @@ bool isSafe(char c) {
 }
 
 std::shared_ptr<const int> closing(int descriptor) {
-  return {new int(descriptor), [](const int* held) {
+  return {new int(descriptor),
+          [](const int* held) {
             ::close(*held);
             delete held;
           }};
@@ -39,9 +40,8 @@ Folder::Folder(std::string path) : path_(path.empty() ? homeFolder() : std::move
 
 std::string Folder::pathFor(const std::string& name) const {
   if (name.empty() || name.size() > kLongestName || name.front() == '.' ||
-      !std::all_of(name.begin(), name.end(), isSafe)) {
+      !std::all_of(name.begin(), name.end(), isSafe))
     throw InvalidError("'" + name + "' is no name for a file: give letters, digits, '-', '_' and '.'");
-  }
   std::error_code failed;
   std::filesystem::create_directories(path_, failed);
   if (failed) throw FileError("the folder " + path_ + " cannot be made: " + failed.message());

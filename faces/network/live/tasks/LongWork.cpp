@@ -67,9 +67,8 @@ void LongWork::abort() {
     const std::scoped_lock lock(mutex_);
     if (!state_.running) return;
     const std::optional<Purpose> holder = slot_->turns().holder();
-    if (uses_ == Uses::nothing && holder && *holder != Purpose::view) {
+    if (uses_ == Uses::nothing && holder && *holder != Purpose::view)
       throw BusyError("the abort would end " + nameOf(*holder) + ", too; wait for its end, or stop it first");
-    }
   }
   askToEnd();
 }

@@ -113,8 +113,8 @@ bool LiveView::isWatched() const {
 }
 
 bool LiveView::isAnybodyReady() const {
-  return std::any_of(watchers_.begin(), watchers_.end(),
-                     [this](const Watcher& one) { return one.after < last_.number; });
+  return std::any_of(
+      watchers_.begin(), watchers_.end(), [this](const Watcher& one) { return one.after < last_.number; });
 }
 
 void LiveView::paint() {

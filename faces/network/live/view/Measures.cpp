@@ -172,11 +172,13 @@ Json Measures::cached(Cache& cache, std::chrono::milliseconds age, Ask&& ask) {
 }
 
 Json Measures::statistics() {
-  return cached(statistics_, kStatisticsAge, [this] { return statisticsOf(view_.last()); });
+  return cached(
+      statistics_, kStatisticsAge, [this] { return statisticsOf(view_.last()); });
 }
 
 Json Measures::devices() {
-  return cached(devices_, kDevicesAge, [this] { return devicesOf(*slot_->camera()); });
+  return cached(
+      devices_, kDevicesAge, [this] { return devicesOf(*slot_->camera()); });
 }
 
 void Measures::askStars(const std::optional<orq_area>& area, std::uint64_t after, Responder responder) {

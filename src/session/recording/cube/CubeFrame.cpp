@@ -46,11 +46,10 @@ void Move(std::vector<FitsCard>& cards, std::string_view start, std::string_view
   const auto* const bin = Find<std::int64_t>(cards, binning);
   const auto found = std::ranges::find(cards, start, &FitsCard::name);
   if (found == cards.end() || bin == nullptr || *bin < 1) return;
-  if (at % *bin == 0) {
+  if (at % *bin == 0)
     found->value = at / *bin;
-  } else {
+  else
     found->value = static_cast<double>(at) / static_cast<double>(*bin);
-  }
 }
 
 }  // namespace

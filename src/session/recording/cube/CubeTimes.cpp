@@ -92,9 +92,8 @@ std::optional<std::vector<RecordedFrame>> ReadTimesTable(CubeFile& cube, std::ui
   const std::vector<std::uint8_t> rows =
       cube.ReadAt(at + first * kTimesRowBytes, static_cast<std::size_t>(count) * kTimesRowBytes);
   std::vector<RecordedFrame> frames;
-  for (std::size_t row = 0; row + kTimesRowBytes <= rows.size(); row += kTimesRowBytes) {
+  for (std::size_t row = 0; row + kTimesRowBytes <= rows.size(); row += kTimesRowBytes)
     frames.push_back(ReadRow(std::span(rows).subspan(row, kTimesRowBytes)));
-  }
   return frames;
 }
 

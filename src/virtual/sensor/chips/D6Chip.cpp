@@ -77,9 +77,8 @@ bool PllSound(std::span<const std::uint8_t> registers) {
 
 int WrongTrims(std::span<const std::uint8_t> registers) {
   int wrong = 0;
-  for (std::size_t i = 0; i < std::size(kTrimTable); ++i) {
+  for (std::size_t i = 0; i < std::size(kTrimTable); ++i)
     wrong += registers[kRegTrim + i] != kTrimTable[i] ? 1 : 0;
-  }
   return wrong;
 }
 
@@ -157,11 +156,10 @@ void D6Chip::WriteControl(Registers registers, std::uint8_t value, Time now) {
 
 void D6Chip::WritePll(Registers registers, std::uint8_t value, Time now) {
   const bool power = (value & kBitPllPower) != 0;
-  if (!power) {
+  if (!power)
     pllReadyAt_.reset();
-  } else if (!pllReadyAt_) {
+  else if (!pllReadyAt_)
     pllReadyAt_ = now + kPllPowerTime;
-  }
   const bool sound = power && pllReadyAt_ && now >= *pllReadyAt_ && PllSound(registers);
   pllLocksAt_.reset();
   if (sound && (value & kBitPllRun) != 0) pllLocksAt_ = now + kPllLockTime;

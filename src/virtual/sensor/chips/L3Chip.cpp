@@ -104,19 +104,17 @@ void L3Chip::Write(Registers registers, std::uint16_t reg, std::uint8_t value, b
 }
 
 void L3Chip::WritePllEnable(Registers registers, std::uint8_t value, Time now) {
-  if (value == 0) {
+  if (value == 0)
     pllLocksAt_.reset();
-  } else if (registers[kRegPllEnable] == 0 && PllSound(registers)) {
+  else if (registers[kRegPllEnable] == 0 && PllSound(registers))
     pllLocksAt_ = now + kPllLockTime;
-  }
 }
 
 void L3Chip::WriteStandby(Registers registers, std::uint8_t value, Time now) {
-  if (value != 0) {
+  if (value != 0)
     blackSettlesAt_.reset();
-  } else if (registers[kRegStandby] != 0 && pllLocksAt_ && now >= *pllLocksAt_) {
+  else if (registers[kRegStandby] != 0 && pllLocksAt_ && now >= *pllLocksAt_)
     blackSettlesAt_ = now + kBlackTime;
-  }
 }
 
 int L3Chip::WrongTrims(std::span<const std::uint8_t> registers) const {

@@ -20,11 +20,10 @@ void PlainChip::PowerUp(Registers registers) {
 
 void PlainChip::Write(Registers registers, std::uint16_t reg, std::uint8_t value, bool fpgaHold, Time) {
   const bool setting = reg >= wire::kSensorGain && reg <= wire::kSensorBlackLevel + 1;
-  if (fpgaHold && setting) {
+  if (fpgaHold && setting)
     waiting_.Add(reg, value);
-  } else {
+  else
     registers[reg] = value;
-  }
 }
 
 ChipSetting PlainChip::Setting(std::span<const std::uint8_t> registers) const {

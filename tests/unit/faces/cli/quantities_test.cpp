@@ -35,9 +35,8 @@ TEST(ParseExposure, RoundsToTheNearestMicrosecond) {
 }
 
 TEST(ParseExposure, RefusesWhatIsNoTimeWithAUsageError) {
-  for (const char* text : {"", "5", "s", "-1s", "5 s", "5min", "5S", "nans", "infs", "1e99s", "5ss", "0x5s"}) {
+  for (const char* text : {"", "5", "s", "-1s", "5 s", "5min", "5S", "nans", "infs", "1e99s", "5ss", "0x5s"})
     EXPECT_EQ(CodeOf([&] { ParseExposure(text); }), kExitUsage) << text;
-  }
 }
 
 TEST(ParseExposure, AsksForAUnitByExample) {
@@ -75,9 +74,8 @@ TEST(ParseTime, AnotherTimeIsReadLikeAnExposureAndNamedInItsErrors) {
 TEST(ParseSeconds, TakesPositiveNumbersOnly) {
   EXPECT_EQ(ParseSeconds("2.5", "--seconds"), 2.5);
   EXPECT_EQ(ParseSeconds("1e9", "--seconds"), 1e9);
-  for (const char* wrong : {"0", "-1", "1.1e9", "nan", "inf", "", "5s", " 5"}) {
+  for (const char* wrong : {"0", "-1", "1.1e9", "nan", "inf", "", "5s", " 5"})
     EXPECT_EQ(CodeOf([&] { ParseSeconds(wrong, "--seconds"); }), kExitUsage) << wrong;
-  }
 }
 
 TEST(ParseInteger, ReadsDecimalAndHexWithSigns) {
@@ -96,9 +94,8 @@ TEST(ParseInteger, SaturatesBeyond64Bits) {
 }
 
 TEST(ParseInteger, RefusesWhatIsNoWholeNumberAndNamesIt) {
-  for (const char* text : {"", "-", "+", "0x", "1.5", "ten", "1 ", " 1", "0xG", "--1"}) {
+  for (const char* text : {"", "-", "+", "0x", "1.5", "ten", "1 ", " 1", "0xG", "--1"})
     EXPECT_EQ(CodeOf([&] { ParseInteger(text, "x"); }), kExitUsage) << text;
-  }
   try {
     ParseInteger("ten", "--count");
     FAIL();
@@ -109,9 +106,8 @@ TEST(ParseInteger, RefusesWhatIsNoWholeNumberAndNamesIt) {
 
 TEST(ParseIntegers, WantsExactlyAsManyAsAsked) {
   EXPECT_EQ(ParseIntegers("1,-2,0x3,4", 4, "x"), (std::vector<int>{1, -2, 3, 4}));
-  for (const char* text : {"", "1,2,3", "1,2,3,4,5", "1,2,,4", "1;2;3;4"}) {
+  for (const char* text : {"", "1,2,3", "1,2,3,4,5", "1,2,,4", "1;2;3;4"})
     EXPECT_EQ(CodeOf([&] { ParseIntegers(text, 4, "x"); }), kExitUsage) << text;
-  }
 }
 
 TEST(ParseIntegers, KeepsSumsOfTwoInRange) {

@@ -552,9 +552,8 @@ TEST_F(ParameterPage, KeepsTheOtherBytesOfAWrite) {
 TEST_F(ParameterPage, AWriteOutsideIsRefusedWithoutARequest) {
   const std::array<std::pair<int, int>, 6> outside{
       {{254, 3}, {257, 0}, {-1, 2}, {0, -1}, {INT_MAX, 1}, {1, INT_MAX}}};
-  for (const auto& [offset, len] : outside) {
+  for (const auto& [offset, len] : outside)
     EXPECT_FALSE(camera.WriteSPI(news.data(), offset, len)) << offset << ", " << len;
-  }
   EXPECT_FALSE(camera.WriteSPI(nullptr, 0, 1));
   EXPECT_THAT(flash.TakeSetups(), IsEmpty());
   EXPECT_EQ(flash.Bytes(kPage, 256), Counting(256));

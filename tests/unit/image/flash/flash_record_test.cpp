@@ -31,9 +31,7 @@ Bytes ExpectedBitmapRecord(const Bytes& source) {
   for (std::size_t i = 0; i < source.size(); ++i) {
     Bytes addition;
     const auto position = static_cast<unsigned>(i % 256);
-    if (source[i] != 0) {
-      addition = {static_cast<std::uint8_t>(position % 16 * 16 + position / 16), source[i]};
-    }
+    if (source[i] != 0) addition = {static_cast<std::uint8_t>(position % 16 * 16 + position / 16), source[i]};
     if (position == 255 && i != source.size() - 1) addition.insert(addition.end(), {0, 0});
     additions.push_back(addition);
   }
@@ -50,9 +48,8 @@ Bytes ExpectedBitmapRecord(const Bytes& source) {
 
 Bytes RandomSource(std::mt19937& random, std::size_t size, unsigned oneIn) {
   Bytes source(size);
-  for (auto& byte : source) {
+  for (auto& byte : source)
     if (random() % oneIn == 0) byte = static_cast<std::uint8_t>(random() % 255 + 1);
-  }
   return source;
 }
 

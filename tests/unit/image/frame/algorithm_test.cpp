@@ -242,9 +242,8 @@ TEST(Luminance, WeighsTheColoursAsBt601) {
   // A frame of one colour: 255 times 0.299, 0.587 and 0.114 is 76.2, 149.7 and 29.1 (weights are 1/256 fine).
   const auto luminanceOf = [](char colour) {
     Samples bayer(16);
-    for (int i = 0; i < 16; ++i) {
+    for (int i = 0; i < 16; ++i)
       bayer[static_cast<std::size_t>(i)] = ColourAt(BayerPattern::RG, i % 4, i / 4) == colour ? 255 : 0;
-    }
     return ToY8(0, bayer, 4, 4);
   };
   EXPECT_THAT(luminanceOf('R'), Each(77));

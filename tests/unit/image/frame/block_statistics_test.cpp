@@ -102,9 +102,8 @@ TEST(BlockStatistics, HighByteFirstIsToldToTheObjectAndCountsFor16BitOnly) {
 TEST(BlockStatistics, ABlockIsCutAtTheFrame) {
   const CAlgorithm algorithm;
   constexpr int kMost = std::numeric_limits<int>::max();
-  for (const Block& block : {Block{2, 0, 100, 100}, Block{2, 0, kMost, kMost}}) {
+  for (const Block& block : {Block{2, 0, 100, 100}, Block{2, 0, kMost, kMost}})
     EXPECT_THAT(Measure(algorithm, kFrame, block, 4, 4).averages, ElementsAre(5, 11, 31));
-  }
   EXPECT_THAT(Measure(algorithm, kFrame, {-2, -2, 4, 4}, 4, 4).averages, ElementsAre(1, 10, 20));
 }
 

@@ -107,9 +107,8 @@ TEST(Interleave, PixelsAreBlueGreenRedWhateverTheCount) {
   Samples blue(kMost);
   Samples green(kMost);
   Samples red(kMost);
-  for (Samples* plane : {&blue, &green, &red}) {
+  for (Samples* plane : {&blue, &green, &red})
     for (std::uint8_t& sample : *plane) sample = static_cast<std::uint8_t>(random());
-  }
   for (const VectorTarget target : VectorTargets()) {
     for (int count = 0; count <= kMost; ++count) {
       Samples bgr(3 * static_cast<std::size_t>(count) + kBehind, kUntouched);

@@ -68,9 +68,8 @@ TEST(GammaCurve, FollowsThePowerBeyondOneHundred) {
       ASSERT_TRUE(IsCurve(gamma, i, 65535, GammaCurve16(gamma, static_cast<std::uint16_t>(i))))
           << gamma << " " << i;
     }
-    for (int i = 0; i < 256; ++i) {
+    for (int i = 0; i < 256; ++i)
       ASSERT_TRUE(IsCurve(gamma, i, 255, GammaCurve8(gamma, static_cast<std::uint8_t>(i)))) << gamma << " " << i;
-    }
   }
 }
 
@@ -133,12 +132,10 @@ TEST(SetGamma, BothTablesHoldTheCurve) {
   GammaCamera camera;
   for (const int gamma : {0, 1, 33, 49, 51, 77, 99, 100}) {
     ASSERT_EQ(camera.SetGamma(gamma), 1);
-    for (int i = 0; i < 65536; ++i) {
+    for (int i = 0; i < 65536; ++i)
       ASSERT_TRUE(IsCurve(gamma, i, 65535, camera.gammaTable16[static_cast<std::size_t>(i)])) << gamma << " " << i;
-    }
-    for (int i = 0; i < 256; ++i) {
+    for (int i = 0; i < 256; ++i)
       ASSERT_TRUE(IsCurve(gamma, i, 255, camera.gammaTable8[static_cast<std::size_t>(i)])) << gamma << " " << i;
-    }
   }
 }
 

@@ -48,9 +48,8 @@ TEST(HostBin, Averages16BitSamplesAndRoundsToNearest) {
 TEST(HostBin, CombinesSamplesOfOneColourOnABayerSensor) {
   // R 10, greens 20 and 30, B 40 everywhere: the binned frame keeps the mosaic.
   std::vector<std::uint16_t> in;
-  for (int y = 0; y < 4; ++y) {
+  for (int y = 0; y < 4; ++y)
     for (int x = 0; x < 8; ++x) in.push_back(static_cast<std::uint16_t>(10 + 10 * (x % 2) + 20 * (y % 2)));
-  }
   EXPECT_EQ(Binned(in, {4, 2, 2, true}), (std::vector<std::uint16_t>{10, 20, 10, 20, 30, 40, 30, 40}));
 }
 

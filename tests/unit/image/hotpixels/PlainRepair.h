@@ -26,9 +26,8 @@ struct PlainRepair {
     if (Has(to) && Has(from)) At(to) = At(from);
   }
   bool Listed(long pos) const {
-    for (const long entry : list) {
+    for (const long entry : list)
       if (entry == pos) return true;
-    }
     return false;
   }
 
@@ -66,11 +65,10 @@ struct PlainRepair {
         ++used;
       }
     }
-    if (used == 0) {
+    if (used == 0)
       Copy(pos, pos - 1);
-    } else {
+    else
       At(pos) = sum / used;
-    }
     if (!wide) return;
     if (adcBits % 256 == 16) return;
     At(pos) -= At(pos) % (adcBits % 256 == 14 ? 4 : 16);
@@ -83,22 +81,20 @@ struct PlainRepair {
       const long y = pos / width;
       const bool start = x < step || y < step;
       const bool end = x >= width - step || y >= height - step;
-      if (start) {
+      if (start)
         Copy(pos, wide ? BorderSource16(pos, false) : pos + step);
-      } else if (end) {
+      else if (end)
         Copy(pos, wide ? BorderSource16(pos, true) : pos - step);
-      } else if (mapExists) {
+      else if (mapExists)
         Average(x, y, pos);
-      }
     }
   }
 
   long HeldRows() const { return Held() / width < height ? Held() / width : height; }
 
   static long NearestGood(const std::vector<long>& flags, long from, long step, long count) {
-    for (long line = from + step; line >= 0 && line < count; line += step) {
+    for (long line = from + step; line >= 0 && line < count; line += step)
       if (line >= static_cast<long>(flags.size()) || flags[static_cast<std::size_t>(line)] == 0) return line;
-    }
     return -1;
   }
   void RepairLines(const std::vector<long>& flags, long lines, long length, long lineStride, long sampleStride) {
@@ -108,11 +104,10 @@ struct PlainRepair {
       const long after = NearestGood(flags, line, step, lines);
       for (long i = 0; i < length; ++i) {
         long& sample = At(line * lineStride + i * sampleStride);
-        if (before >= 0 && after >= 0) {
+        if (before >= 0 && after >= 0)
           sample = (At(before * lineStride + i * sampleStride) + At(after * lineStride + i * sampleStride)) / 2;
-        } else if (before >= 0 || after >= 0) {
+        else if (before >= 0 || after >= 0)
           sample = At((before >= 0 ? before : after) * lineStride + i * sampleStride);
-        }
       }
     }
   }
@@ -125,13 +120,12 @@ struct PlainRepair {
     for (const long pos : list) {
       const long x = pos % width;
       const long y = pos / width;
-      if (x < step || y < step) {
+      if (x < step || y < step)
         Copy(pos, pos + step);
-      } else if (x >= width - step || y >= height - step) {
+      else if (x >= width - step || y >= height - step)
         Copy(pos, pos - step);
-      } else if (Has(pos - step) && Has(pos + step)) {
+      else if (Has(pos - step) && Has(pos + step))
         At(pos) = (At(pos - step) + At(pos + step)) / 2;
-      }
     }
   }
 };

@@ -78,9 +78,8 @@ struct PlainTable {
       }
       if (!held || sum < Width() / 2) continue;
       bad.push_back(y);
-      for (int x = 0; x < Width(); ++x) {
+      for (int x = 0; x < Width(); ++x)
         if (Index(y * Width() + x) < map.size()) map[Index(y * Width() + x)] = 0;
-      }
     }
     return bad;
   }
@@ -89,9 +88,8 @@ struct PlainTable {
   void CutDark(const std::vector<int>& full, bool sum, std::vector<int>& out) const {
     const int size = static_cast<int>(full.size());
     const int used = Width() * Height() < size ? Width() * Height() : size;
-    if (cut.hardwareBin) {
+    if (cut.hardwareBin)
       for (int i = 0; i < used; ++i) out[Index(i)] = 0;
-    }
     for (int r = 0; r < H0(); ++r) {
       for (int c = 0; c < W0(); ++c) {
         const int s = cut.startX + c + (cut.startY + r) * cut.sensorWidth;
@@ -119,9 +117,8 @@ struct PlainTable {
   std::string Text() const {
     std::string text = cut.hardwareBin ? "hardware bin " : "bin ";
     for (const int value : {cut.bin, int{cut.twoStageBin4}, cut.width, cut.height, cut.startX, cut.startY,
-                            cut.sensorWidth, cut.sensorHeight, int{scaled}}) {
+                            cut.sensorWidth, cut.sensorHeight, int{scaled}})
       text += std::to_string(value) + ' ';
-    }
     return text;
   }
 };

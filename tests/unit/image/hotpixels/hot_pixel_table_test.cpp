@@ -208,9 +208,8 @@ TEST(HotPixelTable, OfOneColumnAllRowsAreBad) {
 
 TEST(HotPixelTable, KeepsTheFirstHundredThousandPixels) {
   Sensor sensor(1000, 400);
-  for (int y = 0; y < 400; ++y) {
+  for (int y = 0; y < 400; ++y)
     for (int x = 0; x < 375; ++x) sensor.MakeHot(2 * x, y);  // 150,000, 375 of 1000 in a row
-  }
   const HotPixelTable table = sensor.Table(sensor.Cut(1, 1000, 400));
   ASSERT_EQ(table.count, 100000U);
   EXPECT_EQ(table.badRows, nullptr);
@@ -268,17 +267,15 @@ TEST(HotPixelTable, AgreesWithAPlainRecomputationOnRandomGeometries) {
     std::vector<int> map = plain.HotMap({sensor.full.begin(), sensor.full.end()});
     const std::vector<int> bad = plain.TakeBadRows(map);
     Positions list;
-    for (std::size_t pos = 0; pos < map.size(); ++pos) {
+    for (std::size_t pos = 0; pos < map.size(); ++pos)
       if (map[pos] != 0) list.push_back(static_cast<std::uint32_t>(pos));
-    }
     ASSERT_EQ(table.width, plain.Width()) << plain.Text();
     ASSERT_EQ(table.height, plain.Height()) << plain.Text();
     ASSERT_EQ(Positions(table.list.get(), table.list.get() + table.count), list) << plain.Text();
     ASSERT_EQ(table.badRows != nullptr, !bad.empty()) << plain.Text();
     std::vector<int> flagged;
-    for (int y = 0; table.badRows && y < table.height; ++y) {
+    for (int y = 0; table.badRows && y < table.height; ++y)
       if (table.badRows[static_cast<std::size_t>(y)] != 0) flagged.push_back(y);
-    }
     ASSERT_EQ(flagged, bad) << plain.Text();
     for (std::size_t pos = 0; pos < map.size(); ++pos) {
       const bool used = static_cast<int>(pos) < plain.Width() * plain.Height();

@@ -380,9 +380,8 @@ TEST_F(HotPixels, TwoProductsScaleCoordinates) {
 TEST(HotPixelCount, OverTheLimitIsLoggedAndCutOff) {
   CorrectionCamera camera(1000, 400);
   std::size_t hot = 0;
-  for (std::size_t i = 0; hot < 99'999; ++i) {
+  for (std::size_t i = 0; hot < 99'999; ++i)
     if (i % 1000 < 499) ++hot, camera.pHPCFullMap[i] = 1;
-  }
   LogText below;
   camera.AdjustHPCTable();
   EXPECT_EQ(below.Text(), AdjustLine("AdjustHPCTable >\n") + AdjustLine("HPC Dead pixel:99999\n"));

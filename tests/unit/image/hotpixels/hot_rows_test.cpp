@@ -43,9 +43,8 @@ TEST(HotRows, AreFoundFromAFewUnitsOn) {
 }
 
 TEST(HotRows, AreNotSeenInNoise) {
-  for (const double noise : {0.0, 0.1, 1.0, 5.0, 20.0}) {
+  for (const double noise : {0.0, 0.1, 1.0, 5.0, 20.0})
     EXPECT_THAT(FindHotRows(Dark(60, noise, None), kWidth), IsEmpty()) << noise;
-  }
   // A quarter of what single pixels scatter by, and twenty times what the middle of a row does.
   const auto dark = Dark(60, 20.0, [](std::size_t y) { return y == 7 ? 5.0 : 0.0; });
   EXPECT_THAT(FindHotRows(dark, kWidth), IsEmpty()) << "within eight deviations of such rows";

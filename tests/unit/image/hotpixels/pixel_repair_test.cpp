@@ -30,9 +30,8 @@ struct TestFrame {
 
   void Repair(const Positions& list, int adcBits = 16) {
     Map map(samples.size());
-    for (const std::uint32_t pos : list) {
+    for (const std::uint32_t pos : list)
       if (pos < map.size()) map[pos] = 1;
-    }
     RepairHotPixels(View(), list, map, adcBits);
   }
 
@@ -280,11 +279,9 @@ TEST(AverageNeighbours, SurvivesAnyPlace) {
   Frame8 frame(4, 4, 1, 33, 0);
   const Map map(16, 1);
   for (const std::int32_t x : {kMin, -1, 0, 3, kMax}) {
-    for (const std::int32_t y : {kMin, -1, 0, 3, kMax}) {
-      for (const std::int32_t pos : {kMin, -1, 0, 15, 16, kMax}) {
+    for (const std::int32_t y : {kMin, -1, 0, 3, kMax})
+      for (const std::int32_t pos : {kMin, -1, 0, 15, 16, kMax})
         EXPECT_TRUE(AverageNeighbours(frame.View(), std::span<const std::uint8_t>(map), x, y, pos));
-      }
-    }
   }
   EXPECT_EQ(frame.samples, std::vector<std::uint8_t>(16, 33));
 }
@@ -412,9 +409,8 @@ TEST(BadColumns, AreAllRepairedHoweverMany) {
   }
   RepairColumns(frame.View(), flags);
   for (int y = 0; y < 3; ++y) {
-    for (int x = 1; x < 399; x += 2) {
+    for (int x = 1; x < 399; x += 2)
       ASSERT_EQ(frame.At(x, y), (10 * y + x / 2 % 100 + 10 * y + (x / 2 + 1) % 100) / 2) << x << ',' << y;
-    }
     EXPECT_EQ(frame.At(399, y), frame.At(398, y));
   }
 }

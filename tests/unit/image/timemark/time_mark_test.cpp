@@ -86,9 +86,8 @@ TEST(MarkInk, ContrastsWithTheBackground) {
 
 TEST(MarkBackground, IsTheMeanOfTheAreaAlone) {
   Canvas canvas(230, 40, 1, 255);
-  for (int y = 7; y <= 22; ++y) {
+  for (int y = 7; y <= 22; ++y)
     for (int x = 30; x <= 157; ++x) canvas.At(x, y) = 100;
-  }
   EXPECT_EQ(MarkBackground(canvas.View()), 100);
   canvas.At(30, 7) = canvas.At(157, 22) = 255;  // both corners belong to it: 310 more of 2048
   EXPECT_EQ(MarkBackground(canvas.View()), 100);
@@ -126,9 +125,8 @@ TEST(DrawMark, PutsTheFirstDateCharacterTwoHundredColumnsFromTheRight) {
                                                 "........",  //
                                                 "........",  //
                                                 "........"));
-  for (int y = 7; y <= 22; ++y) {
+  for (int y = 7; y <= 22; ++y)
     for (int x = 10; x < 18; ++x) canvas.At(x, y) = 0;
-  }
   EXPECT_THAT(canvas.bytes, Each(0)) << "nothing outside the cell";
 }
 
@@ -173,13 +171,11 @@ TEST(DrawMark, SpreadsDateAndTimeOverTheirColumns) {
   DrawMark(canvas.View(), TextOf("11111111", "11111111"));
   // The stroke of a 1 takes columns 3 and 4 of its cell, from the third row on.
   std::vector<int> columns;
-  for (int x = 0; x < 640; ++x) {
+  for (int x = 0; x < 640; ++x)
     if (canvas.At(x, 7 + 5) == 220) columns.push_back(x);
-  }
   std::vector<int> expected;
-  for (const int first : {440, 512}) {
+  for (const int first : {440, 512})
     for (int i = 0; i < 8; ++i) expected.insert(expected.end(), {first + 8 * i + 3, first + 8 * i + 4});
-  }
   EXPECT_EQ(columns, expected);
 }
 
@@ -249,11 +245,10 @@ TEST_F(AddTimeMark, FollowsAChangeOfTheTimeZone) {
     ::setenv("TZ", there, 1);
     ExpectMark(Canvas(200, 23, 1, 0), IMAGE_ONE_BYTE);
   }
-  if (old == nullptr) {
+  if (old == nullptr)
     ::unsetenv("TZ");
-  } else {
+  else
     ::setenv("TZ", zone.c_str(), 1);
-  }
   ::tzset();
 }
 

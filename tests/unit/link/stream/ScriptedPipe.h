@@ -115,7 +115,8 @@ class ScriptedPipe : public BulkPipe {
   }
   bool WaitCancelled(int count) {
     return WaitFor([this, count] {
-      return std::count_if(queue_.begin(), queue_.end(), [](const Transfer* t) { return t->cancelled; }) >= count;
+      return std::count_if(
+                 queue_.begin(), queue_.end(), [](const Transfer* t) { return t->cancelled; }) >= count;
     });
   }
   int Alive() const {

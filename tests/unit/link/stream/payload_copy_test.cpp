@@ -72,11 +72,9 @@ TEST(PayloadCopy, PutsWholeTransfersInTheirPlaces) {
 TEST(PayloadCopy, OfNothingTouchesNothing) {
   std::vector<std::uint8_t> out(4, kGuard);
   for (const bool swapped : {false, true}) {
-    for (const bool pastCache : {false, true}) {
-      for (const std::size_t at : {0U, 1U, 4U}) {
+    for (const bool pastCache : {false, true})
+      for (const std::size_t at : {0U, 1U, 4U})
         PayloadCopy{.swapped = swapped, .pastCache = pastCache}.Put({}, out.data(), at);
-      }
-    }
   }
   EXPECT_EQ(out, std::vector<std::uint8_t>(4, kGuard));
 }

@@ -75,9 +75,8 @@ class Streaming : public testing::Test {
     if (!ring_.Take(buffer_, frame, 0)) return -1;
     const std::uint32_t sequence = static_cast<std::uint32_t>(frame.marks[8]) | frame.marks[9] * 256U;
     EXPECT_EQ(frame.payloadBytes, format_.PayloadBytes());
-    for (std::size_t at = 0; at < frame.payloadBytes; ++at) {
+    for (std::size_t at = 0; at < frame.payloadBytes; ++at)
       if (buffer_[at] != test::PayloadByte(sequence, at)) return -2;
-    }
     return sequence;
   }
   StreamCounters Counters() {

@@ -80,9 +80,8 @@ TEST(FilePattern, TheExtensionDecidesTheKindInAnyCase) {
 }
 
 TEST(FilePattern, OtherExtensionsAreRefusedWithTheRightOnes) {
-  for (const char* pattern : {"x", "x.jpg", "", ".fits", "dir.fits/x", "x.fits.gz", "x.fz", "x.png.fz"}) {
+  for (const char* pattern : {"x", "x.jpg", "", ".fits", "dir.fits/x", "x.fits.gz", "x.fz", "x.png.fz"})
     EXPECT_NE(Complaint(pattern).find(".fits, .fit, .png or .raw"), std::string::npos) << pattern;
-  }
 }
 
 TEST(FilePattern, AnExtensionAloneIsNoName) {
@@ -101,9 +100,8 @@ TEST(FilePattern, UnknownPlaceholdersAreRefusedWithTheRightOnes) {
 
 TEST(FilePattern, BadBracesAndWidthsAreRefused) {
   for (const char* pattern : {"{n.fits", "n}.fits", "{n:}.fits", "{n:0}.fits", "{n:10}.fits", "{n:x}.fits",
-                              "{gain:3}.fits", "{n:-1}.fits", "{n:99999999999}.fits"}) {
+                              "{gain:3}.fits", "{n:-1}.fits", "{n:99999999999}.fits"})
     Complaint(pattern);
-  }
 }
 
 TEST(FilePattern, KnowsWhichPlaceholdersItHas) {

@@ -68,9 +68,8 @@ TEST(HeaderCards, SayNothingThatIsNotKnown) {
   const std::vector<FitsCard> cards = HeaderCards(frame);
   for (const char* name :
        {"SWCREATE", "OBJECT", "OBSERVER", "XPIXSZ", "CCD-TEMP", "SET-TEMP", "COOLPOWR", "CLKSYNC", "GPSSTATE",
-        "EGAIN", "BAYERPAT", "WB_R", "DARKFILE", "HISTORY", "REPLAYED", "WARNING", "DATE"}) {
+        "EGAIN", "BAYERPAT", "WB_R", "DARKFILE", "HISTORY", "REPLAYED", "WARNING", "DATE"})
     EXPECT_THAT(cards, Not(Contains(Field(&FitsCard::name, name)))) << name;
-  }
 }
 
 TEST(HeaderCards, EndWithTheUsersOwn) {
@@ -100,9 +99,8 @@ TEST(HeaderCards, TellTheHistoryLineByLine) {
   FrameFacts frame = RawFrame();
   frame.corrections = {.darkFile = "d\xC3\xA4rk.bmp", .dark = "5 x 1s", .hotPixels = true};
   std::vector<std::string> lines;
-  for (const FitsCard& card : HeaderCards(frame)) {
+  for (const FitsCard& card : HeaderCards(frame))
     if (card.name == "HISTORY") lines.push_back(std::get<std::string>(card.value));
-  }
   EXPECT_THAT(lines, ElementsAre("dark subtracted: 5 x 1s", "hot pixels repaired"));
   EXPECT_EQ(ValueOf(frame, "DARKFILE"), KeywordValue(std::string("d??rk.bmp"))) << "FITS is plain ASCII";
 }

@@ -116,9 +116,8 @@ TEST(FitsKeywords, EveryOwnKeywordIsRefusedOrWrittenOnceAsTheUserStatesIt) {
 }
 
 TEST(FitsKeywords, WhatTheFormatDefinesIsRefused) {
-  for (const std::string_view name : kFormatKeywords) {
+  for (const std::string_view name : kFormatKeywords)
     EXPECT_THROW(ParseKeyword(std::string(name) + "=1"), Failure) << name;
-  }
   EXPECT_THROW(ParseKeyword("NAXIS3=1"), Failure);
   EXPECT_NO_THROW(ParseKeyword("NAXES=1"));
 }

@@ -65,9 +65,8 @@ TEST_F(GpsLinesTest, WhenPuttingBackFailsTooWhatHoldsIsTold) {
 
 TEST_F(GpsLinesTest, LinesOutsideTheSensorTouchNothing) {
   port->TakeEvents();
-  for (const GpsLines& wrong : {GpsLines{-1, 5}, GpsLines{5, -1}, GpsLines{3000, 5}, GpsLines{5, 3000}}) {
+  for (const GpsLines& wrong : {GpsLines{-1, 5}, GpsLines{5, -1}, GpsLines{3000, 5}, GpsLines{5, 3000}})
     EXPECT_EQ(SetGpsLines(camera, wrong, left), CTRL_BAD_LINE);
-  }
   EXPECT_TRUE(port->TakeEvents().empty());
 }
 

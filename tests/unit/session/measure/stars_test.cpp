@@ -133,9 +133,8 @@ TEST(Stars, ThatAreAllSaturatedAreMeasuredAllTheSame) {
 
 TEST(Stars, OfEightBitsAreFoundWhereTheBackgroundHasNoNoise) {
   std::vector<std::uint8_t> pixels;
-  for (const double value : Light(Grid(2.0), 0.0)) {
+  for (const double value : Light(Grid(2.0), 0.0))
     pixels.push_back(static_cast<std::uint8_t>(std::min(std::lround(value / 256.0), 255L)));
-  }
   for (const IMG_TYPE format : {ORQ_IMG_RAW8, ORQ_IMG_Y8}) {
     const StarMeasures measures = MeasureStars(pixels, Info(format), {});
     EXPECT_EQ(measures.count, 12);
@@ -245,9 +244,8 @@ TEST(Stars, AreNotLookedForWhereThereIsNoFrame) {
   EXPECT_THROW(MeasureStars(std::span(pixels).first(pixels.size() - 2), Info(), {}), Failure);
   for (const FrameArea area :
        {FrameArea{-1, 0, 10, 10}, FrameArea{0, 0, 0, 10}, FrameArea{0, 0, 10, -1}, FrameArea{kWidth - 5, 0, 6, 10},
-        FrameArea{0, kHeight, 10, 1}, FrameArea{2, 2, 2147483647, 2147483647}}) {
+        FrameArea{0, kHeight, 10, 1}, FrameArea{2, 2, 2147483647, 2147483647}})
     EXPECT_THROW(MeasureStars(pixels, Info(), area), Failure) << area.x << ' ' << area.width;
-  }
 }
 
 }  // namespace

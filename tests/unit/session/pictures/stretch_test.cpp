@@ -57,9 +57,8 @@ TEST(StretchTable, NeverFalls) {
   Histogram sky;
   for (int value = 900; value <= 1300; ++value) sky.Add(static_cast<std::uint16_t>(value));
   const StretchTable table(sky);
-  for (int value = 1; value < 65536; ++value) {
+  for (int value = 1; value < 65536; ++value)
     ASSERT_GE(table[static_cast<std::uint16_t>(value)], table[static_cast<std::uint16_t>(value - 1)]) << value;
-  }
 }
 
 TEST(StretchTable, MostlyEqualValuesStillStretch) {

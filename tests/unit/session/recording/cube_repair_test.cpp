@@ -56,9 +56,11 @@ class CubeRepairTest : public testing::Test {
     return files.Put(Pixels(frame), line, Facts);
   }
   RecordingFiles Files() const {
-    return RecordingFiles(path_, Existing::Overwrite, [this](std::function<int()> before) {
-      return std::make_unique<CubeSink>(path_, Existing::Overwrite, Facts(), std::move(before));
-    });
+    return RecordingFiles(
+        path_, Existing::Overwrite,
+        [this](std::function<int()> before) {
+          return std::make_unique<CubeSink>(path_, Existing::Overwrite, Facts(), std::move(before));
+        });
   }
   void Record(bool finish) {
     RecordingFiles files = Files();

@@ -58,9 +58,8 @@ class Repair : public testing::Test {
       std::vector<std::uint8_t> pixels(kFrameBytes);
       ASSERT_TRUE(file->ReadFrame(i, pixels));
       EXPECT_EQ(pixels, Pixels(static_cast<int>(i)));
-      if (i < timed) {
+      if (i < timed)
         EXPECT_EQ(file->ReadStamps(i, 1)->at(0), SerTimeOf(kTime) + static_cast<std::int64_t>(i) * 1000);
-      }
     }
   }
 

@@ -15,9 +15,8 @@ void Reset() {
   for (std::atomic<int>* value :
        {&results.mutexAttrInit, &results.mutexAttrSetType, &results.mutexInit, &results.mutexDestroy,
         &results.mutexAttrDestroy, &results.create, &calls.mutexAttrSetType, &calls.mutexInit, &calls.mutexDestroy,
-        &calls.created, &calls.joined, &calls.detached}) {
+        &calls.created, &calls.joined, &calls.detached})
     *value = 0;
-  }
 }
 
 namespace {

@@ -44,9 +44,8 @@ struct CountUp {
 
 TEST(VectorTarget, EveryVersionOfAKernelGetsItsArgumentsAndGivesItsResult) {
   const std::array numbers{1, 20, 300, 4000, 50'000};
-  for (const VectorTarget target : VectorTargets()) {
+  for (const VectorTarget target : VectorTargets())
     EXPECT_EQ(RunOn<CountUp>(target, numbers.data(), 5), 54'321) << static_cast<int>(target);
-  }
 }
 
 }  // namespace

@@ -75,9 +75,8 @@ struct SerFields {
 
 inline Bytes SerHeaderBytes(const SerFields& f) {
   Bytes bytes = FromText("LUCAM-RECORDER");
-  for (const std::int32_t field : {0, f.colour, f.byteOrder, f.width, f.height, f.depth, f.frames}) {
+  for (const std::int32_t field : {0, f.colour, f.byteOrder, f.width, f.height, f.depth, f.frames})
     Put32(bytes, field);
-  }
   bytes.resize(178, 0);
   return bytes;
 }

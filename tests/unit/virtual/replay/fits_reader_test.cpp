@@ -111,9 +111,8 @@ TEST(FitsReader, TakesTheBayerPatternOfTheImagesCorner) {
       {{Card("BAYERPAT", "'RGGB'"), Card("XBAYROFF", "0"), Card("YBAYROFF", "1")}, 3},
       {{Card("BAYERPAT", "'RGGB'"), Card("XBAYROFF", "1"), Card("YBAYROFF", "1")}, 1},
   };
-  for (const auto& row : rows) {
+  for (const auto& row : rows)
     EXPECT_EQ(Read(Image(Cards(8, 2, 2), row.cards, {1, 2, 3, 4})).bayer, row.bayer) << row.cards.back();
-  }
 }
 
 TEST(FitsReader, ReadsFilesWithoutTheLastBlocksPadding) {

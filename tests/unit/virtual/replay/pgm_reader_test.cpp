@@ -76,9 +76,8 @@ TEST(PgmReader, RefusesOtherFormats) {
 }
 
 TEST(PgmReader, RefusesDamagedHeaders) {
-  for (const char* text : {"P5 ", "P5 x", "P5 3", "P5 3 2", "P5 3 2 255", "P5 -3 2 255 ", "P5 3 2 255x", "P5 #"}) {
+  for (const char* text : {"P5 ", "P5 x", "P5 3", "P5 3 2", "P5 3 2 255", "P5 -3 2 255 ", "P5 3 2 255x", "P5 #"})
     EXPECT_EQ(ErrorOf(FromText(text)), "PGM header is damaged") << text;
-  }
 }
 
 TEST(PgmReader, RefusesMaximumValuesOutsideSixteenBits) {

@@ -86,15 +86,13 @@ TEST(SerReader, RefusesDamagedAndForeignHeaders) {
 }
 
 TEST(SerReader, RefusesColourPlanesAndUnknownCodes) {
-  for (const std::int32_t code : {100, 101, 16, -1, 7, 12}) {
+  for (const std::int32_t code : {100, 101, 16, -1, 7, 12})
     EXPECT_THAT(ErrorOf(Join(SerHeaderBytes({.colour = code}), Bytes(100, 0))), HasSubstr("only mono and Bayer"));
-  }
 }
 
 TEST(SerReader, RefusesDepthsOutsideSixteenBits) {
-  for (const std::int32_t depth : {0, -8, 17, 32, 2'147'483'647}) {
+  for (const std::int32_t depth : {0, -8, 17, 32, 2'147'483'647})
     EXPECT_THAT(ErrorOf(Join(SerHeaderBytes({.depth = depth}), Bytes(100, 0))), HasSubstr("pixel depth"));
-  }
 }
 
 TEST(SerReader, TakesTwoBytesPerSampleFromNineBits) {

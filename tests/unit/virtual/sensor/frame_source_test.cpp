@@ -87,9 +87,8 @@ double Photons(double nm, double kelvin) {
 /// Mean of every second sample of every second row, without black level.
 double MeanAt(std::span<const std::uint16_t> frame, std::size_t side, std::size_t x, std::size_t y) {
   double sum = 0.0;
-  for (std::size_t row = y; row < side; row += 2) {
+  for (std::size_t row = y; row < side; row += 2)
     for (std::size_t column = x; column < side; column += 2) sum += frame[row * side + column];
-  }
   const std::size_t count = side * side / 4;
   return sum / static_cast<double>(count);
 }

@@ -52,7 +52,8 @@ struct Case {
   double readNoise;        ///< stated, electrons
 
   const Stated& Sensor() const {
-    return *std::ranges::find(AllStated(), std::string_view(model), [](const Stated& s) { return s.model; });
+    return *std::ranges::find(
+        AllStated(), std::string_view(model), [](const Stated& s) { return s.model; });
   }
 };
 

@@ -25,9 +25,8 @@ SensorData Small(int bayerPattern = -1) {
 std::vector<float> Render(const Planet& planet, const SensorData& sensor, double seconds) {
   const auto width = static_cast<std::size_t>(sensor.width);
   std::vector<float> image(width * static_cast<std::size_t>(sensor.height), 0.0F);
-  for (int y = 0; y < sensor.height; ++y) {
+  for (int y = 0; y < sensor.height; ++y)
     planet.AddRow(y, 0, 1.0F, seconds, std::span(image).subspan(static_cast<std::size_t>(y) * width, width));
-  }
   return image;
 }
 

@@ -94,9 +94,8 @@ TEST_P(SensorChips, ShowThatTheResetIsMissing) {
   const DataSheet sheet(GetParam());
   const auto shows = [&](std::uint8_t nonsense) {
     Bench bench(sheet);
-    for (std::uint32_t reg = sheet.FirstRegister(); reg < sheet.FirstRegister() + 0x20U; ++reg) {
+    for (std::uint32_t reg = sheet.FirstRegister(); reg < sheet.FirstRegister() + 0x20U; ++reg)
       bench.chip->Write(bench.registers, static_cast<std::uint16_t>(reg), nonsense, false, bench.now);
-    }
     bench.now += std::chrono::seconds(1);
     bench.Write({sheet.powerUp.begin() + 1, sheet.powerUp.end()});
     bench.Write(sheet.wake);

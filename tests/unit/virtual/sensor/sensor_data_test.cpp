@@ -49,9 +49,8 @@ TEST(GainFactor, FollowsTheSteppedTable) {
     double factor;
   } rows[] = {{0, 1.0},  {1, 1.0625}, {15, 1.9375}, {16, 2.0},  {20, 2.5},  {31, 3.875}, {32, 4.0},  {47, 7.75},
               {48, 8.0}, {63, 15.5},  {64, 16.0},   {70, 22.0}, {79, 31.0}, {80, 32.0},  {100, 64.0}};
-  for (const auto& row : rows) {
+  for (const auto& row : rows)
     EXPECT_DOUBLE_EQ(GainFactor(SensorGainLaw::Stepped, row.gain), row.factor) << "gain " << row.gain;
-  }
 }
 
 TEST(GainFactor, IsTenfoldPerTwoHundredTenthsOfADecibel) {

@@ -192,9 +192,8 @@ TEST(StarPhotometry, SumsToTheStarsLightAndGrowsWithExposure) {
   };
   int measured = 0;
   for (const Star& star : stars) {
-    if (star.electronsPerSecond < 5000.0 || star.electronsPerSecond > 60'000.0 || !inside(star) || !alone(star)) {
+    if (star.electronsPerSecond < 5000.0 || star.electronsPerSecond > 60'000.0 || !inside(star) || !alone(star))
       continue;
-    }
     for (const double seconds : {0.5, 1.0, 2.0, 4.0}) {
       ExposureSettings settings =
           Region(static_cast<int>(star.x) - 12, static_cast<int>(star.y) - 12, 25, 25, seconds);
@@ -292,11 +291,10 @@ TEST(OddSettings, ReadAsBlackLevelOutsideTheSensor) {
   for (int y = 0; y < 4; ++y) {
     for (int x = 0; x < 8; ++x) {
       const int value = edge[static_cast<std::size_t>(y * 8 + x)];
-      if (x < 4 && y < 2) {
+      if (x < 4 && y < 2)
         EXPECT_GT(value, 200);
-      } else {
+      else
         EXPECT_EQ(value, 100);
-      }
     }
   }
   EXPECT_THAT(Shoot(sensor, Region(5000, 0, 8, 4, 1.0)), testing::Each(100));

@@ -20,9 +20,8 @@ SensorData Small(int bayerPattern = -1) {
 std::vector<float> Render(const StarField& field, const SensorData& sensor, float seconds = 1.0F) {
   const auto width = static_cast<std::size_t>(sensor.width);
   std::vector<float> image(width * static_cast<std::size_t>(sensor.height), 0.0F);
-  for (int y = 0; y < sensor.height; ++y) {
+  for (int y = 0; y < sensor.height; ++y)
     field.AddRow(y, 0, seconds, 0.0F, std::span(image).subspan(static_cast<std::size_t>(y) * width, width));
-  }
   return image;
 }
 
@@ -176,9 +175,8 @@ TEST(MakeStars, ColoursStarsOnlyForAMosaic) {
   }
   EXPECT_GT(reddish, 500);
   EXPECT_GT(bluish, 500);
-  for (const Star& star : MakeStars(*FindSensor("x26m"), 1)) {
+  for (const Star& star : MakeStars(*FindSensor("x26m"), 1))
     ASSERT_THAT(star.colour, testing::ElementsAre(1.0, 1.0, 1.0));
-  }
 }
 
 }  // namespace
