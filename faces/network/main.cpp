@@ -1,4 +1,5 @@
 // orqcam-serve: cameras on the network. Started by `orqcam serve`, which knows its options.
+#include <malloc.h>
 #include <pthread.h>
 
 #include <algorithm>
@@ -40,6 +41,16 @@ sigset_t endSignals() {
   sigaddset(&signals, SIGTERM);
   sigaddset(&signals, SIGINT);
   return signals;
+}
+
+// Frames and pictures come from one thread and go on another. Each thread would have a heap of its own, full of
+// holes that the next frame of another thread does not find: few heaps, and none for what is large, keep memory
+// flat.
+void keepMemoryFlat() {
+  constexpr int kHeaps = 2;
+  constexpr int kLarge = 1 << 20;  // bytes; from there on memory goes back to the system at once
+  mallopt(M_ARENA_MAX, kHeaps);
+  mallopt(M_MMAP_THRESHOLD, kLarge);
 }
 
 // The first one has to be the one that works from this computer.
@@ -135,6 +146,7 @@ int run(const std::vector<std::string>& arguments) {
 
 int main(int argc, char** argv) {
   try {
+    orq::network::keepMemoryFlat();
     return orq::network::run({argv + 1, argv + argc});
   } catch (...) {
     return 1;  // there is no memory even for saying so
