@@ -179,6 +179,8 @@ enum {
 
 /** Colours of the top left 2 x 2 pixels, row by row. */
 enum { ORQ_BAYER_NONE = -1, ORQ_BAYER_RGGB = 0, ORQ_BAYER_BGGR = 1, ORQ_BAYER_GRBG = 2, ORQ_BAYER_GBRG = 3 };
+/** "RGGB" and so on, as FITS files name it; "" for ORQ_BAYER_NONE and for numbers that mean nothing. */
+ORQ_API const char* orq_bayer_name(int32_t bayer);
 
 /** Abilities, bits. */
 enum {

@@ -152,6 +152,11 @@ inline std::string statusName(orq_status status) {
   return orq_status_name(status);
 }
 
+/** "RGGB" and so on, as FITS files name it; empty for ORQ_BAYER_NONE and for numbers that mean nothing. */
+inline std::string bayerName(std::int32_t bayer) {
+  return orq_bayer_name(bayer);
+}
+
 /** A version of the library. */
 struct Version {
   int major = 0;
@@ -250,9 +255,8 @@ class Frame {
     std::int32_t count = 0;
     detail::check(orq_frame_header_count(frame_, &count));
     std::vector<orq_card> cards(static_cast<std::size_t>(count), sized<orq_card>());
-    for (std::int32_t i = 0; i < count; ++i) {
+    for (std::int32_t i = 0; i < count; ++i)
       detail::check(orq_frame_header_card(frame_, i, &cards[static_cast<std::size_t>(i)]));
-    }
     return cards;
   }
   /** See orq_frame_save. */
@@ -283,9 +287,8 @@ class Frame {
     Stars found{sized<orq_star_summary>(), {}};
     detail::check(orq_star_list_get_summary(list, &found.summary));
     found.stars.assign(static_cast<std::size_t>(found.summary.listed), sized<orq_star>());
-    for (std::int32_t i = 0; i < found.summary.listed; ++i) {
+    for (std::int32_t i = 0; i < found.summary.listed; ++i)
       detail::check(orq_star_list_get(list, i, &found.stars[static_cast<std::size_t>(i)]));
-    }
     return found;
   }
 #if defined(__cpp_lib_span)
@@ -417,9 +420,8 @@ class HotPixels {
   std::vector<SensorPixel> pixels() const {
     std::vector<SensorPixel> places(static_cast<std::size_t>(counts().pixels));
     std::int32_t index = 0;
-    for (SensorPixel& place : places) {
+    for (SensorPixel& place : places)
       detail::check(orq_hot_pixel_table_get_pixel(table_.get(), index++, &place.x, &place.y));
-    }
     return places;
   }
   std::vector<int> badRows() const {
@@ -563,9 +565,8 @@ class Camera {
   std::vector<orq_control_info> controls() const {
     std::int32_t count = value<std::int32_t>(orq_control_count);
     std::vector<orq_control_info> infos(static_cast<std::size_t>(count), sized<orq_control_info>());
-    for (std::int32_t i = 0; i < count; ++i) {
+    for (std::int32_t i = 0; i < count; ++i)
       detail::check(orq_control_describe(get(), i, &infos[static_cast<std::size_t>(i)]));
-    }
     return infos;
   }
   orq_control_info control(const std::string& name) const {
@@ -783,9 +784,8 @@ inline std::vector<orq_camera_entry> cameras(std::uint32_t flags = ORQ_LIST_USB)
   std::int32_t count = 0;
   detail::check(orq_camera_list_count(list.get(), &count));
   std::vector<orq_camera_entry> entries(static_cast<std::size_t>(count), sized<orq_camera_entry>());
-  for (std::int32_t i = 0; i < count; ++i) {
+  for (std::int32_t i = 0; i < count; ++i)
     detail::check(orq_camera_list_get(list.get(), i, &entries[static_cast<std::size_t>(i)]));
-  }
   return entries;
 }
 
@@ -818,9 +818,8 @@ inline std::vector<orq_setting> settings() {
   std::int32_t count = 0;
   detail::check(orq_setting_list_count(list.get(), &count));
   std::vector<orq_setting> kept(static_cast<std::size_t>(count), sized<orq_setting>());
-  for (std::int32_t i = 0; i < count; ++i) {
+  for (std::int32_t i = 0; i < count; ++i)
     detail::check(orq_setting_list_get(list.get(), i, &kept[static_cast<std::size_t>(i)]));
-  }
   return kept;
 }
 

@@ -4,6 +4,7 @@
 #include "api/Guard.h"
 #include "link/WireProtocol.h"
 #include "link/usb/LibusbPort.h"
+#include "support/BayerNames.h"
 
 static_assert(ORQ_USB_VENDOR_ID == orq::wire::kVendorId);
 
@@ -42,6 +43,11 @@ const char* orq_status_name(orq_status status) {
     default:
       return "unknown";
   }
+}
+
+const char* orq_bayer_name(int32_t bayer) {
+  const std::string_view name = orq::BayerNameOf(bayer);
+  return name.empty() ? "" : name.data();  // the name of a literal: a zero follows
 }
 
 void orq_library_version(int32_t* major, int32_t* minor, int32_t* patch) {

@@ -201,6 +201,11 @@ TEST(Cpp, TheLibraryTellsItsVersionItsStatusesAndItsClock) {
       ORQCAM_VERSION);
   EXPECT_EQ(orq::statusName(ORQ_ERROR_BUSY), "busy");
   EXPECT_EQ(orq::statusName(1), "unknown");
+  EXPECT_EQ(orq::bayerName(ORQ_BAYER_RGGB), "RGGB");
+  EXPECT_EQ(orq::bayerName(ORQ_BAYER_BGGR), "BGGR");
+  EXPECT_EQ(orq::bayerName(ORQ_BAYER_GRBG), "GRBG");
+  EXPECT_EQ(orq::bayerName(ORQ_BAYER_GBRG), "GBRG");
+  for (const int nothing : {-1, -2, 4, 255, 256}) EXPECT_EQ(orq::bayerName(nothing), "") << nothing;
   const orq_clock_state clock = orq::clockState();
   EXPECT_GE(clock.synchronised, -1);
   EXPECT_LE(clock.synchronised, 1);

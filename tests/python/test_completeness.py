@@ -31,8 +31,9 @@ RENAMED = {
 HANDLES = "of C++: handles, statuses"
 COMMAND = "of the command line and its files, which users call"
 LEFT_OUT = {
-    "check": HANDLES, "statusName": HANDLES, "sized": HANDLES, "ErrorOf": HANDLES, "Camera.get": HANDLES, "Frame.get": HANDLES,
-    "Reader.get": HANDLES, "Recording.get": HANDLES, "usbVersion": COMMAND, "modelControl": COMMAND,
+    "check": HANDLES, "statusName": HANDLES, "bayerName": "Camera.bayer and Frame.bayer are names",
+    "sized": HANDLES, "ErrorOf": HANDLES,
+    "Camera.get": HANDLES, "Frame.get": HANDLES, "Reader.get": HANDLES, "Recording.get": HANDLES, "usbVersion": COMMAND, "modelControl": COMMAND,
     "settings": COMMAND, "settingsPath": COMMAND, "settingsOwner": COMMAND, "forgetSettings": COMMAND, "logPath": COMMAND,
     "profile": COMMAND, "clearProfile": COMMAND, "checkFile": "Python writes files", "writeFile": "Python writes files",
     "Camera.abortExposure": "abort() ends what runs", "Camera.checkSaving": COMMAND, "Camera.checkDark": COMMAND,

@@ -11,12 +11,6 @@ namespace orq::cli {
 /// By ORQ_FORMAT_...
 inline constexpr std::array kFormatNames = {"raw8", "rgb24", "raw16", "y8"};
 
-/// "RGGB" and so on; null for ORQ_BAYER_NONE.
-constexpr const char* BayerName(std::int32_t bayer) {
-  constexpr std::array kNames = {"RGGB", "BGGR", "GRBG", "GBRG"};
-  return bayer == ORQ_BAYER_NONE ? nullptr : kNames.at(static_cast<std::size_t>(bayer));
-}
-
 constexpr const char* SpeedName(std::int32_t speed) {
   return speed == ORQ_SPEED_USB3 ? "USB 3" : "USB 2";
 }

@@ -32,8 +32,7 @@ Json Formats(const orq_camera_info& info) {
 }
 
 Json Bayer(const orq_camera_info& info) {
-  const char* const name = BayerName(info.bayer);
-  return name == nullptr ? Json() : Json(name);
+  return info.bayer == ORQ_BAYER_NONE ? Json() : Json(orq::bayerName(info.bayer));
 }
 
 bool Has(Device& camera, std::int32_t control) {

@@ -13,8 +13,6 @@
 namespace orq::indi {
 namespace {
 
-constexpr const char* kBayerNames[] = {"RGGB", "BGGR", "GRBG", "GBRG"};
-
 int bytesPerPixel(int format) {
   return format == ORQ_FORMAT_RGB24 ? 3 : format == ORQ_FORMAT_RAW16 ? 2 : 1;
 }
@@ -175,7 +173,7 @@ bool CameraDevice::setBinning(const NumberRequest& request) {
 
 void CameraDevice::showBayer(int bayer) {
   if (info_.bayer == ORQ_BAYER_NONE) return;
-  const char* const type = bayer == ORQ_BAYER_NONE ? "" : kBayerNames[bayer];
+  const char* const type = orq_bayer_name(bayer);
   if (BayerT[2].text != nullptr && std::strcmp(BayerT[2].text, type) == 0) return;
   IUSaveText(&BayerT[0], "0");
   IUSaveText(&BayerT[1], "0");

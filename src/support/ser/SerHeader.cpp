@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "support/BayerNames.h"
 #include "support/LittleEndian.h"
 
 namespace orq {
@@ -29,9 +30,17 @@ struct ColourName {
   std::int32_t id;
   std::string_view name;
 };
-constexpr ColourName kColours[] = {{kSerMono, "mono"}, {kSerRggb, "RGGB"}, {kSerGrbg, "GRBG"}, {kSerGbrg, "GBRG"},
-                                   {kSerBggr, "BGGR"}, {kSerCyym, "CYYM"}, {kSerYcmy, "YCMY"}, {kSerYmcy, "YMCY"},
-                                   {kSerMyyc, "MYYC"}, {kSerRgb, "RGB"},   {kSerBgr, "BGR"}};
+constexpr ColourName kColours[] = {{kSerMono, "mono"},
+                                   {kSerRggb, kBayerNames[0]},
+                                   {kSerGrbg, kBayerNames[2]},
+                                   {kSerGbrg, kBayerNames[3]},
+                                   {kSerBggr, kBayerNames[1]},
+                                   {kSerCyym, "CYYM"},
+                                   {kSerYcmy, "YCMY"},
+                                   {kSerYmcy, "YMCY"},
+                                   {kSerMyyc, "MYYC"},
+                                   {kSerRgb, "RGB"},
+                                   {kSerBgr, "BGR"}};
 
 std::int32_t Field(std::span<const std::uint8_t> bytes, std::size_t offset) {
   return static_cast<std::int32_t>(GetLittle(bytes, offset, 4));
