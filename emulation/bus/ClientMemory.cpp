@@ -54,6 +54,11 @@ constexpr bool kDirectAllowed =
     true;
 #endif
 
+/// Programs say in a number where their memory is.
+std::uint8_t* PlaceOf(std::uint64_t address) {
+  return reinterpret_cast<std::uint8_t*>(address);  // NOLINT(performance-no-int-to-ptr)
+}
+
 class DirectMemory : public ClientMemory {
  public:
   bool Read(std::uint64_t address, std::span<std::uint8_t> out) override {
@@ -65,7 +70,7 @@ class DirectMemory : public ClientMemory {
     return true;
   }
   bool AnyTime() const override { return true; }
-  std::uint8_t* Direct(std::uint64_t address) override { return reinterpret_cast<std::uint8_t*>(address); }
+  std::uint8_t* Direct(std::uint64_t address) override { return PlaceOf(address); }
 };
 
 class ProcessMemory : public ClientMemory {
@@ -73,12 +78,12 @@ class ProcessMemory : public ClientMemory {
   explicit ProcessMemory(pid_t pid) : pid_(pid) {}
   bool Read(std::uint64_t address, std::span<std::uint8_t> out) override {
     const iovec here{out.data(), out.size()};
-    const iovec there{reinterpret_cast<void*>(address), out.size()};
+    const iovec there{PlaceOf(address), out.size()};
     return ::process_vm_readv(pid_, &here, 1, &there, 1, 0) == static_cast<ssize_t>(out.size());
   }
   bool Write(std::uint64_t address, std::span<const std::uint8_t> bytes) override {
     const iovec here{const_cast<std::uint8_t*>(bytes.data()), bytes.size()};
-    const iovec there{reinterpret_cast<void*>(address), bytes.size()};
+    const iovec there{PlaceOf(address), bytes.size()};
     return ::process_vm_writev(pid_, &here, 1, &there, 1, 0) == static_cast<ssize_t>(bytes.size());
   }
   bool AnyTime() const override { return true; }

@@ -31,6 +31,7 @@ std::vector<std::string> Environment() {
 
 std::vector<char*> Pointers(std::vector<std::string>& words) {
   std::vector<char*> all;
+  all.reserve(words.size() + 1);
   for (std::string& word : words) all.push_back(word.data());
   all.push_back(nullptr);
   return all;

@@ -6,7 +6,9 @@
 
 #include <CLI/CLI.hpp>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
+#include <exception>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -124,9 +126,7 @@ int Run(const std::vector<orq::VirtualOptions>& cameras, int memoryMb, const std
   return Accompany(program, commands, signals.Get());
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int Start(int argc, char** argv) {
   CLI::App app(kHelp + std::string(orq::kCommandHelp) + kQuitHelp, "orq-emulate");
   std::string cameraWords;
   std::string control;
@@ -159,4 +159,15 @@ int main(int argc, char** argv) {
   const auto cameras = orq::ParseCameras(cameraWords, error);
   if (!cameras) return Complain(kUsage, error);
   return Run(*cameras, memoryMb, control, std::move(settings));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return Start(argc, argv);
+  } catch (const std::exception& failure) {
+    std::fprintf(stderr, "orq-emulate: %s\n", failure.what());
+    return kCannotEmulate;
+  }
 }

@@ -6,7 +6,9 @@
 
 #include <CLI/CLI.hpp>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
+#include <exception>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -94,9 +96,7 @@ int ServeCommands(const Cameras& cameras, const std::string& control, int signal
   return 0;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int Start(int argc, char** argv) {
   CLI::App app(kHelp + std::string(orq::kCommandHelp) + kQuitHelp, "orq-usbredir");
   std::string words;
   std::string path;
@@ -120,4 +120,15 @@ int main(int argc, char** argv) {
   Cameras cameras;
   if (!MakeCameras(*options, path, cameras, error)) return Complain(kFailed, error);
   return ServeCommands(cameras, control, signals.Get());
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return Start(argc, argv);
+  } catch (const std::exception& failure) {
+    std::fprintf(stderr, "orq-usbredir: %s\n", failure.what());
+    return kFailed;
+  }
 }
