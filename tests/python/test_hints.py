@@ -49,6 +49,19 @@ def test_hints_name_what_there_is():
         assert public(vars(kind)) | public(inherited(kind)) == told, name
 
 
+def test_controls_are_of_the_kind_that_is_hinted():
+    body = next(node.body for node in ast.parse(HINTS.read_text(encoding="utf-8")).body
+                if isinstance(node, ast.ClassDef) and node.name == "Camera")
+    hinted = {node.target.id: node.annotation.id for node in body if isinstance(node, ast.AnnAssign)}
+    seen = set()
+    for entry in orqcam.cameras(usb=False, virtual=True):
+        with orqcam.open(entry.name) as camera:
+            for name, value in camera.controls.items():
+                assert "_" + type(value).__name__ == hinted[name], (entry.name, name)
+                seen.add(hinted[name])
+    assert seen == {"_IntControl", "_FloatControl"}
+
+
 def test_everything_has_a_docstring():
     for name in public(orqcam.__all__) - {"AUTO"}:
         assert inspect.getdoc(getattr(orqcam, name)), name

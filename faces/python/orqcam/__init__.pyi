@@ -490,7 +490,7 @@ class Camera:
     gps_support: _IntControl
     gps_start_line: _IntControl
     gps_end_line: _IntControl
-    rolling_interval: _IntControl
+    rolling_interval: _FloatControl
     readout_mode: _IntControl
     @property
     def automatic_state(self) -> AutomaticState: ...

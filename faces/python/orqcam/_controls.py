@@ -32,7 +32,7 @@ CONTROLS = (
     ("gps_support", 25, "1: the camera has a GPS; read only."),
     ("gps_start_line", 26, "Sensor line at which the GPS takes the start of an exposure."),
     ("gps_end_line", 27, "Sensor line at which the GPS takes its end."),
-    ("rolling_interval", 28, "From row to row, tenths of a microsecond; read only."),
+    ("rolling_interval", 28, "From the start of one row to that of the next, microseconds; read only."),
     ("readout_mode", 29, "Readout mode of the sensor, from 0; its `description` names them."),
 )
 
