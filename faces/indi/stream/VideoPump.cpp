@@ -64,6 +64,7 @@ void VideoPump::stop() {
 
 void VideoPump::run() {
   skipped_ = 0;
+  recorded_ = 0;
   toldOfRoom_ = false;
   try {
     Reader reader = camera_->reader(ORQ_READ_EVERY, kLine);
@@ -122,12 +123,16 @@ bool VideoPump::awaitRoom() {
 /// end.
 bool VideoPump::hasRoom(const Frame& frame) {
   if (!manager_.isRecording()) {
+    recorded_ = 0;
     toldOfRoom_ = false;
     return true;
   }
   const std::uint64_t frames = static_cast<std::uint64_t>(held_.count()) + 1;
-  std::string why = whyNoRoomFor(manager_, frames * frame.size() + (passed_ + frames) * sizeof(std::uint64_t));
-  if (why.empty()) return true;
+  std::string why = whyNoRoomFor(manager_, frames * frame.size() + (recorded_ + frames) * sizeof(std::uint64_t));
+  if (why.empty()) {
+    ++recorded_;
+    return true;
+  }
   if (!toldOfRoom_) noRoom_(std::move(why));
   toldOfRoom_ = true;
   return false;

@@ -78,7 +78,8 @@ class VideoPump {
   Shape described_;
   std::vector<std::uint8_t> swapped_;
   std::uint64_t skipped_ = 0;
-  bool toldOfRoom_ = false;  ///< of this recording
+  std::uint64_t recorded_ = 0;  ///< handed over for this recording
+  bool toldOfRoom_ = false;     ///< likewise
 };
 
 }  // namespace orq::indi
