@@ -110,7 +110,8 @@ int complain(const Error& error, bool json) {
   if (json) {
     const nlohmann::json told = {
         {"error", statusName(error.status())}, {"message", error.what()}, {"exit_code", code}};
-    std::fprintf(stderr, "%s\n", told.dump().c_str());
+    // A path or an option that it speaks of may be no UTF-8.
+    std::fprintf(stderr, "%s\n", told.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
   } else {
     std::fprintf(stderr, "orqcam serve: %s\n", error.what());
   }

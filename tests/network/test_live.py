@@ -206,7 +206,7 @@ class Tests(unittest.TestCase):
     def test_no_name_leads_out_of_the_folder(self):
         with open(os.path.join(self.server.folder.name, "secret"), "w", encoding="ascii") as secret:
             secret.write("s")
-        os.makedirs(os.path.join(self.server.folder.name, "files"))
+        os.makedirs(os.path.join(self.server.folder.name, "files"), exist_ok=True)
         os.symlink("../secret", os.path.join(self.server.folder.name, "files", "link"))
         for name in ("..%2fsecret", "link", "%2e%2e", "..", "nothing", ".hidden", "%2fetc%2fpasswd"):
             self.assertIn(self.server.ask(f"/api/v1/files/{name}")[0], (400, 404), name)

@@ -366,13 +366,16 @@ class Tests(unittest.TestCase):
                  ("--token", "short"): "at least 16", ("--alpaca-allow", "192.168.1.5/24"): "no block of addresses",
                  ("--host", "a:80"): "no name for --host", ("--camera", "virtual:nothing"): "nothing",
                  ("--token-file", "/nowhere"): "no token", ("--client-seconds", "0"): "no value of --client-seconds",
-                 ("--listen", "192.0.2.7"): "is no address of this computer"}
+                 ("--listen", "192.0.2.7"): "is no address of this computer", ("--folder", "/dev/null/deeper"): "cannot be made",
+                 # Bytes that are no text.
+                 ("--folder", "/dev/null/\udcff"): "cannot be made", ("--camera", "virtual:\udcff"): "unknown virtual camera",
+                 ("--listen", "\udcff"): "no address to --listen at"}
         with tempfile.TemporaryDirectory(prefix="orqcam-serve-") as folder:
             environment = dict(os.environ, HOME=folder, XDG_CONFIG_HOME=folder, XDG_STATE_HOME=folder)
             for options, words in cases.items():
                 for form in ((), ("--json",)):
                     done = subprocess.run([ORQCAM, "serve", *form, *options], capture_output=True, text=True, timeout=PATIENCE,
-                                          env=environment, check=False)
+                                          errors="replace", env=environment, check=False)
                     self.assertIn(done.returncode, (1, 2), options)
                     self.assertIn(words, done.stderr)
                     if form:

@@ -9,7 +9,6 @@
 #include <filesystem>
 #include <orqcam/orqcam.hpp>
 #include <system_error>
-#include <utility>
 
 namespace orq::network {
 namespace {
@@ -36,15 +35,21 @@ std::shared_ptr<const int> closing(int descriptor) {
 
 }  // namespace
 
-Folder::Folder(std::string path) : path_(path.empty() ? homeFolder() : std::move(path)) {}
+Folder::Folder(const std::string& path) : path_(path.empty() ? homeFolder() : path) {
+  if (!path.empty()) make();  // who names it wants to know at once, not with the first recording of the night
+}
+
+void Folder::make() const {
+  std::error_code failed;
+  std::filesystem::create_directories(path_, failed);
+  if (failed) throw FileError("the folder " + path_ + " cannot be made: " + failed.message());
+}
 
 std::string Folder::pathFor(const std::string& name) const {
   if (name.empty() || name.size() > kLongestName || name.front() == '.' ||
       !std::all_of(name.begin(), name.end(), isSafe))
     throw InvalidError("'" + name + "' is no name for a file: give letters, digits, '-', '_' and '.'");
-  std::error_code failed;
-  std::filesystem::create_directories(path_, failed);
-  if (failed) throw FileError("the folder " + path_ + " cannot be made: " + failed.message());
+  make();
   return path_ + "/" + name;
 }
 

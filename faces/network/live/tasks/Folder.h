@@ -25,8 +25,9 @@ struct OpenFile {
 /// thread.
 class Folder {
  public:
-  /// Empty: orqcam in the user's home. Made when it is first written to.
-  explicit Folder(std::string path);
+  /// Empty: orqcam in the user's home, which is made when it is first written to; any other is made at once.
+  /// Throws FileError: no folder can be made.
+  explicit Folder(const std::string& path);
 
   const std::string& path() const { return path_; }
   /// The path of a file in it, which `name` may have placeholders for. Makes the folder. Throws InvalidError for
@@ -41,6 +42,8 @@ class Folder {
   std::uint64_t freeBytes() const;
 
  private:
+  void make() const;
+
   std::string path_;
 };
 
