@@ -40,6 +40,7 @@ int main(int argc, char** argv) {
   }
   me = basename(argv[0]);  // by which INDI's clients know a driver
   const int signals = listenToSignals();
+  std::signal(SIGXFSZ, SIG_IGN);  // a file that may not grow any more is no reason to end
   orq::indi::endPulsesOnCrash();
   orq::indi::Driver driver;
   if (signals >= 0) {

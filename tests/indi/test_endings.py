@@ -6,13 +6,16 @@ its property says what became of it, and the next picture comes.
 """
 
 import os
+import resource
 import socket
+import subprocess
 import sys
 import tempfile
+import time
 import unittest
 
 from fits import Bus, Picture
-from indi import Client, Device, Server
+from indi import PATIENCE, Client, Device, Server
 
 DRIVER, EMULATE = (os.path.abspath(path) for path in sys.argv[1:3])
 FIRST = "ORQ Camera"
@@ -74,7 +77,7 @@ WORK = {
                                    lambda camera: camera.number("ABS_FOCUS_POSITION", FOCUS_ABSOLUTE_POSITION=1000))}}
 
 
-class Ended(unittest.TestCase):
+class Staged(unittest.TestCase):
     def stage(self, cameras, options=()):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
@@ -95,6 +98,8 @@ class Ended(unittest.TestCase):
         self.client.wait("a picture", lambda: any(blob[1] == ".fits" for blob in self.camera.blobs()))
         self.camera.settle("CCD_EXPOSURE")
 
+
+class Ended(Staged):
     def test_what_a_disconnection_ends_is_over(self):
         for cameras, work in WORK.items():
             self.stage(cameras)
@@ -117,6 +122,10 @@ class Ended(unittest.TestCase):
                     self.bus.obey("unplug 0")
                     self.camera.wait("CONNECTION", lambda p: p.state == "Alert")
                     self.client.wait("its end", lambda: not in_state(self.client, "Busy"))
+                    told = {"exposing": "CCD_EXPOSURE", "streaming": "CCD_VIDEO_STREAM", "recording": "RECORD_STREAM",
+                            "cooling": "CCD_TEMPERATURE"}.get(name)
+                    if told:
+                        self.camera.wait(told, lambda p: p.state == "Alert")
                     self.bus.obey("replug 0")
                     self.camera.wait("CONNECTION", lambda p: p.state == "Ok")
                     self.picture()
@@ -218,6 +227,102 @@ class Ended(unittest.TestCase):
         Device(nothing, FIRST).wait("CCD_EXPOSURE", lambda p: p.state == "Ok")
         self.assertEqual(nothing.blobs, [])
         self.assertIn("shut down", self.server.log())  # of the one that does not read
+
+
+class Recordings(Staged):
+    """Of 64 x 64 pixels, 8 bits, into a folder of the server's."""
+
+    SIZE = 64 * 64
+
+    def setUp(self):
+        self.stage("k1m,seed=6")
+        self.folder = os.path.join(self.server.folder.name, "recordings")
+        os.mkdir(self.folder)
+        self.driver = self.server.pids("indi_orqcam_ccd")
+        self.camera.set_switch("CCD_CAPTURE_FORMAT", "INDI_RAW8")
+        self.camera.set_number("STREAMING_EXPOSURE", STREAMING_EXPOSURE_VALUE=0.001, STREAMING_DIVISOR_VALUE=1)
+
+    def begin(self, name, way="RECORD_ON"):
+        self.camera.answered(lambda: self.camera.text("RECORD_FILE", RECORD_FILE_DIR=self.folder, RECORD_FILE_NAME=name),
+                             "RECORD_FILE")
+        self.camera.switch("RECORD_STREAM", way)
+
+    def ends_by_itself(self, name, why):
+        self.client.messages.clear()
+        self.begin(name)
+        self.camera.wait("RECORD_STREAM", lambda p: p.state == "Alert" and p["RECORD_OFF"] == "On")
+        said = [text for _, text in self.client.messages if "The recording has ended" in text]
+        self.assertEqual((len(said), why in said[0]), (1, True), said)
+
+    def announced(self, name):
+        """Frames, by the header."""
+        with open(os.path.join(self.folder, name), "rb") as file:
+            return int.from_bytes(file.read(42)[38:], "little")
+
+    def is_whole(self, name):
+        """The frames that its header announces, and a time for each."""
+        frames = self.announced(name)
+        self.assertEqual(os.path.getsize(os.path.join(self.folder, name)), 178 + frames * (self.SIZE + 8))
+        return frames
+
+    def goes_on(self):
+        """The next recording is right, and so is the next picture; of the same driver."""
+        self.camera.set_number("RECORD_OPTIONS", RECORD_DURATION=1, RECORD_FRAME_TOTAL=5)
+        self.camera.answered(lambda: self.begin("next.ser", "RECORD_FRAME_ON"), "RECORD_STREAM")
+        self.camera.wait("RECORD_STREAM", lambda p: p["RECORD_OFF"] == "On" and p.state == "Idle")
+        end = time.monotonic() + PATIENCE
+        while self.announced("next.ser") == 0 and time.monotonic() < end:  # clients hear of the end before
+            time.sleep(0.05)
+        self.assertEqual(self.is_whole("next.ser"), 5)
+        self.picture()
+        self.assertEqual(self.server.pids("indi_orqcam_ccd"), self.driver)
+        self.assertEqual(in_state(self.client, "Busy", "Alert"), [])
+
+    def test_a_full_disk_ends_one_with_a_whole_file(self):
+        disk = ["mount", "-t", "tmpfs", "-o", "size=2m", "orq-full", self.folder]
+        if subprocess.run(disk, check=False, stderr=subprocess.DEVNULL).returncode != 0:
+            self.skipTest("no right to mount a small disk")
+        try:
+            self.ends_by_itself("full.ser", "the disk is full")
+            self.assertGreater(self.is_whole("full.ser"), 100)
+            os.remove(os.path.join(self.folder, "full.ser"))
+            self.goes_on()
+        finally:
+            subprocess.run(["umount", "--lazy", self.folder], check=True)
+
+    def test_a_file_that_may_not_grow_ends_one_while_the_live_view_goes_on(self):
+        stream(self.camera)
+        limits = resource.prlimit(self.driver[0], resource.RLIMIT_FSIZE)
+        resource.prlimit(self.driver[0], resource.RLIMIT_FSIZE, (2**20 + 20 * self.SIZE, limits[1]))
+        self.ends_by_itself("short.ser", "may not grow")
+        self.assertIn(self.is_whole("short.ser"), range(10, 20))
+        before = len(self.camera.blobs())
+        self.client.wait("frames", lambda: len(self.camera.blobs()) > before)
+        self.camera.switch("CCD_VIDEO_STREAM", "STREAM_OFF")
+        self.camera.wait("CCD_VIDEO_STREAM", lambda p: p["STREAM_OFF"] == "On" and p.state != "Busy")
+        resource.prlimit(self.driver[0], resource.RLIMIT_FSIZE, limits)
+        self.goes_on()
+
+    def test_what_cannot_be_written_ends_one(self):
+        os.symlink("/dev/full", os.path.join(self.folder, "broken.ser"))
+        self.ends_by_itself("broken.ser", "cannot be written")
+        self.goes_on()
+
+    def test_one_whose_stream_cannot_begin_is_none(self):
+        self.bus.obey("silence 0")
+        self.begin("silent.ser")
+        self.camera.wait("RECORD_STREAM", lambda p: p.state == "Alert" and p["RECORD_OFF"] == "On")
+        self.camera.wait("CONNECTION", lambda p: p.state == "Alert")
+        self.assertFalse([text for _, text in self.client.messages if "The stream has ended" in text])  # there was none
+        self.bus.obey("replug 0")
+        self.camera.wait("CONNECTION", lambda p: p.state == "Ok")
+        self.goes_on()
+
+    def test_one_that_cannot_begin_is_none(self):
+        os.mkdir(os.path.join(self.folder, "taken.ser"))
+        self.begin("taken.ser")
+        self.camera.wait("RECORD_STREAM", lambda p: p.state == "Alert" and p["RECORD_OFF"] == "On")
+        self.goes_on()
 
 
 class Configurations(unittest.TestCase):

@@ -120,9 +120,14 @@ bool CameraDevice::initProperties() {
   SetCCDCapability(kAlways);
   // Until a camera is known; a configuration that is saved without any would otherwise name no format at all.
   addCaptureFormat({kFormats[0].name, kFormats[0].label, kFormats[0].bits, true});
-  pump_ = std::make_unique<VideoPump>(*Streamer, [this, poster = posts_.poster()](std::string why) {
-    poster.post([this, why = std::move(why)] { endStream(why.c_str()); });
-  });
+  pump_ = std::make_unique<VideoPump>(
+      *Streamer,
+      [this, poster = posts_.poster()](std::string why) {
+        poster.post([this, why = std::move(why)] { endStream(why.c_str()); });
+      },
+      [this, poster = posts_.poster()](std::string why) {
+        poster.post([this, why = std::move(why)] { endRecording(why); });
+      });
   streamCounts_[0].fill("TARGET_FPS", "Wanted (frames/s)", "%.2f", 0, 1e6, 0, 0);
   streamCounts_[1].fill("CAMERA_FRAMES", "Frames of the camera", "%.f", 0, 1e15, 0, 0);
   streamCounts_[2].fill("DROPPED", "Left out: clients are slower", "%.f", 0, 1e15, 0, 0);

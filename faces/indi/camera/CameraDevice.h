@@ -145,7 +145,10 @@ class CameraDevice : public INDI::CCD, public INDI::FocuserInterface {
   // CameraStream.cpp
   void showStream();
   void endStream(const char* why);
+  void putOnAlert(const char* property);
+  void switchRecordingOff();
   void closeRecording();
+  void endRecording(const std::string& why);
   void undoFailedRecording();
   void awaitRecordingsEnd();
   void applyStreamExposure();

@@ -39,28 +39,52 @@ bool CameraDevice::StopStreaming() {
 void CameraDevice::endStream(const char* why) {
   if (!Streamer || !Streamer->isBusy()) return;
   if (why != nullptr) LOGF_ERROR("The stream has ended: %s", why);
-  if (Streamer->isRecording()) closeRecording();
+  const bool streamed = Streamer->isStreaming();
+  const bool recorded = Streamer->isRecording();
+  if (recorded) closeRecording();
   Streamer->setStream(false);
   pump_->stop();
+  if (why != nullptr && streamed) putOnAlert("CCD_VIDEO_STREAM");
+  if (why != nullptr && recorded) putOnAlert("RECORD_STREAM");
   if (camera_ && !lost_) startListening();
 }
 
-/// OFF is carried out with the next frame, and none comes any more.
-void CameraDevice::closeRecording() {
+void CameraDevice::putOnAlert(const char* property) {
+  INDI::Property known = getProperty(property);
+  known.setState(IPS_ALERT);
+  known.apply();
+}
+
+/// Is carried out with the next frame.
+void CameraDevice::switchRecordingOff() {
   const char* off = "RECORD_OFF";
   ISState on = ISS_ON;
   char* names[] = {const_cast<char*>(off)};
   Streamer->ISNewSwitch(getDeviceName(), "RECORD_STREAM", &on, names, 1);
+}
+
+/// Where no frame comes any more.
+void CameraDevice::closeRecording() {
+  switchRecordingOff();
   Streamer->newFrame(nullptr, 0);
+}
+
+/// On behalf of the disk. A live view goes on.
+void CameraDevice::endRecording(const std::string& why) {
+  if (!Streamer->isRecording()) return;
+  LOGF_ERROR("The recording has ended: %s", why.c_str());
+  switchRecordingOff();
+  pump_->closeRecording();
+  awaitRecordingsEnd();
+  putOnAlert("RECORD_STREAM");
 }
 
 /// The manager takes a recording that could not be begun for one that runs, and would take up no other.
 void CameraDevice::undoFailedRecording() {
-  INDI::Property known = getProperty("RECORD_STREAM");
-  if (known.getState() != IPS_ALERT || !Streamer->isRecording() || pump_->isRunning()) return;
+  const bool failed = getProperty("RECORD_STREAM").getState() == IPS_ALERT;
+  if (!failed || !Streamer->isRecording() || pump_->isRunning()) return;
   closeRecording();
-  known.setState(IPS_ALERT);
-  known.apply();
+  putOnAlert("RECORD_STREAM");
 }
 
 /// The manager closes the file with the next frame, and tells of a recording's end before it has closed it; what

@@ -3,6 +3,8 @@
 #include <chrono>
 #include <utility>
 
+#include "stream/RecordingRoom.h"
+
 namespace orq::indi {
 namespace {
 
@@ -31,8 +33,8 @@ INDI_PIXEL_FORMAT pixelFormatOf(int format, int bayer) {
 
 }  // namespace
 
-VideoPump::VideoPump(INDI::StreamManager& manager, std::function<void(std::string)> failed)
-    : manager_(manager), failed_(std::move(failed)) {}
+VideoPump::VideoPump(INDI::StreamManager& manager, Told failed, Told noRoom)
+    : manager_(manager), failed_(std::move(failed)), noRoom_(std::move(noRoom)) {}
 
 VideoPump::~VideoPump() {
   stop();
@@ -62,13 +64,15 @@ void VideoPump::stop() {
 
 void VideoPump::run() {
   skipped_ = 0;
+  recorded_ = 0;
+  toldOfRoom_ = false;
   try {
     Reader reader = camera_->reader(ORQ_READ_EVERY, kLine);
     Frame last;
     while (!stop_) {
       if (Frame frame = next(reader)) {
         last = std::move(frame);
-        if (awaitRoom()) pass(last);
+        if (awaitRoom() && hasRoom(last)) pass(last);
         dropped_ = reader.counters().missed + skipped_;
       }
       if (closeRecording_) {
@@ -113,6 +117,25 @@ bool VideoPump::awaitRoom() {
     std::this_thread::sleep_for(500us);
   }
   return !stop_;
+}
+
+/// For this frame, for those that the manager has not written yet and for the times of all, which it writes at the
+/// end.
+bool VideoPump::hasRoom(const Frame& frame) {
+  if (!manager_.isRecording()) {
+    recorded_ = 0;
+    toldOfRoom_ = false;
+    return true;
+  }
+  const std::uint64_t frames = static_cast<std::uint64_t>(held_.count()) + 1;
+  std::string why = whyNoRoomFor(manager_, frames * frame.size() + (recorded_ + frames) * sizeof(std::uint64_t));
+  if (why.empty()) {
+    ++recorded_;
+    return true;
+  }
+  if (!toldOfRoom_) noRoom_(std::move(why));
+  toldOfRoom_ = true;
+  return false;
 }
 
 void VideoPump::expect(const orq_region& region, int bayer) {

@@ -20,8 +20,10 @@ namespace orq::indi {
 /// is left out is counted.
 class VideoPump {
  public:
-  /// `failed` is told, on the pump's thread, why the video has ended by itself.
-  VideoPump(INDI::StreamManager& manager, std::function<void(std::string)> failed);
+  using Told = std::function<void(std::string why)>;
+  /// `failed` is told, on the pump's thread, why the video has ended by itself; `noRoom`, once, why a recording is
+  /// given nothing more: it is to be ended.
+  VideoPump(INDI::StreamManager& manager, Told failed, Told noRoom);
   ~VideoPump();
   VideoPump(const VideoPump&) = delete;
   VideoPump& operator=(const VideoPump&) = delete;
@@ -51,6 +53,7 @@ class VideoPump {
   void run();
   Frame next(Reader& reader);
   bool awaitRoom();
+  bool hasRoom(const Frame& frame);
   void pass(const Frame& frame);
   /// What the manager has to know of frames.
   struct Shape {
@@ -60,7 +63,8 @@ class VideoPump {
   void describe(const Shape& shape);
 
   INDI::StreamManager& manager_;
-  std::function<void(std::string)> failed_;
+  Told failed_;
+  Told noRoom_;
   Camera* camera_ = nullptr;
   std::thread thread_;
   std::atomic<bool> running_{false};
@@ -74,6 +78,8 @@ class VideoPump {
   Shape described_;
   std::vector<std::uint8_t> swapped_;
   std::uint64_t skipped_ = 0;
+  std::uint64_t recorded_ = 0;  ///< handed over for this recording
+  bool toldOfRoom_ = false;     ///< likewise
 };
 
 }  // namespace orq::indi

@@ -100,6 +100,7 @@ RecordingForm FormOf(FileKind kind) {
 }
 
 std::string ReasonOf(int error) {
+  if (error == EEXIST) return "the text beside it was deleted meanwhile, and another file has its name";
   return error == ENOENT ? "its file or folder was deleted meanwhile" : std::strerror(error);
 }
 

@@ -61,7 +61,9 @@ int RecordingFiles::Finish(std::uint64_t& frames, const std::function<std::vecto
     times_.Remark(FinishedRemark(frames));
     for (const std::string& remark : summary()) times_.Remark(remark);
     int failed = times_.Sync();
-    if (failed == 0) failed = sink_->Finish();
+    // Frames are finished without a text as well.
+    const int unfinished = IsFull(failed) ? 0 : sink_->Finish();
+    if (unfinished != 0) failed = unfinished;
     if (failed == 0) return error;
     if (error == 0) error = failed;
     if (!IsFull(failed)) return error;

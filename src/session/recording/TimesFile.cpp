@@ -1,6 +1,7 @@
 #include "session/recording/TimesFile.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -73,7 +74,7 @@ std::string TimesFileOf(const std::string& recording) {
 TimesFile::TimesFile(const std::string& path, Existing existing) : path_(path) {
   CheckWritable(path, existing);
   const int unlessThere = existing == Existing::Keep ? O_EXCL : O_TRUNC;
-  fd_ = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | unlessThere, 0666);
+  fd_ = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | unlessThere, 0666);
   if (fd_ < 0) CannotWrite(path, errno);
   Remark(kTitle.substr(2));
 }
@@ -114,10 +115,46 @@ int TimesFile::Flush() {
   return 0;
 }
 
+// By its descriptor: it may have lost its name.
+int TimesFile::Content(std::vector<std::uint8_t>& bytes) const {
+  bytes.resize(static_cast<std::size_t>(bytes_));
+  std::size_t done = 0;
+  while (done < bytes.size()) {
+    const ssize_t count = pread(fd_, bytes.data() + done, bytes.size() - done, static_cast<off_t>(done));
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return errno;
+    if (count == 0) break;  // somebody has made it shorter
+    done += static_cast<std::size_t>(count);
+  }
+  bytes.resize(done);
+  return 0;
+}
+
+// What is written to a file that was deleted would be lost without any error.
+int TimesFile::KeepName() {
+  struct stat status {};
+  if (fstat(fd_, &status) != 0 || status.st_nlink != 0) return 0;
+  std::vector<std::uint8_t> bytes;
+  if (const int error = Content(bytes); error != 0) return error;
+  const int anew = open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_EXCL, 0666);
+  if (anew < 0) return errno;
+  if (const int error = WriteAll(anew, bytes); error != 0) {
+    close(anew);
+    unlink(path_.c_str());
+    return error;
+  }
+  close(fd_);
+  fd_ = anew;
+  bytes_ = bytes.size();
+  allocated_ = 0;
+  Remark("this text was deleted up to here, and written anew");
+  return 0;
+}
+
 int TimesFile::CutBehind(std::uint64_t frames) {
   pending_.clear();
   std::vector<std::uint8_t> bytes;
-  if (const int error = ReadWholeFile(path_, kMostTextBytes, bytes); error != 0) return error;
+  if (const int error = Content(bytes); error != 0) return error;
   const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
   std::size_t end = 0;
   std::uint64_t seen = 0;
@@ -134,6 +171,7 @@ int TimesFile::CutBehind(std::uint64_t frames) {
 }
 
 int TimesFile::Sync() {
+  if (const int error = KeepName(); error != 0) return error;
   if (const int error = Flush(); error != 0) return error;
   return SyncFile(fd_);
 }

@@ -48,12 +48,16 @@ class TimesFile {
   int Flush();
   /// Takes the lines behind frame `frames` out again.
   int CutBehind(std::uint64_t frames);
-  /// Flushes, and waits until the disk has it.
+  /// Flushes, and waits until the disk has it. A file that was deleted meanwhile is written anew, and says so;
+  /// EEXIST: another one has its name now.
   int Sync();
 
   const std::string& Path() const { return path_; }
 
  private:
+  int Content(std::vector<std::uint8_t>& bytes) const;
+  int KeepName();
+
   std::string path_;
   int fd_;
   std::string pending_;

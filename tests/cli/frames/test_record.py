@@ -162,6 +162,30 @@ class Tests(CliTest):
             self.assertEqual(process.returncode, 1, err)
             self.assertIn("its file or folder was deleted meanwhile", err)
 
+    def test_a_text_that_is_deleted_is_written_anew(self):
+        process = self.start_tool("-c", self.camera(), "record", *SIZE, "-e", "2ms", "-o", "a.ser", "--json")
+        process.stdout.readline()
+        process.stdout.readline()
+        os.remove(self.path("a.ser.txt"))
+        code, _, err = self.interrupt(process)
+        self.assertEqual(code, 0, err)
+        _, times = self.check("a.ser")
+        self.assertTrue(any("was deleted" in remark for remark in times.remarks), times.remarks)
+
+    def test_frames_are_finished_beside_a_text_of_somebody_else(self):
+        process = self.start_tool("-c", self.camera(), "record", *SIZE, "-e", "2ms", "-o", "a.ser", "--json")
+        process.stdout.readline()
+        process.stdout.readline()
+        with open(self.path("other"), "w", encoding="utf-8") as other:
+            other.write("other")
+        os.rename(self.path("other"), self.path("a.ser.txt"))
+        code, _, err = self.interrupt(process)
+        self.assertEqual(code, 1, err)
+        self.assertIn("another file has its name", err)
+        self.assertGreater(len(Ser(self.path("a.ser")).frames), 0)
+        with open(self.path("a.ser.txt"), encoding="utf-8") as other:
+            self.assertEqual(other.read(), "other")
+
     def test_a_disk_that_fills_up_leaves_a_whole_file(self):
         limit = 1_500_000
 

@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <cerrno>
+#include <cstdio>
 #include <fstream>
 #include <sstream>
 
@@ -81,6 +83,41 @@ TEST_F(TimesFileTest, LosesTheLinesBehindTheFramesThatAreKept) {
   EXPECT_EQ(times->serTimes.size(), 2U);
   EXPECT_EQ(times->finished, 2U);
   EXPECT_EQ(ContentOf(path_).find("waits"), std::string::npos);
+}
+
+TEST_F(TimesFileTest, IsWrittenAnewWhenItWasDeleted) {
+  TimesFile file(path_, Existing::Keep);
+  file.Frame(Frame(1));
+  ASSERT_EQ(file.Flush(), 0);
+  const std::string before = ContentOf(path_);
+  ASSERT_EQ(std::remove(path_.c_str()), 0);
+  file.Frame(Frame(2));
+  ASSERT_EQ(file.Sync(), 0);
+  const std::string after = ContentOf(path_);
+  EXPECT_TRUE(after.starts_with(before)) << after;
+  EXPECT_NE(after.find("# this text was deleted up to here, and written anew\n"), std::string::npos);
+  ASSERT_EQ(file.CutBehind(1), 0);
+  EXPECT_EQ(ReadTimes(path_)->serTimes.size(), 1U);
+}
+
+TEST_F(TimesFileTest, LeavesTheFileThatHasItsNameNow) {
+  TimesFile file(path_, Existing::Keep);
+  ASSERT_EQ(file.Sync(), 0);
+  ASSERT_EQ(std::remove(path_.c_str()), 0);
+  std::ofstream(path_) << "other";
+  EXPECT_EQ(file.Sync(), EEXIST);
+  EXPECT_EQ(ContentOf(path_), "other");
+}
+
+TEST_F(TimesFileTest, LosesTheLinesBehindAlsoWithoutItsName) {
+  TimesFile file(path_, Existing::Keep);
+  file.Frame(Frame(1));
+  file.Frame(Frame(2));
+  ASSERT_EQ(file.Flush(), 0);
+  ASSERT_EQ(std::remove(path_.c_str()), 0);
+  ASSERT_EQ(file.CutBehind(1), 0);
+  ASSERT_EQ(file.Sync(), 0);
+  EXPECT_EQ(ReadTimes(path_)->serTimes.size(), 1U);
 }
 
 TEST(RecordedTimes, DoNotCountALineThatIsCutOff) {
