@@ -147,8 +147,7 @@ void RecordProgress::Show(const orq_recording_state& state) {
   context_.out.Flush();
 }
 
-void ReportRecorded(const Context& context, const orq_recording_plan& plan, const Recording& recording,
-                    const orq_stream_counters& link) {
+void ReportRecorded(const Context& context, const orq_recording_plan& plan, const Recording& recording) {
   const orq_recording_state state = recording.state();
   const std::vector<orq_missing_frames> missing = recording.missing();
   Report report;
@@ -165,8 +164,6 @@ void ReportRecorded(const Context& context, const orq_recording_plan& plan, cons
   AddUtc(report, "last_utc", state.last_unix_ns);
   report.Add("missed", state.missed);
   report.Add("lost", state.lost);
-  report.Add("discarded", link.dropped);
-  report.Add("damaged", link.failed);
   report.Add("missing", context.json ? MissingAsJson(missing) : Json(MissingAsText(missing)));
   Print(context, "final", report);
 }

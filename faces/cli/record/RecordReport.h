@@ -29,9 +29,8 @@ class RecordProgress {
   double fps_ = 0.0;  ///< of the last second
 };
 
-/// What has become of it, and what the link has counted meanwhile. JSON: an object with "final".
-void ReportRecorded(const Context& context, const orq_recording_plan& plan, const Recording& recording,
-                    const orq_stream_counters& link);
+/// What has become of it. JSON: an object with "final".
+void ReportRecorded(const Context& context, const orq_recording_plan& plan, const Recording& recording);
 
 /// "12 GB", three figures.
 std::string SizeText(double bytes);

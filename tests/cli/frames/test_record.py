@@ -80,12 +80,6 @@ class Tests(CliTest):
         self.assertIn("did not come from the camera", err)
         self.assertEqual(self.values("end = " + out.split("end = ")[1])["lost"], str(len(missing)))
 
-    def test_it_is_told_why_frames_did_not_come(self):
-        out, _ = self.succeed("-c", self.camera(",short@40,badtrailer@50"), "record", *SIZE, "-e", "2ms", "-n", "100", "-o", "a.ser")
-        final = self.values("end = " + out.split("end = ")[1])
-        self.assertEqual(final["damaged"], "2")
-        self.assertIn("discarded", final)
-
     @unittest.skipUnless(SLOW_DISK, "no slow disk with a sanitizer")
     def test_frames_that_the_disk_is_too_slow_for_are_named(self):
         self.environment["LD_PRELOAD"] = SLOW_DISK

@@ -264,7 +264,7 @@ ExitCode RunRecord(const Context& context, RecordOptions options) {
   limits.form = plan.form;  // the planned name of a folder has no slash any more
   Recording recording = camera->record(plan.file, limits);
   Watch(context, camera, shooter, followed, plan, recording);
-  ReportRecorded(context, plan, recording, camera->counters());
+  ReportRecorded(context, plan, recording);
   const orq_recording_state state = recording.state();
   TellMissing(state);
   JudgeEnd(state, limits.frames == 0 && limits.duration_us == 0 && limits.bytes == 0);
