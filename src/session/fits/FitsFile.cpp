@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <new>
 #include <string>
 #include <variant>
@@ -50,7 +51,15 @@ class MemoryFits {
     const char* const comment = card.comment.empty() ? nullptr : card.comment.c_str();
     std::visit([&](const auto& value) { Write(card.name.c_str(), value, comment, card.digits); }, card.value);
   }
-  void Date() { fits_write_date(file_, &status_); }
+  /// When it was made, as CFITSIO words it: its own call shares one place for the time among all threads.
+  void Date() {
+    const std::time_t now = std::time(nullptr);
+    std::tm utc{};
+    ::gmtime_r(&now, &utc);
+    char text[FLEN_VALUE];
+    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &utc);
+    fits_update_key_str(file_, "DATE", text, "file creation date (YYYY-MM-DDThh:mm:ss UT)", &status_);
+  }
   void Pixels(int type, LONGLONG firstPixel, LONGLONG count, const void* data) {
     // The library takes a pointer to non-const data but only reads it.
     fits_write_img(file_, type, firstPixel, count, const_cast<void*>(data), &status_);
